@@ -1,0 +1,17 @@
+# parlowen_test(name SOURCES ... [USES libraries...] [LABELS labels...] [TIMEOUT seconds])
+#
+# One GoogleTest program, run by CTest as one test on the offscreen platform, with a home of its own that is empty at the start.
+# The label `threads` marks what also runs under the thread sanitizer.
+function(parlowen_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 T "" "TIMEOUT" "SOURCES;USES;LABELS")
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${T_SOURCES})
+  target_link_libraries(${name} PRIVATE ${T_USES} GTest::gmock GTest::gtest parlowen_options)
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+  target_compile_definitions(${name} PRIVATE
+    PARLOWEN_SOURCE_DIR="${CMAKE_SOURCE_DIR}" PARLOWEN_BINARY_DIR="${CMAKE_BINARY_DIR}")
+  add_test(NAME ${name} COMMAND ${CMAKE_SOURCE_DIR}/tests/support/in-own-home.sh $<TARGET_FILE:${name}>)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
+endfunction()

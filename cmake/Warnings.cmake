@@ -1,0 +1,17 @@
+# parlowen_options: what every target of the project is compiled with.
+add_library(parlowen_options INTERFACE)
+target_compile_options(parlowen_options INTERFACE
+  -Wall -Wextra -Wpedantic -Werror
+  -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wformat=2
+  -fno-strict-overflow)
+target_compile_definitions(parlowen_options INTERFACE QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII)
+if(PARLOWEN_SANITIZE)
+  target_compile_options(parlowen_options INTERFACE -fsanitize=${PARLOWEN_SANITIZE} -fno-omit-frame-pointer)
+  target_link_options(parlowen_options INTERFACE -fsanitize=${PARLOWEN_SANITIZE})
+  if(PARLOWEN_SANITIZE MATCHES "undefined")
+    target_compile_options(parlowen_options INTERFACE -fno-sanitize-recover=undefined)
+  endif()
+  # Sanitized code makes g++ see paths that cannot be taken.
+  target_compile_options(parlowen_options INTERFACE -Wno-maybe-uninitialized)
+endif()
+target_link_options(parlowen_options INTERFACE -fuse-ld=lld)

@@ -1,0 +1,9 @@
+#include "Bundle.h"
+
+namespace parlowen::Bundle {
+
+QString shortVersion() { return QStringLiteral(PARLOWEN_VERSION); }
+
+QString builtInApiBaseUrl() { return QStringLiteral(PARLOWEN_BUILT_IN_API_BASE_URL); }
+
+} // namespace parlowen::Bundle

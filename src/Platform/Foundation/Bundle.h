@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+/// What the program knows of itself: its version and the backend that it was built for.
+namespace parlowen::Bundle {
+
+/// The short version, such as "0.1.0"; one place (CMakeLists.txt) sets it. Never empty.
+QString shortVersion();
+
+/// The backend's API base URL that this program was built with (HTTPS, path /api/v1, no slash at the end).
+QString builtInApiBaseUrl();
+
+} // namespace parlowen::Bundle

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <functional>
+
+namespace parlowen::testing {
+
+/// Runs the event loop until the condition holds; false when it did not hold within the bound.
+inline bool waitFor(const std::function<bool()>& condition, int milliseconds = 10'000) {
+    const QDeadlineTimer deadline(milliseconds);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+/// Runs the event loop for as long as the condition holds, at most for the bound; true when it held throughout.
+inline bool holdsFor(const std::function<bool()>& condition, int milliseconds) {
+    return !waitFor([&condition] { return !condition(); }, milliseconds);
+}
+
+} // namespace parlowen::testing
