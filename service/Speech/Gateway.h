@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Engine.h"
+#include "Http/Router.h"
+#include "SpeechTokens.h"
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+
+namespace parlowen::service {
+
+/// Limits of the speech gateway.
+struct SpeechGatewayOptions {
+    std::size_t sessions = 4;                         ///< at the same time; one more is refused with HTTP 503
+    std::chrono::seconds idle{180};                   ///< a connection on which nothing arrives ends after this
+    std::optional<std::chrono::seconds> longestUse{}; ///< a connection ends after this; none: never
+};
+
+/// The speech protocol on a WebSocket: recognition and recognition with translation, turn by turn.
+/// The request's `Authorization: Bearer` (header or query parameter) must hold a token that opens; else HTTP 401.
+WebSocketHandler makeSpeechGateway(SpeechTokens& tokens, EngineSet& engines, SpeechGatewayOptions options = {});
+
+/// Everything that speech needs: tokens and engines. Outlives the server that its routes are in.
+struct SpeechService {
+    SpeechTokens tokens;
+    EngineSet engines;
+    SpeechGatewayOptions options;
+
+    /// With the engines that this machine has: PocketSphinx and Apertium. Loads the first model in the background.
+    static std::unique_ptr<SpeechService> withLocalEngines(SpeechGatewayOptions options = {});
+    /// What recognition and translation really offer.
+    OfferedLanguages languages() const { return engines.languages(); }
+};
+
+/// Routes the gateway under the newer and the older paths of the speech protocol.
+void addSpeechRoutes(Router& router, SpeechService& speech);
+
+} // namespace parlowen::service
