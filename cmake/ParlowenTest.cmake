@@ -2,6 +2,8 @@
 #
 # One GoogleTest program, run by CTest as one test on the offscreen platform, with a home of its own that is empty at the start.
 # The label `threads` marks what also runs under the thread sanitizer.
+add_custom_target(thread_tests)
+
 function(parlowen_test name)
   cmake_parse_arguments(PARSE_ARGV 1 T "" "TIMEOUT" "SOURCES;USES;LABELS")
   if(NOT T_TIMEOUT)
@@ -13,5 +15,8 @@ function(parlowen_test name)
   target_compile_definitions(${name} PRIVATE
     PARLOWEN_SOURCE_DIR="${CMAKE_SOURCE_DIR}" PARLOWEN_BINARY_DIR="${CMAKE_BINARY_DIR}")
   add_test(NAME ${name} COMMAND ${CMAKE_SOURCE_DIR}/tests/support/in-own-home.sh $<TARGET_FILE:${name}>)
+  if("threads" IN_LIST T_LABELS)
+    add_dependencies(thread_tests ${name})
+  endif()
   set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
 endfunction()
