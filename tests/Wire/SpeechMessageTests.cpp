@@ -1,0 +1,156 @@
+#include <Wire/SpeechMessage.h>
+#include <gmock/gmock.h>
+
+#include <random>
+#include <set>
+
+namespace parlowen::wire {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::Pair;
+
+std::string withPrefix(std::string_view block, std::string_view payload) {
+    std::string frame{static_cast<char>(block.size() >> 8U), static_cast<char>(block.size() & 0xFFU)};
+    return frame.append(block).append(payload);
+}
+
+TEST(SpeechMessageTest, TextRoundTrip) {
+    const SpeechMessage message{{{"Path", "speech.context"}, {"X-RequestId", "ab12"}}, "{\"a\":\r\n\r\n1}", false};
+    const std::string frame = encode(message);
+    EXPECT_EQ(frame, "Path: speech.context\r\nX-RequestId: ab12\r\n\r\n{\"a\":\r\n\r\n1}");
+    const auto back = decodeText(frame);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->headers, message.headers);
+    EXPECT_EQ(back->body, message.body);
+    EXPECT_FALSE(back->binary);
+}
+
+TEST(SpeechMessageTest, BinaryRoundTripKeepsEveryByteValue) {
+    SpeechMessage message{{{"Path", "audio"}, {"Content-Type", "audio/x-wav"}}, "", true};
+    for (int i = 0; i < 256; ++i)
+        message.body.push_back(static_cast<char>(i));
+    const std::string frame = encode(message);
+    EXPECT_EQ(frame.substr(0, 17), std::string("\0\x28", 2) + "Path: audio\r\nCo");
+    const auto back = decodeBinary(frame);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->headers, message.headers);
+    EXPECT_EQ(back->body, message.body);
+    EXPECT_TRUE(back->binary);
+}
+
+TEST(SpeechMessageTest, HeadersInAnyCaseAndOrderWithAndWithoutBlanks) {
+    const auto message =
+        decodeText("x-requestid:77\r\nCONTENT-TYPE : \tapplication/json \r\npAtH:turn.end\r\nEmpty:\r\n\r\n");
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->path(), "turn.end");
+    EXPECT_EQ(message->requestId(), "77");
+    EXPECT_EQ(message->header("Content-Type"), "application/json");
+    EXPECT_EQ(message->header("Empty"), "");
+    EXPECT_EQ(message->header("Missing"), "");
+    EXPECT_EQ(message->body, "");
+}
+
+TEST(SpeechMessageTest, ABinaryHeaderBlockMayEndWithoutLineEndOrWithAnEmptyLine) {
+    for (const std::string block : {"Path:audio", "Path:audio\r\n", "Path:audio\r\n\r\n"}) {
+        const auto message = decodeBinary(withPrefix(block, "xy"));
+        ASSERT_TRUE(message) << block;
+        EXPECT_THAT(message->headers, ElementsAre(Pair("Path", "audio")));
+        EXPECT_EQ(message->body, "xy");
+    }
+}
+
+TEST(SpeechMessageTest, SaysWhatIsWrongWithATextFrame) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"", "no empty line"},
+        {"{\"json\":1}", "no empty line"},
+        {"Path: a\r\n", "no empty line"},
+        {"Path: a\n\n{}", "no empty line"},
+        {"\r\n\r\n{}", "no headers"},
+        {"Path a\r\n\r\n", "no colon"},
+        {": a\r\n\r\n", "no name"},
+        {"Path: a\nX: b\r\n\r\n", "control character"},
+        {std::string("Path: a\0b\r\n\r\n", 13), "control character"},
+        {"Path: " + std::string(maxHeaderBlock, 'a') + "\r\n\r\n", "longer than 8192"},
+    };
+    for (const auto& [frame, expected] : cases) {
+        std::string problem;
+        EXPECT_FALSE(decodeText(frame, &problem)) << frame;
+        EXPECT_THAT(problem, HasSubstr(expected)) << frame;
+    }
+}
+
+TEST(SpeechMessageTest, SaysWhatIsWrongWithABinaryFrame) {
+    const std::string whole = withPrefix("Path: audio\r\n", "");
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"", "missing"},
+        {"\x01", "missing"},
+        {whole.substr(0, whole.size() - 1), "longer than the message"},
+        {withPrefix("", "payload"), "no headers"},
+        {withPrefix("audio\r\n", ""), "no colon"},
+        {withPrefix("Path: " + std::string(maxHeaderBlock, 'a') + "\r\n", ""), "longer than 8192"},
+        {withPrefix("Path: audio\r\n", std::string(maxPayload + 1, 'a')), "payload"},
+    };
+    for (const auto& [frame, expected] : cases) {
+        std::string problem;
+        EXPECT_FALSE(decodeBinary(frame, &problem));
+        EXPECT_THAT(problem, HasSubstr(expected));
+    }
+    EXPECT_TRUE(decodeBinary(withPrefix("Path: audio\r\n", std::string(maxPayload, 'a'))));
+}
+
+TEST(SpeechMessageTest, AHeaderBlockOfJustTheLimitIsRead) {
+    const std::string line = "Path: " + std::string(maxHeaderBlock - 8, 'a') + "\r\n";
+    ASSERT_EQ(line.size(), maxHeaderBlock);
+    EXPECT_TRUE(decodeText(line + "\r\n"));
+    EXPECT_TRUE(decodeBinary(withPrefix(line, "")));
+}
+
+TEST(SpeechMessageTest, WhatIsReadFromAnyBytesCanBeWrittenAndReadAgain) {
+    std::mt19937 random(20261124); // NOLINT(bugprone-random-generator-seed): the same bytes in every run
+    const std::string alphabet("\r\n:aP \0\x01\xFF", 9);
+    std::size_t read = 0;
+    for (int round = 0; round < 60'000; ++round) {
+        std::string bytes;
+        for (std::size_t length = random() % 40; bytes.size() < length;)
+            bytes.push_back(alphabet[random() % alphabet.size()]);
+        const std::string framed = withPrefix(bytes.substr(0, bytes.size() / 2), bytes.substr(bytes.size() / 2));
+        for (const auto& message : {decodeText(bytes + "\r\n\r\n"), decodeBinary(bytes), decodeBinary(framed)}) {
+            if (!message)
+                continue;
+            ++read;
+            const auto again = message->binary ? decodeBinary(encode(*message)) : decodeText(encode(*message));
+            ASSERT_TRUE(again);
+            EXPECT_EQ(again->headers, message->headers);
+            EXPECT_EQ(again->body, message->body);
+        }
+    }
+    EXPECT_GT(read, 1000U);
+}
+
+TEST(WireValuesTest, GuidsAreHexadecimalAndDiffer) {
+    std::set<std::string> seen;
+    for (int i = 0; i < 1000; ++i) {
+        const std::string guid = guidWithoutDashes();
+        EXPECT_EQ(guid.size(), 32U);
+        EXPECT_EQ(guid.find_first_not_of("0123456789abcdef"), std::string::npos);
+        seen.insert(guid);
+    }
+    EXPECT_EQ(seen.size(), 1000U);
+}
+
+TEST(WireValuesTest, TimestampsAreUtc) {
+    EXPECT_THAT(timestampNow(),
+                MatchesRegex("20[0-9][0-9]-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]+Z"));
+}
+
+TEST(WireValuesTest, TheWaveHeaderDescribesSixteenKilohertzMono) {
+    const std::string expected(
+        "RIFF\0\0\0\0WAVEfmt \x10\0\0\0\x01\0\x01\0\x80\x3E\0\0\0\x7D\0\0\x02\0\x10\0data\0\0\0\0", 44);
+    EXPECT_EQ(waveHeader(), expected);
+}
+
+} // namespace
+} // namespace parlowen::wire
