@@ -1,0 +1,49 @@
+#pragma once
+
+#include "AVAudioFormat.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+namespace parlowen {
+
+/// A block of sound in one format. Shared between threads once it is filled; whoever fills it owns it alone until then.
+class AVAudioPCMBuffer {
+public:
+    /// A silent buffer with room for that many frames and a frame length of 0; null if it cannot be allocated.
+    static std::shared_ptr<AVAudioPCMBuffer> make(const AVAudioFormat& format, std::uint32_t frameCapacity);
+
+    const AVAudioFormat& format() const { return format_; }
+    std::uint32_t frameCapacity() const { return frameCapacity_; }
+    /// How many frames hold sound; never more than the capacity.
+    std::uint32_t frameLength() const { return frameLength_; }
+    /// A length beyond the capacity becomes the capacity.
+    void setFrameLength(std::uint32_t frames);
+
+    /// Samples from one frame to the next of a channel: the channel count when interleaved, else 1.
+    int stride() const { return format_.isInterleaved() ? format_.channelCount() : 1; }
+    /// The channel's first sample (the next ones are stride() apart); null when the samples are of the other type
+    /// or there is no such channel.
+    std::int16_t* int16ChannelData(int channel);
+    const std::int16_t* int16ChannelData(int channel) const;
+    float* floatChannelData(int channel);
+    const float* floatChannelData(int channel) const;
+
+private:
+    struct Release {
+        void operator()(std::byte* bytes) const { std::free(bytes); }
+    };
+    using Bytes = std::unique_ptr<std::byte, Release>;
+
+    AVAudioPCMBuffer(const AVAudioFormat& format, std::uint32_t frameCapacity, Bytes bytes);
+    std::byte* channelBytes(int channel, AVAudioCommonFormat wanted) const;
+
+    AVAudioFormat format_;
+    std::uint32_t frameCapacity_;
+    std::uint32_t frameLength_ = 0;
+    Bytes bytes_;
+};
+
+} // namespace parlowen

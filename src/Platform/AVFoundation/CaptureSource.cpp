@@ -1,0 +1,7 @@
+#include "CaptureSource.h"
+
+namespace parlowen {
+
+CaptureSource::~CaptureSource() = default;
+
+} // namespace parlowen

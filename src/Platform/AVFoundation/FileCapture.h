@@ -1,0 +1,45 @@
+#pragma once
+
+#include "CaptureSource.h"
+
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace parlowen {
+
+/// Plays a sound file (WAV, FLAC, Ogg; any rate and channel count) into its sink in real time, as if it were a live
+/// input: 32-bit float, interleaved, at the file's own rate. After the file's end it delivers silence until it is
+/// stopped. Each start plays from the file's beginning.
+class FileCapture : public CaptureSource {
+public:
+    struct Options {
+        QString path;
+        double speed = 1.0; ///< how many times faster than real time; above 0
+        /// Called once a run, on the audio thread, when the file's last frame was delivered.
+        std::function<void()> onFinished;
+    };
+
+    explicit FileCapture(Options options);
+    ~FileCapture() override;
+    FileCapture(const FileCapture&) = delete;
+    FileCapture& operator=(const FileCapture&) = delete;
+
+    std::optional<AVAudioFormat> format() override;
+    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override;
+    void stop() override;
+
+    /// Why this file cannot be played, in plain words for the user (Chinese), or none. Reads only the file's beginning.
+    static std::optional<QString> problemWith(const QString& path);
+
+    /// The file's length in seconds; 0 when it is no sound.
+    static double durationSeconds(const QString& path);
+
+private:
+    class Player;
+    Options options_;
+    std::unique_ptr<Player> player_;
+};
+
+} // namespace parlowen
