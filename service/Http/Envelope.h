@@ -1,0 +1,28 @@
+#pragma once
+
+#include "HttpMessage.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+
+namespace parlowen::service {
+
+/// The form of every JSON reply: {"code":0,"message":"","data":…}, compact, UTF-8.
+HttpResponse success(nlohmann::json data = nullptr);
+/// A reply whose code is not 0, with a message for the user. The HTTP status stays 200 unless it is given.
+HttpResponse failure(int code, std::string message, unsigned status = 200);
+
+HttpResponse badRequest(std::string message = "请求格式不正确");
+HttpResponse unauthorized();
+HttpResponse notFound();
+HttpResponse methodNotAllowed(std::string allowed);
+HttpResponse internalError();
+
+/// The JSON object in a request's body, or none when it is anything else.
+std::optional<nlohmann::json> jsonObject(const HttpRequest& request);
+/// A member that is a string; empty when it is missing or anything else.
+std::string textMember(const nlohmann::json& object, const char* name);
+/// Compact JSON text; bytes that are no UTF-8 are replaced.
+std::string compactJson(const nlohmann::json& value);
+
+} // namespace parlowen::service

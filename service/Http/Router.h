@@ -1,0 +1,50 @@
+#pragma once
+
+#include "EventStream.h"
+#include "HttpMessage.h"
+#include "TlsStream.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <variant>
+
+namespace parlowen::service {
+
+using Handler = std::function<boost::asio::awaitable<HttpResponse>(const HttpRequest&)>;
+/// Fills an event stream; the stream ends when it returns.
+using StreamHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, EventStream&)>;
+/// Gets the connection right after an upgrade request was read from it, with no time limit set, and owns it from then
+/// on. The request lives until the handler ends.
+using WebSocketHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, TlsStream)>;
+/// Looks at a request before its handler: a response instead of the handler's, or none.
+using Guard = std::function<std::optional<HttpResponse>(const HttpRequest&)>;
+
+/// Where the API's paths begin; those of speech lie at the root.
+inline constexpr std::string_view apiBase = "/api/v1";
+inline std::string apiPath(std::string_view path) { return std::string(apiBase).append(path); }
+
+/// Which handler answers which path. A path that ends in "/*" stands for those with one more, non-empty, segment.
+class Router {
+public:
+    void route(verb method, std::string path, Handler handler, Guard guard = {});
+    void stream(verb method, std::string path, StreamHandler handler, Guard guard = {});
+    void webSocket(std::string path, WebSocketHandler handler);
+
+    struct Route {
+        std::variant<Handler, StreamHandler, WebSocketHandler> handler;
+        Guard guard;
+    };
+    struct Match {
+        const Route* route = nullptr;
+        std::string allow; ///< the methods of a path that is known by other methods only, comma-separated
+    };
+    Match find(verb method, std::string_view path) const;
+
+private:
+    void add(verb method, std::string path, Route route);
+
+    std::map<std::string, std::map<verb, Route>, std::less<>> routes_;
+};
+
+} // namespace parlowen::service

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Router.h"
+
+#include <boost/asio/ssl/context.hpp>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+
+namespace parlowen::service {
+
+/// What one client may use up. A stage that takes longer ends the connection.
+struct ServerLimits {
+    std::size_t headerBytes = 8 * 1024;
+    std::size_t bodyBytes = 1024 * 1024;
+    std::size_t connections = 512; ///< further ones are closed at once
+    std::chrono::milliseconds handshake{10'000};
+    std::chrono::milliseconds idle{60'000}; ///< between two requests
+    std::chrono::milliseconds header{10'000};
+    std::chrono::milliseconds body{30'000};
+    std::chrono::milliseconds write{30'000};
+    std::chrono::milliseconds streamComment{15'000}; ///< how long an event stream is quiet before a comment goes out
+};
+
+/// The HTTPS server: connections run as coroutines, each on a strand of a few threads.
+class Server {
+public:
+    struct Options {
+        boost::asio::ip::address address = boost::asio::ip::make_address("127.0.0.1");
+        std::uint16_t port = 0; ///< 0: any free one
+        int threads = 2;
+        ServerLimits limits = {};
+    };
+
+    Server(Options options, boost::asio::ssl::context tls, Router router);
+    ~Server(); ///< stops
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// Opens the port and returns; throws boost::system::system_error when that fails, such as for an address in use.
+    void start();
+    /// Ends all connections; returns once no handler runs any more. Coroutines that wait are freed with the server.
+    void stop();
+    /// The port that is listened on, once started.
+    std::uint16_t port() const;
+
+private:
+    struct Core;
+    std::unique_ptr<Core> core_;
+};
+
+} // namespace parlowen::service
