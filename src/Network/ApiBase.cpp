@@ -1,0 +1,45 @@
+#include "ApiBase.h"
+
+#include <Foundation/Bundle.h>
+
+#include <mutex>
+
+namespace parlowen {
+
+namespace {
+
+QString trimmed(QString url) {
+    url = url.trimmed();
+    while (url.endsWith('/'))
+        url.chop(1);
+    return url;
+}
+
+QString baseAtStart() {
+    const QString fromEnvironment = trimmed(qEnvironmentVariable("PARLOWEN_API_BASE_URL"));
+    return fromEnvironment.isEmpty() ? Bundle::builtInApiBaseUrl() : fromEnvironment;
+}
+
+struct Base {
+    std::mutex mutex;
+    QString url = baseAtStart();
+};
+
+Base& base() {
+    static Base instance;
+    return instance;
+}
+
+} // namespace
+
+QString ApiBase::builtIn() {
+    const std::lock_guard lock(base().mutex);
+    return base().url;
+}
+
+void ApiBase::setBuiltIn(const QString& url) {
+    const std::lock_guard lock(base().mutex);
+    base().url = trimmed(url);
+}
+
+} // namespace parlowen

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Models.h"
+
+#include <QString>
+#include <optional>
+
+namespace parlowen {
+
+class UserDefaults;
+
+/// The name of one setting and the type of its value.
+template<class Value>
+struct SettingsKey {
+    const char* name;
+};
+
+/// Every setting that the application keeps.
+namespace SettingsKeys {
+inline constexpr SettingsKey<QString> loginToken{"LOGIN_TOKEN"};
+inline constexpr SettingsKey<bool> isAutoLogin{"isAutoLogin"};
+inline constexpr SettingsKey<UserBaseModel> userInfo{"userInfo"};
+inline constexpr SettingsKey<AIInterviewModel> aiInterviewSetModel{"aiInterviewSetModel"};
+inline constexpr SettingsKey<LanguageListModel> aiLangChinaModel{"aiLangChinaModel"};
+inline constexpr SettingsKey<LanguageListModel> aiLangLeftModel{"aiLangLeftModel"};
+inline constexpr SettingsKey<LanguageListModel> aiLangRightModel{"aiLangRightModel"};
+inline constexpr SettingsKey<qint64> aiInterviewType{"aiInterviewType"};
+inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
+} // namespace SettingsKeys
+
+/// Typed access to the settings. Every read goes to the store. Writing an absent value removes the key. A stored record
+/// that no longer decodes reads as absent. Any thread.
+class Settings {
+public:
+    explicit Settings(UserDefaults& defaults);
+
+    std::optional<QString> loginToken() const;
+    void setLoginToken(const std::optional<QString>& token);
+
+    /// False when missing.
+    bool isAutoLogin() const;
+    void setAutoLogin(bool on);
+
+    std::optional<UserBaseModel> userInfo() const;
+    void setUserInfo(const std::optional<UserBaseModel>& user);
+
+    std::optional<AIInterviewModel> aiInterviewSetModel() const;
+    void setAiInterviewSetModel(const std::optional<AIInterviewModel>& model);
+
+    std::optional<LanguageListModel> aiLangChinaModel() const;
+    void setAiLangChinaModel(const std::optional<LanguageListModel>& language);
+    std::optional<LanguageListModel> aiLangLeftModel() const;
+    void setAiLangLeftModel(const std::optional<LanguageListModel>& language);
+    std::optional<LanguageListModel> aiLangRightModel() const;
+    void setAiLangRightModel(const std::optional<LanguageListModel>& language);
+
+    /// 1 domestic, 2 foreign, 3 either.
+    std::optional<qint64> aiInterviewType() const;
+    void setAiInterviewType(const std::optional<qint64>& type);
+
+    /// Stands in for the request layer's base URL; the application never writes it.
+    std::optional<QString> fuwuqiKey() const;
+
+    /// What a reply with HTTP status 401 takes away: the token and the profile. Automatic sign-in stays as it is.
+    void clearRejectedSignIn();
+    /// What signing out or deleting the account takes away: the token, automatic sign-in and the profile.
+    void clearSignIn();
+
+    void remove(const QString& key);
+
+    /// Saves what an earlier write could not; false when that fails.
+    bool synchronize();
+
+private:
+    template<class Value>
+    std::optional<Value> read(const SettingsKey<Value>& key) const;
+    template<class Value>
+    void write(const SettingsKey<Value>& key, const std::optional<Value>& value);
+
+    UserDefaults& defaults_;
+};
+
+} // namespace parlowen

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+#include <functional>
+
+class QWidget;
+
+namespace parlowen {
+
+enum class MouseMoveEvent { exited, entered };
+
+/// Bits of `MouseTracker::option`.
+enum MouseTrackOption : unsigned { mouseDownExits = 1U };
+
+/// Reports when the pointer enters and leaves a view. It lives as a child of the view and ends with it. Main thread.
+class MouseTracker : public QObject {
+    Q_OBJECT
+public:
+    using Observer = std::function<void(MouseMoveEvent)>;
+
+    /// Starts tracking the view; the view owns the tracker.
+    static MouseTracker* attach(QWidget* view, Observer observer, unsigned option = 0);
+
+    /// The last event; `exited` until the pointer comes in.
+    MouseMoveEvent event() const { return event_; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    MouseTracker(QWidget* view, Observer observer, unsigned option);
+    void report(MouseMoveEvent event);
+
+    Observer observer_;
+    unsigned option_;
+    MouseMoveEvent event_ = MouseMoveEvent::exited;
+};
+
+} // namespace parlowen

@@ -1,0 +1,16 @@
+#include "SystemFont.h"
+
+#include <QFontDatabase>
+#include <algorithm>
+
+namespace parlowen {
+
+QFont systemFont(int size, QFont::Weight weight) {
+    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    font.setFamilies({font.family(), QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Source Han Sans SC")});
+    font.setPixelSize(std::max(1, size));
+    font.setWeight(weight);
+    return font;
+}
+
+} // namespace parlowen

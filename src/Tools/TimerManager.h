@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QTimer>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace parlowen {
+
+/// The session clock: counts the seconds of the running interview and asks for a fresh speech token every 480 of them.
+/// Hooks run on the main thread.
+class TimerManager {
+public:
+    /// The interval is one second for everybody but tests.
+    explicit TimerManager(std::chrono::milliseconds interval = std::chrono::seconds(1));
+    ~TimerManager();
+    TimerManager(const TimerManager&) = delete;
+    TimerManager& operator=(const TimerManager&) = delete;
+
+    /// The application's one clock. Made on first use and never released.
+    static TimerManager& shared();
+
+    /// Counts from zero, whether it was running or not. Main thread.
+    void start();
+    /// Stops and goes back to zero; the hooks stay. Any thread: no tick that begins after it returns is reported.
+    void stop();
+
+    /// Seconds since the last start; 0 when stopped. Any thread.
+    qint64 elapsedSeconds() const;
+
+    /// Called every second with the new count. Any thread may set it.
+    void setOnTick(std::function<void(qint64)> onTick);
+    /// Called every 480 seconds, after onTick. Any thread may set it.
+    void setOnTokenRefresh(std::function<void()> onTokenRefresh);
+
+private:
+    struct State;
+    const std::shared_ptr<State> state_;
+};
+
+} // namespace parlowen
