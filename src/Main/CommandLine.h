@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace parlowen {
+
+/// What the command line asks for.
+struct CommandLine {
+    enum class Action {
+        Rehearse, ///< run a session on a recorded interview
+        Print,    ///< write `message` to standard output and end with status 0
+        Refuse,   ///< write `message` to standard error and end with status 2
+    };
+
+    Action action = Action::Refuse;
+    QString message;
+
+    QString file; ///< the recorded interview
+    bool headless = false;
+    bool json = false;
+    bool manual = false; ///< answers are asked for by the answer button, not for every sentence
+    QString screenshot;  ///< PNG file for the window's picture at the end; empty for none
+    QString language;    ///< recognition locale, such as "en-US"; empty for the stored one
+    QString translateTo; ///< translation target, such as "es"; empty for the stored setting
+};
+
+/// Reads the arguments, the program's own name first.
+CommandLine parseCommandLine(const QStringList& arguments);
+
+} // namespace parlowen

@@ -1,0 +1,60 @@
+#include "Composition.h"
+
+#include <Network/ApiBase.h>
+#include <Speech/SpeechEndpoint.h>
+#include <Tools/PopView/ProgressHUD.h>
+#include <Tools/TimerManager.h>
+
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+HttpDatas::Hooks requestHooks(const Composition::Hooks& hooks) {
+    HttpDatas::Hooks result;
+    result.showAlert = [problem = hooks.problem](const Alert& alert) {
+        if (!alert.title.isEmpty())
+            problem(alert.title);
+    };
+    result.forcedSignOut = hooks.forcedSignOut;
+    return result;
+}
+
+} // namespace
+
+Composition::Composition(Settings& settings, const LocalTrust& trust, Hooks hooks)
+    : settings_(settings)
+    , trust_(trust)
+    , http_(settings, trust, requestHooks(hooks)) {
+    HttpDatas::install(&http_);
+    SpeechEndpoint::setLocalTrust(trust);
+}
+
+void Composition::languageList(int source, std::function<void(std::vector<LanguageListModel>)> received) {
+    const QJsonObject parameters{{QStringLiteral("source"), source}};
+    http_.requestData(QStringLiteral("/language/list"), HttpMethod::GET, parameters, std::nullopt,
+                      [received = std::move(received)](FResponseStatus, const std::optional<JSON>& json,
+                                                       const std::optional<QString>&) {
+                          std::vector<LanguageListModel> list;
+                          if (json) {
+                              for (const JSON& entry : (*json)["data"].arrayValue())
+                                  list.push_back(mapAccessors<LanguageListModel>(entry));
+                          }
+                          received(std::move(list));
+                      });
+}
+
+std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory capture) {
+    SessionServices services;
+    services.settings = &settings_;
+    services.http = &http_;
+    services.timer = &TimerManager::shared();
+    services.router = &router_;
+    services.capture = std::move(capture);
+    services.streaming = {ApiBase::builtIn(), [this] { return settings_.loginToken(); }, trust_};
+    services.hud = &ProgressHUD::shared();
+    return std::make_unique<SessionWindow>(std::move(services));
+}
+
+} // namespace parlowen

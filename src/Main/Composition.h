@@ -1,0 +1,43 @@
+#pragma once
+
+#include <AVFoundation/CaptureSource.h>
+#include <Foundation/LocalTrust.h>
+#include <Network/HttpDatas.h>
+#include <Network/Settings.h>
+#include <Page/AIInterviewPages/SessionWindow.h>
+#include <Tools/AudioRouting.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace parlowen {
+
+/// Puts the layers together: the one place that names the concrete audio router, the trust in the local service and
+/// what stands behind the hooks of the lower layers. Main thread only.
+class Composition {
+public:
+    struct Hooks {
+        std::function<void(const QString&)> problem; ///< what an alert would tell the user
+        std::function<void()> forcedSignOut;         ///< the backend took the sign-in back
+    };
+
+    Composition(Settings& settings, const LocalTrust& trust, Hooks hooks);
+
+    HttpDatas& http() { return http_; }
+
+    /// The backend's languages: source 1 those that are recognised, 2 the targets of translation. Empty when there is
+    /// no answer.
+    void languageList(int source, std::function<void(std::vector<LanguageListModel>)> received);
+
+    /// A window with a new session in it, not shown yet, which hears what the factory's sources give.
+    std::unique_ptr<SessionWindow> openSession(CaptureSourceFactory capture);
+
+private:
+    Settings& settings_;
+    LocalTrust trust_;
+    HttpDatas http_;
+    LoggingAudioRouter router_;
+};
+
+} // namespace parlowen

@@ -1,0 +1,146 @@
+#include "LocalService.h"
+
+#include <Foundation/ConsoleLog.h>
+#include <Network/TrustedTls.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSslConfiguration>
+#include <QStandardPaths>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int startMilliseconds = 30'000;
+constexpr int probeMilliseconds = 5'000;
+constexpr int addressInUse = 3; // the service's exit status
+constexpr int keptErrorBytes = 4096;
+const char* const readyPrefix = "listening on ";
+
+} // namespace
+
+LocalService::LocalService(Place place, QObject* parent)
+    : QObject(parent)
+    , place_(std::move(place)) {
+    patience_.setSingleShot(true);
+    connect(&patience_, &QTimer::timeout, this, [this] {
+        finish(std::nullopt, QStringLiteral("the local service did not get ready in time. ") + lastWords());
+    });
+    connect(&process_, &QProcess::readyReadStandardOutput, this, &LocalService::readOutput);
+    connect(&process_, &QProcess::readyReadStandardError, this,
+            [this] { errors_ = (errors_ + process_.readAllStandardError()).right(keptErrorBytes); });
+    connect(&process_, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            finish(std::nullopt, QStringLiteral("the local service cannot be started: ") + process_.errorString());
+    });
+    connect(&process_, &QProcess::finished, this, [this](int exitCode) { ended(exitCode); });
+}
+
+LocalService::~LocalService() {
+    process_.disconnect(this);
+    if (process_.state() == QProcess::NotRunning)
+        return;
+    process_.closeWriteChannel();
+    if (!process_.waitForFinished(5'000)) {
+        process_.kill();
+        process_.waitForFinished(1'000);
+    }
+}
+
+void LocalService::start(Started started) {
+    started_ = std::move(started);
+    if (place_.program.isEmpty()) {
+        finish(std::nullopt,
+               QStringLiteral("parlowen-service is neither beside the application nor on the search path"));
+        return;
+    }
+    patience_.start(startMilliseconds);
+    launch(place_.preferredPort);
+}
+
+void LocalService::launch(quint16 port) {
+    port_ = port;
+    output_.clear();
+    errors_.clear();
+    process_.start(place_.program,
+                   {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("--data"),
+                    place_.dataDirectory, QStringLiteral("--exit-with-stdin")});
+}
+
+void LocalService::readOutput() {
+    output_ += process_.readAllStandardOutput();
+    const qsizetype end = output_.indexOf('\n');
+    if (end < 0 || !output_.startsWith(readyPrefix))
+        return;
+    const QString url =
+        QString::fromUtf8(output_.mid(qstrlen(readyPrefix), end - qsizetype(qstrlen(readyPrefix)))).trimmed();
+    finish(Access{url + QStringLiteral("/api/v1"), trustFor(QStringLiteral("127.0.0.1"), place_.dataDirectory)}, {});
+}
+
+void LocalService::ended(int exitCode) {
+    if (!started_) {
+        consoleLog(QStringLiteral("The local service ended with status %1. %2").arg(exitCode).arg(lastWords()));
+        return;
+    }
+    if (exitCode == addressInUse && port_ != 0)
+        probeExisting();
+    else
+        finish(std::nullopt,
+               QStringLiteral("the local service ended with status %1. %2").arg(exitCode).arg(lastWords()));
+}
+
+// The port is taken: by a service that this user runs already, which its certificate shows, or by somebody else.
+void LocalService::probeExisting() {
+    const QString baseUrl = QStringLiteral("https://127.0.0.1:%1/api/v1").arg(port_);
+    const LocalTrust trust = trustFor(QStringLiteral("127.0.0.1"), place_.dataDirectory);
+    const QUrl url(baseUrl + QStringLiteral("/operation/version"));
+    if (!trust.covers(url.host())) {
+        launch(0);
+        return;
+    }
+    if (probe_ == nullptr)
+        probe_ = new QNetworkAccessManager(this);
+    QNetworkRequest request(url);
+    request.setSslConfiguration(sslConfiguration(trust, url));
+    request.setTransferTimeout(probeMilliseconds);
+    QNetworkReply* reply = probe_->get(request);
+    connect(reply, &QNetworkReply::finished, this, [this, reply, baseUrl, trust] {
+        reply->deleteLater();
+        if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid())
+            finish(Access{baseUrl, trust}, {});
+        else
+            launch(0);
+    });
+}
+
+void LocalService::finish(const std::optional<Access>& access, const QString& problem) {
+    patience_.stop();
+    if (const Started started = std::exchange(started_, nullptr))
+        started(access, problem);
+}
+
+QString LocalService::lastWords() const { return QString::fromUtf8(errors_).trimmed(); }
+
+QString LocalService::findProgram() {
+    const QString name = QStringLiteral("parlowen-service");
+    const QString beside = QCoreApplication::applicationDirPath() + u'/' + name;
+    return QFileInfo(beside).isExecutable() ? beside : QStandardPaths::findExecutable(name);
+}
+
+QString LocalService::defaultDataDirectory() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/parlowen-service");
+}
+
+LocalTrust LocalService::trustFor(const QString& host, const QString& dataDirectory) {
+    QFile authority(dataDirectory + QStringLiteral("/tls/ca.pem"));
+    if (!authority.open(QIODevice::ReadOnly))
+        return {};
+    return {host, authority.readAll()};
+}
+
+} // namespace parlowen

@@ -1,0 +1,94 @@
+#include "RehearsalSettings.h"
+
+#include <QFile>
+#include <QStandardPaths>
+#include <algorithm>
+#include <optional>
+
+namespace parlowen {
+
+namespace {
+
+constexpr qint64 singleLanguage = 1;
+constexpr qint64 twoLanguages = 2;
+constexpr qint64 manualAnswers = 1;
+const char* const defaultPosition = "Software Engineer";
+
+// The copy holds the sign-in token: memory of this user's session where there is such a place.
+QString folderTemplate() {
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    return (runtime.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::TempLocation) : runtime) +
+           QStringLiteral("/parlowen-rehearsal-XXXXXX");
+}
+
+LanguageListModel spokenLanguage(const QString& key, const std::vector<LanguageListModel>& list) {
+    const auto found = std::ranges::find_if(list, [&key](const LanguageListModel& language) {
+        return language.original_key.compare(key, Qt::CaseInsensitive) == 0;
+    });
+    return found != list.end() ? *found : LanguageListModel{0, key, key, {}, {}};
+}
+
+LanguageListModel targetLanguage(const QString& key, const std::vector<LanguageListModel>& list) {
+    const auto found = std::ranges::find_if(list, [&key](const LanguageListModel& language) {
+        return language.translation_key.compare(key, Qt::CaseInsensitive) == 0;
+    });
+    return found != list.end() ? *found : LanguageListModel{0, key, {}, key, {}};
+}
+
+std::optional<LanguageListModel> firstOf(const std::vector<LanguageListModel>& list) {
+    return list.empty() ? std::nullopt : std::optional(list.front());
+}
+
+} // namespace
+
+RehearsalSettings::RehearsalSettings(const QString& storedFile)
+    : folder_(folderTemplate()) {
+    const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
+    QFile::copy(storedFile, copy);
+    defaults_ = std::make_unique<UserDefaults>(copy);
+    settings_ = std::make_unique<Settings>(*defaults_);
+}
+
+void RehearsalSettings::applyAnswers(const CommandLine& line) {
+    AIInterviewModel model;
+    if (const auto stored = settings_->aiInterviewSetModel())
+        model = *stored;
+    else
+        model.positioname = QString::fromLatin1(defaultPosition);
+    if (line.manual)
+        model.antoAnswerType = manualAnswers;
+    settings_->setAiInterviewSetModel(model);
+}
+
+void RehearsalSettings::applyLanguages(const CommandLine& line, const std::vector<LanguageListModel>& spoken,
+                                       const std::vector<LanguageListModel>& targets) {
+    const bool single =
+        line.translateTo.isEmpty() &&
+        (!line.language.isEmpty() || settings_->aiInterviewType().value_or(singleLanguage) == singleLanguage);
+    if (single) {
+        std::optional<LanguageListModel> language = settings_->aiLangChinaModel();
+        if (!line.language.isEmpty())
+            language = spokenLanguage(line.language, spoken);
+        else if (!language)
+            language = firstOf(spoken);
+        settings_->setAiInterviewType(singleLanguage);
+        settings_->setAiLangChinaModel(language);
+        return;
+    }
+
+    std::optional<LanguageListModel> left = settings_->aiLangLeftModel();
+    std::optional<LanguageListModel> right = settings_->aiLangRightModel();
+    if (!line.language.isEmpty())
+        left = spokenLanguage(line.language, spoken);
+    else if (!left)
+        left = firstOf(spoken);
+    if (!line.translateTo.isEmpty())
+        right = targetLanguage(line.translateTo, targets);
+    else if (!right)
+        right = firstOf(targets);
+    settings_->setAiInterviewType(twoLanguages);
+    settings_->setAiLangLeftModel(left);
+    settings_->setAiLangRightModel(right);
+}
+
+} // namespace parlowen

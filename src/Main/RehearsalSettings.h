@@ -1,0 +1,38 @@
+#pragma once
+
+#include "CommandLine.h"
+
+#include <Foundation/UserDefaults.h>
+#include <Network/Models.h>
+#include <Network/Settings.h>
+
+#include <QTemporaryDir>
+#include <memory>
+#include <vector>
+
+namespace parlowen {
+
+/// The settings of one rehearsal: a private copy of the stored ones, in which the command line's wishes stand in for
+/// what is stored. The stored settings are read once and never written. Main thread only.
+class RehearsalSettings {
+public:
+    explicit RehearsalSettings(const QString& storedFile = UserDefaults::defaultPath());
+
+    Settings& settings() { return *settings_; }
+
+    /// Answer settings: the stored ones, or automatic concise answers; manual ones when the command line asks for them.
+    void applyAnswers(const CommandLine& line);
+
+    /// Languages: those of the command line, else the stored ones, else the first that the backend offers (`spoken`,
+    /// `targets`: its two language lists). A key that no list holds is used as it is: the speech service says what it
+    /// offers.
+    void applyLanguages(const CommandLine& line, const std::vector<LanguageListModel>& spoken,
+                        const std::vector<LanguageListModel>& targets);
+
+private:
+    QTemporaryDir folder_;
+    std::unique_ptr<UserDefaults> defaults_;
+    std::unique_ptr<Settings> settings_;
+};
+
+} // namespace parlowen

@@ -1,0 +1,82 @@
+#include "RehearsalSignIn.h"
+
+#include <Network/ApiBase.h>
+
+#include <QCryptographicHash>
+#include <QUrl>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+struct Account {
+    QString phone;
+    QString password;
+};
+
+// Derived from the service's certificate, which only this user can read: every rehearsal on this service finds its
+// account again, and nothing has to be stored for it.
+Account ownAccount(const QByteArray& certificateAuthority) {
+    const QByteArray hash =
+        QCryptographicHash::hash("parlowen rehearsal" + certificateAuthority, QCryptographicHash::Sha256).toHex();
+    const quint64 number = hash.left(12).toULongLong(nullptr, 16) % 10'000'000'000ULL;
+    return {QStringLiteral("1%1").arg(number, 10, 10, QLatin1Char('0')), QString::fromLatin1(hash.mid(12, 32))};
+}
+
+} // namespace
+
+RehearsalSignIn::RehearsalSignIn(HttpDatas& http, Settings& settings, LocalTrust trust)
+    : http_(http)
+    , settings_(settings)
+    , trust_(std::move(trust)) {}
+
+void RehearsalSignIn::run(Done done) {
+    done_ = std::move(done);
+    if (settings_.loginToken().value_or(QString()).isEmpty())
+        useOwnAccount();
+    else
+        checkToken();
+}
+
+void RehearsalSignIn::tokenRefused() {
+    if (done_)
+        useOwnAccount();
+}
+
+void RehearsalSignIn::checkToken() {
+    http_.requestData(
+        QStringLiteral("/user/info"), HttpMethod::GET, std::nullopt, std::nullopt,
+        [this](FResponseStatus status, const std::optional<JSON>&, const std::optional<QString>& message) {
+            finish(status == FResponseStatus::failure ? message.value_or(QString()) : QString());
+        });
+}
+
+void RehearsalSignIn::useOwnAccount() {
+    if (!trust_.covers(QUrl(ApiBase::builtIn()).host())) {
+        finish(QStringLiteral("nobody is signed in to %1").arg(ApiBase::builtIn()));
+        return;
+    }
+    const Account account = ownAccount(trust_.certificateAuthority);
+    const QJsonObject parameters{{QStringLiteral("country_code"), QStringLiteral("86")},
+                                  {QStringLiteral("phone"), account.phone},
+                                  {QStringLiteral("password"), account.password}};
+    http_.requestData(
+        QStringLiteral("/user/account/login"), HttpMethod::POST, parameters, std::nullopt,
+        [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
+            const QString token = json ? (*json)["data"]["token"].stringValue() : QString();
+            if (status != FResponseStatus::success || token.isEmpty()) {
+                finish(QStringLiteral("signing in to the local service failed. ") + message.value_or(QString()));
+                return;
+            }
+            settings_.setLoginToken(token);
+            finish({});
+        });
+}
+
+void RehearsalSignIn::finish(const QString& problem) {
+    if (const Done done = std::exchange(done_, nullptr))
+        done(problem);
+}
+
+} // namespace parlowen
