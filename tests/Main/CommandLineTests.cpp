@@ -1,0 +1,57 @@
+#include <Main/CommandLine.h>
+#include <gmock/gmock.h>
+
+#include <QRegularExpression>
+
+namespace parlowen {
+namespace {
+
+using Action = CommandLine::Action;
+
+CommandLine parse(QStringList arguments) {
+    arguments.prepend(QStringLiteral("parlowen"));
+    return parseCommandLine(arguments);
+}
+
+TEST(CommandLineTest, ReadsEveryOptionOfARehearsal) {
+    const CommandLine line = parse({"--rehearse", "a b.wav", "--headless", "--json", "--manual", "--language", "en-US",
+                                    "--translate-to=es", "--screenshot", "p.png"});
+    EXPECT_EQ(line.action, Action::Rehearse);
+    EXPECT_EQ(line.file, "a b.wav");
+    EXPECT_TRUE(line.headless && line.json && line.manual);
+    EXPECT_EQ(line.language, "en-US");
+    EXPECT_EQ(line.translateTo, "es");
+    EXPECT_EQ(line.screenshot, "p.png");
+
+    const CommandLine plain = parse({"--rehearse", "x.flac"});
+    EXPECT_FALSE(plain.headless || plain.json || plain.manual);
+    EXPECT_TRUE(plain.language.isEmpty() && plain.translateTo.isEmpty() && plain.screenshot.isEmpty());
+}
+
+TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhat) {
+    const std::vector<std::pair<QStringList, QString>> cases{
+        {{}, "--rehearse FILE"},
+        {{"--rehearse"}, "rehearse"},
+        {{"--rehearse", "a.wav", "b.wav"}, "b.wav"},
+        {{"--rehearse", "a.wav", "--loud"}, "loud"},
+        {{"--headless"}, "--rehearse FILE"},
+    };
+    for (const auto& [arguments, words] : cases) {
+        const CommandLine line = parse(arguments);
+        EXPECT_EQ(line.action, Action::Refuse) << arguments.join(' ').toStdString();
+        EXPECT_TRUE(line.message.contains(words)) << line.message.toStdString();
+    }
+}
+
+TEST(CommandLineTest, HelpNamesEveryOptionAndVersionTheVersion) {
+    const CommandLine help = parse({"--help"});
+    EXPECT_EQ(help.action, Action::Print);
+    for (const char* option : {"--rehearse", "--headless", "--json", "--screenshot", "--language", "--translate-to",
+                               "--manual", "--help", "--version"})
+        EXPECT_TRUE(help.message.contains(QLatin1String(option))) << option;
+    EXPECT_EQ(parse({"--version"}).action, Action::Print);
+    EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
+}
+
+} // namespace
+} // namespace parlowen

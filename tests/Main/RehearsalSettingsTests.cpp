@@ -1,0 +1,82 @@
+#include <Main/RehearsalSettings.h>
+#include <gmock/gmock.h>
+
+#include <QFile>
+
+namespace parlowen {
+namespace {
+
+const LanguageListModel english{135, "英语（美国）", "en-US", "en", "Y"};
+const LanguageListModel chinese{128, "中文（简体）", "zh-CN", "zh-Hans", "Z"};
+const LanguageListModel spanish{200, "西班牙语", "es-ES", "es", "X"};
+
+class RehearsalSettingsTest : public ::testing::Test {
+protected:
+    void SetUp() override { QFile::remove(UserDefaults::defaultPath()); }
+
+    QByteArray storedFile() {
+        QFile file(UserDefaults::defaultPath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+};
+
+TEST_F(RehearsalSettingsTest, WithNothingStoredTakesWhatTheBackendOffersFirst) {
+    RehearsalSettings rehearsal;
+    rehearsal.applyAnswers({});
+    rehearsal.applyLanguages({}, {english}, {spanish});
+    EXPECT_EQ(rehearsal.settings().aiInterviewType(), 1);
+    EXPECT_EQ(rehearsal.settings().aiLangChinaModel(), english);
+    ASSERT_TRUE(rehearsal.settings().aiInterviewSetModel());
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 0);
+}
+
+TEST_F(RehearsalSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
+    {
+        UserDefaults defaults;
+        Settings stored(defaults);
+        stored.setLoginToken("token");
+        stored.setAiInterviewType(1);
+        stored.setAiLangChinaModel(chinese);
+        AIInterviewModel model;
+        model.positioname = "Chef";
+        stored.setAiInterviewSetModel(model);
+    }
+    const QByteArray before = storedFile();
+    ASSERT_FALSE(before.isEmpty());
+
+    RehearsalSettings plain;
+    plain.applyLanguages({}, {english}, {spanish});
+    EXPECT_EQ(plain.settings().aiLangChinaModel(), chinese) << "a stored language counts more than an offered one";
+
+    RehearsalSettings rehearsal;
+    CommandLine line;
+    line.language = "en-us";
+    line.translateTo = "es";
+    line.manual = true;
+    rehearsal.applyAnswers(line);
+    rehearsal.applyLanguages(line, {english}, {spanish});
+    rehearsal.settings().setLoginToken("another");
+    rehearsal.settings().clearRejectedSignIn();
+    EXPECT_EQ(rehearsal.settings().aiInterviewType(), 2);
+    EXPECT_EQ(rehearsal.settings().aiLangLeftModel(), english);
+    EXPECT_EQ(rehearsal.settings().aiLangRightModel(), spanish);
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 1);
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->positioname, "Chef");
+    EXPECT_EQ(storedFile(), before);
+}
+
+TEST_F(RehearsalSettingsTest, AKeyThatIsNotOfferedIsAskedForAllTheSame) {
+    RehearsalSettings rehearsal;
+    CommandLine line;
+    line.language = "fr-FR";
+    rehearsal.applyLanguages(line, {english}, {spanish});
+    ASSERT_TRUE(rehearsal.settings().aiLangChinaModel());
+    EXPECT_EQ(rehearsal.settings().aiLangChinaModel()->original_key, "fr-FR");
+
+    line.translateTo = "de";
+    rehearsal.applyLanguages(line, {english}, {spanish});
+    EXPECT_EQ(rehearsal.settings().aiLangRightModel()->translation_key, "de");
+}
+
+} // namespace
+} // namespace parlowen

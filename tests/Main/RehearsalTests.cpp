@@ -1,0 +1,236 @@
+#include <Foundation/UserDefaults.h>
+#include <Network/Settings.h>
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <csignal>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "support/WaitFor.h"
+#include "support/WordErrorRate.h"
+
+namespace parlowen {
+namespace {
+
+using parlowen::testing::waitFor;
+
+const QString program = QStringLiteral(PARLOWEN_BINARY_DIR "/bin/parlowen");
+const QString sampleFolder = QStringLiteral(PARLOWEN_SOURCE_DIR "/resources/sample-interview/");
+const QString sample = sampleFolder + QStringLiteral("sample-interview.wav");
+
+struct Event {
+    QString kind;
+    QString text;
+    int row = 0;
+    QString translation;
+};
+
+/// One run of the program with a home of its own.
+class Run {
+public:
+    explicit Run(const QStringList& arguments, const QMap<QString, QString>& variables = {}) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"}) {
+            QDir().mkpath(home.filePath(QLatin1String(name)));
+            environment.insert(QLatin1String(name), home.filePath(QLatin1String(name)));
+        }
+        for (auto it = variables.begin(); it != variables.end(); ++it)
+            environment.insert(it.key(), it.value());
+        process.setProcessEnvironment(environment);
+        process.start(program, arguments);
+    }
+
+    /// The exit status; -1 when it crashed or did not end within the bound.
+    int finish(int milliseconds = 120'000) {
+        if (!process.waitForFinished(milliseconds) || process.exitStatus() != QProcess::NormalExit)
+            return -1;
+        read();
+        return process.exitCode();
+    }
+
+    void read() {
+        output += process.readAllStandardOutput();
+        errors += process.readAllStandardError();
+    }
+
+    std::vector<Event> events() {
+        read();
+        std::vector<Event> result;
+        for (const QByteArray& line : output.split('\n')) {
+            const QJsonObject object = QJsonDocument::fromJson(line).object();
+            if (!object.isEmpty())
+                result.push_back({object["kind"].toString(), object["text"].toString(), object["row"].toInt(),
+                                  object["translation"].toString()});
+        }
+        return result;
+    }
+
+    std::vector<Event> events(const QString& kind) {
+        std::vector<Event> result = events();
+        std::erase_if(result, [&kind](const Event& event) { return event.kind != kind; });
+        return result;
+    }
+
+    QTemporaryDir home;
+    QProcess process;
+    QByteArray output;
+    QByteArray errors;
+};
+
+QStringList rehearsal(const QString& file, const QStringList& more = {}) {
+    return QStringList{"--rehearse", file, "--headless", "--json"} + more;
+}
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// The first seconds of the sample interview, as a file of its own: about one question.
+QString shortRecording(const QTemporaryDir& folder, int seconds = 8) {
+    const QString path = folder.filePath(QStringLiteral("short.wav"));
+    QByteArray wave = contents(sample).left(44 + seconds * 32'000);
+    const auto patch = [&wave](int at, quint32 value) {
+        for (int i = 0; i < 4; ++i)
+            wave[at + i] = static_cast<char>(value >> (8 * i));
+    };
+    patch(4, static_cast<quint32>(wave.size() - 8));
+    patch(40, static_cast<quint32>(wave.size() - 44));
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(wave);
+    return path;
+}
+
+TEST(RehearsalTest, TheSampleBecomesSixQuestionsWithAnAnswerEach) {
+    Run run(rehearsal(sample));
+    ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.right(2000).toStdString();
+
+    std::string heard;
+    for (const Event& row : run.events(QStringLiteral("row")))
+        heard += row.text.toStdString() + " ";
+    EXPECT_EQ(run.events(QStringLiteral("row")).size(), 6U);
+    const std::string reference = contents(sampleFolder + QStringLiteral("sample-interview.txt")).toStdString();
+    const double rate = parlowen::testing::wordErrorRate(reference, heard);
+    RecordProperty("word_error_rate_percent", std::to_string(100 * rate));
+    EXPECT_LE(rate, 0.12) << heard;
+
+    std::map<int, QString> pieces;
+    for (const Event& piece : run.events(QStringLiteral("answer")))
+        pieces[piece.row] += piece.text;
+    std::set<QString> answers;
+    for (const Event& answered : run.events(QStringLiteral("answered"))) {
+        EXPECT_EQ(pieces[answered.row], answered.text);
+        EXPECT_FALSE(answered.text.isEmpty());
+        answers.insert(answered.text);
+    }
+    EXPECT_EQ(answers.size(), 6U) << "every question has an answer of its own";
+}
+
+TEST(RehearsalTest, TranslatesAndKeepsTheStoredSettingsAsTheyAre) {
+    QTemporaryDir folder;
+    QDir().mkpath(folder.filePath(QStringLiteral("config/parlowen")));
+    const QString stored = folder.filePath(QStringLiteral("config/parlowen/parlowen.ini"));
+    {
+        UserDefaults defaults(stored);
+        Settings settings(defaults);
+        settings.setLoginToken(QStringLiteral("of another backend"));
+        settings.setAiInterviewType(1);
+    }
+    const QByteArray before = contents(stored);
+    const QString picture = folder.filePath(QStringLiteral("window.png"));
+    Run run(rehearsal(shortRecording(folder), {"--language", "en-US", "--translate-to", "es", "--screenshot", picture}),
+            {{"XDG_CONFIG_HOME", folder.filePath(QStringLiteral("config"))}});
+    ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.toStdString();
+    const std::vector<Event> rows = run.events(QStringLiteral("row"));
+    ASSERT_FALSE(rows.empty());
+    EXPECT_FALSE(rows.front().translation.isEmpty());
+    EXPECT_NE(rows.front().translation, rows.front().text);
+    EXPECT_EQ(contents(stored), before);
+    EXPECT_EQ(QImage(picture).size(), QSize(1000, 700));
+}
+
+TEST(RehearsalTest, ManualQuestionsAreAskedTogetherAtTheEnd) {
+    QTemporaryDir folder;
+    Run run(rehearsal(shortRecording(folder, 17), {"--manual"}));
+    ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.toStdString();
+    const std::vector<Event> rows = run.events(QStringLiteral("row"));
+    const std::vector<Event> questions = run.events(QStringLiteral("question"));
+    ASSERT_GE(rows.size(), 2U);
+    ASSERT_EQ(questions.size(), 1U);
+    for (const Event& row : rows)
+        EXPECT_TRUE(questions.front().text.contains('\n' + row.text)) << questions.front().text.toStdString();
+    EXPECT_EQ(run.events(QStringLiteral("answered")).size(), 1U);
+}
+
+TEST(RehearsalTest, ALanguageThatIsNotOfferedIsAClearProblem) {
+    QTemporaryDir folder;
+    Run run(rehearsal(shortRecording(folder, 3), {"--language", "fr-FR"}));
+    EXPECT_EQ(run.finish(), 1);
+    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
+    ASSERT_FALSE(problems.empty());
+    EXPECT_TRUE(problems.front().text.contains(QStringLiteral("en-US"))) << problems.front().text.toStdString();
+}
+
+TEST(RehearsalTest, AFileThatIsNoSoundIsRefusedBeforeAnythingStarts) {
+    for (const QString& file : {QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), QStringLiteral("/does/not/exist.wav"),
+                                QStringLiteral(PARLOWEN_SOURCE_DIR)}) {
+        Run run(rehearsal(file));
+        EXPECT_EQ(run.finish(10'000), 2) << file.toStdString();
+        EXPECT_EQ(run.events(QStringLiteral("problem")).size(), 1U);
+        EXPECT_FALSE(QFile::exists(run.home.filePath(QStringLiteral("XDG_DATA_HOME/parlowen-service"))));
+    }
+}
+
+TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
+    QTemporaryDir folder;
+    QTcpServer closed;
+    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
+    const QString base = QStringLiteral("http://127.0.0.1:%1/api/v1").arg(closed.serverPort());
+    closed.close();
+    Run run(rehearsal(shortRecording(folder, 3)), {{"PARLOWEN_API_BASE_URL", base}});
+    EXPECT_EQ(run.finish(30'000), 1);
+    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
+    ASSERT_FALSE(problems.empty());
+    EXPECT_TRUE(problems.front().text.contains(base)) << problems.front().text.toStdString();
+}
+
+TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) {
+    QTemporaryDir folder;
+    const QString file = shortRecording(folder, 20);
+    const auto heardSomething = [](Run& run) {
+        return waitFor(
+            [&run] { return run.process.waitForReadyRead(50), !run.events(QStringLiteral("partial")).empty(); },
+            30'000);
+    };
+    Run polite(rehearsal(file));
+    ASSERT_TRUE(heardSomething(polite)) << polite.errors.toStdString();
+    ::kill(static_cast<pid_t>(polite.process.processId()), SIGINT);
+    EXPECT_EQ(polite.finish(20'000), 0);
+    EXPECT_EQ(polite.events(QStringLiteral("ended")).size(), 1U);
+
+    Run killed(rehearsal(file));
+    ASSERT_TRUE(heardSomething(killed)) << killed.errors.toStdString();
+    const QString child =
+        QString::fromUtf8(contents(QStringLiteral("/proc/%1/task/%1/children").arg(killed.process.processId())))
+            .section(' ', 0, 0);
+    ASSERT_FALSE(child.isEmpty());
+    killed.process.kill();
+    killed.process.waitForFinished();
+    EXPECT_TRUE(waitFor([&child] {
+        const QByteArray state = contents(QStringLiteral("/proc/%1/stat").arg(child));
+        return state.isEmpty() || state.contains(") Z ");
+    })) << "the service outlives the application";
+}
+
+} // namespace
+} // namespace parlowen
