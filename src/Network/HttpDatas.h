@@ -7,11 +7,12 @@
 
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QNetworkRequest>
 #include <QObject>
 #include <QPointer>
 #include <functional>
 #include <optional>
+
+class QNetworkReply;
 
 namespace parlowen {
 
@@ -64,9 +65,10 @@ private:
     Prepared prepare(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                      std::optional<int> timeout) const;
     void send(const Prepared& prepared, Completion completion);
-    void handleFinished(class QNetworkReply& reply, const Completion& completion);
+    void handleFinished(QNetworkReply& reply, const Completion& completion);
     void handleReply(int httpStatus, const JSON& body, const Completion& completion);
-    void handleFailure(const QString& description, const QString& alertText, const Completion& completion);
+    void handleFailure(const char* kind, const QString& description, const QString& alertText,
+                       const Completion& completion);
     void showAlertSoon(const QString& title);
 
     Settings& settings_;

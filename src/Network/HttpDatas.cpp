@@ -1,0 +1,164 @@
+#include "HttpDatas.h"
+
+#include "ApiBase.h"
+#include "RequestEncoding.h"
+#include "Settings.h"
+#include "TransportError.h"
+#include "TrustedTls.h"
+
+#include <Foundation/Bundle.h>
+#include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
+
+#include <QJsonDocument>
+#include <QMetaEnum>
+#include <QNetworkReply>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int defaultTimeoutSeconds = 30;
+constexpr double alertDelaySeconds = 0.25;
+constexpr int unauthorized = 401;
+
+QPointer<HttpDatas>& installed() {
+    static QPointer<HttpDatas> instance;
+    return instance;
+}
+
+QByteArray jsonText(const QJsonObject& params) { return QJsonDocument(params).toJson(QJsonDocument::Compact); }
+
+} // namespace
+
+struct HttpDatas::Prepared {
+    std::optional<QNetworkRequest> request; // none: its URL is no URL
+    HttpMethod method;
+    QByteArray body;
+};
+
+HttpDatas::HttpDatas(Settings& settings, LocalTrust trust, Hooks hooks)
+    : settings_(settings)
+    , trust_(std::move(trust))
+    , hooks_(std::move(hooks))
+    , self_(this) {}
+
+HttpDatas::~HttpDatas() = default;
+
+HttpDatas& HttpDatas::shared() {
+    Q_ASSERT(installed());
+    return *installed();
+}
+
+void HttpDatas::install(HttpDatas* instance) { installed() = instance; }
+
+void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
+                            std::optional<int> timeout, Completion completion) {
+    const Prepared prepared = prepare(path, method, params, timeout);
+    if (isMainThread()) {
+        send(prepared, std::move(completion));
+        return;
+    }
+    onMain(self_, [self = self_, prepared, completion = std::move(completion)] { self->send(prepared, completion); });
+}
+
+HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
+                                       std::optional<int> timeout) const {
+    const QString base = settings_.fuwuqiKey().value_or(ApiBase::builtIn());
+    const QByteArray query = method == HttpMethod::GET ? encodedQuery(params.value_or(QJsonObject())) : QByteArray();
+    const std::optional<QUrl> url = requestUrl(base, path, query);
+    consoleLog("🚀🚀🚀🚀🚀🚀url:" + (url ? url->toString(QUrl::FullyEncoded) : base + path));
+    consoleLog("params:" + QString::fromUtf8(jsonText(params.value_or(QJsonObject()))));
+    if (!url)
+        return {std::nullopt, method, {}};
+
+    QNetworkRequest request(*url);
+    request.setRawHeader("Version", Bundle::shortVersion().toUtf8());
+    request.setRawHeader("Accept", "application/json");
+    request.setRawHeader("Content-Type", "application/json");
+    request.setRawHeader("platform", "macOS");
+    request.setRawHeader("lan", "zh-Hans");
+    if (const std::optional<QString> token = settings_.loginToken())
+        request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+    request.setTransferTimeout(timeout.value_or(defaultTimeoutSeconds) * 1000);
+    request.setSslConfiguration(sslConfiguration(trust_, *url));
+    return {request, method, method == HttpMethod::GET || !params ? QByteArray() : jsonText(*params)};
+}
+
+void HttpDatas::send(const Prepared& prepared, Completion completion) {
+    if (!prepared.request) {
+        // Later, as every other outcome: the caller has not returned yet.
+        onMain(self_, [this, completion = std::move(completion)] {
+            handleFailure("InvalidUrl", QStringLiteral("请求地址无效"), {}, completion);
+        });
+        return;
+    }
+    QNetworkReply* reply = nullptr;
+    if (prepared.method == HttpMethod::GET)
+        reply = manager_.get(*prepared.request);
+    else if (prepared.method == HttpMethod::POST)
+        reply = manager_.post(*prepared.request, prepared.body);
+    else
+        reply = manager_.put(*prepared.request, prepared.body);
+    connect(reply, &QNetworkReply::finished, this, [this, reply, completion = std::move(completion)] {
+        reply->deleteLater();
+        handleFinished(*reply, completion);
+    });
+}
+
+void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completion) {
+    if (isTransportFailure(reply)) {
+        const char* name = QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(reply.error());
+        const QString description = transportErrorDescription(reply.error(), reply.errorString());
+        handleFailure(name, description, transportAlertText(reply.error(), description, isOnline()), completion);
+        return;
+    }
+    bool decoded = false;
+    const JSON body = JSON::parse(reply.readAll(), &decoded);
+    if (decoded)
+        handleReply(reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), body, completion);
+    else
+        handleFailure("UndecodableReply", QStringLiteral("服务器的回复无法识别"), {}, completion);
+}
+
+void HttpDatas::handleReply(int httpStatus, const JSON& body, const Completion& completion) {
+    consoleLog("🍺🍺🍺🍺🍺🍺result:" + body.prettyString());
+    if (httpStatus == unauthorized) {
+        settings_.clearRejectedSignIn();
+        if (hooks_.forcedSignOut)
+            hooks_.forcedSignOut();
+        return;
+    }
+    if (body["code"].intValue() == 0) {
+        if (completion)
+            completion(FResponseStatus::success, body, std::nullopt);
+        return;
+    }
+    const QString message = body["message"].stringValue();
+    if (completion)
+        completion(FResponseStatus::unusual, body, message);
+    if (!message.isEmpty())
+        showAlertSoon(message);
+}
+
+void HttpDatas::handleFailure(const char* kind, const QString& description, const QString& alertText,
+                              const Completion& completion) {
+    consoleLog(QString("请求错误: %1: %2").arg(kind, description));
+    if (completion)
+        completion(FResponseStatus::failure, std::nullopt, description);
+    showAlertSoon(alertText);
+}
+
+void HttpDatas::showAlertSoon(const QString& title) {
+    afterDelay(alertDelaySeconds, self_, [this, title] {
+        showAlert({title, QString(), QStringLiteral("logo"), AlertStyle::warning});
+    });
+}
+
+void HttpDatas::showAlert(const Alert& alert) const {
+    if (hooks_.showAlert)
+        hooks_.showAlert(alert);
+}
+
+} // namespace parlowen

@@ -1,0 +1,108 @@
+#include "Settings.h"
+
+#include <Foundation/UserDefaults.h>
+
+namespace parlowen {
+
+namespace {
+
+// How each type of value lies in the store: scalars as plain values, records as their JSON data.
+
+template<class Record>
+std::optional<Record> load(const UserDefaults& defaults, const char* key, const Record*) {
+    const std::optional<QByteArray> data = defaults.data(key);
+    return data ? decodeStrict<Record>(*data) : std::nullopt;
+}
+std::optional<QString> load(const UserDefaults& defaults, const char* key, const QString*) {
+    return defaults.string(key);
+}
+std::optional<bool> load(const UserDefaults& defaults, const char* key, const bool*) { return defaults.boolean(key); }
+std::optional<qint64> load(const UserDefaults& defaults, const char* key, const qint64*) {
+    return defaults.integer(key);
+}
+
+template<class Record>
+void store(UserDefaults& defaults, const char* key, const Record& record) {
+    defaults.setData(key, encodeStrict(record));
+}
+void store(UserDefaults& defaults, const char* key, const QString& text) { defaults.setString(key, text); }
+void store(UserDefaults& defaults, const char* key, bool flag) { defaults.setBoolean(key, flag); }
+void store(UserDefaults& defaults, const char* key, qint64 number) { defaults.setInteger(key, number); }
+
+} // namespace
+
+Settings::Settings(UserDefaults& defaults)
+    : defaults_(defaults) {}
+
+template<class Value>
+std::optional<Value> Settings::read(const SettingsKey<Value>& key) const {
+    return load(defaults_, key.name, static_cast<const Value*>(nullptr));
+}
+
+template<class Value>
+void Settings::write(const SettingsKey<Value>& key, const std::optional<Value>& value) {
+    if (value)
+        store(defaults_, key.name, *value);
+    else
+        defaults_.remove(key.name);
+}
+
+std::optional<QString> Settings::loginToken() const { return read(SettingsKeys::loginToken); }
+
+void Settings::setLoginToken(const std::optional<QString>& token) { write(SettingsKeys::loginToken, token); }
+
+bool Settings::isAutoLogin() const { return read(SettingsKeys::isAutoLogin).value_or(false); }
+
+void Settings::setAutoLogin(bool on) { write(SettingsKeys::isAutoLogin, std::optional(on)); }
+
+std::optional<UserBaseModel> Settings::userInfo() const { return read(SettingsKeys::userInfo); }
+
+void Settings::setUserInfo(const std::optional<UserBaseModel>& user) { write(SettingsKeys::userInfo, user); }
+
+std::optional<AIInterviewModel> Settings::aiInterviewSetModel() const {
+    return read(SettingsKeys::aiInterviewSetModel);
+}
+
+void Settings::setAiInterviewSetModel(const std::optional<AIInterviewModel>& model) {
+    write(SettingsKeys::aiInterviewSetModel, model);
+}
+
+std::optional<LanguageListModel> Settings::aiLangChinaModel() const { return read(SettingsKeys::aiLangChinaModel); }
+
+void Settings::setAiLangChinaModel(const std::optional<LanguageListModel>& language) {
+    write(SettingsKeys::aiLangChinaModel, language);
+}
+
+std::optional<LanguageListModel> Settings::aiLangLeftModel() const { return read(SettingsKeys::aiLangLeftModel); }
+
+void Settings::setAiLangLeftModel(const std::optional<LanguageListModel>& language) {
+    write(SettingsKeys::aiLangLeftModel, language);
+}
+
+std::optional<LanguageListModel> Settings::aiLangRightModel() const { return read(SettingsKeys::aiLangRightModel); }
+
+void Settings::setAiLangRightModel(const std::optional<LanguageListModel>& language) {
+    write(SettingsKeys::aiLangRightModel, language);
+}
+
+std::optional<qint64> Settings::aiInterviewType() const { return read(SettingsKeys::aiInterviewType); }
+
+void Settings::setAiInterviewType(const std::optional<qint64>& type) { write(SettingsKeys::aiInterviewType, type); }
+
+std::optional<QString> Settings::fuwuqiKey() const { return read(SettingsKeys::fuwuqiKey); }
+
+void Settings::clearRejectedSignIn() {
+    remove(SettingsKeys::loginToken.name);
+    remove(SettingsKeys::userInfo.name);
+}
+
+void Settings::clearSignIn() {
+    clearRejectedSignIn();
+    remove(SettingsKeys::isAutoLogin.name);
+}
+
+void Settings::remove(const QString& key) { defaults_.remove(key); }
+
+bool Settings::synchronize() { return defaults_.synchronize(); }
+
+} // namespace parlowen
