@@ -5,6 +5,7 @@
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 
+#include <QApplication>
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
 #include <QLabel>
@@ -45,6 +46,15 @@ ProgressHUD::ProgressHUD()
 }
 
 ProgressHUD::~ProgressHUD() = default;
+
+ProgressHUD& ProgressHUD::shared() {
+    static QPointer<ProgressHUD> instance;
+    if (instance == nullptr) {
+        instance = new ProgressHUD;
+        QObject::connect(qApp, &QCoreApplication::aboutToQuit, instance, [] { delete instance; });
+    }
+    return *instance;
+}
 
 QString ProgressHUD::status() const { return statusLabel_->text(); }
 
@@ -148,8 +158,8 @@ void ProgressHUD::finishHiding() {
 void ProgressHUD::layoutBox() {
     const int maxWidth = std::max(1, width() - 4 * margin);
     const QFontMetrics metrics(font());
-    const QSize text = metrics.boundingRect(QRect(0, 0, maxWidth, height()), Qt::AlignCenter | Qt::TextWordWrap, status())
-                           .size();
+    const QSize text =
+        metrics.boundingRect(QRect(0, 0, maxWidth, height()), Qt::AlignCenter | Qt::TextWordWrap, status()).size();
     const QSize label(std::min(maxWidth, text.width() + 10), text.height());
     const QSize box(2 * margin + label.width(), 2 * margin + label.height());
     QPoint center = rect().center();

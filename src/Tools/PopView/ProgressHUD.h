@@ -23,6 +23,9 @@ public:
     ProgressHUD();
     ~ProgressHUD() override;
 
+    /// The application's one overlay, made on first use; it goes with the application object.
+    static ProgressHUD& shared();
+
     /// Shows the text over the container; a message that is already shown is replaced at once. Does nothing without a
     /// container. It never hides by itself.
     void show(const QString& status, ProgressHUDMode mode);
@@ -42,9 +45,9 @@ public:
     /// 0 (hidden) to 1.
     double alpha() const;
 
-    QPointer<QWidget> containerView;              ///< where to show; without it `mainWindowContent` is asked
-    std::function<QWidget*()> mainWindowContent;  ///< the content of the application's main window; may give none
-    std::function<void()> completionHandler;      ///< called once the overlay is gone
+    QPointer<QWidget> containerView;             ///< where to show; without it `mainWindowContent` is asked
+    std::function<QWidget*()> mainWindowContent; ///< the content of the application's main window; may give none
+    std::function<void()> completionHandler;     ///< called once the overlay is gone
     ProgressHUDPosition position = ProgressHUDPosition::bottom;
     double opacity = 0.9; ///< of the box
     int margin = 18;

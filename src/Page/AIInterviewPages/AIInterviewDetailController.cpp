@@ -1,0 +1,69 @@
+#include "AIInterviewDetailController.h"
+
+#include "AnswersModel.h"
+#include "QuestionBox.h"
+#include "TranscriptModel.h"
+
+#include <Network/Settings.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QLabel>
+#include <utility>
+
+namespace parlowen {
+
+AIInterviewDetailController::AIInterviewDetailController(SessionServices services, QWidget* parent)
+    : BaseViewController(parent)
+    , services_(std::move(services))
+    , langModel1_(services_.settings->aiLangLeftModel())
+    , langModel2_(services_.settings->aiLangRightModel())
+    , langSpeechModel_(services_.settings->aiLangChinaModel())
+    , aiInterviewType_(services_.settings->aiInterviewType())
+    , interviewModel_(services_.settings->aiInterviewSetModel())
+    , transcript_(new TranscriptModel(this))
+    , answers_(new AnswersModel(this)) {}
+
+AIInterviewDetailController::~AIInterviewDetailController() {
+    if (azTokenManager_)
+        azTokenManager_->setDelegate(nullptr);
+}
+
+const std::optional<KXTranslationHistoryDetailsModel>& AIInterviewDetailController::centerModel() const {
+    return transcript_->centerModel();
+}
+
+const std::vector<KXTranslationHistoryDetailsModel>& AIInterviewDetailController::topArr() const {
+    return transcript_->topArr();
+}
+
+std::vector<std::shared_ptr<StreamModel>> AIInterviewDetailController::streamModels() const {
+    return answers_->streamModels();
+}
+
+bool AIInterviewDetailController::isManual() const { return interviewModel_ && interviewModel_->antoAnswerType == 1; }
+
+bool AIInterviewDetailController::hasCollectedQuestions() const {
+    return isManual() && !textView_->toPlainText().isEmpty();
+}
+
+// The window's own ground shows through.
+void AIInterviewDetailController::loadView() { setAutoFillBackground(false); }
+
+void AIInterviewDetailController::viewDidLoad() {
+    if (interviewModel_)
+        fontSize_ = static_cast<int>(interviewModel_->answerFontSize);
+    BaseViewController::viewDidLoad();
+    setUseTimeCount(0);
+    isTranslating_ = false;
+    textView_->setReadOnly(true);
+    startSessionServices();
+}
+
+void AIInterviewDetailController::setUseTimeCount(qint64 seconds) {
+    useTimeCount_ = seconds;
+    timeLabel_->setText(QString::asprintf("%02lld:%02lld:%02lld", static_cast<long long>(seconds / 3600),
+                                          static_cast<long long>(seconds % 3600 / 60),
+                                          static_cast<long long>(seconds % 60)));
+}
+
+} // namespace parlowen

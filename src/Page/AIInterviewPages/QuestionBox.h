@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QPlainTextEdit>
+
+namespace parlowen {
+
+/// The question box of manual mode: sentences are added at its end while the user may edit what stands there.
+class QuestionBox : public QPlainTextEdit {
+    Q_OBJECT
+public:
+    explicit QuestionBox(QWidget* parent);
+
+    /// Adds a line feed and the sentence at the end. The view follows if it showed the end.
+    void addSentence(const QString& sentence);
+
+    /// Keeps the text clear of whatever lies over the box's right side.
+    void setRightReserve(int width);
+};
+
+} // namespace parlowen

@@ -1,0 +1,40 @@
+#include "SessionLayout.h"
+
+namespace parlowen {
+
+namespace {
+
+constexpr int side = 16;
+constexpr int timeHeight = 26;
+constexpr int pinSize = 26;
+constexpr int pinFromRight = 50;
+constexpr int underTime = 11;
+constexpr int gap = 23;
+constexpr int bottom = 16;
+constexpr QSize buttonSize(85, 35);
+constexpr int buttonFromBoxBottom = 10;
+constexpr int buttonFromPageRight = 23;
+
+} // namespace
+
+SessionLayout SessionLayout::of(QSize page, bool manual) {
+    const int width = page.width() - 2 * side;
+    const auto part = [&page](double share) { return static_cast<int>(page.height() * share); };
+    SessionLayout layout;
+    layout.timeLabel = QRect(side, side, 120, timeHeight);
+    layout.pin = QRect(page.width() - pinFromRight - pinSize, side + (timeHeight - pinSize) / 2, pinSize, pinSize);
+    layout.transcript = QRect(side, side + timeHeight + underTime, width, part(manual ? 0.25 : 0.35));
+    int top = layout.transcript.y() + layout.transcript.height() + gap;
+    if (manual) {
+        layout.questionBox = QRect(side, top, width, part(0.25));
+        top += layout.questionBox.height();
+        layout.answerButton = QRect(QPoint(page.width() - buttonFromPageRight - buttonSize.width(),
+                                           top - buttonFromBoxBottom - buttonSize.height()),
+                                    buttonSize);
+        top += gap;
+    }
+    layout.answers = QRect(side, top, width, page.height() - bottom - top);
+    return layout;
+}
+
+} // namespace parlowen

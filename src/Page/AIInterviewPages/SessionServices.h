@@ -1,0 +1,25 @@
+#pragma once
+
+#include <AVFoundation/CaptureSource.h>
+#include <Tools/StreamingClient.h>
+
+namespace parlowen {
+
+class AudioRouting;
+class HttpDatas;
+class ProgressHUD;
+class Settings;
+class TimerManager;
+
+/// The collaborators of a session. None is owned; all outlive the session.
+struct SessionServices {
+    Settings* settings = nullptr; ///< read once, when the session's page is created
+    HttpDatas* http = nullptr;
+    TimerManager* timer = nullptr;
+    AudioRouting* router = nullptr;
+    CaptureSourceFactory capture;   ///< where the session's sound comes from
+    StreamingEnvironment streaming; ///< for the answer requests
+    ProgressHUD* hud = nullptr;
+};
+
+} // namespace parlowen

@@ -1,0 +1,157 @@
+#include "AIInterviewDetailController.h"
+#include "AnswersModel.h"
+#include "QuestionBox.h"
+#include "SessionLayout.h"
+#include "TranscriptModel.h"
+#include "WindowLevel.h"
+
+#include <Page/View/AiInterviewAiCellMac.h>
+#include <Page/View/AiInterviewCellMac.h>
+#include <Page/View/ListFrame.h>
+#include <Page/View/MeasuredList.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/MouseTracker.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QLabel>
+#include <QPushButton>
+#include <QToolButton>
+
+/// The views of the session page and how the lists scroll.
+namespace parlowen {
+
+namespace {
+
+constexpr int frameMargin = 2; // a list's frame is so much larger on every side
+
+QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
+    auto* label = new QLabel(parent);
+    label->setFont(font);
+    label->setTextFormat(Qt::PlainText);
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, color);
+    label->setPalette(palette);
+    return label;
+}
+
+} // namespace
+
+void AIInterviewDetailController::buildUserInterface() {
+    buildHeader();
+    buildLists();
+    buildQuestionBox();
+}
+
+void AIInterviewDetailController::buildHeader() {
+    timeLabel_ = makeLabel(this, systemFont(14), Qt::white);
+    timeLabel_->setObjectName(QStringLiteral("timeLabel"));
+    timeLabel_->setText(QStringLiteral("00:00:00"));
+
+    topImg_ = new QToolButton(this);
+    topImg_->setObjectName(QStringLiteral("topImg"));
+    topImg_->setStyleSheet(QStringLiteral("QToolButton { border: none; background: transparent; }"));
+    topImg_->setFocusPolicy(Qt::TabFocus);
+    topImg_->setCursor(Qt::PointingHandCursor);
+    connect(topImg_, &QToolButton::clicked, this, &AIInterviewDetailController::topupDidTap);
+
+    tipLab_ = makeLabel(this, systemFont(smallFontSize), QColor(15, 227, 189));
+    tipLab_->setObjectName(QStringLiteral("tipLab"));
+    tipLab_->setAlignment(Qt::AlignCenter);
+    tipLab_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    tipLab_->hide();
+    MouseTracker::attach(topImg_, [this](MouseMoveEvent event) { hoverPin(event == MouseMoveEvent::entered); });
+    showPinState();
+}
+
+void AIInterviewDetailController::buildLists() {
+    const QFont font = systemFont(fontSize_);
+    transcript_->setFont(font);
+    answers_->setFont(font);
+    topView_ = makeView<ListFrame>(this);
+    bottomView_ = makeView<ListFrame>(this);
+    topTableView_ = new MeasuredList(new AiInterviewCellMac, this);
+    topTableView_->setObjectName(QStringLiteral("topTableView"));
+    topTableView_->setAccessibleName(QStringLiteral("面试记录"));
+    topTableView_->setModel(transcript_);
+    bottomTableView_ = new MeasuredList(new AiInterviewAiCellMac, this);
+    bottomTableView_->setObjectName(QStringLiteral("bottomTableView"));
+    bottomTableView_->setAccessibleName(QStringLiteral("AI回答"));
+    bottomTableView_->setModel(answers_);
+    for (MeasuredList* list : {topTableView_, bottomTableView_})
+        list->setNominalRowHeight(TextCell::nominalHeight(font));
+}
+
+void AIInterviewDetailController::buildQuestionBox() {
+    textView_ = new QuestionBox(this);
+    textView_->setObjectName(QStringLiteral("textView"));
+    textView_->setVisible(isManual());
+    aiResponseButton_ = new QPushButton(QStringLiteral("回答"), this);
+    aiResponseButton_->setObjectName(QStringLiteral("aiResponseButton"));
+    aiResponseButton_->setFont(systemFont(14));
+    aiResponseButton_->setCursor(Qt::PointingHandCursor);
+    aiResponseButton_->setStyleSheet(
+        QStringLiteral(
+            "QPushButton { background: %1; color: %2; border: none; border-radius: 5px; }"
+            "QPushButton:hover, QPushButton:focus { background: %3; } QPushButton:pressed { background: %4; }")
+            .arg(hexColor(theme::accent).name(), hexColor(theme::sessionWindow).name(),
+                 hexColor(theme::accent).lighter(112).name(), hexColor(theme::accent).darker(115).name()));
+    aiResponseButton_->setVisible(isManual());
+    connect(aiResponseButton_, &QPushButton::clicked, this, &AIInterviewDetailController::aiResponseTapped);
+}
+
+void AIInterviewDetailController::buildLayout() {
+    const SessionLayout layout = SessionLayout::of(size(), isManual());
+    timeLabel_->setGeometry(layout.timeLabel);
+    topImg_->setGeometry(layout.pin);
+    topImg_->setIconSize(layout.pin.size());
+    topTableView_->setGeometry(layout.transcript);
+    bottomTableView_->setGeometry(layout.answers);
+    topView_->setGeometry(layout.transcript.marginsAdded(QMargins() + frameMargin));
+    bottomView_->setGeometry(layout.answers.marginsAdded(QMargins() + frameMargin));
+    if (isManual()) {
+        textView_->setGeometry(layout.questionBox);
+        textView_->setRightReserve(layout.questionBox.right() - layout.answerButton.left());
+        aiResponseButton_->setGeometry(layout.answerButton);
+        aiResponseButton_->raise();
+    }
+    hoverPin(topImg_->underMouse());
+}
+
+void AIInterviewDetailController::resizeEvent(QResizeEvent* event) {
+    BaseViewController::resizeEvent(event);
+    if (timeLabel_ != nullptr)
+        buildLayout();
+}
+
+void AIInterviewDetailController::topupDidTap() {
+    isTop_ = !isTop_;
+    showPinState();
+    setFloatingLevel(*window(), isTop_);
+}
+
+void AIInterviewDetailController::showPinState() {
+    topImg_->setIcon(
+        QIcon(isTop_ ? QStringLiteral(":/icons/translate_up.svg") : QStringLiteral(":/icons/translate_up1.svg")));
+    tipLab_->setText(isTop_ ? QStringLiteral("取消置顶") : QStringLiteral("置顶"));
+    topImg_->setAccessibleName(tipLab_->text());
+    hoverPin(topImg_->underMouse());
+}
+
+void AIInterviewDetailController::hoverPin(bool inside) {
+    const QSize size = tipLab_->sizeHint();
+    const QPoint pinTop(topImg_->geometry().center().x(), topImg_->y());
+    tipLab_->setGeometry(pinTop.x() - size.width() / 2, pinTop.y() - 2 - size.height(), size.width(), size.height());
+    tipLab_->setVisible(inside);
+}
+
+void AIInterviewDetailController::reloadTranscript(const std::function<void()>& change) {
+    if (!isClosing_)
+        topTableView_->keepPlace(change);
+}
+
+void AIInterviewDetailController::reloadAnswers(const std::function<void()>& change) {
+    if (!isClosing_)
+        bottomTableView_->keepPlace(change);
+}
+
+} // namespace parlowen

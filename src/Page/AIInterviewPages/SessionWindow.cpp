@@ -1,0 +1,147 @@
+#include "SessionWindow.h"
+
+#include "AIInterviewDetailController.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QToolButton>
+#include <QWindow>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr QSize contentSize(1000, 700);
+constexpr QSize smallestSize(480, 420);
+constexpr int edgeWidth = 6;
+constexpr int cornerRadius = 12;
+constexpr int closeSize = 20;
+constexpr QPoint closeFromCorner(16, 19); // of the button's top right corner from the window's
+constexpr int titleTop = 16;
+constexpr int titleHeight = 26;
+
+Qt::CursorShape cursorAt(Qt::Edges edges) {
+    if (edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge))
+        return Qt::SizeFDiagCursor;
+    if (edges == (Qt::RightEdge | Qt::TopEdge) || edges == (Qt::LeftEdge | Qt::BottomEdge))
+        return Qt::SizeBDiagCursor;
+    if (edges == Qt::LeftEdge || edges == Qt::RightEdge)
+        return Qt::SizeHorCursor;
+    return edges == Qt::Edges() ? Qt::ArrowCursor : Qt::SizeVerCursor;
+}
+
+} // namespace
+
+SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
+    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
+    , controller_(new AIInterviewDetailController(std::move(services), this))
+    , title_(new QLabel(QStringLiteral("AI面试"), this))
+    , closeButton_(new QToolButton(this)) {
+    setAttribute(Qt::WA_TranslucentBackground);
+    setWindowTitle(title_->text());
+    setMinimumSize(smallestSize);
+    resize(contentSize);
+    setMouseTracking(true);
+    controller_->setMouseTracking(true);
+
+    title_->setFont(systemFont(13, QFont::DemiBold));
+    title_->setAlignment(Qt::AlignCenter);
+    title_->setStyleSheet(QStringLiteral("color: rgba(255, 255, 255, 0.7);"));
+    title_->setAttribute(Qt::WA_TransparentForMouseEvents);
+
+    closeButton_->setObjectName(QStringLiteral("closeButton"));
+    closeButton_->setAccessibleName(QStringLiteral("关闭"));
+    closeButton_->setIcon(QIcon(QStringLiteral(":/icons/close.svg")));
+    closeButton_->setIconSize({closeSize, closeSize});
+    closeButton_->setFocusPolicy(Qt::TabFocus);
+    closeButton_->setCursor(Qt::PointingHandCursor);
+    closeButton_->setStyleSheet(QStringLiteral("QToolButton { border: none; border-radius: 10px; }"
+                                               "QToolButton:hover { background: rgba(255, 255, 255, 0.16); }"));
+    connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
+
+    controller_->setGeometry(rect());
+    controller_->loadViewIfNeeded();
+    controller_->lower();
+}
+
+SessionWindow::~SessionWindow() = default;
+
+void SessionWindow::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(hexColor(theme::sessionWindow, 0.7));
+    painter.setPen(QPen(QColor(255, 255, 255, 30), 1));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+}
+
+void SessionWindow::resizeEvent(QResizeEvent*) {
+    controller_->setGeometry(rect());
+    title_->setGeometry(0, titleTop, width(), titleHeight);
+    closeButton_->setGeometry(width() - closeFromCorner.x() - closeSize, closeFromCorner.y(), closeSize, closeSize);
+}
+
+void SessionWindow::showEvent(QShowEvent* event) {
+    if (!event->spontaneous() && !testAttribute(Qt::WA_Moved)) {
+        const QRect area = screen()->availableGeometry();
+        move(area.center() - rect().center());
+    }
+    QWidget::showEvent(event);
+}
+
+Qt::Edges SessionWindow::edgesAt(QPoint position) const {
+    Qt::Edges edges;
+    edges.setFlag(Qt::LeftEdge, position.x() < edgeWidth);
+    edges.setFlag(Qt::RightEdge, position.x() >= width() - edgeWidth);
+    edges.setFlag(Qt::TopEdge, position.y() < edgeWidth);
+    edges.setFlag(Qt::BottomEdge, position.y() >= height() - edgeWidth);
+    return edges;
+}
+
+void SessionWindow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton)
+        return;
+    const Qt::Edges edges = edgesAt(event->position().toPoint());
+    const bool taken =
+        edges == Qt::Edges() ? windowHandle()->startSystemMove() : windowHandle()->startSystemResize(edges);
+    dragging_ = !taken;
+    dragEdges_ = edges;
+    dragStart_ = event->globalPosition().toPoint();
+    dragGeometry_ = geometry();
+}
+
+void SessionWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (dragging_)
+        dragTo(event->globalPosition().toPoint());
+    else if (event->buttons() == Qt::NoButton)
+        setCursor(cursorAt(edgesAt(event->position().toPoint())));
+}
+
+void SessionWindow::mouseReleaseEvent(QMouseEvent*) { dragging_ = false; }
+
+void SessionWindow::leaveEvent(QEvent*) { unsetCursor(); }
+
+void SessionWindow::dragTo(QPoint global) {
+    const QPoint way = global - dragStart_;
+    if (dragEdges_ == Qt::Edges()) {
+        move(dragGeometry_.topLeft() + way);
+        return;
+    }
+    QRect target = dragGeometry_;
+    if (dragEdges_.testFlag(Qt::LeftEdge))
+        target.setLeft(std::min(target.left() + way.x(), target.right() - minimumWidth() + 1));
+    if (dragEdges_.testFlag(Qt::TopEdge))
+        target.setTop(std::min(target.top() + way.y(), target.bottom() - minimumHeight() + 1));
+    if (dragEdges_.testFlag(Qt::RightEdge))
+        target.setRight(std::max(target.right() + way.x(), target.left() + minimumWidth() - 1));
+    if (dragEdges_.testFlag(Qt::BottomEdge))
+        target.setBottom(std::max(target.bottom() + way.y(), target.top() + minimumHeight() - 1));
+    setGeometry(target);
+}
+
+} // namespace parlowen

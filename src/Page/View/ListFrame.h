@@ -1,0 +1,19 @@
+#pragma once
+
+#include "BaseView.h"
+
+namespace parlowen {
+
+/// The frame around a list on a dark window: a thin grey line with round corners, nothing inside.
+class ListFrame : public BaseView {
+    Q_OBJECT
+public:
+    using BaseView::BaseView;
+    static constexpr int cornerRadius = 10;
+
+protected:
+    void buildStyle() override;
+    void paintEvent(QPaintEvent* event) override;
+};
+
+} // namespace parlowen
