@@ -1,0 +1,71 @@
+#include "AzTokenNewManager.h"
+
+#include "SpeechRecognitionTool.h"
+
+#include <Foundation/ConsoleLog.h>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int maxRetries = 3;
+
+} // namespace
+
+AzTokenNewManager::AzTokenNewManager(HttpDatas& http)
+    : http_(http) {}
+
+void AzTokenNewManager::setDelegate(AzTokenNewDelegate* delegate) { delegate_ = delegate; }
+
+void AzTokenNewManager::requestToken() {
+    const QDateTime now = QDateTime::currentDateTime();
+    const double elapsed = lastRequestTime_ ? static_cast<double>(lastRequestTime_->msecsTo(now)) / 1000 : 0.0;
+    consoleLog("AzToken请求[间隔]: " + QString::number(elapsed, 'f', 1));
+    consoleLog("AzToken请求[开始]: " + now.toString("yyyy-MM-dd HH:mm:ss"));
+    lastRequestTime_ = now;
+    http_.requestData("/microsoft/get_token", HttpMethod::GET, QJsonObject(), std::nullopt,
+                      [weak = weak_from_this()](FResponseStatus status, const std::optional<JSON>& reply,
+                                                const std::optional<QString>& /*message*/) {
+                          if (const std::shared_ptr<AzTokenNewManager> self = weak.lock())
+                              self->handleReply(status, reply);
+                      });
+}
+
+void AzTokenNewManager::refreshToken() {
+    action = 2;
+    retry = 0;
+    requestToken();
+}
+
+void AzTokenNewManager::handleReply(FResponseStatus status, const std::optional<JSON>& reply) {
+    if (status != FResponseStatus::success) {
+        handleFailure();
+        return;
+    }
+    const JSON data = reply.value_or(JSON())["data"];
+    const AzTokenModel token{data["token"].stringValue(), data["area"].stringValue()};
+    if (delegate_ != nullptr) {
+        if (action == 1)
+            delegate_->tokenDidFetch(token);
+        else
+            delegate_->tokenDidRefresh(token);
+    }
+    retry = 0;
+}
+
+void AzTokenNewManager::handleFailure() {
+    if (retry < maxRetries) {
+        ++retry;
+        consoleLog("请求重试: " + QString::number(retry));
+        requestToken();
+        return;
+    }
+    consoleLog("请求终止");
+    if (delegate_ == nullptr)
+        return;
+    consoleLog("获取 token 失败，停止轮训。");
+    if (const std::shared_ptr<SpeechRecognitionTool> tool = delegate_->speechTool())
+        tool->stopRecognition();
+}
+
+} // namespace parlowen

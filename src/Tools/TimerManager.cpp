@@ -1,0 +1,99 @@
+#include "TimerManager.h"
+
+#include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
+
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr qint64 refreshSeconds = 480;
+
+} // namespace
+
+struct TimerManager::State {
+    std::chrono::milliseconds interval;
+    std::unique_ptr<QTimer> timer; // main thread
+    std::atomic<bool> running = false;
+    std::atomic<qint64> elapsedSeconds = 0;
+    std::mutex hooksMutex;
+    std::function<void(qint64)> onTick;
+    std::function<void()> onTokenRefresh;
+
+    template<class Hook>
+    Hook copyOf(const Hook& hook) {
+        const std::lock_guard lock(hooksMutex);
+        return hook;
+    }
+
+    /// Runs one hook outside the lock: it may set hooks, stop the clock or start it anew.
+    void tick() {
+        if (!running)
+            return;
+        const qint64 seconds = ++elapsedSeconds;
+        if (const auto hook = copyOf(onTick))
+            hook(seconds);
+        if (!running || seconds % refreshSeconds != 0)
+            return;
+        consoleLog("🔄 刷新微软 token");
+        if (const auto hook = copyOf(onTokenRefresh))
+            hook();
+    }
+
+    /// Puts the timer away unless a start came in between.
+    void settle() {
+        if (running)
+            return;
+        timer.reset();
+        elapsedSeconds = 0;
+    }
+};
+
+TimerManager::TimerManager(std::chrono::milliseconds interval)
+    : state_(std::make_shared<State>()) {
+    state_->interval = interval;
+}
+
+TimerManager::~TimerManager() = default;
+
+TimerManager& TimerManager::shared() {
+    static auto* const instance = new TimerManager;
+    return *instance;
+}
+
+void TimerManager::start() {
+    state_->elapsedSeconds = 0;
+    state_->running = true;
+    state_->timer = std::make_unique<QTimer>();
+    state_->timer->setTimerType(Qt::PreciseTimer);
+    QObject::connect(state_->timer.get(), &QTimer::timeout, [weak = std::weak_ptr(state_)] {
+        if (const std::shared_ptr<State> state = weak.lock())
+            state->tick();
+    });
+    state_->timer->start(state_->interval);
+}
+
+void TimerManager::stop() {
+    state_->running = false;
+    state_->elapsedSeconds = 0;
+    if (isMainThread())
+        state_->settle();
+    else
+        onMain(std::weak_ptr(state_), [](State& state) { state.settle(); });
+}
+
+qint64 TimerManager::elapsedSeconds() const { return state_->elapsedSeconds; }
+
+void TimerManager::setOnTick(std::function<void(qint64)> onTick) {
+    const std::lock_guard lock(state_->hooksMutex);
+    state_->onTick = std::move(onTick);
+}
+
+void TimerManager::setOnTokenRefresh(std::function<void()> onTokenRefresh) {
+    const std::lock_guard lock(state_->hooksMutex);
+    state_->onTokenRefresh = std::move(onTokenRefresh);
+}
+
+} // namespace parlowen
