@@ -7,7 +7,7 @@ namespace parlowen {
 
 QFont systemFont(int size, QFont::Weight weight) {
     QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
-    font.setFamilies(QStringList{font.family(), QLatin1String("Noto Sans CJK SC"), QLatin1String("Source Han Sans SC")});
+    font.setFamilies({font.family(), QStringLiteral("Noto Sans CJK SC")});
     font.setPixelSize(std::max(1, size));
     font.setWeight(weight);
     return font;
