@@ -1,0 +1,39 @@
+#include "SPXRecognizer.h"
+
+#include <utility>
+
+#include "SpeechSession.h"
+#include "SpeechThread.h"
+
+namespace parlowen {
+
+SPXRecognizer::SPXRecognizer(std::unique_ptr<SpeechSession> session)
+    : session_(std::move(session))
+    , handlers_(std::make_shared<SpeechHandlers>()) {}
+
+SPXRecognizer::~SPXRecognizer() = default;
+
+void SPXRecognizer::addRecognizingEventHandler(SPXRecognitionEventHandler handler) {
+    handlers_->recognizing = std::move(handler);
+}
+
+void SPXRecognizer::addRecognizedEventHandler(SPXRecognitionEventHandler handler) {
+    handlers_->recognized = std::move(handler);
+}
+
+void SPXRecognizer::addCanceledEventHandler(SPXCanceledEventHandler handler) {
+    handlers_->canceled = std::move(handler);
+}
+
+bool SPXRecognizer::startContinuousRecognition(QString* error) {
+    const char* problem = "The recognizer was started before";
+    if (const auto session = std::exchange(session_, nullptr)) {
+        thread_ = SpeechThread::start(std::move(*session), handlers_);
+        problem = thread_ ? nullptr : "The audio stream feeds another recognizer already";
+    }
+    if (problem && error)
+        *error = problem;
+    return problem == nullptr;
+}
+
+} // namespace parlowen

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QString>
+#include <memory>
+
+#include "SPXAudioConfiguration.h"
+#include "SPXRecognitionResult.h"
+
+namespace parlowen {
+
+class SPXSpeechConfiguration;
+struct SpeechHandlers;
+struct SpeechSession;
+class SpeechThread;
+
+/// What both recognizers share. Each runs on a thread of its own, on which it calls its handlers. A recognizer ends
+/// when it is destroyed, which may happen on any thread and from within a handler; after the destructor has returned no
+/// handler is called, and none still runs but the one that destroys it. The thread that destroys it must not be one
+/// that a handler is waiting for.
+class SPXRecognizer {
+public:
+    ~SPXRecognizer();
+    SPXRecognizer(const SPXRecognizer&) = delete;
+    SPXRecognizer& operator=(const SPXRecognizer&) = delete;
+
+    /// Handlers are registered before the start; a second one of a kind takes the place of the first.
+    void addRecognizingEventHandler(SPXRecognitionEventHandler handler); ///< a sentence in progress
+    void addRecognizedEventHandler(SPXRecognitionEventHandler handler);  ///< a finished sentence
+    void addCanceledEventHandler(SPXCanceledEventHandler handler);       ///< at most once, then nothing more comes
+
+    /// Starts to read the stream and to recognize; ends by itself when the stream is closed and its last result is
+    /// here. Returns false, with a text in `error`, when it was started before or its stream has a reader already.
+    bool startContinuousRecognition(QString* error);
+
+protected:
+    explicit SPXRecognizer(std::unique_ptr<SpeechSession> session);
+
+private:
+    std::unique_ptr<SpeechSession> session_; ///< what to run, until the start
+    std::shared_ptr<SpeechHandlers> handlers_;
+    std::unique_ptr<SpeechThread> thread_;
+};
+
+} // namespace parlowen

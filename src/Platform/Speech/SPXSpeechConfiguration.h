@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <chrono>
+#include <memory>
+#include <optional>
+
+#include "SpeechEndpoint.h"
+
+namespace parlowen {
+
+/// How a recognizer of one language reaches the service. Set up on one thread, then handed to the recognizer.
+class SPXSpeechConfiguration {
+public:
+    /// None, with a text in `error`, for an empty token or an area that is neither a region name nor a base URL.
+    static std::optional<SPXSpeechConfiguration> make(const QString& token, const QString& region, QString* error);
+
+    /// The language that is spoken, a locale such as "zh-CN".
+    void setSpeechRecognitionLanguage(const QString& locale) { language_ = locale; }
+    /// The pause before the first of several attempts to connect again, by default 250 ms; each further one is twice as
+    /// long.
+    void setFirstReconnectPause(std::chrono::milliseconds pause) { firstReconnectPause_ = pause; }
+
+    /// How long the service may keep silent before the connection counts as lost, by default 15 s. It is asked for a
+    /// sign of life three times as often, so silence in the call is none.
+    void setAnswerTimeout(std::chrono::milliseconds timeout) { answerTimeout_ = timeout; }
+
+    const QString& authorizationToken() const { return token_; }
+    const SpeechEndpoint& endpoint() const { return endpoint_; }
+    const QString& speechRecognitionLanguage() const { return language_; }
+    std::chrono::milliseconds firstReconnectPause() const { return firstReconnectPause_; }
+    std::chrono::milliseconds answerTimeout() const { return answerTimeout_; }
+
+protected:
+    SPXSpeechConfiguration(QString token, SpeechEndpoint endpoint);
+
+private:
+    QString token_;
+    SpeechEndpoint endpoint_;
+    QString language_;
+    std::chrono::milliseconds firstReconnectPause_{250};
+    std::chrono::milliseconds answerTimeout_{15'000};
+};
+
+/// The same for recognition with translation.
+class SPXSpeechTranslationConfiguration : public SPXSpeechConfiguration {
+public:
+    static std::optional<SPXSpeechTranslationConfiguration> make(const QString& token, const QString& region,
+                                                                 QString* error);
+
+    /// Adds a translation target, such as "en"; results are keyed by this same string.
+    void addTargetLanguage(const QString& code) { targets_.append(code); }
+    const QStringList& targetLanguages() const { return targets_; }
+
+private:
+    explicit SPXSpeechTranslationConfiguration(SPXSpeechConfiguration base);
+    QStringList targets_;
+};
+
+} // namespace parlowen

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <Foundation/LocalTrust.h>
+
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+#include <optional>
+
+class QSslConfiguration;
+
+namespace parlowen {
+
+/// Where a speech service is reached. A value.
+class SpeechEndpoint {
+public:
+    /// From an area: a region name such as "eastasia" is a region of the cloud service; with "://" it is the base URL
+    /// of a service itself (ws or wss, a path allowed). None, with a text in `error`, for anything else.
+    static std::optional<SpeechEndpoint> make(const QString& area, QString* error);
+
+    /// The URL for plain recognition of a locale.
+    QUrl recognitionUrl(const QString& language) const;
+    /// The URL for recognition with translation into the targets.
+    QUrl translationUrl(const QString& language, const QStringList& targets) const;
+
+    /// Names the one host that is checked against an authority of its own. Whole process, any thread; counts for
+    /// connections made from then on.
+    static void setLocalTrust(const LocalTrust& trust);
+    /// How to check a wss host: the trusted one against its authority alone, every other against the system's.
+    static QSslConfiguration sslConfiguration(const QString& host);
+
+private:
+    explicit SpeechEndpoint(QUrl base);
+    QUrl base_;
+};
+
+} // namespace parlowen

@@ -1,0 +1,118 @@
+#include "SpeechSocket.h"
+
+#include <QSslConfiguration>
+#include <utility>
+
+#include "SpeechEndpoint.h"
+
+namespace parlowen {
+
+namespace {
+
+constexpr qint64 comfortablyWaiting = 64 * 1024;
+constexpr quint64 longestMessage = 1024 * 1024;
+
+} // namespace
+
+SpeechSocket::SpeechSocket(Callbacks callbacks, std::chrono::milliseconds answerTimeout)
+    : callbacks_(std::move(callbacks))
+    , answerTimeout_(answerTimeout) {
+    socket_.setMaxAllowedIncomingMessageSize(longestMessage);
+    ticker_.setInterval(answerTimeout / 3);
+    listen();
+}
+
+void SpeechSocket::listen() {
+    connect(&socket_, &QWebSocket::connected, this, [this] { onOpened(); });
+    connect(&socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this, [this] { onError(); });
+    connect(&socket_, &QWebSocket::disconnected, this, [this] { onDisconnected(); });
+    connect(&socket_, &QWebSocket::sslErrors, this, [this](const QList<QSslError>& errors) {
+        lose(afterUntrustedCertificate(errors.isEmpty() ? QString("unknown error") : errors.first().errorString()));
+    });
+    connect(&socket_, &QWebSocket::textMessageReceived, this, [this](const QString& text) {
+        const QByteArray bytes = text.toUtf8();
+        onMessage(wire::decodeText({bytes.constData(), static_cast<std::size_t>(bytes.size())}));
+    });
+    connect(&socket_, &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& bytes) {
+        onMessage(wire::decodeBinary({bytes.constData(), static_cast<std::size_t>(bytes.size())}));
+    });
+    connect(&socket_, &QWebSocket::pong, this, [this] { lastHeard_ = std::chrono::steady_clock::now(); });
+    connect(&socket_, &QWebSocket::bytesWritten, this, [this] {
+        if (open_ && !over_)
+            callbacks_.drained();
+    });
+    connect(&ticker_, &QTimer::timeout, this, [this] { onTick(); });
+}
+
+void SpeechSocket::open(const QNetworkRequest& request) {
+    lastHeard_ = std::chrono::steady_clock::now();
+    ticker_.start();
+    if (request.url().scheme() == "wss")
+        socket_.setSslConfiguration(SpeechEndpoint::sslConfiguration(request.url().host()));
+    // Later, since a failure may be reported at once.
+    QTimer::singleShot(0, this, [this, request] { socket_.open(request); });
+}
+
+void SpeechSocket::send(const wire::SpeechMessage& message) {
+    const std::string frame = wire::encode(message);
+    const auto size = static_cast<qsizetype>(frame.size());
+    if (message.binary)
+        socket_.sendBinaryMessage(QByteArray::fromRawData(frame.data(), size));
+    else
+        socket_.sendTextMessage(QString::fromUtf8(frame.data(), size));
+}
+
+bool SpeechSocket::isBusy() const { return socket_.bytesToWrite() > comfortablyWaiting; }
+
+void SpeechSocket::close() {
+    over_ = true;
+    ticker_.stop();
+    socket_.close();
+}
+
+void SpeechSocket::onOpened() {
+    if (over_)
+        return;
+    open_ = true;
+    lastHeard_ = std::chrono::steady_clock::now();
+    callbacks_.opened();
+}
+
+void SpeechSocket::onError() {
+    // Once it is open the end of the connection follows, and knows the close code.
+    if (open_)
+        return;
+    const QString problem = socket_.errorString();
+    const std::optional<int> status = httpStatusIn(problem);
+    lose(status ? afterHttpStatus(*status) : afterNetworkFailure(problem));
+}
+
+void SpeechSocket::onDisconnected() {
+    if (open_)
+        lose(afterClose(socket_.closeCode(), socket_.closeReason()));
+    else
+        lose(afterNetworkFailure("the service hung up"));
+}
+
+void SpeechSocket::onTick() {
+    if (std::chrono::steady_clock::now() - lastHeard_ > answerTimeout_)
+        lose(afterNetworkFailure("the service does not answer"));
+    else if (open_)
+        socket_.ping();
+}
+
+void SpeechSocket::onMessage(const std::optional<wire::SpeechMessage>& message) {
+    lastHeard_ = std::chrono::steady_clock::now();
+    if (message && !over_)
+        callbacks_.received(*message);
+}
+
+void SpeechSocket::lose(const SpeechVerdict& verdict) {
+    if (std::exchange(over_, true))
+        return;
+    ticker_.stop();
+    // Later, so that the owner may drop this object and what the socket reports is complete.
+    QTimer::singleShot(0, this, [this, verdict] { callbacks_.lost(verdict); });
+}
+
+} // namespace parlowen

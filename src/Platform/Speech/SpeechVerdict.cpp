@@ -1,0 +1,89 @@
+#include "SpeechVerdict.h"
+
+#include <QRegularExpression>
+#include <algorithm>
+#include <array>
+
+namespace parlowen {
+
+namespace {
+
+struct Advice {
+    int code;
+    const char* check;
+};
+
+constexpr std::array fatalCloses = {
+    Advice{1002, "the service saw a protocol error: check that the address is that of a speech service"},
+    Advice{1003, "the service does not take this kind of data: check that the address is that of a speech service"},
+    Advice{1007, "the service does not take these settings: check the recognition language and the target language"},
+    Advice{4000, "the service refused the session: check the languages and the token"},
+};
+
+constexpr std::array fatalStatuses = {
+    Advice{400, "the service does not take the request: check the recognition language and the target language"},
+    Advice{401, "the service does not take the token: check that it is of this region and not older than 10 minutes"},
+    Advice{403, "the service denies access: check the rights and the quota of the account that the token belongs to"},
+    Advice{404, "there is no such service: check the region or the address of the speech service"},
+};
+
+template<class Table>
+const char* adviceFor(const Table& table, int code) {
+    const auto* const found =
+        std::find_if(table.begin(), table.end(), [code](const Advice& a) { return a.code == code; });
+    return found == table.end() ? nullptr : found->check;
+}
+
+QString withReason(const QString& what, const QString& reason) {
+    return reason.isEmpty() ? what : QString("%1 (%2)").arg(what, reason);
+}
+
+} // namespace
+
+SpeechVerdict afterClose(int code, const QString& reason) {
+    const QString what = withReason(QString("WebSocket close code %1").arg(code), reason);
+    if (const char* check = adviceFor(fatalCloses, code))
+        return {false, what + ": " + check};
+    return {true, what + ": the service ended the connection"};
+}
+
+SpeechVerdict afterHttpStatus(int status) {
+    const QString what = QString("HTTP status %1").arg(status);
+    if (const char* check = adviceFor(fatalStatuses, status))
+        return {false, what + ": " + check};
+    if (status == 429)
+        return {true, what + ": the service has too many sessions at the moment"};
+    // Other refusals of the client's making do not get better with time, failures of the server may.
+    const bool clientsFault = status >= 300 && status < 500;
+    return {!clientsFault, what + ": the service did not open the connection: check its address"};
+}
+
+SpeechVerdict afterNetworkFailure(const QString& problem) {
+    return {true, QString("No connection: %1: check the network and the address of the speech service").arg(problem)};
+}
+
+SpeechVerdict afterUntrustedCertificate(const QString& problem) {
+    return {false, QString("TLS: %1: check whose certificate the speech service shows, and the clock").arg(problem)};
+}
+
+QString detailsOfStatus(const QString& status, const QString& reason) {
+    const QString what = withReason("Recognition status " + status, reason);
+    if (status == "TooManyRequests")
+        return what + ": the service has too many sessions: check the quota of the account";
+    if (status == "BadRequest")
+        return what + ": check the recognition language and the target language";
+    if (status == "Forbidden")
+        return what + ": check the rights and the quota of the account that the token belongs to";
+    return what + ": the service failed: check its state and start again";
+}
+
+std::optional<int> httpStatusIn(const QString& webSocketError) {
+    if (!webSocketError.startsWith("QWebSocketPrivate::processHandshake:"))
+        return std::nullopt;
+    static const QRegularExpression number("\\b[1-5][0-9][0-9]\\b");
+    const QRegularExpressionMatch match = number.match(webSocketError);
+    // Status 400 is the one for which it has a text without the number.
+    return match.hasMatch() ? match.captured().toInt() : 400;
+}
+
+} // namespace parlowen
