@@ -10,8 +10,8 @@
 namespace parlowen {
 
 /// Turns sound of any rate and channel count into mono 16-bit sound of another rate: averages the channels, resamples,
-/// rounds. Successive buffers are one stream, so their seams cannot be heard. It delays sound by at most 3 ms.
-/// One thread at a time.
+/// rounds. Successive buffers are one stream, so their seams cannot be heard. It delays sound by at most 3 ms
+/// from 8 kHz on. One thread at a time.
 class AVAudioConverter {
 public:
     /// Called once a conversion; hands over the buffer to convert.
@@ -28,6 +28,9 @@ public:
     /// this piece of the stream. Does nothing for an output of 0 frames. Returns an error text (no input, or a buffer
     /// of another format), or none.
     std::optional<QString> convert(AVAudioPCMBuffer& output, const InputBlock& input);
+
+    /// The resampler library's quality level (0 to 10) that this conversion uses; none at the same rate.
+    std::optional<int> resamplerQuality() const;
 
 private:
     struct Stream;

@@ -17,7 +17,8 @@ public:
     struct Options {
         QString path;
         double speed = 1.0; ///< how many times faster than real time; above 0
-        /// Called once a run, on the audio thread, when the file's last frame was delivered.
+        /// Called once a run, on the audio thread, when the file's last frame was delivered. It must not stop the
+        /// capture.
         std::function<void()> onFinished;
     };
 

@@ -1,0 +1,112 @@
+#include "PulseConnection.h"
+
+namespace parlowen {
+
+namespace {
+
+struct Unref {
+    void operator()(pa_operation* operation) const { pa_operation_unref(operation); }
+};
+using Operation = std::unique_ptr<pa_operation, Unref>;
+
+struct Deadline {
+    PulseConnection* connection;
+    bool passed = false;
+};
+
+void onDeadline(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*time*/, void* data) {
+    auto* deadline = static_cast<Deadline*>(data);
+    deadline->passed = true;
+    deadline->connection->wake();
+}
+
+void onContextState(pa_context* /*context*/, void* data) { static_cast<PulseConnection*>(data)->wake(); }
+
+struct SourceQuery {
+    PulseConnection* connection;
+    std::optional<PulseSource> found;
+    bool done = false;
+};
+
+void onSource(pa_context* /*context*/, const pa_source_info* info, int last, void* data) {
+    auto* query = static_cast<SourceQuery*>(data);
+    if (info)
+        query->found = PulseSource{info->sample_spec, info->channel_map};
+    query->done = query->done || last != 0;
+    query->connection->wake();
+}
+
+} // namespace
+
+PulseConnection::Lock::Lock(PulseConnection& connection)
+    : loop_(connection.loop_.get()) {
+    pa_threaded_mainloop_lock(loop_);
+}
+
+PulseConnection::Lock::~Lock() { pa_threaded_mainloop_unlock(loop_); }
+
+PulseConnection::PulseConnection()
+    : loop_(pa_threaded_mainloop_new())
+    , context_(pa_context_new(pa_threaded_mainloop_get_api(loop_.get()), "Parlowen")) {}
+
+PulseConnection::~PulseConnection() {
+    {
+        const Lock lock(*this);
+        pa_context_set_state_callback(context_.get(), nullptr, nullptr);
+        pa_context_disconnect(context_.get());
+    }
+    pa_threaded_mainloop_stop(loop_.get());
+}
+
+std::unique_ptr<PulseConnection> PulseConnection::open(QString* error) {
+    std::unique_ptr<PulseConnection> connection(new PulseConnection);
+    if (connection->connect())
+        return connection;
+    *error = QStringLiteral("There is no connection to the audio server: %1.").arg(connection->lastError());
+    return nullptr;
+}
+
+bool PulseConnection::connect() {
+    pa_context_set_state_callback(context_.get(), onContextState, this);
+    if (pa_threaded_mainloop_start(loop_.get()) < 0)
+        return false;
+    const Lock lock(*this);
+    if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+        return false;
+    const auto settled = [this] { return isUp() || !PA_CONTEXT_IS_GOOD(pa_context_get_state(context_.get())); };
+    return waitFor(settled) && isUp();
+}
+
+bool PulseConnection::isUp() const { return pa_context_get_state(context_.get()) == PA_CONTEXT_READY; }
+
+bool PulseConnection::waitFor(const std::function<bool()>& condition) {
+    Deadline deadline{this};
+    pa_time_event* timer =
+        pa_context_rttime_new(context_.get(), pa_rtclock_now() + patience * PA_USEC_PER_SEC, onDeadline, &deadline);
+    while (!condition() && !deadline.passed)
+        pa_threaded_mainloop_wait(loop_.get());
+    if (timer)
+        pa_threaded_mainloop_get_api(loop_.get())->time_free(timer);
+    return condition();
+}
+
+void PulseConnection::wake() { pa_threaded_mainloop_signal(loop_.get(), 0); }
+
+QString PulseConnection::lastError() const {
+    const int code = pa_context_errno(context_.get());
+    return QString::fromUtf8(pa_strerror(code == PA_OK ? PA_ERR_TIMEOUT : code));
+}
+
+std::optional<PulseSource> PulseConnection::defaultSource(QString* error) {
+    const Lock lock(*this);
+    SourceQuery query{this, {}};
+    const Operation operation(pa_context_get_source_info_by_name(context_.get(), "@DEFAULT_SOURCE@", onSource, &query));
+    const auto settled = [this, &query] { return query.done || !isUp(); };
+    if (operation && !waitFor(settled))
+        pa_operation_cancel(operation.get());
+    if (!query.found)
+        *error = QStringLiteral("The audio server has nothing to record from: %1.").arg(lastError());
+    return query.found;
+}
+
+} // namespace parlowen

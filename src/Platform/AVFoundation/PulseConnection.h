@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <pulse/pulseaudio.h>
+
+namespace parlowen {
+
+/// The sound that a source of the audio server gives by itself.
+struct PulseSource {
+    pa_sample_spec spec{};
+    pa_channel_map map{};
+};
+
+/// A connection to the audio server (that of PULSE_SERVER, else the user's own; none is started), with the thread that
+/// serves it. No operation waits for the server longer than `patience` seconds.
+class PulseConnection {
+public:
+    static constexpr int patience = 5;
+
+    /// Null without a server; the error text then says why.
+    static std::unique_ptr<PulseConnection> open(QString* error);
+    ~PulseConnection();
+    PulseConnection(const PulseConnection&) = delete;
+    PulseConnection& operator=(const PulseConnection&) = delete;
+
+    /// The current default source; none when there is no source, and the error text says why.
+    std::optional<PulseSource> defaultSource(QString* error);
+
+    /// Holds the connection's thread off while it lives; needed around every call of the library.
+    class Lock {
+    public:
+        explicit Lock(PulseConnection& connection);
+        ~Lock();
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
+
+    private:
+        pa_threaded_mainloop* loop_;
+    };
+
+    /// Waits, under the lock, until the condition holds; false when it took too long. Whoever changes what the
+    /// condition looks at wakes it up with wake(), on the connection's thread.
+    bool waitFor(const std::function<bool()>& condition);
+    void wake();
+
+    pa_context* context() const { return context_.get(); }
+    /// What the library said last, in English.
+    QString lastError() const;
+
+private:
+    struct FreeLoop {
+        void operator()(pa_threaded_mainloop* loop) const { pa_threaded_mainloop_free(loop); }
+    };
+    struct FreeContext {
+        void operator()(pa_context* context) const { pa_context_unref(context); }
+    };
+
+    PulseConnection();
+    bool connect();
+    bool isUp() const;
+
+    std::unique_ptr<pa_threaded_mainloop, FreeLoop> loop_;
+    std::unique_ptr<pa_context, FreeContext> context_;
+};
+
+} // namespace parlowen
