@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Accounts.h"
+#include "Http/Router.h"
+
+namespace parlowen::service {
+
+/// Answers 401 unless the request carries the token of a user.
+Guard signedInOnly(Accounts& accounts);
+
+/// The login method, sign-in, profile and sign-out. `accounts` outlives the server.
+void addAccountRoutes(Router& router, Accounts& accounts);
+
+} // namespace parlowen::service

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Store/Database.h"
+
+namespace parlowen::service {
+
+/// How a user is known: dialling code without "+", and number, both digits.
+struct PhoneNumber {
+    std::string countryCode;
+    std::string number;
+};
+
+struct User {
+    std::int64_t id = 0;
+    PhoneNumber phone;
+    std::string nickName;
+    std::int64_t type = 1;        ///< of interviews: 1 domestic, 2 foreign, 3 either
+    std::int64_t lastLoginAt = 0; ///< seconds since 1970, UTC
+};
+
+/// Users and their sessions in the database. All of it may throw StoreError. Thread-safe.
+class AccountStore {
+public:
+    /// A user's newest sessions; older ones end.
+    static constexpr int sessionsOfAUser = 20;
+
+    explicit AccountStore(Database& database)
+        : database_(database) {}
+
+    struct KnownUser {
+        User user;
+        std::string passwordHash;
+    };
+    std::optional<KnownUser> find(const PhoneNumber& phone);
+    std::optional<User> findByToken(std::string_view tokenHash);
+    /// Adds a user with a first session, or neither; none when the number is known already.
+    std::optional<User> create(const PhoneNumber& phone, const std::string& passwordHash, std::string_view tokenHash);
+    /// Adds a session to a user.
+    User openSession(const PhoneNumber& phone, std::string_view tokenHash);
+    void endSession(std::string_view tokenHash);
+
+private:
+    void insertSession(std::int64_t userId, std::string_view tokenHash, std::int64_t now);
+
+    Database& database_;
+};
+
+} // namespace parlowen::service
