@@ -32,6 +32,7 @@ struct RecognitionEvent {
     std::string text;
     Ticks offset = 0;
     Ticks duration = 0;
+    double confidence = 0; ///< of a final, 0 to 1
 };
 
 /// Called on the engine's threads, one call at a time for a stream and in the order of the audio. It must not block.
