@@ -3,6 +3,7 @@
 #include <QHeaderView>
 #include <QResizeEvent>
 #include <QScrollBar>
+#include <algorithm>
 
 namespace parlowen {
 
@@ -57,7 +58,8 @@ void MeasuredList::restore(const Place& place) {
     if (place.atEnd)
         scrollToEnd();
     else if (place.row >= 0 && place.row < verticalHeader()->count())
-        verticalScrollBar()->setValue(verticalHeader()->sectionPosition(place.row) - place.offset);
+        verticalScrollBar()->setValue(verticalHeader()->sectionPosition(place.row) -
+                                      std::max(place.offset, 1 - rowHeight(place.row)));
 }
 
 void MeasuredList::keepPlace(const std::function<void()>& change) {

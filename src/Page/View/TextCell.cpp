@@ -4,6 +4,7 @@
 
 #include <QPainter>
 #include <QTextLayout>
+#include <QWidget>
 #include <algorithm>
 #include <cmath>
 
@@ -53,7 +54,8 @@ int TextCell::measure(const QModelIndex& index, int width) const {
 int TextCell::nominalHeight(const QFont& font) {
     const Block block;
     const Content content;
-    return rowSpacing + block.above + QFontMetrics(font).height() + content.below;
+    QTextLayout layout(QStringLiteral("1:"), font);
+    return rowSpacing + block.above + layOut(layout, font, QWIDGETSIZE_MAX) + content.below;
 }
 
 QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
@@ -69,6 +71,7 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     for (const Block& block : content(index).blocks) {
         QTextLayout layout(layoutText(block.text), font);
         QTextLayout::FormatRange accent;
+        accent.start = 0;
         accent.length = static_cast<int>(block.accented);
         accent.format.setForeground(hexColor(theme::accent));
         layout.setFormats({accent});

@@ -1,6 +1,7 @@
 #include "SystemFont.h"
 
 #include <QFontDatabase>
+#include <QStringList>
 #include <algorithm>
 
 namespace parlowen {

@@ -1,0 +1,152 @@
+#include <Page/View/AiInterviewAiCellMac.h>
+#include <Page/View/MeasuredList.h>
+#include <Tools/PopView/SystemFont.h>
+#include <gmock/gmock.h>
+
+#include <QElapsedTimer>
+#include <QScrollBar>
+#include <QStandardItemModel>
+#include <QTest>
+#include <QWheelEvent>
+#include <support/WaitFor.h>
+
+namespace parlowen {
+namespace {
+
+class MeasuredListTest : public ::testing::Test {
+protected:
+    MeasuredListTest() {
+        list_.setModel(&model_);
+        list_.setNominalRowHeight(nominal_);
+        list_.resize(300, 200);
+        list_.show();
+    }
+
+    static QStandardItem* item(const QString& text) {
+        auto* made = new QStandardItem;
+        made->setData(systemFont(14), Qt::FontRole);
+        made->setData(text, AiInterviewAiCellMac::answerRole);
+        return made;
+    }
+
+    void add(int rows, const QString& text = QStringLiteral("请介绍一下你自己，以及你最近做过的一个项目。")) {
+        list_.keepPlace([&] {
+            for (int i = 0; i < rows; ++i)
+                model_.appendRow(item(text));
+        });
+    }
+
+    void grow(int row, const QString& text) {
+        list_.keepPlace([&] { model_.item(row)->setData(text, AiInterviewAiCellMac::answerRole); });
+    }
+
+    /// Turns the wheel; notches above 0 scroll back.
+    void wheel(int notches) {
+        const QPointF center = list_.viewport()->rect().center();
+        for (int i = 0; i < std::abs(notches); ++i) {
+            QWheelEvent event(center, list_.viewport()->mapToGlobal(center), {}, {0, notches > 0 ? 120 : -120},
+                              Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+            QCoreApplication::sendEvent(list_.viewport(), &event);
+        }
+    }
+
+    int scrolled() const { return list_.verticalScrollBar()->value(); }
+    int end() const { return list_.verticalScrollBar()->maximum(); }
+
+    const int nominal_ = TextCell::nominalHeight(systemFont(14));
+    QStandardItemModel model_;
+    AiInterviewAiCellMac* cell_ = new AiInterviewAiCellMac;
+    MeasuredList list_{cell_, nullptr};
+};
+
+TEST_F(MeasuredListTest, MeasuresARowWhenItComesAndWhenItChanges) {
+    add(100);
+    EXPECT_EQ(cell_->measurements(), 100);
+    wheel(20);
+    list_.grab();
+    EXPECT_EQ(cell_->measurements(), 100) << "scrolling and painting measure nothing";
+    grow(99, QStringLiteral("长").repeated(500));
+    EXPECT_EQ(cell_->measurements(), 101);
+    EXPECT_EQ(list_.rowHeight(99), cell_->measure(model_.index(99, 0), list_.viewport()->width()));
+    list_.resize(400, 200);
+    EXPECT_EQ(list_.rowHeight(50), cell_->measure(model_.index(50, 0), list_.viewport()->width()));
+    int sum = 0;
+    for (int row = 0; row < model_.rowCount(); ++row)
+        sum += list_.rowHeight(row);
+    EXPECT_EQ(list_.contentHeight(), sum);
+}
+
+TEST_F(MeasuredListTest, FollowsItsEnd) {
+    for (int i = 0; i < 30; ++i) {
+        add(1);
+        EXPECT_EQ(scrolled(), std::max(0, list_.contentHeight() - list_.viewport()->height()));
+    }
+    grow(29, QStringLiteral("答案").repeated(400));
+    EXPECT_GT(list_.rowHeight(29), list_.viewport()->height()) << "higher than the view";
+    EXPECT_EQ(scrolled(), list_.contentHeight() - list_.viewport()->height());
+}
+
+TEST_F(MeasuredListTest, AReaderWhoScrolledBackKeepsThePlaceUntilNearTheEndAgain) {
+    add(60);
+    wheel(10);
+    const int place = scrolled();
+    ASSERT_LT(place, end() - 2 * nominal_);
+    for (int i = 0; i < 20; ++i) {
+        add(1);
+        EXPECT_EQ(scrolled(), place);
+        grow(model_.rowCount() - 1, QStringLiteral("长").repeated(30 * i));
+        EXPECT_EQ(scrolled(), place);
+    }
+
+    list_.verticalScrollBar()->setValue(end() - 2 * nominal_);
+    EXPECT_FALSE(list_.isNearBottom());
+    list_.verticalScrollBar()->setValue(end() - 2 * nominal_ + 1);
+    EXPECT_TRUE(list_.isNearBottom());
+    add(1);
+    EXPECT_EQ(scrolled(), end());
+}
+
+TEST_F(MeasuredListTest, WhatIsReadStaysWhenARowAboveGrows) {
+    add(40);
+    wheel(6);
+    const int row = list_.rowAt(0);
+    const int offset = list_.rowViewportPosition(row);
+    ASSERT_GT(row, 5);
+    grow(2, QStringLiteral("长").repeated(400));
+    EXPECT_EQ(list_.rowAt(0), row);
+    EXPECT_EQ(list_.rowViewportPosition(row), offset);
+}
+
+TEST_F(MeasuredListTest, AChangedWidthKeepsTheEndOrThePlace) {
+    add(40);
+    list_.resize(220, 260);
+    EXPECT_EQ(scrolled(), end());
+    wheel(8);
+    const int row = list_.rowAt(0);
+    list_.resize(360, 180);
+    EXPECT_EQ(list_.rowAt(0), row);
+}
+
+TEST_F(MeasuredListTest, ANotchOfTheWheelMovesTheSameWayWhateverTheRows) {
+    add(3, QStringLiteral("答案").repeated(900));
+    const int bottom = scrolled();
+    wheel(1);
+    const int notch = bottom - scrolled();
+    EXPECT_GT(notch, 0);
+    EXPECT_LT(notch, list_.viewport()->height() / 2) << "no line is jumped over";
+}
+
+TEST_F(MeasuredListTest, AChangedRowAmongTenThousandIsCheap) {
+    add(10'000, QStringLiteral("一句话"));
+    const int before = cell_->measurements();
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < 10; ++i)
+        grow(9'999, QStringLiteral("长").repeated(100 + 40 * i));
+    RecordProperty("milliseconds_for_ten", static_cast<int>(timer.elapsed()));
+    EXPECT_EQ(cell_->measurements(), before + 10);
+    EXPECT_LT(timer.elapsed(), 500);
+}
+
+} // namespace
+} // namespace parlowen
