@@ -24,8 +24,9 @@ AIInterviewDetailController::AIInterviewDetailController(SessionServices service
     , answers_(new AnswersModel(this)) {}
 
 AIInterviewDetailController::~AIInterviewDetailController() {
+    // A page may be destroyed without its window having been closed.
     if (azTokenManager_)
-        azTokenManager_->setDelegate(nullptr);
+        windowWillClose();
 }
 
 const std::optional<KXTranslationHistoryDetailsModel>& AIInterviewDetailController::centerModel() const {

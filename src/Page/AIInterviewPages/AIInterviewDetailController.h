@@ -2,6 +2,7 @@
 
 #include "SessionServices.h"
 
+#include <Network/Models.h>
 #include <Page/View/BaseViewController.h>
 #include <Page/View/KXTranslationHistoryDetailsModel.h>
 #include <Tools/AzTokenNewManager.h>
