@@ -1,10 +1,9 @@
 #pragma once
 
 #include <QByteArray>
-#include <QSettings>
+#include <QHash>
 #include <QString>
 #include <QVariant>
-#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -20,7 +19,6 @@ class UserDefaults {
 public:
     /// Opens the store; makes the file (and its directory, mode 0700) with the first write.
     explicit UserDefaults(QString filePath = defaultPath());
-    ~UserDefaults();
     UserDefaults(const UserDefaults&) = delete;
     UserDefaults& operator=(const UserDefaults&) = delete;
 
@@ -44,12 +42,12 @@ public:
 
 private:
     QVariant read(const QString& key) const;
-    template<class Change>
-    bool write(const Change& change);
+    void write(const QString& key, const QVariant& value);
+    bool save();
 
     const QString filePath_;
     mutable std::mutex mutex_;
-    std::unique_ptr<QSettings> keeper_; // holds values that could not be saved yet
+    QHash<QString, QVariant> unsaved_; // an invalid value stands for a removal
 };
 
 } // namespace parlowen

@@ -1,0 +1,115 @@
+#include "ScriptedHttpServer.h"
+
+#include <algorithm>
+
+namespace parlowen::testing {
+
+std::optional<QByteArray> ScriptedHttpServer::Request::header(const QByteArray& name) const {
+    const auto found = std::find_if(headers.begin(), headers.end(), [&](const auto& header) {
+        return header.first.compare(name, Qt::CaseInsensitive) == 0;
+    });
+    return found == headers.end() ? std::nullopt : std::optional(found->second);
+}
+
+namespace {
+
+QByteArray statusLine(int status) { return "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\n"; }
+
+QByteArray jsonHead(int status, qsizetype length) {
+    return statusLine(status) + "Content-Type: application/json\r\nContent-Length: " + QByteArray::number(length) +
+           "\r\n\r\n";
+}
+
+} // namespace
+
+ScriptedHttpServer::Reply ScriptedHttpServer::Reply::json(int status, const QByteArray& body) {
+    return {jsonHead(status, body.size()) + body};
+}
+
+ScriptedHttpServer::Reply ScriptedHttpServer::Reply::cut(const QByteArray& body, qsizetype bytes) {
+    return {jsonHead(200, body.size()) + body.first(bytes), true};
+}
+
+ScriptedHttpServer::Reply ScriptedHttpServer::Reply::eventStream(int status) {
+    return {statusLine(status) + "Content-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n"};
+}
+
+ScriptedHttpServer::Reply ScriptedHttpServer::Reply::silence() { return {}; }
+
+ScriptedHttpServer::ScriptedHttpServer() {
+    connect(&server_, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket* socket = server_.nextPendingConnection()) {
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(*socket); });
+            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                buffers_.remove(socket);
+                socket->deleteLater();
+            });
+        }
+    });
+    if (!server_.listen(QHostAddress::LocalHost))
+        qFatal("no port on the loopback interface");
+}
+
+QString ScriptedHttpServer::baseUrl() const { return QString("http://127.0.0.1:%1").arg(server_.serverPort()); }
+
+void ScriptedHttpServer::enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
+
+const std::vector<ScriptedHttpServer::Request>& ScriptedHttpServer::requests() const { return requests_; }
+
+void ScriptedHttpServer::sendPiece(const QByteArray& bytes) {
+    latest_->write(QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n");
+}
+
+void ScriptedHttpServer::endStream() { latest_->write("0\r\n\r\n"); }
+
+void ScriptedHttpServer::closeConnection() { latest_->disconnectFromHost(); }
+
+bool ScriptedHttpServer::isConnectionClosed() const { return !requests_.empty() && latest_.isNull(); }
+
+QString ScriptedHttpServer::refusingUrl() {
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return QString("http://127.0.0.1:%1").arg(server.serverPort());
+}
+
+void ScriptedHttpServer::receive(QTcpSocket& socket) {
+    buffers_[&socket] += socket.readAll();
+    while (std::optional<Request> request = takeRequest(buffers_[&socket])) {
+        requests_.push_back(std::move(*request));
+        latest_ = &socket;
+        answer(socket);
+    }
+}
+
+std::optional<ScriptedHttpServer::Request> ScriptedHttpServer::takeRequest(QByteArray& buffer) {
+    const qsizetype headEnd = buffer.indexOf("\r\n\r\n");
+    if (headEnd < 0)
+        return std::nullopt;
+    QList<QByteArray> lines = buffer.first(headEnd).replace("\r\n", "\n").split('\n');
+    const QList<QByteArray> requestLine = lines.takeFirst().split(' ');
+    Request request{requestLine.value(0), requestLine.value(1), {}, {}};
+    for (const QByteArray& line : lines) {
+        const qsizetype colon = line.indexOf(':');
+        request.headers.emplace_back(line.first(colon), line.mid(colon + 1).trimmed());
+    }
+    const qsizetype length = request.header("Content-Length").value_or("0").toLongLong();
+    const qsizetype bodyStart = headEnd + 4;
+    if (buffer.size() < bodyStart + length)
+        return std::nullopt;
+    request.body = buffer.mid(bodyStart, length);
+    buffer.remove(0, bodyStart + length);
+    return request;
+}
+
+void ScriptedHttpServer::answer(QTcpSocket& socket) {
+    if (replies_.empty())
+        qFatal("a request came for which the test has no reply");
+    const Reply reply = replies_.front();
+    if (replies_.size() > 1)
+        replies_.pop_front();
+    socket.write(reply.bytes);
+    if (reply.close)
+        socket.disconnectFromHost();
+}
+
+} // namespace parlowen::testing

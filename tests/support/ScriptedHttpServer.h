@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <deque>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace parlowen::testing {
+
+/// A small HTTP server on the loopback interface that answers as the test says and keeps what it was asked. It works as
+/// long as the thread that made it runs its event loop.
+class ScriptedHttpServer : public QObject {
+    Q_OBJECT
+
+public:
+    struct Request {
+        QByteArray method;
+        QByteArray target; ///< path and query, as they were sent
+        std::vector<std::pair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+        /// The value of the header of that name, whatever the case of its letters.
+        std::optional<QByteArray> header(const QByteArray& name) const;
+    };
+
+    /// What goes over the wire for one request, and whether the connection is closed behind it.
+    struct Reply {
+        QByteArray bytes;
+        bool close = false;
+
+        static Reply json(int status, const QByteArray& body);
+        /// Announces the whole body, sends its first `bytes` bytes and closes the connection.
+        static Reply cut(const QByteArray& body, qsizetype bytes);
+        /// The head of an event stream; its pieces follow with sendPiece().
+        static Reply eventStream(int status = 200);
+        /// No byte; the connection stays open.
+        static Reply silence();
+    };
+
+    ScriptedHttpServer();
+
+    QString baseUrl() const;
+    /// One reply a request, in order; the last one is given again and again.
+    void enqueue(Reply reply);
+    const std::vector<Request>& requests() const;
+
+    /// Sends a piece of the latest request's event stream.
+    void sendPiece(const QByteArray& bytes);
+    /// Ends that event stream as it should end.
+    void endStream();
+    /// Closes the latest request's connection.
+    void closeConnection();
+    /// Whether the latest request's client has closed its connection.
+    bool isConnectionClosed() const;
+
+    /// The base URL of a port that nobody listens on.
+    static QString refusingUrl();
+
+private:
+    void receive(QTcpSocket& socket);
+    static std::optional<Request> takeRequest(QByteArray& buffer);
+    void answer(QTcpSocket& socket);
+
+    QTcpServer server_;
+    QHash<QTcpSocket*, QByteArray> buffers_;
+    std::deque<Reply> replies_;
+    std::vector<Request> requests_;
+    QPointer<QTcpSocket> latest_;
+};
+
+} // namespace parlowen::testing
