@@ -39,7 +39,10 @@ public:
 
     OSStatus addListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
                          AudioServer::Listener listener, ListenerToken& token);
+    /// 'nope' when there is no such registration.
+    OSStatus removeListener(ListenerToken token);
     PropertyListeners& listeners() { return listeners_; }
+    const PropertyListeners& listeners() const { return listeners_; }
 
 private:
     struct State {

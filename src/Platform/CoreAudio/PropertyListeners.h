@@ -14,6 +14,9 @@ namespace parlowen {
 class PropertyListeners {
 public:
     PropertyListeners();
+    ~PropertyListeners();
+    PropertyListeners(const PropertyListeners&) = delete;
+    PropertyListeners& operator=(const PropertyListeners&) = delete;
 
     ListenerToken add(AudioObjectID object, const AudioObjectPropertyAddress& pattern, AudioServer::Listener listener);
 
@@ -22,7 +25,7 @@ public:
     bool remove(ListenerToken token);
 
     /// Tells those who listen when their turn comes, each in one call, of the addresses that fall under its pattern.
-    void notify(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses);
+    void notify(AudioObjectID object, const std::vector<AudioObjectPropertyAddress>& addresses);
 
     /// Waits until all that was told so far has been heard. Never call it from a listener.
     void drain();

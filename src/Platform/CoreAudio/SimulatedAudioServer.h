@@ -67,14 +67,13 @@ public:
 private:
     using Property = std::pair<AudioObjectID, FourCharCode>;
     struct Faults {
-        std::map<Property, OSStatus> reads, writes;
-        std::map<AudioObjectID, OSStatus> addingListeners;
+        std::map<Property, OSStatus> reads, writes, addingListeners; // the last by object and 0
         OSStatus removingListeners = 0, creatingAggregates = 0, destroyingAggregates = 0;
-        std::multimap<std::size_t, std::function<void()>> actions; // by the call that they precede
+        std::multimap<std::size_t, std::function<void()>> actions; // by the number of the call that they precede
     };
 
     void beginCall();
-    OSStatus fault(const std::map<Property, OSStatus>& faults, AudioObjectID object, FourCharCode selector) const;
+    OSStatus fault(const std::map<Property, OSStatus> Faults::*kind, const Property& property) const;
     OSStatus fault(OSStatus Faults::*kind) const;
     template<class Change>
     void change(const Change& change);
