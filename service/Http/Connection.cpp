@@ -58,11 +58,13 @@ asio::awaitable<void> fill(const StreamHandler& handler, const HttpRequest& requ
     }
 }
 
-std::optional<HttpResponse> guarded(const Guard& guard, const HttpRequest& request) {
-    if (!guard)
+std::optional<HttpResponse> refusalOf(const Router::Match& match, const HttpRequest& request) {
+    if (match.route == nullptr)
+        return match.allow.empty() ? notFound() : methodNotAllowed(match.allow);
+    if (!match.route->guard)
         return std::nullopt;
     try {
-        return guard(request);
+        return match.route->guard(request);
     } catch (const std::exception& problem) {
         logLine(request.path + ": " + problem.what());
         return internalError();
@@ -98,15 +100,14 @@ private:
         parser.body_limit(limits_.bodyBytes);
         const error_code problem = co_await readRequest(parser);
         if (problem) {
-            co_await refuse(replyTo(problem));
+            auto reply = replyTo(problem);
+            co_await refuse(std::move(reply));
             co_return false;
         }
         const RawRequest raw = parser.release();
         const HttpRequest request(raw, {peer_, context_.workers});
         const Router::Match match = context_.router.find(request.method, request.path);
-        if (match.route == nullptr)
-            co_return co_await respond(raw, match.allow.empty() ? notFound() : methodNotAllowed(match.allow));
-        auto refusal = guarded(match.route->guard, request);
+        auto refusal = refusalOf(match, request);
         if (refusal)
             co_return co_await respond(raw, std::move(*refusal));
         co_return co_await dispatch(request, *match.route);
@@ -121,8 +122,10 @@ private:
             co_await streamTo(*handler, request);
             co_return false;
         }
-        if (!beast::websocket::is_upgrade(request.raw))
-            co_return co_await respond(request.raw, failure(426, "这个接口只接受 WebSocket 连接", 426));
+        if (!beast::websocket::is_upgrade(request.raw)) {
+            HttpResponse response = failure(426, "这个接口只接受 WebSocket 连接", 426);
+            co_return co_await respond(request.raw, std::move(response));
+        }
         co_await handOver(std::get<WebSocketHandler>(route.handler), request);
         co_return false;
     }

@@ -76,9 +76,10 @@ asio::awaitable<void> EventStream::State::write(std::string bytes) {
 }
 
 asio::awaitable<bool> EventStream::State::send(std::string_view bytes) {
+    std::string written = chunked ? asChunk(bytes) : std::string(bytes);
     // An empty chunk would end the body.
     if (!bytes.empty())
-        co_await write(chunked ? asChunk(bytes) : std::string(bytes));
+        co_await write(std::move(written));
     co_return !gone;
 }
 
@@ -123,13 +124,15 @@ asio::awaitable<void> EventStream::State::begin(std::shared_ptr<State> state) {
     state->tasks = 2;
     asio::co_spawn(state->stream.get_executor(), run(state, &State::watchClient), asio::detached);
     asio::co_spawn(state->stream.get_executor(), run(state, &State::comment), asio::detached);
-    co_await state->write(responseHead(state->chunked));
+    std::string head = responseHead(state->chunked);
+    co_await state->write(std::move(head));
 }
 
 asio::awaitable<void> EventStream::State::end(std::shared_ptr<State> state) {
     error_code ignored;
+    std::string lastChunk = "0\r\n\r\n";
     if (state->chunked)
-        co_await state->write("0\r\n\r\n");
+        co_await state->write(std::move(lastChunk));
     co_await state->lockWriting();
     state->ending = true;
     auto& socket = boost::beast::get_lowest_layer(state->stream);

@@ -2,11 +2,12 @@
 
 #include "Connection.h"
 #include "Log.h"
+#include "OpenConnections.h"
 
-#include <atomic>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
@@ -23,28 +24,11 @@ using boost::system::error_code;
 namespace {
 
 constexpr std::chrono::milliseconds pauseWhenExhausted{100};
+constexpr std::chrono::milliseconds timeToEnd{3'000};
 constexpr std::size_t workerThreads = 2;
 
-/// Counts a connection for as long as it lives.
-class Place {
-public:
-    explicit Place(std::atomic<std::size_t>& count)
-        : count_(&count) {
-        ++*count_;
-    }
-    Place(Place&& other) noexcept
-        : count_(std::exchange(other.count_, nullptr)) {}
-    Place& operator=(Place&&) = delete;
-    ~Place() {
-        if (count_ != nullptr)
-            --*count_;
-    }
-
-private:
-    std::atomic<std::size_t>* count_;
-};
-
-asio::awaitable<void> serveCounted(ConnectionContext& context, tcp::socket socket, Place /*place*/) {
+asio::awaitable<void> serveInPlace(ConnectionContext& context, tcp::socket socket,
+                                   std::unique_ptr<OpenConnections::Place> /*place*/) {
     auto serving = serveConnection(context, std::move(socket));
     co_await std::move(serving);
 }
@@ -56,19 +40,22 @@ struct Server::Core {
         : options(std::move(serverOptions))
         , workers(workerThreads)
         , context{options.limits, std::move(router), std::move(tls), workers.get_executor()}
+        , connections(options.limits.connections)
         , io(options.threads)
-        , acceptor(io) {}
+        , acceptor(asio::make_strand(io)) {}
 
     void listen();
     asio::awaitable<void> acceptAll();
     void accepted(tcp::socket socket);
+    void stop();
 
     const Options options;
     asio::thread_pool workers;
     ConnectionContext context;
-    std::atomic<std::size_t> connections{0};
+    OpenConnections connections;
     asio::io_context io;
-    tcp::acceptor acceptor;
+    tcp::acceptor acceptor; ///< used on its own strand
+    std::uint16_t port = 0;
     std::vector<std::thread> threads;
 };
 
@@ -78,24 +65,26 @@ void Server::Core::listen() {
     acceptor.set_option(asio::socket_base::reuse_address(true));
     acceptor.bind(endpoint);
     acceptor.listen();
+    port = acceptor.local_endpoint().port();
 }
 
 void Server::Core::accepted(tcp::socket socket) {
-    if (connections >= options.limits.connections)
+    auto place = connections.enter(socket.native_handle());
+    if (!place)
         return;
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto executor = socket.get_executor();
-    asio::co_spawn(executor, serveCounted(context, std::move(socket), Place(connections)), asio::detached);
+    asio::co_spawn(executor, serveInPlace(context, std::move(socket), std::move(place)), asio::detached);
 }
 
 asio::awaitable<void> Server::Core::acceptAll() {
-    asio::steady_timer pause(io);
+    asio::steady_timer pause(acceptor.get_executor());
     error_code failed;
-    while (failed != asio::error::operation_aborted) {
+    while (acceptor.is_open()) {
         const asio::any_io_executor strand = asio::make_strand(io);
         tcp::socket socket = co_await acceptor.async_accept(strand, asio::redirect_error(asio::use_awaitable, failed));
-        if (!failed) {
+        if (!failed && acceptor.is_open()) {
             accepted(std::move(socket));
             continue;
         }
@@ -112,19 +101,30 @@ Server::~Server() { stop(); }
 
 void Server::start() {
     core_->listen();
-    asio::co_spawn(core_->io, core_->acceptAll(), asio::detached);
+    asio::co_spawn(core_->acceptor.get_executor(), core_->acceptAll(), asio::detached);
     for (int i = 0; i < core_->options.threads; ++i)
         core_->threads.emplace_back([core = core_.get()] { core->io.run(); });
 }
 
-void Server::stop() {
-    core_->io.stop();
-    for (std::thread& thread : core_->threads)
+void Server::Core::stop() {
+    if (threads.empty())
+        return;
+    asio::post(acceptor.get_executor(), [this] {
+        error_code ignored;
+        acceptor.close(ignored);
+        connections.endAll();
+    });
+    if (!connections.waitUntilNone(timeToEnd))
+        logLine("connections that do not end are cut");
+    io.stop();
+    for (std::thread& thread : threads)
         thread.join();
-    core_->threads.clear();
-    core_->workers.join();
+    threads.clear();
+    workers.join();
 }
 
-std::uint16_t Server::port() const { return core_->acceptor.local_endpoint().port(); }
+void Server::stop() { core_->stop(); }
+
+std::uint16_t Server::port() const { return core_->port; }
 
 } // namespace parlowen::service

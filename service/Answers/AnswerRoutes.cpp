@@ -1,0 +1,93 @@
+#include "AnswerRoutes.h"
+
+#include "Http/Envelope.h"
+#include "Http/Log.h"
+#include "Text.h"
+
+namespace parlowen::service {
+
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr std::string_view endMark = "@@";
+constexpr std::size_t longestQuestion = 4'000; ///< characters
+constexpr std::size_t longestPosition = 60;
+constexpr std::size_t longestLanguage = 60;
+
+/// Clients take every "data: " out of a line, so one in the content is written with an escape.
+std::string event(std::string_view content) {
+    const std::string json = compactJson({{"data", {{"content", content}}}});
+    return "data: " + replaced(json, "data: ", "data\\u003a ") + "\n\n";
+}
+
+class EventSink final : public AnswerSink {
+public:
+    explicit EventSink(EventStream& events)
+        : events_(events) {}
+
+    asio::awaitable<bool> piece(std::string_view text) override {
+        // Two pieces, where one would be the end mark.
+        const std::string lines = text == endMark ? event("@") + event("@") : event(text);
+        co_return co_await events_.send(lines);
+    }
+    asio::awaitable<bool> pause(std::chrono::milliseconds duration) override { return events_.wait(duration); }
+
+private:
+    EventStream& events_;
+};
+
+Question questionFrom(const nlohmann::json& body) {
+    Question question;
+    const auto type = body.find("type");
+    if (type != body.end() && type->is_number_integer())
+        question.type = type->get<std::int64_t>();
+    question.text = tidied(textMember(body, "txt"), longestQuestion);
+    question.position = tidied(textMember(body, "prompt"), longestPosition);
+    question.originalLanguage = tidied(textMember(body, "original_language"), longestLanguage);
+    question.translationLanguage = tidied(textMember(body, "trans_language"), longestLanguage);
+    return question;
+}
+
+asio::awaitable<void> answer(AnswerSource& source, const Question& question, AnswerSink& sink) {
+    bool failed = false;
+    try {
+        auto answering = source.answer(question, sink);
+        co_await std::move(answering);
+    } catch (const std::exception& problem) {
+        logLine(std::string("answer: ") + problem.what());
+        failed = true;
+    }
+    if (failed)
+        co_await sink.piece("回答中断，请重新提问。");
+}
+
+asio::awaitable<void> handle(AnswerSource& source, const HttpRequest& request, EventStream& events) {
+    EventSink sink(events);
+    const auto body = jsonObject(request);
+    const Question question = questionFrom(body.value_or(nlohmann::json::object()));
+    if (question.text.empty())
+        co_await sink.piece("没有收到问题内容。");
+    else
+        co_await answer(source, question, sink);
+    const std::string last = event(endMark);
+    co_await events.send(last);
+}
+
+} // namespace
+
+void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly) {
+    Guard guard = [signedInOnly = std::move(signedInOnly)](const HttpRequest& request) -> std::optional<HttpResponse> {
+        if (auto refusal = signedInOnly(request))
+            return refusal;
+        if (!jsonObject(request))
+            return badRequest();
+        return std::nullopt;
+    };
+    router.stream(
+        verb::post, apiPath("/ai/meeting"),
+        [&source](const HttpRequest& request, EventStream& events) { return handle(source, request, events); },
+        std::move(guard));
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace parlowen::service {
+
+/// What is asked, as the application sends it.
+struct Question {
+    std::int64_t type = 1; ///< 1 concise, 2 detailed
+    std::string text;
+    std::string position; ///< that the candidate interviews for; may be empty
+    std::string originalLanguage;
+    std::string translationLanguage;
+};
+
+/// Takes an answer while it grows. After a false nobody reads any more, and the source returns.
+class AnswerSink {
+public:
+    virtual ~AnswerSink() = default;
+    /// Passes a piece on at once.
+    virtual boost::asio::awaitable<bool> piece(std::string_view text) = 0;
+    virtual boost::asio::awaitable<bool> pause(std::chrono::milliseconds duration) = 0;
+};
+
+/// Where answers come from. One source serves all questions, several at the same time.
+class AnswerSource {
+public:
+    virtual ~AnswerSource() = default;
+    virtual boost::asio::awaitable<void> answer(const Question& question, AnswerSink& sink) = 0;
+};
+
+} // namespace parlowen::service

@@ -1,0 +1,83 @@
+#include "Outline.h"
+
+#include "OutlineTexts.h"
+#include "Text.h"
+
+namespace parlowen::service {
+
+namespace {
+
+constexpr std::int64_t detailedType = 2;
+
+struct Wording {
+    std::string_view heading; ///< with the kind's title
+    std::string_view position;
+    std::string_view positionOrNone;
+    std::string_view noPosition;
+    std::string_view opening;
+    std::string_view detail;
+    std::string_view caution;
+};
+
+constexpr Wording chinese{"【提纲】{title}（按固定模板整理，未使用语言模型）\n",
+                          "应聘岗位：{position}\n",
+                          "“{position}”岗位",
+                          "目标岗位",
+                          "开场：",
+                          "   · ",
+                          "注意："};
+constexpr Wording english{"[Outline] {title} (from a fixed template, no language model)\n",
+                          "Position: {position}\n",
+                          "the {position} role",
+                          "the role",
+                          "Opening: ",
+                          "   - ",
+                          "Mind: "};
+
+std::string numberedPoints(const OutlineText& text, const Wording& wording, bool detailed) {
+    std::string lines;
+    int number = 0;
+    for (const OutlinePoint& point : text.points) {
+        lines.append(std::to_string(++number)).append(". ").append(point.brief).append("\n");
+        if (detailed)
+            lines.append(wording.detail).append(point.detail).append("\n");
+    }
+    return lines;
+}
+
+} // namespace
+
+std::string outlineFor(const Question& question) {
+    const bool inChinese = hasChinese(question.text);
+    const bool detailed = question.type == detailedType;
+    const Wording& wording = inChinese ? chinese : english;
+    const OutlineText& text = outlineText(questionKind(question.text), inChinese);
+
+    std::string outline = replaced(std::string(wording.heading), "{title}", text.title);
+    if (!question.position.empty())
+        outline.append(wording.position);
+    if (detailed)
+        outline.append(wording.opening).append(text.opening).append("\n");
+    outline.append(numberedPoints(text, wording, detailed));
+    if (detailed)
+        outline.append(wording.caution).append(text.caution).append("\n");
+
+    outline = replaced(outline, "{role}", question.position.empty() ? wording.noPosition : wording.positionOrNone);
+    return replaced(outline, "{position}", question.position);
+}
+
+boost::asio::awaitable<void> Outline::answer(const Question& question, AnswerSink& sink) {
+    const std::string outline = outlineFor(question);
+    bool wanted = true;
+    for (const std::string_view piece : pieces(outline, pace_.charactersEach)) {
+        const bool first = piece.data() == outline.data();
+        if (!first)
+            wanted = co_await sink.pause(pace_.pause);
+        if (wanted)
+            wanted = co_await sink.piece(piece);
+        if (!wanted)
+            co_return;
+    }
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace parlowen::service {
+
+struct ServiceOptions {
+    std::string address = "127.0.0.1"; ///< a loopback address
+    std::uint16_t port = 47'615;       ///< 0: any free one
+    std::filesystem::path data;        ///< absolute
+    bool exitWithStdin = false;
+    bool help = false;
+    bool version = false;
+};
+
+/// What the arguments (without the program's name) ask for, or what is wrong with them, in one line.
+std::variant<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments);
+
+/// `parlowen-service` under the XDG data directory.
+std::filesystem::path defaultDataDirectory();
+
+/// The text of --help.
+std::string usage();
+
+} // namespace parlowen::service

@@ -1,0 +1,97 @@
+#include "OtherRoutes.h"
+
+#include "Http/Envelope.h"
+
+#include <algorithm>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr int notOffered = 501;
+
+/// A handler that has its reply at hand.
+template<typename Function>
+Handler plain(Function function) {
+    return [function = std::move(function)](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
+        co_return function(request);
+    };
+}
+
+/// Whether a text can be a host with a port, so that it may go back into a URL.
+bool isHost(std::string_view text) {
+    return !text.empty() && text.size() <= 255 && std::all_of(text.begin(), text.end(), [](char c) {
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        return letter || (c >= '0' && c <= '9') || c == '.' || c == '-' || c == ':' || c == '[' || c == ']';
+    });
+}
+
+/// "0.1.0" as 100, two digits a part.
+int buildNumber(std::string_view version) {
+    int build = 0;
+    int part = 0;
+    for (const char c : version) {
+        if (c == '.') {
+            build = (build + part) * 100;
+            part = 0;
+        } else {
+            part = part * 10 + (c - '0');
+        }
+    }
+    return build + part;
+}
+
+} // namespace
+
+void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& signedInOnly) {
+    router.route(verb::get, apiPath("/language/list"),
+                 plain([catalog = std::move(catalog)](const HttpRequest& request) {
+                     const std::string source = request.query("source");
+                     if (source == "1")
+                         return success(recognitionList(catalog()));
+                     return source == "2" ? success(translationList(catalog())) : badRequest("参数 source 应为 1 或 2");
+                 }),
+                 signedInOnly);
+}
+
+void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, const Guard& signedInOnly) {
+    router.route(verb::get, apiPath("/microsoft/get_token"),
+                 plain([issue = std::move(issue)](const HttpRequest& request) {
+                     const std::string host(request.header("Host"));
+                     if (!isHost(host))
+                         return badRequest("缺少有效的 Host 请求头");
+                     return success({{"token", issue()}, {"area", "wss://" + host}});
+                 }),
+                 signedInOnly);
+}
+
+void addVersionRoute(Router& router) {
+    const nlohmann::json version = {{"build", buildNumber(PARLOWEN_VERSION)},
+                                    {"version", PARLOWEN_VERSION},
+                                    {"content", ""},
+                                    {"package_value", ""},
+                                    {"min_build", buildNumber(PARLOWEN_VERSION)},
+                                    {"min_version", PARLOWEN_VERSION},
+                                    {"is_force", 0}};
+    router.route(verb::get, apiPath("/operation/version"),
+                 plain([version](const HttpRequest&) { return success(version); }));
+}
+
+void addMissingRoutes(Router& router, const Guard& signedInOnly) {
+    const auto missing = [&router](verb method, std::string_view path, const char* message, const Guard& guard) {
+        router.route(method, apiPath(path),
+                     plain([message](const HttpRequest&) { return failure(notOffered, message); }), guard);
+    };
+    missing(verb::post, "/user/send_sms_code", "本服务不支持短信验证码，请使用密码登录", {});
+    missing(verb::post, "/user/login", "本服务不支持短信验证码，请使用密码登录", {});
+    missing(verb::get, "/country/list", "本服务暂不提供国家列表", {});
+    missing(verb::get, "/operation/contact", "本服务暂不提供客服联系方式", {});
+    missing(verb::put, "/user/change_user_type/*", "本服务暂不支持更改面试类型", signedInOnly);
+    missing(verb::post, "/user/logoff", "本服务暂不支持注销账号", signedInOnly);
+    missing(verb::get, "/ai/token", "本服务暂不支持上传简历", signedInOnly);
+    missing(verb::post, "/user/bind_resume/*", "本服务暂不支持绑定简历", signedInOnly);
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Http/Router.h"
+#include "Languages.h"
+
+#include <functional>
+#include <string>
+
+namespace parlowen::service {
+
+/// The list of languages, by `source`: 1 those that are recognised, 2 those that are translated into.
+void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& signedInOnly);
+
+/// Hands out what opens the speech gateway of this very service: a token, and the base URL that the client reached it
+/// by.
+void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, const Guard& signedInOnly);
+
+/// The newest version, which is this one.
+void addVersionRoute(Router& router);
+
+/// Paths that clients know and this service does not offer yet: a code that is not 0, and why.
+void addMissingRoutes(Router& router, const Guard& signedInOnly);
+
+} // namespace parlowen::service

@@ -1,0 +1,104 @@
+#include "Service.h"
+
+#include "Accounts/AccountRoutes.h"
+#include "Answers/AnswerRoutes.h"
+#include "Answers/Outline.h"
+#include "Http/Log.h"
+#include "Http/PrivateFiles.h"
+#include "Http/Server.h"
+#include "Http/Tls.h"
+#include "OtherRoutes.h"
+#ifdef PARLOWEN_SERVICE_SPEECH
+#include "Speech/Gateway.h"
+#endif
+
+#include <algorithm>
+#include <system_error>
+
+namespace parlowen::service {
+
+namespace {
+
+std::filesystem::path madeDirectory(const std::filesystem::path& directory) {
+    makePrivateDirectory(directory);
+    return directory;
+}
+
+#ifdef PARLOWEN_SERVICE_SPEECH
+LanguageOffer offerOf(const OfferedLanguages& languages) {
+    LanguageOffer offer{languages.recognition, {}};
+    for (const LanguagePair& pair : languages.translation) {
+        if (std::find(offer.translation.begin(), offer.translation.end(), pair.to) == offer.translation.end())
+            offer.translation.push_back(pair.to);
+    }
+    return offer;
+}
+#endif
+
+Server::Options serverOptions(const ServiceOptions& options, const Service::Tuning& tuning) {
+    Server::Options server;
+    server.address = boost::asio::ip::make_address(options.address);
+    server.port = options.port;
+    if (tuning.limits)
+        server.limits = *tuning.limits;
+    return server;
+}
+
+} // namespace
+
+struct Service::Parts {
+    Parts(const ServiceOptions& options, const Tuning& tuning)
+        : data(madeDirectory(options.data))
+        , database(data / "parlowen.db")
+        , accounts(database)
+        , answers(Outline::Pace{.pause = tuning.answerPause})
+#ifdef PARLOWEN_SERVICE_SPEECH
+        , speech(SpeechService::withLocalEngines())
+#endif
+        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
+        server.start();
+    }
+
+    Router routes() {
+        Router router;
+        const Guard signedIn = signedInOnly(accounts);
+        addAccountRoutes(router, accounts);
+        addAnswerRoutes(router, answers, signedIn);
+#ifdef PARLOWEN_SERVICE_SPEECH
+        addLanguageRoutes(
+            router, [this] { return offerOf(speech->languages()); }, signedIn);
+        addSpeechTokenRoute(
+            router, [this] { return speech->tokens.issue(); }, signedIn);
+        addSpeechRoutes(router, *speech);
+#else
+        addLanguageRoutes(
+            router, [] { return LanguageOffer{}; }, signedIn);
+#endif
+        addVersionRoute(router);
+        addMissingRoutes(router, signedIn);
+        return router;
+    }
+
+    const std::filesystem::path data;
+    Database database;
+    Accounts accounts;
+    Outline answers;
+#ifdef PARLOWEN_SERVICE_SPEECH
+    std::unique_ptr<SpeechService> speech;
+#endif
+    Server server;
+};
+
+Service::Service(const ServiceOptions& options, const Tuning& tuning)
+    : parts_(std::make_unique<Parts>(options, tuning))
+    , host_(options.address.find(':') == std::string::npos ? options.address : "[" + options.address + "]") {}
+
+Service::~Service() = default;
+
+std::uint16_t Service::port() const { return parts_->server.port(); }
+
+std::string Service::url() const { return "https://" + host_ + ":" + std::to_string(port()); }
+
+std::string serviceVersion() { return PARLOWEN_VERSION; }
+
+} // namespace parlowen::service

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Options.h"
+
+#include <chrono>
+#include <memory>
+
+namespace parlowen::service {
+
+struct ServerLimits;
+
+/// The whole service: opens its files, listens, serves until it is destroyed.
+class Service {
+public:
+    /// What tests make smaller.
+    struct Tuning {
+        std::shared_ptr<const ServerLimits> limits{}; ///< null: the usual ones
+        std::chrono::milliseconds answerPause{15};    ///< between two pieces of an answer
+    };
+
+    /// Throws std::exception with a plain message when the service cannot start; an address in use is a
+    /// boost::system::system_error.
+    explicit Service(const ServiceOptions& options)
+        : Service(options, Tuning{}) {}
+    Service(const ServiceOptions& options, const Tuning& tuning);
+    ~Service();
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    std::uint16_t port() const;
+    /// Such as "https://127.0.0.1:47615".
+    std::string url() const;
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+    std::string host_;
+};
+
+/// The version that --version shows.
+std::string serviceVersion();
+
+} // namespace parlowen::service

@@ -1,0 +1,87 @@
+#include "Http/Log.h"
+#include "Program/Service.h"
+
+#include <array>
+#include <boost/asio/error.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <iostream>
+#include <unistd.h>
+
+namespace {
+
+using namespace parlowen::service;
+namespace asio = boost::asio;
+using boost::system::error_code;
+
+enum ExitStatus { ended = 0, cannotStart = 1, wrongOptions = 2, addressInUse = 3 };
+
+/// Reads and forgets until the input ends.
+void watchInput(asio::posix::stream_descriptor& input, asio::io_context& control) {
+    static std::array<char, 256> unread{};
+    input.async_read_some(asio::buffer(unread), [&input, &control](const error_code& ended, std::size_t) {
+        if (ended)
+            control.stop();
+        else
+            watchInput(input, control);
+    });
+}
+
+/// Serves until a signal, or the end of standard input where that is asked for.
+void serve(const ServiceOptions& options) {
+    asio::io_context control;
+    asio::signal_set signals(control, SIGINT, SIGTERM);
+    signals.async_wait([&control](const error_code&, int) { control.stop(); });
+
+    const Service service(options);
+    std::cout << "listening on " << service.url() << std::endl;
+
+    asio::posix::stream_descriptor input(control);
+    if (options.exitWithStdin) {
+        input.assign(::dup(STDIN_FILENO));
+        watchInput(input, control);
+    }
+    control.run();
+    logLine("ending");
+}
+
+int start(const ServiceOptions& options) {
+    try {
+        serve(options);
+        return ended;
+    } catch (const boost::system::system_error& problem) {
+        if (problem.code() != asio::error::address_in_use) {
+            logLine(std::string("cannot start: ") + problem.what());
+            return cannotStart;
+        }
+        logLine("cannot start: " + options.address + ":" + std::to_string(options.port) +
+                " is in use, perhaps by another parlowen-service");
+        return addressInUse;
+    } catch (const std::exception& problem) {
+        logLine(std::string("cannot start: ") + problem.what());
+        return cannotStart;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A reader of the log that went away, and a limit on file sizes, are errors of a write, not the end.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const auto parsed = parseOptions({argv + 1, argv + argc});
+    if (const auto* problem = std::get_if<std::string>(&parsed)) {
+        std::cerr << "parlowen-service: " << *problem << "\n\n" << usage();
+        return wrongOptions;
+    }
+    const auto& options = std::get<ServiceOptions>(parsed);
+    if (options.help)
+        std::cout << usage();
+    else if (options.version)
+        std::cout << "parlowen-service " << serviceVersion() << "\n";
+    else
+        return start(options);
+    return ended;
+}
