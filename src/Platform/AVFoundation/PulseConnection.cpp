@@ -58,20 +58,23 @@ PulseConnection::~PulseConnection() {
     pa_threaded_mainloop_stop(loop_.get());
 }
 
-std::unique_ptr<PulseConnection> PulseConnection::open(QString* error) {
+std::unique_ptr<PulseConnection> PulseConnection::open(QString* error, int* code, Start start) {
     std::unique_ptr<PulseConnection> connection(new PulseConnection);
-    if (connection->connect())
+    if (connection->connect(start))
         return connection;
+    if (code)
+        *code = connection->lastErrorCode();
     *error = QStringLiteral("There is no connection to the audio server: %1.").arg(connection->lastError());
     return nullptr;
 }
 
-bool PulseConnection::connect() {
+bool PulseConnection::connect(Start start) {
     pa_context_set_state_callback(context_.get(), onContextState, this);
     if (pa_threaded_mainloop_start(loop_.get()) < 0)
         return false;
     const Lock lock(*this);
-    if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+    const pa_context_flags_t flags = start == Start::Never ? PA_CONTEXT_NOAUTOSPAWN : PA_CONTEXT_NOFLAGS;
+    if (pa_context_connect(context_.get(), nullptr, flags, nullptr) < 0)
         return false;
     const auto settled = [this] { return isUp() || !PA_CONTEXT_IS_GOOD(pa_context_get_state(context_.get())); };
     return waitFor(settled) && isUp();
@@ -92,10 +95,12 @@ bool PulseConnection::waitFor(const std::function<bool()>& condition) {
 
 void PulseConnection::wake() { pa_threaded_mainloop_signal(loop_.get(), 0); }
 
-QString PulseConnection::lastError() const {
+int PulseConnection::lastErrorCode() const {
     const int code = pa_context_errno(context_.get());
-    return QString::fromUtf8(pa_strerror(code == PA_OK ? PA_ERR_TIMEOUT : code));
+    return code == PA_OK ? PA_ERR_TIMEOUT : code;
 }
+
+QString PulseConnection::lastError() const { return QString::fromUtf8(pa_strerror(lastErrorCode())); }
 
 std::optional<PulseSource> PulseConnection::defaultSource(QString* error) {
     const Lock lock(*this);

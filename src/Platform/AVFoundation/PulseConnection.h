@@ -15,14 +15,17 @@ struct PulseSource {
     pa_channel_map map{};
 };
 
-/// A connection to the audio server (that of PULSE_SERVER, else the user's own; none is started), with the thread that
-/// serves it. No operation waits for the server longer than `patience` seconds.
+/// A connection to the audio server (that of PULSE_SERVER, else the user's own), with the thread that serves it. No
+/// operation waits for the server longer than `patience` seconds.
 class PulseConnection {
 public:
     static constexpr int patience = 5;
 
-    /// Null without a server; the error text then says why.
-    static std::unique_ptr<PulseConnection> open(QString* error);
+    enum class Start { Never, IfMissing };
+
+    /// Null without a server, which is started only if asked; the error text, and the library's error code where it is
+    /// wanted, then say why.
+    static std::unique_ptr<PulseConnection> open(QString* error, int* code = nullptr, Start start = Start::Never);
     ~PulseConnection();
     PulseConnection(const PulseConnection&) = delete;
     PulseConnection& operator=(const PulseConnection&) = delete;
@@ -48,7 +51,8 @@ public:
     void wake();
 
     pa_context* context() const { return context_.get(); }
-    /// What the library said last, in English.
+    /// What the library said last: its error code, and that in English.
+    int lastErrorCode() const;
     QString lastError() const;
 
 private:
@@ -60,7 +64,7 @@ private:
     };
 
     PulseConnection();
-    bool connect();
+    bool connect(Start start);
     bool isUp() const;
 
     std::unique_ptr<pa_threaded_mainloop, FreeLoop> loop_;

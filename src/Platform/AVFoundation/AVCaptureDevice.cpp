@@ -1,0 +1,67 @@
+#include "AVCaptureDevice.h"
+
+#include "PulseConnection.h"
+
+#include <Foundation/BackgroundQueue.h>
+
+#include <utility>
+
+namespace parlowen::AVCaptureDevice {
+
+namespace {
+
+struct SourceCount {
+    PulseConnection* connection;
+    int microphones = 0;
+    bool done = false;
+};
+
+void onSource(pa_context* /*context*/, const pa_source_info* info, int last, void* data) {
+    auto* count = static_cast<SourceCount*>(data);
+    if (info && info->monitor_of_sink == PA_INVALID_INDEX)
+        ++count->microphones;
+    count->done = count->done || last != 0;
+    count->connection->wake();
+}
+
+struct Unref {
+    void operator()(pa_operation* operation) const { pa_operation_unref(operation); }
+};
+
+AVAuthorizationStatus statusOf(int error) {
+    const bool refused = error == PA_ERR_ACCESS || error == PA_ERR_AUTHKEY;
+    return refused ? AVAuthorizationStatus::Denied : AVAuthorizationStatus::NotDetermined;
+}
+
+AVAuthorizationStatus ask(PulseConnection::Start start) {
+    QString error;
+    int code = PA_OK;
+    const std::unique_ptr<PulseConnection> connection = PulseConnection::open(&error, &code, start);
+    if (!connection)
+        return statusOf(code);
+    const PulseConnection::Lock lock(*connection);
+    SourceCount count{connection.get()};
+    const std::unique_ptr<pa_operation, Unref> listing(
+        pa_context_get_source_info_list(connection->context(), onSource, &count));
+    if (!listing || !connection->waitFor([&count] { return count.done; })) {
+        if (listing)
+            pa_operation_cancel(listing.get());
+        return statusOf(connection->lastErrorCode());
+    }
+    if (count.microphones > 0)
+        return AVAuthorizationStatus::Authorized;
+    const bool refused = statusOf(connection->lastErrorCode()) == AVAuthorizationStatus::Denied;
+    return refused ? AVAuthorizationStatus::Denied : AVAuthorizationStatus::Restricted;
+}
+
+} // namespace
+
+AVAuthorizationStatus authorizationStatusForAudio() { return ask(PulseConnection::Start::Never); }
+
+void requestAccessForAudio(std::function<void(bool granted)> completion) {
+    inBackground([completion = std::move(completion)] {
+        completion(ask(PulseConnection::Start::IfMissing) == AVAuthorizationStatus::Authorized);
+    });
+}
+
+} // namespace parlowen::AVCaptureDevice

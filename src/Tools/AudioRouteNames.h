@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+/// The names that the router's two devices go by on every machine.
+namespace parlowen::AudioRouteNames {
+
+inline QString loopbackDevice() { return QStringLiteral("vorlanOutput 2ch"); }
+inline QString multiOutput() { return QStringLiteral("tqv Multi-Output"); }
+inline QString multiOutputUID() { return QStringLiteral("tqv-Multi-Output_UID"); }
+
+} // namespace parlowen::AudioRouteNames

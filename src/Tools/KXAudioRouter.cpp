@@ -1,0 +1,177 @@
+#include "KXAudioRouter.h"
+
+#include "AudioRouteNames.h"
+
+#include <CoreAudio/AudioHardwareService.h>
+#include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
+
+#include <QVariantMap>
+#include <algorithm>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+/// The server may announce a new device before it can be used.
+constexpr double secondsUntilUse = 1.0;
+
+QString statusText(OSStatus status) {
+    return QStringLiteral("%1 (0x%2)")
+        .arg(status)
+        .arg(QString::number(static_cast<std::uint32_t>(status), 16).toUpper());
+}
+
+std::optional<QString> uidOf(const std::shared_ptr<AudioDevice>& device) {
+    return device ? device->deviceUID() : std::nullopt;
+}
+
+QVariantMap multiOutputDescription(const QString& aggregateUID, const QString& loopbackUID, const QString& outputUID) {
+    const QString uid = QStringLiteral("uid");
+    return {
+        {QStringLiteral("name"), AudioRouteNames::multiOutput()},
+        {uid, aggregateUID},
+        {QStringLiteral("subdevices"), QVariantList{QVariantMap{{uid, loopbackUID}}, QVariantMap{{uid, outputUID}}}},
+        {QStringLiteral("master"), loopbackUID},
+        {QStringLiteral("stacked"), 1}};
+}
+
+template<class Test>
+std::shared_ptr<AudioDevice> firstOf(const std::vector<std::shared_ptr<AudioDevice>>& devices, const Test& test) {
+    const auto found = std::find_if(devices.begin(), devices.end(), test);
+    return found == devices.end() ? nullptr : *found;
+}
+
+} // namespace
+
+KXAudioRouter& KXAudioRouter::shared() {
+    // Never destroyed: it keeps the device layer's listening alive for the life of the process.
+    static auto* const router = new KXAudioRouter(AudioHardwareService::shared(), std::make_shared<RouterJournal>());
+    return *router;
+}
+
+KXAudioRouter::Scheduler KXAudioRouter::mainQueue() {
+    return [](double seconds, std::function<void()> work) { onMainAfter(seconds, std::move(work)); };
+}
+
+KXAudioRouter::KXAudioRouter(std::shared_ptr<AudioServer> server, std::shared_ptr<RouterJournal> journal,
+                             Scheduler scheduler)
+    : server_(std::move(server))
+    , journal_(std::move(journal))
+    , scheduler_(std::move(scheduler))
+    , simply_(server_)
+    , blackHoleDeviceName_(AudioRouteNames::loopbackDevice())
+    , aggregateUID_(AudioRouteNames::multiOutputUID())
+    , currentOutputDevice_(simply_.defaultOutput())
+    , blackHoleDevice_(firstOf(simply_.deviceList(),
+                               [this](const Device& device) { return device->deviceName() == blackHoleDeviceName_; }))
+    , lifetime_(std::make_shared<int>()) {}
+
+KXAudioRouter::Device KXAudioRouter::findMicrophone() const {
+    return firstOf(simply_.deviceList(), [](const Device& device) {
+        const QString name = device->deviceName().toLower();
+        return !device->isAggregate() &&
+               (name.contains(QStringLiteral("microphone")) || name.contains(QStringLiteral("麦克风")));
+    });
+}
+
+KXAudioRouter::Device KXAudioRouter::findMultiOutput() const {
+    return firstOf(simply_.aggregateDeviceList(),
+                   [this](const Device& device) { return device->deviceUID() == aggregateUID_; });
+}
+
+void KXAudioRouter::setDefaultInput(const Device& device) {
+    journal_->willSetInput(uidOf(simply_.defaultInput()), device->deviceUID().value_or(QString()));
+    device->makeDefaultInput();
+}
+
+void KXAudioRouter::setDefaultOutput(const Device& device) {
+    journal_->willSetOutput(uidOf(simply_.defaultOutput()), device->deviceUID().value_or(QString()));
+    device->makeDefaultOutput();
+}
+
+void KXAudioRouter::setupSystemAudio() {
+    const Device output = blackHoleDevice_ ? simply_.defaultOutput() : nullptr;
+    const std::optional<QString> loopbackUID = output ? blackHoleDevice_->deviceUID() : std::nullopt;
+    const std::optional<QString> outputUID = loopbackUID ? output->deviceUID() : std::nullopt;
+    if (!outputUID || blackHoleDevice_->isAggregate() || output->isAggregate()) {
+        consoleLog(QStringLiteral("❌ 找不到合法的 BlackHole 或输出设备"));
+        return;
+    }
+    currentOutputDevice_ = output;
+    setDefaultInput(blackHoleDevice_);
+    consoleLog(QStringLiteral("✅ 设置 BlackHole 为默认输入"));
+    createAggregateDevice(*loopbackUID, *outputUID);
+    scheduler_(secondsUntilUse, [this, alive = std::weak_ptr<int>(lifetime_)] {
+        if (!alive.expired())
+            useAggregateAsOutput();
+    });
+}
+
+void KXAudioRouter::createAggregateDevice(const QString& loopbackUID, const QString& outputUID) {
+    if (findMultiOutput()) {
+        consoleLog(QStringLiteral("🔁 聚合设备已存在"));
+        return;
+    }
+    journal_->willMakeMultiOutput();
+    AudioObjectID made = kAudioObjectUnknown;
+    const OSStatus status =
+        server_->createAggregateDevice(multiOutputDescription(aggregateUID_, loopbackUID, outputUID), made);
+    if (status == kAudioHardwareNoError)
+        consoleLog(QStringLiteral("✅ 成功创建聚合设备 ID: %1").arg(made));
+    else
+        consoleLog(QStringLiteral("❌ 创建聚合设备失败，状态码: %1").arg(statusText(status)));
+}
+
+void KXAudioRouter::useAggregateAsOutput() {
+    const Device multiOutput = findMultiOutput();
+    if (!multiOutput) {
+        consoleLog(QStringLiteral("❌ 聚合设备未找到"));
+        return;
+    }
+    setDefaultOutput(multiOutput);
+    consoleLog(QStringLiteral("✅ 设置聚合设备为默认输出"));
+}
+
+void KXAudioRouter::switchInput(bool useMicrophone) {
+    const Device input = useMicrophone ? findMicrophone() : blackHoleDevice_;
+    if (!input) {
+        consoleLog(useMicrophone ? QStringLiteral("❌ 未找到麦克风设备") : QStringLiteral("❌ BlackHole 设备不可用"));
+        return;
+    }
+    setDefaultInput(input);
+    consoleLog(useMicrophone ? QStringLiteral("✅ 切换到麦克风输入：%1").arg(input->deviceName())
+                             : QStringLiteral("✅ 切换到系统音频输入（BlackHole）"));
+}
+
+void KXAudioRouter::restoreDevices() {
+    if (!currentOutputDevice_) {
+        consoleLog(QStringLiteral("⚠️ 原始输出设备未记录"));
+        return;
+    }
+    setDefaultOutput(currentOutputDevice_);
+    consoleLog(QStringLiteral("✅ 恢复原始输出设备"));
+    if (const Device microphone = findMicrophone()) {
+        setDefaultInput(microphone);
+        consoleLog(QStringLiteral("✅ 恢复麦克风输入：%1").arg(microphone->deviceName()));
+    }
+    destroyAggregateDevice();
+}
+
+void KXAudioRouter::destroyAggregateDevice() {
+    const Device multiOutput = findMultiOutput();
+    if (!multiOutput) {
+        consoleLog(QStringLiteral("⚠️ 没有找到需要销毁的聚合设备"));
+        journal_->gaveBack(true);
+        return;
+    }
+    const OSStatus status = server_->destroyAggregateDevice(multiOutput->objectID());
+    if (status == kAudioHardwareNoError)
+        consoleLog(QStringLiteral("🗑️ 聚合设备销毁成功"));
+    else
+        consoleLog(QStringLiteral("❌ 聚合设备销毁失败，状态码: %1").arg(statusText(status)));
+    journal_->gaveBack(status == kAudioHardwareNoError);
+}
+
+} // namespace parlowen

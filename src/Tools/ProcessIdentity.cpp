@@ -1,0 +1,57 @@
+#include "ProcessIdentity.h"
+
+#include <unistd.h>
+
+#include <QFile>
+#include <QList>
+
+namespace parlowen {
+
+namespace {
+
+QByteArray contentsOf(const QString& path) {
+    QFile file(path);
+    return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString bootId() {
+    return QString::fromLatin1(contentsOf(QStringLiteral("/proc/sys/kernel/random/boot_id"))).trimmed();
+}
+
+/// When a living process started; empty for one that is gone or has ended.
+QString startOf(qint64 pid) {
+    const QByteArray stat = contentsOf(QStringLiteral("/proc/%1/stat").arg(pid));
+    // The program's name in parentheses may hold blanks and parentheses of its own. The state is the field after it.
+    const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+    constexpr int state = 0;
+    constexpr int startTime = 19;
+    if (fields.size() <= startTime || fields[state] == "Z" || fields[state] == "X")
+        return {};
+    return QString::fromLatin1(fields[startTime]);
+}
+
+} // namespace
+
+ProcessIdentity ProcessIdentity::current() {
+    const auto pid = static_cast<qint64>(getpid());
+    return {pid, startOf(pid), bootId()};
+}
+
+std::optional<ProcessIdentity> ProcessIdentity::fromJson(const QJsonObject& object) {
+    const QJsonValue pid = object[QLatin1String("pid")];
+    const QJsonValue started = object[QLatin1String("started")];
+    const QJsonValue boot = object[QLatin1String("boot")];
+    if (!pid.isDouble() || !started.isString() || !boot.isString())
+        return std::nullopt;
+    return ProcessIdentity{pid.toInteger(), started.toString(), boot.toString()};
+}
+
+QJsonObject ProcessIdentity::toJson() const {
+    return {{QStringLiteral("pid"), pid}, {QStringLiteral("started"), started}, {QStringLiteral("boot"), boot}};
+}
+
+bool ProcessIdentity::isAlive() const {
+    return pid > 0 && !started.isEmpty() && boot == bootId() && startOf(pid) == started;
+}
+
+} // namespace parlowen
