@@ -1,6 +1,6 @@
 #include "AVCaptureDevice.h"
 
-#include "PulseConnection.h"
+#include "CaptureConnection.h"
 
 #include <Foundation/BackgroundQueue.h>
 
@@ -11,7 +11,7 @@ namespace parlowen::AVCaptureDevice {
 namespace {
 
 struct SourceCount {
-    PulseConnection* connection;
+    CaptureConnection* connection;
     int microphones = 0;
     bool done = false;
 };
@@ -33,13 +33,13 @@ AVAuthorizationStatus statusOf(int error) {
     return refused ? AVAuthorizationStatus::Denied : AVAuthorizationStatus::NotDetermined;
 }
 
-AVAuthorizationStatus ask(PulseConnection::Start start) {
+AVAuthorizationStatus ask(CaptureConnection::Start start) {
     QString error;
     int code = PA_OK;
-    const std::unique_ptr<PulseConnection> connection = PulseConnection::open(&error, &code, start);
+    const std::unique_ptr<CaptureConnection> connection = CaptureConnection::open(&error, &code, start);
     if (!connection)
         return statusOf(code);
-    const PulseConnection::Lock lock(*connection);
+    const CaptureConnection::Lock lock(*connection);
     SourceCount count{connection.get()};
     const std::unique_ptr<pa_operation, Unref> listing(
         pa_context_get_source_info_list(connection->context(), onSource, &count));
@@ -56,11 +56,11 @@ AVAuthorizationStatus ask(PulseConnection::Start start) {
 
 } // namespace
 
-AVAuthorizationStatus authorizationStatusForAudio() { return ask(PulseConnection::Start::Never); }
+AVAuthorizationStatus authorizationStatusForAudio() { return ask(CaptureConnection::Start::Never); }
 
 void requestAccessForAudio(std::function<void(bool granted)> completion) {
     inBackground([completion = std::move(completion)] {
-        completion(ask(PulseConnection::Start::IfMissing) == AVAuthorizationStatus::Authorized);
+        completion(ask(CaptureConnection::Start::IfMissing) == AVAuthorizationStatus::Authorized);
     });
 }
 

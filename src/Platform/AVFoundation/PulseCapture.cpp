@@ -1,7 +1,7 @@
 #include "PulseCapture.h"
 
+#include "CaptureConnection.h"
 #include "ChunkBuilder.h"
-#include "PulseConnection.h"
 
 #include <Foundation/ConsoleLog.h>
 
@@ -47,7 +47,7 @@ pa_buffer_attr bufferAttributes(const pa_sample_spec& spec, std::uint32_t frames
 } // namespace
 
 struct PulseCapture::Input {
-    std::unique_ptr<PulseConnection> connection;
+    std::unique_ptr<CaptureConnection> connection;
     PulseSource source;
 };
 
@@ -68,7 +68,7 @@ private:
     pa_stream_state_t state() const { return pa_stream_get_state(stream_.get()); }
     bool connectStream();
 
-    PulseConnection& connection_;
+    CaptureConnection& connection_;
     const pa_sample_spec spec_;
     const std::uint32_t framesPerBuffer_;
     ChunkBuilder chunks_;
@@ -81,12 +81,12 @@ PulseCapture::Recording::Recording(Input& input, std::uint32_t framesPerBuffer, 
     , spec_(input.source.spec)
     , framesPerBuffer_(framesPerBuffer)
     , chunks_(formatOf(spec_), framesPerBuffer, std::move(sink)) {
-    const PulseConnection::Lock lock(connection_);
+    const CaptureConnection::Lock lock(connection_);
     stream_.reset(pa_stream_new(connection_.context(), "Interview sound", &spec_, &input.source.map));
 }
 
 PulseCapture::Recording::~Recording() {
-    const PulseConnection::Lock lock(connection_);
+    const CaptureConnection::Lock lock(connection_);
     if (!stream_)
         return;
     pa_stream_set_read_callback(stream_.get(), nullptr, nullptr);
@@ -105,7 +105,7 @@ bool PulseCapture::Recording::connectStream() {
 }
 
 std::optional<QString> PulseCapture::Recording::begin() {
-    const PulseConnection::Lock lock(connection_);
+    const CaptureConnection::Lock lock(connection_);
     if (connectStream())
         connection_.waitFor([this] { return state() == PA_STREAM_READY || !PA_STREAM_IS_GOOD(state()); });
     begun_ = stream_ && state() == PA_STREAM_READY;
@@ -140,7 +140,7 @@ PulseCapture::~PulseCapture() { PulseCapture::stop(); }
 std::optional<QString> PulseCapture::lookUp() {
     QString error;
     auto input = std::make_unique<Input>();
-    input->connection = PulseConnection::open(&error);
+    input->connection = CaptureConnection::open(&error);
     if (!input->connection)
         return error;
     const std::optional<PulseSource> source = input->connection->defaultSource(&error);

@@ -17,7 +17,7 @@ struct PulseSource {
 
 /// A connection to the audio server (that of PULSE_SERVER, else the user's own), with the thread that serves it. No
 /// operation waits for the server longer than `patience` seconds.
-class PulseConnection {
+class CaptureConnection {
 public:
     static constexpr int patience = 5;
 
@@ -25,10 +25,10 @@ public:
 
     /// Null without a server, which is started only if asked; the error text, and the library's error code where it is
     /// wanted, then say why.
-    static std::unique_ptr<PulseConnection> open(QString* error, int* code = nullptr, Start start = Start::Never);
-    ~PulseConnection();
-    PulseConnection(const PulseConnection&) = delete;
-    PulseConnection& operator=(const PulseConnection&) = delete;
+    static std::unique_ptr<CaptureConnection> open(QString* error, int* code = nullptr, Start start = Start::Never);
+    ~CaptureConnection();
+    CaptureConnection(const CaptureConnection&) = delete;
+    CaptureConnection& operator=(const CaptureConnection&) = delete;
 
     /// The current default source; none when there is no source, and the error text says why.
     std::optional<PulseSource> defaultSource(QString* error);
@@ -36,7 +36,7 @@ public:
     /// Holds the connection's thread off while it lives; needed around every call of the library.
     class Lock {
     public:
-        explicit Lock(PulseConnection& connection);
+        explicit Lock(CaptureConnection& connection);
         ~Lock();
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
@@ -63,7 +63,7 @@ private:
         void operator()(pa_context* context) const { pa_context_unref(context); }
     };
 
-    PulseConnection();
+    CaptureConnection();
     bool connect(Start start);
     bool isUp() const;
 

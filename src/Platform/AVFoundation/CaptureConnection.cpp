@@ -1,4 +1,4 @@
-#include "PulseConnection.h"
+#include "CaptureConnection.h"
 
 namespace parlowen {
 
@@ -10,7 +10,7 @@ struct Unref {
 using Operation = std::unique_ptr<pa_operation, Unref>;
 
 struct Deadline {
-    PulseConnection* connection;
+    CaptureConnection* connection;
     bool passed = false;
 };
 
@@ -20,10 +20,10 @@ void onDeadline(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeva
     deadline->connection->wake();
 }
 
-void onContextState(pa_context* /*context*/, void* data) { static_cast<PulseConnection*>(data)->wake(); }
+void onContextState(pa_context* /*context*/, void* data) { static_cast<CaptureConnection*>(data)->wake(); }
 
 struct SourceQuery {
-    PulseConnection* connection;
+    CaptureConnection* connection;
     std::optional<PulseSource> found;
     bool done = false;
 };
@@ -38,18 +38,18 @@ void onSource(pa_context* /*context*/, const pa_source_info* info, int last, voi
 
 } // namespace
 
-PulseConnection::Lock::Lock(PulseConnection& connection)
+CaptureConnection::Lock::Lock(CaptureConnection& connection)
     : loop_(connection.loop_.get()) {
     pa_threaded_mainloop_lock(loop_);
 }
 
-PulseConnection::Lock::~Lock() { pa_threaded_mainloop_unlock(loop_); }
+CaptureConnection::Lock::~Lock() { pa_threaded_mainloop_unlock(loop_); }
 
-PulseConnection::PulseConnection()
+CaptureConnection::CaptureConnection()
     : loop_(pa_threaded_mainloop_new())
     , context_(pa_context_new(pa_threaded_mainloop_get_api(loop_.get()), "Parlowen")) {}
 
-PulseConnection::~PulseConnection() {
+CaptureConnection::~CaptureConnection() {
     {
         const Lock lock(*this);
         pa_context_set_state_callback(context_.get(), nullptr, nullptr);
@@ -58,8 +58,8 @@ PulseConnection::~PulseConnection() {
     pa_threaded_mainloop_stop(loop_.get());
 }
 
-std::unique_ptr<PulseConnection> PulseConnection::open(QString* error, int* code, Start start) {
-    std::unique_ptr<PulseConnection> connection(new PulseConnection);
+std::unique_ptr<CaptureConnection> CaptureConnection::open(QString* error, int* code, Start start) {
+    std::unique_ptr<CaptureConnection> connection(new CaptureConnection);
     if (connection->connect(start))
         return connection;
     if (code)
@@ -68,7 +68,7 @@ std::unique_ptr<PulseConnection> PulseConnection::open(QString* error, int* code
     return nullptr;
 }
 
-bool PulseConnection::connect(Start start) {
+bool CaptureConnection::connect(Start start) {
     pa_context_set_state_callback(context_.get(), onContextState, this);
     if (pa_threaded_mainloop_start(loop_.get()) < 0)
         return false;
@@ -80,9 +80,9 @@ bool PulseConnection::connect(Start start) {
     return waitFor(settled) && isUp();
 }
 
-bool PulseConnection::isUp() const { return pa_context_get_state(context_.get()) == PA_CONTEXT_READY; }
+bool CaptureConnection::isUp() const { return pa_context_get_state(context_.get()) == PA_CONTEXT_READY; }
 
-bool PulseConnection::waitFor(const std::function<bool()>& condition) {
+bool CaptureConnection::waitFor(const std::function<bool()>& condition) {
     Deadline deadline{this};
     pa_time_event* timer =
         pa_context_rttime_new(context_.get(), pa_rtclock_now() + patience * PA_USEC_PER_SEC, onDeadline, &deadline);
@@ -93,16 +93,16 @@ bool PulseConnection::waitFor(const std::function<bool()>& condition) {
     return condition();
 }
 
-void PulseConnection::wake() { pa_threaded_mainloop_signal(loop_.get(), 0); }
+void CaptureConnection::wake() { pa_threaded_mainloop_signal(loop_.get(), 0); }
 
-int PulseConnection::lastErrorCode() const {
+int CaptureConnection::lastErrorCode() const {
     const int code = pa_context_errno(context_.get());
     return code == PA_OK ? PA_ERR_TIMEOUT : code;
 }
 
-QString PulseConnection::lastError() const { return QString::fromUtf8(pa_strerror(lastErrorCode())); }
+QString CaptureConnection::lastError() const { return QString::fromUtf8(pa_strerror(lastErrorCode())); }
 
-std::optional<PulseSource> PulseConnection::defaultSource(QString* error) {
+std::optional<PulseSource> CaptureConnection::defaultSource(QString* error) {
     const Lock lock(*this);
     SourceQuery query{this, {}};
     const Operation operation(pa_context_get_source_info_by_name(context_.get(), "@DEFAULT_SOURCE@", onSource, &query));
