@@ -1,0 +1,116 @@
+#include "PulseConnection.h"
+
+#include "PulseRequest.h"
+
+#include <algorithm>
+
+namespace parlowen {
+
+namespace {
+
+constexpr std::chrono::milliseconds firstPause{100}, longestPause{2000};
+
+constexpr auto watched = static_cast<pa_subscription_mask_t>(
+    static_cast<unsigned>(PA_SUBSCRIPTION_MASK_SINK) | static_cast<unsigned>(PA_SUBSCRIPTION_MASK_SOURCE) |
+    static_cast<unsigned>(PA_SUBSCRIPTION_MASK_MODULE) | static_cast<unsigned>(PA_SUBSCRIPTION_MASK_SERVER));
+
+} // namespace
+
+PulseConnection::PulseConnection(std::string address, Hooks hooks)
+    : address_(std::move(address))
+    , hooks_(std::move(hooks))
+    , loop_(pa_threaded_mainloop_new())
+    , pause_(firstPause) {
+    pa_threaded_mainloop_set_name(loop_.get(), "audio-server");
+    pa_threaded_mainloop_start(loop_.get());
+    const PulseLock lock(loop_);
+    connect();
+}
+
+PulseConnection::~PulseConnection() {
+    const PulseLock lock(loop_);
+    stopRetrying();
+    round_.reset();
+    subscription_.reset();
+    context_.reset();
+}
+
+void PulseConnection::connect() {
+    pa_mainloop_api* api = pa_threaded_mainloop_get_api(loop_.get());
+    context_.reset(pa_context_new(api, "Parlowen"));
+    pa_context_set_state_callback(
+        context_.get(), [](pa_context*, void* self) { static_cast<PulseConnection*>(self)->stateChanged(); }, this);
+    const char* server = address_.empty() ? nullptr : address_.c_str();
+    if (pa_context_connect(context_.get(), server, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+        serverLost();
+}
+
+void PulseConnection::stateChanged() {
+    const pa_context_state_t state = pa_context_get_state(context_.get());
+    if (state == PA_CONTEXT_READY) {
+        pause_ = firstPause;
+        subscribe();
+        readState();
+    } else if (!PA_CONTEXT_IS_GOOD(state)) {
+        serverLost();
+    }
+}
+
+void PulseConnection::subscribe() {
+    pa_context_set_subscribe_callback(
+        context_.get(),
+        [](pa_context*, pa_subscription_event_type_t, std::uint32_t, void* self) {
+            static_cast<PulseConnection*>(self)->readState();
+        },
+        this);
+    subscription_.reset(pa_context_subscribe(context_.get(), watched, nullptr, nullptr));
+    ++requests_;
+}
+
+void PulseConnection::readState() {
+    if (round_) {
+        outdated_ = true;
+        return;
+    }
+    outdated_ = false;
+    round_ = std::make_unique<PulseRound>(context_.get(), [this](PulseSnapshot snapshot) {
+        round_.reset();
+        hooks_.changed(std::move(snapshot));
+        if (outdated_)
+            readState();
+    });
+    requests_ += round_->requestCount();
+    ++rounds_;
+}
+
+void PulseConnection::serverLost() {
+    if (retry_)
+        return;
+    round_.reset();
+    subscription_.reset();
+    for (const auto& request : waiting_)
+        request->answer({PA_ERR_CONNECTIONTERMINATED});
+    retryLater();
+    hooks_.unreachable();
+}
+
+void PulseConnection::retryLater() {
+    timeval time{};
+    pa_timeval_add(pa_gettimeofday(&time), static_cast<pa_usec_t>(std::chrono::microseconds(pause_).count()));
+    pause_ = std::min(pause_ * 2, longestPause);
+    pa_mainloop_api* api = pa_threaded_mainloop_get_api(loop_.get());
+    const auto retry = [](pa_mainloop_api*, pa_time_event*, const timeval*, void* self) {
+        auto* connection = static_cast<PulseConnection*>(self);
+        connection->stopRetrying();
+        connection->connect();
+    };
+    retry_ = api->time_new(api, &time, retry, this);
+}
+
+void PulseConnection::stopRetrying() {
+    if (retry_)
+        pa_threaded_mainloop_get_api(loop_.get())->time_free(retry_);
+    retry_ = nullptr;
+}
+
+} // namespace parlowen
