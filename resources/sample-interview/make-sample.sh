@@ -5,7 +5,7 @@ set -eu
 cd "$(dirname "$0")"
 
 stretch=1.1      # how much slower than the voices' own pace
-lead_in=0.8      # seconds of silence before the first question
+lead_in=1.0      # seconds of silence before the first question
 pause=1.1        # after every question; the voices themselves leave some 0.3 s more
 work=$(mktemp -d)
 trap 'rm -r "$work"' EXIT
