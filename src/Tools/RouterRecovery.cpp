@@ -3,7 +3,7 @@
 #include "AudioRouteNames.h"
 
 #include <Foundation/ConsoleLog.h>
-#include <Tools/SimplyCoreAudio/AudioProperties.h>
+#include <Tools/SimplyCoreAudio/PropertyAccess.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 
 #include <algorithm>
@@ -72,7 +72,7 @@ bool removeMultiOutput(AudioServer& server, const SimplyCoreAudio& simply, bool*
 std::optional<RouterRecord> giveBack(const std::shared_ptr<AudioServer>& server, const RouterRecord& record,
                                      bool* changedSomething) {
     const auto answer =
-        AudioProperties::objects(*server, kAudioObjectSystemObject, AudioProperties::global(fourCC("dev#")));
+        PropertyAccess::objects(*server, kAudioObjectSystemObject, PropertyAccess::global(fourCC("dev#")));
     if (!answer) {
         if (!record.isEmpty())
             consoleLog(QStringLiteral("⚠️ 音频服务没有应答，设备恢复留到下次启动"));

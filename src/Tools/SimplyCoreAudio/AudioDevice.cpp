@@ -1,8 +1,8 @@
 #include "AudioDevice.h"
 
 #include "AudioObjectPool.h"
-#include "AudioProperties.h"
 #include "DeviceNotifications.h"
+#include "PropertyAccess.h"
 
 #include <Foundation/SystemLog.h>
 
@@ -11,7 +11,7 @@
 
 namespace parlowen {
 
-using AudioProperties::global;
+using PropertyAccess::global;
 
 AudioDevice::~AudioDevice() { stopListening(); }
 
@@ -35,13 +35,13 @@ std::optional<QString> AudioDevice::deviceUID() const {
 
 bool AudioDevice::isAggregate() const {
     const std::vector<AudioObjectID> owned =
-        AudioProperties::objects(server(), objectID(), global(fourCC("ownd")), fourCC("aobj"))
+        PropertyAccess::objects(server(), objectID(), global(fourCC("ownd")), fourCC("aobj"))
             .value_or(std::vector<AudioObjectID>());
     return std::any_of(owned.begin(), owned.end(), [this](AudioObjectID id) { return pool()->device(id) != nullptr; });
 }
 
 void AudioDevice::makeDefault(FourCharCode selector) {
-    AudioProperties::setInteger(server(), kAudioObjectSystemObject, global(selector), objectID());
+    PropertyAccess::setInteger(server(), kAudioObjectSystemObject, global(selector), objectID());
 }
 
 void AudioDevice::makeDefaultInput() { makeDefault(fourCC("dIn ")); }

@@ -1,8 +1,8 @@
 #include "AudioHardware.h"
 
 #include "AudioObjectPool.h"
-#include "AudioProperties.h"
 #include "DeviceNotifications.h"
+#include "PropertyAccess.h"
 
 #include <Foundation/SystemLog.h>
 
@@ -12,7 +12,7 @@
 
 namespace parlowen {
 
-using AudioProperties::global;
+using PropertyAccess::global;
 
 namespace {
 
@@ -42,7 +42,7 @@ AudioHardware::~AudioHardware() { stopListening(); }
 
 Devices AudioHardware::deviceList() const {
     const std::vector<AudioObjectID> ids =
-        AudioProperties::objects(*pool_->server(), kAudioObjectSystemObject, global(fourCC("dev#")))
+        PropertyAccess::objects(*pool_->server(), kAudioObjectSystemObject, global(fourCC("dev#")))
             .value_or(std::vector<AudioObjectID>());
     Devices devices;
     for (const AudioObjectID id : ids) {
@@ -54,7 +54,7 @@ Devices AudioHardware::deviceList() const {
 
 std::shared_ptr<AudioDevice> AudioHardware::defaultDevice(FourCharCode selector) const {
     const std::optional<std::uint32_t> id =
-        AudioProperties::integer(*pool_->server(), kAudioObjectSystemObject, global(selector));
+        PropertyAccess::integer(*pool_->server(), kAudioObjectSystemObject, global(selector));
     return id && *id != kAudioObjectUnknown ? pool_->device(*id) : nullptr;
 }
 

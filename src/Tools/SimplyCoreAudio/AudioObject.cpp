@@ -2,7 +2,7 @@
 
 #include "AudioDevice.h"
 #include "AudioObjectPool.h"
-#include "AudioProperties.h"
+#include "PropertyAccess.h"
 
 #include <utility>
 
@@ -17,7 +17,7 @@ AudioObject::~AudioObject() { pool_->removeDead(objectID_); }
 AudioServer& AudioObject::server() const { return *pool_->server(); }
 
 std::optional<QString> AudioObject::stringProperty(FourCharCode selector) const {
-    return AudioProperties::string(server(), objectID_, AudioProperties::global(selector));
+    return PropertyAccess::string(server(), objectID_, PropertyAccess::global(selector));
 }
 
 std::optional<FourCharCode> AudioObject::classID() const {
@@ -27,7 +27,7 @@ std::optional<FourCharCode> AudioObject::classID() const {
             return classID_;
     }
     const std::optional<FourCharCode> read =
-        AudioProperties::integer(server(), objectID_, AudioProperties::global(fourCC("clas")));
+        PropertyAccess::integer(server(), objectID_, PropertyAccess::global(fourCC("clas")));
     const std::lock_guard lock(mutex_);
     classID_ = read;
     return read;
@@ -39,10 +39,10 @@ std::shared_ptr<AudioObject> AudioObject::owningObject() const {
         if (owningObject_)
             return owningObject_;
     }
-    const AudioObjectPropertyAddress address = AudioProperties::global(fourCC("ownr"));
+    const AudioObjectPropertyAddress address = PropertyAccess::global(fourCC("ownr"));
     if (!server().hasProperty(objectID_, address))
         return nullptr;
-    const std::optional<std::uint32_t> owner = AudioProperties::integer(server(), objectID_, address);
+    const std::optional<std::uint32_t> owner = PropertyAccess::integer(server(), objectID_, address);
     std::shared_ptr<AudioObject> found = owner && *owner != objectID_ ? pool_->object(*owner) : nullptr;
     const std::lock_guard lock(mutex_);
     owningObject_ = found;

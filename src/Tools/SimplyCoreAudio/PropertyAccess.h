@@ -8,7 +8,7 @@
 
 /// Typed access to the properties of audio objects. A read that fails yields none and a line in the system log with the
 /// address and the status; so does data of the wrong size, without a line.
-namespace parlowen::AudioProperties {
+namespace parlowen::PropertyAccess {
 
 /// The property of that selector in the global scope, main element.
 AudioObjectPropertyAddress global(FourCharCode selector);
@@ -23,4 +23,4 @@ std::optional<std::vector<AudioObjectID>> objects(AudioServer& server, AudioObje
 OSStatus setInteger(AudioServer& server, AudioObjectID object, const AudioObjectPropertyAddress& address,
                     std::uint32_t value);
 
-} // namespace parlowen::AudioProperties
+} // namespace parlowen::PropertyAccess

@@ -1,9 +1,9 @@
-#include "AudioProperties.h"
+#include "PropertyAccess.h"
 
 #include <CoreAudio/AudioPropertyData.h>
 #include <Foundation/SystemLog.h>
 
-namespace parlowen::AudioProperties {
+namespace parlowen::PropertyAccess {
 
 namespace {
 
@@ -57,4 +57,4 @@ OSStatus setInteger(AudioServer& server, AudioObjectID object, const AudioObject
     return server.setPropertyData(object, address, {}, propertyData(value));
 }
 
-} // namespace parlowen::AudioProperties
+} // namespace parlowen::PropertyAccess

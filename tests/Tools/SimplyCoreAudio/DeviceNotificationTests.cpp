@@ -1,0 +1,160 @@
+#include <Foundation/MainQueue.h>
+#include <Foundation/NotificationCenter.h>
+#include <Tools/SimplyCoreAudio/AudioObjectPool.h>
+#include <Tools/SimplyCoreAudio/DeviceNotifications.h>
+#include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
+#include <gmock/gmock.h>
+#include <support/SimulatedDevices.h>
+#include <support/WaitFor.h>
+
+#include <QJsonArray>
+
+namespace parlowen {
+namespace {
+
+using namespace ::parlowen::testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::vector<std::pair<FourCharCode, const char*>> deviceChanges{
+    {fourCC("nsrt"), "deviceNominalSampleRateDidChange"},
+    {fourCC("nsr#"), "deviceAvailableNominalSampleRatesDidChange"},
+    {fourCC("csrc"), "deviceClockSourceDidChange"},
+    {fourCC("lnam"), "deviceNameDidChange"},
+    {fourCC("ownd"), "deviceOwnedObjectsDidChange"},
+    {fourCC("volm"), "deviceVolumeDidChange"},
+    {fourCC("mute"), "deviceMuteDidChange"},
+    {fourCC("livn"), "deviceIsAliveDidChange"},
+    {fourCC("goin"), "deviceIsRunningDidChange"},
+    {fourCC("gone"), "deviceIsRunningSomewhereDidChange"},
+    {fourCC("jack"), "deviceIsJackConnectedDidChange"},
+    {fourCC("dch2"), "devicePreferredChannelsForStereoDidChange"},
+    {fourCC("oink"), "deviceHogModeDidChange"},
+    {fourCC("over"), "deviceProcessorOverload"},
+    {fourCC("stpd"), "deviceIOStoppedAbnormally"},
+};
+const std::vector<std::pair<FourCharCode, const char*>> systemChanges{
+    {fourCC("dIn "), "defaultInputDeviceChanged"},
+    {fourCC("dOut"), "defaultOutputDeviceChanged"},
+    {fourCC("sOut"), "defaultSystemOutputDeviceChanged"},
+    {fourCC("ownd"), "deviceListChanged"},
+};
+
+QString fullName(const char* name) { return QStringLiteral("SimplyCoreAudio.") + QString::fromLatin1(name); }
+
+class DeviceNotificationTest : public ::testing::Test {
+protected:
+    DeviceNotificationTest() {
+        for (const auto& changes : {deviceChanges, systemChanges}) {
+            for (const auto& [selector, name] : changes)
+                NotificationCenter::shared().observe(fullName(name), &context, [this](const Notification& heard) {
+                    EXPECT_TRUE(isMainThread());
+                    notifications.push_back(heard);
+                });
+        }
+    }
+
+    /// All that was posted up to now.
+    std::vector<Notification> takeNotifications() {
+        server->drainListeners();
+        QCoreApplication::processEvents();
+        return std::exchange(notifications, {});
+    }
+
+    QObject context;
+    std::vector<Notification> notifications;
+    std::shared_ptr<SimulatedAudioServer> server = std::make_shared<SimulatedAudioServer>();
+};
+
+TEST_F(DeviceNotificationTest, EachChangeOfADeviceHasItsName) {
+    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
+    const auto pool = AudioObjectPool::shared(server);
+    const auto device = pool->device(id);
+    for (const auto& [selector, name] : deviceChanges) {
+        server->notify(id, {selector, kAudioObjectPropertyScopeOutput, 2});
+        const std::vector<Notification> heard = takeNotifications();
+        ASSERT_EQ(heard.size(), 1U) << name;
+        EXPECT_EQ(heard[0].name, fullName(name));
+        EXPECT_EQ(heard[0].object, device.get());
+        const bool tellsChannel = selector == fourCC("volm") || selector == fourCC("mute");
+        const QJsonObject channel{{"channel", 2}, {"scope", static_cast<qint64>(kAudioObjectPropertyScopeOutput)}};
+        EXPECT_EQ(heard[0].userInfo, tellsChannel ? channel : QJsonObject()) << name;
+    }
+    server->notify(id, {fourCC("tran")});
+    EXPECT_THAT(takeNotifications(), IsEmpty());
+}
+
+TEST_F(DeviceNotificationTest, AListenerOfAWrapperThatIsGoneAnswersBadObject) {
+    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
+    const auto pool = AudioObjectPool::shared(server);
+    auto device = pool->device(id);
+    const AudioServer::Listener listener = deviceListener(pool, device.get());
+    const std::array addresses{AudioObjectPropertyAddress{fourCC("lnam")}};
+    EXPECT_EQ(listener(id, addresses), kAudioHardwareNoError);
+    EXPECT_EQ(takeNotifications().size(), 1U);
+    device.reset();
+    EXPECT_EQ(listener(id, addresses), kAudioHardwareBadObjectError);
+    EXPECT_THAT(takeNotifications(), IsEmpty());
+}
+
+TEST_F(DeviceNotificationTest, ADeviceMayGoWithItsOwnNotification) {
+    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
+    const auto pool = AudioObjectPool::shared(server);
+    auto device = pool->device(id);
+    server->notify(id, {fourCC("lnam")});
+    server->drainListeners();
+    device.reset();
+    EXPECT_NE(pool->lookup(id), nullptr) << "the notification on its way holds it";
+    EXPECT_EQ(takeNotifications().size(), 1U);
+    EXPECT_EQ(pool->size(), 0U);
+    EXPECT_EQ(server->listenerCount(), 0U);
+}
+
+TEST_F(DeviceNotificationTest, EachChangeOfTheSystemObjectHasItsName) {
+    server->setDevice(sink("a", "Speakers"));
+    const SimplyCoreAudio simply(server);
+    for (const auto& [selector, name] : systemChanges) {
+        server->notify(kAudioObjectSystemObject, {selector});
+        const std::vector<Notification> heard = takeNotifications();
+        ASSERT_EQ(heard.size(), 1U) << name;
+        EXPECT_EQ(heard[0].name, fullName(name));
+        EXPECT_EQ(heard[0].object, simply.hardware().get());
+    }
+    server->notify(kAudioObjectSystemObject, {fourCC("dev#")});
+    EXPECT_THAT(takeNotifications(), IsEmpty());
+}
+
+TEST_F(DeviceNotificationTest, TheListNotificationTellsWhatCameAndWent) {
+    server->setDevice(sink("a", "Speakers"));
+    const SimplyCoreAudio simply(server);
+    const auto lists = [](const Notification& heard) {
+        return std::pair(heard.userInfo["addedDevices"].toArray(), heard.userInfo["removedDevices"].toArray());
+    };
+    const auto listChanges = [this] {
+        std::vector<Notification> heard = takeNotifications();
+        std::erase_if(heard, [](const Notification& one) { return one.name != fullName("deviceListChanged"); });
+        return heard;
+    };
+
+    const AudioObjectID id = server->setDevice(source("u", "USB Microphone"));
+    const QJsonObject plugged{{"objectID", static_cast<qint64>(id)}, {"uid", "u"}, {"name", "USB Microphone"}};
+    std::vector<Notification> heard = listChanges();
+    ASSERT_EQ(heard.size(), 1U);
+    EXPECT_EQ(lists(heard[0]), std::pair(QJsonArray{plugged}, QJsonArray()));
+    EXPECT_EQ(simply.hardware()->allKnownDevices(), simply.deviceList());
+
+    server->removeDevice("u");
+    heard = listChanges();
+    ASSERT_EQ(heard.size(), 1U);
+    EXPECT_EQ(lists(heard[0]), std::pair(QJsonArray(), QJsonArray{plugged}));
+    EXPECT_EQ(simply.hardware()->allKnownDevices(), simply.deviceList());
+
+    server->notify(kAudioObjectSystemObject, {fourCC("ownd")});
+    heard = listChanges();
+    ASSERT_EQ(heard.size(), 1U);
+    EXPECT_EQ(lists(heard[0]), std::pair(QJsonArray(), QJsonArray()));
+    EXPECT_TRUE(heard[0].userInfo.contains("addedDevices") && heard[0].userInfo.contains("removedDevices"));
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,213 @@
+#include <Tools/SimplyCoreAudio/AudioObjectPool.h>
+#include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
+#include <gmock/gmock.h>
+#include <support/CapturedSystemLog.h>
+#include <support/SimulatedDevices.h>
+
+namespace parlowen {
+namespace {
+
+using namespace ::parlowen::testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class DeviceTest : public ::testing::Test {
+protected:
+    std::shared_ptr<AudioDevice> device(const std::string& uid) { return pool->device(server->deviceID(uid)); }
+
+    /// The first object of that class that a device owns.
+    AudioObjectID owned(const std::string& uid, FourCharCode classID) {
+        std::vector<std::byte> data;
+        server->getPropertyData(server->deviceID(uid), {fourCC("ownd")}, std::as_bytes(std::span(&classID, 1)), data);
+        AudioObjectID id = kAudioObjectUnknown;
+        if (data.size() >= sizeof id)
+            std::memcpy(&id, data.data(), sizeof id);
+        return id;
+    }
+
+    std::shared_ptr<SimulatedAudioServer> server = std::make_shared<SimulatedAudioServer>();
+    std::shared_ptr<AudioObjectPool> pool = AudioObjectPool::shared(server);
+    CapturedSystemLog log;
+};
+
+std::vector<std::string> names(const std::vector<std::shared_ptr<AudioDevice>>& devices) {
+    std::vector<std::string> result;
+    for (const auto& device : devices)
+        result.push_back(device->deviceName().toStdString());
+    return result;
+}
+
+TEST_F(DeviceTest, TheListKeepsOneObjectForADeviceAndTheServersOrder) {
+    server->setDevice(sink("b", "Speakers"));
+    server->setDevice(source("a", "USB Microphone"));
+    const SimplyCoreAudio simply(server);
+    const auto first = simply.deviceList();
+    EXPECT_THAT(names(first), ElementsAre("Speakers", "USB Microphone"));
+    EXPECT_EQ(first, simply.deviceList());
+    EXPECT_EQ(first, SimplyCoreAudio(server).deviceList());
+    EXPECT_EQ(simply.defaultOutput(), first[0]);
+    EXPECT_EQ(simply.defaultSystemOutput(), first[0]);
+    EXPECT_EQ(first[1]->objectID(), server->deviceID("a"));
+    EXPECT_EQ(first[1]->deviceUID(), QStringLiteral("a"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(DeviceTest, AWrapperLivesAsLongAsItIsHeldAndThenGoesWithItsListener) {
+    server->setDevice(sink("a", "Speakers"));
+    auto held = device("a");
+    ASSERT_TRUE(held);
+    EXPECT_TRUE(held->isRegisteredForNotifications());
+    EXPECT_EQ(pool->lookup(held->objectID()), held);
+    EXPECT_EQ(pool->size(), 1U);
+    EXPECT_EQ(server->listenerCount(), 1U);
+    const AudioObjectID id = held->objectID();
+    held.reset();
+    EXPECT_EQ(pool->lookup(id), nullptr);
+    EXPECT_EQ(pool->size(), 0U);
+    EXPECT_EQ(server->listenerCount(), 0U);
+}
+
+TEST_F(DeviceTest, OnlyObjectsOfADeviceClassAreDevices) {
+    server->setDevice(sink("a", "Speakers"));
+    server->setDevice(combined("c", "Both", {"a"}));
+    EXPECT_EQ(pool->device(owned("a", fourCC("astr"))), nullptr);
+    EXPECT_EQ(pool->device(owned("a", fourCC("vlme"))), nullptr);
+    EXPECT_EQ(pool->device(kAudioObjectSystemObject), nullptr);
+    EXPECT_EQ(pool->device(4711), nullptr);
+    const auto subDevice = pool->device(owned("c", fourCC("asub")));
+    ASSERT_TRUE(subDevice);
+    EXPECT_EQ(subDevice->classID(), fourCC("asub"));
+    EXPECT_EQ(subDevice->deviceUID(), QStringLiteral("a"));
+    EXPECT_EQ(pool->size(), 1U) << "what is no device is not kept";
+
+    const auto both = device("c");
+    EXPECT_TRUE(both->isAggregate());
+    EXPECT_FALSE(device("a")->isAggregate());
+    EXPECT_THAT(names(SimplyCoreAudio(server).aggregateDeviceList()), ElementsAre("Both"));
+    EXPECT_EQ(subDevice->owningDevice(), both);
+    EXPECT_EQ(both->owningDevice(), nullptr);
+    ASSERT_TRUE(both->owningObject());
+    EXPECT_EQ(both->owningObject()->objectID(), kAudioObjectSystemObject);
+    EXPECT_EQ(both->owningObject(), pool->lookup(kAudioObjectSystemObject));
+}
+
+TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
+    server->setDevice(sink("a", "Speakers"));
+    server->setDevice(sink("b", "Headset"));
+    const auto a = device("a");
+    server->renameDevice("a", "Loudspeakers");
+    EXPECT_EQ(a->deviceName(), "Loudspeakers");
+    server->removeDevice("a");
+    EXPECT_EQ(a->deviceName(), "Speakers");
+
+    server->failReads(server->deviceID("b"), fourCC("lnam"), kAudioHardwareUnspecifiedError);
+    EXPECT_EQ(device("b")->deviceName(), "<Unknown Device Name>");
+    ASSERT_FALSE(log.lines().isEmpty());
+    EXPECT_EQ(log.lines().last(), QStringLiteral("Unable to get property with address ('lnam', 'glob', 0). Status: %1")
+                                      .arg(kAudioHardwareUnspecifiedError));
+}
+
+TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
+    server->setDevice(sink("a", "Speakers"));
+    server->setDevice(sink("b", "Headset"));
+    const SimplyCoreAudio simply(server);
+    const auto a = device("a");
+
+    server->hideProperty(a->objectID(), fourCC("uid "));
+    EXPECT_EQ(a->deviceUID(), std::nullopt);
+    EXPECT_THAT(log.lines(), IsEmpty()) << "a property that is not there is not asked for";
+    server->clearFaults();
+    server->failReads(a->objectID(), fourCC("uid "), kAudioHardwareUnspecifiedError);
+    EXPECT_EQ(a->deviceUID(), std::nullopt);
+    EXPECT_EQ(log.lines().size(), 1);
+
+    server->failReads(a->objectID(), fourCC("ownd"), kAudioHardwareBadObjectError);
+    EXPECT_FALSE(a->isAggregate());
+    for (const FourCharCode selector : {fourCC("dev#"), fourCC("dIn "), fourCC("dOut"), fourCC("sOut")})
+        server->failReads(kAudioObjectSystemObject, selector, kAudioHardwareNotRunningError);
+    EXPECT_THAT(simply.deviceList(), IsEmpty());
+    EXPECT_THAT(simply.aggregateDeviceList(), IsEmpty());
+    EXPECT_EQ(simply.defaultInput(), nullptr);
+    EXPECT_EQ(simply.defaultOutput(), nullptr);
+    EXPECT_EQ(simply.defaultSystemOutput(), nullptr);
+
+    server->clearFaults();
+    server->setDefaults("", "");
+    EXPECT_EQ(simply.defaultInput(), nullptr) << "no default device";
+}
+
+TEST_F(DeviceTest, AnIdThatDoesNotResolveIsSkipped) {
+    server->setDevice(sink("a", "Speakers"));
+    server->setDevice(sink("b", "Headset"));
+    server->failReads(server->deviceID("a"), fourCC("clas"), kAudioHardwareBadObjectError);
+    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("Headset"));
+    EXPECT_EQ(SimplyCoreAudio(server).defaultOutput(), nullptr);
+    server->clearFaults();
+    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("Speakers", "Headset"));
+}
+
+TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
+    server->setDevice(sink("a", "Speakers"));
+    server->setDevice(sink("b", "Headset"));
+    const SimplyCoreAudio simply(server);
+    const auto b = device("b");
+    b->makeDefaultInput();
+    EXPECT_EQ(simply.defaultInput(), b);
+    EXPECT_EQ(simply.defaultOutput(), device("a"));
+    b->makeDefaultOutput();
+    EXPECT_EQ(simply.defaultOutput(), b);
+
+    server->failWrites(kAudioObjectSystemObject, fourCC("sOut"), kAudioHardwareIllegalOperationError);
+    device("a")->makeDefaultSystemOutput();
+    EXPECT_EQ(simply.defaultSystemOutput(), b);
+    server->clearFaults();
+    device("a")->makeDefaultSystemOutput();
+    EXPECT_EQ(simply.defaultSystemOutput(), device("a"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(DeviceTest, ARefusedListenerIsLoggedAndChangesNothingElse) {
+    server->setDevice(sink("a", "Speakers"));
+    const AudioObjectID id = server->deviceID("a");
+    server->failAddingListeners(id, kAudioHardwareIllegalOperationError);
+    server->failAddingListeners(kAudioObjectSystemObject, kAudioHardwareIllegalOperationError);
+    {
+        const SimplyCoreAudio simply(server);
+        EXPECT_FALSE(simply.hardware()->isRegisteredForNotifications());
+        ASSERT_THAT(names(simply.deviceList()), ElementsAre("Speakers"));
+        EXPECT_FALSE(simply.deviceList()[0]->isRegisteredForNotifications());
+        EXPECT_THAT(log.lines(),
+                    ElementsAre("Unable to add property listener for systemObjectID: 1.",
+                                QStringLiteral("Unable to add property listener for Speakers (%1).").arg(id)));
+    }
+    EXPECT_EQ(log.lines().size(), 2) << "what was not added is not removed";
+
+    server->clearFaults();
+    {
+        const SimplyCoreAudio simply(server);
+        server->failRemovingListeners(kAudioHardwareUnspecifiedError);
+    }
+    EXPECT_THAT(log.lines().mid(2),
+                ElementsAre("Unable to remove property listener for systemObjectID: 1.",
+                            QStringLiteral("Unable to remove property listener for Speakers (%1).").arg(id)));
+}
+
+TEST_F(DeviceTest, FacadesShareOneMonitorWhichGoesWithTheLast) {
+    server->setDevice(sink("a", "Speakers"));
+    auto first = std::make_unique<SimplyCoreAudio>(server);
+    auto second = std::make_unique<SimplyCoreAudio>(server);
+    EXPECT_EQ(first->hardware(), second->hardware());
+    EXPECT_EQ(names(second->hardware()->allKnownDevices()), std::vector<std::string>{"Speakers"});
+    EXPECT_EQ(server->listenerCount(), 2U) << "the system object and one device";
+    first.reset();
+    EXPECT_TRUE(second->hardware()->isRegisteredForNotifications());
+    const std::shared_ptr<AudioHardware> kept = second->hardware();
+    second.reset();
+    EXPECT_FALSE(kept->isRegisteredForNotifications());
+    EXPECT_THAT(kept->allKnownDevices(), IsEmpty());
+    EXPECT_EQ(server->listenerCount(), 0U);
+    EXPECT_EQ(pool->size(), 0U);
+}
+
+} // namespace
+} // namespace parlowen
