@@ -1,5 +1,9 @@
 #include "ScriptedHttpServer.h"
 
+#include <QFile>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslServer>
 #include <algorithm>
 
 namespace parlowen::testing {
@@ -20,6 +24,22 @@ QByteArray jsonHead(int status, qsizetype length) {
            "\r\n\r\n";
 }
 
+QByteArray fixture(const QString& name) {
+    QFile file(PARLOWEN_SOURCE_DIR "/tests/support/tls/" + name);
+    if (!file.open(QFile::ReadOnly))
+        qFatal("a file of tests/support/tls is missing");
+    return file.readAll();
+}
+
+std::unique_ptr<QTcpServer> makeTlsServer() {
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(QSslCertificate(fixture("server.pem")));
+    configuration.setPrivateKey(QSslKey(fixture("server.key"), QSsl::Ec));
+    auto server = std::make_unique<QSslServer>();
+    server->setSslConfiguration(configuration);
+    return server;
+}
+
 } // namespace
 
 ScriptedHttpServer::Reply ScriptedHttpServer::Reply::json(int status, const QByteArray& body) {
@@ -36,9 +56,11 @@ ScriptedHttpServer::Reply ScriptedHttpServer::Reply::eventStream(int status) {
 
 ScriptedHttpServer::Reply ScriptedHttpServer::Reply::silence() { return {}; }
 
-ScriptedHttpServer::ScriptedHttpServer() {
-    connect(&server_, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket* socket = server_.nextPendingConnection()) {
+ScriptedHttpServer::ScriptedHttpServer(Scheme scheme)
+    : scheme_(scheme)
+    , server_(scheme == Scheme::https ? makeTlsServer() : std::make_unique<QTcpServer>()) {
+    connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
+        while (QTcpSocket* socket = server_->nextPendingConnection()) {
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(*socket); });
             connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
                 buffers_.remove(socket);
@@ -46,11 +68,13 @@ ScriptedHttpServer::ScriptedHttpServer() {
             });
         }
     });
-    if (!server_.listen(QHostAddress::LocalHost))
+    if (!server_->listen(QHostAddress::LocalHost))
         qFatal("no port on the loopback interface");
 }
 
-QString ScriptedHttpServer::baseUrl() const { return QString("http://127.0.0.1:%1").arg(server_.serverPort()); }
+QString ScriptedHttpServer::baseUrl(const QString& host) const {
+    return QString("%1://%2:%3").arg(scheme_ == Scheme::https ? "https" : "http", host).arg(server_->serverPort());
+}
 
 void ScriptedHttpServer::enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
 
@@ -102,13 +126,14 @@ std::optional<ScriptedHttpServer::Request> ScriptedHttpServer::takeRequest(QByte
 }
 
 void ScriptedHttpServer::answer(QTcpSocket& socket) {
-    if (replies_.empty())
-        qFatal("a request came for which the test has no reply");
-    const Reply reply = replies_.front();
-    if (replies_.size() > 1)
+    if (!replies_.empty()) {
+        lastReply_ = replies_.front();
         replies_.pop_front();
-    socket.write(reply.bytes);
-    if (reply.close)
+    }
+    if (!lastReply_)
+        qFatal("a request came for which the test has no reply");
+    socket.write(lastReply_->bytes);
+    if (lastReply_->close)
         socket.disconnectFromHost();
 }
 

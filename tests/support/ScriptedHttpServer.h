@@ -6,6 +6,7 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -41,9 +42,13 @@ public:
         static Reply silence();
     };
 
-    ScriptedHttpServer();
+    enum class Scheme { http, https };
+    /// Over https it shows the certificate of tls/server.pem, which tls/authority.pem signed for 127.0.0.1 and
+    /// localhost.
+    explicit ScriptedHttpServer(Scheme scheme = Scheme::http);
 
-    QString baseUrl() const;
+    /// Without a slash at its end.
+    QString baseUrl(const QString& host = QStringLiteral("127.0.0.1")) const;
     /// One reply a request, in order; the last one is given again and again.
     void enqueue(Reply reply);
     const std::vector<Request>& requests() const;
@@ -65,11 +70,13 @@ private:
     static std::optional<Request> takeRequest(QByteArray& buffer);
     void answer(QTcpSocket& socket);
 
-    QTcpServer server_;
+    const Scheme scheme_;
     QHash<QTcpSocket*, QByteArray> buffers_;
     std::deque<Reply> replies_;
+    std::optional<Reply> lastReply_;
     std::vector<Request> requests_;
     QPointer<QTcpSocket> latest_;
+    const std::unique_ptr<QTcpServer> server_; // goes first: its sockets still report that they close
 };
 
 } // namespace parlowen::testing

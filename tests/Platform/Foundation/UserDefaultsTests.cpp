@@ -1,5 +1,6 @@
 #include <Foundation/UserDefaults.h>
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 
 #include <QDir>
@@ -16,7 +17,6 @@ namespace parlowen {
 namespace {
 
 using parlowen::testing::CapturedLog;
-using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
 QByteArray contentOf(const QString& path) {
@@ -210,6 +210,31 @@ TEST_F(UserDefaultsTest, AFullDiskLeavesTheOldFileWholeAndSaysSo) {
         EXPECT_THAT(log.lines(), SizeIs(2));
         EXPECT_TRUE(contentOf(path).contains(large.toUtf8())) << "saved once there is room again";
     }
+}
+
+TEST_F(UserDefaultsTest, AFileSystemWithoutRoomLeavesTheOldFileWhole) {
+    const QString mountPoint = directory_.filePath("small");
+    QDir().mkpath(mountPoint);
+    if (::mount("none", mountPoint.toUtf8().constData(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "mounting a small file system is not permitted here";
+    const QString path = mountPoint + "/parlowen.ini";
+    {
+        UserDefaults defaults(path);
+        defaults.setString("token", "old");
+        const QByteArray before = contentOf(path);
+        QFile filler(mountPoint + "/filler");
+        EXPECT_TRUE(filler.open(QFile::WriteOnly | QFile::Unbuffered));
+        while (filler.write(QByteArray(1000, 'x')) > 0) {
+        }
+        const CapturedLog log;
+        defaults.setString("token", "new");
+        EXPECT_EQ(contentOf(path), before);
+        EXPECT_THAT(log.linesWith("❌ Saving the settings to " + path), SizeIs(1));
+        filler.remove();
+        EXPECT_TRUE(defaults.synchronize());
+        EXPECT_TRUE(contentOf(path).contains("token=new\n")) << contentOf(path).toStdString();
+    }
+    EXPECT_EQ(::umount(mountPoint.toUtf8().constData()), 0);
 }
 
 TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtOnce) {

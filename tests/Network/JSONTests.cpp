@@ -1,0 +1,97 @@
+#include <Network/JSON.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+namespace parlowen {
+namespace {
+
+JSON read(const QByteArray& text) {
+    bool ok = false;
+    const JSON json = JSON::parse(text, &ok);
+    EXPECT_TRUE(ok) << text.toStdString();
+    return json;
+}
+
+TEST(JSONTest, MissingAndIllTypedValuesReadAsNothing) {
+    const JSON json = read(R"({"null":null,"list":[1],"object":{}})");
+    for (const JSON& nothing : {json["gone"], json["null"], json["gone"]["deeper"][3], json["list"]["key"],
+                                json["list"][1], json["list"][-1], json["object"][0], JSON()}) {
+        EXPECT_TRUE(nothing.isNull());
+        EXPECT_EQ(nothing.stringValue(), "");
+        EXPECT_EQ(nothing.intValue(), 0);
+        EXPECT_TRUE(nothing.arrayValue().empty());
+        EXPECT_EQ(nothing.rawString(), "null");
+    }
+    EXPECT_TRUE(json["null"].exists());
+    EXPECT_FALSE(json["gone"].exists());
+    EXPECT_EQ(json["list"].stringValue(), "");
+    EXPECT_EQ(json["object"].intValue(), 0);
+}
+
+TEST(JSONTest, TextsAndNumbersStandInForEachOther) {
+    struct Case {
+        const char* text;
+        const char* string;
+        qint64 number;
+    };
+    const Case cases[] = {
+        {"\"5\"", "5", 5},
+        {"\" -12 \"", " -12 ", -12},
+        {"\"3.9\"", "3.9", 3},
+        {"\"many\"", "many", 0},
+        {"86", "86", 86},
+        {"-1", "-1", -1},
+        {"2.0", "2", 2},
+        {"2.75", "2.75", 2},
+        {"true", "true", 1},
+        {"false", "false", 0},
+        {"9007199254740993", "9007199254740993", 9007199254740993},
+        {"-9223372036854775808", "-9223372036854775808", std::numeric_limits<qint64>::min()},
+        {"18446744073709551615", "18446744073709551615", std::numeric_limits<qint64>::max()},
+        {"1e300", "1e+300", std::numeric_limits<qint64>::max()},
+        {"\"9223372036854775807\"", "9223372036854775807", std::numeric_limits<qint64>::max()},
+        {"\"\\u4e2d\\u6587\"", "中文", 0},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(read(c.text).stringValue(), c.string) << c.text;
+        EXPECT_EQ(read(c.text).intValue(), c.number) << c.text;
+    }
+}
+
+TEST(JSONTest, PartsOutliveTheDocument) {
+    std::vector<JSON> elements;
+    JSON last;
+    {
+        const JSON json = read(R"({"data":[{"n":1},{"n":2},"three"]})");
+        elements = json["data"].arrayValue();
+        last = json["data"][2];
+    }
+    ASSERT_EQ(elements.size(), 3U);
+    EXPECT_EQ(elements[1]["n"].intValue(), 2);
+    EXPECT_EQ(last.stringValue(), "three");
+    EXPECT_EQ(elements[0].rawString(), R"({"n":1})");
+}
+
+TEST(JSONTest, OnlyOneWholeJsonTextIsRead) {
+    const QByteArray deep = QByteArray(100'000, '[') + QByteArray(100'000, ']');
+    for (const QByteArray& text :
+         {QByteArray(), QByteArray(" "), QByteArray("{"), QByteArray("{\"a\":1"), QByteArray("{}{}"), QByteArray("nul"),
+          QByteArray("\"\xff\""), QByteArray("<html>"), deep}) {
+        bool ok = true;
+        EXPECT_FALSE(JSON::parse(text, &ok).exists()) << text.left(20).toStdString();
+        EXPECT_FALSE(ok) << text.left(20).toStdString();
+    }
+    EXPECT_TRUE(read(QByteArray(500, '[') + QByteArray(500, ']')).isArray());
+    EXPECT_TRUE(read("null").exists());
+}
+
+TEST(JSONTest, WhatCannotBeWrittenIsUnknown) {
+    EXPECT_EQ(JSON(nlohmann::json("\xff")).rawString(), "unknown");
+    EXPECT_EQ(read("{\"a\":[1,\"中\"]}").rawString(), "{\"a\":[1,\"中\"]}");
+    EXPECT_EQ(read("{\"a\":1}").prettyString(), "{\n  \"a\": 1\n}");
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,115 @@
+#include <Foundation/UserDefaults.h>
+#include <Network/Settings.h>
+#include <gtest/gtest.h>
+
+#include <QTemporaryDir>
+
+namespace parlowen {
+namespace {
+
+class SettingsTest : public ::testing::Test {
+protected:
+    void signIn() {
+        settings_.setLoginToken("token");
+        settings_.setUserInfo(user_);
+        settings_.setAutoLogin(true);
+        settings_.setAiInterviewType(2);
+        settings_.setAiInterviewSetModel(AIInterviewModel());
+        settings_.setAiLangLeftModel(LanguageListModel());
+    }
+    void expectTheInterviewsSettings() const {
+        EXPECT_EQ(settings_.aiInterviewType(), 2);
+        EXPECT_TRUE(settings_.aiInterviewSetModel());
+        EXPECT_TRUE(settings_.aiLangLeftModel());
+    }
+
+    QTemporaryDir directory_;
+    UserDefaults defaults_{directory_.filePath("settings.ini")};
+    Settings settings_{defaults_};
+    const UserBaseModel user_{"1", "小明", "86", "138", "now", UserResumeInfo{"r", "n", "c"}, 1};
+};
+
+TEST_F(SettingsTest, NothingIsStoredAtFirst) {
+    EXPECT_EQ(settings_.loginToken(), std::nullopt);
+    EXPECT_FALSE(settings_.isAutoLogin());
+    EXPECT_EQ(settings_.userInfo(), std::nullopt);
+    EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
+    EXPECT_EQ(settings_.aiInterviewType(), std::nullopt);
+    EXPECT_EQ(settings_.aiLangChinaModel(), std::nullopt);
+    EXPECT_EQ(settings_.fuwuqiKey(), std::nullopt);
+}
+
+TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
+    const LanguageListModel china{1, "中文", "zh-CN", "zh-Hans", "Z"};
+    const LanguageListModel left{2, "英语", "en-US", "en", "Y"};
+    const LanguageListModel right{3, "西语", "es-ES", "es", "X"};
+    const AIInterviewModel interview{"工程师", 1, 1, 1, 1, 18};
+    settings_.setLoginToken("");
+    settings_.setAutoLogin(true);
+    settings_.setUserInfo(user_);
+    settings_.setAiInterviewSetModel(interview);
+    settings_.setAiInterviewType(3);
+    settings_.setAiLangChinaModel(china);
+    settings_.setAiLangLeftModel(left);
+    settings_.setAiLangRightModel(right);
+
+    UserDefaults nextStart(directory_.filePath("settings.ini"));
+    const Settings settings(nextStart);
+    EXPECT_EQ(settings.loginToken(), "");
+    EXPECT_TRUE(settings.isAutoLogin());
+    EXPECT_EQ(settings.userInfo(), user_);
+    EXPECT_EQ(settings.aiInterviewSetModel(), interview);
+    EXPECT_EQ(settings.aiInterviewType(), 3);
+    EXPECT_EQ(settings.aiLangChinaModel(), china);
+    EXPECT_EQ(settings.aiLangLeftModel(), left);
+    EXPECT_EQ(settings.aiLangRightModel(), right);
+    EXPECT_EQ(nextStart.data("userInfo"), encodeStrict(user_));
+    EXPECT_EQ(nextStart.string("LOGIN_TOKEN"), "");
+}
+
+TEST_F(SettingsTest, WritingNothingRemovesTheKey) {
+    signIn();
+    settings_.setLoginToken(std::nullopt);
+    settings_.setUserInfo(std::nullopt);
+    settings_.setAiInterviewType(std::nullopt);
+    EXPECT_EQ(defaults_.string("LOGIN_TOKEN"), std::nullopt);
+    EXPECT_EQ(settings_.userInfo(), std::nullopt);
+    EXPECT_EQ(settings_.aiInterviewType(), std::nullopt);
+    settings_.remove("isAutoLogin");
+    EXPECT_FALSE(settings_.isAutoLogin());
+}
+
+TEST_F(SettingsTest, ARecordThatDoesNotDecodeReadsAsAbsent) {
+    QByteArray incomplete = encodeStrict(AIInterviewModel());
+    incomplete.replace("\"answerFontSize\":14,", "");
+    defaults_.setData("aiInterviewSetModel", incomplete);
+    EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
+    defaults_.setString("aiInterviewSetModel", "text");
+    EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
+
+    UserBaseModel withoutResume = user_;
+    withoutResume.resume.reset();
+    defaults_.setData("userInfo", encodeStrict(withoutResume));
+    EXPECT_EQ(settings_.userInfo(), withoutResume);
+}
+
+TEST_F(SettingsTest, ARejectedSignInKeepsAutomaticSignIn) {
+    signIn();
+    settings_.clearRejectedSignIn();
+    EXPECT_EQ(settings_.loginToken(), std::nullopt);
+    EXPECT_EQ(settings_.userInfo(), std::nullopt);
+    EXPECT_TRUE(settings_.isAutoLogin());
+    expectTheInterviewsSettings();
+}
+
+TEST_F(SettingsTest, SigningOutAlsoEndsAutomaticSignIn) {
+    signIn();
+    settings_.clearSignIn();
+    EXPECT_EQ(settings_.loginToken(), std::nullopt);
+    EXPECT_EQ(settings_.userInfo(), std::nullopt);
+    EXPECT_FALSE(settings_.isAutoLogin());
+    expectTheInterviewsSettings();
+}
+
+} // namespace
+} // namespace parlowen
