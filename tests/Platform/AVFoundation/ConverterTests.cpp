@@ -1,0 +1,189 @@
+#include "Sounds.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <random>
+
+namespace parlowen::testing {
+namespace {
+
+std::vector<std::uint32_t> repeated(std::uint32_t size, std::size_t times) {
+    return std::vector<std::uint32_t>(times, size);
+}
+
+std::vector<double> withoutStart(std::vector<double> samples, std::size_t count) {
+    samples.erase(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(std::min(count, samples.size())));
+    return samples;
+}
+
+/// Where the largest sample lies, between samples by a parabola.
+double peakOf(const std::vector<double>& samples) {
+    const auto peak = std::max_element(samples.begin() + 1, samples.end() - 1);
+    const double bend = peak[-1] - 2 * peak[0] + peak[1];
+    return static_cast<double>(peak - samples.begin()) + (bend == 0 ? 0 : 0.5 * (peak[-1] - peak[1]) / bend);
+}
+
+Wave clickAt(std::size_t at) {
+    return [at](std::size_t frame, int) { return frame == at ? 0.9 : 0.0; };
+}
+
+} // namespace
+
+TEST(Format, RefusesWhatIsNoSound) {
+    const auto make = [](double rate, int channels) {
+        return AVAudioFormat::make(AVAudioCommonFormat::Int16, rate, channels, true).has_value();
+    };
+    EXPECT_TRUE(make(48000, 2));
+    EXPECT_FALSE(make(0, 2));
+    EXPECT_FALSE(make(-8000, 2));
+    EXPECT_FALSE(make(std::numeric_limits<double>::quiet_NaN(), 2));
+    EXPECT_FALSE(make(48000, 0));
+    EXPECT_EQ(floatFormat(48000, 6).bytesPerFrame(), 24);
+    EXPECT_EQ(floatFormat(48000, 6, false).bytesPerFrame(), 4);
+    EXPECT_EQ(speechFormat().bytesPerFrame(), 2);
+}
+
+TEST(PCMBuffer, KeepsToItsCapacityAndType) {
+    const Buffer buffer = AVAudioPCMBuffer::make(floatFormat(48000, 2, false), 100);
+    ASSERT_TRUE(buffer);
+    EXPECT_EQ(buffer->frameLength(), 0U);
+    buffer->setFrameLength(101);
+    EXPECT_EQ(buffer->frameLength(), 100U);
+    EXPECT_EQ(buffer->floatChannelData(1) - buffer->floatChannelData(0), 100);
+    EXPECT_EQ(buffer->floatChannelData(2), nullptr);
+    EXPECT_EQ(buffer->int16ChannelData(0), nullptr);
+    EXPECT_EQ(AVAudioPCMBuffer::make(floatFormat(48000, 8), std::numeric_limits<std::uint32_t>::max()), nullptr);
+}
+
+TEST(Converter, IsMadeOnlyForWhatItCanDo) {
+    EXPECT_EQ(AVAudioConverter::make(floatFormat(48000, 2), floatFormat(16000, 1)), nullptr);
+    const auto stereo = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16000, 2, true);
+    EXPECT_EQ(AVAudioConverter::make(floatFormat(48000, 2), *stereo), nullptr);
+    EXPECT_EQ(AVAudioConverter::make(floatFormat(10, 2), speechFormat()), nullptr);
+    EXPECT_EQ(AVAudioConverter::make(floatFormat(1e9, 2), speechFormat()), nullptr);
+}
+
+/// A steady level shows a frame that was left out anywhere: it would stay 0.
+TEST(Converter, FillsExactlyTheFramesAskedForAtAnyRateAndSize) {
+    const Wave level = [](std::size_t, int channel) { return channel == 0 ? 0.75 : 0.25; };
+    for (const double rate : {8000., 11025., 16000., 22050., 32000., 44100., 48000., 88200., 96000., 192000.})
+        for (const int channels : {1, 2})
+            for (const std::uint32_t size : {2048U, 1023U, 480U, 37U}) {
+                SCOPED_TRACE(::testing::Message() << rate << " Hz, " << channels << " channels, " << size << " frames");
+                const auto sizes = repeated(size, 8192 / size + 200 / askedFor(size, rate) + 2);
+                const std::vector<double> out = converted(floatFormat(rate, channels), sizes, level);
+                ASSERT_EQ(out.size(), sizes.size() * askedFor(size, rate));
+                const double expected = 32768 * (channels == 1 ? 0.75 : 0.5);
+                const std::vector<double> settled = withoutStart(out, 160);
+                ASSERT_FALSE(settled.empty());
+                const auto [least, most] = std::minmax_element(settled.begin(), settled.end());
+                EXPECT_NEAR(*least, expected, expected / 100);
+                EXPECT_NEAR(*most, expected, expected / 100);
+            }
+}
+
+TEST(Converter, KeepsAToneClean) {
+    for (const double rate : {8000., 16000., 22050., 32000., 44100., 48000., 96000.}) {
+        SCOPED_TRACE(rate);
+        const auto sizes = repeated(2048, static_cast<std::size_t>(rate * 2 / 2048) + 4);
+        const std::vector<double> out = converted(floatFormat(rate, 2), sizes, toneOf(1000, rate));
+        ASSERT_GT(out.size(), 30000U);
+        EXPECT_LT(worstImpurity(withoutStart(out, 400), 1000, 100), -60);
+    }
+}
+
+TEST(Converter, ShowsNoSeamWhereSizesVary) {
+    std::mt19937 random(7); // NOLINT(bugprone-random-generator-seed): the same sizes each time
+    std::uniform_int_distribution<std::uint32_t> thirds(50, 1400);
+    std::uniform_int_distribution<std::uint32_t> any(400, 4200);
+    std::vector<std::uint32_t> even;
+    std::vector<std::uint32_t> odd;
+    for (int i = 0; i < 60; ++i) {
+        even.push_back(3 * thirds(random));
+        odd.push_back(any(random));
+    }
+    const std::vector<double> exact = converted(floatFormat(48000, 2), even, toneOf(1000, 48000));
+    EXPECT_LT(worstImpurity(withoutStart(exact, 400), 1000, 100), -60);
+    // Each size is another ratio of its own, so the pitch wavers a little; there must be no click.
+    const std::vector<double> wavering = converted(floatFormat(48000, 2), odd, toneOf(1000, 48000));
+    EXPECT_LT(worstImpurity(withoutStart(wavering, 400), 1000, 400), -60);
+
+    std::vector<double> broken = exact;
+    broken.erase(broken.begin() + 9000);
+    EXPECT_GT(worstImpurity(withoutStart(broken, 400), 1000, 100), -50) << "the measure itself misses a lost sample";
+}
+
+TEST(Converter, DelaysSoundByAtMostThreeMilliseconds) {
+    for (const double rate : {8000., 11025., 16000., 22050., 44100., 48000., 96000., 192000.}) {
+        SCOPED_TRACE(rate);
+        const std::uint32_t asked = askedFor(2048, rate);
+        const std::vector<double> out = converted(floatFormat(rate, 1), repeated(2048, 8), clickAt(4 * 2048 + 1024));
+        const double delay = (peakOf(out) - 4.5 * asked) / 16000;
+        EXPECT_GT(delay, -0.0001);
+        EXPECT_LE(delay, 0.003);
+    }
+}
+
+TEST(Converter, ThrowsNothingAwayAtTheEdgesOfBuffers) {
+    const auto weight = [](std::size_t at) {
+        const std::vector<double> out = converted(floatFormat(48000, 1), repeated(2048, 6), clickAt(at));
+        return std::accumulate(out.begin(), out.end(), 0.0);
+    };
+    const double inTheMiddle = weight(3 * 2048 + 1024);
+    ASSERT_GT(inTheMiddle, 5000);
+    for (const std::size_t offset : {0, 1, 2, 2045, 2046, 2047})
+        EXPECT_NEAR(weight(3 * 2048 + offset), inTheMiddle, inTheMiddle / 50) << offset;
+}
+
+TEST(Converter, AveragesEveryChannelOfEveryLayout) {
+    const Wave wave = [](std::size_t frame, int channel) { return channel == 5 ? 0.6 * (frame % 7 / 7.0) : 0.0; };
+    const std::vector<double> expected =
+        converted(floatFormat(16000, 1), {700}, [&wave](std::size_t frame, int) { return wave(frame, 5) / 6; });
+    const auto integers = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16000, 6, false);
+    for (const AVAudioFormat& format : {floatFormat(16000, 6), floatFormat(16000, 6, false), *integers}) {
+        const std::vector<double> out = converted(format, {700}, wave);
+        ASSERT_EQ(out.size(), expected.size());
+        for (std::size_t i = 0; i < out.size(); ++i)
+            ASSERT_NEAR(out[i], expected[i], 1) << i;
+    }
+}
+
+TEST(Converter, PassesTheSameRateThrough) {
+    const auto format = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16000, 1, false);
+    const Wave wave = [](std::size_t frame, int) {
+        return (static_cast<double>(frame * 7919 % 65536) - 32768) / 32768;
+    };
+    const std::vector<double> out = converted(*format, {2048, 480, 2048}, wave);
+    ASSERT_EQ(out.size(), 4576U);
+    for (std::size_t i = 0; i < out.size(); ++i)
+        ASSERT_EQ(out[i], wave(i, 0) * 32768) << i;
+}
+
+TEST(Converter, StaysSoundWhateverComesIn) {
+    const std::unique_ptr<AVAudioConverter> converter = AVAudioConverter::make(floatFormat(48000, 1), speechFormat());
+    const Buffer output = bufferOf(speechFormat(), 682, clickAt(0));
+    const auto convert = [&](const Buffer& input) { return converter->convert(*output, [&input] { return input; }); };
+    const auto level = [](double value) {
+        return bufferOf(floatFormat(48000, 1), 2048, [value](std::size_t, int) { return value; });
+    };
+    EXPECT_TRUE(convert(nullptr).has_value());
+    EXPECT_TRUE(convert(bufferOf(floatFormat(48000, 1), 0, clickAt(0))).has_value());
+    EXPECT_TRUE(convert(bufferOf(floatFormat(44100, 1), 2048, clickAt(0))).has_value());
+    for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e30})
+        EXPECT_FALSE(convert(level(value)).has_value());
+    EXPECT_EQ(output->int16ChannelData(0)[681], 32767);
+    EXPECT_FALSE(convert(level(-3)).has_value());
+    EXPECT_EQ(output->int16ChannelData(0)[681], -32768);
+    EXPECT_FALSE(convert(level(0.25)).has_value());
+    EXPECT_NEAR(output->int16ChannelData(0)[681], 8192, 80);
+
+    output->setFrameLength(0);
+    const auto untouched = [] { return ADD_FAILURE() << "no sound is wanted", Buffer(); };
+    EXPECT_FALSE(converter->convert(*output, untouched).has_value());
+}
+
+} // namespace parlowen::testing

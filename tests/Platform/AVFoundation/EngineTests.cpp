@@ -1,0 +1,172 @@
+#include "Sounds.h"
+
+#include <AVFoundation/AVAudioEngine.h>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <thread>
+
+namespace parlowen::testing {
+namespace {
+
+/// What the sources of one engine are to do, and what was asked of them.
+struct Plan {
+    std::atomic<int> made = 0;
+    std::atomic<int> alive = 0;
+    std::atomic<std::uint32_t> framesPerBuffer = 0;
+    std::atomic<double> rate = 48000; ///< 0: no input
+    std::atomic<bool> failsToStart = false;
+};
+
+/// Delivers buffers as fast as they are taken, on a thread of its own.
+class BusySource : public CaptureSource {
+public:
+    explicit BusySource(Plan& plan)
+        : plan_(plan) {
+        ++plan_.made;
+        ++plan_.alive;
+    }
+    ~BusySource() override {
+        BusySource::stop();
+        --plan_.alive;
+    }
+    std::optional<AVAudioFormat> format() override {
+        return AVAudioFormat::make(AVAudioCommonFormat::Float32, plan_.rate, 2, true);
+    }
+    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override {
+        plan_.framesPerBuffer = framesPerBuffer;
+        if (plan_.failsToStart)
+            return QStringLiteral("it is busy");
+        running_ = true;
+        thread_ = std::thread([this, sink = std::move(sink)] {
+            while (running_) {
+                sink(AVAudioPCMBuffer::make(floatFormat(48000, 2), 16));
+                std::this_thread::yield();
+            }
+        });
+        return std::nullopt;
+    }
+    void stop() override {
+        running_ = false;
+        if (thread_.joinable())
+            thread_.join();
+    }
+
+private:
+    Plan& plan_;
+    std::atomic<bool> running_ = false;
+    std::thread thread_;
+};
+
+class EngineTest : public ::testing::Test {
+protected:
+    Plan plan;
+    Collector sound;
+    AVAudioEngine engine{[this] { return std::make_unique<BusySource>(plan); }};
+    AVAudioInputNode& node = engine.inputNode();
+    const AVAudioFormat format = floatFormat(48000, 2);
+};
+
+} // namespace
+
+TEST_F(EngineTest, DeliversToTheTapAndPassesItsBufferSizeOn) {
+    EXPECT_EQ(node.outputFormat(0), format);
+    EXPECT_EQ(node.outputFormat(1), std::nullopt);
+    node.installTap(1, 512, format, [](const Buffer&) { ADD_FAILURE() << "there is no bus 1"; });
+    node.installTap(0, 1234, format, [this](Buffer buffer) { sound.take(std::move(buffer)); });
+    EXPECT_FALSE(engine.isRunning());
+    ASSERT_EQ(engine.start(), std::nullopt);
+    EXPECT_TRUE(engine.isRunning());
+    EXPECT_EQ(engine.start(), std::nullopt) << "a start of a running engine is nothing";
+    EXPECT_TRUE(sound.waitForCount(5));
+    EXPECT_EQ(plan.framesPerBuffer, 1234U);
+    EXPECT_EQ(plan.made, 1) << "the input that was looked up is the one that is captured";
+    engine.stop();
+    EXPECT_FALSE(engine.isRunning());
+    EXPECT_EQ(plan.alive, 0);
+}
+
+TEST_F(EngineTest, CallsNoTapAfterItsRemoval) {
+    ASSERT_EQ(engine.start(), std::nullopt);
+    for (int round = 0; round < 50; ++round) {
+        std::atomic<bool> removed = false;
+        Collector own;
+        node.installTap(0, 2048, format, [&](Buffer buffer) {
+            EXPECT_FALSE(removed);
+            own.take(std::move(buffer));
+        });
+        ASSERT_TRUE(own.waitForCount(2));
+        std::thread([&] {
+            node.removeTap(0);
+            removed = true;
+        }).join();
+    }
+    node.removeTap(0);
+    EXPECT_TRUE(engine.isRunning());
+}
+
+TEST_F(EngineTest, LetsABlockRemoveItsOwnTap) {
+    std::atomic<int> calls = 0;
+    node.installTap(0, 2048, format, [&](const Buffer&) {
+        node.removeTap(0);
+        ++calls;
+    });
+    ASSERT_EQ(engine.start(), std::nullopt);
+    while (calls == 0)
+        std::this_thread::yield();
+    engine.stop();
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(EngineTest, LooksTheInputUpAnewForEachStart) {
+    node.installTap(0, 2048, format, [this](Buffer buffer) { sound.take(std::move(buffer)); });
+    ASSERT_EQ(engine.start(), std::nullopt);
+    engine.stop();
+    const std::size_t before = sound.buffers().size();
+    plan.rate = 44100;
+    EXPECT_EQ(node.outputFormat(0), floatFormat(44100, 2));
+    ASSERT_EQ(engine.start(), std::nullopt);
+    EXPECT_TRUE(sound.waitForCount(before + 3)) << "the tap outlives a stop";
+    EXPECT_EQ(plan.made, 2);
+    plan.rate = 0;
+    engine.stop();
+    EXPECT_EQ(node.outputFormat(0), std::nullopt);
+}
+
+TEST_F(EngineTest, SaysWhyItDoesNotStartAndCanTryAgain) {
+    node.installTap(0, 2048, format, [this](Buffer buffer) { sound.take(std::move(buffer)); });
+    plan.failsToStart = true;
+    EXPECT_EQ(engine.start(), QStringLiteral("it is busy"));
+    EXPECT_FALSE(engine.isRunning());
+    EXPECT_EQ(plan.alive, 0);
+    engine.stop();
+    plan.failsToStart = false;
+    ASSERT_EQ(engine.start(), std::nullopt);
+    EXPECT_TRUE(sound.waitForCount(1));
+
+    AVAudioEngine deaf({});
+    EXPECT_EQ(deaf.inputNode().outputFormat(0), std::nullopt);
+    EXPECT_NE(deaf.start(), std::nullopt);
+}
+
+TEST_F(EngineTest, BearsStartsAndStopsOnSeveralThreads) {
+    std::atomic<std::uint64_t> calls = 0;
+    node.installTap(0, 2048, format, [&calls](const Buffer&) { ++calls; });
+    const auto toggle = [this] {
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(engine.start(), std::nullopt);
+            engine.stop();
+        }
+    };
+    std::thread other(toggle);
+    toggle();
+    other.join();
+    engine.stop();
+    const std::uint64_t settled = calls;
+    EXPECT_FALSE(engine.isRunning());
+    EXPECT_EQ(plan.alive, 0);
+    EXPECT_EQ(calls, settled);
+}
+
+} // namespace parlowen::testing

@@ -1,0 +1,80 @@
+#include "PrivatePulseAudio.h"
+
+#include "WaitFor.h"
+
+#include <QFile>
+#include <QProcessEnvironment>
+#include <csignal>
+#include <sys/prctl.h>
+
+namespace parlowen::testing {
+
+namespace {
+
+/// The protocol comes last: once its socket is there, all the rest is.
+QByteArray startScript(const QStringList& modules, const QString& socket) {
+    QString script;
+    for (const QString& module : modules)
+        script += QStringLiteral("load-module %1\n").arg(module);
+    script += QStringLiteral("load-module module-native-protocol-unix auth-anonymous=1 socket=%1\n").arg(socket);
+    return script.toUtf8();
+}
+
+QProcessEnvironment environmentIn(const QString& directory) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), directory);
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), directory);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), directory);
+    for (const char* name : {"PULSE_SERVER", "PULSE_RUNTIME_PATH", "DBUS_SESSION_BUS_ADDRESS", "DISPLAY"})
+        environment.remove(QString::fromLatin1(name));
+    return environment;
+}
+
+} // namespace
+
+QStringList PrivatePulseAudio::oneSink() {
+    return {QStringLiteral("module-null-sink sink_name=call rate=48000 channels=2 format=float32le norewinds=1")};
+}
+
+PrivatePulseAudio::PrivatePulseAudio(const QStringList& modules) {
+    const QString script = directory_.filePath(QStringLiteral("start.pa"));
+    const QString socket = directory_.filePath(QStringLiteral("native"));
+    QFile file(script);
+    if (!file.open(QIODevice::WriteOnly))
+        return;
+    file.write(startScript(modules, socket));
+    file.close();
+    daemon_.setProcessEnvironment(environmentIn(directory_.path()));
+    daemon_.setProcessChannelMode(QProcess::MergedChannels);
+    endWithParent(daemon_);
+    daemon_.start(QStringLiteral("pulseaudio"),
+                  {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
+                   QStringLiteral("--use-pid-file=no"), QStringLiteral("-F"), script});
+    waitFor([this, &socket] { return QFile::exists(socket) || daemon_.state() == QProcess::NotRunning; });
+    ready_ = QFile::exists(socket) && daemon_.state() == QProcess::Running;
+    qputenv("PULSE_SERVER", address().toUtf8());
+}
+
+PrivatePulseAudio::~PrivatePulseAudio() {
+    qunsetenv("PULSE_SERVER");
+    daemon_.terminate();
+    if (!daemon_.waitForFinished(5000))
+        kill();
+}
+
+QString PrivatePulseAudio::address() const {
+    return QStringLiteral("unix:") + directory_.filePath(QStringLiteral("native"));
+}
+
+QString PrivatePulseAudio::output() { return QString::fromUtf8(daemon_.readAll()); }
+
+void PrivatePulseAudio::kill() {
+    daemon_.kill();
+    daemon_.waitForFinished(5000);
+}
+
+void endWithParent(QProcess& process) {
+    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
+}
+
+} // namespace parlowen::testing
