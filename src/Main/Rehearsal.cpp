@@ -21,8 +21,11 @@ constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
 // Recognition ends a sentence half a second after it was spoken; the rest is for slow machines.
 constexpr int quietMilliseconds = 2'500;
-// What an answer may take at most once the recording is over.
+// What an answer may take from one piece to the next once the recording is over.
 constexpr int answerMilliseconds = 60'000;
+// A request for a token gives up after 30 seconds; so many are made before the session goes on without one.
+constexpr int startMilliseconds = 35'000;
+constexpr int tokenRequests = 4;
 
 } // namespace
 
@@ -69,8 +72,11 @@ void Rehearsal::connectBackend() {
 
 void Rehearsal::useBackend(const LocalTrust& trust) {
     Composition::Hooks hooks;
-    hooks.problem = [this](const QString& text) { report_.problem(text); };
-    hooks.forcedSignOut = [this] { signIn_->tokenRefused(); };
+    hooks.problem = [this](const QString& text) { requestFailed(text); };
+    hooks.forcedSignOut = [this] {
+        if (!signIn_->tokenRefused())
+            requestFailed(QStringLiteral("the backend no longer takes the sign-in"));
+    };
     composition_ = std::make_unique<Composition>(settings_->settings(), trust, hooks);
     signIn_ = std::make_unique<RehearsalSignIn>(composition_->http(), settings_->settings(), trust);
     signIn_->run([this](const QString& problem) {
@@ -103,11 +109,24 @@ void Rehearsal::openSession() {
     window_->installEventFilter(this);
     observe();
     window_->show();
+    quiet_.start(startMilliseconds);
+}
+
+// The session goes on without a token, but a rehearsal without one has nothing to wait for once its requests have
+// failed.
+void Rehearsal::requestFailed(const QString& problem) {
+    report_.problem(problem);
+    ++failedRequests_;
+    if (window_ && !heard_.isValid() && !closing_)
+        quiet_.start(failedRequests_ < tokenRequests ? startMilliseconds : 0);
 }
 
 void Rehearsal::observe() {
     AIInterviewDetailController::Observer observer;
-    observer.recognitionStarted = [this] { heard_.start(); };
+    observer.recognitionStarted = [this] {
+        heard_.start();
+        quiet_.stop();
+    };
     observer.partial = [this](const KXTranslationHistoryDetailsModel& row, int index) {
         report_.partial(index + 1, row.sourceText, row.resultText);
         settleSoon();
@@ -135,6 +154,7 @@ void Rehearsal::observe() {
     };
     observer.recognitionError = [this](const QString& text) {
         recognitionFailed_ = true;
+        recordingOver_ = true; // nothing more will be heard
         report_.problem(text);
         settleSoon();
     };
@@ -149,12 +169,13 @@ void Rehearsal::recordingEnded() {
 void Rehearsal::settleSoon() {
     if (!recordingOver_ || closing_)
         return;
-    const bool waiting = !growing_.empty() && !recognitionFailed_;
-    quiet_.start(waiting ? answerMilliseconds : quietMilliseconds);
+    quiet_.start(growing_.empty() ? quietMilliseconds : answerMilliseconds);
 }
 
-// The recording is over and nothing more was heard for a while.
+// Nothing more happens, because the recording is over or never began.
 void Rehearsal::settle() {
+    if (!heard_.isValid())
+        report_.problem(QStringLiteral("recognition did not start"));
     if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
         controller_->aiResponseTapped();
         return;
@@ -189,7 +210,7 @@ bool Rehearsal::eventFilter(QObject* watched, QEvent* event) {
 // After the window's own close sequence, which stops its services in the background.
 void Rehearsal::putAway() {
     waitForBackground();
-    const bool ran = heard_.isValid() && (rows_ > 0 || !recognitionFailed_);
+    const bool ran = heard_.isValid() && !recognitionFailed_;
     report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
     onMain(QPointer<Rehearsal>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
 }

@@ -43,6 +43,7 @@ private:
     void loadLanguages();
     void openSession();
     void observe();
+    void requestFailed(const QString& problem);
     void recordingEnded();
     void settleSoon();
     void settle();
@@ -66,10 +67,10 @@ private:
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete
     int rows_ = 0;
+    int failedRequests_ = 0;
     bool recordingOver_ = false;
     bool recognitionFailed_ = false;
     bool closing_ = false;
-    QString problem_;
 };
 
 } // namespace parlowen

@@ -39,9 +39,11 @@ void RehearsalSignIn::run(Done done) {
         checkToken();
 }
 
-void RehearsalSignIn::tokenRefused() {
-    if (done_)
-        useOwnAccount();
+bool RehearsalSignIn::tokenRefused() {
+    if (!done_)
+        return false;
+    useOwnAccount();
+    return true;
 }
 
 void RehearsalSignIn::checkToken() {
@@ -59,8 +61,8 @@ void RehearsalSignIn::useOwnAccount() {
     }
     const Account account = ownAccount(trust_.certificateAuthority);
     const QJsonObject parameters{{QStringLiteral("country_code"), QStringLiteral("86")},
-                                  {QStringLiteral("phone"), account.phone},
-                                  {QStringLiteral("password"), account.password}};
+                                 {QStringLiteral("phone"), account.phone},
+                                 {QStringLiteral("password"), account.password}};
     http_.requestData(
         QStringLiteral("/user/account/login"), HttpMethod::POST, parameters, std::nullopt,
         [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {

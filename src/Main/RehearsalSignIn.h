@@ -19,8 +19,9 @@ public:
     RehearsalSignIn(HttpDatas& http, Settings& settings, LocalTrust trust);
 
     void run(Done done);
-    /// The backend refused the token (HTTP 401); the owner forwards it from the request layer's hook.
-    void tokenRefused();
+    /// The backend refused the token (HTTP 401); the owner forwards it from the request layer's hook. False when that
+    /// did not happen during the sign-in.
+    bool tokenRefused();
 
 private:
     void checkToken();
