@@ -71,13 +71,12 @@ void AudioHardware::start() {
     allKnownDevices_.swap(present);
 }
 
+// First the end of listening: what is heard until then may still add devices.
 void AudioHardware::stop() {
-    Devices forgotten; // let go once the lock is
-    {
-        const std::unique_lock lock(mutex_);
-        allKnownDevices_.swap(forgotten);
-    }
     stopListening();
+    Devices forgotten; // let go once the lock is
+    const std::unique_lock lock(mutex_);
+    allKnownDevices_.swap(forgotten);
 }
 
 void AudioHardware::startListening() {
