@@ -41,6 +41,9 @@ QString withReason(const QString& what, const QString& reason) {
 } // namespace
 
 SpeechVerdict afterClose(int code, const QString& reason) {
+    // QWebSocket reports so a code that it does not know itself, 1012 (the service restarts) among them.
+    if (code == 1002 && reason.startsWith("Invalid close code"))
+        return {true, "WebSocket close code 1012 or above: the service ended the connection"};
     const QString what = withReason(QString("WebSocket close code %1").arg(code), reason);
     if (const char* check = adviceFor(fatalCloses, code))
         return {false, what + ": " + check};

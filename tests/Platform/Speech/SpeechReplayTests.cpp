@@ -1,0 +1,223 @@
+#include <gmock/gmock.h>
+
+#include <QUrl>
+#include <algorithm>
+#include <cstring>
+
+#include "RecognizerHarness.h"
+#include "support/FaultProxy.h"
+#include "support/ScriptedSpeechServer.h"
+#include "support/WaitFor.h"
+
+namespace parlowen::testing {
+namespace {
+
+constexpr std::size_t sentence = 6400; // bytes
+
+/// Audio in which every four bytes say where they are, so that a lost or doubled sample shows.
+std::string numberedAudio(std::size_t bytes) {
+    std::string audio(bytes, '\0');
+    for (std::uint32_t i = 0; i < bytes / 4; ++i)
+        std::memcpy(audio.data() + std::size_t{i} * 4, &i, 4);
+    return audio;
+}
+
+std::uint32_t numberAt(const std::string& audio, std::size_t byte) {
+    std::uint32_t number = 0;
+    std::memcpy(&number, audio.data() + byte, 4);
+    return number;
+}
+
+QString spanText(std::uint32_t from, std::uint32_t to) { return QString("%1-%2").arg(from).arg(to); }
+
+QStringList spansOf(const std::string& audio) {
+    QStringList spans;
+    for (std::size_t at = 0; at < audio.size(); at += sentence)
+        spans.append(spanText(numberAt(audio, at), numberAt(audio, std::min(at + sentence, audio.size()) - 4)));
+    return spans;
+}
+
+std::string phraseOf(const std::string& audio, std::size_t from, std::size_t to) {
+    const QString text = spanText(numberAt(audio, from), numberAt(audio, to - 4));
+    return QString(R"({"RecognitionStatus":"Success","DisplayText":"%1","Offset":%2,"Duration":%3})")
+        .arg(text)
+        .arg(from / 2 * 625)
+        .arg((to - from) / 2 * 625)
+        .toStdString();
+}
+
+/// A speech service that makes a final result of each whole sentence of audio and names the numbers it heard.
+class SentenceService {
+public:
+    explicit SentenceService(ScriptedSpeechServer& server) {
+        server.onSession = [this](SpeechSessionSeen& session) {
+            session.onAudio = [this](SpeechSessionSeen& s) { hear(s); };
+        };
+    }
+
+    /// What may happen after a piece of audio that ends in mid-sentence: true when it did. The turn is over then.
+    std::function<bool(SpeechSessionSeen&)> midSentence;
+
+private:
+    void hear(SpeechSessionSeen& session) {
+        SpeechTurnSeen& turn = session.turns.back();
+        if (over_.contains(turn.requestId))
+            return;
+        std::size_t& done = done_[turn.requestId];
+        for (; done + sentence <= turn.audio.size(); done += sentence)
+            session.send("speech.phrase", phraseOf(turn.audio, done, done + sentence));
+        if (turn.audioEnded) {
+            if (done < turn.audio.size())
+                session.send("speech.phrase", phraseOf(turn.audio, done, turn.audio.size()));
+            session.send("turn.end", "{}");
+        } else if (done < turn.audio.size() && midSentence && midSentence(session)) {
+            over_.insert(turn.requestId);
+        }
+    }
+
+    std::set<std::string> over_;
+    std::map<std::string, std::size_t> done_;
+};
+
+std::vector<SpeechTurnSeen> turnsOf(const ScriptedSpeechServer& server) {
+    std::vector<SpeechTurnSeen> turns;
+    for (const auto& session : server.sessions)
+        turns.insert(turns.end(), session->turns.begin(), session->turns.end());
+    return turns;
+}
+
+/// Every turn's audio is a piece of the whole without a hole, and begins at the end of a sentence; the last one ends
+/// where the whole ends.
+void expectUnbrokenTurns(const ScriptedSpeechServer& server, const std::string& audio) {
+    const auto turns = turnsOf(server);
+    for (const SpeechTurnSeen& turn : turns) {
+        EXPECT_EQ(turn.waveHeader, wire::waveHeader());
+        EXPECT_EQ(turn.waveType, "audio/x-wav");
+        if (turn.audio.empty())
+            continue;
+        const std::size_t from = std::size_t{numberAt(turn.audio, 0)} * 4;
+        EXPECT_EQ(from % sentence, 0U);
+        EXPECT_EQ(turn.audio, audio.substr(from, turn.audio.size())) << "from byte " << from;
+    }
+    for (const auto& session : server.sessions)
+        EXPECT_TRUE(session->problems.empty()) << session->problems.front();
+    ASSERT_FALSE(turns.empty());
+    EXPECT_TRUE(turns.back().audioEnded);
+    const std::size_t lastFrom =
+        turns.back().audio.empty() ? audio.size() : std::size_t{numberAt(turns.back().audio, 0)} * 4;
+    EXPECT_EQ(lastFrom + turns.back().audio.size(), audio.size());
+}
+
+/// Feeds the audio as a capture does, in pieces, the second half only once `halfWay` holds.
+void feed(Recognition& recognition, const std::string& audio, const std::function<bool()>& halfWay) {
+    constexpr std::size_t captured = 1364;
+    const std::size_t half = audio.size() / 2;
+    for (std::size_t at = 0; at < audio.size(); at += captured) {
+        if (at < half && at + captured >= half) {
+            ASSERT_TRUE(waitFor(halfWay));
+        }
+        recognition.stream->write(std::string_view(audio).substr(at, captured));
+    }
+    recognition.stream->close();
+}
+
+using Fault = std::function<void(SpeechSessionSeen&)>;
+
+struct NamedFault {
+    const char* name = "";
+    Fault fault;
+    bool sameSocket = false;
+};
+
+void PrintTo(const NamedFault& fault, std::ostream* out) { *out << fault.name; }
+
+class SpeechReplayTest : public ::testing::TestWithParam<NamedFault> {};
+
+TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {
+    const std::string audio = numberedAudio(124'804);
+    ScriptedSpeechServer server;
+    SentenceService service(server);
+    std::size_t faults = 0;
+    std::size_t allowed = 0;
+    service.midSentence = [&](SpeechSessionSeen& session) {
+        if (faults == allowed)
+            return false;
+        ++faults;
+        GetParam().fault(session);
+        return true;
+    };
+    Recognition recognition(server.area());
+    recognition.start();
+    // Each step ends in mid-sentence and brings up to three faults in a row; its results are waited for.
+    constexpr std::size_t step = 16'000;
+    for (std::size_t at = 0, steps = 0; at < audio.size(); at += step, ++steps) {
+        const bool last = at + step >= audio.size();
+        // A turn that ends behind the end of the audio is the end of it all.
+        allowed += last && GetParam().sameSocket ? 0 : steps % 4;
+        recognition.stream->write(std::string_view(audio).substr(at, step));
+        if (last)
+            recognition.stream->close();
+        const std::size_t sentences = (at + step) / sentence;
+        const std::size_t expected = std::min(sentences, static_cast<std::size_t>(spansOf(audio).size()));
+        ASSERT_TRUE(waitFor([&] {
+            return static_cast<std::size_t>(recognition.heard.finalTexts().size()) >= expected &&
+                   (faults == allowed || last);
+        })) << "at byte "
+            << at << ": " << faults << " of " << allowed << " faults, " << turnsOf(server).size() << " turns";
+    }
+    EXPECT_EQ(recognition.heard.finalTexts(), spansOf(audio));
+    EXPECT_TRUE(recognition.heard.cancellations().isEmpty())
+        << recognition.heard.cancellations().join('\n').toStdString();
+    expectUnbrokenTurns(server, audio);
+    EXPECT_GE(faults, 8U);
+    EXPECT_EQ(server.sessions.size(), GetParam().sameSocket ? 1U : faults + 1);
+    std::set<std::string> requests;
+    for (const SpeechTurnSeen& turn : turnsOf(server))
+        requests.insert(turn.requestId);
+    EXPECT_EQ(requests.size(), faults + 1) << "each turn has an id of its own";
+    EXPECT_EQ(turnsOf(server).size(), faults + 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, SpeechReplayTest,
+    ::testing::Values(NamedFault{"Dropped", [](SpeechSessionSeen& s) { s.drop(); }},
+                      NamedFault{"InternalError", [](SpeechSessionSeen& s) { s.close(1011, "internal error"); }},
+                      NamedFault{"TurnEnded", [](SpeechSessionSeen& s) { s.send("turn.end", "{}"); }, true}),
+    [](const auto& parameter) { return parameter.param.name; });
+
+TEST(SpeechReplayOverTheNetworkTest, CutsInMidMessageLoseNothing) {
+    const std::string audio = numberedAudio(124'804);
+    ScriptedSpeechServer server;
+    const SentenceService service(server);
+    FaultProxy proxy("127.0.0.1", static_cast<quint16>(QUrl(server.area()).port()));
+    for (const qint64 bytes : {100, 5'000, 9'999, 31'111, 70'000})
+        proxy.plan(FaultProxy::Plan::cutUp(bytes));
+    proxy.plan(FaultProxy::Plan::cutDown(1234));
+    Recognition recognition(QString("ws://127.0.0.1:%1").arg(proxy.port()));
+    recognition.start();
+    feed(recognition, audio, [&] { return proxy.connections() > 3; });
+    // A final result may be lost on its way in a cut; its audio is then heard again.
+    ASSERT_TRUE(waitFor([&] { return recognition.heard.finalTexts().contains(spansOf(audio).last()); }));
+    EXPECT_EQ(recognition.heard.finalTexts(), spansOf(audio));
+    EXPECT_EQ(proxy.connections(), 7);
+    EXPECT_TRUE(recognition.heard.cancellations().isEmpty());
+    expectUnbrokenTurns(server, audio);
+}
+
+TEST(SpeechReplayOverTheNetworkTest, AConnectionThatFallsSilentIsReplaced) {
+    const std::string audio = numberedAudio(64'000);
+    ScriptedSpeechServer server;
+    const SentenceService service(server);
+    FaultProxy proxy("127.0.0.1", static_cast<quint16>(QUrl(server.area()).port()));
+    proxy.plan(FaultProxy::Plan::stallUp(20'000));
+    Recognition recognition(QString("ws://127.0.0.1:%1").arg(proxy.port()), {}, std::chrono::milliseconds(300));
+    recognition.start();
+    feed(recognition, audio, [&] { return proxy.bytesUp() >= 20'000; });
+    ASSERT_TRUE(waitFor([&] { return recognition.heard.finalTexts().size() >= spansOf(audio).size(); }));
+    EXPECT_EQ(recognition.heard.finalTexts(), spansOf(audio));
+    EXPECT_EQ(proxy.connections(), 2);
+    expectUnbrokenTurns(server, audio);
+}
+
+} // namespace
+} // namespace parlowen::testing

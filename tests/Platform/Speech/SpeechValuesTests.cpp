@@ -1,0 +1,233 @@
+#include <Speech/SPXPushAudioInputStream.h>
+#include <Speech/SPXSpeechConfiguration.h>
+#include <Speech/SpeechBacklog.h>
+#include <Speech/SpeechEndpoint.h>
+#include <Speech/SpeechPacing.h>
+#include <Speech/SpeechVerdict.h>
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+namespace parlowen {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(SpeechEndpointTest, RegionsAndBaseUrls) {
+    const std::vector<std::pair<const char*, const char*>> cases = {
+        {"eastasia", "wss://eastasia.stt.speech.microsoft.com"},
+        {"chinaeast2", "wss://chinaeast2.stt.speech.azure.cn"},
+        {"usgovvirginia", "wss://usgovvirginia.stt.speech.azure.us"},
+        {"wss://127.0.0.1:47615", "wss://127.0.0.1:47615"},
+        {"ws://localhost:80/speech/", "ws://localhost:80/speech"},
+    };
+    for (const auto& [area, base] : cases) {
+        QString error;
+        const auto endpoint = SpeechEndpoint::make(area, &error);
+        ASSERT_TRUE(endpoint) << area << error.toStdString();
+        const std::string path = std::string(base) + "/stt/speech/universal/v2";
+        EXPECT_EQ(endpoint->recognitionUrl("zh-CN").toEncoded().toStdString(), path + "?language=zh-CN&format=simple");
+        const QUrl translation = endpoint->translationUrl("zh-CN", {"en", "es"});
+        EXPECT_EQ(translation.toEncoded(QUrl::RemoveQuery).toStdString(), path);
+        EXPECT_EQ(translation.query(QUrl::FullyDecoded).toStdString(), "from=zh-CN&to=en,es&scenario=conversation");
+    }
+}
+
+TEST(SpeechEndpointTest, LanguagesCannotAddParameters) {
+    const auto endpoint = SpeechEndpoint::make("eastasia", nullptr);
+    ASSERT_TRUE(endpoint);
+    EXPECT_EQ(
+        endpoint->recognitionUrl("a&b=c+d#e").toEncoded(),
+        "wss://eastasia.stt.speech.microsoft.com/stt/speech/universal/v2?language=a%26b%3Dc%2Bd%23e&format=simple");
+}
+
+TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
+    const std::vector<std::tuple<QString, QString, const char*>> cases = {
+        {"", "eastasia", "token is missing"},    {"two\r\nlines", "eastasia", "character"},
+        {"token", "", "region is missing"},      {"token", "east.example.com/", "no region"},
+        {"token", "-east", "no region"},         {"token", "https://127.0.0.1", "no ws or wss URL"},
+        {"token", "wss://", "no ws or wss URL"}, {"token", "wss://host?query=1", "no ws or wss URL"},
+    };
+    for (const auto& [token, region, expected] : cases) {
+        QString error;
+        EXPECT_FALSE(SPXSpeechConfiguration::make(token, region, &error));
+        EXPECT_THAT(error.toStdString(), ::testing::HasSubstr(expected));
+        error.clear();
+        EXPECT_FALSE(SPXSpeechTranslationConfiguration::make(token, region, &error));
+        EXPECT_THAT(error.toStdString(), ::testing::HasSubstr(expected));
+    }
+    EXPECT_TRUE(SPXSpeechConfiguration::make("token", "eastasia", nullptr));
+}
+
+TEST(SpeechVerdictTest, ClosesAndStatuses) {
+    for (const int code : {1000, 1001, 1006, 1008, 1011, 1012})
+        EXPECT_TRUE(afterClose(code, {}).reconnect) << code;
+    for (const int code : {1002, 1003, 1007, 4000}) {
+        const SpeechVerdict verdict = afterClose(code, "its reason");
+        EXPECT_FALSE(verdict.reconnect) << code;
+        EXPECT_THAT(verdict.details.toStdString(), ::testing::HasSubstr(std::to_string(code)));
+        EXPECT_THAT(verdict.details.toStdString(), ::testing::HasSubstr("its reason"));
+        EXPECT_THAT(verdict.details.toStdString(), ::testing::HasSubstr("check"));
+    }
+    for (const int status : {429, 500, 502, 503})
+        EXPECT_TRUE(afterHttpStatus(status).reconnect) << status;
+    for (const int status : {302, 400, 401, 403, 404}) {
+        const SpeechVerdict verdict = afterHttpStatus(status);
+        EXPECT_FALSE(verdict.reconnect) << status;
+        EXPECT_THAT(verdict.details.toStdString(), ::testing::HasSubstr(std::to_string(status)));
+        EXPECT_THAT(verdict.details.toStdString(), ::testing::HasSubstr("check"));
+    }
+}
+
+TEST(SpeechPacingTest, FiveSecondsAtOnceThenTwiceRealTime) {
+    const auto start = SpeechPacing::Clock::time_point(1h);
+    auto now = start;
+    SpeechPacing pacing(now);
+    std::size_t sent = 0;
+    for (; sent < 160'000; sent += 3200) {
+        ASSERT_EQ(pacing.wait(3200, now), 0ms) << sent;
+        pacing.sent(3200);
+    }
+    EXPECT_EQ(pacing.wait(3200, now), 50ms);
+    EXPECT_EQ(pacing.wait(3200, now + 49ms), 1ms);
+    for (; sent < 160'000 + 640'000; sent += 3200) {
+        for (auto wait = pacing.wait(3200, now); wait > 0ms; wait = pacing.wait(3200, now))
+            now += wait;
+        pacing.sent(3200);
+    }
+    EXPECT_NEAR(std::chrono::duration<double>(now - start).count(), 10.0, 0.01);
+}
+
+TEST(SpeechPacingTest, ALongPauseGivesNoRightToAnotherBurst) {
+    const auto start = SpeechPacing::Clock::time_point(1h);
+    SpeechPacing pacing(start);
+    pacing.wait(160'000, start);
+    pacing.sent(160'000);
+    std::size_t sent = 0;
+    for (; pacing.wait(3200, start + 60s) == 0ms; sent += 3200)
+        pacing.sent(3200);
+    EXPECT_LE(sent, 6400U);
+}
+
+TEST(SpeechBacklogTest, KeepsWhatIsStillNeeded) {
+    SpeechBacklog backlog;
+    backlog.append("abcdef");
+    backlog.append("ghij");
+    EXPECT_EQ(backlog.read(0, 4), "abcd");
+    EXPECT_EQ(backlog.read(8, 4), "ij");
+    EXPECT_EQ(backlog.read(10, 4), "");
+    backlog.dropBefore(4);
+    EXPECT_EQ(backlog.begin(), 4U);
+    EXPECT_EQ(backlog.end(), 10U);
+    EXPECT_EQ(backlog.read(4, 3), "efg");
+    backlog.dropBefore(2);
+    EXPECT_EQ(backlog.begin(), 4U);
+    backlog.dropBefore(99);
+    EXPECT_EQ(backlog.begin(), 10U);
+    EXPECT_EQ(backlog.end(), 10U);
+}
+
+TEST(SpeechBacklogTest, IsBoundedByTheOldestThatWasSent) {
+    SpeechBacklog backlog;
+    const std::string second(32'000, 'a');
+    for (int i = 0; i < 200; ++i) {
+        backlog.append(second);
+        backlog.bound(backlog.end());
+        ASSERT_LE(backlog.end() - backlog.begin(), SpeechBacklog::limit + 11 * second.size());
+    }
+    EXPECT_GE(backlog.end() - backlog.begin(), SpeechBacklog::limit);
+    EXPECT_EQ(backlog.end(), 200U * second.size());
+}
+
+std::string readAll(SPXPushAudioInputStream& stream, std::size_t piece) {
+    std::string bytes;
+    for (std::size_t before = 1; before != bytes.size();) {
+        before = bytes.size();
+        stream.read(piece, bytes);
+    }
+    return bytes;
+}
+
+TEST(PushStreamTest, GivesTheBytesInOrderInPiecesOfAnySize) {
+    for (std::size_t piece = 1; piece <= 8; ++piece) {
+        SPXPushAudioInputStream stream;
+        stream.write(std::string("abc"));
+        stream.write(std::string_view("d"));
+        stream.write(std::string_view());
+        stream.write(std::string_view("efg"));
+        EXPECT_EQ(readAll(stream, piece), "abcdefg");
+        EXPECT_FALSE(stream.atEnd());
+        stream.close();
+        EXPECT_TRUE(stream.atEnd());
+    }
+}
+
+TEST(PushStreamTest, WritesAfterTheCloseAreDroppedAndThoseBeforeStayReadable) {
+    SPXPushAudioInputStream stream;
+    stream.write(std::string_view("before"));
+    stream.close();
+    stream.close();
+    stream.write(std::string_view("after"));
+    EXPECT_FALSE(stream.atEnd());
+    EXPECT_EQ(readAll(stream, 100), "before");
+    EXPECT_TRUE(stream.atEnd());
+}
+
+TEST(PushStreamTest, WakesItsReaderOnceForWhatItHasNotRead) {
+    SPXPushAudioInputStream stream;
+    int woken = 0;
+    ASSERT_TRUE(stream.attach([&woken] { ++woken; }));
+    EXPECT_FALSE(stream.attach([] {})) << "it has a reader";
+    stream.write(std::string_view("a"));
+    stream.write(std::string_view("b"));
+    EXPECT_EQ(woken, 1);
+    EXPECT_EQ(readAll(stream, 100), "ab");
+    stream.write(std::string_view("c"));
+    EXPECT_EQ(woken, 2);
+    stream.close();
+    EXPECT_EQ(woken, 3);
+}
+
+TEST(PushStreamTest, WithoutItsReaderItKeepsNothing) {
+    SPXPushAudioInputStream stream;
+    stream.write(std::string_view("kept for the reader to come"));
+    ASSERT_TRUE(stream.attach([] { FAIL() << "it has gone"; }));
+    stream.detach();
+    stream.write(std::string_view("dropped"));
+    stream.close();
+    EXPECT_EQ(readAll(stream, 100), "");
+    EXPECT_FALSE(stream.attach([] {}));
+}
+
+TEST(PushStreamTest, IsBounded) {
+    SPXPushAudioInputStream stream;
+    const std::string minute(60 * 32'000, 'a');
+    for (int i = 0; i < 12; ++i)
+        stream.write(minute);
+    EXPECT_EQ(readAll(stream, minute.size()).size(), SPXPushAudioInputStream::maxWaiting);
+}
+
+TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
+    SPXPushAudioInputStream stream;
+    std::atomic<int> woken = 0;
+    ASSERT_TRUE(stream.attach([&woken] { ++woken; }));
+    std::string written;
+    for (int i = 0; i < 20'000; ++i)
+        written.push_back(static_cast<char>(i % 251));
+    std::thread writer([&] {
+        for (std::size_t at = 0; at < written.size(); at += 7)
+            stream.write(std::string_view(written).substr(at, 7));
+        stream.close();
+    });
+    std::string read;
+    while (!stream.atEnd())
+        stream.read(11, read);
+    writer.join();
+    EXPECT_EQ(read, written);
+    EXPECT_GE(woken, 2);
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,126 @@
+#include "ScriptedSpeechServer.h"
+
+#include <QTcpSocket>
+#include <algorithm>
+#include <utility>
+
+namespace parlowen::testing {
+
+namespace {
+
+constexpr int hangUp = -1;
+constexpr int unanswered = -2;
+
+std::string_view viewOf(const QByteArray& bytes) { return {bytes.constData(), static_cast<std::size_t>(bytes.size())}; }
+
+void answerWithStatus(QTcpSocket& socket, int status) {
+    QObject::connect(&socket, &QTcpSocket::readyRead, &socket, [&socket, status] {
+        if (!socket.peek(socket.bytesAvailable()).contains("\r\n\r\n"))
+            return;
+        socket.readAll();
+        socket.write("HTTP/1.1 " + QByteArray::number(status) +
+                     " Scripted\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+        socket.disconnectFromHost();
+    });
+}
+
+} // namespace
+
+SpeechSessionSeen::SpeechSessionSeen(std::unique_ptr<QWebSocket> opened)
+    : socket(std::move(opened)) {
+    connect(socket.get(), &QWebSocket::textMessageReceived, this, [this](const QString& text) {
+        std::string problem;
+        take(wire::decodeText(text.toStdString(), &problem), problem);
+    });
+    connect(socket.get(), &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& bytes) {
+        std::string problem;
+        take(wire::decodeBinary(viewOf(bytes), &problem), problem);
+    });
+}
+
+void SpeechSessionSeen::send(const std::string& path, const std::string& body, const std::string& requestId) {
+    const std::string id = requestId.empty() && !turns.empty() ? turns.back().requestId : requestId;
+    wire::SpeechMessage message{{{"X-RequestId", id}, {"Path", path}}, body, false};
+    if (!body.empty())
+        message.headers.emplace_back("Content-Type", "application/json; charset=utf-8");
+    socket->sendTextMessage(QString::fromStdString(wire::encode(message)));
+}
+
+void SpeechSessionSeen::close(int code, const QString& reason) {
+    socket->close(static_cast<QWebSocketProtocol::CloseCode>(code), reason);
+}
+
+void SpeechSessionSeen::take(const std::optional<wire::SpeechMessage>& message, const std::string& problem) {
+    if (!message) {
+        problems.push_back(problem);
+        return;
+    }
+    messages.push_back(*message);
+    if (message->path() == "speech.context")
+        turns.push_back({std::string(message->requestId()), message->body, {}, {}, {}, 0, false});
+    else if (message->path() == "audio")
+        takeAudio(*message);
+}
+
+void SpeechSessionSeen::takeAudio(const wire::SpeechMessage& message) {
+    if (turns.empty() || turns.back().requestId != message.requestId() || turns.back().audioEnded) {
+        problems.emplace_back("audio outside of its turn");
+        return;
+    }
+    SpeechTurnSeen& turn = turns.back();
+    if (turn.waveHeader.empty()) {
+        turn.waveHeader = message.body;
+        turn.waveType = message.header("Content-Type");
+        return;
+    }
+    turn.audio += message.body;
+    turn.largestPiece = std::max(turn.largestPiece, message.body.size());
+    turn.audioEnded = message.body.empty();
+    if (onAudio)
+        onAudio(*this);
+}
+
+ScriptedSpeechServer::ScriptedSpeechServer()
+    : upgrader_("speech", QWebSocketServer::NonSecureMode) {
+    connect(&listener_, &QTcpServer::newConnection, this, [this] { onConnection(); });
+    connect(&upgrader_, &QWebSocketServer::newConnection, this, [this] { onWebSocket(); });
+    listener_.listen(QHostAddress::LocalHost);
+}
+
+QString ScriptedSpeechServer::area() const { return QString("ws://127.0.0.1:%1").arg(listener_.serverPort()); }
+
+void ScriptedSpeechServer::refuseNext(int httpStatus, int times) {
+    plans_.insert(plans_.end(), static_cast<std::size_t>(times), httpStatus);
+}
+
+void ScriptedSpeechServer::hangUpOnNext(int times) { refuseNext(hangUp, times); }
+
+void ScriptedSpeechServer::leaveNextUnanswered() { refuseNext(unanswered); }
+
+void ScriptedSpeechServer::onConnection() {
+    while (QTcpSocket* socket = listener_.nextPendingConnection()) {
+        ++connections;
+        int plan = 0;
+        if (!plans_.empty()) {
+            plan = plans_.front();
+            plans_.pop_front();
+        }
+        if (plan == hangUp)
+            socket->abort();
+        else if (plan > 0)
+            answerWithStatus(*socket, plan);
+        else if (plan == 0)
+            upgrader_.handleConnection(socket);
+    }
+}
+
+void ScriptedSpeechServer::onWebSocket() {
+    while (QWebSocket* socket = upgrader_.nextPendingConnection()) {
+        socket->setParent(nullptr);
+        sessions.push_back(std::make_unique<SpeechSessionSeen>(std::unique_ptr<QWebSocket>(socket)));
+        if (onSession)
+            onSession(*sessions.back());
+    }
+}
+
+} // namespace parlowen::testing

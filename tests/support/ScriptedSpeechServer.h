@@ -1,0 +1,85 @@
+#pragma once
+
+#include <Wire/SpeechMessage.h>
+
+#include <QObject>
+#include <QTcpServer>
+#include <QUrl>
+#include <QWebSocket>
+#include <QWebSocketServer>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace parlowen::testing {
+
+/// What a client did in one turn.
+struct SpeechTurnSeen {
+    std::string requestId;
+    std::string context;    ///< body of speech.context
+    std::string waveHeader; ///< payload of the first audio message
+    std::string waveType;   ///< its content type
+    std::string audio;      ///< everything after it
+    std::size_t largestPiece = 0;
+    bool audioEnded = false;
+};
+
+/// One accepted connection of the scripted server.
+class SpeechSessionSeen : public QObject {
+public:
+    explicit SpeechSessionSeen(std::unique_ptr<QWebSocket> socket);
+
+    QUrl url() const { return socket->requestUrl(); }
+    QByteArray header(const char* name) const { return socket->request().rawHeader(name); }
+
+    /// Sends a message of the service; without a request id that of the running turn is used.
+    void send(const std::string& path, const std::string& body, const std::string& requestId = {});
+    void close(int code, const QString& reason = {});
+    /// Drops the connection without a close frame.
+    void drop() { socket->abort(); }
+    bool isClosed() const { return socket->state() == QAbstractSocket::UnconnectedState; }
+
+    std::unique_ptr<QWebSocket> socket;
+    std::vector<wire::SpeechMessage> messages; ///< all that came, in order
+    std::vector<std::string> problems;         ///< frames that were no message
+    std::vector<SpeechTurnSeen> turns;
+    /// Called after each audio message of the running turn.
+    std::function<void(SpeechSessionSeen&)> onAudio;
+
+private:
+    void take(const std::optional<wire::SpeechMessage>& message, const std::string& problem);
+    void takeAudio(const wire::SpeechMessage& message);
+};
+
+/// A small speech service on the loopback interface (plain ws) that does as the test says and keeps what it was sent.
+/// It works as long as the thread that made it runs its event loop.
+class ScriptedSpeechServer : public QObject {
+public:
+    ScriptedSpeechServer();
+
+    /// The base URL, to be used as the area.
+    QString area() const;
+
+    /// What becomes of the next connections, in order; those after them are accepted.
+    void refuseNext(int httpStatus, int times = 1);
+    void acceptNext() { plans_.push_back(0); }
+    void hangUpOnNext(int times = 1); ///< closes the connection without an answer to the upgrade
+    void leaveNextUnanswered();
+
+    int connections = 0;                                      ///< all that came, refused ones as well
+    std::vector<std::unique_ptr<SpeechSessionSeen>> sessions; ///< accepted ones, in order
+    /// Called for each accepted connection before anything is read of it.
+    std::function<void(SpeechSessionSeen&)> onSession;
+
+private:
+    void onConnection();
+    void onWebSocket();
+
+    QTcpServer listener_;
+    QWebSocketServer upgrader_;
+    std::deque<int> plans_; ///< HTTP statuses, or 0, hangUp, unanswered
+};
+
+} // namespace parlowen::testing
