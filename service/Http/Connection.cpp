@@ -211,6 +211,8 @@ private:
         if (!reply)
             co_return;
         error_code failed = co_await send(std::move(*reply), 11, false, false);
+        error_code ignored;
+        beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
         std::array<char, 4096> unread{};
         limitTo(closingTime);
         while (!failed)

@@ -1,0 +1,92 @@
+#include "Http/Certificates.h"
+#include "Http/PrivateFiles.h"
+#include "Http/Tls.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+using namespace parlowen::service;
+using namespace parlowen::testing;
+
+namespace {
+
+class Certificates : public ::testing::Test {
+protected:
+    std::string contents(const char* name) const { return contentsOf(tls / name); }
+
+    TemporaryDirectory directory;
+    const std::filesystem::path tls = directory.path() / "tls";
+};
+
+constexpr std::array fileNames{"ca.pem", "ca.key", "server.pem", "server.key"};
+
+} // namespace
+
+TEST_F(Certificates, AreMadeOnceForThisUserAlone) {
+    prepareTls(tls);
+    EXPECT_EQ(modeOf(tls), 0700U);
+    for (const char* name : fileNames)
+        EXPECT_EQ(modeOf(tls / name), 0600U) << name;
+    const std::string authority = contents("ca.pem");
+    const std::string server = contents("server.pem");
+    std::filesystem::permissions(tls / "ca.key", std::filesystem::perms(0644));
+
+    prepareTls(tls);
+    EXPECT_EQ(contents("ca.pem"), authority);
+    EXPECT_EQ(contents("server.pem"), server);
+    EXPECT_EQ(modeOf(tls / "ca.key"), 0600U) << "rights of others are taken away";
+    const auto left = daysLeft(*certificateFromPem(authority));
+    EXPECT_NEAR(left, 3650, 3);
+}
+
+TEST_F(Certificates, ServerCertificateIsRenewedBeforeItEnds) {
+    prepareTls(tls);
+    const Identity authority{keyFromPem(contents("ca.key")), certificateFromPem(contents("ca.pem"))};
+    const std::string known = contents("ca.pem");
+    const Identity aged = makeServerIdentity(authority, 5);
+    writePrivateFile(tls / "server.key", toPem(*aged.key));
+    writePrivateFile(tls / "server.pem", toPem(*aged.certificate));
+
+    prepareTls(tls);
+    EXPECT_EQ(contents("ca.pem"), known);
+    const Identity renewed{keyFromPem(contents("server.key")), certificateFromPem(contents("server.pem"))};
+    EXPECT_GT(daysLeft(*renewed.certificate), 300);
+    EXPECT_TRUE(belongTogether(renewed));
+    EXPECT_TRUE(isSignedBy(renewed, authority));
+}
+
+TEST_F(Certificates, WhatACutShortStartLeftIsMadeAnew) {
+    prepareTls(tls);
+    std::filesystem::remove(tls / "ca.pem");
+    std::filesystem::remove(tls / "server.key");
+    EXPECT_THROW(prepareTls(tls), TlsError) << "a certificate whose key is gone is somebody's loss, and said";
+    std::filesystem::remove(tls / "server.pem");
+    prepareTls(tls);
+    const Identity authority{keyFromPem(contents("ca.key")), certificateFromPem(contents("ca.pem"))};
+    EXPECT_TRUE(belongTogether(authority));
+}
+
+TEST_F(Certificates, GarbageIsNamedAndLeftAlone) {
+    for (const char* name : fileNames) {
+        std::filesystem::remove_all(tls);
+        prepareTls(tls);
+        writeFile(tls / name, "not a certificate");
+        try {
+            prepareTls(tls);
+            ADD_FAILURE() << name << " was accepted";
+        } catch (const TlsError& problem) {
+            EXPECT_NE(std::string(problem.what()).find((tls / name).string()), std::string::npos) << problem.what();
+        }
+        EXPECT_EQ(contents(name), "not a certificate");
+    }
+}
+
+TEST_F(Certificates, AFileThatCannotBeWrittenIsNamed) {
+    const auto file = directory.path() / "missing" / "file";
+    try {
+        writePrivateFile(file, "text");
+        ADD_FAILURE();
+    } catch (const std::system_error& problem) {
+        EXPECT_NE(std::string(problem.what()).find(file.string()), std::string::npos) << problem.what();
+    }
+}
