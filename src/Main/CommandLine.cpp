@@ -20,6 +20,7 @@ Listens to an interview, shows what is said, and suggests an answer for each que
   --language KEY       the language spoken, such as en-US, in place of the stored one
   --translate-to KEY   translate into this language, such as es
   --manual             collect the questions; headless, they are asked together at the end
+  --verbose            write the console log to standard error: every request and reply, sign-in included
   --help               this page
   --version            the version
 
@@ -55,6 +56,7 @@ CommandLine parseCommandLine(const QStringList& arguments) {
         {QStringLiteral("language"), {}, value},
         {QStringLiteral("translate-to"), {}, value},
         {QStringLiteral("manual"), {}},
+        {QStringLiteral("verbose"), {}},
         {QStringLiteral("help"), {}},
         {QStringLiteral("version"), {}},
     });
@@ -74,6 +76,7 @@ CommandLine parseCommandLine(const QStringList& arguments) {
     line.file = parser.value(QStringLiteral("rehearse"));
     line.headless = parser.isSet(QStringLiteral("headless"));
     line.json = parser.isSet(QStringLiteral("json"));
+    line.verbose = parser.isSet(QStringLiteral("verbose"));
     line.manual = parser.isSet(QStringLiteral("manual"));
     line.screenshot = parser.value(QStringLiteral("screenshot"));
     line.language = parser.value(QStringLiteral("language"));

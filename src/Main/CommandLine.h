@@ -19,10 +19,11 @@ struct CommandLine {
     QString file; ///< the recorded interview
     bool headless = false;
     bool json = false;
-    bool manual = false; ///< answers are asked for by the answer button, not for every sentence
-    QString screenshot;  ///< PNG file for the window's picture at the end; empty for none
-    QString language;    ///< recognition locale, such as "en-US"; empty for the stored one
-    QString translateTo; ///< translation target, such as "es"; empty for the stored setting
+    bool verbose = false; ///< the console log goes to standard error
+    bool manual = false;  ///< answers are asked for by the answer button, not for every sentence
+    QString screenshot;   ///< PNG file for the window's picture at the end; empty for none
+    QString language;     ///< recognition locale, such as "en-US"; empty for the stored one
+    QString translateTo;  ///< translation target, such as "es"; empty for the stored setting
 };
 
 /// Reads the arguments, the program's own name first.

@@ -4,11 +4,12 @@
 #include "UnixSignals.h"
 
 #include <Foundation/Bundle.h>
-#include <Network/ApiBase.h>
+#include <Foundation/ConsoleLog.h>
 
 #include <QApplication>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -56,6 +57,10 @@ int main(int argc, char** argv) {
     }
     if (line.headless)
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Its lines would drown what the rehearsal prints.
+    std::optional<ConsoleLogCapture> silence;
+    if (!line.verbose)
+        silence.emplace([](const QString&) {});
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Parlowen"));
     QApplication::setApplicationVersion(Bundle::shortVersion());

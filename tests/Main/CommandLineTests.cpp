@@ -47,7 +47,7 @@ TEST(CommandLineTest, HelpNamesEveryOptionAndVersionTheVersion) {
     const CommandLine help = parse({"--help"});
     EXPECT_EQ(help.action, Action::Print);
     for (const char* option : {"--rehearse", "--headless", "--json", "--screenshot", "--language", "--translate-to",
-                               "--manual", "--help", "--version"})
+                               "--manual", "--verbose", "--help", "--version"})
         EXPECT_TRUE(help.message.contains(QLatin1String(option))) << option;
     EXPECT_EQ(parse({"--version"}).action, Action::Print);
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
