@@ -139,7 +139,7 @@ void SpeechRecognitionTool::addHandlers(SPXRecognizer& recognizer, SPXRecognitio
     recognizer.addRecognizedEventHandler(std::move(onFinal));
     recognizer.addRecognizingEventHandler(std::move(onPartial));
     recognizer.addCanceledEventHandler([tool = shared_from_this()](const SPXCanceledEvent& event) {
-        call(tool->onErrorCallback_, event.errorDetails.value_or("Unknown error"));
+        call(tool->onErrorCallback_, cancellationText(event));
     });
 }
 

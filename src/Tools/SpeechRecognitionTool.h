@@ -56,6 +56,11 @@ public:
     /// For the next start; the running recognizer keeps the token that it was made with.
     void updateToken(QString token) { token_ = std::move(token); }
 
+    /// What an error callback is told of a cancellation.
+    static QString cancellationText(const SPXCanceledEvent& event) {
+        return event.errorDetails.value_or("Unknown error");
+    }
+
     bool isRecognizing() const { return isRecognizing_; }
 
     /// Frames at 16 kHz that a captured buffer gives, rounded down; 0 for a rate (Hz) that is not positive.

@@ -1,0 +1,357 @@
+#include <Foundation/SerialQueue.h>
+#include <Tools/SpeechRecognitionTool.h>
+#include <gmock/gmock.h>
+
+#include <QStringList>
+#include <cmath>
+#include <map>
+#include <mutex>
+
+#include "support/CapturedLog.h"
+#include "support/ScriptedSpeechServer.h"
+#include "support/WaitFor.h"
+
+namespace parlowen::testing {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr const char* started = "✅ 🎤AudioEngine 启动成功，监听语音中...";
+constexpr const char* stopped = "[SpeechRecognitionTool] 停止识别";
+
+/// An input that delivers what the test hands it.
+struct FakeInput {
+    std::optional<AVAudioFormat> format = AVAudioFormat::make(AVAudioCommonFormat::Float32, 48000, 2, true);
+    std::optional<QString> startError;
+    std::uint32_t framesPerBuffer = 0;
+    int starts = 0;
+    int stops = 0;
+
+    void deliver(const std::shared_ptr<AVAudioPCMBuffer>& buffer) const {
+        if (sink)
+            sink(buffer);
+    }
+
+    /// Delivers buffers of a loud tone.
+    void deliverTone(int buffers, std::uint32_t frames = 2048) const {
+        for (int i = 0; i < buffers; ++i) {
+            const auto buffer = AVAudioPCMBuffer::make(*format, frames);
+            buffer->setFrameLength(frames);
+            for (std::uint32_t f = 0; f < frames; ++f) {
+                for (int c = 0; c < format->channelCount(); ++c)
+                    buffer->floatChannelData(
+                        0)[f * static_cast<std::uint32_t>(format->channelCount()) + static_cast<std::uint32_t>(c)] =
+                        0.5F * std::sin(0.13F * static_cast<float>(f));
+            }
+            deliver(buffer);
+        }
+    }
+
+    CaptureSource::Sink sink;
+};
+
+class FakeCapture : public CaptureSource {
+public:
+    explicit FakeCapture(std::shared_ptr<FakeInput> input)
+        : input_(std::move(input)) {}
+
+    std::optional<AVAudioFormat> format() override { return input_->format; }
+    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override {
+        ++input_->starts;
+        if (input_->startError)
+            return input_->startError;
+        input_->framesPerBuffer = framesPerBuffer;
+        input_->sink = std::move(sink);
+        return std::nullopt;
+    }
+    void stop() override {
+        ++input_->stops;
+        input_->sink = nullptr;
+    }
+
+private:
+    std::shared_ptr<FakeInput> input_;
+};
+
+class SpeechRecognitionToolTest : public ::testing::Test {
+protected:
+    ~SpeechRecognitionToolTest() override {
+        if (tool)
+            tool->stopRecognition();
+    }
+
+    void make(const QString& area) {
+        tool = SpeechRecognitionTool::make("token-1", area,
+                                           [input = input] { return std::make_unique<FakeCapture>(input); });
+    }
+
+    /// A callback that notes its name and what it is given.
+    auto note(const char* name) {
+        return [this, name](const auto&... texts) {
+            const std::lock_guard lock(mutex);
+            calls.append((QStringList{name} << QStringList{texts...}).join('|'));
+        };
+    }
+
+    QStringList called() {
+        const std::lock_guard lock(mutex);
+        return calls;
+    }
+
+    void startPlain() { tool->startRecognition("en-US", note("result"), note("partial"), note("error")); }
+    void startTranslating(const QString& target = "es") {
+        tool->startTranslation("en-US", target, note("result"), note("partial"), note("error"), note("translation"));
+    }
+
+    SpeechSessionSeen* session(std::size_t index) {
+        const bool there =
+            waitFor([&] { return server.sessions.size() > index && !server.sessions[index]->turns.empty(); });
+        EXPECT_TRUE(there);
+        return there ? server.sessions[index].get() : nullptr;
+    }
+
+    ScriptedSpeechServer server;
+    std::shared_ptr<FakeInput> input = std::make_shared<FakeInput>();
+    std::mutex mutex;
+    QStringList calls;
+    CapturedLog log;
+    std::shared_ptr<SpeechRecognitionTool> tool; ///< first to go
+};
+
+void sendFinal(SpeechSessionSeen& session, const char* text) {
+    session.send("speech.phrase", std::string(R"({"RecognitionStatus":"Success","DisplayText":")") + text + "\"}");
+}
+
+std::string translated(const char* kind, const char* textName, const char* text, const char* language) {
+    return QString(R"({"%1":{"RecognitionStatus":"Success","%2":"%3"},"TranslationStatus":"Success",
+                       "Translations":[{"Language":"%4","DisplayText":"tr-%3"}]})")
+        .arg(kind, textName, text, language)
+        .toStdString();
+}
+
+TEST(ConvertedFramesTest, TruncatesAndKnowsNoRate) {
+    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 48000), 682U);
+    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 16000), 2048U);
+    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 44100), 743U);
+    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 0), 0U);
+    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, -1), 0U);
+    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(0, 48000), 0U);
+}
+
+TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
+    make(server.area());
+    startPlain();
+    EXPECT_EQ(log.lines(), QStringList{started});
+    EXPECT_EQ(input->framesPerBuffer, 2048U);
+    input->deliverTone(50);
+    SpeechSessionSeen* const seen = session(0);
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(seen->url().query(), "language=en-US&format=simple");
+    EXPECT_EQ(seen->header("Authorization"), "Bearer token-1");
+    constexpr std::size_t wholePieces = 50 * 1364 / 3200 * 3200;
+    ASSERT_TRUE(waitFor([&] { return seen->turns[0].audio.size() >= wholePieces; }));
+    EXPECT_TRUE(holdsFor([&] { return seen->turns[0].audio.size() == wholePieces; }, 30)) << "682 frames a buffer";
+    const std::string& audio = seen->turns[0].audio;
+    EXPECT_GT(std::count_if(audio.begin(), audio.end(), [](char c) { return c != 0; }),
+              std::ptrdiff_t(wholePieces) * 9 / 10);
+}
+
+TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
+    make(server.area());
+    startPlain();
+    SpeechSessionSeen* const seen = session(0);
+    ASSERT_TRUE(seen);
+    seen->send("speech.hypothesis", R"({"Text":""})");
+    seen->send("speech.hypothesis", R"({"Text":"hel"})");
+    seen->send("speech.phrase", R"({"RecognitionStatus":"NoMatch","Offset":0,"Duration":0})");
+    sendFinal(*seen, "");
+    sendFinal(*seen, "Hello.");
+    seen->send("speech.phrase", R"({"RecognitionStatus":"Forbidden"})");
+    ASSERT_TRUE(waitFor([&] { return called().size() >= 3; }));
+    EXPECT_EQ(called()[0], "partial|hel");
+    EXPECT_EQ(called()[1], "result|Hello.");
+    EXPECT_THAT(called()[2].toStdString(), ::testing::StartsWith("error|Recognition status Forbidden"));
+    EXPECT_EQ(called().size(), 3);
+    EXPECT_TRUE(tool->isRecognizing()) << "until it is stopped";
+    EXPECT_EQ(SpeechRecognitionTool::cancellationText({}), "Unknown error");
+}
+
+TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
+    make(server.area());
+    startTranslating();
+    SpeechSessionSeen* const seen = session(0);
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(seen->url().query(), "from=en-US&to=es&scenario=conversation");
+    const auto send = [seen](const std::string& body) { seen->send("translation.response", body); };
+    send(translated("SpeechHypothesis", "Text", "hel", "es"));
+    send(translated("SpeechHypothesis", "Text", "", "es"));
+    send(translated("SpeechHypothesis", "Text", "no entry", "fr"));
+    send(R"({"SpeechHypothesis":{},"Translations":[{"Language":"es","DisplayText":"sin texto"}]})");
+    send(translated("SpeechPhrase", "DisplayText", "Hello.", "es"));
+    send(translated("SpeechPhrase", "DisplayText", "Only source.", "fr"));
+    send(translated("SpeechPhrase", "DisplayText", "", "es"));
+    sendFinal(*seen, "beside");
+    send(translated("SpeechPhrase", "DisplayText", "End.", "es"));
+    ASSERT_TRUE(waitFor([&] { return called().contains("translation|End.|tr-End."); }));
+    EXPECT_EQ(called(), (QStringList{"partial|hel|tr-hel", "partial||tr-", "partial||sin texto", "result|Hello.",
+                                     "translation|Hello.|tr-Hello.", "result|Only source.", "result|End.",
+                                     "translation|End.|tr-End."}));
+}
+
+TEST_F(SpeechRecognitionToolTest, CallbacksMayBeLeftOut) {
+    make(server.area());
+    tool->startTranslation("en-US", "es", nullptr, nullptr, nullptr, note("translation"));
+    SpeechSessionSeen* const seen = session(0);
+    ASSERT_TRUE(seen);
+    seen->send("translation.response", translated("SpeechHypothesis", "Text", "hel", "es"));
+    seen->send("translation.response", translated("SpeechPhrase", "DisplayText", "Hello.", "es"));
+    ASSERT_TRUE(waitFor([&] { return called().size() == 1; }));
+    tool->stopRecognition();
+    EXPECT_EQ(called(), QStringList{"translation|Hello.|tr-Hello."});
+    make("no region at all");
+    tool->startRecognition("en-US", nullptr, nullptr, nullptr);
+    EXPECT_TRUE(tool->isRecognizing());
+}
+
+TEST_F(SpeechRecognitionToolTest, AFailedSetUpIsReportedAndCaptureStartsAllTheSame) {
+    make("no region");
+    startPlain();
+    EXPECT_EQ(called(), QStringList{"error|Recognizer setup failed: \"no region\" is no region of the speech service"});
+    startTranslating();
+    tool->stopRecognition();
+    make(server.area());
+    startTranslating("");
+    EXPECT_EQ(
+        called(),
+        (QStringList{"error|Recognizer setup failed: \"no region\" is no region of the speech service",
+                     "error|Translation recognizer setup failed: \"no region\" is no region of the speech service",
+                     "error|Translation recognizer setup failed: A target language is empty"}));
+    EXPECT_TRUE(tool->isRecognizing());
+    input->deliverTone(3);
+    tool->stopRecognition();
+    EXPECT_FALSE(tool->isRecognizing());
+    EXPECT_EQ(input->starts, 3);
+    EXPECT_EQ(input->stops, 3);
+    EXPECT_EQ(
+        log.lines(),
+        (QStringList{"[SpeechRecognitionTool] 设置识别器失败：\"no region\" is no region of the speech service",
+                     started, stopped,
+                     "[SpeechRecognitionTool] 设置翻译识别器失败：\"no region\" is no region of the speech service",
+                     started, stopped, "[SpeechRecognitionTool] 设置翻译识别器失败：A target language is empty",
+                     started, stopped}));
+}
+
+TEST_F(SpeechRecognitionToolTest, WithoutUsableInputNothingIsCaptured) {
+    input->format.reset();
+    make(server.area());
+    startPlain();
+    EXPECT_EQ(log.lines(), QStringList{"[SpeechRecognitionTool] ❌ 音频格式转换器创建失败"});
+    EXPECT_EQ(input->starts, 0);
+    EXPECT_TRUE(tool->isRecognizing());
+    EXPECT_TRUE(called().isEmpty());
+    EXPECT_TRUE(session(0)) << "the recognizer runs all the same";
+}
+
+TEST_F(SpeechRecognitionToolTest, AnEngineThatDoesNotStartIsOnlyLogged) {
+    input->startError = "设备忙";
+    make(server.area());
+    startPlain();
+    EXPECT_EQ(log.lines(), QStringList{"❌ AudioEngine 启动失败: 设备忙"});
+    EXPECT_TRUE(called().isEmpty());
+    EXPECT_TRUE(tool->isRecognizing());
+    input->startError.reset();
+    startPlain();
+    EXPECT_EQ(log.lines().mid(1), (QStringList{stopped, started}));
+}
+
+TEST_F(SpeechRecognitionToolTest, ABufferThatCannotBeConvertedIsLostAndTheNextOnesAreNot) {
+    make(server.area());
+    startPlain();
+    const auto other =
+        AVAudioPCMBuffer::make(*AVAudioFormat::make(AVAudioCommonFormat::Float32, 44100, 1, false), 2048);
+    other->setFrameLength(2048);
+    input->deliver(other);
+    input->deliverTone(5);
+    SpeechSessionSeen* const seen = session(0);
+    ASSERT_TRUE(seen);
+    EXPECT_TRUE(waitFor([&] { return seen->turns[0].audio.size() == 6400; })) << "5 buffers of 1364 bytes";
+    EXPECT_EQ(log.linesWith("[SpeechRecognitionTool] ❌ 转换错误: ").size(), 1);
+    EXPECT_TRUE(called().isEmpty());
+}
+
+TEST_F(SpeechRecognitionToolTest, StoppingWhatDoesNotRunDoesNothing) {
+    make(server.area());
+    tool->stopRecognition();
+    EXPECT_TRUE(log.lines().isEmpty());
+    startPlain();
+    tool->stopRecognition();
+    tool->stopRecognition();
+    EXPECT_EQ(log.lines(), (QStringList{started, stopped}));
+    EXPECT_EQ(input->stops, 1);
+}
+
+TEST_F(SpeechRecognitionToolTest, AStartOnARunningToolStopsItAndOnlyThenUsesTheNewToken) {
+    make(server.area());
+    startPlain();
+    SpeechSessionSeen* const first = session(0);
+    ASSERT_TRUE(first);
+    tool->updateToken("token-2");
+    sendFinal(*first, "One.");
+    ASSERT_TRUE(waitFor([&] { return called().size() == 1; }));
+    first->drop();
+    SpeechSessionSeen* const again = session(1);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->header("Authorization"), "Bearer token-1") << "the running recognizer keeps its token";
+    startTranslating();
+    EXPECT_EQ(log.lines(), (QStringList{started, stopped, started}));
+    SpeechSessionSeen* const second = session(2);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->header("Authorization"), "Bearer token-2");
+    EXPECT_TRUE(waitFor([&] { return again->isClosed(); }));
+    input->deliverTone(10);
+    EXPECT_TRUE(waitFor([&] { return second->turns[0].audio.size() >= 12'800; }));
+    EXPECT_EQ(called(), QStringList{"result|One."});
+}
+
+TEST_F(SpeechRecognitionToolTest, AfterAStopNothingIsCalledAndNothingKeepsTheTool) {
+    make(server.area());
+    startPlain();
+    SpeechSessionSeen* const seen = session(0);
+    ASSERT_TRUE(seen);
+    input->deliverTone(20);
+    for (int i = 0; i < 20; ++i)
+        sendFinal(*seen, "Hello.");
+    ASSERT_TRUE(waitFor([&] { return !called().isEmpty(); }));
+    {
+        SerialQueue background("background");
+        background.async([this] { tool->stopRecognition(); });
+    }
+    const QStringList before = called();
+    const std::weak_ptr<SpeechRecognitionTool> weak = tool;
+    tool.reset();
+    ASSERT_TRUE(waitFor([&] { return seen->isClosed(); }));
+    EXPECT_EQ(called(), before);
+    EXPECT_TRUE(waitFor([&] { return weak.expired(); }));
+}
+
+TEST_F(SpeechRecognitionToolTest, MayBeStoppedAndStartedAnewByItsOwnCallback) {
+    make(server.area());
+    std::atomic<int> results = 0;
+    const auto again = [this, &results](const QString&) {
+        if (++results == 1)
+            startPlain();
+    };
+    tool->startRecognition("en-US", again, nullptr, nullptr);
+    SpeechSessionSeen* const first = session(0);
+    ASSERT_TRUE(first);
+    sendFinal(*first, "One.");
+    sendFinal(*first, "Dropped with the first recognizer.");
+    SpeechSessionSeen* const second = session(1);
+    ASSERT_TRUE(second);
+    sendFinal(*second, "Two.");
+    ASSERT_TRUE(waitFor([&] { return called() == QStringList{"result|Two."}; }));
+    EXPECT_EQ(results, 1);
+}
+
+} // namespace
+} // namespace parlowen::testing
