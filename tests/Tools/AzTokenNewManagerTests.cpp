@@ -1,0 +1,144 @@
+#include <AVFoundation/FileCapture.h>
+#include <Foundation/UserDefaults.h>
+#include <Network/Settings.h>
+#include <Tools/AzTokenNewManager.h>
+#include <Tools/SpeechRecognitionTool.h>
+#include <gmock/gmock.h>
+
+#include <QTemporaryDir>
+
+#include "support/CapturedLog.h"
+#include "support/ScriptedHttpServer.h"
+#include "support/WaitFor.h"
+
+namespace parlowen {
+namespace {
+
+using parlowen::testing::CapturedLog;
+using parlowen::testing::ScriptedHttpServer;
+using parlowen::testing::waitFor;
+using Reply = ScriptedHttpServer::Reply;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+struct Delegate : AzTokenNewDelegate {
+    std::vector<AzTokenModel> fetched;
+    std::vector<AzTokenModel> refreshed;
+    std::shared_ptr<SpeechRecognitionTool> tool;
+
+    void tokenDidFetch(const AzTokenModel& token) override { fetched.push_back(token); }
+    void tokenDidRefresh(const AzTokenModel& token) override { refreshed.push_back(token); }
+    std::shared_ptr<SpeechRecognitionTool> speechTool() override { return tool; }
+};
+
+class AzTokenNewManagerTest : public ::testing::Test {
+protected:
+    AzTokenNewManagerTest() {
+        defaults_.setString("fuwuqi_key", server_.baseUrl());
+        manager_->setDelegate(&delegate_);
+    }
+
+    void failures(int count) {
+        for (int i = 0; i < count; ++i)
+            server_.enqueue(i % 2 == 0 ? Reply::json(200, R"({"code":1,"message":""})") : Reply::json(503, "down"));
+    }
+    void success(const QByteArray& data) { server_.enqueue(Reply::json(200, R"({"code":0,"data":)" + data + "}")); }
+
+    bool waitForLine(const QString& line) {
+        return waitFor([&] { return log_.lines().contains(line); });
+    }
+
+    const CapturedLog log_;
+    QTemporaryDir directory_;
+    UserDefaults defaults_{directory_.filePath("settings.ini")};
+    Settings settings_{defaults_};
+    ScriptedHttpServer server_;
+    HttpDatas http_{settings_, {}, {}};
+    Delegate delegate_;
+    std::shared_ptr<AzTokenNewManager> manager_ = std::make_shared<AzTokenNewManager>(http_);
+};
+
+TEST_F(AzTokenNewManagerTest, TheFirstTokenIsFetchedAndLaterOnesRefresh) {
+    success(R"({"token":"t1","area":"eastasia"})");
+    success(R"({"token":null})");
+    manager_->requestToken();
+    ASSERT_TRUE(waitFor([this] { return !delegate_.fetched.empty(); }));
+    EXPECT_THAT(delegate_.fetched, ElementsAre(AzTokenModel{"t1", "eastasia"}));
+    ASSERT_THAT(server_.requests(), SizeIs(1));
+    EXPECT_EQ(server_.requests().front().method, "GET");
+    EXPECT_EQ(server_.requests().front().target, "/microsoft/get_token");
+    EXPECT_THAT(log_.linesWith("AzToken请求[间隔]: "), ElementsAre("AzToken请求[间隔]: 0.0"));
+    const QString prefix = "AzToken请求[开始]: ";
+    ASSERT_THAT(log_.linesWith(prefix), SizeIs(1));
+    const QString time = log_.linesWith(prefix).front().mid(prefix.size());
+    EXPECT_TRUE(QDateTime::fromString(time, "yyyy-MM-dd HH:mm:ss").isValid()) << time.toStdString();
+
+    manager_->refreshToken();
+    ASSERT_TRUE(waitFor([this] { return !delegate_.refreshed.empty(); }));
+    EXPECT_THAT(delegate_.refreshed, ElementsAre(AzTokenModel{"", ""}));
+    EXPECT_THAT(delegate_.fetched, SizeIs(1));
+}
+
+TEST_F(AzTokenNewManagerTest, ThreeFailuresAreRetriedAtOnce) {
+    failures(3);
+    success(R"({"token":"t"})");
+    manager_->requestToken();
+    ASSERT_TRUE(waitFor([this] { return !delegate_.fetched.empty(); }));
+    EXPECT_EQ(delegate_.fetched.front(), (AzTokenModel{"t", ""}));
+    EXPECT_THAT(log_.linesWith("请求重试:"), ElementsAre("请求重试: 1", "请求重试: 2", "请求重试: 3"));
+    EXPECT_THAT(server_.requests(), SizeIs(4));
+    EXPECT_EQ(manager_->retry, 0);
+    EXPECT_FALSE(log_.lines().contains("请求终止"));
+}
+
+TEST_F(AzTokenNewManagerTest, AFourthFailureStopsRecognitionUntilTheNextRefresh) {
+    delegate_.tool = SpeechRecognitionTool::make("t", "eastasia", [] {
+        return std::make_unique<FileCapture>(FileCapture::Options{"/no such file", 1.0, nullptr});
+    });
+    delegate_.tool->startRecognition("en-US", nullptr, nullptr, nullptr);
+    ASSERT_TRUE(delegate_.tool->isRecognizing());
+    failures(4);
+    manager_->requestToken();
+    ASSERT_TRUE(waitForLine("获取 token 失败，停止轮训。"));
+    EXPECT_TRUE(log_.lines().contains("请求终止"));
+    EXPECT_FALSE(delegate_.tool->isRecognizing());
+    EXPECT_THAT(server_.requests(), SizeIs(4));
+    EXPECT_EQ(manager_->retry, 3);
+
+    success(R"({"token":"t","area":"a"})");
+    manager_->refreshToken();
+    EXPECT_EQ(manager_->retry, 0);
+    ASSERT_TRUE(waitFor([this] { return !delegate_.refreshed.empty(); }));
+    EXPECT_THAT(server_.requests(), SizeIs(5));
+    EXPECT_THAT(delegate_.fetched, IsEmpty());
+}
+
+TEST_F(AzTokenNewManagerTest, WithoutADelegateOrAToolItGivesUpQuietly) {
+    failures(4);
+    manager_->requestToken(); // the delegate has no tool yet
+    ASSERT_TRUE(waitForLine("获取 token 失败，停止轮训。"));
+
+    manager_->setDelegate(nullptr);
+    failures(4);
+    manager_->refreshToken();
+    ASSERT_TRUE(waitFor([this] { return log_.linesWith("请求终止").size() == 2; }));
+    EXPECT_THAT(log_.linesWith("获取 token 失败"), SizeIs(1));
+
+    manager_->retry = 2;
+    success(R"({"token":"t"})");
+    manager_->requestToken();
+    EXPECT_TRUE(waitFor([this] { return manager_->retry == 0; }));
+}
+
+TEST_F(AzTokenNewManagerTest, AReplyForAManagerThatIsGoneIsDropped) {
+    failures(1);
+    manager_->requestToken();
+    manager_.reset();
+    ASSERT_TRUE(waitFor([this] { return !log_.linesWith("🍺🍺🍺🍺🍺🍺result:").isEmpty(); }));
+    EXPECT_THAT(log_.linesWith("请求重试:"), IsEmpty());
+    EXPECT_THAT(server_.requests(), SizeIs(1));
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,121 @@
+#include <Foundation/MainQueue.h>
+#include <Tools/TimerManager.h>
+#include <gmock/gmock.h>
+
+#include <QElapsedTimer>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include "support/CapturedLog.h"
+#include "support/WaitFor.h"
+
+namespace parlowen {
+namespace {
+
+using parlowen::testing::CapturedLog;
+using parlowen::testing::holdsFor;
+using parlowen::testing::waitFor;
+using ::testing::ElementsAre;
+
+class TimerManagerTest : public ::testing::Test {
+protected:
+    bool waitForTick(qint64 count) {
+        return waitFor([&] { return !ticks_.empty() && ticks_.back() >= count; });
+    }
+
+    const CapturedLog log_;
+    std::vector<qint64> ticks_;
+    TimerManager clock_{std::chrono::milliseconds(1)};
+};
+
+TEST_F(TimerManagerTest, CountsEverySecondAndRefreshesEvery480) {
+    std::vector<qint64> refreshes;
+    clock_.setOnTick([this](qint64 seconds) {
+        EXPECT_TRUE(isMainThread());
+        ticks_.push_back(seconds);
+    });
+    clock_.setOnTokenRefresh([&] { refreshes.push_back(ticks_.back()); });
+    clock_.start();
+    ASSERT_TRUE(waitForTick(970));
+    clock_.stop();
+    std::vector<qint64> expected(ticks_.size());
+    std::iota(expected.begin(), expected.end(), 1);
+    EXPECT_EQ(ticks_, expected);
+    EXPECT_THAT(refreshes, ElementsAre(480, 960));
+    EXPECT_EQ(log_.lines(), (QStringList{"🔄 刷新微软 token", "🔄 刷新微软 token"}));
+}
+
+TEST_F(TimerManagerTest, WithoutATickHookTheRefreshStillComes) {
+    qint64 at = 0;
+    clock_.setOnTokenRefresh([&] { at = clock_.elapsedSeconds(); });
+    clock_.start();
+    EXPECT_TRUE(waitFor([&at] { return at != 0; }));
+    EXPECT_EQ(at, 480);
+}
+
+TEST_F(TimerManagerTest, EveryStartCountsFromZeroWithOneTimer) {
+    clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
+    clock_.start();
+    ASSERT_TRUE(waitForTick(5));
+    clock_.start();
+    clock_.start();
+    EXPECT_EQ(clock_.elapsedSeconds(), 0);
+    ticks_.clear();
+    ASSERT_TRUE(waitForTick(3));
+    clock_.stop();
+    EXPECT_EQ(clock_.elapsedSeconds(), 0);
+    ASSERT_GE(ticks_.size(), 3U);
+    EXPECT_THAT(std::vector(ticks_.begin(), ticks_.begin() + 3), ElementsAre(1, 2, 3));
+    ticks_.clear();
+    EXPECT_TRUE(holdsFor([this] { return ticks_.empty(); }, 30));
+    clock_.start();
+    ASSERT_TRUE(waitForTick(1));
+    EXPECT_EQ(ticks_.front(), 1);
+}
+
+TEST_F(TimerManagerTest, StoppingFromABackgroundThreadIsFinal) {
+    clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
+    clock_.start();
+    ASSERT_TRUE(waitForTick(2));
+    std::thread([this] { clock_.stop(); }).join();
+    const std::size_t before = ticks_.size();
+    EXPECT_TRUE(holdsFor([&] { return ticks_.size() == before && clock_.elapsedSeconds() == 0; }, 30));
+}
+
+TEST_F(TimerManagerTest, ALateStopOfTheLastSessionDoesNotStopTheNext) {
+    clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
+    clock_.start();
+    std::thread([this] { clock_.stop(); }).join();
+    clock_.start(); // before the main thread has heard of the stop
+    EXPECT_TRUE(waitForTick(5));
+}
+
+TEST_F(TimerManagerTest, HooksMayStopTheClockAndSetHooks) {
+    clock_.setOnTick([this](qint64 seconds) {
+        ticks_.push_back(seconds);
+        if (seconds == 2) {
+            clock_.setOnTick(nullptr);
+            clock_.stop();
+        }
+    });
+    clock_.start();
+    ASSERT_TRUE(waitForTick(2));
+    EXPECT_TRUE(holdsFor([this] { return ticks_.size() == 2; }, 30));
+    EXPECT_EQ(log_.lines(), QStringList());
+}
+
+TEST(TimerManagerSharedTest, TheApplicationsClockTicksOnceASecond) {
+    QElapsedTimer since;
+    qint64 firstTick = 0;
+    TimerManager::shared().setOnTick([&](qint64) { firstTick = since.elapsed(); });
+    since.start();
+    TimerManager::shared().start();
+    EXPECT_TRUE(waitFor([&firstTick] { return firstTick != 0; }));
+    EXPECT_GE(firstTick, 990);
+    TimerManager::shared().stop();
+    TimerManager::shared().setOnTick(nullptr);
+}
+
+} // namespace
+} // namespace parlowen
