@@ -32,10 +32,9 @@ QString startOf(qint64 pid) {
 
 } // namespace
 
-ProcessIdentity ProcessIdentity::current() {
-    const auto pid = static_cast<qint64>(getpid());
-    return {pid, startOf(pid), bootId()};
-}
+ProcessIdentity ProcessIdentity::current() { return of(getpid()); }
+
+ProcessIdentity ProcessIdentity::of(qint64 pid) { return {pid, startOf(pid), bootId()}; }
 
 std::optional<ProcessIdentity> ProcessIdentity::fromJson(const QJsonObject& object) {
     const QJsonValue pid = object[QLatin1String("pid")];

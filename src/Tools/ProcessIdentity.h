@@ -13,6 +13,8 @@ struct ProcessIdentity {
     QString boot;    ///< the machine's start, as /proc/sys/kernel/random/boot_id has it
 
     static ProcessIdentity current();
+    /// A process that is not there has an empty start.
+    static ProcessIdentity of(qint64 pid);
     /// None when a member is missing or of the wrong type.
     static std::optional<ProcessIdentity> fromJson(const QJsonObject& object);
     QJsonObject toJson() const;

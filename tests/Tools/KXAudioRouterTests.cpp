@@ -1,0 +1,217 @@
+#include "RouterFixture.h"
+
+namespace parlowen {
+namespace {
+
+using namespace ::parlowen::testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class KXAudioRouterTest : public RouterFixture {
+protected:
+    /// That the call refuses and changes nothing.
+    void expectRefusal(const char* why) {
+        const std::string input = defaultInput();
+        const std::string output = defaultOutput();
+        takeLog();
+        router().setupSystemAudio();
+        EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备")) << why;
+        EXPECT_EQ(defaultInput(), input) << why;
+        EXPECT_EQ(defaultOutput(), output) << why;
+        EXPECT_THAT(server->descriptions, IsEmpty()) << why;
+        EXPECT_THAT(delayed, IsEmpty()) << why;
+        EXPECT_FALSE(journalExists()) << why;
+    }
+};
+
+TEST_F(KXAudioRouterTest, ASystemAudioSessionChangesAndGivesBackInOrder) {
+    router().setupSystemAudio();
+    const AudioObjectID id = server->deviceID("tqv-Multi-Output_UID");
+    EXPECT_THAT(takeLog(),
+                ElementsAre("✅ 设置 BlackHole 为默认输入", QStringLiteral("✅ 成功创建聚合设备 ID: %1").arg(id)));
+    EXPECT_EQ(defaultInput(), "loop");
+    EXPECT_EQ(defaultOutput(), "speakers") << "not before a second has passed";
+    EXPECT_THAT(delays, ElementsAre(1.0));
+    ASSERT_TRUE(multiOutput());
+    EXPECT_EQ(multiOutput()->name, "tqv Multi-Output");
+    EXPECT_THAT(*multiOutput()->subDevices, ElementsAre("loop", "speakers"));
+
+    runDelayed();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 设置聚合设备为默认输出"));
+    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+    EXPECT_TRUE(journalExists());
+
+    router().restoreDevices();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 恢复原始输出设备", "✅ 恢复麦克风输入：Built-in MICROPHONE",
+                                       "🗑️ 聚合设备销毁成功"));
+    EXPECT_EQ(defaultInput(), "built-in");
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(multiOutput());
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(KXAudioRouterTest, DescribesTheMultiOutputDeviceWithFiveKeys) {
+    router().setupSystemAudio();
+    const QVariantMap expected{
+        {"name", "tqv Multi-Output"},
+        {"uid", "tqv-Multi-Output_UID"},
+        {"subdevices", QVariantList{QVariantMap{{"uid", "loop"}}, QVariantMap{{"uid", "speakers"}}}},
+        {"master", "loop"},
+        {"stacked", 1}};
+    ASSERT_EQ(server->descriptions.size(), 1U);
+    EXPECT_EQ(server->descriptions[0], expected);
+}
+
+TEST_F(KXAudioRouterTest, WithoutALoopbackDeviceOfThatVeryNameNothingIsChanged) {
+    server->renameDevice("loop", "VorlanOutput 2ch");
+    expectRefusal("another letter case");
+    router().switchInput(false);
+    EXPECT_THAT(takeLog(), ElementsAre("❌ BlackHole 设备不可用"));
+    server->renameDevice("loop", "vorlanOutput 2ch");
+    expectRefusal("it was looked for when the router was made");
+}
+
+TEST_F(KXAudioRouterTest, RefusesWithoutFitDevices) {
+    router();
+    server->setDefaults("camera", "");
+    expectRefusal("no default output");
+    server->setDefaults("camera", "speakers");
+    for (const char* uid : {"loop", "speakers"}) {
+        server->hideProperty(server->deviceID(uid), fourCC("uid "));
+        expectRefusal("no UID");
+        server->clearFaults();
+    }
+    server->setDevice(combined("both", "Both", {"headset", "speakers"}));
+    server->setDefaults("camera", "both");
+    expectRefusal("the output is an aggregate");
+    server->setDefaults("camera", "speakers");
+    server->setDevice(combined("loop", "vorlanOutput 2ch", {"headset"}));
+    expectRefusal("the loop-back device is an aggregate");
+}
+
+TEST_F(KXAudioRouterTest, ASecondSetupRefusesOnceTheFirstIsDone) {
+    router().setupSystemAudio();
+    runDelayed();
+    takeLog();
+    router().setupSystemAudio();
+    EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备"));
+    EXPECT_THAT(delayed, IsEmpty());
+    router().restoreDevices();
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(multiOutput());
+}
+
+TEST_F(KXAudioRouterTest, AMultiOutputDeviceThatIsThereIsUsed) {
+    server->setDevice(combined("tqv-Multi-Output_UID", "tqv Multi-Output", {"headset"}));
+    router().setupSystemAudio();
+    runDelayed();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 设置 BlackHole 为默认输入", "🔁 聚合设备已存在", "✅ 设置聚合设备为默认输出"));
+    EXPECT_THAT(server->descriptions, IsEmpty());
+    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+}
+
+TEST_F(KXAudioRouterTest, CreationThatFailsLeavesTheOutput) {
+    server->failCreatingAggregates(-50);
+    router().setupSystemAudio();
+    runDelayed();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 设置 BlackHole 为默认输入", "❌ 创建聚合设备失败，状态码: -50 (0xFFFFFFCE)",
+                                       "❌ 聚合设备未找到"));
+    EXPECT_EQ(defaultInput(), "loop");
+    EXPECT_EQ(defaultOutput(), "speakers");
+}
+
+TEST_F(KXAudioRouterTest, DestructionThatFailsIsLoggedAndRememberedForTheNextStart) {
+    router().setupSystemAudio();
+    runDelayed();
+    takeLog();
+    server->failDestroyingAggregates(kAudioHardwareBadObjectError);
+    router().restoreDevices();
+    EXPECT_EQ(takeLog().last(), "❌ 聚合设备销毁失败，状态码: 560947818 (0x216F626A)");
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_TRUE(journalExists());
+    server->clearFaults();
+    router().restoreDevices();
+    EXPECT_FALSE(multiOutput());
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(KXAudioRouterTest, SwitchesToTheFirstMicrophoneByItsNameAlone) {
+    server->setDevice(combined("mixed", "Microphone mix", {"headset"}));
+    server->setDevice(sink("odd", "Microphone without an input"));
+    router().switchInput(true);
+    EXPECT_EQ(defaultInput(), "built-in") << "the first in the list that is no aggregate";
+    server->removeDevice("built-in");
+    router().switchInput(true);
+    EXPECT_EQ(defaultInput(), "camera");
+    router().switchInput(false);
+    EXPECT_EQ(defaultInput(), "loop");
+    server->removeDevice("camera");
+    server->removeDevice("odd");
+    router().switchInput(true);
+    EXPECT_EQ(defaultInput(), "loop");
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 切换到麦克风输入：Built-in MICROPHONE", "✅ 切换到麦克风输入：摄像头麦克风",
+                                       "✅ 切换到系统音频输入（BlackHole）", "❌ 未找到麦克风设备"));
+}
+
+TEST_F(KXAudioRouterTest, AfterAMicrophoneSessionTheFirstOutputComesBack) {
+    router().switchInput(true);
+    server->setDefaults("built-in", "headset");
+    takeLog();
+    router().restoreDevices();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 恢复原始输出设备", "✅ 恢复麦克风输入：Built-in MICROPHONE",
+                                       "⚠️ 没有找到需要销毁的聚合设备"));
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(KXAudioRouterTest, RestoreNeedsARecordedOutputAndBearsAMissingMicrophone) {
+    server->setDefaults("camera", "");
+    router().restoreDevices();
+    EXPECT_THAT(takeLog(), ElementsAre("⚠️ 原始输出设备未记录"));
+    server->setDefaults("camera", "speakers");
+    router().setupSystemAudio();
+    server->removeDevice("built-in");
+    server->removeDevice("camera");
+    takeLog();
+    router().restoreDevices();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 恢复原始输出设备", "🗑️ 聚合设备销毁成功"));
+}
+
+TEST_F(KXAudioRouterTest, WhatIsDelayedDoesNoHarmAfterTheEnd) {
+    router().setupSystemAudio();
+    router().restoreDevices();
+    takeLog();
+    runDelayed();
+    EXPECT_THAT(takeLog(), ElementsAre("❌ 聚合设备未找到"));
+    EXPECT_EQ(defaultOutput(), "speakers");
+    router().setupSystemAudio();
+    dropRouter();
+    takeLog();
+    runDelayed();
+    EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(KXAudioRouterTest, DevicesMayGoAtEveryMomentOfASession) {
+    for (const char* uid : {"speakers", "loop", "built-in", "tqv-Multi-Output_UID"}) {
+        for (std::size_t call = 1; call < 120; call += 3) {
+            dropRouter();
+            server->clearFaults();
+            server->setDevice(sink("speakers", "Built-in Speakers"));
+            server->setDevice(sink("loop", "vorlanOutput 2ch"));
+            server->setDevice(source("built-in", "Built-in MICROPHONE"));
+            server->setDefaults("camera", "speakers");
+            router();
+            server->beforeCall(call, [this, uid] { server->removeDevice(uid); });
+            router().setupSystemAudio();
+            runDelayed();
+            router().restoreDevices();
+            EXPECT_FALSE(multiOutput()) << uid << " " << call;
+            EXPECT_FALSE(journalExists()) << uid << " " << call;
+            EXPECT_NE(defaultOutput(), "loop") << uid << " " << call;
+        }
+    }
+}
+
+} // namespace
+} // namespace parlowen

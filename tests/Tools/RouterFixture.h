@@ -1,0 +1,92 @@
+#pragma once
+
+#include <Tools/KXAudioRouter.h>
+#include <gmock/gmock.h>
+#include <support/CapturedLog.h>
+#include <support/CapturedSystemLog.h>
+#include <support/SimulatedDevices.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+namespace parlowen::testing {
+
+/// Where it takes no time to bring a file to the disk, if there is such a place.
+inline QString fastTemporaryPath() {
+    const QString memory = QStringLiteral("/dev/shm");
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/parlowen-router.XXXXXX");
+}
+
+/// Keeps the descriptions of the aggregate devices that were asked for.
+class DescriptionsServer : public SimulatedAudioServer {
+public:
+    OSStatus createAggregateDevice(const QVariantMap& description, AudioObjectID& device) override {
+        descriptions.push_back(description);
+        return SimulatedAudioServer::createAggregateDevice(description, device);
+    }
+    std::vector<QVariantMap> descriptions;
+};
+
+/// A machine with speakers, a headset, a loop-back device and two microphones, of which the user's own default is the
+/// second, and a router whose delayed work runs when the test says.
+class RouterFixture : public ::testing::Test {
+protected:
+    RouterFixture() {
+        server->setDevice(sink("headset", "Headset Headphones"));
+        server->setDevice(sink("speakers", "Built-in Speakers"));
+        server->setDevice(sink("loop", "vorlanOutput 2ch"));
+        server->setDevice(source("line", "Line In"));
+        server->setDevice(source("built-in", "Built-in MICROPHONE"));
+        server->setDevice(source("camera", "摄像头麦克风"));
+        server->setDefaults("camera", "speakers");
+    }
+
+    KXAudioRouter& router() {
+        if (!router_)
+            router_ = std::make_unique<KXAudioRouter>(server, std::make_shared<RouterJournal>(journalPath),
+                                                      [this](double seconds, std::function<void()> work) {
+                                                          delays.push_back(seconds);
+                                                          delayed.push_back(std::move(work));
+                                                      });
+        return *router_;
+    }
+    void dropRouter() { router_.reset(); }
+
+    void runDelayed() {
+        for (const auto& work : std::exchange(delayed, {}))
+            work();
+    }
+
+    std::string defaultInput() const { return server->devices().defaultInput; }
+    std::string defaultOutput() const { return server->devices().defaultOutput; }
+    std::optional<AudioDeviceRecord> multiOutput() const {
+        for (const AudioDeviceRecord& device : server->devices().devices) {
+            if (device.uid == "tqv-Multi-Output_UID")
+                return device;
+        }
+        return std::nullopt;
+    }
+    bool journalExists() const { return QFile::exists(journalPath); }
+
+    /// The console log's lines since the last call.
+    QStringList takeLog() {
+        const QStringList lines = log.lines().mid(seen_);
+        seen_ += lines.size();
+        return lines;
+    }
+
+    QTemporaryDir directory{fastTemporaryPath()};
+    QString journalPath = directory.filePath(QStringLiteral("state/parlowen/audio-devices.json"));
+    std::shared_ptr<DescriptionsServer> server = std::make_shared<DescriptionsServer>();
+    std::vector<double> delays;
+    std::vector<std::function<void()>> delayed;
+    CapturedLog log;
+    CapturedSystemLog systemLog;
+
+private:
+    std::unique_ptr<KXAudioRouter> router_;
+    qsizetype seen_ = 0;
+};
+
+} // namespace parlowen::testing

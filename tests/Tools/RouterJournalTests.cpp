@@ -1,0 +1,261 @@
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "RouterFixture.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <csignal>
+
+namespace parlowen {
+namespace {
+
+using namespace ::parlowen::testing;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+using Recovery = RouterJournal::Recovery;
+
+const ProcessIdentity deadProcess{0x7FFFFFFF, "1", "another start of the machine"};
+
+class RouterJournalTest : public RouterFixture {
+protected:
+    RouterJournal journalOf(const ProcessIdentity& process) { return RouterJournal(journalPath, process); }
+    Recovery recover() { return RouterJournal(journalPath).recover(server); }
+
+    /// What a session of a process that died has left.
+    void leaveBehind(const ProcessIdentity& process = deadProcess) {
+        RouterJournal journal = journalOf(process);
+        journal.willSetInput("camera", "loop");
+        journal.willMakeMultiOutput();
+        journal.willSetOutput("speakers", "tqv-Multi-Output_UID");
+        server->setDevice(combined("tqv-Multi-Output_UID", "tqv Multi-Output", {"loop", "speakers"}));
+        server->setDefaults("loop", "tqv-Multi-Output_UID");
+    }
+
+    QJsonObject content() const {
+        QFile file(journalPath);
+        return file.open(QFile::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
+    }
+    void write(const QByteArray& bytes) {
+        QDir().mkpath(QFileInfo(journalPath).path());
+        QFile file(journalPath);
+        ASSERT_TRUE(file.open(QFile::WriteOnly));
+        file.write(bytes);
+    }
+    QStringList files() const { return QDir(QFileInfo(journalPath).path()).entryList(QDir::Files, QDir::Name); }
+};
+
+TEST_F(RouterJournalTest, TheFileHoldsWhatIsToBeGivenBackForItsOwnerAlone) {
+    RouterJournal journal(journalPath);
+    journal.willSetInput("camera", "built-in");
+    journal.willSetInput("built-in", "loop");
+    EXPECT_FALSE(content().contains("output"));
+    journal.willSetOutput(std::nullopt, "headset");
+    journal.willMakeMultiOutput();
+    EXPECT_EQ(content(),
+              (QJsonObject{{"process", ProcessIdentity::current().toJson()},
+                           {"input", QJsonObject{{"was", "camera"}, {"set", QJsonArray{"built-in", "loop"}}}},
+                           {"output", QJsonObject{{"was", QJsonValue()}, {"set", QJsonArray{"headset"}}}},
+                           {"multiOutput", true}}));
+    struct stat status {};
+    ASSERT_EQ(stat(QFile::encodeName(journalPath).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    ASSERT_EQ(stat(QFile::encodeName(QFileInfo(journalPath).path()).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
+
+    journal.gaveBack(false);
+    EXPECT_EQ(content(), (QJsonObject{{"process", ProcessIdentity::current().toJson()}, {"multiOutput", true}}));
+    journal.gaveBack(true);
+    EXPECT_THAT(files(), IsEmpty());
+    EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(RouterJournalTest, LiesInTheStateDirectory) {
+    qputenv("XDG_STATE_HOME", "/somewhere/state");
+    EXPECT_EQ(RouterJournal::defaultPath(), "/somewhere/state/parlowen/audio-devices.json");
+    qputenv("XDG_STATE_HOME", "relative");
+    EXPECT_EQ(RouterJournal::defaultPath(), QDir::homePath() + "/.local/state/parlowen/audio-devices.json");
+}
+
+TEST_F(RouterJournalTest, GivesBackWhatADeadProcessLeft) {
+    leaveBehind();
+    EXPECT_EQ(recover(), Recovery::GaveBack);
+    EXPECT_EQ(defaultInput(), "camera");
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(multiOutput());
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 已恢复上次异常退出前的默认输出设备：Built-in Speakers",
+                                       "✅ 已恢复上次异常退出前的默认输入设备：摄像头麦克风",
+                                       "🗑️ 已删除上次遗留的聚合设备"));
+    EXPECT_THAT(files(), IsEmpty());
+    EXPECT_EQ(recover(), Recovery::NothingLeft);
+    EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(RouterJournalTest, ADefaultThatTheUserChangedSinceStays) {
+    leaveBehind();
+    server->setDefaults("built-in", "headset");
+    EXPECT_EQ(recover(), Recovery::GaveBack);
+    EXPECT_EQ(defaultInput(), "built-in");
+    EXPECT_EQ(defaultOutput(), "headset");
+    EXPECT_FALSE(multiOutput());
+}
+
+TEST_F(RouterJournalTest, ADeviceThatIsGoneIsToldAndNotWaitedFor) {
+    leaveBehind();
+    server->removeDevice("speakers");
+    server->setDefaults("loop", "tqv-Multi-Output_UID");
+    EXPECT_EQ(recover(), Recovery::GaveBack);
+    EXPECT_EQ(takeLog().first(), "⚠️ 上次异常退出前的默认输出设备已不存在：speakers");
+    EXPECT_EQ(defaultInput(), "camera");
+    EXPECT_FALSE(multiOutput());
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(RouterJournalTest, WhatCouldNotBeGivenBackIsTriedAgain) {
+    leaveBehind();
+    server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
+    EXPECT_EQ(recover(), Recovery::NoServer);
+    EXPECT_THAT(takeLog(), ElementsAre("⚠️ 音频服务没有应答，设备恢复留到下次启动"));
+    server->clearFaults();
+    server->failWrites(kAudioObjectSystemObject, fourCC("dIn "), kAudioHardwareUnspecifiedError);
+    server->failDestroyingAggregates(kAudioHardwareUnspecifiedError);
+    journalOf({0x7FFFFFFE, "2", "3"}).recover(server);
+    EXPECT_EQ(takeLog().size(), 3);
+    EXPECT_EQ(defaultOutput(), "speakers");
+    server->clearFaults();
+    EXPECT_EQ(recover(), Recovery::GaveBack);
+    EXPECT_EQ(defaultInput(), "camera");
+    EXPECT_FALSE(multiOutput());
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(RouterJournalTest, AnotherLivingProcessIsLeftAlone) {
+    const ProcessIdentity other = ProcessIdentity::of(getppid());
+    leaveBehind(other);
+    const QJsonObject before = content();
+    EXPECT_EQ(recover(), Recovery::OtherSessionRuns);
+    EXPECT_THAT(takeLog(), ElementsAre("⚠️ 另一个正在运行的程序正在使用音频设备，未作恢复"));
+    router().switchInput(true);
+    router().switchInput(false);
+    router().restoreDevices();
+    EXPECT_EQ(log.linesWith("⚠️ 另一个正在运行的程序已切换音频设备").size(), 1) << "said once";
+    EXPECT_EQ(content(), before);
+}
+
+TEST_F(RouterJournalTest, AProcessLivesUntilItEndsAndHasItsOwnStart) {
+    const pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    const ProcessIdentity identity = ProcessIdentity::of(child);
+    EXPECT_TRUE(identity.isAlive());
+    ProcessIdentity reused = identity;
+    reused.started += "0";
+    EXPECT_FALSE(reused.isAlive()) << "another process with the same number";
+    kill(child, SIGKILL);
+    siginfo_t ended{};
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_FALSE(identity.isAlive()) << "killed, but not waited for";
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_FALSE(identity.isAlive());
+}
+
+TEST_F(RouterJournalTest, TheRecordOfADeadProcessGoesOnInTheNextSession) {
+    leaveBehind();
+    RouterJournal next(journalPath);
+    next.willSetInput("loop", "built-in");
+    EXPECT_EQ(content()["input"].toObject(), (QJsonObject{{"was", "camera"}, {"set", QJsonArray{"loop", "built-in"}}}));
+    EXPECT_TRUE(content()["multiOutput"].toBool());
+    EXPECT_EQ(content()["process"].toObject(), ProcessIdentity::current().toJson());
+}
+
+TEST_F(RouterJournalTest, AFileThatCannotBeUnderstoodIsKeptAsideAndOnlyTheMultiOutputGoes) {
+    leaveBehind();
+    QFile file(journalPath);
+    ASSERT_TRUE(file.open(QFile::ReadOnly));
+    const QByteArray whole = file.readAll();
+    QByteArray wrongType = whole;
+    wrongType.replace("\"set\": [", "\"set\": [7, ");
+    for (const QByteArray& bytes :
+         {QByteArray(), whole.left(whole.size() / 2), QByteArray("[]"), QByteArray("\0\xFF\x80", 3), wrongType}) {
+        write(bytes);
+        server->setDevice(combined("tqv-Multi-Output_UID", "tqv Multi-Output", {"loop", "speakers"}));
+        server->setDefaults("loop", "headset");
+        takeLog();
+        EXPECT_EQ(recover(), Recovery::GaveBack);
+        const QStringList lines = takeLog();
+        ASSERT_EQ(lines.size(), 2) << bytes.toStdString();
+        EXPECT_THAT(lines[0].toStdString(), StartsWith("⚠️ 音频设备记录已损坏，保留为 "));
+        EXPECT_EQ(defaultInput(), "loop");
+        EXPECT_EQ(defaultOutput(), "headset");
+        EXPECT_FALSE(multiOutput());
+        ASSERT_EQ(files().size(), 1);
+        QFile kept(QFileInfo(journalPath).dir().filePath(files()[0]));
+        ASSERT_TRUE(kept.open(QFile::ReadOnly));
+        EXPECT_EQ(kept.readAll(), bytes);
+        EXPECT_TRUE(kept.remove());
+    }
+}
+
+TEST_F(RouterJournalTest, AMultiOutputDeviceGoesAlsoWithoutARecord) {
+    server->setDevice(combined("tqv-Multi-Output_UID", "tqv Multi-Output", {"loop", "speakers"}));
+    EXPECT_EQ(recover(), Recovery::GaveBack);
+    EXPECT_FALSE(multiOutput());
+    EXPECT_EQ(defaultInput(), "camera");
+}
+
+/// No file can grow, as on a full disk, for as long as it lives.
+class FullDisk {
+public:
+    FullDisk() {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        rlimit none = before_;
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(RouterJournalTest, OnAFullDiskTheSessionGoesOnAndTheOldFileStaysWhole) {
+    RouterJournal journal(journalPath);
+    journal.willSetInput("camera", "loop");
+    const QJsonObject before = content();
+    {
+        const FullDisk full;
+        journal.willSetOutput("speakers", "headset");
+    }
+    EXPECT_EQ(content(), before);
+    EXPECT_EQ(files().size(), 1);
+    ASSERT_EQ(log.lines().size(), 1);
+    EXPECT_THAT(log.lines()[0].toStdString(), HasSubstr("音频设备记录无法写入"));
+    journal.willSetOutput("speakers", "headset");
+    EXPECT_TRUE(content().contains("output")) << "what could not be written is written with the next note";
+    journal.gaveBack(true);
+    takeLog();
+    const FullDisk full;
+    router().setupSystemAudio();
+    runDelayed();
+    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+    router().restoreDevices();
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_THAT(files(), IsEmpty());
+}
+
+} // namespace
+} // namespace parlowen
