@@ -11,10 +11,10 @@ namespace parlowen::service {
 /// What is asked, as the application sends it.
 struct Question {
     std::int64_t type = 1; ///< 1 concise, 2 detailed
-    std::string text;
-    std::string position; ///< that the candidate interviews for; may be empty
-    std::string originalLanguage;
-    std::string translationLanguage;
+    std::string text = {};
+    std::string position = {}; ///< that the candidate interviews for; may be empty
+    std::string originalLanguage = {};
+    std::string translationLanguage = {};
 };
 
 /// Takes an answer while it grows. After a false nobody reads any more, and the source returns.

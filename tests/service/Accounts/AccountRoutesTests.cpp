@@ -1,0 +1,97 @@
+#include "support/FileSizeLimit.h"
+#include "support/RunningService.h"
+
+#include <gtest/gtest.h>
+
+using namespace parlowen::testing;
+
+namespace {
+
+constexpr const char* loginPath = "/api/v1/user/account/login";
+constexpr const char* infoPath = "/api/v1/user/info";
+
+/// All that the service has on disk.
+std::string everythingIn(const std::filesystem::path& directory) {
+    std::string all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+        if (entry.is_regular_file())
+            all += contentsOf(entry.path());
+    }
+    return all;
+}
+
+} // namespace
+
+TEST(AccountRoutes, SignInGivesATokenAndAProfile) {
+    const RunningService service;
+    const ServiceClient client = service.client();
+    EXPECT_EQ(client.get("/api/v1/user/get_login_method").data(), 1);
+    const Reply signedIn = service.signIn("13800001234");
+    ASSERT_EQ(signedIn.status, 200U);
+    const auto data = signedIn.data();
+    EXPECT_TRUE(data.at("rights").is_array());
+    const auto& user = data.at("user");
+    EXPECT_EQ(user.at("user_code"), "10001");
+    EXPECT_EQ(user.at("nick_name"), "用户1234");
+    EXPECT_EQ(user.at("country_code"), "86");
+    EXPECT_EQ(user.at("phone"), "13800001234");
+    EXPECT_EQ(user.at("last_login_at").get<std::string>().size(), std::string("2026-11-24 22:00:00").size());
+    EXPECT_EQ(user.at("type"), 1);
+
+    const Reply info = client.get(infoPath, data.at("token").get<std::string>());
+    EXPECT_EQ(info.data().at("user"), user);
+    EXPECT_FALSE(info.data().contains("token"));
+}
+
+TEST(AccountRoutes, RefusalsSayWhy) {
+    const RunningService service;
+    const ServiceClient client = service.client();
+    service.signIn("13800001234");
+    const Reply wrong = service.signIn("13800001234", "secret-2");
+    EXPECT_EQ(wrong.status, 200U);
+    EXPECT_NE(wrong.code(), 0);
+    EXPECT_EQ(wrong.message(), "手机号或密码错误");
+    EXPECT_NE(client.post(loginPath, nlohmann::json::object()).code(), 0);
+    EXPECT_NE(client.post(loginPath, {{"country_code", 86}, {"phone", nullptr}, {"password", {1}}}).code(), 0);
+    for (const char* body : {"", "nonsense", "[]", "\"text\"", "{\"phone\":\"\xff\"}"})
+        EXPECT_EQ(client.send("POST", loginPath, body).status, 400U) << body;
+    for (const char* token : {"", "unknown", "' OR 1=1 --"}) {
+        const Reply refused = client.get(infoPath, token);
+        EXPECT_EQ(refused.status, 401U) << token;
+        EXPECT_EQ(refused.code(), 401) << token;
+    }
+    EXPECT_EQ(client.send("POST", "/api/v1/user/logout").status, 401U);
+}
+
+TEST(AccountRoutes, AccountsAndTokensOutliveARestartAndSignOutEndsThem) {
+    RunningService service;
+    const std::string token = service.token();
+    service.stop();
+    const std::string stored = everythingIn(service.data());
+    EXPECT_EQ(stored.find(token), std::string::npos) << "tokens are kept hashed";
+    EXPECT_EQ(stored.find("secret-1"), std::string::npos);
+    EXPECT_NE(stored.find("13800000001"), std::string::npos);
+    EXPECT_NE(stored.find("$argon2id$"), std::string::npos);
+
+    service.start();
+    const ServiceClient client = service.client();
+    EXPECT_EQ(client.get(infoPath, token).status, 200U);
+    EXPECT_EQ(service.signIn("13800000001", "another").code(), 1002);
+    EXPECT_EQ(client.send("POST", "/api/v1/user/logout", {}, token).code(), 0);
+    EXPECT_EQ(client.get(infoPath, token).status, 401U);
+}
+
+TEST(AccountRoutes, AFullDiskIsSaidAndLosesNothing) {
+    const RunningService service;
+    const std::string token = service.token();
+    {
+        const FileSizeLimit full(1);
+        const Reply refused = service.signIn("13800000002");
+        EXPECT_EQ(refused.status, 507U);
+        EXPECT_NE(refused.code(), 0);
+        EXPECT_EQ(refused.message(), "磁盘空间不足或无法写入，数据没有保存");
+        EXPECT_EQ(service.client().get(infoPath, token).status, 200U);
+    }
+    EXPECT_EQ(service.signIn("13800000002", "other-secret").code(), 0) << "no half account is left";
+    EXPECT_EQ(service.signIn().code(), 0);
+}

@@ -1,0 +1,116 @@
+#include "Accounts/Accounts.h"
+#include "Accounts/Secrets.h"
+#include "support/TemporaryDirectory.h"
+
+#include <future>
+#include <gtest/gtest.h>
+#include <set>
+
+using namespace parlowen::service;
+using namespace parlowen::testing;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Reason = Refused::Reason;
+
+class AccountRules : public ::testing::Test {
+protected:
+    std::optional<Reason> refusal(const Credentials& credentials, bool mayCreate = true) {
+        const auto outcome = accounts.signIn(credentials, mayCreate);
+        const auto* refused = std::get_if<Refused>(&outcome);
+        return refused == nullptr ? std::nullopt : std::optional(refused->reason);
+    }
+    std::string tokenOf(const Credentials& credentials) {
+        return std::get<SignedIn>(accounts.signIn(credentials, true)).token;
+    }
+
+    TemporaryDirectory directory;
+    Database database{directory.path() / "test.db"};
+    FailureLimit::TimePoint now = FailureLimit::TimePoint() + 1000h;
+    Accounts accounts{database, [this] { return now; }};
+    const Credentials known{"86", "13800001234", "secret-1"};
+};
+
+} // namespace
+
+TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
+    EXPECT_EQ(refusal(known, false), Reason::WrongPassword) << "only this machine's clients make accounts";
+    const auto first = std::get<SignedIn>(accounts.signIn(known, true));
+    EXPECT_EQ(first.user.nickName, "用户1234");
+    EXPECT_EQ(refusal({"86", "13800001234", "secret-2"}), Reason::WrongPassword);
+    const auto second = std::get<SignedIn>(accounts.signIn({"+86", " 138-0000 1234", "secret-1"}, false));
+    EXPECT_EQ(second.user.id, first.user.id) << "signs in numbers are for the eye";
+    EXPECT_NE(second.token, first.token);
+    const auto elsewhere = std::get<SignedIn>(accounts.signIn({"1", "13800001234", "secret-9"}, true));
+    EXPECT_NE(elsewhere.user.id, first.user.id) << "the same number of another country";
+    EXPECT_EQ(accounts.userOf(first.token)->id, first.user.id);
+    accounts.signOut(first.token);
+    EXPECT_FALSE(accounts.userOf(first.token));
+    EXPECT_TRUE(accounts.userOf(second.token));
+    EXPECT_FALSE(accounts.userOf(""));
+}
+
+TEST_F(AccountRules, InputIsChecked) {
+    const std::vector<Credentials> wrong{
+        {"", "13800001234", "secret-1"},
+        {"86", "", "secret-1"},
+        {"86", "138", "secret-1"},
+        {"86", "13800001234", ""},
+        {"86", "1234567890123456", "secret-1"},
+        {"86", "138000' OR 1=1", "secret-1"},
+        {"CN", "13800001234", "secret-1"},
+        {"12345", "13800001234", "secret-1"},
+        {"86", "13800001234", "秘密秘密秘"},
+        {"86", "13800001234", std::string(1'025, 'x')},
+    };
+    for (const Credentials& credentials : wrong)
+        EXPECT_EQ(refusal(credentials), Reason::Input) << credentials.phone << " " << credentials.password;
+    EXPECT_EQ(refusal({"86", "13800001234", "秘密秘密秘密"}), std::nullopt) << "six characters are enough";
+}
+
+TEST_F(AccountRules, GuessingIsSlowedDown) {
+    tokenOf(known);
+    const Credentials guess{"86", known.phone, "guess-1"};
+    for (int i = 0; i < FailureLimit::freeFailures; ++i)
+        EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
+    EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "also with the right password";
+    now += FailureLimit::pause;
+    EXPECT_EQ(refusal(known), std::nullopt);
+}
+
+TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
+    const std::string oldest = tokenOf(known);
+    database.execute("UPDATE sessions SET created_at = 1");
+    for (int i = 0; i < AccountStore::sessionsOfAUser; ++i)
+        database.execute("INSERT INTO sessions VALUES (randomblob(32), 1, 2)");
+    const std::string last = tokenOf(known);
+    EXPECT_FALSE(accounts.userOf(oldest));
+    EXPECT_TRUE(accounts.userOf(last));
+    Statement count = database.prepare("SELECT count(*) FROM sessions");
+    ASSERT_TRUE(count.step());
+    EXPECT_EQ(count.integer(0), AccountStore::sessionsOfAUser);
+}
+
+TEST_F(AccountRules, SimultaneousFirstSignInsMakeOneAccount) {
+    std::vector<std::future<std::string>> attempts;
+    for (int i = 0; i < 4; ++i)
+        attempts.push_back(std::async(std::launch::async, [this] { return tokenOf(known); }));
+    std::set<std::int64_t> users;
+    for (auto& attempt : attempts)
+        users.insert(accounts.userOf(attempt.get())->id);
+    EXPECT_EQ(users.size(), 1U);
+}
+
+TEST(Secrets, AreRandomSaltedAndChecked) {
+    const std::string hash = hashedPassword("秘密");
+    EXPECT_EQ(hash.rfind("$argon2id$", 0), 0U) << hash;
+    EXPECT_NE(hash, hashedPassword("秘密"));
+    EXPECT_TRUE(passwordMatches(hash, "秘密"));
+    EXPECT_FALSE(passwordMatches(hash, "秘"));
+    EXPECT_FALSE(passwordMatches("no hash", "秘密"));
+    EXPECT_EQ(randomToken().size(), 43U);
+    EXPECT_NE(randomToken(), randomToken());
+    EXPECT_EQ(hashedToken("a").size(), 32U);
+}

@@ -1,0 +1,102 @@
+#include "Answers/AnswerRoutes.h"
+
+#include "Answers/Outline.h"
+#include "service/Http/RunningServer.h"
+#include "support/RunningService.h"
+
+#include <gtest/gtest.h>
+
+using namespace parlowen::service;
+using namespace parlowen::testing;
+using boost::asio::awaitable;
+
+namespace {
+
+constexpr const char* path = "/api/v1/ai/meeting";
+
+/// The contents of a stream's events, in order; fails on anything else in it.
+std::vector<std::string> contentsOfEvents(const std::string& body) {
+    std::vector<std::string> contents;
+    std::size_t start = 0;
+    for (auto end = body.find("\n\n"); end != std::string::npos; end = body.find("\n\n", start)) {
+        const std::string line = body.substr(start, end - start);
+        EXPECT_EQ(line.rfind("data: {", 0), 0U) << line;
+        EXPECT_EQ(line.find('\n'), std::string::npos) << line;
+        EXPECT_EQ(line.find("data: ", 1), std::string::npos) << line;
+        contents.push_back(nlohmann::json::parse(line.substr(6)).at("data").at("content").get<std::string>());
+        start = end + 2;
+    }
+    EXPECT_EQ(start, body.size());
+    return contents;
+}
+
+std::string joinedAnswer(const std::vector<std::string>& contents) {
+    std::string joined;
+    for (std::size_t i = 0; i + 1 < contents.size(); ++i)
+        joined += contents[i];
+    return joined;
+}
+
+nlohmann::json question(const char* text, int type = 1) {
+    return {{"type", type},
+            {"txt", text},
+            {"prompt", "后端工程师"},
+            {"original_language", "中文（简体）"},
+            {"trans_language", ""}};
+}
+
+/// Sends what a stream could trip over, then fails.
+class AwkwardSource final : public AnswerSource {
+public:
+    awaitable<void> answer(const Question&, AnswerSink& sink) override {
+        for (const char* text : {"data: x\n\"", "@@", ""})
+            co_await sink.piece(text);
+        throw std::runtime_error("fails on purpose");
+    }
+};
+
+} // namespace
+
+TEST(AnswerRoutes, StreamTheAnswerAndTheEndMark) {
+    const RunningService service({.answerPause = std::chrono::milliseconds(1)});
+    const Reply reply = service.client().post(path, question("你为什么想加入我们？", 2), service.token());
+    EXPECT_EQ(reply.headers.at("content-type"), "text/event-stream; charset=utf-8");
+    const auto contents = contentsOfEvents(reply.body);
+    ASSERT_GT(contents.size(), 10U);
+    EXPECT_EQ(contents.back(), "@@");
+    EXPECT_EQ(joinedAnswer(contents),
+              outlineFor({.type = 2, .text = "你为什么想加入我们？", .position = "后端工程师"}));
+}
+
+TEST(AnswerRoutes, RefuseWhatTheyCannotAnswer) {
+    const RunningService service;
+    const ServiceClient client = service.client();
+    EXPECT_EQ(client.post(path, question("你好")).status, 401U);
+    const std::string token = service.token();
+    for (const char* body : {"", "nonsense", "[1]"})
+        EXPECT_EQ(client.send("POST", path, body, token).status, 400U) << body;
+    for (const nlohmann::json& body : {question(" \n"), nlohmann::json{{"type", "x"}, {"txt", 5}}})
+        EXPECT_EQ(contentsOfEvents(client.post(path, body, token).body),
+                  (std::vector<std::string>{"没有收到问题内容。", "@@"}));
+}
+
+TEST(AnswerRoutes, EscapeWhatWouldReadAsPartOfTheStream) {
+    AwkwardSource source;
+    Router router;
+    addAnswerRoutes(router, source, [](const HttpRequest&) { return std::nullopt; });
+    const RunningServer server(std::move(router));
+    const auto contents = contentsOfEvents(server.client().post(path, question("hello")).body);
+    EXPECT_EQ(contents, (std::vector<std::string>{"data: x\n\"", "@", "@", "", "回答中断，请重新提问。", "@@"}));
+}
+
+TEST(AnswerRoutes, AClientThatGoesAwayEndsItsAnswerAlone) {
+    const RunningService service;
+    const std::string token = service.token();
+    for (int i = 0; i < 5; ++i) {
+        const auto connection = service.client().connect();
+        connection->send(ServiceClient::request("POST", path, question("你好").dump(), token));
+        EXPECT_NE(connection->receiveUntil("\"content\""), "");
+        connection->cut();
+    }
+    EXPECT_EQ(contentsOfEvents(service.client().post(path, question("hi"), token).body).back(), "@@");
+}

@@ -1,0 +1,74 @@
+#include "Program/Languages.h"
+#include "Program/OtherRoutes.h"
+#include "service/Http/RunningServer.h"
+#include "support/RunningService.h"
+
+#include <gtest/gtest.h>
+
+using namespace parlowen::service;
+using namespace parlowen::testing;
+
+TEST(OtherRoutes, LanguagesAreThoseOffered) {
+    Router router;
+    addLanguageRoutes(router, [] { return LanguageOffer{{"en-US", "zh-CN", "tlh"}, {"es", "zh-Hans", "en"}}; }, {});
+    const RunningServer server(std::move(router));
+    const auto names = [](const Reply& reply) {
+        std::vector<std::string> all;
+        for (const auto& entry : reply.data())
+            all.push_back(entry.at("name"));
+        return all;
+    };
+    const Reply recognised = server.client().get("/api/v1/language/list?source=1");
+    EXPECT_EQ(names(recognised), (std::vector<std::string>{"tlh", "英语（美国）", "中文（简体）"}));
+    EXPECT_EQ(recognised.data().at(1), nlohmann::json({{"ID", 135},
+                                                       {"name", "英语（美国）"},
+                                                       {"original_key", "en-US"},
+                                                       {"translation_key", "en"},
+                                                       {"first_letters", "Y"}}));
+    EXPECT_EQ(recognised.data().at(2).at("ID"), 128);
+    EXPECT_EQ(recognised.data().at(2).at("translation_key"), "zh-Hans");
+    const Reply targets = server.client().get("/api/v1/language/list?source=2");
+    EXPECT_EQ(names(targets), (std::vector<std::string>{"西班牙语（西班牙）", "英语（美国）", "中文（简体）"}));
+    EXPECT_EQ(targets.data().at(0).at("translation_key"), "es");
+    EXPECT_EQ(server.client().get("/api/v1/language/list").status, 400U);
+}
+
+TEST(OtherRoutes, SpeechTokensComeWithTheHostThatWasAsked) {
+    Router router;
+    addSpeechTokenRoute(router, [] { return std::string("speech-token"); }, {});
+    const RunningServer server(std::move(router));
+    const Reply reply = server.client().get("/api/v1/microsoft/get_token");
+    EXPECT_EQ(reply.data(), nlohmann::json({{"token", "speech-token"}, {"area", "wss://127.0.0.1:1234"}}));
+    const auto odd = server.client().connect();
+    odd->send("GET /api/v1/microsoft/get_token HTTP/1.1\r\nHost: a/b?c\r\nConnection: close\r\n\r\n");
+    EXPECT_EQ(parseReply(odd->receiveAll()).status, 400U);
+}
+
+TEST(OtherRoutes, TheWholeServiceAnswersEveryKnownPath) {
+    const RunningService service;
+    const ServiceClient client = service.client();
+    const std::string token = service.token();
+    const auto version = client.get("/api/v1/operation/version").data();
+    EXPECT_EQ(version.at("version"), version.at("min_version")) << "nothing newer to offer";
+    EXPECT_EQ(version.at("version"), serviceVersion());
+    EXPECT_TRUE(version.at("build").is_number_integer() && version.at("is_force") == 0);
+
+    for (const char* path : {"/language/list?source=1", "/language/list?source=2"}) {
+        EXPECT_EQ(client.get(std::string("/api/v1") + path).status, 401U) << path;
+        EXPECT_TRUE(client.get(std::string("/api/v1") + path, token).data().is_array()) << path;
+    }
+    const std::array<std::array<const char*, 2>, 8> missing{{{"POST", "/user/send_sms_code"},
+                                                             {"POST", "/user/login"},
+                                                             {"GET", "/country/list"},
+                                                             {"GET", "/operation/contact"},
+                                                             {"PUT", "/user/change_user_type/2"},
+                                                             {"POST", "/user/logoff"},
+                                                             {"GET", "/ai/token"},
+                                                             {"POST", "/user/bind_resume/file-1"}}};
+    for (const auto& [method, path] : missing) {
+        const Reply reply = client.send(method, std::string("/api/v1") + path, {}, token);
+        EXPECT_EQ(reply.status, 200U) << path;
+        EXPECT_NE(reply.code(), 0) << path;
+        EXPECT_FALSE(reply.message().empty()) << path;
+    }
+}

@@ -1,0 +1,101 @@
+#include "support/ServiceClient.h"
+#include "support/TemporaryDirectory.h"
+
+#include <array>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+using namespace parlowen::testing;
+
+namespace {
+
+struct Outcome {
+    int status;
+    std::string output; ///< standard output and the log
+};
+
+Outcome shell(const std::string& command) {
+    FILE* pipe = ::popen(("exec 2>&1; " + command).c_str(), "r");
+    Outcome run{-1, {}};
+    std::array<char, 4096> bytes{};
+    while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
+        run.output.append(bytes.data(), count);
+    run.status = WEXITSTATUS(::pclose(pipe));
+    return run;
+}
+
+bool has(const Outcome& run, const std::string& part) { return run.output.find(part) != std::string::npos; }
+
+class Program : public ::testing::Test {
+protected:
+    std::string command(const std::string& options) const {
+        return std::string("'" PARLOWEN_SERVICE "' --data '") + data.string() + "' " + options;
+    }
+
+    TemporaryDirectory directory;
+    const std::filesystem::path data = directory.path() / "data";
+};
+
+} // namespace
+
+TEST_F(Program, ExplainsItself) {
+    const Outcome help = shell(command("--help"));
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(has(help, "--exit-with-stdin"));
+    const Outcome version = shell(command("--version"));
+    EXPECT_EQ(version.status, 0);
+    EXPECT_TRUE(has(version, "parlowen-service "));
+    const Outcome wrong = shell(command("--nonsense"));
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_TRUE(has(wrong, "unknown option \"--nonsense\"") && has(wrong, "Usage:"));
+    EXPECT_EQ(shell(command("--listen 0.0.0.0:0")).status, 2);
+    EXPECT_FALSE(std::filesystem::exists(data)) << "nothing was made";
+}
+
+TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
+    const Outcome run = shell(command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null"));
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(has(run, "listening on https://127.0.0.1:")) << run.output;
+    EXPECT_EQ(modeOf(data), 0700U);
+    EXPECT_EQ(modeOf(data / "parlowen.db"), 0600U);
+    EXPECT_EQ(modeOf(data / "tls" / "ca.pem"), 0600U);
+}
+
+TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
+    for (const char* signal : {"TERM", "INT"}) {
+        // An interactive interrupt is ignored by what a shell starts in the background, so env takes that back.
+        const Outcome run =
+            shell("(env --default-signal " + command("--listen 127.0.0.1:0") + " & echo pid=$!; wait $!; " +
+                  "echo status=$?) | while read -r line; do echo \"$line\"; case $line in pid=*) " +
+                  "pid=${line#pid=};; listening*) port=${line##*:}; " + command("--listen 127.0.0.1:$port") +
+                  "; echo second=$?; kill -" + signal + " $pid;; esac; done");
+        EXPECT_TRUE(has(run, "second=3")) << run.output;
+        EXPECT_TRUE(has(run, "is in use")) << run.output;
+        EXPECT_TRUE(has(run, "status=0")) << run.output;
+    }
+}
+
+TEST_F(Program, NamesTheFileThatItCannotUse) {
+    const std::string start = command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null");
+    ASSERT_EQ(shell(start).status, 0);
+    for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/server.key"}) {
+        const auto file = data / name;
+        const std::string kept = contentsOf(file);
+        writeFile(file, std::string(5'000, '?'));
+        const Outcome run = shell(start);
+        EXPECT_EQ(run.status, 1) << run.output;
+        EXPECT_TRUE(has(run, file.string())) << run.output;
+        EXPECT_EQ(contentsOf(file), std::string(5'000, '?')) << "it is left alone";
+        writeFile(file, kept);
+    }
+    EXPECT_EQ(shell(start).status, 0);
+}
+
+TEST_F(Program, AFullDiskAtTheFirstStartLeavesNothingHalfWritten) {
+    const Outcome run = shell("ulimit -f 0; " + command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null") + " | cat");
+    EXPECT_TRUE(has(run, "cannot start")) << run.output;
+    for (const char* name : {"ca.pem", "ca.key", "server.pem", "server.key"})
+        EXPECT_FALSE(std::filesystem::exists(data / "tls" / name)) << name;
+    EXPECT_EQ(shell(command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null")).status, 0);
+}
