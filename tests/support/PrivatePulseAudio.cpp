@@ -47,12 +47,18 @@ PrivatePulseAudio::PrivatePulseAudio(const QStringList& modules) {
     daemon_.setProcessEnvironment(environmentIn(directory_.path()));
     daemon_.setProcessChannelMode(QProcess::MergedChannels);
     endWithParent(daemon_);
+    start();
+    qputenv("PULSE_SERVER", address().toUtf8());
+}
+
+void PrivatePulseAudio::start() {
+    const QString socket = directory_.filePath(QStringLiteral("native"));
     daemon_.start(QStringLiteral("pulseaudio"),
                   {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
-                   QStringLiteral("--use-pid-file=no"), QStringLiteral("-F"), script});
+                   QStringLiteral("--use-pid-file=no"), QStringLiteral("-F"),
+                   directory_.filePath(QStringLiteral("start.pa"))});
     waitFor([this, &socket] { return QFile::exists(socket) || daemon_.state() == QProcess::NotRunning; });
     ready_ = QFile::exists(socket) && daemon_.state() == QProcess::Running;
-    qputenv("PULSE_SERVER", address().toUtf8());
 }
 
 PrivatePulseAudio::~PrivatePulseAudio() {
@@ -71,6 +77,13 @@ QString PrivatePulseAudio::output() { return QString::fromUtf8(daemon_.readAll()
 void PrivatePulseAudio::kill() {
     daemon_.kill();
     daemon_.waitForFinished(5000);
+}
+
+bool PrivatePulseAudio::restart() {
+    kill();
+    QFile::remove(directory_.filePath(QStringLiteral("native")));
+    start();
+    return ready_;
 }
 
 void endWithParent(QProcess& process) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PrivateAudioServer.h"
+
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -7,28 +9,27 @@
 
 namespace parlowen::testing {
 
-/// A PulseAudio daemon of the test's own, without hardware: own run-time directory, own socket, gone with this object.
-/// While it lives PULSE_SERVER names it, for this process and the programs that it starts.
-class PrivatePulseAudio {
+/// A private PulseAudio daemon. While it lives PULSE_SERVER names it, for this process and the programs that it starts.
+class PrivatePulseAudio : public PrivateAudioServer {
 public:
     /// A sink without hardware, "call": 48 kHz, stereo. Its monitor is the default source.
     static QStringList oneSink();
 
     /// Starts the daemon with these modules, one line each: name and arguments. Ready on return, or failed.
     explicit PrivatePulseAudio(const QStringList& modules = oneSink());
-    ~PrivatePulseAudio();
+    ~PrivatePulseAudio() override;
     PrivatePulseAudio(const PrivatePulseAudio&) = delete;
     PrivatePulseAudio& operator=(const PrivatePulseAudio&) = delete;
 
-    bool isReady() const { return ready_; }
-    /// The server's address, as PULSE_SERVER has it.
-    QString address() const;
-    /// What the daemon has said, to explain a failure.
-    QString output();
-    /// Ends the daemon at once, as a crash would.
-    void kill();
+    bool isReady() const override { return ready_; }
+    QString address() const override;
+    QString output() override;
+    void kill() override;
+    bool restart() override;
 
 private:
+    void start();
+
     QTemporaryDir directory_;
     QProcess daemon_;
     bool ready_ = false;
