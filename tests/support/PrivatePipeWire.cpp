@@ -95,9 +95,10 @@ bool PrivatePipeWire::startOne(const QString& program, const QStringList& argume
     process->start(program, arguments);
     if (!process->waitForStarted())
         return false;
-    return socket.isEmpty() ||
-           waitFor([&] { return QFile::exists(socket) || process->state() == QProcess::NotRunning; }) &&
-               process->state() == QProcess::Running;
+    if (socket.isEmpty())
+        return true;
+    waitFor([&] { return QFile::exists(socket) || process->state() == QProcess::NotRunning; });
+    return process->state() == QProcess::Running && QFile::exists(socket);
 }
 
 /// The session manager is up once it has chosen a default sink: there always is one, if only a dummy.
