@@ -1,9 +1,10 @@
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "RouterFixture.h"
+
+#include <support/FileSizeLimit.h>
 
 #include <QDir>
 #include <QJsonArray>
@@ -211,33 +212,12 @@ TEST_F(RouterJournalTest, AMultiOutputDeviceGoesAlsoWithoutARecord) {
     EXPECT_EQ(defaultInput(), "camera");
 }
 
-/// No file can grow, as on a full disk, for as long as it lives.
-class FullDisk {
-public:
-    FullDisk() {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        rlimit none = before_;
-        none.rlim_cur = 0;
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~FullDisk() {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, SIG_DFL);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit before_{};
-};
-
 TEST_F(RouterJournalTest, OnAFullDiskTheSessionGoesOnAndTheOldFileStaysWhole) {
     RouterJournal journal(journalPath);
     journal.willSetInput("camera", "loop");
     const QJsonObject before = content();
     {
-        const FullDisk full;
+        const FileSizeLimit full(0);
         journal.willSetOutput("speakers", "headset");
     }
     EXPECT_EQ(content(), before);
@@ -248,7 +228,7 @@ TEST_F(RouterJournalTest, OnAFullDiskTheSessionGoesOnAndTheOldFileStaysWhole) {
     EXPECT_TRUE(content().contains("output")) << "what could not be written is written with the next note";
     journal.gaveBack(true);
     takeLog();
-    const FullDisk full;
+    const FileSizeLimit full(0);
     router().setupSystemAudio();
     runDelayed();
     EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");

@@ -1,0 +1,151 @@
+#include "ChirpProbe.h"
+
+#include "CaptureConnection.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace parlowen {
+
+namespace {
+
+constexpr std::uint32_t rate = 16'000;
+constexpr pa_usec_t listensOn = PA_USEC_PER_SEC; // after the whole chirp was handed over
+constexpr double leastLikeness = 0.5;
+constexpr pa_sample_spec monoFloat{PA_SAMPLE_FLOAT32NE, rate, 1};
+
+struct Disconnect {
+    void operator()(pa_stream* stream) const {
+        pa_stream_set_state_callback(stream, nullptr, nullptr);
+        pa_stream_set_read_callback(stream, nullptr, nullptr);
+        pa_stream_set_write_callback(stream, nullptr, nullptr);
+        pa_stream_disconnect(stream);
+        pa_stream_unref(stream);
+    }
+};
+using Stream = std::unique_ptr<pa_stream, Disconnect>;
+
+/// Everything under the connection's lock.
+class Probe {
+public:
+    explicit Probe(CaptureConnection& connection)
+        : connection_(connection) {}
+
+    ChirpResult run() {
+        const CaptureConnection::Lock lock(connection_);
+        const bool done = record() && play();
+        recording_.reset();
+        playing_.reset();
+        if (!done)
+            return {QStringLiteral("the audio server did not %1: %2")
+                        .arg(recorded_.empty() ? QStringLiteral("record") : QStringLiteral("play"),
+                             connection_.lastError())};
+        return evaluate();
+    }
+
+private:
+    struct Arrival {
+        std::size_t end; ///< samples recorded up to here
+        pa_usec_t time;
+    };
+
+    bool record() {
+        recording_.reset(pa_stream_new(connection_.context(), "Sound check", &monoFloat, nullptr));
+        if (!recording_)
+            return false;
+        pa_stream_set_read_callback(
+            recording_.get(), [](pa_stream*, std::size_t, void* self) { static_cast<Probe*>(self)->read(); }, this);
+        pa_buffer_attr attributes = unset();
+        attributes.fragsize = bytes(0.01);
+        if (pa_stream_connect_record(recording_.get(), nullptr, &attributes, PA_STREAM_ADJUST_LATENCY) < 0)
+            return false;
+        return connection_.waitFor([this] { return !recorded_.empty() || failed(recording_); }) && !recorded_.empty();
+    }
+
+    bool play() {
+        playing_.reset(pa_stream_new(connection_.context(), "Sound check", &monoFloat, nullptr));
+        if (!playing_)
+            return false;
+        pa_stream_set_write_callback(
+            playing_.get(), [](pa_stream*, std::size_t room, void* self) { static_cast<Probe*>(self)->write(room); },
+            this);
+        pa_buffer_attr attributes = unset();
+        attributes.tlength = bytes(0.05);
+        attributes.prebuf = 0;
+        if (pa_stream_connect_playback(playing_.get(), nullptr, &attributes, PA_STREAM_ADJUST_LATENCY, nullptr,
+                                       nullptr) < 0)
+            return false;
+        // What is recorded meanwhile wakes the wait up.
+        const auto over = [this] { return handedOver_ > 0 && pa_rtclock_now() > handedOver_ + listensOn; };
+        return connection_.waitFor([&] { return over() || failed(playing_) || failed(recording_); }) && over();
+    }
+
+    void read() {
+        while (pa_stream_readable_size(recording_.get()) > 0) {
+            const void* data = nullptr;
+            std::size_t size = 0;
+            if (pa_stream_peek(recording_.get(), &data, &size) < 0 || size == 0)
+                break;
+            const std::size_t count = size / sizeof(float);
+            const auto* samples = static_cast<const float*>(data);
+            if (samples)
+                recorded_.insert(recorded_.end(), samples, samples + count);
+            else
+                recorded_.insert(recorded_.end(), count, 0.0F); // a gap
+            pa_stream_drop(recording_.get());
+        }
+        arrivals_.push_back({recorded_.size(), pa_rtclock_now()});
+        connection_.wake();
+    }
+
+    void write(std::size_t room) {
+        const std::size_t count = std::min(room / sizeof(float), chirp_.size() - written_);
+        if (count == 0)
+            return;
+        if (written_ == 0)
+            started_ = pa_rtclock_now();
+        pa_stream_write(playing_.get(), chirp_.data() + written_, count * sizeof(float), nullptr, 0, PA_SEEK_RELATIVE);
+        written_ += count;
+        if (written_ == chirp_.size())
+            handedOver_ = pa_rtclock_now();
+    }
+
+    ChirpResult evaluate() const {
+        const Match match = findSound(chirp_, recorded_);
+        if (match.likeness < leastLikeness)
+            return {};
+        const auto arrival = std::find_if(arrivals_.begin(), arrivals_.end(),
+                                          [&match](const Arrival& one) { return one.end > match.position; });
+        const double delay = static_cast<double>(arrival->time) - static_cast<double>(started_);
+        return {{}, true, 20 * std::log10(match.gain), delay / PA_USEC_PER_MSEC};
+    }
+
+    static bool failed(const Stream& stream) { return pa_stream_get_state(stream.get()) == PA_STREAM_FAILED; }
+
+    static std::uint32_t bytes(double seconds) { return static_cast<std::uint32_t>(seconds * rate) * sizeof(float); }
+
+    static pa_buffer_attr unset() {
+        constexpr auto any = static_cast<std::uint32_t>(-1);
+        return {any, any, any, any, any};
+    }
+
+    CaptureConnection& connection_;
+    const std::vector<float> chirp_ = makeChirp();
+    std::vector<float> recorded_;
+    std::vector<Arrival> arrivals_;
+    std::size_t written_ = 0;
+    pa_usec_t started_ = 0;
+    pa_usec_t handedOver_ = 0;
+    Stream recording_;
+    Stream playing_;
+};
+
+} // namespace
+
+ChirpResult playAndListenForChirp() {
+    QString error;
+    const std::unique_ptr<CaptureConnection> connection = CaptureConnection::open(&error);
+    return connection ? Probe(*connection).run() : ChirpResult{error};
+}
+
+} // namespace parlowen
