@@ -1,0 +1,116 @@
+#include "ApertiumTranslator.h"
+
+#include "ChildPipe.h"
+
+#include <array>
+
+namespace parlowen::service {
+
+namespace {
+
+struct Mode {
+    const char* from;
+    const char* to;
+    const char* file;
+};
+constexpr std::array<Mode, 2> knownModes{{{"en", "es", "eng-spa.mode"}, {"es", "en", "spa-eng.mode"}}};
+
+constexpr std::string_view reserved = R"(\[]{}^$/@<>)";
+constexpr std::string_view hiddenEnd = ".[]";
+
+/// The programs of a mode as one shell pipeline that answers each NUL; -n leaves unknown words unmarked.
+std::vector<std::string> pipeline(const std::filesystem::path& mode) {
+    return {"bash", "-c", R"sh(eval "$(apertium-wblank-mode -z "$0")")sh", mode.string(), "-n"};
+}
+
+} // namespace
+
+struct ApertiumTranslator::Direction {
+    LanguagePair pair;
+    std::filesystem::path mode;
+    std::mutex mutex; ///< one text at a time
+    std::unique_ptr<ChildPipe> process;
+
+    std::optional<std::string> ask(const std::string& input, std::chrono::milliseconds limit) {
+        if (!process)
+            process = ChildPipe::start(pipeline(mode));
+        auto answer = process ? process->ask(input, limit) : std::nullopt;
+        if (!answer)
+            process.reset();
+        return answer;
+    }
+};
+
+ApertiumTranslator::ApertiumTranslator()
+    : ApertiumTranslator(Options{}) {}
+
+ApertiumTranslator::ApertiumTranslator(Options optionsToUse)
+    : options(std::move(optionsToUse)) {
+    for (const auto& known : knownModes) {
+        std::error_code error;
+        const auto mode = options.modes / known.file;
+        if (!std::filesystem::is_regular_file(mode, error))
+            continue;
+        auto direction = std::make_unique<Direction>();
+        direction->pair = {known.from, known.to};
+        direction->mode = mode;
+        directions.push_back(std::move(direction));
+    }
+}
+
+ApertiumTranslator::~ApertiumTranslator() = default;
+
+std::vector<LanguagePair> ApertiumTranslator::pairs() const {
+    std::vector<LanguagePair> result;
+    for (const auto& direction : directions)
+        result.push_back(direction->pair);
+    return result;
+}
+
+std::optional<std::string> ApertiumTranslator::translate(const LanguagePair& pair, std::string_view text) {
+    for (const auto& direction : directions) {
+        if (direction->pair != pair)
+            continue;
+        const auto input = apertiumInput(text);
+        const auto deadline = std::chrono::steady_clock::now() + options.limit;
+        const std::lock_guard lock(direction->mutex);
+        auto answer = direction->ask(input, options.limit);
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (!answer && left.count() > 0) // it had ended meanwhile
+            answer = direction->ask(input, left);
+        return answer ? std::optional(textOfApertium(*answer)) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::string apertiumInput(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        if (static_cast<unsigned char>(c) < ' ') {
+            result += ' ';
+            continue;
+        }
+        if (reserved.find(c) != std::string_view::npos)
+            result += '\\';
+        result += c;
+    }
+    return result.append(hiddenEnd);
+}
+
+std::string textOfApertium(std::string_view output) {
+    if (output.ends_with(hiddenEnd))
+        output.remove_suffix(hiddenEnd.size());
+    std::string result;
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        const bool escaped = output[i] == '\\' && i + 1 < output.size();
+        const char c = output[escaped ? ++i : i];
+        if (c == ' ' && (result.empty() || result.back() == ' '))
+            continue;
+        result += c;
+    }
+    while (result.ends_with(' '))
+        result.pop_back();
+    return result;
+}
+
+} // namespace parlowen::service

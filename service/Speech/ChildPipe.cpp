@@ -1,0 +1,129 @@
+#include "ChildPipe.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace parlowen::service {
+
+namespace {
+
+constexpr std::size_t longestAnswer = 1 << 20;
+constexpr std::chrono::milliseconds patience{300}; // for the programs to end
+
+std::vector<std::string> utf8Environment() {
+    std::vector<std::string> result;
+    for (char** entry = environ; *entry; ++entry)
+        if (!std::string_view(*entry).starts_with("LC_"))
+            result.emplace_back(*entry);
+    result.emplace_back("LC_ALL=C.UTF-8");
+    return result;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (auto& text : texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+/// Starts the command as the head of a process group, with the socket as its input and output; -1 when that fails.
+pid_t spawnOn(int socket, std::vector<std::string> command) {
+    auto environment = utf8Environment();
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_adddup2(&actions, socket, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, socket, STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1); // the service's own sockets and files
+    sigset_t usual;
+    sigemptyset(&usual);
+    sigaddset(&usual, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &usual);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+    pid_t process = -1;
+    const int error = posix_spawnp(&process, command.front().c_str(), &actions, &attributes, pointersTo(command).data(),
+                                   pointersTo(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0 ? process : -1;
+}
+
+} // namespace
+
+std::unique_ptr<ChildPipe> ChildPipe::start(const std::vector<std::string>& command) {
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        return nullptr;
+    const pid_t process = spawnOn(ends[1], command);
+    close(ends[1]);
+    if (process < 0) {
+        close(ends[0]);
+        return nullptr;
+    }
+    return std::unique_ptr<ChildPipe>(new ChildPipe(process, ends[0]));
+}
+
+ChildPipe::~ChildPipe() {
+    // The end of the input ends the programs one after the other; only what hangs is killed.
+    shutdown(socket, SHUT_WR);
+    const auto deadline = Clock::now() + patience;
+    while (!receive(deadline).empty()) {
+    }
+    kill(-group, SIGKILL);
+    close(socket);
+    while (waitpid(group, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+bool ChildPipe::send(std::string_view bytes) const {
+    while (!bytes.empty()) {
+        const auto sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR)
+            continue;
+        if (sent <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+std::string ChildPipe::receive(Clock::time_point deadline) const {
+    std::array<char, 4096> buffer{};
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd readable{socket, POLLIN, 0};
+        const int ready = poll(&readable, 1, static_cast<int>(std::max<std::int64_t>(0, left.count())));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        const auto count = ready > 0 ? recv(socket, buffer.data(), buffer.size(), 0) : 0;
+        return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(0, count))};
+    }
+}
+
+std::optional<std::string> ChildPipe::ask(std::string_view text, std::chrono::milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    if (!send(std::string(text) + '\0'))
+        return std::nullopt;
+    std::string answer;
+    while (!answer.ends_with('\0')) {
+        const auto piece = receive(deadline);
+        if (piece.empty() || answer.size() > longestAnswer)
+            return std::nullopt;
+        answer += piece;
+    }
+    answer.pop_back();
+    return answer;
+}
+
+} // namespace parlowen::service

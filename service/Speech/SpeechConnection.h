@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Gateway.h"
+
+#include <boost/asio/awaitable.hpp>
+
+namespace parlowen::service {
+
+/// Serves the speech protocol on a connection whose upgrade request was let in. Returns once it has ended.
+boost::asio::awaitable<void> serveSpeech(const EngineSet& engines, const SpeechGatewayOptions& options,
+                                         const HttpRequest& request, TlsStream stream);
+
+} // namespace parlowen::service

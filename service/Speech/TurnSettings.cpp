@@ -1,0 +1,150 @@
+#include "TurnSettings.h"
+
+#include <algorithm>
+#include <cctype>
+#include <nlohmann/json.hpp>
+
+namespace parlowen::service {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::string_view olderTranslationPath = "/speech/translation/";
+constexpr std::size_t longestReason = 123;
+constexpr std::size_t longestShownCode = 16;
+
+bool sameWord(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+/// The member at the end of a way through objects; null when there is none.
+json memberAt(const json& root, std::initializer_list<const char*> way) {
+    const json* value = &root;
+    for (const char* name : way) {
+        if (!value->is_object() || !value->contains(name))
+            return nullptr;
+        value = &(*value)[name];
+    }
+    return *value;
+}
+
+std::string textAt(const json& root, std::initializer_list<const char*> way) {
+    const auto value = memberAt(root, way);
+    return value.is_string() ? value.get<std::string>() : std::string();
+}
+
+std::vector<std::string> splitAtCommas(std::string_view text) {
+    std::vector<std::string> parts;
+    while (!text.empty()) {
+        const auto end = std::min(text.find(','), text.size());
+        if (end > 0)
+            parts.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return parts;
+}
+
+/// A member that leaves something out when it is there and is not the word that switches it on.
+bool isOn(const std::string& value, std::string_view on) { return value.empty() || sameWord(value, on); }
+
+void addTranslation(TurnSettings& settings, const json& context) {
+    auto translation = memberAt(context, {"translation"});
+    if (!translation.is_object())
+        translation = memberAt(context, {"phraseDetection", "translation"});
+    const auto targets = memberAt(translation, {"targetLanguages"});
+    if (!targets.is_array() || !isOn(textAt(context, {"phraseDetection", "onSuccess", "action"}), "Translate"))
+        return;
+    settings.targets.clear();
+    for (const auto& target : targets)
+        if (target.is_string())
+            settings.targets.push_back(target.get<std::string>());
+    settings.interimTranslation = isOn(textAt(context, {"phraseDetection", "onInterim", "action"}), "Translate") &&
+                                  !sameWord(textAt(translation, {"output", "interimResults", "mode"}), "None");
+}
+
+std::string shown(std::string_view code) { return std::string(code.substr(0, longestShownCode)); }
+
+std::string offeredLocales(const EngineSet& engines) {
+    std::string list;
+    for (const auto& locale : engines.languages().recognition)
+        list.append(list.empty() ? "" : ", ").append(locale);
+    return list.empty() ? "none" : list;
+}
+
+std::string offeredPairs(const EngineSet& engines) {
+    std::string list;
+    for (const auto& pair : engines.languages().translation)
+        list.append(list.empty() ? "" : ", ").append(pair.from).append(" to ").append(pair.to);
+    return list.empty() ? "none" : list;
+}
+
+/// The translator for the code itself, or else for the language that it begins with.
+std::optional<TurnEngines::Translation> translationTo(const std::string& target, const std::string& language,
+                                                      const EngineSet& engines) {
+    const auto from = primarySubtag(language);
+    for (const auto& to : {target, primarySubtag(target)}) {
+        const LanguagePair pair{from, to};
+        if (auto translator = engines.translatorFor(pair))
+            return TurnEngines::Translation{target, pair, std::move(translator)};
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+TurnSettings settingsOfRequest(std::string_view path, const QueryLookup& query) {
+    TurnSettings settings;
+    settings.language = query("language");
+    if (settings.language.empty())
+        settings.language = query("from");
+    settings.detailed = sameWord(query("format"), "detailed");
+    settings.olderTranslation = path.starts_with(olderTranslationPath);
+    if (settings.olderTranslation) {
+        settings.targets = splitAtCommas(query("to"));
+        settings.plainHypotheses = settings.plainPhrases = false;
+    }
+    return settings;
+}
+
+std::optional<TurnSettings> withContext(TurnSettings settings, std::string_view body) {
+    const auto context = json::parse(body, nullptr, false);
+    if (!context.is_object())
+        return std::nullopt;
+    if (const auto language = textAt(context, {"phraseDetection", "language"}); !language.empty())
+        settings.language = language;
+    if (settings.olderTranslation)
+        return settings;
+    addTranslation(settings, context);
+    settings.plainHypotheses = !sameWord(textAt(context, {"phraseOutput", "interimResults", "resultType"}), "None");
+    settings.plainPhrases = !sameWord(textAt(context, {"phraseOutput", "phraseResults", "resultType"}), "None");
+    return settings;
+}
+
+std::variant<TurnEngines, std::string> enginesFor(const TurnSettings& settings, const EngineSet& engines) {
+    TurnEngines result;
+    result.recognition = engines.engineFor(settings.language);
+    if (!result.recognition) {
+        const auto problem = settings.language.empty() ? "no language is named"
+                                                       : "locale " + shown(settings.language) + " is not offered";
+        return closeReason(problem + "; offered: " + offeredLocales(engines));
+    }
+    for (const auto& target : settings.targets) {
+        auto translation = translationTo(target, settings.language, engines);
+        if (!translation)
+            return closeReason("translation " + shown(settings.language) + " to " + shown(target) +
+                               " is not offered; offered: " + offeredPairs(engines));
+        result.translations.push_back(std::move(*translation));
+    }
+    return result;
+}
+
+std::string closeReason(std::string_view text) {
+    std::string reason(text.substr(0, longestReason));
+    std::replace_if(
+        reason.begin(), reason.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return reason;
+}
+
+} // namespace parlowen::service
