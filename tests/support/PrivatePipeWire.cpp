@@ -87,7 +87,8 @@ bool PrivatePipeWire::start() {
 
 /// The socket, when there is one to wait for, shows that the program is up.
 bool PrivatePipeWire::startOne(const QString& program, const QStringList& arguments, const QString& socket) {
-    QFile::remove(socket);
+    if (!socket.isEmpty())
+        QFile::remove(socket);
     auto& process = processes_.emplace_back(std::make_unique<QProcess>());
     process->setProcessEnvironment(environment_);
     process->setProcessChannelMode(QProcess::MergedChannels);

@@ -40,8 +40,9 @@ private:
     std::shared_ptr<const PulseSnapshot> snapshot_ = std::make_shared<PulseSnapshot>(); // snapshotMutex_
     std::mutex mutex_;
     std::condition_variable changed_;
-    Phase phase_ = Phase::Connecting;                                     // mutex_
-    Clock::time_point patience_ = Clock::now() + std::chrono::seconds(2); // mutex_: until when to wait for the server
+    Phase phase_ = Phase::Connecting; // mutex_
+    Clock::time_point patience_ =
+        Clock::now() + std::chrono::milliseconds(1500); // mutex_: until when to wait for the server
 
 public:
     PulseConnection connection; // the last member: its hooks use the others

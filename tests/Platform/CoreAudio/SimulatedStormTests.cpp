@@ -44,14 +44,70 @@ private:
     std::mt19937 engine_;
 };
 
-/// Calls the server at random; everything that it answers must make sense.
+/// Lets devices come, change and go, and calls fail, at random.
+class Events {
+public:
+    Events(SimulatedAudioServer& server, unsigned seed)
+        : server_(server)
+        , dice_(seed) {}
+
+    void happen() {
+        switch (dice_.below(9)) {
+        case 0:
+        case 1:
+            return server_.removeDevice(dice_.uid());
+        case 2:
+            return server_.renameDevice(dice_.uid(), "Name " + std::to_string(dice_.below(1000)));
+        case 3:
+            return server_.setDefaults(dice_.uid(), dice_.uid());
+        case 4:
+            return combine();
+        case 5:
+            return spoil();
+        default:
+            server_.setDevice(device());
+        }
+    }
+
+private:
+    AudioDeviceRecord device() {
+        const std::string uid = dice_.uid();
+        AudioDeviceRecord device = dice_.below(3) == 0 ? microphone(uid, uid) : speakers(uid, uid);
+        device.input->mute = dice_.below(2) == 0;
+        device.running = dice_.below(2) == 0;
+        return device;
+    }
+
+    void combine() {
+        const QStringList parts{QString::fromStdString(dice_.uid()), QString::fromStdString(dice_.uid())};
+        AudioObjectID device = 0;
+        if (server_.createAggregateDevice(multiOutput("both", "Both", parts), device) != 0)
+            server_.destroyAggregateDevice(server_.deviceID("both"));
+    }
+
+    void spoil() {
+        server_.clearFaults();
+        server_.failReads(dice_.object(), dice_.address().selector, kAudioHardwareUnspecifiedError);
+        server_.hideProperty(dice_.object(), dice_.address().selector);
+        server_.failAddingListeners(dice_.object(), kAudioHardwareIllegalOperationError);
+        server_.beforeCall(1 + dice_.below(5), [this, uid = dice_.uid()] { server_.removeDevice(uid); });
+    }
+
+    SimulatedAudioServer& server_;
+    Dice dice_;
+};
+
+/// Calls the server at random, an event now and then in between; everything that it answers must make sense.
 class Caller {
 public:
     Caller(SimulatedAudioServer& server, unsigned seed)
         : server_(server)
-        , dice_(seed) {}
+        , dice_(seed)
+        , events_(server, seed + 100) {}
 
     void call() {
+        if (dice_.below(40) == 0)
+            events_.happen();
         switch (dice_.below(20)) {
         case 0:
             return add();
@@ -117,87 +173,29 @@ private:
 
     SimulatedAudioServer& server_;
     Dice dice_;
+    Events events_;
     std::vector<ListenerToken> tokens_;
-};
-
-/// Lets devices come, change and go, and calls fail, at random.
-class Events {
-public:
-    explicit Events(SimulatedAudioServer& server)
-        : server_(server) {}
-
-    void happen() {
-        switch (dice_.below(9)) {
-        case 0:
-        case 1:
-            return server_.removeDevice(dice_.uid());
-        case 2:
-            return server_.renameDevice(dice_.uid(), "Name " + std::to_string(dice_.below(1000)));
-        case 3:
-            return server_.setDefaults(dice_.uid(), dice_.uid());
-        case 4:
-            return combine();
-        case 5:
-            return spoil();
-        default:
-            server_.setDevice(device());
-        }
-    }
-
-private:
-    AudioDeviceRecord device() {
-        const std::string uid = dice_.uid();
-        AudioDeviceRecord device = dice_.below(3) == 0 ? microphone(uid, uid) : speakers(uid, uid);
-        device.input->mute = dice_.below(2) == 0;
-        device.running = dice_.below(2) == 0;
-        return device;
-    }
-
-    void combine() {
-        const QStringList parts{QString::fromStdString(dice_.uid()), QString::fromStdString(dice_.uid())};
-        AudioObjectID device = 0;
-        if (server_.createAggregateDevice(multiOutput("both", "Both", parts), device) != 0)
-            server_.destroyAggregateDevice(server_.deviceID("both"));
-    }
-
-    void spoil() {
-        server_.clearFaults();
-        server_.failReads(dice_.object(), dice_.address().selector, kAudioHardwareUnspecifiedError);
-        server_.hideProperty(dice_.object(), dice_.address().selector);
-        server_.failAddingListeners(dice_.object(), kAudioHardwareIllegalOperationError);
-        server_.beforeCall(1 + dice_.below(5), [this, uid = dice_.uid()] { server_.removeDevice(uid); });
-    }
-
-    SimulatedAudioServer& server_;
-    Dice dice_{7};
 };
 
 TEST(SimulatedStorm, MoreThanAHundredThousandCallsWhileDevicesComeAndGo) {
     SimulatedAudioServer server;
     std::array<Caller, 4> callers{Caller(server, 1), Caller(server, 2), Caller(server, 3), Caller(server, 4)};
-    std::atomic<int> running = 4;
     std::vector<std::thread> threads;
     for (Caller& caller : callers) {
-        threads.emplace_back([&running, &caller] {
-            for (int i = 0; i < 30'000; ++i)
+        threads.emplace_back([&caller] {
+            for (int i = 0; i < 26'000; ++i)
                 caller.call();
             caller.removeAll();
-            --running;
         });
     }
-    Events events(server);
-    int happened = 0;
-    for (; running > 0 || happened < 10'000; ++happened)
-        events.happen();
     for (std::thread& thread : threads)
         thread.join();
-    server.drainListeners();
     std::size_t heard = 0;
     for (const Caller& caller : callers) {
         EXPECT_EQ(caller.nonsense, 0);
         heard += caller.heard;
     }
-    EXPECT_GT(heard, 10'000U);
+    EXPECT_GT(heard, 1'000U);
     EXPECT_GE(server.callCount(), 100'000U);
     EXPECT_EQ(server.listenerCount(), 0U);
 }

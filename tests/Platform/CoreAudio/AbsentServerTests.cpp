@@ -1,0 +1,75 @@
+#include "ObjectReading.h"
+
+#include <CoreAudio/PulseAudioServer.h>
+#include <QElapsedTimer>
+#include <QLocalServer>
+#include <QTemporaryDir>
+#include <gmock/gmock.h>
+#include <support/PrivatePulseAudio.h>
+#include <support/WaitFor.h>
+
+using namespace parlowen;
+using namespace parlowen::testing;
+using ::testing::IsEmpty;
+
+namespace {
+
+/// Nothing works without a server, and nothing takes long.
+void expectNothing(PulseAudioServer& server, int milliseconds) {
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_THAT(deviceList(server), IsEmpty());
+    EXPECT_EQ(setDefault(server, fourCC("dOut"), 2), kAudioHardwareNotRunningError);
+    AudioObjectID device = 0;
+    EXPECT_EQ(server.createAggregateDevice(multiOutput("both", "Both", {"loop", "card"}), device),
+              kAudioHardwareNotRunningError);
+    EXPECT_EQ(server.destroyAggregateDevice(2), kAudioHardwareNotRunningError);
+    EXPECT_LT(timer.elapsed(), milliseconds);
+}
+
+TEST(AbsentServer, HasNoDevicesUntilItAppears) {
+    PrivatePulseAudio daemon;
+    ASSERT_TRUE(daemon.isReady());
+    daemon.kill();
+    PulseAudioServer server(daemon.address().toStdString());
+    expectNothing(server, 2'000);
+    std::atomic<int> told = 0;
+    ListenerToken token = 0;
+    server.addPropertyListener(
+        kAudioObjectSystemObject, {fourCC("ownd")},
+        [&](AudioObjectID, std::span<const AudioObjectPropertyAddress>) {
+            ++told;
+            return OSStatus(0);
+        },
+        token);
+    ASSERT_TRUE(daemon.restart());
+    EXPECT_TRUE(waitFor([&] { return told > 0; }));
+    EXPECT_FALSE(deviceList(server).empty());
+    server.removePropertyListener(token);
+}
+
+TEST(AbsentServer, OneThatNeverAnswersIsNotWaitedForTwice) {
+    QTemporaryDir directory;
+    QLocalServer silent;
+    ASSERT_TRUE(silent.listen(directory.filePath(QStringLiteral("native"))));
+    PulseAudioServer server("unix:" + silent.fullServerName().toStdString());
+    expectNothing(server, 2'000);
+    expectNothing(server, 500);
+}
+
+TEST(AbsentServer, AnAddressThatMakesNoSenseIsNoServer) {
+    PulseAudioServer server("nonsense:{");
+    expectNothing(server, 2'000);
+}
+
+TEST(AbsentServer, AWriteWaitsForAServerThatRestarts) {
+    PrivatePulseAudio daemon;
+    ASSERT_TRUE(daemon.isReady());
+    PulseAudioServer server(daemon.address().toStdString());
+    const auto devices = deviceList(server);
+    ASSERT_FALSE(devices.empty());
+    ASSERT_TRUE(daemon.restart());
+    EXPECT_EQ(setDefault(server, fourCC("dOut"), devices.front()), 0);
+}
+
+} // namespace

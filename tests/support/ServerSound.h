@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QTemporaryFile>
+
+namespace parlowen::testing {
+
+/// Plays a tone into a sink of an audio server for as long as it lives: 440 Hz, a sine of this amplitude (0 to 1).
+class PlayedTone {
+public:
+    PlayedTone(const QString& server, const QString& sink, double amplitude = 0.5);
+    ~PlayedTone();
+    PlayedTone(const PlayedTone&) = delete;
+    PlayedTone& operator=(const PlayedTone&) = delete;
+
+private:
+    QTemporaryFile sound_;
+    QProcess player_;
+};
+
+/// Records a source until sound arrives, and returns how loud that is: the root mean square of its first fifth of a
+/// second that is sound throughout (a full-scale sine has 0.707). 0 when none arrives within the bound.
+double recordedLevel(const QString& server, const QString& source, int milliseconds = 10'000);
+
+} // namespace parlowen::testing
