@@ -8,9 +8,7 @@
 #include "Http/Server.h"
 #include "Http/Tls.h"
 #include "OtherRoutes.h"
-#ifdef PARLOWEN_SERVICE_SPEECH
 #include "Speech/Gateway.h"
-#endif
 
 #include <algorithm>
 #include <system_error>
@@ -24,7 +22,6 @@ std::filesystem::path madeDirectory(const std::filesystem::path& directory) {
     return directory;
 }
 
-#ifdef PARLOWEN_SERVICE_SPEECH
 LanguageOffer offerOf(const OfferedLanguages& languages) {
     LanguageOffer offer{languages.recognition, {}};
     for (const LanguagePair& pair : languages.translation) {
@@ -33,7 +30,6 @@ LanguageOffer offerOf(const OfferedLanguages& languages) {
     }
     return offer;
 }
-#endif
 
 Server::Options serverOptions(const ServiceOptions& options, const Service::Tuning& tuning) {
     Server::Options server;
@@ -52,9 +48,7 @@ struct Service::Parts {
         , database(data / "parlowen.db")
         , accounts(database)
         , answers(Outline::Pace{.pause = tuning.answerPause})
-#ifdef PARLOWEN_SERVICE_SPEECH
         , speech(SpeechService::withLocalEngines())
-#endif
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
         server.start();
     }
@@ -64,16 +58,11 @@ struct Service::Parts {
         const Guard signedIn = signedInOnly(accounts);
         addAccountRoutes(router, accounts);
         addAnswerRoutes(router, answers, signedIn);
-#ifdef PARLOWEN_SERVICE_SPEECH
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(
             router, [this] { return speech->tokens.issue(); }, signedIn);
         addSpeechRoutes(router, *speech);
-#else
-        addLanguageRoutes(
-            router, [] { return LanguageOffer{}; }, signedIn);
-#endif
         addVersionRoute(router);
         addMissingRoutes(router, signedIn);
         return router;
@@ -83,10 +72,8 @@ struct Service::Parts {
     Database database;
     Accounts accounts;
     Outline answers;
-#ifdef PARLOWEN_SERVICE_SPEECH
     std::unique_ptr<SpeechService> speech;
-#endif
-    Server server;
+    Server server; ///< the last, so that it ends first: its connections use all of the above
 };
 
 Service::Service(const ServiceOptions& options, const Tuning& tuning)
