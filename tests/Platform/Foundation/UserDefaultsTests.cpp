@@ -88,6 +88,10 @@ TEST_F(UserDefaultsTest, EveryReadSeesWhatOthersWrote) {
     UserDefaults other(path_);
     one.setString("key", "first");
     EXPECT_EQ(other.string("key"), "first");
+    for (int i = 0; i < 10; ++i) { // at once, and none changes the file's size
+        one.setInteger("number", i);
+        EXPECT_EQ(other.integer("number"), i);
+    }
     fill(path_, "[General]\nkey=by hand\n");
     EXPECT_EQ(one.string("key"), "by hand");
     EXPECT_EQ(other.string("key"), "by hand");
