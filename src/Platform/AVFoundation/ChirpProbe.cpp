@@ -12,7 +12,10 @@ namespace {
 constexpr std::uint32_t rate = 16'000;
 constexpr pa_usec_t listensOn = PA_USEC_PER_SEC; // after the whole chirp was handed over
 constexpr double leastLikeness = 0.5;
-constexpr pa_sample_spec monoFloat{PA_SAMPLE_FLOAT32NE, rate, 1};
+// Both channels alike, and taken together here: servers do not agree on the level of one channel made of two.
+constexpr std::size_t channels = 2;
+constexpr std::size_t frameSize = channels * sizeof(float);
+constexpr pa_sample_spec stereoFloat{PA_SAMPLE_FLOAT32NE, rate, channels};
 
 struct Disconnect {
     void operator()(pa_stream* stream) const {
@@ -45,12 +48,12 @@ public:
 
 private:
     struct Arrival {
-        std::size_t end; ///< samples recorded up to here
+        std::size_t end; ///< frames recorded up to here
         pa_usec_t time;
     };
 
     bool record() {
-        recording_.reset(pa_stream_new(connection_.context(), "Sound check", &monoFloat, nullptr));
+        recording_.reset(pa_stream_new(connection_.context(), "Sound check", &stereoFloat, nullptr));
         if (!recording_)
             return false;
         pa_stream_set_read_callback(
@@ -63,7 +66,7 @@ private:
     }
 
     bool play() {
-        playing_.reset(pa_stream_new(connection_.context(), "Sound check", &monoFloat, nullptr));
+        playing_.reset(pa_stream_new(connection_.context(), "Sound check", &stereoFloat, nullptr));
         if (!playing_)
             return false;
         pa_stream_set_write_callback(
@@ -86,12 +89,9 @@ private:
             std::size_t size = 0;
             if (pa_stream_peek(recording_.get(), &data, &size) < 0 || size == 0)
                 break;
-            const std::size_t count = size / sizeof(float);
-            const auto* samples = static_cast<const float*>(data);
-            if (samples)
-                recorded_.insert(recorded_.end(), samples, samples + count);
-            else
-                recorded_.insert(recorded_.end(), count, 0.0F); // a gap
+            const auto* samples = static_cast<const float*>(data); // none: a gap
+            for (std::size_t i = 0; i < size / sizeof(float); i += channels)
+                recorded_.push_back(samples ? (samples[i] + samples[i + 1]) / 2 : 0.0F);
             pa_stream_drop(recording_.get());
         }
         arrivals_.push_back({recorded_.size(), pa_rtclock_now()});
@@ -99,12 +99,15 @@ private:
     }
 
     void write(std::size_t room) {
-        const std::size_t count = std::min(room / sizeof(float), chirp_.size() - written_);
+        const std::size_t count = std::min(room / frameSize, chirp_.size() - written_);
         if (count == 0)
             return;
         if (written_ == 0)
             started_ = pa_rtclock_now();
-        pa_stream_write(playing_.get(), chirp_.data() + written_, count * sizeof(float), nullptr, 0, PA_SEEK_RELATIVE);
+        std::vector<float> frames;
+        for (std::size_t i = written_; i < written_ + count; ++i)
+            frames.insert(frames.end(), channels, chirp_[i]);
+        pa_stream_write(playing_.get(), frames.data(), count * frameSize, nullptr, 0, PA_SEEK_RELATIVE);
         written_ += count;
         if (written_ == chirp_.size())
             handedOver_ = pa_rtclock_now();
@@ -122,7 +125,7 @@ private:
 
     static bool failed(const Stream& stream) { return pa_stream_get_state(stream.get()) == PA_STREAM_FAILED; }
 
-    static std::uint32_t bytes(double seconds) { return static_cast<std::uint32_t>(seconds * rate) * sizeof(float); }
+    static std::uint32_t bytes(double seconds) { return static_cast<std::uint32_t>(seconds * rate) * frameSize; }
 
     static pa_buffer_attr unset() {
         constexpr auto any = static_cast<std::uint32_t>(-1);

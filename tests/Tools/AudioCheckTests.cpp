@@ -1,0 +1,149 @@
+#include "RouterFixture.h"
+
+#include <Foundation/BackgroundQueue.h>
+#include <Tools/AudioCheck.h>
+#include <Tools/ListenCheck.h>
+#include <Tools/LoopbackDevice.h>
+#include <support/WaitFor.h>
+
+#include <cmath>
+
+namespace parlowen {
+namespace {
+
+using namespace ::parlowen::testing;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class AudioCheckTest : public RouterFixture {
+protected:
+    std::string check(AVAuthorizationStatus permission = AVAuthorizationStatus::Authorized) {
+        return checkAudio(server, permission).text().toStdString();
+    }
+    bool isReady() { return checkAudio(server, AVAuthorizationStatus::Authorized).isReady(); }
+
+    /// What a sound check with that probe tells.
+    ChirpResult listen(const ListenCheck::Probe& probe) {
+        std::optional<ChirpResult> result;
+        ListenCheck::make(server, std::make_shared<RouterJournal>(journalPath), probe)
+            ->start([&result](const ChirpResult& told) { result = told; });
+        EXPECT_TRUE(waitFor([&result] { return result.has_value(); }));
+        waitForBackground();
+        return result.value_or(ChirpResult());
+    }
+};
+
+TEST_F(AudioCheckTest, SaysWhatIsThere) {
+    EXPECT_TRUE(isReady());
+    EXPECT_EQ(check(), "ok      The audio server answers and shows 6 devices.\n"
+                       "ok      The loop-back device \"vorlanOutput 2ch\" is there.\n"
+                       "ok      Sound goes to \"Built-in Speakers\".\n"
+                       "ok      The default input is \"摄像头麦克风\".\n"
+                       "ok      A microphone interview would use \"Built-in MICROPHONE\".\n");
+}
+
+TEST_F(AudioCheckTest, SaysWhatIsMissingAndWhatToDo) {
+    server->removeDevice("loop");
+    EXPECT_THAT(check(), AllOf(HasSubstr("problem There is no loop-back device"), HasSubstr("parlowen --setup-audio")));
+    server->setDevice(sink("loop", "vorlanOutput"));
+    EXPECT_THAT(check(), HasSubstr("problem The device \"vorlanOutput\" is not taken"));
+    EXPECT_FALSE(isReady());
+    AudioDeviceRecord muted = sink("loop", "vorlanOutput 2ch");
+    muted.input->mute = true;
+    server->setDevice(muted);
+    EXPECT_THAT(check(), HasSubstr("problem The loop-back device is muted"));
+    server->setDevice(sink("loop", "vorlanOutput 2ch"));
+    EXPECT_TRUE(isReady());
+
+    server->setDefaults("camera", "loop");
+    EXPECT_THAT(check(), HasSubstr("problem Sound goes to the loop-back device alone"));
+    server->setDevice(combined("both", "Both", {"headset", "speakers"}));
+    server->setDefaults("", "both");
+    EXPECT_THAT(check(), AllOf(HasSubstr("problem Sound goes to \"Both\", which combines"),
+                               HasSubstr("note    There is no default input.")));
+    server->setDefaults("camera", "");
+    EXPECT_THAT(check(), HasSubstr("problem There is no default output."));
+
+    for (const char* uid : {"built-in", "camera"})
+        server->removeDevice(uid);
+    server->setDefaults("line", "speakers");
+    EXPECT_THAT(check(AVAuthorizationStatus::Restricted),
+                AllOf(HasSubstr("note    No device has \"microphone\""), HasSubstr("note    The audio server shows")));
+    EXPECT_TRUE(isReady()) << "system audio needs no microphone";
+    EXPECT_THAT(check(AVAuthorizationStatus::Denied), HasSubstr("problem The audio server does not let"));
+    server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
+    EXPECT_THAT(check(), AllOf(HasSubstr("problem No audio server answers."), Not(HasSubstr("loop-back"))));
+}
+
+TEST_F(AudioCheckTest, TheSoundCheckListensOnASessionsDevicesAndGivesThemBack) {
+    std::string during;
+    const ChirpResult result = listen([this, &during] {
+        during = defaultInput() + " " + defaultOutput();
+        return ChirpResult{{}, true, -0.5, 80};
+    });
+    EXPECT_EQ(during, "loop tqv-Multi-Output_UID");
+    EXPECT_EQ(ListenCheck::text(result).toStdString(),
+              "ok      The chirp arrived on the loop-back input, -0.5 dB against what was played, 80 ms late.\n");
+    EXPECT_EQ(defaultInput(), "camera") << "the user's own, not the first microphone";
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(multiOutput());
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(AudioCheckTest, TheSoundCheckLeavesARunningSessionsDevicesAlone) {
+    router().setupSystemAudio();
+    runDelayed();
+    const ChirpResult result = listen([] { return ChirpResult(); });
+    EXPECT_THAT(ListenCheck::text(result).toStdString(), HasSubstr("problem The chirp did not arrive"));
+    EXPECT_EQ(defaultInput(), "loop");
+    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+}
+
+TEST_F(AudioCheckTest, TheSoundCheckSaysThatTheDevicesAreNotReady) {
+    server->removeDevice("loop");
+    bool probed = false;
+    const ChirpResult result = listen([&probed] {
+        probed = true;
+        return ChirpResult();
+    });
+    EXPECT_FALSE(probed);
+    EXPECT_THAT(ListenCheck::text(result).toStdString(), HasSubstr("problem The sound check could not be made"));
+    EXPECT_EQ(defaultInput(), "camera");
+}
+
+TEST_F(AudioCheckTest, TheLoopbackDevicesSetupTellsWhatFails) {
+    using Outcome = LoopbackDevice::Setup::Outcome;
+    const auto fails = [] { return std::optional(QStringLiteral("no audio server answers")); };
+    EXPECT_EQ(LoopbackDevice::setUp(server, fails).outcome, Outcome::AlreadyThere);
+    server->removeDevice("loop");
+    const LoopbackDevice::Setup failed = LoopbackDevice::setUp(server, fails);
+    EXPECT_EQ(failed.outcome, Outcome::Failed);
+    EXPECT_EQ(failed.problem, "no audio server answers");
+    const LoopbackDevice::Setup made = LoopbackDevice::setUp(server, [this]() -> std::optional<QString> {
+        server->setDevice(sink("loop", "vorlanOutput 2ch"));
+        return std::nullopt;
+    });
+    EXPECT_EQ(made.outcome, Outcome::Created);
+}
+
+TEST(SoundMatchTest, FindsTheSoundAtItsPlaceAndLevel) {
+    const std::vector<float> chirp = makeChirp();
+    EXPECT_EQ(chirp.size(), 4000U);
+    EXPECT_NEAR(*std::max_element(chirp.begin(), chirp.end()), 0.25, 0.005);
+    std::vector<float> recording(20'000);
+    for (std::size_t i = 0; i < recording.size(); ++i)
+        recording[i] = 0.01F * std::sin(static_cast<float>(i) * 0.9F);
+    EXPECT_LT(findSound(chirp, recording).likeness, 0.3) << "another sound";
+    for (std::size_t i = 0; i < chirp.size(); ++i)
+        recording[12'345 + i] -= chirp[i] / 2;
+    const Match match = findSound(chirp, recording);
+    EXPECT_EQ(match.position, 12'345U);
+    EXPECT_GT(match.likeness, 0.9);
+    EXPECT_NEAR(match.gain, 0.5, 0.01);
+    EXPECT_EQ(findSound(chirp, std::vector<float>(20'000)).likeness, 0);
+    EXPECT_EQ(findSound(chirp, std::vector<float>(100)).likeness, 0);
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,236 @@
+#include <CoreAudio/PulseAudioServer.h>
+#include <Foundation/BackgroundQueue.h>
+#include <Tools/AudioCheck.h>
+#include <Tools/ListenCheck.h>
+#include <Tools/LoopbackDevice.h>
+#include <gmock/gmock.h>
+#include <support/CapturedLog.h>
+#include <support/PrivatePipeWire.h>
+#include <support/PrivatePulseAudio.h>
+#include <support/WaitFor.h>
+
+#include <QDir>
+#include <cmath>
+
+namespace parlowen {
+namespace {
+
+using namespace ::parlowen::testing;
+using ::testing::ElementsAre;
+using ::testing::Values;
+
+const QStringList speakersAndSources{QStringLiteral("module-null-sink sink_name=speakers rate=48000 channels=2 "
+                                                    "sink_properties=\"device.description='Built-in Speakers'\""),
+                                     QStringLiteral("module-remap-source master=speakers.monitor source_name=line "
+                                                    "source_properties=\"device.description='Line In'\""),
+                                     QStringLiteral("module-remap-source master=speakers.monitor source_name=mic "
+                                                    "source_properties=\"device.description='USB Microphone'\"")};
+
+const QString packaged = QStringLiteral(PARLOWEN_SOURCE_DIR "/packaging/audio/");
+
+/// PipeWire's own configuration with the packaged one beside it, for as long as it lives.
+class PipeWireConfiguration {
+public:
+    PipeWireConfiguration() {
+        const QDir own(QStringLiteral("/usr/share/pipewire"));
+        const QStringList files = own.entryList(QDir::Files);
+        for (const QString& name : files)
+            QFile::copy(own.filePath(name), directory_.filePath(name));
+        const QString part = QStringLiteral("pipewire.conf.d/parlowen-loopback.conf");
+        QDir(directory_.path()).mkdir(QStringLiteral("pipewire.conf.d"));
+        QFile::copy(packaged + QStringLiteral("pipewire/") + part, directory_.filePath(part));
+        qputenv("PIPEWIRE_CONFIG_DIR", directory_.path().toUtf8());
+    }
+    ~PipeWireConfiguration() { qunsetenv("PIPEWIRE_CONFIG_DIR"); }
+    PipeWireConfiguration(const PipeWireConfiguration&) = delete;
+    PipeWireConfiguration& operator=(const PipeWireConfiguration&) = delete;
+
+private:
+    QTemporaryDir directory_;
+};
+
+std::unique_ptr<PrivateAudioServer> startServer(const std::string& kind, bool withLoopback) {
+    if (kind == "PipeWire") {
+        const auto configuration = withLoopback ? std::make_unique<PipeWireConfiguration>() : nullptr;
+        return std::make_unique<PrivatePipeWire>(speakersAndSources);
+    }
+    QStringList script = speakersAndSources;
+    if (withLoopback)
+        script.last() +=
+            QStringLiteral("\n.include ") + packaged + QStringLiteral("pulseaudio/default.pa.d/parlowen-loopback.pa");
+    return std::make_unique<PrivatePulseAudio>(script);
+}
+
+/// What another program records from a source, its two channels taken together, 16 kHz.
+class Recorder {
+public:
+    explicit Recorder(const QString& source) {
+        endWithParent(parec_);
+        parec_.start(QStringLiteral("parec"), {QStringLiteral("--device"), source, QStringLiteral("--format=float32le"),
+                                               QStringLiteral("--rate=16000"), QStringLiteral("--channels=2"),
+                                               QStringLiteral("--latency-msec=20")});
+        EXPECT_TRUE(parec_.waitForReadyRead(10'000));
+    }
+
+    std::vector<float> finish() {
+        parec_.waitForReadyRead(300);
+        parec_.terminate();
+        parec_.waitForFinished(5000);
+        const QByteArray bytes = parec_.readAllStandardOutput();
+        std::vector<float> samples;
+        for (qsizetype i = 0; i + 8 <= bytes.size(); i += 8) {
+            std::array<float, 2> frame{};
+            std::memcpy(frame.data(), bytes.constData() + i, sizeof frame);
+            samples.push_back((frame[0] + frame[1]) / 2);
+        }
+        return samples;
+    }
+
+private:
+    QProcess parec_;
+};
+
+class AudioSessionTest : public ::testing::TestWithParam<const char*> {
+protected:
+    void start(bool withLoopback) {
+        daemon = startServer(GetParam(), withLoopback);
+        ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();
+        server = std::make_shared<PulseAudioServer>(daemon->address().toStdString());
+        simply = std::make_unique<SimplyCoreAudio>(server);
+        ASSERT_TRUE(waitFor([&] {
+            return device("speakers") && device("line") && device("mic") && (!withLoopback || device("vorlanOutput"));
+        }));
+        device("speakers")->makeDefaultOutput();
+        device("line")->makeDefaultInput();
+        expectDefaults("line", "speakers");
+    }
+
+    std::shared_ptr<AudioDevice> device(const QString& uid) const {
+        for (const auto& candidate : simply->deviceList()) {
+            if (candidate->deviceUID() == uid)
+                return candidate;
+        }
+        return nullptr;
+    }
+
+    QString control(const QStringList& arguments) const {
+        QProcess pactl;
+        pactl.start(QStringLiteral("pactl"), arguments);
+        EXPECT_TRUE(pactl.waitForFinished() && pactl.exitCode() == 0) << pactl.readAllStandardError().toStdString();
+        return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
+    }
+
+    /// As another program sees them. The input is a source's name.
+    void expectDefaults(const QString& input, const QString& output) const {
+        EXPECT_EQ(control({"get-default-source"}), input);
+        EXPECT_EQ(control({"get-default-sink"}), output);
+    }
+
+    void expectNoMultiOutput() const {
+        EXPECT_FALSE(control({"list", "short", "sinks"}).contains("tqv"));
+        EXPECT_FALSE(control({"list", "short", "modules"}).contains("module-combine-sink"));
+    }
+
+    std::shared_ptr<RouterJournal> journal(const ProcessIdentity& process = ProcessIdentity::current()) const {
+        return std::make_shared<RouterJournal>(directory.filePath("audio-devices.json"), process);
+    }
+
+    void setUpSystemAudio(KXAudioRouter& router) {
+        router.setupSystemAudio();
+        expectDefaults("vorlanOutput.monitor", "speakers");
+        ASSERT_TRUE(waitFor([this] { return log.lines().last() == "✅ 设置聚合设备为默认输出"; }));
+        expectDefaults("vorlanOutput.monitor", "tqv-Multi-Output_UID");
+    }
+
+    QTemporaryDir directory;
+    CapturedLog log;
+    std::unique_ptr<PrivateAudioServer> daemon;
+    std::shared_ptr<PulseAudioServer> server;
+    std::unique_ptr<SimplyCoreAudio> simply;
+};
+
+INSTANTIATE_TEST_SUITE_P(On, AudioSessionTest, Values("PulseAudio", "PipeWire"),
+                         [](const auto& kind) { return std::string(kind.param); });
+
+TEST_P(AudioSessionTest, ACallIsHeardAndCapturedAtOnceAndTheDevicesComeBack) {
+    start(true);
+    EXPECT_EQ(device("vorlanOutput")->deviceName(), "vorlanOutput 2ch");
+    KXAudioRouter router(server, journal());
+    setUpSystemAudio(router);
+    EXPECT_EQ(log.lines().first(), "✅ 设置 BlackHole 为默认输入");
+    EXPECT_EQ(device("tqv-Multi-Output_UID")->deviceName(), "tqv Multi-Output");
+
+    Recorder speakers("speakers.monitor");
+    const ChirpResult captured = playAndListenForChirp();
+    const Match heard = findSound(makeChirp(), speakers.finish());
+    ASSERT_TRUE(captured.arrived) << captured.problem.toStdString();
+    ASSERT_GT(heard.likeness, 0.9);
+    EXPECT_LT(std::abs(captured.gainDb), 1.0);
+    EXPECT_LT(std::abs(captured.gainDb - 20 * std::log10(heard.gain)), 1.0);
+    EXPECT_GT(captured.delayMs, 0);
+    EXPECT_LT(captured.delayMs, 1000);
+    RecordProperty("gainDb", std::to_string(captured.gainDb));
+    RecordProperty("delayMs", std::to_string(captured.delayMs));
+
+    router.restoreDevices();
+    expectDefaults("mic", "speakers");
+    expectNoMultiOutput();
+    EXPECT_THAT(log.lines().mid(3), ElementsAre("✅ 恢复原始输出设备", "✅ 恢复麦克风输入：USB Microphone",
+                                                "🗑️ 聚合设备销毁成功"));
+}
+
+TEST_P(AudioSessionTest, AMicrophoneSessionChangesTheInputAlone) {
+    start(true);
+    KXAudioRouter router(server, journal());
+    router.switchInput(true);
+    expectDefaults("mic", "speakers");
+    router.restoreDevices();
+    expectDefaults("mic", "speakers");
+    expectNoMultiOutput();
+}
+
+TEST_P(AudioSessionTest, ANewStartGivesBackWhatACrashLeft) {
+    start(true);
+    {
+        KXAudioRouter router(server, journal({0x7FFFFFFF, "1", "boot"}));
+        setUpSystemAudio(router);
+    }
+    const auto nextStart = std::make_shared<PulseAudioServer>(daemon->address().toStdString());
+    EXPECT_EQ(journal()->recover(nextStart), RouterJournal::Recovery::GaveBack);
+    expectDefaults("line", "speakers");
+    expectNoMultiOutput();
+}
+
+TEST_P(AudioSessionTest, TheSoundCheckMeasuresAndGivesEverythingBack) {
+    start(true);
+    EXPECT_TRUE(checkAudio(server).isReady()) << checkAudio(server).text().toStdString();
+    for (const bool muted : {false, true}) {
+        control({"set-source-mute", "vorlanOutput.monitor", muted ? "1" : "0"});
+        std::optional<ChirpResult> result;
+        ListenCheck::make(server, journal())->start([&result](const ChirpResult& measured) { result = measured; });
+        ASSERT_TRUE(waitFor([&result] { return result.has_value(); }, 20'000));
+        EXPECT_EQ(result->problem, QString());
+        EXPECT_EQ(result->arrived, !muted);
+        EXPECT_LT(std::abs(result->gainDb), 1.0);
+        expectDefaults("line", "speakers");
+        expectNoMultiOutput();
+        EXPECT_FALSE(QFile::exists(directory.filePath("audio-devices.json")));
+    }
+    waitForBackground();
+    EXPECT_FALSE(checkAudio(server).isReady()) << "the loop-back device is muted now";
+}
+
+TEST_P(AudioSessionTest, TheLoopbackDeviceIsMadeInTheRunningSession) {
+    start(false);
+    EXPECT_FALSE(checkAudio(server).isReady());
+    const LoopbackDevice::Setup made = LoopbackDevice::setUp(server);
+    ASSERT_EQ(made.outcome, LoopbackDevice::Setup::Outcome::Created) << made.problem.toStdString();
+    EXPECT_EQ(device("vorlanOutput")->deviceName(), "vorlanOutput 2ch");
+    EXPECT_EQ(LoopbackDevice::setUp(server).outcome, LoopbackDevice::Setup::Outcome::AlreadyThere);
+    EXPECT_EQ(control({"list", "short", "sinks"}).count("vorlanOutput"), 1);
+    device("speakers")->makeDefaultOutput();
+    EXPECT_TRUE(checkAudio(server).isReady()) << checkAudio(server).text().toStdString();
+}
+
+} // namespace
+} // namespace parlowen
