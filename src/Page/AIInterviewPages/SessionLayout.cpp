@@ -1,5 +1,7 @@
 #include "SessionLayout.h"
 
+#include <cmath>
+
 namespace parlowen {
 
 namespace {
@@ -19,7 +21,7 @@ constexpr int buttonFromPageRight = 23;
 
 SessionLayout SessionLayout::of(QSize page, bool manual) {
     const int width = page.width() - 2 * side;
-    const auto part = [&page](double share) { return static_cast<int>(page.height() * share); };
+    const auto part = [&page](double share) { return static_cast<int>(std::lround(page.height() * share)); };
     SessionLayout layout;
     layout.timeLabel = QRect(side, side, 120, timeHeight);
     layout.pin = QRect(page.width() - pinFromRight - pinSize, side + (timeHeight - pinSize) / 2, pinSize, pinSize);

@@ -1,0 +1,175 @@
+#include "SessionRig.h"
+
+#include <Tools/StreamModel.h>
+
+#include <QJsonObject>
+#include <QScrollBar>
+#include <QTest>
+
+namespace parlowen {
+namespace {
+
+using testing::waitFor;
+
+class SessionQuestionsTest : public SessionRig {
+protected:
+    void openManual() {
+        single();
+        settings_.setAiInterviewSetModel(interview(1));
+        open();
+    }
+    void pressAnswer() { QTest::mouseClick(&answerButton(), Qt::LeftButton); }
+    std::vector<qint64> numbers() {
+        std::vector<qint64> ids;
+        for (const auto& model : page().streamModels())
+            ids.push_back(model->id);
+        return ids;
+    }
+    bool answerShows(int row, const std::string& text) {
+        return waitFor([&] { return shown(answers(), row) == text; });
+    }
+};
+
+TEST_F(SessionQuestionsTest, InAutomaticModeEverySentenceIsAskedAtOnce) {
+    single();
+    open();
+    EXPECT_FALSE(box().isVisible());
+    EXPECT_FALSE(answerButton().isVisible());
+    final(QStringLiteral("Why this job?"));
+    ASSERT_TRUE(asked(1));
+    final(QStringLiteral("What is a mutex?"));
+    ASSERT_TRUE(asked(2));
+    EXPECT_THAT(numbers(), ::testing::ElementsAre(0, 1));
+    EXPECT_EQ(page().streamID(), 2);
+    EXPECT_EQ(answerServer_.requests()[0].target.toStdString(), "/ai/meeting");
+    const QJsonObject expected{{QStringLiteral("type"), 2},
+                               {QStringLiteral("txt"), QStringLiteral("Why this job?")},
+                               {QStringLiteral("prompt"), QStringLiteral("后端工程师")},
+                               {QStringLiteral("original_language"), QStringLiteral("英语（美国）")},
+                               {QStringLiteral("trans_language"), QString()}};
+    EXPECT_EQ(question(0), expected);
+    EXPECT_TRUE(box().toPlainText().isEmpty());
+}
+
+TEST_F(SessionQuestionsTest, ATwoLanguageInterviewAsksTheSourceText) {
+    twoLanguages();
+    open();
+    translated(QStringLiteral("SpeechPhrase"), QStringLiteral("Why?"), QStringLiteral("¿Por qué?"));
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(question(0)[QStringLiteral("txt")].toString().toStdString(), "Why?");
+    EXPECT_EQ(question(0)[QStringLiteral("original_language")].toString().toStdString(), "英语（美国）");
+    EXPECT_EQ(question(0)[QStringLiteral("trans_language")].toString().toStdString(), "西班牙语");
+}
+
+TEST_F(SessionQuestionsTest, AbsentLanguagesAreSentAsEmptyNames) {
+    settings_.setAiInterviewType(1);
+    open();
+    final(QStringLiteral("为什么？"));
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(question(0)[QStringLiteral("original_language")].toString(), QString());
+}
+
+TEST_F(SessionQuestionsTest, AnAnswerGrowsInItsOwnRow) {
+    single();
+    open();
+    std::vector<std::string> grown;
+    AIInterviewDetailController::Observer observer;
+    observer.answerGrew = [&grown](const auto& model) { grown.push_back(model->responseText().toStdString()); };
+    page().setObserver(observer);
+    final(QStringLiteral("One?"));
+    ASSERT_TRUE(asked(1));
+    answerPiece(QStringLiteral("先说"));
+    ASSERT_TRUE(answerShows(0, "先说"));
+    answerPiece(QStringLiteral("结论"));
+    ASSERT_TRUE(answerShows(0, "先说结论"));
+    EXPECT_THAT(grown, ::testing::ElementsAre("先说", "先说结论"));
+
+    final(QStringLiteral("Two?"));
+    ASSERT_TRUE(asked(2));
+    answerPiece(QStringLiteral("第二"));
+    ASSERT_TRUE(answerShows(1, "第二"));
+    EXPECT_EQ(shown(answers(), 0), "先说结论");
+}
+
+TEST_F(SessionQuestionsTest, AnAnswerOutOfSightKeepsCollecting) {
+    single();
+    open();
+    for (std::size_t i = 0; i < 25; ++i)
+        page().sendQuestion(QStringLiteral("问题"));
+    const auto first = page().streamModels().front();
+    const auto last = page().streamModels().back();
+    EXPECT_EQ(answers().rowAt(answers().viewport()->height() - 1), 24) << "the newest is in sight";
+    const int y = answers().rowViewportPosition(24);
+    first->append(QStringLiteral("很长的回答。").repeated(80));
+    ASSERT_TRUE(waitFor([&] { return shown(answers(), 0) == first->responseText().toStdString(); }));
+    EXPECT_EQ(answers().rowViewportPosition(24), y) << "nothing that is read moves";
+
+    answers().verticalScrollBar()->setValue(0);
+    EXPECT_GT(answers().rowHeight(0), answers().viewport()->height() / 3);
+    last->append(QStringLiteral("新"));
+    ASSERT_TRUE(waitFor([&] { return shown(answers(), 24) == "新"; }));
+    EXPECT_EQ(answers().verticalScrollBar()->value(), 0);
+}
+
+TEST_F(SessionQuestionsTest, InManualModeSentencesCollectInTheBox) {
+    openManual();
+    EXPECT_TRUE(box().isVisible());
+    EXPECT_TRUE(answerButton().isVisible());
+    EXPECT_FALSE(page().hasCollectedQuestions());
+    for (const char* text : {"One.", "Two.", "Three."})
+        final(QString::fromUtf8(text));
+    EXPECT_EQ(box().toPlainText().toStdString(), "\nOne.\nTwo.\nThree.");
+    EXPECT_TRUE(page().hasCollectedQuestions());
+    EXPECT_TRUE(page().streamModels().empty());
+
+    QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
+    QTest::keyClicks(&box(), QStringLiteral("Please: "));
+    EXPECT_EQ(box().toPlainText().toStdString(), "Please: \nOne.\nTwo.\nThree.") << "the user may edit it";
+    pressAnswer();
+    EXPECT_TRUE(box().toPlainText().isEmpty());
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(question(0)[QStringLiteral("txt")].toString().toStdString(), "Please: \nOne.\nTwo.\nThree.");
+}
+
+TEST_F(SessionQuestionsTest, EachPressStartsANewListAndNumbersGoOn) {
+    openManual();
+    final(QStringLiteral("One."));
+    pressAnswer();
+    ASSERT_TRUE(asked(1));
+    const auto earlier = page().streamModels().at(0);
+    answerPiece(QStringLiteral("第一"));
+    ASSERT_TRUE(answerShows(0, "第一"));
+
+    final(QStringLiteral("Two."));
+    pressAnswer();
+    ASSERT_TRUE(asked(2));
+    EXPECT_THAT(numbers(), ::testing::ElementsAre(1));
+    EXPECT_EQ(shown(answers(), 0), "");
+    earlier->append(QStringLiteral("还在说"));
+    answerPiece(QStringLiteral("第二"));
+    ASSERT_TRUE(answerShows(0, "第二"));
+    EXPECT_EQ(earlier->responseText().toStdString(), "第一还在说") << "its stream goes on unseen";
+}
+
+TEST_F(SessionQuestionsTest, AnEmptyBoxSendsNothingAndSaysSo) {
+    openManual();
+    pressAnswer();
+    EXPECT_EQ(hud_.status().toStdString(), "请输入文本");
+    EXPECT_TRUE(hud_.isVisible());
+    EXPECT_TRUE(page().streamModels().empty());
+    EXPECT_EQ(page().streamID(), 0);
+}
+
+TEST_F(SessionQuestionsTest, WithoutSettingsNothingIsAsked) {
+    settings_.setAiInterviewSetModel(std::nullopt);
+    single();
+    open();
+    final(QStringLiteral("One."));
+    page().sendQuestion(QStringLiteral("Two."));
+    EXPECT_TRUE(page().streamModels().empty());
+    EXPECT_FALSE(box().isVisible());
+    EXPECT_FALSE(page().hasCollectedQuestions());
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,120 @@
+#include "SessionRig.h"
+
+#include <Network/ApiBase.h>
+
+#include <QLabel>
+#include <QUrlQuery>
+
+namespace parlowen {
+namespace {
+
+using testing::waitFor;
+
+class SessionStartTest : public SessionRig {
+protected:
+    std::string time() { return window_->findChild<QLabel*>(QStringLiteral("timeLabel"))->text().toStdString(); }
+    QString query(const char* name) { return QUrlQuery(speech().url()).queryItemValue(QLatin1String(name)); }
+};
+
+TEST_F(SessionStartTest, ANewPageHasItsClockAtZeroAndAsksForAToken) {
+    settings_.setAiInterviewSetModel(interview(1));
+    openWindow();
+    EXPECT_EQ(time(), "00:00:00");
+    EXPECT_EQ(page().useTimeCount(), 0);
+    EXPECT_EQ(page().fontSize(), 16);
+    EXPECT_EQ(page().streamID(), 0);
+    EXPECT_TRUE(page().isTop());
+    EXPECT_FALSE(page().isTranslating());
+    EXPECT_TRUE(box().isReadOnly());
+    EXPECT_EQ(page().speechTool(), nullptr);
+    ASSERT_TRUE(waitFor([this] { return page().isTranslating(); }));
+    EXPECT_EQ(tokenServer_.requests().at(0).target.toStdString(), "/microsoft/get_token");
+    EXPECT_FALSE(box().isReadOnly());
+    EXPECT_NE(page().speechTool(), nullptr);
+}
+
+TEST_F(SessionStartTest, TheClockShowsTheSecondsAsTheyPass) {
+    tick_ = std::chrono::milliseconds(5);
+    openWindow();
+    EXPECT_TRUE(waitFor([this] { return page().useTimeCount() == 3; }));
+    close();
+    page().setUseTimeCount(3'599);
+    EXPECT_EQ(time(), "00:59:59");
+    page().setUseTimeCount(3'600);
+    EXPECT_EQ(time(), "01:00:00");
+    page().setUseTimeCount(360'061);
+    EXPECT_EQ(time(), "100:01:01");
+}
+
+TEST_F(SessionStartTest, ASingleLanguageInterviewRecognizesItsLanguage) {
+    single();
+    open();
+    EXPECT_EQ(query("language").toStdString(), "en-US");
+    EXPECT_EQ(speech().header("Authorization").toStdString(), "Bearer t0");
+    EXPECT_EQ(speech().turns.front().context.find("ranslat"), std::string::npos);
+}
+
+TEST_F(SessionStartTest, AnyOtherInterviewTranslates) {
+    twoLanguages();
+    open();
+    EXPECT_EQ(query("from").toStdString(), "en-US");
+    EXPECT_EQ(query("to").toStdString(), "es");
+}
+
+TEST_F(SessionStartTest, MissingLanguagesFallBack) {
+    settings_.setAiInterviewSetModel(std::nullopt);
+    open();
+    EXPECT_EQ(query("from").toStdString(), "zh-CN");
+    EXPECT_EQ(query("to").toStdString(), "en");
+    EXPECT_EQ(page().fontSize(), 14);
+}
+
+TEST_F(SessionStartTest, ARefreshedTokenChangesNothingOnScreen) {
+    tick_ = std::chrono::milliseconds(1);
+    single();
+    open();
+    const auto tool = page().speechTool();
+    ASSERT_TRUE(
+        waitFor([this] { return log_.lines().contains(QStringLiteral("[SpeechRecognitionTool] 更新 token")); }));
+    EXPECT_EQ(log_.linesWith(QStringLiteral("Token 刷新成功")).at(0).toStdString(),
+              "Token 刷新成功，Token: t0, 区域: " + speechServer_.area().toStdString());
+    EXPECT_EQ(page().speechTool(), tool);
+    EXPECT_EQ(speechServer_.connections, 1) << "recognition is not restarted";
+}
+
+TEST_F(SessionStartTest, ARefreshWithoutRecognitionIsIgnored) {
+    openWindow();
+    page().tokenDidRefresh({QStringLiteral("t1"), QStringLiteral("area")});
+    EXPECT_TRUE(log_.linesWith(QStringLiteral("Token 刷新成功")).isEmpty());
+}
+
+TEST_F(SessionStartTest, ATokenThatNeverComesLeavesTheClockRunning) {
+    testing::ScriptedHttpServer mute;
+    mute.enqueue(Reply::silence());
+    ApiBase::setBuiltIn(mute.baseUrl());
+    tick_ = std::chrono::milliseconds(5);
+    openWindow();
+    EXPECT_TRUE(waitFor([this] { return page().useTimeCount() > 5; }));
+    EXPECT_FALSE(page().isTranslating());
+    EXPECT_EQ(mute.requests().size(), 1U);
+}
+
+TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndReported) {
+    single();
+    QString reported;
+    int started = 0;
+    openWindow();
+    AIInterviewDetailController::Observer observer;
+    observer.recognitionStarted = [&started] { ++started; };
+    observer.recognitionError = [&reported](const QString& message) { reported = message; };
+    page().setObserver(observer);
+    ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
+    EXPECT_EQ(started, 1);
+    speech().close(4000, QStringLiteral("no such locale"));
+    ASSERT_TRUE(waitFor([&reported] { return !reported.isEmpty(); }));
+    EXPECT_TRUE(log_.lines().contains(QStringLiteral("识别错误：") + reported));
+    EXPECT_TRUE(window_->isVisible()) << "the session stays open";
+}
+
+} // namespace
+} // namespace parlowen

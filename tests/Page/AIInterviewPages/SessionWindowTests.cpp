@@ -1,0 +1,126 @@
+#include "SessionRig.h"
+
+#include <Page/AIInterviewPages/SessionLayout.h>
+
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QTest>
+#include <QWindow>
+
+namespace parlowen {
+namespace {
+
+using testing::waitFor;
+
+class SessionWindowTest : public SessionRig {
+protected:
+    QToolButton& pin() { return *window_->findChild<QToolButton*>(QStringLiteral("topImg")); }
+    QLabel& tip() { return *window_->findChild<QLabel*>(QStringLiteral("tipLab")); }
+    bool floats() { return window_->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint); }
+
+    /// Drags with the left button, as the window system's events would.
+    void drag(QPoint from, QPoint way) {
+        const QPoint start = window_->mapToGlobal(from);
+        const auto send = [&](QEvent::Type type, QPoint global, Qt::MouseButtons held) {
+            const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+            QMouseEvent event(type, window_->mapFromGlobal(global), global, button, held, Qt::NoModifier);
+            QCoreApplication::sendEvent(window_.get(), &event);
+        };
+        send(QEvent::MouseButtonPress, start, Qt::LeftButton);
+        send(QEvent::MouseMove, start + way / 2, Qt::LeftButton);
+        send(QEvent::MouseMove, start + way, Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, start + way, Qt::NoButton);
+    }
+};
+
+TEST_F(SessionWindowTest, IsADarkTranslucentFloatingWindow) {
+    openWindow();
+    EXPECT_EQ(window_->size(), QSize(1000, 700));
+    EXPECT_EQ(window_->windowTitle().toStdString(), "AI面试");
+    EXPECT_TRUE(window_->windowFlags().testFlag(Qt::FramelessWindowHint));
+    EXPECT_TRUE(floats());
+    QImage picture(window_->size(), QImage::Format_ARGB32);
+    picture.fill(Qt::transparent);
+    window_->render(&picture, {}, {}, QWidget::DrawChildren);
+    const QColor ground = picture.pixelColor(300, 6);
+    EXPECT_NEAR(ground.red(), 0x1D, 1);
+    EXPECT_NEAR(ground.blue(), 0x1F, 1);
+    EXPECT_EQ(ground.alpha(), 179);
+    EXPECT_EQ(picture.pixelColor(0, 0).alpha(), 0) << "round corners";
+}
+
+TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
+    openWindow();
+    const QImage pinned = pin().grab().toImage();
+    QTest::mouseMove(window_.get(), {300, 300});
+    EXPECT_FALSE(tip().isVisible());
+    QTest::mouseMove(&pin(), {13, 13});
+    EXPECT_TRUE(tip().isVisible());
+    EXPECT_EQ(tip().text().toStdString(), "取消置顶");
+    EXPECT_EQ(tip().geometry().bottom() + 1, pin().y() - 2);
+    EXPECT_NEAR(tip().geometry().center().x(), pin().geometry().center().x(), 1);
+
+    QTest::mouseClick(&pin(), Qt::LeftButton);
+    EXPECT_FALSE(page().isTop());
+    EXPECT_FALSE(floats());
+    EXPECT_TRUE(window_->isVisible());
+    EXPECT_EQ(tip().text().toStdString(), "置顶");
+    EXPECT_NE(pin().grab().toImage(), pinned) << "another picture";
+
+    QTest::mouseClick(&pin(), Qt::LeftButton);
+    EXPECT_TRUE(page().isTop());
+    EXPECT_TRUE(floats());
+    QTest::mouseMove(window_.get(), {300, 300});
+    EXPECT_FALSE(tip().isVisible());
+}
+
+TEST_F(SessionWindowTest, ItsIconsAreDrawn) {
+    openWindow();
+    for (const char* name : {"topImg", "closeButton"}) {
+        const auto* button = window_->findChild<QToolButton*>(QLatin1String(name));
+        EXPECT_FALSE(button->icon().pixmap(26, 26).isNull()) << name;
+    }
+}
+
+TEST_F(SessionWindowTest, IsMovedByItsGroundAndResizedAtItsEdges) {
+    openWindow();
+    window_->setGeometry(100, 50, 1000, 700);
+    drag({300, 20}, {40, 30});
+    EXPECT_EQ(window_->geometry(), QRect(140, 80, 1000, 700));
+    drag({998, 300}, {50, 0});
+    EXPECT_EQ(window_->geometry(), QRect(140, 80, 1050, 700));
+    drag({1, 698}, {30, -100});
+    EXPECT_EQ(window_->geometry(), QRect(170, 80, 1020, 600));
+    drag({500, 1}, {0, 20});
+    EXPECT_EQ(window_->geometry(), QRect(170, 100, 1020, 580));
+    drag({1018, 300}, {-2000, 0});
+    EXPECT_EQ(window_->size(), QSize(window_->minimumWidth(), 580)) << "not smaller than it can be used";
+    EXPECT_EQ(page().size(), window_->size());
+    drag({1, 300}, {2000, 0});
+    EXPECT_EQ(window_->geometry().left(), 170) << "its right edge stays";
+}
+
+TEST(SessionLayoutTest, ListsTakeTheirSharesOfThePage) {
+    const SessionLayout automatic = SessionLayout::of({1000, 700}, false);
+    EXPECT_EQ(automatic.timeLabel.topLeft(), QPoint(16, 16));
+    EXPECT_EQ(automatic.pin.size(), QSize(26, 26));
+    EXPECT_EQ(automatic.pin.right() + 1, 950);
+    EXPECT_EQ(automatic.pin.center().y(), automatic.timeLabel.center().y());
+    EXPECT_EQ(automatic.transcript, QRect(16, automatic.timeLabel.bottom() + 1 + 11, 968, 245));
+    EXPECT_EQ(automatic.answers.top(), automatic.transcript.bottom() + 1 + 23);
+    EXPECT_EQ(automatic.answers.bottom() + 1, 684);
+    EXPECT_TRUE(automatic.questionBox.isNull());
+
+    const SessionLayout manual = SessionLayout::of({1000, 700}, true);
+    EXPECT_EQ(manual.transcript.height(), 175);
+    EXPECT_EQ(manual.questionBox, QRect(16, manual.transcript.bottom() + 1 + 23, 968, 175));
+    EXPECT_EQ(manual.answers.top(), manual.questionBox.bottom() + 1 + 23);
+    EXPECT_EQ(manual.answers.bottom() + 1, 684);
+    EXPECT_EQ(manual.answerButton.size(), QSize(85, 35));
+    EXPECT_EQ(manual.answerButton.bottom(), manual.questionBox.bottom() - 10);
+    EXPECT_TRUE(manual.questionBox.contains(manual.answerButton));
+}
+
+} // namespace
+} // namespace parlowen
