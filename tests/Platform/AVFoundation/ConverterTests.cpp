@@ -89,9 +89,9 @@ TEST(Converter, FillsExactlyTheFramesAskedForAtAnyRateAndSize) {
 TEST(Converter, KeepsAToneClean) {
     for (const double rate : {8000., 16000., 22050., 32000., 44100., 48000., 96000.}) {
         SCOPED_TRACE(rate);
-        const auto sizes = repeated(2048, static_cast<std::size_t>(rate * 2 / 2048) + 4);
+        const auto sizes = repeated(2048, static_cast<std::size_t>(rate / 2048) + 4);
         const std::vector<double> out = converted(floatFormat(rate, 2), sizes, toneOf(1000, rate));
-        ASSERT_GT(out.size(), 30000U);
+        ASSERT_GT(out.size(), 16000U);
         EXPECT_LT(worstImpurity(withoutStart(out, 400), 1000, 100), -60);
     }
 }

@@ -151,8 +151,8 @@ TEST_F(EngineTest, SaysWhyItDoesNotStartAndCanTryAgain) {
 }
 
 TEST_F(EngineTest, BearsStartsAndStopsOnSeveralThreads) {
-    std::atomic<std::uint64_t> calls = 0;
-    node.installTap(0, 2048, format, [&calls](const Buffer&) { ++calls; });
+    std::atomic<bool> stopped = false;
+    node.installTap(0, 2048, format, [&stopped](const Buffer&) { EXPECT_FALSE(stopped); });
     const auto toggle = [this] {
         for (int i = 0; i < 100; ++i) {
             EXPECT_EQ(engine.start(), std::nullopt);
@@ -163,10 +163,10 @@ TEST_F(EngineTest, BearsStartsAndStopsOnSeveralThreads) {
     toggle();
     other.join();
     engine.stop();
-    const std::uint64_t settled = calls;
+    stopped = true;
     EXPECT_FALSE(engine.isRunning());
     EXPECT_EQ(plan.alive, 0);
-    EXPECT_EQ(calls, settled);
+    EXPECT_GE(plan.made, 100);
 }
 
 } // namespace parlowen::testing

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <sndfile.h>
+#include <thread>
 
 namespace parlowen::testing {
 namespace {
@@ -127,8 +128,6 @@ TEST(PulseCapture, StopsAtOnceAndStartsAgain) {
             source->stop();
             stopped = true;
         }).join();
-        const std::size_t settled = sound.buffers().size();
-        EXPECT_EQ(sound.buffers().size(), settled);
     }
 }
 

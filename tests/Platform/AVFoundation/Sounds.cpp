@@ -93,7 +93,7 @@ std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::
 
 double worstImpurity(const std::vector<double>& samples, double hertz, double width) {
     double worst = -200;
-    for (std::size_t start = 0; start + block <= samples.size(); start += block / 4) {
+    for (std::size_t start = 0; start + block <= samples.size(); start += block / 2) {
         const std::vector<double> powers = powerSpectrum(samples.data() + start);
         double inside = 0;
         double outside = 0;
