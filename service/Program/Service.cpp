@@ -48,7 +48,7 @@ struct Service::Parts {
         , database(data / "parlowen.db")
         , accounts(database)
         , answers(Outline::Pace{.pause = tuning.answerPause})
-        , speech(SpeechService::withLocalEngines())
+        , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines())
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
         server.start();
     }

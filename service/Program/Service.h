@@ -3,19 +3,22 @@
 #include "Options.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 namespace parlowen::service {
 
 struct ServerLimits;
+struct SpeechService;
 
 /// The whole service: opens its files, listens, serves until it is destroyed.
 class Service {
 public:
-    /// What tests make smaller.
+    /// What tests and benchmarks choose themselves.
     struct Tuning {
-        std::shared_ptr<const ServerLimits> limits{}; ///< null: the usual ones
-        std::chrono::milliseconds answerPause{15};    ///< between two pieces of an answer
+        std::shared_ptr<const ServerLimits> limits{};             ///< null: the usual ones
+        std::chrono::milliseconds answerPause{15};                ///< between two pieces of an answer
+        std::function<std::unique_ptr<SpeechService>()> speech{}; ///< empty: the engines that this machine has
     };
 
     /// Throws std::exception with a plain message when the service cannot start; an address in use is a
