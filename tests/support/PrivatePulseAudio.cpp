@@ -20,11 +20,19 @@ QByteArray startScript(const QStringList& modules, const QString& socket) {
     return script.toUtf8();
 }
 
+/// The limit of open files that the daemon sets itself would end at some sixty sinks.
+void raiseFileLimit(const QString& configuration) {
+    QFile file(configuration);
+    if (file.open(QIODevice::WriteOnly))
+        file.write("rlimit-nofile = 4096\n");
+}
+
 QProcessEnvironment environmentIn(const QString& directory) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), directory);
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), directory);
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), directory);
+    environment.insert(QStringLiteral("PULSE_CONFIG"), directory + QStringLiteral("/daemon.conf"));
     for (const char* name : {"PULSE_SERVER", "PULSE_RUNTIME_PATH", "DBUS_SESSION_BUS_ADDRESS", "DISPLAY"})
         environment.remove(QString::fromLatin1(name));
     return environment;
@@ -44,6 +52,7 @@ PrivatePulseAudio::PrivatePulseAudio(const QStringList& modules) {
         return;
     file.write(startScript(modules, socket));
     file.close();
+    raiseFileLimit(directory_.filePath(QStringLiteral("daemon.conf")));
     daemon_.setProcessEnvironment(environmentIn(directory_.path()));
     daemon_.setProcessChannelMode(QProcess::MergedChannels);
     endWithParent(daemon_);
