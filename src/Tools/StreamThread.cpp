@@ -11,8 +11,22 @@ constexpr std::size_t idleManagers = 2;
 
 } // namespace
 
+/// Runs one piece of work for each time that it is woken. The work itself waits under the thread's own lock, so that
+/// the order between the threads is plain to see, for the thread sanitizer too.
+class StreamThread::Runner : public QObject {
+    Q_OBJECT
+
+public:
+    explicit Runner(StreamThread& thread)
+        : thread_(thread) {}
+    Q_INVOKABLE void wake() { thread_.runNext(); }
+
+private:
+    StreamThread& thread_;
+};
+
 StreamThread::StreamThread()
-    : root_(new QObject) {
+    : root_(new Runner(*this)) {
     thread_.setObjectName("answer-streams");
     root_->moveToThread(&thread_);
     QObject::connect(&thread_, &QThread::finished, root_, &QObject::deleteLater);
@@ -31,7 +45,7 @@ StreamThread& StreamThread::shared() {
 void StreamThread::end() {
     {
         const std::lock_guard lock(mutex_);
-        root_ = nullptr;
+        ended_ = true;
     }
     thread_.quit();
     thread_.wait();
@@ -39,8 +53,18 @@ void StreamThread::end() {
 
 void StreamThread::post(std::function<void()> work) {
     const std::lock_guard lock(mutex_);
-    if (root_ != nullptr)
-        QMetaObject::invokeMethod(root_, std::move(work), Qt::QueuedConnection);
+    if (ended_)
+        return;
+    work_.push_back(std::move(work));
+    QMetaObject::invokeMethod(root_, "wake", Qt::QueuedConnection);
+}
+
+void StreamThread::runNext() {
+    std::unique_lock lock(mutex_);
+    const std::function<void()> next = std::move(work_.front());
+    work_.pop_front();
+    lock.unlock();
+    next();
 }
 
 QNetworkAccessManager& StreamThread::borrowManager() {
@@ -59,3 +83,5 @@ void StreamThread::giveBack(QNetworkAccessManager& manager) {
 }
 
 } // namespace parlowen
+
+#include "StreamThread.moc"

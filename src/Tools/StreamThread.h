@@ -2,6 +2,7 @@
 
 #include <QNetworkAccessManager>
 #include <QThread>
+#include <deque>
 #include <functional>
 #include <mutex>
 #include <vector>
@@ -25,12 +26,17 @@ public:
     void giveBack(QNetworkAccessManager& manager);
 
 private:
+    class Runner;
+
     StreamThread();
     void end();
+    void runNext();
 
     QThread thread_;
-    std::mutex mutex_;                         // guards root_
-    QObject* root_ = nullptr;                  // lives on the thread, owns the managers; null once the thread has ended
+    QObject* const root_; // lives on the thread, owns the managers, ends with it
+    std::mutex mutex_;    // guards the next two
+    bool ended_ = false;
+    std::deque<std::function<void()>> work_;
     std::vector<QNetworkAccessManager*> idle_; // on the thread only
 };
 
