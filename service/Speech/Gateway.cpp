@@ -95,9 +95,7 @@ std::unique_ptr<SpeechService> SpeechService::withLocalEngines(SpeechGatewayOpti
     speech->options = options;
     PocketSphinxEngine::Options recognition;
     recognition.streams = options.sessions;
-    auto engine = std::make_shared<PocketSphinxEngine>(std::move(recognition));
-    engine->preload();
-    speech->engines.add(std::move(engine));
+    speech->engines.add(std::make_shared<PocketSphinxEngine>(std::move(recognition)));
     speech->engines.add(std::make_shared<ApertiumTranslator>());
     return speech;
 }

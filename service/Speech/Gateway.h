@@ -28,7 +28,7 @@ struct SpeechService {
     EngineSet engines;
     SpeechGatewayOptions options;
 
-    /// With the engines that this machine has: PocketSphinx and Apertium. Loads the first model in the background.
+    /// With the engines that this machine has: PocketSphinx and Apertium.
     static std::unique_ptr<SpeechService> withLocalEngines(SpeechGatewayOptions options = {});
     /// What recognition and translation really offer.
     OfferedLanguages languages() const { return engines.languages(); }

@@ -39,7 +39,10 @@ public:
     SphinxStream(Strand strandToUse, std::shared_ptr<StreamState> stateToUse, std::atomic<std::size_t>& counter)
         : strand(std::move(strandToUse))
         , state(std::move(stateToUse))
-        , open(counter) {}
+        , open(counter) {
+        // A model that has to be loaded first is ready when the first words come.
+        boost::asio::post(strand, [state = state] { state->stream.prepare(); });
+    }
     SphinxStream(const SphinxStream&) = delete;
     SphinxStream& operator=(const SphinxStream&) = delete;
 
@@ -97,15 +100,6 @@ PocketSphinxEngine::PocketSphinxEngine(Options options)
 PocketSphinxEngine::~PocketSphinxEngine() {
     core->workers.stop();
     core->workers.join();
-}
-
-void PocketSphinxEngine::preload() {
-    if (!core->isOffered)
-        return;
-    boost::asio::post(core->workers, [&decoders = core->decoders] {
-        if (auto decoder = decoders.take())
-            decoders.giveBack(std::move(decoder));
-    });
 }
 
 std::vector<std::string> PocketSphinxEngine::locales() const {

@@ -17,6 +17,11 @@ public:
     UtteranceStream(const UtteranceStream&) = delete;
     UtteranceStream& operator=(const UtteranceStream&) = delete;
 
+    /// Gets the decoder, which process() does otherwise.
+    void prepare() {
+        if (!cancelled)
+            haveDecoder();
+    }
     void process(std::span<const std::int16_t> samples);
     void finish();
     /// Work that runs stops soon, and no event comes any more. Any thread.

@@ -19,7 +19,7 @@ public:
         int onsetVoiced = 6;       ///< so many voiced frames among the last `onsetWindow` begin an utterance
         int onsetWindow = 10;      ///<
         int leadIn = 25;           ///< the utterance starts so long before its first voiced frame
-        int hangover = 40;         ///< so much silence ends an utterance
+        int hangover = 35;         ///< so much silence ends an utterance
         int hangoverWhenLong = 12; ///< the same for one that is longer than `patience`
         int patience = 1'200;      ///<
         int longest = 2'000;       ///< an utterance is cut here, wherever it is

@@ -1,0 +1,96 @@
+#include "Speech/ApertiumTranslator.h"
+
+#include <csignal>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace parlowen::service;
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::Optional;
+
+namespace {
+
+const LanguagePair toSpanish{"en", "es"};
+
+/// The processes that this one started, of all its threads. Each heads a group of its own.
+std::vector<pid_t> children() {
+    std::vector<pid_t> result;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream list(task.path() / "children");
+        for (pid_t child = 0; list >> child;)
+            result.push_back(child);
+    }
+    return result;
+}
+
+void signalPipelines(int signal) {
+    const auto running = children();
+    ASSERT_FALSE(running.empty());
+    for (const auto child : running)
+        ASSERT_EQ(kill(-child, signal), 0);
+}
+
+} // namespace
+
+TEST(ApertiumTranslator, TranslatesBothWaysAndOffersNothingElse) {
+    ApertiumTranslator translator;
+    EXPECT_THAT(translator.pairs(), testing::ElementsAre(toSpanish, LanguagePair{"es", "en"}));
+    EXPECT_EQ(translator.translate(toSpanish, "Good morning."), "Buenos días.");
+    EXPECT_THAT(translator.translate({"es", "en"}, "¿Dónde está la casa?"), Optional(HasSubstr("house")));
+    EXPECT_FALSE(translator.translate({"en", "de"}, "Good morning."));
+    EXPECT_TRUE(ApertiumTranslator({.modes = "/nowhere"}).pairs().empty());
+}
+
+TEST(ApertiumTranslator, UnknownWordsMasksAndMarkupComeThroughUnmarked) {
+    ApertiumTranslator translator;
+    const std::string odd = R"(zorkish **** [x] {y} ^z$ a\b @ < > 𝜆)";
+    EXPECT_EQ(translator.translate(toSpanish, "zorkish"), "zorkish");
+    const auto answer = translator.translate(toSpanish, odd);
+    ASSERT_TRUE(answer);
+    for (const char* part : {"zorkish", "****", "[x]", "{", "}", "^z$", "@", "<", ">", "𝜆"})
+        EXPECT_THAT(*answer, HasSubstr(part));
+    EXPECT_EQ(translator.translate(toSpanish, std::string("good\0morning\n", 13)), "buenos días");
+    EXPECT_EQ(translator.translate(toSpanish, ""), "");
+}
+
+TEST(ApertiumTranslator, ComesBackWhenItsPipelineWasKilled) {
+    ApertiumTranslator translator;
+    ASSERT_TRUE(translator.translate(toSpanish, "one"));
+    signalPipelines(SIGKILL);
+    EXPECT_EQ(translator.translate(toSpanish, "Good morning."), "Buenos días.");
+    EXPECT_EQ(children().size(), 1U);
+}
+
+TEST(ApertiumTranslator, AHungPipelineCostsOneTextAndIsReplaced) {
+    ApertiumTranslator translator({.limit = 1s});
+    while (!translator.translate(toSpanish, "one")) { // loading may take longer on a busy machine
+    }
+    signalPipelines(SIGSTOP);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(translator.translate(toSpanish, "Good morning."));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+    std::optional<std::string> answer;
+    for (int attempt = 0; attempt < 20 && !answer; ++attempt)
+        answer = translator.translate(toSpanish, "Good morning.");
+    EXPECT_EQ(answer, "Buenos días.");
+}
+
+TEST(ApertiumTranslator, ServesSeveralThreads) {
+    ApertiumTranslator translator;
+    std::vector<std::thread> threads;
+    std::atomic<int> right = 0;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&translator, &right, i] {
+            for (int k = 0; k < 20; ++k) {
+                const bool even = (i + k) % 2 == 0;
+                const auto answer = translator.translate(toSpanish, even ? "The house is red." : "The door is open.");
+                right += answer == (even ? "La casa es roja." : "La puerta es abierta.") ? 1 : 0;
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(right, 80);
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Speech/Engine.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace parlowen::testing {
+
+/// Recognition whose events the test sends itself, through the sink of the newest stream.
+class ScriptedEngine : public service::RecognitionEngine {
+public:
+    struct Heard {
+        service::RecognitionSink sink;
+        std::vector<std::int16_t> samples;
+        bool finished = false;
+        bool open = true;
+    };
+
+    std::vector<std::string> locales() const override { return {"en-US", "en-GB"}; }
+    std::unique_ptr<service::RecognitionStream> open(std::string_view, service::RecognitionSink sink) override {
+        if (refuses)
+            return nullptr;
+        auto stream = std::make_shared<Heard>();
+        stream->sink = std::move(sink);
+        streams.push_back(stream);
+        return std::make_unique<Stream>(stream, takesMore);
+    }
+
+    std::vector<std::shared_ptr<Heard>> streams; ///< all that were opened
+    bool refuses = false;
+    bool takesMore = true;
+
+private:
+    class Stream : public service::RecognitionStream {
+    public:
+        Stream(std::shared_ptr<Heard> stream, const bool& more)
+            : heard(std::move(stream))
+            , takesMore(more) {}
+        ~Stream() override { heard->open = false; }
+        bool accept(std::span<const std::int16_t> samples) override {
+            heard->samples.insert(heard->samples.end(), samples.begin(), samples.end());
+            return takesMore;
+        }
+        void finish() override { heard->finished = true; }
+
+    private:
+        std::shared_ptr<Heard> heard;
+        const bool& takesMore;
+    };
+};
+
+/// Puts the target's code before the text. Counts what it is asked; fails for texts that hold "untranslatable".
+class ScriptedTranslator : public service::Translator {
+public:
+    std::vector<service::LanguagePair> pairs() const override { return {{"en", "es"}, {"en", "fr"}, {"pt", "es"}}; }
+    std::optional<std::string> translate(const service::LanguagePair& pair, std::string_view text) override {
+        asked.emplace_back(text);
+        if (text.find("untranslatable") != std::string_view::npos)
+            return std::nullopt;
+        return pair.to + ":" + std::string(text);
+    }
+
+    std::vector<std::string> asked;
+};
+
+} // namespace parlowen::testing

@@ -1,0 +1,309 @@
+#include "ScriptedEngines.h"
+#include "Speech/SpeechSession.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+using namespace parlowen::service;
+using namespace parlowen::wire;
+using parlowen::testing::ScriptedEngine;
+using parlowen::testing::ScriptedTranslator;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Kind = RecognitionEvent::Kind;
+using nlohmann::json;
+
+namespace {
+
+constexpr std::string_view plainContext =
+    R"({"phraseDetection":{"mode":"Conversation","language":"en-US"},"phraseOutput":{}})";
+constexpr std::string_view translationContext = R"({
+    "phraseDetection": {"mode": "CONVERSATION", "language": "en-US", "onSuccess": {"action": "Translate"},
+                        "onInterim": {"action": "translate"}},
+    "translation": {"targetLanguages": ["es"], "output": {"includePassThroughResults": true,
+                    "interimResults": {"mode": "Always"}},
+                    "onSuccess": {"action": "None"}, "onPassthrough": {"action": "None"}},
+    "phraseOutput": {"interimResults": {"resultType": "None"}, "phraseResults": {"resultType": "None"}}})";
+
+/// A session over scripted engines. Posted work and translations run in settle(), in order.
+class SpeechSessionTest : public testing::Test {
+protected:
+    void SetUp() override {
+        engines.add(engine);
+        engines.add(translator);
+        connect("/stt/speech/universal/v2", {{"language", "en-US"}});
+    }
+
+    void connect(std::string_view path, std::map<std::string, std::string, std::less<>> query) {
+        const auto lookup = [&query](std::string_view name) {
+            const auto found = query.find(name);
+            return found == query.end() ? std::string() : found->second;
+        };
+        session = std::make_unique<SpeechSession>(
+            engines, settingsOfRequest(path, lookup),
+            SpeechSession::Hooks{[this](const std::string& frame) { sent.push_back(*decodeText(frame)); },
+                                 [this](std::function<void()> call) { boost::asio::post(io, std::move(call)); },
+                                 [this] { ++resumed; }, io.get_executor()});
+    }
+
+    std::optional<SpeechSession::Close> context(std::string_view body, std::string_view id = "turn1") {
+        return session->onText(
+            encode({{{"Path", "speech.context"}, {"X-RequestId", std::string(id)}}, std::string(body), false}));
+    }
+    std::optional<SpeechSession::Close> audio(std::string bytes, std::string_view id = "turn1") {
+        return session->onBinary(
+            encode({{{"path", "audio"}, {"x-requestid", std::string(id)}}, std::move(bytes), true}));
+    }
+    void heard(Kind kind, std::string text = {}, Ticks offset = 0, Ticks duration = 0) {
+        engine->streams.back()->sink({kind, std::move(text), offset, duration, 0.5});
+    }
+    void settle() {
+        io.restart();
+        io.run();
+    }
+    /// The paths of what was sent since the last call.
+    std::vector<std::string> paths() {
+        settle();
+        std::vector<std::string> result;
+        for (; reported < sent.size(); ++reported)
+            result.emplace_back(sent[reported].path());
+        return result;
+    }
+    json body(std::size_t fromLast = 0) const { return json::parse(sent.at(sent.size() - 1 - fromLast).body); }
+
+    boost::asio::io_context io;
+    std::shared_ptr<ScriptedEngine> engine = std::make_shared<ScriptedEngine>();
+    std::shared_ptr<ScriptedTranslator> translator = std::make_shared<ScriptedTranslator>();
+    EngineSet engines;
+    std::vector<SpeechMessage> sent;
+    std::size_t reported = 0;
+    int resumed = 0;
+    std::unique_ptr<SpeechSession> session;
+};
+
+} // namespace
+
+TEST_F(SpeechSessionTest, APlainTurnFromContextToEnd) {
+    EXPECT_FALSE(session->onText("Path: speech.config\r\n\r\n{\"context\":{}}"));
+    EXPECT_THAT(paths(), IsEmpty());
+    EXPECT_FALSE(context(plainContext));
+    EXPECT_FALSE(audio(waveHeader() + std::string("\x01\x00\x02", 3)));
+    EXPECT_FALSE(audio(std::string("\x00\x03\x00", 3)));
+    EXPECT_THAT(engine->streams.back()->samples, ElementsAre(1, 2, 3));
+
+    heard(Kind::SpeechStart, {}, 100);
+    heard(Kind::Partial, "why do you", 100, 200);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.startDetected", "speech.hypothesis"));
+    EXPECT_EQ(body(), json({{"Text", "why do you"}, {"Offset", 100}, {"Duration", 200}}));
+    heard(Kind::Final, "Why do you ask?", 100, 300);
+    heard(Kind::SpeechStart, {}, 700);
+    heard(Kind::Final, "", 700, 100);
+    EXPECT_THAT(paths(), ElementsAre("speech.phrase", "speech.phrase"));
+    EXPECT_EQ(body(1), json({{"RecognitionStatus", "Success"},
+                             {"DisplayText", "Why do you ask?"},
+                             {"Offset", 100},
+                             {"Duration", 300}}));
+    EXPECT_EQ(body().at("RecognitionStatus"), "NoMatch");
+
+    EXPECT_FALSE(audio(""));
+    EXPECT_TRUE(engine->streams.back()->finished);
+    heard(Kind::SpeechEnd, {}, 800);
+    EXPECT_THAT(paths(), ElementsAre("speech.endDetected", "turn.end"));
+    EXPECT_EQ(body(1), json({{"Offset", 800}}));
+    EXPECT_FALSE(engine->streams.back()->open);
+    for (const auto& message : sent)
+        EXPECT_EQ(message.requestId(), "turn1");
+}
+
+TEST_F(SpeechSessionTest, DetailedPhrasesListAlternatives) {
+    connect("/speech/recognition/interactive/cognitiveservices/v1", {{"language", "en-us"}, {"format", "Detailed"}});
+    audio(waveHeader(), ""); // no context, and no request id
+    heard(Kind::Final, "Why I?", 1, 2);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.phrase"));
+    EXPECT_EQ(sent.back().requestId().size(), 32U);
+    EXPECT_FALSE(body().contains("DisplayText"));
+    EXPECT_EQ(body().at("NBest"), json::array({{{"Confidence", 0.5},
+                                                {"Lexical", "why i"},
+                                                {"ITN", "why i"},
+                                                {"MaskedITN", "why i"},
+                                                {"Display", "Why I?"}}}));
+}
+
+TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
+    context(translationContext);
+    heard(Kind::Partial, "good", 5, 6);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.response"));
+    EXPECT_EQ(body(), json({{"SpeechHypothesis", {{"Text", "good"}, {"Offset", 5}, {"Duration", 6}}},
+                            {"TranslationStatus", "Success"},
+                            {"Translations", {{{"Language", "es"}, {"DisplayText", "es:good"}}}}}));
+    heard(Kind::Final, "Good.", 5, 9);
+    heard(Kind::Final, "An untranslatable one.", 20, 1);
+    heard(Kind::Final, "", 30, 1);
+    heard(Kind::SpeechEnd, {}, 31);
+    EXPECT_THAT(paths(), ElementsAre("translation.response", "translation.response", "translation.response",
+                                     "speech.endDetected", "turn.end"));
+    EXPECT_EQ(body(4).at("SpeechPhrase"),
+              json({{"RecognitionStatus", "Success"}, {"DisplayText", "Good."}, {"Offset", 5}, {"Duration", 9}}));
+    EXPECT_EQ(body(4).at("Translations").at(0).at("DisplayText"), "es:Good.");
+    EXPECT_EQ(body(3).at("TranslationStatus"), "Error");
+    EXPECT_EQ(body(3).at("Translations"), json::array());
+    EXPECT_EQ(body(3).at("SpeechPhrase").at("DisplayText"), "An untranslatable one.");
+    EXPECT_EQ(body(2).at("SpeechPhrase").at("RecognitionStatus"), "NoMatch");
+}
+
+TEST_F(SpeechSessionTest, PlainMessagesComeBesideTranslatedOnesWhenTheyAreNotSwitchedOff) {
+    auto wanted = json::parse(translationContext);
+    wanted["phraseOutput"] = json::object();
+    wanted["phraseDetection"]["onInterim"]["action"] = "None";
+    context(wanted.dump());
+    heard(Kind::Partial, "good");
+    heard(Kind::Final, "Good.");
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.hypothesis", "speech.phrase", "translation.response"));
+    EXPECT_THAT(translator->asked, ElementsAre("Good."));
+}
+
+TEST_F(SpeechSessionTest, TheOlderTranslationPathNestsItsTexts) {
+    connect("/speech/translation/cognitiveservices/v1", {{"from", "en-US"}, {"to", "es,fr-FR"}});
+    context(R"({})");
+    heard(Kind::Partial, "good", 1, 2);
+    heard(Kind::Final, "Good.", 1, 3);
+    heard(Kind::Failed, "out of breath");
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.phrase", "turn.end"))
+        << "the failure came before the translations were there";
+
+    context(R"({})", "turn2");
+    heard(Kind::Partial, "good", 1, 2);
+    settle();
+    heard(Kind::Final, "Good.", 1, 3);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.hypothesis", "translation.phrase"));
+    EXPECT_FALSE(body(1).contains("RecognitionStatus"));
+    EXPECT_EQ(
+        body(),
+        json({{"Text", "Good."},
+              {"Offset", 1},
+              {"Duration", 3},
+              {"RecognitionStatus", "Success"},
+              {"Translation",
+               {{"TranslationStatus", "Success"},
+                {"Translations",
+                 {{{"Language", "es"}, {"Text", "es:Good."}}, {{"Language", "fr-FR"}, {"Text", "fr:Good."}}}}}}}));
+}
+
+TEST_F(SpeechSessionTest, PartialsThatWaitForTranslationDoNotPileUp) {
+    context(translationContext);
+    for (const char* text : {"a", "a b", "a b c", "a b c d"})
+        heard(Kind::Partial, text);
+    heard(Kind::Final, "A b c d.");
+    heard(Kind::Partial, "e");
+    heard(Kind::Final, "E f.");
+    paths();
+    EXPECT_THAT(translator->asked, ElementsAre("A b c d.", "E f."));
+}
+
+TEST_F(SpeechSessionTest, NewTurnsOnTheSameConnection) {
+    context(plainContext);
+    audio(waveHeader() + "ab");
+    const auto first = engine->streams.back();
+    context(plainContext, "turn2"); // while the first runs: it is given up
+    EXPECT_FALSE(first->open);
+    first->sink({Kind::Final, "Too late.", 0, 0, 0});
+    audio(waveHeader() + "cdef", "turn2");
+    audio("", "turn2");
+    heard(Kind::SpeechEnd);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "turn.start", "speech.endDetected", "turn.end"));
+
+    audio("xx", "turn2"); // left over
+    EXPECT_EQ(engine->streams.size(), 2U);
+    audio(waveHeader() + "gh", "turn3");
+    EXPECT_EQ(engine->streams.size(), 3U);
+    heard(Kind::Final, "Again.", 7, 8);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.phrase"));
+    EXPECT_EQ(sent.back().requestId(), "turn3");
+    EXPECT_EQ(body().at("Offset"), 7);
+}
+
+TEST_F(SpeechSessionTest, WhatIsNotOfferedEndsTheConnectionAndNamesWhatIs) {
+    const auto refusal = [this](const std::string& language, const std::string& target) {
+        auto wanted = json::parse(target.empty() ? plainContext : translationContext);
+        wanted["phraseDetection"]["language"] = language;
+        if (!target.empty())
+            wanted["translation"]["targetLanguages"] = {target};
+        const auto close = context(wanted.dump());
+        EXPECT_TRUE(close);
+        EXPECT_EQ(close->code, 1007);
+        EXPECT_LE(close->reason.size(), 123U);
+        return close->reason;
+    };
+    EXPECT_EQ(refusal("zh-CN", ""), "locale zh-CN is not offered; offered: en-US, en-GB");
+    EXPECT_EQ(refusal("en-US", "de"), "translation en-US to de is not offered; offered: en to es, en to fr");
+    EXPECT_EQ(refusal("en-US", "en"), "translation en-US to en is not offered; offered: en to es, en to fr");
+    EXPECT_THAT(refusal(std::string(3'000, 'x'), ""), HasSubstr("offered: en-US"));
+    EXPECT_THAT(refusal("\xe4\xb8\xad", ""), HasSubstr("locale ??? is"));
+    connect("/stt/speech/universal/v2", {});
+    const auto close = audio("ab");
+    ASSERT_TRUE(close);
+    EXPECT_THAT(close->reason, HasSubstr("no language is named; offered: en-US"));
+    EXPECT_THAT(sent, IsEmpty());
+}
+
+TEST_F(SpeechSessionTest, BrokenMessagesEndTheConnectionWithAReason) {
+    const auto codeOf = [](const std::optional<SpeechSession::Close>& close) {
+        EXPECT_TRUE(!close || (!close->reason.empty() && close->reason.size() <= 123));
+        return close ? close->code : 0;
+    };
+    EXPECT_EQ(codeOf(session->onText("")), 1007);
+    EXPECT_EQ(codeOf(session->onText("no headers at all")), 1007);
+    EXPECT_EQ(codeOf(context("[1]")), 1007);
+    EXPECT_EQ(codeOf(context("{")), 1007);
+    EXPECT_EQ(codeOf(session->onBinary("")), 1007);
+    EXPECT_EQ(codeOf(session->onBinary(std::string("\xff\xff"
+                                                   "Path: audio\r\n",
+                                                   15))),
+              1007);
+    EXPECT_EQ(codeOf(audio(std::string(8'193, 'x'))), 1007);
+    EXPECT_EQ(codeOf(audio(waveHeader(44'100))), 1007);
+    EXPECT_EQ(codeOf(session->onText("Path: something.else\r\n\r\n")), 0);
+    EXPECT_EQ(codeOf(context(R"({"phraseDetection":7,"translation":{"targetLanguages":"es"},"phraseOutput":[]})")), 0);
+}
+
+TEST_F(SpeechSessionTest, AnEngineWithoutRoomOrOutOfOrderCancels) {
+    engine->refuses = true;
+    context(plainContext);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.phrase", "turn.end"));
+    EXPECT_EQ(body(1).at("RecognitionStatus"), "TooManyRequests");
+    engine->refuses = false;
+    context(translationContext, "turn2");
+    heard(Kind::Failed, "the model is gone");
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.response", "turn.end"));
+    EXPECT_EQ(body(1).at("SpeechPhrase").at("RecognitionStatus"), "Error");
+    EXPECT_FALSE(audio("ab", "turn2"));
+}
+
+TEST_F(SpeechSessionTest, AFullEngineHoldsTheReaderBackUntilItHasRoom) {
+    context(plainContext);
+    audio(waveHeader() + "ab");
+    EXPECT_FALSE(session->isFull());
+    engine->takesMore = false;
+    audio("cd");
+    EXPECT_TRUE(session->isFull());
+    heard(Kind::Drained);
+    settle();
+    EXPECT_FALSE(session->isFull());
+    EXPECT_EQ(resumed, 1);
+    audio("ef");
+    context(plainContext, "turn2"); // its engine has room
+    EXPECT_FALSE(session->isFull());
+    EXPECT_EQ(resumed, 2);
+}
+
+TEST(EngineSet, OffersTranslationFromWhatIsSpokenOnly) {
+    EngineSet engines;
+    engines.add(std::make_shared<ScriptedTranslator>());
+    EXPECT_THAT(engines.languages().translation, IsEmpty());
+    engines.add(std::make_shared<ScriptedEngine>());
+    EXPECT_THAT(engines.languages().recognition, ElementsAre("en-US", "en-GB"));
+    EXPECT_THAT(engines.languages().translation, ElementsAre(LanguagePair{"en", "es"}, LanguagePair{"en", "fr"}));
+}
