@@ -48,7 +48,11 @@ bool AIInterviewDetailController::hasCollectedQuestions() const {
 }
 
 // The window's own ground shows through.
-void AIInterviewDetailController::loadView() { setAutoFillBackground(false); }
+void AIInterviewDetailController::loadView() {
+    setAutoFillBackground(false);
+    // Takes the focus when the window is activated, which would else go to the first button.
+    setFocusPolicy(Qt::StrongFocus);
+}
 
 void AIInterviewDetailController::viewDidLoad() {
     if (interviewModel_)

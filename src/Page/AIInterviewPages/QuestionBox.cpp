@@ -14,12 +14,12 @@ QuestionBox::QuestionBox(QWidget* parent)
     setTabChangesFocus(true);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    document()->setDocumentMargin(6);
-    setStyleSheet(QStringLiteral("QPlainTextEdit { color: white; background: transparent; border: 1px solid %1;"
+    document()->setDocumentMargin(7);
+    setStyleSheet(QStringLiteral("QPlainTextEdit { color: white; background: %4; border: 1px solid %1;"
                                  " border-radius: %2px; selection-background-color: %3; selection-color: black; }")
                       .arg(hexColor(theme::darkGrey).name())
                       .arg(ListFrame::cornerRadius)
-                      .arg(hexColor(theme::accent).name()));
+                      .arg(hexColor(theme::accent).name(), ListFrame::ground().name(QColor::HexArgb)));
 }
 
 void QuestionBox::addSentence(const QString& sentence) {

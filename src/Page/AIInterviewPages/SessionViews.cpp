@@ -22,7 +22,7 @@ namespace parlowen {
 
 namespace {
 
-constexpr int frameMargin = 2; // a list's frame is so much larger on every side
+constexpr int frameMargin = 2; // a frame is so much larger than what it holds on every side
 
 QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
     auto* label = new QLabel(parent);
@@ -49,7 +49,9 @@ void AIInterviewDetailController::buildHeader() {
 
     topImg_ = new QToolButton(this);
     topImg_->setObjectName(QStringLiteral("topImg"));
-    topImg_->setStyleSheet(QStringLiteral("QToolButton { border: none; background: transparent; }"));
+    topImg_->setStyleSheet(QStringLiteral("QToolButton { border: none; background: transparent; }"
+                                          "QToolButton:focus { border: 1px solid %1; border-radius: 5px; }")
+                               .arg(hexColor(theme::accent).name()));
     topImg_->setFocusPolicy(Qt::TabFocus);
     topImg_->setCursor(Qt::PointingHandCursor);
     connect(topImg_, &QToolButton::clicked, this, &AIInterviewDetailController::topupDidTap);
@@ -88,11 +90,12 @@ void AIInterviewDetailController::buildQuestionBox() {
     aiResponseButton_ = new QPushButton(QStringLiteral("回答"), this);
     aiResponseButton_->setObjectName(QStringLiteral("aiResponseButton"));
     aiResponseButton_->setFont(systemFont(14));
+    aiResponseButton_->setFocusPolicy(Qt::TabFocus);
     aiResponseButton_->setCursor(Qt::PointingHandCursor);
     aiResponseButton_->setStyleSheet(
-        QStringLiteral(
-            "QPushButton { background: %1; color: %2; border: none; border-radius: 5px; }"
-            "QPushButton:hover, QPushButton:focus { background: %3; } QPushButton:pressed { background: %4; }")
+        QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 5px; }"
+                       "QPushButton:hover { background: %3; } QPushButton:focus { border: 1px solid white; }"
+                       "QPushButton:pressed { background: %4; }")
             .arg(hexColor(theme::accent).name(), hexColor(theme::sessionWindow).name(),
                  hexColor(theme::accent).lighter(112).name(), hexColor(theme::accent).darker(115).name()));
     aiResponseButton_->setVisible(isManual());
@@ -109,7 +112,7 @@ void AIInterviewDetailController::buildLayout() {
     topView_->setGeometry(layout.transcript.marginsAdded(QMargins() + frameMargin));
     bottomView_->setGeometry(layout.answers.marginsAdded(QMargins() + frameMargin));
     if (isManual()) {
-        textView_->setGeometry(layout.questionBox);
+        textView_->setGeometry(layout.questionBox.marginsAdded(QMargins() + frameMargin));
         textView_->setRightReserve(layout.questionBox.right() - layout.answerButton.left());
         aiResponseButton_->setGeometry(layout.answerButton);
         aiResponseButton_->raise();

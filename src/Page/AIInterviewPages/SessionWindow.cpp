@@ -62,7 +62,9 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     closeButton_->setFocusPolicy(Qt::TabFocus);
     closeButton_->setCursor(Qt::PointingHandCursor);
     closeButton_->setStyleSheet(QStringLiteral("QToolButton { border: none; border-radius: 10px; }"
-                                               "QToolButton:hover { background: rgba(255, 255, 255, 0.16); }"));
+                                               "QToolButton:hover { background: rgba(255, 255, 255, 0.16); }"
+                                               "QToolButton:focus { border: 1px solid %1; }")
+                                    .arg(hexColor(theme::accent).name()));
     connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
 
     controller_->setGeometry(rect());
