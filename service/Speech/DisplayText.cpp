@@ -52,8 +52,6 @@ std::string displayWord(std::string_view word) {
 
 } // namespace
 
-std::string masked(std::string_view words) { return mapWords(words, maskedWord); }
-
 std::string partialText(std::string_view words) { return mapWords(words, displayWord); }
 
 std::string sentenceText(std::string_view words) {

@@ -5,11 +5,8 @@
 
 namespace parlowen::service {
 
-/// Words as a recogniser gives them: English, lower case, one blank in between.
-
-/// Swear words replaced by asterisks, one for each letter.
-std::string masked(std::string_view words);
-/// Words of an utterance that goes on: masked, "i" as "I", else as they are.
+/// The words of an utterance that goes on, as a recogniser gives them (English, lower case, blanks in between): swear
+/// words as asterisks, one for each letter, "i" as "I", else as they are.
 std::string partialText(std::string_view words);
 /// A finished utterance as a sentence: the same, with a capital at its start and a question mark (when it begins with a
 /// question word or an auxiliary) or a full stop at its end. Empty stays empty.
