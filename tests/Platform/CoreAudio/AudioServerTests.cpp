@@ -7,10 +7,12 @@
 #include <gmock/gmock.h>
 #include <map>
 #include <mutex>
+#include <set>
 #include <support/PrivatePipeWire.h>
 #include <support/PrivatePulseAudio.h>
 #include <support/ServerSound.h>
 #include <support/WaitFor.h>
+#include <thread>
 
 using namespace parlowen;
 using namespace parlowen::testing;
@@ -201,6 +203,15 @@ TEST_P(AudioServers, AMultiOutputDevicePlaysIntoBoth) {
               kAudioHardwareBadDeviceError);
 }
 
+TEST_P(AudioServers, ANameMayHoldAnything) {
+    AudioObjectID combined = 0;
+    const QVariantMap description = multiOutput("both", "It's \"both\" \\ 扬声器 a=b", {"loop", "speakers"});
+    ASSERT_EQ(server.createAggregateDevice(description, combined), 0);
+    EXPECT_EQ(text(server, combined, fourCC("lnam")), "It’s ”both” ＼ 扬声器 a=b");
+    EXPECT_THAT(subDevices(combined), ElementsAre("loop", "speakers"));
+    EXPECT_EQ(server.destroyAggregateDevice(combined), 0);
+}
+
 TEST_P(AudioServers, AModuleLeftBehindIsAnAggregateLikeAnyOther) {
     load(QStringLiteral("module-combine-sink sink_name=left slaves=speakers,loop"));
     ASSERT_TRUE(waitFor([this] { return device("left") != 0; }));
@@ -244,6 +255,29 @@ TEST_P(AudioServers, AServerThatRestartsGivesItsDevicesTheirIds) {
     EXPECT_EQ(setDefault(server, fourCC("dOut"), before["loop"]), 0);
     EXPECT_EQ(setDefault(server, fourCC("dOut"), before["speakers"]), 0);
     EXPECT_TRUE(waitFor([this] { return heard.count(fourCC("dOut")) > 0; }));
+}
+
+TEST_P(AudioServers, WritesGoOnThroughRestarts) {
+    const AudioObjectID targets[] = {device("loop"), device("speakers")};
+    const std::set<OSStatus> expected{0, kAudioHardwareNotRunningError, kAudioHardwareBadDeviceError,
+                                      kAudioHardwareUnspecifiedError};
+    std::atomic<bool> end = false;
+    std::atomic<int> writes = 0, surprises = 0;
+    std::thread writer([&, this] {
+        for (; !end; ++writes)
+            surprises += expected.contains(setDefault(server, fourCC("dOut"), targets[writes % 2])) ? 0 : 1;
+    });
+    for (int restart = 0; restart < 3; ++restart) {
+        const int before = writes;
+        EXPECT_TRUE(waitFor([&] { return writes > before + 3; }));
+        EXPECT_TRUE(daemon->restart());
+    }
+    end = true;
+    writer.join();
+    EXPECT_EQ(surprises, 0);
+    ASSERT_TRUE(waitFor([this] { return device("loop") && device("speakers"); }));
+    EXPECT_EQ(setDefault(server, fourCC("dOut"), targets[0]), 0);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), targets[0]);
 }
 
 } // namespace
