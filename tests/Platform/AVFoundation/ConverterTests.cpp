@@ -180,6 +180,13 @@ TEST(Converter, StaysSoundWhateverComesIn) {
     EXPECT_EQ(output->int16ChannelData(0)[681], -32768);
     EXPECT_FALSE(convert(level(0.25)).has_value());
     EXPECT_NEAR(output->int16ChannelData(0)[681], 8192, 80);
+    const Buffer oneBad = level(0.25);
+    oneBad->floatChannelData(0)[1000] = std::nanf("");
+    EXPECT_FALSE(convert(oneBad).has_value());
+    const std::int16_t* samples = output->int16ChannelData(0);
+    const auto [least, most] = std::minmax_element(samples + 1, samples + 681);
+    EXPECT_GT(*least, 4000);
+    EXPECT_LT(*most, 12000);
 
     output->setFrameLength(0);
     const auto untouched = [] { return ADD_FAILURE() << "no sound is wanted", Buffer(); };

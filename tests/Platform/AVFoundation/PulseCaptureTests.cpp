@@ -89,7 +89,7 @@ TEST(PulseCapture, CapturesWhatIsPlayed) {
 }
 
 TEST(PulseCapture, KeepsTheSourcesOwnShapeAndTheAskedPace) {
-    PrivatePulseAudio server({QStringLiteral("module-null-sink sink_name=mono rate=44100 channels=1 norewinds=1")});
+    PrivatePulseAudio server({QStringLiteral("module-null-sink sink_name=mono rate=44100 channels=1")});
     ASSERT_TRUE(server.isReady()) << server.output().toStdString();
     const std::unique_ptr<CaptureSource> source = defaultInputCapture()();
     Collector sound;
