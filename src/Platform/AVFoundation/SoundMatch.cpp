@@ -1,5 +1,6 @@
 #include "ChirpProbe.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <numeric>
