@@ -1,5 +1,9 @@
 #include "ScriptedSpeechServer.h"
 
+#include <QFile>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslServer>
 #include <QTcpSocket>
 #include <algorithm>
 #include <utility>
@@ -12,6 +16,22 @@ constexpr int hangUp = -1;
 constexpr int unanswered = -2;
 
 std::string_view viewOf(const QByteArray& bytes) { return {bytes.constData(), static_cast<std::size_t>(bytes.size())}; }
+
+QByteArray fixture(const char* name) {
+    QFile file(QString(PARLOWEN_SOURCE_DIR "/tests/support/tls/") + name);
+    if (!file.open(QFile::ReadOnly))
+        qFatal("a file of tests/support/tls is missing");
+    return file.readAll();
+}
+
+std::unique_ptr<QTcpServer> makeTlsListener() {
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(QSslCertificate(fixture("server.pem")));
+    configuration.setPrivateKey(QSslKey(fixture("server.key"), QSsl::Ec));
+    auto listener = std::make_unique<QSslServer>();
+    listener->setSslConfiguration(configuration);
+    return listener;
+}
 
 void answerWithStatus(QTcpSocket& socket, int status) {
     QObject::connect(&socket, &QTcpSocket::readyRead, &socket, [&socket, status] {
@@ -80,14 +100,18 @@ void SpeechSessionSeen::takeAudio(const wire::SpeechMessage& message) {
         onAudio(*this);
 }
 
-ScriptedSpeechServer::ScriptedSpeechServer()
-    : upgrader_("speech", QWebSocketServer::NonSecureMode) {
-    connect(&listener_, &QTcpServer::newConnection, this, [this] { onConnection(); });
+ScriptedSpeechServer::ScriptedSpeechServer(Scheme scheme)
+    : scheme_(scheme)
+    , listener_(scheme == Scheme::wss ? makeTlsListener() : std::make_unique<QTcpServer>())
+    , upgrader_("speech", QWebSocketServer::NonSecureMode) {
+    connect(listener_.get(), &QTcpServer::pendingConnectionAvailable, this, [this] { onConnection(); });
     connect(&upgrader_, &QWebSocketServer::newConnection, this, [this] { onWebSocket(); });
-    listener_.listen(QHostAddress::LocalHost);
+    listener_->listen(QHostAddress::LocalHost);
 }
 
-QString ScriptedSpeechServer::area() const { return QString("ws://127.0.0.1:%1").arg(listener_.serverPort()); }
+QString ScriptedSpeechServer::area(const QString& host) const {
+    return QString("%1://%2:%3").arg(scheme_ == Scheme::wss ? "wss" : "ws", host).arg(listener_->serverPort());
+}
 
 void ScriptedSpeechServer::refuseNext(int httpStatus, int times) {
     plans_.insert(plans_.end(), static_cast<std::size_t>(times), httpStatus);
@@ -98,7 +122,7 @@ void ScriptedSpeechServer::hangUpOnNext(int times) { refuseNext(hangUp, times); 
 void ScriptedSpeechServer::leaveNextUnanswered() { refuseNext(unanswered); }
 
 void ScriptedSpeechServer::onConnection() {
-    while (QTcpSocket* socket = listener_.nextPendingConnection()) {
+    while (QTcpSocket* socket = listener_->nextPendingConnection()) {
         ++connections;
         int plan = 0;
         if (!plans_.empty()) {

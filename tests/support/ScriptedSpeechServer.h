@@ -53,14 +53,17 @@ private:
     void takeAudio(const wire::SpeechMessage& message);
 };
 
-/// A small speech service on the loopback interface (plain ws) that does as the test says and keeps what it was sent.
+/// A small speech service on the loopback interface that does as the test says and keeps what it was sent.
 /// It works as long as the thread that made it runs its event loop.
 class ScriptedSpeechServer : public QObject {
 public:
-    ScriptedSpeechServer();
+    enum class Scheme { ws, wss };
 
-    /// The base URL, to be used as the area.
-    QString area() const;
+    /// Over wss it shows the certificate of tls/server.pem, which tls/authority.pem signed for 127.0.0.1 and localhost.
+    explicit ScriptedSpeechServer(Scheme scheme = Scheme::ws);
+
+    /// The base URL under one of the names of this machine, to be used as the area.
+    QString area(const QString& host = "127.0.0.1") const;
 
     /// What becomes of the next connections, in order; those after them are accepted.
     void refuseNext(int httpStatus, int times = 1);
@@ -77,7 +80,8 @@ private:
     void onConnection();
     void onWebSocket();
 
-    QTcpServer listener_;
+    Scheme scheme_;
+    std::unique_ptr<QTcpServer> listener_;
     QWebSocketServer upgrader_;
     std::deque<int> plans_; ///< HTTP statuses, or 0, hangUp, unanswered
 };

@@ -22,7 +22,7 @@ public:
     /// long.
     void setFirstReconnectPause(std::chrono::milliseconds pause) { firstReconnectPause_ = pause; }
 
-    /// How long the service may keep silent before the connection counts as lost, by default 15 s. It is asked for a
+    /// How long the service may keep silent before the connection counts as lost, by default 30 s. It is asked for a
     /// sign of life three times as often, so silence in the call is none.
     void setAnswerTimeout(std::chrono::milliseconds timeout) { answerTimeout_ = timeout; }
 
@@ -40,7 +40,7 @@ private:
     SpeechEndpoint endpoint_;
     QString language_;
     std::chrono::milliseconds firstReconnectPause_{250};
-    std::chrono::milliseconds answerTimeout_{15'000};
+    std::chrono::milliseconds answerTimeout_{30'000};
 };
 
 /// The same for recognition with translation.

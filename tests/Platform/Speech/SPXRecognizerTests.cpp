@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <QFile>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QUrlQuery>
 #include <future>
 
@@ -276,6 +279,35 @@ TEST(SPXRecognizerTest, AServiceThatCancelsAndAnAddressWithNobody) {
     lonely.start();
     ASSERT_TRUE(waitFor([&] { return !lonely.heard.cancellations().isEmpty(); }));
     EXPECT_THAT(lonely.heard.cancellations()[0].toStdString(), HasSubstr("No connection"));
+}
+
+/// What becomes of a connection to a wss server whose certificate is right for both names of this machine: the reason
+/// of its cancellation, or "heard" when it worked.
+QString outcomeOf(const QString& trustedHost, const QString& host) {
+    QFile authority(PARLOWEN_SOURCE_DIR "/tests/support/tls/authority.pem");
+    EXPECT_TRUE(authority.open(QFile::ReadOnly));
+    SpeechEndpoint::setLocalTrust({trustedHost, authority.readAll()});
+    const ScriptedSpeechServer server(ScriptedSpeechServer::Scheme::wss);
+    Recognition recognition(server.area(host));
+    recognition.stream->write(std::string(3200, 'a'));
+    recognition.start();
+    const auto isHeard = [&server] {
+        return !server.sessions.empty() && !server.sessions[0]->turns.empty() &&
+               !server.sessions[0]->turns[0].audio.empty();
+    };
+    EXPECT_TRUE(waitFor([&] { return isHeard() || !recognition.heard.cancellations().isEmpty(); }));
+    SpeechEndpoint::setLocalTrust({});
+    return isHeard() ? QString("heard") : recognition.heard.cancellations().join('\n');
+}
+
+TEST(SPXTlsTest, TheLocalAuthorityCountsForItsHostAlone) {
+    EXPECT_EQ(outcomeOf("127.0.0.1", "127.0.0.1"), "heard");
+    EXPECT_THAT(outcomeOf("127.0.0.1", "localhost").toStdString(), ::testing::StartsWith("TLS: "));
+    EXPECT_THAT(outcomeOf({}, "127.0.0.1").toStdString(), ::testing::StartsWith("TLS: "));
+    SpeechEndpoint::setLocalTrust({"127.0.0.1", "no certificate at all"});
+    EXPECT_TRUE(SpeechEndpoint::sslConfiguration("127.0.0.1").caCertificates().isEmpty())
+        << "the system's do not help out";
+    SpeechEndpoint::setLocalTrust({});
 }
 
 TEST(SPXRecognizerTest, SaysWhyItCannotBeMadeOrStarted) {
