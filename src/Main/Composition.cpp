@@ -45,16 +45,19 @@ void Composition::languageList(int source, std::function<void(std::vector<Langua
                       });
 }
 
-std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory capture) {
+std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory capture, AudioRouting& router) {
     SessionServices services;
     services.settings = &settings_;
     services.http = &http_;
     services.timer = &TimerManager::shared();
-    services.router = &router_;
+    services.router = &router;
     services.capture = std::move(capture);
     services.streaming = {ApiBase::builtIn(), [this] { return settings_.loginToken(); }, trust_};
     services.hud = &ProgressHUD::shared();
-    return std::make_unique<SessionWindow>(std::move(services));
+    auto window = std::make_unique<SessionWindow>(std::move(services));
+    // The session's window is the one that the user sees.
+    ProgressHUD::shared().containerView = window.get();
+    return window;
 }
 
 } // namespace parlowen

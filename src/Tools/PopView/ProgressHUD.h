@@ -40,6 +40,8 @@ public:
     /// How long a toast stays: max(2, min(5, 0.5 + 0.06 × characters)) seconds.
     static double toastSeconds(const QString& text);
 
+    /// What the last show was asked for.
+    ProgressHUDMode mode() const { return mode_; }
     /// The text on screen; empty while hidden.
     QString status() const;
     /// 0 (hidden) to 1.
