@@ -1,5 +1,6 @@
 #include "AnswerStreamParser.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>

@@ -3,6 +3,9 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 
+#include <QTimer>
+#include <atomic>
+#include <mutex>
 #include <utility>
 
 namespace parlowen {

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <QTimer>
-#include <atomic>
+#include <QtGlobal>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 namespace parlowen {
 
