@@ -3,32 +3,47 @@
 #include <Foundation/Bundle.h>
 
 #include <QCommandLineParser>
+#include <array>
 
 namespace parlowen {
 
 namespace {
 
 const char* const helpText = R"(Usage: parlowen --rehearse FILE [OPTIONS]
+       parlowen --interview system|microphone [OPTIONS]
+       parlowen --check-audio [--listen]
+       parlowen --setup-audio
 
 Listens to an interview, shows what is said, and suggests an answer for each question.
 
-  --rehearse FILE      run a session on a recorded interview (WAV, FLAC or Ogg) instead of a call; signs in to the
-                       local service by itself when nobody is signed in
-  --headless           without a window, a display or an audio server: print each finished sentence, and each answer as it grows
-  --json               print one JSON object a line and event: kind, time (seconds of the recording), text, row
+  --rehearse FILE      run a session on a recorded interview (WAV, FLAC or Ogg) instead of a call; changes no audio device
+  --interview SOURCE   run a session on the computer's own sound (system) or on the microphone
+  --check-audio        say what audio devices are there, what is missing and what to do
+  --listen             with --check-audio: play a short chirp and tell whether it arrives, how loud and how late
+  --setup-audio        create the loop-back device "vorlanOutput 2ch" in the running session
+
+Options of a session:
+
+  --headless           without a window or a display: print each finished sentence, and each answer as it grows
+  --json               print one JSON object a line and event: kind, time (seconds of sound), text, row
   --screenshot FILE    write a picture of the session window at the end (PNG)
   --language KEY       the language spoken, such as en-US, in place of the stored one
   --translate-to KEY   translate into this language, such as es
-  --manual             collect the questions; headless, they are asked together at the end
+  --manual             collect the questions; a headless rehearsal asks them together at the end
   --verbose            write the console log to standard error: every request and reply, sign-in included
+
   --help               this page
   --version            the version
 
-A rehearsal never changes stored settings. The environment variable PARLOWEN_API_BASE_URL names another backend than the
-built-in one.
+A session signs in to the local service by itself when nobody is signed in, and never changes stored settings. The
+environment variable PARLOWEN_API_BASE_URL names another backend than the built-in one.
 
-Exit status: 0 when recognition ran, 1 when it did not, 2 for a wrong command line or a file that cannot be played.
+Exit status: 0 when recognition ran (or the check found all well), 1 when it did not, 2 for a wrong command line or a file
+that cannot be played.
 )";
+
+/// The options that choose what is done; exactly one is needed.
+const std::array<const char*, 4> commands{"rehearse", "interview", "check-audio", "setup-audio"};
 
 CommandLine refusal(const QString& problem) {
     CommandLine line;
@@ -43,23 +58,51 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
+void addOptions(QCommandLineParser& parser) {
+    for (const char* name : {"rehearse", "interview", "screenshot", "language", "translate-to"})
+        parser.addOption({QString::fromLatin1(name), {}, QStringLiteral("value")});
+    for (const char* name :
+         {"check-audio", "listen", "setup-audio", "headless", "json", "manual", "verbose", "help", "version"})
+        parser.addOption({QString::fromLatin1(name), {}});
+}
+
+CommandLine sessionLine(const QCommandLineParser& parser) {
+    CommandLine line;
+    line.headless = parser.isSet(QStringLiteral("headless"));
+    line.json = parser.isSet(QStringLiteral("json"));
+    line.manual = parser.isSet(QStringLiteral("manual"));
+    line.verbose = parser.isSet(QStringLiteral("verbose"));
+    line.screenshot = parser.value(QStringLiteral("screenshot"));
+    line.language = parser.value(QStringLiteral("language"));
+    line.translateTo = parser.value(QStringLiteral("translate-to"));
+    return line;
+}
+
+CommandLine command(const QString& name, const QCommandLineParser& parser) {
+    CommandLine line = sessionLine(parser);
+    line.listen = parser.isSet(QStringLiteral("listen"));
+    if (name == QLatin1String("rehearse")) {
+        line.action = CommandLine::Action::Rehearse;
+        line.file = parser.value(name);
+    } else if (name == QLatin1String("interview")) {
+        line.action = CommandLine::Action::Interview;
+        line.systemAudio = parser.value(name) == QLatin1String("system");
+        if (!line.systemAudio && parser.value(name) != QLatin1String("microphone"))
+            return refusal(QStringLiteral("--interview takes system or microphone, not '%1'").arg(parser.value(name)));
+    } else {
+        line.action =
+            name == QLatin1String("check-audio") ? CommandLine::Action::CheckAudio : CommandLine::Action::SetupAudio;
+    }
+    if (line.listen && line.action != CommandLine::Action::CheckAudio)
+        return refusal(QStringLiteral("--listen goes with --check-audio"));
+    return line;
+}
+
 } // namespace
 
 CommandLine parseCommandLine(const QStringList& arguments) {
     QCommandLineParser parser;
-    const QString value = QStringLiteral("value");
-    parser.addOptions({
-        {QStringLiteral("rehearse"), {}, value},
-        {QStringLiteral("headless"), {}},
-        {QStringLiteral("json"), {}},
-        {QStringLiteral("screenshot"), {}, value},
-        {QStringLiteral("language"), {}, value},
-        {QStringLiteral("translate-to"), {}, value},
-        {QStringLiteral("manual"), {}},
-        {QStringLiteral("verbose"), {}},
-        {QStringLiteral("help"), {}},
-        {QStringLiteral("version"), {}},
-    });
+    addOptions(parser);
     if (!parser.parse(arguments))
         return refusal(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
@@ -68,20 +111,16 @@ CommandLine parseCommandLine(const QStringList& arguments) {
         return printing(QStringLiteral("parlowen %1\n").arg(Bundle::shortVersion()));
     if (!parser.positionalArguments().isEmpty())
         return refusal(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
-    if (!parser.isSet(QStringLiteral("rehearse")))
+    QStringList chosen;
+    for (const char* name : commands) {
+        if (parser.isSet(QString::fromLatin1(name)))
+            chosen << QString::fromLatin1(name);
+    }
+    if (chosen.isEmpty())
         return refusal(QStringLiteral("nothing to do: name a recorded interview with --rehearse FILE"));
-
-    CommandLine line;
-    line.action = CommandLine::Action::Rehearse;
-    line.file = parser.value(QStringLiteral("rehearse"));
-    line.headless = parser.isSet(QStringLiteral("headless"));
-    line.json = parser.isSet(QStringLiteral("json"));
-    line.verbose = parser.isSet(QStringLiteral("verbose"));
-    line.manual = parser.isSet(QStringLiteral("manual"));
-    line.screenshot = parser.value(QStringLiteral("screenshot"));
-    line.language = parser.value(QStringLiteral("language"));
-    line.translateTo = parser.value(QStringLiteral("translate-to"));
-    return line;
+    if (chosen.size() > 1)
+        return refusal(QStringLiteral("--%1 and --%2 do not go together").arg(chosen[0], chosen[1]));
+    return command(chosen.constFirst(), parser);
 }
 
 } // namespace parlowen

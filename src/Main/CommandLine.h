@@ -8,15 +8,20 @@ namespace parlowen {
 /// What the command line asks for.
 struct CommandLine {
     enum class Action {
-        Rehearse, ///< run a session on a recorded interview
-        Print,    ///< write `message` to standard output and end with status 0
-        Refuse,   ///< write `message` to standard error and end with status 2
+        Rehearse,   ///< run a session on a recorded interview
+        Interview,  ///< run a session on the call's own sound or the microphone
+        CheckAudio, ///< say what audio devices there are and what is missing
+        SetupAudio, ///< create the loop-back device in the running session
+        Print,      ///< write `message` to standard output and end with status 0
+        Refuse,     ///< write `message` to standard error and end with status 2
     };
 
     Action action = Action::Refuse;
     QString message;
 
-    QString file; ///< the recorded interview
+    QString file;             ///< the recorded interview
+    bool systemAudio = false; ///< an interview hears the call\'s own sound, else the microphone
+    bool listen = false;      ///< the audio check plays a chirp and listens for it
     bool headless = false;
     bool json = false;
     bool verbose = false; ///< the console log goes to standard error

@@ -30,14 +30,14 @@ public:
     /// no answer.
     void languageList(int source, std::function<void(std::vector<LanguageListModel>)> received);
 
-    /// A window with a new session in it, not shown yet, which hears what the factory's sources give.
-    std::unique_ptr<SessionWindow> openSession(CaptureSourceFactory capture);
+    /// A window with a new session in it, not shown yet, which hears what the factory's sources give and hands the
+    /// audio devices back through the router, which outlives it.
+    std::unique_ptr<SessionWindow> openSession(CaptureSourceFactory capture, AudioRouting& router);
 
 private:
     Settings& settings_;
     LocalTrust trust_;
     HttpDatas http_;
-    LoggingAudioRouter router_;
 };
 
 } // namespace parlowen

@@ -1,10 +1,15 @@
+#include "AudioCommands.h"
 #include "CommandLine.h"
+#include "Interview.h"
 #include "Rehearsal.h"
-#include "RehearsalReport.h"
+#include "SessionReport.h"
 #include "UnixSignals.h"
 
+#include <CoreAudio/AudioHardwareService.h>
+#include <CoreAudio/PulseAudioServer.h>
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
 
 #include <QApplication>
 #include <cstdio>
@@ -20,22 +25,61 @@ void write(std::FILE* stream, const QByteArray& text) {
     std::fflush(stream);
 }
 
-std::unique_ptr<RehearsalReport> makeReport(bool json, RehearsalReport::Clock clock) {
+/// The console log's other lines would drown what the program prints.
+void onlyFailures(const QString& line) {
+    if (line.startsWith(QStringLiteral("❌")))
+        write(stderr, line.toUtf8() + '\n');
+}
+
+std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Clock clock) {
     const auto toOutput = [](const QByteArray& line) { write(stdout, line); };
     if (json)
         return std::make_unique<JsonReport>(toOutput, std::move(clock));
     return std::make_unique<TextReport>(toOutput, std::move(clock));
 }
 
-int rehearse(const CommandLine& line) {
-    Rehearsal* running = nullptr;
+/// Runs one session and returns its exit status.
+template<class Run>
+int runSession(const CommandLine& line) {
+    SessionRun* running = nullptr;
     const auto report = makeReport(line.json, [&running] { return running->heardSeconds(); });
-    Rehearsal rehearsal(line, *report, [](int status) { QCoreApplication::exit(status); });
-    running = &rehearsal;
-    const UnixSignals signalsWatch([&rehearsal] { rehearsal.interrupt(); });
-    QMetaObject::invokeMethod(
-        &rehearsal, [&rehearsal] { rehearsal.begin(); }, Qt::QueuedConnection);
+    Run run(line, *report, [](int status) { QCoreApplication::exit(status); });
+    running = &run;
+    const UnixSignals interrupts([&run] { run.interrupt(); });
+    onMain([&run] { run.begin(); });
     return QCoreApplication::exec();
+}
+
+int checkAudio(const std::shared_ptr<AudioServer>& server, bool listen) {
+    onMain([&server, listen] {
+        AudioCommands::check(
+            server, listen, [](const QByteArray& text) { write(stdout, text); },
+            [](int status) { QCoreApplication::exit(status); });
+    });
+    return QCoreApplication::exec();
+}
+
+int run(const CommandLine& line) {
+    const auto server = std::make_shared<PulseAudioServer>();
+    AudioHardwareService::install(server);
+    AudioCommands::recover(server);
+    std::optional<ConsoleLogCapture> quiet;
+    if (!line.verbose)
+        quiet.emplace(onlyFailures);
+    switch (line.action) {
+    case CommandLine::Action::Rehearse:
+        return runSession<Rehearsal>(line);
+    case CommandLine::Action::Interview:
+        return runSession<Interview>(line);
+    case CommandLine::Action::CheckAudio:
+        return checkAudio(server, line.listen);
+    case CommandLine::Action::SetupAudio:
+        return AudioCommands::setUp(server, [](const QByteArray& text) { write(stdout, text); });
+    case CommandLine::Action::Print:
+    case CommandLine::Action::Refuse:
+        break;
+    }
+    return 2;
 }
 
 } // namespace
@@ -45,25 +89,17 @@ int main(int argc, char** argv) {
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     const CommandLine line = parseCommandLine(arguments);
-    switch (line.action) {
-    case CommandLine::Action::Print:
-        write(stdout, line.message.toUtf8());
-        return 0;
-    case CommandLine::Action::Refuse:
-        write(stderr, line.message.toUtf8());
-        return 2;
-    case CommandLine::Action::Rehearse:
-        break;
+    if (line.action == CommandLine::Action::Print || line.action == CommandLine::Action::Refuse) {
+        const bool refused = line.action == CommandLine::Action::Refuse;
+        write(refused ? stderr : stdout, line.message.toUtf8());
+        return refused ? 2 : 0;
     }
-    if (line.headless)
+    const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
+    if (line.headless || !session)
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    // Its lines would drown what the rehearsal prints.
-    std::optional<ConsoleLogCapture> silence;
-    if (!line.verbose)
-        silence.emplace([](const QString&) {});
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Parlowen"));
     QApplication::setApplicationVersion(Bundle::shortVersion());
     QApplication::setQuitOnLastWindowClosed(false);
-    return rehearse(line);
+    return run(line);
 }

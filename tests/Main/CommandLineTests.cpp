@@ -35,6 +35,9 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhat) {
         {{"--rehearse", "a.wav", "b.wav"}, "b.wav"},
         {{"--rehearse", "a.wav", "--loud"}, "loud"},
         {{"--headless"}, "--rehearse FILE"},
+        {{"--interview", "loud"}, "loud"},
+        {{"--interview", "system", "--rehearse", "a.wav"}, "--interview"},
+        {{"--rehearse", "a.wav", "--listen"}, "--check-audio"},
     };
     for (const auto& [arguments, words] : cases) {
         const CommandLine line = parse(arguments);
@@ -43,11 +46,23 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhat) {
     }
 }
 
+TEST(CommandLineTest, ReadsInterviewsAndAudioCommands) {
+    EXPECT_EQ(parse({"--interview", "system", "--json"}).action, Action::Interview);
+    EXPECT_TRUE(parse({"--interview", "system", "--json"}).json);
+    EXPECT_TRUE(parse({"--interview", "system"}).systemAudio);
+    EXPECT_FALSE(parse({"--interview", "microphone"}).systemAudio);
+    EXPECT_EQ(parse({"--check-audio"}).action, Action::CheckAudio);
+    EXPECT_FALSE(parse({"--check-audio"}).listen);
+    EXPECT_TRUE(parse({"--check-audio", "--listen"}).listen);
+    EXPECT_EQ(parse({"--setup-audio"}).action, Action::SetupAudio);
+}
+
 TEST(CommandLineTest, HelpNamesEveryOptionAndVersionTheVersion) {
     const CommandLine help = parse({"--help"});
     EXPECT_EQ(help.action, Action::Print);
-    for (const char* option : {"--rehearse", "--headless", "--json", "--screenshot", "--language", "--translate-to",
-                               "--manual", "--verbose", "--help", "--version"})
+    for (const char* option :
+         {"--rehearse", "--interview", "--check-audio", "--listen", "--setup-audio", "--headless", "--json",
+          "--screenshot", "--language", "--translate-to", "--manual", "--verbose", "--help", "--version"})
         EXPECT_TRUE(help.message.contains(QLatin1String(option))) << option;
     EXPECT_EQ(parse({"--version"}).action, Action::Print);
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));

@@ -1,4 +1,4 @@
-#include "RehearsalSignIn.h"
+#include "SessionSignIn.h"
 
 #include <Network/ApiBase.h>
 
@@ -26,12 +26,12 @@ Account ownAccount(const QByteArray& certificateAuthority) {
 
 } // namespace
 
-RehearsalSignIn::RehearsalSignIn(HttpDatas& http, Settings& settings, LocalTrust trust)
+SessionSignIn::SessionSignIn(HttpDatas& http, Settings& settings, LocalTrust trust)
     : http_(http)
     , settings_(settings)
     , trust_(std::move(trust)) {}
 
-void RehearsalSignIn::run(Done done) {
+void SessionSignIn::run(Done done) {
     done_ = std::move(done);
     if (settings_.loginToken().value_or(QString()).isEmpty())
         useOwnAccount();
@@ -39,14 +39,14 @@ void RehearsalSignIn::run(Done done) {
         checkToken();
 }
 
-bool RehearsalSignIn::tokenRefused() {
+bool SessionSignIn::tokenRefused() {
     if (!done_)
         return false;
     useOwnAccount();
     return true;
 }
 
-void RehearsalSignIn::checkToken() {
+void SessionSignIn::checkToken() {
     http_.requestData(
         QStringLiteral("/user/info"), HttpMethod::GET, std::nullopt, std::nullopt,
         [this](FResponseStatus status, const std::optional<JSON>&, const std::optional<QString>& message) {
@@ -54,7 +54,7 @@ void RehearsalSignIn::checkToken() {
         });
 }
 
-void RehearsalSignIn::useOwnAccount() {
+void SessionSignIn::useOwnAccount() {
     if (!trust_.covers(QUrl(ApiBase::builtIn()).host())) {
         finish(QStringLiteral("nobody is signed in to %1").arg(ApiBase::builtIn()));
         return;
@@ -76,7 +76,7 @@ void RehearsalSignIn::useOwnAccount() {
         });
 }
 
-void RehearsalSignIn::finish(const QString& problem) {
+void SessionSignIn::finish(const QString& problem) {
     if (const Done done = std::exchange(done_, nullptr))
         done(problem);
 }

@@ -1,4 +1,4 @@
-#include <Main/RehearsalReport.h>
+#include <Main/SessionReport.h>
 #include <gmock/gmock.h>
 
 #include <QJsonDocument>
@@ -10,19 +10,19 @@ namespace {
 
 using ::testing::ElementsAre;
 
-class RehearsalReportTest : public ::testing::Test {
+class SessionReportTest : public ::testing::Test {
 protected:
-    RehearsalReport::Write write() {
+    SessionReport::Write write() {
         return [this](const QByteArray& line) { lines.push_back(line.toStdString()); };
     }
-    RehearsalReport::Clock clock() {
+    SessionReport::Clock clock() {
         return [this] { return seconds; };
     }
     double seconds = 0;
     std::vector<std::string> lines;
 };
 
-TEST_F(RehearsalReportTest, TextWritesAnAnswersLinesAsSoonAsTheyAreWhole) {
+TEST_F(SessionReportTest, TextWritesAnAnswersLinesAsSoonAsTheyAreWhole) {
     TextReport report(write(), clock());
     seconds = 65.4;
     report.row(1, "Why us?", "¿Por qué nosotros?");
@@ -37,7 +37,7 @@ TEST_F(RehearsalReportTest, TextWritesAnAnswersLinesAsSoonAsTheyAreWhole) {
     EXPECT_THAT(lines, ElementsAre("    1 | Third\n"));
 }
 
-TEST_F(RehearsalReportTest, TextKeepsAnswersThatGrowTogetherApart) {
+TEST_F(SessionReportTest, TextKeepsAnswersThatGrowTogetherApart) {
     TextReport report(write(), clock());
     report.asked(1, "a");
     report.asked(2, "b");
@@ -49,7 +49,7 @@ TEST_F(RehearsalReportTest, TextKeepsAnswersThatGrowTogetherApart) {
     EXPECT_THAT(lines, ElementsAre("    2 | two\n", "    1 | one\n"));
 }
 
-TEST_F(RehearsalReportTest, JsonPiecesJoinToTheAnswer) {
+TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswer) {
     JsonReport report(write(), clock());
     seconds = 1.23456;
     report.asked(3, "q \"quoted\"\n");

@@ -1,4 +1,4 @@
-#include "RehearsalReport.h"
+#include "SessionReport.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -16,7 +16,7 @@ QString clockText(double seconds) {
 
 } // namespace
 
-RehearsalReport::~RehearsalReport() = default;
+SessionReport::~SessionReport() = default;
 
 TextReport::TextReport(Write write, Clock clock)
     : write_(std::move(write))

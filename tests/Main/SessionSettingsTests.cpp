@@ -1,4 +1,4 @@
-#include <Main/RehearsalSettings.h>
+#include <Main/SessionSettings.h>
 #include <gmock/gmock.h>
 
 #include <QFile>
@@ -10,7 +10,7 @@ const LanguageListModel english{135, "英语（美国）", "en-US", "en", "Y"};
 const LanguageListModel chinese{128, "中文（简体）", "zh-CN", "zh-Hans", "Z"};
 const LanguageListModel spanish{200, "西班牙语", "es-ES", "es", "X"};
 
-class RehearsalSettingsTest : public ::testing::Test {
+class SessionSettingsTest : public ::testing::Test {
 protected:
     void SetUp() override { QFile::remove(UserDefaults::defaultPath()); }
 
@@ -20,8 +20,8 @@ protected:
     }
 };
 
-TEST_F(RehearsalSettingsTest, WithNothingStoredTakesWhatTheBackendOffersFirst) {
-    RehearsalSettings rehearsal;
+TEST_F(SessionSettingsTest, WithNothingStoredTakesWhatTheBackendOffersFirst) {
+    SessionSettings rehearsal;
     rehearsal.applyAnswers({});
     rehearsal.applyLanguages({}, {english}, {spanish});
     EXPECT_EQ(rehearsal.settings().aiInterviewType(), 1);
@@ -30,7 +30,7 @@ TEST_F(RehearsalSettingsTest, WithNothingStoredTakesWhatTheBackendOffersFirst) {
     EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 0);
 }
 
-TEST_F(RehearsalSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
+TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     {
         UserDefaults defaults;
         Settings stored(defaults);
@@ -44,11 +44,11 @@ TEST_F(RehearsalSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     const QByteArray before = storedFile();
     ASSERT_FALSE(before.isEmpty());
 
-    RehearsalSettings plain;
+    SessionSettings plain;
     plain.applyLanguages({}, {english}, {spanish});
     EXPECT_EQ(plain.settings().aiLangChinaModel(), chinese) << "a stored language counts more than an offered one";
 
-    RehearsalSettings rehearsal;
+    SessionSettings rehearsal;
     CommandLine line;
     line.language = "en-us";
     line.translateTo = "es";
@@ -65,8 +65,8 @@ TEST_F(RehearsalSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     EXPECT_EQ(storedFile(), before);
 }
 
-TEST_F(RehearsalSettingsTest, AKeyThatIsNotOfferedIsAskedForAllTheSame) {
-    RehearsalSettings rehearsal;
+TEST_F(SessionSettingsTest, AKeyThatIsNotOfferedIsAskedForAllTheSame) {
+    SessionSettings rehearsal;
     CommandLine line;
     line.language = "fr-FR";
     rehearsal.applyLanguages(line, {english}, {spanish});

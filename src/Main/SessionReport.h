@@ -8,14 +8,14 @@
 namespace parlowen {
 
 /// What a rehearsal says while it runs. Rows and answers are counted from 1. Main thread only.
-class RehearsalReport {
+class SessionReport {
 public:
     /// Takes finished lines, UTF-8, the line feed included.
     using Write = std::function<void(const QByteArray&)>;
     /// Seconds of the recording.
     using Clock = std::function<double()>;
 
-    virtual ~RehearsalReport();
+    virtual ~SessionReport();
     virtual void started(const QString& file) = 0;
     /// The sentence in progress, which will become row `row`.
     virtual void partial(int row, const QString& text, const QString& translation) = 0;
@@ -29,7 +29,7 @@ public:
 };
 
 /// For people: a line for each row, and each line of an answer as soon as it is whole.
-class TextReport : public RehearsalReport {
+class TextReport : public SessionReport {
 public:
     TextReport(Write write, Clock clock);
     void started(const QString& file) override;
@@ -56,7 +56,7 @@ private:
 
 /// For programs: one JSON object a line. Every object has `kind` and `time`; most have `text` and `row`, translated
 /// rows `translation`. An `answer` holds the next piece of the answer of that row number.
-class JsonReport : public RehearsalReport {
+class JsonReport : public SessionReport {
 public:
     JsonReport(Write write, Clock clock);
     void started(const QString& file) override;

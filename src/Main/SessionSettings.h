@@ -14,9 +14,9 @@ namespace parlowen {
 
 /// The settings of one rehearsal: a private copy of the stored ones, in which the command line's wishes stand in for
 /// what is stored. The stored settings are read once and never written. Main thread only.
-class RehearsalSettings {
+class SessionSettings {
 public:
-    explicit RehearsalSettings(const QString& storedFile = UserDefaults::defaultPath());
+    explicit SessionSettings(const QString& storedFile = UserDefaults::defaultPath());
 
     Settings& settings() { return *settings_; }
 

@@ -11,12 +11,12 @@ namespace parlowen {
 
 /// Makes sure that a rehearsal is signed in: with the stored sign-in where the backend still takes it, else, on the
 /// local service, with an account of its own. Main thread only.
-class RehearsalSignIn {
+class SessionSignIn {
 public:
     /// Called once, with an empty text or a plain sentence on why nobody is signed in.
     using Done = std::function<void(const QString& problem)>;
 
-    RehearsalSignIn(HttpDatas& http, Settings& settings, LocalTrust trust);
+    SessionSignIn(HttpDatas& http, Settings& settings, LocalTrust trust);
 
     void run(Done done);
     /// The backend refused the token (HTTP 401); the owner forwards it from the request layer's hook. False when that

@@ -1,4 +1,4 @@
-#include "RehearsalSettings.h"
+#include "SessionSettings.h"
 
 #include <QFile>
 #include <QStandardPaths>
@@ -41,7 +41,7 @@ std::optional<LanguageListModel> firstOf(const std::vector<LanguageListModel>& l
 
 } // namespace
 
-RehearsalSettings::RehearsalSettings(const QString& storedFile)
+SessionSettings::SessionSettings(const QString& storedFile)
     : folder_(folderTemplate()) {
     const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
     QFile::copy(storedFile, copy);
@@ -49,7 +49,7 @@ RehearsalSettings::RehearsalSettings(const QString& storedFile)
     settings_ = std::make_unique<Settings>(*defaults_);
 }
 
-void RehearsalSettings::applyAnswers(const CommandLine& line) {
+void SessionSettings::applyAnswers(const CommandLine& line) {
     AIInterviewModel model;
     if (const auto stored = settings_->aiInterviewSetModel())
         model = *stored;
@@ -60,8 +60,8 @@ void RehearsalSettings::applyAnswers(const CommandLine& line) {
     settings_->setAiInterviewSetModel(model);
 }
 
-void RehearsalSettings::applyLanguages(const CommandLine& line, const std::vector<LanguageListModel>& spoken,
-                                       const std::vector<LanguageListModel>& targets) {
+void SessionSettings::applyLanguages(const CommandLine& line, const std::vector<LanguageListModel>& spoken,
+                                     const std::vector<LanguageListModel>& targets) {
     const bool single =
         line.translateTo.isEmpty() &&
         (!line.language.isEmpty() || settings_->aiInterviewType().value_or(singleLanguage) == singleLanguage);

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "SessionRun.h"
+
+namespace parlowen {
+
+/// A session on a live call: the computer's own sound through the loop-back device, or the microphone. It goes on until
+/// its window is closed. The audio server must be installed by then.
+class Interview : public SessionRun {
+public:
+    using SessionRun::SessionRun;
+
+protected:
+    QString soundName() const override;
+    std::optional<QString> soundProblem() const override { return std::nullopt; }
+    CaptureSourceFactory capture() override;
+    AudioRouting& router() override;
+    void prepareSound() override;
+};
+
+} // namespace parlowen

@@ -1,0 +1,224 @@
+#include "SessionRun.h"
+
+#include "Composition.h"
+
+#include <Foundation/BackgroundQueue.h>
+#include <Foundation/Bundle.h>
+#include <Foundation/MainQueue.h>
+#include <Network/ApiBase.h>
+
+#include <QCloseEvent>
+#include <QUrl>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int statusDone = 0;
+constexpr int statusNotRun = 1;
+constexpr int statusBadInput = 2;
+// Recognition ends a sentence half a second after it was spoken; the rest is for slow machines.
+constexpr int quietMilliseconds = 2'500;
+// What an answer may take from one piece to the next once the sound is over.
+constexpr int answerMilliseconds = 60'000;
+// A request for a token gives up after 30 seconds; so many are made before the session goes on without one.
+constexpr int startMilliseconds = 35'000;
+constexpr int tokenRequests = 4;
+
+} // namespace
+
+SessionRun::SessionRun(CommandLine line, SessionReport& report, std::function<void(int)> finished)
+    : line_(std::move(line))
+    , report_(report)
+    , finished_(std::move(finished)) {
+    quiet_.setSingleShot(true);
+    connect(&quiet_, &QTimer::timeout, this, &SessionRun::settle);
+}
+
+SessionRun::~SessionRun() = default;
+
+double SessionRun::heardSeconds() const {
+    return heard_.isValid() ? static_cast<double>(heard_.elapsed()) / 1000 : 0.0;
+}
+
+void SessionRun::begin() {
+    if (const auto problem = soundProblem()) {
+        giveUp(*problem, statusBadInput);
+        return;
+    }
+    report_.started(soundName());
+    settings_ = std::make_unique<SessionSettings>();
+    settings_->applyAnswers(line_);
+    connectBackend();
+}
+
+void SessionRun::connectBackend() {
+    const QUrl base(ApiBase::builtIn());
+    if (base != QUrl(Bundle::builtInApiBaseUrl()) || base.host() != QLatin1String("127.0.0.1")) {
+        useBackend(LocalService::trustFor(base.host()));
+        return;
+    }
+    service_ = std::make_unique<LocalService>(LocalService::Place{
+        LocalService::findProgram(), LocalService::defaultDataDirectory(), static_cast<quint16>(base.port())});
+    service_->start([this](const std::optional<LocalService::Access>& access, const QString& problem) {
+        if (!access) {
+            giveUp(problem, statusNotRun);
+            return;
+        }
+        ApiBase::setBuiltIn(access->baseUrl);
+        useBackend(access->trust);
+    });
+}
+
+void SessionRun::useBackend(const LocalTrust& trust) {
+    Composition::Hooks hooks;
+    hooks.problem = [this](const QString& text) { requestFailed(text); };
+    hooks.forcedSignOut = [this] {
+        if (!signIn_->tokenRefused())
+            requestFailed(QStringLiteral("the backend no longer takes the sign-in"));
+    };
+    composition_ = std::make_unique<Composition>(settings_->settings(), trust, hooks);
+    signIn_ = std::make_unique<SessionSignIn>(composition_->http(), settings_->settings(), trust);
+    signIn_->run([this](const QString& problem) {
+        if (problem.isEmpty())
+            loadLanguages();
+        else
+            giveUp(problem, statusNotRun);
+    });
+}
+
+void SessionRun::loadLanguages() {
+    composition_->languageList(1, [this](std::vector<LanguageListModel> spoken) {
+        spoken_ = std::move(spoken);
+        composition_->languageList(2, [this](const std::vector<LanguageListModel>& targets) {
+            settings_->applyLanguages(line_, spoken_, targets);
+            openSession();
+        });
+    });
+}
+
+void SessionRun::openSession() {
+    prepareSound();
+    window_ = composition_->openSession(capture(), router());
+    controller_ = window_->controller();
+    window_->installEventFilter(this);
+    observe();
+    window_->show();
+    quiet_.start(startMilliseconds);
+}
+
+// The session goes on without a token, but nobody is served by waiting once its requests have failed.
+void SessionRun::requestFailed(const QString& problem) {
+    report_.problem(problem);
+    ++failedRequests_;
+    if (window_ && !heard_.isValid() && !closing_)
+        quiet_.start(failedRequests_ < tokenRequests ? startMilliseconds : 0);
+}
+
+void SessionRun::observe() {
+    AIInterviewDetailController::Observer observer;
+    observer.recognitionStarted = [this] {
+        heard_.start();
+        quiet_.stop();
+    };
+    observer.partial = [this](const KXTranslationHistoryDetailsModel& row, int index) {
+        report_.partial(index + 1, row.sourceText, row.resultText);
+        settleSoon();
+    };
+    observer.final = [this](const KXTranslationHistoryDetailsModel& row, int index) {
+        rows_ = index + 1;
+        report_.row(rows_, row.sourceText, row.resultText);
+        settleSoon();
+    };
+    observer.asked = [this](const std::shared_ptr<StreamModel>& model) {
+        const int answer = static_cast<int>(model->id) + 1;
+        growing_.insert(answer);
+        report_.asked(answer, model->txt);
+        model->setDidComplete([self = QPointer<SessionRun>(this), answer](const QString&) {
+            onMain(self, [self, answer] {
+                self->growing_.erase(answer);
+                self->report_.answered(answer);
+                self->settleSoon();
+            });
+        });
+    };
+    observer.answerGrew = [this](const std::shared_ptr<StreamModel>& model) {
+        report_.answerGrew(static_cast<int>(model->id) + 1, model->responseText());
+        settleSoon();
+    };
+    observer.recognitionError = [this](const QString& text) {
+        recognitionFailed_ = true;
+        soundOver_ = true; // nothing more will be heard
+        report_.problem(text);
+        settleSoon();
+    };
+    controller_->setObserver(std::move(observer));
+}
+
+void SessionRun::soundEnded() {
+    soundOver_ = true;
+    settleSoon();
+}
+
+void SessionRun::settleSoon() {
+    if (!soundOver_ || closing_)
+        return;
+    quiet_.start(growing_.empty() ? quietMilliseconds : answerMilliseconds);
+}
+
+// Nothing more happens, because the sound is over or was never heard.
+void SessionRun::settle() {
+    if (!heard_.isValid())
+        report_.problem(QStringLiteral("recognition did not start"));
+    if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
+        controller_->aiResponseTapped();
+        return;
+    }
+    if (!growing_.empty())
+        report_.problem(QStringLiteral("an answer did not end"));
+    writeScreenshot();
+    if (line_.headless)
+        closeSession();
+}
+
+void SessionRun::interrupt() {
+    if (window_)
+        closeSession();
+    else
+        giveUp(QStringLiteral("interrupted"), statusNotRun);
+}
+
+void SessionRun::closeSession() { window_->close(); }
+
+bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == window_.get() && event->type() == QEvent::Close && !closing_) {
+        closing_ = true;
+        quiet_.stop();
+        if (!soundOver_)
+            writeScreenshot();
+        onMain(QPointer<SessionRun>(this), [this] { putAway(); });
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+// After the window's own close sequence, which stops its services in the background.
+void SessionRun::putAway() {
+    waitForBackground();
+    const bool ran = heard_.isValid() && !recognitionFailed_;
+    report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
+    onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
+}
+
+void SessionRun::giveUp(const QString& problem, int status) {
+    report_.problem(problem);
+    // Later: the caller may be the service or the sign-in, which the owner will destroy.
+    onMain(QPointer<SessionRun>(this), [this, status] { finished_(status); });
+}
+
+void SessionRun::writeScreenshot() {
+    if (!line_.screenshot.isEmpty() && !window_->grab().save(line_.screenshot, "PNG"))
+        report_.problem(QStringLiteral("the picture cannot be written to %1").arg(line_.screenshot));
+}
+
+} // namespace parlowen

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "CommandLine.h"
+#include "LocalService.h"
+#include "SessionReport.h"
+#include "SessionSettings.h"
+#include "SessionSignIn.h"
+
+#include <AVFoundation/CaptureSource.h>
+#include <Page/AIInterviewPages/AIInterviewDetailController.h>
+#include <Page/AIInterviewPages/SessionWindow.h>
+
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QTimer>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace parlowen {
+
+class AudioRouting;
+class Composition;
+
+/// One session, from the command line to its exit status: finds or starts the backend, signs in, chooses the languages,
+/// opens the session window on some sound, reports what happens, and puts everything away. Where the sound comes from
+/// is the derived classes' business. Main thread only.
+class SessionRun : public QObject {
+public:
+    /// `finished` is called once with the exit status, when everything is put away.
+    SessionRun(CommandLine line, SessionReport& report, std::function<void(int)> finished);
+    ~SessionRun() override;
+
+    void begin();
+    /// Ends the session as if its window were closed.
+    void interrupt();
+    /// Seconds of sound that were heard; 0 before recognition starts.
+    double heardSeconds() const;
+
+protected:
+    const CommandLine& line() const { return line_; }
+    /// What is heard, for the report.
+    virtual QString soundName() const = 0;
+    /// Why there is nothing to hear, in plain words, or none.
+    virtual std::optional<QString> soundProblem() const = 0;
+    virtual CaptureSourceFactory capture() = 0;
+    virtual AudioRouting& router() = 0;
+    /// What is done with the audio devices before the window opens.
+    virtual void prepareSound() {}
+    /// The sound is over; the session ends once everything is said.
+    void soundEnded();
+
+private:
+    void connectBackend();
+    void useBackend(const LocalTrust& trust);
+    void loadLanguages();
+    void openSession();
+    void observe();
+    void requestFailed(const QString& problem);
+    void settleSoon();
+    void settle();
+    void closeSession();
+    void putAway();
+    void giveUp(const QString& problem, int status);
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void writeScreenshot();
+
+    CommandLine line_;
+    SessionReport& report_;
+    std::function<void(int)> finished_;
+    std::unique_ptr<SessionSettings> settings_;
+    std::unique_ptr<LocalService> service_;
+    std::unique_ptr<Composition> composition_;
+    std::unique_ptr<SessionSignIn> signIn_;
+    std::unique_ptr<SessionWindow> window_;
+    std::vector<LanguageListModel> spoken_;
+    QPointer<AIInterviewDetailController> controller_;
+    QElapsedTimer heard_;
+    QTimer quiet_;
+    std::set<int> growing_; ///< numbers of the answers that are not complete
+    int rows_ = 0;
+    int failedRequests_ = 0;
+    bool soundOver_ = false;
+    bool recognitionFailed_ = false;
+    bool closing_ = false;
+};
+
+} // namespace parlowen
