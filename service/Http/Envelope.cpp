@@ -2,32 +2,30 @@
 
 namespace parlowen::service {
 
+namespace {
+
+HttpResponse enveloped(int code, std::string_view message, const nlohmann::json& data, unsigned status) {
+    // Members in this order, for people who read it.
+    HttpResponse response;
+    response.status = status;
+    response.body = "{\"code\":" + std::to_string(code) + ",\"message\":" + compactJson(message) +
+                    ",\"data\":" + compactJson(data) + "}";
+    return response;
+}
+
+} // namespace
+
 std::string compactJson(const nlohmann::json& value) {
     return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-HttpResponse success(nlohmann::json data) {
-    nlohmann::ordered_json envelope;
-    envelope["code"] = 0;
-    envelope["message"] = "";
-    envelope["data"] = std::move(data);
-    HttpResponse response;
-    response.body = envelope.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    return response;
+HttpResponse success(const nlohmann::json& data) { return enveloped(0, {}, data, 200); }
+
+HttpResponse failure(int code, std::string_view message, unsigned status) {
+    return enveloped(code, message, nullptr, status);
 }
 
-HttpResponse failure(int code, std::string message, unsigned status) {
-    nlohmann::ordered_json envelope;
-    envelope["code"] = code;
-    envelope["message"] = std::move(message);
-    envelope["data"] = nullptr;
-    HttpResponse response;
-    response.status = status;
-    response.body = envelope.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    return response;
-}
-
-HttpResponse badRequest(std::string message) { return failure(400, std::move(message), 400); }
+HttpResponse badRequest(std::string_view message) { return failure(400, message, 400); }
 
 HttpResponse unauthorized() { return failure(401, "登录已失效，请重新登录", 401); }
 

@@ -8,11 +8,11 @@
 namespace parlowen::service {
 
 /// The form of every JSON reply: {"code":0,"message":"","data":…}, compact, UTF-8.
-HttpResponse success(nlohmann::json data = nullptr);
+HttpResponse success(const nlohmann::json& data = nullptr);
 /// A reply whose code is not 0, with a message for the user. The HTTP status stays 200 unless it is given.
-HttpResponse failure(int code, std::string message, unsigned status = 200);
+HttpResponse failure(int code, std::string_view message, unsigned status = 200);
 
-HttpResponse badRequest(std::string message = "请求格式不正确");
+HttpResponse badRequest(std::string_view message = "请求格式不正确");
 HttpResponse unauthorized();
 HttpResponse notFound();
 HttpResponse methodNotAllowed(std::string allowed);

@@ -48,7 +48,9 @@ std::optional<std::string> parseListen(const std::string& text, ServiceOptions& 
 std::optional<std::string> parseData(const std::string& text, ServiceOptions& options) {
     if (text.empty())
         return "--data takes a directory";
-    options.data = std::filesystem::absolute(text);
+    options.data = std::filesystem::absolute(text).lexically_normal();
+    if (options.data.filename().empty()) // "dir/" names the same directory as "dir"
+        options.data = options.data.parent_path();
     return std::nullopt;
 }
 
@@ -58,7 +60,8 @@ std::filesystem::path defaultDataDirectory() {
     const std::filesystem::path data = environment("XDG_DATA_HOME");
     if (data.is_absolute())
         return data / "parlowen-service";
-    return std::filesystem::absolute(environment("HOME")) / ".local" / "share" / "parlowen-service";
+    const std::filesystem::path home = environment("HOME");
+    return (home.is_absolute() ? home : std::filesystem::current_path()) / ".local" / "share" / "parlowen-service";
 }
 
 std::variant<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {

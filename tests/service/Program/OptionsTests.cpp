@@ -26,6 +26,7 @@ TEST(Options, HaveDefaultsAndAreTaken) {
     EXPECT_EQ(all.data, std::filesystem::absolute("some/where"));
     EXPECT_TRUE(all.exitWithStdin && all.help && all.version);
     EXPECT_EQ(parsed({"--listen", "localhost:1"}).address, "127.0.0.1");
+    EXPECT_EQ(parsed({"--data", "/some/./where/"}).data, "/some/where");
 }
 
 TEST(Options, WrongOnesAreExplained) {

@@ -93,7 +93,8 @@ TEST_F(Program, NamesTheFileThatItCannotUse) {
 }
 
 TEST_F(Program, AFullDiskAtTheFirstStartLeavesNothingHalfWritten) {
-    const Outcome run = shell("ulimit -f 0; " + command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null") + " | cat");
+    const Outcome run =
+        shell("ulimit -f 0; " + command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null") + " | cat");
     EXPECT_TRUE(has(run, "cannot start")) << run.output;
     for (const char* name : {"ca.pem", "ca.key", "server.pem", "server.key"})
         EXPECT_FALSE(std::filesystem::exists(data / "tls" / name)) << name;
