@@ -28,11 +28,14 @@ void SPXRecognizer::addCanceledEventHandler(SPXCanceledEventHandler handler) {
 bool SPXRecognizer::startContinuousRecognition(QString* error) {
     const char* problem = "The recognizer was started before";
     if (const auto session = std::exchange(session_, nullptr)) {
-        thread_ = SpeechThread::start(std::move(*session), handlers_);
+        thread_ = SpeechThread::make(std::move(*session), handlers_);
         problem = thread_ ? nullptr : "The audio stream feeds another recognizer already";
     }
     if (problem && error)
         *error = problem;
+    // Last, since from here on a handler may destroy this object.
+    if (!problem)
+        thread_->run();
     return problem == nullptr;
 }
 

@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QEventLoop>
+#include <condition_variable>
 #include <mutex>
 #include <utility>
 
@@ -15,7 +16,20 @@ namespace parlowen {
 /// How other threads reach the connection while it lives.
 struct SpeechThread::Link {
     std::mutex mutex;
+    std::condition_variable opened;
+    bool isOpen = false; ///< whether the thread may go on
     SpeechConnection* connection = nullptr;
+
+    void open() {
+        const std::lock_guard lock(mutex);
+        isOpen = true;
+        opened.notify_one();
+    }
+
+    void waitUntilOpen() {
+        std::unique_lock lock(mutex);
+        opened.wait(lock, [this] { return isOpen; });
+    }
 
     void set(SpeechConnection* to) {
         const std::lock_guard lock(mutex);
@@ -29,7 +43,7 @@ struct SpeechThread::Link {
     }
 };
 
-std::unique_ptr<SpeechThread> SpeechThread::start(SpeechSession session, std::shared_ptr<SpeechHandlers> handlers) {
+std::unique_ptr<SpeechThread> SpeechThread::make(SpeechSession session, std::shared_ptr<SpeechHandlers> handlers) {
     auto link = std::make_shared<Link>();
     if (!session.stream->attach([link] { link->wake(); }))
         return nullptr;
@@ -40,13 +54,19 @@ SpeechThread::SpeechThread(std::shared_ptr<Link> link, SpeechSession session, st
     : link_(std::move(link))
     , handlers_(std::move(handlers))
     , thread_([link = link_, session = std::move(session), handlers = handlers_]() mutable {
-        run(link, std::move(session), std::move(handlers));
+        connectAndWait(link, std::move(session), std::move(handlers));
     }) {
     pthread_setname_np(thread_.native_handle(), "speech");
 }
 
+void SpeechThread::run() {
+    const std::shared_ptr<Link> link = link_; // a handler may destroy this object at once
+    link->open();
+}
+
 SpeechThread::~SpeechThread() {
     handlers_->ended = true;
+    link_->open();
     link_->wake();
     if (thread_.get_id() == std::this_thread::get_id())
         thread_.detach();
@@ -54,8 +74,9 @@ SpeechThread::~SpeechThread() {
         thread_.join();
 }
 
-void SpeechThread::run(const std::shared_ptr<Link>& link, SpeechSession session,
-                       std::shared_ptr<SpeechHandlers> handlers) {
+void SpeechThread::connectAndWait(const std::shared_ptr<Link>& link, SpeechSession session,
+                                  std::shared_ptr<SpeechHandlers> handlers) {
+    link->waitUntilOpen();
     // Not a QThread: that one must outlive its thread, but the last owner of a recognizer may be its own handler.
     QEventLoop loop;
     {

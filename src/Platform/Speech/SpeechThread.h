@@ -10,8 +10,11 @@ namespace parlowen {
 /// The thread on which one connection runs, from construction to destruction.
 class SpeechThread {
 public:
-    /// Null when the session's stream has a reader already.
-    static std::unique_ptr<SpeechThread> start(SpeechSession session, std::shared_ptr<SpeechHandlers> handlers);
+    /// A thread that waits for run(); null when the session's stream has a reader already.
+    static std::unique_ptr<SpeechThread> make(SpeechSession session, std::shared_ptr<SpeechHandlers> handlers);
+
+    /// Lets the connection begin. Until then no handler is called, so the owner can store this object first.
+    void run();
 
     /// Ends the connection. Waits for the thread, except on it.
     ~SpeechThread();
@@ -21,7 +24,8 @@ public:
 private:
     struct Link;
     SpeechThread(std::shared_ptr<Link> link, SpeechSession session, std::shared_ptr<SpeechHandlers> handlers);
-    static void run(const std::shared_ptr<Link>& link, SpeechSession session, std::shared_ptr<SpeechHandlers> handlers);
+    static void connectAndWait(const std::shared_ptr<Link>& link, SpeechSession session,
+                               std::shared_ptr<SpeechHandlers> handlers);
 
     std::shared_ptr<Link> link_;
     std::shared_ptr<SpeechHandlers> handlers_;
