@@ -35,9 +35,9 @@ struct Event {
 };
 
 /// One run of the program with a home of its own.
-class Run {
+class ProgramRun {
 public:
-    explicit Run(const QStringList& arguments, const QMap<QString, QString>& variables = {}) {
+    explicit ProgramRun(const QStringList& arguments, const QMap<QString, QString>& variables = {}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"}) {
             QDir().mkpath(home.filePath(QLatin1String(name)));
@@ -112,7 +112,7 @@ QString shortRecording(const QTemporaryDir& folder, int seconds = 8) {
 }
 
 TEST(RehearsalTest, TheSampleBecomesSixQuestionsWithAnAnswerEach) {
-    Run run(rehearsal(sample));
+    ProgramRun run(rehearsal(sample));
     ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.right(2000).toStdString();
 
     std::string heard;
@@ -148,8 +148,9 @@ TEST(RehearsalTest, TranslatesAndKeepsTheStoredSettingsAsTheyAre) {
     }
     const QByteArray before = contents(stored);
     const QString picture = folder.filePath(QStringLiteral("window.png"));
-    Run run(rehearsal(shortRecording(folder), {"--language", "en-US", "--translate-to", "es", "--screenshot", picture}),
-            {{"XDG_CONFIG_HOME", folder.filePath(QStringLiteral("config"))}});
+    ProgramRun run(
+        rehearsal(shortRecording(folder), {"--language", "en-US", "--translate-to", "es", "--screenshot", picture}),
+        {{"XDG_CONFIG_HOME", folder.filePath(QStringLiteral("config"))}});
     ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.toStdString();
     const std::vector<Event> rows = run.events(QStringLiteral("row"));
     ASSERT_FALSE(rows.empty());
@@ -161,7 +162,7 @@ TEST(RehearsalTest, TranslatesAndKeepsTheStoredSettingsAsTheyAre) {
 
 TEST(RehearsalTest, ManualQuestionsAreAskedTogetherAtTheEnd) {
     QTemporaryDir folder;
-    Run run(rehearsal(shortRecording(folder, 17), {"--manual"}));
+    ProgramRun run(rehearsal(shortRecording(folder, 17), {"--manual"}));
     ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.toStdString();
     const std::vector<Event> rows = run.events(QStringLiteral("row"));
     const std::vector<Event> questions = run.events(QStringLiteral("question"));
@@ -174,7 +175,7 @@ TEST(RehearsalTest, ManualQuestionsAreAskedTogetherAtTheEnd) {
 
 TEST(RehearsalTest, ALanguageThatIsNotOfferedIsAClearProblem) {
     QTemporaryDir folder;
-    Run run(rehearsal(shortRecording(folder, 3), {"--language", "fr-FR"}));
+    ProgramRun run(rehearsal(shortRecording(folder, 3), {"--language", "fr-FR"}));
     EXPECT_EQ(run.finish(), 1);
     const std::vector<Event> problems = run.events(QStringLiteral("problem"));
     ASSERT_FALSE(problems.empty());
@@ -184,7 +185,7 @@ TEST(RehearsalTest, ALanguageThatIsNotOfferedIsAClearProblem) {
 TEST(RehearsalTest, AFileThatIsNoSoundIsRefusedBeforeAnythingStarts) {
     for (const QString& file : {QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), QStringLiteral("/does/not/exist.wav"),
                                 QStringLiteral(PARLOWEN_SOURCE_DIR)}) {
-        Run run(rehearsal(file));
+        ProgramRun run(rehearsal(file));
         EXPECT_EQ(run.finish(10'000), 2) << file.toStdString();
         EXPECT_EQ(run.events(QStringLiteral("problem")).size(), 1U);
         EXPECT_FALSE(QFile::exists(run.home.filePath(QStringLiteral("XDG_DATA_HOME/parlowen-service"))));
@@ -197,7 +198,7 @@ TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
     ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
     const QString base = QStringLiteral("http://127.0.0.1:%1/api/v1").arg(closed.serverPort());
     closed.close();
-    Run run(rehearsal(shortRecording(folder, 3)), {{"PARLOWEN_API_BASE_URL", base}});
+    ProgramRun run(rehearsal(shortRecording(folder, 3)), {{"PARLOWEN_API_BASE_URL", base}});
     EXPECT_EQ(run.finish(30'000), 1);
     const std::vector<Event> problems = run.events(QStringLiteral("problem"));
     ASSERT_FALSE(problems.empty());
@@ -207,18 +208,18 @@ TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
 TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) {
     QTemporaryDir folder;
     const QString file = shortRecording(folder, 20);
-    const auto heardSomething = [](Run& run) {
+    const auto heardSomething = [](ProgramRun& run) {
         return waitFor(
             [&run] { return run.process.waitForReadyRead(50), !run.events(QStringLiteral("partial")).empty(); },
             30'000);
     };
-    Run polite(rehearsal(file));
+    ProgramRun polite(rehearsal(file));
     ASSERT_TRUE(heardSomething(polite)) << polite.errors.toStdString();
     ::kill(static_cast<pid_t>(polite.process.processId()), SIGINT);
     EXPECT_EQ(polite.finish(20'000), 0);
     EXPECT_EQ(polite.events(QStringLiteral("ended")).size(), 1U);
 
-    Run killed(rehearsal(file));
+    ProgramRun killed(rehearsal(file));
     ASSERT_TRUE(heardSomething(killed)) << killed.errors.toStdString();
     const QString child =
         QString::fromUtf8(contents(QStringLiteral("/proc/%1/task/%1/children").arg(killed.process.processId())))
