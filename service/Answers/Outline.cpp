@@ -61,6 +61,7 @@ std::string outlineFor(const Question& question) {
     outline.append(numberedPoints(text, wording, detailed));
     if (detailed)
         outline.append(wording.caution).append(text.caution).append("\n");
+    outline.pop_back(); // an answer does not end with an empty line
 
     outline = replaced(outline, "{role}", question.position.empty() ? wording.noPosition : wording.positionOrNone);
     return replaced(outline, "{position}", question.position);
