@@ -68,7 +68,7 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     const QString base = settings_.fuwuqiKey().value_or(ApiBase::builtIn());
     const QByteArray query = method == HttpMethod::GET ? encodedQuery(params.value_or(QJsonObject())) : QByteArray();
     const std::optional<QUrl> url = requestUrl(base, path, query);
-    consoleLog("🚀🚀🚀🚀🚀🚀url:" + (url ? url->toString(QUrl::FullyEncoded) : base + path));
+    consoleLog("🚀🚀🚀🚀🚀🚀url:" + fullUrl(base, path));
     consoleLog("params:" + QString::fromUtf8(jsonText(params.value_or(QJsonObject()))));
     if (!url)
         return {std::nullopt, method, {}};

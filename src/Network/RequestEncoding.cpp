@@ -29,9 +29,13 @@ QByteArray encodedQuery(const QJsonObject& params) {
     return entries.join('&');
 }
 
-std::optional<QUrl> requestUrl(const QString& base, const QString& path, const QByteArray& query) {
+QString fullUrl(const QString& base, const QString& path) {
     const bool whole = path.startsWith("http://") || path.startsWith("https://");
-    QString text = whole ? path : base + path;
+    return whole ? path : base + path;
+}
+
+std::optional<QUrl> requestUrl(const QString& base, const QString& path, const QByteArray& query) {
+    QString text = fullUrl(base, path);
     if (!query.isEmpty())
         text += (text.contains('?') ? '&' : '?') + QString::fromLatin1(query);
     const QUrl url(text);

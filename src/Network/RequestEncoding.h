@@ -10,8 +10,10 @@ namespace parlowen {
 /// with the suffix "[]", a member of an object with its name in brackets; booleans as 1 and 0. Empty for no parameters.
 QByteArray encodedQuery(const QJsonObject& params);
 
-/// The URL to request: `path` itself when it is a whole one, otherwise the base followed by it; with the query
-/// appended. None when that is no http or https URL.
+/// `path` itself when it is a whole http or https URL, otherwise the base followed by it.
+QString fullUrl(const QString& base, const QString& path);
+
+/// The URL to request: the full one with the query appended. None when that is no http or https URL.
 std::optional<QUrl> requestUrl(const QString& base, const QString& path, const QByteArray& query);
 
 } // namespace parlowen
