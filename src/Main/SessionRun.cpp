@@ -49,6 +49,8 @@ void SessionRun::begin() {
     }
     report_.started(soundName());
     settings_ = std::make_unique<SessionSettings>();
+    if (const auto& problem = settings_->storedProblem())
+        report_.problem(*problem);
     settings_->applyAnswers(line_);
     connectBackend();
 }

@@ -1,9 +1,10 @@
 #include "SessionSettings.h"
 
+#include <Foundation/SettingsFile.h>
+
 #include <QFile>
 #include <QStandardPaths>
 #include <algorithm>
-#include <optional>
 
 namespace parlowen {
 
@@ -44,7 +45,11 @@ std::optional<LanguageListModel> firstOf(const std::vector<LanguageListModel>& l
 SessionSettings::SessionSettings(const QString& storedFile)
     : folder_(folderTemplate()) {
     const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
-    QFile::copy(storedFile, copy);
+    std::optional<QString> problem = SettingsFile::problemWith(storedFile);
+    if (!problem && QFile::exists(storedFile) && !QFile::copy(storedFile, copy))
+        problem = QStringLiteral("it cannot be copied");
+    if (problem)
+        storedProblem_ = QStringLiteral("the settings in %1 are not used: %2").arg(storedFile, *problem);
     defaults_ = std::make_unique<UserDefaults>(copy);
     settings_ = std::make_unique<Settings>(*defaults_);
 }

@@ -8,6 +8,7 @@
 
 #include <QTemporaryDir>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace parlowen {
@@ -20,6 +21,9 @@ public:
 
     Settings& settings() { return *settings_; }
 
+    /// Why the stored settings are not used, in plain words; none when they are, or when there are none.
+    const std::optional<QString>& storedProblem() const { return storedProblem_; }
+
     /// Answer settings: the stored ones, or automatic concise answers; manual ones when the command line asks for them.
     void applyAnswers(const CommandLine& line);
 
@@ -31,6 +35,7 @@ public:
 
 private:
     QTemporaryDir folder_;
+    std::optional<QString> storedProblem_;
     std::unique_ptr<UserDefaults> defaults_;
     std::unique_ptr<Settings> settings_;
 };

@@ -27,7 +27,7 @@ void write(std::FILE* stream, const QByteArray& text) {
 
 /// The console log's other lines would drown what the program prints.
 void onlyFailures(const QString& line) {
-    if (line.startsWith(QStringLiteral("❌")))
+    if (line.contains(QStringLiteral("❌")))
         write(stderr, line.toUtf8() + '\n');
 }
 

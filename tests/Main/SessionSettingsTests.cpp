@@ -1,7 +1,9 @@
 #include <Main/SessionSettings.h>
 #include <gmock/gmock.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 namespace parlowen {
 namespace {
@@ -63,6 +65,23 @@ TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 1);
     EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->positioname, "Chef");
     EXPECT_EQ(storedFile(), before);
+}
+
+TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
+    const QString path = UserDefaults::defaultPath();
+    QDir().mkpath(QFileInfo(path).path());
+    const QByteArray garbage("\x00\xff no settings [\n", 17);
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(garbage);
+    file.close();
+
+    SessionSettings rehearsal;
+    rehearsal.applyAnswers({});
+    ASSERT_TRUE(rehearsal.storedProblem());
+    EXPECT_TRUE(rehearsal.storedProblem()->contains(path)) << rehearsal.storedProblem()->toStdString();
+    EXPECT_TRUE(rehearsal.settings().aiInterviewSetModel());
+    EXPECT_EQ(storedFile(), garbage);
 }
 
 TEST_F(SessionSettingsTest, AKeyThatIsNotOfferedIsAskedForAllTheSame) {

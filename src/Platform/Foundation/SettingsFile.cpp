@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <optional>
 
 namespace parlowen {
 
@@ -46,16 +45,6 @@ bool isSettingsFile(const QByteArray& bytes) {
     [[maybe_unused]] const QString text = decoder(bytes);
     const QList<QByteArray> lines = bytes.split('\n');
     return !decoder.hasError() && std::all_of(lines.begin(), lines.end(), isSettingsLine);
-}
-
-/// Why the file cannot be used as settings, or none.
-std::optional<QString> problemWith(const QString& filePath) {
-    if (!QFileInfo::exists(filePath))
-        return std::nullopt;
-    QFile file(filePath);
-    if (!QFileInfo(filePath).isFile() || !file.open(QFile::ReadOnly))
-        return QStringLiteral("it cannot be opened");
-    return isSettingsFile(file.readAll()) ? std::nullopt : std::optional(QStringLiteral("it is damaged"));
 }
 
 /// Keeps an unusable file under another name, out of the way of the new one.
@@ -137,6 +126,15 @@ QString stagingPath(const QString& filePath) {
 }
 
 } // namespace
+
+std::optional<QString> SettingsFile::problemWith(const QString& filePath) {
+    if (!QFileInfo::exists(filePath))
+        return std::nullopt;
+    QFile file(filePath);
+    if (!QFileInfo(filePath).isFile() || !file.open(QFile::ReadOnly))
+        return QStringLiteral("it cannot be opened");
+    return isSettingsFile(file.readAll()) ? std::nullopt : std::optional(QStringLiteral("it is damaged"));
+}
 
 void SettingsFile::makeUsable(const QString& filePath) {
     if (const std::optional<QString> problem = problemWith(filePath))
