@@ -190,7 +190,7 @@ private:
     }
 
     std::shared_ptr<Spoken> spoken_;
-    LoggingAudioRouter router_;
+    NoAudioRouting router_;
     std::unique_ptr<SessionWindow> window_;
     std::vector<std::unique_ptr<PaintWatch>> watches_;
     std::map<int, Clock::time_point> rowAt_;

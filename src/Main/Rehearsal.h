@@ -18,7 +18,7 @@ protected:
     AudioRouting& router() override { return router_; }
 
 private:
-    LoggingAudioRouter router_;
+    NoAudioRouting router_;
 };
 
 } // namespace parlowen

@@ -15,12 +15,12 @@ public:
     virtual void restoreDevices() = 0;
 };
 
-/// Changes nothing and writes to the console log what it was asked for.
-class LoggingAudioRouter : public AudioRouting {
+/// Leaves the devices as they are: for sessions that hear none of them.
+class NoAudioRouting : public AudioRouting {
 public:
-    void setupSystemAudio() override;
-    void switchInput(bool useMicrophone) override;
-    void restoreDevices() override;
+    void setupSystemAudio() override {}
+    void switchInput(bool /*useMicrophone*/) override {}
+    void restoreDevices() override {}
 };
 
 } // namespace parlowen

@@ -46,6 +46,9 @@ bool PulseAudioServer::hasProperty(AudioObjectID object, const AudioObjectProper
 OSStatus PulseAudioServer::getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                            std::span<const std::byte> qualifier, std::vector<std::byte>& data) {
     core_->waitForFirstState();
+    // An empty device list would read as a server that has no devices.
+    if (object == kAudioObjectSystemObject && address.selector == fourCC("dev#") && !core_->isUp())
+        return kAudioHardwareNotRunningError;
     return core_->store.read(object, address, qualifier, data);
 }
 

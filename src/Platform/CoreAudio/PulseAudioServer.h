@@ -15,8 +15,8 @@ namespace parlowen {
 /// aggregate.
 ///
 /// Reads are answered from a copy of the server's state that its notifications keep current: only the first call waits
-/// for it, at most two seconds. Without a server there are no devices; as soon as one can be reached there are. Never
-/// starts a server.
+/// for it, at most two seconds. Without a server there are no devices, and the device list answers 'stop'; as soon as
+/// one can be reached there are. Never starts a server.
 class PulseAudioServer : public AudioServer {
 public:
     /// An empty address means the session's own server (PULSE_SERVER is honoured). Returns at once.

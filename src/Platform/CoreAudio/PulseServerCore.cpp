@@ -33,6 +33,11 @@ void PulseAudioServer::Core::waitForFirstState() {
     changed_.wait_until(lock, patience_, [this] { return phase_ != Phase::Connecting; });
 }
 
+bool PulseAudioServer::Core::isUp() {
+    const std::lock_guard lock(mutex_);
+    return phase_ == Phase::Up;
+}
+
 bool PulseAudioServer::Core::waitUntilUp() {
     std::unique_lock lock(mutex_);
     while (phase_ != Phase::Up && changed_.wait_until(lock, patience_) == std::cv_status::no_timeout) {

@@ -15,6 +15,7 @@ public:
 
     /// Waits until the server's state is known or known to be out of reach; only as long as the object is new.
     void waitForFirstState();
+    bool isUp();
     /// Waits for the server for a while when it has only just gone (or never answered yet); false when it is not there.
     bool waitUntilUp();
     /// Waits until the condition holds: 'what' when it does not in time, 'stop' when the server goes. The condition

@@ -18,6 +18,9 @@ namespace {
 void expectNothing(PulseAudioServer& server, int milliseconds) {
     QElapsedTimer timer;
     timer.start();
+    std::vector<std::byte> devices;
+    EXPECT_EQ(server.getPropertyData(kAudioObjectSystemObject, {fourCC("dev#")}, {}, devices),
+              kAudioHardwareNotRunningError);
     EXPECT_THAT(deviceList(server), IsEmpty());
     EXPECT_EQ(setDefault(server, fourCC("dOut"), 2), kAudioHardwareNotRunningError);
     AudioObjectID device = 0;
