@@ -1,7 +1,9 @@
 #include "Composition.h"
 
+#include <Foundation/MainQueue.h>
 #include <Network/ApiBase.h>
 #include <Speech/SpeechEndpoint.h>
+#include <Tools/MicroManagement.h>
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/TimerManager.h>
 
@@ -21,6 +23,13 @@ HttpDatas::Hooks requestHooks(const Composition::Hooks& hooks) {
     return result;
 }
 
+// Later: the microphone is looked at just before the session's window opens, and the text belongs over that.
+MicroManagement::Hooks microphoneHooks() {
+    MicroManagement::Hooks result;
+    result.showError = [](const QString& text) { onMain([text] { ProgressHUD::shared().toast(text); }); };
+    return result;
+}
+
 } // namespace
 
 Composition::Composition(Settings& settings, const LocalTrust& trust, Hooks hooks)
@@ -29,6 +38,7 @@ Composition::Composition(Settings& settings, const LocalTrust& trust, Hooks hook
     , http_(settings, trust, requestHooks(hooks)) {
     HttpDatas::install(&http_);
     SpeechEndpoint::setLocalTrust(trust);
+    MicroManagement::setHooks(microphoneHooks());
 }
 
 void Composition::languageList(int source, std::function<void(std::vector<LanguageListModel>)> received) {
