@@ -1,6 +1,7 @@
 #include "SessionRun.h"
 
 #include "Composition.h"
+#include "WatchedSource.h"
 
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
@@ -18,8 +19,8 @@ namespace {
 constexpr int statusDone = 0;
 constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
-// Recognition ends a sentence half a second after it was spoken; the rest is for slow machines.
-constexpr int quietMilliseconds = 2'500;
+// Recognition ends a sentence half a second after it was spoken; the rest is for slow machines and a reconnect.
+constexpr int quietMilliseconds = 4'000;
 // What an answer may take from one piece to the next once the sound is over.
 constexpr int answerMilliseconds = 60'000;
 // A request for a token gives up after 30 seconds; so many are made before the session goes on without one.
@@ -102,12 +103,26 @@ void SessionRun::loadLanguages() {
 
 void SessionRun::openSession() {
     prepareSound();
-    window_ = composition_->openSession(capture(), router());
+    window_ = composition_->openSession(watchedCapture(), router());
     controller_ = window_->controller();
     window_->installEventFilter(this);
     observe();
     window_->show();
     quiet_.start(startMilliseconds);
+}
+
+CaptureSourceFactory SessionRun::watchedCapture() {
+    return [self = QPointer<SessionRun>(this), factory = capture()]() -> std::unique_ptr<CaptureSource> {
+        return std::make_unique<WatchedSource>(factory(), [self](const QString& problem) {
+            onMain(self, [self, problem] { self->soundFailed(problem); });
+        });
+    };
+}
+
+void SessionRun::soundFailed(const QString& problem) {
+    soundFailed_ = true;
+    report_.problem(problem);
+    soundEnded();
 }
 
 // The session goes on without a token, but nobody is served by waiting once its requests have failed.
@@ -207,7 +222,7 @@ bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
 // After the window's own close sequence, which stops its services in the background.
 void SessionRun::putAway() {
     waitForBackground();
-    const bool ran = heard_.isValid() && !recognitionFailed_;
+    const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_;
     report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
     onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
 }

@@ -58,6 +58,8 @@ private:
     void loadLanguages();
     void openSession();
     void observe();
+    CaptureSourceFactory watchedCapture();
+    void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
     void settleSoon();
     void settle();
@@ -83,6 +85,7 @@ private:
     int rows_ = 0;
     int failedRequests_ = 0;
     bool soundOver_ = false;
+    bool soundFailed_ = false;
     bool recognitionFailed_ = false;
     bool closing_ = false;
 };
