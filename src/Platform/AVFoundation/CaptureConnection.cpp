@@ -20,8 +20,6 @@ void onDeadline(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeva
     deadline->connection->wake();
 }
 
-void onContextState(pa_context* /*context*/, void* data) { static_cast<CaptureConnection*>(data)->wake(); }
-
 struct SourceQuery {
     CaptureConnection* connection;
     std::optional<PulseSource> found;
@@ -31,7 +29,7 @@ struct SourceQuery {
 void onSource(pa_context* /*context*/, const pa_source_info* info, int last, void* data) {
     auto* query = static_cast<SourceQuery*>(data);
     if (info)
-        query->found = PulseSource{info->sample_spec, info->channel_map};
+        query->found = CaptureConnection::sourceOf(*info);
     query->done = query->done || last != 0;
     query->connection->wake();
 }
@@ -52,10 +50,29 @@ CaptureConnection::CaptureConnection()
 CaptureConnection::~CaptureConnection() {
     {
         const Lock lock(*this);
-        pa_context_set_state_callback(context_.get(), nullptr, nullptr);
-        pa_context_disconnect(context_.get());
+        releaseContext();
     }
     pa_threaded_mainloop_stop(loop_.get());
+}
+
+void CaptureConnection::releaseContext() {
+    pa_context_set_state_callback(context_.get(), nullptr, nullptr);
+    pa_context_set_subscribe_callback(context_.get(), nullptr, nullptr);
+    pa_context_disconnect(context_.get());
+}
+
+void CaptureConnection::onContextState(pa_context* /*context*/, void* data) {
+    auto* self = static_cast<CaptureConnection*>(data);
+    if (self->stateChanged_)
+        self->stateChanged_();
+    self->wake();
+}
+
+void CaptureConnection::reconnect() {
+    releaseContext();
+    context_.reset(pa_context_new(pa_threaded_mainloop_get_api(loop_.get()), "Parlowen"));
+    pa_context_set_state_callback(context_.get(), onContextState, this);
+    pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
 }
 
 std::unique_ptr<CaptureConnection> CaptureConnection::open(QString* error, int* code, Start start) {
@@ -101,6 +118,12 @@ int CaptureConnection::lastErrorCode() const {
 }
 
 QString CaptureConnection::lastError() const { return QString::fromUtf8(pa_strerror(lastErrorCode())); }
+
+PulseSource CaptureConnection::sourceOf(const pa_source_info& info) {
+    const char* description = info.description ? info.description : info.name;
+    return {QString::fromUtf8(info.name), QString::fromUtf8(description), info.monitor_of_sink != PA_INVALID_INDEX,
+            info.sample_spec, info.channel_map};
+}
 
 std::optional<PulseSource> CaptureConnection::defaultSource(QString* error) {
     const Lock lock(*this);

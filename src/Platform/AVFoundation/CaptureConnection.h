@@ -4,13 +4,17 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <pulse/pulseaudio.h>
 
 namespace parlowen {
 
-/// The sound that a source of the audio server gives by itself.
+/// A source of the audio server, and the sound that it gives by itself.
 struct PulseSource {
+    QString name;
+    QString description;    ///< for people; the name when the server has none
+    bool isMonitor = false; ///< it gives what a sink plays
     pa_sample_spec spec{};
     pa_channel_map map{};
 };
@@ -32,6 +36,15 @@ public:
 
     /// The current default source; none when there is no source, and the error text says why.
     std::optional<PulseSource> defaultSource(QString* error);
+    static PulseSource sourceOf(const pa_source_info& info);
+
+    /// Called, under the lock, on the connection's thread whenever the context's state changes. Set it under the lock.
+    void onStateChange(std::function<void()> hook) { stateChanged_ = std::move(hook); }
+    /// Gives up the context, with all that belongs to it, and begins to connect a new one. Under the lock, on the
+    /// connection's thread, and never from a callback of the context.
+    void reconnect();
+    /// Under the lock.
+    bool isUp() const;
 
     /// Holds the connection's thread off while it lives; needed around every call of the library.
     class Lock {
@@ -51,6 +64,7 @@ public:
     void wake();
 
     pa_context* context() const { return context_.get(); }
+    pa_mainloop_api* loopApi() const { return pa_threaded_mainloop_get_api(loop_.get()); }
     /// What the library said last: its error code, and that in English.
     int lastErrorCode() const;
     QString lastError() const;
@@ -65,10 +79,12 @@ private:
 
     CaptureConnection();
     bool connect(Start start);
-    bool isUp() const;
+    static void onContextState(pa_context* context, void* data);
+    void releaseContext();
 
     std::unique_ptr<pa_threaded_mainloop, FreeLoop> loop_;
     std::unique_ptr<pa_context, FreeContext> context_;
+    std::function<void()> stateChanged_;
 };
 
 } // namespace parlowen

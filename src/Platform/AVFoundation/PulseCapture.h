@@ -6,9 +6,11 @@
 
 namespace parlowen {
 
+class PulseRecording;
+
 /// Captures from the audio server's default source, as 32-bit float, interleaved, at the source's own rate and channel
-/// count within 8 to 192 kHz and 8 channels; beyond these the server converts. Follows the default source when it
-/// changes.
+/// count within 8 to 192 kHz and 8 channels; beyond these the server converts. Goes on in that format with whatever is
+/// the default source when it changes or goes, or when the server ends and comes back: see PulseRecording.
 class PulseCapture : public CaptureSource {
 public:
     PulseCapture();
@@ -21,12 +23,11 @@ public:
     void stop() override;
 
 private:
-    class Recording;
     struct Input;
     std::optional<QString> lookUp();
 
-    std::unique_ptr<Input> input_;         ///< the server's default source as last looked up
-    std::unique_ptr<Recording> recording_; ///< ends before its connection in input_
+    std::unique_ptr<Input> input_;              ///< the server's default source as last looked up
+    std::unique_ptr<PulseRecording> recording_; ///< ends before its connection in input_
 };
 
 } // namespace parlowen

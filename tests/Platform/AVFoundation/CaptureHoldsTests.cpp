@@ -1,0 +1,226 @@
+#include <AVFoundation/CaptureSource.h>
+#include <gmock/gmock.h>
+#include <support/CapturedLog.h>
+#include <support/PrivatePipeWire.h>
+#include <support/PrivatePulseAudio.h>
+#include <support/ServerSound.h>
+#include <support/WaitFor.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <mutex>
+#include <optional>
+
+namespace parlowen::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::Values;
+
+/// The call's sink, another one of another shape, and a source that is no monitor though it gives the call's sound.
+const QStringList devices{
+    QStringLiteral(
+        "module-null-sink sink_name=call rate=48000 channels=2 norewinds=1 sink_properties=device.description=Call"),
+    QStringLiteral(
+        "module-null-sink sink_name=other rate=44100 channels=1 norewinds=1 sink_properties=device.description=Other"),
+    QStringLiteral("module-remap-source master=call.monitor source_name=mic "
+                   "source_properties=device.description=Mic")};
+
+QString control(const QStringList& arguments) {
+    QProcess pactl;
+    pactl.start(QStringLiteral("pactl"), arguments);
+    EXPECT_TRUE(pactl.waitForFinished() && pactl.exitCode() == 0) << pactl.readAllStandardError().toStdString();
+    return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
+}
+
+/// Seconds of the longest gap that the log tells of; none when it tells of none.
+std::optional<double> longestGap(const CapturedLog& log) {
+    std::optional<double> longest;
+    for (const QString& line : log.linesWith(QStringLiteral("[capture] 声音中断 ")))
+        longest = std::max(longest.value_or(0), line.section(u' ', 2, 2).toDouble());
+    return longest;
+}
+
+/// Listens to what a capture delivers.
+class Listener {
+public:
+    CaptureSource::Sink sink() {
+        return [this](const std::shared_ptr<AVAudioPCMBuffer>& buffer) { take(*buffer); };
+    }
+
+    /// Whether sound comes within the bound; what came before does not count.
+    bool hearsSound(int milliseconds = 10'000) {
+        loud_ = false;
+        return waitFor([this] { return loud_.load(); }, milliseconds);
+    }
+
+    bool hearsSilence() {
+        quiet_ = false;
+        return waitFor([this] { return quiet_.load(); });
+    }
+
+    /// Seconds of sound more than seconds passed, from the first buffer on.
+    double surplus() const {
+        const std::lock_guard lock(mutex_);
+        const std::chrono::duration<double> passed = last_ - first_;
+        return static_cast<double>(framesAfterFirst_) / rate_ - passed.count();
+    }
+
+private:
+    void take(const AVAudioPCMBuffer& buffer) {
+        const auto now = std::chrono::steady_clock::now();
+        const float* samples = buffer.floatChannelData(0);
+        const bool loud =
+            std::any_of(samples, samples + buffer.frameLength(), [](float sample) { return std::abs(sample) > 0.1F; });
+        (loud ? loud_ : quiet_) = true;
+        const std::lock_guard lock(mutex_);
+        rate_ = buffer.format().sampleRate();
+        framesAfterFirst_ += first_ == Clock::time_point() ? 0 : buffer.frameLength();
+        first_ = first_ == Clock::time_point() ? now : first_;
+        last_ = now;
+    }
+
+    using Clock = std::chrono::steady_clock;
+    std::atomic<bool> loud_ = false, quiet_ = false;
+    mutable std::mutex mutex_;
+    Clock::time_point first_, last_;
+    std::size_t framesAfterFirst_ = 0;
+    double rate_ = 1;
+};
+
+class CaptureHoldsTest : public ::testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override {
+        if (GetParam() == std::string("PipeWire"))
+            server = std::make_unique<PrivatePipeWire>(devices);
+        else
+            server = std::make_unique<PrivatePulseAudio>(devices);
+        ASSERT_TRUE(server->isReady()) << server->output().toStdString();
+    }
+
+    void capture(const QString& input) {
+        makeDefault(input);
+        source = defaultInputCapture()();
+        format = source->format();
+        ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+        ASSERT_TRUE(listener.hearsSilence());
+    }
+
+    static void makeDefault(const QString& input) {
+        control({QStringLiteral("set-default-source"), input});
+        ASSERT_TRUE(waitFor([&] { return control({QStringLiteral("get-default-source")}) == input; }));
+    }
+
+    static void unplug(const QString& sink) {
+        const QStringList modules = control({"list", "short", "modules"}).split(u'\n');
+        for (const QString& module : modules) {
+            if (module.contains("sink_name=" + sink))
+                control({QStringLiteral("unload-module"), module.section(u'\t', 0, 0)});
+        }
+    }
+
+    bool logged(const QString& start) {
+        return waitFor([&] { return !log.linesWith(start).isEmpty(); });
+    }
+
+    PlayedTone tone(const QString& sink) const { return PlayedTone(server->address(), sink); }
+
+    CapturedLog log;
+    std::unique_ptr<PrivateAudioServer> server;
+    Listener listener;
+    std::unique_ptr<CaptureSource> source; ///< stops before what it needs goes
+    std::optional<AVAudioFormat> format;
+};
+
+INSTANTIATE_TEST_SUITE_P(On, CaptureHoldsTest, Values("PulseAudio", "PipeWire"),
+                         [](const auto& kind) { return std::string(kind.param); });
+
+TEST_P(CaptureHoldsTest, GoesToTheNewDefaultAndSaysWhenItIsOfAnotherKind) {
+    capture(QStringLiteral("call.monitor"));
+    EXPECT_EQ(log.lines().last(), QStringLiteral("[capture] 正在监听：Monitor of Call（系统声音）"));
+    {
+        const PlayedTone sound = tone(QStringLiteral("other"));
+        makeDefault(QStringLiteral("other.monitor"));
+        EXPECT_TRUE(listener.hearsSound());
+        EXPECT_EQ(source->format(), format);
+        EXPECT_EQ(log.linesWith(QStringLiteral("[capture] 正在监听：")).last(),
+                  QStringLiteral("[capture] 正在监听：Monitor of Other（系统声音）"));
+        EXPECT_EQ(log.linesWith(QStringLiteral("[capture] ⚠️")), QStringList());
+    }
+    const PlayedTone sound = tone(QStringLiteral("call"));
+    makeDefault(QStringLiteral("mic"));
+    EXPECT_TRUE(logged(QStringLiteral("[capture] 正在监听：Mic（麦克风）")));
+    EXPECT_THAT(log.lines(),
+                Contains(QStringLiteral("[capture] ⚠️ 输入类型已改变：系统声音 → 麦克风")));
+    EXPECT_TRUE(listener.hearsSound());
+    EXPECT_LT(longestGap(log).value_or(0), 1);
+    EXPECT_LT(std::abs(listener.surplus()), 0.5);
+}
+
+TEST_P(CaptureHoldsTest, GoesOnWhenItsDeviceIsUnplugged) {
+    capture(QStringLiteral("other.monitor"));
+    const PlayedTone sound = tone(QStringLiteral("call"));
+    unplug(QStringLiteral("other"));
+    EXPECT_TRUE(listener.hearsSound()) << log.lines().join(u'\n').toStdString();
+    EXPECT_EQ(log.linesWith(QStringLiteral("[capture] 正在监听：")).size(), 2);
+    EXPECT_EQ(log.linesWith(QStringLiteral("[capture] ❌ 输入设备已断开：Monitor of Other")).size(), 1);
+    ASSERT_TRUE(longestGap(log).has_value());
+    EXPECT_LT(*longestGap(log), 1);
+    EXPECT_LT(std::abs(listener.surplus()), 0.5);
+}
+
+TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestarts) {
+    capture(QStringLiteral("call.monitor"));
+    for (int round = 1; round <= 3; ++round) {
+        ASSERT_TRUE(server->restart()) << server->output().toStdString();
+        {
+            const PlayedTone call = tone(QStringLiteral("call"));
+            const PlayedTone other = tone(QStringLiteral("other"));
+            EXPECT_TRUE(listener.hearsSound()) << log.lines().join(u'\n').toStdString();
+        }
+        EXPECT_EQ(log.linesWith(QStringLiteral("❌ 录音中断，音频服务已断开")).size(), round);
+        EXPECT_GE(log.linesWith(QStringLiteral("[capture] 声音中断 ")).size(), round);
+        EXPECT_TRUE(listener.hearsSilence());
+    }
+    EXPECT_LT(std::abs(listener.surplus()), 0.5) << log.lines().join(u'\n').toStdString();
+}
+
+TEST_P(CaptureHoldsTest, KeepsTheClockWithSilenceAndStopsWhileTheServerIsAway) {
+    capture(QStringLiteral("call.monitor"));
+    server->kill();
+    ASSERT_TRUE(logged(QStringLiteral("❌ 录音中断，音频服务已断开")));
+    EXPECT_TRUE(listener.hearsSilence()) << "the sink still hears the clock pass";
+    source->stop();
+    EXPECT_NE(source->start(1024, listener.sink()), std::nullopt);
+    ASSERT_TRUE(server->restart()) << server->output().toStdString();
+    for (int round = 0; round < 3; ++round) {
+        Listener own;
+        ASSERT_EQ(source->start(1024, own.sink()), std::nullopt);
+        ASSERT_TRUE(server->restart());
+        source->stop();
+    }
+}
+
+TEST(CaptureHoldsWithoutAnyInput, WaitsForOneToBePluggedIn) {
+    PrivatePulseAudio server;
+    ASSERT_TRUE(server.isReady()) << server.output().toStdString();
+    const CapturedLog log;
+    Listener listener;
+    const std::unique_ptr<CaptureSource> source = defaultInputCapture()();
+    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    ASSERT_TRUE(listener.hearsSilence());
+    control({QStringLiteral("unload-module"), QStringLiteral("module-null-sink")});
+    const QString nothing = QStringLiteral("[capture] ⚠️ 没有可用的输入设备，等待接入");
+    EXPECT_TRUE(waitFor([&] { return log.lines().contains(nothing); })) << log.lines().join(u'\n').toStdString();
+    EXPECT_EQ(log.linesWith(QStringLiteral("[capture] ❌ 输入设备已断开：")).size(), 1);
+    EXPECT_TRUE(holdsFor([&] { return log.linesWith(nothing).size() == 1; }, 500));
+    control({QStringLiteral("load-module"), QStringLiteral("module-null-sink"), QStringLiteral("sink_name=new"),
+             QStringLiteral("rate=16000")});
+    const PlayedTone sound(server.address(), QStringLiteral("new"));
+    EXPECT_TRUE(listener.hearsSound());
+}
+
+} // namespace
+} // namespace parlowen::testing

@@ -1,0 +1,79 @@
+#include <AVFoundation/CaptureTimeline.h>
+#include <gtest/gtest.h>
+
+#include "Sounds.h"
+
+namespace parlowen::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t frames = 480; ///< ten milliseconds
+
+class CaptureTimelineTest : public ::testing::Test {
+protected:
+    double sound(CaptureTimeline::Time now) {
+        const std::vector<float> ones(frames, 1.F);
+        const double missed = timeline.arrive(frames, now);
+        timeline.append(ones.data(), frames);
+        return missed;
+    }
+
+    /// Sound is 1, the silence between is 0; 10 ms a letter.
+    std::string heard() {
+        std::string text;
+        for (const Buffer& buffer : collector.buffers())
+            text += buffer->floatChannelData(0)[0] > 0.5F ? '1' : '0';
+        return text;
+    }
+
+    Collector collector;
+    CaptureTimeline timeline{floatFormat(48000, 1), frames,
+                             [this](Buffer buffer) { collector.take(std::move(buffer)); }};
+};
+
+TEST_F(CaptureTimelineTest, PutsInTheSilenceThatIsMissingAsTimePassesAndTheRestWhenSoundIsBack) {
+    EXPECT_EQ(sound(5s), 0);
+    EXPECT_EQ(sound(5s + 10ms), 0);
+    timeline.interrupt();
+    timeline.fill(5s + 100ms);
+    EXPECT_EQ(heard(), "11") << "sound may still be on its way";
+    timeline.fill(5s + 140ms);
+    EXPECT_EQ(heard(), "11000");
+    EXPECT_TRUE(timeline.isInterrupted());
+    EXPECT_NEAR(sound(5s + 220ms), 0.2, 1e-4);
+    EXPECT_FALSE(timeline.isInterrupted());
+    EXPECT_EQ(heard(), "11" + std::string(20, '0') + "1");
+    EXPECT_EQ(sound(5s + 230ms), 0);
+}
+
+TEST_F(CaptureTimelineTest, MissesNothingBeforeTheFirstSoundNorWhenItComesInBursts) {
+    timeline.interrupt();
+    timeline.fill(30s);
+    EXPECT_EQ(sound(40s), 0);
+    timeline.fill(41s + 900ms);
+    EXPECT_EQ(sound(41s + 950ms), 0) << "a source that is slow is not one that gives nothing";
+    EXPECT_EQ(heard(), "11");
+}
+
+TEST_F(CaptureTimelineTest, TakesASourceThatGivesNothingForSilentInTheEnd) {
+    sound(1s);
+    timeline.fill(4s);
+    EXPECT_EQ(heard(), "1" + std::string(290, '0'));
+    EXPECT_NEAR(sound(4s + 10ms), 3.0, 1e-4);
+}
+
+TEST_F(CaptureTimelineTest, LosesNoTimeOverManyGaps) {
+    CaptureTimeline::Time now = 1s;
+    sound(now);
+    for (int gap = 0; gap < 1000; ++gap) {
+        timeline.interrupt();
+        for (int tick = 0; tick < 3; ++tick)
+            timeline.fill(now += 33'333us);
+        sound(now += 7us);
+    }
+    EXPECT_NEAR(static_cast<double>(heard().size()) / 100, static_cast<double>((now - 1s).count()) / 1e6, 0.05);
+}
+
+} // namespace
+} // namespace parlowen::testing
