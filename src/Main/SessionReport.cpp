@@ -24,7 +24,7 @@ TextReport::TextReport(Write write, Clock clock)
 
 void TextReport::line(const QString& text) { write_(text.toUtf8() + '\n'); }
 
-void TextReport::started(const QString& file) { line(QStringLiteral("Rehearsing %1").arg(file)); }
+void TextReport::started(const QString& file) { line(QStringLiteral("Listening to %1").arg(file)); }
 
 void TextReport::partial(int, const QString&, const QString&) {}
 

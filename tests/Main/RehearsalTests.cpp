@@ -2,12 +2,8 @@
 #include <Network/Settings.h>
 #include <gmock/gmock.h>
 
-#include <QDir>
 #include <QFile>
 #include <QImage>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <csignal>
@@ -15,104 +11,20 @@
 #include <set>
 #include <vector>
 
-#include "support/WaitFor.h"
+#include "support/ProgramRun.h"
 #include "support/WordErrorRate.h"
 
 namespace parlowen {
 namespace {
 
-using parlowen::testing::waitFor;
-
-const QString program = QStringLiteral(PARLOWEN_BINARY_DIR "/bin/parlowen");
-const QString sampleFolder = QStringLiteral(PARLOWEN_SOURCE_DIR "/resources/sample-interview/");
-const QString sample = sampleFolder + QStringLiteral("sample-interview.wav");
-
-struct Event {
-    QString kind;
-    QString text;
-    int row = 0;
-    QString translation;
-};
-
-/// One run of the program with a home of its own.
-class ProgramRun {
-public:
-    explicit ProgramRun(const QStringList& arguments, const QMap<QString, QString>& variables = {}) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"}) {
-            QDir().mkpath(home.filePath(QLatin1String(name)));
-            environment.insert(QLatin1String(name), home.filePath(QLatin1String(name)));
-        }
-        for (auto it = variables.begin(); it != variables.end(); ++it)
-            environment.insert(it.key(), it.value());
-        process.setProcessEnvironment(environment);
-        process.start(program, arguments);
-    }
-
-    /// The exit status; -1 when it crashed or did not end within the bound.
-    int finish(int milliseconds = 120'000) {
-        if (!process.waitForFinished(milliseconds) || process.exitStatus() != QProcess::NormalExit)
-            return -1;
-        read();
-        return process.exitCode();
-    }
-
-    void read() {
-        output += process.readAllStandardOutput();
-        errors += process.readAllStandardError();
-    }
-
-    std::vector<Event> events() {
-        read();
-        std::vector<Event> result;
-        for (const QByteArray& line : output.split('\n')) {
-            const QJsonObject object = QJsonDocument::fromJson(line).object();
-            if (!object.isEmpty())
-                result.push_back({object["kind"].toString(), object["text"].toString(), object["row"].toInt(),
-                                  object["translation"].toString()});
-        }
-        return result;
-    }
-
-    std::vector<Event> events(const QString& kind) {
-        std::vector<Event> result = events();
-        std::erase_if(result, [&kind](const Event& event) { return event.kind != kind; });
-        return result;
-    }
-
-    QTemporaryDir home;
-    QProcess process;
-    QByteArray output;
-    QByteArray errors;
-};
+using namespace ::parlowen::testing;
 
 QStringList rehearsal(const QString& file, const QStringList& more = {}) {
     return QStringList{"--rehearse", file, "--headless", "--json"} + more;
 }
 
-QByteArray contents(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// The first seconds of the sample interview, as a file of its own: about one question.
-QString shortRecording(const QTemporaryDir& folder, int seconds = 8) {
-    const QString path = folder.filePath(QStringLiteral("short.wav"));
-    QByteArray wave = contents(sample).left(44 + seconds * 32'000);
-    const auto patch = [&wave](int at, quint32 value) {
-        for (int i = 0; i < 4; ++i)
-            wave[at + i] = static_cast<char>(value >> (8 * i));
-    };
-    patch(4, static_cast<quint32>(wave.size() - 8));
-    patch(40, static_cast<quint32>(wave.size() - 44));
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(wave);
-    return path;
-}
-
 TEST(RehearsalTest, TheSampleBecomesSixQuestionsWithAnAnswerEach) {
-    ProgramRun run(rehearsal(sample));
+    ProgramRun run(rehearsal(sampleInterview));
     ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.right(2000).toStdString();
 
     std::string heard;
@@ -120,7 +32,7 @@ TEST(RehearsalTest, TheSampleBecomesSixQuestionsWithAnAnswerEach) {
         heard += row.text.toStdString() + " ";
     EXPECT_EQ(run.events(QStringLiteral("row")).size(), 6U);
     const std::string reference = contents(sampleFolder + QStringLiteral("sample-interview.txt")).toStdString();
-    const double rate = parlowen::testing::wordErrorRate(reference, heard);
+    const double rate = wordErrorRate(reference, heard);
     RecordProperty("word_error_rate_percent", std::to_string(100 * rate));
     EXPECT_LE(rate, 0.12) << heard;
 
@@ -188,7 +100,7 @@ TEST(RehearsalTest, AFileThatIsNoSoundIsRefusedBeforeAnythingStarts) {
         ProgramRun run(rehearsal(file));
         EXPECT_EQ(run.finish(10'000), 2) << file.toStdString();
         EXPECT_EQ(run.events(QStringLiteral("problem")).size(), 1U);
-        EXPECT_FALSE(QFile::exists(run.home.filePath(QStringLiteral("XDG_DATA_HOME/parlowen-service"))));
+        EXPECT_FALSE(QFile::exists(run.home->filePath(QStringLiteral("XDG_DATA_HOME/parlowen-service"))));
     }
 }
 
@@ -215,7 +127,7 @@ TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) 
     };
     ProgramRun polite(rehearsal(file));
     ASSERT_TRUE(heardSomething(polite)) << polite.errors.toStdString();
-    ::kill(static_cast<pid_t>(polite.process.processId()), SIGINT);
+    polite.signal(SIGINT);
     EXPECT_EQ(polite.finish(20'000), 0);
     EXPECT_EQ(polite.events(QStringLiteral("ended")).size(), 1U);
 
