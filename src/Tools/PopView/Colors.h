@@ -11,6 +11,13 @@ QColor hexColor(std::uint32_t value, double alpha = 1);
 namespace theme {
 
 inline constexpr std::uint32_t accent = 0x19CFAE;        ///< primary buttons, row numbers, selections
+inline constexpr std::uint32_t cardBorder = 0x65D6C4;    ///< borders of option cards
+inline constexpr std::uint32_t secondary = 0xD7F2F2;     ///< secondary ("cancel") buttons
+inline constexpr std::uint32_t pale = 0xEEF2F3;          ///< a further light shade of the same family
+inline constexpr std::uint32_t topBar = 0xF2FAF8;        ///< background of the top bar
+inline constexpr std::uint32_t darkText = 0x333333;      ///< headings on a light ground
+inline constexpr std::uint32_t midGrey = 0x666666;       ///< text of second rank
+inline constexpr std::uint32_t lightGrey = 0xB2B2B2;     ///< hints, what is switched off
 inline constexpr std::uint32_t darkGrey = 0x555555;      ///< thin borders on a dark window
 inline constexpr std::uint32_t sessionWindow = 0x1D1E1F; ///< background of the session window, before its alpha
 

@@ -1,5 +1,6 @@
 #include "MouseTracker.h"
 
+#include <QCursor>
 #include <QEvent>
 #include <QWidget>
 #include <utility>
@@ -12,15 +13,22 @@ MouseTracker* MouseTracker::attach(QWidget* view, Observer observer, unsigned op
 
 MouseTracker::MouseTracker(QWidget* view, Observer observer, unsigned option)
     : QObject(view)
+    , view_(view)
     , observer_(std::move(observer))
     , option_(option) {
     view->installEventFilter(this);
+    if (view->isVisible())
+        checkPointer();
 }
 
 bool MouseTracker::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
     case QEvent::Enter:
         report(MouseMoveEvent::entered);
+        break;
+    case QEvent::Show:
+    case QEvent::Resize:
+        checkPointer();
         break;
     case QEvent::Hide: // a view that goes away under the pointer gets no leave event
         if (event_ == MouseMoveEvent::entered)
@@ -37,6 +45,11 @@ bool MouseTracker::eventFilter(QObject* watched, QEvent* event) {
         break;
     }
     return QObject::eventFilter(watched, event);
+}
+
+void MouseTracker::checkPointer() {
+    const bool inside = view_->rect().contains(view_->mapFromGlobal(QCursor::pos()));
+    report(inside ? MouseMoveEvent::entered : MouseMoveEvent::exited);
 }
 
 void MouseTracker::report(MouseMoveEvent event) {

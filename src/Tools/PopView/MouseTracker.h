@@ -12,7 +12,8 @@ enum class MouseMoveEvent { exited, entered };
 /// Bits of `MouseTracker::option`.
 enum MouseTrackOption : unsigned { mouseDownExits = 1U };
 
-/// Reports when the pointer enters and leaves a view. It lives as a child of the view and ends with it. Main thread.
+/// Reports when the pointer enters and leaves a view, and where it is whenever the view is shown or resized. It lives
+/// as a child of the view and ends with it. Main thread.
 class MouseTracker : public QObject {
     Q_OBJECT
 public:
@@ -29,8 +30,10 @@ protected:
 
 private:
     MouseTracker(QWidget* view, Observer observer, unsigned option);
+    void checkPointer();
     void report(MouseMoveEvent event);
 
+    QWidget* view_;
     Observer observer_;
     unsigned option_;
     MouseMoveEvent event_ = MouseMoveEvent::exited;

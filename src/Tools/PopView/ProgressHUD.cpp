@@ -1,48 +1,38 @@
 #include "ProgressHUD.h"
 
+#include "ProgressHUDIcon.h"
+#include "ProgressHUDWindow.h"
 #include "SystemFont.h"
+#include "ViewFader.h"
 
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 
 #include <QApplication>
-#include <QEvent>
-#include <QGraphicsOpacityEffect>
 #include <QLabel>
-#include <QPainter>
 #include <algorithm>
 #include <utility>
 
+/// What the overlay shows and when; how it looks and takes clicks is in ProgressHUDView.cpp.
 namespace parlowen {
 
 namespace {
 
-constexpr int fadeMilliseconds = 200;
+constexpr double fadeSeconds = 0.2;
 
 } // namespace
 
 ProgressHUD::ProgressHUD()
     : statusLabel_(new QLabel(this))
-    , fade_(new QGraphicsOpacityEffect(this)) {
+    , fader_(new ViewFader(this, 0))
+    , windowController_(std::make_unique<ProgressHUDWindow>()) {
     setVisible(false);
-    setAttribute(Qt::WA_TransparentForMouseEvents);
     setFocusPolicy(Qt::NoFocus);
+    setAttribute(Qt::WA_NoMousePropagation);
     setFont(systemFont(18));
-    fade_->setOpacity(0);
-    setGraphicsEffect(fade_);
-    animation_.setTargetObject(fade_);
-    animation_.setPropertyName("opacity");
-    animation_.setDuration(fadeMilliseconds);
-    connect(&animation_, &QPropertyAnimation::finished, this, [this] {
-        if (const auto finished = std::exchange(fadeFinished_, {}))
-            finished();
-    });
     statusLabel_->setAlignment(Qt::AlignCenter);
     statusLabel_->setWordWrap(true);
     statusLabel_->setTextFormat(Qt::PlainText);
-    QPalette palette = statusLabel_->palette();
-    palette.setColor(QPalette::WindowText, QColor::fromRgbF(0.95F, 0.95F, 0.95F));
-    statusLabel_->setPalette(palette);
 }
 
 ProgressHUD::~ProgressHUD() = default;
@@ -58,27 +48,26 @@ ProgressHUD& ProgressHUD::shared() {
 
 QString ProgressHUD::status() const { return statusLabel_->text(); }
 
-double ProgressHUD::alpha() const { return fade_->opacity(); }
+double ProgressHUD::alpha() const { return fader_->alpha(); }
 
-void ProgressHUD::show(const QString& status, ProgressHUDMode mode) {
-    QWidget* container = containerView;
-    if (container == nullptr && mainWindowContent)
-        container = mainWindowContent();
+void ProgressHUD::show(const QString& status, const ProgressHUDMode& mode) {
+    QWidget* container = findContainer();
     if (container == nullptr)
         return;
     mode_ = mode;
-    if (!isVisibleTo(parentWidget()) || parentWidget() != container)
+    if (isHidden() || parentWidget() != container)
         enter(container);
-    statusLabel_->setFont(font());
-    statusLabel_->setText(status);
+    updateIndicator();
+    updateStatus(status);
     layoutBox();
     appear(true);
 }
 
 void ProgressHUD::hide(bool animated) {
     post("willDisappear");
+    useAnimation_ = animated;
     ++scheduled_;
-    fadeTo(0, animated, [this] { finishHiding(); });
+    fadeTo(0, [this] { finishHiding(); });
 }
 
 void ProgressHUD::hideDelayed(int argument) {
@@ -93,98 +82,92 @@ void ProgressHUD::performHideDelayed(int argument, double afterSeconds) {
     });
 }
 
-void ProgressHUD::toast(const QString& text) {
-    show(text, ProgressHUDMode::text);
+void ProgressHUD::toast(const QString& text) { showForAWhile(text, ProgressHUDMode::text); }
+
+void ProgressHUD::error(const QString& text) { showForAWhile(text, ProgressHUDMode::error); }
+
+void ProgressHUD::showForAWhile(const QString& text, ProgressHUDMode::Kind kind) {
+    show(text, kind);
     performHideDelayed(1, toastSeconds(text));
 }
 
-double ProgressHUD::toastSeconds(const QString& text) {
+double ProgressHUD::toastSeconds(const QString& text) const {
     const auto characters = static_cast<double>(text.toUcs4().size());
-    return std::clamp(0.5 + 0.06 * characters, 2.0, 5.0);
+    return std::max(minimumDismissTimeInterval, std::min(maximumDismissTimeInterval, 0.5 + 0.06 * characters));
 }
 
-void ProgressHUD::enter(QWidget* container) {
-    leaveContainer();
-    setParent(container);
-    setGeometry(container->rect());
-    container->installEventFilter(this);
-    // A container takes its children with it; the overlay outlives it.
-    connect(container, &QObject::destroyed, this, [this] {
-        setParent(nullptr);
-        ++scheduled_;
-        fadeTo(0, false, [this] { finishHiding(); });
-    });
-}
-
-void ProgressHUD::leaveContainer() {
-    if (QWidget* container = parentWidget()) {
-        container->removeEventFilter(this);
-        disconnect(container, nullptr, this, nullptr);
+void ProgressHUD::updateIndicator() {
+    if (indicator_ == nullptr || indicator_ != mode_.view())
+        removeIndicator();
+    if (mode_.isSpinner()) {
+        indicator_ = new QWidget;
+        indicator_->resize(progressIndicator_->size());
+        progressIndicator_->setParent(indicator_);
+        progressIndicator_->setVisible(true);
+        progressIndicator_->startAnimation();
+    } else if (mode_.isIcon()) {
+        indicator_ = new ProgressHUDIcon(mode_.kind(), style.foreground, spinnerSize);
+    } else if (mode_.view() != nullptr) {
+        indicator_ = mode_.view();
+        if (!indicator_->testAttribute(Qt::WA_Resized))
+            indicator_->adjustSize();
     }
-    setParent(nullptr);
+    if (indicator_) {
+        indicator_->setParent(this);
+        indicator_->setVisible(true);
+    }
+}
+
+void ProgressHUD::removeIndicator() {
+    if (progressIndicator_) {
+        progressIndicator_->stopAnimation();
+        progressIndicator_->setParent(this);
+    }
+    delete indicator_;
+}
+
+void ProgressHUD::updateStatus(const QString& status) {
+    QPalette palette = statusLabel_->palette();
+    palette.setColor(QPalette::WindowText, style.foreground);
+    statusLabel_->setPalette(palette);
+    statusLabel_->setFont(font());
+    statusLabel_->setText(status);
 }
 
 void ProgressHUD::appear(bool animated) {
     post("willAppear");
+    useAnimation_ = animated;
+    setAttribute(Qt::WA_TransparentForMouseEvents, maskType.passesClicks);
+    update();
     setVisible(true);
     raise();
-    update();
-    fadeTo(1, animated, [this] { post("didAppear"); });
+    fadeTo(1, [this] { post("didAppear"); });
 }
 
-void ProgressHUD::fadeTo(double target, bool animated, std::function<void()> finished) {
-    animation_.stop();
-    fadeFinished_ = {};
-    if (!animated) {
-        fade_->setOpacity(target);
-        finished();
+void ProgressHUD::fadeTo(double alpha, std::function<void()> finished) {
+    if (useAnimation_) {
+        fader_->fadeTo(alpha, fadeSeconds, std::move(finished));
         return;
     }
-    fadeFinished_ = std::move(finished);
-    animation_.setStartValue(fade_->opacity());
-    animation_.setEndValue(target);
-    animation_.start();
+    fader_->setAlpha(alpha);
+    finished();
 }
 
 void ProgressHUD::finishHiding() {
+    if (progressIndicator_)
+        progressIndicator_->stopAnimation();
+    fader_->setAlpha(0);
     setVisible(false);
     leaveContainer();
     if (completionHandler)
         completionHandler();
-    statusLabel_->clear();
+    if (isHidden()) { // unless the handler has shown something else
+        removeIndicator();
+        statusLabel_->clear();
+        windowController_->close();
+    }
     post("didDisappear");
 }
-
-void ProgressHUD::layoutBox() {
-    const int maxWidth = std::max(1, width() - 4 * margin);
-    const QFontMetrics metrics(font());
-    const QSize text =
-        metrics.boundingRect(QRect(0, 0, maxWidth, height()), Qt::AlignCenter | Qt::TextWordWrap, status()).size();
-    const QSize label(std::min(maxWidth, text.width() + 10), text.height());
-    const QSize box(2 * margin + label.width(), 2 * margin + label.height());
-    QPoint center = rect().center();
-    if (position != ProgressHUDPosition::center)
-        center.ry() += (position == ProgressHUDPosition::bottom ? 1 : -1) * height() / 5;
-    box_ = QRect(QPoint(center.x() - box.width() / 2, center.y() - box.height() / 2), box);
-    statusLabel_->setGeometry(box_.adjusted(margin, margin, -margin, -margin));
-    update();
-}
-
-bool ProgressHUD::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::Resize && watched == parentWidget())
-        setGeometry(parentWidget()->rect());
-    return QWidget::eventFilter(watched, event);
-}
-
-void ProgressHUD::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor::fromRgbF(0, 0, 0, static_cast<float>(opacity)));
-    painter.drawRoundedRect(box_, cornerRadius, cornerRadius);
-}
-
-void ProgressHUD::resizeEvent(QResizeEvent*) { layoutBox(); }
 
 void ProgressHUD::post(const char* event) {
     NotificationCenter::shared().post(QStringLiteral("ProgressHUD.") + QLatin1String(event), this);

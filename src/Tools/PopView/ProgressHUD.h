@@ -1,22 +1,27 @@
 #pragma once
 
+#include "ProgressHUDLayout.h"
+#include "ProgressHUDTypes.h"
+#include "ProgressIndicatorLayer.h"
+
 #include <QPointer>
-#include <QPropertyAnimation>
 #include <QString>
 #include <QWidget>
 #include <functional>
+#include <memory>
 
-class QGraphicsOpacityEffect;
 class QLabel;
 
 namespace parlowen {
 
-enum class ProgressHUDMode { text };
-enum class ProgressHUDPosition { top, center, bottom };
+class ProgressHUDWindow;
+class ViewFader;
 
-/// The overlay for short messages: a rounded box with a line of text, laid over a container, faded in and out.
-/// It posts "ProgressHUD.willAppear", ".didAppear", ".willDisappear" and ".didDisappear" with itself as the object.
-/// Clicks go to what lies beneath. One instance serves the whole application. Main thread only.
+/// The overlay for short messages and busy signs: a rounded box with an optional indicator above a line of text, laid
+/// over a container, faded in and out. One instance serves the whole application. Main thread only.
+///
+/// It posts "ProgressHUD.willAppear", ".didAppear", ".willDisappear", ".didDisappear" and ".didReceiveMouseDownEvent"
+/// with itself as the object.
 class ProgressHUD : public QWidget {
     Q_OBJECT
 public:
@@ -26,55 +31,85 @@ public:
     /// The application's one overlay, made on first use; it goes with the application object.
     static ProgressHUD& shared();
 
-    /// Shows the text over the container; a message that is already shown is replaced at once. Does nothing without a
-    /// container. It never hides by itself.
-    void show(const QString& status, ProgressHUDMode mode);
+    /// Shows the text over the container; what is already shown is replaced at once, in its place. Does nothing without
+    /// a container. It never hides by itself.
+    void show(const QString& status, const ProgressHUDMode& mode);
     /// Hides, at once or with a fade of 0.2 s, and drops every scheduled `hideDelayed`.
     void hide(bool animated);
     /// Drops every scheduled request and hides: without a fade for 0, with it for anything else.
     void hideDelayed(int argument);
     /// Calls `hideDelayed` after so many seconds, unless a hide comes first. A later show does not drop it.
     void performHideDelayed(int argument, double afterSeconds);
+
     /// Shows the text and hides it with a fade after `toastSeconds`.
     void toast(const QString& text);
-    /// How long a toast stays: max(2, min(5, 0.5 + 0.06 × characters)) seconds.
-    static double toastSeconds(const QString& text);
+    /// The same with the mark of an error.
+    void error(const QString& text);
+    /// How long a toast stays: 0.5 + 0.06 × characters seconds, within the two intervals below.
+    double toastSeconds(const QString& text) const;
 
     /// What the last show was asked for.
-    ProgressHUDMode mode() const { return mode_; }
+    const ProgressHUDMode& mode() const { return mode_; }
     /// The text on screen; empty while hidden.
     QString status() const;
     /// 0 (hidden) to 1.
     double alpha() const;
+    /// The box, in the overlay's coordinates.
+    QRect box() const { return layout_.box; }
+    /// What stands above the text; null without it.
+    QWidget* indicator() const { return indicator_; }
+    /// The spinner made when the overlay last came up; null before.
+    ProgressIndicatorLayer* progressIndicator() const { return progressIndicator_; }
+    QLabel* statusLabel() const { return statusLabel_; }
 
+    // The look; a change counts from the next show on.
+    ProgressHUDStyle style = ProgressHUDStyle::dark();
+    ProgressHUDMaskType maskType = ProgressHUDMaskType::none();
+    ProgressHUDPosition position = ProgressHUDPosition::bottom;
+    double opacity = 0.9; ///< of the box
+    double spinnerSize = 60;
+    double margin = 18;
+    double padding = 4;
+    double cornerRadius = 15;
+
+    bool dismissible = false;                    ///< whether a click hides it
+    double minimumDismissTimeInterval = 2.0;     ///< seconds
+    double maximumDismissTimeInterval = 5.0;     ///< seconds
     QPointer<QWidget> containerView;             ///< where to show; without it `mainWindowContent` is asked
     std::function<QWidget*()> mainWindowContent; ///< the content of the application's main window; may give none
     std::function<void()> completionHandler;     ///< called once the overlay is gone
-    ProgressHUDPosition position = ProgressHUDPosition::bottom;
-    double opacity = 0.9; ///< of the box
-    int margin = 18;
-    int cornerRadius = 15;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
+    void showForAWhile(const QString& text, ProgressHUDMode::Kind kind);
+    QWidget* findContainer();
     void enter(QWidget* container);
     void leaveContainer();
+    void updateIndicator();
+    void removeIndicator();
+    void updateStatus(const QString& status);
     void appear(bool animated);
-    void fadeTo(double target, bool animated, std::function<void()> finished);
+    void fadeTo(double alpha, std::function<void()> finished);
     void finishHiding();
     void layoutBox();
+    void mouseDown();
     void post(const char* event);
 
-    ProgressHUDMode mode_ = ProgressHUDMode::text;
+    ProgressHUDMode mode_ = ProgressHUDMode::indeterminate;
+    ProgressHUDLayout layout_;
     QLabel* statusLabel_;
-    QGraphicsOpacityEffect* fade_;
-    QPropertyAnimation animation_;
-    std::function<void()> fadeFinished_;
-    QRect box_;
+    ViewFader* fader_;
+    std::unique_ptr<ProgressHUDWindow> windowController_;
+    QPointer<QWidget> indicator_;
+    QPointer<ProgressIndicatorLayer> progressIndicator_;
+    QPointer<QObject> watchedWindow_; ///< tells of the clicks that go to what lies beneath
+    bool useAnimation_ = true;
     unsigned scheduled_ = 0; ///< requests scheduled under an earlier number are dropped
 };
 

@@ -28,6 +28,7 @@ protected:
         window_.show();
         ASSERT_TRUE(waitFor([this] { return window_.isVisible(); }));
         QTest::mouseMove(&window_, {5, 5});
+        seen_.clear();
     }
 
     QWidget window_;

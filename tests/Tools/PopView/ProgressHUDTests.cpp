@@ -41,10 +41,10 @@ protected:
 };
 
 TEST_F(ProgressHUDTest, AToastStaysAsLongAsItsTextAsksFor) {
-    EXPECT_DOUBLE_EQ(ProgressHUD::toastSeconds(QString(10, u'字')), 2.0);
-    EXPECT_DOUBLE_EQ(ProgressHUD::toastSeconds(QString(60, u'字')), 4.1);
-    EXPECT_DOUBLE_EQ(ProgressHUD::toastSeconds(QString(100, u'字')), 5.0);
-    EXPECT_DOUBLE_EQ(ProgressHUD::toastSeconds(QStringLiteral("😀").repeated(60)), 4.1);
+    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(10, u'字')), 2.0);
+    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(60, u'字')), 4.1);
+    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(100, u'字')), 5.0);
+    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QStringLiteral("😀").repeated(60)), 4.1);
 }
 
 TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QColor>
+#include <QString>
+#include <functional>
+
+class QLabel;
+class QPushButton;
+class QWidget;
+
+namespace parlowen {
+
+/// An empty label in the system font of `size` points that wraps its text to any number of lines. The parent owns it.
+QLabel* makeLabel(const QColor& textColor, bool bold, int size, QWidget* parent);
+
+/// A push button on a ground of its own, without a border. The parent owns it.
+QPushButton* makeButton(const QString& title, const QColor& titleColor, const QColor& background,
+                        std::function<void()> action, double cornerRadius, int size, QWidget* parent);
+
+/// A card's button: corner radius 8 and no action yet. The parent owns it.
+QPushButton* makeCardButton(const QString& title, const QColor& titleColor, const QColor& background, QWidget* parent);
+
+} // namespace parlowen

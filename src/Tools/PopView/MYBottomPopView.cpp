@@ -1,0 +1,48 @@
+#include "MYBottomPopView.h"
+
+#include <QMouseEvent>
+#include <QPropertyAnimation>
+
+namespace parlowen {
+
+MYBottomPopView::MYBottomPopView(QWidget* content, QWidget* container)
+    : PopView(content, container)
+    , slide_(new QPropertyAnimation(content, "pos", this)) {
+    setObjectName(QStringLiteral("MYBottomPopView"));
+    slide_->setDuration(static_cast<int>(duration * 1000));
+    slide_->setEasingCurve(QEasingCurve::OutCubic);
+}
+
+MYBottomPopView* MYBottomPopView::show(QWidget* content, QWidget* container) {
+    auto* pop = new MYBottomPopView(content, container);
+    pop->present();
+    pop->slide(pop->hiddenPlace(), pop->restingPlace());
+    return pop;
+}
+
+void MYBottomPopView::dismissOnBackgroundClick(QPoint location) {
+    if (contentView() != nullptr && !isDismissing() && !contentView()->geometry().contains(location))
+        dismiss();
+}
+
+QPoint MYBottomPopView::restingPlace() const {
+    return {(width() - contentView()->width()) / 2, height() - contentView()->height()};
+}
+
+QPoint MYBottomPopView::hiddenPlace() const { return {restingPlace().x(), height()}; }
+
+void MYBottomPopView::leave() { slide(contentView()->pos(), hiddenPlace()); }
+
+void MYBottomPopView::slide(QPoint from, QPoint to) {
+    slide_->stop();
+    slide_->setStartValue(from);
+    slide_->setEndValue(to);
+    slide_->start();
+}
+
+void MYBottomPopView::mouseReleaseEvent(QMouseEvent* event) {
+    if (enableGesture && event->button() == Qt::LeftButton)
+        dismissOnBackgroundClick(event->position().toPoint());
+}
+
+} // namespace parlowen

@@ -1,0 +1,40 @@
+#include "MYCenterPopView.h"
+
+#include <QApplication>
+#include <algorithm>
+
+namespace parlowen {
+
+namespace {
+
+QString identifier() { return QStringLiteral("MYCenterPopView"); }
+
+} // namespace
+
+MYCenterPopView::MYCenterPopView(QWidget* content, QWidget* container)
+    : PopView(content, container) {
+    setObjectName(identifier());
+}
+
+MYCenterPopView* MYCenterPopView::show(QWidget* content, QWidget* container) {
+    auto* pop = new MYCenterPopView(content, container);
+    pop->present();
+    return pop;
+}
+
+QPoint MYCenterPopView::restingPlace() const {
+    return {(width() - contentView()->width()) / 2, (height() - contentView()->height()) / 2};
+}
+
+void closeCurrentPopView() {
+    const QWidget* window = QApplication::activeWindow();
+    if (window == nullptr)
+        return;
+    const auto shown = window->findChildren<MYCenterPopView*>(identifier());
+    const auto found =
+        std::find_if(shown.begin(), shown.end(), [](const MYCenterPopView* pop) { return !pop->isDismissing(); });
+    if (found != shown.end())
+        (*found)->dismiss();
+}
+
+} // namespace parlowen

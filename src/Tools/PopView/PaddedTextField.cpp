@@ -1,0 +1,24 @@
+#include "PaddedTextField.h"
+
+namespace parlowen {
+
+PaddedTextField::PaddedTextField(QWidget* parent)
+    : QLineEdit(parent) {
+    setInsets(insets_);
+}
+
+void PaddedTextField::setInsets(const QMargins& insets) {
+    insets_ = insets;
+    const int side = insets.left() + insets.right();
+    // The line is centred vertically, where equal insets above and below leave it.
+    setTextMargins(side, 0, side, 0);
+    updateGeometry();
+}
+
+QSize PaddedTextField::sizeHint() const {
+    const int side = insets_.left() + insets_.right();
+    // The plain hint holds the text margins of both sides.
+    return QLineEdit::sizeHint() + QSize(-side, insets_.top() + insets_.bottom());
+}
+
+} // namespace parlowen

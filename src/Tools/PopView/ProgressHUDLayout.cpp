@@ -1,0 +1,60 @@
+#include "ProgressHUDLayout.h"
+
+#include <QFontMetrics>
+#include <algorithm>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int textSlack = 10; // the text frame is so much wider than its text
+
+QSize textFrame(const QString& text, const QFont& font, int maxWidth) {
+    if (text.isEmpty())
+        return {0, 0};
+    const QRect room(0, 0, maxWidth, QWIDGETSIZE_MAX);
+    const QSize size = QFontMetrics(font).boundingRect(room, Qt::AlignCenter | Qt::TextWordWrap, text).size();
+    return {std::min(maxWidth, size.width() + textSlack), size.height()};
+}
+
+double shift(ProgressHUDPosition position, double height) {
+    if (position == ProgressHUDPosition::center)
+        return 0;
+    return position == ProgressHUDPosition::bottom ? height / 5 : -height / 5;
+}
+
+/// A rectangle on whole points, so that its edges are sharp.
+QRect centered(double x, double top, QSize size) { return {QPoint(qRound(x - size.width() / 2.0), qRound(top)), size}; }
+
+} // namespace
+
+ProgressHUDLayout ProgressHUDLayout::of(QSize overlay, const Metrics& metrics, QSize indicator, const QString& text,
+                                        const QFont& font) {
+    const int maxWidth = std::max(1, static_cast<int>(overlay.width() - 4 * metrics.margin));
+    const bool hasIndicator = indicator.height() > 0;
+    const QSize head = hasIndicator ? QSize(std::min(maxWidth, indicator.width()), indicator.height()) : QSize(0, 0);
+    const QSize label = textFrame(text, font, maxWidth);
+
+    double content = head.height();
+    if (hasIndicator)
+        content += metrics.padding;
+    content += label.height();
+    if (hasIndicator && label.height() > 0)
+        content += metrics.padding;
+    const QSize size(qRound(2 * metrics.margin + std::max(head.width(), label.width())),
+                     qRound(content + 2 * metrics.margin));
+
+    const double middle = overlay.width() / 2.0;
+    ProgressHUDLayout layout;
+    layout.box =
+        centered(middle, (overlay.height() - size.height()) / 2.0 + shift(metrics.position, overlay.height()), size);
+    // An indicator alone has its padding half above and half below.
+    const double headTop = layout.box.top() + metrics.margin + (label.isEmpty() ? metrics.padding / 2 : 0);
+    if (hasIndicator)
+        layout.indicator = centered(middle, headTop, head);
+    if (!label.isEmpty())
+        layout.text = centered(middle, layout.box.top() + size.height() - metrics.margin - label.height(), label);
+    return layout;
+}
+
+} // namespace parlowen

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QColor>
+#include <QPointer>
+#include <QWidget>
+#include <optional>
+
+namespace parlowen {
+
+/// The overlay's colours.
+struct ProgressHUDStyle {
+    QColor foreground; ///< of text, spinner and icons
+    QColor backgroud;  ///< of the box, before the overlay's opacity
+
+    static ProgressHUDStyle custom(const QColor& foreground, const QColor& backgroud);
+    static ProgressHUDStyle light();
+    static ProgressHUDStyle dark();
+};
+
+/// What the overlay lays over the whole of its container.
+struct ProgressHUDMaskType {
+    std::optional<QColor> color; ///< nothing is drawn without one
+    bool passesClicks = false;   ///< whether what lies beneath still gets clicks
+
+    static ProgressHUDMaskType custom(const QColor& color);
+    static ProgressHUDMaskType none();
+    static ProgressHUDMaskType clear();
+    static ProgressHUDMaskType black();
+};
+
+enum class ProgressHUDPosition { top, center, bottom };
+
+/// What stands above the overlay's text.
+class ProgressHUDMode {
+public:
+    enum Kind { ownView, indeterminate, determinate, info, success, error, text };
+
+    /// Any mode but that with a view of the caller's.
+    ProgressHUDMode(Kind kind) // NOLINT(google-explicit-constructor): a mode is named like an enumerator
+        : kind_(kind) {}
+    /// A view of the caller's, in its own size. The overlay owns it from the show on and deletes it when it is replaced
+    /// or the overlay has gone.
+    static ProgressHUDMode custom(QWidget* view);
+
+    Kind kind() const { return kind_; }
+    QWidget* view() const { return view_; }
+    bool isSpinner() const { return kind_ == indeterminate || kind_ == determinate; }
+    bool isIcon() const { return kind_ == info || kind_ == success || kind_ == error; }
+
+private:
+    Kind kind_;
+    QPointer<QWidget> view_;
+};
+
+} // namespace parlowen
