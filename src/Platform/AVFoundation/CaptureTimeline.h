@@ -15,8 +15,8 @@ public:
 
     /// The silence stays behind the clock by this, for sound that is there but not delivered yet.
     static constexpr Time lag = std::chrono::milliseconds(100);
-    /// A source that is open and gives nothing is not taken for silent before.
-    static constexpr Time stall = std::chrono::seconds(2);
+    /// A source that is open and gives nothing is not taken for silent before: servers keep up to 2 s of sound.
+    static constexpr Time stall = std::chrono::seconds(5);
 
     CaptureTimeline(const AVAudioFormat& format, std::uint32_t framesPerBuffer, CaptureSource::Sink sink);
 
