@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/ProgramRun.h"
+#include "support/ScriptedHttpServer.h"
 #include "support/WordErrorRate.h"
 
 namespace parlowen {
@@ -115,6 +116,30 @@ TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
     const std::vector<Event> problems = run.events(QStringLiteral("problem"));
     ASSERT_FALSE(problems.empty());
     EXPECT_TRUE(problems.front().text.contains(base)) << problems.front().text.toStdString();
+}
+
+TEST(RehearsalTest, ATokenThatIsRefusedEndsARehearsalAfterFourRequests) {
+    using Reply = ScriptedHttpServer::Reply;
+    ScriptedHttpServer backend;
+    for (int i = 0; i < 3; ++i) // the profile and the two lists of languages
+        backend.enqueue(Reply::json(200, R"({"code":0,"message":"","data":[]})"));
+    backend.enqueue(Reply::json(200, R"({"code":9,"message":"没有令牌","data":null})"));
+
+    QTemporaryDir folder;
+    const QString stored = folder.filePath(QStringLiteral("parlowen/parlowen.ini"));
+    {
+        UserDefaults defaults(stored);
+        Settings(defaults).setLoginToken(QStringLiteral("token"));
+    }
+    ProgramRun run(rehearsal(shortRecording(folder, 3)),
+                   {{"PARLOWEN_API_BASE_URL", backend.baseUrl() + "/api/v1"}, {"XDG_CONFIG_HOME", folder.path()}});
+    ASSERT_TRUE(waitFor([&run] { return run.process.state() == QProcess::NotRunning; }, 30'000));
+    EXPECT_EQ(run.process.exitCode(), 1);
+    EXPECT_EQ(backend.requests().size(), 3U + 4U);
+    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
+    ASSERT_EQ(problems.size(), 5U) << run.output.toStdString();
+    EXPECT_EQ(problems.front().text, QStringLiteral("没有令牌"));
+    EXPECT_EQ(problems.back().text, QStringLiteral("recognition did not start"));
 }
 
 TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) {
