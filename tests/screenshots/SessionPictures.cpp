@@ -1,0 +1,87 @@
+#include "Sheet.h"
+
+#include <Page/AIInterviewPages/SessionRig.h>
+#include <Tools/StreamModel.h>
+
+namespace parlowen::screenshots {
+namespace {
+
+using parlowen::testing::waitFor;
+
+/// Real sessions in both layouts: answers that come by themselves, and answers on request.
+class SessionPictures : public SessionRig, public ::testing::WithParamInterface<int> {
+protected:
+    bool isManual() const { return GetParam() == 1; }
+
+    void openPlain() {
+        single();
+        settings_.setAiInterviewSetModel(interview(GetParam()));
+        open();
+    }
+    void take(const QString& state) {
+        ASSERT_TRUE(waitFor([this] { return hud_.isHidden(); }));
+        Sheet::shared().add(state + (isManual() ? QStringLiteral(", answers on request") : QString()), *window_);
+    }
+    /// Lets the latest question's answer begin, asking for it where the layout has a button.
+    void answer(std::size_t asks, const QString& text) {
+        if (isManual())
+            answerButton().click();
+        ASSERT_TRUE(asked(asks));
+        answerPiece(text);
+        const int row = answers().model()->rowCount() - 1;
+        ASSERT_TRUE(waitFor([&] { return shown(answers(), row).ends_with(text.toStdString()); }));
+    }
+};
+
+constexpr auto sentences = {
+    "Good morning, thank you for taking the time to talk with us today.",
+    "Could you walk me through a project that you are proud of?",
+    "What was the hardest technical decision that you had to make, and which alternatives did you weigh before you "
+    "made it?",
+    "How did you find out that the cache was the problem?",
+    "What would you do differently if you built the same system again with twice as many people?",
+};
+
+const QString begun =
+    QStringLiteral("最难的决定是把同步写改成异步队列。\n先说背景：高峰时每秒约八千次写入，数据库主库的延迟超过两秒。\n"
+                   "我比较了三种方案：分库、写缓存和消息队列。队列让峰值变平，失败可以重放，代价是");
+
+TEST_P(SessionPictures, Empty) {
+    if (!isManual())
+        Sheet::shared().section(QStringLiteral("Session window"));
+    openPlain();
+    take(QStringLiteral("empty"));
+}
+
+TEST_P(SessionPictures, PlainRowsAndAGrowingAnswer) {
+    openPlain();
+    std::size_t asks = 0;
+    for (const char* sentence : sentences) {
+        final(QString::fromUtf8(sentence));
+        // One after the other: the latest question is then the one that the pieces answer.
+        ASSERT_TRUE(isManual() || asked(++asks));
+    }
+    partial(QStringLiteral("And how large was"));
+    take(QStringLiteral("plain rows"));
+    answer(isManual() ? 1 : asks, begun);
+    take(QStringLiteral("an answer grows"));
+}
+
+TEST_P(SessionPictures, TranslatedRows) {
+    twoLanguages();
+    settings_.setAiInterviewSetModel(interview(GetParam()));
+    open();
+    translated(QStringLiteral("SpeechPhrase"), QStringLiteral("Why do you want to work here?"),
+               QStringLiteral("¿Por qué quiere trabajar aquí?"));
+    translated(QStringLiteral("SpeechPhrase"),
+               QStringLiteral("Could you walk me through a project that you are proud of?"),
+               QStringLiteral("¿Podría contarme un proyecto del que esté orgulloso?"));
+    translated(QStringLiteral("SpeechHypothesis"), QStringLiteral("And how large was"),
+               QStringLiteral("¿Y qué tan grande era"));
+    take(QStringLiteral("translated rows"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, SessionPictures, ::testing::Values(0, 1));
+
+} // namespace
+} // namespace parlowen::screenshots
