@@ -26,7 +26,7 @@ HttpDatas::Hooks requestHooks(const Composition::Hooks& hooks) {
 // Later: the microphone is looked at just before the session's window opens, and the text belongs over that.
 MicroManagement::Hooks microphoneHooks() {
     MicroManagement::Hooks result;
-    result.showError = [](const QString& text) { onMain([text] { ProgressHUD::shared().toast(text); }); };
+    result.showError = [](const QString& text) { onMain([text] { ProgressHUD::shared().error(text); }); };
     return result;
 }
 

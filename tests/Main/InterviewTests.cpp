@@ -305,6 +305,35 @@ TEST_P(InterviewTest, AMicrophoneInterviewHearsTheMicrophoneAndLeavesTheOutputAl
     expectDefaults("mic", "speakers");
 }
 
+TEST_P(InterviewTest, TheTranscriptGoesOnThroughThreeRestartsOfTheServer) {
+    QTemporaryDir folder;
+    const QString sentence = shortRecording(folder, 6);
+    startWithLoopback("mic");
+    const auto run = session("microphone");
+    const auto speak = [&](std::size_t earlier) {
+        ASSERT_TRUE(waitUntilHearing(*run)) << run->errors.right(2000).toStdString();
+        const Player voice(sentence, "room");
+        ASSERT_TRUE(waitFor([&] { return run->events(QStringLiteral("row")).size() > earlier; }, 30'000))
+            << run->errors.right(2000).toStdString();
+        ASSERT_TRUE(waitFor([&voice] { return voice.isDone(); }));
+    };
+    ASSERT_NO_FATAL_FAILURE(speak(0));
+    const std::string first = heardText(*run);
+    for (int restart = 1; restart <= 3; ++restart) {
+        SCOPED_TRACE(restart);
+        const std::size_t rows = run->events(QStringLiteral("row")).size();
+        const std::size_t before = heardText(*run).size();
+        ASSERT_TRUE(daemon->restart()) << daemon->output().toStdString();
+        control({"set-default-source", "mic"});
+        ASSERT_NO_FATAL_FAILURE(speak(rows));
+        const std::string again = heardText(*run).substr(before);
+        std::cout << "after restart " << restart << ": " << again << '\n';
+        EXPECT_LE(wordErrorRate(first, again), 0.3) << first << again;
+    }
+    endOrderly(*run);
+    EXPECT_EQ(QString::fromUtf8(run->errors).count(QStringLiteral("[capture] 声音中断")), 3) << "each gap is marked";
+}
+
 TEST_P(InterviewTest, WithoutAMicrophoneItSaysSoAndGoesOn) {
     start(speakersAlone);
     const auto run = session("microphone");
