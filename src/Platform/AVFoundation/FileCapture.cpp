@@ -150,6 +150,4 @@ std::optional<QString> FileCapture::problemWith(const QString& path) {
     return std::nullopt;
 }
 
-double FileCapture::durationSeconds(const QString& path) { return SoundFile(path).duration(); }
-
 } // namespace parlowen

@@ -34,9 +34,6 @@ public:
     /// Why this file cannot be played, in plain words for the user (Chinese), or none. Reads only the file's beginning.
     static std::optional<QString> problemWith(const QString& path);
 
-    /// The file's length in seconds; 0 when it is no sound.
-    static double durationSeconds(const QString& path);
-
 private:
     class Player;
     Options options_;

@@ -13,12 +13,6 @@ SoundFile::SoundFile(const QString& path) {
         handle_.reset(sf_open(QFile::encodeName(file.absoluteFilePath()).constData(), SFM_READ, &info_));
 }
 
-double SoundFile::duration() const {
-    if (!handle_ || info_.frames <= 0 || info_.frames == std::numeric_limits<sf_count_t>::max())
-        return 0;
-    return static_cast<double>(info_.frames) / info_.samplerate;
-}
-
 sf_count_t SoundFile::read(float* samples, sf_count_t frames) {
     sf_count_t done = 0;
     while (done < frames) {

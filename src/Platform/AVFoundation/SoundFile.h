@@ -16,8 +16,6 @@ public:
     bool isOpen() const { return handle_ != nullptr; }
     int sampleRate() const { return info_.samplerate; }
     int channelCount() const { return info_.channels; }
-    /// Seconds, as the file's header has it; 0 when unknown.
-    double duration() const;
     /// Reads up to that many frames, interleaved; fewer only at the sound's end or at a fault.
     sf_count_t read(float* samples, sf_count_t frames);
     /// True once the last frame was read, or nothing more can be read.

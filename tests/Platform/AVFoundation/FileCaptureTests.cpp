@@ -96,7 +96,6 @@ TEST_F(FileCaptureTest, PlaysEveryFormatAndChannelCountToItsLastFrame) {
         constexpr std::size_t frames = 10 * chunk + 77;
         const QString path = tone(QString::fromLatin1(c.name), c.format, c.rate, c.channels, frames);
         EXPECT_EQ(FileCapture::problemWith(path), std::nullopt);
-        EXPECT_NEAR(FileCapture::durationSeconds(path), static_cast<double>(frames) / c.rate, 1e-6);
         Playing playing(path);
         EXPECT_EQ(playing.source().format(), floatFormat(c.rate, c.channels));
         ASSERT_EQ(playing.problem, std::nullopt);
@@ -177,7 +176,6 @@ TEST_F(FileCaptureTest, NamesTheProblemOfAFileThatIsNoSound) {
         FileCapture capture({path, 1, {}});
         EXPECT_EQ(capture.start(chunk, [](const Buffer&) { ADD_FAILURE() << "a sound"; }), problem);
     }
-    EXPECT_EQ(FileCapture::durationSeconds(pathOf(QStringLiteral("text.wav"))), 0);
 }
 
 TEST_F(FileCaptureTest, PlaysWhatIsLeftOfACutFile) {
