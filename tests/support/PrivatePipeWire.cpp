@@ -98,8 +98,8 @@ bool PrivatePipeWire::startOne(const QString& program, const QStringList& argume
         return false;
     if (socket.isEmpty())
         return true;
-    waitFor([&] { return QFile::exists(socket) || process->state() == QProcess::NotRunning; });
-    return process->state() == QProcess::Running && QFile::exists(socket);
+    waitFor([&] { return takesConnections(socket) || process->state() == QProcess::NotRunning; });
+    return process->state() == QProcess::Running && takesConnections(socket);
 }
 
 /// The session manager is up once it has chosen a default sink: there always is one, if only a dummy.

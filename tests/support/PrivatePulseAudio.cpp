@@ -66,8 +66,8 @@ void PrivatePulseAudio::start() {
                   {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
                    QStringLiteral("--use-pid-file=no"), QStringLiteral("-F"),
                    directory_.filePath(QStringLiteral("start.pa"))});
-    waitFor([this, &socket] { return QFile::exists(socket) || daemon_.state() == QProcess::NotRunning; });
-    ready_ = QFile::exists(socket) && daemon_.state() == QProcess::Running;
+    waitFor([this, &socket] { return takesConnections(socket) || daemon_.state() == QProcess::NotRunning; });
+    ready_ = takesConnections(socket) && daemon_.state() == QProcess::Running;
 }
 
 PrivatePulseAudio::~PrivatePulseAudio() {
