@@ -1,11 +1,12 @@
-# parlowen_test(name SOURCES ... [USES libraries...] [LABELS labels...] [TIMEOUT seconds])
+# parlowen_test(name SOURCES ... [USES libraries...] [LABELS labels...] [TIMEOUT seconds] [SERIAL])
 #
 # One GoogleTest program, run by CTest as one test on the offscreen platform, with a home of its own that is empty at the start.
-# The label `threads` marks what also runs under the thread sanitizer.
+# The label `threads` marks what also runs under the thread sanitizer. SERIAL is for sound in real time on an audio server, which
+# suffers when other tests take the processor away.
 add_custom_target(thread_tests)
 
 function(parlowen_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 T "" "TIMEOUT" "SOURCES;USES;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 T "SERIAL" "TIMEOUT" "SOURCES;USES;LABELS")
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 120)
   endif()
@@ -18,5 +19,5 @@ function(parlowen_test name)
   if("threads" IN_LIST T_LABELS)
     add_dependencies(thread_tests ${name})
   endif()
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}" RUN_SERIAL ${T_SERIAL})
 endfunction()
