@@ -11,6 +11,8 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 
+#include <openssl/crypto.h>
+
 #include <QApplication>
 #include <cstdio>
 #include <memory>
@@ -97,6 +99,8 @@ int main(int argc, char** argv) {
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     if (line.headless || !session)
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Parlowen"));
     QApplication::setApplicationVersion(Bundle::shortVersion());
