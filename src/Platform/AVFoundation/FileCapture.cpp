@@ -134,19 +134,21 @@ void FileCapture::stop() { player_.reset(); }
 std::optional<QString> FileCapture::problemWith(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists())
-        return QStringLiteral("找不到文件：%1").arg(path);
+        return QStringLiteral("There is no file %1").arg(path);
     if (!info.isFile())
-        return QStringLiteral("这不是一个文件：%1").arg(path);
+        return QStringLiteral("This is not a file: %1").arg(path);
     if (!info.isReadable())
-        return QStringLiteral("没有权限读取文件：%1").arg(path);
+        return QStringLiteral("There is no permission to read %1").arg(path);
     SoundFile file(path);
     const std::optional<AVAudioFormat> format = formatOf(file);
     if (!format)
-        return QStringLiteral("这个文件不是可以播放的声音文件（支持 WAV、FLAC、Ogg）：%1").arg(path);
+        return QStringLiteral("This is no sound that can be played (WAV, FLAC or Ogg): %1").arg(path);
     if (!hasSound(file))
-        return QStringLiteral("这个声音文件里没有声音：%1").arg(path);
+        return QStringLiteral("There is no sound in %1").arg(path);
     if (!isConvertible(*format))
-        return QStringLiteral("不支持这个声音文件的采样率（%1 Hz）：%2").arg(file.sampleRate()).arg(path);
+        return QStringLiteral("The sample rate of this sound cannot be used (%1 Hz): %2")
+            .arg(file.sampleRate())
+            .arg(path);
     return std::nullopt;
 }
 

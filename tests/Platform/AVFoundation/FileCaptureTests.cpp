@@ -159,14 +159,14 @@ TEST_F(FileCaptureTest, NamesTheProblemOfAFileThatIsNoSound) {
     QByteArray oddRate = header + QByteArray(4000, '\1');
     oddRate.replace(24, 4, QByteArray::fromHex("00ca9a3b")); // a billion Hz
     const std::vector<std::pair<QString, QString>> cases = {
-        {pathOf(QStringLiteral("missing.wav")), QStringLiteral("找不到文件")},
-        {pathOf(QStringLiteral(".")), QStringLiteral("这不是一个文件")},
-        {QStringLiteral("/dev/zero"), QStringLiteral("这不是一个文件")},
-        {write(QStringLiteral("text.wav"), "This is no sound.\n"), QStringLiteral("不是可以播放的声音文件")},
-        {write(QStringLiteral("empty.wav"), {}), QStringLiteral("不是可以播放的声音文件")},
-        {write(QStringLiteral("cut.wav"), header.left(20)), QStringLiteral("不是可以播放的声音文件")},
+        {pathOf(QStringLiteral("missing.wav")), QStringLiteral("There is no file")},
+        {pathOf(QStringLiteral(".")), QStringLiteral("This is not a file")},
+        {QStringLiteral("/dev/zero"), QStringLiteral("This is not a file")},
+        {write(QStringLiteral("text.wav"), "This is no sound.\n"), QStringLiteral("no sound that can be played")},
+        {write(QStringLiteral("empty.wav"), {}), QStringLiteral("no sound that can be played")},
+        {write(QStringLiteral("cut.wav"), header.left(20)), QStringLiteral("no sound that can be played")},
         {write(QStringLiteral("silent.wav"), header), QStringLiteral("没有声音")},
-        {write(QStringLiteral("rate.wav"), oddRate), QStringLiteral("不支持这个声音文件的采样率")},
+        {write(QStringLiteral("rate.wav"), oddRate), QStringLiteral("sample rate of this sound cannot be used")},
     };
     for (const auto& [path, words] : cases) {
         SCOPED_TRACE(path.toStdString());
