@@ -5,6 +5,7 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
+#include <Tools/SimplyCoreAudio/PropertyAccess.h>
 
 #include <QVariantMap>
 #include <algorithm>
@@ -56,17 +57,24 @@ KXAudioRouter::Scheduler KXAudioRouter::mainQueue() {
 }
 
 KXAudioRouter::KXAudioRouter(std::shared_ptr<AudioServer> server, std::shared_ptr<RouterJournal> journal,
-                             Scheduler scheduler)
+                             Scheduler scheduler, LoopbackDevice::Creator makeLoopback)
     : server_(std::move(server))
     , journal_(std::move(journal))
     , scheduler_(std::move(scheduler))
+    , makeLoopback_(std::move(makeLoopback))
     , simply_(server_)
     , blackHoleDeviceName_(AudioRouteNames::loopbackDevice())
     , aggregateUID_(AudioRouteNames::multiOutputUID())
     , currentOutputDevice_(simply_.defaultOutput())
-    , blackHoleDevice_(firstOf(simply_.deviceList(),
-                               [this](const Device& device) { return device->deviceName() == blackHoleDeviceName_; }))
-    , lifetime_(std::make_shared<int>()) {}
+    , blackHoleDevice_(findLoopback())
+    , lifetime_(std::make_shared<int>()) {
+    watchForRestarts();
+}
+
+KXAudioRouter::Device KXAudioRouter::findLoopback() const {
+    return firstOf(simply_.deviceList(),
+                   [this](const Device& device) { return device->deviceName() == blackHoleDeviceName_; });
+}
 
 KXAudioRouter::Device KXAudioRouter::findMicrophone() const {
     return firstOf(simply_.deviceList(), [](const Device& device) {
@@ -91,6 +99,18 @@ void KXAudioRouter::setDefaultOutput(const Device& device) {
     device->makeDefaultOutput();
 }
 
+bool KXAudioRouter::serverAnswers() const {
+    return PropertyAccess::objects(*server_, kAudioObjectSystemObject, PropertyAccess::global(fourCC("dev#")))
+        .has_value();
+}
+
+void KXAudioRouter::later(double seconds, std::function<void()> work) {
+    scheduler_(seconds, [alive = std::weak_ptr<int>(lifetime_), work = std::move(work)] {
+        if (!alive.expired())
+            work();
+    });
+}
+
 void KXAudioRouter::setupSystemAudio() {
     const Device output = blackHoleDevice_ ? simply_.defaultOutput() : nullptr;
     const std::optional<QString> loopbackUID = output ? blackHoleDevice_->deviceUID() : std::nullopt;
@@ -100,13 +120,11 @@ void KXAudioRouter::setupSystemAudio() {
         return;
     }
     currentOutputDevice_ = output;
+    route_ = Route::SystemAudio;
     setDefaultInput(blackHoleDevice_);
     consoleLog(QStringLiteral("✅ 设置 BlackHole 为默认输入"));
     createAggregateDevice(*loopbackUID, *outputUID);
-    scheduler_(secondsUntilUse, [this, alive = std::weak_ptr<int>(lifetime_)] {
-        if (!alive.expired())
-            useAggregateAsOutput();
-    });
+    later(secondsUntilUse, [this] { useAggregateAsOutput(); });
 }
 
 void KXAudioRouter::createAggregateDevice(const QString& loopbackUID, const QString& outputUID) {
@@ -140,6 +158,8 @@ void KXAudioRouter::switchInput(bool useMicrophone) {
         consoleLog(useMicrophone ? QStringLiteral("❌ 未找到麦克风设备") : QStringLiteral("❌ BlackHole 设备不可用"));
         return;
     }
+    if (useMicrophone)
+        route_ = Route::Microphone;
     setDefaultInput(input);
     consoleLog(useMicrophone ? QStringLiteral("✅ 切换到麦克风输入：%1").arg(input->deviceName())
                              : QStringLiteral("✅ 切换到系统音频输入（BlackHole）"));
@@ -150,6 +170,7 @@ void KXAudioRouter::restoreDevices() {
         consoleLog(QStringLiteral("⚠️ 原始输出设备未记录"));
         return;
     }
+    route_ = Route::UsersOwn;
     setDefaultOutput(currentOutputDevice_);
     consoleLog(QStringLiteral("✅ 恢复原始输出设备"));
     if (const Device microphone = findMicrophone()) {
@@ -163,7 +184,10 @@ void KXAudioRouter::destroyAggregateDevice() {
     const Device multiOutput = findMultiOutput();
     if (!multiOutput) {
         consoleLog(QStringLiteral("⚠️ 没有找到需要销毁的聚合设备"));
-        journal_->gaveBack(true);
+        if (serverAnswers())
+            journal_->gaveBack(true);
+        else
+            route_ = Route::ToBeGivenBack;
         return;
     }
     const OSStatus status = server_->destroyAggregateDevice(multiOutput->objectID());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AudioRouting.h"
+#include "LoopbackDevice.h"
 #include "RouterJournal.h"
 
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
@@ -13,6 +14,10 @@ namespace parlowen {
 /// Lets a call be heard and captured at once: the loop-back device becomes the default input, and a multi-output device
 /// of the loop-back device and the user's own output becomes the default output. Main thread only; what happens shows
 /// in the console log alone.
+///
+/// When the audio server restarts during a session, what the session needs is made again: the loop-back device unless
+/// it comes back by itself, the multi-output device, and the defaults. Devices that cannot be given back because the
+/// server is away are given back when it returns, or else at the next start.
 class KXAudioRouter : public AudioRouting {
 public:
     /// Runs work on the main queue so many seconds later.
@@ -23,7 +28,10 @@ public:
 
     /// Looks up the loop-back device and the output to give back at once.
     KXAudioRouter(std::shared_ptr<AudioServer> server, std::shared_ptr<RouterJournal> journal,
-                  Scheduler scheduler = mainQueue());
+                  Scheduler scheduler = mainQueue(), LoopbackDevice::Creator makeLoopback = LoopbackDevice::create);
+    ~KXAudioRouter() override;
+    KXAudioRouter(const KXAudioRouter&) = delete;
+    KXAudioRouter& operator=(const KXAudioRouter&) = delete;
 
     static Scheduler mainQueue();
 
@@ -33,7 +41,10 @@ public:
 
 private:
     using Device = std::shared_ptr<AudioDevice>;
+    /// What the devices are kept at, should the server restart.
+    enum class Route { UsersOwn, SystemAudio, Microphone, ToBeGivenBack };
 
+    Device findLoopback() const;
     Device findMicrophone() const;
     Device findMultiOutput() const;
     void createAggregateDevice(const QString& loopbackUID, const QString& outputUID);
@@ -41,15 +52,29 @@ private:
     void destroyAggregateDevice();
     void setDefaultInput(const Device& device);
     void setDefaultOutput(const Device& device);
+    bool serverAnswers() const;
+    void later(double seconds, std::function<void()> work);
+
+    void watchForRestarts();
+    void serverRestarted();
+    void lookWhetherReady(int restart, int look);
+    bool isThere(const Device& device) const;
+    bool isReadyAgain() const;
+    void makeLoopbackAgain();
+    void setUpAgain();
 
     const std::shared_ptr<AudioServer> server_;
     const std::shared_ptr<RouterJournal> journal_;
     const Scheduler scheduler_;
+    const LoopbackDevice::Creator makeLoopback_;
     const SimplyCoreAudio simply_;
     const QString blackHoleDeviceName_;
     const QString aggregateUID_;
     Device currentOutputDevice_; ///< what to give back at the end
     Device blackHoleDevice_;
+    Route route_ = Route::UsersOwn;
+    int restarts_ = 0;
+    ListenerToken restartListener_ = 0;
     const std::shared_ptr<int> lifetime_; ///< delayed work does nothing once this is gone
 };
 

@@ -42,6 +42,8 @@ void ListenCheck::start(std::function<void(const ChirpResult&)> done) {
 }
 
 void ListenCheck::listen() {
+    if (std::exchange(listening_, true))
+        return;
     inBackground([self = shared_from_this()]() mutable {
         ChirpResult result = self->probe_();
         onMain([self = std::move(self), result = std::move(result)] { self->finish(result); });

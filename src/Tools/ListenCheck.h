@@ -40,6 +40,7 @@ private:
     std::shared_ptr<AudioDevice> ownInput_;
     std::unique_ptr<KXAudioRouter> router_;
     bool scheduled_ = false; // the router's delayed step
+    bool listening_ = false;
     bool changed_ = false;
 };
 

@@ -1,5 +1,8 @@
 #include "RouterFixture.h"
 
+#include <Foundation/BackgroundQueue.h>
+#include <support/WaitFor.h>
+
 namespace parlowen {
 namespace {
 
@@ -21,6 +24,20 @@ protected:
         EXPECT_THAT(server->descriptions, IsEmpty()) << why;
         EXPECT_THAT(delayed, IsEmpty()) << why;
         EXPECT_FALSE(journalExists()) << why;
+    }
+
+    /// The server comes back, at first with these devices alone, of which the first ones are the defaults.
+    void restart(const std::vector<AudioDeviceRecord>& devices) {
+        takeLog();
+        server->restart({devices, devices.front().uid, devices.front().uid});
+        ASSERT_TRUE(waitFor([this] { return !log.lines().mid(seenLines()).isEmpty(); }));
+        EXPECT_THAT(takeLog(), ElementsAre("🔄 音频服务已重新启动，正在恢复会话的音频设备"));
+    }
+    void look(int times) {
+        for (int i = 0; i < times; ++i) {
+            runDelayed();
+            waitForBackground();
+        }
     }
 };
 
@@ -190,6 +207,67 @@ TEST_F(KXAudioRouterTest, WhatIsDelayedDoesNoHarmAfterTheEnd) {
     takeLog();
     runDelayed();
     EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(KXAudioRouterTest, ARestartOfTheServerMakesWhatTheSessionNeedsAgain) {
+    router().setupSystemAudio();
+    runDelayed();
+    for (int round = 1; round <= 3; ++round) {
+        ASSERT_NO_FATAL_FAILURE(restart({sink("headset", "Headset Headphones"), source("camera", "摄像头麦克风")}));
+        look(6);
+        EXPECT_TRUE(server->deviceID("loop")) << "made again";
+        EXPECT_FALSE(multiOutput()) << "the user's own output is still to come";
+        server->setDevice(sink("speakers", "Built-in Speakers"));
+        look(1);
+        EXPECT_EQ(takeLog().mid(0, 1), QStringList("✅ 设置 BlackHole 为默认输入"));
+        look(1);
+        EXPECT_EQ(defaultInput(), "loop");
+        EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+        EXPECT_THAT(*multiOutput()->subDevices, ElementsAre("loop", "speakers"));
+        EXPECT_TRUE(journalExists());
+    }
+    router().restoreDevices();
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(multiOutput());
+    EXPECT_FALSE(journalExists());
+    server->restart(server->devices());
+    server->drainListeners();
+    QCoreApplication::processEvents();
+    EXPECT_THAT(delayed, IsEmpty()) << "no session, nothing to keep";
+}
+
+TEST_F(KXAudioRouterTest, AfterARestartAnotherOutputServesWhenTheUsersOwnStaysAway) {
+    router().setupSystemAudio();
+    runDelayed();
+    ASSERT_NO_FATAL_FAILURE(restart({sink("headset", "Headset Headphones"), sink("loop", "vorlanOutput 2ch")}));
+    look(42);
+    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+    EXPECT_THAT(*multiOutput()->subDevices, ElementsAre("loop", "headset"));
+}
+
+TEST_F(KXAudioRouterTest, AMicrophoneSessionGoesBackToItsMicrophoneAfterARestart) {
+    router().switchInput(true);
+    ASSERT_NO_FATAL_FAILURE(restart({sink("speakers", "Built-in Speakers"), source("line", "Line In")}));
+    look(2);
+    server->setDevice(source("built-in", "Built-in MICROPHONE"));
+    look(1);
+    EXPECT_EQ(defaultInput(), "built-in");
+    EXPECT_EQ(defaultOutput(), "speakers");
+}
+
+TEST_F(KXAudioRouterTest, WhatCannotBeGivenBackWhileTheServerIsAwayIsGivenBackWhenItReturns) {
+    router().setupSystemAudio();
+    runDelayed();
+    server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
+    router().restoreDevices();
+    EXPECT_TRUE(journalExists()) << "for the next start, should there be no return";
+    server->clearFaults();
+    ASSERT_NO_FATAL_FAILURE(restart({sink("loop", "vorlanOutput 2ch"), source("built-in", "Built-in MICROPHONE")}));
+    server->setDevice(sink("speakers", "Built-in Speakers"));
+    look(1);
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_EQ(defaultInput(), "built-in");
+    EXPECT_FALSE(journalExists());
 }
 
 TEST_F(KXAudioRouterTest, DevicesMayGoAtEveryMomentOfASession) {

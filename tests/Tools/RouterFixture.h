@@ -44,11 +44,16 @@ protected:
 
     KXAudioRouter& router() {
         if (!router_)
-            router_ = std::make_unique<KXAudioRouter>(server, std::make_shared<RouterJournal>(journalPath),
-                                                      [this](double seconds, std::function<void()> work) {
-                                                          delays.push_back(seconds);
-                                                          delayed.push_back(std::move(work));
-                                                      });
+            router_ = std::make_unique<KXAudioRouter>(
+                server, std::make_shared<RouterJournal>(journalPath),
+                [this](double seconds, std::function<void()> work) {
+                    delays.push_back(seconds);
+                    delayed.push_back(std::move(work));
+                },
+                [this] {
+                    server->setDevice(sink("loop", "vorlanOutput 2ch"));
+                    return std::optional<QString>();
+                });
         return *router_;
     }
     void dropRouter() { router_.reset(); }
@@ -75,6 +80,8 @@ protected:
         seen_ += lines.size();
         return lines;
     }
+
+    qsizetype seenLines() const { return seen_; }
 
     QTemporaryDir directory{fastTemporaryPath()};
     QString journalPath = directory.filePath(QStringLiteral("state/parlowen/audio-devices.json"));

@@ -12,14 +12,14 @@ CaptureTimeline::CaptureTimeline(const AVAudioFormat& format, std::uint32_t fram
     : rate_(format.sampleRate())
     , chunks_(format, framesPerBuffer, std::move(sink)) {}
 
-double CaptureTimeline::arrive(std::size_t frames, Time now) {
+std::optional<double> CaptureTimeline::arrive(std::size_t frames, Time now) {
     const Time duration{static_cast<Time::rep>(static_cast<double>(frames) / rate_ * microseconds)};
     if (interrupted_)
         fillUpTo(now - duration);
+    const bool resumed = std::exchange(interrupted_, false);
     started_ = true;
-    interrupted_ = false;
     covered_ = now;
-    return std::exchange(filled_, 0);
+    return resumed ? std::optional(std::exchange(filled_, 0)) : std::nullopt;
 }
 
 void CaptureTimeline::fill(Time now) {

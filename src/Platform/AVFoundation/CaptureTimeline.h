@@ -3,6 +3,7 @@
 #include "ChunkBuilder.h"
 
 #include <chrono>
+#include <optional>
 
 namespace parlowen {
 
@@ -20,9 +21,9 @@ public:
 
     CaptureTimeline(const AVAudioFormat& format, std::uint32_t framesPerBuffer, CaptureSource::Sink sink);
 
-    /// That many frames are at hand, to be appended next, and end now. Returns the seconds of silence put in for what
-    /// was missed before them; 0 when nothing was.
-    double arrive(std::size_t frames, Time now);
+    /// That many frames are at hand, to be appended next, and end now. After an interruption returns the seconds of
+    /// silence put in for what was missed before them, which may be 0.
+    std::optional<double> arrive(std::size_t frames, Time now);
     /// Adds frames, silent ones when `samples` is null.
     void append(const float* samples, std::size_t frames) { chunks_.append(samples, frames); }
 

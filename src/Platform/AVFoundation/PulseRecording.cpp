@@ -96,9 +96,8 @@ void PulseRecording::readAll() {
     const std::size_t readable = pa_stream_readable_size(stream_.get());
     if (readable == 0 || readable == static_cast<std::size_t>(-1))
         return;
-    const double missed = timeline_.arrive(readable / frameSize, clock());
-    if (missed > 0)
-        report_.gapFilled(missed);
+    if (const auto missed = timeline_.arrive(readable / frameSize, clock()))
+        report_.gapFilled(*missed);
     for (std::size_t done = 0; done < readable;) {
         const void* samples = nullptr;
         std::size_t bytes = 0;

@@ -33,6 +33,7 @@ struct AudioDeviceRecord {
 struct AudioDeviceList {
     std::vector<AudioDeviceRecord> devices;
     std::string defaultInput, defaultOutput;
+    std::uint32_t restarts = 0; ///< how often the server has come back
 };
 
 } // namespace parlowen

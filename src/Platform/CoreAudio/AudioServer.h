@@ -18,7 +18,8 @@ using ListenerToken = std::uint64_t;
 /// seconds.
 ///
 /// Object 1 is the system object (class 'asys'): its 'dev#' lists the devices, in an order that stays, 'ownd' what it
-/// owns; 'dIn ', 'dOut' and 'sOut' name the default devices (0: none) and can be written. A device ('adev'; a combined
+/// owns; 'dIn ', 'dOut' and 'sOut' name the default devices (0: none) and can be written; 'srst' changes each time the
+/// server is back after a restart. A device ('adev'; a combined
 /// output is an 'aagg') has 'lnam', 'uid ', 'tran', 'livn', 'goin', 'gone', 'nsrt', 'ownd', 'stm#' (global, input and
 /// output scope) and, on each side that it has, 'volm' and 'mute'. It owns its streams ('astr'), its controls ('vlme',
 /// 'mute') and, if it is an aggregate, its sub-devices ('asub'; also listed by 'agrp'). Every object has 'clas', 'bcls'

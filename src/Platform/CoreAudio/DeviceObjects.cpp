@@ -161,6 +161,7 @@ AudioObjects makeObjects(const AudioDeviceList& list, ObjectIDs& ids) {
     system[{fourCC("dIn ")}] = propertyData(defaultDevice(list, list.defaultInput, ids));
     system[{fourCC("dOut")}] = propertyData(defaultDevice(list, list.defaultOutput, ids));
     system[{fourCC("sOut")}] = system[{fourCC("dOut")}];
+    system[{fourCC("srst")}] = propertyData(list.restarts);
     objects[kAudioObjectSystemObject] = std::move(system);
     return objects;
 }

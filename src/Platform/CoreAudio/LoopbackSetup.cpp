@@ -42,7 +42,11 @@ std::optional<QString> createNullSink(const std::string& name, const std::string
     // PulseAudio needs the inner quotes and PipeWire the outer ones too, or the description ends at its first blank.
     const std::string arguments =
         "sink_name=" + name + " rate=48000 channels=2 sink_properties=\"device.description='" + description + "'\"";
-    const PulseConnection::Answer answer = connection.loadModule("module-null-sink", arguments);
+    // A sink that never takes sound back gives it to its monitor at once, not up to two seconds late. Servers that do
+    // not know the word refuse it.
+    PulseConnection::Answer answer = connection.loadModule("module-null-sink", arguments + " norewinds=1");
+    if (answer.error == PA_ERR_MODINITFAILED || answer.error == PA_ERR_INVALID)
+        answer = connection.loadModule("module-null-sink", arguments);
     if (answer.error == PA_OK)
         return std::nullopt;
     return QString::fromUtf8(pa_strerror(answer.error));

@@ -47,8 +47,8 @@ OSStatus PulseAudioServer::getPropertyData(AudioObjectID object, const AudioObje
                                            std::span<const std::byte> qualifier, std::vector<std::byte>& data) {
     core_->waitForFirstState();
     // An empty device list would read as a server that has no devices.
-    if (object == kAudioObjectSystemObject && address.selector == fourCC("dev#") && !core_->isUp())
-        return kAudioHardwareNotRunningError;
+    if (object == kAudioObjectSystemObject && address.selector == fourCC("dev#"))
+        return core_->readWhileUp(object, address, qualifier, data);
     return core_->store.read(object, address, qualifier, data);
 }
 

@@ -12,15 +12,22 @@ void PulseAudioServer::Core::setState(PulseSnapshot snapshot) {
         const std::lock_guard lock(snapshotMutex_);
         snapshot_ = next;
     }
-    store.setDevices(next->devices());
+    // Both at once: whoever is told of the devices asks for them, and must find the server up.
     const std::lock_guard lock(mutex_);
+    restarts_ += phase_ == Phase::Down && wasUp_ ? 1U : 0U;
+    AudioDeviceList list = next->devices();
+    list.restarts = restarts_;
+    store.setDevices(list);
+    wasUp_ = true;
     phase_ = Phase::Up;
     changed_.notify_all();
 }
 
 void PulseAudioServer::Core::setUnreachable() {
-    store.setDevices({});
     const std::lock_guard lock(mutex_);
+    AudioDeviceList none;
+    none.restarts = restarts_;
+    store.setDevices(none);
     // A server that was there is likely to be back in a moment; one that never was is not worth waiting for.
     if (phase_ != Phase::Down)
         patience_ = Clock::now() + (phase_ == Phase::Up ? std::chrono::seconds(2) : std::chrono::seconds(0));
@@ -33,9 +40,10 @@ void PulseAudioServer::Core::waitForFirstState() {
     changed_.wait_until(lock, patience_, [this] { return phase_ != Phase::Connecting; });
 }
 
-bool PulseAudioServer::Core::isUp() {
+OSStatus PulseAudioServer::Core::readWhileUp(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                             std::span<const std::byte> qualifier, std::vector<std::byte>& data) {
     const std::lock_guard lock(mutex_);
-    return phase_ == Phase::Up;
+    return phase_ == Phase::Up ? store.read(object, address, qualifier, data) : kAudioHardwareNotRunningError;
 }
 
 bool PulseAudioServer::Core::waitUntilUp() {

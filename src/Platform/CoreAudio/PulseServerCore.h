@@ -15,7 +15,9 @@ public:
 
     /// Waits until the server's state is known or known to be out of reach; only as long as the object is new.
     void waitForFirstState();
-    bool isUp();
+    /// Reads a property; 'stop' while the server is not there.
+    OSStatus readWhileUp(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                         std::span<const std::byte> qualifier, std::vector<std::byte>& data);
     /// Waits for the server for a while when it has only just gone (or never answered yet); false when it is not there.
     bool waitUntilUp();
     /// Waits until the condition holds: 'what' when it does not in time, 'stop' when the server goes. The condition
@@ -41,7 +43,9 @@ private:
     std::shared_ptr<const PulseSnapshot> snapshot_ = std::make_shared<PulseSnapshot>(); // snapshotMutex_
     std::mutex mutex_;
     std::condition_variable changed_;
-    Phase phase_ = Phase::Connecting; // mutex_
+    Phase phase_ = Phase::Connecting; // mutex_; changes together with the store's devices
+    bool wasUp_ = false;              // mutex_
+    std::uint32_t restarts_ = 0;      // mutex_
     Clock::time_point patience_ =
         Clock::now() + std::chrono::milliseconds(1500); // mutex_: until when to wait for the server
 

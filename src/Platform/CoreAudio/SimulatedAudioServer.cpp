@@ -78,6 +78,13 @@ void SimulatedAudioServer::setDefaults(const std::string& inputUid, const std::s
     });
 }
 
+void SimulatedAudioServer::restart(const AudioDeviceList& list) {
+    change([&](AudioDeviceList& now) { now = {{}, {}, {}, now.restarts}; });
+    change([&](AudioDeviceList& now) {
+        now = {list.devices, list.defaultInput, list.defaultOutput, now.restarts + 1};
+    });
+}
+
 void SimulatedAudioServer::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
     store_.listeners().notify(object, {address});
 }

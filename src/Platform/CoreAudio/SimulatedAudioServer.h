@@ -23,6 +23,8 @@ public:
     void renameDevice(const std::string& uid, const std::string& name);
     /// Empty: none.
     void setDefaults(const std::string& inputUid, const std::string& outputUid);
+    /// The server ends, and is back with these devices and defaults: what was added to it in between is gone.
+    void restart(const AudioDeviceList& list);
     /// Tells the listeners of the object that this property changed, true or not.
     void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
     /// Waits until all that happened so far has been told. Never call it from a listener.

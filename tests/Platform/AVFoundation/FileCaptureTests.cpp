@@ -165,7 +165,7 @@ TEST_F(FileCaptureTest, NamesTheProblemOfAFileThatIsNoSound) {
         {write(QStringLiteral("text.wav"), "This is no sound.\n"), QStringLiteral("no sound that can be played")},
         {write(QStringLiteral("empty.wav"), {}), QStringLiteral("no sound that can be played")},
         {write(QStringLiteral("cut.wav"), header.left(20)), QStringLiteral("no sound that can be played")},
-        {write(QStringLiteral("silent.wav"), header), QStringLiteral("没有声音")},
+        {write(QStringLiteral("silent.wav"), header), QStringLiteral("There is no sound in")},
         {write(QStringLiteral("rate.wav"), oddRate), QStringLiteral("sample rate of this sound cannot be used")},
     };
     for (const auto& [path, words] : cases) {
