@@ -14,7 +14,7 @@ namespace parlowen {
 class SPXPushAudioInputStream {
 public:
     /// At most this many bytes (10 minutes) wait for the recognizer; what is written beyond that is dropped.
-    static constexpr std::size_t maxWaiting = 10 * 60 * 32'000;
+    static constexpr std::size_t maxWaiting = std::size_t{10} * 60 * 32'000;
 
     /// Appends audio. Dropped once the stream is closed or its recognizer has given up.
     void write(std::string_view bytes);

@@ -81,7 +81,7 @@ TEST(EventStream, AClientThatReadsNothingDoesNotHoldTheServer) {
     std::promise<void> ended;
     Router router;
     router.stream(verb::get, "/events", [&](const HttpRequest&, EventStream& events) -> awaitable<void> {
-        const std::string much(256 * 1024, 'x');
+        const std::string much(std::size_t{256} * 1024, 'x');
         bool open = true;
         while (open)
             open = co_await events.send(much);
