@@ -59,7 +59,7 @@ protected:
     }
 
     RunningService service;
-    FaultProxy proxy{"127.0.0.1", service.port()};
+    FaultProxy proxy{service.port()};
     QString token;
     std::mutex mutex;
     QStringList finals;

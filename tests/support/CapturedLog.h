@@ -7,8 +7,9 @@
 
 namespace parlowen::testing {
 
-/// Keeps the console log's lines for as long as it lives.
-class CapturedLog {
+/// Keeps a log's lines for as long as it lives.
+template<class Capture>
+class CapturedLines {
 public:
     QStringList lines() const {
         const std::lock_guard lock(mutex_);
@@ -17,21 +18,20 @@ public:
 
     /// The lines that start with the prefix.
     QStringList linesWith(const QString& prefix) const {
-        QStringList found;
-        for (const QString& line : lines()) {
-            if (line.startsWith(prefix))
-                found << line;
-        }
+        QStringList found = lines();
+        found.removeIf([&prefix](const QString& line) { return !line.startsWith(prefix); });
         return found;
     }
 
 private:
     mutable std::mutex mutex_;
     QStringList lines_;
-    ConsoleLogCapture capture_{[this](const QString& line) {
+    Capture capture_{[this](const QString& line) {
         const std::lock_guard lock(mutex_);
         lines_ << line;
     }};
 };
+
+using CapturedLog = CapturedLines<ConsoleLogCapture>;
 
 } // namespace parlowen::testing

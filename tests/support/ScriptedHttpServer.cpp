@@ -1,10 +1,8 @@
 #include "ScriptedHttpServer.h"
 
-#include <QFile>
-#include <QSslConfiguration>
-#include <QSslKey>
-#include <QSslServer>
 #include <algorithm>
+
+#include "TlsFiles.h"
 
 namespace parlowen::testing {
 
@@ -22,22 +20,6 @@ QByteArray statusLine(int status) { return "HTTP/1.1 " + QByteArray::number(stat
 QByteArray jsonHead(int status, qsizetype length) {
     return statusLine(status) + "Content-Type: application/json\r\nContent-Length: " + QByteArray::number(length) +
            "\r\n\r\n";
-}
-
-QByteArray fixture(const QString& name) {
-    QFile file(PARLOWEN_SOURCE_DIR "/tests/support/tls/" + name);
-    if (!file.open(QFile::ReadOnly))
-        qFatal("a file of tests/support/tls is missing");
-    return file.readAll();
-}
-
-std::unique_ptr<QTcpServer> makeTlsServer() {
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setLocalCertificate(QSslCertificate(fixture("server.pem")));
-    configuration.setPrivateKey(QSslKey(fixture("server.key"), QSsl::Ec));
-    auto server = std::make_unique<QSslServer>();
-    server->setSslConfiguration(configuration);
-    return server;
 }
 
 } // namespace
@@ -58,7 +40,7 @@ ScriptedHttpServer::Reply ScriptedHttpServer::Reply::silence() { return {}; }
 
 ScriptedHttpServer::ScriptedHttpServer(Scheme scheme)
     : scheme_(scheme)
-    , server_(scheme == Scheme::https ? makeTlsServer() : std::make_unique<QTcpServer>()) {
+    , server_(makeListener(scheme == Scheme::https)) {
     connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket* socket = server_->nextPendingConnection()) {
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(*socket); });

@@ -1,12 +1,10 @@
 #include "ScriptedSpeechServer.h"
 
-#include <QFile>
-#include <QSslConfiguration>
-#include <QSslKey>
-#include <QSslServer>
 #include <QTcpSocket>
 #include <algorithm>
 #include <utility>
+
+#include "TlsFiles.h"
 
 namespace parlowen::testing {
 
@@ -16,22 +14,6 @@ constexpr int hangUp = -1;
 constexpr int unanswered = -2;
 
 std::string_view viewOf(const QByteArray& bytes) { return {bytes.constData(), static_cast<std::size_t>(bytes.size())}; }
-
-QByteArray fixture(const char* name) {
-    QFile file(QString(PARLOWEN_SOURCE_DIR "/tests/support/tls/") + name);
-    if (!file.open(QFile::ReadOnly))
-        qFatal("a file of tests/support/tls is missing");
-    return file.readAll();
-}
-
-std::unique_ptr<QTcpServer> makeTlsListener() {
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setLocalCertificate(QSslCertificate(fixture("server.pem")));
-    configuration.setPrivateKey(QSslKey(fixture("server.key"), QSsl::Ec));
-    auto listener = std::make_unique<QSslServer>();
-    listener->setSslConfiguration(configuration);
-    return listener;
-}
 
 void answerWithStatus(QTcpSocket& socket, int status) {
     QObject::connect(&socket, &QTcpSocket::readyRead, &socket, [&socket, status] {
@@ -102,7 +84,7 @@ void SpeechSessionSeen::takeAudio(const wire::SpeechMessage& message) {
 
 ScriptedSpeechServer::ScriptedSpeechServer(Scheme scheme)
     : scheme_(scheme)
-    , listener_(scheme == Scheme::wss ? makeTlsListener() : std::make_unique<QTcpServer>())
+    , listener_(makeListener(scheme == Scheme::wss))
     , upgrader_("speech", QWebSocketServer::NonSecureMode) {
     connect(listener_.get(), &QTcpServer::pendingConnectionAvailable, this, [this] { onConnection(); });
     connect(&upgrader_, &QWebSocketServer::newConnection, this, [this] { onWebSocket(); });

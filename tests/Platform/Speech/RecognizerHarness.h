@@ -20,13 +20,10 @@ namespace parlowen::testing {
 class Heard {
 public:
     void listenTo(SPXRecognizer& recognizer) {
-        recognizer.addRecognizingEventHandler([this](const SPXRecognitionEvent& event) { keep(partials_, event); });
-        recognizer.addRecognizedEventHandler([this](const SPXRecognitionEvent& event) { keep(finals_, event); });
-        recognizer.addCanceledEventHandler([this](const SPXCanceledEvent& event) {
-            const std::lock_guard lock(mutex_);
-            threads_.insert(std::this_thread::get_id());
-            cancellations_.append(event.errorDetails.value_or("(no details)"));
-        });
+        recognizer.addRecognizingEventHandler([this](const auto& event) { keep(partials_, event.result); });
+        recognizer.addRecognizedEventHandler([this](const auto& event) { keep(finals_, event.result); });
+        recognizer.addCanceledEventHandler(
+            [this](const auto& event) { keep(cancellations_, event.errorDetails.value_or("(no details)")); });
     }
 
     std::vector<SPXRecognitionResult> partials() const { return copyOf(partials_); }
@@ -45,10 +42,11 @@ public:
     }
 
 private:
-    void keep(std::vector<SPXRecognitionResult>& list, const SPXRecognitionEvent& event) {
+    template<class List, class Entry>
+    void keep(List& list, const Entry& entry) {
         const std::lock_guard lock(mutex_);
         threads_.insert(std::this_thread::get_id());
-        list.push_back(event.result);
+        list.push_back(entry);
     }
 
     template<class T>
@@ -68,30 +66,23 @@ private:
 struct Recognition {
     explicit Recognition(const QString& area, const QStringList& targets = {},
                          std::chrono::milliseconds answerTimeout = std::chrono::seconds(15)) {
-        QString error;
         const SPXAudioConfiguration audio(stream);
-        auto configuration = SPXSpeechTranslationConfiguration::make("the-token", area, &error);
-        if (!configuration) {
-            ADD_FAILURE() << error.toStdString();
-            return;
-        }
-        configuration->setSpeechRecognitionLanguage("en-US");
-        configuration->setFirstReconnectPause(std::chrono::milliseconds(5));
-        configuration->setAnswerTimeout(answerTimeout);
+        auto configuration = SPXSpeechTranslationConfiguration::make("the-token", area, nullptr).value();
+        configuration.setSpeechRecognitionLanguage("en-US");
+        configuration.setFirstReconnectPause(std::chrono::milliseconds(5));
+        configuration.setAnswerTimeout(answerTimeout);
         for (const QString& target : targets)
-            configuration->addTargetLanguage(target);
+            configuration.addTargetLanguage(target);
         if (targets.isEmpty())
-            recognizer = SPXSpeechRecognizer::make(*configuration, audio, &error);
+            recognizer = SPXSpeechRecognizer::make(configuration, audio, nullptr);
         else
-            recognizer = SPXTranslationRecognizer::make(*configuration, audio, &error);
-        if (!recognizer) {
-            ADD_FAILURE() << error.toStdString();
-            return;
-        }
+            recognizer = SPXTranslationRecognizer::make(configuration, audio, nullptr);
         heard.listenTo(*recognizer);
     }
 
-    void start() {
+    /// Starts with so many bytes of audio.
+    void start(std::size_t bytes = 0) {
+        stream->write(std::string(bytes, 'a'));
         QString error;
         EXPECT_TRUE(recognizer->startContinuousRecognition(&error)) << error.toStdString();
     }
