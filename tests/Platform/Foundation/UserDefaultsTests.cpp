@@ -244,8 +244,8 @@ TEST_F(UserDefaultsTest, AFileSystemWithoutRoomLeavesTheOldFileWhole) {
 TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtOnce) {
     UserDefaults defaults(path_);
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
     threads.reserve(4);
+    for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&defaults, thread] {
             for (int i = 0; i < 10; ++i) {
                 const QString key = QString("key%1-%2").arg(thread).arg(i);
