@@ -21,8 +21,12 @@ MYBottomPopView* MYBottomPopView::show(QWidget* content, QWidget* container) {
 }
 
 void MYBottomPopView::dismissOnBackgroundClick(QPoint location) {
-    if (contentView() != nullptr && !isDismissing() && !contentView()->geometry().contains(location))
+    if (isBeside(location))
         dismiss();
+}
+
+bool MYBottomPopView::isBeside(QPoint place) const {
+    return contentView() != nullptr && !contentView()->geometry().contains(place);
 }
 
 QPoint MYBottomPopView::restingPlace() const {
@@ -40,8 +44,11 @@ void MYBottomPopView::slide(QPoint from, QPoint to) {
     slide_->start();
 }
 
+void MYBottomPopView::mousePressEvent(QMouseEvent* event) { isPressedBeside_ = isBeside(event->position().toPoint()); }
+
 void MYBottomPopView::mouseReleaseEvent(QMouseEvent* event) {
-    if (enableGesture && event->button() == Qt::LeftButton)
+    // A drag that begins in the card, as when text is selected, may end beside it.
+    if (enableGesture && event->button() == Qt::LeftButton && isPressedBeside_)
         dismissOnBackgroundClick(event->position().toPoint());
 }
 

@@ -21,14 +21,17 @@ public:
 protected:
     QPoint restingPlace() const override;
     void leave() override;
+    void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
     MYBottomPopView(QWidget* content, QWidget* container);
     QPoint hiddenPlace() const;
+    bool isBeside(QPoint place) const;
     void slide(QPoint from, QPoint to);
 
     QPropertyAnimation* slide_;
+    bool isPressedBeside_ = false; ///< whether the press that is going on began beside the card
 };
 
 } // namespace parlowen

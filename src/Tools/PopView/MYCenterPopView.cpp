@@ -26,6 +26,23 @@ QPoint MYCenterPopView::restingPlace() const {
     return {(width() - contentView()->width()) / 2, (height() - contentView()->height()) / 2};
 }
 
+void MYCenterPopView::setEnableGes(bool enabled) {
+    enableGes_ = enabled;
+    shape();
+}
+
+void MYCenterPopView::resizeEvent(QResizeEvent* event) {
+    PopView::resizeEvent(event);
+    shape();
+}
+
+void MYCenterPopView::shape() {
+    if (enableGes_ || contentView() == nullptr)
+        clearMask();
+    else
+        setMask(contentView()->geometry());
+}
+
 void closeCurrentPopView() {
     const QWidget* window = QApplication::activeWindow();
     if (window == nullptr)

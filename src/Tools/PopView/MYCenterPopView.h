@@ -4,22 +4,31 @@
 
 namespace parlowen {
 
-/// A card in the middle of its container, faded in and out. Clicks beside the card do nothing.
+/// A card in the middle of its container, faded in and out.
 class MYCenterPopView : public PopView {
     Q_OBJECT
 public:
     /// Shows the card, in its own size, centred over the container.
     static MYCenterPopView* show(QWidget* content, QWidget* container);
 
+    /// Whether clicks beside the card end here, without effect, as they do at first; otherwise they go to what lies
+    /// beneath.
+    bool enableGes() const { return enableGes_; }
+    void setEnableGes(bool enabled);
+
 protected:
     QPoint restingPlace() const override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     MYCenterPopView(QWidget* content, QWidget* container);
+    void shape();
+
+    bool enableGes_ = true;
 };
 
-/// Dismisses the centred pop-up of the active window: of several the lowest that is not already going. Does nothing
-/// without.
+/// Dismisses the centred pop-up of the active window, wherever in it: of several the lowest that is not already going.
+/// Does nothing without.
 void closeCurrentPopView();
 
 } // namespace parlowen

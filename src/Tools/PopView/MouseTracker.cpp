@@ -2,10 +2,17 @@
 
 #include <QCursor>
 #include <QEvent>
+#include <QGuiApplication>
 #include <QWidget>
 #include <utility>
 
 namespace parlowen {
+
+namespace {
+
+bool isApplicationActive() { return QGuiApplication::applicationState() == Qt::ApplicationActive; }
+
+} // namespace
 
 MouseTracker* MouseTracker::attach(QWidget* view, Observer observer, unsigned option) {
     return new MouseTracker(view, std::move(observer), option);
@@ -17,6 +24,10 @@ MouseTracker::MouseTracker(QWidget* view, Observer observer, unsigned option)
     , observer_(std::move(observer))
     , option_(option) {
     view->installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this] {
+        if (view_->isVisible())
+            checkPointer();
+    });
     if (view->isVisible())
         checkPointer();
 }
@@ -24,7 +35,8 @@ MouseTracker::MouseTracker(QWidget* view, Observer observer, unsigned option)
 bool MouseTracker::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
     case QEvent::Enter:
-        report(MouseMoveEvent::entered);
+        if (isApplicationActive())
+            report(MouseMoveEvent::entered);
         break;
     case QEvent::Show:
     case QEvent::Resize:
@@ -48,7 +60,7 @@ bool MouseTracker::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void MouseTracker::checkPointer() {
-    const bool inside = view_->rect().contains(view_->mapFromGlobal(QCursor::pos()));
+    const bool inside = isApplicationActive() && view_->visibleRegion().contains(view_->mapFromGlobal(QCursor::pos()));
     report(inside ? MouseMoveEvent::entered : MouseMoveEvent::exited);
 }
 

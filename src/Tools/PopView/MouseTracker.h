@@ -12,8 +12,9 @@ enum class MouseMoveEvent { exited, entered };
 /// Bits of `MouseTracker::option`.
 enum MouseTrackOption : unsigned { mouseDownExits = 1U };
 
-/// Reports when the pointer enters and leaves a view, and where it is whenever the view is shown or resized. It lives
-/// as a child of the view and ends with it. Main thread.
+/// Reports when the pointer enters and leaves a view, and where it is whenever the view is shown or resized. While
+/// another application is the active one the pointer counts as outside. It lives as a child of the view and ends with
+/// it. Main thread.
 class MouseTracker : public QObject {
     Q_OBJECT
 public:

@@ -17,6 +17,12 @@ PopView::PopView(QWidget* content, QWidget* container)
     if (!content->testAttribute(Qt::WA_Resized))
         content->adjustSize();
     content->setParent(this);
+    connect(content, &QObject::destroyed, this, &PopView::remove);
+}
+
+PopView::~PopView() {
+    if (contentView_)
+        disconnect(contentView_, nullptr, this, nullptr);
 }
 
 double PopView::contentAlpha() const { return fader_ ? fader_->alpha() : 0; }
@@ -30,18 +36,18 @@ void PopView::present() {
 }
 
 void PopView::dismiss() {
-    if (!contentView_) {
-        remove();
+    if (isDismissing_)
         return;
-    }
     isDismissing_ = true;
     leave();
     fader_->fadeTo(0, duration, [this] { remove(); });
 }
 
 void PopView::remove() {
+    isDismissing_ = true;
     setVisible(false);
     if (contentView_ && contentOwner_) {
+        disconnect(contentView_, nullptr, this, nullptr);
         contentView_->setVisible(false);
         contentView_->setParent(contentOwner_);
         contentView_->setGraphicsEffect(nullptr);

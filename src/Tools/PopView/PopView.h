@@ -15,13 +15,15 @@ class ViewFader;
 class PopView : public QWidget {
     Q_OBJECT
 public:
-    /// The card being shown.
+    ~PopView() override;
+
+    /// The card being shown; null once someone else has deleted it, which ends the pop-up.
     QWidget* contentView() const { return contentView_; }
     /// How opaque the card is, 0 to 1.
     double contentAlpha() const;
     /// Whether the pop-up is on its way out.
     bool isDismissing() const { return isDismissing_; }
-    /// Takes the card away within `duration` seconds; then card and pop-up leave the container.
+    /// Takes the card away within `duration` seconds; then card and pop-up leave the container. Once is enough.
     void dismiss();
 
     static constexpr double duration = 0.25; ///< seconds of each animation

@@ -4,12 +4,12 @@
 #include "ProgressHUDWindow.h"
 #include "SystemFont.h"
 #include "ViewFader.h"
+#include "WrappedLabel.h"
 
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 
 #include <QApplication>
-#include <QLabel>
 #include <algorithm>
 #include <utility>
 
@@ -23,16 +23,13 @@ constexpr double fadeSeconds = 0.2;
 } // namespace
 
 ProgressHUD::ProgressHUD()
-    : statusLabel_(new QLabel(this))
+    : statusLabel_(new WrappedLabel(this))
     , fader_(new ViewFader(this, 0))
     , windowController_(std::make_unique<ProgressHUDWindow>()) {
     setVisible(false);
     setFocusPolicy(Qt::NoFocus);
     setAttribute(Qt::WA_NoMousePropagation);
     setFont(systemFont(18));
-    statusLabel_->setAlignment(Qt::AlignCenter);
-    statusLabel_->setWordWrap(true);
-    statusLabel_->setTextFormat(Qt::PlainText);
 }
 
 ProgressHUD::~ProgressHUD() = default;
@@ -55,7 +52,7 @@ void ProgressHUD::show(const QString& status, const ProgressHUDMode& mode) {
     if (container == nullptr)
         return;
     mode_ = mode;
-    if (isHidden() || parentWidget() != container)
+    if (!isVisible()) // the window that it was last shown in may have been closed under it
         enter(container);
     updateIndicator();
     updateStatus(status);
@@ -96,13 +93,21 @@ double ProgressHUD::toastSeconds(const QString& text) const {
     return std::max(minimumDismissTimeInterval, std::min(maximumDismissTimeInterval, 0.5 + 0.06 * characters));
 }
 
+void ProgressHUD::setProgress(double progress) {
+    progress_ = progress;
+    if (progressIndicator_ && mode_.kind() == ProgressHUDMode::determinate)
+        progressIndicator_->setProgress(progress);
+}
+
 void ProgressHUD::updateIndicator() {
     if (indicator_ == nullptr || indicator_ != mode_.view())
         removeIndicator();
     if (mode_.isSpinner()) {
         indicator_ = new QWidget;
-        indicator_->resize(progressIndicator_->size());
+        indicator_->resize(qRound(spinnerSize), qRound(spinnerSize));
         progressIndicator_->setParent(indicator_);
+        progressIndicator_->setGeometry(indicator_->rect());
+        progressIndicator_->setProgress(mode_.kind() == ProgressHUDMode::determinate ? progress_ : 0);
         progressIndicator_->setVisible(true);
         progressIndicator_->startAnimation();
     } else if (mode_.isIcon()) {

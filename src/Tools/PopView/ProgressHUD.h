@@ -31,13 +31,13 @@ public:
     /// The application's one overlay, made on first use; it goes with the application object.
     static ProgressHUD& shared();
 
-    /// Shows the text over the container; what is already shown is replaced at once, in its place. Does nothing without
-    /// a container. It never hides by itself.
+    /// Shows the text over the container; what is already on screen is replaced at once, where it is. Does nothing
+    /// without a container. It never hides by itself.
     void show(const QString& status, const ProgressHUDMode& mode);
     /// Hides, at once or with a fade of 0.2 s, and drops every scheduled `hideDelayed`.
     void hide(bool animated);
     /// Drops every scheduled request and hides: without a fade for 0, with it for anything else.
-    void hideDelayed(int argument);
+    void hideDelayed(int argument = 1);
     /// Calls `hideDelayed` after so many seconds, unless a hide comes first. A later show does not drop it.
     void performHideDelayed(int argument, double afterSeconds);
 
@@ -48,13 +48,17 @@ public:
     /// How long a toast stays: 0.5 + 0.06 × characters seconds, within the two intervals below.
     double toastSeconds(const QString& text) const;
 
+    /// How much is done, 0 to 1: the share of the spinner's fins that stay bright in the `determinate` mode.
+    void setProgress(double progress);
+    double progress() const { return progress_; }
+
     /// What the last show was asked for.
     const ProgressHUDMode& mode() const { return mode_; }
     /// The text on screen; empty while hidden.
     QString status() const;
     /// 0 (hidden) to 1.
     double alpha() const;
-    /// The box, in the overlay's coordinates.
+    /// The box, in the overlay's coordinates; its size is zero before the first show.
     QRect box() const { return layout_.box; }
     /// What stands above the text; null without it.
     QWidget* indicator() const { return indicator_; }
@@ -110,6 +114,7 @@ private:
     QPointer<ProgressIndicatorLayer> progressIndicator_;
     QPointer<QObject> watchedWindow_; ///< tells of the clicks that go to what lies beneath
     bool useAnimation_ = true;
+    double progress_ = 0;
     unsigned scheduled_ = 0; ///< requests scheduled under an earlier number are dropped
 };
 

@@ -1,6 +1,7 @@
 #include "ProgressHUDLayout.h"
 
-#include <QFontMetrics>
+#include "WrappedLabel.h"
+
 #include <algorithm>
 
 namespace parlowen {
@@ -12,8 +13,7 @@ constexpr int textSlack = 10; // the text frame is so much wider than its text
 QSize textFrame(const QString& text, const QFont& font, int maxWidth) {
     if (text.isEmpty())
         return {0, 0};
-    const QRect room(0, 0, maxWidth, QWIDGETSIZE_MAX);
-    const QSize size = QFontMetrics(font).boundingRect(room, Qt::AlignCenter | Qt::TextWordWrap, text).size();
+    const QSize size = WrappedLabel::textSize(text, font, maxWidth);
     return {std::min(maxWidth, size.width() + textSlack), size.height()};
 }
 

@@ -1,6 +1,7 @@
 #include "ProgressHUD.h"
 
 #include "ProgressHUDWindow.h"
+#include "ViewFader.h"
 
 #include <Foundation/MainQueue.h>
 
@@ -25,7 +26,7 @@ QWidget* ProgressHUD::findContainer() {
 
 void ProgressHUD::enter(QWidget* container) {
     leaveContainer();
-    removeIndicator();
+    fader_->setAlpha(0);
     delete progressIndicator_;
     progressIndicator_ = new ProgressIndicatorLayer(style.foreground, spinnerSize);
     progressIndicator_->setParent(this);

@@ -9,7 +9,8 @@ namespace parlowen {
 namespace {
 
 constexpr std::chrono::milliseconds step(50);
-constexpr double restingOpacity = 0.12;
+constexpr double waitingOpacity = 0.12;
+constexpr double doneOpacity = 0.55;
 constexpr double fadePerStep = 0.1;
 constexpr double finWidth = 0.095; // shares of the smaller side
 constexpr double finHeight = 0.3;
@@ -26,8 +27,9 @@ ProgressIndicatorLayer::ProgressIndicatorLayer(const QColor& color, double size)
 }
 
 void ProgressIndicatorLayer::startAnimation() {
-    fadeDownOpacity_ = restingOpacity;
-    finOpacities_.fill(fadeDownOpacity_);
+    fadeDownOpacity_ = waitingOpacity;
+    for (int fin = 0; fin < numFins; ++fin)
+        finOpacities_.at(static_cast<std::size_t>(fin)) = restingOpacity(fin);
     finOpacities_.at(static_cast<std::size_t>(fposition_)) = 1;
     animationTimer_.start();
     update();
@@ -39,9 +41,17 @@ void ProgressIndicatorLayer::stopAnimation() {
     update();
 }
 
+void ProgressIndicatorLayer::setProgress(double progress) { progress_ = std::clamp(progress, 0.0, 1.0); }
+
+double ProgressIndicatorLayer::restingOpacity(int fin) const {
+    return fin < qRound(progress_ * numFins) ? doneOpacity : fadeDownOpacity_;
+}
+
 void ProgressIndicatorLayer::advancePosition() {
-    for (double& opacity : finOpacities_)
-        opacity = std::max(fadeDownOpacity_, opacity - fadePerStep);
+    for (int fin = 0; fin < numFins; ++fin) {
+        double& opacity = finOpacities_.at(static_cast<std::size_t>(fin));
+        opacity = std::max(restingOpacity(fin), opacity - fadePerStep);
+    }
     fposition_ = (fposition_ + 1) % numFins;
     finOpacities_.at(static_cast<std::size_t>(fposition_)) = 1;
     update();

@@ -20,12 +20,14 @@ public:
     void startAnimation();
     /// Stops and puts every fin out.
     void stopAnimation();
+    /// The share of the fins, 0 to 1, that stay bright behind the lit one, clockwise from the top.
+    void setProgress(double progress);
 
     bool isRunning() const { return animationTimer_.isActive(); }
     const QColor& color() const { return color_; }
     /// The fin that was lit last; 0 stands upright, the others follow clockwise.
     int fposition() const { return fposition_; }
-    /// What a fin fades down to.
+    /// What a fin beyond the progress fades down to.
     double fadeDownOpacity() const { return fadeDownOpacity_; }
     /// How bright a fin is, 0 to 1.
     double finOpacity(int fin) const { return finOpacities_.at(static_cast<std::size_t>(fin)); }
@@ -35,11 +37,13 @@ protected:
 
 private:
     void advancePosition();
+    double restingOpacity(int fin) const;
 
     QColor color_;
     QTimer animationTimer_;
     int fposition_ = 0;
     double fadeDownOpacity_ = 0;
+    double progress_ = 0;
     std::array<double, numFins> finOpacities_{};
 };
 

@@ -12,16 +12,13 @@ ViewFader::ViewFader(QWidget* view, double alpha)
     , effect_(new QGraphicsOpacityEffect) {
     view->setGraphicsEffect(effect_);
     apply(alpha);
-    animation_.setTargetObject(effect_);
-    animation_.setPropertyName("opacity");
-    connect(&animation_, &QPropertyAnimation::finished, this, [this] {
-        apply(this->alpha());
+    connect(&animation_, &QVariantAnimation::valueChanged, this,
+            [this](const QVariant& value) { apply(value.toDouble()); });
+    connect(&animation_, &QVariantAnimation::finished, this, [this] {
         if (const auto finished = std::exchange(finished_, {}))
             finished();
     });
 }
-
-double ViewFader::alpha() const { return effect_ ? effect_->opacity() : 0; }
 
 void ViewFader::setAlpha(double alpha) {
     animation_.stop();
@@ -31,15 +28,15 @@ void ViewFader::setAlpha(double alpha) {
 
 void ViewFader::fadeTo(double alpha, double seconds, std::function<void()> finished) {
     animation_.stop();
-    effect_->setEnabled(true);
     finished_ = std::move(finished);
     animation_.setDuration(static_cast<int>(std::lround(seconds * 1000)));
-    animation_.setStartValue(effect_->opacity());
+    animation_.setStartValue(alpha_);
     animation_.setEndValue(alpha);
     animation_.start();
 }
 
 void ViewFader::apply(double alpha) {
+    alpha_ = alpha;
     if (!effect_)
         return;
     effect_->setOpacity(alpha);
