@@ -1,52 +1,39 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/MainQueue.h>
-#include <Foundation/UserDefaults.h>
 #include <Network/ApiBase.h>
-#include <Network/HttpDatas.h>
-#include <Network/Settings.h>
-#include <gmock/gmock.h>
+#include <Network/TrustedTls.h>
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
-#include <QTemporaryDir>
+#include <QSslCertificate>
 #include <thread>
 
-#include "support/CapturedLog.h"
-#include "support/ScriptedHttpServer.h"
-#include "support/WaitFor.h"
+#include "support/BackendFixture.h"
+#include "support/TlsFiles.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using parlowen::testing::CapturedLog;
-using parlowen::testing::ScriptedHttpServer;
-using parlowen::testing::waitFor;
-using Reply = ScriptedHttpServer::Reply;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 struct Outcome {
-    FResponseStatus status;
+    FResponseStatus status = FResponseStatus::unusual;
     std::optional<JSON> json;
     std::optional<QString> message;
-    bool onMainThread;
+    bool onMainThread = false;
 };
 
-class HttpDatasTest : public ::testing::Test {
+class HttpDatasTest : public BackendFixture {
 protected:
-    HttpDatasTest() { defaults_.setString("fuwuqi_key", server_.baseUrl()); }
-
-    HttpDatas::Completion keep() {
-        return [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
-            outcomes_.push_back({status, json, message, isMainThread()});
-            sinceOutcome_.start();
-        };
-    }
-
     void request(const QString& path, HttpMethod method = HttpMethod::GET,
                  const std::optional<QJsonObject>& params = std::nullopt, std::optional<int> timeout = std::nullopt) {
-        http_.requestData(path, method, params, timeout, keep());
+        http_.requestData(path, method, params, timeout,
+                          [this](FResponseStatus status, const auto& json, const auto& message) {
+                              outcomes_.push_back({status, json, message, isMainThread()});
+                              sinceOutcome_.start();
+                          });
     }
 
     /// Sends one request and waits for its outcome.
@@ -60,13 +47,20 @@ protected:
         return outcomes_.size() > before ? outcomes_.back() : Outcome{};
     }
 
-    const ScriptedHttpServer::Request& lastRequest() const { return server_.requests().back(); }
+    /// The title of the alert that comes a quarter of a second behind an outcome.
+    QString nextAlert() {
+        EXPECT_TRUE(waitFor([this] { return !alerts_.empty(); }));
+        const Alert alert = alerts_.empty() ? Alert{} : alerts_.front();
+        EXPECT_EQ(alert, (Alert{alert.title, "", "logo", AlertStyle::warning}));
+        EXPECT_GE(alertDelay_, 245);
+        EXPECT_THAT(alerts_, SizeIs(1));
+        alerts_.clear();
+        return alert.title;
+    }
+    bool noAlertComes() {
+        return holdsFor([this] { return alerts_.empty(); }, 300);
+    }
 
-    CapturedLog log_;
-    QTemporaryDir directory_;
-    UserDefaults defaults_{directory_.filePath("settings.ini")};
-    Settings settings_{defaults_};
-    ScriptedHttpServer server_;
     std::vector<Alert> alerts_;
     qint64 alertDelay_ = -1;
     int signOuts_ = 0;
@@ -98,7 +92,7 @@ TEST_F(HttpDatasTest, EveryRequestCarriesTheFixedHeaders) {
     EXPECT_EQ(lastRequest().header("Authorization"), "Bearer abc");
     settings_.setLoginToken("");
     outcomeOf("/x");
-    EXPECT_THAT(lastRequest().header("Authorization").value_or("none").trimmed(), ::testing::Eq("Bearer"));
+    EXPECT_EQ(lastRequest().header("Authorization").value_or("none").trimmed(), "Bearer");
 }
 
 TEST_F(HttpDatasTest, ParametersGoIntoTheQueryOrTheBody) {
@@ -125,7 +119,8 @@ TEST_F(HttpDatasTest, TheBaseIsTheOverrideThenTheBuiltInOne) {
     builtIn.enqueue(Reply::json(200, "{}"));
     server_.enqueue(Reply::json(200, "{}"));
     const QString before = ApiBase::builtIn();
-    ApiBase::setBuiltIn(builtIn.baseUrl() + "/api/v1");
+    EXPECT_EQ(before, Bundle::builtInApiBaseUrl());
+    ApiBase::setBuiltIn(builtIn.baseUrl() + "/api/v1/");
     outcomeOf("/x");
     EXPECT_THAT(builtIn.requests(), IsEmpty());
     outcomeOf(builtIn.baseUrl() + "/whole");
@@ -139,49 +134,42 @@ TEST_F(HttpDatasTest, TheBaseIsTheOverrideThenTheBuiltInOne) {
     ApiBase::setBuiltIn(before);
 }
 
-struct EnvelopeCase {
-    int httpStatus;
-    const char* body;
-    FResponseStatus status;
-    std::optional<QString> message;
-    std::optional<QString> alert;
-};
-
-class HttpDatasEnvelopeTest : public HttpDatasTest, public ::testing::WithParamInterface<EnvelopeCase> {};
-
-TEST_P(HttpDatasEnvelopeTest, TheCodeAloneJudgesADecodedReply) {
-    const EnvelopeCase& expected = GetParam();
-    server_.enqueue(Reply::json(expected.httpStatus, expected.body));
-    const Outcome outcome = outcomeOf("/x");
-    EXPECT_EQ(outcome.status, expected.status);
-    ASSERT_TRUE(outcome.json);
-    EXPECT_EQ(outcome.json->rawString(), JSON::parse(expected.body).rawString());
-    EXPECT_EQ(outcome.message, expected.message);
-    EXPECT_TRUE(outcome.onMainThread);
-    EXPECT_THAT(alerts_, IsEmpty());
-    if (expected.alert) {
-        EXPECT_TRUE(waitFor([this] { return !alerts_.empty(); }));
-        EXPECT_THAT(alerts_, ElementsAre(Alert{*expected.alert, "", "logo", AlertStyle::warning}));
-        EXPECT_GE(alertDelay_, 245);
-    } else {
-        EXPECT_TRUE(parlowen::testing::holdsFor([this] { return alerts_.empty(); }, 300));
+TEST_F(HttpDatasTest, TheCodeAloneJudgesADecodedReply) {
+    struct Case {
+        int httpStatus;
+        const char* body;
+        FResponseStatus status;
+        std::optional<QString> message;
+        const char* alert;
+    };
+    constexpr const char* noAlert = nullptr;
+    const Case cases[] = {
+        {200, R"({"code":0,"message":"fine","data":{"n":9007199254740993}})", FResponseStatus::success, {}, noAlert},
+        {200, R"({"message":"no code"})", FResponseStatus::success, {}, noAlert},
+        {200, R"([1,2])", FResponseStatus::success, {}, noAlert},
+        {500, R"({"code":0})", FResponseStatus::success, {}, noAlert},
+        {200, R"({"code":"5","message":"余额不足"})", FResponseStatus::unusual, "余额不足", "余额不足"},
+        {404, R"({"code":7,"message":"没有"})", FResponseStatus::unusual, "没有", "没有"},
+        {200, R"({"code":3})", FResponseStatus::unusual, "", noAlert},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.body);
+        server_.enqueue(Reply::json(c.httpStatus, c.body));
+        const Outcome outcome = outcomeOf("/x");
+        EXPECT_EQ(outcome.status, c.status);
+        ASSERT_TRUE(outcome.json);
+        EXPECT_EQ(outcome.json->rawString(), JSON::parse(c.body).rawString());
+        EXPECT_EQ(outcome.message, c.message);
+        EXPECT_TRUE(outcome.onMainThread);
+        EXPECT_THAT(alerts_, IsEmpty()) << "it comes later";
+        if (c.alert)
+            EXPECT_EQ(nextAlert(), c.alert);
+        else
+            EXPECT_TRUE(noAlertComes());
     }
-    EXPECT_THAT(outcomes_, SizeIs(1));
+    EXPECT_THAT(outcomes_, SizeIs(std::size(cases)));
     EXPECT_EQ(signOuts_, 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Replies, HttpDatasEnvelopeTest,
-    ::testing::Values(
-        EnvelopeCase{200, R"({"code":0,"message":"fine","data":{"n":9007199254740993}})", FResponseStatus::success,
-                     std::nullopt, std::nullopt},
-        EnvelopeCase{200, R"({"message":"no code"})", FResponseStatus::success, std::nullopt, std::nullopt},
-        EnvelopeCase{200, R"([1,2])", FResponseStatus::success, std::nullopt, std::nullopt},
-        EnvelopeCase{500, R"({"code":0})", FResponseStatus::success, std::nullopt, std::nullopt},
-        EnvelopeCase{200, R"({"code":"5","message":"余额不足"})", FResponseStatus::unusual, "余额不足", "余额不足"},
-        EnvelopeCase{404, R"({"code":7,"message":"没有"})", FResponseStatus::unusual, "没有", "没有"},
-        EnvelopeCase{400, R"({"code":1,"message":"坏"})", FResponseStatus::unusual, "坏", "坏"},
-        EnvelopeCase{200, R"({"code":3})", FResponseStatus::unusual, "", std::nullopt}));
 
 TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
     settings_.setLoginToken("old");
@@ -197,48 +185,38 @@ TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
 
     outcomeOf("/next");
     EXPECT_EQ(lastRequest().header("Authorization"), std::nullopt);
-    EXPECT_TRUE(parlowen::testing::holdsFor([this] { return alerts_.empty(); }, 300));
+    EXPECT_TRUE(noAlertComes());
     EXPECT_THAT(outcomes_, SizeIs(1)) << "the outcome of the second request alone";
 }
 
 TEST_F(HttpDatasTest, WhatCannotBeDecodedIsAFailureWithAnEmptyAlert) {
-    const Reply replies[] = {Reply::json(200, ""), Reply::json(200, "<html>"), Reply::json(200, R"({"code":0)"),
-                             Reply::json(401, "no"), Reply::json(502, "Bad gateway")};
-    for (const Reply& reply : replies)
+    for (const Reply& reply : {Reply::json(200, ""), Reply::json(200, "<html>"), Reply::json(200, R"({"code":0)"),
+                               Reply::json(401, "no"), Reply::json(502, "Bad gateway")}) {
         server_.enqueue(reply);
-    while (outcomes_.size() < std::size(replies)) {
-        alerts_.clear();
         const Outcome outcome = outcomeOf("/x");
         EXPECT_EQ(outcome.status, FResponseStatus::failure);
         EXPECT_FALSE(outcome.json);
-        EXPECT_TRUE(waitFor([this] { return !alerts_.empty(); }));
-        EXPECT_THAT(alerts_, ElementsAre(Alert{"", "", "logo", AlertStyle::warning}));
-        EXPECT_GE(alertDelay_, 245);
+        EXPECT_EQ(nextAlert(), "");
     }
     EXPECT_EQ(signOuts_, 0);
 }
 
 TEST_F(HttpDatasTest, TransportFailuresAreNamed) {
     server_.enqueue(Reply::cut(R"({"code":0,"data":"abcdefghij"})", 12));
-    Outcome outcome = outcomeOf("/cut");
-    EXPECT_EQ(outcome.status, FResponseStatus::failure);
-    EXPECT_TRUE(waitFor([this] { return alerts_.size() == 1; }));
-    EXPECT_TRUE(alerts_.back().title.startsWith("请求失败：")) << alerts_.back().title.toStdString();
-    EXPECT_TRUE(outcome.message && alerts_.back().title.endsWith(*outcome.message));
+    const Outcome cut = outcomeOf("/cut");
+    EXPECT_EQ(cut.status, FResponseStatus::failure);
+    EXPECT_EQ(nextAlert(), "请求失败：" + cut.message.value_or("no message"));
 
     EXPECT_EQ(outcomeOf(ScriptedHttpServer::refusingUrl() + "/x").status, FResponseStatus::failure);
-    EXPECT_TRUE(waitFor([this] { return alerts_.size() == 2; }));
-    EXPECT_EQ(alerts_.back().title, "无法连接到服务器，请稍后再试");
+    EXPECT_EQ(nextAlert(), "无法连接到服务器，请稍后再试");
 
     server_.enqueue(Reply::silence());
     EXPECT_EQ(outcomeOf("/slow", HttpMethod::GET, std::nullopt, 1).status, FResponseStatus::failure);
-    EXPECT_TRUE(waitFor([this] { return alerts_.size() == 3; }));
-    EXPECT_EQ(alerts_.back().title, "请求超时，请重试");
+    EXPECT_EQ(nextAlert(), "请求超时，请重试");
 
     defaults_.setString("fuwuqi_key", "no url");
     EXPECT_EQ(outcomeOf("/x").status, FResponseStatus::failure);
-    EXPECT_TRUE(waitFor([this] { return alerts_.size() == 4; }));
-    EXPECT_EQ(alerts_.back().title, "");
+    EXPECT_EQ(nextAlert(), "");
     EXPECT_THAT(log_.linesWith("请求错误: "), SizeIs(4));
 }
 
@@ -253,21 +231,19 @@ TEST_F(HttpDatasTest, RequestsAndRepliesAreLogged) {
 
 TEST_F(HttpDatasTest, ManyRequestsFromAnyThreadCompleteOnTheMainThread) {
     server_.enqueue(Reply::json(200, R"({"code":0})"));
-    constexpr int perThread = 10;
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 3; ++thread) {
         threads.emplace_back([this] {
-            for (int i = 0; i < perThread; ++i)
+            for (int i = 0; i < 10; ++i)
                 request("/x", i % 2 == 0 ? HttpMethod::GET : HttpMethod::POST, QJsonObject{{"i", i}});
         });
     }
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_TRUE(waitFor([this] { return outcomes_.size() == std::size_t(3 * perThread); }));
-    for (const Outcome& outcome : outcomes_) {
-        EXPECT_EQ(outcome.status, FResponseStatus::success);
-        EXPECT_TRUE(outcome.onMainThread);
-    }
+    EXPECT_TRUE(waitFor([this] { return outcomes_.size() == 30; }));
+    EXPECT_TRUE(std::all_of(outcomes_.begin(), outcomes_.end(), [](const Outcome& outcome) {
+        return outcome.status == FResponseStatus::success && outcome.onMainThread;
+    }));
 }
 
 TEST_F(HttpDatasTest, ARequestThatOutlivesTheLayerIsDropped) {
@@ -279,12 +255,39 @@ TEST_F(HttpDatasTest, ARequestThatOutlivesTheLayerIsDropped) {
     bool called = false;
     gone->requestData("/x", HttpMethod::GET, std::nullopt, std::nullopt,
                       [&called](auto, auto, auto) { called = true; });
-    ASSERT_TRUE(waitFor([this] { return server_.requests().size() == 1; }));
+    ASSERT_TRUE(waitForRequests(1));
     gone.reset();
     EXPECT_TRUE(waitFor([this] { return server_.isConnectionClosed(); }));
     outcomeOf("/y");
     EXPECT_FALSE(called);
 }
 
+TEST_F(HttpDatasTest, TheLocalAuthorityCountsForItsHostAlone) {
+    // The server's certificate is right for both names of this machine.
+    ScriptedHttpServer server(ScriptedHttpServer::Scheme::https);
+    server.enqueue(Reply::json(200, "{}"));
+    const auto statusOf = [&](const LocalTrust& trust, const QString& host) {
+        HttpDatas http(settings_, trust, {});
+        std::optional<FResponseStatus> status;
+        http.requestData(server.baseUrl(host), HttpMethod::GET, std::nullopt, std::nullopt,
+                         [&status](FResponseStatus outcome, const auto&, const auto&) { status = outcome; });
+        EXPECT_TRUE(waitFor([&status] { return status.has_value(); }));
+        return status.value_or(FResponseStatus::unusual);
+    };
+    const LocalTrust trust{"127.0.0.1", tlsFile("authority.pem")};
+    EXPECT_EQ(statusOf(trust, "127.0.0.1"), FResponseStatus::success);
+    EXPECT_EQ(statusOf(trust, "localhost"), FResponseStatus::failure);
+    EXPECT_EQ(statusOf(LocalTrust(), "127.0.0.1"), FResponseStatus::failure);
+
+    const auto authorities = [](const LocalTrust& local, const char* url) {
+        return sslConfiguration(local, QUrl(url)).caCertificates();
+    };
+    const auto system = QSslConfiguration::defaultConfiguration().caCertificates();
+    EXPECT_EQ(authorities(trust, "https://127.0.0.1:47615/api/v1"),
+              QSslCertificate::fromData(trust.certificateAuthority));
+    EXPECT_EQ(authorities(trust, "https://example.com"), system);
+    EXPECT_EQ(authorities(LocalTrust(), "https://127.0.0.1"), system);
+}
+
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -9,35 +9,11 @@ namespace {
 
 class SettingsTest : public ::testing::Test {
 protected:
-    void signIn() {
-        settings_.setLoginToken("token");
-        settings_.setUserInfo(user_);
-        settings_.setAutoLogin(true);
-        settings_.setAiInterviewType(2);
-        settings_.setAiInterviewSetModel(AIInterviewModel());
-        settings_.setAiLangLeftModel(LanguageListModel());
-    }
-    void expectTheInterviewsSettings() const {
-        EXPECT_EQ(settings_.aiInterviewType(), 2);
-        EXPECT_TRUE(settings_.aiInterviewSetModel());
-        EXPECT_TRUE(settings_.aiLangLeftModel());
-    }
-
     QTemporaryDir directory_;
     UserDefaults defaults_{directory_.filePath("settings.ini")};
     Settings settings_{defaults_};
     const UserBaseModel user_{"1", "小明", "86", "138", "now", UserResumeInfo{"r", "n", "c"}, 1};
 };
-
-TEST_F(SettingsTest, NothingIsStoredAtFirst) {
-    EXPECT_EQ(settings_.loginToken(), std::nullopt);
-    EXPECT_FALSE(settings_.isAutoLogin());
-    EXPECT_EQ(settings_.userInfo(), std::nullopt);
-    EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
-    EXPECT_EQ(settings_.aiInterviewType(), std::nullopt);
-    EXPECT_EQ(settings_.aiLangChinaModel(), std::nullopt);
-    EXPECT_EQ(settings_.fuwuqiKey(), std::nullopt);
-}
 
 TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
     const LanguageListModel china{1, "中文", "zh-CN", "zh-Hans", "Z"};
@@ -67,16 +43,26 @@ TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
     EXPECT_EQ(nextStart.string("LOGIN_TOKEN"), "");
 }
 
-TEST_F(SettingsTest, WritingNothingRemovesTheKey) {
-    signIn();
-    settings_.setLoginToken(std::nullopt);
-    settings_.setUserInfo(std::nullopt);
-    settings_.setAiInterviewType(std::nullopt);
-    EXPECT_EQ(defaults_.string("LOGIN_TOKEN"), std::nullopt);
-    EXPECT_EQ(settings_.userInfo(), std::nullopt);
-    EXPECT_EQ(settings_.aiInterviewType(), std::nullopt);
-    settings_.remove("isAutoLogin");
+TEST_F(SettingsTest, SigningOutTakesTheUserAndARejectedSignInKeepsAutomaticSignIn) {
     EXPECT_FALSE(settings_.isAutoLogin());
+    for (const bool rejected : {true, false}) {
+        settings_.setLoginToken("token");
+        settings_.setUserInfo(user_);
+        settings_.setAutoLogin(true);
+        settings_.setAiInterviewType(2);
+        settings_.setAiLangLeftModel(LanguageListModel());
+        if (rejected)
+            settings_.clearRejectedSignIn();
+        else
+            settings_.clearSignIn();
+        EXPECT_EQ(settings_.loginToken(), std::nullopt);
+        EXPECT_EQ(settings_.userInfo(), std::nullopt);
+        EXPECT_EQ(settings_.isAutoLogin(), rejected);
+        EXPECT_EQ(settings_.aiInterviewType(), 2) << "the interview's settings stay";
+        EXPECT_TRUE(settings_.aiLangLeftModel());
+    }
+    settings_.setAiInterviewType(std::nullopt);
+    EXPECT_EQ(settings_.aiInterviewType(), std::nullopt);
 }
 
 TEST_F(SettingsTest, ARecordThatDoesNotDecodeReadsAsAbsent) {
@@ -86,29 +72,6 @@ TEST_F(SettingsTest, ARecordThatDoesNotDecodeReadsAsAbsent) {
     EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
     defaults_.setString("aiInterviewSetModel", "text");
     EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
-
-    UserBaseModel withoutResume = user_;
-    withoutResume.resume.reset();
-    defaults_.setData("userInfo", encodeStrict(withoutResume));
-    EXPECT_EQ(settings_.userInfo(), withoutResume);
-}
-
-TEST_F(SettingsTest, ARejectedSignInKeepsAutomaticSignIn) {
-    signIn();
-    settings_.clearRejectedSignIn();
-    EXPECT_EQ(settings_.loginToken(), std::nullopt);
-    EXPECT_EQ(settings_.userInfo(), std::nullopt);
-    EXPECT_TRUE(settings_.isAutoLogin());
-    expectTheInterviewsSettings();
-}
-
-TEST_F(SettingsTest, SigningOutAlsoEndsAutomaticSignIn) {
-    signIn();
-    settings_.clearSignIn();
-    EXPECT_EQ(settings_.loginToken(), std::nullopt);
-    EXPECT_EQ(settings_.userInfo(), std::nullopt);
-    EXPECT_FALSE(settings_.isAutoLogin());
-    expectTheInterviewsSettings();
 }
 
 } // namespace

@@ -1,23 +1,12 @@
 #include <AVFoundation/FileCapture.h>
-#include <Foundation/UserDefaults.h>
-#include <Network/Settings.h>
 #include <Tools/AzTokenNewManager.h>
 #include <Tools/SpeechRecognitionTool.h>
-#include <gmock/gmock.h>
 
-#include <QTemporaryDir>
+#include "support/BackendFixture.h"
 
-#include "support/CapturedLog.h"
-#include "support/ScriptedHttpServer.h"
-#include "support/WaitFor.h"
-
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using parlowen::testing::CapturedLog;
-using parlowen::testing::ScriptedHttpServer;
-using parlowen::testing::waitFor;
-using Reply = ScriptedHttpServer::Reply;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -32,12 +21,9 @@ struct Delegate : AzTokenNewDelegate {
     std::shared_ptr<SpeechRecognitionTool> speechTool() override { return tool; }
 };
 
-class AzTokenNewManagerTest : public ::testing::Test {
+class AzTokenNewManagerTest : public BackendFixture {
 protected:
-    AzTokenNewManagerTest() {
-        defaults_.setString("fuwuqi_key", server_.baseUrl());
-        manager_->setDelegate(&delegate_);
-    }
+    AzTokenNewManagerTest() { manager_->setDelegate(&delegate_); }
 
     void failures(int count) {
         for (int i = 0; i < count; ++i)
@@ -49,11 +35,6 @@ protected:
         return waitFor([&] { return log_.lines().contains(line); });
     }
 
-    const CapturedLog log_;
-    QTemporaryDir directory_;
-    UserDefaults defaults_{directory_.filePath("settings.ini")};
-    Settings settings_{defaults_};
-    ScriptedHttpServer server_;
     HttpDatas http_{settings_, {}, {}};
     Delegate delegate_;
     std::shared_ptr<AzTokenNewManager> manager_ = std::make_shared<AzTokenNewManager>(http_);
@@ -124,11 +105,6 @@ TEST_F(AzTokenNewManagerTest, WithoutADelegateOrAToolItGivesUpQuietly) {
     manager_->refreshToken();
     ASSERT_TRUE(waitFor([this] { return log_.linesWith("请求终止").size() == 2; }));
     EXPECT_THAT(log_.linesWith("获取 token 失败"), SizeIs(1));
-
-    manager_->retry = 2;
-    success(R"({"token":"t"})");
-    manager_->requestToken();
-    EXPECT_TRUE(waitFor([this] { return manager_->retry == 0; }));
 }
 
 TEST_F(AzTokenNewManagerTest, AReplyForAManagerThatIsGoneIsDropped) {
@@ -141,4 +117,4 @@ TEST_F(AzTokenNewManagerTest, AReplyForAManagerThatIsGoneIsDropped) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -27,23 +27,14 @@ struct FakeInput {
     int starts = 0;
     int stops = 0;
 
-    void deliver(const std::shared_ptr<AVAudioPCMBuffer>& buffer) const {
-        if (sink)
-            sink(buffer);
-    }
-
     /// Delivers buffers of a loud tone.
-    void deliverTone(int buffers, std::uint32_t frames = 2048) const {
+    void deliverTone(int buffers) const {
         for (int i = 0; i < buffers; ++i) {
-            const auto buffer = AVAudioPCMBuffer::make(*format, frames);
-            buffer->setFrameLength(frames);
-            for (std::uint32_t f = 0; f < frames; ++f) {
-                for (int c = 0; c < format->channelCount(); ++c)
-                    buffer->floatChannelData(
-                        0)[f * static_cast<std::uint32_t>(format->channelCount()) + static_cast<std::uint32_t>(c)] =
-                        0.5F * std::sin(0.13F * static_cast<float>(f));
-            }
-            deliver(buffer);
+            const auto buffer = AVAudioPCMBuffer::make(*format, 2048);
+            buffer->setFrameLength(2048);
+            for (std::uint32_t sample = 0; sample < 2 * 2048; ++sample)
+                buffer->floatChannelData(0)[sample] = 0.5F * std::sin(0.13F * static_cast<float>(sample / 2));
+            sink(buffer);
         }
     }
 
@@ -103,11 +94,17 @@ protected:
         tool->startTranslation("en-US", target, note("result"), note("partial"), note("error"), note("translation"));
     }
 
-    SpeechSessionSeen* session(std::size_t index) {
-        const bool there =
-            waitFor([&] { return server.sessions.size() > index && !server.sessions[index]->turns.empty(); });
-        EXPECT_TRUE(there);
-        return there ? server.sessions[index].get() : nullptr;
+    /// A session whose turn has begun.
+    SpeechSessionSeen& session(std::size_t index) {
+        if (!waitFor([&] { return server.sessions.size() > index && !server.sessions[index]->turns.empty(); }))
+            throw std::runtime_error("the session does not come");
+        return *server.sessions[index];
+    }
+    /// Starts recognition; its session.
+    SpeechSessionSeen& startedSession() {
+        make(server.area());
+        startPlain();
+        return session(0);
     }
 
     ScriptedSpeechServer server;
@@ -139,34 +136,28 @@ TEST(ConvertedFramesTest, TruncatesAndKnowsNoRate) {
 }
 
 TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
-    make(server.area());
-    startPlain();
+    SpeechSessionSeen& seen = startedSession();
     EXPECT_EQ(log.lines(), QStringList{started});
     EXPECT_EQ(input->framesPerBuffer, 2048U);
     input->deliverTone(50);
-    SpeechSessionSeen* const seen = session(0);
-    ASSERT_TRUE(seen);
-    EXPECT_EQ(seen->url().query(), "language=en-US&format=simple");
-    EXPECT_EQ(seen->header("Authorization"), "Bearer token-1");
+    EXPECT_EQ(seen.url().query(), "language=en-US&format=simple");
+    EXPECT_EQ(seen.header("Authorization"), "Bearer token-1");
     constexpr std::size_t wholePieces = 50 * 1364 / 3200 * 3200;
-    ASSERT_TRUE(waitFor([&] { return seen->turns[0].audio.size() >= wholePieces; }));
-    EXPECT_TRUE(holdsFor([&] { return seen->turns[0].audio.size() == wholePieces; }, 30)) << "682 frames a buffer";
-    const std::string& audio = seen->turns[0].audio;
+    ASSERT_TRUE(waitFor([&] { return seen.turns[0].audio.size() >= wholePieces; }));
+    EXPECT_TRUE(holdsFor([&] { return seen.turns[0].audio.size() == wholePieces; }, 30)) << "682 frames a buffer";
+    const std::string& audio = seen.turns[0].audio;
     EXPECT_GT(std::count_if(audio.begin(), audio.end(), [](char c) { return c != 0; }),
               std::ptrdiff_t(wholePieces) * 9 / 10);
 }
 
 TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
-    make(server.area());
-    startPlain();
-    SpeechSessionSeen* const seen = session(0);
-    ASSERT_TRUE(seen);
-    seen->send("speech.hypothesis", R"({"Text":""})");
-    seen->send("speech.hypothesis", R"({"Text":"hel"})");
-    seen->send("speech.phrase", R"({"RecognitionStatus":"NoMatch","Offset":0,"Duration":0})");
-    sendFinal(*seen, "");
-    sendFinal(*seen, "Hello.");
-    seen->send("speech.phrase", R"({"RecognitionStatus":"Forbidden"})");
+    SpeechSessionSeen& seen = startedSession();
+    seen.send("speech.hypothesis", R"({"Text":""})");
+    seen.send("speech.hypothesis", R"({"Text":"hel"})");
+    seen.send("speech.phrase", R"({"RecognitionStatus":"NoMatch","Offset":0,"Duration":0})");
+    sendFinal(seen, "");
+    sendFinal(seen, "Hello.");
+    seen.send("speech.phrase", R"({"RecognitionStatus":"Forbidden"})");
     ASSERT_TRUE(waitFor([&] { return called().size() >= 3; }));
     EXPECT_EQ(called()[0], "partial|hel");
     EXPECT_EQ(called()[1], "result|Hello.");
@@ -179,10 +170,9 @@ TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
 TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
     make(server.area());
     startTranslating();
-    SpeechSessionSeen* const seen = session(0);
-    ASSERT_TRUE(seen);
-    EXPECT_EQ(seen->url().query(), "from=en-US&to=es&scenario=conversation");
-    const auto send = [seen](const std::string& body) { seen->send("translation.response", body); };
+    SpeechSessionSeen& seen = session(0);
+    EXPECT_EQ(seen.url().query(), "from=en-US&to=es&scenario=conversation");
+    const auto send = [&seen](const std::string& body) { seen.send("translation.response", body); };
     send(translated("SpeechHypothesis", "Text", "hel", "es"));
     send(translated("SpeechHypothesis", "Text", "", "es"));
     send(translated("SpeechHypothesis", "Text", "no entry", "fr"));
@@ -190,7 +180,7 @@ TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
     send(translated("SpeechPhrase", "DisplayText", "Hello.", "es"));
     send(translated("SpeechPhrase", "DisplayText", "Only source.", "fr"));
     send(translated("SpeechPhrase", "DisplayText", "", "es"));
-    sendFinal(*seen, "beside");
+    sendFinal(seen, "beside");
     send(translated("SpeechPhrase", "DisplayText", "End.", "es"));
     ASSERT_TRUE(waitFor([&] { return called().contains("translation|End.|tr-End."); }));
     EXPECT_EQ(called(), (QStringList{"partial|hel|tr-hel", "partial||tr-", "partial||sin texto", "result|Hello.",
@@ -201,13 +191,10 @@ TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
 TEST_F(SpeechRecognitionToolTest, CallbacksMayBeLeftOut) {
     make(server.area());
     tool->startTranslation("en-US", "es", nullptr, nullptr, nullptr, note("translation"));
-    SpeechSessionSeen* const seen = session(0);
-    ASSERT_TRUE(seen);
-    seen->send("translation.response", translated("SpeechHypothesis", "Text", "hel", "es"));
-    seen->send("translation.response", translated("SpeechPhrase", "DisplayText", "Hello.", "es"));
-    ASSERT_TRUE(waitFor([&] { return called().size() == 1; }));
+    session(0).send("translation.response", translated("SpeechHypothesis", "Text", "hel", "es"));
+    session(0).send("translation.response", translated("SpeechPhrase", "DisplayText", "Hello.", "es"));
+    ASSERT_TRUE(waitFor([&] { return called() == QStringList{"translation|Hello.|tr-Hello."}; }));
     tool->stopRecognition();
-    EXPECT_EQ(called(), QStringList{"translation|Hello.|tr-Hello."});
     make("no region at all");
     tool->startRecognition("en-US", nullptr, nullptr, nullptr);
     EXPECT_TRUE(tool->isRecognizing());
@@ -215,112 +202,80 @@ TEST_F(SpeechRecognitionToolTest, CallbacksMayBeLeftOut) {
 
 TEST_F(SpeechRecognitionToolTest, AFailedSetUpIsReportedAndCaptureStartsAllTheSame) {
     make("no region");
+    tool->stopRecognition(); // nothing runs
     startPlain();
-    EXPECT_EQ(called(), QStringList{"error|Recognizer setup failed: \"no region\" is no region of the speech service"});
     startTranslating();
     tool->stopRecognition();
     make(server.area());
     startTranslating("");
-    EXPECT_EQ(
-        called(),
-        (QStringList{"error|Recognizer setup failed: \"no region\" is no region of the speech service",
-                     "error|Translation recognizer setup failed: \"no region\" is no region of the speech service",
-                     "error|Translation recognizer setup failed: A target language is empty"}));
     EXPECT_TRUE(tool->isRecognizing());
     input->deliverTone(3);
+    tool->stopRecognition();
     tool->stopRecognition();
     EXPECT_FALSE(tool->isRecognizing());
     EXPECT_EQ(input->starts, 3);
     EXPECT_EQ(input->stops, 3);
-    EXPECT_EQ(
-        log.lines(),
-        (QStringList{"[SpeechRecognitionTool] 设置识别器失败：\"no region\" is no region of the speech service",
-                     started, stopped,
-                     "[SpeechRecognitionTool] 设置翻译识别器失败：\"no region\" is no region of the speech service",
-                     started, stopped, "[SpeechRecognitionTool] 设置翻译识别器失败：A target language is empty",
-                     started, stopped}));
+    const QString noRegion = "\"no region\" is no region of the speech service";
+    const QString noTarget = "A target language is empty";
+    EXPECT_EQ(called(), (QStringList{"error|Recognizer setup failed: " + noRegion,
+                                     "error|Translation recognizer setup failed: " + noRegion,
+                                     "error|Translation recognizer setup failed: " + noTarget}));
+    EXPECT_EQ(log.lines(), (QStringList{"[SpeechRecognitionTool] 设置识别器失败：" + noRegion, started, stopped,
+                                        "[SpeechRecognitionTool] 设置翻译识别器失败：" + noRegion, started, stopped,
+                                        "[SpeechRecognitionTool] 设置翻译识别器失败：" + noTarget, started, stopped}));
 }
 
-TEST_F(SpeechRecognitionToolTest, WithoutUsableInputNothingIsCaptured) {
-    input->format.reset();
-    make(server.area());
-    startPlain();
-    EXPECT_EQ(log.lines(), QStringList{"[SpeechRecognitionTool] ❌ 音频格式转换器创建失败"});
+TEST_F(SpeechRecognitionToolTest, WithoutInputOrAnEngineThatStartsTheRecognizerRunsAllTheSame) {
+    const auto format = std::exchange(input->format, std::nullopt);
+    startedSession();
     EXPECT_EQ(input->starts, 0);
     EXPECT_TRUE(tool->isRecognizing());
-    EXPECT_TRUE(called().isEmpty());
-    EXPECT_TRUE(session(0)) << "the recognizer runs all the same";
-}
-
-TEST_F(SpeechRecognitionToolTest, AnEngineThatDoesNotStartIsOnlyLogged) {
+    input->format = format;
     input->startError = "设备忙";
-    make(server.area());
     startPlain();
-    EXPECT_EQ(log.lines(), QStringList{"❌ AudioEngine 启动失败: 设备忙"});
-    EXPECT_TRUE(called().isEmpty());
     EXPECT_TRUE(tool->isRecognizing());
     input->startError.reset();
     startPlain();
-    EXPECT_EQ(log.lines().mid(1), (QStringList{stopped, started}));
+    EXPECT_TRUE(called().isEmpty());
+    EXPECT_EQ(log.lines(), (QStringList{"[SpeechRecognitionTool] ❌ 音频格式转换器创建失败", stopped,
+                                        "❌ AudioEngine 启动失败: 设备忙", stopped, started}));
 }
 
 TEST_F(SpeechRecognitionToolTest, ABufferThatCannotBeConvertedIsLostAndTheNextOnesAreNot) {
-    make(server.area());
-    startPlain();
-    const auto other =
-        AVAudioPCMBuffer::make(*AVAudioFormat::make(AVAudioCommonFormat::Float32, 44100, 1, false), 2048);
+    const SpeechSessionSeen& seen = startedSession();
+    const auto mono = AVAudioFormat::make(AVAudioCommonFormat::Float32, 44100, 1, false);
+    const auto other = AVAudioPCMBuffer::make(*mono, 2048);
     other->setFrameLength(2048);
-    input->deliver(other);
+    input->sink(other);
     input->deliverTone(5);
-    SpeechSessionSeen* const seen = session(0);
-    ASSERT_TRUE(seen);
-    EXPECT_TRUE(waitFor([&] { return seen->turns[0].audio.size() == 6400; })) << "5 buffers of 1364 bytes";
+    EXPECT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 6400; })) << "5 buffers of 1364 bytes";
     EXPECT_EQ(log.linesWith("[SpeechRecognitionTool] ❌ 转换错误: ").size(), 1);
     EXPECT_TRUE(called().isEmpty());
 }
 
-TEST_F(SpeechRecognitionToolTest, StoppingWhatDoesNotRunDoesNothing) {
-    make(server.area());
-    tool->stopRecognition();
-    EXPECT_TRUE(log.lines().isEmpty());
-    startPlain();
-    tool->stopRecognition();
-    tool->stopRecognition();
-    EXPECT_EQ(log.lines(), (QStringList{started, stopped}));
-    EXPECT_EQ(input->stops, 1);
-}
-
 TEST_F(SpeechRecognitionToolTest, AStartOnARunningToolStopsItAndOnlyThenUsesTheNewToken) {
-    make(server.area());
-    startPlain();
-    SpeechSessionSeen* const first = session(0);
-    ASSERT_TRUE(first);
+    SpeechSessionSeen& first = startedSession();
     tool->updateToken("token-2");
-    sendFinal(*first, "One.");
+    sendFinal(first, "One.");
     ASSERT_TRUE(waitFor([&] { return called().size() == 1; }));
-    first->drop();
-    SpeechSessionSeen* const again = session(1);
-    ASSERT_TRUE(again);
-    EXPECT_EQ(again->header("Authorization"), "Bearer token-1") << "the running recognizer keeps its token";
+    first.drop();
+    SpeechSessionSeen& again = session(1);
+    EXPECT_EQ(again.header("Authorization"), "Bearer token-1") << "the running recognizer keeps its token";
     startTranslating();
     EXPECT_EQ(log.lines(), (QStringList{started, stopped, started}));
-    SpeechSessionSeen* const second = session(2);
-    ASSERT_TRUE(second);
-    EXPECT_EQ(second->header("Authorization"), "Bearer token-2");
-    EXPECT_TRUE(waitFor([&] { return again->isClosed(); }));
+    SpeechSessionSeen& second = session(2);
+    EXPECT_EQ(second.header("Authorization"), "Bearer token-2");
+    EXPECT_TRUE(waitFor([&] { return again.isClosed(); }));
     input->deliverTone(10);
-    EXPECT_TRUE(waitFor([&] { return second->turns[0].audio.size() >= 12'800; }));
+    EXPECT_TRUE(waitFor([&] { return second.turns[0].audio.size() >= 12'800; }));
     EXPECT_EQ(called(), QStringList{"result|One."});
 }
 
 TEST_F(SpeechRecognitionToolTest, AfterAStopNothingIsCalledAndNothingKeepsTheTool) {
-    make(server.area());
-    startPlain();
-    SpeechSessionSeen* const seen = session(0);
-    ASSERT_TRUE(seen);
+    SpeechSessionSeen& seen = startedSession();
     input->deliverTone(20);
     for (int i = 0; i < 20; ++i)
-        sendFinal(*seen, "Hello.");
+        sendFinal(seen, "Hello.");
     ASSERT_TRUE(waitFor([&] { return !called().isEmpty(); }));
     {
         SerialQueue background("background");
@@ -329,7 +284,7 @@ TEST_F(SpeechRecognitionToolTest, AfterAStopNothingIsCalledAndNothingKeepsTheToo
     const QStringList before = called();
     const std::weak_ptr<SpeechRecognitionTool> weak = tool;
     tool.reset();
-    ASSERT_TRUE(waitFor([&] { return seen->isClosed(); }));
+    ASSERT_TRUE(waitFor([&] { return seen.isClosed(); }));
     EXPECT_EQ(called(), before);
     EXPECT_TRUE(waitFor([&] { return weak.expired(); }));
 }
@@ -342,13 +297,9 @@ TEST_F(SpeechRecognitionToolTest, MayBeStoppedAndStartedAnewByItsOwnCallback) {
             startPlain();
     };
     tool->startRecognition("en-US", again, nullptr, nullptr);
-    SpeechSessionSeen* const first = session(0);
-    ASSERT_TRUE(first);
-    sendFinal(*first, "One.");
-    sendFinal(*first, "Dropped with the first recognizer.");
-    SpeechSessionSeen* const second = session(1);
-    ASSERT_TRUE(second);
-    sendFinal(*second, "Two.");
+    for (const char* text : {"One.", "Dropped with the first recognizer."})
+        sendFinal(session(0), text);
+    sendFinal(session(1), "Two.");
     ASSERT_TRUE(waitFor([&] { return called() == QStringList{"result|Two."}; }));
     EXPECT_EQ(results, 1);
 }

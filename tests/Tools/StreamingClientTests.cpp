@@ -13,15 +13,11 @@
 #include "support/ScriptedHttpServer.h"
 #include "support/WaitFor.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using parlowen::testing::CapturedLog;
-using parlowen::testing::ScriptedHttpServer;
-using parlowen::testing::waitFor;
 using Reply = ScriptedHttpServer::Reply;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 QByteArray event(const QString& content) {
@@ -29,102 +25,93 @@ QByteArray event(const QString& content) {
     return "data: " + QJsonDocument(QJsonObject{{"data", inner}}).toJson(QJsonDocument::Compact) + "\n\n";
 }
 
-/// What a model reported, and on which threads.
-class Reports {
-public:
-    void watch(StreamModel& model) {
-        model.setOnUpdate([this](const QString& text) { note(updates_, text); });
-        model.setDidComplete([this](const QString& text) { note(ends_, text); });
-    }
-    QStringList updates() const { return copy(updates_); }
-    QStringList ends() const { return copy(ends_); }
-    std::set<std::thread::id> threads() const {
-        const std::lock_guard lock(mutex_);
-        return threads_;
+QByteArray chunk(const QByteArray& bytes) { return QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n"; }
+
+class StreamingClientTest : public ::testing::Test {
+protected:
+    StreamingClientTest() {
+        model_->setOnUpdate([this](const QString& text) { note(updates_, text); });
+        model_->setDidComplete([this](const QString& text) { note(ends_, text); });
     }
 
-private:
     void note(QStringList& list, const QString& text) {
         const std::lock_guard lock(mutex_);
         list << text;
         threads_.insert(std::this_thread::get_id());
     }
-    QStringList copy(const QStringList& list) const {
-        const std::lock_guard lock(mutex_);
-        return list;
-    }
-
-    mutable std::mutex mutex_;
-    QStringList updates_;
-    QStringList ends_;
-    std::set<std::thread::id> threads_;
-};
-
-class StreamingClientTest : public ::testing::Test {
-protected:
-    StreamingClientTest() { reports_.watch(*model_); }
 
     std::shared_ptr<StreamingClient> client() { return StreamingClient::make(model_, environment_); }
 
-    bool waitForText(const QString& text) {
+    /// Starts a client that nobody else holds; whether its request has reached the server, which answers with a stream.
+    bool openStream() {
+        server_.enqueue(Reply::eventStream());
+        client()->start();
+        return waitForRequest();
+    }
+    bool waitForRequest() const {
+        return waitFor([this] { return !server_.requests().empty(); });
+    }
+    bool waitForText(const QString& text) const {
         return waitFor([&] { return model_->responseText() == text; });
     }
     bool waitForEnd() {
-        return waitFor([this] { return !reports_.ends().isEmpty(); });
+        return waitFor([this] {
+            const std::lock_guard lock(mutex_);
+            return !ends_.isEmpty();
+        });
     }
-    void expectOneEnd(const QString& logged) const {
-        EXPECT_THAT(reports_.ends(), ElementsAre("已完成"));
-        EXPECT_THAT(log_.lines(), ElementsAre(logged));
+    /// Waits for the end; there must be no other, and one line of the log.
+    void expectOneEnd(const QString& logged) {
+        EXPECT_TRUE(waitForEnd());
+        const std::lock_guard lock(mutex_);
+        EXPECT_THAT(ends_, ElementsAre("已完成"));
+        EXPECT_THAT(log_.lines(), SizeIs(1));
+        EXPECT_THAT(log_.linesWith(logged), SizeIs(1));
     }
 
     CapturedLog log_;
     ScriptedHttpServer server_;
     StreamingEnvironment environment_{server_.baseUrl() + "/api/v1", [] { return std::optional<QString>("abc"); }, {}};
-    Reports reports_;
+    std::mutex mutex_;
+    QStringList updates_;
+    QStringList ends_;
+    std::set<std::thread::id> threads_;
     const std::shared_ptr<StreamModel> model_ =
         std::make_shared<StreamModel>(4, 2, "为什么选择 \"C++\"?", "工程师", "英语（美国）", "");
 };
 
 TEST_F(StreamingClientTest, TheQuestionGoesOutWithItsHeaders) {
-    server_.enqueue(Reply::eventStream());
-    client()->start();
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(openStream());
     const ScriptedHttpServer::Request& request = server_.requests().front();
     EXPECT_EQ(request.method, "POST");
     EXPECT_EQ(request.target, "/api/v1/ai/meeting");
-    std::vector<std::pair<QByteArray, QByteArray>> first(request.headers.begin(), request.headers.end());
-    std::erase_if(first, [](const auto& header) {
-        return QByteArrayList{"Host",      "Connection", "Content-Length", "Accept-Encoding", "Accept-Language",
-                              "User-Agent"}
-            .contains(header.first);
-    });
-    EXPECT_THAT(first, ElementsAre(std::pair("Version", Bundle::shortVersion().toUtf8()),
-                                   std::pair("Accept", "application/json"),
-                                   std::pair("Content-Type", "application/json"), std::pair("platform", "4"),
-                                   std::pair("lan", "zh-Hans"), std::pair("Authorization", "Bearer abc")));
+    std::vector<std::pair<QByteArray, QByteArray>> own = request.headers;
+    const QByteArrayList ofTheLibrary{"Host",      "Connection", "Content-Length", "Accept-Encoding", "Accept-Language",
+                                      "User-Agent"};
+    std::erase_if(own, [&](const auto& header) { return ofTheLibrary.contains(header.first); });
+    EXPECT_THAT(own, ElementsAre(std::pair("Version", Bundle::shortVersion().toUtf8()),
+                                 std::pair("Accept", "application/json"), std::pair("Content-Type", "application/json"),
+                                 std::pair("platform", "4"), std::pair("lan", "zh-Hans"),
+                                 std::pair("Authorization", "Bearer abc")));
     EXPECT_EQ(QJsonDocument::fromJson(request.body).object(), (QJsonObject{{"type", 2},
                                                                            {"txt", "为什么选择 \"C++\"?"},
                                                                            {"prompt", "工程师"},
                                                                            {"original_language", "英语（美国）"},
                                                                            {"trans_language", ""}}));
     server_.endStream();
-    EXPECT_TRUE(waitForEnd());
+    expectOneEnd("✅ 流式连接结束");
 }
 
 TEST_F(StreamingClientTest, WithoutATokenThereIsNoAuthorization) {
-    server_.enqueue(Reply::eventStream());
     environment_.loginToken = [] { return std::optional<QString>(); };
-    client()->start();
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(openStream());
     EXPECT_EQ(server_.requests().front().header("Authorization"), std::nullopt);
     server_.endStream();
-    EXPECT_TRUE(waitForEnd());
+    expectOneEnd("✅ 流式连接结束");
 }
 
 TEST_F(StreamingClientTest, TheAnswerGrowsPieceByPieceOnOneBackgroundThread) {
-    server_.enqueue(Reply::eventStream());
-    client()->start(); // nobody holds it from here on
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(openStream());
     const QByteArray second = event("好😀");
     const qsizetype insideACharacter = second.indexOf("😀") + 2;
     server_.sendPiece(event("你") + second.first(insideACharacter));
@@ -133,11 +120,10 @@ TEST_F(StreamingClientTest, TheAnswerGrowsPieceByPieceOnOneBackgroundThread) {
     ASSERT_TRUE(waitForText("你好😀。"));
     server_.sendPiece(event("@@"));
     server_.endStream();
-    ASSERT_TRUE(waitForEnd());
-    EXPECT_THAT(reports_.updates(), ElementsAre("你", "你好😀", "你好😀", "你好😀。"));
-    EXPECT_THAT(reports_.threads(), SizeIs(1));
-    EXPECT_EQ(reports_.threads().count(std::this_thread::get_id()), 0U);
     expectOneEnd("✅ 流式连接结束");
+    EXPECT_THAT(updates_, ElementsAre("你", "你好😀", "你好😀", "你好😀。"));
+    EXPECT_THAT(threads_, SizeIs(1));
+    EXPECT_FALSE(threads_.contains(std::this_thread::get_id()));
 }
 
 TEST_F(StreamingClientTest, TheConnectionKeepsItsClientAndNoLonger) {
@@ -146,49 +132,40 @@ TEST_F(StreamingClientTest, TheConnectionKeepsItsClientAndNoLonger) {
     const std::weak_ptr<StreamingClient> weak = owned;
     owned->start();
     owned.reset();
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(waitForRequest());
     EXPECT_FALSE(weak.expired());
     server_.endStream();
     EXPECT_TRUE(waitFor([&weak] { return weak.expired(); }));
-    EXPECT_THAT(reports_.ends(), SizeIs(1));
 }
 
 TEST_F(StreamingClientTest, AStreamCutInHalfKeepsItsText) {
-    server_.enqueue(Reply::eventStream());
-    client()->start();
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(openStream());
     const QByteArray last = event("丢");
     server_.sendPiece(event("half") + last.first(last.indexOf("丢") + 1));
     ASSERT_TRUE(waitForText("half"));
     server_.closeConnection();
-    ASSERT_TRUE(waitForEnd());
+    expectOneEnd("❌ 流式连接错误：");
     EXPECT_EQ(model_->responseText(), "half");
-    EXPECT_THAT(reports_.ends(), ElementsAre("已完成"));
-    EXPECT_THAT(log_.linesWith("❌ 流式连接错误："), SizeIs(1));
 }
 
 TEST_F(StreamingClientTest, AServiceThatRefusesEndsTheStreamAtOnce) {
     environment_.baseUrl = ScriptedHttpServer::refusingUrl();
     client()->start();
-    ASSERT_TRUE(waitForEnd());
+    expectOneEnd("❌ 流式连接错误：");
     EXPECT_EQ(model_->responseText(), "");
-    EXPECT_THAT(reports_.ends(), ElementsAre("已完成"));
-    EXPECT_THAT(log_.linesWith("❌ 流式连接错误："), SizeIs(1));
 }
 
 TEST_F(StreamingClientTest, AnErrorStatusIsJustAStreamWithoutText) {
     server_.enqueue(Reply::json(401, "{\"code\":401,\"message\":\"登录已过期\"}\n"));
     client()->start();
-    ASSERT_TRUE(waitForEnd());
-    EXPECT_THAT(reports_.updates(), IsEmpty());
     expectOneEnd("✅ 流式连接结束");
+    EXPECT_EQ(updates_, QStringList());
 }
 
 TEST_F(StreamingClientTest, ASilentServiceTimesOut) {
     server_.enqueue(Reply::silence());
     environment_.timeout = std::chrono::milliseconds(200);
     client()->start();
-    ASSERT_TRUE(waitForEnd());
     expectOneEnd("❌ 流式连接错误：请求超时");
 }
 
@@ -196,14 +173,13 @@ TEST_F(StreamingClientTest, CancellingMidAnswerStopsTheText) {
     server_.enqueue(Reply::eventStream());
     const auto running = client();
     running->start();
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(waitForRequest());
     server_.sendPiece(event("a"));
     ASSERT_TRUE(waitForText("a"));
     running->cancel();
     EXPECT_TRUE(running->isCancelled());
     server_.sendPiece(event("b"));
     ASSERT_TRUE(waitFor([this] { return server_.isConnectionClosed(); }));
-    ASSERT_TRUE(waitForEnd());
     running->cancel();
     EXPECT_TRUE(waitFor([&running] { return running.use_count() == 1; }));
     EXPECT_EQ(model_->responseText(), "a");
@@ -213,10 +189,9 @@ TEST_F(StreamingClientTest, CancellingMidAnswerStopsTheText) {
 TEST_F(StreamingClientTest, CancellingBetweenTwoLinesOfOneDeliveryDropsTheSecond) {
     const auto running = client();
     model_->setOnUpdate([weak = std::weak_ptr(running)](const QString&) { weak.lock()->cancel(); });
-    const QByteArray both = event("a") + event("b");
-    server_.enqueue({Reply::eventStream().bytes + QByteArray::number(both.size(), 16) + "\r\n" + both + "\r\n"});
+    server_.enqueue({Reply::eventStream().bytes + chunk(event("a") + event("b"))});
     running->start();
-    ASSERT_TRUE(waitForEnd());
+    expectOneEnd("❌ 流式连接错误：已取消");
     EXPECT_EQ(model_->responseText(), "a");
 }
 
@@ -230,39 +205,32 @@ TEST_F(StreamingClientTest, NothingIsSentWhenCancelledBeforeOrWithoutAUrl) {
     EXPECT_TRUE(waitFor([&] { return cancelled.use_count() == 1 && homeless.use_count() == 1; }));
 
     environment_.baseUrl = server_.baseUrl();
-    server_.enqueue(Reply::eventStream());
-    client()->start();
-    ASSERT_TRUE(waitFor([this] { return !server_.requests().empty(); }));
+    ASSERT_TRUE(openStream());
     server_.endStream();
-    ASSERT_TRUE(waitForEnd());
-    EXPECT_THAT(server_.requests(), SizeIs(1));
     expectOneEnd("✅ 流式连接结束");
+    EXPECT_THAT(server_.requests(), SizeIs(1));
 }
 
 TEST_F(StreamingClientTest, NoAnswerWaitsForThoseBeforeIt) {
-    const QByteArray piece = event("a");
-    server_.enqueue({Reply::eventStream().bytes + QByteArray::number(piece.size(), 16) + "\r\n" + piece + "\r\n"});
+    server_.enqueue({Reply::eventStream().bytes + chunk(event("a"))});
     std::vector<std::shared_ptr<StreamingClient>> clients;
     for (int i = 0; i < 10; ++i) {
         const auto model = std::make_shared<StreamModel>(i, 1, "q", "", "", "");
         clients.push_back(StreamingClient::make(model, environment_));
         clients.back()->start();
     }
-    EXPECT_TRUE(waitFor([&clients] {
-        return std::all_of(clients.begin(), clients.end(),
-                           [](const auto& running) { return running->model()->responseText() == "a"; });
-    }));
+    const auto allOfThem = [&clients](const auto& condition) {
+        return waitFor([&] { return std::all_of(clients.begin(), clients.end(), condition); });
+    };
+    EXPECT_TRUE(allOfThem([](const auto& running) { return running->model()->responseText() == "a"; }));
     for (const auto& running : clients)
         running->cancel();
-    EXPECT_TRUE(waitFor([&clients] {
-        return std::all_of(clients.begin(), clients.end(),
-                           [](const auto& running) { return running.use_count() == 1; });
-    }));
+    EXPECT_TRUE(allOfThem([](const auto& running) { return running.use_count() == 1; }));
     // The kept connections serve the next one.
-    server_.enqueue({Reply::eventStream().bytes + "0\r\n\r\n"});
+    server_.enqueue({Reply::eventStream().bytes + chunk({})});
     client()->start();
     EXPECT_TRUE(waitForEnd());
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -10,16 +10,17 @@
 #include "support/CapturedLog.h"
 #include "support/WaitFor.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using parlowen::testing::CapturedLog;
-using parlowen::testing::holdsFor;
-using parlowen::testing::waitFor;
 using ::testing::ElementsAre;
 
 class TimerManagerTest : public ::testing::Test {
 protected:
+    TimerManagerTest() {
+        clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
+    }
+
     bool waitForTick(qint64 count) {
         return waitFor([&] { return !ticks_.empty() && ticks_.back() >= count; });
     }
@@ -48,6 +49,7 @@ TEST_F(TimerManagerTest, CountsEverySecondAndRefreshesEvery480) {
 
 TEST_F(TimerManagerTest, WithoutATickHookTheRefreshStillComes) {
     qint64 at = 0;
+    clock_.setOnTick(nullptr);
     clock_.setOnTokenRefresh([&] { at = clock_.elapsedSeconds(); });
     clock_.start();
     EXPECT_TRUE(waitFor([&at] { return at != 0; }));
@@ -55,7 +57,6 @@ TEST_F(TimerManagerTest, WithoutATickHookTheRefreshStillComes) {
 }
 
 TEST_F(TimerManagerTest, EveryStartCountsFromZeroWithOneTimer) {
-    clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
     clock_.start();
     ASSERT_TRUE(waitForTick(5));
     clock_.start();
@@ -75,7 +76,6 @@ TEST_F(TimerManagerTest, EveryStartCountsFromZeroWithOneTimer) {
 }
 
 TEST_F(TimerManagerTest, StoppingFromABackgroundThreadIsFinal) {
-    clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
     clock_.start();
     ASSERT_TRUE(waitForTick(2));
     std::thread([this] { clock_.stop(); }).join();
@@ -84,7 +84,6 @@ TEST_F(TimerManagerTest, StoppingFromABackgroundThreadIsFinal) {
 }
 
 TEST_F(TimerManagerTest, ALateStopOfTheLastSessionDoesNotStopTheNext) {
-    clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
     clock_.start();
     std::thread([this] { clock_.stop(); }).join();
     clock_.start(); // before the main thread has heard of the stop
@@ -118,4 +117,4 @@ TEST(TimerManagerSharedTest, TheApplicationsClockTicksOnceASecond) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

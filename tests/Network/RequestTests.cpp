@@ -1,0 +1,63 @@
+#include <Foundation/Bundle.h>
+#include <Network/ApiBase.h>
+#include <Network/RequestEncoding.h>
+#include <Network/TransportError.h>
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <cstdlib>
+
+namespace parlowen {
+namespace {
+
+/// Ends a process that is started anew for the test: the environment is read once.
+[[noreturn]] void exitUnlessBaseIs(const char* environment, const QString& expected) {
+    qputenv("PARLOWEN_API_BASE_URL", environment);
+    const bool right = ApiBase::builtIn() == expected;
+    qputenv("PARLOWEN_API_BASE_URL", "https://later.example");
+    std::exit(right && ApiBase::builtIn() == expected ? 0 : 1);
+}
+
+TEST(ApiBaseDeathTest, TheEnvironmentAtStartStandsInForTheBuiltInBase) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto fine = ::testing::ExitedWithCode(0);
+    EXPECT_EXIT(exitUnlessBaseIs(" https://other.example/api/v1/ ", "https://other.example/api/v1"), fine, "");
+    EXPECT_EXIT(exitUnlessBaseIs("", Bundle::builtInApiBaseUrl()), fine, "");
+}
+
+TEST(RequestEncodingTest, ParametersBecomeASortedQuery) {
+    EXPECT_EQ(encodedQuery({}), "");
+    EXPECT_EQ(encodedQuery({{"half", 0.5}, {"c", false}}), "c=0&half=0.5");
+    EXPECT_EQ(encodedQuery({{"list", QJsonArray{2, "x", true}}}), "list%5B%5D=2&list%5B%5D=x&list%5B%5D=1");
+    EXPECT_EQ(encodedQuery({{"中", "a b&c=d+e"}}), "%E4%B8%AD=a%20b%26c%3Dd%2Be");
+    EXPECT_EQ(encodedQuery({{"o", QJsonObject{{"k", "v"}}}}), "o%5Bk%5D=v");
+}
+
+TEST(RequestEncodingTest, APathFollowsTheBaseAndAWholeUrlStandsAlone) {
+    const auto text = [](const QString& base, const QString& path, const QByteArray& query) {
+        const auto url = requestUrl(base, path, query);
+        return url ? url->toString(QUrl::FullyEncoded) : QString("none");
+    };
+    EXPECT_EQ(text("https://a.example", "http://b.example/x?y=1", "a=1"), "http://b.example/x?y=1&a=1");
+    EXPECT_EQ(text("https://a.example/v1", "/x", "list%5B%5D=a%26b%2Bc"),
+              "https://a.example/v1/x?list%5B%5D=a%26b%2Bc");
+    EXPECT_EQ(text("https://a.example", "/中 文", ""), "https://a.example/%E4%B8%AD%20%E6%96%87");
+    for (const char* base : {"", "no url", "ftp://a.example", "https://", "https://a b.example", "https://a:port"})
+        EXPECT_EQ(text(base, "/x", ""), "none") << base;
+}
+
+TEST(TransportErrorTest, EachKindOfFailureHasItsWords) {
+    using Reply = QNetworkReply;
+    const auto text = [](Reply::NetworkError error, bool online) { return transportAlertText(error, "why", online); };
+    EXPECT_EQ(text(Reply::ConnectionRefusedError, false), "无法连接到服务器，请稍后再试");
+    EXPECT_EQ(text(Reply::UnknownNetworkError, true), "无法连接到服务器，请稍后再试");
+    EXPECT_EQ(text(Reply::UnknownNetworkError, false), "网络未连接，请检查你的网络设置");
+    EXPECT_EQ(text(Reply::TemporaryNetworkFailureError, true), "网络未连接，请检查你的网络设置");
+    EXPECT_EQ(text(Reply::HostNotFoundError, false), "网络未连接，请检查你的网络设置");
+    EXPECT_EQ(text(Reply::HostNotFoundError, true), "请求失败：why");
+    EXPECT_EQ(text(Reply::TimeoutError, true), "请求超时，请重试");
+    EXPECT_EQ(text(Reply::SslHandshakeFailedError, true), "请求失败：why");
+}
+
+} // namespace
+} // namespace parlowen
