@@ -2,6 +2,8 @@
 
 #include "SessionRun.h"
 
+#include <Tools/SessionInput.h>
+
 namespace parlowen {
 
 /// A session on a live call: the computer's own sound through the loop-back device, or the microphone. It goes on until
@@ -15,7 +17,10 @@ protected:
     std::optional<QString> soundProblem() const override { return std::nullopt; }
     CaptureSourceFactory capture() override;
     AudioRouting& router() override;
-    void prepareSound() override;
+    std::optional<QString> prepareSound() override;
+
+private:
+    void inputIsBad(const SessionInput::Problem& problem);
 };
 
 } // namespace parlowen

@@ -58,6 +58,8 @@ void TextReport::writeLines(int answer, bool all) {
 
 void TextReport::problem(const QString& text) { line(QStringLiteral("! %1").arg(text)); }
 
+void TextReport::warning(const QString& text) { line(QStringLiteral("! Warning: %1").arg(text)); }
+
 void TextReport::ended(const QString& summary) { line(QStringLiteral("\n%1").arg(summary)); }
 
 JsonReport::JsonReport(Write write, Clock clock)
@@ -97,6 +99,8 @@ void JsonReport::answerGrew(int answer, const QString& text) {
 void JsonReport::answered(int answer) { event("answered", answers_[answer], answer); }
 
 void JsonReport::problem(const QString& text) { event("problem", text); }
+
+void JsonReport::warning(const QString& text) { event("warning", text); }
 
 void JsonReport::ended(const QString& summary) { event("ended", summary); }
 

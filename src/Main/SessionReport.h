@@ -25,6 +25,7 @@ public:
     virtual void answerGrew(int answer, const QString& text) = 0;
     virtual void answered(int answer) = 0;
     virtual void problem(const QString& text) = 0;
+    virtual void warning(const QString& text) = 0;
     virtual void ended(const QString& summary) = 0;
 };
 
@@ -39,6 +40,7 @@ public:
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;
     void problem(const QString& text) override;
+    void warning(const QString& text) override;
     void ended(const QString& summary) override;
 
 private:
@@ -66,6 +68,7 @@ public:
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;
     void problem(const QString& text) override;
+    void warning(const QString& text) override;
     void ended(const QString& summary) override;
 
 private:

@@ -102,7 +102,10 @@ void SessionRun::loadLanguages() {
 }
 
 void SessionRun::openSession() {
-    prepareSound();
+    if (const auto problem = prepareSound()) {
+        giveUp(*problem, statusNotRun);
+        return;
+    }
     window_ = composition_->openSession(watchedCapture(), router());
     controller_ = window_->controller();
     window_->installEventFilter(this);

@@ -47,8 +47,10 @@ protected:
     virtual std::optional<QString> soundProblem() const = 0;
     virtual CaptureSourceFactory capture() = 0;
     virtual AudioRouting& router() = 0;
-    /// What is done with the audio devices before the window opens.
-    virtual void prepareSound() {}
+    /// What is done with the audio devices before the window opens. Returns why it need not open, or none.
+    virtual std::optional<QString> prepareSound() { return std::nullopt; }
+    /// Reports what keeps the session from hearing what it should, though it goes on.
+    void warn(const QString& text) { report_.warning(text); }
     /// The sound is over; the session ends once everything is said.
     void soundEnded();
 

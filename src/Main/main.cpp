@@ -10,6 +10,7 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
+#include <Foundation/SystemLog.h>
 
 #include <openssl/crypto.h>
 
@@ -62,6 +63,7 @@ int checkAudio(const std::shared_ptr<AudioServer>& server, bool listen) {
 }
 
 int run(const CommandLine& line) {
+    setSystemLogOnStandardError(line.verbose);
     const auto server = std::make_shared<PulseAudioServer>();
     AudioHardwareService::install(server);
     AudioCommands::recover(server);

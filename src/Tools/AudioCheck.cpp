@@ -26,6 +26,10 @@ bool isMuted(AudioServer& server, const Device& device, FourCharCode scope) {
            PropertyAccess::integer(server, device->objectID(), mute) == 1U;
 }
 
+bool hasOutput(AudioServer& server, const Device& device) {
+    return server.hasProperty(device->objectID(), {fourCC("volm"), kAudioObjectPropertyScopeOutput});
+}
+
 class Check {
 public:
     explicit Check(const std::shared_ptr<AudioServer>& server)
@@ -42,7 +46,9 @@ public:
                 QStringLiteral("Start PulseAudio, or PipeWire with its PulseAudio service, and try again."));
             return check_;
         }
-        add(Kind::Good, QStringLiteral("The audio server answers and shows %1 devices.").arg(devices_.size()));
+        add(Kind::Good, QStringLiteral("The audio server answers and shows %1.")
+                            .arg(devices_.size() == 1 ? QStringLiteral("1 device")
+                                                      : QStringLiteral("%1 devices").arg(devices_.size())));
         loopback();
         output();
         input();
@@ -111,7 +117,15 @@ private:
                 QStringLiteral("A session chooses one by itself."));
             return;
         }
-        add(Kind::Good, QStringLiteral("The default input is \"%1\".").arg(input->deviceName()));
+        const Device output = simply_.defaultOutput();
+        if (input != loopback_ && output && output->deviceUID() == AudioRouteNames::multiOutputUID())
+            add(Kind::Problem,
+                QStringLiteral("A session on the call's own sound runs, but what it hears is \"%1\".")
+                    .arg(input->deviceName()),
+                QStringLiteral("Choose the monitor of \"%1\" as the input in the sound settings.")
+                    .arg(AudioRouteNames::loopbackDevice()));
+        else
+            add(Kind::Good, QStringLiteral("The default input is \"%1\".").arg(input->deviceName()));
         if (input != loopback_ && isMuted(server_, input, kAudioObjectPropertyScopeInput))
             add(Kind::Note, QStringLiteral("That input is muted: a session on it would hear nothing."),
                 QStringLiteral("Unmute it in the sound settings."));
@@ -123,17 +137,28 @@ private:
             return !device->isAggregate() &&
                    (name.contains(QStringLiteral("microphone")) || name.contains(QStringLiteral("麦克风")));
         });
-        if (found)
-            add(Kind::Good, QStringLiteral("A microphone interview would use \"%1\".").arg(found->deviceName()));
-        else
-            add(Kind::Note, QStringLiteral("No device has \"microphone\" or \"麦克风\" in its name."),
-                QStringLiteral("A microphone interview keeps the default input: choose it in the sound settings."));
         if (permission == AVAuthorizationStatus::Denied)
             add(Kind::Problem, QStringLiteral("The audio server does not let this program record."),
                 QStringLiteral("Allow it the microphone in the system's privacy settings."));
         else if (permission != AVAuthorizationStatus::Authorized)
             add(Kind::Note, QStringLiteral("The audio server shows nothing but its own sound to record from."),
                 QStringLiteral("Connect a microphone for microphone interviews."));
+        else if (found)
+            add(Kind::Good, QStringLiteral("A microphone interview would use \"%1\".").arg(found->deviceName()));
+        else
+            microphoneByDefault();
+    }
+
+    void microphoneByDefault() {
+        const Device input = simply_.defaultInput();
+        const QString noneNamed = QStringLiteral("No device has \"microphone\" or \"麦克风\" in its name");
+        if (input && hasOutput(server_, input))
+            add(Kind::Note,
+                noneNamed + QStringLiteral(", and the default input gives what \"%1\" plays.").arg(input->deviceName()),
+                QStringLiteral("For microphone interviews, choose a microphone as the input in the sound settings."));
+        else
+            add(Kind::Note, noneNamed + u'.',
+                QStringLiteral("A microphone interview keeps the default input: choose it in the sound settings."));
     }
 
     AudioServer& server_;
@@ -161,6 +186,15 @@ QString AudioCheck::text() const {
             text += QStringLiteral("        ") + finding.advice + u'\n';
     }
     return text;
+}
+
+QString AudioCheck::problems() const {
+    QStringList lines;
+    for (const Finding& finding : findings) {
+        if (finding.kind == Kind::Problem)
+            lines << finding.text << finding.advice;
+    }
+    return lines.join(u' ');
 }
 
 AudioCheck checkAudio(const std::shared_ptr<AudioServer>& server, AVAuthorizationStatus permission) {

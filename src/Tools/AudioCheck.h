@@ -29,6 +29,8 @@ struct AudioCheck {
     bool isReady() const;
     /// One line a finding, and one for each advice, each with its line end.
     QString text() const;
+    /// What keeps such a session from beginning, the advice included, on one line.
+    QString problems() const;
 };
 
 /// Looks at the server's devices; changes nothing.

@@ -369,12 +369,20 @@ TEST_P(InterviewTest, TheTranscriptGoesOnThroughThreeRestartsOfTheServer) {
     }
 }
 
-TEST_P(InterviewTest, WithoutAMicrophoneItSaysSoAndGoesOn) {
+TEST_P(InterviewTest, WithoutTheDeviceThatItNeedsItSaysSo) {
     start(speakersAlone);
     const auto run = session("microphone");
     ASSERT_TRUE(waitUntilHearing(*run)) << run->errors.toStdString();
     endOrderly(*run);
     EXPECT_THAT(run->errors.toStdString(), AllOf(HasSubstr("没有授权麦克风"), HasSubstr("❌ 未找到麦克风设备")));
+    const auto warnings = run->events(QStringLiteral("warning"));
+    ASSERT_FALSE(warnings.empty());
+    EXPECT_THAT(warnings.front().text.toStdString(), HasSubstr("\"Monitor of Speakers\", which gives what is played"));
+
+    const Printed deaf = print({"--interview", "system", "--headless", "--language", "en-US"});
+    EXPECT_EQ(deaf.status, 1);
+    EXPECT_THAT(deaf.text, HasSubstr("! the call cannot be heard. There is no loop-back device"));
+    expectDefaults("speakers.monitor", "speakers");
 }
 
 TEST_P(InterviewTest, TheCheckSaysWhatIsMissingAndWhetherSoundArrives) {
@@ -406,11 +414,13 @@ TEST(AudioCommandsTest, WithoutAServerTheySaySoAtOnce) {
     for (const QStringList& command : {QStringList{"--check-audio"}, QStringList{"--check-audio", "--listen"}}) {
         ProgramRun run(command);
         EXPECT_EQ(run.finish(5'000), 1);
+        EXPECT_THAT(run.errors.toStdString(), Not(HasSubstr("Unable to get property")));
         EXPECT_THAT(run.output.toStdString(),
                     AllOf(HasSubstr("problem No audio server answers.\n        Start "), Not(HasSubstr("ok  "))));
     }
     ProgramRun setUp({"--setup-audio"});
     EXPECT_EQ(setUp.finish(10'000), 1);
+    EXPECT_THAT(setUp.errors.toStdString(), Not(HasSubstr("Unable to get property")));
     EXPECT_THAT(setUp.output.toStdString(), HasSubstr("no audio server answers"));
 }
 

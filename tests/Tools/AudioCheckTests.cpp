@@ -4,6 +4,7 @@
 #include <Tools/AudioCheck.h>
 #include <Tools/ListenCheck.h>
 #include <Tools/LoopbackDevice.h>
+#include <Tools/SessionInput.h>
 #include <support/WaitFor.h>
 
 #include <cmath>
@@ -15,6 +16,30 @@ using namespace ::parlowen::testing;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
+
+TEST(SessionInput, IsWrongWhenItIsOfTheOtherKindOrGivesNothing) {
+    using What = InputNotice::What;
+    struct Case {
+        bool systemAudio;
+        InputNotice notice;
+        const char* words; ///< none: all is well
+    };
+    for (const auto& [systemAudio, notice, words] : std::vector<Case>{
+             {true, {What::Listening, "Monitor of vorlanOutput 2ch", InputKind::SystemSound}, nullptr},
+             {true, {What::Listening, "Monitor of Speakers", InputKind::SystemSound}, "not the loop-back device"},
+             {true, {What::Listening, "vorlanOutput 2ch", InputKind::Microphone}, "not the loop-back device"},
+             {false, {What::Listening, "Line In", InputKind::Microphone}, nullptr},
+             {false, {What::Listening, "Monitor of Speakers", InputKind::SystemSound}, "not a microphone"},
+             {false, {What::Silent, "Line In", InputKind::Microphone}, "is silent"},
+             {false, {What::SoundAgain, "Line In", InputKind::Microphone}, nullptr},
+             {true, {What::ServerLost, {}, InputKind::Microphone}, "the audio server is gone"}}) {
+        const auto problem = SessionInput::problem(systemAudio, notice);
+        ASSERT_EQ(problem.has_value(), words != nullptr) << notice.name.toStdString();
+        if (problem) {
+            EXPECT_THAT(problem->text.toStdString(), AllOf(HasSubstr(words), HasSubstr(notice.name.toStdString())));
+        }
+    }
+}
 
 class AudioCheckTest : public RouterFixture {
 protected:
@@ -67,9 +92,12 @@ TEST_F(AudioCheckTest, SaysWhatIsMissingAndWhatToDo) {
 
     for (const char* uid : {"built-in", "camera"})
         server->removeDevice(uid);
+    server->setDefaults("headset", "speakers");
+    EXPECT_THAT(check(), HasSubstr("in its name, and the default input gives what \"Headset Headphones\" plays."));
     server->setDefaults("line", "speakers");
     EXPECT_THAT(check(AVAuthorizationStatus::Restricted),
-                AllOf(HasSubstr("note    No device has \"microphone\""), HasSubstr("note    The audio server shows")));
+                AllOf(Not(HasSubstr("No device has \"microphone\"")), HasSubstr("note    The audio server shows")));
+    EXPECT_THAT(check(), HasSubstr("note    No device has \"microphone\" or \"麦克风\" in its name.\n"));
     EXPECT_TRUE(isReady()) << "system audio needs no microphone";
     EXPECT_THAT(check(AVAuthorizationStatus::Denied), HasSubstr("problem The audio server does not let"));
     server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
@@ -98,6 +126,8 @@ TEST_F(AudioCheckTest, TheSoundCheckLeavesARunningSessionsDevicesAlone) {
     EXPECT_THAT(ListenCheck::text(result).toStdString(), HasSubstr("problem The chirp did not arrive"));
     EXPECT_EQ(defaultInput(), "loop");
     EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+    server->setDefaults("camera", "tqv-Multi-Output_UID");
+    EXPECT_THAT(check(), HasSubstr("problem A session on the call's own sound runs, but what it hears is"));
 }
 
 TEST_F(AudioCheckTest, TheSoundCheckSaysThatTheDevicesAreNotReady) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AVAudioPCMBuffer.h"
+#include "InputReport.h"
 
 #include <QString>
 #include <cstdint>
@@ -31,7 +32,8 @@ public:
 
 using CaptureSourceFactory = std::function<std::unique_ptr<CaptureSource>()>;
 
-/// Captures from the audio server's default input; PULSE_SERVER names another server.
-CaptureSourceFactory defaultInputCapture();
+/// Captures from the audio server's default input; PULSE_SERVER names another server. The observer, when there is one,
+/// is told what befalls the input.
+CaptureSourceFactory defaultInputCapture(InputObserver observer = nullptr);
 
 } // namespace parlowen

@@ -2,6 +2,8 @@
 
 #include <Foundation/ConsoleLog.h>
 
+#include <utility>
+
 namespace parlowen {
 
 namespace {
@@ -12,6 +14,14 @@ QString textOf(InputKind kind) {
 
 } // namespace
 
+InputReport::InputReport(InputObserver observer)
+    : observer_(std::move(observer)) {}
+
+void InputReport::tell(InputNotice::What what) const {
+    if (observer_)
+        observer_({what, name_, kind_});
+}
+
 void InputReport::listening(const QString& name, InputKind kind) {
     if (!name_.isEmpty() && kind != kind_)
         consoleLog(
@@ -21,6 +31,7 @@ void InputReport::listening(const QString& name, InputKind kind) {
     kind_ = kind;
     watch_ = {};
     saidSilent_ = saidClipping_ = saidNoInput_ = false;
+    tell(InputNotice::What::Listening);
 }
 
 void InputReport::heard(const AVAudioPCMBuffer& buffer) {
@@ -28,26 +39,34 @@ void InputReport::heard(const AVAudioPCMBuffer& buffer) {
     if (!saidSilent_ && watch_.isSilentTooLong()) {
         saidSilent_ = true;
         consoleLog(QStringLiteral("⚠️ 输入设备没有声音：%1（%2）").arg(name_, textOf(kind_)));
+        tell(InputNotice::What::Silent);
     } else if (saidSilent_ && state != InputLevelWatch::State::Silent) {
         saidSilent_ = false;
         consoleLog(QStringLiteral("✅ 输入设备有声音了：%1").arg(name_));
+        tell(InputNotice::What::SoundAgain);
     }
     if (state == InputLevelWatch::State::Clipping && !saidClipping_) {
         saidClipping_ = true;
         consoleLog(QStringLiteral("⚠️ 输入设备声音过大，已失真：%1").arg(name_));
+        tell(InputNotice::What::Clipping);
     }
 }
 
-void InputReport::inputLost() const { consoleLog(QStringLiteral("[capture] ❌ 输入设备已断开：%1").arg(name_)); }
+void InputReport::inputLost() const {
+    consoleLog(QStringLiteral("[capture] ❌ 输入设备已断开：%1").arg(name_));
+    tell(InputNotice::What::InputLost);
+}
 
 void InputReport::serverLost(const QString& error) const {
     consoleLog(QStringLiteral("❌ 录音中断，音频服务已断开: %1").arg(error));
+    tell(InputNotice::What::ServerLost);
 }
 
 void InputReport::noInput() {
-    if (!saidNoInput_)
-        consoleLog(QStringLiteral("[capture] ⚠️ 没有可用的输入设备，等待接入"));
-    saidNoInput_ = true;
+    if (std::exchange(saidNoInput_, true))
+        return;
+    consoleLog(QStringLiteral("[capture] ⚠️ 没有可用的输入设备，等待接入"));
+    tell(InputNotice::What::NoInput);
 }
 
 void InputReport::gapFilled(double seconds) const {

@@ -32,7 +32,8 @@ struct PulseCapture::Input {
     PulseSource source;
 };
 
-PulseCapture::PulseCapture() = default;
+PulseCapture::PulseCapture(InputObserver observer)
+    : observer_(std::move(observer)) {}
 
 PulseCapture::~PulseCapture() { PulseCapture::stop(); }
 
@@ -62,8 +63,8 @@ std::optional<QString> PulseCapture::start(std::uint32_t framesPerBuffer, Sink s
     std::optional<QString> error = input_ ? std::nullopt : lookUp();
     if (error)
         return error;
-    recording_ =
-        std::make_unique<PulseRecording>(*input_->connection, input_->source, framesPerBuffer, std::move(sink));
+    recording_ = std::make_unique<PulseRecording>(*input_->connection, input_->source, framesPerBuffer, std::move(sink),
+                                                  observer_);
     error = recording_->begin();
     if (error)
         stop();
@@ -75,8 +76,8 @@ void PulseCapture::stop() {
     input_.reset();
 }
 
-CaptureSourceFactory defaultInputCapture() {
-    return [] { return std::make_unique<PulseCapture>(); };
+CaptureSourceFactory defaultInputCapture(InputObserver observer) {
+    return [observer = std::move(observer)] { return std::make_unique<PulseCapture>(observer); };
 }
 
 } // namespace parlowen

@@ -13,7 +13,7 @@ class PulseRecording;
 /// the default source when it changes or goes, or when the server ends and comes back: see PulseRecording.
 class PulseCapture : public CaptureSource {
 public:
-    PulseCapture();
+    explicit PulseCapture(InputObserver observer = nullptr);
     ~PulseCapture() override;
     PulseCapture(const PulseCapture&) = delete;
     PulseCapture& operator=(const PulseCapture&) = delete;
@@ -26,6 +26,7 @@ private:
     struct Input;
     std::optional<QString> lookUp();
 
+    const InputObserver observer_;
     std::unique_ptr<Input> input_;              ///< the server's default source as last looked up
     std::unique_ptr<PulseRecording> recording_; ///< ends before its connection in input_
 };

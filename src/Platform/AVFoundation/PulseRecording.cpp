@@ -25,10 +25,11 @@ CaptureTimeline::Time PulseRecording::clock() {
 }
 
 PulseRecording::PulseRecording(CaptureConnection& connection, PulseSource source, std::uint32_t framesPerBuffer,
-                               CaptureSource::Sink sink)
+                               CaptureSource::Sink sink, InputObserver observer)
     : connection_(connection)
     , source_(std::move(source))
     , framesPerBuffer_(framesPerBuffer)
+    , report_(std::move(observer))
     , timeline_(formatOf(source_.spec), framesPerBuffer,
                 [this, sink = std::move(sink)](std::shared_ptr<AVAudioPCMBuffer> buffer) {
                     if (!timeline_.isInterrupted())

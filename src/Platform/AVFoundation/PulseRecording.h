@@ -15,7 +15,7 @@ public:
     /// `source` gives the format, its samples being 32-bit floats, and is recorded first. The connection must outlive
     /// the recording.
     PulseRecording(CaptureConnection& connection, PulseSource source, std::uint32_t framesPerBuffer,
-                   CaptureSource::Sink sink);
+                   CaptureSource::Sink sink, InputObserver observer);
     ~PulseRecording();
     PulseRecording(const PulseRecording&) = delete;
     PulseRecording& operator=(const PulseRecording&) = delete;

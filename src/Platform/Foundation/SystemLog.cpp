@@ -14,6 +14,7 @@ namespace {
 struct Log {
     std::mutex mutex;
     std::function<void(const QString&)> sink;
+    bool onStandardError = true;
 };
 
 Log& log() {
@@ -37,8 +38,13 @@ void systemLog(const QString& line) {
     const QByteArray bytes = line.toUtf8();
     if (access("/dev/log", W_OK) == 0)
         syslog(LOG_WARNING, "%s", bytes.constData());
-    else
+    else if (target.onStandardError)
         std::fprintf(stderr, "parlowen: %s\n", bytes.constData());
+}
+
+void setSystemLogOnStandardError(bool on) {
+    const std::lock_guard lock(log().mutex);
+    log().onStandardError = on;
 }
 
 SystemLogCapture::SystemLogCapture(std::function<void(const QString&)> sink) {

@@ -9,6 +9,9 @@ namespace parlowen {
 /// standard error with the prefix "parlowen: ". Any thread.
 void systemLog(const QString& line);
 
+/// Whether such lines go to standard error where no system log listens, as they do unless it is set to false.
+void setSystemLogOnStandardError(bool on);
+
 /// Takes the system log's lines for as long as it lives. At most one at a time. The sink is called on the logging
 /// thread, one line at a time.
 class SystemLogCapture {
