@@ -16,7 +16,7 @@ using testing::waitFor;
 class OverlayPictures : public ::testing::Test {
 protected:
     OverlayPictures() {
-        page_.resize(360, 260);
+        page_.resize(310, 210);
         page_.setAutoFillBackground(true);
         QPalette colors = page_.palette();
         colors.setColor(QPalette::Window, QColor(240, 251, 249));
@@ -29,12 +29,16 @@ protected:
         hud_.position = ProgressHUDPosition::center;
     }
 
-    /// Waits until the overlay is there and a spinner has gone half round.
+    bool lit(int fin) const { return hud_.progressIndicator()->fposition() == fin; }
+
+    /// Waits until the overlay is there and a spinner has gone round far enough to look the same in each run.
     void take(const QString& caption, const QString& text, const ProgressHUDMode& mode) {
         hud_.show(text, mode);
-        ASSERT_TRUE(waitFor([this, &mode] {
-            return hud_.alpha() == 1 && (!mode.isSpinner() || hud_.progressIndicator()->fposition() == 7);
-        }));
+        ASSERT_TRUE(waitFor([this] { return hud_.alpha() == 1; }));
+        if (mode.isSpinner()) {
+            ASSERT_TRUE(waitFor([this] { return lit(11); }));
+            ASSERT_TRUE(waitFor([this] { return lit(7); }));
+        }
         Sheet::shared().add(caption, page_);
         hud_.hide(false);
     }
@@ -43,32 +47,48 @@ protected:
     ProgressHUD hud_;
 };
 
-TEST_F(OverlayPictures, Modes) {
-    Sheet::shared().section(QStringLiteral("Overlay: modes in the dark, the light and an own style"));
+struct Look {
+    const char* title;
+    ProgressHUDStyle style;
+};
+
+TEST_F(OverlayPictures, ModesAndStyles) {
     const auto own = ProgressHUDStyle::custom(hexColor(theme::darkText), hexColor(theme::secondary));
-    for (const auto& style : {ProgressHUDStyle::dark(), ProgressHUDStyle::light(), own}) {
-        hud_.style = style;
+    hud_.setProgress(0.5);
+    for (const Look& look :
+         {Look{"Overlay, dark style", ProgressHUDStyle::dark()},
+          Look{"Overlay, light style", ProgressHUDStyle::light()}, Look{"Overlay, own style", own}}) {
+        Sheet::shared().section(QString::fromUtf8(look.title));
+        hud_.style = look.style;
         take(QStringLiteral("text"), QStringLiteral("请输入文本"), ProgressHUDMode::text);
+        take(QStringLiteral("error, in two lines"), QStringLiteral("网络连接失败，请检查网络设置后再试一次"),
+             ProgressHUDMode::error);
         take(QStringLiteral("indeterminate"), QStringLiteral("加载中"), ProgressHUDMode::indeterminate);
-        take(QStringLiteral("determinate"), QString(), ProgressHUDMode::determinate);
+        take(QStringLiteral("determinate, half done"), QString(), ProgressHUDMode::determinate);
         take(QStringLiteral("success"), QStringLiteral("保存成功"), ProgressHUDMode::success);
-        take(QStringLiteral("error"), QStringLiteral("网络连接失败，请检查网络设置后再试一次"), ProgressHUDMode::error);
         take(QStringLiteral("info"), QStringLiteral("提示"), ProgressHUDMode::info);
         auto* view = new QLabel(QStringLiteral("★ ★ ★"));
         view->setStyleSheet(QStringLiteral("color: #19cfae; font-size: 26px;"));
         take(QStringLiteral("custom view"), QStringLiteral("感谢反馈"), ProgressHUDMode::custom(view));
+        take(QStringLiteral("text with a long word"),
+             QStringLiteral("https://service.example.com/api/v1/microsoft/get_token 没有回应"), ProgressHUDMode::text);
     }
 }
 
 TEST_F(OverlayPictures, MasksAndPositions) {
-    Sheet::shared().section(QStringLiteral("Overlay: masks and positions"));
+    Sheet::shared().section(QStringLiteral("Overlay, masks and positions"));
     const QString text = QStringLiteral("请输入文本");
-    hud_.maskType = ProgressHUDMaskType::black();
-    take(QStringLiteral("black mask"), text, ProgressHUDMode::text);
-    hud_.maskType = ProgressHUDMaskType::custom(hexColor(theme::accent, 0.35));
-    take(QStringLiteral("own mask"), text, ProgressHUDMode::text);
-    hud_.maskType = ProgressHUDMaskType::clear();
-    take(QStringLiteral("clear mask"), text, ProgressHUDMode::text);
+    struct Mask {
+        const char* caption;
+        ProgressHUDMaskType type;
+    };
+    for (const Mask& mask :
+         {Mask{"no mask", ProgressHUDMaskType::none()}, Mask{"clear mask", ProgressHUDMaskType::clear()},
+          Mask{"black mask", ProgressHUDMaskType::black()},
+          Mask{"own mask", ProgressHUDMaskType::custom(hexColor(theme::accent, 0.35))}}) {
+        hud_.maskType = mask.type;
+        take(QString::fromUtf8(mask.caption), text, ProgressHUDMode::text);
+    }
     hud_.maskType = ProgressHUDMaskType::none();
     hud_.position = ProgressHUDPosition::top;
     take(QStringLiteral("top"), text, ProgressHUDMode::text);

@@ -75,7 +75,7 @@ TEST_F(PartPictures, PopUps) {
 }
 
 TEST_F(PartPictures, StyledParts) {
-    Sheet::shared().section(QStringLiteral("Styled parts, at rest and under the pointer"));
+    Sheet::shared().section(QStringLiteral("Styled parts"));
     page_.resize(380, 260);
     auto* layout = new QVBoxLayout(&page_);
     auto* preview = new CustomBacTextField(&page_);
@@ -109,16 +109,18 @@ TEST_F(PartPictures, Icons) {
     const QStringList names = QDir(QStringLiteral(":/icons")).entryList();
     ASSERT_FALSE(names.isEmpty());
     for (const QString& name : names) {
-        const bool forDark = name.endsWith(QLatin1String("_s.svg")) || name.startsWith(QLatin1String("translate_up"));
+        const QColor ground = name.endsWith(QLatin1String("_s.svg"))           ? QColor(15, 227, 189)
+                              : name.startsWith(QLatin1String("translate_up")) ? hexColor(theme::sessionWindow)
+                                                                               : QColor(Qt::white);
         QLabel label;
         label.setAutoFillBackground(true);
         QPalette colors = label.palette();
-        colors.setColor(QPalette::Window, forDark ? hexColor(theme::sessionWindow) : QColor(Qt::white));
+        colors.setColor(QPalette::Window, ground);
         label.setPalette(colors);
         label.setAlignment(Qt::AlignCenter);
-        label.resize(150, 100);
-        label.setPixmap(QIcon(QStringLiteral(":/icons/") + name).pixmap(QSize(120, 64), 2.0));
-        Sheet::shared().add(name, pictureOf(label, 2));
+        label.resize(120, 72);
+        label.setPixmap(QIcon(QStringLiteral(":/icons/") + name).pixmap(QSize(96, 54), 2.0));
+        Sheet::shared().add(name.chopped(4), label);
     }
 }
 

@@ -1,9 +1,12 @@
 #include "Sheet.h"
 
-#include <Tools/PopView/SystemFont.h>
+#include "Pages.h"
 
+#include <QFile>
+#include <QImageWriter>
 #include <QLinearGradient>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QWidget>
 #include <algorithm>
 
@@ -11,47 +14,18 @@ namespace parlowen::screenshots {
 
 namespace {
 
-constexpr int sheetWidth = 3200;
-constexpr int gap = 24;
-constexpr int titleHeight = 64;
-constexpr int captionHeight = 26;
+constexpr int smallestFile = 0; // the writer's quality, which for PNG is only a matter of time
 
-/// Walks over the tiles from left to right and row by row.
-class Flow {
-public:
-    QPoint place(QSize size) {
-        if (x_ > gap && x_ + size.width() + gap > sheetWidth)
-            newRow();
-        const QPoint at(x_, y_);
-        x_ += size.width() + gap;
-        rowHeight_ = std::max(rowHeight_, size.height());
-        return at;
-    }
-    void newRow() {
-        y_ += rowHeight_ > 0 ? rowHeight_ + gap : 0;
-        x_ = gap;
-        rowHeight_ = 0;
-    }
-    int y() const { return y_; }
+QString fileName(const QString& title, std::size_t number, std::size_t count) {
+    static const QRegularExpression between(QStringLiteral("[^a-z0-9]+"));
+    const QString name = title.toLower().replace(between, QStringLiteral("-"));
+    return count == 1 ? name + QStringLiteral(".png") : QStringLiteral("%1-%2.png").arg(name).arg(number);
+}
 
-private:
-    int x_ = gap;
-    int y_ = gap;
-    int rowHeight_ = 0;
-};
-
-template<class PlaceTitle, class PlaceTile, class Sections>
-int layOut(const Sections& sections, const PlaceTitle& title, const PlaceTile& tile) {
-    Flow flow;
-    for (const auto& section : sections) {
-        flow.newRow();
-        title(section, flow.place({sheetWidth - 2 * gap, titleHeight}));
-        flow.newRow();
-        for (const auto& entry : section.tiles)
-            tile(entry, flow.place(entry.picture.size() + QSize(0, captionHeight)));
-    }
-    flow.newRow();
-    return flow.y();
+bool save(const QImage& page, const QString& file) {
+    QImageWriter writer(file, "png");
+    writer.setQuality(smallestFile);
+    return writer.write(page);
 }
 
 } // namespace
@@ -61,37 +35,41 @@ Sheet& Sheet::shared() {
     return sheet;
 }
 
-void Sheet::section(const QString& title) { sections_.push_back({title, {}}); }
+void Sheet::section(const QString& title) {
+    const auto known = std::find_if(sections_.begin(), sections_.end(),
+                                    [&title](const Section& section) { return section.title == title; });
+    current_ = static_cast<std::size_t>(known - sections_.begin());
+    if (known == sections_.end())
+        sections_.push_back({title, {}});
+}
 
 void Sheet::add(const QString& caption, QWidget& widget) {
-    for (const int scale : {1, 2})
-        add(QStringLiteral("%1 · %2×").arg(caption).arg(scale), pictureOf(widget, scale));
+    sections_.at(current_).groups.push_back({caption, {pictureOf(widget, 1), pictureOf(widget, 2)}});
+    for (QImage& picture : sections_.at(current_).groups.back().pictures)
+        picture.setDevicePixelRatio(1);
 }
 
 void Sheet::add(const QString& caption, const QImage& picture) {
-    QImage plain = picture;
-    plain.setDevicePixelRatio(1);
-    sections_.back().tiles.push_back({caption, plain});
+    sections_.at(current_).groups.push_back({caption, {picture}});
+    sections_.at(current_).groups.back().pictures.front().setDevicePixelRatio(1);
 }
 
-QImage Sheet::compose() const {
-    const int height = layOut(
-        sections_, [](const Section&, QPoint) {}, [](const Tile&, QPoint) {});
-    QImage sheet(sheetWidth, height, QImage::Format_RGB32);
-    sheet.fill(QColor(250, 250, 250));
-    QPainter painter(&sheet);
-    layOut(
-        sections_,
-        [&painter](const Section& section, QPoint at) {
-            painter.setFont(systemFont(32, QFont::DemiBold));
-            painter.drawText(QRect(at, QSize(sheetWidth, titleHeight)), Qt::AlignVCenter, section.title);
-        },
-        [&painter](const Tile& tile, QPoint at) {
-            painter.setFont(systemFont(15));
-            painter.drawText(QRect(at, QSize(sheetWidth, captionHeight)), Qt::AlignVCenter, tile.caption);
-            painter.drawImage(at + QPoint(0, captionHeight), tile.picture);
-        });
-    return sheet;
+bool Sheet::write(const QString& folder) const {
+    QString text =
+        QStringLiteral("# Screenshots\n\n`./dev screenshots` draws these pages anew, each look at the scales 1 "
+                       "and 2.\n");
+    for (const Section& section : sections_) {
+        text += QStringLiteral("\n## %1\n\n").arg(section.title);
+        const std::vector<QImage> pages = drawPages(section.title, section.groups);
+        for (std::size_t i = 0; i < pages.size(); ++i) {
+            const QString name = fileName(section.title, i + 1, pages.size());
+            if (!save(pages[i], folder + u'/' + name))
+                return false;
+            text += QStringLiteral("![%1](%2)\n").arg(section.title, name);
+        }
+    }
+    QFile readme(folder + QStringLiteral("/README.md"));
+    return readme.open(QIODevice::WriteOnly) && readme.write(text.toUtf8()) > 0 && readme.flush();
 }
 
 QImage pictureOf(QWidget& widget, int scale) {

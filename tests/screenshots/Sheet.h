@@ -8,30 +8,35 @@ class QWidget;
 
 namespace parlowen::screenshots {
 
-/// Pictures with captions, in sections, laid out on one sheet.
+/// Pictures with captions, in sections; each section becomes one page, or several where one would grow too tall.
 class Sheet {
 public:
     /// The sheet of this run.
     static Sheet& shared();
 
+    /// What is added from now on belongs to the section of that title, which is made when it is new.
     void section(const QString& title);
     /// Takes the widget's picture at the scales 1 and 2, on a ground that shows through where the widget is clear.
     void add(const QString& caption, QWidget& widget);
     void add(const QString& caption, const QImage& picture);
 
-    /// All sections below each other.
-    QImage compose() const;
+    /// Writes the pages as PNG files, and a README.md that shows them, into the folder, which must exist. False when
+    /// one of them cannot be written.
+    bool write(const QString& folder) const;
+
+    /// Pictures that stand side by side under one caption.
+    struct Group {
+        QString caption;
+        std::vector<QImage> pictures;
+    };
 
 private:
-    struct Tile {
-        QString caption;
-        QImage picture;
-    };
     struct Section {
         QString title;
-        std::vector<Tile> tiles;
+        std::vector<Group> groups;
     };
     std::vector<Section> sections_;
+    std::size_t current_ = 0;
 };
 
 /// The widget's picture, its points `scale` pixels wide.
