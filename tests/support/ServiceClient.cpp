@@ -1,154 +1,92 @@
 #include "ServiceClient.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
-#include <boost/asio/buffer.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/ssl/host_name_verification.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
-#include <csignal>
-#include <openssl/bio.h>
-#include <openssl/pem.h>
-#include <openssl/ssl.h>
-#include <openssl/x509v3.h>
+#include <optional>
 #include <poll.h>
 #include <stdexcept>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace parlowen::testing {
 
-namespace {
+namespace asio = boost::asio;
 
-constexpr int patienceSeconds = 10;
+Connection::Connection(std::uint16_t port, std::chrono::seconds patience)
+    : patience_(patience) {
+    stream_.next_layer().connect({asio::ip::address_v4::loopback(), port});
+}
 
-int connectedSocket(std::uint16_t port) {
-    // What is written to a closed connection is a failed write, not the end of the test.
-    std::signal(SIGPIPE, SIG_IGN);
-    const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval patience{patienceSeconds, 0};
-    ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
-    ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        ::close(descriptor);
-        throw std::runtime_error("cannot connect");
+Connection::Connection(std::uint16_t port, const std::string& authority, const std::string& host,
+                       std::chrono::seconds patience)
+    : Connection(port, patience) {
+    stream_.set_verify_mode(asio::ssl::verify_peer);
+    stream_.set_verify_callback(asio::ssl::host_name_verification(host));
+    tls_.add_certificate_authority(asio::buffer(authority));
+    secure_ = true;
+    const auto problem = run([this](const Done& done) {
+        stream_.async_handshake(asio::ssl::stream_base::client, [done](auto error) { done(error, 0); });
+    });
+    if (problem)
+        throw std::runtime_error("TLS handshake failed: " + problem.message());
+}
+
+boost::system::error_code Connection::run(const std::function<void(Done)>& start) {
+    std::optional<boost::system::error_code> result;
+    start([&result](boost::system::error_code error, std::size_t) { result = error; });
+    io_.restart();
+    io_.run_for(patience_);
+    if (!result) {
+        cut();
+        io_.restart();
+        io_.run();
     }
-    return descriptor;
+    return *result;
 }
 
-template<auto Function>
-struct FreeWith {
-    template<typename T>
-    void operator()(T* pointer) const {
-        Function(pointer);
-    }
-};
-
-using ContextPtr = std::unique_ptr<SSL_CTX, FreeWith<SSL_CTX_free>>;
-
-ContextPtr contextTrusting(const std::string& authority) {
-    ContextPtr context(SSL_CTX_new(TLS_client_method()));
-    const std::unique_ptr<BIO, FreeWith<BIO_free>> bio(
-        BIO_new_mem_buf(authority.data(), static_cast<int>(authority.size())));
-    const std::unique_ptr<X509, FreeWith<X509_free>> certificate(
-        PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
-    if (certificate)
-        X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), certificate.get());
-    SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
-    return context;
+bool Connection::send(std::string_view bytes) {
+    return !run([&](const Done& done) {
+        if (secure_)
+            asio::async_write(stream_, asio::buffer(bytes), done);
+        else
+            asio::async_write(stream_.next_layer(), asio::buffer(bytes), done);
+    });
 }
 
-void expectHost(SSL& ssl, const std::string& host) {
-    X509_VERIFY_PARAM* parameters = SSL_get0_param(&ssl);
-    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, host.c_str()) != 1)
-        X509_VERIFY_PARAM_set1_host(parameters, host.data(), host.size());
+std::string Connection::receive() {
+    std::string bytes(16 * 1024, '\0');
+    std::size_t count = 0;
+    run([&](const Done& done) {
+        const auto counted = [&count, done](boost::system::error_code error, std::size_t read) {
+            count = read;
+            done(error, read);
+        };
+        if (secure_)
+            stream_.async_read_some(asio::buffer(bytes), counted);
+        else
+            stream_.next_layer().async_read_some(asio::buffer(bytes), counted);
+    });
+    return bytes.substr(0, count);
 }
 
-} // namespace
-
-PlainConnection::PlainConnection(std::uint16_t port)
-    : socket_(connectedSocket(port)) {}
-
-PlainConnection::~PlainConnection() { cut(); }
-
-void PlainConnection::cut() {
-    if (socket_ >= 0)
-        ::close(socket_);
-    socket_ = -1;
-}
-
-bool PlainConnection::send(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-    return true;
-}
-
-std::string PlainConnection::receive() {
-    std::array<char, 16 * 1024> bytes{};
-    const ssize_t count = ::recv(socket_, bytes.data(), bytes.size(), 0);
-    return {bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
-}
-
-bool PlainConnection::somethingComesWithin(std::chrono::milliseconds time) {
-    pollfd waiting{socket_, POLLIN, 0};
+bool Connection::somethingComesWithin(std::chrono::milliseconds time) {
+    pollfd waiting{stream_.next_layer().native_handle(), POLLIN, 0};
     return ::poll(&waiting, 1, static_cast<int>(time.count())) > 0;
 }
 
-std::string PlainConnection::receiveUntil(std::string_view mark) {
-    std::size_t found = unread_.find(mark);
-    while (found == std::string::npos) {
+std::string Connection::receiveUntil(std::string_view mark) {
+    std::size_t found = std::string::npos;
+    while (mark.empty() || (found = unread_.find(mark)) == std::string::npos) {
         const std::string more = receive();
         if (more.empty())
             return std::exchange(unread_, {});
         unread_ += more;
-        found = unread_.find(mark);
     }
     std::string taken = unread_.substr(0, found + mark.size());
     unread_.erase(0, taken.size());
     return taken;
-}
-
-std::string PlainConnection::receiveAll() {
-    std::string all = std::exchange(unread_, {});
-    for (std::string more = receive(); !more.empty(); more = receive())
-        all += more;
-    return all;
-}
-
-struct TlsConnection::Tls {
-    ContextPtr context;
-    std::unique_ptr<SSL, FreeWith<SSL_free>> ssl;
-};
-
-TlsConnection::TlsConnection(std::uint16_t port, const std::string& authority, const std::string& host)
-    : PlainConnection(port)
-    , tls_(std::make_unique<Tls>()) {
-    tls_->context = contextTrusting(authority);
-    tls_->ssl.reset(SSL_new(tls_->context.get()));
-    expectHost(*tls_->ssl, host);
-    SSL_set_fd(tls_->ssl.get(), socket());
-    if (SSL_connect(tls_->ssl.get()) != 1)
-        throw std::runtime_error("TLS handshake failed");
-}
-
-TlsConnection::~TlsConnection() = default;
-
-bool TlsConnection::send(std::string_view bytes) {
-    return SSL_write(tls_->ssl.get(), bytes.data(), static_cast<int>(bytes.size())) > 0;
-}
-
-std::string TlsConnection::receive() {
-    std::array<char, 16 * 1024> bytes{};
-    const int count = SSL_read(tls_->ssl.get(), bytes.data(), static_cast<int>(bytes.size()));
-    return {bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
 }
 
 Reply parseReply(const std::string& bytes) {
@@ -158,16 +96,16 @@ Reply parseReply(const std::string& bytes) {
     boost::system::error_code problem;
     std::size_t used = 0;
     while (used < bytes.size() && !parser.is_done() && !problem)
-        used += parser.put(boost::asio::buffer(bytes.data() + used, bytes.size() - used), problem);
+        used += parser.put(asio::buffer(bytes.data() + used, bytes.size() - used), problem);
     if (!problem && !parser.is_done())
         parser.put_eof(problem);
     if (problem || bytes.empty())
         throw std::runtime_error("no complete response: " + problem.message());
     Reply reply{parser.get().result_int(), {}, parser.get().body()};
     for (const auto& field : parser.get()) {
-        std::string name(field.name_string().data(), field.name_string().size());
+        std::string name(field.name_string());
         std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-        reply.headers[name] = std::string(field.value().data(), field.value().size());
+        reply.headers[name] = std::string(field.value());
     }
     return reply;
 }
@@ -185,9 +123,8 @@ std::string ServiceClient::request(std::string_view method, std::string_view pat
 
 Reply ServiceClient::send(std::string_view method, std::string_view path, std::string_view body, std::string_view token,
                           std::string_view furtherHeaders) const {
-    const auto connection = connect();
-    connection->send(request(method, path, body, token, std::string("Connection: close\r\n").append(furtherHeaders)));
-    return parseReply(connection->receiveAll());
+    const std::string headers = std::string("Connection: close\r\n").append(furtherHeaders);
+    return parseReply(connect(request(method, path, body, token, headers))->receiveAll());
 }
 
 } // namespace parlowen::testing

@@ -1,7 +1,12 @@
 #pragma once
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -10,47 +15,42 @@
 
 namespace parlowen::testing {
 
-/// A blocking TCP connection to 127.0.0.1. Whatever takes longer than 10 s counts as the connection's end.
-class PlainConnection {
+/// A blocking connection to 127.0.0.1. Whatever takes longer than its patience counts as the connection's end.
+class Connection {
 public:
-    explicit PlainConnection(std::uint16_t port);
-    virtual ~PlainConnection();
-    PlainConnection(const PlainConnection&) = delete;
-    PlainConnection& operator=(const PlainConnection&) = delete;
+    using Stream = boost::asio::ssl::stream<boost::asio::ip::tcp::socket>;
+    using Done = std::function<void(boost::system::error_code, std::size_t)>;
+
+    /// Plain TCP. Throws when nobody listens.
+    explicit Connection(std::uint16_t port, std::chrono::seconds patience = std::chrono::seconds(10));
+    /// TLS, with the server's certificate checked against one authority (PEM) and the host's name. Throws also when the
+    /// handshake fails.
+    Connection(std::uint16_t port, const std::string& authority, const std::string& host = "127.0.0.1",
+               std::chrono::seconds patience = std::chrono::seconds(10));
 
     /// False when the other side has closed.
-    virtual bool send(std::string_view bytes);
+    bool send(std::string_view bytes);
     /// Some bytes; none at the end.
-    virtual std::string receive();
+    std::string receive();
     /// Whether bytes, or the end, arrive within that time.
     bool somethingComesWithin(std::chrono::milliseconds time);
     /// Up to and including the mark, or to the end. What follows stays for the next call.
     std::string receiveUntil(std::string_view mark);
-    std::string receiveAll();
+    std::string receiveAll() { return receiveUntil({}); }
     /// Closes without a word.
-    void cut();
+    void cut() { stream_.next_layer().close(); }
 
-protected:
-    int socket() const { return socket_; }
+    /// Starts an operation and runs it to its end; a connection that exhausts the patience is closed.
+    boost::system::error_code run(const std::function<void(Done)>& start);
+    Stream& stream() { return stream_; }
 
 private:
-    int socket_;
+    const std::chrono::seconds patience_;
+    boost::asio::io_context io_;
+    boost::asio::ssl::context tls_{boost::asio::ssl::context::tls_client};
+    Stream stream_{io_, tls_};
+    bool secure_ = false;
     std::string unread_;
-};
-
-/// The same over TLS, with the server's certificate checked against one authority (PEM) and the host's name.
-/// The constructor throws std::runtime_error when the handshake fails.
-class TlsConnection final : public PlainConnection {
-public:
-    TlsConnection(std::uint16_t port, const std::string& authority, const std::string& host = "127.0.0.1");
-    ~TlsConnection() override;
-
-    bool send(std::string_view bytes) override;
-    std::string receive() override;
-
-private:
-    struct Tls;
-    std::unique_ptr<Tls> tls_;
 };
 
 struct Reply {
@@ -84,8 +84,13 @@ public:
     Reply post(std::string_view path, const nlohmann::json& body, std::string_view token = {}) const {
         return send("POST", path, body.dump(), token);
     }
-    /// A connection for what the calls above cannot do.
-    std::unique_ptr<TlsConnection> connect() const { return std::make_unique<TlsConnection>(port_, authority_); }
+    /// A connection for what the calls above cannot do, with those bytes already sent.
+    std::unique_ptr<Connection> connect(std::string_view bytes = {}) const {
+        auto connection = std::make_unique<Connection>(port_, authority_);
+        if (!bytes.empty())
+            connection->send(bytes);
+        return connection;
+    }
 
 private:
     std::uint16_t port_;

@@ -15,6 +15,7 @@ RunningServer serverOf(StreamHandler handler) {
     router.stream(verb::get, "/events", std::move(handler));
     ServerLimits limits;
     limits.streamComment = 40ms;
+    limits.write = 200ms;
     return RunningServer(std::move(router), limits);
 }
 
@@ -44,16 +45,13 @@ TEST(EventStream, SendsChunksAndEndsCleanly) {
     EXPECT_EQ(reply.headers.at("transfer-encoding"), "chunked");
     EXPECT_EQ(reply.body, "data: 1\n\ndata: 你好\n\n");
 
-    const auto older = server.client().connect();
-    older->send("GET /events HTTP/1.0\r\n\r\n");
-    const std::string all = older->receiveAll();
+    const std::string all = server.client().connect("GET /events HTTP/1.0\r\n\r\n")->receiveAll();
     EXPECT_EQ(all.substr(all.find("\r\n\r\n") + 4), "data: 1\n\ndata: 你好\n\n") << "no chunks for HTTP/1.0";
 }
 
 TEST(EventStream, CommentsWhileNothingIsSent) {
     const RunningServer server = serverOf(waitLong);
-    const auto connection = server.client().connect();
-    connection->send(ServiceClient::request("GET", "/events"));
+    const auto connection = server.client().connect(ServiceClient::request("GET", "/events"));
     EXPECT_NE(connection->receiveUntil("data: first\n\n"), "");
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(connection->receiveUntil(": wait\n\n\r\n"),
@@ -68,8 +66,7 @@ TEST(EventStream, HandlerLearnsThatTheClientWent) {
         const bool sent = co_await events.send("data: more\n\n");
         outcome.set_value(stays || sent || !events.clientGone());
     });
-    const auto connection = server.client().connect();
-    connection->send(ServiceClient::request("GET", "/events"));
+    const auto connection = server.client().connect(ServiceClient::request("GET", "/events"));
     connection->receiveUntil("data: first\n\n");
     connection->cut();
     std::future<bool> wrong = outcome.get_future();
@@ -79,19 +76,14 @@ TEST(EventStream, HandlerLearnsThatTheClientWent) {
 
 TEST(EventStream, AClientThatReadsNothingDoesNotHoldTheServer) {
     std::promise<void> ended;
-    Router router;
-    router.stream(verb::get, "/events", [&](const HttpRequest&, EventStream& events) -> awaitable<void> {
+    const RunningServer server = serverOf([&](const HttpRequest&, EventStream& events) -> awaitable<void> {
         const std::string much(std::size_t{256} * 1024, 'x');
         bool open = true;
         while (open)
             open = co_await events.send(much);
         ended.set_value();
     });
-    ServerLimits limits;
-    limits.write = 200ms;
-    const RunningServer server(std::move(router), limits);
-    const auto connection = server.client().connect();
-    connection->send(ServiceClient::request("GET", "/events"));
+    const auto connection = server.client().connect(ServiceClient::request("GET", "/events"));
     EXPECT_EQ(ended.get_future().wait_for(8s), std::future_status::ready);
 }
 
@@ -99,8 +91,7 @@ TEST(EventStream, FailuresAndTheServersEndCloseTheStream) {
     EXPECT_EQ(serverOf(fail).client().get("/events").body, "data: 1\n\n");
 
     RunningServer server = serverOf(waitLong);
-    const auto connection = server.client().connect();
-    connection->send(ServiceClient::request("GET", "/events"));
+    const auto connection = server.client().connect(ServiceClient::request("GET", "/events"));
     connection->receiveUntil("data: first\n\n");
     const auto start = std::chrono::steady_clock::now();
     server.stop();

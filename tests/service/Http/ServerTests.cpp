@@ -98,44 +98,34 @@ TEST(Server, LimitsTheSizeOfRequests) {
     EXPECT_EQ(tooLarge.status, 413U);
     EXPECT_EQ(tooLarge.code(), 413);
 
-    const auto chunked = client.connect();
-    chunked->send("POST /echo HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n");
+    const auto chunked = client.connect("POST /echo HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n");
     const std::string chunk = "10000\r\n" + std::string(0x10000, 'x') + "\r\n";
     for (int i = 0; i < 17; ++i)
         chunked->send(chunk);
     EXPECT_EQ(parseReply(chunked->receiveAll()).status, 413U);
-    EXPECT_EQ(parseReply([&] {
-                  const auto nonsense = client.connect();
-                  nonsense->send("HELLO\r\n\r\n");
-                  return nonsense->receiveAll();
-              }())
-                  .status,
-              400U);
+    EXPECT_EQ(parseReply(client.connect("HELLO\r\n\r\n")->receiveAll()).status, 400U);
 }
 
 TEST(Server, EndsConnectionsThatTakeTooLong) {
     const RunningServer server(testRouter(), impatient());
-    PlainConnection noHandshake(server.port());
+    Connection noHandshake(server.port());
     const auto idle = server.client().connect();
-    const auto halfBody = server.client().connect();
-    halfBody->send("POST /echo HTTP/1.1\r\nHost: x\r\nContent-Length: 10\r\n\r\nabc");
+    const auto halfBody = server.client().connect("POST /echo HTTP/1.1\r\nHost: x\r\nContent-Length: 10\r\n\r\nabc");
     const auto dribbledHeader = server.client().connect();
     const auto start = std::chrono::steady_clock::now();
     // Each byte comes in time; all together do not.
     while (!dribbledHeader->somethingComesWithin(20ms) && std::chrono::steady_clock::now() - start < 5s)
         dribbledHeader->send("G");
 
-    EXPECT_EQ(noHandshake.receiveAll(), "");
-    EXPECT_EQ(idle->receiveAll(), "");
-    EXPECT_EQ(halfBody->receiveAll(), "");
-    EXPECT_EQ(dribbledHeader->receiveAll(), "");
+    for (Connection* connection : {&noHandshake, idle.get(), halfBody.get(), dribbledHeader.get()})
+        EXPECT_EQ(connection->receiveAll(), "");
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
     EXPECT_TRUE(stillServes(server));
 }
 
 TEST(Server, SurvivesWhatIsNoHttps) {
     const RunningServer server(testRouter(), impatient());
-    PlainConnection plain(server.port());
+    Connection plain(server.port());
     plain.send("GET /echo HTTP/1.1\r\nHost: x\r\n\r\n");
     EXPECT_EQ(plain.receiveAll().find("HTTP/1.1 200"), std::string::npos);
 
@@ -144,14 +134,10 @@ TEST(Server, SurvivesWhatIsNoHttps) {
         std::string bytes(1 + random() % 600, '\0');
         for (char& byte : bytes)
             byte = static_cast<char>(random());
-        if (round % 3 == 0) {
-            PlainConnection(server.port()).send(bytes);
-            continue;
-        }
-        const auto connection = server.client().connect();
-        connection->send((round % 3 == 1 ? "POST /echo HTTP/1.1\r\n" : "") + bytes);
-        if (round % 2 == 0)
-            connection->cut();
+        if (round % 3 == 0)
+            Connection(server.port()).send(bytes);
+        else
+            server.client().connect((round % 3 == 1 ? "POST /echo HTTP/1.1\r\n" : "") + bytes);
     }
     EXPECT_TRUE(stillServes(server));
 }
@@ -160,9 +146,9 @@ TEST(Server, TurnsAwayWhatIsTooMuchAndRecovers) {
     ServerLimits limits = impatient();
     limits.connections = 20;
     const RunningServer server(testRouter(), limits);
-    std::vector<std::unique_ptr<PlainConnection>> idle;
+    std::vector<std::unique_ptr<Connection>> idle;
     for (int i = 0; i < 300; ++i)
-        idle.push_back(std::make_unique<PlainConnection>(server.port()));
+        idle.push_back(std::make_unique<Connection>(server.port()));
     EXPECT_EQ(idle.back()->receive(), "") << "closed at once or when its handshake took too long";
     for (const auto& connection : idle)
         EXPECT_EQ(connection->receive(), "");
@@ -172,22 +158,20 @@ TEST(Server, TurnsAwayWhatIsTooMuchAndRecovers) {
 TEST(Server, IsTrustedThroughItsAuthorityForLoopbackAlone) {
     const RunningServer server(testRouter());
     const RunningServer other(testRouter());
-    EXPECT_NO_THROW(TlsConnection(server.port(), server.authority(), "127.0.0.1"));
-    EXPECT_NO_THROW(TlsConnection(server.port(), server.authority(), "localhost"));
-    EXPECT_NO_THROW(TlsConnection(server.port(), server.authority(), "::1"));
-    EXPECT_THROW(TlsConnection(server.port(), server.authority(), "example.org"), std::runtime_error);
-    EXPECT_THROW(TlsConnection(server.port(), other.authority()), std::runtime_error);
+    for (const char* host : {"127.0.0.1", "localhost", "::1"})
+        EXPECT_NO_THROW(Connection(server.port(), server.authority(), host)) << host;
+    EXPECT_THROW(Connection(server.port(), server.authority(), "example.org"), std::runtime_error);
+    EXPECT_THROW(Connection(server.port(), other.authority()), std::runtime_error);
 }
 
 TEST(Server, StopsWithConnectionsOpen) {
     RunningServer server(testRouter());
     const auto idle = server.client().connect();
-    const auto halfRequest = server.client().connect();
-    halfRequest->send("POST /echo HTTP/1.1\r\n");
-    PlainConnection noHandshake(server.port());
+    const auto halfRequest = server.client().connect("POST /echo HTTP/1.1\r\n");
+    Connection noHandshake(server.port());
     const auto start = std::chrono::steady_clock::now();
     server.stop();
     EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms) << "none had to be cut";
     EXPECT_EQ(idle->receiveAll(), "");
-    EXPECT_THROW(PlainConnection(server.port()), std::runtime_error);
+    EXPECT_THROW(Connection(server.port()), std::runtime_error);
 }

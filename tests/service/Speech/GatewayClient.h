@@ -12,7 +12,7 @@
 
 namespace parlowen::testing {
 
-/// A client of the speech gateway on 127.0.0.1 that blocks. What takes longer than a minute throws.
+/// A client of the speech gateway on 127.0.0.1 that blocks. What takes longer than a minute counts as its end.
 class GatewayClient {
 public:
     /// The `target` holds path and query; the token goes into the header unless it is empty.
@@ -23,8 +23,7 @@ public:
     /// Of the upgrade: 101 when the connection is open.
     unsigned status() const;
 
-    void sendText(const std::string& frame);
-    void sendBinary(const std::string& frame);
+    void send(const std::string& frame, bool text = true);
     /// Configuration, context and all the audio of a turn in messages of 100 ms, and its end.
     void sendTurn(const std::string& requestId, const std::string& context, std::span<const std::int16_t> samples);
 

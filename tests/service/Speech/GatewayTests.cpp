@@ -88,10 +88,7 @@ TEST(Gateway, HearsTheSampleInterview) {
     const auto phrases = bodiesOf(messages, "speech.phrase");
     const auto reference = contentsOf(sampleFolder / "sample-interview.txt");
     const auto heard = joined(phrases, "DisplayText");
-    const double rate = wordErrorRate(reference, heard);
-    RecordProperty("wordErrorRate", std::to_string(rate));
-    std::cout << heard << "word error rate " << rate << '\n';
-    EXPECT_LE(rate, 0.12);
+    EXPECT_LE(wordErrorRate(reference, heard), 0.12) << heard;
     ASSERT_EQ(phrases.size(), 6U);
 
     std::int64_t end = 0;
@@ -139,7 +136,6 @@ TEST(Gateway, SeveralSessionsAtTheSameTimeAndTurnsOfEach) {
     const auto audio = sampleAudio();
     const auto first = std::span(audio).subspan(8 * sampleRate, 7 * sampleRate);
     const auto second = std::span(audio).subspan(15 * sampleRate, 7 * sampleRate);
-    std::string heardByOne;
     std::string heardByOther;
     std::thread other([&] {
         auto client = gateway.client("/speech/recognition/conversation/cognitiveservices/v1?language=en-US");
@@ -148,7 +144,7 @@ TEST(Gateway, SeveralSessionsAtTheSameTimeAndTurnsOfEach) {
     });
     auto client = gateway.client();
     client.sendTurn("b", plainContext, first);
-    heardByOne = joined(bodiesOf(client.receiveTurn(), "speech.phrase"), "DisplayText");
+    const auto heardByOne = joined(bodiesOf(client.receiveTurn(), "speech.phrase"), "DisplayText");
     client.sendTurn("c", plainContext, first);
     const auto again = bodiesOf(client.receiveTurn(), "speech.phrase");
     other.join();
@@ -197,19 +193,13 @@ TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
         return client.closed();
     };
     EXPECT_EQ(closeAfter([](auto& client) {
-                  client.sendText("Path: speech.context\r\n\r\n{\"phraseDetection\":{\"language\":\"zh-CN\"}}");
+                  client.send("Path: speech.context\r\n\r\n{\"phraseDetection\":{\"language\":\"zh-CN\"}}");
               }),
               std::pair(1007U, std::string("locale zh-CN is not offered; offered: en-US")));
-    EXPECT_EQ(closeAfter([](auto& client) {
-                  client.sendText("Path: speech.context\r\n\r\n{\"phraseDetection\":{\"language\":\"en-US\"},"
-                                  "\"translation\":{\"targetLanguages\":[\"zh-Hans\"]}}");
-              }),
-              std::pair(1007U, std::string("translation en-US to zh-Hans is not offered; offered: en to es")));
-    EXPECT_EQ(closeAfter([](auto& client) { client.sendText("nonsense"); }).first, 1007U);
-    EXPECT_EQ(closeAfter([](auto& client) { client.sendBinary("\xff"); }).first, 1007U);
-    EXPECT_EQ(closeAfter([](auto& client) { client.sendText("a\xff\xfe"); }).first, 1007U);
+    EXPECT_EQ(closeAfter([](auto& client) { client.send("\xff", false); }).first, 1007U);
+    EXPECT_EQ(closeAfter([](auto& client) { client.send("a\xff\xfe"); }).first, 1007U);
     // A client that is still sending may find the connection gone before it reads the close.
-    EXPECT_THAT(closeAfter([](auto& client) { client.sendBinary(std::string(100'000, 'x')); }).first,
+    EXPECT_THAT(closeAfter([](auto& client) { client.send(std::string(100'000, 'x'), false); }).first,
                 AnyOf(1009U, 1006U));
 }
 
