@@ -1,50 +1,61 @@
-#include <Foundation/NotificationCenter.h>
-#include <Tools/PopView/ProgressHUD.h>
-#include <gmock/gmock.h>
+#include "HudFixture.h"
 
+#include <Foundation/MainQueue.h>
+#include <Tools/PopView/MYCenterPopView.h>
+
+#include <QApplication>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
-#include <memory>
-#include <support/WaitFor.h>
-#include <vector>
+#include <thread>
 
 namespace parlowen {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using testing::waitFor;
 
-constexpr auto textMode = ProgressHUDMode::text;
+class ProgressHUDTest : public HudFixture {};
 
-class ProgressHUDTest : public ::testing::Test {
-protected:
-    ProgressHUDTest() {
-        container_->resize(600, 400);
-        container_->show();
-        hud_.containerView = container_.get();
-        for (const char* name : {"willAppear", "didAppear", "willDisappear", "didDisappear"}) {
-            NotificationCenter::shared().observe(QStringLiteral("ProgressHUD.") + QLatin1String(name), &observer_,
-                                                 [this, name](const Notification& notification) {
-                                                     if (notification.object == &hud_)
-                                                         posted_.emplace_back(name);
-                                                 });
-        }
-    }
-
-    bool shown() const { return hud_.isVisible() && hud_.alpha() == 1; }
-
-    QObject observer_;
-    std::vector<std::string> posted_;
-    std::unique_ptr<QWidget> container_ = std::make_unique<QWidget>();
-    ProgressHUD hud_;
-};
+TEST_F(ProgressHUDTest, StartsHiddenInItsUsualLook) {
+    EXPECT_EQ(&ProgressHUD::shared(), &ProgressHUD::shared());
+    const ProgressHUD hud;
+    EXPECT_TRUE(hud.isHidden());
+    EXPECT_EQ(hud.alpha(), 0);
+    EXPECT_EQ(hud.font().pixelSize(), 18);
+    EXPECT_EQ(hud.mode().kind(), ProgressHUDMode::indeterminate);
+    EXPECT_EQ(hud.position, ProgressHUDPosition::bottom);
+    EXPECT_EQ(hud.box().size(), QSize(0, 0));
+    EXPECT_THAT((std::vector<double>{hud.opacity, hud.spinnerSize, hud.margin, hud.padding, hud.cornerRadius,
+                                     hud.progress(), hud.minimumDismissTimeInterval, hud.maximumDismissTimeInterval}),
+                ElementsAre(0.9, 60, 18, 4, 15, 0, 2, 5));
+    EXPECT_FALSE(hud.dismissible);
+    EXPECT_TRUE(hud.maskType.passesClicks);
+    EXPECT_FALSE(hud.statusLabel()->textInteractionFlags() &
+                 (Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard));
+    EXPECT_EQ(hud.indicator(), nullptr);
+}
 
 TEST_F(ProgressHUDTest, AToastStaysAsLongAsItsTextAsksFor) {
-    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(10, u'字')), 2.0);
-    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(60, u'字')), 4.1);
-    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(100, u'字')), 5.0);
-    EXPECT_DOUBLE_EQ(hud_.toastSeconds(QStringLiteral("😀").repeated(60)), 4.1);
+    const std::vector<std::pair<int, double>> seconds{{0, 2},    {10, 2}, {25, 2}, {30, 2.3},
+                                                      {60, 4.1}, {75, 5}, {100, 5}};
+    for (const auto& [characters, expected] : seconds) {
+        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(characters, u'字')), expected);
+        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QStringLiteral("😀").repeated(characters)), expected);
+    }
+    hud_.minimumDismissTimeInterval = 0.3;
+    hud_.maximumDismissTimeInterval = 0.4;
+    for (const bool isError : {false, true}) {
+        QElapsedTimer clock;
+        clock.start();
+        isError ? hud_.error(QStringLiteral("没有麦克风")) : hud_.toast(QStringLiteral("请输入文本"));
+        EXPECT_EQ(hud_.mode().kind(), isError ? ProgressHUDMode::error : ProgressHUDMode::text);
+        ASSERT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
+        EXPECT_GE(clock.elapsed(), 390) << "0.3 s or more, and the fade";
+    }
 }
 
 TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
@@ -52,32 +63,45 @@ TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
     hud_.completionHandler = [&completed] { ++completed; };
     hud_.show(QStringLiteral("请输入文本"), textMode);
     EXPECT_EQ(hud_.status().toStdString(), "请输入文本");
+    EXPECT_LT(hud_.alpha(), 1);
     EXPECT_THAT(posted_, ElementsAre("willAppear"));
-    ASSERT_TRUE(waitFor([this] { return shown() && posted_.size() == 2; }));
+    ASSERT_TRUE(waitFor([this] { return hud_.alpha() > 0 && hud_.alpha() < 1; })) << "it fades in";
+    EXPECT_THAT(posted_, ElementsAre("willAppear"));
+    ASSERT_TRUE(waitFor([this] { return isShown() && posted_.size() == 2; }));
     EXPECT_EQ(hud_.geometry(), container_->rect());
     container_->resize(500, 300);
     EXPECT_EQ(hud_.geometry(), container_->rect());
+    EXPECT_EQ(hud_.box().center().x(), 249) << "it is laid out anew";
 
-    hud_.hide(true);
-    EXPECT_TRUE(hud_.isVisible()) << "it fades";
+    hud_.hideDelayed();
+    EXPECT_TRUE(hud_.isVisible());
+    ASSERT_TRUE(waitFor([this] { return hud_.alpha() > 0 && hud_.alpha() < 1; })) << "it fades out";
     ASSERT_TRUE(waitFor([this] { return posted_.size() == 4; }));
     EXPECT_FALSE(hud_.isVisible());
     EXPECT_EQ(hud_.alpha(), 0);
+    EXPECT_EQ(hud_.parentWidget(), nullptr);
     EXPECT_EQ(hud_.status(), QString());
     EXPECT_EQ(completed, 1);
     EXPECT_THAT(posted_, ElementsAre("willAppear", "didAppear", "willDisappear", "didDisappear"));
 
-    hud_.show(QStringLiteral("再来"), textMode);
+    posted_.clear();
+    hud_.show(QStringLiteral("再来"), ProgressHUDMode::indeterminate);
+    const QPointer<ProgressIndicatorLayer> spinner = hud_.progressIndicator();
+    EXPECT_TRUE(spinner->isRunning());
     hud_.hideDelayed(0);
     EXPECT_FALSE(hud_.isVisible()) << "0 hides without a fade";
+    EXPECT_FALSE(spinner->isRunning());
+    EXPECT_EQ(hud_.indicator(), nullptr);
+    EXPECT_THAT(posted_, ElementsAre("willAppear", "willDisappear", "didDisappear"));
 }
 
 TEST_F(ProgressHUDTest, ALaterMessageIsHiddenByTheEarlierOnesTimer) {
     hud_.show(QStringLiteral("一"), textMode);
     hud_.performHideDelayed(1, 0.4);
-    hud_.show(QStringLiteral("二"), textMode);
+    hud_.show(QStringLiteral("二"), ProgressHUDMode::success);
     hud_.performHideDelayed(1, 30);
     EXPECT_EQ(hud_.status().toStdString(), "二");
+    EXPECT_EQ(hud_.mode().kind(), ProgressHUDMode::success);
     EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
 }
 
@@ -90,37 +114,153 @@ TEST_F(ProgressHUDTest, AHideDropsTheScheduledOnes) {
 }
 
 TEST_F(ProgressHUDTest, AFadeThatIsOvertakenDoesNotHide) {
-    hud_.show(QStringLiteral("一"), textMode);
+    int completed = 0;
+    hud_.completionHandler = [&completed] { ++completed; };
+    show(QStringLiteral("一"), textMode);
     hud_.hide(true);
+    ASSERT_TRUE(waitFor([this] { return hud_.alpha() < 1; }));
     hud_.show(QStringLiteral("二"), textMode);
-    ASSERT_TRUE(waitFor([this] { return shown(); }));
+    ASSERT_TRUE(waitFor([this] { return isShown() && posted_.back() == "didAppear"; }));
     EXPECT_EQ(hud_.status().toStdString(), "二");
+    EXPECT_EQ(completed, 0);
+    EXPECT_THAT(posted_, ElementsAre("willAppear", "didAppear", "willDisappear", "willAppear", "didAppear"));
 }
 
-TEST_F(ProgressHUDTest, ClicksReachWhatLiesBeneath) {
-    auto* button = new QPushButton(container_.get());
-    button->setGeometry(container_->rect());
-    button->show();
-    int clicks = 0;
-    QObject::connect(button, &QPushButton::clicked, [&clicks] { ++clicks; });
-    hud_.show(QStringLiteral("请输入文本"), textMode);
-    QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, container_->rect().center());
-    EXPECT_EQ(clicks, 1);
-}
-
-TEST_F(ProgressHUDTest, OutlivesItsContainer) {
+TEST_F(ProgressHUDTest, WhatIsShownAtItsCompletionStays) {
+    hud_.completionHandler = [this] {
+        hud_.completionHandler = {};
+        hud_.show(QStringLiteral("二"), ProgressHUDMode::info);
+    };
     hud_.show(QStringLiteral("一"), textMode);
-    container_.reset();
-    EXPECT_FALSE(hud_.isVisible());
-    hud_.show(QStringLiteral("二"), textMode);
-    EXPECT_FALSE(hud_.isVisible()) << "without a container nothing is shown";
+    hud_.hide(false);
+    ASSERT_TRUE(waitFor([this] { return isShown(); }));
+    EXPECT_EQ(hud_.status().toStdString(), "二");
+    EXPECT_NE(hud_.indicator(), nullptr);
+}
+
+TEST_F(ProgressHUDTest, StaysWhereItIsWhileShownAndMovesOnceItsWindowIsClosed) {
     QWidget other;
     other.resize(300, 200);
     other.show();
-    hud_.mainWindowContent = [&other] { return &other; };
+    show(QStringLiteral("一"), textMode);
+    hud_.containerView = &other;
+    hud_.show(QStringLiteral("二"), textMode);
+    EXPECT_EQ(hud_.parentWidget(), container_.get());
+    container_->close();
+    EXPECT_FALSE(hud_.isVisible());
     hud_.show(QStringLiteral("三"), textMode);
-    EXPECT_TRUE(hud_.isVisible());
+    EXPECT_EQ(hud_.parentWidget(), &other);
+    EXPECT_EQ(hud_.alpha(), 0) << "it comes up anew";
+    ASSERT_TRUE(waitFor([this] { return isShown(); }));
+    posted_.clear();
+    other.close();
+    hud_.performHideDelayed(1, 0);
+    ASSERT_TRUE(waitFor([this] { return posted_.size() == 2; })) << "a hide finishes under a closed window";
+    EXPECT_EQ(hud_.parentWidget(), nullptr);
+}
+
+TEST_F(ProgressHUDTest, OutlivesItsContainer) {
+    hud_.show(QStringLiteral("一"), ProgressHUDMode::determinate);
+    container_.reset();
+    EXPECT_FALSE(hud_.isVisible());
+    EXPECT_THAT(posted_, ElementsAre("willAppear", "willDisappear", "didDisappear"));
+    hud_.show(QStringLiteral("二"), textMode);
+    EXPECT_FALSE(hud_.isVisible()) << "without a container nothing is shown";
+    EXPECT_EQ(posted_.size(), 3U);
+}
+
+TEST_F(ProgressHUDTest, StandsOverTheMainWindowBelowAClearWindowOfItsOwn) {
+    const auto clearWindow = [] {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->inherits("parlowen::ProgressHUDWindow") && window->isVisible())
+                return window;
+        }
+        return static_cast<QWidget*>(nullptr);
+    };
+    show(QStringLiteral("一"), textMode);
+    EXPECT_EQ(clearWindow(), nullptr);
     hud_.hide(false);
+    hud_.containerView = nullptr;
+    hud_.mainWindowContent = [this] { return container_.get(); };
+    show(QStringLiteral("二"), textMode);
+    EXPECT_EQ(hud_.parentWidget(), container_.get());
+    ASSERT_NE(clearWindow(), nullptr);
+    EXPECT_EQ(clearWindow()->geometry(), QGuiApplication::screens().front()->geometry());
+    EXPECT_TRUE(clearWindow()->windowFlags().testFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                                       Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus));
+    hud_.hide(false);
+    EXPECT_EQ(clearWindow(), nullptr);
+}
+
+TEST_F(ProgressHUDTest, ShowsWhatAnotherThreadHandsToTheMainQueue) {
+    std::thread([hud = QPointer(&hud_)] { onMain(hud, [hud] { hud->toast(QStringLiteral("保存成功")); }); }).join();
+    EXPECT_FALSE(hud_.isVisible());
+    EXPECT_TRUE(waitFor([this] { return isShown() && hud_.status() == QStringLiteral("保存成功"); }));
+}
+
+struct MaskCase {
+    const char* name;
+    ProgressHUDMaskType mask;
+    QColor color; ///< laid over the ground
+    double alpha;
+    bool passes;
+};
+
+class ProgressHUDMaskTest : public HudFixture, public ::testing::WithParamInterface<MaskCase> {};
+
+TEST_P(ProgressHUDMaskTest, CoversTheWindowAndLetsClicksThroughOrNot) {
+    QPushButton button(container_.get());
+    button.setFlat(true);
+    button.setGeometry(container_->rect());
+    button.show();
+    int clicks = 0;
+    QObject::connect(&button, &QPushButton::clicked, [&clicks] { ++clicks; });
+    hud_.maskType = GetParam().mask;
+    show(QStringLiteral("请输入文本"), textMode);
+    EXPECT_THAT(picture().pixelColor(5, 5), Looks(over(GetParam().color, GetParam().alpha, ground_)));
+    posted_.clear();
+    int expected = 0;
+    for (const QPoint place : {QPoint(20, 20), hud_.box().center()}) {
+        QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, place);
+        expected += GetParam().passes ? 1 : 0;
+        EXPECT_EQ(clicks, expected);
+    }
+    EXPECT_THAT(posted_, ElementsAre("didReceiveMouseDownEvent", "didReceiveMouseDownEvent"));
+    EXPECT_TRUE(testing::holdsFor([this] { return isShown(); }, 20)) << "a click alone does not hide it";
+
+    hud_.dismissible = true;
+    QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, {20, 20});
+    EXPECT_TRUE(hud_.isVisible()) << "later, on the main queue, and with a fade";
+    EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
+    posted_.clear();
+    QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, {20, 20});
+    EXPECT_THAT(posted_, IsEmpty()) << "a hidden overlay hears no clicks";
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks, ProgressHUDMaskTest,
+                         ::testing::Values(MaskCase{"none", ProgressHUDMaskType::none(), Qt::black, 0, true},
+                                           MaskCase{"clear", ProgressHUDMaskType::clear(), Qt::black, 0, false},
+                                           MaskCase{"black", ProgressHUDMaskType::black(), Qt::black, 0.6, false},
+                                           MaskCase{"custom", ProgressHUDMaskType::custom(QColor(255, 0, 0, 51)),
+                                                    Qt::red, 0.2, false}),
+                         [](const auto& mask) { return std::string(mask.param.name); });
+
+TEST_F(ProgressHUDTest, HundredsOfShowsLeaveNoWidgetBehind) {
+    show(QStringLiteral("一"), ProgressHUDMode::indeterminate); // the first makes the spinner that stays
+    hud_.hide(false);
+    const auto before = QApplication::allWidgets().size();
+    const ProgressHUDMode::Kind kinds[] = {
+        ProgressHUDMode::indeterminate, ProgressHUDMode::determinate, textMode,
+        ProgressHUDMode::info,          ProgressHUDMode::success,     ProgressHUDMode::error};
+    for (int i = 0; i < 300; ++i) {
+        for (const auto kind : kinds)
+            hud_.show(QString::number(i), kind);
+        const QPointer<QWidget> view = new QLabel(QStringLiteral("★"));
+        hud_.show({}, ProgressHUDMode::custom(view));
+        hud_.hide(false);
+        EXPECT_TRUE(view.isNull());
+    }
+    EXPECT_EQ(QApplication::allWidgets().size(), before);
 }
 
 } // namespace
