@@ -45,13 +45,18 @@ private:
     std::vector<std::chrono::steady_clock::time_point> times_;
 };
 
-bool measure(const char* what, bool serverIsReady) {
+bool measure(const char* what, parlowen::testing::PrivateAudioServer& server) {
+    if (!server.isReady()) {
+        std::printf("MISS %s: the server does not start: %s\n", what, qPrintable(server.output()));
+        return false;
+    }
     Times times;
     const std::unique_ptr<CaptureSource> source = defaultInputCapture()();
     const std::optional<AVAudioFormat> format = source->format();
-    if (!serverIsReady || !format ||
-        source->start(framesAsked, [&times](const std::shared_ptr<AVAudioPCMBuffer>&) { times.note(); })) {
-        std::printf("MISS %s: there is nothing to capture\n", what);
+    const std::optional<QString> problem =
+        source->start(framesAsked, [&times](const std::shared_ptr<AVAudioPCMBuffer>&) { times.note(); });
+    if (problem || !format) {
+        std::printf("MISS %s: %s\n", what, qPrintable(problem.value_or(QStringLiteral("it came up late"))));
         return false;
     }
     const std::vector<double> spacings = times.spacings();
@@ -75,16 +80,16 @@ int main(int argc, char** argv) {
     using parlowen::testing::PrivatePulseAudio;
     bool met = true;
     {
-        const PrivatePulseAudio server;
-        met = measure("PulseAudio, null sink", server.isReady()) && met;
+        PrivatePulseAudio server;
+        met = measure("PulseAudio, null sink", server) && met;
     }
     {
-        const PrivatePulseAudio server({QStringLiteral("module-null-sink sink_name=slow rate=44100")});
-        met = measure("PulseAudio, null sink with 2 s of buffer", server.isReady()) && met;
+        PrivatePulseAudio server({QStringLiteral("module-null-sink sink_name=slow rate=44100")});
+        met = measure("PulseAudio, null sink with 2 s of buffer", server) && met;
     }
     {
-        const PrivatePipeWire server({QStringLiteral("module-null-sink sink_name=call rate=48000")});
-        met = measure("PipeWire, null sink", server.isReady()) && met;
+        PrivatePipeWire server({QStringLiteral("module-null-sink sink_name=call rate=48000")});
+        met = measure("PipeWire, null sink", server) && met;
     }
     return met ? 0 : 1;
 }

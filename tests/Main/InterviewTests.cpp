@@ -6,8 +6,7 @@
 #include <QFile>
 #include <iostream>
 
-#include "support/PrivatePipeWire.h"
-#include "support/PrivatePulseAudio.h"
+#include "support/EitherAudioServer.h"
 #include "support/ProgramRun.h"
 #include "support/ServerSound.h"
 #include "support/WordErrorRate.h"
@@ -20,7 +19,6 @@ using namespace ::parlowen::testing;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
-using ::testing::Values;
 
 const QStringList speakersAlone{QStringLiteral(
     "module-null-sink sink_name=speakers rate=48000 channels=2 sink_properties=\"device.description='Speakers'\"")};
@@ -85,47 +83,21 @@ double directErrorRate() {
     return rate;
 }
 
-class InterviewTest : public ::testing::TestWithParam<const char*> {
+class InterviewTest : public EitherAudioServer {
 protected:
-    void start(const QStringList& modules) {
-        if (std::string(GetParam()) == "PipeWire")
-            daemon = std::make_unique<PrivatePipeWire>(modules);
-        else
-            daemon = std::make_unique<PrivatePulseAudio>(modules);
-        ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();
-    }
-
     /// With the loop-back device, and defaults that the user chose: the speakers, and this input.
     void startWithLoopback(const QString& input) {
-        start(wholeMachine);
+        ASSERT_NO_FATAL_FAILURE(startServer(wholeMachine));
         const Printed made = print({"--setup-audio"});
         ASSERT_EQ(made.status, 0) << made.text;
         EXPECT_THAT(made.text, HasSubstr("was created"));
-        ASSERT_TRUE(waitFor([this] {
+        ASSERT_TRUE(waitFor([] {
             const QString sources = control({"list", "short", "sources"});
             return sources.contains("\tline\t") && sources.contains("\tmic\t");
         }));
         control({"set-default-sink", "speakers"});
         control({"set-default-source", input});
         expectDefaults(input, "speakers");
-    }
-
-    QString control(const QStringList& arguments) const {
-        QProcess pactl;
-        pactl.start(QStringLiteral("pactl"), arguments);
-        EXPECT_TRUE(pactl.waitForFinished() && pactl.exitCode() == 0) << pactl.readAllStandardError().toStdString();
-        return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
-    }
-
-    /// As another program sees them. The input is a source's name.
-    void expectDefaults(const QString& input, const QString& output) const {
-        EXPECT_EQ(control({"get-default-source"}), input);
-        EXPECT_EQ(control({"get-default-sink"}), output);
-    }
-
-    void expectNoMultiOutput() const {
-        EXPECT_FALSE(control({"list", "short", "sinks"}).contains("tqv"));
-        EXPECT_FALSE(control({"list", "short", "modules"}).contains("module-combine-sink"));
     }
 
     Printed print(const QStringList& arguments) const {
@@ -160,17 +132,15 @@ protected:
     QString journalPath() const { return home->filePath(QStringLiteral("XDG_STATE_HOME/parlowen/audio-devices.json")); }
 
     std::shared_ptr<ProgramHome> home = std::make_shared<ProgramHome>();
-    std::unique_ptr<PrivateAudioServer> daemon;
 };
 
-INSTANTIATE_TEST_SUITE_P(On, InterviewTest, Values("PulseAudio", "PipeWire"),
-                         [](const auto& kind) { return std::string(kind.param); });
+ON_EITHER_AUDIO_SERVER(InterviewTest);
 
 TEST_P(InterviewTest, ACallIsHeardThroughTheRouterAsWellAsFromAFile) {
     startWithLoopback("mic");
     const auto run = session("system");
     ASSERT_TRUE(waitUntilHearing(*run)) << run->errors.toStdString();
-    ASSERT_TRUE(waitFor([this] { return control({"get-default-sink"}) == multiOutput; }));
+    ASSERT_TRUE(waitFor([] { return control({"get-default-sink"}) == multiOutput; }));
     EXPECT_EQ(control({"get-default-source"}), loopbackInput);
     Player call(sampleInterview);
     ASSERT_TRUE(waitFor([&call] { return call.isDone(); }, 90'000));
@@ -289,8 +259,7 @@ private:
     std::unique_ptr<SimplyCoreAudio> devices_;
 };
 
-INSTANTIATE_TEST_SUITE_P(On, KilledInterviewTest, Values("PulseAudio", "PipeWire"),
-                         [](const auto& kind) { return std::string(kind.param); });
+ON_EITHER_AUDIO_SERVER(KilledInterviewTest);
 
 TEST_P(KilledInterviewTest, TheNextStartGivesTheDevicesBackWheneverItWas) {
     startWithLoopback("line");
@@ -370,7 +339,7 @@ TEST_P(InterviewTest, TheTranscriptGoesOnThroughThreeRestartsOfTheServer) {
 }
 
 TEST_P(InterviewTest, WithoutTheDeviceThatItNeedsItSaysSo) {
-    start(speakersAlone);
+    startServer(speakersAlone);
     const auto run = session("microphone");
     ASSERT_TRUE(waitUntilHearing(*run)) << run->errors.toStdString();
     endOrderly(*run);
@@ -386,7 +355,7 @@ TEST_P(InterviewTest, WithoutTheDeviceThatItNeedsItSaysSo) {
 }
 
 TEST_P(InterviewTest, TheCheckSaysWhatIsMissingAndWhetherSoundArrives) {
-    start(wholeMachine);
+    startServer(wholeMachine);
     const Printed bare = print({"--check-audio"});
     EXPECT_EQ(bare.status, 1);
     EXPECT_THAT(bare.text, AllOf(HasSubstr("ok      The audio server answers"),

@@ -5,9 +5,7 @@
 #include <Tools/LoopbackDevice.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
-#include <support/PrivatePipeWire.h>
-#include <support/PrivatePulseAudio.h>
-#include <support/WaitFor.h>
+#include <support/EitherAudioServer.h>
 
 #include <QDir>
 #include <cmath>
@@ -17,7 +15,6 @@ namespace {
 
 using namespace ::parlowen::testing;
 using ::testing::ElementsAre;
-using ::testing::Values;
 
 const QStringList speakersAndSources{QStringLiteral("module-null-sink sink_name=speakers rate=48000 channels=2 "
                                                     "sink_properties=\"device.description='Built-in Speakers'\""),
@@ -49,18 +46,6 @@ private:
     QTemporaryDir directory_;
 };
 
-std::unique_ptr<PrivateAudioServer> startServer(const std::string& kind, bool withLoopback) {
-    if (kind == "PipeWire") {
-        const auto configuration = withLoopback ? std::make_unique<PipeWireConfiguration>() : nullptr;
-        return std::make_unique<PrivatePipeWire>(speakersAndSources);
-    }
-    QStringList script = speakersAndSources;
-    if (withLoopback)
-        script.last() +=
-            QStringLiteral("\n.include ") + packaged + QStringLiteral("pulseaudio/default.pa.d/parlowen-loopback.pa");
-    return std::make_unique<PrivatePulseAudio>(script);
-}
-
 /// What another program records from a source, its two channels taken together, 16 kHz.
 class Recorder {
 public:
@@ -90,11 +75,17 @@ private:
     QProcess parec_;
 };
 
-class AudioSessionTest : public ::testing::TestWithParam<const char*> {
+class AudioSessionTest : public EitherAudioServer {
 protected:
     void start(bool withLoopback) {
-        daemon = startServer(GetParam(), withLoopback);
-        ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();
+        QStringList modules = speakersAndSources;
+        std::optional<PipeWireConfiguration> configuration;
+        if (withLoopback && isPipeWire())
+            configuration.emplace();
+        else if (withLoopback)
+            modules.last() += QStringLiteral("\n.include ") + packaged +
+                              QStringLiteral("pulseaudio/default.pa.d/parlowen-loopback.pa");
+        ASSERT_NO_FATAL_FAILURE(startServer(modules));
         server = std::make_shared<PulseAudioServer>(daemon->address().toStdString());
         simply = std::make_unique<SimplyCoreAudio>(server);
         ASSERT_TRUE(waitFor([&] {
@@ -113,24 +104,6 @@ protected:
         return nullptr;
     }
 
-    QString control(const QStringList& arguments) const {
-        QProcess pactl;
-        pactl.start(QStringLiteral("pactl"), arguments);
-        EXPECT_TRUE(pactl.waitForFinished() && pactl.exitCode() == 0) << pactl.readAllStandardError().toStdString();
-        return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
-    }
-
-    /// As another program sees them. The input is a source's name.
-    void expectDefaults(const QString& input, const QString& output) const {
-        EXPECT_EQ(control({"get-default-source"}), input);
-        EXPECT_EQ(control({"get-default-sink"}), output);
-    }
-
-    void expectNoMultiOutput() const {
-        EXPECT_FALSE(control({"list", "short", "sinks"}).contains("tqv"));
-        EXPECT_FALSE(control({"list", "short", "modules"}).contains("module-combine-sink"));
-    }
-
     std::shared_ptr<RouterJournal> journal(const ProcessIdentity& process = ProcessIdentity::current()) const {
         return std::make_shared<RouterJournal>(directory.filePath("audio-devices.json"), process);
     }
@@ -144,13 +117,11 @@ protected:
 
     QTemporaryDir directory;
     CapturedLog log;
-    std::unique_ptr<PrivateAudioServer> daemon;
     std::shared_ptr<PulseAudioServer> server;
     std::unique_ptr<SimplyCoreAudio> simply;
 };
 
-INSTANTIATE_TEST_SUITE_P(On, AudioSessionTest, Values("PulseAudio", "PipeWire"),
-                         [](const auto& kind) { return std::string(kind.param); });
+ON_EITHER_AUDIO_SERVER(AudioSessionTest);
 
 TEST_P(AudioSessionTest, ACallIsHeardAndCapturedAtOnceAndTheDevicesComeBack) {
     start(true);

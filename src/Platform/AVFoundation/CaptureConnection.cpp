@@ -99,10 +99,11 @@ bool CaptureConnection::connect(Start start) {
 
 bool CaptureConnection::isUp() const { return pa_context_get_state(context_.get()) == PA_CONTEXT_READY; }
 
-bool CaptureConnection::waitFor(const std::function<bool()>& condition) {
+bool CaptureConnection::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds bound) {
     Deadline deadline{this};
-    pa_time_event* timer =
-        pa_context_rttime_new(context_.get(), pa_rtclock_now() + patience * PA_USEC_PER_SEC, onDeadline, &deadline);
+    pa_time_event* timer = pa_context_rttime_new(
+        context_.get(), pa_rtclock_now() + static_cast<pa_usec_t>(bound.count()) * PA_USEC_PER_MSEC, onDeadline,
+        &deadline);
     while (!condition() && !deadline.passed)
         pa_threaded_mainloop_wait(loop_.get());
     if (timer)
@@ -126,14 +127,24 @@ PulseSource CaptureConnection::sourceOf(const pa_source_info& info) {
 }
 
 std::optional<PulseSource> CaptureConnection::defaultSource(QString* error) {
+    constexpr int attempts = 10;
     const Lock lock(*this);
+    std::optional<PulseSource> found = askForDefaultSource();
+    for (int i = 0; !found && isUp() && i < attempts; ++i) {
+        waitFor([this] { return !isUp(); }, std::chrono::milliseconds(100));
+        found = askForDefaultSource();
+    }
+    if (!found)
+        *error = QStringLiteral("The audio server has nothing to record from: %1.").arg(lastError());
+    return found;
+}
+
+std::optional<PulseSource> CaptureConnection::askForDefaultSource() {
     SourceQuery query{this, {}};
     const Operation operation(pa_context_get_source_info_by_name(context_.get(), "@DEFAULT_SOURCE@", onSource, &query));
     const auto settled = [this, &query] { return query.done || !isUp(); };
     if (operation && !waitFor(settled))
         pa_operation_cancel(operation.get());
-    if (!query.found)
-        *error = QStringLiteral("The audio server has nothing to record from: %1.").arg(lastError());
     return query.found;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -34,7 +35,8 @@ public:
     CaptureConnection(const CaptureConnection&) = delete;
     CaptureConnection& operator=(const CaptureConnection&) = delete;
 
-    /// The current default source; none when there is no source, and the error text says why.
+    /// The current default source; none when there is no source, and the error text says why. A server that has only
+    /// just started may not have chosen one: it is asked again for up to a second.
     std::optional<PulseSource> defaultSource(QString* error);
     static PulseSource sourceOf(const pa_source_info& info);
 
@@ -60,7 +62,8 @@ public:
 
     /// Waits, under the lock, until the condition holds; false when it took too long. Whoever changes what the
     /// condition looks at wakes it up with wake(), on the connection's thread.
-    bool waitFor(const std::function<bool()>& condition);
+    bool waitFor(const std::function<bool()>& condition,
+                 std::chrono::milliseconds bound = std::chrono::seconds(patience));
     void wake();
 
     pa_context* context() const { return context_.get(); }
@@ -79,6 +82,7 @@ private:
 
     CaptureConnection();
     bool connect(Start start);
+    std::optional<PulseSource> askForDefaultSource();
     static void onContextState(pa_context* context, void* data);
     void releaseContext();
 

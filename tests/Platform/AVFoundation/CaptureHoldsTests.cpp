@@ -1,10 +1,8 @@
 #include <AVFoundation/CaptureSource.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
-#include <support/PrivatePipeWire.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/EitherAudioServer.h>
 #include <support/ServerSound.h>
-#include <support/WaitFor.h>
 
 #include <algorithm>
 #include <atomic>
@@ -17,7 +15,6 @@ namespace parlowen::testing {
 namespace {
 
 using ::testing::Contains;
-using ::testing::Values;
 
 /// The call's sink, another one of another shape, and a source that is no monitor though it gives the call's sound.
 const QStringList devices{
@@ -27,13 +24,6 @@ const QStringList devices{
         "module-null-sink sink_name=other rate=44100 channels=1 norewinds=1 sink_properties=device.description=Other"),
     QStringLiteral("module-remap-source master=call.monitor source_name=mic "
                    "source_properties=device.description=Mic")};
-
-QString control(const QStringList& arguments) {
-    QProcess pactl;
-    pactl.start(QStringLiteral("pactl"), arguments);
-    EXPECT_TRUE(pactl.waitForFinished() && pactl.exitCode() == 0) << pactl.readAllStandardError().toStdString();
-    return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
-}
 
 /// Seconds of the longest gap that the log tells of; none when it tells of none.
 std::optional<double> longestGap(const CapturedLog& log) {
@@ -90,15 +80,9 @@ private:
     double rate_ = 1;
 };
 
-class CaptureHoldsTest : public ::testing::TestWithParam<const char*> {
+class CaptureHoldsTest : public EitherAudioServer {
 protected:
-    void SetUp() override {
-        if (GetParam() == std::string("PipeWire"))
-            server = std::make_unique<PrivatePipeWire>(devices);
-        else
-            server = std::make_unique<PrivatePulseAudio>(devices);
-        ASSERT_TRUE(server->isReady()) << server->output().toStdString();
-    }
+    void SetUp() override { startServer(devices); }
 
     void capture(const QString& input) {
         makeDefault(input);
@@ -125,17 +109,15 @@ protected:
         return waitFor([&] { return !log.linesWith(start).isEmpty(); });
     }
 
-    PlayedTone tone(const QString& sink) const { return PlayedTone(server->address(), sink); }
+    PlayedTone tone(const QString& sink) const { return PlayedTone(daemon->address(), sink); }
 
     CapturedLog log;
-    std::unique_ptr<PrivateAudioServer> server;
     Listener listener;
     std::unique_ptr<CaptureSource> source; ///< stops before what it needs goes
     std::optional<AVAudioFormat> format;
 };
 
-INSTANTIATE_TEST_SUITE_P(On, CaptureHoldsTest, Values("PulseAudio", "PipeWire"),
-                         [](const auto& kind) { return std::string(kind.param); });
+ON_EITHER_AUDIO_SERVER(CaptureHoldsTest);
 
 TEST_P(CaptureHoldsTest, GoesToTheNewDefaultAndSaysWhenItIsOfAnotherKind) {
     capture(QStringLiteral("call.monitor"));
@@ -174,7 +156,7 @@ TEST_P(CaptureHoldsTest, GoesOnWhenItsDeviceIsUnplugged) {
 TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestarts) {
     capture(QStringLiteral("call.monitor"));
     for (int round = 1; round <= 3; ++round) {
-        ASSERT_TRUE(server->restart()) << server->output().toStdString();
+        ASSERT_TRUE(daemon->restart()) << daemon->output().toStdString();
         {
             const PlayedTone call = tone(QStringLiteral("call"));
             const PlayedTone other = tone(QStringLiteral("other"));
@@ -189,16 +171,16 @@ TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestarts) {
 
 TEST_P(CaptureHoldsTest, KeepsTheClockWithSilenceAndStopsWhileTheServerIsAway) {
     capture(QStringLiteral("call.monitor"));
-    server->kill();
+    daemon->kill();
     ASSERT_TRUE(logged(QStringLiteral("❌ 录音中断，音频服务已断开")));
     EXPECT_TRUE(listener.hearsSilence()) << "the sink still hears the clock pass";
     source->stop();
     EXPECT_NE(source->start(1024, listener.sink()), std::nullopt);
-    ASSERT_TRUE(server->restart()) << server->output().toStdString();
+    ASSERT_TRUE(daemon->restart()) << daemon->output().toStdString();
     for (int round = 0; round < 3; ++round) {
         Listener own;
         ASSERT_EQ(source->start(1024, own.sink()), std::nullopt);
-        ASSERT_TRUE(server->restart());
+        ASSERT_TRUE(daemon->restart());
         source->stop();
     }
 }

@@ -21,9 +21,9 @@ protected:
     }
 
     SimulatedAudioServer server;
-    const AudioObjectID loop = server.setDevice(speakers("loop", "vorlanOutput 2ch"));
-    const AudioObjectID output = server.setDevice(speakers("speakers", "Speakers"));
-    const AudioObjectID mic = server.setDevice(microphone("mic", "A Microphone"));
+    const AudioObjectID loop = server.setDevice(sink("loop", "vorlanOutput 2ch"));
+    const AudioObjectID output = server.setDevice(sink("speakers", "Speakers"));
+    const AudioObjectID mic = server.setDevice(source("mic", "A Microphone"));
 };
 
 TEST(AudioCodes, AreTheCharactersOfTheirTexts) {
@@ -109,8 +109,8 @@ TEST_F(AudioObjects, AnIdBelongsToOneUidForGood) {
     server.removeDevice("loop");
     EXPECT_THAT(deviceList(server), ElementsAre(output, mic));
     EXPECT_EQ(text(server, loop, fourCC("lnam")), "status !obj");
-    EXPECT_NE(server.setDevice(speakers("new", "New")), loop);
-    EXPECT_EQ(server.setDevice(speakers("loop", "Back")), loop);
+    EXPECT_NE(server.setDevice(sink("new", "New")), loop);
+    EXPECT_EQ(server.setDevice(sink("loop", "Back")), loop);
     EXPECT_THAT(deviceList(server), ElementsAre(loop, output, mic, server.deviceID("new")));
 }
 

@@ -1,23 +1,19 @@
 #include "ObjectReading.h"
 
 #include <CoreAudio/PulseAudioServer.h>
-#include <QProcess>
 #include <atomic>
 #include <cmath>
 #include <gmock/gmock.h>
 #include <map>
 #include <mutex>
 #include <set>
-#include <support/PrivatePipeWire.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/EitherAudioServer.h>
 #include <support/ServerSound.h>
-#include <support/WaitFor.h>
 #include <thread>
 
 using namespace parlowen;
 using namespace parlowen::testing;
 using ::testing::ElementsAre;
-using ::testing::Values;
 
 namespace {
 
@@ -30,12 +26,6 @@ const QStringList loopSpeakersAndMicrophone{
                    "sink_properties='device.description=\"Test Speakers\"'"),
     QStringLiteral("module-remap-source master=loop.monitor source_name=mic "
                    "source_properties='device.description=\"Test Microphone\"'")};
-
-std::unique_ptr<PrivateAudioServer> startServer(const std::string& kind) {
-    if (kind == "PipeWire")
-        return std::make_unique<PrivatePipeWire>(loopSpeakersAndMicrophone);
-    return std::make_unique<PrivatePulseAudio>(loopSpeakersAndMicrophone);
-}
 
 /// Counts what listeners hear, by selector. It is to be destroyed after the server that it listens to.
 class Heard {
@@ -64,10 +54,10 @@ private:
     std::map<FourCharCode, int> counts_;
 };
 
-class AudioServers : public ::testing::TestWithParam<const char*> {
+class AudioServers : public EitherAudioServer {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();
+        ASSERT_TRUE(isStarted);
         ASSERT_TRUE(waitFor([this] { return device("loop") && device("speakers") && device("mic"); }));
     }
 
@@ -84,14 +74,6 @@ protected:
         return value<AudioObjectID>(server, systemObject, {selector});
     }
 
-    /// What another program's command to the server prints.
-    QString control(const QStringList& arguments) {
-        QProcess pactl;
-        pactl.start(QStringLiteral("pactl"), QStringList{QStringLiteral("--server"), daemon->address()} << arguments);
-        EXPECT_TRUE(pactl.waitForFinished() && pactl.exitCode() == 0) << pactl.readAllStandardError().toStdString();
-        return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
-    }
-
     QString load(const QString& module) {
         return control({QStringLiteral("load-module"), module.section(u' ', 0, 0), module.section(u' ', 1)});
     }
@@ -103,13 +85,17 @@ protected:
         return uids;
     }
 
-    std::unique_ptr<PrivateAudioServer> daemon = startServer(GetParam());
+    bool start() {
+        startServer(loopSpeakersAndMicrophone);
+        return daemon->isReady();
+    }
+
+    const bool isStarted = start(); ///< before the connection below
     Heard heard;
     PulseAudioServer server{daemon->address().toStdString()};
 };
 
-INSTANTIATE_TEST_SUITE_P(On, AudioServers, Values("PulseAudio", "PipeWire"),
-                         [](const auto& server) { return std::string(server.param); });
+ON_EITHER_AUDIO_SERVER(AudioServers);
 
 TEST_P(AudioServers, SinksAndSourcesAreDevices) {
     const AudioObjectID loop = device("loop"), mic = device("mic");

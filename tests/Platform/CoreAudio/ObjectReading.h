@@ -1,24 +1,9 @@
 #pragma once
 
 #include <CoreAudio/AudioPropertyData.h>
-#include <CoreAudio/SimulatedAudioServer.h>
+#include <support/SimulatedDevices.h>
 
 namespace parlowen::testing {
-
-/// A device with output and, through its monitor, input.
-inline AudioDeviceRecord speakers(const std::string& uid, const std::string& name) {
-    AudioDeviceRecord device;
-    device.uid = uid;
-    device.name = name;
-    device.input = device.output = AudioDeviceRecord::Side();
-    return device;
-}
-
-inline AudioDeviceRecord microphone(const std::string& uid, const std::string& name) {
-    AudioDeviceRecord device = speakers(uid, name);
-    device.output.reset();
-    return device;
-}
 
 inline std::string text(AudioServer& server, AudioObjectID object, FourCharCode selector) {
     std::vector<std::byte> data;

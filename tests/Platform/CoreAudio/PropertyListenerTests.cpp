@@ -58,14 +58,14 @@ protected:
     std::string of(AudioObjectID object, const std::string& rest) { return std::to_string(object) + ": " + rest; }
 
     SimulatedAudioServer server;
-    const AudioObjectID output = server.setDevice(speakers("speakers", "Speakers"));
-    const AudioObjectID mic = server.setDevice(microphone("mic", "A Microphone"));
+    const AudioObjectID output = server.setDevice(sink("speakers", "Speakers"));
+    const AudioObjectID mic = server.setDevice(source("mic", "A Microphone"));
 };
 
 TEST_F(PropertyListening, APluggedDeviceIsTold) {
     Ear all(server, systemObject);
     Ear list(server, systemObject, {fourCC("dev#")});
-    server.setDevice(microphone("second", "Second"));
+    server.setDevice(source("second", "Second"));
     EXPECT_THAT(all.heard(), ElementsAre("1: dev#/glob ownd/glob"));
     EXPECT_THAT(list.heard(), ElementsAre("1: dev#/glob"));
     server.removeDevice("second");
@@ -87,7 +87,7 @@ TEST_F(PropertyListening, ADeviceTellsWhatChangesOnIt) {
                {kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeInput, kAudioObjectPropertyElementMain});
     server.renameDevice("speakers", "Loud Speakers");
     EXPECT_THAT(all.heard(), ElementsAre(of(output, "lnam/glob")));
-    AudioDeviceRecord changed = speakers("speakers", "Loud Speakers");
+    AudioDeviceRecord changed = sink("speakers", "Loud Speakers");
     changed.running = true;
     changed.output->volume = 0.5F;
     changed.input->mute = true;
@@ -105,7 +105,7 @@ TEST_F(PropertyListening, ARegistrationOutlivesItsDevice) {
     EXPECT_THAT(ear.heard(), ElementsAre(of(mic, "livn/glob")));
     Ear late(server, mic);
     EXPECT_EQ(late.status, kAudioHardwareBadObjectError);
-    server.setDevice(microphone("mic", "Back"));
+    server.setDevice(source("mic", "Back"));
     server.renameDevice("mic", "Again");
     EXPECT_THAT(ear.heard(), ElementsAre(of(mic, "livn/glob"), of(mic, "lnam/glob")));
 }
@@ -188,7 +188,7 @@ TEST(PropertyListeningEnd, AListenerMayDropTheServer) {
         return OSStatus(0);
     };
     server->addPropertyListener(systemObject, {fourCC("dev#")}, drop, token);
-    server->setDevice(speakers("speakers", "Speakers"));
+    server->setDevice(sink("speakers", "Speakers"));
     changed.set_value();
     dropped.get_future().wait();
     EXPECT_TRUE(watch.expired());

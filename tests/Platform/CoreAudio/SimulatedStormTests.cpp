@@ -72,7 +72,7 @@ public:
 private:
     AudioDeviceRecord device() {
         const std::string uid = dice_.uid();
-        AudioDeviceRecord device = dice_.below(3) == 0 ? microphone(uid, uid) : speakers(uid, uid);
+        AudioDeviceRecord device = dice_.below(3) == 0 ? source(uid, uid) : sink(uid, uid);
         device.input->mute = dice_.below(2) == 0;
         device.running = dice_.below(2) == 0;
         return device;
