@@ -36,8 +36,6 @@ ScriptedHttpServer::Reply ScriptedHttpServer::Reply::eventStream(int status) {
     return {statusLine(status) + "Content-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n"};
 }
 
-ScriptedHttpServer::Reply ScriptedHttpServer::Reply::silence() { return {}; }
-
 ScriptedHttpServer::ScriptedHttpServer(Scheme scheme)
     : scheme_(scheme)
     , server_(makeListener(scheme == Scheme::https)) {
@@ -58,19 +56,9 @@ QString ScriptedHttpServer::baseUrl(const QString& host) const {
     return QString("%1://%2:%3").arg(scheme_ == Scheme::https ? "https" : "http", host).arg(server_->serverPort());
 }
 
-void ScriptedHttpServer::enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
-
-const std::vector<ScriptedHttpServer::Request>& ScriptedHttpServer::requests() const { return requests_; }
-
 void ScriptedHttpServer::sendPiece(const QByteArray& bytes) {
     latest_->write(QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n");
 }
-
-void ScriptedHttpServer::endStream() { latest_->write("0\r\n\r\n"); }
-
-void ScriptedHttpServer::closeConnection() { latest_->disconnectFromHost(); }
-
-bool ScriptedHttpServer::isConnectionClosed() const { return !requests_.empty() && latest_.isNull(); }
 
 QString ScriptedHttpServer::refusingUrl() {
     QTcpServer server;

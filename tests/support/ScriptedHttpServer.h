@@ -39,7 +39,7 @@ public:
         /// The head of an event stream; its pieces follow with sendPiece().
         static Reply eventStream(int status = 200);
         /// No byte; the connection stays open.
-        static Reply silence();
+        static Reply silence() { return {}; }
     };
 
     enum class Scheme { http, https };
@@ -50,17 +50,17 @@ public:
     /// Without a slash at its end.
     QString baseUrl(const QString& host = QStringLiteral("127.0.0.1")) const;
     /// One reply a request, in order; the last one is given again and again.
-    void enqueue(Reply reply);
-    const std::vector<Request>& requests() const;
+    void enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
+    const std::vector<Request>& requests() const { return requests_; }
 
     /// Sends a piece of the latest request's event stream.
     void sendPiece(const QByteArray& bytes);
     /// Ends that event stream as it should end.
-    void endStream();
+    void endStream() { latest_->write("0\r\n\r\n"); }
     /// Closes the latest request's connection.
-    void closeConnection();
+    void closeConnection() { latest_->disconnectFromHost(); }
     /// Whether the latest request's client has closed its connection.
-    bool isConnectionClosed() const;
+    bool isConnectionClosed() const { return !requests_.empty() && latest_.isNull(); }
 
     /// The base URL of a port that nobody listens on.
     static QString refusingUrl();

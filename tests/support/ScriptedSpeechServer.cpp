@@ -10,9 +10,6 @@ namespace parlowen::testing {
 
 namespace {
 
-constexpr int hangUp = -1;
-constexpr int unanswered = -2;
-
 std::string_view viewOf(const QByteArray& bytes) { return {bytes.constData(), static_cast<std::size_t>(bytes.size())}; }
 
 void answerWithStatus(QTcpSocket& socket, int status) {
@@ -46,10 +43,6 @@ void SpeechSessionSeen::send(const std::string& path, const std::string& body, c
     if (!body.empty())
         message.headers.emplace_back("Content-Type", "application/json; charset=utf-8");
     socket->sendTextMessage(QString::fromStdString(wire::encode(message)));
-}
-
-void SpeechSessionSeen::close(int code, const QString& reason) {
-    socket->close(static_cast<QWebSocketProtocol::CloseCode>(code), reason);
 }
 
 void SpeechSessionSeen::take(const std::optional<wire::SpeechMessage>& message, const std::string& problem) {
@@ -94,14 +87,6 @@ ScriptedSpeechServer::ScriptedSpeechServer(Scheme scheme)
 QString ScriptedSpeechServer::area(const QString& host) const {
     return QString("%1://%2:%3").arg(scheme_ == Scheme::wss ? "wss" : "ws", host).arg(listener_->serverPort());
 }
-
-void ScriptedSpeechServer::refuseNext(int httpStatus, int times) {
-    plans_.insert(plans_.end(), static_cast<std::size_t>(times), httpStatus);
-}
-
-void ScriptedSpeechServer::hangUpOnNext(int times) { refuseNext(hangUp, times); }
-
-void ScriptedSpeechServer::leaveNextUnanswered() { refuseNext(unanswered); }
 
 void ScriptedSpeechServer::onConnection() {
     while (QTcpSocket* socket = listener_->nextPendingConnection()) {

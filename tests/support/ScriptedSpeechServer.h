@@ -36,7 +36,9 @@ public:
 
     /// Sends a message of the service; without a request id that of the running turn is used.
     void send(const std::string& path, const std::string& body, const std::string& requestId = {});
-    void close(int code, const QString& reason = {});
+    void close(int code, const QString& reason = {}) {
+        socket->close(static_cast<QWebSocketProtocol::CloseCode>(code), reason);
+    }
     /// Drops the connection without a close frame.
     void drop() { socket->abort(); }
     bool isClosed() const { return socket->state() == QAbstractSocket::UnconnectedState; }
@@ -66,10 +68,12 @@ public:
     QString area(const QString& host = "127.0.0.1") const;
 
     /// What becomes of the next connections, in order; those after them are accepted.
-    void refuseNext(int httpStatus, int times = 1);
-    void acceptNext() { plans_.push_back(0); }
-    void hangUpOnNext(int times = 1); ///< closes the connection without an answer to the upgrade
-    void leaveNextUnanswered();
+    void refuseNext(int httpStatus, int times = 1) {
+        plans_.insert(plans_.end(), static_cast<std::size_t>(times), httpStatus);
+    }
+    void acceptNext() { refuseNext(0); }
+    void hangUpOnNext(int times = 1) { refuseNext(hangUp, times); } ///< closes without an answer to the upgrade
+    void leaveNextUnanswered() { refuseNext(unanswered); }
 
     int connections = 0;                                      ///< all that came, refused ones as well
     std::vector<std::unique_ptr<SpeechSessionSeen>> sessions; ///< accepted ones, in order
@@ -77,6 +81,8 @@ public:
     std::function<void(SpeechSessionSeen&)> onSession;
 
 private:
+    static constexpr int hangUp = -1;
+    static constexpr int unanswered = -2;
     void onConnection();
     void onWebSocket();
 

@@ -10,16 +10,6 @@ namespace {
 constexpr const char* loginPath = "/api/v1/user/account/login";
 constexpr const char* infoPath = "/api/v1/user/info";
 
-/// All that the service has on disk.
-std::string everythingIn(const std::filesystem::path& directory) {
-    std::string all;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
-        if (entry.is_regular_file())
-            all += contentsOf(entry.path());
-    }
-    return all;
-}
-
 } // namespace
 
 TEST(AccountRoutes, SignInGivesATokenAndAProfile) {
@@ -67,7 +57,9 @@ TEST(AccountRoutes, AccountsAndTokensOutliveARestartAndSignOutEndsThem) {
     RunningService service;
     const std::string token = service.token();
     service.stop();
-    const std::string stored = everythingIn(service.data());
+    std::string stored;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(service.data()))
+        stored += entry.is_regular_file() ? contentsOf(entry.path()) : "";
     EXPECT_EQ(stored.find(token), std::string::npos) << "tokens are kept hashed";
     EXPECT_EQ(stored.find("secret-1"), std::string::npos);
     EXPECT_NE(stored.find("13800000001"), std::string::npos);

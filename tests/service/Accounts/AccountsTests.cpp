@@ -77,7 +77,33 @@ TEST_F(AccountRules, GuessingIsSlowedDown) {
     EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
     EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "also with the right password";
     now += FailureLimit::pause;
+    EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "each further failure costs a pause";
+    now += FailureLimit::pause;
     EXPECT_EQ(refusal(known), std::nullopt);
+    EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(known), std::nullopt) << "a success makes up for what was before";
+}
+
+TEST_F(AccountRules, FailuresAreForgottenInTimeAndTheirNumberIsBounded) {
+    FailureLimit limit([this] { return now; });
+    const auto fail = [&limit](const std::string& name) {
+        for (int i = 0; i < FailureLimit::freeFailures; ++i)
+            limit.failed(name);
+    };
+    fail("old");
+    now += FailureLimit::memory + 1s;
+    limit.failed("old");
+    EXPECT_EQ(limit.waitFor("old"), 0s);
+
+    fail("oldest");
+    now += 1s;
+    for (std::size_t i = 0; i < FailureLimit::names - 2; ++i)
+        limit.failed(std::to_string(i));
+    EXPECT_EQ(limit.waitFor("oldest"), FailureLimit::pause - 1s);
+    limit.failed("old");
+    limit.failed("one more");
+    EXPECT_EQ(limit.waitFor("oldest"), 0s);
 }
 
 TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {

@@ -5,6 +5,7 @@
 #include "support/RunningService.h"
 
 #include <gtest/gtest.h>
+#include <numeric>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -30,19 +31,8 @@ std::vector<std::string> contentsOfEvents(const std::string& body) {
     return contents;
 }
 
-std::string joinedAnswer(const std::vector<std::string>& contents) {
-    std::string joined;
-    for (std::size_t i = 0; i + 1 < contents.size(); ++i)
-        joined += contents[i];
-    return joined;
-}
-
 nlohmann::json question(const char* text, int type = 1) {
-    return {{"type", type},
-            {"txt", text},
-            {"prompt", "后端工程师"},
-            {"original_language", "中文（简体）"},
-            {"trans_language", ""}};
+    return {{"type", type}, {"txt", text}, {"prompt", "后端工程师"}, {"original_language", "中文（简体）"}};
 }
 
 /// Sends what a stream could trip over, then fails.
@@ -63,9 +53,8 @@ TEST(AnswerRoutes, StreamTheAnswerAndTheEndMark) {
     EXPECT_EQ(reply.headers.at("content-type"), "text/event-stream; charset=utf-8");
     const auto contents = contentsOfEvents(reply.body);
     ASSERT_GT(contents.size(), 10U);
-    EXPECT_EQ(contents.back(), "@@");
-    EXPECT_EQ(joinedAnswer(contents),
-              outlineFor({.type = 2, .text = "你为什么想加入我们？", .position = "后端工程师"}));
+    EXPECT_EQ(std::accumulate(contents.begin(), contents.end(), std::string()),
+              outlineFor({.type = 2, .text = "你为什么想加入我们？", .position = "后端工程师"}) + "@@");
 }
 
 TEST(AnswerRoutes, RefuseWhatTheyCannotAnswer) {
@@ -87,16 +76,4 @@ TEST(AnswerRoutes, EscapeWhatWouldReadAsPartOfTheStream) {
     const RunningServer server(std::move(router));
     const auto contents = contentsOfEvents(server.client().post(path, question("hello")).body);
     EXPECT_EQ(contents, (std::vector<std::string>{"data: x\n\"", "@", "@", "", "回答中断，请重新提问。", "@@"}));
-}
-
-TEST(AnswerRoutes, AClientThatGoesAwayEndsItsAnswerAlone) {
-    const RunningService service;
-    const std::string token = service.token();
-    for (int i = 0; i < 5; ++i) {
-        const auto connection = service.client().connect();
-        connection->send(ServiceClient::request("POST", path, question("你好").dump(), token));
-        EXPECT_NE(connection->receiveUntil("\"content\""), "");
-        connection->cut();
-    }
-    EXPECT_EQ(contentsOfEvents(service.client().post(path, question("hi"), token).body).back(), "@@");
 }

@@ -1,4 +1,4 @@
-#include "support/ServiceClient.h"
+#include "Program/Options.h"
 #include "support/TemporaryDirectory.h"
 
 #include <array>
@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+using namespace parlowen::service;
 using namespace parlowen::testing;
 
 namespace {
@@ -37,6 +38,10 @@ protected:
     const std::filesystem::path data = directory.path() / "data";
 };
 
+ServiceOptions parsed(const std::vector<std::string>& arguments) {
+    return std::get<ServiceOptions>(parseOptions(arguments));
+}
+
 } // namespace
 
 TEST_F(Program, ExplainsItself) {
@@ -49,7 +54,6 @@ TEST_F(Program, ExplainsItself) {
     const Outcome wrong = shell(command("--nonsense"));
     EXPECT_EQ(wrong.status, 2);
     EXPECT_TRUE(has(wrong, "unknown option \"--nonsense\"") && has(wrong, "Usage:"));
-    EXPECT_EQ(shell(command("--listen 0.0.0.0:0")).status, 2);
     EXPECT_FALSE(std::filesystem::exists(data)) << "nothing was made";
 }
 
@@ -99,4 +103,31 @@ TEST_F(Program, AFullDiskAtTheFirstStartLeavesNothingHalfWritten) {
     for (const char* name : {"ca.pem", "ca.key", "server.pem", "server.key"})
         EXPECT_FALSE(std::filesystem::exists(data / "tls" / name)) << name;
     EXPECT_EQ(shell(command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null")).status, 0);
+}
+
+TEST(Options, HaveDefaultsAndAreTaken) {
+    const ServiceOptions usual = parsed({});
+    EXPECT_EQ(usual.address, "127.0.0.1");
+    EXPECT_EQ(usual.port, 47'615);
+    EXPECT_FALSE(usual.exitWithStdin || usual.help || usual.version);
+    EXPECT_EQ(usual.data, std::filesystem::path(std::getenv("XDG_DATA_HOME")) / "parlowen-service");
+
+    const ServiceOptions all =
+        parsed({"--listen", "[::1]:0", "--data", "some/where", "--exit-with-stdin", "--help", "--version"});
+    EXPECT_EQ(all.address, "::1");
+    EXPECT_EQ(all.port, 0);
+    EXPECT_EQ(all.data, std::filesystem::absolute("some/where"));
+    EXPECT_TRUE(all.exitWithStdin && all.help && all.version);
+    EXPECT_EQ(parsed({"--listen", "localhost:1"}).address, "127.0.0.1");
+    EXPECT_EQ(parsed({"--data", "/some/./where/"}).data, "/some/where");
+}
+
+TEST(Options, WrongOnesAreExplained) {
+    for (const char* listen :
+         {"", "127.0.0.1", ":80", "127.0.0.1:65536", "host:1", "127.0.0.1:x", "0.0.0.0:1", "192.168.0.1:1", "[::]:1"})
+        EXPECT_NE(std::get<std::string>(parseOptions({"--listen", listen})), "") << listen;
+    const std::vector<std::vector<std::string>> others{
+        {"--nonsense"}, {"file"}, {"--listen"}, {"--data"}, {"--data", ""}};
+    for (const auto& arguments : others)
+        EXPECT_NE(std::get<std::string>(parseOptions(arguments)), "") << arguments.back();
 }

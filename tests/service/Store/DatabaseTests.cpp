@@ -63,19 +63,6 @@ TEST_F(DatabaseFile, HoldsToItsConstraints) {
     EXPECT_FALSE(database.prepare("SELECT 1 FROM sessions").step()) << "sessions go with their user";
 }
 
-TEST_F(DatabaseFile, UncommittedWorkIsTakenBack) {
-    Database database(file);
-    {
-        const Transaction transaction(database);
-        addUser(database, "1");
-    }
-    EXPECT_EQ(users(database), 0);
-    Transaction transaction(database);
-    addUser(database, "2");
-    transaction.commit();
-    EXPECT_EQ(users(database), 1);
-}
-
 TEST_F(DatabaseFile, WhatIsNotOursIsRefusedAndLeftAlone) {
     const std::string garbage = "this is no database at all, " + std::string(5'000, 'x');
     writeFile(file, garbage);

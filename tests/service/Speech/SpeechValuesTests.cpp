@@ -1,0 +1,99 @@
+#include "Speech/DisplayText.h"
+#include "Speech/PcmInput.h"
+#include "Speech/SpeechTokens.h"
+
+#include <Wire/SpeechMessage.h>
+#include <gtest/gtest.h>
+
+using namespace parlowen::service;
+using namespace std::chrono_literals;
+using parlowen::wire::waveHeader;
+
+TEST(DisplayText, SwearWordsAreMaskedAsWholeWordsOnly) {
+    EXPECT_EQ(partialText("why do you"), "why do you");
+    EXPECT_EQ(partialText("that is shit and fucking bad"), "that is **** and ******* bad");
+    EXPECT_EQ(partialText("a shiitake assessment in scunthorpe"), "a shiitake assessment in scunthorpe");
+    EXPECT_EQ(partialText("i said shit didn't i"), "I said **** didn't I");
+    EXPECT_EQ(sentenceText("shit happens"), "**** happens.");
+}
+
+TEST(DisplayText, SentencesGetACapitalAndAMark) {
+    EXPECT_EQ(sentenceText("why do you want to work here"), "Why do you want to work here?");
+    EXPECT_EQ(sentenceText("can you tell me what i'm to do"), "Can you tell me what I'm to do?");
+    EXPECT_EQ(sentenceText("tell me about yourself"), "Tell me about yourself.");
+    EXPECT_EQ(sentenceText("whatever you like"), "Whatever you like.");
+    EXPECT_EQ(sentenceText(" i  think so "), "I think so.");
+    EXPECT_EQ(sentenceText(""), "");
+}
+
+TEST(PcmInput, IsReadWithAndWithoutHeaderCutAnywhere) {
+    const std::string pcm("\x01\x00\xff\xff\x00\x80\xff\x7f\x34\x12", 10);
+    for (const auto& bytes : {waveHeader() + pcm, pcm}) {
+        for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+            PcmInput input;
+            std::vector<std::int16_t> samples = input.feed(bytes.substr(0, cut)).value();
+            const auto rest = input.feed(bytes.substr(cut)).value();
+            samples.insert(samples.end(), rest.begin(), rest.end());
+            EXPECT_EQ(samples, (std::vector<std::int16_t>{1, -1, -32'768, 32'767, 0x1234})) << "cut at " << cut;
+        }
+    }
+}
+
+TEST(PcmInput, OtherFormatsAreRefused) {
+    EXPECT_FALSE(PcmInput().feed(waveHeader(8'000)));
+    EXPECT_FALSE(PcmInput().feed(waveHeader(16'000, 2)));
+    EXPECT_FALSE(PcmInput().feed(waveHeader(16'000, 1, 8)));
+    EXPECT_FALSE(PcmInput().feed("RIFF" + std::string(60, 'x')));
+}
+
+class SpeechTokensTest : public testing::Test {
+protected:
+    std::chrono::steady_clock::time_point now{};
+    SpeechTokens tokens{[this] { return now; }};
+};
+
+TEST_F(SpeechTokensTest, OpenForTenMinutes) {
+    const auto token = tokens.issue();
+    EXPECT_EQ(token.size(), 64U);
+    EXPECT_NE(tokens.issue(), token);
+    EXPECT_TRUE(tokens.opens(token));
+    EXPECT_FALSE(tokens.opens(""));
+    EXPECT_FALSE(tokens.opens(token.substr(1)));
+    now += 10min - 1s;
+    EXPECT_TRUE(tokens.opens(token));
+    now += 1s;
+    EXPECT_FALSE(tokens.opens(token));
+    EXPECT_FALSE(tokens.open(token));
+}
+
+TEST_F(SpeechTokensTest, StayGoodAsLongAsASessionAndAMinuteLonger) {
+    const auto token = tokens.issue();
+    {
+        const auto first = tokens.open(token);
+        ASSERT_TRUE(first);
+        now += 60min;
+        tokens.issue(); // which drops what has expired
+        const auto second = tokens.open(token);
+        EXPECT_TRUE(second);
+    }
+    now += 59s;
+    EXPECT_TRUE(tokens.open(token)); // a reconnect, which drops at once
+    now += 59s;
+    EXPECT_TRUE(tokens.opens(token));
+    now += 1s;
+    EXPECT_FALSE(tokens.opens(token));
+}
+
+TEST_F(SpeechTokensTest, AShortSessionTakesNothingFromTheTenMinutes) {
+    const auto token = tokens.issue();
+    tokens.open(token);
+    now += 9min;
+    EXPECT_TRUE(tokens.opens(token));
+}
+
+TEST(SpeechTokens, ASessionMayOutliveThem) {
+    auto tokens = std::make_unique<SpeechTokens>();
+    const auto session = tokens->open(tokens->issue());
+    tokens.reset();
+    EXPECT_TRUE(session);
+}
