@@ -8,12 +8,6 @@
 
 namespace parlowen {
 
-namespace {
-
-bool isApplicationActive() { return QGuiApplication::applicationState() == Qt::ApplicationActive; }
-
-} // namespace
-
 MouseTracker* MouseTracker::attach(QWidget* view, Observer observer, unsigned option) {
     return new MouseTracker(view, std::move(observer), option);
 }
@@ -22,9 +16,11 @@ MouseTracker::MouseTracker(QWidget* view, Observer observer, unsigned option)
     : QObject(view)
     , view_(view)
     , observer_(std::move(observer))
-    , option_(option) {
+    , option_(option)
+    , isActive_(QGuiApplication::applicationState() == Qt::ApplicationActive) {
     view->installEventFilter(this);
-    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this] {
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        isActive_ = state == Qt::ApplicationActive;
         if (view_->isVisible())
             checkPointer();
     });
@@ -35,7 +31,7 @@ MouseTracker::MouseTracker(QWidget* view, Observer observer, unsigned option)
 bool MouseTracker::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
     case QEvent::Enter:
-        if (isApplicationActive())
+        if (isActive_)
             report(MouseMoveEvent::entered);
         break;
     case QEvent::Show:
@@ -60,7 +56,7 @@ bool MouseTracker::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void MouseTracker::checkPointer() {
-    const bool inside = isApplicationActive() && view_->visibleRegion().contains(view_->mapFromGlobal(QCursor::pos()));
+    const bool inside = isActive_ && view_->visibleRegion().contains(view_->mapFromGlobal(QCursor::pos()));
     report(inside ? MouseMoveEvent::entered : MouseMoveEvent::exited);
 }
 

@@ -37,6 +37,7 @@ private:
     QWidget* view_;
     Observer observer_;
     unsigned option_;
+    bool isActive_; ///< whether this application is the active one
     MouseMoveEvent event_ = MouseMoveEvent::exited;
 };
 

@@ -1,15 +1,23 @@
 #include "SystemFont.h"
 
 #include <QFontDatabase>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QStringList>
 #include <algorithm>
 
 namespace parlowen {
 
+double fontScale() {
+    constexpr double usualDpi = 96;
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    return screen == nullptr ? 1 : std::clamp(screen->logicalDotsPerInchY() / usualDpi, 1.0, 2.0);
+}
+
 QFont systemFont(int size, QFont::Weight weight) {
     QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     font.setFamilies({font.family(), QStringLiteral("Noto Sans CJK SC")});
-    font.setPixelSize(std::max(1, size));
+    font.setPixelSize(std::max(1, qRound(size * fontScale())));
     font.setWeight(weight);
     return font;
 }

@@ -61,22 +61,25 @@ TEST_F(ProgressHUDTest, AToastStaysAsLongAsItsTextAsksFor) {
 TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
     int completed = 0;
     hud_.completionHandler = [&completed] { ++completed; };
+    QElapsedTimer clock;
+    clock.start();
     hud_.show(QStringLiteral("请输入文本"), textMode);
     EXPECT_EQ(hud_.status().toStdString(), "请输入文本");
-    EXPECT_LT(hud_.alpha(), 1);
+    EXPECT_EQ(hud_.alpha(), 0);
     EXPECT_THAT(posted_, ElementsAre("willAppear"));
-    ASSERT_TRUE(waitFor([this] { return hud_.alpha() > 0 && hud_.alpha() < 1; })) << "it fades in";
-    EXPECT_THAT(posted_, ElementsAre("willAppear"));
-    ASSERT_TRUE(waitFor([this] { return isShown() && posted_.size() == 2; }));
+    ASSERT_TRUE(waitFor([this] { return posted_.size() == 2; }));
+    EXPECT_TRUE(isShown());
+    EXPECT_GE(clock.elapsed(), 190) << "it fades in";
     EXPECT_EQ(hud_.geometry(), container_->rect());
     container_->resize(500, 300);
     EXPECT_EQ(hud_.geometry(), container_->rect());
     EXPECT_EQ(hud_.box().center().x(), 249) << "it is laid out anew";
 
+    clock.restart();
     hud_.hideDelayed();
-    EXPECT_TRUE(hud_.isVisible());
-    ASSERT_TRUE(waitFor([this] { return hud_.alpha() > 0 && hud_.alpha() < 1; })) << "it fades out";
+    EXPECT_TRUE(isShown());
     ASSERT_TRUE(waitFor([this] { return posted_.size() == 4; }));
+    EXPECT_GE(clock.elapsed(), 190) << "it fades out";
     EXPECT_FALSE(hud_.isVisible());
     EXPECT_EQ(hud_.alpha(), 0);
     EXPECT_EQ(hud_.parentWidget(), nullptr);
@@ -118,7 +121,6 @@ TEST_F(ProgressHUDTest, AFadeThatIsOvertakenDoesNotHide) {
     hud_.completionHandler = [&completed] { ++completed; };
     show(QStringLiteral("一"), textMode);
     hud_.hide(true);
-    ASSERT_TRUE(waitFor([this] { return hud_.alpha() < 1; }));
     hud_.show(QStringLiteral("二"), textMode);
     ASSERT_TRUE(waitFor([this] { return isShown() && posted_.back() == "didAppear"; }));
     EXPECT_EQ(hud_.status().toStdString(), "二");
