@@ -89,6 +89,12 @@ std::optional<qint64> Settings::aiInterviewType() const { return read(SettingsKe
 
 void Settings::setAiInterviewType(const std::optional<qint64>& type) { write(SettingsKeys::aiInterviewType, type); }
 
+std::optional<qint64> Settings::sessionWindowOpacity() const { return read(SettingsKeys::sessionWindowOpacity); }
+
+void Settings::setSessionWindowOpacity(qint64 percent) {
+    write(SettingsKeys::sessionWindowOpacity, std::optional(percent));
+}
+
 std::optional<QString> Settings::fuwuqiKey() const { return read(SettingsKeys::fuwuqiKey); }
 
 void Settings::clearRejectedSignIn() {

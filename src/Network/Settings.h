@@ -25,6 +25,7 @@ inline constexpr SettingsKey<LanguageListModel> aiLangChinaModel{"aiLangChinaMod
 inline constexpr SettingsKey<LanguageListModel> aiLangLeftModel{"aiLangLeftModel"};
 inline constexpr SettingsKey<LanguageListModel> aiLangRightModel{"aiLangRightModel"};
 inline constexpr SettingsKey<qint64> aiInterviewType{"aiInterviewType"};
+inline constexpr SettingsKey<qint64> sessionWindowOpacity{"sessionWindowOpacity"};
 inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
 } // namespace SettingsKeys
 
@@ -57,6 +58,10 @@ public:
     /// 1 domestic, 2 foreign, 3 either.
     std::optional<qint64> aiInterviewType() const;
     void setAiInterviewType(const std::optional<qint64>& type);
+
+    /// How opaque the session window's ground is, in percent.
+    std::optional<qint64> sessionWindowOpacity() const;
+    void setSessionWindowOpacity(qint64 percent);
 
     /// Stands in for the request layer's base URL; the application never writes it.
     std::optional<QString> fuwuqiKey() const;

@@ -5,9 +5,11 @@
 #include "TranscriptModel.h"
 
 #include <Network/Settings.h>
-#include <Tools/PopView/SystemFont.h>
+#include <Page/View/ReadingList.h>
 
 #include <QLabel>
+#include <QPushButton>
+#include <QToolButton>
 #include <utility>
 
 namespace parlowen {
@@ -47,11 +49,16 @@ bool AIInterviewDetailController::hasCollectedQuestions() const {
     return isManual() && !textView_->toPlainText().isEmpty();
 }
 
+std::vector<QWidget*> AIInterviewDetailController::keyboardOrder() const {
+    return {topImg_, topTableView_, textView_, aiResponseButton_, bottomTableView_};
+}
+
+int AIInterviewDetailController::headerMiddle() const { return topImg_->geometry().center().y(); }
+
 // The window's own ground shows through.
 void AIInterviewDetailController::loadView() {
     setAutoFillBackground(false);
-    // Takes the focus when the window is activated, which would else go to the first button.
-    setFocusPolicy(Qt::StrongFocus);
+    setFocusPolicy(Qt::ClickFocus);
 }
 
 void AIInterviewDetailController::viewDidLoad() {

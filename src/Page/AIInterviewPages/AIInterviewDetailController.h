@@ -5,8 +5,10 @@
 #include <Network/Models.h>
 #include <Page/View/BaseViewController.h>
 #include <Page/View/KXTranslationHistoryDetailsModel.h>
+#include <Page/View/ReadingList.h>
 #include <Tools/AzTokenNewManager.h>
 
+#include <QPoint>
 #include <QPointer>
 #include <functional>
 #include <memory>
@@ -21,7 +23,6 @@ namespace parlowen {
 
 class AnswersModel;
 class ListFrame;
-class MeasuredList;
 class QuestionBox;
 class SpeechRecognitionTool;
 class StreamModel;
@@ -56,6 +57,8 @@ public:
     bool isClosing() const { return isClosing_; }
     bool isTop() const { return isTop_; }
     int fontSize() const { return fontSize_; }
+    /// Changes the lists' font and, where interview settings are stored, stores the size with them.
+    void setFontSize(int size);
     qint64 streamID() const { return streamID_; }
     std::optional<qint64> useTimeCount() const { return useTimeCount_; }
     const std::optional<KXTranslationHistoryDetailsModel>& centerModel() const;
@@ -63,6 +66,11 @@ public:
     std::vector<std::shared_ptr<StreamModel>> streamModels() const;
     /// Whether sentences wait in the question box of manual mode.
     bool hasCollectedQuestions() const;
+
+    /// The page's controls in the order in which the Tab key goes through them.
+    std::vector<QWidget*> keyboardOrder() const;
+    /// How far below the page's top the middle of its header is.
+    int headerMiddle() const;
 
     /// Stores the elapsed seconds and shows them as hours, minutes and seconds.
     void setUseTimeCount(qint64 seconds);
@@ -78,6 +86,10 @@ public:
     void tokenDidFetch(const AzTokenModel& token) override;
     void tokenDidRefresh(const AzTokenModel& token) override;
     std::shared_ptr<SpeechRecognitionTool> speechTool() override { return speechTool_; }
+
+Q_SIGNALS:
+    /// A context menu is asked for on one of the lists.
+    void menuRequested(ReadingList* list, QPoint globalPosition);
 
 protected:
     void loadView() override;
@@ -106,6 +118,7 @@ private:
     void buildHeader();
     void buildLists();
     void buildQuestionBox();
+    void buildReading();
     void showPinState();
     void hoverPin(bool inside);
     void reloadTranscript(const std::function<void()>& change);
@@ -138,8 +151,8 @@ private:
     QToolButton* topImg_ = nullptr;
     ListFrame* topView_ = nullptr;
     ListFrame* bottomView_ = nullptr;
-    MeasuredList* topTableView_ = nullptr;
-    MeasuredList* bottomTableView_ = nullptr;
+    ReadingList* topTableView_ = nullptr;
+    ReadingList* bottomTableView_ = nullptr;
     QuestionBox* textView_ = nullptr;
     QPushButton* aiResponseButton_ = nullptr;
 };

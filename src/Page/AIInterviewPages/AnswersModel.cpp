@@ -1,6 +1,7 @@
 #include "AnswersModel.h"
 
 #include <Page/View/AiInterviewAiCellMac.h>
+#include <Tools/PopView/SystemFont.h>
 #include <Tools/StreamModel.h>
 
 #include <utility>
@@ -27,6 +28,8 @@ std::vector<std::shared_ptr<StreamingClient>> AnswersModel::clients() const {
 bool AnswersModel::isListed(int row, const std::shared_ptr<StreamModel>& model) const {
     return row >= 0 && row < count() && answers_[static_cast<std::size_t>(row)].model == model;
 }
+
+void AnswersModel::setFontSize(int size) { font_ = systemFont(size); }
 
 void AnswersModel::append(std::shared_ptr<StreamModel> model) {
     beginInsertRows({}, count(), count());
@@ -60,6 +63,8 @@ QVariant AnswersModel::data(const QModelIndex& index, int role) const {
     case AiInterviewAiCellMac::answerRole:
     case Qt::DisplayRole:
         return answers_[static_cast<std::size_t>(index.row())].shown;
+    case Qt::AccessibleTextRole:
+        return QString::number(index.row() + 1) + u':' + answers_[static_cast<std::size_t>(index.row())].shown;
     case Qt::FontRole:
         return font_;
     default:

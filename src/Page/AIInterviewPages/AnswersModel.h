@@ -30,8 +30,8 @@ public:
     /// Takes over what an answer's text has become.
     void refresh(int row);
 
-    /// Font of all rows; set before the first row comes.
-    void setFont(const QFont& font) { font_ = font; }
+    /// Size of all rows' font, in points. The view measures its rows anew by itself.
+    void setFontSize(int size);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;

@@ -15,6 +15,10 @@ public:
 
     /// Keeps the text clear of whatever lies over the box's right side.
     void setRightReserve(int width);
+
+protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
 };
 
 } // namespace parlowen

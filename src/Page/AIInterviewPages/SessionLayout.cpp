@@ -1,5 +1,6 @@
 #include "SessionLayout.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace parlowen {
@@ -7,9 +8,10 @@ namespace parlowen {
 namespace {
 
 constexpr int side = 16;
-constexpr int timeHeight = 26;
+constexpr int timeWidth = 180;
 constexpr int pinSize = 26;
 constexpr int pinFromRight = 50;
+constexpr int tipGap = 2;
 constexpr int underTime = 11;
 constexpr int gap = 23;
 constexpr int bottom = 16;
@@ -19,13 +21,23 @@ constexpr int buttonFromPageRight = 23;
 
 } // namespace
 
-SessionLayout SessionLayout::of(QSize page, bool manual) {
+int SessionLayout::headerFor(int labelHeight, int tipHeight) {
+    // The pin is in the header's middle.
+    const int forTip = pinSize + 2 * (tipHeight + tipGap - side);
+    return std::max({usualHeader, labelHeight, forTip});
+}
+
+QRect SessionLayout::tip(QSize size) const {
+    return {pin.x() + (pin.width() - size.width()) / 2, pin.y() - tipGap - size.height(), size.width(), size.height()};
+}
+
+SessionLayout SessionLayout::of(QSize page, bool manual, int header) {
     const int width = page.width() - 2 * side;
     const auto part = [&page](double share) { return static_cast<int>(std::lround(page.height() * share)); };
     SessionLayout layout;
-    layout.timeLabel = QRect(side, side, 120, timeHeight);
-    layout.pin = QRect(page.width() - pinFromRight - pinSize, side + (timeHeight - pinSize) / 2, pinSize, pinSize);
-    layout.transcript = QRect(side, side + timeHeight + underTime, width, part(manual ? 0.25 : 0.35));
+    layout.timeLabel = QRect(side, side, timeWidth, header);
+    layout.pin = QRect(page.width() - pinFromRight - pinSize, side + (header - pinSize) / 2, pinSize, pinSize);
+    layout.transcript = QRect(side, side + header + underTime, width, part(manual ? 0.25 : 0.35));
     int top = layout.transcript.y() + layout.transcript.height() + gap;
     if (manual) {
         layout.questionBox = QRect(side, top, width, part(0.25));

@@ -14,7 +14,14 @@ struct SessionLayout {
     QRect answerButton; ///< null in automatic mode
     QRect answers;
 
-    static SessionLayout of(QSize page, bool manual);
+    /// The height of the header's line at the usual font scale.
+    static constexpr int usualHeader = 26;
+    /// The header's height for a label and a tip of these heights: the tip has room above the pin.
+    static int headerFor(int labelHeight, int tipHeight);
+
+    static SessionLayout of(QSize page, bool manual, int header = usualHeader);
+    /// Where the pin's tip of that size stands.
+    QRect tip(QSize size) const;
 };
 
 } // namespace parlowen

@@ -13,7 +13,7 @@ class TimerManager;
 
 /// The collaborators of a session. None is owned; all outlive the session.
 struct SessionServices {
-    Settings* settings = nullptr; ///< read once, when the session's page is created
+    Settings* settings = nullptr; ///< read when the session's page is created; the lists' font is written back
     HttpDatas* http = nullptr;
     TimerManager* timer = nullptr;
     AudioRouting* router = nullptr;

@@ -8,8 +8,9 @@
 #include <Page/View/AiInterviewAiCellMac.h>
 #include <Page/View/AiInterviewCellMac.h>
 #include <Page/View/ListFrame.h>
-#include <Page/View/MeasuredList.h>
+#include <Page/View/ReadingList.h>
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/MouseTracker.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -25,9 +26,8 @@ namespace {
 constexpr int frameMargin = 2; // a frame is so much larger than what it holds on every side
 
 QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
-    auto* label = new QLabel(parent);
+    auto* label = new ElidedLabel(parent);
     label->setFont(font);
-    label->setTextFormat(Qt::PlainText);
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, color);
     label->setPalette(palette);
@@ -40,6 +40,7 @@ void AIInterviewDetailController::buildUserInterface() {
     buildHeader();
     buildLists();
     buildQuestionBox();
+    buildReading();
 }
 
 void AIInterviewDetailController::buildHeader() {
@@ -66,21 +67,22 @@ void AIInterviewDetailController::buildHeader() {
 }
 
 void AIInterviewDetailController::buildLists() {
-    const QFont font = systemFont(fontSize_);
-    transcript_->setFont(font);
-    answers_->setFont(font);
+    transcript_->setFontSize(fontSize_);
+    answers_->setFontSize(fontSize_);
     topView_ = makeView<ListFrame>(this);
     bottomView_ = makeView<ListFrame>(this);
-    topTableView_ = new MeasuredList(new AiInterviewCellMac, this);
+    topTableView_ = new ReadingList(new AiInterviewCellMac, this);
     topTableView_->setObjectName(QStringLiteral("topTableView"));
     topTableView_->setAccessibleName(QStringLiteral("面试记录"));
     topTableView_->setModel(transcript_);
-    bottomTableView_ = new MeasuredList(new AiInterviewAiCellMac, this);
+    bottomTableView_ = new ReadingList(new AiInterviewAiCellMac, this);
     bottomTableView_->setObjectName(QStringLiteral("bottomTableView"));
     bottomTableView_->setAccessibleName(QStringLiteral("AI回答"));
     bottomTableView_->setModel(answers_);
-    for (MeasuredList* list : {topTableView_, bottomTableView_})
-        list->setNominalRowHeight(TextCell::nominalHeight(font));
+    for (ReadingList* list : {topTableView_, bottomTableView_})
+        list->setNominalRowHeight(TextCell::nominalHeight(systemFont(fontSize_)));
+    connect(topTableView_, &ReadingList::focusShown, topView_, &ListFrame::setHighlighted);
+    connect(bottomTableView_, &ReadingList::focusShown, bottomView_, &ListFrame::setHighlighted);
 }
 
 void AIInterviewDetailController::buildQuestionBox() {
@@ -103,7 +105,8 @@ void AIInterviewDetailController::buildQuestionBox() {
 }
 
 void AIInterviewDetailController::buildLayout() {
-    const SessionLayout layout = SessionLayout::of(size(), isManual());
+    const int header = SessionLayout::headerFor(timeLabel_->sizeHint().height(), tipLab_->sizeHint().height());
+    const SessionLayout layout = SessionLayout::of(size(), isManual(), header);
     timeLabel_->setGeometry(layout.timeLabel);
     topImg_->setGeometry(layout.pin);
     topImg_->setIconSize(layout.pin.size());
@@ -112,7 +115,7 @@ void AIInterviewDetailController::buildLayout() {
     topView_->setGeometry(layout.transcript.marginsAdded(QMargins() + frameMargin));
     bottomView_->setGeometry(layout.answers.marginsAdded(QMargins() + frameMargin));
     if (isManual()) {
-        textView_->setGeometry(layout.questionBox.marginsAdded(QMargins() + frameMargin));
+        textView_->setGeometry(layout.questionBox);
         textView_->setRightReserve(layout.questionBox.right() - layout.answerButton.left());
         aiResponseButton_->setGeometry(layout.answerButton);
         aiResponseButton_->raise();
@@ -141,9 +144,9 @@ void AIInterviewDetailController::showPinState() {
 }
 
 void AIInterviewDetailController::hoverPin(bool inside) {
-    const QSize size = tipLab_->sizeHint();
-    const QPoint pinTop(topImg_->geometry().center().x(), topImg_->y());
-    tipLab_->setGeometry(pinTop.x() - size.width() / 2, pinTop.y() - 2 - size.height(), size.width(), size.height());
+    SessionLayout layout;
+    layout.pin = topImg_->geometry();
+    tipLab_->setGeometry(layout.tip(tipLab_->sizeHint()));
     tipLab_->setVisible(inside);
 }
 

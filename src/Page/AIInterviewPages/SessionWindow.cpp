@@ -1,16 +1,21 @@
 #include "SessionWindow.h"
 
 #include "AIInterviewDetailController.h"
+#include "SessionMenu.h"
+#include "WindowLevel.h"
 
+#include <Network/Settings.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
 
+#include <QContextMenuEvent>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
 #include <QToolButton>
 #include <QWindow>
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -22,9 +27,7 @@ constexpr QSize smallestSize(480, 420);
 constexpr int edgeWidth = 6;
 constexpr int cornerRadius = 12;
 constexpr int closeSize = 20;
-constexpr QPoint closeFromCorner(16, 19); // of the button's top right corner from the window's
-constexpr int titleTop = 16;
-constexpr int titleHeight = 26;
+constexpr int closeFromRight = 16;
 
 Qt::CursorShape cursorAt(Qt::Edges edges) {
     if (edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge))
@@ -36,10 +39,17 @@ Qt::CursorShape cursorAt(Qt::Edges edges) {
     return edges == Qt::Edges() ? Qt::ArrowCursor : Qt::SizeVerCursor;
 }
 
+int storedOpacity(const Settings& settings) {
+    const qint64 stored = settings.sessionWindowOpacity().value_or(SessionWindow::usualOpacity);
+    return static_cast<int>(std::clamp<qint64>(stored, SessionWindow::leastOpacity, SessionWindow::fullOpacity));
+}
+
 } // namespace
 
 SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
+    , settings_(services.settings)
+    , groundOpacity_(storedOpacity(*services.settings))
     , controller_(new AIInterviewDetailController(std::move(services), this))
     , title_(new QLabel(QStringLiteral("AI面试"), this))
     , closeButton_(new QToolButton(this)) {
@@ -50,6 +60,17 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     setMouseTracking(true);
     controller_->setMouseTracking(true);
 
+    buildHeader();
+    controller_->setGeometry(rect());
+    controller_->loadViewIfNeeded();
+    controller_->lower();
+    buildKeyboardOrder();
+    connect(controller_, &AIInterviewDetailController::menuRequested, this, &SessionWindow::showMenu);
+}
+
+SessionWindow::~SessionWindow() = default;
+
+void SessionWindow::buildHeader() {
     title_->setFont(systemFont(13, QFont::DemiBold));
     title_->setAlignment(Qt::AlignCenter);
     title_->setStyleSheet(QStringLiteral("color: rgba(255, 255, 255, 0.7);"));
@@ -66,29 +87,54 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
                                                "QToolButton:focus { border: 1px solid %1; }")
                                     .arg(hexColor(theme::accent).name()));
     connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
-
-    controller_->setGeometry(rect());
-    controller_->loadViewIfNeeded();
-    controller_->lower();
 }
 
-SessionWindow::~SessionWindow() = default;
+// From the header downwards.
+void SessionWindow::buildKeyboardOrder() {
+    std::vector<QWidget*> order = controller_->keyboardOrder();
+    order.insert(order.begin() + 1, closeButton_);
+    for (std::size_t i = 1; i < order.size(); ++i)
+        setTabOrder(order[i - 1], order[i]);
+}
+
+void SessionWindow::setGroundOpacity(int percent) {
+    groundOpacity_ = std::clamp(percent, leastOpacity, fullOpacity);
+    settings_->setSessionWindowOpacity(groundOpacity_);
+    update();
+}
+
+void SessionWindow::showMenu(ReadingList* list, QPoint globalPosition) {
+    (new SessionMenu(this, list))->popup(globalPosition);
+}
+
+void SessionWindow::contextMenuEvent(QContextMenuEvent* event) { showMenu(nullptr, event->globalPos()); }
+
+bool SessionWindow::event(QEvent* event) {
+    // The first button would get the focus, and be pressed by the next space that is typed.
+    if (event->type() == QEvent::WindowActivate && focusWidget() == nullptr)
+        controller_->setFocus(Qt::ActiveWindowFocusReason);
+    return QWidget::event(event);
+}
 
 void SessionWindow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(hexColor(theme::sessionWindow, 0.7));
+    painter.setBrush(hexColor(theme::sessionWindow, groundOpacity_ / 100.0));
     painter.setPen(QPen(QColor(255, 255, 255, 30), 1));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
 }
 
 void SessionWindow::resizeEvent(QResizeEvent*) {
     controller_->setGeometry(rect());
-    title_->setGeometry(0, titleTop, width(), titleHeight);
-    closeButton_->setGeometry(width() - closeFromCorner.x() - closeSize, closeFromCorner.y(), closeSize, closeSize);
+    const int middle = controller_->headerMiddle() + 1;
+    const int titleHeight = title_->sizeHint().height();
+    title_->setGeometry(0, middle - titleHeight / 2, width(), titleHeight);
+    closeButton_->setGeometry(width() - closeFromRight - closeSize, middle - closeSize / 2, closeSize, closeSize);
 }
 
 void SessionWindow::showEvent(QShowEvent* event) {
+    if (!event->spontaneous())
+        setFloatingLevel(*this, controller_->isTop());
     if (!event->spontaneous() && !testAttribute(Qt::WA_Moved)) {
         const QRect area = screen()->availableGeometry();
         move(area.center() - rect().center());

@@ -11,9 +11,10 @@ class QToolButton;
 namespace parlowen {
 
 class AIInterviewDetailController;
+class ReadingList;
 
 /// The session's window: dark, translucent, without a frame, above ordinary windows. It has a close button of its own,
-/// is moved by its ground and resized at its edges. Closing it ends the session.
+/// is moved by its ground and resized at its edges. Closing it ends the session; no key does.
 class SessionWindow : public QWidget {
     Q_OBJECT
 public:
@@ -23,6 +24,14 @@ public:
 
     AIInterviewDetailController* controller() const { return controller_; }
 
+    /// How opaque the window's ground is, in percent. Its text is always opaque.
+    int groundOpacity() const { return groundOpacity_; }
+    /// Sets it within its limits and stores it.
+    void setGroundOpacity(int percent);
+    static constexpr int leastOpacity = 30; ///< the window never vanishes
+    static constexpr int usualOpacity = 70;
+    static constexpr int fullOpacity = 100;
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -31,11 +40,18 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
     Qt::Edges edgesAt(QPoint position) const;
     void dragTo(QPoint global);
+    void buildHeader();
+    void buildKeyboardOrder();
+    void showMenu(ReadingList* list, QPoint globalPosition);
 
+    Settings* const settings_;
+    int groundOpacity_;
     AIInterviewDetailController* controller_;
     QLabel* title_;
     QToolButton* closeButton_;

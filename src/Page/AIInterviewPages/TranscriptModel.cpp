@@ -1,8 +1,14 @@
 #include "TranscriptModel.h"
 
 #include <Page/View/AiInterviewCellMac.h>
+#include <Tools/PopView/SystemFont.h>
 
 namespace parlowen {
+
+void TranscriptModel::setFontSize(int size) {
+    fontSize_ = size;
+    font_ = systemFont(size);
+}
 
 void TranscriptModel::setCenterModel(const Row& row) {
     const int last = static_cast<int>(topArr_.size());
@@ -42,11 +48,13 @@ QVariant TranscriptModel::data(const QModelIndex& index, int role) const {
     case AiInterviewCellMac::modelRole: {
         Row shown = record;
         shown.index = index.row() + 1;
-        shown.font = font_.pixelSize();
+        shown.font = fontSize_;
         return QVariant::fromValue(shown);
     }
     case Qt::DisplayRole:
         return record.resultText.isEmpty() ? record.sourceText : record.sourceText + u'\n' + record.resultText;
+    case Qt::AccessibleTextRole:
+        return QString::number(index.row() + 1) + u':' + index.data(Qt::DisplayRole).toString();
     case Qt::FontRole:
         return font_;
     default:

@@ -24,8 +24,8 @@ public:
     /// Takes the sentence in progress away and appends the finished one, which stands in its place on screen.
     void finish(const Row& row);
 
-    /// Font of all rows; set before the first row comes.
-    void setFont(const QFont& font) { font_ = font; }
+    /// Size of all rows' font, in points. The view measures its rows anew by itself.
+    void setFontSize(int size);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
@@ -35,6 +35,7 @@ private:
 
     std::vector<Row> topArr_;
     std::optional<Row> centerModel_;
+    int fontSize_ = 14;
     QFont font_;
 };
 

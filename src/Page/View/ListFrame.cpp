@@ -6,15 +6,17 @@
 
 namespace parlowen {
 
-QColor ListFrame::ground() { return {0, 0, 0, 46}; }
-
 void ListFrame::buildStyle() { setAttribute(Qt::WA_TransparentForMouseEvents); }
+
+void ListFrame::setHighlighted(bool highlighted) {
+    highlighted_ = highlighted;
+    update();
+}
 
 void ListFrame::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(hexColor(theme::darkGrey), 1));
-    painter.setBrush(ground());
+    painter.setPen(QPen(hexColor(highlighted_ ? theme::accent : theme::darkGrey), 1));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
 }
 

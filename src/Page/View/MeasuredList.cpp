@@ -1,8 +1,11 @@
 #include "MeasuredList.h"
 
+#include <QDeadlineTimer>
 #include <QHeaderView>
 #include <QResizeEvent>
+#include <QScopedValueRollback>
 #include <QScrollBar>
+#include <QTimerEvent>
 #include <algorithm>
 
 namespace parlowen {
@@ -10,6 +13,7 @@ namespace parlowen {
 namespace {
 
 constexpr int wheelStep = 20; // of three for each notch of the wheel, whatever the rows' heights
+constexpr int sliceMilliseconds = 3;
 
 } // namespace
 
@@ -36,6 +40,14 @@ MeasuredList::MeasuredList(TextCell* cell, QWidget* parent)
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
 }
 
+void MeasuredList::setModel(QAbstractItemModel* model) {
+    QTableView::setModel(model);
+    isStale_.assign(static_cast<std::size_t>(model->rowCount()), false);
+    connect(model, &QAbstractItemModel::rowsRemoved, this,
+            [this](const QModelIndex&, int first, int last) { forgetRows(first, last); });
+    measureAll();
+}
+
 void MeasuredList::setNominalRowHeight(int height) { verticalHeader()->setDefaultSectionSize(height); }
 
 int MeasuredList::contentHeight() const { return verticalHeader()->length(); }
@@ -49,11 +61,24 @@ void MeasuredList::scrollToEnd() { verticalScrollBar()->setValue(verticalScrollB
 
 MeasuredList::Place MeasuredList::place(int viewHeight) const {
     const int row = rowAt(0);
-    return {isNearBottom(viewHeight), row, row < 0 ? 0 : rowViewportPosition(row)};
+    return {!held_ && isNearBottom(viewHeight), row, row < 0 ? 0 : rowViewportPosition(row)};
 }
 
 void MeasuredList::restore(const Place& place) {
     executeDelayedItemsLayout();
+    scrollTo(place);
+    // Rows that come into sight here may have to be measured, and others may then be in sight.
+    while (stale_ > 0) {
+        const int before = stale_;
+        measureInSight();
+        if (stale_ == before)
+            return;
+        scrollTo(place);
+    }
+}
+
+void MeasuredList::scrollTo(const Place& place) {
+    const QScopedValueRollback guard(measuring_, true);
     updateGeometries();
     if (place.atEnd)
         scrollToEnd();
@@ -70,25 +95,84 @@ void MeasuredList::keepPlace(const std::function<void()>& change) {
 
 void MeasuredList::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
     QTableView::dataChanged(topLeft, bottomRight, roles);
-    measureRows(topLeft.row(), bottomRight.row());
+    for (int row = topLeft.row(); row <= bottomRight.row(); ++row)
+        measureRow(row);
 }
 
 void MeasuredList::rowsInserted(const QModelIndex& parent, int start, int end) {
     QTableView::rowsInserted(parent, start, end);
-    measureRows(start, end);
+    isStale_.insert(isStale_.begin() + start, static_cast<std::size_t>(end - start) + 1, false);
+    for (int row = start; row <= end; ++row)
+        measureRow(row);
+}
+
+void MeasuredList::forgetRows(int first, int last) {
+    isStale_.erase(isStale_.begin() + first, isStale_.begin() + last + 1);
+    stale_ = static_cast<int>(std::ranges::count(isStale_, true));
+    next_ = std::min(next_, static_cast<int>(isStale_.size()) - 1);
 }
 
 void MeasuredList::resizeEvent(QResizeEvent* event) {
     const Place before = place(event->oldSize().height());
     QTableView::resizeEvent(event);
     if (model() != nullptr && event->oldSize().width() != event->size().width())
-        measureRows(0, model()->rowCount() - 1);
+        measureAll();
     restore(before);
 }
 
-void MeasuredList::measureRows(int first, int last) {
-    for (int row = first; row <= last; ++row)
-        verticalHeader()->resizeSection(row, cell_->measure(model()->index(row, 0), viewport()->width()));
+void MeasuredList::measureAll() {
+    std::fill(isStale_.begin(), isStale_.end(), true);
+    stale_ = static_cast<int>(isStale_.size());
+    next_ = stale_ - 1;
+    if (stale_ > 0)
+        idle_.start(0, this);
+}
+
+void MeasuredList::measureRow(int row) {
+    verticalHeader()->resizeSection(row, cell_->measure(model()->index(row, 0), viewport()->width()));
+    if (isStale_[static_cast<std::size_t>(row)]) {
+        isStale_[static_cast<std::size_t>(row)] = false;
+        --stale_;
+    }
+}
+
+void MeasuredList::measureInSight() {
+    for (int row = std::max(0, rowAt(0)); row < static_cast<int>(isStale_.size()); ++row) {
+        if (rowViewportPosition(row) >= viewport()->height())
+            return;
+        if (isStale_[static_cast<std::size_t>(row)])
+            measureRow(row);
+    }
+}
+
+/// Newest first: that is where a reader looks next.
+void MeasuredList::measureSomeMore() {
+    const QDeadlineTimer end(sliceMilliseconds);
+    keepPlace([&] {
+        for (; next_ >= 0 && !end.hasExpired(); --next_) {
+            if (isStale_[static_cast<std::size_t>(next_)])
+                measureRow(next_);
+        }
+    });
+    if (stale_ == 0)
+        idle_.stop();
+}
+
+void MeasuredList::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == idle_.timerId())
+        measureSomeMore();
+    else
+        QTableView::timerEvent(event);
+}
+
+void MeasuredList::scrollContentsBy(int dx, int dy) {
+    QTableView::scrollContentsBy(dx, dy);
+    if (stale_ == 0 || measuring_)
+        return;
+    const QScopedValueRollback guard(measuring_, true);
+    const Place now = place(viewport()->height());
+    measureInSight();
+    restore(now);
 }
 
 } // namespace parlowen

@@ -2,19 +2,23 @@
 
 #include "TextCell.h"
 
+#include <QBasicTimer>
 #include <QTableView>
 #include <functional>
+#include <vector>
 
 namespace parlowen {
 
-/// A list of one column on a clear ground whose rows are as high as their text. Each height is measured when its row
-/// comes, when its row changes and when the width changes, never in between. Main thread only.
+/// A list of one column on a clear ground whose rows are as high as their text. A height is measured when its row comes
+/// and when its row changes. When all rows change, with the width or the font, those in sight are measured at once and
+/// the others while nothing else is to be done. Main thread only.
 class MeasuredList : public QTableView {
     Q_OBJECT
 public:
-    /// The list owns the cell. `nominalRowHeight` is the height of a row of one line.
+    /// The list owns the cell.
     MeasuredList(TextCell* cell, QWidget* parent);
 
+    /// The height of a row of one line.
     void setNominalRowHeight(int height);
 
     /// Applies a change of the model and lays the list out at once. A list that was near its bottom then shows its end;
@@ -26,11 +30,23 @@ public:
     void scrollToEnd();
     /// The height of all rows.
     int contentHeight() const;
+    /// Whether every row's height is that of its text.
+    bool isMeasured() const { return stale_ == 0; }
+
+    void setModel(QAbstractItemModel* model) override;
 
 protected:
+    TextCell& cell() const { return *cell_; }
+    /// While held, a list near its bottom stays where it is too.
+    void setHeld(bool held) { held_ = held; }
+    /// Measures all rows anew.
+    void measureAll();
+
     void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles = {}) override;
     void rowsInserted(const QModelIndex& parent, int start, int end) override;
     void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void timerEvent(QTimerEvent* event) override;
 
 private:
     struct Place {
@@ -41,9 +57,19 @@ private:
     bool isNearBottom(int viewHeight) const;
     Place place(int viewHeight) const;
     void restore(const Place& place);
-    void measureRows(int first, int last);
+    void scrollTo(const Place& place);
+    void measureRow(int row);
+    void measureInSight();
+    void measureSomeMore();
+    void forgetRows(int first, int last);
 
     TextCell* cell_;
+    std::vector<bool> isStale_; ///< by row
+    int stale_ = 0;
+    int next_ = 0; ///< no row behind this one is stale
+    bool held_ = false;
+    bool measuring_ = false;
+    QBasicTimer idle_;
 };
 
 } // namespace parlowen

@@ -1,61 +1,89 @@
 #include "TextCell.h"
 
-#include <Tools/PopView/Colors.h>
-
+#include <QAbstractScrollArea>
 #include <QPainter>
-#include <QTextLayout>
-#include <QWidget>
-#include <algorithm>
-#include <cmath>
 
 namespace parlowen {
 
 namespace {
 
-/// Space between two lines of a block: Chinese in a tight setting is tiring to read.
-int lineGap(const QFont& font) { return std::max(1, font.pixelSize() / 5); }
+constexpr int above = 4;
+constexpr int between = 4;
+constexpr int below = 4;
+constexpr int belowResult = 8;
+constexpr qsizetype keptCharacters = 60'000; // what fills a large screen in the smallest font, several times over
 
-/// Breaks the text into lines; returns the height of all.
-int layOut(QTextLayout& layout, const QFont& font, int width) {
-    QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    layout.setTextOption(option);
-    layout.beginLayout();
-    qreal height = 0;
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-        if (height > 0)
-            height += lineGap(font);
-        line.setLineWidth(std::max(1, width));
-        line.setPosition({0, height});
-        height += line.height();
-    }
-    layout.endLayout();
-    return static_cast<int>(std::ceil(height));
+/// What of a row can be seen.
+QRect visiblePart(const QStyleOptionViewItem& option) {
+    const auto* list = qobject_cast<const QAbstractScrollArea*>(option.widget);
+    return list == nullptr ? option.rect : option.rect & list->viewport()->rect();
 }
-
-QString layoutText(QString text) { return text.replace(u'\n', QChar::LineSeparator); }
-
-QFont fontOf(const QModelIndex& index) { return index.data(Qt::FontRole).value<QFont>(); }
 
 } // namespace
 
+/// The labels of a row, laid out. Places are relative to the row's corner.
+struct TextCell::LaidOut {
+    QFont font;
+    int width; ///< of the row
+    TextBlock source;
+    std::optional<TextBlock> result;
+
+    int sourceTop() const { return rowSpacing / 2 + above; }
+    int resultTop() const { return sourceTop() + source.height() + between; }
+    int height() const {
+        return rowSpacing / 2 +
+               (result ? resultTop() + result->height() + belowResult : sourceTop() + source.height() + below);
+    }
+};
+
+TextCell::TextCell(QObject* parent)
+    : QStyledItemDelegate(parent)
+    , laidOut_(keptCharacters) {}
+
+TextCell::~TextCell() = default;
+
+const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) const {
+    const auto font = index.data(Qt::FontRole).value<QFont>();
+    const Content shown = content(index);
+    const int room = width - 2 * sideInset;
+    // It is put back with its new cost; the row that was asked for last is never the one that makes room.
+    std::unique_ptr<LaidOut> kept(laidOut_.take(index.row()));
+    if (!kept || kept->width != width || kept->source.prefix() != shown.prefix || kept->font != font)
+        kept.reset(new LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
+    kept->source.setText(shown.sourceLab);
+    if (shown.resultLab.isEmpty())
+        kept->result.reset();
+    else if (!kept->result)
+        kept->result.emplace(QString(), font, room);
+    if (kept->result)
+        kept->result->setText(shown.resultLab);
+    const qsizetype cost = std::min(keptCharacters, 100 + shown.sourceLab.size() + shown.resultLab.size());
+    const LaidOut& row = *kept;
+    laidOut_.insert(index.row(), kept.release(), cost);
+    return row;
+}
+
 int TextCell::measure(const QModelIndex& index, int width) const {
     ++measurements_;
-    const QFont font = fontOf(index);
-    const Content shown = content(index);
-    int height = rowSpacing + shown.below;
-    for (const Block& block : shown.blocks) {
-        QTextLayout layout(layoutText(block.text), font);
-        height += block.above + layOut(layout, font, width - 2 * sideInset);
-    }
-    return height;
+    return laidOut(index, width).height();
 }
 
 int TextCell::nominalHeight(const QFont& font) {
-    const Block block;
-    const Content content;
-    QTextLayout layout(QStringLiteral("1:"), font);
-    return rowSpacing + block.above + layOut(layout, font, QWIDGETSIZE_MAX) + content.below;
+    LaidOut line{font, QWIDGETSIZE_MAX, TextBlock(QStringLiteral("1:"), font, QWIDGETSIZE_MAX), {}};
+    line.source.setText({});
+    return line.height();
+}
+
+QString TextCell::text(const QModelIndex& index) const {
+    const Content shown = content(index);
+    return shown.resultLab.isEmpty() ? shown.sourceLab : shown.sourceLab + u'\n' + shown.resultLab;
+}
+
+qsizetype TextCell::offsetAt(const QModelIndex& index, int width, QPoint point) const {
+    const LaidOut& row = laidOut(index, width);
+    if (!row.result || point.y() < row.resultTop())
+        return row.source.offsetAt(point - QPoint(sideInset, row.sourceTop()));
+    return row.source.textLength() + 1 + row.result->offsetAt(point - QPoint(sideInset, row.resultTop()));
 }
 
 QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
@@ -63,23 +91,19 @@ QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& 
 }
 
 void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    const QFont font = fontOf(index);
-    const QRect area = option.rect.adjusted(sideInset, rowSpacing / 2, -sideInset, 0);
+    const LaidOut& row = laidOut(index, option.rect.width());
+    const qsizetype sourceLength = row.source.textLength();
+    const qsizetype length = sourceLength + (row.result ? 1 + row.result->textLength() : 0);
+    const auto [from, to] =
+        selection_ ? selection_->partOf(index.row(), length) : std::pair<qsizetype, qsizetype>(0, 0);
+    const QPointF corner = option.rect.topLeft() + QPoint(sideInset, 0);
+    const QRectF clip = visiblePart(option);
     painter->save();
     painter->setPen(Qt::white);
-    int y = area.top();
-    for (const Block& block : content(index).blocks) {
-        QTextLayout layout(layoutText(block.text), font);
-        QTextLayout::FormatRange accent;
-        accent.start = 0;
-        accent.length = static_cast<int>(block.accented);
-        accent.format.setForeground(hexColor(theme::accent));
-        layout.setFormats({accent});
-        y += block.above;
-        const int height = layOut(layout, font, area.width());
-        layout.draw(painter, QPointF(area.left(), y));
-        y += height;
-    }
+    row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
+    if (row.result)
+        row.result->draw(*painter, corner + QPointF(0, row.resultTop()), clip,
+                         {from - sourceLength - 1, to - sourceLength - 1});
     painter->restore();
 }
 

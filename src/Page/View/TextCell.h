@@ -1,17 +1,23 @@
 #pragma once
 
-#include <QFont>
+#include "TextBlock.h"
+#include "TextSelection.h"
+
+#include <QCache>
 #include <QStyledItemDelegate>
+#include <optional>
 #include <vector>
 
 namespace parlowen {
 
-/// A cell of wrapped white text on a clear ground, one block of text under the other. The font comes from the model's
-/// font role. Heights are measured here and kept by the list, so that painting and scrolling never measure.
+/// A cell of wrapped white text on a clear ground: a label and, where there is one, a second label under it. The font
+/// comes from the model's font role. Heights are measured here and kept by the list, so that painting and scrolling
+/// never measure; what was laid out last is kept too.
 class TextCell : public QStyledItemDelegate {
     Q_OBJECT
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    explicit TextCell(QObject* parent = nullptr);
+    ~TextCell() override;
 
     static constexpr int sideInset = 11;
     static constexpr int rowSpacing = 8; ///< between two rows; half of it belongs to each
@@ -23,23 +29,31 @@ public:
     /// How many rows have been measured so far.
     int measurements() const { return measurements_; }
 
+    /// The row's text as it is marked and copied: without its number, the second label after a line feed.
+    QString text(const QModelIndex& index) const;
+    /// The offset in the row's text that is nearest to a point, which is relative to the row's corner.
+    qsizetype offsetAt(const QModelIndex& index, int width, QPoint point) const;
+    /// What is drawn as marked from now on.
+    void setSelection(const std::optional<TextSelection>& selection) { selection_ = selection; }
+
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
 protected:
-    struct Block {
-        QString text;
-        qsizetype accented = 0; ///< so many leading characters are in the accent colour
-        int above = 4;          ///< space above the block
-    };
     struct Content {
-        std::vector<Block> blocks;
-        int below = 4; ///< space under the last block
+        QString prefix; ///< stands before the source text, in the accent colour
+        QString sourceLab;
+        QString resultLab; ///< empty: the label is hidden and takes no space
     };
     virtual Content content(const QModelIndex& index) const = 0;
 
 private:
+    struct LaidOut;
+    const LaidOut& laidOut(const QModelIndex& index, int width) const;
+
+    mutable QCache<int, LaidOut> laidOut_;
     mutable int measurements_ = 0;
+    std::optional<TextSelection> selection_;
 };
 
 } // namespace parlowen

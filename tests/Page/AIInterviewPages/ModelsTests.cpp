@@ -1,7 +1,6 @@
 #include <Page/AIInterviewPages/AnswersModel.h>
 #include <Page/AIInterviewPages/TranscriptModel.h>
 #include <Page/View/AiInterviewCellMac.h>
-#include <Tools/PopView/SystemFont.h>
 #include <Tools/StreamModel.h>
 #include <gmock/gmock.h>
 
@@ -22,7 +21,7 @@ Row row(const char* text) {
 TEST(TranscriptModelTest, TheSentenceInProgressTurnsIntoAFinishedRowInPlace) {
     TranscriptModel model;
     const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
-    model.setFont(systemFont(18));
+    model.setFontSize(18);
     const QSignalSpy inserted(&model, &TranscriptModel::rowsInserted);
     const QSignalSpy changed(&model, &TranscriptModel::dataChanged);
     const QSignalSpy removed(&model, &TranscriptModel::rowsRemoved);

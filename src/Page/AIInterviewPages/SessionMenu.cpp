@@ -1,0 +1,119 @@
+#include "SessionMenu.h"
+
+#include "AIInterviewDetailController.h"
+#include "DarkMenu.h"
+#include "FontSteps.h"
+#include "SessionWindow.h"
+
+#include <Page/View/ReadingList.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QSlider>
+#include <QWidgetAction>
+
+namespace parlowen {
+
+namespace {
+
+QString percentText(int percent) { return QStringLiteral("%1%").arg(percent); }
+
+QLabel* makeLabel(const QString& text, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setFont(systemFont(13));
+    label->setStyleSheet(QStringLiteral("color: white;"));
+    return label;
+}
+
+QSlider* makeSlider(int percent, QWidget* parent) {
+    auto* slider = new QSlider(Qt::Horizontal, parent);
+    slider->setObjectName(QStringLiteral("opacity"));
+    slider->setAccessibleName(QStringLiteral("背景不透明度"));
+    slider->setRange(SessionWindow::leastOpacity, SessionWindow::fullOpacity);
+    slider->setPageStep(10);
+    slider->setSingleStep(5);
+    slider->setValue(percent);
+    slider->setMinimumWidth(130);
+    slider->setStyleSheet(
+        QStringLiteral(
+            "QSlider::groove:horizontal { height: 4px; border-radius: 2px; background: %1; }"
+            "QSlider::sub-page:horizontal { border-radius: 2px; background: %2; }"
+            "QSlider::handle:horizontal { width: 14px; margin: -5px 0; border-radius: 7px; background: white; }"
+            "QSlider::handle:horizontal:focus { background: %2; }")
+            .arg(hexColor(theme::darkGrey).name(), hexColor(theme::accent).name()));
+    return slider;
+}
+
+} // namespace
+
+SessionMenu::SessionMenu(SessionWindow* window, ReadingList* list)
+    : QMenu(window) {
+    setObjectName(QStringLiteral("sessionMenu"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    makeDark(*this);
+    if (list != nullptr)
+        addCopying(list);
+    addFont(window);
+    addSeparator();
+    addOpacity(window);
+}
+
+QAction* SessionMenu::add(const char* name, const QString& text, const QKeySequence& keys, bool enabled) {
+    QAction* action = addAction(text);
+    action->setObjectName(QLatin1String(name));
+    // For show: the keys work where no menu is open.
+    action->setShortcut(keys);
+    action->setShortcutContext(Qt::WidgetShortcut);
+    action->setShortcutVisibleInContextMenu(true);
+    action->setEnabled(enabled);
+    return action;
+}
+
+void SessionMenu::addCopying(ReadingList* list) {
+    const bool any = list->model()->rowCount() > 0;
+    connect(add("copy", QStringLiteral("复制"), QKeySequence::Copy, list->canCopy()), &QAction::triggered, list,
+            &ReadingList::copy);
+    connect(add("copyAll", QStringLiteral("复制全部"), {}, any), &QAction::triggered, list, &ReadingList::copyAll);
+    connect(add("selectAll", QStringLiteral("全选"), QKeySequence::SelectAll, any), &QAction::triggered, list,
+            &ReadingList::selectAll);
+    addSeparator();
+}
+
+void SessionMenu::addFont(SessionWindow* window) {
+    AIInterviewDetailController* page = window->controller();
+    const int size = page->fontSize();
+    const auto offer = [&](const char* name, const QString& text, const QKeySequence& keys, int target) {
+        connect(add(name, text, keys, target != size), &QAction::triggered, page,
+                [page, target] { page->setFontSize(target); });
+    };
+    offer("largerFont", QStringLiteral("放大文字"), QKeySequence(Qt::CTRL | Qt::Key_Plus), FontSteps::larger(size));
+    offer("smallerFont", QStringLiteral("缩小文字"), QKeySequence(Qt::CTRL | Qt::Key_Minus), FontSteps::smaller(size));
+    offer("usualFont", QStringLiteral("默认大小"), QKeySequence(Qt::CTRL | Qt::Key_0), FontSteps::usual);
+}
+
+void SessionMenu::addOpacity(SessionWindow* window) {
+    auto* row = new QWidget(this);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(14, 4, 12, 6);
+    layout->setSpacing(10);
+    auto* slider = makeSlider(window->groundOpacity(), row);
+    auto* figure = makeLabel(percentText(slider->maximum()), row);
+    figure->setFixedWidth(figure->sizeHint().width());
+    figure->setText(percentText(slider->value()));
+    layout->addWidget(makeLabel(QStringLiteral("背景不透明度"), row));
+    layout->addWidget(slider, 1);
+    layout->addWidget(figure);
+    row->setFocusProxy(slider);
+    connect(slider, &QSlider::valueChanged, this, [window, figure](int percent) {
+        window->setGroundOpacity(percent);
+        figure->setText(percentText(percent));
+    });
+    auto* action = new QWidgetAction(this);
+    action->setText(slider->accessibleName());
+    action->setDefaultWidget(row);
+    addAction(action);
+}
+
+} // namespace parlowen

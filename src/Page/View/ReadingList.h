@@ -1,0 +1,77 @@
+#pragma once
+
+#include "MeasuredList.h"
+
+#include <QDeadlineTimer>
+
+#include <optional>
+
+namespace parlowen {
+
+/// A list whose text can be read, marked and copied: with the mouse from character to character (a double click marks a
+/// word, a triple click a row), with the keys from row to row. Rows may come and grow meanwhile. Main thread only.
+class ReadingList : public MeasuredList {
+    Q_OBJECT
+public:
+    ReadingList(TextCell* cell, QWidget* parent);
+
+    /// What is marked, the rows on lines of their own and without their numbers; empty when nothing is.
+    QString markedText() const;
+    /// Everything in the list, in the same form.
+    QString wholeText() const;
+    void unmark();
+
+    /// Whether `copy` would copy anything.
+    bool canCopy() const;
+    /// Copies what is marked, else the row that the keys or the context menu are on.
+    void copy();
+    void copyAll();
+    void selectAll() override;
+
+    /// Takes the model's new font.
+    void changeFont(const std::function<void()>& change, int nominalRowHeight);
+    void setModel(QAbstractItemModel* model) override;
+
+Q_SIGNALS:
+    /// A context menu is asked for.
+    void menuRequested(QPoint globalPosition);
+    /// The list has the keyboard, and the user goes by keys.
+    void focusShown(bool shown);
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+
+private:
+    int count() const { return model()->rowCount(); }
+    QString rowText(int row) const;
+    QString textOf(const TextSelection& selection) const;
+    TextPosition positionAt(QPoint point) const;
+    TextPosition endOf(int row) const;
+    void mark(TextPosition anchor, TextPosition cursor);
+    void markWordAt(TextPosition position);
+    void dragTo(QPoint point);
+    void showFocus(bool shown);
+    bool handleKey(const QKeyEvent& event);
+    void stepRow(int way, bool marking);
+    void scrollBy(int pixels);
+    void bringIntoSight(int row);
+    void setCurrentRow(int row);
+
+    std::optional<TextSelection> selection_;
+    bool dragging_ = false;
+    bool showsFocus_ = false;
+    QPoint dragPoint_;
+    QBasicTimer dragScroll_; ///< while the pointer is held above or below the list
+    QDeadlineTimer tripleClick_;
+};
+
+} // namespace parlowen

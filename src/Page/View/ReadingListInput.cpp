@@ -1,0 +1,190 @@
+#include "ReadingList.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QScrollBar>
+#include <QTextBoundaryFinder>
+#include <QTimerEvent>
+
+/// How mouse and keys mark and scroll.
+namespace parlowen {
+
+namespace {
+
+constexpr int dragScrollMilliseconds = 40;
+
+} // namespace
+
+TextPosition ReadingList::positionAt(QPoint point) const {
+    const int row = rowAt(point.y());
+    if (row < 0)
+        return point.y() < 0 || count() == 0 ? TextPosition() : endOf(count() - 1);
+    const QPoint inRow(point.x(), point.y() - rowViewportPosition(row));
+    return {row, cell().offsetAt(model()->index(row, 0), viewport()->width(), inRow)};
+}
+
+void ReadingList::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || count() == 0)
+        return;
+    showFocus(false);
+    const TextPosition position = positionAt(event->position().toPoint());
+    setCurrentRow(position.row);
+    if (!tripleClick_.hasExpired())
+        mark({position.row, 0}, endOf(position.row));
+    else if (event->modifiers().testFlag(Qt::ShiftModifier) && selection_)
+        mark(selection_->anchor, position);
+    else
+        mark(position, position);
+    dragging_ = tripleClick_.hasExpired();
+    tripleClick_ = QDeadlineTimer();
+    setHeld(dragging_);
+}
+
+void ReadingList::mouseMoveEvent(QMouseEvent* event) {
+    if (dragging_)
+        dragTo(event->position().toPoint());
+}
+
+void ReadingList::dragTo(QPoint point) {
+    dragPoint_ = point;
+    mark(selection_->anchor, positionAt({point.x(), std::clamp(point.y(), 0, viewport()->height() - 1)}));
+    if (viewport()->rect().contains(0, point.y()))
+        dragScroll_.stop();
+    else if (!dragScroll_.isActive())
+        dragScroll_.start(dragScrollMilliseconds, this);
+}
+
+void ReadingList::timerEvent(QTimerEvent* event) {
+    if (event->timerId() != dragScroll_.timerId()) {
+        MeasuredList::timerEvent(event);
+        return;
+    }
+    // The further away the pointer is, the faster.
+    const int beyond = dragPoint_.y() < 0 ? dragPoint_.y() : dragPoint_.y() - viewport()->height();
+    scrollBy(beyond / 2);
+    dragTo(dragPoint_);
+}
+
+void ReadingList::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || !dragging_)
+        return;
+    dragging_ = false;
+    setHeld(false);
+    dragScroll_.stop();
+    if (selection_ && selection_->isEmpty())
+        unmark();
+    QClipboard* clipboard = QApplication::clipboard();
+    if (selection_ && clipboard->supportsSelection())
+        clipboard->setText(markedText(), QClipboard::Selection);
+}
+
+void ReadingList::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || count() == 0)
+        return;
+    markWordAt(positionAt(event->position().toPoint()));
+    tripleClick_.setRemainingTime(QApplication::doubleClickInterval());
+}
+
+void ReadingList::markWordAt(TextPosition position) {
+    const QString text = rowText(position.row);
+    QTextBoundaryFinder words(QTextBoundaryFinder::Word, text);
+    words.setPosition(position.offset);
+    qsizetype from = position.offset;
+    if (!words.isAtBoundary() || position.offset == text.size())
+        from = std::max<qsizetype>(0, words.toPreviousBoundary());
+    words.setPosition(from);
+    const qsizetype to = words.toNextBoundary();
+    mark({position.row, from}, {position.row, to < 0 ? text.size() : to});
+}
+
+void ReadingList::contextMenuEvent(QContextMenuEvent* event) {
+    QPoint where = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        if (currentIndex().isValid())
+            where = viewport()->mapToGlobal(visualRect(currentIndex()).intersected(viewport()->rect()).center());
+    } else {
+        setCurrentRow(rowAt(viewport()->mapFromGlobal(where).y()));
+    }
+    Q_EMIT menuRequested(where);
+}
+
+void ReadingList::keyPressEvent(QKeyEvent* event) {
+    event->setAccepted(handleKey(*event));
+    if (event->isAccepted())
+        showFocus(hasFocus());
+}
+
+bool ReadingList::handleKey(const QKeyEvent& event) {
+    if (event.matches(QKeySequence::Copy))
+        copy();
+    else if (event.matches(QKeySequence::SelectAll))
+        selectAll();
+    else if (event.key() == Qt::Key_Escape && selection_)
+        unmark();
+    else if (event.key() == Qt::Key_Up || event.key() == Qt::Key_Down)
+        stepRow(event.key() == Qt::Key_Up ? -1 : 1, event.modifiers().testFlag(Qt::ShiftModifier));
+    else if (event.key() == Qt::Key_PageUp || event.key() == Qt::Key_PageDown)
+        scrollBy((event.key() == Qt::Key_PageUp ? -1 : 1) * viewport()->height() * 9 / 10);
+    else if (event.key() == Qt::Key_Home)
+        verticalScrollBar()->setValue(0);
+    else if (event.key() == Qt::Key_End)
+        scrollToEnd();
+    else
+        return false;
+    return true;
+}
+
+/// A row that is higher than the view is read to its end before the next one comes.
+void ReadingList::stepRow(int way, bool marking) {
+    if (count() == 0)
+        return;
+    const int row = currentIndex().row();
+    const QRect place = visualRect(currentIndex());
+    const int hidden = way > 0 ? place.bottom() - viewport()->height() + 1 : -place.top();
+    const bool inSight = row >= 0 && place.intersects(viewport()->rect());
+    const int step = 3 * verticalScrollBar()->singleStep();
+    if (inSight && hidden > 0 && place.height() > viewport()->height()) {
+        scrollBy(way * std::min(step, hidden));
+        return;
+    }
+    const int next =
+        row < 0 ? std::max(0, rowAt(way > 0 ? 0 : viewport()->height() - 1)) : std::clamp(row + way, 0, count() - 1);
+    if (marking) {
+        const int from = selection_ ? selection_->anchor.row : std::max(0, row);
+        mark(next < from ? endOf(from) : TextPosition{from, 0}, next < from ? TextPosition{next, 0} : endOf(next));
+    }
+    setCurrentRow(next);
+    bringIntoSight(next);
+}
+
+void ReadingList::bringIntoSight(int row) {
+    const QRect place = visualRect(model()->index(row, 0));
+    if (place.top() < 0 || place.height() > viewport()->height())
+        scrollBy(place.top());
+    else if (place.bottom() >= viewport()->height())
+        scrollBy(place.bottom() - viewport()->height() + 1);
+}
+
+void ReadingList::scrollBy(int pixels) { verticalScrollBar()->setValue(verticalScrollBar()->value() + pixels); }
+
+void ReadingList::setCurrentRow(int row) {
+    selectionModel()->setCurrentIndex(model()->index(row, 0), QItemSelectionModel::NoUpdate);
+    viewport()->update();
+}
+
+// The base class would go to the first row.
+void ReadingList::focusInEvent(QFocusEvent* event) {
+    const bool byKeys = event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason;
+    if (byKeys && !currentIndex().isValid() && count() > 0)
+        setCurrentRow(isNearBottom() ? count() - 1 : std::max(0, rowAt(0)));
+    showFocus(byKeys || (showsFocus_ && event->reason() == Qt::PopupFocusReason));
+}
+
+void ReadingList::focusOutEvent(QFocusEvent* event) {
+    if (event->reason() != Qt::PopupFocusReason)
+        showFocus(false);
+}
+
+} // namespace parlowen
