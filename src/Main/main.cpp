@@ -15,6 +15,7 @@
 #include <openssl/crypto.h>
 
 #include <QApplication>
+#include <QIcon>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -107,5 +108,6 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("Parlowen"));
     QApplication::setApplicationVersion(Bundle::shortVersion());
     QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
     return run(line);
 }
