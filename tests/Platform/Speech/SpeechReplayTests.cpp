@@ -125,6 +125,8 @@ struct NamedFault {
     bool sameSocket = false;
 };
 
+void PrintTo(const NamedFault& fault, std::ostream* out) { *out << fault.name; }
+
 class SpeechReplayTest : public ::testing::TestWithParam<NamedFault> {};
 
 TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {

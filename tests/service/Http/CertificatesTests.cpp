@@ -64,18 +64,3 @@ TEST_F(Certificates, WhatACutShortStartLeftIsMadeAnew) {
     const Identity authority{keyFromPem(contents("ca.key")), certificateFromPem(contents("ca.pem"))};
     EXPECT_TRUE(belongTogether(authority));
 }
-
-TEST_F(Certificates, GarbageIsNamedAndLeftAlone) {
-    for (const char* name : fileNames) {
-        std::filesystem::remove_all(tls);
-        prepareTls(tls);
-        writeFile(tls / name, "not a certificate");
-        try {
-            prepareTls(tls);
-            ADD_FAILURE() << name << " was accepted";
-        } catch (const TlsError& problem) {
-            EXPECT_NE(std::string(problem.what()).find((tls / name).string()), std::string::npos) << problem.what();
-        }
-        EXPECT_EQ(contents(name), "not a certificate");
-    }
-}

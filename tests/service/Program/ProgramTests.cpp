@@ -83,7 +83,7 @@ TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
 TEST_F(Program, NamesTheFileThatItCannotUse) {
     const std::string start = command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null");
     ASSERT_EQ(shell(start).status, 0);
-    for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/server.key"}) {
+    for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/ca.key", "tls/server.pem", "tls/server.key"}) {
         const auto file = data / name;
         const std::string kept = contentsOf(file);
         writeFile(file, std::string(5'000, '?'));
