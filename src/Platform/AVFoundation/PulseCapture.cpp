@@ -63,12 +63,31 @@ std::optional<QString> PulseCapture::start(std::uint32_t framesPerBuffer, Sink s
     std::optional<QString> error = input_ ? std::nullopt : lookUp();
     if (error)
         return error;
-    recording_ = std::make_unique<PulseRecording>(*input_->connection, input_->source, framesPerBuffer, std::move(sink),
-                                                  observer_);
-    error = recording_->begin();
+    error = record(framesPerBuffer, sink);
+    if (error && findNextDefault())
+        error = record(framesPerBuffer, sink);
     if (error)
         stop();
     return error;
+}
+
+std::optional<QString> PulseCapture::record(std::uint32_t framesPerBuffer, const Sink& sink) {
+    recording_ =
+        std::make_unique<PulseRecording>(*input_->connection, input_->source, framesPerBuffer, sink, observer_);
+    return recording_->begin();
+}
+
+/// Whether another source has become the default since the look-up; it is recorded in the format that was told.
+bool PulseCapture::findNextDefault() {
+    recording_.reset();
+    QString error;
+    const std::optional<PulseSource> now = input_->connection->defaultSource(&error);
+    if (!now || now->name == input_->source.name)
+        return false;
+    input_->source.name = now->name;
+    input_->source.description = now->description;
+    input_->source.isMonitor = now->isMonitor;
+    return true;
 }
 
 void PulseCapture::stop() {

@@ -25,6 +25,8 @@ public:
 private:
     struct Input;
     std::optional<QString> lookUp();
+    std::optional<QString> record(std::uint32_t framesPerBuffer, const Sink& sink);
+    bool findNextDefault();
 
     const InputObserver observer_;
     std::unique_ptr<Input> input_;              ///< the server's default source as last looked up

@@ -153,6 +153,17 @@ TEST_P(CaptureHoldsTest, GoesOnWhenItsDeviceIsUnplugged) {
     EXPECT_LT(std::abs(listener.surplus()), 0.5);
 }
 
+TEST_P(CaptureHoldsTest, StartsOnTheNextDefaultWhenItsDeviceWentBeforeTheStart) {
+    makeDefault(QStringLiteral("other.monitor"));
+    source = defaultInputCapture()();
+    EXPECT_EQ(source->format()->sampleRate(), 44100);
+    unplug(QStringLiteral("other"));
+    const PlayedTone sound = tone(QStringLiteral("call"));
+    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    EXPECT_TRUE(listener.hearsSound());
+    EXPECT_EQ(source->format()->sampleRate(), 44100) << "as it was told";
+}
+
 TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestarts) {
     capture(QStringLiteral("call.monitor"));
     for (int round = 1; round <= 3; ++round) {
