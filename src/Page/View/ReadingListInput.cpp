@@ -112,7 +112,8 @@ void ReadingList::contextMenuEvent(QContextMenuEvent* event) {
 
 void ReadingList::keyPressEvent(QKeyEvent* event) {
     event->setAccepted(handleKey(*event));
-    if (event->isAccepted())
+    const bool goes = event->key() != Qt::Key_Escape && !event->modifiers().testFlag(Qt::ControlModifier);
+    if (event->isAccepted() && goes)
         showFocus(hasFocus());
 }
 

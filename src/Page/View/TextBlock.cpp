@@ -20,6 +20,14 @@ constexpr qsizetype never = std::numeric_limits<qsizetype>::max();
 /// Space between two lines of a block: Chinese in a tight setting is tiring to read.
 int lineGap(const QFont& font) { return std::max(1, font.pixelSize() / 5); }
 
+/// Whether the order of a line's characters may depend on what stands in another line.
+bool hasRightToLeft(QStringView text) {
+    return std::ranges::any_of(text, [](QChar character) {
+        const QChar::Direction direction = character.direction();
+        return direction == QChar::DirR || direction == QChar::DirAL;
+    });
+}
+
 } // namespace
 
 /// Lines that stand together. The layout of a stretch that another follows holds a few lines more than are shown.
@@ -47,9 +55,9 @@ void TextBlock::setText(const QString& text) {
     full.replace(u'\n', QChar::LineSeparator);
     if (!stretches_.empty() && full == full_)
         return;
-    const bool turned = full.isRightToLeft() != full_.isRightToLeft();
+    const bool wasMixed = std::exchange(isMixed_, hasRightToLeft(full));
     const auto change = std::mismatch(full.cbegin(), full.cend(), full_.cbegin(), full_.cend());
-    const qsizetype unchanged = turned ? 0 : change.first - full.cbegin();
+    const qsizetype unchanged = isMixed_ != wasMixed ? 0 : change.first - full.cbegin();
     full_ = std::move(full);
     while (!stretches_.empty() && stretches_.back().settledBy > unchanged)
         stretches_.pop_back();
@@ -80,7 +88,7 @@ void TextBlock::layOutFrom(qsizetype start) {
         ++made.lines;
     }
     made.layout->endLayout();
-    const bool isLong = made.lines > linesOfTheLast;
+    const bool isLong = made.lines > linesOfTheLast && !isMixed_;
     if (isLong)
         settleLines(made);
     stretches_.push_back(std::move(made));

@@ -47,7 +47,8 @@ private:
     QString prefix_;
     QFont font_;
     int width_;
-    QString full_; ///< prefix and text, line feeds turned into line separators
+    QString full_;         ///< prefix and text, line feeds turned into line separators
+    bool isMixed_ = false; ///< has text that runs from right to left; it is then one stretch
     std::vector<Stretch> stretches_;
 };
 

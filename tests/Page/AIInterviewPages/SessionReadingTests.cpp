@@ -1,0 +1,216 @@
+#include "SessionRig.h"
+
+#include <Page/AIInterviewPages/FontSteps.h>
+#include <Page/View/ReadingList.h>
+
+#include <QAccessible>
+#include <QClipboard>
+#include <QMenu>
+#include <QScrollBar>
+#include <QSlider>
+#include <QTest>
+#include <QWindow>
+
+namespace parlowen {
+namespace {
+
+using testing::waitFor;
+
+/// What readers do beside reading, by real keys and clicks.
+class SessionReadingTest : public SessionRig {
+protected:
+    void openActive(int answerType = 0) {
+        single();
+        settings_.setAiInterviewSetModel(interview(answerType));
+        open();
+        window_->activateWindow();
+        ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QWidget* focused = QApplication::focusWidget();
+        QTest::keyClick(focused != nullptr ? focused : window_.get(), key, modifiers);
+    }
+    qint64 storedSize() const { return settings_.aiInterviewSetModel()->answerFontSize; }
+    int shownSize(const MeasuredList& list) const {
+        return list.model()->index(0, 0).data(Qt::FontRole).value<QFont>().pixelSize();
+    }
+    /// Presses the right button at a place of the window, as the window system reports it.
+    QMenu* menuAt(QPoint place) {
+        QTest::mouseClick(window_->windowHandle(), Qt::RightButton, {}, place);
+        EXPECT_TRUE(waitFor([this] { return findMenu() != nullptr && findMenu()->isVisible(); }));
+        return findMenu();
+    }
+    QPoint inWindow(const MeasuredList& list, int row) {
+        return list.viewport()->mapTo(window_.get(), list.visualRect(list.model()->index(row, 0)).center());
+    }
+    QMenu* findMenu() { return window_->findChild<QMenu*>(QStringLiteral("sessionMenu")); }
+    void choose(QMenu* menu, const char* name) {
+        auto* action = menu->findChild<QAction*>(QLatin1String(name));
+        ASSERT_NE(action, nullptr) << name;
+        QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
+        ASSERT_TRUE(waitFor([this] { return findMenu() == nullptr; }));
+    }
+    static std::string clipboard() { return QApplication::clipboard()->text().toStdString(); }
+};
+
+TEST(FontStepsTest, GoFromStepToStepWithinTheirLimits) {
+    const struct {
+        int size, smaller, larger;
+    } cases[] = {{14, 14, 16}, {16, 14, 18}, {17, 16, 18}, {22, 20, 24}, {24, 22, 24}, {9, 14, 14}, {40, 24, 24}};
+    for (const auto& [size, smaller, larger] : cases) {
+        EXPECT_EQ(FontSteps::smaller(size), smaller) << size;
+        EXPECT_EQ(FontSteps::larger(size), larger) << size;
+    }
+}
+
+TEST_F(SessionReadingTest, KeysChangeTheListsFontInStepsAndStoreIt) {
+    openActive(1);
+    final(QStringLiteral("Tell me."));
+    ASSERT_EQ(shownSize(transcript()), 16);
+    auto changed = *settings_.aiInterviewSetModel();
+    changed.positioname = QStringLiteral("changed meanwhile");
+    settings_.setAiInterviewSetModel(changed);
+    QTest::mouseClick(box().viewport(), Qt::LeftButton);
+    const int height = transcript().rowHeight(0);
+    const struct {
+        Qt::Key key;
+        int size;
+    } steps[] = {{Qt::Key_Plus, 18}, {Qt::Key_Equal, 20}, {Qt::Key_Minus, 18}, {Qt::Key_Plus, 20},  {Qt::Key_Plus, 22},
+                 {Qt::Key_Plus, 24}, {Qt::Key_Plus, 24},  {Qt::Key_0, 14},     {Qt::Key_Minus, 14}, {Qt::Key_Plus, 16}};
+    for (const auto& [key, size] : steps) {
+        press(key, Qt::ControlModifier);
+        EXPECT_EQ(page().fontSize(), size);
+        EXPECT_EQ(shownSize(transcript()), size);
+        EXPECT_EQ(storedSize(), size);
+    }
+    EXPECT_EQ(transcript().rowHeight(0), height);
+    EXPECT_EQ(settings_.aiInterviewSetModel()->positioname.toStdString(), "changed meanwhile");
+    EXPECT_EQ(box().toPlainText().toStdString(), "\nTell me.") << "the keys type nothing";
+}
+
+TEST_F(SessionReadingTest, AnotherFontKeepsTheReadersPlace) {
+    openActive();
+    settings_.setAiInterviewSetModel(std::nullopt);
+    for (int i = 0; i < 24; ++i)
+        final(QStringLiteral("Please tell me about a project that you are proud of, number %1.").arg(i));
+    transcript().verticalScrollBar()->setValue(200);
+    const int row = transcript().rowAt(0);
+    press(Qt::Key_Plus, Qt::ControlModifier);
+    press(Qt::Key_Plus, Qt::ControlModifier);
+    EXPECT_EQ(page().fontSize(), 20);
+    EXPECT_EQ(transcript().rowAt(0), row);
+    EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt) << "where no settings are stored, none appear";
+    transcript().scrollToEnd();
+    press(Qt::Key_0, Qt::ControlModifier);
+    EXPECT_EQ(transcript().verticalScrollBar()->value(), transcript().verticalScrollBar()->maximum());
+}
+
+TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
+    openActive();
+    final(QStringLiteral("Tell me."));
+    final(QStringLiteral("Why?"));
+    choose(menuAt(inWindow(transcript(), 1)), "copy");
+    EXPECT_EQ(clipboard(), "Why?");
+    choose(menuAt(inWindow(transcript(), 0)), "copyAll");
+    EXPECT_EQ(clipboard(), "Tell me.\nWhy?");
+    choose(menuAt(inWindow(transcript(), 0)), "selectAll");
+    press(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(clipboard(), "Tell me.\nWhy?");
+    choose(menuAt(inWindow(transcript(), 0)), "largerFont");
+    EXPECT_EQ(storedSize(), 18);
+
+    QMenu* onGround = menuAt({300, 30});
+    EXPECT_EQ(onGround->findChild<QAction*>(QStringLiteral("copy")), nullptr);
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(waitFor([this] { return findMenu() == nullptr; }));
+    EXPECT_TRUE(window_->isVisible());
+}
+
+TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
+    const auto alpha = [this] {
+        QImage picture(window_->size(), QImage::Format_ARGB32);
+        picture.fill(Qt::transparent);
+        window_->render(&picture, {}, {}, QWidget::DrawChildren);
+        return picture.pixelColor(300, 6).alpha();
+    };
+    openActive();
+    EXPECT_EQ(alpha(), qRound(0.7 * 255));
+    auto* slider = menuAt({300, 30})->findChild<QSlider*>(QStringLiteral("opacity"));
+    ASSERT_NE(slider, nullptr);
+    EXPECT_EQ(slider->value(), 70);
+    QTest::keyClick(slider, Qt::Key_Right);
+    EXPECT_EQ(alpha(), qRound(0.75 * 255));
+    QTest::keyClick(slider, Qt::Key_Home);
+    EXPECT_EQ(alpha(), qRound(0.3 * 255)) << "it never vanishes";
+    findMenu()->close();
+    close();
+    window_.reset();
+    tokenServer_.enqueue(Reply::json(200, "{}"));
+    openWindow();
+    EXPECT_EQ(alpha(), qRound(0.3 * 255));
+    settings_.setSessionWindowOpacity(3);
+    openWindow();
+    EXPECT_EQ(window_->groundOpacity(), 30) << "whatever is stored";
+}
+
+TEST_F(SessionReadingTest, NoKeyClosesTheWindowOrAsksByAccident) {
+    openActive(1);
+    final(QStringLiteral("Tell me."));
+    const auto everywhere = [this](const std::function<void()>& act) {
+        act();
+        for (QWidget* control : page().keyboardOrder()) {
+            control->setFocus(Qt::TabFocusReason);
+            act();
+        }
+        window_->findChild<QToolButton*>(QStringLiteral("closeButton"))->setFocus(Qt::TabFocusReason);
+        act();
+    };
+    everywhere([this] {
+        for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Return, Qt::Key_Enter}) {
+            press(key);
+            press(key, Qt::AltModifier);
+        }
+    });
+    EXPECT_TRUE(window_->isVisible());
+    EXPECT_FALSE(page().isClosing());
+    EXPECT_TRUE(page().isTop());
+    EXPECT_TRUE(page().streamModels().empty());
+}
+
+TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlFromTopToBottom) {
+    openActive(1);
+    ASSERT_TRUE(waitFor([this] { return QApplication::focusWidget() == nullptr; })) << "no field has it at first";
+    std::vector<std::string> seen;
+    for (int i = 0; i < 6; ++i) {
+        press(Qt::Key_Tab);
+        QWidget* focused = QApplication::focusWidget();
+        ASSERT_NE(focused, nullptr);
+        seen.push_back(focused->objectName().toStdString());
+        QAccessibleInterface* face = QAccessible::queryAccessibleInterface(focused);
+        EXPECT_FALSE(face->text(QAccessible::Name).isEmpty()) << seen.back();
+        const QImage with = window_->grab().toImage();
+        focused->clearFocus();
+        EXPECT_NE(window_->grab().toImage(), with) << seen.back() << " shows that it has the focus";
+        focused->setFocus(Qt::TabFocusReason);
+    }
+    EXPECT_THAT(seen, ::testing::ElementsAre("topImg", "closeButton", "topTableView", "textView", "aiResponseButton",
+                                             "bottomTableView"));
+}
+
+TEST_F(SessionReadingTest, AScreenReaderReadsTheRowsWithTheirNumbers) {
+    openActive();
+    final(QStringLiteral("Tell me."));
+    ASSERT_TRUE(asked(1));
+    answerPiece(QStringLiteral("先说"));
+    ASSERT_TRUE(waitFor([this] { return shown(answers(), 0) == "先说"; }));
+    for (const auto& [list, text] : {std::pair(&transcript(), "1:Tell me."), std::pair(&answers(), "1:先说")})
+        EXPECT_EQ(QAccessible::queryAccessibleInterface(list)
+                      ->tableInterface()
+                      ->cellAt(0, 0)
+                      ->text(QAccessible::Name)
+                      .toStdString(),
+                  text);
+}
+
+} // namespace
+} // namespace parlowen

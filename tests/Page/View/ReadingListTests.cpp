@@ -1,0 +1,197 @@
+#include <Page/View/AiInterviewAiCellMac.h>
+#include <Page/View/ReadingList.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/SystemFont.h>
+#include <gmock/gmock.h>
+
+#include <QAccessible>
+#include <QApplication>
+#include <QClipboard>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTest>
+#include <support/WaitFor.h>
+
+namespace parlowen {
+namespace {
+
+using testing::waitFor;
+
+class ReadingListTest : public ::testing::Test {
+protected:
+    ReadingListTest() {
+        list_.setModel(&model_);
+        list_.setNominalRowHeight(TextCell::nominalHeight(systemFont(14)));
+        list_.resize(300, 200);
+        list_.show();
+        list_.activateWindow();
+        EXPECT_TRUE(waitFor([this] { return list_.hasFocus(); }));
+        QApplication::clipboard()->clear();
+    }
+
+    void add(const QString& text) {
+        list_.keepPlace([&] {
+            auto* item = new QStandardItem;
+            item->setData(systemFont(14), Qt::FontRole);
+            item->setData(text, AiInterviewAiCellMac::answerRole);
+            model_.appendRow(item);
+        });
+    }
+    void addThree() {
+        for (const char* text : {"alpha beta gamma", "delta", "epsilon zeta"})
+            add(QString::fromUtf8(text));
+    }
+    /// The left side of a character, in the middle of its line.
+    QPoint at(int row, int offset) {
+        const QRect area = list_.visualRect(model_.index(row, 0));
+        for (int x = 0; x < area.width(); ++x) {
+            if (cell_->offsetAt(model_.index(row, 0), area.width(), {x, 16}) >= offset)
+                return area.topLeft() + QPoint(x, 16);
+        }
+        return area.topRight();
+    }
+    void drag(QPoint from, QPoint to) {
+        QTest::mousePress(list_.viewport(), Qt::LeftButton, {}, from);
+        QTest::mouseMove(list_.viewport(), (from + to) / 2);
+        QTest::mouseMove(list_.viewport(), to);
+    }
+    void release(QPoint at) { QTest::mouseRelease(list_.viewport(), Qt::LeftButton, {}, at); }
+    std::string copied() {
+        QTest::keyClick(&list_, Qt::Key_C, Qt::ControlModifier);
+        return QApplication::clipboard()->text().toStdString();
+    }
+    void takeFocusByKeys() {
+        list_.clearFocus();
+        list_.setFocus(Qt::TabFocusReason);
+    }
+
+    QStandardItemModel model_;
+    AiInterviewAiCellMac* cell_ = new AiInterviewAiCellMac;
+    ReadingList list_{cell_, nullptr};
+};
+
+TEST_F(ReadingListTest, ADragMarksFromCharacterToCharacterAcrossRows) {
+    addThree();
+    const QImage before = list_.grab().toImage();
+    drag(at(0, 6), at(2, 7));
+    release(at(2, 7));
+    EXPECT_EQ(list_.markedText().toStdString(), "beta gamma\ndelta\nepsilon");
+    EXPECT_EQ(copied(), "beta gamma\ndelta\nepsilon");
+    const QImage marked = list_.grab().toImage();
+    const QPoint inMark = at(1, 2) - QPoint(0, 8);
+    EXPECT_NE(marked.pixel(inMark), before.pixel(inMark)) << "what is marked is seen";
+    EXPECT_EQ(marked.pixel(290, inMark.y()), before.pixel(290, inMark.y())) << "and nothing beside the text";
+
+    drag(at(2, 7), at(2, 3)); // backwards, within one row
+    release(at(2, 3));
+    EXPECT_EQ(copied(), "ilon");
+    QTest::keyClick(&list_, Qt::Key_Escape);
+    EXPECT_TRUE(list_.markedText().isEmpty());
+    EXPECT_EQ(list_.grab().toImage(), before);
+}
+
+TEST_F(ReadingListTest, ADoubleClickMarksAWordAndATripleClickARow) {
+    addThree();
+    const QPoint word = at(0, 8);
+    QTest::mouseClick(list_.viewport(), Qt::LeftButton, {}, word);
+    EXPECT_TRUE(list_.markedText().isEmpty());
+    QTest::mouseDClick(list_.viewport(), Qt::LeftButton, {}, word);
+    EXPECT_EQ(list_.markedText().toStdString(), "beta");
+    QTest::mouseClick(list_.viewport(), Qt::LeftButton, {}, word);
+    EXPECT_EQ(list_.markedText().toStdString(), "alpha beta gamma");
+    QTest::mouseClick(list_.viewport(), Qt::LeftButton, Qt::ShiftModifier, at(1, 3));
+    EXPECT_EQ(list_.markedText().toStdString(), "alpha beta gamma\ndel");
+}
+
+TEST_F(ReadingListTest, KeysMarkAndCopyARowSomeRowsAndAll) {
+    QTest::keyClick(&list_, Qt::Key_Down);
+    EXPECT_EQ(copied(), "") << "an empty list has nothing";
+    addThree();
+    takeFocusByKeys();
+    EXPECT_EQ(copied(), "epsilon zeta") << "the newest, which the list follows";
+    QTest::keyClick(&list_, Qt::Key_Up);
+    EXPECT_EQ(copied(), "delta");
+    QTest::keyClick(&list_, Qt::Key_Up, Qt::ShiftModifier);
+    EXPECT_EQ(copied(), "alpha beta gamma\ndelta");
+    QTest::keyClick(&list_, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(copied(), "alpha beta gamma\ndelta\nepsilon zeta");
+}
+
+TEST_F(ReadingListTest, TheMarkStaysWhileRowsComeAndGoesWithItsRows) {
+    addThree();
+    drag(at(0, 0), at(1, 5));
+    release(at(1, 5));
+    model_.item(1)->setData(QStringLiteral("del"), AiInterviewAiCellMac::answerRole);
+    add(QStringLiteral("eta"));
+    EXPECT_EQ(copied(), "alpha beta gamma\ndel") << "of a text that became shorter, what is left";
+    model_.removeRows(0, 4);
+    EXPECT_TRUE(list_.markedText().isEmpty());
+}
+
+TEST_F(ReadingListTest, NothingMovesUnderAPointerThatMarksButBeyondTheEdgeItScrolls) {
+    for (int i = 0; i < 30; ++i)
+        add(QStringLiteral("sentence number %1").arg(i));
+    const QScrollBar& bar = *list_.verticalScrollBar();
+    const int place = bar.value();
+    const QPoint start(40, 60);
+    drag(start, {80, 100});
+    add(QStringLiteral("one more"));
+    EXPECT_EQ(bar.value(), place);
+    QTest::mouseMove(list_.viewport(), {80, -40});
+    ASSERT_TRUE(waitFor([&] { return bar.value() < place - 200; }));
+    release({80, -40});
+    EXPECT_GT(list_.markedText().count(u'\n'), 5);
+    list_.scrollToEnd();
+    add(QStringLiteral("and one"));
+    EXPECT_EQ(bar.value(), bar.maximum()) << "it follows again";
+}
+
+TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
+    add(QStringLiteral("first"));
+    add(QStringLiteral("长").repeated(600));
+    add(QStringLiteral("last"));
+    list_.verticalScrollBar()->setValue(0);
+    takeFocusByKeys();
+    EXPECT_EQ(list_.currentIndex().row(), 0);
+    QTest::keyClick(&list_, Qt::Key_Down);
+    int presses = 0;
+    for (; list_.currentIndex().row() == 1 && presses < 100; ++presses)
+        QTest::keyClick(&list_, Qt::Key_Down);
+    EXPECT_GT(presses, 3);
+    EXPECT_EQ(list_.currentIndex().row(), 2);
+    EXPECT_LT(list_.visualRect(list_.currentIndex()).bottom(), list_.viewport()->height());
+    QTest::keyClick(&list_, Qt::Key_Home);
+    EXPECT_EQ(list_.verticalScrollBar()->value(), 0);
+    QTest::keyClick(&list_, Qt::Key_PageDown);
+    EXPECT_GT(list_.verticalScrollBar()->value(), 100);
+    QTest::keyClick(&list_, Qt::Key_End);
+    EXPECT_EQ(list_.verticalScrollBar()->value(), list_.verticalScrollBar()->maximum());
+}
+
+TEST_F(ReadingListTest, ShowsWhereTheKeysAreOnlyToThoseWhoUseThem) {
+    addThree();
+    const QSignalSpy shown(&list_, &ReadingList::focusShown);
+    QTest::mouseClick(list_.viewport(), Qt::LeftButton, {}, at(1, 2));
+    EXPECT_EQ(shown.count(), 0);
+    const QImage without = list_.grab().toImage();
+    QTest::keyClick(&list_, Qt::Key_Down);
+    ASSERT_EQ(shown.count(), 1);
+    const QPoint bar = list_.visualRect(model_.index(2, 0)).topLeft() + QPoint(4, 14);
+    EXPECT_NE(list_.grab().toImage().pixel(bar), without.pixel(bar));
+    list_.clearFocus();
+    EXPECT_EQ(shown.count(), 2);
+}
+
+TEST_F(ReadingListTest, AScreenReaderReadsTheRows) {
+    addThree();
+    model_.item(0)->setData(QStringLiteral("1:alpha beta gamma"), Qt::AccessibleTextRole);
+    QAccessibleInterface* face = QAccessible::queryAccessibleInterface(&list_);
+    ASSERT_NE(face, nullptr);
+    ASSERT_NE(face->tableInterface(), nullptr);
+    EXPECT_EQ(face->tableInterface()->rowCount(), 3);
+    EXPECT_EQ(face->tableInterface()->cellAt(0, 0)->text(QAccessible::Name).toStdString(), "1:alpha beta gamma");
+}
+
+} // namespace
+} // namespace parlowen
