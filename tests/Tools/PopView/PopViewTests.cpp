@@ -69,7 +69,7 @@ TEST_F(PopViewTest, ACardFadesInInTheMiddleAndLeavesNothing) {
     clock.start();
     closeCurrentPopView();
     ASSERT_TRUE(waitFor([&] { return pop.isNull() && content.isNull(); }));
-    EXPECT_GE(clock.elapsed(), 240) << "it fades out";
+    EXPECT_GE(clock.elapsed(), 100) << "it fades out";
     closeCurrentPopView();
 }
 
