@@ -8,6 +8,8 @@
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QDeadlineTimer>
+#include <QPixmapCache>
 #include <malloc.h>
 
 // Qt's own hooks for watching its objects, without its private headers.
@@ -21,6 +23,7 @@ constexpr int addObjectHook = 3;
 constexpr int removeObjectHook = 4;
 constexpr int openings = 200;
 constexpr int warmUp = 20;
+constexpr int warmUpMinutes = 15; // what is laid out is kept up to a limit
 constexpr double targetBytesAnOpening = 64;
 constexpr double targetGrowth = 1.05;
 
@@ -43,6 +46,15 @@ void settle() {
     while (QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents));
 }
 
+/// Lets what a session does a moment after it has opened and closed come to its end.
+void settleLater() {
+    const QDeadlineTimer end(1000);
+    while (!end.hasExpired())
+        settle();
+    QPixmapCache::clear(); // icons, kept up to a limit of their own
+    malloc_trim(0);
+}
+
 /// Opens a session, lets it show something, and closes it.
 void runShortly(bench::OfflineSession& session) {
     session.open();
@@ -59,11 +71,13 @@ bool judgeOpenings() {
     bench::OfflineSession session;
     for (int i = 0; i < warmUp; ++i)
         runShortly(session);
+    settleLater();
     const int objectsBefore = objects;
     const auto widgetsBefore = QApplication::allWidgets().size();
     const std::size_t before = heapInUse();
     for (int i = 0; i < openings; ++i)
         runShortly(session);
+    settleLater();
     const auto grown = static_cast<double>(heapInUse()) - static_cast<double>(before);
     std::printf("opened and closed %d times: heap %zu bytes before, grown by %.0f\n", openings, before, grown);
     bool met = bench::judge("objects left behind", objects - objectsBefore, 0, "");
@@ -112,12 +126,14 @@ bool judgeHour() {
     bench::OfflineSession session;
     session.open();
     int minute = 0;
-    for (; minute < 5; ++minute)
+    for (; minute < warmUpMinutes; ++minute)
         replayMinute(session, minute);
+    settleLater();
     const std::size_t startData = dataBytes(session);
     const std::size_t start = heapInUse();
-    for (; minute < 65; ++minute)
+    for (; minute < warmUpMinutes + 60; ++minute)
         replayMinute(session, minute);
+    settleLater();
     const std::size_t endData = dataBytes(session);
     const std::size_t end = heapInUse();
     std::printf("an hour's interview: heap %zu bytes at its start, %zu at its end; rows and answers %zu and %zu\n",

@@ -11,7 +11,7 @@ constexpr int above = 4;
 constexpr int between = 4;
 constexpr int below = 4;
 constexpr int belowResult = 8;
-constexpr qsizetype keptCharacters = 60'000; // what fills a large screen in the smallest font, several times over
+constexpr qsizetype keptCharacters = 20'000; // more than a large screen shows in the smallest font
 
 /// What of a row can be seen.
 QRect visiblePart(const QStyleOptionViewItem& option) {

@@ -121,7 +121,7 @@ TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
 
     QMenu* onGround = menuAt({300, 30});
     EXPECT_EQ(onGround->findChild<QAction*>(QStringLiteral("copy")), nullptr);
-    press(Qt::Key_Escape);
+    QTest::keyClick(onGround, Qt::Key_Escape);
     EXPECT_TRUE(waitFor([this] { return findMenu() == nullptr; }));
     EXPECT_TRUE(window_->isVisible());
 }
