@@ -22,9 +22,9 @@ using namespace parlowen;
 constexpr int addObjectHook = 3;
 constexpr int removeObjectHook = 4;
 constexpr int openings = 200;
-constexpr int warmUp = 20;
-constexpr int warmUpMinutes = 15; // what is laid out is kept up to a limit
-constexpr double targetBytesAnOpening = 64;
+constexpr int warmUp = 100;
+constexpr int warmUpMinutes = 15;             // what is laid out is kept up to a limit
+constexpr double targetBytesAnOpening = 1024; // Qt itself keeps some two hundred for a widget with a style sheet
 constexpr double targetGrowth = 1.05;
 
 const QString answerPiece = QStringLiteral("先说结论，再说理由。");

@@ -3,12 +3,17 @@
 #include <Page/AIInterviewPages/SessionRig.h>
 #include <Tools/StreamModel.h>
 
+#include <QMenu>
+#include <QTest>
+#include <QWindow>
+
 namespace parlowen::screenshots {
 namespace {
 
 using parlowen::testing::waitFor;
 
-/// Real sessions in both layouts: answers that come by themselves, and answers on request.
+/// Real sessions in both layouts: answers that come by themselves, and answers on request. With QT_FONT_DPI=144 in the
+/// environment they are drawn as for a user who wants text half as large again.
 class SessionPictures : public SessionRig, public ::testing::WithParamInterface<int> {
 protected:
     bool isManual() const { return GetParam() == 1; }
@@ -79,6 +84,30 @@ TEST_P(SessionPictures, TranslatedRows) {
     translated(QStringLiteral("SpeechHypothesis"), QStringLiteral("And how large was"),
                QStringLiteral("¿Y qué tan grande era"));
     take(QStringLiteral("translated rows"));
+}
+
+TEST_P(SessionPictures, FullListsWithAMarkAndTheMenu) {
+    openPlain();
+    for (int i = 0; i < 3; ++i) {
+        for (const char* sentence : sentences) {
+            const std::size_t before = page().streamModels().size();
+            final(QString::fromUtf8(sentence));
+            ASSERT_TRUE(isManual() || page().streamModels().size() == before + 1);
+        }
+    }
+    answer(isManual() ? 1 : 15, begun + QStringLiteral("最终一致。\n").repeated(12) + begun.repeated(3));
+    window_->activateWindow();
+    ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+    QWidget* text = transcript().viewport();
+    QTest::mousePress(text, Qt::LeftButton, {}, {120, 24});
+    QTest::mouseMove(text, {330, 92});
+    QTest::mouseRelease(text, Qt::LeftButton, {}, {330, 92});
+    answers().setFocus(Qt::TabFocusReason);
+    take(QStringLiteral("full, with a mark and the keyboard on the answers"));
+    QTest::mouseClick(window_->windowHandle(), Qt::RightButton, {}, text->mapTo(window_.get(), QPoint(250, 60)));
+    auto* menu = window_->findChild<QMenu*>(QStringLiteral("sessionMenu"));
+    ASSERT_NE(menu, nullptr);
+    Sheet::shared().add(QStringLiteral("its context menu"), *menu);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, SessionPictures, ::testing::Values(0, 1));
