@@ -11,6 +11,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/SystemLog.h>
+#include <Page/AIInterviewPages/WindowLevel.h>
 
 #include <openssl/crypto.h>
 
@@ -102,6 +103,8 @@ int main(int argc, char** argv) {
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     if (line.headless || !session)
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    else
+        preferPlatformWithLevels();
     // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     QApplication application(argc, argv);

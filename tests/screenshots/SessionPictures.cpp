@@ -12,8 +12,8 @@ namespace {
 
 using parlowen::testing::waitFor;
 
-/// Real sessions in both layouts: answers that come by themselves, and answers on request. With QT_FONT_DPI=144 in the
-/// environment they are drawn as for a user who wants text half as large again.
+/// Real sessions in both layouts: answers that come by themselves, and answers on request. With QT_FONT_DPI=144 and
+/// QT_ENABLE_HIGHDPI_SCALING=0 in the environment they are drawn as for a user who wants text half as large again.
 class SessionPictures : public SessionRig, public ::testing::WithParamInterface<int> {
 protected:
     bool isManual() const { return GetParam() == 1; }
