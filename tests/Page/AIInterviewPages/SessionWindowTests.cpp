@@ -101,25 +101,25 @@ TEST_F(SessionWindowTest, IsMovedByItsGroundAndResizedAtItsEdges) {
     EXPECT_EQ(window_->geometry().left(), 170) << "its right edge stays";
 }
 
-TEST(SessionLayoutTest, ListsTakeTheirSharesOfThePage) {
-    const SessionLayout automatic = SessionLayout::of({1000, 700}, false);
-    EXPECT_EQ(automatic.timeLabel.topLeft(), QPoint(16, 16));
-    EXPECT_EQ(automatic.pin.size(), QSize(26, 26));
-    EXPECT_EQ(automatic.pin.right() + 1, 950);
-    EXPECT_EQ(automatic.pin.center().y(), automatic.timeLabel.center().y());
-    EXPECT_EQ(automatic.transcript, QRect(16, automatic.timeLabel.bottom() + 1 + 11, 968, 245));
-    EXPECT_EQ(automatic.answers.top(), automatic.transcript.bottom() + 1 + 23);
-    EXPECT_EQ(automatic.answers.bottom() + 1, 684);
-    EXPECT_TRUE(automatic.questionBox.isNull());
-
-    const SessionLayout manual = SessionLayout::of({1000, 700}, true);
-    EXPECT_EQ(manual.transcript.height(), 175);
-    EXPECT_EQ(manual.questionBox, QRect(16, manual.transcript.bottom() + 1 + 23, 968, 175));
-    EXPECT_EQ(manual.answers.top(), manual.questionBox.bottom() + 1 + 23);
-    EXPECT_EQ(manual.answers.bottom() + 1, 684);
-    EXPECT_EQ(manual.answerButton.size(), QSize(85, 35));
-    EXPECT_EQ(manual.answerButton.bottom(), manual.questionBox.bottom() - 10);
-    EXPECT_TRUE(manual.questionBox.contains(manual.answerButton));
+TEST(SessionLayoutTest, NothingOverlapsOrLeavesThePageInTheSmallestWindowWithLargeText) {
+    for (const int textHeight : {13, 20, 34}) { // of tips, at a font scale of 1, 1.5 and more
+        const int header = SessionLayout::headerFor(textHeight * 14 / 10, textHeight);
+        for (const bool manual : {false, true}) {
+            const QRect page(0, 0, 480, 420);
+            const SessionLayout layout = SessionLayout::of(page.size(), manual, header);
+            std::vector<QRect> below{layout.timeLabel, layout.transcript, layout.answers};
+            if (manual)
+                below.insert(below.begin() + 2, layout.questionBox);
+            for (std::size_t i = 0; i < below.size(); ++i) {
+                EXPECT_TRUE(page.contains(below[i])) << i;
+                EXPECT_GE(below[i].height(), 26) << i;
+                EXPECT_TRUE(i == 0 || below[i].top() > below[i - 1].bottom()) << i;
+            }
+            EXPECT_TRUE(page.contains(layout.tip({80, textHeight}))) << textHeight;
+            EXPECT_EQ(layout.pin.center().y(), layout.timeLabel.center().y());
+            EXPECT_TRUE(!manual || layout.questionBox.contains(layout.answerButton));
+        }
+    }
 }
 
 } // namespace
