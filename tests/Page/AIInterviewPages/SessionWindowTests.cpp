@@ -52,11 +52,13 @@ TEST_F(SessionWindowTest, IsADarkTranslucentFloatingWindow) {
 
 TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
     openWindow();
+    window_->activateWindow();
+    ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
     const QImage pinned = pin().grab().toImage();
     QTest::mouseMove(window_.get(), {300, 300});
     EXPECT_FALSE(tip().isVisible());
     QTest::mouseMove(&pin(), {13, 13});
-    EXPECT_TRUE(tip().isVisible());
+    ASSERT_TRUE(waitFor([this] { return tip().isVisible(); }));
     EXPECT_EQ(tip().text().toStdString(), "取消置顶");
     EXPECT_EQ(tip().geometry().bottom() + 1, pin().y() - 2);
     EXPECT_NEAR(tip().geometry().center().x(), pin().geometry().center().x(), 1);
@@ -72,7 +74,7 @@ TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
     EXPECT_TRUE(page().isTop());
     EXPECT_TRUE(floats());
     QTest::mouseMove(window_.get(), {300, 300});
-    EXPECT_FALSE(tip().isVisible());
+    EXPECT_TRUE(waitFor([this] { return !tip().isVisible(); }));
 }
 
 TEST_F(SessionWindowTest, ItsIconsAreDrawn) {
