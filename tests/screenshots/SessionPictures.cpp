@@ -72,6 +72,20 @@ TEST_P(SessionPictures, PlainRowsAndAGrowingAnswer) {
     take(QStringLiteral("an answer grows"));
 }
 
+TEST_P(SessionPictures, TheSmallestWindowUnderThePointer) {
+    openPlain();
+    for (const char* sentence : sentences)
+        final(QString::fromUtf8(sentence));
+    window_->resize(window_->minimumSize());
+    window_->activateWindow();
+    ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+    auto* pin = window_->findChild<QToolButton*>(QStringLiteral("topImg"));
+    QTest::mouseMove(pin, pin->rect().center());
+    ASSERT_TRUE(waitFor([pin] { return pin->underMouse(); }));
+    take(QStringLiteral("as small as it gets, the pointer on the pin"));
+    QTest::mouseMove(window_.get(), {200, 200});
+}
+
 TEST_P(SessionPictures, TranslatedRows) {
     twoLanguages();
     settings_.setAiInterviewSetModel(interview(GetParam()));

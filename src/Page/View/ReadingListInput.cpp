@@ -63,7 +63,7 @@ void ReadingList::timerEvent(QTimerEvent* event) {
     }
     // The further away the pointer is, the faster.
     const int beyond = dragPoint_.y() < 0 ? dragPoint_.y() : dragPoint_.y() - viewport()->height();
-    scrollBy(beyond / 2);
+    scrollBy(beyond / 2 + (beyond < 0 ? -1 : 1));
     dragTo(dragPoint_);
 }
 
