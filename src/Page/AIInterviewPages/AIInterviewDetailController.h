@@ -7,6 +7,7 @@
 #include <Page/View/KXTranslationHistoryDetailsModel.h>
 #include <Page/View/ReadingList.h>
 #include <Tools/AzTokenNewManager.h>
+#include <Tools/TimerManager.h>
 
 #include <QPoint>
 #include <QPointer>
@@ -130,6 +131,7 @@ private:
     Observer observer_;
 
     std::shared_ptr<AzTokenNewManager> azTokenManager_;
+    TimerManager::Session clock_ = 0;
     std::shared_ptr<SpeechRecognitionTool> speechTool_;
     bool isTranslating_ = false;
     const std::optional<LanguageListModel> langModel1_;

@@ -6,7 +6,6 @@
 #include <Foundation/MainQueue.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/SpeechRecognitionTool.h>
-#include <Tools/TimerManager.h>
 
 #include <QEvent>
 
@@ -50,10 +49,10 @@ void AIInterviewDetailController::closeSession() {
 
 // The work holds what it stops: the page may be gone before it runs.
 void AIInterviewDetailController::stopSessionServices() {
-    inBackground([timer = services_.timer, tool = speechTool_, clients = answers_->clients()] {
-        timer->stop();
+    inBackground([timer = services_.timer, clock = clock_, tool = speechTool_, clients = answers_->clients()] {
+        timer->stop(clock);
         consoleLog(QStringLiteral("停止微软轮询"));
-        timer->setOnTokenRefresh({});
+        timer->clearOnTokenRefresh(clock);
         if (tool)
             tool->stopRecognition();
         for (const auto& client : clients)

@@ -90,7 +90,7 @@ void SessionMenu::addFont(SessionWindow* window) {
     };
     offer("largerFont", QStringLiteral("放大文字"), QKeySequence(Qt::CTRL | Qt::Key_Plus), FontSteps::larger(size));
     offer("smallerFont", QStringLiteral("缩小文字"), QKeySequence(Qt::CTRL | Qt::Key_Minus), FontSteps::smaller(size));
-    offer("usualFont", QStringLiteral("默认大小"), QKeySequence(Qt::CTRL | Qt::Key_0), FontSteps::usual);
+    offer("usualFont", QStringLiteral("默认大小"), {}, FontSteps::usual);
 }
 
 void SessionMenu::addOpacity(SessionWindow* window) {

@@ -22,7 +22,6 @@ void AIInterviewDetailController::buildReading() {
     // On many keyboards "+" shares its key with "=".
     onKeys({Qt::Key_Plus, Qt::Key_Equal}, [](int size) { return FontSteps::larger(size); });
     onKeys({Qt::Key_Minus}, [](int size) { return FontSteps::smaller(size); });
-    onKeys({Qt::Key_0}, [](int) { return FontSteps::usual; });
     for (ReadingList* list : {topTableView_, bottomTableView_})
         connect(list, &ReadingList::menuRequested, this,
                 [this, list](QPoint position) { Q_EMIT menuRequested(list, position); });

@@ -4,7 +4,6 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Tools/SpeechRecognitionTool.h>
-#include <Tools/TimerManager.h>
 
 #include <utility>
 
@@ -39,7 +38,7 @@ void AIInterviewDetailController::startSessionServices() {
     azTokenManager_->requestToken();
 
     TimerManager& timer = *services_.timer;
-    timer.setOnTokenRefresh([tokens = std::weak_ptr(azTokenManager_)] {
+    clock_ = timer.setOnTokenRefresh([tokens = std::weak_ptr(azTokenManager_)] {
         if (const auto manager = tokens.lock())
             manager->refreshToken();
     });
