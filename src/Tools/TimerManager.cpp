@@ -22,6 +22,7 @@ struct TimerManager::State {
     std::atomic<bool> running = false;
     std::atomic<qint64> elapsedSeconds = 0;
     std::mutex hooksMutex;
+    Session session = 0;
     std::function<void(qint64)> onTick;
     std::function<void()> onTokenRefresh;
 
@@ -43,6 +44,11 @@ struct TimerManager::State {
         consoleLog("🔄 刷新微软 token");
         if (const auto hook = copyOf(onTokenRefresh))
             hook();
+    }
+
+    void stop() {
+        running = false;
+        elapsedSeconds = 0;
     }
 
     /// Puts the timer away unless a start came in between.
@@ -79,12 +85,17 @@ void TimerManager::start() {
 }
 
 void TimerManager::stop() {
-    state_->running = false;
-    state_->elapsedSeconds = 0;
+    state_->stop();
     if (isMainThread())
         state_->settle();
     else
         onMain(std::weak_ptr(state_), [](State& state) { state.settle(); });
+}
+
+void TimerManager::stop(Session session) {
+    const std::lock_guard lock(state_->hooksMutex);
+    if (state_->session == session)
+        stop();
 }
 
 qint64 TimerManager::elapsedSeconds() const { return state_->elapsedSeconds; }
@@ -94,9 +105,16 @@ void TimerManager::setOnTick(std::function<void(qint64)> onTick) {
     state_->onTick = std::move(onTick);
 }
 
-void TimerManager::setOnTokenRefresh(std::function<void()> onTokenRefresh) {
+TimerManager::Session TimerManager::setOnTokenRefresh(std::function<void()> onTokenRefresh) {
     const std::lock_guard lock(state_->hooksMutex);
     state_->onTokenRefresh = std::move(onTokenRefresh);
+    return ++state_->session;
+}
+
+void TimerManager::clearOnTokenRefresh(Session session) {
+    const std::lock_guard lock(state_->hooksMutex);
+    if (state_->session == session)
+        state_->onTokenRefresh = nullptr;
 }
 
 } // namespace parlowen

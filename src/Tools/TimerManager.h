@@ -11,6 +11,9 @@ namespace parlowen {
 /// Hooks run on the main thread.
 class TimerManager {
 public:
+    /// Names one user of the clock, so that what it does late cannot touch the next one's.
+    using Session = quint64;
+
     /// The interval is one second for everybody but tests.
     explicit TimerManager(std::chrono::milliseconds interval = std::chrono::seconds(1));
     ~TimerManager();
@@ -24,14 +27,18 @@ public:
     void start();
     /// Stops and goes back to zero; the hooks stay. Any thread: no tick that begins after it returns is reported.
     void stop();
+    /// The same for one session alone: nothing happens when another has taken the clock since. Any thread.
+    void stop(Session session);
 
     /// Seconds since the last start; 0 when stopped. Any thread.
     qint64 elapsedSeconds() const;
 
     /// Called every second with the new count. Any thread may set it.
     void setOnTick(std::function<void(qint64)> onTick);
-    /// Called every 480 seconds, after onTick. Any thread may set it.
-    void setOnTokenRefresh(std::function<void()> onTokenRefresh);
+    /// Called every 480 seconds, after onTick. Any thread may set it. From here on the clock is this session's.
+    Session setOnTokenRefresh(std::function<void()> onTokenRefresh);
+    /// Takes the hook back, unless another session has set its own since. Any thread.
+    void clearOnTokenRefresh(Session session);
 
 private:
     struct State;

@@ -75,10 +75,19 @@ TEST_F(TimerManagerTest, EveryStartCountsFromZeroWithOneTimer) {
 }
 
 TEST_F(TimerManagerTest, ALateStopOfTheLastSessionDoesNotStopTheNext) {
+    const TimerManager::Session first = clock_.setOnTokenRefresh([] { FAIL() << "the first session is over"; });
     clock_.start();
-    std::thread([this] { clock_.stop(); }).join();
+    std::thread([&] { clock_.stop(first); }).join();
+    EXPECT_EQ(clock_.elapsedSeconds(), 0);
+    bool refreshed = false;
+    clock_.setOnTokenRefresh([&] { refreshed = true; });
     clock_.start(); // before the main thread has heard of the stop
-    EXPECT_TRUE(waitForTick(5));
+    std::thread([&] {
+        clock_.stop(first);
+        clock_.clearOnTokenRefresh(first);
+    }).join();
+    EXPECT_TRUE(waitForTick(481));
+    EXPECT_TRUE(refreshed);
 }
 
 TEST_F(TimerManagerTest, HooksMayStopTheClockAndSetHooks) {
