@@ -25,7 +25,8 @@ Listens to an interview, shows what is said, and suggests an answer for each que
 Options of a session:
 
   --headless           without a window or a display: print each finished sentence, and each answer as it grows
-  --json               print one JSON object a line and event: kind, time (seconds of sound), text, row
+  --json               print one JSON object a line and event: kind, time (seconds since recognition began),
+                       text, row
   --screenshot FILE    write a picture of the session window at the end (PNG)
   --language KEY       the language spoken, such as en-US, in place of the stored one
   --translate-to KEY   translate into this language, such as es
@@ -35,8 +36,9 @@ Options of a session:
   --help               this page
   --version            the version
 
-A session signs in to the local service by itself when nobody is signed in, and never changes stored settings. The
-environment variable PARLOWEN_API_BASE_URL names another backend than the built-in one.
+A session signs in to the local service by itself when nobody is signed in, and never changes stored settings; only an
+interview keeps the text size and the opacity that were set in its window. The environment variable PARLOWEN_API_BASE_URL
+names another backend than the built-in one.
 
 Exit status: 0 when recognition ran (or the check found all well), 1 when it did not, 2 for a wrong command line or a file
 that cannot be played.
@@ -95,6 +97,11 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
     }
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
         return refusal(QStringLiteral("--listen goes with --check-audio"));
+    const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
+    for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {
+        if (!session && parser.isSet(QString::fromLatin1(option)))
+            return refusal(QStringLiteral("--%1 goes with a session").arg(QLatin1String(option)));
+    }
     return line;
 }
 
@@ -117,7 +124,8 @@ CommandLine parseCommandLine(const QStringList& arguments) {
             chosen << QString::fromLatin1(name);
     }
     if (chosen.isEmpty())
-        return refusal(QStringLiteral("nothing to do: name a recorded interview with --rehearse FILE"));
+        return refusal(
+            QStringLiteral("nothing to do: give --rehearse FILE, --interview, --check-audio or --setup-audio"));
     if (chosen.size() > 1)
         return refusal(QStringLiteral("--%1 and --%2 do not go together").arg(chosen[0], chosen[1]));
     return command(chosen.constFirst(), parser);

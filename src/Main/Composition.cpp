@@ -16,8 +16,10 @@ namespace {
 HttpDatas::Hooks requestHooks(const Composition::Hooks& hooks) {
     HttpDatas::Hooks result;
     result.showAlert = [problem = hooks.problem](const Alert& alert) {
-        if (!alert.title.isEmpty())
-            problem(alert.title);
+        if (alert.title.isEmpty())
+            return;
+        problem(alert.title);
+        onMain([title = alert.title] { ProgressHUD::shared().error(title); });
     };
     result.forcedSignOut = hooks.forcedSignOut;
     return result;

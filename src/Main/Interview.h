@@ -18,6 +18,7 @@ protected:
     CaptureSourceFactory capture() override;
     AudioRouting& router() override;
     std::optional<QString> prepareSound() override;
+    void keep(SessionSettings& settings) override { settings.storeLooks(); }
 
 private:
     void inputIsBad(const SessionInput::Problem& problem);

@@ -84,7 +84,7 @@ void LocalService::readOutput() {
 
 void LocalService::ended(int exitCode) {
     if (!started_) {
-        consoleLog(QStringLiteral("The local service ended with status %1. %2").arg(exitCode).arg(lastWords()));
+        consoleLog(QStringLiteral("❌ The local service ended with status %1. %2").arg(exitCode).arg(lastWords()));
         return;
     }
     if (exitCode == addressInUse && port_ != 0)

@@ -12,7 +12,7 @@ class SessionReport {
 public:
     /// Takes finished lines, UTF-8, the line feed included.
     using Write = std::function<void(const QByteArray&)>;
-    /// Seconds of the recording.
+    /// Seconds since recognition started.
     using Clock = std::function<double()>;
 
     virtual ~SessionReport();

@@ -225,6 +225,7 @@ bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
 // After the window's own close sequence, which stops its services in the background.
 void SessionRun::putAway() {
     waitForBackground();
+    keep(*settings_);
     const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_;
     report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
     onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });

@@ -36,7 +36,7 @@ public:
     void begin();
     /// Ends the session as if its window were closed.
     void interrupt();
-    /// Seconds of sound that were heard; 0 before recognition starts.
+    /// Seconds since recognition started; 0 before.
     double heardSeconds() const;
 
 protected:
@@ -49,6 +49,8 @@ protected:
     virtual AudioRouting& router() = 0;
     /// What is done with the audio devices before the window opens. Returns why it need not open, or none.
     virtual std::optional<QString> prepareSound() { return std::nullopt; }
+    /// Called at the end, when the window's settings are what they stay.
+    virtual void keep(SessionSettings&) {}
     /// Reports what keeps the session from hearing what it should, though it goes on.
     void warn(const QString& text) { report_.warning(text); }
     /// The sound is over; the session ends once everything is said.

@@ -19,7 +19,7 @@ const char* const defaultPosition = "Software Engineer";
 QString folderTemplate() {
     const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     return (runtime.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::TempLocation) : runtime) +
-           QStringLiteral("/parlowen-rehearsal-XXXXXX");
+           QStringLiteral("/parlowen-session-XXXXXX");
 }
 
 LanguageListModel spokenLanguage(const QString& key, const std::vector<LanguageListModel>& list) {
@@ -43,7 +43,8 @@ std::optional<LanguageListModel> firstOf(const std::vector<LanguageListModel>& l
 } // namespace
 
 SessionSettings::SessionSettings(const QString& storedFile)
-    : folder_(folderTemplate()) {
+    : storedFile_(storedFile)
+    , folder_(folderTemplate()) {
     const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
     std::optional<QString> problem = SettingsFile::problemWith(storedFile);
     if (!problem && QFile::exists(storedFile) && !QFile::copy(storedFile, copy))
@@ -63,6 +64,30 @@ void SessionSettings::applyAnswers(const CommandLine& line) {
     if (line.manual)
         model.antoAnswerType = manualAnswers;
     settings_->setAiInterviewSetModel(model);
+    opened_.emplace(*settings_);
+}
+
+SessionSettings::Looks::Looks(const Settings& settings)
+    : opacity(settings.sessionWindowOpacity()) {
+    if (const auto model = settings.aiInterviewSetModel())
+        fontSize = model->answerFontSize;
+}
+
+void SessionSettings::storeLooks() {
+    const Looks now(*settings_);
+    const bool sameSize = !opened_ || now.fontSize == opened_->fontSize;
+    const bool sameGround = !opened_ || now.opacity == opened_->opacity;
+    if (storedProblem_ || (sameSize && sameGround))
+        return;
+    UserDefaults storedDefaults(storedFile_);
+    Settings stored(storedDefaults);
+    if (!sameGround && now.opacity)
+        stored.setSessionWindowOpacity(*now.opacity);
+    // Without stored answer settings there is nothing for the size to be part of.
+    if (auto model = stored.aiInterviewSetModel(); model && !sameSize && now.fontSize) {
+        model->answerFontSize = *now.fontSize;
+        stored.setAiInterviewSetModel(model);
+    }
 }
 
 void SessionSettings::applyLanguages(const CommandLine& line, const std::vector<LanguageListModel>& spoken,

@@ -13,8 +13,8 @@
 
 namespace parlowen {
 
-/// The settings of one rehearsal: a private copy of the stored ones, in which the command line's wishes stand in for
-/// what is stored. The stored settings are read once and never written. Main thread only.
+/// The settings of one session: a private copy of the stored ones, in which the command line's wishes stand in for what
+/// is stored. The stored settings are read once, and written by storeLooks() alone. Main thread only.
 class SessionSettings {
 public:
     explicit SessionSettings(const QString& storedFile = UserDefaults::defaultPath());
@@ -33,11 +33,24 @@ public:
     void applyLanguages(const CommandLine& line, const std::vector<LanguageListModel>& spoken,
                         const std::vector<LanguageListModel>& targets);
 
+    /// Stores what the user changed in the session window itself: the size of its text and how dense its ground is.
+    /// What was not changed stays as it is stored.
+    void storeLooks();
+
 private:
+    /// What of a settings file the session window can change.
+    struct Looks {
+        explicit Looks(const Settings& settings);
+        std::optional<qint64> fontSize;
+        std::optional<qint64> opacity;
+    };
+
+    QString storedFile_;
     QTemporaryDir folder_;
     std::optional<QString> storedProblem_;
     std::unique_ptr<UserDefaults> defaults_;
     std::unique_ptr<Settings> settings_;
+    std::optional<Looks> opened_; ///< as the window opens
 };
 
 } // namespace parlowen

@@ -38,6 +38,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhat) {
         {{"--interview", "loud"}, "loud"},
         {{"--interview", "system", "--rehearse", "a.wav"}, "--interview"},
         {{"--rehearse", "a.wav", "--listen"}, "--check-audio"},
+        {{"--check-audio", "--manual"}, "--manual"},
     };
     for (const auto& [arguments, words] : cases) {
         const CommandLine line = parse(arguments);

@@ -67,6 +67,33 @@ TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     EXPECT_EQ(storedFile(), before);
 }
 
+TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
+    AIInterviewModel model;
+    model.positioname = "Chef";
+    {
+        UserDefaults defaults;
+        Settings(defaults).setAiInterviewSetModel(model);
+    }
+    SessionSettings session;
+    CommandLine line;
+    line.manual = true;
+    session.applyAnswers(line);
+    const QByteArray before = storedFile();
+    session.storeLooks();
+    EXPECT_EQ(storedFile(), before) << "nothing was changed in the window";
+
+    AIInterviewModel grown = *session.settings().aiInterviewSetModel();
+    grown.answerFontSize = 20;
+    session.settings().setAiInterviewSetModel(grown);
+    session.settings().setSessionWindowOpacity(90);
+    session.storeLooks();
+    UserDefaults defaults;
+    const Settings stored(defaults);
+    model.answerFontSize = 20;
+    EXPECT_EQ(stored.aiInterviewSetModel(), model) << "the size alone, not what the command line asked for";
+    EXPECT_EQ(stored.sessionWindowOpacity(), 90);
+}
+
 TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
     const QString path = UserDefaults::defaultPath();
     QDir().mkpath(QFileInfo(path).path());
