@@ -44,6 +44,14 @@ void MYBottomPopView::slide(QPoint from, QPoint to) {
     slide_->start();
 }
 
+void MYBottomPopView::resizeEvent(QResizeEvent* event) {
+    // Where a slide was to end is no longer the card's place.
+    if (slide_->state() == QAbstractAnimation::Running && contentView() != nullptr)
+        slide_->setEndValue(isDismissing() ? hiddenPlace() : restingPlace());
+    else
+        PopView::resizeEvent(event);
+}
+
 void MYBottomPopView::mousePressEvent(QMouseEvent* event) { isPressedBeside_ = isBeside(event->position().toPoint()); }
 
 void MYBottomPopView::mouseReleaseEvent(QMouseEvent* event) {

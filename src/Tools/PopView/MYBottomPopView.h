@@ -21,6 +21,7 @@ public:
 protected:
     QPoint restingPlace() const override;
     void leave() override;
+    void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 

@@ -1,7 +1,6 @@
 #include "MYCenterPopView.h"
 
 #include <QApplication>
-#include <algorithm>
 
 namespace parlowen {
 
@@ -48,10 +47,8 @@ void closeCurrentPopView() {
     if (window == nullptr)
         return;
     const auto shown = window->findChildren<MYCenterPopView*>(identifier());
-    const auto found =
-        std::find_if(shown.begin(), shown.end(), [](const MYCenterPopView* pop) { return !pop->isDismissing(); });
-    if (found != shown.end())
-        (*found)->dismiss();
+    if (!shown.isEmpty())
+        shown.front()->dismiss();
 }
 
 } // namespace parlowen

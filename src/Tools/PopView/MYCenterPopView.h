@@ -27,8 +27,8 @@ private:
     bool enableGes_ = true;
 };
 
-/// Dismisses the centred pop-up of the active window, wherever in it: of several the lowest that is not already going.
-/// Does nothing without.
+/// Dismisses the centred pop-up of the active window, wherever in it, and of several the lowest. Does nothing without
+/// one, nor while the lowest is on its way out: a second click on its button leaves those above alone.
 void closeCurrentPopView();
 
 } // namespace parlowen

@@ -6,6 +6,7 @@
 #include "ViewFader.h"
 #include "WrappedLabel.h"
 
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 
@@ -47,17 +48,19 @@ QString ProgressHUD::status() const { return statusLabel_->text(); }
 
 double ProgressHUD::alpha() const { return fader_->alpha(); }
 
-void ProgressHUD::show(const QString& status, const ProgressHUDMode& mode) {
+bool ProgressHUD::show(const QString& status, const ProgressHUDMode& mode) {
     QWidget* container = findContainer();
     if (container == nullptr)
-        return;
+        return false;
     mode_ = mode;
+    shown_ = *this;
     if (!isVisible()) // the window that it was last shown in may have been closed under it
         enter(container);
     updateIndicator();
     updateStatus(status);
     layoutBox();
     appear(true);
+    return true;
 }
 
 void ProgressHUD::hide(bool animated) {
@@ -84,8 +87,10 @@ void ProgressHUD::toast(const QString& text) { showForAWhile(text, ProgressHUDMo
 void ProgressHUD::error(const QString& text) { showForAWhile(text, ProgressHUDMode::error); }
 
 void ProgressHUD::showForAWhile(const QString& text, ProgressHUDMode::Kind kind) {
-    show(text, kind);
-    performHideDelayed(1, toastSeconds(text));
+    if (show(text, kind))
+        performHideDelayed(1, toastSeconds(text));
+    else
+        consoleLog(QStringLiteral("⚠️ 没有窗口可以显示：") + text);
 }
 
 double ProgressHUD::toastSeconds(const QString& text) const {
@@ -104,14 +109,14 @@ void ProgressHUD::updateIndicator() {
         removeIndicator();
     if (mode_.isSpinner()) {
         indicator_ = new QWidget;
-        indicator_->resize(qRound(spinnerSize), qRound(spinnerSize));
+        indicator_->resize(qRound(shown_.spinnerSize), qRound(shown_.spinnerSize));
         progressIndicator_->setParent(indicator_);
         progressIndicator_->setGeometry(indicator_->rect());
         progressIndicator_->setProgress(mode_.kind() == ProgressHUDMode::determinate ? progress_ : 0);
         progressIndicator_->setVisible(true);
         progressIndicator_->startAnimation();
     } else if (mode_.isIcon()) {
-        indicator_ = new ProgressHUDIcon(mode_.kind(), style.foreground, spinnerSize);
+        indicator_ = new ProgressHUDIcon(mode_.kind(), shown_.style.foreground, shown_.spinnerSize);
     } else if (mode_.view() != nullptr) {
         indicator_ = mode_.view();
         if (!indicator_->testAttribute(Qt::WA_Resized))
@@ -133,7 +138,7 @@ void ProgressHUD::removeIndicator() {
 
 void ProgressHUD::updateStatus(const QString& status) {
     QPalette palette = statusLabel_->palette();
-    palette.setColor(QPalette::WindowText, style.foreground);
+    palette.setColor(QPalette::WindowText, shown_.style.foreground);
     statusLabel_->setPalette(palette);
     statusLabel_->setFont(font());
     statusLabel_->setText(status);
@@ -142,7 +147,7 @@ void ProgressHUD::updateStatus(const QString& status) {
 void ProgressHUD::appear(bool animated) {
     post("willAppear");
     useAnimation_ = animated;
-    setAttribute(Qt::WA_TransparentForMouseEvents, maskType.passesClicks);
+    setAttribute(Qt::WA_TransparentForMouseEvents, shown_.maskType.passesClicks);
     update();
     setVisible(true);
     raise();

@@ -21,8 +21,8 @@ class ViewFader;
 /// over a container, faded in and out. One instance serves the whole application. Main thread only.
 ///
 /// It posts "ProgressHUD.willAppear", ".didAppear", ".willDisappear", ".didDisappear" and ".didReceiveMouseDownEvent"
-/// with itself as the object.
-class ProgressHUD : public QWidget {
+/// with itself as the object. A change of the look's members counts from the next show on.
+class ProgressHUD : public QWidget, public ProgressHUDLook {
     Q_OBJECT
 public:
     ProgressHUD();
@@ -31,9 +31,9 @@ public:
     /// The application's one overlay, made on first use; it goes with the application object.
     static ProgressHUD& shared();
 
-    /// Shows the text over the container; what is already on screen is replaced at once, where it is. Does nothing
-    /// without a container. It never hides by itself.
-    void show(const QString& status, const ProgressHUDMode& mode);
+    /// Shows the text over the container in the look of this moment; what is already on screen is replaced at once,
+    /// where it is. False without a container: nothing is then shown. It never hides by itself.
+    bool show(const QString& status, const ProgressHUDMode& mode);
     /// Hides, at once or with a fade of 0.2 s, and drops every scheduled `hideDelayed`.
     void hide(bool animated);
     /// Drops every scheduled request and hides: without a fade for 0, with it for anything else.
@@ -41,7 +41,7 @@ public:
     /// Calls `hideDelayed` after so many seconds, unless a hide comes first. A later show does not drop it.
     void performHideDelayed(int argument, double afterSeconds);
 
-    /// Shows the text and hides it with a fade after `toastSeconds`.
+    /// Shows the text and hides it with a fade after `toastSeconds`. Without a container it goes to the console log.
     void toast(const QString& text);
     /// The same with the mark of an error.
     void error(const QString& text);
@@ -66,15 +66,7 @@ public:
     ProgressIndicatorLayer* progressIndicator() const { return progressIndicator_; }
     QLabel* statusLabel() const { return statusLabel_; }
 
-    // The look; a change counts from the next show on.
-    ProgressHUDStyle style = ProgressHUDStyle::dark();
-    ProgressHUDMaskType maskType = ProgressHUDMaskType::none();
-    ProgressHUDPosition position = ProgressHUDPosition::bottom;
-    double opacity = 0.9; ///< of the box
-    double spinnerSize = 60;
-    double margin = 18;
-    double padding = 4;
-    double cornerRadius = 15;
+    using ProgressHUDLook::style; // the base widget has a member of that name, too
 
     bool dismissible = false;                    ///< whether a click hides it
     double minimumDismissTimeInterval = 2.0;     ///< seconds
@@ -106,6 +98,7 @@ private:
     void post(const char* event);
 
     ProgressHUDMode mode_ = ProgressHUDMode::indeterminate;
+    ProgressHUDLook shown_; ///< the look of the last show
     ProgressHUDLayout layout_;
     QLabel* statusLabel_;
     ViewFader* fader_;

@@ -30,6 +30,18 @@ struct ProgressHUDMaskType {
 
 enum class ProgressHUDPosition { top, center, bottom };
 
+/// How the overlay looks and stands in the way.
+struct ProgressHUDLook {
+    ProgressHUDStyle style = ProgressHUDStyle::dark();
+    ProgressHUDMaskType maskType = ProgressHUDMaskType::none();
+    ProgressHUDPosition position = ProgressHUDPosition::bottom;
+    double opacity = 0.9; ///< of the box
+    double spinnerSize = 60;
+    double margin = 18;
+    double padding = 4;
+    double cornerRadius = 15;
+};
+
 /// What stands above the overlay's text.
 class ProgressHUDMode {
 public:

@@ -28,7 +28,7 @@ void ProgressHUD::enter(QWidget* container) {
     leaveContainer();
     fader_->setAlpha(0);
     delete progressIndicator_;
-    progressIndicator_ = new ProgressIndicatorLayer(style.foreground, spinnerSize);
+    progressIndicator_ = new ProgressIndicatorLayer(shown_.style.foreground, shown_.spinnerSize);
     progressIndicator_->setParent(this);
     setParent(container);
     setGeometry(container->rect());
@@ -53,7 +53,8 @@ void ProgressHUD::leaveContainer() {
 
 void ProgressHUD::layoutBox() {
     const QSize indicator = indicator_ ? indicator_->size() : QSize(0, 0);
-    layout_ = ProgressHUDLayout::of(QWidget::size(), {margin, padding, position}, indicator, status(), font());
+    layout_ = ProgressHUDLayout::of(QWidget::size(), {shown_.margin, shown_.padding, shown_.position}, indicator,
+                                    status(), statusLabel_->font());
     if (indicator_)
         indicator_->setGeometry(layout_.indicator);
     statusLabel_->setGeometry(layout_.text);
@@ -62,14 +63,14 @@ void ProgressHUD::layoutBox() {
 
 void ProgressHUD::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    if (maskType.color)
-        painter.fillRect(rect(), *maskType.color);
+    if (shown_.maskType.color)
+        painter.fillRect(rect(), *shown_.maskType.color);
     painter.setRenderHint(QPainter::Antialiasing);
-    QColor ground = style.backgroud;
-    ground.setAlphaF(static_cast<float>(opacity));
+    QColor ground = shown_.style.backgroud;
+    ground.setAlphaF(static_cast<float>(shown_.opacity));
     painter.setPen(Qt::NoPen);
     painter.setBrush(ground);
-    painter.drawRoundedRect(layout_.box, cornerRadius, cornerRadius);
+    painter.drawRoundedRect(layout_.box, shown_.cornerRadius, shown_.cornerRadius);
 }
 
 void ProgressHUD::resizeEvent(QResizeEvent*) { layoutBox(); }
@@ -85,7 +86,7 @@ void ProgressHUD::showEvent(QShowEvent*) {
 bool ProgressHUD::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize && watched == parentWidget())
         setGeometry(parentWidget()->rect());
-    if (event->type() == QEvent::MouseButtonPress && watched == watchedWindow_ && maskType.passesClicks) {
+    if (event->type() == QEvent::MouseButtonPress && watched == watchedWindow_ && shown_.maskType.passesClicks) {
         const QPointF global = static_cast<QMouseEvent*>(event)->globalPosition();
         if (rect().contains(mapFromGlobal(global).toPoint()))
             mouseDown();

@@ -100,10 +100,12 @@ TEST_F(PopViewTest, ClosingTakesTheLowestOfTheActiveWindowWhereverItIs) {
     EXPECT_TRUE(pops[0]->isDismissing());
     EXPECT_FALSE(pops[1]->isDismissing());
     closeCurrentPopView();
-    EXPECT_TRUE(pops[1]->isDismissing()) << "one that is on its way out counts no more";
-    EXPECT_FALSE(pops[2]->isDismissing());
-    ASSERT_TRUE(waitFor([&] { return pops[0].isNull() && pops[1].isNull(); }));
-    closeCurrentPopView();
+    EXPECT_FALSE(pops[1]->isDismissing()) << "a double click closes one";
+    for (const std::size_t next : {1U, 2U}) {
+        ASSERT_TRUE(waitFor([&] { return pops[next - 1].isNull(); }));
+        closeCurrentPopView();
+        EXPECT_TRUE(pops[next]->isDismissing());
+    }
     ASSERT_TRUE(waitFor([&] { return pops[2].isNull(); }));
     closeCurrentPopView();
     EXPECT_FALSE(pops[3]->isDismissing());
@@ -181,6 +183,17 @@ TEST_F(BottomPopViewTest, OnlyALeftClickBesideTheCardDismisses) {
     ASSERT_TRUE(waitFor([this] { return pop_.isNull(); }));
     EXPECT_EQ(card_->pos(), QPoint(300, 700)) << "just below the bottom edge";
     EXPECT_EQ(card_->parentWidget(), &owner_);
+}
+
+TEST_F(PopViewTest, ABottomCardReachesTheEdgeOfAContainerThatGrowsMeanwhile) {
+    const QPointer<MYBottomPopView> pop = MYBottomPopView::show(card({400, 180}), &window_);
+    QWidget* content = pop->contentView();
+    ASSERT_TRUE(waitFor([&] { return pop->contentAlpha() > 0.1; }));
+    ASSERT_LT(pop->contentAlpha(), 1);
+    window_.resize(1200, 900);
+    ASSERT_TRUE(stands(pop));
+    EXPECT_TRUE(waitFor([&] { return content->geometry() == QRect(400, 720, 400, 180); }, 2000));
+    EXPECT_TRUE(testing::holdsFor([&] { return content->y() == 720; }, 50));
 }
 
 } // namespace
