@@ -63,6 +63,7 @@ void ReadingList::unmark() {
     selection_.reset();
     cell().setSelection(selection_);
     viewport()->update();
+    endDrag();
 }
 
 void ReadingList::selectAll() {

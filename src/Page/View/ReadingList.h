@@ -49,6 +49,8 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     int count() const { return model()->rowCount(); }
@@ -59,6 +61,9 @@ private:
     void mark(TextPosition anchor, TextPosition cursor);
     void markWordAt(TextPosition position);
     void dragTo(QPoint point);
+    void endDrag();
+    bool isTripleClick(QPoint point) const;
+    void offerMark() const;
     void showFocus(bool shown);
     bool handleKey(const QKeyEvent& event);
     void stepRow(int way, bool marking);
@@ -72,6 +77,7 @@ private:
     QPoint dragPoint_;
     QBasicTimer dragScroll_; ///< while the pointer is held above or below the list
     QDeadlineTimer tripleClick_;
+    QPoint doubleClickPoint_;
 };
 
 } // namespace parlowen

@@ -28,21 +28,31 @@ TextPosition ReadingList::positionAt(QPoint point) const {
 void ReadingList::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || count() == 0)
         return;
+    endDrag();
     showFocus(false);
-    const TextPosition position = positionAt(event->position().toPoint());
-    setCurrentRow(position.row);
-    if (!tripleClick_.hasExpired())
-        mark({position.row, 0}, endOf(position.row));
-    else if (event->modifiers().testFlag(Qt::ShiftModifier) && selection_)
-        mark(selection_->anchor, position);
-    else
-        mark(position, position);
-    dragging_ = tripleClick_.hasExpired();
+    const QPoint point = event->position().toPoint();
+    const TextPosition position = positionAt(point);
+    const bool wholeRow = isTripleClick(point);
     tripleClick_ = QDeadlineTimer();
-    setHeld(dragging_);
+    setCurrentRow(position.row);
+    if (wholeRow) {
+        mark({position.row, 0}, endOf(position.row));
+        offerMark();
+        return;
+    }
+    mark(event->modifiers().testFlag(Qt::ShiftModifier) && selection_ ? selection_->anchor : position, position);
+    dragging_ = true;
+    setHeld(true);
+}
+
+bool ReadingList::isTripleClick(QPoint point) const {
+    return !tripleClick_.hasExpired() &&
+           (point - doubleClickPoint_).manhattanLength() < QApplication::startDragDistance();
 }
 
 void ReadingList::mouseMoveEvent(QMouseEvent* event) {
+    if (!event->buttons().testFlag(Qt::LeftButton))
+        endDrag();
     if (dragging_)
         dragTo(event->position().toPoint());
 }
@@ -68,13 +78,24 @@ void ReadingList::timerEvent(QTimerEvent* event) {
 }
 
 void ReadingList::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || !dragging_)
+    if (event->button() == Qt::LeftButton)
+        endDrag();
+}
+
+/// Not every drag ends with a release that comes here: a menu or another window may take it.
+void ReadingList::endDrag() {
+    if (!dragging_)
         return;
     dragging_ = false;
     setHeld(false);
     dragScroll_.stop();
     if (selection_ && selection_->isEmpty())
         unmark();
+    offerMark();
+}
+
+/// To the middle mouse button, where there is such a thing.
+void ReadingList::offerMark() const {
     QClipboard* clipboard = QApplication::clipboard();
     if (selection_ && clipboard->supportsSelection())
         clipboard->setText(markedText(), QClipboard::Selection);
@@ -83,7 +104,9 @@ void ReadingList::mouseReleaseEvent(QMouseEvent* event) {
 void ReadingList::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || count() == 0)
         return;
-    markWordAt(positionAt(event->position().toPoint()));
+    doubleClickPoint_ = event->position().toPoint();
+    markWordAt(positionAt(doubleClickPoint_));
+    offerMark();
     tripleClick_.setRemainingTime(QApplication::doubleClickInterval());
 }
 
@@ -100,6 +123,7 @@ void ReadingList::markWordAt(TextPosition position) {
 }
 
 void ReadingList::contextMenuEvent(QContextMenuEvent* event) {
+    endDrag();
     QPoint where = event->globalPos();
     if (event->reason() == QContextMenuEvent::Keyboard) {
         if (currentIndex().isValid())
@@ -184,8 +208,20 @@ void ReadingList::focusInEvent(QFocusEvent* event) {
 }
 
 void ReadingList::focusOutEvent(QFocusEvent* event) {
+    endDrag();
     if (event->reason() != Qt::PopupFocusReason)
         showFocus(false);
+}
+
+void ReadingList::hideEvent(QHideEvent* event) {
+    endDrag();
+    MeasuredList::hideEvent(event);
+}
+
+void ReadingList::changeEvent(QEvent* event) {
+    if (!isEnabled())
+        endDrag();
+    MeasuredList::changeEvent(event);
 }
 
 } // namespace parlowen

@@ -7,10 +7,13 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
+#include <QContextMenuEvent>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTest>
+#include <functional>
 #include <support/WaitFor.h>
 
 namespace parlowen {
@@ -102,6 +105,10 @@ TEST_F(ReadingListTest, ADoubleClickMarksAWordAndATripleClickARow) {
     EXPECT_EQ(list_.markedText().toStdString(), "alpha beta gamma");
     QTest::mouseClick(list_.viewport(), Qt::LeftButton, Qt::ShiftModifier, at(1, 3));
     EXPECT_EQ(list_.markedText().toStdString(), "alpha beta gamma\ndel");
+
+    QTest::mouseDClick(list_.viewport(), Qt::LeftButton, {}, word);
+    QTest::mouseClick(list_.viewport(), Qt::LeftButton, {}, at(2, 3));
+    EXPECT_TRUE(list_.markedText().isEmpty()) << "a quick click elsewhere is a click";
 }
 
 TEST_F(ReadingListTest, KeysMarkAndCopyARowSomeRowsAndAll) {
@@ -145,6 +152,48 @@ TEST_F(ReadingListTest, NothingMovesUnderAPointerThatMarksButBeyondTheEdgeItScro
     list_.scrollToEnd();
     add(QStringLiteral("and one"));
     EXPECT_EQ(bar.value(), bar.maximum()) << "it follows again";
+}
+
+TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
+    const struct {
+        const char* what;
+        std::function<void()> act;
+    } ends[] = {
+        {"a menu",
+         [this] {
+             QContextMenuEvent menu(QContextMenuEvent::Mouse, {40, 60}, list_.viewport()->mapToGlobal(QPoint(40, 60)));
+             QApplication::sendEvent(list_.viewport(), &menu);
+         }},
+        {"without focus", [this] { list_.clearFocus(); }},
+        {"switched off", [this] { list_.setEnabled(false); }},
+        {"Escape", [this] { QTest::keyClick(&list_, Qt::Key_Escape); }},
+        {"its rows gone", [this] { list_.keepPlace([this] { model_.removeRows(0, 10); }); }},
+        {"a move without the button",
+         [this] {
+             QMouseEvent move(QEvent::MouseMove, QPointF(80, -80), list_.viewport()->mapToGlobal(QPointF(80, -80)),
+                              Qt::NoButton, Qt::RightButton, Qt::NoModifier);
+             QApplication::sendEvent(list_.viewport(), &move);
+         }},
+        {"hidden", [this] { list_.hide(); }},
+    };
+    const QScrollBar& bar = *list_.verticalScrollBar();
+    for (const auto& [what, act] : ends) {
+        for (int i = 0; i < 30; ++i)
+            add(QStringLiteral("sentence number %1").arg(i));
+        drag({40, 60}, {80, -40});
+        ASSERT_TRUE(waitFor([&] { return bar.value() < bar.maximum() - 20; })) << what;
+        act();
+        const int place = bar.value();
+        QTest::mouseMove(list_.viewport(), {80, 60});
+        EXPECT_TRUE(testing::holdsFor([&] { return bar.value() == place; }, 100)) << what << ": it scrolls no more";
+        list_.setEnabled(true);
+        list_.show();
+        list_.setFocus();
+        list_.scrollToEnd();
+        add(QStringLiteral("and one"));
+        EXPECT_EQ(bar.value(), bar.maximum()) << what << ": it follows again";
+        release({80, 60});
+    }
 }
 
 TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
