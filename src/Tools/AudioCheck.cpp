@@ -1,6 +1,7 @@
 #include "AudioCheck.h"
 
 #include "AudioRouteNames.h"
+#include "DeviceSearch.h"
 
 #include <Tools/SimplyCoreAudio/PropertyAccess.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
@@ -11,14 +12,9 @@ namespace parlowen {
 
 namespace {
 
+using DeviceSearch::firstOf;
 using Device = std::shared_ptr<AudioDevice>;
 using Kind = AudioCheck::Finding::Kind;
-
-template<class Test>
-Device firstOf(const std::vector<Device>& devices, const Test& test) {
-    const auto found = std::find_if(devices.begin(), devices.end(), test);
-    return found == devices.end() ? nullptr : *found;
-}
 
 bool isMuted(AudioServer& server, const Device& device, FourCharCode scope) {
     const AudioObjectPropertyAddress mute{fourCC("mute"), scope};
@@ -94,7 +90,8 @@ private:
             add(Kind::Problem,
                 QStringLiteral("Sound goes to \"%1\": a session runs, or was not ended properly.")
                     .arg(output->deviceName()),
-                QStringLiteral("End the session; if there is none, start parlowen, which gives the devices back."));
+                QStringLiteral("End it, and any other parlowen, and run 'parlowen --check-audio' again, which then "
+                               "removes what was left."));
         } else if (output->isAggregate()) {
             add(Kind::Problem,
                 QStringLiteral("Sound goes to \"%1\", which combines other devices.").arg(output->deviceName()),
@@ -132,11 +129,7 @@ private:
     }
 
     void microphone(AVAuthorizationStatus permission) {
-        const Device found = firstOf(devices_, [](const Device& device) {
-            const QString name = device->deviceName().toLower();
-            return !device->isAggregate() &&
-                   (name.contains(QStringLiteral("microphone")) || name.contains(QStringLiteral("麦克风")));
-        });
+        const Device found = firstOf(devices_, DeviceSearch::isMicrophone);
         if (permission == AVAuthorizationStatus::Denied)
             add(Kind::Problem, QStringLiteral("The audio server does not let this program record."),
                 QStringLiteral("Allow it the microphone in the system's privacy settings."));

@@ -1,6 +1,7 @@
 #include "KXAudioRouter.h"
 
 #include "AudioRouteNames.h"
+#include "DeviceSearch.h"
 
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/ConsoleLog.h>
@@ -8,12 +9,14 @@
 #include <Tools/SimplyCoreAudio/PropertyAccess.h>
 
 #include <QVariantMap>
-#include <algorithm>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
+
+using DeviceSearch::firstOf;
+using DeviceSearch::uidOf;
 
 /// The server may announce a new device before it can be used.
 constexpr double secondsUntilUse = 1.0;
@@ -24,10 +27,6 @@ QString statusText(OSStatus status) {
         .arg(QString::number(static_cast<std::uint32_t>(status), 16).toUpper());
 }
 
-std::optional<QString> uidOf(const std::shared_ptr<AudioDevice>& device) {
-    return device ? device->deviceUID() : std::nullopt;
-}
-
 QVariantMap multiOutputDescription(const QString& aggregateUID, const QString& loopbackUID, const QString& outputUID) {
     const QString uid = QStringLiteral("uid");
     return {
@@ -36,12 +35,6 @@ QVariantMap multiOutputDescription(const QString& aggregateUID, const QString& l
         {QStringLiteral("subdevices"), QVariantList{QVariantMap{{uid, loopbackUID}}, QVariantMap{{uid, outputUID}}}},
         {QStringLiteral("master"), loopbackUID},
         {QStringLiteral("stacked"), 1}};
-}
-
-template<class Test>
-std::shared_ptr<AudioDevice> firstOf(const std::vector<std::shared_ptr<AudioDevice>>& devices, const Test& test) {
-    const auto found = std::find_if(devices.begin(), devices.end(), test);
-    return found == devices.end() ? nullptr : *found;
 }
 
 } // namespace
@@ -77,11 +70,7 @@ KXAudioRouter::Device KXAudioRouter::findLoopback() const {
 }
 
 KXAudioRouter::Device KXAudioRouter::findMicrophone() const {
-    return firstOf(simply_.deviceList(), [](const Device& device) {
-        const QString name = device->deviceName().toLower();
-        return !device->isAggregate() &&
-               (name.contains(QStringLiteral("microphone")) || name.contains(QStringLiteral("麦克风")));
-    });
+    return firstOf(simply_.deviceList(), DeviceSearch::isMicrophone);
 }
 
 KXAudioRouter::Device KXAudioRouter::findMultiOutput() const {
@@ -90,12 +79,14 @@ KXAudioRouter::Device KXAudioRouter::findMultiOutput() const {
 }
 
 void KXAudioRouter::setDefaultInput(const Device& device) {
-    journal_->willSetInput(uidOf(simply_.defaultInput()), device->deviceUID().value_or(QString()));
+    if (const std::optional<QString> uid = device->deviceUID())
+        journal_->willSetInput(uidOf(simply_.defaultInput()), *uid);
     device->makeDefaultInput();
 }
 
 void KXAudioRouter::setDefaultOutput(const Device& device) {
-    journal_->willSetOutput(uidOf(simply_.defaultOutput()), device->deviceUID().value_or(QString()));
+    if (const std::optional<QString> uid = device->deviceUID())
+        journal_->willSetOutput(uidOf(simply_.defaultOutput()), *uid);
     device->makeDefaultOutput();
 }
 
@@ -121,6 +112,7 @@ void KXAudioRouter::setupSystemAudio() {
     }
     currentOutputDevice_ = output;
     route_ = Route::SystemAudio;
+    dropLooks();
     setDefaultInput(blackHoleDevice_);
     consoleLog(QStringLiteral("✅ 设置 BlackHole 为默认输入"));
     createAggregateDevice(*loopbackUID, *outputUID);
@@ -166,36 +158,57 @@ void KXAudioRouter::switchInput(bool useMicrophone) {
 }
 
 void KXAudioRouter::restoreDevices() {
+    route_ = Route::UsersOwn;
+    dropLooks();
     if (!currentOutputDevice_) {
         consoleLog(QStringLiteral("⚠️ 原始输出设备未记录"));
         return;
     }
-    route_ = Route::UsersOwn;
     setDefaultOutput(currentOutputDevice_);
     consoleLog(QStringLiteral("✅ 恢复原始输出设备"));
-    if (const Device microphone = findMicrophone()) {
+    const Device microphone = findMicrophone();
+    if (microphone) {
         setDefaultInput(microphone);
         consoleLog(QStringLiteral("✅ 恢复麦克风输入：%1").arg(microphone->deviceName()));
     }
-    destroyAggregateDevice();
+    const bool multiOutputIsGone = destroyAggregateDevice();
+    noteWhatIsBack(microphone, multiOutputIsGone);
 }
 
-void KXAudioRouter::destroyAggregateDevice() {
+/// False when the device may be left.
+bool KXAudioRouter::destroyAggregateDevice() {
     const Device multiOutput = findMultiOutput();
     if (!multiOutput) {
         consoleLog(QStringLiteral("⚠️ 没有找到需要销毁的聚合设备"));
-        if (serverAnswers())
-            journal_->gaveBack(true);
-        else
-            route_ = Route::ToBeGivenBack;
-        return;
+        return serverAnswers();
     }
     const OSStatus status = server_->destroyAggregateDevice(multiOutput->objectID());
     if (status == kAudioHardwareNoError)
         consoleLog(QStringLiteral("🗑️ 聚合设备销毁成功"));
     else
         consoleLog(QStringLiteral("❌ 聚合设备销毁失败，状态码: %1").arg(statusText(status)));
-    journal_->gaveBack(status == kAudioHardwareNoError);
+    return status == kAudioHardwareNoError;
+}
+
+/// Whether the user hears what is played: on their own output, or, where that is gone, on another one.
+bool KXAudioRouter::outputIsBack() const {
+    const Device now = simply_.defaultOutput();
+    return now == currentOutputDevice_ ||
+           (now && !isThere(currentOutputDevice_) && now != blackHoleDevice_ && now != findMultiOutput());
+}
+
+void KXAudioRouter::noteWhatIsBack(const Device& microphone, bool multiOutputIsGone) {
+    RouterJournal::Returned back{false, false, false};
+    if (serverAnswers()) {
+        back.input = !microphone || simply_.defaultInput() == microphone || !isThere(microphone);
+        back.output = outputIsBack();
+        back.multiOutput = multiOutputIsGone;
+        journal_->gaveBack(back);
+        if (!back.output && !isThere(currentOutputDevice_))
+            lookNowAndThen();
+    }
+    if (!back.input || !back.output || !back.multiOutput)
+        route_ = Route::ToBeGivenBack;
 }
 
 } // namespace parlowen

@@ -16,8 +16,9 @@ namespace parlowen {
 /// in the console log alone.
 ///
 /// When the audio server restarts during a session, what the session needs is made again: the loop-back device unless
-/// it comes back by itself, the multi-output device, and the defaults. Devices that cannot be given back because the
-/// server is away are given back when it returns, or else at the next start.
+/// it comes back by itself, the multi-output device, and the defaults. While the user's own output is away, another
+/// one serves. Devices that cannot be given back because the server or the output is away are given back when it
+/// returns, or else at the next start.
 class KXAudioRouter : public AudioRouting {
 public:
     /// Runs work on the main queue so many seconds later.
@@ -49,7 +50,9 @@ private:
     Device findMultiOutput() const;
     void createAggregateDevice(const QString& loopbackUID, const QString& outputUID);
     void useAggregateAsOutput();
-    void destroyAggregateDevice();
+    bool destroyAggregateDevice();
+    bool outputIsBack() const;
+    void noteWhatIsBack(const Device& microphone, bool multiOutputIsGone);
     void setDefaultInput(const Device& device);
     void setDefaultOutput(const Device& device);
     bool serverAnswers() const;
@@ -57,11 +60,15 @@ private:
 
     void watchForRestarts();
     void serverRestarted();
-    void lookWhetherReady(int restart, int look);
+    void lookWhetherReady(int look);
+    void lookLater(int look);
+    void lookNowAndThen();
+    void dropLooks() { ++looks_; }
     bool isThere(const Device& device) const;
     bool isReadyAgain() const;
     void makeLoopbackAgain();
     void setUpAgain();
+    void setUpSystemAudioAgain();
 
     const std::shared_ptr<AudioServer> server_;
     const std::shared_ptr<RouterJournal> journal_;
@@ -73,7 +80,7 @@ private:
     Device currentOutputDevice_; ///< what to give back at the end
     Device blackHoleDevice_;
     Route route_ = Route::UsersOwn;
-    int restarts_ = 0;
+    int looks_ = 0; ///< the number of the look that is to come; others do nothing
     ListenerToken restartListener_ = 0;
     const std::shared_ptr<int> lifetime_; ///< delayed work does nothing once this is gone
 };

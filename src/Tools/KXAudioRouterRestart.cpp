@@ -13,6 +13,7 @@ namespace {
 
 // A server finds its devices one after another.
 constexpr double secondsBetweenLooks = 0.25;
+constexpr double secondsBetweenLateLooks = 1.0;
 constexpr int looksBeforeLoopbackIsMade = 4;
 constexpr int mostLooks = 40;
 
@@ -34,24 +35,34 @@ void KXAudioRouter::watchForRestarts() {
 }
 
 void KXAudioRouter::serverRestarted() {
-    ++restarts_;
     if (route_ == Route::UsersOwn)
         return;
     consoleLog(QStringLiteral("🔄 音频服务已重新启动，正在恢复会话的音频设备"));
-    lookWhetherReady(restarts_, 0);
+    lookWhetherReady(0);
 }
 
-void KXAudioRouter::lookWhetherReady(int restart, int look) {
-    if (restart != restarts_ || route_ == Route::UsersOwn)
+/// After the last of the quick looks the session goes on with what there is, and with its own devices once they come.
+void KXAudioRouter::lookWhetherReady(int look) {
+    if (route_ == Route::UsersOwn)
         return;
-    if (isReadyAgain() || look == mostLooks) {
+    const bool ready = isReadyAgain();
+    if (ready || look == mostLooks)
         setUpAgain();
+    if (ready || route_ == Route::UsersOwn)
         return;
-    }
     if (look == looksBeforeLoopbackIsMade && route_ == Route::SystemAudio && !findLoopback())
         makeLoopbackAgain();
-    later(secondsBetweenLooks, [this, restart, look] { lookWhetherReady(restart, look + 1); });
+    lookLater(look + 1);
 }
+
+void KXAudioRouter::lookLater(int look) {
+    later(look > mostLooks ? secondsBetweenLateLooks : secondsBetweenLooks, [this, look, number = ++looks_] {
+        if (number == looks_)
+            lookWhetherReady(look);
+    });
+}
+
+void KXAudioRouter::lookNowAndThen() { lookLater(mostLooks + 1); }
 
 bool KXAudioRouter::isThere(const Device& device) const {
     const auto devices = simply_.deviceList();
@@ -81,12 +92,25 @@ void KXAudioRouter::setUpAgain() {
         switchInput(true);
         return;
     }
+    setUpSystemAudioAgain();
+}
+
+void KXAudioRouter::setUpSystemAudioAgain() {
     if (Device loopback = findLoopback())
         blackHoleDevice_ = std::move(loopback);
-    // The server may have made another device the default while the user's own was not there yet.
-    if (isThere(currentOutputDevice_) && simply_.defaultOutput() != currentOutputDevice_)
-        setDefaultOutput(currentOutputDevice_);
+    const Device own = currentOutputDevice_;
+    if (isThere(own)) {
+        // Another output may have served until now, and the server may have chosen another default.
+        if (simply_.defaultOutput() != own)
+            setDefaultOutput(own);
+        if (findMultiOutput())
+            destroyAggregateDevice();
+    } else if (simply_.defaultOutput() == blackHoleDevice_) {
+        setDefaultInput(blackHoleDevice_); // nothing to hear the call on, but the transcript goes on
+        return;
+    }
     setupSystemAudio();
+    currentOutputDevice_ = own;
 }
 
 } // namespace parlowen

@@ -20,6 +20,8 @@ ListenCheck::ListenCheck(std::shared_ptr<AudioServer> server, std::shared_ptr<Ro
     const auto scheduler = [this](double seconds, const std::function<void()>& work) {
         scheduled_ = true;
         onMainAfter(seconds, [self = shared_from_this(), work] {
+            if (!self->done_)
+                return;
             work();
             self->listen();
         });
@@ -50,7 +52,11 @@ void ListenCheck::listen() {
     });
 }
 
+void ListenCheck::cancel() { finish({QStringLiteral("it was interrupted")}); }
+
 void ListenCheck::finish(const ChirpResult& result) {
+    if (!done_)
+        return;
     if (std::exchange(changed_, false)) {
         router_->restoreDevices();
         if (ownInput_)

@@ -26,6 +26,10 @@ public:
     /// Begins, once. `done` is called on the main thread after everything was given back; the check lives until then.
     void start(std::function<void(const ChirpResult&)> done);
 
+    /// Gives everything back and calls `done` at once, unless that has happened already. Before start() it does
+    /// nothing.
+    void cancel();
+
     /// The result in plain English, a line or two, each with its line end.
     static QString text(const ChirpResult& result);
 

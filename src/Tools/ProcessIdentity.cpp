@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <QDir>
 #include <QFile>
 #include <QList>
+#include <algorithm>
 
 namespace parlowen {
 
@@ -35,6 +37,19 @@ QString startOf(qint64 pid) {
 ProcessIdentity ProcessIdentity::current() { return of(getpid()); }
 
 ProcessIdentity ProcessIdentity::of(qint64 pid) { return {pid, startOf(pid), bootId()}; }
+
+bool ProcessIdentity::runsTwice() {
+    const auto programOf = [](const QString& pid) {
+        // Empty for another user's process. An upgrade deletes the file of a program that still runs.
+        return QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid)).remove(QStringLiteral(" (deleted)"));
+    };
+    const QString self = QString::number(getpid());
+    const QString program = programOf(self);
+    const QStringList processes = QDir(QStringLiteral("/proc")).entryList({QStringLiteral("[0-9]*")}, QDir::Dirs);
+    return std::any_of(processes.begin(), processes.end(), [&](const QString& pid) {
+        return pid != self && !program.isEmpty() && programOf(pid) == program;
+    });
+}
 
 std::optional<ProcessIdentity> ProcessIdentity::fromJson(const QJsonObject& object) {
     const QJsonValue pid = object[QLatin1String("pid")];

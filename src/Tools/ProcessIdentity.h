@@ -22,6 +22,9 @@ struct ProcessIdentity {
     /// Whether that very process runs still; one that has ended but was not waited for does not.
     bool isAlive() const;
 
+    /// Whether another process of this user runs the program that this one runs.
+    static bool runsTwice();
+
     bool operator==(const ProcessIdentity&) const = default;
 };
 

@@ -87,7 +87,8 @@ RouterJournal::Content RouterJournal::load() const {
         return {Content::Kind::Garbage, {}};
     if (parsed->process == self_)
         return {Content::Kind::Mine, parsed->record};
-    return {parsed->process.isAlive() ? Content::Kind::OtherAlive : Content::Kind::OtherDead, parsed->record};
+    return {parsed->process.isAlive() ? Content::Kind::OtherAlive : Content::Kind::OtherDead, parsed->record,
+            parsed->process.boot != self_.boot};
 }
 
 /// Makes the file ours; false while it is another's. What a dead process left in it is now ours to give back.
@@ -102,12 +103,12 @@ bool RouterJournal::takeOver() {
     case Content::Kind::Garbage:
         setAside();
         break;
+    case Content::Kind::Mine: // what the recovery at the start could not give back
     case Content::Kind::OtherDead:
         if (record_.isEmpty())
             record_ = content.record;
         break;
     case Content::Kind::Missing:
-    case Content::Kind::Mine:
         break;
     }
     if (content.kind != Content::Kind::Mine)
@@ -142,12 +143,15 @@ void RouterJournal::willMakeMultiOutput() {
     store();
 }
 
-void RouterJournal::gaveBack(bool multiOutputIsGone) {
+void RouterJournal::gaveBack(const Returned& returned) {
     if (!takeOver())
         return;
-    record_.input.reset();
-    record_.output.reset();
-    record_.multiOutput = record_.multiOutput && !multiOutputIsGone;
+    if (returned.input)
+        record_.input.reset();
+    if (returned.output)
+        record_.output.reset();
+    // Kept for an output that is not back: what is the default now is the server's choice.
+    record_.multiOutput = record_.multiOutput && !(returned.multiOutput && returned.output);
     store();
 }
 
@@ -183,7 +187,7 @@ RouterJournal::Recovery RouterJournal::recover(const std::shared_ptr<AudioServer
         setAside();
 
     bool changed = false;
-    const std::optional<RouterRecord> left = giveBack(server, content.record, &changed);
+    const std::optional<RouterRecord> left = giveBack(server, content.record, content.machineRestarted, &changed);
     if (!left)
         return Recovery::NoServer;
     if (content.kind == Content::Kind::OtherDead) {

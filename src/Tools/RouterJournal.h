@@ -20,7 +20,8 @@ struct RouterRecord {
     };
     std::optional<Change> input;
     std::optional<Change> output;
-    bool multiOutput = false; ///< the multi-output device was made
+    /// The multi-output device was made. Without it the server has restarted, and chosen the defaults, since.
+    bool multiOutput = false;
 
     bool isEmpty() const { return !input && !output && !multiOutput; }
     bool operator==(const RouterRecord&) const = default;
@@ -45,8 +46,12 @@ public:
     void willSetOutput(const std::optional<QString>& was, const QString& set);
     void willMakeMultiOutput();
 
-    /// The defaults are given back; with `multiOutputIsGone` nothing is left to give back.
-    void gaveBack(bool multiOutputIsGone);
+    /// What is as the user had it again.
+    struct Returned {
+        bool input = true, output = true;
+        bool multiOutput = true; ///< the multi-output device is gone
+    };
+    void gaveBack(const Returned& returned);
 
     enum class Recovery {
         NothingLeft,      ///< nothing was found that a crash left
@@ -55,14 +60,15 @@ public:
         NoServer,         ///< no audio server answers: the record is kept for a later start
     };
 
-    /// Gives back what a process that is gone had changed: a default only where it is still what that process set,
-    /// then the multi-output device. Says what it did in the console log.
+    /// Gives back what a process that is gone had changed: a default where it is still what that process set or what
+    /// the server chose when it restarted, then the multi-output device. Says what it did in the console log.
     Recovery recover(const std::shared_ptr<AudioServer>& server);
 
 private:
     struct Content {
         enum class Kind { Missing, Garbage, Mine, OtherAlive, OtherDead } kind = Kind::Missing;
         RouterRecord record;
+        bool machineRestarted = false; ///< since it was written
     };
 
     Content load() const;

@@ -1,17 +1,17 @@
 #include "RouterRecovery.h"
 
 #include "AudioRouteNames.h"
+#include "DeviceSearch.h"
 
 #include <Foundation/ConsoleLog.h>
 #include <Tools/SimplyCoreAudio/PropertyAccess.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 
-#include <algorithm>
-
 namespace parlowen {
 
 namespace {
 
+using DeviceSearch::uidOf;
 using Device = std::shared_ptr<AudioDevice>;
 
 /// What is different between the two defaults.
@@ -22,19 +22,20 @@ struct Side {
 };
 
 Device deviceOfUID(const SimplyCoreAudio& simply, const QString& uid) {
-    const std::vector<Device> devices = simply.deviceList();
-    const auto found = std::find_if(devices.begin(), devices.end(),
-                                    [&uid](const Device& device) { return device->deviceUID() == uid; });
-    return found == devices.end() ? nullptr : *found;
+    return DeviceSearch::firstOf(simply.deviceList(),
+                                 [&uid](const Device& device) { return device->deviceUID() == uid; });
 }
-
-std::optional<QString> uidOf(const Device& device) { return device ? device->deviceUID() : std::nullopt; }
 
 /// What is left to do for this default afterwards.
 std::optional<RouterRecord::Change> giveBackDefault(const SimplyCoreAudio& simply, const Side& side,
-                                                    const std::optional<RouterRecord::Change>& change, bool* changed) {
+                                                    const std::optional<RouterRecord::Change>& change, bool serverChose,
+                                                    bool* changed) {
+    if (!change || !change->was)
+        return std::nullopt;
     const std::optional<QString> present = uidOf((simply.*side.present)());
-    if (!change || !change->was || !present || present == change->was || !change->set.contains(*present))
+    if (!present)
+        return change; // the server has not chosen yet
+    if (present == change->was || !(serverChose || change->set.contains(*present)))
         return std::nullopt;
     const Device device = deviceOfUID(simply, *change->was);
     if (!device) {
@@ -70,7 +71,7 @@ bool removeMultiOutput(AudioServer& server, const SimplyCoreAudio& simply, bool*
 } // namespace
 
 std::optional<RouterRecord> giveBack(const std::shared_ptr<AudioServer>& server, const RouterRecord& record,
-                                     bool* changedSomething) {
+                                     bool machineRestarted, bool* changedSomething) {
     const auto answer =
         PropertyAccess::objects(*server, kAudioObjectSystemObject, PropertyAccess::global(fourCC("dev#")));
     if (!answer) {
@@ -81,10 +82,13 @@ std::optional<RouterRecord> giveBack(const std::shared_ptr<AudioServer>& server,
     const SimplyCoreAudio simply(server);
     const Side input{QStringLiteral("输入设备"), &SimplyCoreAudio::defaultInput, &AudioDevice::makeDefaultInput};
     const Side output{QStringLiteral("输出设备"), &SimplyCoreAudio::defaultOutput, &AudioDevice::makeDefaultOutput};
+    const bool serverChose =
+        (record.multiOutput || machineRestarted) && !deviceOfUID(simply, AudioRouteNames::multiOutputUID());
     RouterRecord left;
-    left.output = giveBackDefault(simply, output, record.output, changedSomething);
-    left.input = giveBackDefault(simply, input, record.input, changedSomething);
-    left.multiOutput = removeMultiOutput(*server, simply, changedSomething);
+    left.output = giveBackDefault(simply, output, record.output, serverChose, changedSomething);
+    left.input = giveBackDefault(simply, input, record.input, serverChose, changedSomething);
+    left.multiOutput =
+        removeMultiOutput(*server, simply, changedSomething) || (serverChose && (left.output || left.input));
     return left;
 }
 

@@ -155,6 +155,11 @@ TEST_F(KXAudioRouterTest, DestructionThatFailsIsLoggedAndRememberedForTheNextSta
 TEST_F(KXAudioRouterTest, SwitchesToTheFirstMicrophoneByItsNameAlone) {
     server->setDevice(combined("mixed", "Microphone mix", {"headset"}));
     server->setDevice(sink("odd", "Microphone without an input"));
+    server->hideProperty(server->deviceID("built-in"), fourCC("uid "));
+    router().switchInput(true);
+    EXPECT_FALSE(journalExists()) << "there is no UID to give it back by";
+    server->clearFaults();
+    takeLog();
     router().switchInput(true);
     EXPECT_EQ(defaultInput(), "built-in") << "the first in the list that is no aggregate";
     server->removeDevice("built-in");
@@ -184,8 +189,15 @@ TEST_F(KXAudioRouterTest, AfterAMicrophoneSessionTheFirstOutputComesBack) {
 
 TEST_F(KXAudioRouterTest, RestoreNeedsARecordedOutputAndBearsAMissingMicrophone) {
     server->setDefaults("camera", "");
+    router().switchInput(true);
+    takeLog();
     router().restoreDevices();
     EXPECT_THAT(takeLog(), ElementsAre("⚠️ 原始输出设备未记录"));
+    server->setDefaults("camera", "");
+    server->restart(server->devices());
+    server->drainListeners();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(defaultInput(), "camera") << "no session, nothing to keep";
     server->setDefaults("camera", "speakers");
     router().setupSystemAudio();
     server->removeDevice("built-in");
@@ -236,13 +248,47 @@ TEST_F(KXAudioRouterTest, ARestartOfTheServerMakesWhatTheSessionNeedsAgain) {
     EXPECT_THAT(delayed, IsEmpty()) << "no session, nothing to keep";
 }
 
-TEST_F(KXAudioRouterTest, AfterARestartAnotherOutputServesWhenTheUsersOwnStaysAway) {
+TEST_F(KXAudioRouterTest, AfterARestartAnotherOutputServesWhileTheUsersOwnStaysAway) {
     router().setupSystemAudio();
     runDelayed();
     ASSERT_NO_FATAL_FAILURE(restart({sink("headset", "Headset Headphones"), sink("loop", "vorlanOutput 2ch")}));
     look(42);
     EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
     EXPECT_THAT(*multiOutput()->subDevices, ElementsAre("loop", "headset"));
+    server->setDevice(sink("speakers", "Built-in Speakers"));
+    look(2);
+    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
+    EXPECT_THAT(*multiOutput()->subDevices, ElementsAre("loop", "speakers"));
+    router().restoreDevices();
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(journalExists());
+}
+
+TEST_F(KXAudioRouterTest, AfterARestartWithTheLoopbackAloneTheUsersOwnOutputIsWaitedForBeyondTheSession) {
+    router().setupSystemAudio();
+    runDelayed();
+    ASSERT_NO_FATAL_FAILURE(restart({sink("loop", "vorlanOutput 2ch")}));
+    look(42);
+    EXPECT_EQ(defaultInput(), "loop");
+    EXPECT_FALSE(multiOutput()) << "the loop-back device is nothing to hear the call on";
+    router().restoreDevices();
+    EXPECT_TRUE(journalExists());
+    server->setDevice(sink("speakers", "Built-in Speakers"));
+    look(1);
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(journalExists());
+    EXPECT_THAT(delayed, IsEmpty());
+}
+
+TEST_F(KXAudioRouterTest, ALookAfterARestartDoesNotOutliveItsSession) {
+    router().setupSystemAudio();
+    runDelayed();
+    ASSERT_NO_FATAL_FAILURE(restart({sink("headset", "Headset Headphones"), sink("loop", "vorlanOutput 2ch")}));
+    router().restoreDevices();
+    router().setupSystemAudio();
+    takeLog();
+    runDelayed();
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 设置聚合设备为默认输出"));
 }
 
 TEST_F(KXAudioRouterTest, AMicrophoneSessionGoesBackToItsMicrophoneAfterARestart) {
@@ -255,19 +301,24 @@ TEST_F(KXAudioRouterTest, AMicrophoneSessionGoesBackToItsMicrophoneAfterARestart
     EXPECT_EQ(defaultOutput(), "speakers");
 }
 
-TEST_F(KXAudioRouterTest, WhatCannotBeGivenBackWhileTheServerIsAwayIsGivenBackWhenItReturns) {
-    router().setupSystemAudio();
-    runDelayed();
-    server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
-    router().restoreDevices();
-    EXPECT_TRUE(journalExists()) << "for the next start, should there be no return";
-    server->clearFaults();
-    ASSERT_NO_FATAL_FAILURE(restart({sink("loop", "vorlanOutput 2ch"), source("built-in", "Built-in MICROPHONE")}));
-    server->setDevice(sink("speakers", "Built-in Speakers"));
-    look(1);
-    EXPECT_EQ(defaultOutput(), "speakers");
-    EXPECT_EQ(defaultInput(), "built-in");
-    EXPECT_FALSE(journalExists());
+TEST_F(KXAudioRouterTest, WhatCannotBeGivenBackWhileTheServerIsAwayOrHangsIsGivenBackWhenItReturns) {
+    for (const bool hangs : {false, true}) {
+        router().setupSystemAudio();
+        runDelayed();
+        if (hangs)
+            server->failWrites(kAudioObjectSystemObject, fourCC("dOut"), kAudioHardwareUnspecifiedError);
+        else
+            server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
+        router().restoreDevices();
+        EXPECT_TRUE(journalExists()) << "for the next start, should there be no return; hangs: " << hangs;
+        server->clearFaults();
+        ASSERT_NO_FATAL_FAILURE(restart({sink("loop", "vorlanOutput 2ch"), source("built-in", "Built-in MICROPHONE")}));
+        server->setDevice(sink("speakers", "Built-in Speakers"));
+        look(1);
+        EXPECT_EQ(defaultOutput(), "speakers");
+        EXPECT_EQ(defaultInput(), "built-in");
+        EXPECT_FALSE(journalExists());
+    }
 }
 
 TEST_F(KXAudioRouterTest, DevicesMayGoAtEveryMomentOfASession) {

@@ -70,9 +70,9 @@ TEST_F(RouterJournalTest, TheFileHoldsWhatIsToBeGivenBackForItsOwnerAlone) {
     ASSERT_EQ(stat(QFile::encodeName(QFileInfo(journalPath).path()).constData(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0700U);
 
-    journal.gaveBack(false);
+    journal.gaveBack({.multiOutput = false});
     EXPECT_EQ(content(), (QJsonObject{{"process", ProcessIdentity::current().toJson()}, {"multiOutput", true}}));
-    journal.gaveBack(true);
+    journal.gaveBack({});
     EXPECT_THAT(files(), IsEmpty());
     EXPECT_THAT(takeLog(), IsEmpty());
 }
@@ -107,6 +107,31 @@ TEST_F(RouterJournalTest, ADefaultThatTheUserChangedSinceStays) {
     EXPECT_FALSE(multiOutput());
 }
 
+TEST_F(RouterJournalTest, WhatTheServerChoseWhenItRestartedIsNotTheUsersChoice) {
+    leaveBehind();
+    server->removeDevice("tqv-Multi-Output_UID");
+    server->setDefaults("line", "");
+    journalOf({0x7FFFFFFE, "2", "3"}).recover(server);
+    EXPECT_EQ(defaultInput(), "camera");
+    EXPECT_TRUE(content().contains("output")) << "the server has not chosen yet";
+    server->setDefaults("camera", "headset");
+    EXPECT_EQ(recover(), Recovery::GaveBack);
+    EXPECT_EQ(defaultOutput(), "speakers");
+    EXPECT_FALSE(journalExists());
+
+    leaveBehind();
+    server->removeDevice("tqv-Multi-Output_UID");
+    server->removeDevice("speakers");
+    takeLog();
+    recover();
+    EXPECT_EQ(takeLog().first(), "⚠️ 上次异常退出前的默认输出设备已不存在：speakers");
+
+    journalOf(deadProcess).willSetInput("camera", "built-in");
+    server->setDefaults("line", "headset");
+    recover();
+    EXPECT_EQ(defaultInput(), "camera") << "the machine has restarted";
+}
+
 TEST_F(RouterJournalTest, ADeviceThatIsGoneIsToldAndNotWaitedFor) {
     leaveBehind();
     server->removeDevice("speakers");
@@ -130,6 +155,9 @@ TEST_F(RouterJournalTest, WhatCouldNotBeGivenBackIsTriedAgain) {
     EXPECT_EQ(takeLog().size(), 3);
     EXPECT_EQ(defaultOutput(), "speakers");
     server->clearFaults();
+    journalOf({0x7FFFFFFE, "2", "3"}).willSetInput("loop", "line");
+    EXPECT_EQ(content()["input"].toObject(), (QJsonObject{{"was", "camera"}, {"set", QJsonArray{"loop", "line"}}}))
+        << "the session of that process goes on with it";
     EXPECT_EQ(recover(), Recovery::GaveBack);
     EXPECT_EQ(defaultInput(), "camera");
     EXPECT_FALSE(multiOutput());
@@ -226,7 +254,7 @@ TEST_F(RouterJournalTest, OnAFullDiskTheSessionGoesOnAndTheOldFileStaysWhole) {
     EXPECT_THAT(log.lines()[0].toStdString(), HasSubstr("音频设备记录无法写入"));
     journal.willSetOutput("speakers", "headset");
     EXPECT_TRUE(content().contains("output")) << "what could not be written is written with the next note";
-    journal.gaveBack(true);
+    journal.gaveBack({});
     takeLog();
     const FileSizeLimit full(0);
     router().setupSystemAudio();
