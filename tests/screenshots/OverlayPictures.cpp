@@ -19,7 +19,7 @@ protected:
         page_.resize(310, 210);
         page_.setAutoFillBackground(true);
         QPalette colors = page_.palette();
-        colors.setColor(QPalette::Window, QColor(240, 251, 249));
+        colors.setColor(QPalette::Window, hexColor(theme::pageGround));
         page_.setPalette(colors);
         QLabel* text = makeLabel(hexColor(theme::darkText), false, 14, &page_);
         text->setText(QStringLiteral("面试设置\n职位：后端工程师\n语言：英语（美国）\n字号：16"));

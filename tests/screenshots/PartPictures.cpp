@@ -54,7 +54,7 @@ protected:
         page_.resize(520, 380);
         page_.setAutoFillBackground(true);
         QPalette colors = page_.palette();
-        colors.setColor(QPalette::Window, QColor(240, 251, 249));
+        colors.setColor(QPalette::Window, hexColor(theme::pageGround));
         page_.setPalette(colors);
         page_.show();
     }
@@ -109,7 +109,7 @@ TEST_F(PartPictures, Icons) {
     const QStringList names = QDir(QStringLiteral(":/icons")).entryList();
     ASSERT_FALSE(names.isEmpty());
     for (const QString& name : names) {
-        const QColor ground = name.endsWith(QLatin1String("_s.svg"))           ? QColor(15, 227, 189)
+        const QColor ground = name.endsWith(QLatin1String("_s.svg"))           ? hexColor(theme::tip)
                               : name.startsWith(QLatin1String("translate_up")) ? hexColor(theme::sessionWindow)
                                                                                : QColor(Qt::white);
         QLabel label;

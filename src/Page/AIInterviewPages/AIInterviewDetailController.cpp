@@ -1,6 +1,7 @@
 #include "AIInterviewDetailController.h"
 
 #include "AnswersModel.h"
+#include "FontSteps.h"
 #include "QuestionBox.h"
 #include "TranscriptModel.h"
 
@@ -63,7 +64,7 @@ void AIInterviewDetailController::loadView() {
 
 void AIInterviewDetailController::viewDidLoad() {
     if (interviewModel_)
-        fontSize_ = static_cast<int>(interviewModel_->answerFontSize);
+        fontSize_ = FontSteps::within(interviewModel_->answerFontSize);
     BaseViewController::viewDidLoad();
     setUseTimeCount(0);
     isTranslating_ = false;

@@ -3,7 +3,7 @@
 #include "DarkMenu.h"
 
 #include <Page/View/ListFrame.h>
-#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QContextMenuEvent>
@@ -17,10 +17,9 @@ namespace parlowen {
 
 namespace {
 
-// Of a line's ends from the text's room, of that room from the box, and of the border, which lies inside the box.
+// Of a line's ends from the text's room, and of that room from the box.
 constexpr int linePadding = 4;
 constexpr int textInset = 2;
-constexpr int border = 1;
 
 struct ActionText {
     const char* name;
@@ -47,28 +46,26 @@ void translate(QMenu& menu) {
 } // namespace
 
 QuestionBox::QuestionBox(QWidget* parent)
-    : QPlainTextEdit(parent) {
+    : QPlainTextEdit(parent)
+    , frame_(makeView<ListFrame>(this)) {
     setFont(systemFont(15));
     setAccessibleName(QStringLiteral("问题"));
     setTabChangesFocus(true);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    document()->setDocumentMargin(textInset - border);
+    document()->setDocumentMargin(textInset);
     setRightReserve(0);
-    setStyleSheet(QStringLiteral("QPlainTextEdit { color: white; background: transparent; border: %4px solid %1;"
-                                 " border-radius: %2px; selection-background-color: %3; selection-color: black; }"
-                                 "QPlainTextEdit:focus { border-color: %3; }")
-                      .arg(hexColor(theme::darkGrey).name())
-                      .arg(ListFrame::cornerRadius)
-                      .arg(hexColor(theme::accent).name())
-                      .arg(border));
+    setStyleSheet(styleSheets::darkTextBox());
 }
 
 void QuestionBox::addSentence(const QString& sentence) {
     const bool atEnd = verticalScrollBar()->value() == verticalScrollBar()->maximum();
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
+    // Undoing must never take a sentence away, and the history cannot leave one out.
+    document()->setUndoRedoEnabled(false);
     end.insertText(u'\n' + sentence);
+    document()->setUndoRedoEnabled(true);
     if (atEnd)
         verticalScrollBar()->setValue(verticalScrollBar()->maximum());
 }
@@ -80,6 +77,22 @@ void QuestionBox::contextMenuEvent(QContextMenuEvent* event) {
     translate(*menu);
     makeDark(*menu);
     menu->exec(event->globalPos());
+}
+
+void QuestionBox::focusInEvent(QFocusEvent* event) {
+    QPlainTextEdit::focusInEvent(event);
+    frame_->setHighlighted(true);
+}
+
+void QuestionBox::focusOutEvent(QFocusEvent* event) {
+    QPlainTextEdit::focusOutEvent(event);
+    frame_->setHighlighted(hasFocus()); // a menu only borrows it
+}
+
+void QuestionBox::resizeEvent(QResizeEvent* event) {
+    QPlainTextEdit::resizeEvent(event);
+    frame_->setGeometry(rect());
+    frame_->raise();
 }
 
 // While it cannot be edited, the base class changes its font.

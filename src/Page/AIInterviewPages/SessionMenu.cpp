@@ -6,7 +6,7 @@
 #include "SessionWindow.h"
 
 #include <Page/View/ReadingList.h>
-#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QHBoxLayout>
@@ -23,7 +23,7 @@ QString percentText(int percent) { return QStringLiteral("%1%").arg(percent); }
 QLabel* makeLabel(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     label->setFont(systemFont(13));
-    label->setStyleSheet(QStringLiteral("color: white;"));
+    label->setStyleSheet(styleSheets::darkLabel());
     return label;
 }
 
@@ -36,13 +36,7 @@ QSlider* makeSlider(int percent, QWidget* parent) {
     slider->setSingleStep(5);
     slider->setValue(percent);
     slider->setMinimumWidth(130);
-    slider->setStyleSheet(
-        QStringLiteral(
-            "QSlider::groove:horizontal { height: 4px; border-radius: 2px; background: %1; }"
-            "QSlider::sub-page:horizontal { border-radius: 2px; background: %2; }"
-            "QSlider::handle:horizontal { width: 14px; margin: -5px 0; border-radius: 7px; background: white; }"
-            "QSlider::handle:horizontal:focus { background: %2; }")
-            .arg(hexColor(theme::darkGrey).name(), hexColor(theme::accent).name()));
+    slider->setStyleSheet(styleSheets::darkSlider());
     return slider;
 }
 

@@ -12,6 +12,7 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/MouseTracker.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QLabel>
@@ -44,20 +45,19 @@ void AIInterviewDetailController::buildUserInterface() {
 }
 
 void AIInterviewDetailController::buildHeader() {
-    timeLabel_ = makeLabel(this, systemFont(14), Qt::white);
+    timeLabel_ = makeLabel(this, systemFont(14), hexColor(theme::onDark));
     timeLabel_->setObjectName(QStringLiteral("timeLabel"));
     timeLabel_->setText(QStringLiteral("00:00:00"));
 
     topImg_ = new QToolButton(this);
     topImg_->setObjectName(QStringLiteral("topImg"));
-    topImg_->setStyleSheet(QStringLiteral("QToolButton { border: none; background: transparent; }"
-                                          "QToolButton:focus { border: 1px solid %1; border-radius: 5px; }")
-                               .arg(hexColor(theme::accent).name()));
+    topImg_->setProperty("tag", 9);
+    topImg_->setStyleSheet(styleSheets::darkIconButton());
     topImg_->setFocusPolicy(Qt::TabFocus);
     topImg_->setCursor(Qt::PointingHandCursor);
     connect(topImg_, &QToolButton::clicked, this, &AIInterviewDetailController::topupDidTap);
 
-    tipLab_ = makeLabel(this, systemFont(smallFontSize), QColor(15, 227, 189));
+    tipLab_ = makeLabel(this, systemFont(smallFontSize), hexColor(theme::tip));
     tipLab_->setObjectName(QStringLiteral("tipLab"));
     tipLab_->setAlignment(Qt::AlignCenter);
     tipLab_->setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -94,12 +94,7 @@ void AIInterviewDetailController::buildQuestionBox() {
     aiResponseButton_->setFont(systemFont(14));
     aiResponseButton_->setFocusPolicy(Qt::TabFocus);
     aiResponseButton_->setCursor(Qt::PointingHandCursor);
-    aiResponseButton_->setStyleSheet(
-        QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 5px; }"
-                       "QPushButton:hover { background: %3; } QPushButton:focus { border: 1px solid white; }"
-                       "QPushButton:pressed { background: %4; }")
-            .arg(hexColor(theme::accent).name(), hexColor(theme::sessionWindow).name(),
-                 hexColor(theme::accent).lighter(112).name(), hexColor(theme::accent).darker(115).name()));
+    aiResponseButton_->setStyleSheet(styleSheets::darkAccentButton());
     aiResponseButton_->setVisible(isManual());
     connect(aiResponseButton_, &QPushButton::clicked, this, &AIInterviewDetailController::aiResponseTapped);
 }

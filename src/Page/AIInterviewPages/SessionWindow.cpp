@@ -6,6 +6,7 @@
 
 #include <Network/Settings.h>
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QContextMenuEvent>
@@ -60,7 +61,7 @@ SessionWindow::~SessionWindow() = default;
 void SessionWindow::buildHeader() {
     title_->setFont(systemFont(13, QFont::DemiBold));
     title_->setAlignment(Qt::AlignCenter);
-    title_->setStyleSheet(QStringLiteral("color: rgba(255, 255, 255, 0.7);"));
+    title_->setStyleSheet(styleSheets::darkTitle());
     title_->setAttribute(Qt::WA_TransparentForMouseEvents);
 
     closeButton_->setObjectName(QStringLiteral("closeButton"));
@@ -69,10 +70,7 @@ void SessionWindow::buildHeader() {
     closeButton_->setIconSize({closeSize, closeSize});
     closeButton_->setFocusPolicy(Qt::TabFocus);
     closeButton_->setCursor(Qt::PointingHandCursor);
-    closeButton_->setStyleSheet(QStringLiteral("QToolButton { border: none; border-radius: 10px; }"
-                                               "QToolButton:hover { background: rgba(255, 255, 255, 0.16); }"
-                                               "QToolButton:focus { border: 1px solid %1; }")
-                                    .arg(hexColor(theme::accent).name()));
+    closeButton_->setStyleSheet(styleSheets::darkRoundButton());
     connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
 }
 
@@ -107,7 +105,7 @@ void SessionWindow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setBrush(hexColor(theme::sessionWindow, groundOpacity_ / 100.0));
-    painter.setPen(QPen(QColor(255, 255, 255, 30), 1));
+    painter.setPen(QPen(hexColor(theme::onDark, theme::windowEdge), 1));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
 }
 

@@ -28,7 +28,7 @@ public:
     int groundOpacity() const { return groundOpacity_; }
     /// Sets it within its limits and stores it.
     void setGroundOpacity(int percent);
-    static constexpr int leastOpacity = 30; ///< the window never vanishes
+    static constexpr int leastOpacity = 50; ///< its white text can be read before a white page
     static constexpr int usualOpacity = 70;
     static constexpr int fullOpacity = 100;
 

@@ -1,6 +1,7 @@
 #include "BaseViewController.h"
 
 #include <Foundation/MainQueue.h>
+#include <Tools/PopView/Colors.h>
 
 namespace parlowen {
 
@@ -23,7 +24,7 @@ void BaseViewController::setVisible(bool visible) {
 
 void BaseViewController::loadView() {
     QPalette colours = palette();
-    colours.setColor(QPalette::Window, QColor(240, 251, 249));
+    colours.setColor(QPalette::Window, hexColor(theme::pageGround));
     setPalette(colours);
     setAutoFillBackground(true);
 }

@@ -6,6 +6,19 @@
 
 namespace parlowen {
 
+namespace {
+
+constexpr double cornerRadius = 10;
+
+void drawLine(QPainter& painter, const QColor& color, const QRect& frame, int inset) {
+    const double middle = inset + 0.5;
+    painter.setPen(QPen(color, 1));
+    painter.drawRoundedRect(QRectF(frame).adjusted(middle, middle, -middle, -middle), cornerRadius - inset,
+                            cornerRadius - inset);
+}
+
+} // namespace
+
 void ListFrame::buildStyle() { setAttribute(Qt::WA_TransparentForMouseEvents); }
 
 void ListFrame::setHighlighted(bool highlighted) {
@@ -16,8 +29,8 @@ void ListFrame::setHighlighted(bool highlighted) {
 void ListFrame::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(hexColor(highlighted_ ? theme::accent : theme::darkGrey), 1));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    drawLine(painter, hexColor(highlighted_ ? theme::accent : theme::darkGrey), rect(), 0);
+    drawLine(painter, hexColor(theme::onDark, theme::hairline), rect(), 1);
 }
 
 } // namespace parlowen

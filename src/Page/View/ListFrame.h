@@ -4,14 +4,12 @@
 
 namespace parlowen {
 
-/// The frame around a list on a dark window: a thin grey line with round corners, in the accent colour while the list
-/// is used by keys.
+/// The frame around a list or a text box on a dark window: a thin grey line with round corners, in the accent colour
+/// while what it frames is used by keys, and a faint lighter one just inside it.
 class ListFrame : public BaseView {
     Q_OBJECT
 public:
     using BaseView::BaseView;
-    static constexpr int cornerRadius = 10;
-
     void setHighlighted(bool highlighted);
 
 protected:

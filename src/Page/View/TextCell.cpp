@@ -1,5 +1,7 @@
 #include "TextCell.h"
 
+#include <Tools/PopView/Colors.h>
+
 #include <QAbstractScrollArea>
 #include <QPainter>
 
@@ -99,7 +101,7 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const QPointF corner = option.rect.topLeft() + QPoint(sideInset, 0);
     const QRectF clip = visiblePart(option);
     painter->save();
-    painter->setPen(Qt::white);
+    painter->setPen(hexColor(theme::onDark));
     row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
     if (row.result)
         row.result->draw(*painter, corner + QPointF(0, row.resultTop()), clip,

@@ -20,6 +20,17 @@ inline constexpr std::uint32_t midGrey = 0x666666;       ///< text of second ran
 inline constexpr std::uint32_t lightGrey = 0xB2B2B2;     ///< hints, what is switched off
 inline constexpr std::uint32_t darkGrey = 0x555555;      ///< thin borders on a dark window
 inline constexpr std::uint32_t sessionWindow = 0x1D1E1F; ///< background of the session window, before its alpha
+inline constexpr std::uint32_t pageGround = 0xF0FBF9;    ///< background of pages
+inline constexpr std::uint32_t tip = 0x0FE3BD;           ///< text of tips on a dark window
+inline constexpr std::uint32_t darkMenu = 0x2A2C2E;      ///< background of menus of a dark window
+inline constexpr std::uint32_t darkDisabled = 0x7C7F82;  ///< what is switched off, on a dark ground
+inline constexpr std::uint32_t onDark = 0xFFFFFF;        ///< text on a dark ground; thin, the lines that lift it off
+
+// How opaque `onDark` is where it only tints.
+inline constexpr double hairline = 0.08;   ///< just inside a grey line, which on a light desktop would be lost
+inline constexpr double windowEdge = 0.12; ///< round a dark window
+inline constexpr double hover = 0.16;
+inline constexpr double title = 0.7; ///< a text of second rank
 
 } // namespace theme
 } // namespace parlowen

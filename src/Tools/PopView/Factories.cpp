@@ -1,6 +1,6 @@
 #include "Factories.h"
 
-#include "Colors.h"
+#include "StyleSheets.h"
 #include "SystemFont.h"
 
 #include <QLabel>
@@ -13,18 +13,6 @@ namespace {
 
 constexpr double cardCornerRadius = 8;
 constexpr int cardFontSize = 14;
-
-QString buttonStyle(const QColor& title, const QColor& ground, double radius) {
-    return QStringLiteral(
-               "QPushButton { color: %1; background: %2; border: none; border-radius: %3px; padding: 5px 12px; }"
-               "QPushButton:hover { background: %4; } QPushButton:pressed { background: %5; }"
-               "QPushButton:focus { border: 1px solid %6; }"
-               "QPushButton:disabled { color: %7; }")
-        .arg(title.name(QColor::HexArgb), ground.name(QColor::HexArgb))
-        .arg(radius)
-        .arg(ground.lighter(106).name(QColor::HexArgb), ground.darker(110).name(QColor::HexArgb),
-             ground.darker(140).name(QColor::HexArgb), hexColor(theme::lightGrey).name());
-}
 
 } // namespace
 
@@ -44,7 +32,7 @@ QPushButton* makeButton(const QString& title, const QColor& titleColor, const QC
     auto* button = new QPushButton(title, parent);
     button->setFont(systemFont(size));
     button->setCursor(Qt::PointingHandCursor);
-    button->setStyleSheet(buttonStyle(titleColor, background, cornerRadius));
+    button->setStyleSheet(styleSheets::button(titleColor, background, cornerRadius));
     if (action)
         QObject::connect(button, &QPushButton::clicked, button, std::move(action));
     return button;

@@ -1,10 +1,17 @@
 #include "PaddedTextField.h"
 
+#include "Colors.h"
+
 namespace parlowen {
 
 PaddedTextField::PaddedTextField(QWidget* parent)
     : QLineEdit(parent) {
     setInsets(insets_);
+    // The line round a field that is written in, and the mark in it, are otherwise in the system's colour.
+    QPalette colors = palette();
+    colors.setColor(QPalette::Highlight, hexColor(theme::accent));
+    colors.setColor(QPalette::HighlightedText, Qt::black);
+    setPalette(colors);
 }
 
 void PaddedTextField::setInsets(const QMargins& insets) {

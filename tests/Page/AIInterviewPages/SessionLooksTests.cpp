@@ -101,6 +101,7 @@ TEST_P(SessionLooksTest, FramesAndGroundsHaveTheirColours) {
         for (const QPoint point : {QPoint(frame.left(), frame.center().y()), QPoint(frame.right(), frame.center().y()),
                                    QPoint(frame.center().x(), frame.top()), QPoint(frame.center().x(), frame.bottom())})
             EXPECT_EQ(image.pixelColor(point), darkGrey) << point.x() << ' ' << point.y();
+        EXPECT_EQ(image.pixelColor(frame.left() + 1, frame.center().y()), QColor(0x2F, 0x30, 0x31)) << "a hairline";
         EXPECT_EQ(image.pixelColor(frame.center() + QPoint(200, 0)), ground) << "nothing behind the text";
         EXPECT_EQ(image.pixelColor(frame.topLeft()), ground) << "a round corner";
     }

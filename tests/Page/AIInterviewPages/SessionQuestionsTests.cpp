@@ -131,6 +131,20 @@ TEST_F(SessionQuestionsTest, InManualModeSentencesCollectInTheBox) {
     EXPECT_EQ(question(0)[QStringLiteral("txt")].toString().toStdString(), "Please: \nOne.\nTwo.\nThree.");
 }
 
+TEST_F(SessionQuestionsTest, UndoingTakesNoSentenceAway) {
+    openManual();
+    final(QStringLiteral("One."));
+    QTest::keyClick(&box(), Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClicks(&box(), QStringLiteral(" Why"));
+    QTest::keyClick(&box(), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(box().toPlainText().toStdString(), "\nOne.") << "only what was typed";
+    QTest::keyClicks(&box(), QStringLiteral(" How"));
+    final(QStringLiteral("Two."));
+    for (int i = 0; i < 3; ++i)
+        QTest::keyClick(&box(), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(box().toPlainText().toStdString(), "\nOne. How\nTwo.");
+}
+
 TEST_F(SessionQuestionsTest, EachPressStartsANewListAndNumbersGoOn) {
     openManual();
     final(QStringLiteral("One."));

@@ -89,6 +89,16 @@ TEST_F(SessionReadingTest, KeysChangeTheListsFontInStepsAndStoreIt) {
     EXPECT_EQ(box().toPlainText().toStdString(), "\nTell me.") << "the keys type nothing";
 }
 
+TEST_F(SessionReadingTest, AStoredFontSizeBeyondTheStepsIsHeldWithinThem) {
+    for (const auto& [stored, used] : {std::pair(-3, 14), {0, 14}, {20, 20}, {4000, 24}}) {
+        auto model = interview(1);
+        model.answerFontSize = stored;
+        settings_.setAiInterviewSetModel(model);
+        openWindow();
+        EXPECT_EQ(page().fontSize(), used) << stored;
+    }
+}
+
 TEST_F(SessionReadingTest, AnotherFontKeepsTheReadersPlace) {
     openActive();
     settings_.setAiInterviewSetModel(std::nullopt);
@@ -143,16 +153,16 @@ TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
     QTest::keyClick(slider, Qt::Key_Right);
     EXPECT_EQ(alpha(), qRound(0.75 * 255));
     QTest::keyClick(slider, Qt::Key_Home);
-    EXPECT_EQ(alpha(), qRound(0.3 * 255)) << "it never vanishes";
+    EXPECT_EQ(alpha(), qRound(0.5 * 255)) << "its text stays readable";
     findMenu()->close();
     close();
     window_.reset();
     tokenServer_.enqueue(Reply::json(200, "{}"));
     openWindow();
-    EXPECT_EQ(alpha(), qRound(0.3 * 255));
+    EXPECT_EQ(alpha(), qRound(0.5 * 255));
     settings_.setSessionWindowOpacity(3);
     openWindow();
-    EXPECT_EQ(window_->groundOpacity(), 30) << "whatever is stored";
+    EXPECT_EQ(window_->groundOpacity(), 50) << "whatever is stored";
 }
 
 TEST_F(SessionReadingTest, NoKeyClosesTheWindowOrAsksByAccident) {

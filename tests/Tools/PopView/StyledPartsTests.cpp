@@ -73,6 +73,11 @@ TEST(PaddedTextFieldTest, TextStandsInsideItsInsetsAndMayBeTyped) {
         field.setText(QString(200, u'H'));
         EXPECT_LE(inkOf(field).right(), 300 - 3 - grown.width()) << "a long text ends inside, too";
     }
+    window.activateWindow();
+    field.setFocus();
+    ASSERT_TRUE(waitFor([&] { return field.hasFocus(); }));
+    const QColor ring = shot(field).pixelColor(150, 1);
+    EXPECT_NEAR(ring.hue(), hexColor(theme::accent).hue(), 15) << "the line round it: " << ring.name().toStdString();
 }
 
 TEST(CustomBacTextFieldTest, ShowsOneLineOnAGroundOfItsOwn) {
