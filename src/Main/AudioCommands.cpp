@@ -11,18 +11,20 @@
 
 namespace parlowen::AudioCommands {
 
-void check(const std::shared_ptr<AudioServer>& server, bool listen, Write write, std::function<void(int)> finished) {
+std::function<void()> check(const std::shared_ptr<AudioServer>& server, bool listen, Write write,
+                            std::function<void(int)> finished) {
     const AudioCheck found = checkAudio(server);
     write(found.text().toUtf8());
     if (!listen || !found.isReady()) {
         finished(found.isReady() ? 0 : 1);
-        return;
+        return [] {};
     }
-    ListenCheck::make(server, std::make_shared<RouterJournal>())
-        ->start([write = std::move(write), finished = std::move(finished)](const ChirpResult& result) {
-            write(ListenCheck::text(result).toUtf8());
-            finished(result.arrived ? 0 : 1);
-        });
+    const std::shared_ptr<ListenCheck> listening = ListenCheck::make(server, std::make_shared<RouterJournal>());
+    listening->start([write = std::move(write), finished = std::move(finished)](const ChirpResult& result) {
+        write(ListenCheck::text(result).toUtf8());
+        finished(result.arrived ? 0 : 1);
+    });
+    return [listening] { listening->cancel(); };
 }
 
 int setUp(const std::shared_ptr<AudioServer>& server, const Write& write) {
@@ -41,8 +43,8 @@ int setUp(const std::shared_ptr<AudioServer>& server, const Write& write) {
     return 1;
 }
 
-void recover(const std::shared_ptr<AudioServer>& server) {
-    if (QFile::exists(RouterJournal::defaultPath()))
+void recover(const std::shared_ptr<AudioServer>& server, bool alsoWithoutRecord) {
+    if (QFile::exists(RouterJournal::defaultPath()) || (alsoWithoutRecord && !ProcessIdentity::runsTwice()))
         RouterJournal().recover(server);
 }
 

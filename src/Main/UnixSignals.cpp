@@ -14,6 +14,8 @@ namespace {
 
 std::array<int, 2> wakeSockets{-1, -1};
 
+constexpr std::array<int, 3> handled{SIGINT, SIGTERM, SIGHUP};
+
 // Only what is safe in a handler: one byte wakes the event loop.
 void wake(int) {
     const char byte = 1;
@@ -36,13 +38,19 @@ UnixSignals::UnixSignals(std::function<void()> terminate)
     struct sigaction action {};
     action.sa_handler = wake;
     action.sa_flags = SA_RESTART;
-    ::sigaction(SIGINT, &action, nullptr);
-    ::sigaction(SIGTERM, &action, nullptr);
+    for (const int number : handled) {
+        struct sigaction before {};
+        ::sigaction(number, &action, &before);
+        if (number == SIGHUP && before.sa_handler == SIG_IGN)
+            ::sigaction(number, &before, nullptr);
+    }
 }
 
 UnixSignals::~UnixSignals() {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    for (const int number : handled) {
+        if (std::signal(number, SIG_DFL) == SIG_IGN)
+            std::signal(number, SIG_IGN);
+    }
     for (int& socket : wakeSockets) {
         ::close(socket);
         socket = -1;

@@ -7,8 +7,8 @@ class QSocketNotifier;
 
 namespace parlowen {
 
-/// Turns SIGINT and SIGTERM into a call on the main thread, so that a session is put away before the program ends. One
-/// a process.
+/// Turns SIGINT, SIGTERM and SIGHUP (unless it is ignored, as under nohup) into a call on the main thread, so that a
+/// session is put away before the program ends. One a process.
 class UnixSignals : public QObject {
 public:
     explicit UnixSignals(std::function<void()> terminate);

@@ -18,6 +18,7 @@
 #include <QApplication>
 #include <QIcon>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -56,19 +57,24 @@ int runSession(const CommandLine& line) {
 }
 
 int checkAudio(const std::shared_ptr<AudioServer>& server, bool listen) {
-    onMain([&server, listen] {
-        AudioCommands::check(
+    std::function<void()> cancel = [] { QCoreApplication::exit(1); };
+    const UnixSignals interrupts([&cancel] { cancel(); });
+    onMain([&server, &cancel, listen] {
+        cancel = AudioCommands::check(
             server, listen, [](const QByteArray& text) { write(stdout, text); },
             [](int status) { QCoreApplication::exit(status); });
     });
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    cancel();
+    return status;
 }
 
 int run(const CommandLine& line) {
     setSystemLogOnStandardError(line.verbose);
     const auto server = std::make_shared<PulseAudioServer>();
     AudioHardwareService::install(server);
-    AudioCommands::recover(server);
+    AudioCommands::recover(server, line.action == CommandLine::Action::Interview ||
+                                       line.action == CommandLine::Action::CheckAudio);
     std::optional<ConsoleLogCapture> quiet;
     if (!line.verbose)
         quiet.emplace(onlyFailures);

@@ -35,6 +35,7 @@ void KXAudioRouter::watchForRestarts() {
 }
 
 void KXAudioRouter::serverRestarted() {
+    dropLooks();
     if (route_ == Route::UsersOwn)
         return;
     consoleLog(QStringLiteral("🔄 音频服务已重新启动，正在恢复会话的音频设备"));

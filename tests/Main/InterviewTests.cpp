@@ -122,8 +122,8 @@ protected:
                run.process.state() == QProcess::Running;
     }
 
-    void endOrderly(ProgramRun& run) const {
-        run.signal(SIGINT);
+    void endOrderly(ProgramRun& run, int number = SIGINT) const {
+        run.signal(number);
         EXPECT_EQ(run.finish(20'000), 0) << run.errors.right(2000).toStdString();
         EXPECT_EQ(run.events(QStringLiteral("ended")).size(), 1U);
         EXPECT_TRUE(run.events(QStringLiteral("problem")).empty()) << run.output.toStdString();
@@ -281,10 +281,26 @@ TEST_P(InterviewTest, AMicrophoneInterviewHearsTheMicrophoneAndLeavesTheOutputAl
     Player voice(shortRecording(folder), "room");
     EXPECT_TRUE(waitFor([&run] { return !run->events(QStringLiteral("row")).empty(); }, 30'000));
     expectNoMultiOutput();
-    endOrderly(*run);
+    endOrderly(*run, SIGHUP);
     EXPECT_THAT(run->errors.toStdString(),
                 AllOf(HasSubstr("已经授权"), HasSubstr("✅ 切换到麦克风输入：USB Microphone")));
     expectDefaults("mic", "speakers");
+}
+
+TEST_P(InterviewTest, TheCheckRemovesAMultiOutputDeviceWithoutARecordAndGivesBackWhenItIsInterrupted) {
+    startWithLoopback("line");
+    control({"load-module", "module-combine-sink", "sink_name=" + multiOutput, "slaves=vorlanOutput,speakers"});
+    EXPECT_EQ(print({"--check-audio"}).status, 0);
+    expectNoMultiOutput();
+
+    ProgramRun check({"--check-audio", "--listen"}, {}, home);
+    ASSERT_TRUE(waitFor([] { return control({"list", "short", "sinks"}).contains(multiOutput); }));
+    check.signal(SIGTERM);
+    EXPECT_EQ(check.finish(20'000), 1);
+    EXPECT_THAT(check.output.toStdString(), HasSubstr("it was interrupted"));
+    expectDefaults("line", "speakers");
+    expectNoMultiOutput();
+    EXPECT_FALSE(QFile::exists(journalPath()));
 }
 
 /// A kind of session, the defaults that it needs, and the sink that it is spoken into.
