@@ -3,6 +3,7 @@
 #include <Page/AIInterviewPages/SessionRig.h>
 #include <Tools/StreamModel.h>
 
+#include <QLabel>
 #include <QMenu>
 #include <QTest>
 #include <QWindow>
@@ -11,6 +12,19 @@ namespace parlowen::screenshots {
 namespace {
 
 using parlowen::testing::waitFor;
+
+constexpr auto sentences = {
+    "Good morning, thank you for taking the time to talk with us today.",
+    "Could you walk me through a project that you are proud of?",
+    "What was the hardest technical decision that you had to make, and which alternatives did you weigh before you "
+    "made it?",
+    "How did you find out that the cache was the problem?",
+    "What would you do differently if you built the same system again with twice as many people?",
+};
+
+const QStringList points{QStringLiteral("很高兴来参加今天的面试。"), QStringLiteral("我最自豪的是重做了订单系统。"),
+                         QStringLiteral("最难的是放弃同步写。"), QStringLiteral("命中率从九成跌到四成。"),
+                         QStringLiteral("我会更早拆分团队的边界。")};
 
 /// Real sessions in both layouts: answers that come by themselves, and answers on request. With QT_FONT_DPI=144 and
 /// QT_ENABLE_HIGHDPI_SCALING=0 in the environment they are drawn as for a user who wants text half as large again.
@@ -29,24 +43,30 @@ protected:
                                            : QStringLiteral("Session window, answers by themselves"));
         Sheet::shared().add(state, *window_);
     }
+    /// One sentence after the other, each with a short answer where answers come by themselves.
+    void sayAll() {
+        for (std::size_t i = 0; i < sentences.size(); ++i) {
+            const std::size_t before = page().streamModels().size();
+            final(QString::fromUtf8(sentences.begin()[i]));
+            ASSERT_TRUE(isManual() || asked(before + 1));
+            if (!isManual())
+                grow(QStringLiteral("先用一句话回答：%1\n再举一个亲身经历的例子，最后说说结果。")
+                         .arg(points.at(static_cast<qsizetype>(i))));
+        }
+    }
     /// Lets the latest question's answer begin, asking for it where the layout has a button.
     void answer(std::size_t asks, const QString& text) {
         if (isManual())
             answerButton().click();
         ASSERT_TRUE(asked(asks));
+        grow(text);
+    }
+    /// A piece of the latest question's answer.
+    void grow(const QString& text) {
         answerPiece(text);
         const int row = answers().model()->rowCount() - 1;
         ASSERT_TRUE(waitFor([&] { return shown(answers(), row).ends_with(text.toStdString()); }));
     }
-};
-
-constexpr auto sentences = {
-    "Good morning, thank you for taking the time to talk with us today.",
-    "Could you walk me through a project that you are proud of?",
-    "What was the hardest technical decision that you had to make, and which alternatives did you weigh before you "
-    "made it?",
-    "How did you find out that the cache was the problem?",
-    "What would you do differently if you built the same system again with twice as many people?",
 };
 
 const QString begun =
@@ -60,29 +80,27 @@ TEST_P(SessionPictures, Empty) {
 
 TEST_P(SessionPictures, PlainRowsAndAGrowingAnswer) {
     openPlain();
-    std::size_t asks = 0;
-    for (const char* sentence : sentences) {
-        final(QString::fromUtf8(sentence));
-        // One after the other: the latest question is then the one that the pieces answer.
-        ASSERT_TRUE(isManual() || asked(++asks));
-    }
+    ASSERT_NO_FATAL_FAILURE(sayAll());
     partial(QStringLiteral("And how large was"));
     take(QStringLiteral("plain rows"));
-    answer(isManual() ? 1 : asks, begun);
+    answer(isManual() ? 1 : sentences.size(), begun);
     take(QStringLiteral("an answer grows"));
 }
 
 TEST_P(SessionPictures, TheSmallestWindowUnderThePointer) {
     openPlain();
-    for (const char* sentence : sentences)
-        final(QString::fromUtf8(sentence));
+    ASSERT_NO_FATAL_FAILURE(sayAll());
     window_->resize(window_->minimumSize());
     window_->activateWindow();
     ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
     auto* pin = window_->findChild<QToolButton*>(QStringLiteral("topImg"));
     QTest::mouseMove(pin, pin->rect().center());
-    ASSERT_TRUE(waitFor([pin] { return pin->underMouse(); }));
+    const auto* tip = window_->findChild<QLabel*>(QStringLiteral("tipLab"));
+    ASSERT_TRUE(waitFor([tip] { return tip->isVisible(); }));
     take(QStringLiteral("as small as it gets, the pointer on the pin"));
+    QTest::mouseClick(pin, Qt::LeftButton);
+    ASSERT_EQ(tip->text(), QStringLiteral("置顶"));
+    take(QStringLiteral("the same, let go"));
     QTest::mouseMove(window_.get(), {200, 200});
 }
 
@@ -102,13 +120,8 @@ TEST_P(SessionPictures, TranslatedRows) {
 
 TEST_P(SessionPictures, FullListsWithAMarkAndTheMenu) {
     openPlain();
-    for (int i = 0; i < 3; ++i) {
-        for (const char* sentence : sentences) {
-            const std::size_t before = page().streamModels().size();
-            final(QString::fromUtf8(sentence));
-            ASSERT_TRUE(isManual() || page().streamModels().size() == before + 1);
-        }
-    }
+    for (int i = 0; i < 3; ++i)
+        ASSERT_NO_FATAL_FAILURE(sayAll());
     answer(isManual() ? 1 : 15, begun + QStringLiteral("最终一致。\n").repeated(12) + begun.repeated(3));
     window_->activateWindow();
     ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
