@@ -26,6 +26,7 @@ public:
     QString output() override;
     void kill() override;
     bool restart() override;
+    qint64 processId() const { return daemon_.processId(); }
 
 private:
     void start();

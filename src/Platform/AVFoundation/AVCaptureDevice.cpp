@@ -34,6 +34,7 @@ AVAuthorizationStatus statusOf(int error) {
 }
 
 AVAuthorizationStatus ask(CaptureConnection::Start start) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(CaptureConnection::patience);
     QString error;
     int code = PA_OK;
     const std::unique_ptr<CaptureConnection> connection = CaptureConnection::open(&error, &code, start);
@@ -43,7 +44,8 @@ AVAuthorizationStatus ask(CaptureConnection::Start start) {
     SourceCount count{connection.get()};
     const std::unique_ptr<pa_operation, Unref> listing(
         pa_context_get_source_info_list(connection->context(), onSource, &count));
-    if (!listing || !connection->waitFor([&count] { return count.done; })) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (!listing || !connection->waitFor([&count] { return count.done; }, left)) {
         if (listing)
             pa_operation_cancel(listing.get());
         return statusOf(connection->lastErrorCode());

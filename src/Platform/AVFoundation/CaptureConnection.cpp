@@ -1,5 +1,7 @@
 #include "CaptureConnection.h"
 
+#include <algorithm>
+
 namespace parlowen {
 
 namespace {
@@ -102,8 +104,9 @@ bool CaptureConnection::isUp() const { return pa_context_get_state(context_.get(
 bool CaptureConnection::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds bound) {
     Deadline deadline{this};
     pa_time_event* timer = pa_context_rttime_new(
-        context_.get(), pa_rtclock_now() + static_cast<pa_usec_t>(bound.count()) * PA_USEC_PER_MSEC, onDeadline,
-        &deadline);
+        context_.get(),
+        pa_rtclock_now() + static_cast<pa_usec_t>(std::max<std::int64_t>(bound.count(), 0)) * PA_USEC_PER_MSEC,
+        onDeadline, &deadline);
     while (!condition() && !deadline.passed)
         pa_threaded_mainloop_wait(loop_.get());
     if (timer)
@@ -128,22 +131,26 @@ PulseSource CaptureConnection::sourceOf(const pa_source_info& info) {
 
 std::optional<PulseSource> CaptureConnection::defaultSource(QString* error) {
     constexpr int attempts = 10;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(patience);
+    const auto left = [deadline] {
+        return std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    };
     const Lock lock(*this);
-    std::optional<PulseSource> found = askForDefaultSource();
-    for (int i = 0; !found && isUp() && i < attempts; ++i) {
+    std::optional<PulseSource> found = askForDefaultSource(left());
+    for (int i = 0; !found && isUp() && i < attempts && left().count() > 0; ++i) {
         waitFor([this] { return !isUp(); }, std::chrono::milliseconds(100));
-        found = askForDefaultSource();
+        found = askForDefaultSource(left());
     }
     if (!found)
         *error = QStringLiteral("The audio server has nothing to record from: %1.").arg(lastError());
     return found;
 }
 
-std::optional<PulseSource> CaptureConnection::askForDefaultSource() {
+std::optional<PulseSource> CaptureConnection::askForDefaultSource(std::chrono::milliseconds bound) {
     SourceQuery query{this, {}};
     const Operation operation(pa_context_get_source_info_by_name(context_.get(), "@DEFAULT_SOURCE@", onSource, &query));
     const auto settled = [this, &query] { return query.done || !isUp(); };
-    if (operation && !waitFor(settled))
+    if (operation && !waitFor(settled, bound))
         pa_operation_cancel(operation.get());
     return query.found;
 }

@@ -36,7 +36,7 @@ public:
     CaptureConnection& operator=(const CaptureConnection&) = delete;
 
     /// The current default source; none when there is no source, and the error text says why. A server that has only
-    /// just started may not have chosen one: it is asked again for up to a second.
+    /// just started may not have chosen one: it is asked again for up to a second. `patience` holds for the whole call.
     std::optional<PulseSource> defaultSource(QString* error);
     static PulseSource sourceOf(const pa_source_info& info);
 
@@ -82,7 +82,7 @@ private:
 
     CaptureConnection();
     bool connect(Start start);
-    std::optional<PulseSource> askForDefaultSource();
+    std::optional<PulseSource> askForDefaultSource(std::chrono::milliseconds bound);
     static void onContextState(pa_context* context, void* data);
     void releaseContext();
 

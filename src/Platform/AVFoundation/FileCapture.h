@@ -31,7 +31,7 @@ public:
     std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override;
     void stop() override;
 
-    /// Why this file cannot be played, in plain words for the user (Chinese), or none. Reads only the file's beginning.
+    /// Why this file cannot be played, in plain English, or none. Reads only the file's beginning.
     static std::optional<QString> problemWith(const QString& path);
 
 private:

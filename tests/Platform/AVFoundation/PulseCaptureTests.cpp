@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <atomic>
+#include <csignal>
+#include <future>
 #include <sndfile.h>
 #include <thread>
 
@@ -131,6 +133,17 @@ TEST_F(PulseCaptureTest, SaysWhyThereIsNoInput) {
     expectNone("The audio server has nothing to record from: ");
     server->kill();
     expectNone("There is no connection to the audio server: ");
+}
+
+TEST_F(PulseCaptureTest, AStartOnAServerThatHangsFailsInSeconds) {
+    start();
+    ASSERT_TRUE(source->format());
+    const auto daemon = static_cast<pid_t>(server->processId());
+    ::kill(daemon, SIGSTOP);
+    auto started = std::async(std::launch::async, [this] { return source->start(960, [](const Buffer&) {}); });
+    EXPECT_EQ(started.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    ::kill(daemon, SIGCONT);
+    EXPECT_TRUE(started.get());
 }
 
 } // namespace
