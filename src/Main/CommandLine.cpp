@@ -40,8 +40,8 @@ A session signs in to the local service by itself when nobody is signed in, and 
 interview keeps the text size and the opacity that were set in its window. The environment variable PARLOWEN_API_BASE_URL
 names another backend than the built-in one.
 
-Exit status: 0 when recognition ran (or the check found all well), 1 when it did not, 2 for a wrong command line or a file
-that cannot be played.
+Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the picture could not be written,
+2 for a wrong command line, a file that cannot be played, or a window without a display.
 )";
 
 /// The options that choose what is done; exactly one is needed.

@@ -9,6 +9,7 @@
 #include <Network/ApiBase.h>
 
 #include <QCloseEvent>
+#include <QSaveFile>
 #include <QUrl>
 #include <utility>
 
@@ -21,8 +22,8 @@ constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
 // Recognition ends a sentence half a second after it was spoken; the rest is for slow machines and a reconnect.
 constexpr int quietMilliseconds = 4'000;
-// What an answer may take from one piece to the next once the sound is over.
-constexpr int answerMilliseconds = 60'000;
+// What an answer, or a sentence that has begun, may take from one piece to the next once the sound is over.
+constexpr int pieceMilliseconds = 60'000;
 // A request for a token gives up after 30 seconds; so many are made before the session goes on without one.
 constexpr int startMilliseconds = 35'000;
 constexpr int tokenRequests = 4;
@@ -143,11 +144,13 @@ void SessionRun::observe() {
         quiet_.stop();
     };
     observer.partial = [this](const KXTranslationHistoryDetailsModel& row, int index) {
+        unfinished_ = row.sourceText;
         report_.partial(index + 1, row.sourceText, row.resultText);
         settleSoon();
     };
     observer.final = [this](const KXTranslationHistoryDetailsModel& row, int index) {
         rows_ = index + 1;
+        unfinished_.clear();
         report_.row(rows_, row.sourceText, row.resultText);
         settleSoon();
     };
@@ -184,7 +187,8 @@ void SessionRun::soundEnded() {
 void SessionRun::settleSoon() {
     if (!soundOver_ || closing_)
         return;
-    quiet_.start(growing_.empty() ? quietMilliseconds : answerMilliseconds);
+    const bool waits = !growing_.empty() || (!unfinished_.isEmpty() && !recognitionFailed_);
+    quiet_.start(waits ? pieceMilliseconds : quietMilliseconds);
 }
 
 // Nothing more happens, because the sound is over or was never heard.
@@ -226,7 +230,9 @@ bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
 void SessionRun::putAway() {
     waitForBackground();
     keep(*settings_);
-    const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_;
+    if (!unfinished_.isEmpty())
+        report_.problem(QStringLiteral("the last sentence was cut off: %1").arg(unfinished_));
+    const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_ && !pictureFailed_;
     report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
     onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
 }
@@ -238,7 +244,11 @@ void SessionRun::giveUp(const QString& problem, int status) {
 }
 
 void SessionRun::writeScreenshot() {
-    if (!line_.screenshot.isEmpty() && !window_->grab().save(line_.screenshot, "PNG"))
+    if (line_.screenshot.isEmpty())
+        return;
+    QSaveFile file(line_.screenshot); // a full disk leaves no half a picture
+    pictureFailed_ = !file.open(QIODevice::WriteOnly) || !window_->grab().save(&file, "PNG") || !file.commit();
+    if (pictureFailed_)
         report_.problem(QStringLiteral("the picture cannot be written to %1").arg(line_.screenshot));
 }
 

@@ -86,11 +86,13 @@ private:
     QElapsedTimer heard_;
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete
+    QString unfinished_;    ///< the sentence in progress
     int rows_ = 0;
     int failedRequests_ = 0;
     bool soundOver_ = false;
     bool soundFailed_ = false;
     bool recognitionFailed_ = false;
+    bool pictureFailed_ = false;
     bool closing_ = false;
 };
 

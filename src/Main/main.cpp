@@ -94,6 +94,11 @@ int run(const CommandLine& line) {
     return 2;
 }
 
+bool hasDisplay() {
+    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
+           qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -107,6 +112,10 @@ int main(int argc, char** argv) {
         return refused ? 2 : 0;
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
+    if (session && !line.headless && !hasDisplay()) {
+        write(stderr, "parlowen: there is no display to open the window on; add --headless\n");
+        return 2;
+    }
     if (line.headless || !session)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     else

@@ -79,8 +79,11 @@ KXAudioRouter::Device KXAudioRouter::findMultiOutput() const {
 }
 
 void KXAudioRouter::setDefaultInput(const Device& device) {
+    const Device before = simply_.defaultInput();
+    if (before && before != blackHoleDevice_)
+        ownInput_ = before;
     if (const std::optional<QString> uid = device->deviceUID())
-        journal_->willSetInput(uidOf(simply_.defaultInput()), *uid);
+        journal_->willSetInput(uidOf(before), *uid);
     device->makeDefaultInput();
 }
 
@@ -166,13 +169,25 @@ void KXAudioRouter::restoreDevices() {
     }
     setDefaultOutput(currentOutputDevice_);
     consoleLog(QStringLiteral("✅ 恢复原始输出设备"));
-    const Device microphone = findMicrophone();
-    if (microphone) {
+    const Device input = giveInputBack();
+    const bool multiOutputIsGone = destroyAggregateDevice();
+    noteWhatIsBack(input, multiOutputIsGone);
+}
+
+/// The device that is the default input now on the router's account, if any.
+KXAudioRouter::Device KXAudioRouter::giveInputBack() {
+    if (const Device microphone = findMicrophone()) {
         setDefaultInput(microphone);
         consoleLog(QStringLiteral("✅ 恢复麦克风输入：%1").arg(microphone->deviceName()));
+        return microphone;
     }
-    const bool multiOutputIsGone = destroyAggregateDevice();
-    noteWhatIsBack(microphone, multiOutputIsGone);
+    // The next call must not hear the loop-back device only because the user's input goes by another name.
+    if (!ownInput_ || !isThere(ownInput_) || simply_.defaultInput() != blackHoleDevice_)
+        return nullptr;
+    const Device own = ownInput_;
+    setDefaultInput(own);
+    consoleLog(QStringLiteral("✅ 恢复原始输入设备：%1").arg(own->deviceName()));
+    return own;
 }
 
 /// False when the device may be left.
@@ -197,10 +212,10 @@ bool KXAudioRouter::outputIsBack() const {
            (now && !isThere(currentOutputDevice_) && now != blackHoleDevice_ && now != findMultiOutput());
 }
 
-void KXAudioRouter::noteWhatIsBack(const Device& microphone, bool multiOutputIsGone) {
+void KXAudioRouter::noteWhatIsBack(const Device& input, bool multiOutputIsGone) {
     RouterJournal::Returned back{false, false, false};
     if (serverAnswers()) {
-        back.input = !microphone || simply_.defaultInput() == microphone || !isThere(microphone);
+        back.input = !input || simply_.defaultInput() == input || !isThere(input);
         back.output = outputIsBack();
         back.multiOutput = multiOutputIsGone;
         journal_->gaveBack(back);

@@ -52,7 +52,8 @@ private:
     void useAggregateAsOutput();
     bool destroyAggregateDevice();
     bool outputIsBack() const;
-    void noteWhatIsBack(const Device& microphone, bool multiOutputIsGone);
+    Device giveInputBack();
+    void noteWhatIsBack(const Device& input, bool multiOutputIsGone);
     void setDefaultInput(const Device& device);
     void setDefaultOutput(const Device& device);
     bool serverAnswers() const;
@@ -78,6 +79,7 @@ private:
     const QString blackHoleDeviceName_;
     const QString aggregateUID_;
     Device currentOutputDevice_; ///< what to give back at the end
+    Device ownInput_;            ///< the user's last default input, given back where there is no microphone
     Device blackHoleDevice_;
     Route route_ = Route::UsersOwn;
     int looks_ = 0; ///< the number of the look that is to come; others do nothing

@@ -205,6 +205,13 @@ TEST_F(KXAudioRouterTest, RestoreNeedsARecordedOutputAndBearsAMissingMicrophone)
     takeLog();
     router().restoreDevices();
     EXPECT_THAT(takeLog(), ElementsAre("✅ 恢复原始输出设备", "🗑️ 聚合设备销毁成功"));
+
+    server->setDefaults("line", "speakers");
+    router().setupSystemAudio();
+    EXPECT_EQ(defaultInput(), "loop");
+    router().restoreDevices();
+    EXPECT_EQ(defaultInput(), "line") << "the user's own, though it is not called a microphone";
+    EXPECT_FALSE(journalExists());
 }
 
 TEST_F(KXAudioRouterTest, WhatIsDelayedDoesNoHarmAfterTheEnd) {

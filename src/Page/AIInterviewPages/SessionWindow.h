@@ -45,6 +45,7 @@ protected:
 
 private:
     Qt::Edges edgesAt(QPoint position) const;
+    void drag(QPoint global);
     void dragTo(QPoint global);
     void buildHeader();
     void buildKeyboardOrder();

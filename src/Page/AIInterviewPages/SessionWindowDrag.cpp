@@ -35,20 +35,28 @@ Qt::Edges SessionWindow::edgesAt(QPoint position) const {
 void SessionWindow::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton)
         return;
-    const Qt::Edges edges = edgesAt(event->position().toPoint());
-    const bool taken =
-        edges == Qt::Edges() ? windowHandle()->startSystemMove() : windowHandle()->startSystemResize(edges);
-    dragging_ = !taken;
-    dragEdges_ = edges;
+    dragging_ = true;
+    dragEdges_ = edgesAt(event->position().toPoint());
     dragStart_ = event->globalPosition().toPoint();
     dragGeometry_ = geometry();
 }
 
 void SessionWindow::mouseMoveEvent(QMouseEvent* event) {
     if (dragging_)
-        dragTo(event->globalPosition().toPoint());
+        drag(event->globalPosition().toPoint());
     else if (event->buttons() == Qt::NoButton)
         setCursor(cursorAt(edgesAt(event->position().toPoint())));
+}
+
+/// The desktop moves the window where it can. It is asked at the first movement: it would hold on to a window whose
+/// button is up again before it heard of the press.
+void SessionWindow::drag(QPoint global) {
+    if (geometry() == dragGeometry_ && global != dragStart_) {
+        dragging_ = dragEdges_ == Qt::Edges() ? !windowHandle()->startSystemMove()
+                                              : !windowHandle()->startSystemResize(dragEdges_);
+    }
+    if (dragging_)
+        dragTo(global);
 }
 
 void SessionWindow::mouseReleaseEvent(QMouseEvent*) { dragging_ = false; }
