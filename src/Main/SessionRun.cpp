@@ -231,7 +231,7 @@ void SessionRun::putAway() {
     waitForBackground();
     keep(*settings_);
     if (!unfinished_.isEmpty())
-        report_.problem(QStringLiteral("the last sentence was cut off: %1").arg(unfinished_));
+        warn(QStringLiteral("the last sentence was cut off: %1").arg(unfinished_));
     const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_ && !pictureFailed_;
     report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
     onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
