@@ -17,7 +17,8 @@ void writePrivateFile(const std::filesystem::path& file, std::string_view conten
 
 /// The contents of a file, none when there is no such file. Takes rights of other users on it away.
 /// Throws std::system_error that names the file when it cannot be read or is larger than `maxBytes`.
-std::optional<std::string> readPrivateFile(const std::filesystem::path& file, std::size_t maxBytes = std::size_t{64} * 1024);
+std::optional<std::string> readPrivateFile(const std::filesystem::path& file,
+                                           std::size_t maxBytes = std::size_t{64} * 1024);
 
 /// Holds other processes off a directory for as long as it lives.
 class DirectoryLock {
