@@ -78,12 +78,16 @@ KXAudioRouter::Device KXAudioRouter::findMultiOutput() const {
                    [this](const Device& device) { return device->deviceUID() == aggregateUID_; });
 }
 
+/// Within a session the default may be the server's choice.
+void KXAudioRouter::rememberOwnInput() {
+    const Device now = simply_.defaultInput();
+    if (route_ == Route::UsersOwn && now && now != blackHoleDevice_)
+        ownInput_ = now;
+}
+
 void KXAudioRouter::setDefaultInput(const Device& device) {
-    const Device before = simply_.defaultInput();
-    if (before && before != blackHoleDevice_)
-        ownInput_ = before;
     if (const std::optional<QString> uid = device->deviceUID())
-        journal_->willSetInput(uidOf(before), *uid);
+        journal_->willSetInput(uidOf(simply_.defaultInput()), *uid);
     device->makeDefaultInput();
 }
 
@@ -114,6 +118,7 @@ void KXAudioRouter::setupSystemAudio() {
         return;
     }
     currentOutputDevice_ = output;
+    rememberOwnInput();
     route_ = Route::SystemAudio;
     dropLooks();
     setDefaultInput(blackHoleDevice_);
@@ -153,6 +158,7 @@ void KXAudioRouter::switchInput(bool useMicrophone) {
         consoleLog(useMicrophone ? QStringLiteral("❌ 未找到麦克风设备") : QStringLiteral("❌ BlackHole 设备不可用"));
         return;
     }
+    rememberOwnInput();
     if (useMicrophone)
         route_ = Route::Microphone;
     setDefaultInput(input);

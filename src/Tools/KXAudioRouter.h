@@ -52,6 +52,7 @@ private:
     void useAggregateAsOutput();
     bool destroyAggregateDevice();
     bool outputIsBack() const;
+    void rememberOwnInput();
     Device giveInputBack();
     void noteWhatIsBack(const Device& input, bool multiOutputIsGone);
     void setDefaultInput(const Device& device);
@@ -79,7 +80,7 @@ private:
     const QString blackHoleDeviceName_;
     const QString aggregateUID_;
     Device currentOutputDevice_; ///< what to give back at the end
-    Device ownInput_;            ///< the user's last default input, given back where there is no microphone
+    Device ownInput_; ///< the user's default input before the session, given back where there is no microphone
     Device blackHoleDevice_;
     Route route_ = Route::UsersOwn;
     int looks_ = 0; ///< the number of the look that is to come; others do nothing
