@@ -40,8 +40,8 @@ A session signs in to the local service by itself when nobody is signed in, and 
 interview keeps the text size and the opacity that were set in its window. The environment variable PARLOWEN_API_BASE_URL
 names another backend than the built-in one.
 
-Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the picture could not be written,
-2 for a wrong command line, a file that cannot be played, or a window without a display.
+Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the output or the picture could
+not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display.
 )";
 
 /// The options that choose what is done; exactly one is needed.
@@ -86,6 +86,8 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
     if (name == QLatin1String("rehearse")) {
         line.action = CommandLine::Action::Rehearse;
         line.file = parser.value(name);
+        if (line.file.isEmpty())
+            return refusal(QStringLiteral("--rehearse needs the name of a file"));
     } else if (name == QLatin1String("interview")) {
         line.action = CommandLine::Action::Interview;
         line.systemAudio = parser.value(name) == QLatin1String("system");

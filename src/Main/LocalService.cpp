@@ -20,6 +20,10 @@ constexpr int startMilliseconds = 30'000;
 constexpr int probeMilliseconds = 5'000;
 constexpr int addressInUse = 3; // the service's exit status
 constexpr int keptErrorBytes = 4096;
+// A service that fails again and again is not started for ever; one that has run for a while starts counting anew.
+constexpr int restartsInARow = 5;
+constexpr int firstPauseMilliseconds = 100; // doubles each time
+constexpr int steadyMilliseconds = 60'000;
 const char* const readyPrefix = "listening on ";
 
 } // namespace
@@ -38,7 +42,7 @@ LocalService::LocalService(Place place, QObject* parent)
         if (error == QProcess::FailedToStart)
             finish(std::nullopt, QStringLiteral("the local service cannot be started: ") + process_.errorString());
     });
-    connect(&process_, &QProcess::finished, this, [this](int exitCode) { ended(exitCode); });
+    connect(&process_, &QProcess::finished, this, &LocalService::ended);
 }
 
 LocalService::~LocalService() {
@@ -79,19 +83,43 @@ void LocalService::readOutput() {
         return;
     const QString url =
         QString::fromUtf8(output_.mid(qstrlen(readyPrefix), end - qsizetype(qstrlen(readyPrefix)))).trimmed();
+    output_.clear();
+    port_ = static_cast<quint16>(QUrl(url).port());
+    serving_.start();
+    if (!started_) {
+        consoleLog(QStringLiteral("✅ The local service runs again at %1").arg(url));
+        return;
+    }
     finish(Access{url + QStringLiteral("/api/v1"), trustFor(QStringLiteral("127.0.0.1"), place_.dataDirectory)}, {});
 }
 
-void LocalService::ended(int exitCode) {
+void LocalService::ended(int exitCode, QProcess::ExitStatus exit) {
+    const bool killed = exit == QProcess::CrashExit;
+    const QString how =
+        (killed ? QStringLiteral("was killed by signal %1. %2") : QStringLiteral("ended with status %1. %2"))
+            .arg(exitCode)
+            .arg(lastWords());
     if (!started_) {
-        consoleLog(QStringLiteral("❌ The local service ended with status %1. %2").arg(exitCode).arg(lastWords()));
+        consoleLog(QStringLiteral("❌ The local service ") + how);
+        restart();
+    } else if (!killed && exitCode == addressInUse && port_ != 0) {
+        probeExisting();
+    } else {
+        finish(std::nullopt, QStringLiteral("the local service ") + how);
+    }
+}
+
+// On the same port, which its clients know.
+void LocalService::restart() {
+    if (!serving_.isValid())
+        return; // it never got ready, and its owner knows
+    if (serving_.hasExpired(steadyMilliseconds))
+        restarts_ = 0;
+    if (restarts_ == restartsInARow) {
+        consoleLog(QStringLiteral("❌ The local service is not started again: it ended %1 times").arg(restarts_ + 1));
         return;
     }
-    if (exitCode == addressInUse && port_ != 0)
-        probeExisting();
-    else
-        finish(std::nullopt,
-               QStringLiteral("the local service ended with status %1. %2").arg(exitCode).arg(lastWords()));
+    QTimer::singleShot(firstPauseMilliseconds << restarts_++, this, [this] { launch(port_); });
 }
 
 // The port is taken: by a service that this user runs already, which its certificate shows, or by somebody else.

@@ -2,6 +2,7 @@
 
 #include <Foundation/LocalTrust.h>
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QProcess>
 #include <QTimer>
@@ -13,7 +14,8 @@ class QNetworkAccessManager;
 namespace parlowen {
 
 /// The backend that comes with the application: `parlowen-service` on the loopback interface, started when no other
-/// backend is named, and ended with the application, also when that is killed (the service watches its standard input).
+/// backend is named, started again in the same place when it dies, and ended with the application, also when that is
+/// killed (the service watches its standard input).
 /// Main thread only.
 class LocalService : public QObject {
 public:
@@ -47,7 +49,8 @@ public:
 private:
     void launch(quint16 port);
     void readOutput();
-    void ended(int exitCode);
+    void ended(int exitCode, QProcess::ExitStatus exit);
+    void restart();
     void probeExisting();
     void finish(const std::optional<Access>& access, const QString& problem);
     QString lastWords() const;
@@ -60,6 +63,8 @@ private:
     QByteArray errors_;
     QNetworkAccessManager* probe_ = nullptr;
     quint16 port_ = 0;
+    QElapsedTimer serving_; ///< since the service was last ready; not valid before it was
+    int restarts_ = 0;      ///< in a row
 };
 
 } // namespace parlowen

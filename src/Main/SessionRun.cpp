@@ -59,6 +59,13 @@ void SessionRun::begin() {
 
 void SessionRun::connectBackend() {
     const QUrl base(ApiBase::builtIn());
+    if (base.host().isEmpty() || (base.scheme() != QLatin1String("https") && base.scheme() != QLatin1String("http"))) {
+        giveUp(QStringLiteral("PARLOWEN_API_BASE_URL is not the address of a backend, such as "
+                              "https://example.org/api/v1: %1")
+                   .arg(ApiBase::builtIn()),
+               statusBadInput);
+        return;
+    }
     if (base != QUrl(Bundle::builtInApiBaseUrl()) || base.host() != QLatin1String("127.0.0.1")) {
         useBackend(LocalService::trustFor(base.host()));
         return;
@@ -233,7 +240,10 @@ void SessionRun::putAway() {
     if (!unfinished_.isEmpty())
         warn(QStringLiteral("the last sentence was cut off: %1").arg(unfinished_));
     const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_ && !pictureFailed_;
-    report_.ended(QStringLiteral("%1 sentences in %2 s.").arg(rows_).arg(heardSeconds(), 0, 'f', 1));
+    report_.ended(QStringLiteral("%1 %2 in %3 s.")
+                      .arg(rows_)
+                      .arg(rows_ == 1 ? QStringLiteral("sentence") : QStringLiteral("sentences"))
+                      .arg(heardSeconds(), 0, 'f', 1));
     onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
 }
 

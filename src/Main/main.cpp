@@ -17,18 +17,30 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QPointer>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace {
 
 using namespace parlowen;
 
+/// Why standard output could not be written, the first time that it could not, as an errno value; 0 while it can.
+int outputError = 0;
+
 void write(std::FILE* stream, const QByteArray& text) {
-    std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stream);
-    std::fflush(stream);
+    const auto size = static_cast<std::size_t>(text.size());
+    if ((std::fwrite(text.constData(), 1, size, stream) == size && std::fflush(stream) == 0) || stream == stderr ||
+        outputError != 0)
+        return;
+    outputError = errno;
+    write(stderr, QByteArray("parlowen: standard output cannot be written: ") + std::strerror(outputError) + '\n');
 }
 
 /// The console log's other lines would drown what the program prints.
@@ -37,18 +49,23 @@ void onlyFailures(const QString& line) {
         write(stderr, line.toUtf8() + '\n');
 }
 
-std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Clock clock) {
-    const auto toOutput = [](const QByteArray& line) { write(stdout, line); };
+std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Write toOutput, SessionReport::Clock clock) {
     if (json)
-        return std::make_unique<JsonReport>(toOutput, std::move(clock));
-    return std::make_unique<TextReport>(toOutput, std::move(clock));
+        return std::make_unique<JsonReport>(std::move(toOutput), std::move(clock));
+    return std::make_unique<TextReport>(std::move(toOutput), std::move(clock));
 }
 
 /// Runs one session and returns its exit status.
 template<class Run>
 int runSession(const CommandLine& line) {
     SessionRun* running = nullptr;
-    const auto report = makeReport(line.json, [&running] { return running->heardSeconds(); });
+    const auto toOutput = [&running, &line, left = false](const QByteArray& text) mutable {
+        write(stdout, text);
+        // Whoever read along has gone, and there is no window that shows the session.
+        if (outputError == EPIPE && line.headless && !std::exchange(left, true))
+            onMain(QPointer<SessionRun>(running), [running] { running->interrupt(); });
+    };
+    const auto report = makeReport(line.json, toOutput, [&running] { return running->heardSeconds(); });
     Run run(line, *report, [](int status) { QCoreApplication::exit(status); });
     running = &run;
     const UnixSignals interrupts([&run] { run.interrupt(); });
@@ -94,6 +111,9 @@ int run(const CommandLine& line) {
     return 2;
 }
 
+/// A session goes on when nobody can read what it prints, but its end says so.
+int outputStatus(int status) { return status == 0 && outputError != 0 ? 1 : status; }
+
 bool hasDisplay() {
     return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
            qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
@@ -102,6 +122,7 @@ bool hasDisplay() {
 } // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // devices are to be given back also when nobody reads what is printed
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
@@ -109,7 +130,7 @@ int main(int argc, char** argv) {
     if (line.action == CommandLine::Action::Print || line.action == CommandLine::Action::Refuse) {
         const bool refused = line.action == CommandLine::Action::Refuse;
         write(refused ? stderr : stdout, line.message.toUtf8());
-        return refused ? 2 : 0;
+        return refused ? 2 : outputStatus(0);
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     if (session && !line.headless && !hasDisplay()) {
@@ -127,5 +148,5 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(Bundle::shortVersion());
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
-    return run(line);
+    return outputStatus(run(line));
 }

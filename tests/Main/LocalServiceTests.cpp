@@ -8,7 +8,9 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
+#include <csignal>
 #include <memory>
+#include <unistd.h>
 
 #include "support/WaitFor.h"
 
@@ -49,6 +51,12 @@ protected:
                                                                                     : reply->error();
     }
 
+    /// The service, the one child of this process; 0 when there is none.
+    static qint64 childProcess() {
+        QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(::getpid()));
+        return children.open(QIODevice::ReadOnly) ? children.readAll().trimmed().toLongLong() : 0;
+    }
+
     QTemporaryDir data;
 };
 
@@ -64,6 +72,19 @@ TEST_F(LocalServiceTest, RunsUntilItsOwnerGoes) {
     QTcpSocket socket;
     socket.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(QUrl(access.baseUrl).port()));
     EXPECT_FALSE(socket.waitForConnected(2'000));
+}
+
+TEST_F(LocalServiceTest, RunsAgainInTheSamePlaceWhenItIsKilled) {
+    LocalService service({serviceProgram, data.path(), 0});
+    const Outcome outcome = start(service);
+    ASSERT_TRUE(outcome.access) << outcome.problem.toStdString();
+    for (int kills = 0; kills < 2; ++kills) {
+        const qint64 killed = childProcess();
+        ASSERT_GT(killed, 0);
+        ASSERT_EQ(::kill(static_cast<pid_t>(killed), SIGKILL), 0);
+        ASSERT_TRUE(waitFor([this, killed] { return childProcess() > 0 && childProcess() != killed; }));
+        EXPECT_TRUE(waitFor([&] { return reach(*outcome.access) == QNetworkReply::NoError; }));
+    }
 }
 
 TEST_F(LocalServiceTest, TrustsTheServiceForItsOwnHostAlone) {

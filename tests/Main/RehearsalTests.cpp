@@ -107,6 +107,10 @@ TEST(RehearsalTest, AFileThatIsNoSoundIsRefusedBeforeAnythingStarts) {
 
 TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
     QTemporaryDir folder;
+    ProgramRun nonsense(rehearsal(shortRecording(folder, 3)), {{"PARLOWEN_API_BASE_URL", "nonsense"}});
+    EXPECT_EQ(nonsense.finish(30'000), 2);
+    EXPECT_THAT(nonsense.output.toStdString(), ::testing::HasSubstr("PARLOWEN_API_BASE_URL is not the address"));
+
     QTcpServer closed;
     ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
     const QString base = QStringLiteral("http://127.0.0.1:%1/api/v1").arg(closed.serverPort());
@@ -140,6 +144,26 @@ TEST(RehearsalTest, ATokenThatIsRefusedEndsARehearsalAfterFourRequests) {
     ASSERT_EQ(problems.size(), 5U) << run.output.toStdString();
     EXPECT_EQ(problems.front().text, QStringLiteral("没有令牌"));
     EXPECT_EQ(problems.back().text, QStringLiteral("recognition did not start"));
+}
+
+TEST(RehearsalTest, OutputThatCannotBeWrittenIsTold) {
+    struct Case {
+        QString command;
+        const char* error;
+    };
+    // The one who reads along leaves long before the sample is over.
+    for (const Case& c :
+         {Case{QStringLiteral("\"$0\" --version >/dev/full"), "No space left on device"},
+          Case{QStringLiteral("set -o pipefail; \"$0\" --rehearse \"$1\" --headless | head -1"), "Broken pipe"}}) {
+        SCOPED_TRACE(c.command.toStdString());
+        const ProgramHome home;
+        QProcess shell;
+        shell.setProcessEnvironment(home.environment());
+        shell.start(QStringLiteral("bash"), {QStringLiteral("-c"), c.command, parlowenProgram, sampleInterview});
+        ASSERT_TRUE(shell.waitForFinished(35'000));
+        EXPECT_EQ(shell.exitCode(), 1);
+        EXPECT_THAT(shell.readAllStandardError().toStdString(), ::testing::HasSubstr(c.error));
+    }
 }
 
 TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) {

@@ -2,7 +2,6 @@
 #include <Foundation/BackgroundQueue.h>
 #include <Tools/AudioCheck.h>
 #include <Tools/ListenCheck.h>
-#include <Tools/LoopbackDevice.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 #include <support/EitherAudioServer.h>
@@ -77,20 +76,19 @@ private:
 
 class AudioSessionTest : public EitherAudioServer {
 protected:
-    void start(bool withLoopback) {
+    void SetUp() override {
         QStringList modules = speakersAndSources;
         std::optional<PipeWireConfiguration> configuration;
-        if (withLoopback && isPipeWire())
+        if (isPipeWire())
             configuration.emplace();
-        else if (withLoopback)
+        else
             modules.last() += QStringLiteral("\n.include ") + packaged +
                               QStringLiteral("pulseaudio/default.pa.d/parlowen-loopback.pa");
         ASSERT_NO_FATAL_FAILURE(startServer(modules));
         server = std::make_shared<PulseAudioServer>(daemon->address().toStdString());
         simply = std::make_unique<SimplyCoreAudio>(server);
-        ASSERT_TRUE(waitFor([&] {
-            return device("speakers") && device("line") && device("mic") && (!withLoopback || device("vorlanOutput"));
-        }));
+        ASSERT_TRUE(waitFor(
+            [this] { return device("speakers") && device("line") && device("mic") && device("vorlanOutput"); }));
         device("speakers")->makeDefaultOutput();
         device("line")->makeDefaultInput();
         expectDefaults("line", "speakers");
@@ -104,15 +102,8 @@ protected:
         return nullptr;
     }
 
-    std::shared_ptr<RouterJournal> journal(const ProcessIdentity& process = ProcessIdentity::current()) const {
-        return std::make_shared<RouterJournal>(directory.filePath("audio-devices.json"), process);
-    }
-
-    void setUpSystemAudio(KXAudioRouter& router) {
-        router.setupSystemAudio();
-        expectDefaults("vorlanOutput.monitor", "speakers");
-        ASSERT_TRUE(waitFor([this] { return log.lines().last() == "✅ 设置聚合设备为默认输出"; }));
-        expectDefaults("vorlanOutput.monitor", "tqv-Multi-Output_UID");
+    std::shared_ptr<RouterJournal> journal() const {
+        return std::make_shared<RouterJournal>(directory.filePath("audio-devices.json"));
     }
 
     QTemporaryDir directory;
@@ -124,10 +115,12 @@ protected:
 ON_EITHER_AUDIO_SERVER(AudioSessionTest);
 
 TEST_P(AudioSessionTest, ACallIsHeardAndCapturedAtOnceAndTheDevicesComeBack) {
-    start(true);
     EXPECT_EQ(device("vorlanOutput")->deviceName(), "vorlanOutput 2ch");
     KXAudioRouter router(server, journal());
-    setUpSystemAudio(router);
+    router.setupSystemAudio();
+    expectDefaults("vorlanOutput.monitor", "speakers");
+    ASSERT_TRUE(waitFor([this] { return log.lines().last() == "✅ 设置聚合设备为默认输出"; }));
+    expectDefaults("vorlanOutput.monitor", "tqv-Multi-Output_UID");
     EXPECT_EQ(log.lines().first(), "✅ 设置 BlackHole 为默认输入");
     EXPECT_EQ(device("tqv-Multi-Output_UID")->deviceName(), "tqv Multi-Output");
 
@@ -150,30 +143,7 @@ TEST_P(AudioSessionTest, ACallIsHeardAndCapturedAtOnceAndTheDevicesComeBack) {
                                                 "🗑️ 聚合设备销毁成功"));
 }
 
-TEST_P(AudioSessionTest, AMicrophoneSessionChangesTheInputAlone) {
-    start(true);
-    KXAudioRouter router(server, journal());
-    router.switchInput(true);
-    expectDefaults("mic", "speakers");
-    router.restoreDevices();
-    expectDefaults("mic", "speakers");
-    expectNoMultiOutput();
-}
-
-TEST_P(AudioSessionTest, ANewStartGivesBackWhatACrashLeft) {
-    start(true);
-    {
-        KXAudioRouter router(server, journal({0x7FFFFFFF, "1", "boot"}));
-        setUpSystemAudio(router);
-    }
-    const auto nextStart = std::make_shared<PulseAudioServer>(daemon->address().toStdString());
-    EXPECT_EQ(journal()->recover(nextStart), RouterJournal::Recovery::GaveBack);
-    expectDefaults("line", "speakers");
-    expectNoMultiOutput();
-}
-
 TEST_P(AudioSessionTest, TheSoundCheckMeasuresAndGivesEverythingBack) {
-    start(true);
     EXPECT_TRUE(checkAudio(server).isReady()) << checkAudio(server).text().toStdString();
     for (const bool muted : {false, true}) {
         control({"set-source-mute", "vorlanOutput.monitor", muted ? "1" : "0"});
@@ -189,18 +159,6 @@ TEST_P(AudioSessionTest, TheSoundCheckMeasuresAndGivesEverythingBack) {
     }
     waitForBackground();
     EXPECT_FALSE(checkAudio(server).isReady()) << "the loop-back device is muted now";
-}
-
-TEST_P(AudioSessionTest, TheLoopbackDeviceIsMadeInTheRunningSession) {
-    start(false);
-    EXPECT_FALSE(checkAudio(server).isReady());
-    const LoopbackDevice::Setup made = LoopbackDevice::setUp(server);
-    ASSERT_EQ(made.outcome, LoopbackDevice::Setup::Outcome::Created) << made.problem.toStdString();
-    EXPECT_EQ(device("vorlanOutput")->deviceName(), "vorlanOutput 2ch");
-    EXPECT_EQ(LoopbackDevice::setUp(server).outcome, LoopbackDevice::Setup::Outcome::AlreadyThere);
-    EXPECT_EQ(control({"list", "short", "sinks"}).count("vorlanOutput"), 1);
-    device("speakers")->makeDefaultOutput();
-    EXPECT_TRUE(checkAudio(server).isReady()) << checkAudio(server).text().toStdString();
 }
 
 } // namespace
