@@ -1,6 +1,8 @@
 #pragma once
 
 #include <CoreAudio/AudioPropertyData.h>
+#include <QStringList>
+#include <mutex>
 #include <support/SimulatedDevices.h>
 
 namespace parlowen::testing {
@@ -40,12 +42,51 @@ inline OSStatus setDefault(AudioServer& server, FourCharCode selector, AudioObje
 inline QVariantMap multiOutput(const QString& uid, const QString& name, const QStringList& subDevices) {
     QVariantList list;
     for (const QString& subDevice : subDevices)
-        list << QVariantMap{{QStringLiteral("uid"), subDevice}};
-    return {{QStringLiteral("uid"), uid},
-            {QStringLiteral("name"), name},
-            {QStringLiteral("subdevices"), list},
-            {QStringLiteral("master"), subDevices.value(0)},
-            {QStringLiteral("stacked"), 1}};
+        list << QVariantMap{{"uid", subDevice}};
+    return {{"uid", uid}, {"name", name}, {"subdevices", list}, {"master", subDevices.value(0)}, {"stacked", 1}};
 }
+
+/// A listener that writes down what it hears, for as long as it lives.
+class Ear {
+public:
+    Ear(AudioServer& server, AudioObjectID object, const AudioObjectPropertyAddress& address = kAudioObjectAnyProperty)
+        : server_(server)
+        , status(server.addPropertyListener(
+              object, address,
+              [this, object](AudioObjectID changed, std::span<const AudioObjectPropertyAddress> addresses) {
+                  QStringList call(changed == object ? QStringList() : QStringList("wrong object"));
+                  for (const auto& each : addresses)
+                      call += fourCCText(each.selector) + u'/' + fourCCText(each.scope);
+                  const std::lock_guard lock(mutex_);
+                  heard_.push_back(call.join(u' ').toStdString());
+                  return OSStatus(0);
+              },
+              token)) {}
+    ~Ear() { server_.removePropertyListener(token); }
+    Ear(const Ear&) = delete;
+    Ear& operator=(const Ear&) = delete;
+
+    /// Each call since the last time, as "selector/scope selector/scope".
+    std::vector<std::string> heard() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(heard_, {});
+    }
+
+    /// In how many calls since then that text is.
+    std::ptrdiff_t count(const std::string& part) {
+        const std::lock_guard lock(mutex_);
+        return std::count_if(heard_.begin(), heard_.end(),
+                             [&part](const std::string& call) { return call.find(part) != std::string::npos; });
+    }
+
+private:
+    AudioServer& server_;
+    std::mutex mutex_;
+    std::vector<std::string> heard_;
+
+public:
+    ListenerToken token = 0;
+    const OSStatus status;
+};
 
 } // namespace parlowen::testing
