@@ -12,7 +12,6 @@
 #include <mutex>
 #include <set>
 #include <thread>
-#include <vector>
 
 namespace parlowen::testing {
 
@@ -20,35 +19,23 @@ namespace parlowen::testing {
 class Heard {
 public:
     void listenTo(SPXRecognizer& recognizer) {
-        recognizer.addRecognizingEventHandler([this](const auto& event) { keep(partials_, event.result); });
-        recognizer.addRecognizedEventHandler([this](const auto& event) { keep(finals_, event.result); });
-        recognizer.addCanceledEventHandler(
-            [this](const auto& event) { keep(cancellations_, event.errorDetails.value_or("(no details)")); });
+        recognizer.addRecognizedEventHandler([this](const SPXRecognitionEvent& event) {
+            const std::lock_guard lock(mutex_);
+            threads_.insert(std::this_thread::get_id());
+            finals_.append(event.result.text.value_or(QString()));
+        });
+        recognizer.addCanceledEventHandler([this](const SPXCanceledEvent& event) {
+            const std::lock_guard lock(mutex_);
+            cancellations_.append(event.errorDetails.value_or("(no details)"));
+        });
     }
 
-    std::vector<SPXRecognitionResult> partials() const { return copyOf(partials_); }
-    std::vector<SPXRecognitionResult> finals() const { return copyOf(finals_); }
+    /// The texts of the final results.
+    QStringList finals() const { return copyOf(finals_); }
     QStringList cancellations() const { return copyOf(cancellations_); }
     std::set<std::thread::id> threads() const { return copyOf(threads_); }
 
-    /// The texts of the final results, those without one left out.
-    QStringList finalTexts() const {
-        QStringList texts;
-        for (const SPXRecognitionResult& result : finals()) {
-            if (result.text)
-                texts.append(*result.text);
-        }
-        return texts;
-    }
-
 private:
-    template<class List, class Entry>
-    void keep(List& list, const Entry& entry) {
-        const std::lock_guard lock(mutex_);
-        threads_.insert(std::this_thread::get_id());
-        list.push_back(entry);
-    }
-
     template<class T>
     T copyOf(const T& value) const {
         const std::lock_guard lock(mutex_);
@@ -56,27 +43,19 @@ private:
     }
 
     mutable std::mutex mutex_;
-    std::vector<SPXRecognitionResult> partials_;
-    std::vector<SPXRecognitionResult> finals_;
+    QStringList finals_;
     QStringList cancellations_;
     std::set<std::thread::id> threads_;
 };
 
 /// A recognizer on a stream, with someone who listens. Short pauses, so that tests of reconnects are quick.
 struct Recognition {
-    explicit Recognition(const QString& area, const QStringList& targets = {},
-                         std::chrono::milliseconds answerTimeout = std::chrono::seconds(15)) {
-        const SPXAudioConfiguration audio(stream);
-        auto configuration = SPXSpeechTranslationConfiguration::make("the-token", area, nullptr).value();
+    explicit Recognition(const QString& area, std::chrono::milliseconds answerTimeout = std::chrono::seconds(15)) {
+        auto configuration = SPXSpeechConfiguration::make("the-token", area, nullptr).value();
         configuration.setSpeechRecognitionLanguage("en-US");
         configuration.setFirstReconnectPause(std::chrono::milliseconds(5));
         configuration.setAnswerTimeout(answerTimeout);
-        for (const QString& target : targets)
-            configuration.addTargetLanguage(target);
-        if (targets.isEmpty())
-            recognizer = SPXSpeechRecognizer::make(configuration, audio, nullptr);
-        else
-            recognizer = SPXTranslationRecognizer::make(configuration, audio, nullptr);
+        recognizer = SPXSpeechRecognizer::make(configuration, SPXAudioConfiguration(stream), nullptr);
         heard.listenTo(*recognizer);
     }
 

@@ -106,19 +106,6 @@ void expectUnbrokenTurns(const ScriptedSpeechServer& server, const std::string& 
     EXPECT_TRUE(audio.ends_with(turns.back().audio));
 }
 
-/// Feeds the audio as a capture does, in pieces, the second half only once `halfWay` holds.
-void feed(Recognition& recognition, const std::string& audio, const std::function<bool()>& halfWay) {
-    constexpr std::size_t captured = 1364;
-    const std::size_t half = audio.size() / 2;
-    for (std::size_t at = 0; at < audio.size(); at += captured) {
-        if (at < half && at + captured >= half) {
-            ASSERT_TRUE(waitFor(halfWay));
-        }
-        recognition.stream->write(std::string_view(audio).substr(at, captured));
-    }
-    recognition.stream->close();
-}
-
 struct NamedFault {
     const char* name = "";
     std::function<void(SpeechSessionSeen&)> fault;
@@ -153,17 +140,14 @@ TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {
         recognition.stream->write(std::string_view(audio).substr(at, step));
         if (last)
             recognition.stream->close();
-        const std::size_t sentences = (at + step) / sentence;
-        const std::size_t expected = std::min(sentences, static_cast<std::size_t>(spansOf(audio).size()));
+        const qsizetype expected = last ? spansOf(audio).size() : static_cast<qsizetype>((at + step) / sentence);
         ASSERT_TRUE(waitFor([&] {
-            return static_cast<std::size_t>(recognition.heard.finalTexts().size()) >= expected &&
-                   (faults == allowed || last);
+            return recognition.heard.finals().size() >= expected && (faults == allowed || last);
         })) << "at byte "
-            << at << ": " << faults << " of " << allowed << " faults, " << turnsOf(server).size() << " turns";
+            << at << ": " << faults << " of " << allowed << " faults";
     }
-    EXPECT_EQ(recognition.heard.finalTexts(), spansOf(audio));
-    EXPECT_TRUE(recognition.heard.cancellations().isEmpty())
-        << recognition.heard.cancellations().join('\n').toStdString();
+    EXPECT_EQ(recognition.heard.finals(), spansOf(audio));
+    EXPECT_EQ(recognition.heard.cancellations(), QStringList());
     expectUnbrokenTurns(server, audio);
     EXPECT_GE(faults, 8U);
     EXPECT_EQ(server.sessions.size(), GetParam().sameSocket ? 1U : faults + 1);
@@ -171,7 +155,6 @@ TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {
     for (const SpeechTurnSeen& turn : turnsOf(server))
         requests.insert(turn.requestId);
     EXPECT_EQ(requests.size(), faults + 1) << "each turn has an id of its own";
-    EXPECT_EQ(turnsOf(server).size(), faults + 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -181,40 +164,27 @@ INSTANTIATE_TEST_SUITE_P(
                       NamedFault{"TurnEnded", [](SpeechSessionSeen& s) { s.send("turn.end", "{}"); }, true}),
     [](const auto& parameter) { return parameter.param.name; });
 
-class SpeechReplayOverTheNetworkTest : public ::testing::Test {
-protected:
-    /// Everything is heard once, though the connections fail as they are planned to.
-    void expectAllHeard(Recognition& recognition, std::size_t bytes, const std::function<bool()>& halfWay) {
-        const std::string audio = numberedAudio(bytes);
-        recognition.start();
-        feed(recognition, audio, halfWay);
-        // A final result may be lost on its way in a cut; its audio is then heard again.
-        ASSERT_TRUE(waitFor([&] { return recognition.heard.finalTexts().contains(spansOf(audio).last()); }));
-        EXPECT_EQ(recognition.heard.finalTexts(), spansOf(audio));
-        EXPECT_TRUE(recognition.heard.cancellations().isEmpty());
-        expectUnbrokenTurns(server, audio);
-    }
-
+TEST(SpeechReplayOverTheNetworkTest, CutsInMidMessageAndAConnectionThatFallsSilentLoseNothing) {
     ScriptedSpeechServer server;
-    const SentenceService service{server};
-    FaultProxy proxy{static_cast<quint16>(QUrl(server.area()).port())};
-    const QString area = QString("ws://127.0.0.1:%1").arg(proxy.port());
-};
-
-TEST_F(SpeechReplayOverTheNetworkTest, CutsInMidMessageLoseNothing) {
-    for (const qint64 bytes : {100, 5'000, 9'999, 31'111, 70'000})
+    const SentenceService service(server);
+    FaultProxy proxy(static_cast<quint16>(QUrl(server.area()).port()));
+    for (const qint64 bytes : {100, 5'000, 9'999, 31'111})
         proxy.plan({FaultProxy::Way::up, bytes});
-    proxy.plan({FaultProxy::Way::down, 1234});
-    Recognition recognition(area);
-    expectAllHeard(recognition, 124'804, [&] { return proxy.connections() > 3; });
-    EXPECT_EQ(proxy.connections(), 7);
-}
-
-TEST_F(SpeechReplayOverTheNetworkTest, AConnectionThatFallsSilentIsReplaced) {
     proxy.plan({FaultProxy::Way::up, 20'000, FaultProxy::Fault::stall});
-    Recognition recognition(area, {}, std::chrono::milliseconds(300));
-    expectAllHeard(recognition, 64'000, [&] { return proxy.bytesUp() >= 20'000; });
-    EXPECT_EQ(proxy.connections(), 2);
+    proxy.plan({FaultProxy::Way::down, 1234});
+    const std::string audio = numberedAudio(124'804);
+    Recognition recognition(QString("ws://127.0.0.1:%1").arg(proxy.port()), std::chrono::milliseconds(500));
+    recognition.stream->write(std::string_view(audio).substr(0, 62'404)); // within a sentence
+    recognition.start();
+    ASSERT_TRUE(waitFor([&] { return proxy.connections() > 5; }));
+    recognition.stream->write(std::string_view(audio).substr(62'404));
+    recognition.stream->close();
+    // A final result may be lost on its way in a cut; its audio is then heard again.
+    ASSERT_TRUE(waitFor([&] { return recognition.heard.finals().contains(spansOf(audio).last()); }));
+    EXPECT_EQ(recognition.heard.finals(), spansOf(audio));
+    EXPECT_TRUE(recognition.heard.cancellations().isEmpty());
+    expectUnbrokenTurns(server, audio);
+    EXPECT_GE(proxy.connections(), 7);
 }
 
 } // namespace

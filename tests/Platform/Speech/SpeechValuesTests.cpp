@@ -5,6 +5,7 @@
 #include <Speech/SpeechPacing.h>
 #include <gmock/gmock.h>
 
+#include <array>
 #include <atomic>
 #include <string>
 #include <thread>
@@ -15,43 +16,37 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(SpeechEndpointTest, RegionsAndBaseUrls) {
-    const std::vector<std::pair<const char*, const char*>> cases = {
+    const std::vector<std::pair<const char*, std::string>> cases = {
         {"eastasia", "wss://eastasia.stt.speech.microsoft.com"},
         {"chinaeast2", "wss://chinaeast2.stt.speech.azure.cn"},
         {"usgovvirginia", "wss://usgovvirginia.stt.speech.azure.us"},
-        {"wss://127.0.0.1:47615", "wss://127.0.0.1:47615"},
         {"ws://localhost:80/speech/", "ws://localhost:80/speech"},
     };
     for (const auto& [area, base] : cases) {
-        QString error;
-        const auto endpoint = SpeechEndpoint::make(area, &error);
-        ASSERT_TRUE(endpoint) << area << error.toStdString();
-        const std::string path = std::string(base) + "/stt/speech/universal/v2";
-        EXPECT_EQ(endpoint->recognitionUrl("zh-CN").toEncoded().toStdString(), path + "?language=zh-CN&format=simple");
-        const QUrl translation = endpoint->translationUrl("zh-CN", {"en", "es"});
+        const SpeechEndpoint endpoint = SpeechEndpoint::make(area, nullptr).value();
+        const std::string path = base + "/stt/speech/universal/v2";
+        EXPECT_EQ(endpoint.recognitionUrl("a&b=c+d#e").toEncoded().toStdString(),
+                  path + "?language=a%26b%3Dc%2Bd%23e&format=simple");
+        const QUrl translation = endpoint.translationUrl("zh-CN", {"en", "es"});
         EXPECT_EQ(translation.toEncoded(QUrl::RemoveQuery).toStdString(), path);
-        EXPECT_EQ(translation.query(QUrl::FullyDecoded).toStdString(), "from=zh-CN&to=en,es&scenario=conversation");
-        EXPECT_EQ(endpoint->recognitionUrl("a&b=c+d#e").query(QUrl::FullyEncoded),
-                  "language=a%26b%3Dc%2Bd%23e&format=simple");
+        EXPECT_EQ(translation.query(QUrl::FullyDecoded), "from=zh-CN&to=en,es&scenario=conversation");
     }
 }
 
 TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
-    const std::vector<std::tuple<QString, QString, const char*>> cases = {
-        {"", "eastasia", "token is missing"},    {"two\r\nlines", "eastasia", "character"},
-        {"token", "", "region is missing"},      {"token", "east.example.com/", "no region"},
-        {"token", "-east", "no region"},         {"token", "https://127.0.0.1", "no ws or wss URL"},
-        {"token", "wss://", "no ws or wss URL"}, {"token", "wss://host?query=1", "no ws or wss URL"},
+    const std::vector<std::array<const char*, 3>> cases = {
+        {"", "eastasia", "token is missing"},
+        {"two\r\nlines", "eastasia", "character"},
+        {"token", "", "region is missing"},
+        {"token", "east.example.com/", "no region"},
+        {"token", "https://127.0.0.1", "no ws or wss URL"},
+        {"token", "wss://host?query=1", "no ws or wss URL"},
     };
     for (const auto& [token, region, expected] : cases) {
         QString error;
-        EXPECT_FALSE(SPXSpeechConfiguration::make(token, region, &error));
-        EXPECT_THAT(error.toStdString(), ::testing::HasSubstr(expected));
-        error.clear();
         EXPECT_FALSE(SPXSpeechTranslationConfiguration::make(token, region, &error));
         EXPECT_THAT(error.toStdString(), ::testing::HasSubstr(expected));
     }
-    EXPECT_TRUE(SPXSpeechConfiguration::make("token", "eastasia", nullptr));
 }
 
 TEST(SpeechPacingTest, FiveSecondsAtOnceThenTwiceRealTime) {
@@ -97,21 +92,10 @@ std::string readAll(SPXPushAudioInputStream& stream) {
     return bytes;
 }
 
-TEST(PushStreamTest, WritesAfterTheCloseAreDroppedAndThoseBeforeStayReadable) {
-    SPXPushAudioInputStream stream;
-    stream.write(std::string_view("before"));
-    stream.close();
-    stream.write(std::string_view("after"));
-    EXPECT_FALSE(stream.atEnd());
-    EXPECT_EQ(readAll(stream), "before");
-    EXPECT_TRUE(stream.atEnd());
-}
-
-TEST(PushStreamTest, WakesItsReaderOnceForWhatItHasNotRead) {
+TEST(PushStreamTest, WakesItsReaderOnceForWhatItHasNotReadAndEndsWithTheClose) {
     SPXPushAudioInputStream stream;
     int woken = 0;
     ASSERT_TRUE(stream.attach([&woken] { ++woken; }));
-    EXPECT_FALSE(stream.attach([] {})) << "it has a reader";
     stream.write(std::string_view("a"));
     stream.write(std::string_view("b"));
     EXPECT_EQ(woken, 1);
@@ -120,25 +104,23 @@ TEST(PushStreamTest, WakesItsReaderOnceForWhatItHasNotRead) {
     EXPECT_EQ(woken, 2);
     stream.close();
     EXPECT_EQ(woken, 3);
+    stream.write(std::string_view("after"));
+    EXPECT_FALSE(stream.atEnd());
+    EXPECT_EQ(readAll(stream), "c");
+    EXPECT_TRUE(stream.atEnd());
 }
 
-TEST(PushStreamTest, WithoutItsReaderItKeepsNothing) {
-    SPXPushAudioInputStream stream;
-    stream.write(std::string_view("kept for the reader to come"));
-    ASSERT_TRUE(stream.attach([] { FAIL() << "it has gone"; }));
-    stream.detach();
-    stream.write(std::string_view("dropped"));
-    stream.close();
-    EXPECT_EQ(readAll(stream), "");
-    EXPECT_FALSE(stream.attach([] {}));
-}
-
-TEST(PushStreamTest, IsBounded) {
+TEST(PushStreamTest, IsBoundedAndWithoutItsReaderKeepsNothing) {
     SPXPushAudioInputStream stream;
     const std::string minute(60 * 32'000, 'a');
     for (int i = 0; i < 12; ++i)
         stream.write(minute);
     EXPECT_EQ(readAll(stream).size(), SPXPushAudioInputStream::maxWaiting);
+    ASSERT_TRUE(stream.attach([] { FAIL() << "it has gone"; }));
+    stream.detach();
+    stream.write(std::string_view("dropped"));
+    EXPECT_EQ(readAll(stream), "");
+    EXPECT_FALSE(stream.attach([] {}));
 }
 
 TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
