@@ -22,6 +22,15 @@ std::filesystem::path madeDirectory(const std::filesystem::path& directory) {
     return directory;
 }
 
+/// The key that signs speech tokens, made at the first start.
+std::string speechTokenKey(const std::filesystem::path& file) {
+    if (auto kept = readPrivateFile(file); kept && !kept->empty())
+        return *std::move(kept);
+    std::string made = SpeechTokens::randomKey();
+    writePrivateFile(file, made);
+    return made;
+}
+
 LanguageOffer offerOf(const OfferedLanguages& languages) {
     LanguageOffer offer{languages.recognition, {}};
     for (const LanguagePair& pair : languages.translation) {
@@ -50,6 +59,7 @@ struct Service::Parts {
         , answers(Outline::Pace{.pause = tuning.answerPause})
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines())
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
+        speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         server.start();
     }
 

@@ -166,26 +166,49 @@ TEST(RehearsalTest, OutputThatCannotBeWrittenIsTold) {
     }
 }
 
+bool waitForEvent(ProgramRun& run, const char* kind) {
+    return waitFor([&] { return run.process.waitForReadyRead(50), !run.events(QLatin1String(kind)).empty(); }, 30'000);
+}
+
+/// The service that the program started.
+pid_t serviceOf(const ProgramRun& run) {
+    return contents(QStringLiteral("/proc/%1/task/%1/children").arg(run.process.processId()))
+        .split(' ')
+        .constFirst()
+        .toInt();
+}
+
+TEST(RehearsalTest, GoesOnWhenTheServiceIsKilled) {
+    QTemporaryDir folder;
+    ProgramRun run(rehearsal(shortRecording(folder, 17)));
+    for (const char* moment : {"partial", "row"}) {
+        ASSERT_TRUE(waitForEvent(run, moment)) << run.errors.toStdString();
+        const pid_t service = serviceOf(run);
+        ASSERT_GT(service, 0);
+        ASSERT_EQ(::kill(service, SIGKILL), 0);
+        ASSERT_TRUE(waitFor([&] { return serviceOf(run) > 0 && serviceOf(run) != service; }));
+    }
+    EXPECT_EQ(run.finish(), 0) << run.errors.toStdString();
+    const std::vector<Event> rows = run.events(QStringLiteral("row"));
+    ASSERT_GE(rows.size(), 2U);
+    const std::string heard = rows[0].text.toStdString() + " " + rows[1].text.toStdString();
+    const QByteArrayList sentences = contents(sampleFolder + QStringLiteral("sample-interview.txt")).split('\n');
+    EXPECT_LE(wordErrorRate((sentences[0] + ' ' + sentences[1]).toStdString(), heard), 0.12) << heard;
+}
+
 TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) {
     QTemporaryDir folder;
     const QString file = shortRecording(folder, 20);
-    const auto heardSomething = [](ProgramRun& run) {
-        return waitFor(
-            [&run] { return run.process.waitForReadyRead(50), !run.events(QStringLiteral("partial")).empty(); },
-            30'000);
-    };
     ProgramRun polite(rehearsal(file));
-    ASSERT_TRUE(heardSomething(polite)) << polite.errors.toStdString();
+    ASSERT_TRUE(waitForEvent(polite, "partial")) << polite.errors.toStdString();
     polite.signal(SIGINT);
     EXPECT_EQ(polite.finish(20'000), 0);
     EXPECT_EQ(polite.events(QStringLiteral("ended")).size(), 1U);
 
     ProgramRun killed(rehearsal(file));
-    ASSERT_TRUE(heardSomething(killed)) << killed.errors.toStdString();
-    const QString child =
-        QString::fromUtf8(contents(QStringLiteral("/proc/%1/task/%1/children").arg(killed.process.processId())))
-            .section(' ', 0, 0);
-    ASSERT_FALSE(child.isEmpty());
+    ASSERT_TRUE(waitForEvent(killed, "partial")) << killed.errors.toStdString();
+    const pid_t child = serviceOf(killed);
+    ASSERT_GT(child, 0);
     killed.process.kill();
     killed.process.waitForFinished();
     EXPECT_TRUE(waitFor([&child] {

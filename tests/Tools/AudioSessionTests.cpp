@@ -15,12 +15,12 @@ namespace {
 using namespace ::parlowen::testing;
 using ::testing::ElementsAre;
 
-const QStringList speakersAndSources{QStringLiteral("module-null-sink sink_name=speakers rate=48000 channels=2 "
-                                                    "sink_properties=\"device.description='Built-in Speakers'\""),
-                                     QStringLiteral("module-remap-source master=speakers.monitor source_name=line "
-                                                    "source_properties=\"device.description='Line In'\""),
-                                     QStringLiteral("module-remap-source master=speakers.monitor source_name=mic "
-                                                    "source_properties=\"device.description='USB Microphone'\"")};
+const QStringList speakersAndSources{"module-null-sink sink_name=speakers rate=48000 channels=2 "
+                                     "sink_properties=\"device.description='Built-in Speakers'\"",
+                                     "module-remap-source master=speakers.monitor source_name=line "
+                                     "source_properties=\"device.description='Line In'\"",
+                                     "module-remap-source master=speakers.monitor source_name=mic "
+                                     "source_properties=\"device.description='USB Microphone'\""};
 
 const QString packaged = QStringLiteral(PARLOWEN_SOURCE_DIR "/packaging/audio/");
 
@@ -28,13 +28,13 @@ const QString packaged = QStringLiteral(PARLOWEN_SOURCE_DIR "/packaging/audio/")
 class PipeWireConfiguration {
 public:
     PipeWireConfiguration() {
-        const QDir own(QStringLiteral("/usr/share/pipewire"));
+        const QDir own("/usr/share/pipewire");
         const QStringList files = own.entryList(QDir::Files);
         for (const QString& name : files)
             QFile::copy(own.filePath(name), directory_.filePath(name));
-        const QString part = QStringLiteral("pipewire.conf.d/parlowen-loopback.conf");
-        QDir(directory_.path()).mkdir(QStringLiteral("pipewire.conf.d"));
-        QFile::copy(packaged + QStringLiteral("pipewire/") + part, directory_.filePath(part));
+        const QString part = "pipewire.conf.d/parlowen-loopback.conf";
+        QDir(directory_.path()).mkdir("pipewire.conf.d");
+        QFile::copy(packaged + QString("pipewire/") + part, directory_.filePath(part));
         qputenv("PIPEWIRE_CONFIG_DIR", directory_.path().toUtf8());
     }
     ~PipeWireConfiguration() { qunsetenv("PIPEWIRE_CONFIG_DIR"); }
@@ -50,9 +50,8 @@ class Recorder {
 public:
     explicit Recorder(const QString& source) {
         endWithParent(parec_);
-        parec_.start(QStringLiteral("parec"), {QStringLiteral("--device"), source, QStringLiteral("--format=float32le"),
-                                               QStringLiteral("--rate=16000"), QStringLiteral("--channels=2"),
-                                               QStringLiteral("--latency-msec=20")});
+        parec_.start("parec",
+                     {"--device", source, "--format=float32le", "--rate=16000", "--channels=2", "--latency-msec=20"});
         EXPECT_TRUE(parec_.waitForReadyRead(10'000));
     }
 
@@ -82,8 +81,7 @@ protected:
         if (isPipeWire())
             configuration.emplace();
         else
-            modules.last() += QStringLiteral("\n.include ") + packaged +
-                              QStringLiteral("pulseaudio/default.pa.d/parlowen-loopback.pa");
+            modules.last() += QString("\n.include ") + packaged + "pulseaudio/default.pa.d/parlowen-loopback.pa";
         ASSERT_NO_FATAL_FAILURE(startServer(modules));
         server = std::make_shared<PulseAudioServer>(daemon->address().toStdString());
         simply = std::make_unique<SimplyCoreAudio>(server);

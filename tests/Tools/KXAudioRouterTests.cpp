@@ -44,8 +44,7 @@ protected:
 TEST_F(KXAudioRouterTest, ASystemAudioSessionChangesAndGivesBackInOrder) {
     router().setupSystemAudio();
     const AudioObjectID id = server->deviceID("tqv-Multi-Output_UID");
-    EXPECT_THAT(takeLog(),
-                ElementsAre("✅ 设置 BlackHole 为默认输入", QStringLiteral("✅ 成功创建聚合设备 ID: %1").arg(id)));
+    EXPECT_THAT(takeLog(), ElementsAre("✅ 设置 BlackHole 为默认输入", QString("✅ 成功创建聚合设备 ID: %1").arg(id)));
     EXPECT_EQ(defaultInput(), "loop");
     EXPECT_EQ(defaultOutput(), "speakers") << "not before a second has passed";
     EXPECT_THAT(delays, ElementsAre(1.0));
@@ -172,6 +171,7 @@ TEST_F(KXAudioRouterTest, RestoreGivesBackTheUsersOwnAndBearsWhatIsMissing) {
     takeLog();
     router().restoreDevices();
     EXPECT_THAT(takeLog(), ElementsAre("⚠️ 原始输出设备未记录"));
+    dropRouter();
     server->setDefaults("camera", "speakers");
     router().switchInput(true);
     server->setDefaults("built-in", "headset");

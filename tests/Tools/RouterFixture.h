@@ -6,26 +6,48 @@
 #include <support/CapturedSystemLog.h>
 #include <support/SimulatedDevices.h>
 
-#include <QDir>
-#include <QFileInfo>
+#include <QFile>
 #include <QTemporaryDir>
 
 namespace parlowen::testing {
 
-/// Where it takes no time to bring a file to the disk, if there is such a place.
-inline QString fastTemporaryPath() {
-    const QString memory = QStringLiteral("/dev/shm");
-    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/parlowen-router.XXXXXX");
-}
+struct Crash {};
 
-/// Keeps the descriptions of the aggregate devices that were asked for.
-class DescriptionsServer : public SimulatedAudioServer {
+/// Keeps the descriptions of the aggregate devices that were asked for, and can end the program's doing before or after
+/// the n-th change that is asked of it.
+class CrashingServer : public SimulatedAudioServer {
 public:
+    void crashAt(int change, bool afterIt) {
+        countdown_ = change;
+        afterIt_ = afterIt;
+    }
+
+    OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                             std::span<const std::byte> qualifier, std::span<const std::byte> data) override {
+        return around([&] { return SimulatedAudioServer::setPropertyData(object, address, qualifier, data); });
+    }
     OSStatus createAggregateDevice(const QVariantMap& description, AudioObjectID& device) override {
         descriptions.push_back(description);
-        return SimulatedAudioServer::createAggregateDevice(description, device);
+        return around([&] { return SimulatedAudioServer::createAggregateDevice(description, device); });
+    }
+    OSStatus destroyAggregateDevice(AudioObjectID device) override {
+        return around([&] { return SimulatedAudioServer::destroyAggregateDevice(device); });
     }
     std::vector<QVariantMap> descriptions;
+
+private:
+    OSStatus around(const std::function<OSStatus()>& change) {
+        const bool here = countdown_ > 0 && --countdown_ == 0;
+        if (here && !afterIt_)
+            throw Crash();
+        const OSStatus status = change();
+        if (here)
+            throw Crash();
+        return status;
+    }
+
+    int countdown_ = 0; // 0: no crash
+    bool afterIt_ = false;
 };
 
 /// A machine with speakers, a headset, a loop-back device and two microphones, of which the user's own default is the
@@ -83,9 +105,9 @@ protected:
 
     qsizetype seenLines() const { return seen_; }
 
-    QTemporaryDir directory{fastTemporaryPath()};
+    QTemporaryDir directory{"/dev/shm/parlowen-router.XXXXXX"}; // in memory, where nothing is brought to a disk
     QString journalPath = directory.filePath(QStringLiteral("state/parlowen/audio-devices.json"));
-    std::shared_ptr<DescriptionsServer> server = std::make_shared<DescriptionsServer>();
+    std::shared_ptr<CrashingServer> server = std::make_shared<CrashingServer>();
     std::vector<double> delays;
     std::vector<std::function<void()>> delayed;
     CapturedLog log;

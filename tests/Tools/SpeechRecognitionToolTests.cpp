@@ -4,7 +4,6 @@
 
 #include <QStringList>
 #include <cmath>
-#include <map>
 #include <mutex>
 
 #include "support/CapturedLog.h"
@@ -90,8 +89,8 @@ protected:
     }
 
     void startPlain() { tool->startRecognition("en-US", note("result"), note("partial"), note("error")); }
-    void startTranslating(const QString& target = "es") {
-        tool->startTranslation("en-US", target, note("result"), note("partial"), note("error"), note("translation"));
+    void startTranslating() {
+        tool->startTranslation("en-US", "es", note("result"), note("partial"), note("error"), note("translation"));
     }
 
     /// A session whose turn has begun.
@@ -126,19 +125,13 @@ std::string translated(const char* kind, const char* textName, const char* text,
         .toStdString();
 }
 
-TEST(ConvertedFramesTest, TruncatesAndKnowsNoRate) {
-    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 48000), 682U);
-    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 16000), 2048U);
-    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 44100), 743U);
-    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, 0), 0U);
-    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(2048, -1), 0U);
-    EXPECT_EQ(SpeechRecognitionTool::convertedFrames(0, 48000), 0U);
-}
-
 TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
     SpeechSessionSeen& seen = startedSession();
     EXPECT_EQ(log.lines(), QStringList{started});
     EXPECT_EQ(input->framesPerBuffer, 2048U);
+    const auto other = AVAudioPCMBuffer::make(*AVAudioFormat::make(AVAudioCommonFormat::Float32, 44100, 1, false), 64);
+    other->setFrameLength(64);
+    input->sink(other);
     input->deliverTone(50);
     EXPECT_EQ(seen.url().query(), "language=en-US&format=simple");
     EXPECT_EQ(seen.header("Authorization"), "Bearer token-1");
@@ -148,23 +141,22 @@ TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
     const std::string& audio = seen.turns[0].audio;
     EXPECT_GT(std::count_if(audio.begin(), audio.end(), [](char c) { return c != 0; }),
               std::ptrdiff_t(wholePieces) * 9 / 10);
+    EXPECT_EQ(log.linesWith("[SpeechRecognitionTool] ❌ 转换错误: ").size(), 1) << "it is lost, the next ones are not";
+    EXPECT_TRUE(called().isEmpty());
 }
 
 TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
     SpeechSessionSeen& seen = startedSession();
-    seen.send("speech.hypothesis", R"({"Text":""})");
-    seen.send("speech.hypothesis", R"({"Text":"hel"})");
+    for (const char* text : {"", "hel"})
+        seen.send("speech.hypothesis", std::string(R"({"Text":")") + text + "\"}");
     seen.send("speech.phrase", R"({"RecognitionStatus":"NoMatch","Offset":0,"Duration":0})");
     sendFinal(seen, "");
     sendFinal(seen, "Hello.");
     seen.send("speech.phrase", R"({"RecognitionStatus":"Forbidden"})");
     ASSERT_TRUE(waitFor([&] { return called().size() >= 3; }));
-    EXPECT_EQ(called()[0], "partial|hel");
-    EXPECT_EQ(called()[1], "result|Hello.");
+    EXPECT_EQ(called().mid(0, 2), QStringList({"partial|hel", "result|Hello."}));
     EXPECT_THAT(called()[2].toStdString(), ::testing::StartsWith("error|Recognition status Forbidden"));
-    EXPECT_EQ(called().size(), 3);
     EXPECT_TRUE(tool->isRecognizing()) << "until it is stopped";
-    EXPECT_EQ(SpeechRecognitionTool::cancellationText({}), "Unknown error");
 }
 
 TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
@@ -188,41 +180,23 @@ TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
                                      "translation|End.|tr-End."}));
 }
 
-TEST_F(SpeechRecognitionToolTest, CallbacksMayBeLeftOut) {
-    make(server.area());
-    tool->startTranslation("en-US", "es", nullptr, nullptr, nullptr, note("translation"));
-    session(0).send("translation.response", translated("SpeechHypothesis", "Text", "hel", "es"));
-    session(0).send("translation.response", translated("SpeechPhrase", "DisplayText", "Hello.", "es"));
-    ASSERT_TRUE(waitFor([&] { return called() == QStringList{"translation|Hello.|tr-Hello."}; }));
-    tool->stopRecognition();
-    make("no region at all");
-    tool->startRecognition("en-US", nullptr, nullptr, nullptr);
-    EXPECT_TRUE(tool->isRecognizing());
-}
-
 TEST_F(SpeechRecognitionToolTest, AFailedSetUpIsReportedAndCaptureStartsAllTheSame) {
     make("no region");
     tool->stopRecognition(); // nothing runs
     startPlain();
-    startTranslating();
-    tool->stopRecognition();
-    make(server.area());
-    startTranslating("");
     EXPECT_TRUE(tool->isRecognizing());
     input->deliverTone(3);
+    startTranslating();
     tool->stopRecognition();
     tool->stopRecognition();
     EXPECT_FALSE(tool->isRecognizing());
-    EXPECT_EQ(input->starts, 3);
-    EXPECT_EQ(input->stops, 3);
+    EXPECT_EQ(input->starts, 2);
+    EXPECT_EQ(input->stops, 2);
     const QString noRegion = "\"no region\" is no region of the speech service";
-    const QString noTarget = "A target language is empty";
     EXPECT_EQ(called(), (QStringList{"error|Recognizer setup failed: " + noRegion,
-                                     "error|Translation recognizer setup failed: " + noRegion,
-                                     "error|Translation recognizer setup failed: " + noTarget}));
+                                     "error|Translation recognizer setup failed: " + noRegion}));
     EXPECT_EQ(log.lines(), (QStringList{"[SpeechRecognitionTool] 设置识别器失败：" + noRegion, started, stopped,
-                                        "[SpeechRecognitionTool] 设置翻译识别器失败：" + noRegion, started, stopped,
-                                        "[SpeechRecognitionTool] 设置翻译识别器失败：" + noTarget, started, stopped}));
+                                        "[SpeechRecognitionTool] 设置翻译识别器失败：" + noRegion, started, stopped}));
 }
 
 TEST_F(SpeechRecognitionToolTest, WithoutInputOrAnEngineThatStartsTheRecognizerRunsAllTheSame) {
@@ -239,18 +213,6 @@ TEST_F(SpeechRecognitionToolTest, WithoutInputOrAnEngineThatStartsTheRecognizerR
     EXPECT_TRUE(called().isEmpty());
     EXPECT_EQ(log.lines(), (QStringList{"[SpeechRecognitionTool] ❌ 音频格式转换器创建失败", stopped,
                                         "❌ AudioEngine 启动失败: 设备忙", stopped, started}));
-}
-
-TEST_F(SpeechRecognitionToolTest, ABufferThatCannotBeConvertedIsLostAndTheNextOnesAreNot) {
-    const SpeechSessionSeen& seen = startedSession();
-    const auto mono = AVAudioFormat::make(AVAudioCommonFormat::Float32, 44100, 1, false);
-    const auto other = AVAudioPCMBuffer::make(*mono, 2048);
-    other->setFrameLength(2048);
-    input->sink(other);
-    input->deliverTone(5);
-    EXPECT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 6400; })) << "5 buffers of 1364 bytes";
-    EXPECT_EQ(log.linesWith("[SpeechRecognitionTool] ❌ 转换错误: ").size(), 1);
-    EXPECT_TRUE(called().isEmpty());
 }
 
 TEST_F(SpeechRecognitionToolTest, AStartOnARunningToolStopsItAndOnlyThenUsesTheNewToken) {
@@ -287,21 +249,6 @@ TEST_F(SpeechRecognitionToolTest, AfterAStopNothingIsCalledAndNothingKeepsTheToo
     ASSERT_TRUE(waitFor([&] { return seen.isClosed(); }));
     EXPECT_EQ(called(), before);
     EXPECT_TRUE(waitFor([&] { return weak.expired(); }));
-}
-
-TEST_F(SpeechRecognitionToolTest, MayBeStoppedAndStartedAnewByItsOwnCallback) {
-    make(server.area());
-    std::atomic<int> results = 0;
-    const auto again = [this, &results](const QString&) {
-        if (++results == 1)
-            startPlain();
-    };
-    tool->startRecognition("en-US", again, nullptr, nullptr);
-    for (const char* text : {"One.", "Dropped with the first recognizer."})
-        sendFinal(session(0), text);
-    sendFinal(session(1), "Two.");
-    ASSERT_TRUE(waitFor([&] { return called() == QStringList{"result|Two."}; }));
-    EXPECT_EQ(results, 1);
 }
 
 } // namespace

@@ -83,29 +83,17 @@ protected:
 TEST_F(StreamingClientTest, TheQuestionGoesOutWithItsHeaders) {
     ASSERT_TRUE(openStream());
     const ScriptedHttpServer::Request& request = server_.requests().front();
-    EXPECT_EQ(request.method, "POST");
-    EXPECT_EQ(request.target, "/api/v1/ai/meeting");
-    std::vector<std::pair<QByteArray, QByteArray>> own = request.headers;
-    const QByteArrayList ofTheLibrary{"Host",      "Connection", "Content-Length", "Accept-Encoding", "Accept-Language",
-                                      "User-Agent"};
-    std::erase_if(own, [&](const auto& header) { return ofTheLibrary.contains(header.first); });
-    EXPECT_THAT(own, ElementsAre(std::pair("Version", Bundle::shortVersion().toUtf8()),
-                                 std::pair("Accept", "application/json"), std::pair("Content-Type", "application/json"),
-                                 std::pair("platform", "4"), std::pair("lan", "zh-Hans"),
-                                 std::pair("Authorization", "Bearer abc")));
+    EXPECT_EQ(request.method + " " + request.target, "POST /api/v1/ai/meeting");
+    for (const auto& [name, value] :
+         {std::pair("Version", Bundle::shortVersion().toUtf8()), std::pair("Accept", QByteArray("application/json")),
+          std::pair("Content-Type", QByteArray("application/json")), std::pair("platform", QByteArray("4")),
+          std::pair("lan", QByteArray("zh-Hans")), std::pair("Authorization", QByteArray("Bearer abc"))})
+        EXPECT_EQ(request.header(name), value) << name;
     EXPECT_EQ(QJsonDocument::fromJson(request.body).object(), (QJsonObject{{"type", 2},
                                                                            {"txt", "为什么选择 \"C++\"?"},
                                                                            {"prompt", "工程师"},
                                                                            {"original_language", "英语（美国）"},
                                                                            {"trans_language", ""}}));
-    server_.endStream();
-    expectOneEnd("✅ 流式连接结束");
-}
-
-TEST_F(StreamingClientTest, WithoutATokenThereIsNoAuthorization) {
-    environment_.loginToken = [] { return std::optional<QString>(); };
-    ASSERT_TRUE(openStream());
-    EXPECT_EQ(server_.requests().front().header("Authorization"), std::nullopt);
     server_.endStream();
     expectOneEnd("✅ 流式连接结束");
 }
@@ -126,18 +114,6 @@ TEST_F(StreamingClientTest, TheAnswerGrowsPieceByPieceOnOneBackgroundThread) {
     EXPECT_FALSE(threads_.contains(std::this_thread::get_id()));
 }
 
-TEST_F(StreamingClientTest, TheConnectionKeepsItsClientAndNoLonger) {
-    server_.enqueue(Reply::eventStream());
-    auto owned = client();
-    const std::weak_ptr<StreamingClient> weak = owned;
-    owned->start();
-    owned.reset();
-    ASSERT_TRUE(waitForRequest());
-    EXPECT_FALSE(weak.expired());
-    server_.endStream();
-    EXPECT_TRUE(waitFor([&weak] { return weak.expired(); }));
-}
-
 TEST_F(StreamingClientTest, AStreamCutInHalfKeepsItsText) {
     const QByteArray all = event("half") + event("丢");
     const QByteArray half = all.first(all.indexOf("丢") + 1); // in mid-character, mid-line and mid-chunk
@@ -149,25 +125,17 @@ TEST_F(StreamingClientTest, AStreamCutInHalfKeepsItsText) {
     EXPECT_EQ(model_->responseText(), "half");
 }
 
-TEST_F(StreamingClientTest, AServiceThatRefusesEndsTheStreamAtOnce) {
+TEST_F(StreamingClientTest, AServiceThatRefusesOrIsSilentEndsTheStreamWithAReason) {
     environment_.baseUrl = ScriptedHttpServer::refusingUrl();
     client()->start();
     expectOneEnd("❌ 流式连接错误：");
-    EXPECT_EQ(model_->responseText(), "");
-}
-
-TEST_F(StreamingClientTest, AnErrorStatusIsJustAStreamWithoutText) {
-    server_.enqueue(Reply::json(401, "{\"code\":401,\"message\":\"登录已过期\"}\n"));
-    client()->start();
-    expectOneEnd("✅ 流式连接结束");
-    EXPECT_EQ(updates_, QStringList());
-}
-
-TEST_F(StreamingClientTest, ASilentServiceTimesOut) {
-    server_.enqueue(Reply::silence());
+    environment_.baseUrl = server_.baseUrl();
+    environment_.loginToken = [] { return std::optional<QString>(); };
     environment_.timeout = std::chrono::milliseconds(200);
+    server_.enqueue(Reply::silence());
     client()->start();
-    expectOneEnd("❌ 流式连接错误：请求超时");
+    EXPECT_TRUE(waitFor([this] { return log_.lines().last() == "❌ 流式连接错误：请求超时"; }));
+    EXPECT_EQ(server_.requests().front().header("Authorization"), std::nullopt) << "without a token";
 }
 
 TEST_F(StreamingClientTest, CancellingMidAnswerStopsTheText) {
@@ -187,15 +155,6 @@ TEST_F(StreamingClientTest, CancellingMidAnswerStopsTheText) {
     expectOneEnd("❌ 流式连接错误：已取消");
 }
 
-TEST_F(StreamingClientTest, CancellingBetweenTwoLinesOfOneDeliveryDropsTheSecond) {
-    const auto running = client();
-    model_->setOnUpdate([weak = std::weak_ptr(running)](const QString&) { weak.lock()->cancel(); });
-    server_.enqueue({Reply::eventStream().bytes + chunk(event("a") + event("b"))});
-    running->start();
-    expectOneEnd("❌ 流式连接错误：已取消");
-    EXPECT_EQ(model_->responseText(), "a");
-}
-
 TEST_F(StreamingClientTest, NothingIsSentWhenCancelledBeforeOrWithoutAUrl) {
     const auto cancelled = client();
     cancelled->cancel();
@@ -204,12 +163,7 @@ TEST_F(StreamingClientTest, NothingIsSentWhenCancelledBeforeOrWithoutAUrl) {
     const auto homeless = client();
     homeless->start();
     EXPECT_TRUE(waitFor([&] { return cancelled.use_count() == 1 && homeless.use_count() == 1; }));
-
-    environment_.baseUrl = server_.baseUrl();
-    ASSERT_TRUE(openStream());
-    server_.endStream();
-    expectOneEnd("✅ 流式连接结束");
-    EXPECT_THAT(server_.requests(), SizeIs(1));
+    EXPECT_THAT(server_.requests(), SizeIs(0));
 }
 
 TEST_F(StreamingClientTest, NoAnswerWaitsForThoseBeforeIt) {

@@ -2,7 +2,6 @@
 #include <Tools/TimerManager.h>
 #include <gmock/gmock.h>
 
-#include <QElapsedTimer>
 #include <numeric>
 #include <thread>
 #include <vector>
@@ -47,15 +46,6 @@ TEST_F(TimerManagerTest, CountsEverySecondAndRefreshesEvery480) {
     EXPECT_EQ(log_.lines(), (QStringList{"🔄 刷新微软 token", "🔄 刷新微软 token"}));
 }
 
-TEST_F(TimerManagerTest, WithoutATickHookTheRefreshStillComes) {
-    qint64 at = 0;
-    clock_.setOnTick(nullptr);
-    clock_.setOnTokenRefresh([&] { at = clock_.elapsedSeconds(); });
-    clock_.start();
-    EXPECT_TRUE(waitFor([&at] { return at != 0; }));
-    EXPECT_EQ(at, 480);
-}
-
 TEST_F(TimerManagerTest, EveryStartCountsFromZeroWithOneTimer) {
     clock_.start();
     ASSERT_TRUE(waitForTick(5));
@@ -88,32 +78,6 @@ TEST_F(TimerManagerTest, ALateStopOfTheLastSessionDoesNotStopTheNext) {
     }).join();
     EXPECT_TRUE(waitForTick(481));
     EXPECT_TRUE(refreshed);
-}
-
-TEST_F(TimerManagerTest, HooksMayStopTheClockAndSetHooks) {
-    clock_.setOnTick([this](qint64 seconds) {
-        ticks_.push_back(seconds);
-        if (seconds == 2) {
-            clock_.setOnTick(nullptr);
-            clock_.stop();
-        }
-    });
-    clock_.start();
-    ASSERT_TRUE(waitForTick(2));
-    EXPECT_TRUE(holdsFor([this] { return ticks_.size() == 2; }, 30));
-    EXPECT_EQ(log_.lines(), QStringList());
-}
-
-TEST(TimerManagerSharedTest, TheApplicationsClockTicksOnceASecond) {
-    QElapsedTimer since;
-    qint64 firstTick = 0;
-    TimerManager::shared().setOnTick([&](qint64) { firstTick = since.elapsed(); });
-    since.start();
-    TimerManager::shared().start();
-    EXPECT_TRUE(waitFor([&firstTick] { return firstTick != 0; }));
-    EXPECT_GE(firstTick, 990);
-    TimerManager::shared().stop();
-    TimerManager::shared().setOnTick(nullptr);
 }
 
 } // namespace

@@ -22,7 +22,7 @@ protected:
         colors.setColor(QPalette::Window, hexColor(theme::pageGround));
         page_.setPalette(colors);
         QLabel* text = makeLabel(hexColor(theme::darkText), false, 14, &page_);
-        text->setText(QStringLiteral("面试设置\n职位：后端工程师\n语言：英语（美国）\n字号：16"));
+        text->setText("面试设置\n职位：后端工程师\n语言：英语（美国）\n字号：16");
         text->setGeometry(20, 16, 320, 120);
         page_.show();
         hud_.containerView = &page_;
@@ -60,24 +60,23 @@ TEST_F(OverlayPictures, ModesAndStyles) {
           Look{"Overlay, light style", ProgressHUDStyle::light()}, Look{"Overlay, own style", own}}) {
         Sheet::shared().section(QString::fromUtf8(look.title));
         hud_.style = look.style;
-        take(QStringLiteral("text"), QStringLiteral("请输入文本"), ProgressHUDMode::text);
-        take(QStringLiteral("error, in two lines"), QStringLiteral("网络连接失败，请检查网络设置后再试一次"),
-             ProgressHUDMode::error);
-        take(QStringLiteral("indeterminate"), QStringLiteral("加载中"), ProgressHUDMode::indeterminate);
-        take(QStringLiteral("determinate, half done"), QString(), ProgressHUDMode::determinate);
-        take(QStringLiteral("success"), QStringLiteral("保存成功"), ProgressHUDMode::success);
-        take(QStringLiteral("info"), QStringLiteral("提示"), ProgressHUDMode::info);
-        auto* view = new QLabel(QStringLiteral("★ ★ ★"));
-        view->setStyleSheet(QStringLiteral("color: #19cfae; font-size: 26px;"));
-        take(QStringLiteral("custom view"), QStringLiteral("感谢反馈"), ProgressHUDMode::custom(view));
-        take(QStringLiteral("text with a long word"),
-             QStringLiteral("https://service.example.com/api/v1/microsoft/get_token 没有回应"), ProgressHUDMode::text);
+        take("text", "请输入文本", ProgressHUDMode::text);
+        take("error, in two lines", "网络连接失败，请检查网络设置后再试一次", ProgressHUDMode::error);
+        take("indeterminate", "加载中", ProgressHUDMode::indeterminate);
+        take("determinate, half done", QString(), ProgressHUDMode::determinate);
+        take("success", "保存成功", ProgressHUDMode::success);
+        take("info", "提示", ProgressHUDMode::info);
+        auto* view = new QLabel("★ ★ ★");
+        view->setStyleSheet("color: #19cfae; font-size: 26px;");
+        take("custom view", "感谢反馈", ProgressHUDMode::custom(view));
+        take("text with a long word", "https://service.example.com/api/v1/microsoft/get_token 没有回应",
+             ProgressHUDMode::text);
     }
 }
 
 TEST_F(OverlayPictures, MasksAndPositions) {
-    Sheet::shared().section(QStringLiteral("Overlay, masks and positions"));
-    const QString text = QStringLiteral("请输入文本");
+    Sheet::shared().section("Overlay, masks and positions");
+    const QString text = "请输入文本";
     struct Mask {
         const char* caption;
         ProgressHUDMaskType type;
@@ -91,9 +90,9 @@ TEST_F(OverlayPictures, MasksAndPositions) {
     }
     hud_.maskType = ProgressHUDMaskType::none();
     hud_.position = ProgressHUDPosition::top;
-    take(QStringLiteral("top"), text, ProgressHUDMode::text);
+    take("top", text, ProgressHUDMode::text);
     hud_.position = ProgressHUDPosition::bottom;
-    take(QStringLiteral("bottom"), text, ProgressHUDMode::text);
+    take("bottom", text, ProgressHUDMode::text);
 }
 
 } // namespace

@@ -38,7 +38,7 @@ std::vector<Group> takenApart(const std::vector<Group>& groups) {
             continue;
         }
         for (std::size_t i = 0; i < group.pictures.size(); ++i)
-            parts.push_back({QStringLiteral("%1, %2×").arg(group.caption).arg(i + 1), {group.pictures[i]}});
+            parts.push_back({QString("%1, %2×").arg(group.caption).arg(i + 1), {group.pictures[i]}});
     }
     std::stable_sort(parts.begin(), parts.end(),
                      [](const Group& a, const Group& b) { return sizeOf(a).width() > sizeOf(b).width(); });
@@ -124,7 +124,7 @@ std::vector<QImage> drawPages(const QString& title, const std::vector<Group>& gr
     const std::vector<Page> pages = pagesOf(rowsOf(groups));
     for (const Page& page : pages) {
         const QString number =
-            pages.size() == 1 ? QString() : QStringLiteral(" (%1 of %2)").arg(images.size() + 1).arg(pages.size());
+            pages.size() == 1 ? QString() : QString(" (%1 of %2)").arg(images.size() + 1).arg(pages.size());
         images.push_back(draw(page, title + number));
     }
     return images;

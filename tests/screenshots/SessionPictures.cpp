@@ -22,9 +22,8 @@ constexpr auto sentences = {
     "What would you do differently if you built the same system again with twice as many people?",
 };
 
-const QStringList points{QStringLiteral("很高兴来参加今天的面试。"), QStringLiteral("我最自豪的是重做了订单系统。"),
-                         QStringLiteral("最难的是放弃同步写。"), QStringLiteral("命中率从九成跌到四成。"),
-                         QStringLiteral("我会更早拆分团队的边界。")};
+const QStringList points{"很高兴来参加今天的面试。", "我最自豪的是重做了订单系统。", "最难的是放弃同步写。",
+                         "命中率从九成跌到四成。", "我会更早拆分团队的边界。"};
 
 /// Real sessions in both layouts: answers that come by themselves, and answers on request. With QT_FONT_DPI=144 and
 /// QT_ENABLE_HIGHDPI_SCALING=0 in the environment they are drawn as for a user who wants text half as large again.
@@ -39,8 +38,8 @@ protected:
     }
     void take(const QString& state) {
         ASSERT_TRUE(waitFor([this] { return hud_.isHidden(); }));
-        Sheet::shared().section(isManual() ? QStringLiteral("Session window, answers on request")
-                                           : QStringLiteral("Session window, answers by themselves"));
+        Sheet::shared().section(isManual() ? QString("Session window, answers on request")
+                                           : QString("Session window, answers by themselves"));
         Sheet::shared().add(state, *window_);
     }
     /// One sentence after the other, each with a short answer where answers come by themselves.
@@ -50,7 +49,7 @@ protected:
             final(QString::fromUtf8(sentences.begin()[i]));
             ASSERT_TRUE(isManual() || asked(before + 1));
             if (!isManual())
-                grow(QStringLiteral("先用一句话回答：%1\n再举一个亲身经历的例子，最后说说结果。")
+                grow(QString("先用一句话回答：%1\n再举一个亲身经历的例子，最后说说结果。")
                          .arg(points.at(static_cast<qsizetype>(i))));
         }
     }
@@ -70,21 +69,21 @@ protected:
 };
 
 const QString begun =
-    QStringLiteral("最难的决定是把同步写改成异步队列。\n先说背景：高峰时每秒约八千次写入，数据库主库的延迟超过两秒。\n"
-                   "我比较了三种方案：分库、写缓存和消息队列。队列让峰值变平，失败可以重放，代价是");
+    "最难的决定是把同步写改成异步队列。\n先说背景：高峰时每秒约八千次写入，数据库主库的延迟超过两秒。\n"
+    "我比较了三种方案：分库、写缓存和消息队列。队列让峰值变平，失败可以重放，代价是";
 
 TEST_P(SessionPictures, Empty) {
     openPlain();
-    take(QStringLiteral("empty"));
+    take("empty");
 }
 
 TEST_P(SessionPictures, PlainRowsAndAGrowingAnswer) {
     openPlain();
     ASSERT_NO_FATAL_FAILURE(sayAll());
-    partial(QStringLiteral("And how large was"));
-    take(QStringLiteral("plain rows"));
+    partial("And how large was");
+    take("plain rows");
     answer(isManual() ? 1 : sentences.size(), begun);
-    take(QStringLiteral("an answer grows"));
+    take("an answer grows");
 }
 
 TEST_P(SessionPictures, TheSmallestWindowUnderThePointer) {
@@ -93,14 +92,14 @@ TEST_P(SessionPictures, TheSmallestWindowUnderThePointer) {
     window_->resize(window_->minimumSize());
     window_->activateWindow();
     ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
-    auto* pin = window_->findChild<QToolButton*>(QStringLiteral("topImg"));
+    auto* pin = window_->findChild<QToolButton*>("topImg");
     QTest::mouseMove(pin, pin->rect().center());
-    const auto* tip = window_->findChild<QLabel*>(QStringLiteral("tipLab"));
+    const auto* tip = window_->findChild<QLabel*>("tipLab");
     ASSERT_TRUE(waitFor([tip] { return tip->isVisible(); }));
-    take(QStringLiteral("as small as it gets, the pointer on the pin"));
+    take("as small as it gets, the pointer on the pin");
     QTest::mouseClick(pin, Qt::LeftButton);
-    ASSERT_EQ(tip->text(), QStringLiteral("置顶"));
-    take(QStringLiteral("the same, let go"));
+    ASSERT_EQ(tip->text(), "置顶");
+    take("the same, let go");
     QTest::mouseMove(window_.get(), {200, 200});
 }
 
@@ -108,21 +107,18 @@ TEST_P(SessionPictures, TranslatedRows) {
     twoLanguages();
     settings_.setAiInterviewSetModel(interview(GetParam()));
     open();
-    translated(QStringLiteral("SpeechPhrase"), QStringLiteral("Why do you want to work here?"),
-               QStringLiteral("¿Por qué quiere trabajar aquí?"));
-    translated(QStringLiteral("SpeechPhrase"),
-               QStringLiteral("Could you walk me through a project that you are proud of?"),
-               QStringLiteral("¿Podría contarme un proyecto del que esté orgulloso?"));
-    translated(QStringLiteral("SpeechHypothesis"), QStringLiteral("And how large was"),
-               QStringLiteral("¿Y qué tan grande era"));
-    take(QStringLiteral("translated rows"));
+    translated("SpeechPhrase", "Why do you want to work here?", "¿Por qué quiere trabajar aquí?");
+    translated("SpeechPhrase", "Could you walk me through a project that you are proud of?",
+               "¿Podría contarme un proyecto del que esté orgulloso?");
+    translated("SpeechHypothesis", "And how large was", "¿Y qué tan grande era");
+    take("translated rows");
 }
 
 TEST_P(SessionPictures, FullListsWithAMarkAndTheMenu) {
     openPlain();
     for (int i = 0; i < 3; ++i)
         ASSERT_NO_FATAL_FAILURE(sayAll());
-    answer(isManual() ? 1 : 15, begun + QStringLiteral("最终一致。\n").repeated(12) + begun.repeated(3));
+    answer(isManual() ? 1 : 15, begun + QString("最终一致。\n").repeated(12) + begun.repeated(3));
     window_->activateWindow();
     ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
     QWidget* text = transcript().viewport();
@@ -130,11 +126,11 @@ TEST_P(SessionPictures, FullListsWithAMarkAndTheMenu) {
     QTest::mouseMove(text, {330, 92});
     QTest::mouseRelease(text, Qt::LeftButton, {}, {330, 92});
     answers().setFocus(Qt::TabFocusReason);
-    take(QStringLiteral("full, with a mark and the keyboard on the answers"));
+    take("full, with a mark and the keyboard on the answers");
     QTest::mouseClick(window_->windowHandle(), Qt::RightButton, {}, text->mapTo(window_.get(), QPoint(250, 60)));
-    auto* menu = window_->findChild<QMenu*>(QStringLiteral("sessionMenu"));
+    auto* menu = window_->findChild<QMenu*>("sessionMenu");
     ASSERT_NE(menu, nullptr);
-    Sheet::shared().add(QStringLiteral("its context menu"), *menu);
+    Sheet::shared().add("its context menu", *menu);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, SessionPictures, ::testing::Values(0, 1));

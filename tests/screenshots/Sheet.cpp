@@ -17,9 +17,9 @@ namespace {
 constexpr int smallestFile = 0; // the writer's quality, which for PNG is only a matter of time
 
 QString fileName(const QString& title, std::size_t number, std::size_t count) {
-    static const QRegularExpression between(QStringLiteral("[^a-z0-9]+"));
-    const QString name = title.toLower().replace(between, QStringLiteral("-"));
-    return count == 1 ? name + QStringLiteral(".png") : QStringLiteral("%1-%2.png").arg(name).arg(number);
+    static const QRegularExpression between("[^a-z0-9]+");
+    const QString name = title.toLower().replace(between, "-");
+    return count == 1 ? name + QString(".png") : QString("%1-%2.png").arg(name).arg(number);
 }
 
 bool save(const QImage& page, const QString& file) {
@@ -55,20 +55,19 @@ void Sheet::add(const QString& caption, const QImage& picture) {
 }
 
 bool Sheet::write(const QString& folder) const {
-    QString text =
-        QStringLiteral("# Screenshots\n\n`./dev screenshots` draws these pages anew, each look at the scales 1 "
-                       "and 2.\n");
+    QString text = "# Screenshots\n\n`./dev screenshots` draws these pages anew, each look at the scales 1 "
+                   "and 2.\n";
     for (const Section& section : sections_) {
-        text += QStringLiteral("\n## %1\n\n").arg(section.title);
+        text += QString("\n## %1\n\n").arg(section.title);
         const std::vector<QImage> pages = drawPages(section.title, section.groups);
         for (std::size_t i = 0; i < pages.size(); ++i) {
             const QString name = fileName(section.title, i + 1, pages.size());
             if (!save(pages[i], folder + u'/' + name))
                 return false;
-            text += QStringLiteral("![%1](%2)\n").arg(section.title, name);
+            text += QString("![%1](%2)\n").arg(section.title, name);
         }
     }
-    QFile readme(folder + QStringLiteral("/README.md"));
+    QFile readme(folder + QString("/README.md"));
     return readme.open(QIODevice::WriteOnly) && readme.write(text.toUtf8()) > 0 && readme.flush();
 }
 

@@ -52,12 +52,12 @@ TEST(AnswersModelTest, ShowsWhatARefreshTookOver) {
     };
     const auto first = make(0);
     const auto second = make(1);
-    first->append(QStringLiteral("before"));
+    first->append("before");
     model.append(first);
     model.append(second);
     EXPECT_EQ(model.index(0).data().toString().toStdString(), "before") << "pieces that came before the row";
 
-    first->append(QStringLiteral(" and after"));
+    first->append(" and after");
     EXPECT_EQ(model.index(0).data().toString().toStdString(), "before");
     const QSignalSpy changed(&model, &AnswersModel::dataChanged);
     model.refresh(0);

@@ -13,7 +13,7 @@ using testing::waitFor;
 
 class SessionCloseTest : public SessionRig {
 protected:
-    bool stopped() const { return !log_.linesWith(QStringLiteral("停止微软轮询")).isEmpty(); }
+    bool stopped() const { return !log_.linesWith("停止微软轮询").isEmpty(); }
 };
 
 TEST_F(SessionCloseTest, StopsEverythingAndBringsTheMainWindowBack) {
@@ -23,7 +23,7 @@ TEST_F(SessionCloseTest, StopsEverythingAndBringsTheMainWindowBack) {
     QWidget mainWindow;
     page().setMainWindow(&mainWindow);
     ASSERT_TRUE(waitFor([this] { return page().useTimeCount() > 0; }));
-    QTest::mouseClick(window_->findChild<QToolButton*>(QStringLiteral("closeButton")), Qt::LeftButton);
+    QTest::mouseClick(window_->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
     EXPECT_TRUE(page().isClosing());
     EXPECT_FALSE(window_->isVisible());
     EXPECT_EQ(router_.restored, 1);
@@ -40,18 +40,18 @@ TEST_F(SessionCloseTest, StopsEverythingAndBringsTheMainWindowBack) {
 TEST_F(SessionCloseTest, ClosingMidAnswerStopsItsText) {
     single();
     open();
-    final(QStringLiteral("One?"));
+    final("One?");
     ASSERT_TRUE(asked(1));
-    answerPiece(QStringLiteral("开始"));
+    answerPiece("开始");
     ASSERT_TRUE(waitFor([this] { return shown(answers(), 0) == "开始"; }));
     const auto model = page().streamModels().at(0);
     close();
-    answerPiece(QStringLiteral("还有"));
+    answerPiece("还有");
     EXPECT_TRUE(waitFor([this] { return answerServer_.isConnectionClosed(); }));
     EXPECT_EQ(model->responseText().toStdString(), "开始");
 
-    model->append(QStringLiteral("迟到"));
-    page().sendQuestion(QStringLiteral("迟到的问题"));
+    model->append("迟到");
+    page().sendQuestion("迟到的问题");
     EXPECT_TRUE(holdsFor([this] { return shown(answers(), 0) == "开始"; }, 100));
     EXPECT_EQ(page().streamModels().size(), 1U);
 }
@@ -59,7 +59,7 @@ TEST_F(SessionCloseTest, ClosingMidAnswerStopsItsText) {
 TEST_F(SessionCloseTest, WhatIsHeardWhileClosingChangesNothing) {
     single();
     open();
-    partial(QStringLiteral("one"));
+    partial("one");
     speech().send("speech.phrase", R"({"RecognitionStatus":"Success","DisplayText":"One.","Offset":0,"Duration":0})");
     const int rows = transcript().model()->rowCount();
     close();
@@ -72,7 +72,7 @@ TEST_F(SessionCloseTest, BeforeTheFirstTokenThereIsNothingToStop) {
     close();
     EXPECT_EQ(router_.restored, 1);
     EXPECT_FALSE(stopped());
-    page().tokenDidFetch({QStringLiteral("late"), speechServer_.area()});
+    page().tokenDidFetch({"late", speechServer_.area()});
     EXPECT_FALSE(page().isTranslating());
     EXPECT_EQ(page().speechTool(), nullptr);
     EXPECT_EQ(speechServer_.connections, 0);
@@ -91,13 +91,13 @@ TEST_F(SessionCloseTest, APageThatIsDestroyedStopsItsServicesToo) {
 TEST_F(SessionCloseTest, ASecondSessionFollowsTheFirst) {
     single();
     open();
-    final(QStringLiteral("One."));
+    final("One.");
     close();
     window_.reset();
     openWindow();
     ASSERT_TRUE(waitFor([this] { return speechServer_.sessions.size() == 2 && !speech().turns.empty(); }));
     EXPECT_TRUE(page().topArr().empty());
-    final(QStringLiteral("Again."));
+    final("Again.");
     EXPECT_EQ(shown(transcript(), 0), "Again.");
     EXPECT_EQ(page().streamModels().at(0)->id, 0);
 }

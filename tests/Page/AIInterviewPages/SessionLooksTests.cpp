@@ -20,7 +20,7 @@ protected:
     bool isManual() const { return GetParam() == 1; }
     template<class Widget = QWidget>
     Widget& part(const char* name) {
-        return *window_->findChild<Widget*>(QLatin1String(name));
+        return *window_->findChild<Widget*>(name);
     }
     QRect place(const QWidget& widget) { return {widget.mapTo(window_.get(), QPoint()), widget.size()}; }
     /// The window on black, so that a colour without alpha is itself.
@@ -88,7 +88,7 @@ TEST_P(SessionLooksTest, TextsAndFontsAreThoseOfTheirParts) {
 TEST_P(SessionLooksTest, FramesAndGroundsHaveTheirColours) {
     const QColor accent(0x19, 0xCF, 0xAE);
     const QColor darkGrey(0x55, 0x55, 0x55);
-    final(QStringLiteral("WWWW"));
+    final("WWWW");
     window_->setGroundOpacity(100);
     const QImage image = picture();
     const QColor ground = image.pixelColor(400, 8);
@@ -107,8 +107,8 @@ TEST_P(SessionLooksTest, FramesAndGroundsHaveTheirColours) {
     }
     const QRect row = transcript().visualRect(transcript().model()->index(0, 0));
     const QPoint list = place(transcript()).topLeft();
-    const int prefix = QFontMetrics(transcript().model()->index(0, 0).data(Qt::FontRole).value<QFont>())
-                           .horizontalAdvance(QStringLiteral("1:"));
+    const int prefix =
+        QFontMetrics(transcript().model()->index(0, 0).data(Qt::FontRole).value<QFont>()).horizontalAdvance("1:");
     const QRect number(list + row.topLeft() + QPoint(11, 0), QSize(prefix, row.height()));
     EXPECT_TRUE(hasColor(image, number, accent));
     EXPECT_FALSE(hasColor(image, number.translated(prefix + 1, 0).adjusted(0, 0, 40, 0), accent));

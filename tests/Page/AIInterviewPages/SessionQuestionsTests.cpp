@@ -35,18 +35,18 @@ TEST_F(SessionQuestionsTest, InAutomaticModeEverySentenceIsAskedAtOnce) {
     open();
     EXPECT_FALSE(box().isVisible());
     EXPECT_FALSE(answerButton().isVisible());
-    final(QStringLiteral("Why this job?"));
+    final("Why this job?");
     ASSERT_TRUE(asked(1));
-    final(QStringLiteral("What is a mutex?"));
+    final("What is a mutex?");
     ASSERT_TRUE(asked(2));
     EXPECT_THAT(numbers(), ::testing::ElementsAre(0, 1));
     EXPECT_EQ(page().streamID(), 2);
     EXPECT_EQ(answerServer_.requests()[0].target.toStdString(), "/ai/meeting");
-    const QJsonObject expected{{QStringLiteral("type"), 2},
-                               {QStringLiteral("txt"), QStringLiteral("Why this job?")},
-                               {QStringLiteral("prompt"), QStringLiteral("后端工程师")},
-                               {QStringLiteral("original_language"), QStringLiteral("英语（美国）")},
-                               {QStringLiteral("trans_language"), QString()}};
+    const QJsonObject expected{{"type", 2},
+                               {"txt", "Why this job?"},
+                               {"prompt", "后端工程师"},
+                               {"original_language", "英语（美国）"},
+                               {"trans_language", QString()}};
     EXPECT_EQ(question(0), expected);
     EXPECT_TRUE(box().toPlainText().isEmpty());
 }
@@ -54,19 +54,19 @@ TEST_F(SessionQuestionsTest, InAutomaticModeEverySentenceIsAskedAtOnce) {
 TEST_F(SessionQuestionsTest, ATwoLanguageInterviewAsksTheSourceText) {
     twoLanguages();
     open();
-    translated(QStringLiteral("SpeechPhrase"), QStringLiteral("Why?"), QStringLiteral("¿Por qué?"));
+    translated("SpeechPhrase", "Why?", "¿Por qué?");
     ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)[QStringLiteral("txt")].toString().toStdString(), "Why?");
-    EXPECT_EQ(question(0)[QStringLiteral("original_language")].toString().toStdString(), "英语（美国）");
-    EXPECT_EQ(question(0)[QStringLiteral("trans_language")].toString().toStdString(), "西班牙语");
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Why?");
+    EXPECT_EQ(question(0)["original_language"].toString().toStdString(), "英语（美国）");
+    EXPECT_EQ(question(0)["trans_language"].toString().toStdString(), "西班牙语");
 }
 
 TEST_F(SessionQuestionsTest, AbsentLanguagesAreSentAsEmptyNames) {
     settings_.setAiInterviewType(1);
     open();
-    final(QStringLiteral("为什么？"));
+    final("为什么？");
     ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)[QStringLiteral("original_language")].toString(), QString());
+    EXPECT_EQ(question(0)["original_language"].toString(), QString());
 }
 
 TEST_F(SessionQuestionsTest, AnAnswerGrowsInItsOwnRow) {
@@ -76,17 +76,17 @@ TEST_F(SessionQuestionsTest, AnAnswerGrowsInItsOwnRow) {
     AIInterviewDetailController::Observer observer;
     observer.answerGrew = [&grown](const auto& model) { grown.push_back(model->responseText().toStdString()); };
     page().setObserver(observer);
-    final(QStringLiteral("One?"));
+    final("One?");
     ASSERT_TRUE(asked(1));
-    answerPiece(QStringLiteral("先说"));
+    answerPiece("先说");
     ASSERT_TRUE(answerShows(0, "先说"));
-    answerPiece(QStringLiteral("结论"));
+    answerPiece("结论");
     ASSERT_TRUE(answerShows(0, "先说结论"));
     EXPECT_THAT(grown, ::testing::ElementsAre("先说", "先说结论"));
 
-    final(QStringLiteral("Two?"));
+    final("Two?");
     ASSERT_TRUE(asked(2));
-    answerPiece(QStringLiteral("第二"));
+    answerPiece("第二");
     ASSERT_TRUE(answerShows(1, "第二"));
     EXPECT_EQ(shown(answers(), 0), "先说结论");
 }
@@ -95,18 +95,18 @@ TEST_F(SessionQuestionsTest, AnAnswerOutOfSightKeepsCollecting) {
     single();
     open();
     for (std::size_t i = 0; i < 25; ++i)
-        page().sendQuestion(QStringLiteral("问题"));
+        page().sendQuestion("问题");
     const auto first = page().streamModels().front();
     const auto last = page().streamModels().back();
     EXPECT_EQ(answers().rowAt(answers().viewport()->height() - 1), 24) << "the newest is in sight";
     const int y = answers().rowViewportPosition(24);
-    first->append(QStringLiteral("很长的回答。").repeated(80));
+    first->append(QString("很长的回答。").repeated(80));
     ASSERT_TRUE(waitFor([&] { return shown(answers(), 0) == first->responseText().toStdString(); }));
     EXPECT_EQ(answers().rowViewportPosition(24), y) << "nothing that is read moves";
 
     answers().verticalScrollBar()->setValue(0);
     EXPECT_GT(answers().rowHeight(0), answers().viewport()->height() / 3);
-    last->append(QStringLiteral("新"));
+    last->append("新");
     ASSERT_TRUE(waitFor([&] { return shown(answers(), 24) == "新"; }));
     EXPECT_EQ(answers().verticalScrollBar()->value(), 0);
 }
@@ -123,23 +123,23 @@ TEST_F(SessionQuestionsTest, InManualModeSentencesCollectInTheBox) {
     EXPECT_TRUE(page().streamModels().empty());
 
     QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
-    QTest::keyClicks(&box(), QStringLiteral("Please: "));
+    QTest::keyClicks(&box(), "Please: ");
     EXPECT_EQ(box().toPlainText().toStdString(), "Please: \nOne.\nTwo.\nThree.") << "the user may edit it";
     pressAnswer();
     EXPECT_TRUE(box().toPlainText().isEmpty());
     ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)[QStringLiteral("txt")].toString().toStdString(), "Please: \nOne.\nTwo.\nThree.");
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Please: \nOne.\nTwo.\nThree.");
 }
 
 TEST_F(SessionQuestionsTest, UndoingTakesNoSentenceAway) {
     openManual();
-    final(QStringLiteral("One."));
+    final("One.");
     QTest::keyClick(&box(), Qt::Key_End, Qt::ControlModifier);
-    QTest::keyClicks(&box(), QStringLiteral(" Why"));
+    QTest::keyClicks(&box(), " Why");
     QTest::keyClick(&box(), Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(box().toPlainText().toStdString(), "\nOne.") << "only what was typed";
-    QTest::keyClicks(&box(), QStringLiteral(" How"));
-    final(QStringLiteral("Two."));
+    QTest::keyClicks(&box(), " How");
+    final("Two.");
     for (int i = 0; i < 3; ++i)
         QTest::keyClick(&box(), Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(box().toPlainText().toStdString(), "\nOne. How\nTwo.");
@@ -147,20 +147,20 @@ TEST_F(SessionQuestionsTest, UndoingTakesNoSentenceAway) {
 
 TEST_F(SessionQuestionsTest, EachPressStartsANewListAndNumbersGoOn) {
     openManual();
-    final(QStringLiteral("One."));
+    final("One.");
     pressAnswer();
     ASSERT_TRUE(asked(1));
     const auto earlier = page().streamModels().at(0);
-    answerPiece(QStringLiteral("第一"));
+    answerPiece("第一");
     ASSERT_TRUE(answerShows(0, "第一"));
 
-    final(QStringLiteral("Two."));
+    final("Two.");
     pressAnswer();
     ASSERT_TRUE(asked(2));
     EXPECT_THAT(numbers(), ::testing::ElementsAre(1));
     EXPECT_EQ(shown(answers(), 0), "");
-    earlier->append(QStringLiteral("还在说"));
-    answerPiece(QStringLiteral("第二"));
+    earlier->append("还在说");
+    answerPiece("第二");
     ASSERT_TRUE(answerShows(0, "第二"));
     EXPECT_EQ(earlier->responseText().toStdString(), "第一还在说") << "its stream goes on unseen";
 }
@@ -178,8 +178,8 @@ TEST_F(SessionQuestionsTest, WithoutSettingsNothingIsAsked) {
     settings_.setAiInterviewSetModel(std::nullopt);
     single();
     open();
-    final(QStringLiteral("One."));
-    page().sendQuestion(QStringLiteral("Two."));
+    final("One.");
+    page().sendQuestion("Two.");
     EXPECT_TRUE(page().streamModels().empty());
     EXPECT_FALSE(box().isVisible());
     EXPECT_FALSE(page().hasCollectedQuestions());

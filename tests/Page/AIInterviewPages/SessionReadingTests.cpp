@@ -43,9 +43,9 @@ protected:
     QPoint inWindow(const MeasuredList& list, int row) {
         return list.viewport()->mapTo(window_.get(), list.visualRect(list.model()->index(row, 0)).center());
     }
-    QMenu* findMenu() { return window_->findChild<QMenu*>(QStringLiteral("sessionMenu")); }
+    QMenu* findMenu() { return window_->findChild<QMenu*>("sessionMenu"); }
     void choose(QMenu* menu, const char* name) {
-        auto* action = menu->findChild<QAction*>(QLatin1String(name));
+        auto* action = menu->findChild<QAction*>(name);
         ASSERT_NE(action, nullptr) << name;
         QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
         ASSERT_TRUE(waitFor([this] { return findMenu() == nullptr; }));
@@ -65,10 +65,10 @@ TEST(FontStepsTest, GoFromStepToStepWithinTheirLimits) {
 
 TEST_F(SessionReadingTest, KeysChangeTheListsFontInStepsAndStoreIt) {
     openActive(1);
-    final(QStringLiteral("Tell me."));
+    final("Tell me.");
     ASSERT_EQ(shownSize(transcript()), 16);
     auto changed = *settings_.aiInterviewSetModel();
-    changed.positioname = QStringLiteral("changed meanwhile");
+    changed.positioname = "changed meanwhile";
     settings_.setAiInterviewSetModel(changed);
     QTest::mouseClick(box().viewport(), Qt::LeftButton);
     const int height = transcript().rowHeight(0);
@@ -103,7 +103,7 @@ TEST_F(SessionReadingTest, AnotherFontKeepsTheReadersPlace) {
     openActive();
     settings_.setAiInterviewSetModel(std::nullopt);
     for (int i = 0; i < 24; ++i)
-        final(QStringLiteral("Please tell me about a project that you are proud of, number %1.").arg(i));
+        final(QString("Please tell me about a project that you are proud of, number %1.").arg(i));
     transcript().verticalScrollBar()->setValue(200);
     const int row = transcript().rowAt(0);
     press(Qt::Key_Plus, Qt::ControlModifier);
@@ -119,8 +119,8 @@ TEST_F(SessionReadingTest, AnotherFontKeepsTheReadersPlace) {
 
 TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
     openActive();
-    final(QStringLiteral("Tell me."));
-    final(QStringLiteral("Why?"));
+    final("Tell me.");
+    final("Why?");
     choose(menuAt(inWindow(transcript(), 1)), "copy");
     EXPECT_EQ(clipboard(), "Why?");
     choose(menuAt(inWindow(transcript(), 0)), "copyAll");
@@ -132,7 +132,7 @@ TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
     EXPECT_EQ(storedSize(), 18);
 
     QMenu* onGround = menuAt({300, 30});
-    EXPECT_EQ(onGround->findChild<QAction*>(QStringLiteral("copy")), nullptr);
+    EXPECT_EQ(onGround->findChild<QAction*>("copy"), nullptr);
     QTest::keyClick(onGround, Qt::Key_Escape);
     EXPECT_TRUE(waitFor([this] { return findMenu() == nullptr; }));
     EXPECT_TRUE(window_->isVisible());
@@ -147,7 +147,7 @@ TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
     };
     openActive();
     EXPECT_EQ(alpha(), qRound(0.7 * 255));
-    auto* slider = menuAt({300, 30})->findChild<QSlider*>(QStringLiteral("opacity"));
+    auto* slider = menuAt({300, 30})->findChild<QSlider*>("opacity");
     ASSERT_NE(slider, nullptr);
     EXPECT_EQ(slider->value(), 70);
     QTest::keyClick(slider, Qt::Key_Right);
@@ -167,14 +167,14 @@ TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
 
 TEST_F(SessionReadingTest, NoKeyClosesTheWindowOrAsksByAccident) {
     openActive(1);
-    final(QStringLiteral("Tell me."));
+    final("Tell me.");
     const auto everywhere = [this](const std::function<void()>& act) {
         act();
         for (QWidget* control : page().keyboardOrder()) {
             control->setFocus(Qt::TabFocusReason);
             act();
         }
-        window_->findChild<QToolButton*>(QStringLiteral("closeButton"))->setFocus(Qt::TabFocusReason);
+        window_->findChild<QToolButton*>("closeButton")->setFocus(Qt::TabFocusReason);
         act();
     };
     everywhere([this] {
@@ -211,9 +211,9 @@ TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlFromTopToBottom) {
 
 TEST_F(SessionReadingTest, AScreenReaderReadsTheRowsWithTheirNumbers) {
     openActive();
-    final(QStringLiteral("Tell me."));
+    final("Tell me.");
     ASSERT_TRUE(asked(1));
-    answerPiece(QStringLiteral("先说"));
+    answerPiece("先说");
     ASSERT_TRUE(waitFor([this] { return shown(answers(), 0) == "先说"; }));
     for (const auto& [list, text] : {std::pair(&transcript(), "1:Tell me."), std::pair(&answers(), "1:先说")})
         EXPECT_EQ(QAccessible::queryAccessibleInterface(list)

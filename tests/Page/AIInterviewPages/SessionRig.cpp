@@ -64,10 +64,8 @@ std::string body(const QJsonObject& object) {
 
 SessionRig::SessionRig() {
     ApiBase::setBuiltIn(tokenServer_.baseUrl());
-    const QJsonObject access{{QStringLiteral("token"), QStringLiteral("t0")},
-                             {QStringLiteral("area"), speechServer_.area()}};
-    tokenServer_.enqueue(Reply::json(
-        200, QJsonDocument(QJsonObject{{QStringLiteral("code"), 0}, {QStringLiteral("data"), access}}).toJson()));
+    const QJsonObject access{{"token", "t0"}, {"area", speechServer_.area()}};
+    tokenServer_.enqueue(Reply::json(200, QJsonDocument(QJsonObject{{"code", 0}, {"data", access}}).toJson()));
     answerServer_.enqueue(Reply::eventStream());
     settings_.setAiInterviewSetModel(interview(0));
 }
@@ -79,7 +77,7 @@ SessionRig::~SessionRig() {
 
 AIInterviewModel SessionRig::interview(int answerType) {
     AIInterviewModel model;
-    model.positioname = QStringLiteral("后端工程师");
+    model.positioname = "后端工程师";
     model.antoAnswerType = answerType;
     model.generateAnswerType = 1;
     model.answerFontSize = 16;
@@ -123,31 +121,27 @@ void SessionRig::close() {
 }
 
 void SessionRig::partial(const QString& text) {
-    speech().send("speech.hypothesis", body({{QStringLiteral("Text"), text}}));
+    speech().send("speech.hypothesis", body({{"Text", text}}));
     ASSERT_TRUE(waitFor([&] { return page().centerModel() && page().centerModel()->sourceText == text; }));
 }
 
 void SessionRig::final(const QString& text) {
     const std::size_t before = page().topArr().size();
-    speech().send("speech.phrase", body({{QStringLiteral("RecognitionStatus"), QStringLiteral("Success")},
-                                         {QStringLiteral("DisplayText"), text},
-                                         {QStringLiteral("Offset"), 0},
-                                         {QStringLiteral("Duration"), 0}}));
+    speech().send("speech.phrase",
+                  body({{"RecognitionStatus", "Success"}, {"DisplayText", text}, {"Offset", 0}, {"Duration", 0}}));
     ASSERT_TRUE(rows(before + 1));
 }
 
 void SessionRig::translated(const QString& member, const QString& text, const QString& translation) {
-    const bool isFinal = member == QLatin1String("SpeechPhrase");
-    const QJsonObject sentence{{QStringLiteral("RecognitionStatus"), QStringLiteral("Success")},
-                               {isFinal ? QStringLiteral("DisplayText") : QStringLiteral("Text"), text},
-                               {QStringLiteral("Offset"), 0},
-                               {QStringLiteral("Duration"), 0}};
-    const QJsonObject target{{QStringLiteral("Language"), QStringLiteral("es")},
-                             {QStringLiteral("DisplayText"), translation}};
+    const bool isFinal = member == "SpeechPhrase";
+    const QJsonObject sentence{{"RecognitionStatus", "Success"},
+                               {isFinal ? QString("DisplayText") : QString("Text"), text},
+                               {"Offset", 0},
+                               {"Duration", 0}};
+    const QJsonObject target{{"Language", "es"}, {"DisplayText", translation}};
     const std::size_t before = page().topArr().size();
-    speech().send("translation.response", body({{member, sentence},
-                                                {QStringLiteral("TranslationStatus"), QStringLiteral("Success")},
-                                                {QStringLiteral("Translations"), QJsonArray{target}}}));
+    speech().send("translation.response",
+                  body({{member, sentence}, {"TranslationStatus", "Success"}, {"Translations", QJsonArray{target}}}));
     ASSERT_TRUE(waitFor([&] {
         return isFinal ? page().topArr().size() == before + 1
                        : page().centerModel() && page().centerModel()->sourceText == text;
@@ -167,7 +161,7 @@ QJsonObject SessionRig::question(std::size_t number) const {
 }
 
 void SessionRig::answerPiece(const QString& text) {
-    const QJsonObject event{{QStringLiteral("data"), QJsonObject{{QStringLiteral("content"), text}}}};
+    const QJsonObject event{{"data", QJsonObject{{"content", text}}}};
     answerServer_.sendPiece("data: " + QJsonDocument(event).toJson(QJsonDocument::Compact) + "\n\n");
 }
 

@@ -66,14 +66,14 @@ protected:
     /// A piece of the latest question's answer.
     void answerPiece(const QString& text);
 
-    MeasuredList& transcript() { return *window_->findChild<MeasuredList*>(QStringLiteral("topTableView")); }
-    MeasuredList& answers() { return *window_->findChild<MeasuredList*>(QStringLiteral("bottomTableView")); }
-    QPlainTextEdit& box() { return *window_->findChild<QPlainTextEdit*>(QStringLiteral("textView")); }
-    QPushButton& answerButton() { return *window_->findChild<QPushButton*>(QStringLiteral("aiResponseButton")); }
+    MeasuredList& transcript() { return *window_->findChild<MeasuredList*>("topTableView"); }
+    MeasuredList& answers() { return *window_->findChild<MeasuredList*>("bottomTableView"); }
+    QPlainTextEdit& box() { return *window_->findChild<QPlainTextEdit*>("textView"); }
+    QPushButton& answerButton() { return *window_->findChild<QPushButton*>("aiResponseButton"); }
     static std::string shown(const MeasuredList& list, int row);
 
     QTemporaryDir directory_;
-    UserDefaults defaults_{directory_.filePath(QStringLiteral("settings.ini"))};
+    UserDefaults defaults_{directory_.filePath("settings.ini")};
     Settings settings_{defaults_};
     testing::ScriptedHttpServer tokenServer_;
     testing::ScriptedHttpServer answerServer_;

@@ -12,8 +12,8 @@ using testing::waitFor;
 
 class SessionStartTest : public SessionRig {
 protected:
-    std::string time() { return window_->findChild<QLabel*>(QStringLiteral("timeLabel"))->text().toStdString(); }
-    QString query(const char* name) { return QUrlQuery(speech().url()).queryItemValue(QLatin1String(name)); }
+    std::string time() { return window_->findChild<QLabel*>("timeLabel")->text().toStdString(); }
+    QString query(const char* name) { return QUrlQuery(speech().url()).queryItemValue(name); }
 };
 
 TEST_F(SessionStartTest, ANewPageHasItsClockAtZeroAndAsksForAToken) {
@@ -74,9 +74,8 @@ TEST_F(SessionStartTest, ARefreshedTokenChangesNothingOnScreen) {
     single();
     open();
     const auto tool = page().speechTool();
-    ASSERT_TRUE(
-        waitFor([this] { return log_.lines().contains(QStringLiteral("[SpeechRecognitionTool] 更新 token")); }));
-    EXPECT_EQ(log_.linesWith(QStringLiteral("Token 刷新成功")).at(0).toStdString(),
+    ASSERT_TRUE(waitFor([this] { return log_.lines().contains("[SpeechRecognitionTool] 更新 token"); }));
+    EXPECT_EQ(log_.linesWith("Token 刷新成功").at(0).toStdString(),
               "Token 刷新成功，Token: t0, 区域: " + speechServer_.area().toStdString());
     EXPECT_EQ(page().speechTool(), tool);
     EXPECT_EQ(speechServer_.connections, 1) << "recognition is not restarted";
@@ -84,8 +83,8 @@ TEST_F(SessionStartTest, ARefreshedTokenChangesNothingOnScreen) {
 
 TEST_F(SessionStartTest, ARefreshWithoutRecognitionIsIgnored) {
     openWindow();
-    page().tokenDidRefresh({QStringLiteral("t1"), QStringLiteral("area")});
-    EXPECT_TRUE(log_.linesWith(QStringLiteral("Token 刷新成功")).isEmpty());
+    page().tokenDidRefresh({"t1", "area"});
+    EXPECT_TRUE(log_.linesWith("Token 刷新成功").isEmpty());
 }
 
 TEST_F(SessionStartTest, ATokenThatNeverComesLeavesTheClockRunning) {
@@ -110,9 +109,9 @@ TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndReported) {
     page().setObserver(observer);
     ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
     EXPECT_EQ(started, 1);
-    speech().close(4000, QStringLiteral("no such locale"));
+    speech().close(4000, "no such locale");
     ASSERT_TRUE(waitFor([&reported] { return !reported.isEmpty(); }));
-    EXPECT_TRUE(log_.lines().contains(QStringLiteral("识别错误：") + reported));
+    EXPECT_TRUE(log_.lines().contains(QString("识别错误：") + reported));
     EXPECT_TRUE(window_->isVisible()) << "the session stays open";
 }
 

@@ -31,25 +31,25 @@ protected:
 TEST_F(SessionTranscriptTest, RowsKnowWhenTheyBeganAndEnded) {
     open();
     page().setUseTimeCount(4);
-    final(QStringLiteral("No partial before it."));
+    final("No partial before it.");
     EXPECT_EQ(page().topArr()[0].start, std::nullopt);
     EXPECT_EQ(page().topArr()[0].end, 4);
 
     page().setUseTimeCount(9);
-    final(QStringLiteral("No partial either."));
+    final("No partial either.");
     EXPECT_EQ(page().topArr()[1].start, 4) << "where the row before ended";
-    final(QStringLiteral("In the same second."));
+    final("In the same second.");
     EXPECT_EQ(page().topArr()[2].end, 9);
 
     page().setUseTimeCount(12);
-    partial(QStringLiteral("so tell"));
+    partial("so tell");
     EXPECT_EQ(page().centerModel()->start, 12);
     EXPECT_EQ(page().centerModel()->end, 0);
     page().setUseTimeCount(15);
-    partial(QStringLiteral("so tell me"));
+    partial("so tell me");
     EXPECT_EQ(page().centerModel()->start, 12) << "it stays with the sentence";
     page().setUseTimeCount(17);
-    final(QStringLiteral("So tell me."));
+    final("So tell me.");
     EXPECT_EQ(page().topArr()[3].start, 12);
     EXPECT_EQ(page().topArr()[3].end, 17);
     EXPECT_FALSE(page().centerModel());
@@ -58,15 +58,15 @@ TEST_F(SessionTranscriptTest, RowsKnowWhenTheyBeganAndEnded) {
 TEST_F(SessionTranscriptTest, TheSentenceInProgressIsTheLastRow) {
     open();
     EXPECT_EQ(transcript().model()->rowCount(), 0);
-    partial(QStringLiteral("tell"));
+    partial("tell");
     EXPECT_EQ(transcript().model()->rowCount(), 1);
     EXPECT_EQ(shown(transcript(), 0), "tell");
-    final(QStringLiteral("Tell me."));
+    final("Tell me.");
     EXPECT_EQ(transcript().model()->rowCount(), 1);
     EXPECT_EQ(shown(transcript(), 0), "Tell me.");
 
     KXTranslationHistoryDetailsModel expected;
-    expected.sourceText = QStringLiteral("Tell me.");
+    expected.sourceText = "Tell me.";
     expected.start = 0;
     expected.end = 0;
     EXPECT_EQ(page().topArr()[0], expected);
@@ -75,9 +75,9 @@ TEST_F(SessionTranscriptTest, TheSentenceInProgressIsTheLastRow) {
 TEST_F(SessionTranscriptTest, ATwoLanguageInterviewShowsTheTranslation) {
     twoLanguages();
     open();
-    translated(QStringLiteral("SpeechHypothesis"), QStringLiteral("tell me"), QStringLiteral("dime"));
+    translated("SpeechHypothesis", "tell me", "dime");
     EXPECT_EQ(shown(transcript(), 0), "tell me\ndime");
-    translated(QStringLiteral("SpeechPhrase"), QStringLiteral("Tell me."), QStringLiteral("Dime."));
+    translated("SpeechPhrase", "Tell me.", "Dime.");
     EXPECT_EQ(shown(transcript(), 0), "Tell me.\nDime.");
     EXPECT_EQ(page().topArr()[0].resultText.toStdString(), "Dime.");
     EXPECT_TRUE(page().streamModels().empty());
@@ -95,9 +95,9 @@ TEST_F(SessionTranscriptTest, TheObserverHearsOfRowsOnceTheyAreShown) {
         heard.push_back("final " + std::to_string(index) + " " + row.sourceText.toStdString());
     };
     page().setObserver(observer);
-    final(QStringLiteral("One."));
-    partial(QStringLiteral("two"));
-    final(QStringLiteral("Two."));
+    final("One.");
+    partial("two");
+    final("Two.");
     EXPECT_THAT(heard, ::testing::ElementsAre("final 0 One.", "partial 1 two", "final 1 Two."));
 }
 
@@ -105,25 +105,25 @@ TEST_F(SessionTranscriptTest, TheListFollowsTheTalkUnlessTheReaderScrolledBack) 
     open();
     const QScrollBar& bar = *transcript().verticalScrollBar();
     for (int i = 0; i < 16; ++i)
-        final(QStringLiteral("Please tell me about a project that you are proud of, number %1.").arg(i));
+        final(QString("Please tell me about a project that you are proud of, number %1.").arg(i));
     EXPECT_GT(bar.maximum(), 0);
     EXPECT_EQ(bar.value(), bar.maximum());
 
     wheel(3);
-    partial(QStringLiteral("the wheel turns while rows come"));
+    partial("the wheel turns while rows come");
     wheel(1);
     const int place = bar.value();
     ASSERT_FALSE(transcript().isNearBottom());
     for (int i = 0; i < 5; ++i) {
-        partial(QStringLiteral("and now %1").arg(i));
+        partial(QString("and now %1").arg(i));
         EXPECT_EQ(bar.value(), place);
-        final(QStringLiteral("And now number %1.").arg(i));
+        final(QString("And now number %1.").arg(i));
         EXPECT_EQ(bar.value(), place);
     }
 
     while (!transcript().isNearBottom())
         wheel(-1);
-    partial(QStringLiteral("back at the end"));
+    partial("back at the end");
     EXPECT_EQ(bar.value(), bar.maximum());
 }
 

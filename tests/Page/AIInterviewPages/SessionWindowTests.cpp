@@ -15,8 +15,8 @@ using testing::waitFor;
 
 class SessionWindowTest : public SessionRig {
 protected:
-    QToolButton& pin() { return *window_->findChild<QToolButton*>(QStringLiteral("topImg")); }
-    QLabel& tip() { return *window_->findChild<QLabel*>(QStringLiteral("tipLab")); }
+    QToolButton& pin() { return *window_->findChild<QToolButton*>("topImg"); }
+    QLabel& tip() { return *window_->findChild<QLabel*>("tipLab"); }
     bool floats() { return window_->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint); }
 
     /// Drags with the left button, as the window system's events would.
@@ -80,7 +80,7 @@ TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
 TEST_F(SessionWindowTest, ItsIconsAreDrawn) {
     openWindow();
     for (const char* name : {"topImg", "closeButton"}) {
-        const auto* button = window_->findChild<QToolButton*>(QLatin1String(name));
+        const auto* button = window_->findChild<QToolButton*>(name);
         EXPECT_FALSE(button->icon().pixmap(26, 26).isNull()) << name;
     }
 }

@@ -18,9 +18,9 @@ TEST(WindowLevelTest, OnAWaylandDesktopThatRunsX11ProgramsX11IsChosenUnlessTheUs
 
 TEST(WindowLevelTest, WaylandAloneHasNoLevels) {
     for (const char* name : {"wayland", "wayland-egl"})
-        EXPECT_FALSE(platformHasLevels(QLatin1String(name)));
+        EXPECT_FALSE(platformHasLevels(name));
     for (const char* name : {"xcb", "offscreen"})
-        EXPECT_TRUE(platformHasLevels(QLatin1String(name)));
+        EXPECT_TRUE(platformHasLevels(name));
 }
 
 } // namespace

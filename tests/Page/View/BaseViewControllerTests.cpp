@@ -18,15 +18,15 @@ public:
 
 protected:
     void loadView() override {
-        steps << QStringLiteral("load");
+        steps << "load";
         BaseViewController::loadView();
     }
     void buildUserInterface() override {
-        steps << QStringLiteral("build");
+        steps << "build";
         field = new QLineEdit(this);
         field->setFocus();
     }
-    void buildLayout() override { steps << QStringLiteral("layout"); }
+    void buildLayout() override { steps << "layout"; }
 };
 
 TEST(BaseViewControllerTest, BuildsOnceInItsOrderBeforeItIsShown) {
@@ -55,9 +55,9 @@ public:
 protected:
     void buildStyle() override {
         BaseView::buildStyle();
-        steps << QStringLiteral("style");
+        steps << "style";
     }
-    void build() override { steps << QStringLiteral("build"); }
+    void build() override { steps << "build"; }
 };
 
 TEST(BaseViewTest, RunsItsStepsWhenItIsMade) {

@@ -28,7 +28,7 @@ protected:
         return made;
     }
 
-    void add(int rows, const QString& text = QStringLiteral("请介绍一下你自己，以及你最近做过的一个项目。")) {
+    void add(int rows, const QString& text = "请介绍一下你自己，以及你最近做过的一个项目。") {
         list_.keepPlace([&] {
             for (int i = 0; i < rows; ++i)
                 model_.appendRow(item(text));
@@ -64,7 +64,7 @@ TEST_F(MeasuredListTest, MeasuresARowWhenItComesAndWhenItChanges) {
     wheel(20);
     list_.grab();
     EXPECT_EQ(cell_->measurements(), 100) << "scrolling and painting measure nothing";
-    grow(99, QStringLiteral("长").repeated(500));
+    grow(99, QString("长").repeated(500));
     EXPECT_EQ(cell_->measurements(), 101);
     EXPECT_EQ(list_.rowHeight(99), cell_->measure(model_.index(99, 0), list_.viewport()->width()));
     list_.resize(400, 200);
@@ -81,7 +81,7 @@ TEST_F(MeasuredListTest, FollowsItsEnd) {
         add(1);
         EXPECT_EQ(scrolled(), std::max(0, list_.contentHeight() - list_.viewport()->height()));
     }
-    grow(29, QStringLiteral("答案").repeated(400));
+    grow(29, QString("答案").repeated(400));
     EXPECT_GT(list_.rowHeight(29), list_.viewport()->height()) << "higher than the view";
     EXPECT_EQ(scrolled(), list_.contentHeight() - list_.viewport()->height());
 }
@@ -94,7 +94,7 @@ TEST_F(MeasuredListTest, AReaderWhoScrolledBackKeepsThePlaceUntilNearTheEndAgain
     for (int i = 0; i < 20; ++i) {
         add(1);
         EXPECT_EQ(scrolled(), place);
-        grow(model_.rowCount() - 1, QStringLiteral("长").repeated(30 * i));
+        grow(model_.rowCount() - 1, QString("长").repeated(30 * i));
         EXPECT_EQ(scrolled(), place);
     }
 
@@ -112,7 +112,7 @@ TEST_F(MeasuredListTest, WhatIsReadStaysWhenARowAboveGrows) {
     const int row = list_.rowAt(0);
     const int offset = list_.rowViewportPosition(row);
     ASSERT_GT(row, 5);
-    grow(2, QStringLiteral("长").repeated(400));
+    grow(2, QString("长").repeated(400));
     EXPECT_EQ(list_.rowAt(0), row);
     EXPECT_EQ(list_.rowViewportPosition(row), offset);
 }
@@ -128,7 +128,7 @@ TEST_F(MeasuredListTest, AChangedWidthKeepsTheEndOrThePlace) {
 }
 
 TEST_F(MeasuredListTest, ANotchOfTheWheelMovesTheSameWayWhateverTheRows) {
-    add(3, QStringLiteral("答案").repeated(900));
+    add(3, QString("答案").repeated(900));
     const int bottom = scrolled();
     wheel(1);
     const int notch = bottom - scrolled();
@@ -137,10 +137,10 @@ TEST_F(MeasuredListTest, ANotchOfTheWheelMovesTheSameWayWhateverTheRows) {
 }
 
 TEST_F(MeasuredListTest, AChangedRowAmongTenThousandMeasuresThatRowAlone) {
-    add(10'000, QStringLiteral("一句话"));
+    add(10'000, "一句话");
     const int before = cell_->measurements();
     for (int i = 0; i < 10; ++i)
-        grow(9'999, QStringLiteral("长").repeated(100 + 40 * i));
+        grow(9'999, QString("长").repeated(100 + 40 * i));
     EXPECT_EQ(cell_->measurements(), before + 10);
 }
 

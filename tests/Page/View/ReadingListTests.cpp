@@ -129,8 +129,8 @@ TEST_F(ReadingListTest, TheMarkStaysWhileRowsComeAndGoesWithItsRows) {
     addThree();
     drag(at(0, 0), at(1, 5));
     release(at(1, 5));
-    model_.item(1)->setData(QStringLiteral("del"), AiInterviewAiCellMac::answerRole);
-    add(QStringLiteral("eta"));
+    model_.item(1)->setData("del", AiInterviewAiCellMac::answerRole);
+    add("eta");
     EXPECT_EQ(copied(), "alpha beta gamma\ndel") << "of a text that became shorter, what is left";
     model_.removeRows(0, 4);
     EXPECT_TRUE(list_.markedText().isEmpty());
@@ -138,19 +138,19 @@ TEST_F(ReadingListTest, TheMarkStaysWhileRowsComeAndGoesWithItsRows) {
 
 TEST_F(ReadingListTest, NothingMovesUnderAPointerThatMarksButBeyondTheEdgeItScrolls) {
     for (int i = 0; i < 30; ++i)
-        add(QStringLiteral("sentence number %1").arg(i));
+        add(QString("sentence number %1").arg(i));
     const QScrollBar& bar = *list_.verticalScrollBar();
     const int place = bar.value();
     const QPoint start(40, 60);
     drag(start, {80, 100});
-    add(QStringLiteral("one more"));
+    add("one more");
     EXPECT_EQ(bar.value(), place);
     QTest::mouseMove(list_.viewport(), {80, -40});
     ASSERT_TRUE(waitFor([&] { return bar.value() < place - 200; }));
     release({80, -40});
     EXPECT_GT(list_.markedText().count(u'\n'), 5);
     list_.scrollToEnd();
-    add(QStringLiteral("and one"));
+    add("and one");
     EXPECT_EQ(bar.value(), bar.maximum()) << "it follows again";
 }
 
@@ -179,7 +179,7 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
     const QScrollBar& bar = *list_.verticalScrollBar();
     for (const auto& [what, act] : ends) {
         for (int i = 0; i < 30; ++i)
-            add(QStringLiteral("sentence number %1").arg(i));
+            add(QString("sentence number %1").arg(i));
         drag({40, 60}, {80, -40});
         ASSERT_TRUE(waitFor([&] { return bar.value() < bar.maximum() - 20; })) << what;
         act();
@@ -190,16 +190,16 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
         list_.show();
         list_.setFocus();
         list_.scrollToEnd();
-        add(QStringLiteral("and one"));
+        add("and one");
         EXPECT_EQ(bar.value(), bar.maximum()) << what << ": it follows again";
         release({80, 60});
     }
 }
 
 TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
-    add(QStringLiteral("first"));
-    add(QStringLiteral("长").repeated(600));
-    add(QStringLiteral("last"));
+    add("first");
+    add(QString("长").repeated(600));
+    add("last");
     list_.verticalScrollBar()->setValue(0);
     takeFocusByKeys();
     EXPECT_EQ(list_.currentIndex().row(), 0);
@@ -234,7 +234,7 @@ TEST_F(ReadingListTest, ShowsWhereTheKeysAreOnlyToThoseWhoUseThem) {
 
 TEST_F(ReadingListTest, AScreenReaderReadsTheRows) {
     addThree();
-    model_.item(0)->setData(QStringLiteral("1:alpha beta gamma"), Qt::AccessibleTextRole);
+    model_.item(0)->setData("1:alpha beta gamma", Qt::AccessibleTextRole);
     QAccessibleInterface* face = QAccessible::queryAccessibleInterface(&list_);
     ASSERT_NE(face, nullptr);
     ASSERT_NE(face->tableInterface(), nullptr);

@@ -13,7 +13,7 @@ namespace {
 constexpr int width = 260;
 
 TextBlock blockOf(const QString& text) {
-    TextBlock block(QStringLiteral("12:"), systemFont(14), width);
+    TextBlock block("12:", systemFont(14), width);
     block.setText(text);
     return block;
 }
@@ -48,7 +48,7 @@ TEST(TextBlockTest, ATextThatGrewIsLaidOutLikeOneThatCameWhole) {
     for (unsigned seed = 0; seed < 6; ++seed) {
         std::mt19937 random(seed);
         // The fifth begins from the right, which turns all of it.
-        QString text = seed == 5 ? QStringLiteral("قاعدة ") : QString();
+        QString text = seed == 5 ? QString("قاعدة ") : QString();
         TextBlock grown = blockOf(text);
         for (int i = 0; i < 120; ++i) {
             text += QString::fromUtf8(pieces[random() % std::size(pieces)]);
@@ -63,7 +63,7 @@ TEST(TextBlockTest, ATextThatGrewIsLaidOutLikeOneThatCameWhole) {
 }
 
 TEST(TextBlockTest, AnyOtherChangeIsTakenOverToo) {
-    const QString text = QStringLiteral("请介绍一下你自己，以及你最近做过的一个项目。").repeated(12);
+    const QString text = QString("请介绍一下你自己，以及你最近做过的一个项目。").repeated(12);
     TextBlock block = blockOf(text);
     for (const QString& changed :
          {text.left(150), QString(text).replace(40, 1, u"X"_qs), QString(), text, QString(text).insert(0, u"قاعدة"_qs),
@@ -77,7 +77,7 @@ TEST(TextBlockTest, AnyOtherChangeIsTakenOverToo) {
 }
 
 TEST(TextBlockTest, PointsAreFoundWhereTheMarkIsDrawn) {
-    const TextBlock block = blockOf(QStringLiteral("一二三四五六七八九十").repeated(20));
+    const TextBlock block = blockOf(QString("一二三四五六七八九十").repeated(20));
     EXPECT_EQ(block.offsetAt({0, -50}), 0) << "above it, and in its number";
     EXPECT_EQ(block.offsetAt({width, 1e6}), 200);
     const QImage plain = drawn(block);

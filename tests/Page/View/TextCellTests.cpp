@@ -71,9 +71,9 @@ protected:
 TEST_F(TextCellTest, TheHeightFollowsTheTextExactly) {
     const AiInterviewCellMac cell;
     int before = 0;
-    for (const QString& text : {QStringLiteral("短句"), QStringLiteral("请介绍一下你自己。").repeated(6),
-                                QStringLiteral("Tell me about yourself, please. ").repeated(12),
-                                QStringLiteral("一行\n二行\n三行\n四行").repeated(5)}) {
+    for (const QString& text :
+         {QString("短句"), QString("请介绍一下你自己。").repeated(6),
+          QString("Tell me about yourself, please. ").repeated(12), QString("一行\n二行\n三行\n四行").repeated(5)}) {
         showSentence(text);
         const int height = cell.measure(model_.index(0, 0), width);
         EXPECT_GT(height, before);
@@ -86,23 +86,23 @@ TEST_F(TextCellTest, TheHeightFollowsTheTextExactly) {
 
 TEST_F(TextCellTest, ARowOfOneLineHasTheNominalHeight) {
     const AiInterviewCellMac cell;
-    showSentence(QStringLiteral("one line"));
+    showSentence("one line");
     EXPECT_EQ(cell.measure(model_.index(0, 0), width), TextCell::nominalHeight(systemFont(14)));
 }
 
 TEST_F(TextCellTest, TheTranslationStandsUnderTheSentence) {
     const AiInterviewCellMac cell;
-    showSentence(QStringLiteral("one line"));
+    showSentence("one line");
     const int plain = cell.measure(model_.index(0, 0), width);
     const int line = plain - 16;
-    showSentence(QStringLiteral("one line"), QStringLiteral("una línea"));
+    showSentence("one line", "una línea");
     // 4 above and 8 below the translation instead of 4 below the sentence
     EXPECT_EQ(cell.measure(model_.index(0, 0), width), plain + line + 4 + 8 - 4);
 }
 
 TEST_F(TextCellTest, TheNumberIsInTheAccentColour) {
     const AiInterviewCellMac cell;
-    showSentence(QStringLiteral("一一一一"));
+    showSentence("一一一一");
     const auto [accent, white] = firstOf(drawn(cell, 40), hexColor(theme::accent), Qt::white);
     EXPECT_GE(accent, 11);
     EXPECT_GT(white, accent);

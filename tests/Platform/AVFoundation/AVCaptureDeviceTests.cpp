@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <support/PrivatePulseAudio.h>
 
-#include <QFile>
 #include <QTcpServer>
 #include <future>
 
@@ -11,28 +10,28 @@ namespace {
 
 using ::parlowen::testing::PrivatePulseAudio;
 
-TEST(AVCaptureDeviceTest, WithoutAServerNothingIsDetermined) {
+bool isGranted() {
+    std::promise<bool> granted;
+    AVCaptureDevice::requestAccessForAudio([&granted](bool value) { granted.set_value(value); });
+    return granted.get_future().get();
+}
+
+TEST(AVCaptureDeviceTest, AServerWithAMicrophoneLetsTheProgramRecord) {
+    {
+        const PrivatePulseAudio server(PrivatePulseAudio::oneSink() << "module-null-source");
+        ASSERT_TRUE(server.isReady());
+        EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Authorized);
+        EXPECT_TRUE(isGranted());
+    }
+    {
+        const PrivatePulseAudio withMonitorsOnly;
+        ASSERT_TRUE(withMonitorsOnly.isReady());
+        EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Restricted);
+    }
     qputenv("PULSE_SERVER", "unix:/nowhere/native");
     EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::NotDetermined);
-    std::promise<bool> granted;
-    AVCaptureDevice::requestAccessForAudio([&granted](bool value) { granted.set_value(value); });
-    EXPECT_FALSE(granted.get_future().get());
+    EXPECT_FALSE(isGranted());
     qunsetenv("PULSE_SERVER");
-}
-
-TEST(AVCaptureDeviceTest, AMonitorIsNoMicrophone) {
-    const PrivatePulseAudio server;
-    ASSERT_TRUE(server.isReady());
-    EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Restricted);
-}
-
-TEST(AVCaptureDeviceTest, AServerWithASourceLetsTheProgramRecord) {
-    const PrivatePulseAudio server(PrivatePulseAudio::oneSink() << QStringLiteral("module-null-source"));
-    ASSERT_TRUE(server.isReady());
-    EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Authorized);
-    std::promise<bool> granted;
-    AVCaptureDevice::requestAccessForAudio([&granted](bool value) { granted.set_value(value); });
-    EXPECT_TRUE(granted.get_future().get());
 }
 
 TEST(AVCaptureDeviceTest, AServerThatRefusesTheProgramDeniesIt) {
@@ -41,7 +40,7 @@ TEST(AVCaptureDeviceTest, AServerThatRefusesTheProgramDeniesIt) {
     const QString port = QString::number(free.serverPort());
     free.close();
     const PrivatePulseAudio server(PrivatePulseAudio::oneSink()
-                                   << QStringLiteral("module-native-protocol-tcp listen=127.0.0.1 port=") + port);
+                                   << "module-native-protocol-tcp listen=127.0.0.1 port=" + port);
     ASSERT_TRUE(server.isReady());
     qputenv("PULSE_SERVER", "tcp:127.0.0.1:" + port.toUtf8());
     qputenv("PULSE_COOKIE", "/nowhere/another-cookie");

@@ -39,23 +39,6 @@ TEST(InputLevelWatch, TellsSilenceFromFaintSoundOnAnyChannel) {
     EXPECT_EQ(watch.feed(*bursts), State::Silent);
 }
 
-TEST(InputLevelWatch, IsMorePatientOnceThereWasSound) {
-    InputLevelWatch watch;
-    const Buffer silence = toneOfPeak(0);
-    const auto buffersUntilTooLong = [&] {
-        int count = 0;
-        while (!watch.isSilentTooLong() && count < 1000) {
-            watch.feed(*silence);
-            ++count;
-        }
-        return count;
-    };
-    EXPECT_NEAR(buffersUntilTooLong(), 100, 1);
-    watch.feed(*toneOfPeak(0.5));
-    EXPECT_FALSE(watch.isSilentTooLong());
-    EXPECT_NEAR(buffersUntilTooLong(), 300, 1);
-}
-
 TEST(InputReport, SaysOnceThatAnInputIsSilentAndThatItIsNotAnyMore) {
     InputReport report;
     const CapturedLog log;

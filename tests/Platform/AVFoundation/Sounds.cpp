@@ -127,7 +127,6 @@ bool writeSoundFile(const QString& path, int format, int rate, int channels, std
 void Collector::take(Buffer buffer) {
     const std::lock_guard lock(mutex_);
     buffers_.push_back(std::move(buffer));
-    times_.push_back(std::chrono::steady_clock::now());
     more_.notify_all();
 }
 
@@ -140,14 +139,6 @@ bool Collector::waitForCount(std::size_t count, int milliseconds) {
 std::vector<Buffer> Collector::buffers() {
     const std::lock_guard lock(mutex_);
     return buffers_;
-}
-
-std::vector<double> Collector::arrivals() {
-    const std::lock_guard lock(mutex_);
-    std::vector<double> all;
-    for (const auto time : times_)
-        all.push_back(std::chrono::duration<double, std::milli>(time - times_.front()).count());
-    return all;
 }
 
 } // namespace parlowen::testing

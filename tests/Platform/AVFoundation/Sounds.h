@@ -3,7 +3,6 @@
 #include <AVFoundation/AVAudioConverter.h>
 
 #include <QString>
-#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -47,14 +46,11 @@ public:
     void take(Buffer buffer);
     bool waitForCount(std::size_t count, int milliseconds = 20'000);
     std::vector<Buffer> buffers();
-    /// When each buffer came, in milliseconds from the first.
-    std::vector<double> arrivals();
 
 private:
     std::mutex mutex_;
     std::condition_variable more_;
     std::vector<Buffer> buffers_;
-    std::vector<std::chrono::steady_clock::time_point> times_;
 };
 
 } // namespace parlowen::testing

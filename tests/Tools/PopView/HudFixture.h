@@ -25,7 +25,7 @@ protected:
         hud_.containerView = container_.get();
         for (const char* name :
              {"willAppear", "didAppear", "willDisappear", "didDisappear", "didReceiveMouseDownEvent"}) {
-            NotificationCenter::shared().observe(QStringLiteral("ProgressHUD.") + QLatin1String(name), &observer_,
+            NotificationCenter::shared().observe(QString("ProgressHUD.") + name, &observer_,
                                                  [this, name](const Notification& notification) {
                                                      EXPECT_EQ(notification.object, &hud_);
                                                      EXPECT_TRUE(notification.userInfo.isEmpty());

@@ -12,7 +12,7 @@
 namespace parlowen {
 
 /// A character that fills its place with the text's colour.
-inline const QString solid = QStringLiteral("█");
+inline const QString solid = "█";
 
 inline QImage shot(QWidget& view) { return view.grab().toImage().convertToFormat(QImage::Format_RGB32); }
 

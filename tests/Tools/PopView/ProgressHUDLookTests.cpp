@@ -53,18 +53,18 @@ TEST_F(ProgressHUDLookTest, StylesColourBoxTextAndIndicators) {
 /// The box's size comes from what it holds: without text, with one line, with two, and with nothing.
 TEST_F(ProgressHUDLookTest, TheBoxIsAsLargeAsItsContentAndStandsWhereAskedFor) {
     QFont font = systemFont(18);
-    const QString two = QStringLiteral("一行\n又一行");
+    const QString two = "一行\n又一行";
     struct Case {
         ProgressHUDMode::Kind kind;
         QString text;
         int indicator;
     };
-    const std::vector<Case> cases{{textMode, QStringLiteral("请输入文本"), 0},
+    const std::vector<Case> cases{{textMode, "请输入文本", 0},
                                   {textMode, two, 0},
                                   {textMode, {}, 0},
                                   {ProgressHUDMode::indeterminate, {}, 60},
-                                  {ProgressHUDMode::determinate, QStringLiteral("加载中，请稍等"), 60},
-                                  {ProgressHUDMode::info, QStringLiteral("提示"), 60},
+                                  {ProgressHUDMode::determinate, "加载中，请稍等", 60},
+                                  {ProgressHUDMode::info, "提示", 60},
                                   {ProgressHUDMode::success, two, 60},
                                   {ProgressHUDMode::error, {}, 60}};
     for (const Case& look : cases) {
@@ -123,9 +123,8 @@ TEST_F(ProgressHUDLookTest, CornersMarginsAndSpinnerSizeCanBeSet) {
 
 TEST_F(ProgressHUDLookTest, TextWrapsWithinFourMargins) {
     container_->resize(300, 400);
-    for (const QString& text :
-         {QStringLiteral("网络连接失败，").repeated(8), QStringLiteral("one two three ").repeated(8),
-          QStringLiteral("https://example.com/").repeated(4), QString(60, u'W')}) {
+    for (const QString& text : {QString("网络连接失败，").repeated(8), QString("one two three ").repeated(8),
+                                QString("https://example.com/").repeated(4), QString(60, u'W')}) {
         show(text, ProgressHUDMode::error);
         const QRect label = hud_.statusLabel()->geometry();
         EXPECT_LE(label.width(), 300 - 4 * 18);
@@ -189,13 +188,13 @@ TEST_F(ProgressHUDLookTest, IconsAreDrawnInTheirSquare) {
 TEST_F(ProgressHUDLookTest, AViewOfTheCallersKeepsItsSizeAndIsReplaced) {
     const QPointer<QWidget> view = new QLabel(solid);
     view->resize(120, 40);
-    show(QStringLiteral("一"), ProgressHUDMode::custom(view));
+    show("一", ProgressHUDMode::custom(view));
     EXPECT_EQ(hud_.indicator(), view);
     EXPECT_EQ(view->size(), QSize(120, 40));
     EXPECT_EQ(hud_.box().width(), 120 + 36);
-    hud_.show(QStringLiteral("二"), ProgressHUDMode::custom(view));
+    hud_.show("二", ProgressHUDMode::custom(view));
     EXPECT_EQ(hud_.indicator(), view) << "shown again it stays";
-    hud_.show(QStringLiteral("三"), textMode);
+    hud_.show("三", textMode);
     EXPECT_TRUE(view.isNull());
     EXPECT_EQ(hud_.indicator(), nullptr);
     EXPECT_EQ(hud_.progressIndicator()->parentWidget(), &hud_);

@@ -45,14 +45,14 @@ TEST_F(ProgressHUDTest, AToastStaysAsLongAsItsTextAsksFor) {
                                                       {60, 4.1}, {75, 5}, {100, 5}};
     for (const auto& [characters, expected] : seconds) {
         EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(characters, u'字')), expected);
-        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QStringLiteral("😀").repeated(characters)), expected);
+        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString("😀").repeated(characters)), expected);
     }
     hud_.minimumDismissTimeInterval = 0.3;
     hud_.maximumDismissTimeInterval = 0.4;
     for (const bool isError : {false, true}) {
         QElapsedTimer clock;
         clock.start();
-        isError ? hud_.error(QStringLiteral("没有麦克风")) : hud_.toast(QStringLiteral("请输入文本"));
+        isError ? hud_.error("没有麦克风") : hud_.toast("请输入文本");
         EXPECT_EQ(hud_.mode().kind(), isError ? ProgressHUDMode::error : ProgressHUDMode::text);
         ASSERT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
         EXPECT_GE(clock.elapsed(), 350) << "0.3 s or more, and the fade";
@@ -64,7 +64,7 @@ TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
     hud_.completionHandler = [&completed] { ++completed; };
     QElapsedTimer clock;
     clock.start();
-    hud_.show(QStringLiteral("请输入文本"), textMode);
+    hud_.show("请输入文本", textMode);
     EXPECT_EQ(hud_.status().toStdString(), "请输入文本");
     EXPECT_EQ(hud_.alpha(), 0);
     EXPECT_THAT(posted_, ElementsAre("willAppear"));
@@ -89,7 +89,7 @@ TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
     EXPECT_THAT(posted_, ElementsAre("willAppear", "didAppear", "willDisappear", "didDisappear"));
 
     posted_.clear();
-    hud_.show(QStringLiteral("再来"), ProgressHUDMode::indeterminate);
+    hud_.show("再来", ProgressHUDMode::indeterminate);
     const QPointer<ProgressIndicatorLayer> spinner = hud_.progressIndicator();
     EXPECT_TRUE(spinner->isRunning());
     hud_.hideDelayed(0);
@@ -100,9 +100,9 @@ TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
 }
 
 TEST_F(ProgressHUDTest, ALaterMessageIsHiddenByTheEarlierOnesTimer) {
-    hud_.show(QStringLiteral("一"), textMode);
+    hud_.show("一", textMode);
     hud_.performHideDelayed(1, 0.4);
-    hud_.show(QStringLiteral("二"), ProgressHUDMode::success);
+    hud_.show("二", ProgressHUDMode::success);
     hud_.performHideDelayed(1, 30);
     EXPECT_EQ(hud_.status().toStdString(), "二");
     EXPECT_EQ(hud_.mode().kind(), ProgressHUDMode::success);
@@ -110,19 +110,19 @@ TEST_F(ProgressHUDTest, ALaterMessageIsHiddenByTheEarlierOnesTimer) {
 }
 
 TEST_F(ProgressHUDTest, AHideDropsTheScheduledOnes) {
-    hud_.show(QStringLiteral("一"), textMode);
+    hud_.show("一", textMode);
     hud_.performHideDelayed(1, 0.15);
     hud_.hide(false);
-    hud_.show(QStringLiteral("二"), textMode);
+    hud_.show("二", textMode);
     EXPECT_TRUE(testing::holdsFor([this] { return hud_.isVisible(); }, 500));
 }
 
 TEST_F(ProgressHUDTest, AFadeThatIsOvertakenDoesNotHide) {
     int completed = 0;
     hud_.completionHandler = [&completed] { ++completed; };
-    show(QStringLiteral("一"), textMode);
+    show("一", textMode);
     hud_.hide(true);
-    hud_.show(QStringLiteral("二"), textMode);
+    hud_.show("二", textMode);
     ASSERT_TRUE(waitFor([this] { return isShown() && posted_.back() == "didAppear"; }));
     EXPECT_EQ(hud_.status().toStdString(), "二");
     EXPECT_EQ(completed, 0);
@@ -132,9 +132,9 @@ TEST_F(ProgressHUDTest, AFadeThatIsOvertakenDoesNotHide) {
 TEST_F(ProgressHUDTest, WhatIsShownAtItsCompletionStays) {
     hud_.completionHandler = [this] {
         hud_.completionHandler = {};
-        hud_.show(QStringLiteral("二"), ProgressHUDMode::info);
+        hud_.show("二", ProgressHUDMode::info);
     };
-    hud_.show(QStringLiteral("一"), textMode);
+    hud_.show("一", textMode);
     hud_.hide(false);
     ASSERT_TRUE(waitFor([this] { return isShown(); }));
     EXPECT_EQ(hud_.status().toStdString(), "二");
@@ -145,13 +145,13 @@ TEST_F(ProgressHUDTest, StaysWhereItIsWhileShownAndMovesOnceItsWindowIsClosed) {
     QWidget other;
     other.resize(300, 200);
     other.show();
-    show(QStringLiteral("一"), textMode);
+    show("一", textMode);
     hud_.containerView = &other;
-    hud_.show(QStringLiteral("二"), textMode);
+    hud_.show("二", textMode);
     EXPECT_EQ(hud_.parentWidget(), container_.get());
     container_->close();
     EXPECT_FALSE(hud_.isVisible());
-    hud_.show(QStringLiteral("三"), textMode);
+    hud_.show("三", textMode);
     EXPECT_EQ(hud_.parentWidget(), &other);
     EXPECT_EQ(hud_.alpha(), 0) << "it comes up anew";
     ASSERT_TRUE(waitFor([this] { return isShown(); }));
@@ -163,15 +163,15 @@ TEST_F(ProgressHUDTest, StaysWhereItIsWhileShownAndMovesOnceItsWindowIsClosed) {
 }
 
 TEST_F(ProgressHUDTest, OutlivesItsContainer) {
-    hud_.show(QStringLiteral("一"), ProgressHUDMode::determinate);
+    hud_.show("一", ProgressHUDMode::determinate);
     container_.reset();
     EXPECT_FALSE(hud_.isVisible());
     EXPECT_THAT(posted_, ElementsAre("willAppear", "willDisappear", "didDisappear"));
     testing::CapturedLog log;
     hud_.minimumDismissTimeInterval = hud_.maximumDismissTimeInterval = 0;
-    hud_.error(QStringLiteral("没有麦克风"));
+    hud_.error("没有麦克风");
     EXPECT_FALSE(hud_.isVisible()) << "without a container nothing is shown";
-    EXPECT_TRUE(log.lines().join(u' ').contains(QStringLiteral("没有麦克风"))) << "nor lost";
+    EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "nor lost";
     EXPECT_TRUE(testing::holdsFor([this] { return posted_.size() == 3; }, 50)) << "nor hidden";
 }
 
@@ -183,12 +183,12 @@ TEST_F(ProgressHUDTest, StandsOverTheMainWindowBelowAClearWindowOfItsOwn) {
         }
         return static_cast<QWidget*>(nullptr);
     };
-    show(QStringLiteral("一"), textMode);
+    show("一", textMode);
     EXPECT_EQ(clearWindow(), nullptr);
     hud_.hide(false);
     hud_.containerView = nullptr;
     hud_.mainWindowContent = [this] { return container_.get(); };
-    show(QStringLiteral("二"), textMode);
+    show("二", textMode);
     EXPECT_EQ(hud_.parentWidget(), container_.get());
     ASSERT_NE(clearWindow(), nullptr);
     EXPECT_EQ(clearWindow()->geometry(), QGuiApplication::screens().front()->geometry());
@@ -199,9 +199,9 @@ TEST_F(ProgressHUDTest, StandsOverTheMainWindowBelowAClearWindowOfItsOwn) {
 }
 
 TEST_F(ProgressHUDTest, ShowsWhatAnotherThreadHandsToTheMainQueue) {
-    std::thread([hud = QPointer(&hud_)] { onMain(hud, [hud] { hud->toast(QStringLiteral("保存成功")); }); }).join();
+    std::thread([hud = QPointer(&hud_)] { onMain(hud, [hud] { hud->toast("保存成功"); }); }).join();
     EXPECT_FALSE(hud_.isVisible());
-    EXPECT_TRUE(waitFor([this] { return isShown() && hud_.status() == QStringLiteral("保存成功"); }));
+    EXPECT_TRUE(waitFor([this] { return isShown() && hud_.status() == "保存成功"; }));
 }
 
 struct MaskCase {
@@ -222,7 +222,7 @@ TEST_P(ProgressHUDMaskTest, CoversTheWindowAndLetsClicksThroughOrNot) {
     int clicks = 0;
     QObject::connect(&button, &QPushButton::clicked, [&clicks] { ++clicks; });
     hud_.maskType = GetParam().mask;
-    show(QStringLiteral("请输入文本"), textMode);
+    show("请输入文本", textMode);
     const QImage before = picture();
     EXPECT_THAT(before.pixelColor(5, 5), Looks(over(GetParam().color, GetParam().alpha, ground_)));
     posted_.clear();
@@ -256,7 +256,7 @@ INSTANTIATE_TEST_SUITE_P(Masks, ProgressHUDMaskTest,
                          [](const auto& mask) { return std::string(mask.param.name); });
 
 TEST_F(ProgressHUDTest, HundredsOfShowsLeaveNoWidgetBehind) {
-    show(QStringLiteral("一"), ProgressHUDMode::indeterminate); // the first makes the spinner that stays
+    show("一", ProgressHUDMode::indeterminate); // the first makes the spinner that stays
     hud_.hide(false);
     const auto before = QApplication::allWidgets().size();
     const ProgressHUDMode::Kind kinds[] = {
@@ -265,7 +265,7 @@ TEST_F(ProgressHUDTest, HundredsOfShowsLeaveNoWidgetBehind) {
     for (int i = 0; i < 300; ++i) {
         for (const auto kind : kinds)
             hud_.show(QString::number(i), kind);
-        const QPointer<QWidget> view = new QLabel(QStringLiteral("★"));
+        const QPointer<QWidget> view = new QLabel("★");
         hud_.show({}, ProgressHUDMode::custom(view));
         hud_.hide(false);
         EXPECT_TRUE(view.isNull());

@@ -65,8 +65,8 @@ TEST(PaddedTextFieldTest, TextStandsInsideItsInsetsAndMayBeTyped) {
         field.setGeometry(0, 100, 300, field.sizeHint().height());
         for (QLineEdit* edit : {&plain, static_cast<QLineEdit*>(&field)}) {
             edit->clear();
-            QTest::keyClicks(edit, QStringLiteral("Hx"));
-            EXPECT_EQ(edit->text(), QStringLiteral("Hx"));
+            QTest::keyClicks(edit, "Hx");
+            EXPECT_EQ(edit->text(), "Hx");
         }
         EXPECT_EQ(inkOf(field).left() - inkOf(plain).left(), grown.width());
         EXPECT_NEAR(inkOf(field).top() - inkOf(plain).top(), grown.height() / 2, 1);
@@ -94,12 +94,12 @@ TEST(CustomBacTextFieldTest, ShowsOneLineOnAGroundOfItsOwn) {
     view.setCornerRadius(8);
     EXPECT_THAT(shot(view).pixelColor(0, 0), Looks(QColor(Qt::white)));
     EXPECT_THAT(shot(view).pixelColor(4, 4), Looks(hexColor(theme::accent)));
-    label->setText(QStringLiteral("<b>H</b>"));
+    label->setText("<b>H</b>");
     const QRect shortText = extent(shot(view), isDark);
     EXPECT_GT(shortText.width(), 30) << "plain text, not marked-up text";
     EXPECT_LT(shortText.left(), 15) << "at the left";
     EXPECT_NEAR(shortText.center().y(), 20, 3);
-    label->setText(QStringLiteral("one two three four five six seven eight nine"));
+    label->setText("one two three four five six seven eight nine");
     const QRect longText = extent(shot(view), isDark);
     EXPECT_LE(longText.right(), 200 - 8) << "cut at its tail, inside the view";
     EXPECT_LT(longText.height(), 20) << "in one line";
@@ -120,7 +120,7 @@ TEST(FactoriesTest, LabelsWrapInTheirColourAndFont) {
         label->setGeometry(0, 0, 300, 40);
         const QRect ink = extent(shot(page), [](const QColor& c) { return c == hexColor(theme::accent); });
         EXPECT_GE(ink.height(), size - 2);
-        label->setText(QStringLiteral("one two three four five six "));
+        label->setText("one two three four five six ");
         EXPECT_GE(label->heightForWidth(60), 4 * size) << "any number of lines";
         delete label;
     }
@@ -166,16 +166,15 @@ TEST(FactoriesTest, ButtonsHaveTheirLookAndDoTheirAction) {
 }
 
 TEST(IconsTest, EveryAssetIsThereAndSharpAtBothScales) {
-    const QStringList names =
-        QStringLiteral("action aiText_bg ai_guonei ai_guoneiwai ai_guowai ai_select close home_bb "
-                       "home_bb_s home_gj home_gj_s home_hd home_hd_s home_me home_me_s home_sz "
-                       "home_sz_s home_tui home_xbk home_xbk_s icon_pd_false icon_pd_true logo "
-                       "start_font_length start_icon swith_mode tishi_r translate_down "
-                       "translate_up translate_up1 up_word")
-            .split(u' ');
-    EXPECT_EQ(QDir(QStringLiteral(":/icons")).entryList().size(), names.size());
+    const QStringList names = QString("action aiText_bg ai_guonei ai_guoneiwai ai_guowai ai_select close home_bb "
+                                      "home_bb_s home_gj home_gj_s home_hd home_hd_s home_me home_me_s home_sz "
+                                      "home_sz_s home_tui home_xbk home_xbk_s icon_pd_false icon_pd_true logo "
+                                      "start_font_length start_icon swith_mode tishi_r translate_down "
+                                      "translate_up translate_up1 up_word")
+                                  .split(u' ');
+    EXPECT_EQ(QDir(":/icons").entryList().size(), names.size());
     for (const QString& name : names) {
-        const QIcon icon(QStringLiteral(":/icons/%1.svg").arg(name));
+        const QIcon icon(QString(":/icons/%1.svg").arg(name));
         const QImage small = icon.pixmap(QSize(24, 24), 1.0).toImage();
         const QImage large = icon.pixmap(QSize(24, 24), 2.0).toImage();
         ASSERT_FALSE(small.isNull() || large.isNull()) << name.toStdString();

@@ -47,24 +47,8 @@ TEST_F(DeviceTest, TheListKeepsOneObjectForADeviceAndTheServersOrder) {
     EXPECT_EQ(first, SimplyCoreAudio(server).deviceList());
     EXPECT_EQ(simply.defaultOutput(), first[0]);
     EXPECT_EQ(simply.defaultSystemOutput(), first[0]);
-    EXPECT_EQ(first[1]->objectID(), server->deviceID("a"));
-    EXPECT_EQ(first[1]->deviceUID(), QStringLiteral("a"));
+    EXPECT_EQ(first[1]->deviceUID(), "a");
     EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST_F(DeviceTest, AWrapperLivesAsLongAsItIsHeldAndThenGoesWithItsListener) {
-    server->setDevice(sink("a", "Speakers"));
-    auto held = device("a");
-    ASSERT_TRUE(held);
-    EXPECT_TRUE(held->isRegisteredForNotifications());
-    EXPECT_EQ(pool->lookup(held->objectID()), held);
-    EXPECT_EQ(pool->size(), 1U);
-    EXPECT_EQ(server->listenerCount(), 1U);
-    const AudioObjectID id = held->objectID();
-    held.reset();
-    EXPECT_EQ(pool->lookup(id), nullptr);
-    EXPECT_EQ(pool->size(), 0U);
-    EXPECT_EQ(server->listenerCount(), 0U);
 }
 
 TEST_F(DeviceTest, OnlyObjectsOfADeviceClassAreDevices) {
@@ -73,11 +57,10 @@ TEST_F(DeviceTest, OnlyObjectsOfADeviceClassAreDevices) {
     EXPECT_EQ(pool->device(owned("a", fourCC("astr"))), nullptr);
     EXPECT_EQ(pool->device(owned("a", fourCC("vlme"))), nullptr);
     EXPECT_EQ(pool->device(kAudioObjectSystemObject), nullptr);
-    EXPECT_EQ(pool->device(4711), nullptr);
     const auto subDevice = pool->device(owned("c", fourCC("asub")));
     ASSERT_TRUE(subDevice);
     EXPECT_EQ(subDevice->classID(), fourCC("asub"));
-    EXPECT_EQ(subDevice->deviceUID(), QStringLiteral("a"));
+    EXPECT_EQ(subDevice->deviceUID(), "a");
     EXPECT_EQ(pool->size(), 1U) << "what is no device is not kept";
 
     const auto both = device("c");
@@ -87,7 +70,6 @@ TEST_F(DeviceTest, OnlyObjectsOfADeviceClassAreDevices) {
     EXPECT_EQ(subDevice->owningDevice(), both);
     EXPECT_EQ(both->owningDevice(), nullptr);
     ASSERT_TRUE(both->owningObject());
-    EXPECT_EQ(both->owningObject()->objectID(), kAudioObjectSystemObject);
     EXPECT_EQ(both->owningObject(), pool->lookup(kAudioObjectSystemObject));
 }
 
@@ -103,8 +85,11 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
     server->failReads(server->deviceID("b"), fourCC("lnam"), kAudioHardwareUnspecifiedError);
     EXPECT_EQ(device("b")->deviceName(), "<Unknown Device Name>");
     ASSERT_FALSE(log.lines().isEmpty());
-    EXPECT_EQ(log.lines().last(), QStringLiteral("Unable to get property with address ('lnam', 'glob', 0). Status: %1")
+    EXPECT_EQ(log.lines().last(), QString("Unable to get property with address ('lnam', 'glob', 0). Status: %1")
                                       .arg(kAudioHardwareUnspecifiedError));
+    server->clearFaults();
+    server->failReads(server->setDevice(sink("c", "New")), fourCC("clas"), kAudioHardwareBadObjectError);
+    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("Headset")) << "one does not resolve";
 }
 
 TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
@@ -136,16 +121,6 @@ TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
     EXPECT_EQ(simply.defaultInput(), nullptr) << "no default device";
 }
 
-TEST_F(DeviceTest, AnIdThatDoesNotResolveIsSkipped) {
-    server->setDevice(sink("a", "Speakers"));
-    server->setDevice(sink("b", "Headset"));
-    server->failReads(server->deviceID("a"), fourCC("clas"), kAudioHardwareBadObjectError);
-    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("Headset"));
-    EXPECT_EQ(SimplyCoreAudio(server).defaultOutput(), nullptr);
-    server->clearFaults();
-    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("Speakers", "Headset"));
-}
-
 TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
     server->setDevice(sink("a", "Speakers"));
     server->setDevice(sink("b", "Headset"));
@@ -167,8 +142,7 @@ TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
 }
 
 TEST_F(DeviceTest, ARefusedListenerIsLoggedAndChangesNothingElse) {
-    server->setDevice(sink("a", "Speakers"));
-    const AudioObjectID id = server->deviceID("a");
+    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
     server->failAddingListeners(id, kAudioHardwareIllegalOperationError);
     server->failAddingListeners(kAudioObjectSystemObject, kAudioHardwareIllegalOperationError);
     {
@@ -176,20 +150,10 @@ TEST_F(DeviceTest, ARefusedListenerIsLoggedAndChangesNothingElse) {
         EXPECT_FALSE(simply.hardware()->isRegisteredForNotifications());
         ASSERT_THAT(names(simply.deviceList()), ElementsAre("Speakers"));
         EXPECT_FALSE(simply.deviceList()[0]->isRegisteredForNotifications());
-        EXPECT_THAT(log.lines(),
-                    ElementsAre("Unable to add property listener for systemObjectID: 1.",
-                                QStringLiteral("Unable to add property listener for Speakers (%1).").arg(id)));
     }
-    EXPECT_EQ(log.lines().size(), 2) << "what was not added is not removed";
-
-    server->clearFaults();
-    {
-        const SimplyCoreAudio simply(server);
-        server->failRemovingListeners(kAudioHardwareUnspecifiedError);
-    }
-    EXPECT_THAT(log.lines().mid(2),
-                ElementsAre("Unable to remove property listener for systemObjectID: 1.",
-                            QStringLiteral("Unable to remove property listener for Speakers (%1).").arg(id)));
+    EXPECT_THAT(log.lines(), ElementsAre("Unable to add property listener for systemObjectID: 1.",
+                                         QString("Unable to add property listener for Speakers (%1).").arg(id)))
+        << "and what was not added is not removed";
 }
 
 TEST_F(DeviceTest, FacadesShareOneMonitorWhichGoesWithTheLast) {

@@ -19,21 +19,17 @@ constexpr int steps = 100'000;
 class RandomEvents {
 public:
     void step() {
-        const int action = pick(100);
-        if (action < 8)
-            deviceEvent();
-        else if (action < 12)
-            fault();
-        else if (action < 16)
-            announce();
-        else if (action < 20)
-            facade();
-        else if (action < 55)
-            resolve();
-        else if (action < 75)
-            letGo();
-        else
-            useDevice();
+        using Action = void (RandomEvents::*)();
+        static constexpr std::array<std::pair<int, Action>, 7> actions{{{8, &RandomEvents::deviceEvent},
+                                                                        {12, &RandomEvents::fault},
+                                                                        {16, &RandomEvents::announce},
+                                                                        {20, &RandomEvents::facade},
+                                                                        {55, &RandomEvents::resolve},
+                                                                        {75, &RandomEvents::letGo},
+                                                                        {100, &RandomEvents::useDevice}}};
+        const int drawn = pick(100);
+        const auto isDrawn = [drawn](const auto& action) { return drawn < action.first; };
+        (this->*std::find_if(actions.begin(), actions.end(), isDrawn)->second)();
     }
 
     /// One wrapper for an ID, the one in the pool; nothing else in the pool.
@@ -99,43 +95,33 @@ private:
 
     void deviceEvent() {
         const std::string uid = anyUid();
-        switch (pick(6)) {
-        case 0:
+        const int kind = pick(6);
+        if (kind == 0)
             server_->setDevice(pick(2) == 0 ? sink(uid, "Sink " + uid) : source(uid, "Microphone " + uid));
-            break;
-        case 1:
+        else if (kind == 1)
             server_->setDevice(combined(uid, "Combined", {anyUid(), anyUid()}));
-            break;
-        case 2:
+        else if (kind == 2)
             server_->renameDevice(uid, "Renamed " + std::to_string(pick(1000)));
-            break;
-        case 3:
+        else if (kind == 3)
             server_->setDefaults(anyUid(), anyUid());
-            break;
-        default:
+        else
             server_->removeDevice(uid);
-        }
     }
 
     void fault() {
-        switch (pick(6)) {
-        case 0:
+        const int kind = pick(6);
+        if (kind == 0)
             server_->failReads(pick(2) == 0 ? kAudioObjectSystemObject : anyID(), anySelector(),
                                kAudioHardwareUnspecifiedError);
-            break;
-        case 1:
+        else if (kind == 1)
             server_->hideProperty(anyID(), anySelector());
-            break;
-        case 2:
+        else if (kind == 2)
             server_->failAddingListeners(anyID(), kAudioHardwareIllegalOperationError);
-            break;
-        case 3:
+        else if (kind == 3)
             server_->beforeCall(static_cast<std::size_t>(1 + pick(5)),
                                 [server = server_.get(), uid = anyUid()] { server->removeDevice(uid); });
-            break;
-        default:
+        else
             server_->clearFaults();
-        }
     }
 
     void announce() {
@@ -172,28 +158,21 @@ private:
         if (held_.empty())
             return;
         AudioDevice& device = *held_[static_cast<std::size_t>(pick(static_cast<int>(held_.size())))];
-        switch (pick(7)) {
-        case 0:
+        const int kind = pick(7);
+        if (kind == 0)
             EXPECT_FALSE(device.deviceName().isNull());
-            break;
-        case 1:
+        else if (kind == 1)
             device.deviceUID();
-            break;
-        case 2:
+        else if (kind == 2)
             device.isAggregate();
-            break;
-        case 3:
+        else if (kind == 3)
             device.makeDefaultInput();
-            break;
-        case 4:
+        else if (kind == 4)
             device.makeDefaultOutput();
-            break;
-        case 5:
+        else if (kind == 5)
             EXPECT_TRUE(device.classID().has_value()) << "read before the device was made";
-            break;
-        default:
+        else
             EXPECT_EQ(device.summary()["objectID"].toInteger(), device.objectID());
-        }
     }
 
     std::mt19937 random_{20'261'124};

@@ -48,7 +48,7 @@ TEST(PcmInput, OtherFormatsAreRefused) {
 
 class SpeechTokensTest : public testing::Test {
 protected:
-    std::chrono::steady_clock::time_point now{};
+    SpeechTokens::TimePoint now{100'000h};
     SpeechTokens tokens{[this] { return now; }};
 };
 
@@ -89,6 +89,33 @@ TEST_F(SpeechTokensTest, AShortSessionTakesNothingFromTheTenMinutes) {
     tokens.open(token);
     now += 9min;
     EXPECT_TRUE(tokens.opens(token));
+}
+
+TEST_F(SpeechTokensTest, OpenInTheFirstMinuteOfTheNextRun) {
+    tokens.useKey("the key");
+    const auto old = tokens.issue();
+    now += 11h;
+    const auto token = tokens.issue();
+    auto forged = token;
+    forged[15] ^= 1; // another second
+    now += 1h;
+    const auto nextRun = [this](const char* key) {
+        auto next = std::make_unique<SpeechTokens>([this] { return now; });
+        next->useKey(key);
+        return next;
+    };
+    EXPECT_FALSE(nextRun("another key")->opens(token));
+    const auto next = nextRun("the key");
+    EXPECT_FALSE(next->opens(forged));
+    EXPECT_FALSE(next->opens(old));
+    const auto late = nextRun("the key");
+    now += 59s;
+    EXPECT_TRUE(next->opens(token));
+    const auto session = next->open(token);
+    ASSERT_TRUE(session);
+    now += 1h;
+    EXPECT_TRUE(next->opens(token)) << "the session goes on";
+    EXPECT_FALSE(late->open(token));
 }
 
 TEST(SpeechTokens, ASessionMayOutliveThem) {
