@@ -3,7 +3,8 @@ include(GNUInstallDirs)
 
 install(TARGETS parlowen parlowen-service RUNTIME)
 install(DIRECTORY resources/sample-interview DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen FILES_MATCHING PATTERN "*.wav" PATTERN "*.txt")
-install(FILES README.md docs/audio.md docs/service.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN screenshots EXCLUDE)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright)
 # The loop-back device. PulseAudio reads additions below /etc alone, PipeWire also those of packages.
 install(DIRECTORY packaging/audio/pulseaudio/default.pa.d DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/pulse)
@@ -29,7 +30,9 @@ set(CPACK_PACKAGE_CONTACT "Parlowen maintainers <maintainers@localhost>")
 set(CPACK_PACKAGE_VENDOR Parlowen)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Desktop interview assistant with a backend of its own")
 set(CPACK_PACKAGE_DESCRIPTION
-    "Listens to an interview, shows what is said, and suggests an answer for each question. Comes with the backend, parlowen-service, and with the loop-back device that a call is heard through, for PulseAudio and for PipeWire.")
+"Listens to an interview, shows what is said, and suggests an answer for each
+question. Comes with the backend, parlowen-service, and with the loop-back
+device that a call is heard through, for PulseAudio and for PipeWire.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
