@@ -28,62 +28,7 @@ protected:
     }
 };
 
-TEST_F(SessionTranscriptTest, RowsKnowWhenTheyBeganAndEnded) {
-    open();
-    page().setUseTimeCount(4);
-    final("No partial before it.");
-    EXPECT_EQ(page().topArr()[0].start, std::nullopt);
-    EXPECT_EQ(page().topArr()[0].end, 4);
-
-    page().setUseTimeCount(9);
-    final("No partial either.");
-    EXPECT_EQ(page().topArr()[1].start, 4) << "where the row before ended";
-    final("In the same second.");
-    EXPECT_EQ(page().topArr()[2].end, 9);
-
-    page().setUseTimeCount(12);
-    partial("so tell");
-    EXPECT_EQ(page().centerModel()->start, 12);
-    EXPECT_EQ(page().centerModel()->end, 0);
-    page().setUseTimeCount(15);
-    partial("so tell me");
-    EXPECT_EQ(page().centerModel()->start, 12) << "it stays with the sentence";
-    page().setUseTimeCount(17);
-    final("So tell me.");
-    EXPECT_EQ(page().topArr()[3].start, 12);
-    EXPECT_EQ(page().topArr()[3].end, 17);
-    EXPECT_FALSE(page().centerModel());
-}
-
-TEST_F(SessionTranscriptTest, TheSentenceInProgressIsTheLastRow) {
-    open();
-    EXPECT_EQ(transcript().model()->rowCount(), 0);
-    partial("tell");
-    EXPECT_EQ(transcript().model()->rowCount(), 1);
-    EXPECT_EQ(shown(transcript(), 0), "tell");
-    final("Tell me.");
-    EXPECT_EQ(transcript().model()->rowCount(), 1);
-    EXPECT_EQ(shown(transcript(), 0), "Tell me.");
-
-    KXTranslationHistoryDetailsModel expected;
-    expected.sourceText = "Tell me.";
-    expected.start = 0;
-    expected.end = 0;
-    EXPECT_EQ(page().topArr()[0], expected);
-}
-
-TEST_F(SessionTranscriptTest, ATwoLanguageInterviewShowsTheTranslation) {
-    twoLanguages();
-    open();
-    translated("SpeechHypothesis", "tell me", "dime");
-    EXPECT_EQ(shown(transcript(), 0), "tell me\ndime");
-    translated("SpeechPhrase", "Tell me.", "Dime.");
-    EXPECT_EQ(shown(transcript(), 0), "Tell me.\nDime.");
-    EXPECT_EQ(page().topArr()[0].resultText.toStdString(), "Dime.");
-    EXPECT_TRUE(page().streamModels().empty());
-}
-
-TEST_F(SessionTranscriptTest, TheObserverHearsOfRowsOnceTheyAreShown) {
+TEST_F(SessionTranscriptTest, TheSentenceInProgressIsTheLastRowAndRowsKnowWhenTheyBeganAndEnded) {
     open();
     std::vector<std::string> heard;
     AIInterviewDetailController::Observer observer;
@@ -95,10 +40,41 @@ TEST_F(SessionTranscriptTest, TheObserverHearsOfRowsOnceTheyAreShown) {
         heard.push_back("final " + std::to_string(index) + " " + row.sourceText.toStdString());
     };
     page().setObserver(observer);
-    final("One.");
-    partial("two");
-    final("Two.");
-    EXPECT_THAT(heard, ::testing::ElementsAre("final 0 One.", "partial 1 two", "final 1 Two."));
+    page().setUseTimeCount(4);
+    final("No partial.");
+    page().setUseTimeCount(9);
+    final("Nor here.");
+    page().setUseTimeCount(12);
+    partial("so tell");
+    EXPECT_EQ(page().centerModel()->start, 12);
+    EXPECT_EQ(page().centerModel()->end, 0);
+    EXPECT_EQ(shown(transcript(), 2), "so tell");
+    page().setUseTimeCount(15);
+    partial("so tell me");
+    page().setUseTimeCount(17);
+    final("So tell me.");
+    EXPECT_FALSE(page().centerModel());
+    EXPECT_EQ(transcript().model()->rowCount(), 3);
+    EXPECT_TRUE(page().streamModels().empty()) << "without settings nothing is asked";
+    const struct {
+        std::optional<qint64> start;
+        qint64 end;
+    } times[] = {{std::nullopt, 4}, {4, 9}, {12, 17}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(page().topArr()[i].start, times[i].start) << "of its first partial, or where the row before ended";
+        EXPECT_EQ(page().topArr()[i].end, times[i].end) << i;
+    }
+    EXPECT_THAT(heard, ::testing::ElementsAre("final 0 No partial.", "final 1 Nor here.", "partial 2 so tell",
+                                              "partial 2 so tell me", "final 2 So tell me."));
+}
+
+TEST_F(SessionTranscriptTest, ATwoLanguageInterviewShowsTheTranslation) {
+    twoLanguages();
+    open();
+    translated("SpeechHypothesis", "tell me", "dime");
+    EXPECT_EQ(shown(transcript(), 0), "tell me\ndime");
+    translated("SpeechPhrase", "Tell me.", "Dime.");
+    EXPECT_EQ(shown(transcript(), 0), "Tell me.\nDime.");
 }
 
 TEST_F(SessionTranscriptTest, TheListFollowsTheTalkUnlessTheReaderScrolledBack) {

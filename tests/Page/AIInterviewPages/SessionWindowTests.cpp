@@ -4,7 +4,6 @@
 
 #include <QLabel>
 #include <QMouseEvent>
-#include <QPainter>
 #include <QTest>
 #include <QWindow>
 
@@ -34,26 +33,13 @@ protected:
     }
 };
 
-TEST_F(SessionWindowTest, IsADarkTranslucentFloatingWindow) {
-    openWindow();
-    EXPECT_EQ(window_->size(), QSize(1000, 700));
-    EXPECT_EQ(window_->windowTitle().toStdString(), "AI面试");
-    EXPECT_TRUE(window_->windowFlags().testFlag(Qt::FramelessWindowHint));
-    EXPECT_TRUE(floats());
-    QImage picture(window_->size(), QImage::Format_ARGB32);
-    picture.fill(Qt::transparent);
-    window_->render(&picture, {}, {}, QWidget::DrawChildren);
-    const QColor ground = picture.pixelColor(300, 6);
-    EXPECT_NEAR(ground.red(), 0x1D, 1);
-    EXPECT_NEAR(ground.blue(), 0x1F, 1);
-    EXPECT_EQ(ground.alpha(), 179);
-    EXPECT_EQ(picture.pixelColor(0, 0).alpha(), 0) << "round corners";
-}
-
 TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
     openWindow();
     window_->activateWindow();
     ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+    EXPECT_EQ(window_->windowTitle().toStdString(), "AI面试");
+    EXPECT_EQ(window_->size(), QSize(1000, 700));
+    EXPECT_TRUE(floats());
     const QImage pinned = pin().grab().toImage();
     QTest::mouseMove(window_.get(), {300, 300});
     EXPECT_FALSE(tip().isVisible());
@@ -75,14 +61,6 @@ TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
     EXPECT_TRUE(floats());
     QTest::mouseMove(window_.get(), {300, 300});
     EXPECT_TRUE(waitFor([this] { return !tip().isVisible(); }));
-}
-
-TEST_F(SessionWindowTest, ItsIconsAreDrawn) {
-    openWindow();
-    for (const char* name : {"topImg", "closeButton"}) {
-        const auto* button = window_->findChild<QToolButton*>(name);
-        EXPECT_FALSE(button->icon().pixmap(26, 26).isNull()) << name;
-    }
 }
 
 TEST_F(SessionWindowTest, IsMovedByItsGroundAndResizedAtItsEdges) {

@@ -1,4 +1,3 @@
-#include <Page/View/BaseView.h>
 #include <Page/View/BaseViewController.h>
 #include <gmock/gmock.h>
 
@@ -36,35 +35,10 @@ TEST(BaseViewControllerTest, BuildsOnceInItsOrderBeforeItIsShown) {
     page.hide();
     page.show();
     EXPECT_EQ(page.steps.join(u' ').toStdString(), "load build layout");
-    EXPECT_EQ(page.grab().toImage().pixelColor(page.width() - 1, page.height() - 1), QColor(240, 251, 249));
-}
-
-TEST(BaseViewControllerTest, ShowsItsFieldsWithoutTheKeyboardFocus) {
-    Page page;
-    page.show();
     page.activateWindow();
     ASSERT_TRUE(waitFor([&page] { return page.field->hasFocus(); })) << "the field asked for it";
-    EXPECT_TRUE(waitFor([&page] { return !page.field->hasFocus() && page.focusWidget() == nullptr; }));
-}
-
-class Card : public BaseView {
-public:
-    using BaseView::BaseView;
-    QStringList steps;
-
-protected:
-    void buildStyle() override {
-        BaseView::buildStyle();
-        steps << "style";
-    }
-    void build() override { steps << "build"; }
-};
-
-TEST(BaseViewTest, RunsItsStepsWhenItIsMade) {
-    QWidget parent;
-    const auto* card = makeView<Card>(&parent);
-    EXPECT_EQ(card->steps.join(u' ').toStdString(), "style build");
-    EXPECT_TRUE(card->autoFillBackground());
+    EXPECT_TRUE(waitFor([&page] { return page.focusWidget() == nullptr; })) << "but nothing has it at first";
+    EXPECT_EQ(page.grab().toImage().pixelColor(page.width() - 1, page.height() - 1), QColor(240, 251, 249));
 }
 
 } // namespace

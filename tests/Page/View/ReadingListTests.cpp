@@ -1,16 +1,13 @@
 #include <Page/View/AiInterviewAiCellMac.h>
 #include <Page/View/ReadingList.h>
-#include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
 #include <gmock/gmock.h>
 
-#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QMouseEvent>
 #include <QScrollBar>
-#include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTest>
 #include <functional>
@@ -92,6 +89,14 @@ TEST_F(ReadingListTest, ADragMarksFromCharacterToCharacterAcrossRows) {
     QTest::keyClick(&list_, Qt::Key_Escape);
     EXPECT_TRUE(list_.markedText().isEmpty());
     EXPECT_EQ(list_.grab().toImage(), before);
+
+    drag(at(0, 0), at(1, 5));
+    release(at(1, 5));
+    model_.item(1)->setData("del", AiInterviewAiCellMac::answerRole);
+    add("eta");
+    EXPECT_EQ(copied(), "alpha beta gamma\ndel") << "of a text that became shorter, what is left";
+    model_.removeRows(0, 4);
+    EXPECT_TRUE(list_.markedText().isEmpty());
 }
 
 TEST_F(ReadingListTest, ADoubleClickMarksAWordAndATripleClickARow) {
@@ -125,17 +130,6 @@ TEST_F(ReadingListTest, KeysMarkAndCopyARowSomeRowsAndAll) {
     EXPECT_EQ(copied(), "alpha beta gamma\ndelta\nepsilon zeta");
 }
 
-TEST_F(ReadingListTest, TheMarkStaysWhileRowsComeAndGoesWithItsRows) {
-    addThree();
-    drag(at(0, 0), at(1, 5));
-    release(at(1, 5));
-    model_.item(1)->setData("del", AiInterviewAiCellMac::answerRole);
-    add("eta");
-    EXPECT_EQ(copied(), "alpha beta gamma\ndel") << "of a text that became shorter, what is left";
-    model_.removeRows(0, 4);
-    EXPECT_TRUE(list_.markedText().isEmpty());
-}
-
 TEST_F(ReadingListTest, NothingMovesUnderAPointerThatMarksButBeyondTheEdgeItScrolls) {
     for (int i = 0; i < 30; ++i)
         add(QString("sentence number %1").arg(i));
@@ -165,7 +159,6 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
              QApplication::sendEvent(list_.viewport(), &menu);
          }},
         {"without focus", [this] { list_.clearFocus(); }},
-        {"switched off", [this] { list_.setEnabled(false); }},
         {"Escape", [this] { QTest::keyClick(&list_, Qt::Key_Escape); }},
         {"its rows gone", [this] { list_.keepPlace([this] { model_.removeRows(0, 10); }); }},
         {"a move without the button",
@@ -186,7 +179,6 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
         const int place = bar.value();
         QTest::mouseMove(list_.viewport(), {80, 60});
         EXPECT_TRUE(testing::holdsFor([&] { return bar.value() == place; }, 100)) << what << ": it scrolls no more";
-        list_.setEnabled(true);
         list_.show();
         list_.setFocus();
         list_.scrollToEnd();
@@ -216,30 +208,6 @@ TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
     EXPECT_GT(list_.verticalScrollBar()->value(), 100);
     QTest::keyClick(&list_, Qt::Key_End);
     EXPECT_EQ(list_.verticalScrollBar()->value(), list_.verticalScrollBar()->maximum());
-}
-
-TEST_F(ReadingListTest, ShowsWhereTheKeysAreOnlyToThoseWhoUseThem) {
-    addThree();
-    const QSignalSpy shown(&list_, &ReadingList::focusShown);
-    QTest::mouseClick(list_.viewport(), Qt::LeftButton, {}, at(1, 2));
-    EXPECT_EQ(shown.count(), 0);
-    const QImage without = list_.grab().toImage();
-    QTest::keyClick(&list_, Qt::Key_Down);
-    ASSERT_EQ(shown.count(), 1);
-    const QPoint bar = list_.visualRect(model_.index(2, 0)).topLeft() + QPoint(4, 14);
-    EXPECT_NE(list_.grab().toImage().pixel(bar), without.pixel(bar));
-    list_.clearFocus();
-    EXPECT_EQ(shown.count(), 2);
-}
-
-TEST_F(ReadingListTest, AScreenReaderReadsTheRows) {
-    addThree();
-    model_.item(0)->setData("1:alpha beta gamma", Qt::AccessibleTextRole);
-    QAccessibleInterface* face = QAccessible::queryAccessibleInterface(&list_);
-    ASSERT_NE(face, nullptr);
-    ASSERT_NE(face->tableInterface(), nullptr);
-    EXPECT_EQ(face->tableInterface()->rowCount(), 3);
-    EXPECT_EQ(face->tableInterface()->cellAt(0, 0)->text(QAccessible::Name).toStdString(), "1:alpha beta gamma");
 }
 
 } // namespace
