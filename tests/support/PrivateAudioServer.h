@@ -1,14 +1,29 @@
 #pragma once
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <QDir>
 #include <QFile>
-#include <QString>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QTemporaryDir>
 #include <algorithm>
+#include <csignal>
+#include <memory>
+#include <ranges>
+#include <vector>
+
+#include "WaitFor.h"
 
 namespace parlowen::testing {
+
+/// Makes a child process end when the thread that starts it ends, whatever becomes of the test.
+inline void endWithParent(QProcess& process) {
+    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
+}
 
 /// Whether somebody takes connections on a Unix socket. The file alone says little: it is there before its owner
 /// listens.
@@ -26,19 +41,90 @@ inline bool takesConnections(const QString& socketPath) {
 }
 
 /// An audio server of the test's own, without hardware: own run-time directory, own socket, gone with this object.
+/// While it lives PULSE_SERVER names it, for this process and the programs that it starts.
 class PrivateAudioServer {
 public:
-    virtual ~PrivateAudioServer() = default;
+    virtual ~PrivateAudioServer() {
+        qunsetenv("PULSE_SERVER");
+        for (const auto& process : std::views::reverse(processes_)) {
+            process->terminate();
+            process->waitForFinished(5000);
+        }
+        kill();
+    }
+    PrivateAudioServer(const PrivateAudioServer&) = delete;
+    PrivateAudioServer& operator=(const PrivateAudioServer&) = delete;
 
-    virtual bool isReady() const = 0;
+    bool isReady() const { return ready_; }
     /// The server's address, as PULSE_SERVER has it.
-    virtual QString address() const = 0;
+    QString address() const { return "unix:" + path(socket_); }
     /// What the server has said, to explain a failure.
-    virtual QString output() = 0;
+    QString output() {
+        QString text;
+        for (const auto& process : processes_)
+            text += QString::fromUtf8(process->readAll());
+        return text;
+    }
     /// Ends the server at once, as a crash would.
-    virtual void kill() = 0;
+    void kill() {
+        for (const auto& process : std::views::reverse(processes_))
+            process->kill();
+        for (const auto& process : processes_)
+            process->waitForFinished(5000);
+        processes_.clear();
+    }
     /// Ends it at once and starts it again: same address, same modules. False when it does not come up.
-    virtual bool restart() = 0;
+    bool restart() {
+        kill();
+        ready_ = start();
+        qputenv("PULSE_SERVER", address().toUtf8());
+        return ready_;
+    }
+
+protected:
+    /// The socket for clients, below the directory.
+    explicit PrivateAudioServer(const char* socket)
+        : socket_(socket) {
+        for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME"})
+            environment_.insert(name, directory_.path());
+        for (const char* name : {"PULSE_SERVER", "PULSE_RUNTIME_PATH", "PIPEWIRE_RUNTIME_DIR", "PIPEWIRE_REMOTE",
+                                 "DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
+            environment_.remove(name);
+    }
+
+    virtual bool start() = 0;
+
+    QString path(const QString& name) const { return directory_.filePath(name); }
+
+    void write(const QString& name, const QString& text) const {
+        QDir(directory_.path()).mkpath(QFileInfo(path(name)).path());
+        QFile file(path(name));
+        if (file.open(QIODevice::WriteOnly))
+            file.write(text.toUtf8());
+    }
+
+    /// Starts a program; the socket, when there is one to wait for, shows that it is up.
+    bool startOne(const QString& program, const QStringList& arguments, const QString& socket = {}) {
+        if (!socket.isEmpty())
+            QFile::remove(path(socket));
+        auto& process = processes_.emplace_back(std::make_unique<QProcess>());
+        process->setProcessEnvironment(environment_);
+        process->setProcessChannelMode(QProcess::MergedChannels);
+        endWithParent(*process);
+        process->start(program, arguments);
+        if (!process->waitForStarted() || socket.isEmpty())
+            return process->state() == QProcess::Running;
+        waitFor([&] { return takesConnections(path(socket)) || process->state() == QProcess::NotRunning; });
+        return process->state() == QProcess::Running && takesConnections(path(socket));
+    }
+
+    QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
+    std::vector<std::unique_ptr<QProcess>> processes_;
+
+private:
+    const QString socket_;
+    const QTemporaryDir directory_;
+    bool ready_ = false;
 };
 
 } // namespace parlowen::testing

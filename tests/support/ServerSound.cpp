@@ -1,51 +1,51 @@
 #include "ServerSound.h"
 
-#include "PrivatePulseAudio.h"
+#include "PrivateAudioServer.h"
 #include "WaitFor.h"
 
 #include <cmath>
 #include <cstring>
 #include <numbers>
+#include <span>
 #include <vector>
 
 namespace parlowen::testing {
 
 namespace {
 
-constexpr int rate = 48'000, window = rate / 20;
+constexpr unsigned rate = 48'000;
+constexpr std::size_t window = rate / 20;
 
 QStringList arguments(const QString& server, const QString& device) {
-    return {QStringLiteral("--server=") + server, QStringLiteral("--device=") + device,  QStringLiteral("--raw"),
-            QStringLiteral("--format=float32le"), QStringLiteral("--rate=%1").arg(rate), QStringLiteral("--channels=1"),
-            QStringLiteral("--latency-msec=50")};
+    return {"--server=" + server, "--device=" + device, "--raw", "--format=float32le", QString("--rate=%1").arg(rate),
+            "--channels=1",       "--latency-msec=50"};
 }
 
-std::vector<float> tone(double amplitude, int seconds) {
-    std::vector<float> samples(static_cast<std::size_t>(rate) * static_cast<std::size_t>(seconds));
+std::vector<float> tone(double amplitude, std::size_t seconds) {
+    std::vector<float> samples(std::size_t{rate} * seconds);
     for (std::size_t i = 0; i < samples.size(); ++i)
         samples[i] =
             static_cast<float>(amplitude * std::sin(2 * std::numbers::pi * 440 * static_cast<double>(i) / rate));
     return samples;
 }
 
-double rms(const QByteArray& bytes, qsizetype first, qsizetype count) {
+double rms(std::span<const float> samples) {
     double sum = 0;
-    for (qsizetype i = first; i < first + count; ++i) {
-        float sample = 0;
-        std::memcpy(&sample, bytes.constData() + i * qsizetype(sizeof(float)), sizeof(float));
-        sum += double(sample) * double(sample);
-    }
-    return std::sqrt(sum / static_cast<double>(count));
+    for (const float sample : samples)
+        sum += double{sample} * double{sample};
+    return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
 /// The level of the first five windows in a row none of which is silent; 0 when there are none.
 double levelOfSound(const QByteArray& bytes) {
-    const qsizetype windows = bytes.size() / qsizetype(sizeof(float)) / window;
+    std::vector<float> samples(static_cast<std::size_t>(bytes.size()) / sizeof(float));
+    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
+    const std::span<const float> all(samples);
     int loud = 0;
-    for (qsizetype i = 0; i < windows; ++i) {
-        loud = rms(bytes, i * window, window) > 0.001 ? loud + 1 : 0;
+    for (std::size_t first = 0; first + window <= all.size(); first += window) {
+        loud = rms(all.subspan(first, window)) > 0.001 ? loud + 1 : 0;
         if (loud == 5) // the first one may be half silence
-            return rms(bytes, (i - 3) * window, 4 * window);
+            return rms(all.subspan(first - 3 * window, 4 * window));
     }
     return 0;
 }
@@ -59,8 +59,7 @@ PlayedTone::PlayedTone(const QString& server, const QString& sink, double amplit
         sound_.flush();
     }
     endWithParent(player_);
-    player_.start(QStringLiteral("pacat"), arguments(server, sink)
-                                               << QStringLiteral("--playback") << sound_.fileName());
+    player_.start("pacat", arguments(server, sink) << "--playback" << sound_.fileName());
 }
 
 PlayedTone::~PlayedTone() {
@@ -71,7 +70,7 @@ PlayedTone::~PlayedTone() {
 double recordedLevel(const QString& server, const QString& source, int milliseconds) {
     QProcess recorder;
     endWithParent(recorder);
-    recorder.start(QStringLiteral("pacat"), arguments(server, source) << QStringLiteral("--record"));
+    recorder.start("pacat", arguments(server, source) << "--record");
     QByteArray recorded;
     double level = 0;
     waitFor(
