@@ -53,14 +53,3 @@ TEST_F(Certificates, ServerCertificateIsRenewedBeforeItEnds) {
     EXPECT_TRUE(belongTogether(renewed));
     EXPECT_TRUE(isSignedBy(renewed, authority));
 }
-
-TEST_F(Certificates, WhatACutShortStartLeftIsMadeAnew) {
-    prepareTls(tls);
-    std::filesystem::remove(tls / "ca.pem");
-    std::filesystem::remove(tls / "server.key");
-    EXPECT_THROW(prepareTls(tls), TlsError) << "a certificate whose key is gone is somebody's loss, and said";
-    std::filesystem::remove(tls / "server.pem");
-    prepareTls(tls);
-    const Identity authority{keyFromPem(contents("ca.key")), certificateFromPem(contents("ca.pem"))};
-    EXPECT_TRUE(belongTogether(authority));
-}

