@@ -1,22 +1,8 @@
 #include "FaultProxy.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace parlowen::testing {
-
-namespace {
-
-constexpr FaultProxy::Plan noFault{FaultProxy::Way::up, std::numeric_limits<qint64>::max()};
-
-void cut(QTcpSocket& client, QTcpSocket& server) {
-    for (QTcpSocket* socket : {&client, &server}) {
-        socket->flush(); // what was carried before the cut still arrives
-        socket->abort();
-    }
-}
-
-} // namespace
 
 FaultProxy::FaultProxy(quint16 serverPort)
     : serverPort_(serverPort) {
@@ -26,52 +12,55 @@ FaultProxy::FaultProxy(quint16 serverPort)
 
 void FaultProxy::cutAll() {
     for (const auto& pair : pairs_)
-        cut(*pair->client, *pair->server);
+        cut(*pair);
 }
 
 void FaultProxy::onConnection() {
     while (QTcpSocket* client = listener_.nextPendingConnection()) {
         auto* const server = new QTcpSocket(&listener_);
-        Pair* const pair = pairs_.emplace_back(std::make_unique<Pair>(Pair{client, server, noFault})).get();
+        Pair* const pair = pairs_.emplace_back(std::make_unique<Pair>(Pair{client, server, {}})).get();
         if (!plans_.empty()) {
             pair->plan = plans_.front();
             plans_.pop_front();
         }
-        // Each handler goes with the socket that it acts on.
-        connect(server, &QTcpSocket::connected, server, [this, pair] { pump(*pair, Way::up); });
-        for (const Way way : {Way::up, Way::down}) {
-            QTcpSocket* const from = way == Way::up ? client : server;
-            QTcpSocket* const to = way == Way::up ? server : client;
-            connect(from, &QTcpSocket::readyRead, to, [this, pair, way] { pump(*pair, way); });
-            connect(from, &QTcpSocket::disconnected, to, [this, pair, way] { onClosed(*pair, way); });
-            connect(from, &QTcpSocket::errorOccurred, to, [this, pair, way] { onClosed(*pair, way); });
+        connect(server, &QTcpSocket::connected, client, [pair] { pump(*pair); });
+        for (QTcpSocket* const from : {client, server}) {
+            QTcpSocket* const to = from == client ? server : client;
+            const auto closed = [pair, to] {
+                pump(*pair);
+                if (!pair->stalled)
+                    to->disconnectFromHost();
+            };
+            // Each handler goes with the socket that it acts on.
+            connect(from, &QTcpSocket::readyRead, to, [pair] { pump(*pair); });
+            connect(from, &QTcpSocket::disconnected, to, closed);
+            connect(from, &QTcpSocket::errorOccurred, to, closed);
         }
         server->connectToHost(QHostAddress(QHostAddress::LocalHost), serverPort_);
     }
 }
 
-void FaultProxy::pump(Pair& pair, Way way) {
-    QTcpSocket* const from = way == Way::up ? pair.client : pair.server;
-    QTcpSocket* const to = way == Way::up ? pair.server : pair.client;
-    if (pair.stalled || !from->isOpen() || pair.server->state() != QAbstractSocket::ConnectedState)
+void FaultProxy::pump(Pair& pair) {
+    auto& [client, server, plan, stalled] = pair;
+    if (stalled || !client->isOpen() || server->state() != QAbstractSocket::ConnectedState)
         return;
-    const bool counts = pair.plan.way == way;
-    const QByteArray bytes =
-        from->read(counts ? std::min(pair.plan.bytes, from->bytesAvailable()) : from->bytesAvailable());
-    to->write(bytes);
-    bytesUp_ += way == Way::up ? bytes.size() : 0;
-    if (!counts || (pair.plan.bytes -= bytes.size()) > 0)
+    client->write(server->readAll());
+    const QByteArray up = client->read(std::min(plan.bytes, client->bytesAvailable()));
+    server->write(up);
+    plan.bytes -= up.size();
+    if (plan.bytes > 0)
         return;
-    if (pair.plan.fault == Fault::cut)
-        cut(*pair.client, *pair.server);
+    if (plan.fault == Fault::cut)
+        cut(pair);
     else
-        pair.stalled = true;
+        stalled = true;
 }
 
-void FaultProxy::onClosed(Pair& pair, Way way) {
-    pump(pair, way);
-    if (!pair.stalled)
-        (way == Way::up ? pair.server : pair.client)->disconnectFromHost();
+void FaultProxy::cut(Pair& pair) {
+    for (QTcpSocket* socket : {pair.client, pair.server}) {
+        socket->flush(); // what was carried before the cut still arrives
+        socket->abort();
+    }
 }
 
 } // namespace parlowen::testing

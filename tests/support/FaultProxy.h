@@ -3,6 +3,7 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -12,13 +13,11 @@ namespace parlowen::testing {
 /// it runs its event loop, and carries TLS as well as anything else.
 class FaultProxy : public QObject {
 public:
-    enum class Way { up, down }; ///< towards the server, towards the client
     enum class Fault { cut, stall };
-    /// What happens to one connection once so many bytes went that way: both sides are dropped, or nothing goes either
-    /// way any more though it stays open.
+    /// What happens to one connection once so many bytes went to the server: both sides are dropped, or nothing goes
+    /// either way any more though it stays open.
     struct Plan {
-        Way way;
-        qint64 bytes;
+        qint64 bytes = std::numeric_limits<qint64>::max();
         Fault fault = Fault::cut;
     };
 
@@ -26,15 +25,11 @@ public:
     explicit FaultProxy(quint16 serverPort);
 
     quint16 port() const { return listener_.serverPort(); }
-
     /// One plan for each of the next connections, in order; those after them only pass through.
     void plan(Plan next) { plans_.push_back(next); }
     /// Drops all open connections at once.
     void cutAll();
-
     int connections() const { return static_cast<int>(pairs_.size()); }
-    /// Of all connections.
-    qint64 bytesUp() const { return bytesUp_; }
 
 private:
     /// One client's connection and the one to the server that belongs to it.
@@ -45,13 +40,12 @@ private:
         bool stalled = false;
     };
     void onConnection();
-    void pump(Pair& pair, Way way);
-    void onClosed(Pair& pair, Way way);
+    static void pump(Pair& pair);
+    static void cut(Pair& pair);
 
     const quint16 serverPort_;
     std::deque<Plan> plans_;
     std::vector<std::unique_ptr<Pair>> pairs_;
-    qint64 bytesUp_ = 0;
     QTcpServer listener_;
 };
 

@@ -52,7 +52,7 @@ void SpeechSessionSeen::take(const std::optional<wire::SpeechMessage>& message, 
     }
     messages.push_back(*message);
     if (message->path() == "speech.context")
-        turns.push_back({std::string(message->requestId()), message->body, {}, {}, {}, 0, false});
+        turns.push_back({std::string(message->requestId()), {}, {}, 0, false});
     else if (message->path() == "audio")
         takeAudio(*message);
 }
@@ -65,7 +65,8 @@ void SpeechSessionSeen::takeAudio(const wire::SpeechMessage& message) {
     SpeechTurnSeen& turn = turns.back();
     if (turn.waveHeader.empty()) {
         turn.waveHeader = message.body;
-        turn.waveType = message.header("Content-Type");
+        if (message.header("Content-Type") != "audio/x-wav")
+            problems.emplace_back("audio of another type");
         return;
     }
     turn.audio += message.body;

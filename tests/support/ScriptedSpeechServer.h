@@ -18,9 +18,7 @@ namespace parlowen::testing {
 /// What a client did in one turn.
 struct SpeechTurnSeen {
     std::string requestId;
-    std::string context;    ///< body of speech.context
     std::string waveHeader; ///< payload of the first audio message
-    std::string waveType;   ///< its content type
     std::string audio;      ///< everything after it
     std::size_t largestPiece = 0;
     bool audioEnded = false;

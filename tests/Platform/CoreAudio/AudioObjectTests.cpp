@@ -61,17 +61,18 @@ TEST_F(AudioObjects, DefaultsAreWrittenWithDevicesThatFit) {
     EXPECT_EQ(setDefault(server, fourCC("dIn "), loop), 0); // its monitor
     EXPECT_EQ(value<AudioObjectID>(server, systemObject, {fourCC("dIn ")}), loop);
 
-    const auto streams = ids(server, mic, {fourCC("stm#")});
-    EXPECT_EQ(setDefault(server, fourCC("dOut"), mic), kAudioHardwareBadDeviceError);
-    EXPECT_EQ(setDefault(server, fourCC("dIn "), streams.at(0)), kAudioHardwareBadDeviceError);
-    EXPECT_EQ(setDefault(server, fourCC("dIn "), 0), kAudioHardwareBadDeviceError);
-    EXPECT_EQ(setDefault(server, fourCC("dev#"), mic), kAudioHardwareUnsupportedOperationError);
-    EXPECT_EQ(setDefault(server, fourCC("none"), mic), kAudioHardwareUnknownPropertyError);
-    EXPECT_EQ(server.setPropertyData(systemObject, {fourCC("dIn ")}, {}, propertyData(std::uint64_t(mic))),
-              kAudioHardwareBadPropertySizeError);
-    EXPECT_EQ(server.setPropertyData(mic, {fourCC("lnam")}, {}, propertyData(std::string("Mine"))),
-              kAudioHardwareUnsupportedOperationError);
-    EXPECT_EQ(server.setPropertyData(9999, {fourCC("lnam")}, {}, {}), kAudioHardwareBadObjectError);
+    const std::vector<std::tuple<AudioObjectID, FourCharCode, std::vector<std::byte>, OSStatus>> refused = {
+        {systemObject, fourCC("dOut"), propertyData(mic), kAudioHardwareBadDeviceError},
+        {systemObject, fourCC("dIn "), propertyData(ids(server, mic, {fourCC("stm#")})), kAudioHardwareBadDeviceError},
+        {systemObject, fourCC("dIn "), propertyData(AudioObjectID(0)), kAudioHardwareBadDeviceError},
+        {systemObject, fourCC("dIn "), propertyData(std::uint64_t(mic)), kAudioHardwareBadPropertySizeError},
+        {systemObject, fourCC("dev#"), propertyData(mic), kAudioHardwareUnsupportedOperationError},
+        {systemObject, fourCC("none"), propertyData(mic), kAudioHardwareUnknownPropertyError},
+        {mic, fourCC("lnam"), propertyData(std::string("Mine")), kAudioHardwareUnsupportedOperationError},
+        {9999, fourCC("lnam"), {}, kAudioHardwareBadObjectError},
+    };
+    for (const auto& [object, selector, data, status] : refused)
+        EXPECT_EQ(server.setPropertyData(object, {selector}, {}, data), status) << fourCCText(selector).toStdString();
 }
 
 TEST_F(AudioObjects, AnAggregateNeedsAWholeDescription) {

@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <atomic>
 #include <string>
 #include <thread>
 
@@ -125,9 +124,7 @@ TEST(PushStreamTest, IsBoundedAndWithoutItsReaderKeepsNothing) {
 
 TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
     SPXPushAudioInputStream stream;
-    std::atomic<int> woken = 0;
-    ASSERT_TRUE(stream.attach([&woken] { ++woken; }));
-    std::string written;
+    std::string written, read;
     for (int i = 0; i < 20'000; ++i)
         written.push_back(static_cast<char>(i % 251));
     std::thread writer([&] {
@@ -135,12 +132,10 @@ TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
             stream.write(std::string_view(written).substr(at, 7));
         stream.close();
     });
-    std::string read;
     while (!stream.atEnd())
         stream.read(11, read);
     writer.join();
     EXPECT_EQ(read, written);
-    EXPECT_GE(woken, 2);
 }
 
 } // namespace
