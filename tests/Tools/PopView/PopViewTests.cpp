@@ -50,7 +50,6 @@ protected:
 };
 
 TEST_F(PopViewTest, ACardFadesInInTheMiddleAndLeavesNothing) {
-    closeCurrentPopView();
     const QPointer<MYCenterPopView> pop = center(&window_);
     const QPointer<QWidget> content = pop->contentView();
     EXPECT_EQ(pop->objectName().toStdString(), "MYCenterPopView");

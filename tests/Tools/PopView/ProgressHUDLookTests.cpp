@@ -3,7 +3,6 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
 
-#include <QElapsedTimer>
 #include <QFontMetrics>
 #include <QLabel>
 #include <QTest>
@@ -27,26 +26,21 @@ TEST_F(ProgressHUDLookTest, StylesColourBoxTextAndIndicators) {
     const QColor grey = QColor::fromRgbF(0.95F, 0.95F, 0.95F);
     struct Case {
         ProgressHUDStyle style;
-        QColor foreground;
-        QColor box;
+        QColor foreground, box;
+        double opacity;
     };
-    for (const Case& look :
-         {Case{ProgressHUDStyle::dark(), grey, Qt::black}, Case{ProgressHUDStyle::light(), Qt::black, Qt::white},
-          Case{ProgressHUDStyle::custom(Qt::red, Qt::blue), Qt::red, Qt::blue}}) {
-        for (const double opacity : {0.9, 0.5}) {
-            hud_.style = look.style;
-            hud_.opacity = opacity;
-            show(solid.repeated(4), ProgressHUDMode::success);
-            const QImage image = picture();
-            EXPECT_THAT(image.pixelColor(hud_.box().left() + 3, hud_.box().center().y()),
-                        Looks(over(look.box, opacity, ground_)));
-            EXPECT_THAT(image.pixelColor(hud_.statusLabel()->geometry().center()), Looks(look.foreground));
-            EXPECT_THAT(inIndicator({0.31429 * 60, (1 - 0.19167) * 60}), Looks(look.foreground));
-            hud_.hide(false);
-            show({}, ProgressHUDMode::indeterminate);
-            EXPECT_EQ(hud_.progressIndicator()->color(), look.foreground);
-            hud_.hide(false);
-        }
+    for (const Case& look : {Case{ProgressHUDStyle::dark(), grey, Qt::black, 0.9},
+                             Case{ProgressHUDStyle::light(), Qt::black, Qt::white, 0.9},
+                             Case{ProgressHUDStyle::custom(Qt::red, Qt::blue), Qt::red, Qt::blue, 0.5}}) {
+        hud_.style = look.style;
+        hud_.opacity = look.opacity;
+        show(solid.repeated(4), ProgressHUDMode::success);
+        const QImage image = picture();
+        EXPECT_THAT(image.pixelColor(hud_.box().left() + 3, hud_.box().center().y()),
+                    Looks(over(look.box, look.opacity, ground_)));
+        EXPECT_THAT(image.pixelColor(hud_.statusLabel()->geometry().center()), Looks(look.foreground));
+        EXPECT_THAT(inIndicator({0.31429 * 60, (1 - 0.19167) * 60}), Looks(look.foreground));
+        hud_.hide(false);
     }
 }
 
@@ -59,12 +53,9 @@ TEST_F(ProgressHUDLookTest, TheBoxIsAsLargeAsItsContentAndStandsWhereAskedFor) {
         QString text;
         int indicator;
     };
-    const std::vector<Case> cases{{textMode, "请输入文本", 0},
-                                  {textMode, two, 0},
+    const std::vector<Case> cases{{textMode, two, 0},
                                   {textMode, {}, 0},
-                                  {ProgressHUDMode::indeterminate, {}, 60},
                                   {ProgressHUDMode::determinate, "加载中，请稍等", 60},
-                                  {ProgressHUDMode::info, "提示", 60},
                                   {ProgressHUDMode::success, two, 60},
                                   {ProgressHUDMode::error, {}, 60}};
     for (const Case& look : cases) {
@@ -164,25 +155,6 @@ TEST_F(ProgressHUDLookTest, IconsAreDrawnInTheirSquare) {
         for (const QPointF place : icon.clear)
             EXPECT_THAT(inIndicator(place), Looks(boxColor())) << icon.kind << " at " << place.x() << ' ' << place.y();
     }
-    // Line widths: 2 across the ring of `info`; 4 across a diagonal of the cross, which a row meets at 45 degrees.
-    const auto ink = [this](const QRect& part) {
-        const QImage image = picture(*hud_.indicator());
-        const double dark = boxColor().lightnessF();
-        double sum = 0;
-        for (int x = part.left(); x <= part.right(); ++x) {
-            for (int y = part.top(); y <= part.bottom(); ++y)
-                sum += (image.pixelColor(x, y).lightnessF() - dark) / (0.95 - dark);
-        }
-        return sum;
-    };
-    EXPECT_NEAR(ink({30, 0, 1, 6}), 2, 0.3);
-    show({}, ProgressHUDMode::error);
-    EXPECT_NEAR(ink({8, 18, 20, 1}), 4 * std::numbers::sqrt2, 0.4);
-    hud_.hide(false);
-    hud_.spinnerSize = 100; // cross and ring keep their size
-    show({}, ProgressHUDMode::error);
-    EXPECT_EQ(extent(picture(*hud_.indicator()), [](const QColor& c) { return c.lightness() > 150; }).width(), 48)
-        << "44 between the ends and 2 round each of them";
 }
 
 TEST_F(ProgressHUDLookTest, AViewOfTheCallersKeepsItsSizeAndIsReplaced) {
@@ -204,53 +176,25 @@ TEST_F(ProgressHUDLookTest, TheSpinnerGoesRoundAndFades) {
     hud_.spinnerSize = 200;
     hud_.style = ProgressHUDStyle::custom(Qt::white, Qt::black);
     hud_.opacity = 1;
-    const ProgressHUDMode::Kind kinds[] = {ProgressHUDMode::indeterminate, ProgressHUDMode::determinate};
-    for (const auto kind : kinds) {
+    for (const bool determinate : {false, true}) {
         hud_.setProgress(0.25);
-        hud_.show({}, kind);
+        show({}, determinate ? ProgressHUDMode::determinate : ProgressHUDMode::indeterminate);
         const ProgressIndicatorLayer& spinner = *hud_.progressIndicator();
-        ASSERT_TRUE(spinner.isRunning());
-        QElapsedTimer clock;
-        clock.start();
-        for (int step = 0; step < 2 * ProgressIndicatorLayer::numFins; ++step) {
-            const int next = (spinner.fposition() + 1) % ProgressIndicatorLayer::numFins;
+        for (int step = 0; step < ProgressIndicatorLayer::numFins; ++step) {
             const int before = spinner.fposition();
             ASSERT_TRUE(waitFor([&] { return spinner.fposition() != before; }));
-            ASSERT_EQ(spinner.fposition(), next);
-            ASSERT_EQ(spinner.finOpacity(next), 1);
+            ASSERT_EQ(spinner.fposition(), (before + 1) % ProgressIndicatorLayer::numFins);
         }
-        EXPECT_GE(clock.elapsed(), 24 * 50 - 60);
-        ASSERT_TRUE(waitFor([this] { return isShown(); }));
         const QImage image = picture(*hud_.indicator());
         for (int fin = 0; fin < ProgressIndicatorLayer::numFins; ++fin) {
-            const bool isDone = kind == ProgressHUDMode::determinate && fin < 3;
-            const int behind = (spinner.fposition() - fin + 12) % 12;
-            const double expected = std::max(isDone ? 0.55 : spinner.fadeDownOpacity(), 1 - 0.1 * behind);
-            EXPECT_NEAR(spinner.finOpacity(fin), expected, 0.001);
+            const double rest = determinate && fin < 3 ? 0.55 : spinner.fadeDownOpacity();
+            const double expected = std::max(rest, 1 - 0.1 * ((spinner.fposition() - fin + 12) % 12));
             const double angle = fin * std::numbers::pi / 6;
             const QPointF middle = QPointF(100, 100) + 68 * QPointF(std::sin(angle), -std::cos(angle));
             EXPECT_NEAR(image.pixelColor(middle.toPoint()).lightnessF(), expected, 0.02) << "fin " << fin;
         }
         hud_.hide(false);
     }
-}
-
-TEST(ProgressIndicatorLayerTest, FinsHaveTheirShareOfTheSmallerSide) {
-    ProgressIndicatorLayer layer(Qt::white, 200);
-    layer.resize(260, 200);
-    paintGround(layer, Qt::black);
-    EXPECT_EQ(layer.fadeDownOpacity(), 0);
-    EXPECT_EQ(shot(layer).pixelColor(130, 30), QColor(Qt::black)) << "dark until it is started";
-    layer.startAnimation();
-    const QImage image = shot(layer);
-    const QRect lit = extent(image, [](const QColor& c) { return c.lightness() > 200; });
-    EXPECT_NEAR(lit.width(), 19, 1);
-    EXPECT_NEAR(lit.height(), 60, 1);
-    EXPECT_NEAR(image.pixelColor(130, 150).lightnessF(), layer.fadeDownOpacity(), 0.01);
-    EXPECT_LT(image.pixelColor(lit.topLeft()).lightness(), 60) << "round ends";
-    layer.stopAnimation();
-    EXPECT_FALSE(layer.isRunning());
-    EXPECT_EQ(extent(shot(layer), [](const QColor& c) { return c != Qt::black; }), QRect());
 }
 
 } // namespace
