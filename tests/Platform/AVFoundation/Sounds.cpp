@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t block = 1024;
 constexpr double speechRate = 16000;
+constexpr std::size_t resamplerStart = 400;
 
 /// Blackman-Harris: what leaks away from a tone stays 92 dB below it.
 double window(std::size_t i) {
@@ -74,26 +75,33 @@ std::uint32_t askedFor(std::uint32_t frames, double rate) {
     return static_cast<std::uint32_t>(frames / rate * speechRate);
 }
 
-std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::uint32_t>& sizes, const Wave& wave) {
-    const std::unique_ptr<AVAudioConverter> converter = AVAudioConverter::make(from, speechFormat());
+std::vector<double> asSpeech(const std::vector<Buffer>& buffers) {
+    const auto converter = AVAudioConverter::make(buffers.front()->format(), speechFormat());
     std::vector<double> all;
-    std::size_t frame = 0;
-    for (const std::uint32_t size : sizes) {
-        const std::uint32_t asked = askedFor(size, from.sampleRate());
-        const Buffer output = bufferOf(speechFormat(), asked, [](std::size_t, int) { return 0.0; });
-        const Buffer input = bufferOf(from, size, wave, frame);
+    for (const Buffer& input : buffers) {
+        const std::uint32_t asked = askedFor(input->frameLength(), input->format().sampleRate());
+        const Buffer output = AVAudioPCMBuffer::make(speechFormat(), asked);
+        output->setFrameLength(asked);
         if (!converter || converter->convert(*output, [&input] { return input; }))
             return {};
-        const std::int16_t* samples = output->int16ChannelData(0);
-        all.insert(all.end(), samples, samples + asked);
-        frame += size;
+        all.insert(all.end(), output->int16ChannelData(0), output->int16ChannelData(0) + asked);
     }
     return all;
 }
 
+std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::uint32_t>& sizes, const Wave& wave) {
+    std::vector<Buffer> buffers;
+    std::size_t frame = 0;
+    for (const std::uint32_t size : sizes) {
+        buffers.push_back(bufferOf(from, size, wave, frame));
+        frame += size;
+    }
+    return asSpeech(buffers);
+}
+
 double worstImpurity(const std::vector<double>& samples, double hertz, double width) {
-    double worst = -200;
-    for (std::size_t start = 0; start + block <= samples.size(); start += block / 2) {
+    double worst = samples.size() < resamplerStart + block ? 0 : -200;
+    for (std::size_t start = resamplerStart; start + block <= samples.size(); start += block / 2) {
         const std::vector<double> powers = powerSpectrum(samples.data() + start);
         double inside = 0;
         double outside = 0;

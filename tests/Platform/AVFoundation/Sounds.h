@@ -30,11 +30,15 @@ Buffer bufferOf(const AVAudioFormat& format, std::uint32_t frames, const Wave& w
 /// How many frames at 16 kHz the speech pipeline asks for.
 std::uint32_t askedFor(std::uint32_t frames, double rate);
 
-/// Converts the wave to speechFormat() in buffers of the given sizes. A failed conversion leaves an empty result.
+/// Converts them to speechFormat() as the speech pipeline does. A failed conversion leaves an empty result.
+std::vector<double> asSpeech(const std::vector<Buffer>& buffers);
+
+/// The same for the wave in buffers of the given sizes.
 std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::uint32_t>& sizes, const Wave& wave);
 
 /// The loudest other sound next to a tone of `hertz` in any block of 1024 samples at 16 kHz, in dB relative to the
-/// tone. What is within `width` Hz of the tone counts as the tone.
+/// tone. What is within `width` Hz of the tone counts as the tone; the first 400 samples, a resampler's start, are left
+/// out. 0 when there is no block.
 double worstImpurity(const std::vector<double>& samples, double hertz, double width);
 
 /// Writes the wave to a sound file of the format, a libsndfile word such as SF_FORMAT_WAV | SF_FORMAT_PCM_16.
