@@ -28,19 +28,21 @@ std::uint32_t numberAt(const std::string& audio, std::size_t byte) {
     return number;
 }
 
-QString spanText(std::uint32_t from, std::uint32_t to) { return QString("%1-%2").arg(from).arg(to); }
+/// What is heard from one byte to another: the numbers at both ends.
+QString spanText(const std::string& audio, std::size_t from, std::size_t to) {
+    return QString("%1-%2").arg(numberAt(audio, from)).arg(numberAt(audio, to - 4));
+}
 
 QStringList spansOf(const std::string& audio) {
     QStringList spans;
     for (std::size_t at = 0; at < audio.size(); at += sentence)
-        spans.append(spanText(numberAt(audio, at), numberAt(audio, std::min(at + sentence, audio.size()) - 4)));
+        spans.append(spanText(audio, at, std::min(at + sentence, audio.size())));
     return spans;
 }
 
 std::string phraseOf(const std::string& audio, std::size_t from, std::size_t to) {
-    const QString text = spanText(numberAt(audio, from), numberAt(audio, to - 4));
     return QString(R"({"RecognitionStatus":"Success","DisplayText":"%1","Offset":%2,"Duration":%3})")
-        .arg(text)
+        .arg(spanText(audio, from, to))
         .arg(from / 2 * 625)
         .arg((to - from) / 2 * 625)
         .toStdString();
@@ -105,15 +107,13 @@ void expectUnbrokenTurns(const ScriptedSpeechServer& server, const std::string& 
     EXPECT_TRUE(audio.ends_with(turns.back().audio));
 }
 
-struct NamedFault {
-    const char* name = "";
-    std::function<void(SpeechSessionSeen&)> fault;
+struct Fault {
+    const char* name;
+    void (*make)(SpeechSessionSeen&);
     bool sameSocket = false;
 };
 
-void PrintTo(const NamedFault& fault, std::ostream* out) { *out << fault.name; }
-
-class SpeechReplayTest : public ::testing::TestWithParam<NamedFault> {};
+class SpeechReplayTest : public ::testing::TestWithParam<Fault> {};
 
 TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {
     const std::string audio = numberedAudio(124'804);
@@ -125,7 +125,7 @@ TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {
         if (faults == allowed)
             return false;
         ++faults;
-        GetParam().fault(session);
+        GetParam().make(session);
         return true;
     };
     Recognition recognition(server.area());
@@ -158,9 +158,9 @@ TEST_P(SpeechReplayTest, LosesNoWordAndNoSampleHoweverOftenItHappens) {
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, SpeechReplayTest,
-    ::testing::Values(NamedFault{"Dropped", [](SpeechSessionSeen& s) { s.drop(); }},
-                      NamedFault{"InternalError", [](SpeechSessionSeen& s) { s.close(1011, "internal error"); }},
-                      NamedFault{"TurnEnded", [](SpeechSessionSeen& s) { s.send("turn.end", "{}"); }, true}),
+    ::testing::Values(Fault{"Dropped", [](SpeechSessionSeen& s) { s.drop(); }},
+                      Fault{"InternalError", [](SpeechSessionSeen& s) { s.close(1011, "internal error"); }},
+                      Fault{"TurnEnded", [](SpeechSessionSeen& s) { s.send("turn.end", "{}"); }, true}),
     [](const auto& parameter) { return parameter.param.name; });
 
 TEST(SpeechReplayOverTheNetworkTest, CutsInMidMessageAndAConnectionThatFallsSilentLoseNothing) {
