@@ -1,5 +1,7 @@
 #include "Sheet.h"
 
+#include "Tools/PopView/Pixels.h"
+
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/ProgressHUD.h>
@@ -17,10 +19,7 @@ class OverlayPictures : public ::testing::Test {
 protected:
     OverlayPictures() {
         page_.resize(310, 210);
-        page_.setAutoFillBackground(true);
-        QPalette colors = page_.palette();
-        colors.setColor(QPalette::Window, hexColor(theme::pageGround));
-        page_.setPalette(colors);
+        paintGround(page_, hexColor(theme::pageGround));
         QLabel* text = makeLabel(hexColor(theme::darkText), false, 14, &page_);
         text->setText("面试设置\n职位：后端工程师\n语言：英语（美国）\n字号：16");
         text->setGeometry(20, 16, 320, 120);
@@ -47,19 +46,14 @@ protected:
     ProgressHUD hud_;
 };
 
-struct Look {
-    const char* title;
-    ProgressHUDStyle style;
-};
-
 TEST_F(OverlayPictures, ModesAndStyles) {
     const auto own = ProgressHUDStyle::custom(hexColor(theme::darkText), hexColor(theme::secondary));
     hud_.setProgress(0.5);
-    for (const Look& look :
-         {Look{"Overlay, dark style", ProgressHUDStyle::dark()},
-          Look{"Overlay, light style", ProgressHUDStyle::light()}, Look{"Overlay, own style", own}}) {
-        Sheet::shared().section(QString::fromUtf8(look.title));
-        hud_.style = look.style;
+    for (const auto& [title, style] :
+         {std::pair("Overlay, dark style", ProgressHUDStyle::dark()),
+          std::pair("Overlay, light style", ProgressHUDStyle::light()), std::pair("Overlay, own style", own)}) {
+        Sheet::shared().section(title);
+        hud_.style = style;
         take("text", "请输入文本", ProgressHUDMode::text);
         take("error, in two lines", "网络连接失败，请检查网络设置后再试一次", ProgressHUDMode::error);
         take("indeterminate", "加载中", ProgressHUDMode::indeterminate);
@@ -77,16 +71,12 @@ TEST_F(OverlayPictures, ModesAndStyles) {
 TEST_F(OverlayPictures, MasksAndPositions) {
     Sheet::shared().section("Overlay, masks and positions");
     const QString text = "请输入文本";
-    struct Mask {
-        const char* caption;
-        ProgressHUDMaskType type;
-    };
-    for (const Mask& mask :
-         {Mask{"no mask", ProgressHUDMaskType::none()}, Mask{"clear mask", ProgressHUDMaskType::clear()},
-          Mask{"black mask", ProgressHUDMaskType::black()},
-          Mask{"own mask", ProgressHUDMaskType::custom(hexColor(theme::accent, 0.35))}}) {
-        hud_.maskType = mask.type;
-        take(QString::fromUtf8(mask.caption), text, ProgressHUDMode::text);
+    for (const auto& [caption, mask] :
+         {std::pair("no mask", ProgressHUDMaskType::none()), std::pair("clear mask", ProgressHUDMaskType::clear()),
+          std::pair("black mask", ProgressHUDMaskType::black()),
+          std::pair("own mask", ProgressHUDMaskType::custom(hexColor(theme::accent, 0.35)))}) {
+        hud_.maskType = mask;
+        take(caption, text, ProgressHUDMode::text);
     }
     hud_.maskType = ProgressHUDMaskType::none();
     hud_.position = ProgressHUDPosition::top;

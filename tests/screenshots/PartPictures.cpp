@@ -1,5 +1,7 @@
 #include "Sheet.h"
 
+#include "Tools/PopView/Pixels.h"
+
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Factories.h>
@@ -52,10 +54,7 @@ class PartPictures : public ::testing::Test {
 protected:
     PartPictures() {
         page_.resize(520, 380);
-        page_.setAutoFillBackground(true);
-        QPalette colors = page_.palette();
-        colors.setColor(QPalette::Window, hexColor(theme::pageGround));
-        page_.setPalette(colors);
+        paintGround(page_, hexColor(theme::pageGround));
         page_.show();
     }
 
@@ -112,10 +111,7 @@ TEST_F(PartPictures, Icons) {
                               : name.startsWith("translate_up") ? hexColor(theme::sessionWindow)
                                                                 : QColor(Qt::white);
         QLabel label;
-        label.setAutoFillBackground(true);
-        QPalette colors = label.palette();
-        colors.setColor(QPalette::Window, ground);
-        label.setPalette(colors);
+        paintGround(label, ground);
         label.setAlignment(Qt::AlignCenter);
         label.resize(120, 72);
         label.setPixmap(QIcon(QString(":/icons/") + name).pixmap(QSize(96, 54), 2.0));

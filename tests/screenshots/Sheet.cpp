@@ -28,6 +28,19 @@ bool save(const QImage& page, const QString& file) {
     return writer.write(page);
 }
 
+/// The widget's picture, its points `scale` pixels wide.
+QImage pictureOf(QWidget& widget, int scale) {
+    QImage picture(widget.size() * scale, QImage::Format_ARGB32_Premultiplied);
+    picture.setDevicePixelRatio(scale);
+    QPainter painter(&picture);
+    QLinearGradient ground(0, 0, widget.width(), widget.height());
+    ground.setColorAt(0, QColor(206, 222, 240));
+    ground.setColorAt(1, QColor(244, 232, 216));
+    painter.fillRect(widget.rect(), ground);
+    widget.render(&painter, {}, {}, QWidget::DrawChildren);
+    return picture;
+}
+
 } // namespace
 
 Sheet& Sheet::shared() {
@@ -49,11 +62,6 @@ void Sheet::add(const QString& caption, QWidget& widget) {
         picture.setDevicePixelRatio(1);
 }
 
-void Sheet::add(const QString& caption, const QImage& picture) {
-    sections_.at(current_).groups.push_back({caption, {picture}});
-    sections_.at(current_).groups.back().pictures.front().setDevicePixelRatio(1);
-}
-
 bool Sheet::write(const QString& folder) const {
     QString text = "# Screenshots\n\n`./dev screenshots` draws these pages anew, each look at the scales 1 "
                    "and 2.\n";
@@ -69,18 +77,6 @@ bool Sheet::write(const QString& folder) const {
     }
     QFile readme(folder + QString("/README.md"));
     return readme.open(QIODevice::WriteOnly) && readme.write(text.toUtf8()) > 0 && readme.flush();
-}
-
-QImage pictureOf(QWidget& widget, int scale) {
-    QImage picture(widget.size() * scale, QImage::Format_ARGB32_Premultiplied);
-    picture.setDevicePixelRatio(scale);
-    QPainter painter(&picture);
-    QLinearGradient ground(0, 0, widget.width(), widget.height());
-    ground.setColorAt(0, QColor(206, 222, 240));
-    ground.setColorAt(1, QColor(244, 232, 216));
-    painter.fillRect(widget.rect(), ground);
-    widget.render(&painter, {}, {}, QWidget::DrawChildren);
-    return picture;
 }
 
 } // namespace parlowen::screenshots

@@ -18,7 +18,6 @@ public:
     void section(const QString& title);
     /// Takes the widget's picture at the scales 1 and 2, on a ground that shows through where the widget is clear.
     void add(const QString& caption, QWidget& widget);
-    void add(const QString& caption, const QImage& picture);
 
     /// Writes the pages as PNG files, and a README.md that shows them, into the folder, which must exist. False when
     /// one of them cannot be written.
@@ -38,8 +37,5 @@ private:
     std::vector<Section> sections_;
     std::size_t current_ = 0;
 };
-
-/// The widget's picture, its points `scale` pixels wide.
-QImage pictureOf(QWidget& widget, int scale);
 
 } // namespace parlowen::screenshots

@@ -2,48 +2,14 @@
 
 #include "Answers/QuestionKind.h"
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
-#include <boost/asio/io_context.hpp>
 #include <gtest/gtest.h>
 
 using namespace parlowen::service;
-using boost::asio::awaitable;
-using namespace std::chrono_literals;
 using Kind = QuestionKind;
 
 namespace {
 
 bool has(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
-
-/// Writes down what reaches it; wants so many pieces and no more.
-class RecordingSink final : public AnswerSink {
-public:
-    explicit RecordingSink(std::size_t wanted)
-        : wanted_(wanted) {}
-    awaitable<bool> piece(std::string_view text) override {
-        pieces.emplace_back(text);
-        order.push_back('p');
-        co_return pieces.size() < wanted_;
-    }
-    awaitable<bool> pause(std::chrono::milliseconds duration) override {
-        EXPECT_EQ(duration, 7ms);
-        order.push_back('-');
-        co_return true;
-    }
-
-    std::vector<std::string> pieces;
-    std::string order;
-
-private:
-    std::size_t wanted_;
-};
-
-void run(Outline& outline, const Question& question, AnswerSink& sink) {
-    boost::asio::io_context context;
-    boost::asio::co_spawn(context, outline.answer(question, sink), boost::asio::detached);
-    context.run();
-}
 
 struct Example {
     Kind kind;
@@ -96,22 +62,6 @@ TEST(Outline, IsWordedWithAndWithoutAPosition) {
         const std::string odd = outlineFor({.type = 2, .text = text, .position = "{role}{position}"});
         EXPECT_TRUE(has(odd, "{role}{position}")) << odd;
     }
-}
-
-TEST(Outline, GoesOutInSmallPiecesTheFirstAtOnce) {
-    const Question question{.text = "你好", .position = "QA"};
-    Outline outline({.charactersEach = 5, .pause = 7ms});
-    RecordingSink all(1'000);
-    run(outline, question, all);
-    std::string joined;
-    for (const std::string& piece : all.pieces)
-        joined += piece;
-    EXPECT_EQ(joined, outlineFor(question));
-    EXPECT_EQ(all.order.substr(0, 4), "p-p-");
-
-    RecordingSink three(3);
-    run(outline, question, three);
-    EXPECT_EQ(three.pieces.size(), 3U) << "ends when nobody reads any more";
 }
 
 TEST(QuestionKind, IsToldByTheWords) {

@@ -1,42 +1,88 @@
 #pragma once
 
 #include <Wire/SpeechMessage.h>
-#include <chrono>
-#include <cstdint>
-#include <memory>
-#include <optional>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/websocket/ssl.hpp>
+#include <boost/beast/websocket/stream.hpp>
 #include <span>
-#include <string>
-#include <utility>
-#include <vector>
+
+#include "support/ServiceClient.h"
 
 namespace parlowen::testing {
+
+namespace websocket = boost::beast::websocket;
 
 /// A client of the speech gateway on 127.0.0.1 that blocks. What takes longer than a minute counts as its end.
 class GatewayClient {
 public:
     /// The `target` holds path and query; the token goes into the header unless it is empty.
-    GatewayClient(std::uint16_t port, const std::string& authority, const std::string& target,
-                  const std::string& token);
-    ~GatewayClient();
+    GatewayClient(std::uint16_t port, const std::string& authority, const std::string& target, const std::string& token)
+        : connection_(port, authority, "127.0.0.1", std::chrono::minutes(1)) {
+        socket_.set_option(websocket::stream_base::decorator([token](websocket::request_type& request) {
+            if (!token.empty())
+                request.set(boost::beast::http::field::authorization, "Bearer " + token);
+            request.set("X-ConnectionId", wire::guidWithoutDashes());
+        }));
+        connection_.run([&](const Connection::Done& done) {
+            socket_.async_handshake(response_, "127.0.0.1", target, [done](auto error) { done(error, 0); });
+        });
+    }
 
     /// Of the upgrade: 101 when the connection is open.
-    unsigned status() const;
+    unsigned status() const { return response_.result_int(); }
 
-    void send(const std::string& frame, bool text = true);
+    void send(const std::string& frame, bool text = true) {
+        socket_.text(text);
+        connection_.run([&](const Connection::Done& done) { socket_.async_write(boost::asio::buffer(frame), done); });
+    }
     /// Configuration, context and all the audio of a turn in messages of 100 ms, and its end.
-    void sendTurn(const std::string& requestId, const std::string& context, std::span<const std::int16_t> samples);
+    void sendTurn(const std::string& requestId, const std::string& context, std::span<const std::int16_t> samples) {
+        const auto sendPart = [&](const char* path, std::string body, bool binary) {
+            send(wire::encode({{{"Path", path}, {"X-RequestId", requestId}, {"X-Timestamp", wire::timestampNow()}},
+                               std::move(body),
+                               binary}),
+                 !binary);
+        };
+        sendPart("speech.config", R"({"context":{"system":{"name":"test"}}})", false);
+        sendPart("speech.context", context, false);
+        sendPart("audio", wire::waveHeader(), true);
+        while (!samples.empty()) {
+            const auto piece = samples.first(std::min<std::size_t>(1'600, samples.size()));
+            samples = samples.subspan(piece.size());
+            sendPart("audio", {reinterpret_cast<const char*>(piece.data()), piece.size_bytes()}, true);
+        }
+        sendPart("audio", {}, true);
+    }
 
     /// The next message; none once the connection has ended.
-    std::optional<wire::SpeechMessage> receive();
+    std::optional<wire::SpeechMessage> receive() {
+        boost::beast::flat_buffer buffer;
+        if (connection_.run([&](const Connection::Done& done) { socket_.async_read(buffer, done); }))
+            return std::nullopt;
+        return wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+    }
     /// All up to and including the next "turn.end", or the end of the connection.
-    std::vector<wire::SpeechMessage> receiveTurn();
+    std::vector<wire::SpeechMessage> receiveTurn() {
+        std::vector<wire::SpeechMessage> result;
+        while (auto message = receive()) {
+            result.push_back(std::move(*message));
+            if (result.back().path() == "turn.end")
+                break;
+        }
+        return result;
+    }
     /// Why the server closed, once receive() gave none: code and reason. Code 1006: without a word.
-    std::pair<unsigned, std::string> closed() const;
+    std::pair<unsigned, std::string> closed() const {
+        const auto& reason = socket_.reason();
+        if (reason.code == websocket::close_code::none)
+            return {1006, ""};
+        return {reason.code, std::string(reason.reason.data(), reason.reason.size())};
+    }
 
 private:
-    struct Impl;
-    std::unique_ptr<Impl> impl;
+    Connection connection_;
+    websocket::stream<Connection::Stream&> socket_{connection_.stream()};
+    websocket::response_type response_;
 };
 
 } // namespace parlowen::testing
