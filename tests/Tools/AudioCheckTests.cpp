@@ -7,7 +7,6 @@
 #include <support/WaitFor.h>
 
 #include <cmath>
-#include <semaphore>
 
 namespace parlowen {
 namespace {
@@ -89,32 +88,6 @@ TEST_F(AudioCheckTest, SaysWhatIsThereWhatIsMissingAndWhatToDo) {
     EXPECT_THAT(check(AVAuthorizationStatus::Denied), HasSubstr("problem The audio server does not let"));
     server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
     EXPECT_THAT(check(), AllOf(HasSubstr("problem No audio server answers."), Not(HasSubstr("loop-back"))));
-}
-
-TEST_F(AudioCheckTest, ASoundCheckThatIsCancelledGivesTheDevicesBackAndEndsOnce) {
-    for (const bool whileListening : {false, true}) {
-        std::atomic<bool> listens = false;
-        std::binary_semaphore go(0);
-        std::vector<std::string> told;
-        const auto check = ListenCheck::make(server, std::make_shared<RouterJournal>(journalPath), [&] {
-            listens = true;
-            go.acquire();
-            return ChirpResult{{}, true, 0, 0};
-        });
-        check->start([&told](const ChirpResult& result) { told.push_back(ListenCheck::text(result).toStdString()); });
-        EXPECT_EQ(defaultInput(), "loop");
-        if (whileListening) {
-            EXPECT_TRUE(waitFor([&listens] { return listens.load(); }));
-        }
-        check->cancel();
-        EXPECT_THAT(told, ::testing::ElementsAre(HasSubstr("could not be made: it was interrupted.")));
-        EXPECT_EQ(defaultInput() + " " + defaultOutput(), "camera speakers");
-        EXPECT_FALSE(journalExists());
-        go.release();
-        EXPECT_TRUE(waitFor([&check] { return check.use_count() == 1; })) << "all that was to come has come";
-        EXPECT_EQ(listens, whileListening);
-        EXPECT_EQ(told.size(), 1U);
-    }
 }
 
 TEST_F(AudioCheckTest, TheSoundCheckLeavesARunningSessionsDevicesAlone) {

@@ -50,14 +50,18 @@ private:
 
 LanguageListModel language(const char* name, const char* original, const char* translation) {
     LanguageListModel model;
-    model.name = QString::fromUtf8(name);
-    model.original_key = QString::fromUtf8(original);
-    model.translation_key = QString::fromUtf8(translation);
+    model.name = name;
+    model.original_key = original;
+    model.translation_key = translation;
     return model;
 }
 
 std::string body(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+}
+
+QJsonObject phrase(const char* kind, const QString& text) {
+    return {{"RecognitionStatus", "Success"}, {kind, text}, {"Offset", 0}, {"Duration", 0}};
 }
 
 } // namespace
@@ -127,17 +131,13 @@ void SessionRig::partial(const QString& text) {
 
 void SessionRig::final(const QString& text) {
     const std::size_t before = page().topArr().size();
-    speech().send("speech.phrase",
-                  body({{"RecognitionStatus", "Success"}, {"DisplayText", text}, {"Offset", 0}, {"Duration", 0}}));
+    speech().send("speech.phrase", body(phrase("DisplayText", text)));
     ASSERT_TRUE(rows(before + 1));
 }
 
 void SessionRig::translated(const QString& member, const QString& text, const QString& translation) {
     const bool isFinal = member == "SpeechPhrase";
-    const QJsonObject sentence{{"RecognitionStatus", "Success"},
-                               {isFinal ? QString("DisplayText") : QString("Text"), text},
-                               {"Offset", 0},
-                               {"Duration", 0}};
+    const QJsonObject sentence = phrase(isFinal ? "DisplayText" : "Text", text);
     const QJsonObject target{{"Language", "es"}, {"DisplayText", translation}};
     const std::size_t before = page().topArr().size();
     speech().send("translation.response",

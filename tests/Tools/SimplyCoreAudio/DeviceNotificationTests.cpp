@@ -85,19 +85,6 @@ TEST_F(DeviceNotificationTest, EachChangeHasItsName) {
     }
 }
 
-TEST_F(DeviceNotificationTest, ADeviceMayGoWithItsOwnNotification) {
-    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
-    const auto pool = AudioObjectPool::shared(server);
-    auto device = pool->device(id);
-    server->notify(id, {fourCC("lnam")});
-    server->drainListeners();
-    device.reset();
-    EXPECT_NE(pool->lookup(id), nullptr) << "the notification on its way holds it";
-    EXPECT_EQ(takeNotifications().size(), 1U);
-    EXPECT_EQ(pool->size(), 0U);
-    EXPECT_EQ(server->listenerCount(), 0U);
-}
-
 TEST_F(DeviceNotificationTest, TheListNotificationTellsWhatCameAndWent) {
     server->setDevice(sink("a", "Speakers"));
     const SimplyCoreAudio simply(server);

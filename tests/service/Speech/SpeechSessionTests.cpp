@@ -116,17 +116,6 @@ TEST_F(SpeechSessionTest, APlainTurnFromContextToEnd) {
         EXPECT_EQ(message.requestId(), "turn1");
 }
 
-TEST_F(SpeechSessionTest, DetailedPhrasesListAlternatives) {
-    connect("/speech/recognition/interactive/cognitiveservices/v1", {{"language", "en-us"}, {"format", "Detailed"}});
-    audio(waveHeader(), ""); // no context, and no request id
-    heard(Kind::Final, "Why I?", 1, 2);
-    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.phrase"));
-    EXPECT_EQ(sent.back().requestId().size(), 32U);
-    EXPECT_FALSE(body().contains("DisplayText"));
-    EXPECT_EQ(body().at("NBest"), R"([{"Confidence":0.5,"Lexical":"why i","ITN":"why i","MaskedITN":"why i",
-        "Display":"Why I?"}])"_json);
-}
-
 TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
     context(translationContext);
     heard(Kind::Partial, "good", 5, 6);
@@ -148,27 +137,9 @@ TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
     EXPECT_EQ(body(2).at("SpeechPhrase").at("RecognitionStatus"), "NoMatch");
 }
 
-TEST_F(SpeechSessionTest, PlainMessagesComeBesideTranslatedOnesWhenTheyAreNotSwitchedOff) {
-    auto wanted = json::parse(translationContext);
-    wanted["phraseOutput"] = json::object();
-    wanted["phraseDetection"]["onInterim"]["action"] = "None";
-    context(wanted.dump());
-    heard(Kind::Partial, "good");
-    heard(Kind::Final, "Good.");
-    EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.hypothesis", "speech.phrase", "translation.response"));
-    EXPECT_THAT(translator->asked, ElementsAre("Good."));
-}
-
 TEST_F(SpeechSessionTest, TheOlderTranslationPathNestsItsTexts) {
     connect("/speech/translation/cognitiveservices/v1", {{"from", "en-US"}, {"to", "es,fr-FR"}});
     context(R"({})");
-    heard(Kind::Partial, "good", 1, 2);
-    heard(Kind::Final, "Good.", 1, 3);
-    heard(Kind::Failed, "out of breath");
-    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.phrase", "turn.end"))
-        << "the failure came before the translations were there";
-
-    context(R"({})", "turn2");
     heard(Kind::Partial, "good", 1, 2);
     settle();
     heard(Kind::Final, "Good.", 1, 3);
@@ -229,10 +200,6 @@ TEST_F(SpeechSessionTest, WhatIsNotOfferedEndsTheConnectionAndNamesWhatIs) {
     EXPECT_EQ(refusal("en-US", "en"), "translation en-US to en is not offered; offered: en to es, en to fr");
     EXPECT_THAT(refusal(std::string(3'000, 'x'), ""), HasSubstr("offered: en-US"));
     EXPECT_THAT(refusal("\xe4\xb8\xad", ""), HasSubstr("locale ??? is"));
-    connect("/stt/speech/universal/v2", {});
-    const auto close = audio("ab");
-    ASSERT_TRUE(close);
-    EXPECT_THAT(close->reason, HasSubstr("no language is named; offered: en-US"));
     EXPECT_THAT(sent, IsEmpty());
 }
 
