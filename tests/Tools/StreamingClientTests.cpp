@@ -152,6 +152,15 @@ TEST_F(StreamingClientTest, CancellingMidAnswerStopsTheText) {
     expectOneEnd("❌ 流式连接错误：已取消");
 }
 
+TEST_F(StreamingClientTest, CancellingBetweenTwoLinesOfOneDeliveryDropsTheSecond) {
+    const auto running = client();
+    model_->setOnUpdate([weak = std::weak_ptr(running)](const QString&) { weak.lock()->cancel(); });
+    server_.enqueue({Reply::eventStream().bytes + chunk(event("a") + event("b"))});
+    running->start();
+    expectOneEnd("❌ 流式连接错误：已取消");
+    EXPECT_EQ(model_->responseText(), "a");
+}
+
 TEST_F(StreamingClientTest, NothingIsSentWhenCancelledBeforeOrWithoutAUrl) {
     const auto cancelled = client();
     cancelled->cancel();
