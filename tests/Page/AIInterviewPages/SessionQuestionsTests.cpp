@@ -2,6 +2,7 @@
 
 #include <Tools/StreamModel.h>
 
+#include <QAbstractItemModelTester>
 #include <QJsonObject>
 #include <QScrollBar>
 #include <QTest>
@@ -126,6 +127,7 @@ TEST_F(SessionQuestionsTest, UndoingTakesNoSentenceAway) {
 
 TEST_F(SessionQuestionsTest, EachPressStartsANewListAndNumbersGoOn) {
     openManual();
+    const QAbstractItemModelTester tester(answers().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
     final("One.");
     pressAnswer();
     ASSERT_TRUE(asked(1));

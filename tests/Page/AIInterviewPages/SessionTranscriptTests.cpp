@@ -1,6 +1,8 @@
 #include "SessionRig.h"
 
+#include <QAbstractItemModelTester>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <QWheelEvent>
 
 namespace parlowen {
@@ -30,6 +32,8 @@ protected:
 
 TEST_F(SessionTranscriptTest, TheSentenceInProgressIsTheLastRowAndRowsKnowWhenTheyBeganAndEnded) {
     open();
+    const QAbstractItemModelTester tester(transcript().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    const QSignalSpy removed(transcript().model(), &QAbstractItemModel::rowsRemoved);
     std::vector<std::string> heard;
     AIInterviewDetailController::Observer observer;
     observer.partial = [&](const auto& row, int index) {
@@ -55,6 +59,8 @@ TEST_F(SessionTranscriptTest, TheSentenceInProgressIsTheLastRowAndRowsKnowWhenTh
     final("So tell me.");
     EXPECT_FALSE(page().centerModel());
     EXPECT_EQ(transcript().model()->rowCount(), 3);
+    EXPECT_EQ(removed.count(), 0) << "it turns into a finished row in its place";
+    EXPECT_EQ(transcript().model()->index(2, 0).data(Qt::AccessibleTextRole).toString().toStdString(), "3:So tell me.");
     EXPECT_TRUE(page().streamModels().empty()) << "without settings nothing is asked";
     const struct {
         std::optional<qint64> start;
