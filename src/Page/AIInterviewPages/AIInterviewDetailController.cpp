@@ -30,6 +30,9 @@ AIInterviewDetailController::~AIInterviewDetailController() {
     // A page may be destroyed without its window having been closed.
     if (azTokenManager_)
         windowWillClose();
+    // A question that came while the window was closing has an answer under way that no one else ends.
+    for (const auto& client : answers_->clients())
+        client->cancel();
 }
 
 const std::optional<KXTranslationHistoryDetailsModel>& AIInterviewDetailController::centerModel() const {

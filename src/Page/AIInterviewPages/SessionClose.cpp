@@ -1,5 +1,6 @@
 #include "AIInterviewDetailController.h"
 #include "AnswersModel.h"
+#include "TranscriptModel.h"
 
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/ConsoleLog.h>
@@ -27,6 +28,9 @@ void AIInterviewDetailController::windowWillClose() {
     if (isClosing_)
         return;
     isClosing_ = true;
+    // What still arrives is kept, but no list follows it any more.
+    transcript_->blockSignals(true);
+    answers_->blockSignals(true);
     closeSession();
 }
 

@@ -29,14 +29,13 @@ std::shared_ptr<StreamModel> AIInterviewDetailController::makeQuestion(const QSt
 }
 
 void AIInterviewDetailController::sendQuestion(const QString& question) {
-    // A question that is asked while the window closes would have no one to end its answer.
-    if (!interviewModel_ || isClosing_)
+    if (!interviewModel_)
         return;
     const std::shared_ptr<StreamModel> model = makeQuestion(question);
     const int row = answers_->count();
     attachUpdates(row, model);
     reloadAnswers([&] { answers_->append(model); });
-    if (observer_.asked)
+    if (!isClosing_ && observer_.asked)
         observer_.asked(model);
     const std::shared_ptr<StreamingClient> client = StreamingClient::make(model, services_.streaming);
     answers_->keepClient(client);

@@ -25,24 +25,20 @@ Row makeRow(const QString& text, const QString& translation, std::optional<qint6
 } // namespace
 
 void AIInterviewDetailController::partialSentence(const QString& text, const QString& translation) {
-    if (isClosing_)
-        return;
     const auto known = centerStart(*transcript_);
     const Row row = makeRow(text, translation, known ? known : useTimeCount_, 0);
     reloadTranscript([&] { transcript_->setCenterModel(row); });
-    if (observer_.partial)
+    if (!isClosing_ && observer_.partial)
         observer_.partial(row, static_cast<int>(topArr().size()));
 }
 
 void AIInterviewDetailController::finalSentence(const QString& text, const QString& translation) {
-    if (isClosing_)
-        return;
     auto start = centerStart(*transcript_);
     if (!start && !topArr().empty())
         start = topArr().back().end;
     const Row row = makeRow(text, translation, start, useTimeCount_);
     reloadTranscript([&] { transcript_->finish(row); });
-    if (observer_.final)
+    if (!isClosing_ && observer_.final)
         observer_.final(row, static_cast<int>(topArr().size()) - 1);
     dispatchQuestion(text);
 }

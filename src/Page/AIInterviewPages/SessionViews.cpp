@@ -146,12 +146,16 @@ void AIInterviewDetailController::hoverPin(bool inside) {
 }
 
 void AIInterviewDetailController::reloadTranscript(const std::function<void()>& change) {
-    if (!isClosing_)
+    if (isClosing_)
+        change();
+    else
         topTableView_->keepPlace(change);
 }
 
 void AIInterviewDetailController::reloadAnswers(const std::function<void()>& change) {
-    if (!isClosing_)
+    if (isClosing_)
+        change();
+    else
         bottomTableView_->keepPlace(change);
 }
 

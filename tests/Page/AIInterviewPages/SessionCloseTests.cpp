@@ -46,6 +46,7 @@ TEST_F(SessionCloseTest, ClosingMidAnswerStopsItsText) {
     ASSERT_TRUE(waitFor([this] { return shown(answers(), 0) == "开始"; }));
     const auto model = page().streamModels().at(0);
     close();
+    const int height = answers().contentHeight();
     answerPiece("还有");
     EXPECT_TRUE(waitFor([this] { return answerServer_.isConnectionClosed(); }));
     EXPECT_EQ(model->responseText().toStdString(), "开始");
@@ -53,7 +54,11 @@ TEST_F(SessionCloseTest, ClosingMidAnswerStopsItsText) {
     model->append("迟到");
     page().sendQuestion("迟到的问题");
     EXPECT_TRUE(holdsFor([this] { return shown(answers(), 0) == "开始"; }, 100));
-    EXPECT_EQ(page().streamModels().size(), 1U);
+    EXPECT_EQ(answers().contentHeight(), height);
+    EXPECT_EQ(page().streamModels().size(), 2U) << "kept, though no list shows it";
+    ASSERT_TRUE(asked(2));
+    window_.reset();
+    EXPECT_TRUE(waitFor([this] { return answerServer_.isConnectionClosed(); })) << "no answer outlives its page";
 }
 
 TEST_F(SessionCloseTest, BeforeTheFirstTokenThereIsNothingToStop) {

@@ -58,6 +58,7 @@ TEST_F(AudioObjects, ReadsThatCannotBeAnsweredLeaveTheDataAlone) {
 TEST_F(AudioObjects, DefaultsAreWrittenWithDevicesThatFit) {
     EXPECT_EQ(setDefault(server, fourCC("sOut"), output), 0);
     EXPECT_EQ(value<AudioObjectID>(server, systemObject, {fourCC("dOut")}), output);
+    EXPECT_EQ(setDefault(server, fourCC("dIn "), mic), 0);
     EXPECT_EQ(setDefault(server, fourCC("dIn "), loop), 0); // its monitor
     EXPECT_EQ(value<AudioObjectID>(server, systemObject, {fourCC("dIn ")}), loop);
 
