@@ -58,6 +58,7 @@ public:
 
     bool waitForChunks(std::size_t count) {
         std::unique_lock lock(mutex_);
+        awaited_ = count;
         return more_.wait_for(lock, std::chrono::minutes(1), [this, count] { return chunks_ >= count; });
     }
 
@@ -78,8 +79,8 @@ private:
                                       output->frameLength() * sizeof(std::int16_t)));
         read();
         const std::lock_guard lock(mutex_);
-        ++chunks_;
-        more_.notify_all();
+        if (++chunks_ == awaited_)
+            more_.notify_all();
     }
 
     void read() {
@@ -99,6 +100,7 @@ private:
     std::mutex mutex_;
     std::condition_variable more_;
     std::size_t chunks_ = 0;
+    std::size_t awaited_ = 0; ///< whoever waits is woken once, not at every chunk: nobody does that in a session
     SerialQueue queue_{"conversionQueue"}; // goes first
 };
 

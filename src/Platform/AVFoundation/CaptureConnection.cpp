@@ -39,22 +39,21 @@ void onSource(pa_context* /*context*/, const pa_source_info* info, int last, voi
 } // namespace
 
 CaptureConnection::Lock::Lock(CaptureConnection& connection)
-    : loop_(connection.loop_.get()) {
-    pa_threaded_mainloop_lock(loop_);
+    : loop_(connection.loop_) {
+    loop_.lock();
 }
 
-CaptureConnection::Lock::~Lock() { pa_threaded_mainloop_unlock(loop_); }
+CaptureConnection::Lock::~Lock() { loop_.unlock(); }
 
 CaptureConnection::CaptureConnection()
-    : loop_(pa_threaded_mainloop_new())
-    , context_(pa_context_new(pa_threaded_mainloop_get_api(loop_.get()), "Parlowen")) {}
+    : context_(pa_context_new(loop_.api(), "Parlowen")) {}
 
 CaptureConnection::~CaptureConnection() {
     {
         const Lock lock(*this);
         releaseContext();
     }
-    pa_threaded_mainloop_stop(loop_.get());
+    loop_.stop();
 }
 
 void CaptureConnection::releaseContext() {
@@ -72,7 +71,7 @@ void CaptureConnection::onContextState(pa_context* /*context*/, void* data) {
 
 void CaptureConnection::reconnect() {
     releaseContext();
-    context_.reset(pa_context_new(pa_threaded_mainloop_get_api(loop_.get()), "Parlowen"));
+    context_.reset(pa_context_new(loop_.api(), "Parlowen"));
     pa_context_set_state_callback(context_.get(), onContextState, this);
     pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
 }
@@ -89,8 +88,7 @@ std::unique_ptr<CaptureConnection> CaptureConnection::open(QString* error, int* 
 
 bool CaptureConnection::connect(Start start) {
     pa_context_set_state_callback(context_.get(), onContextState, this);
-    if (pa_threaded_mainloop_start(loop_.get()) < 0)
-        return false;
+    loop_.start();
     const Lock lock(*this);
     const pa_context_flags_t flags = start == Start::Never ? PA_CONTEXT_NOAUTOSPAWN : PA_CONTEXT_NOFLAGS;
     if (pa_context_connect(context_.get(), nullptr, flags, nullptr) < 0)
@@ -108,13 +106,13 @@ bool CaptureConnection::waitFor(const std::function<bool()>& condition, std::chr
         pa_rtclock_now() + static_cast<pa_usec_t>(std::max<std::int64_t>(bound.count(), 0)) * PA_USEC_PER_MSEC,
         onDeadline, &deadline);
     while (!condition() && !deadline.passed)
-        pa_threaded_mainloop_wait(loop_.get());
+        loop_.wait();
     if (timer)
-        pa_threaded_mainloop_get_api(loop_.get())->time_free(timer);
+        loop_.api()->time_free(timer);
     return condition();
 }
 
-void CaptureConnection::wake() { pa_threaded_mainloop_signal(loop_.get(), 0); }
+void CaptureConnection::wake() { loop_.signal(); }
 
 int CaptureConnection::lastErrorCode() const {
     const int code = pa_context_errno(context_.get());

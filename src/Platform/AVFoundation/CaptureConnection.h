@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CaptureLoop.h"
+
 #include <QString>
 #include <chrono>
 #include <functional>
@@ -57,7 +59,7 @@ public:
         Lock& operator=(const Lock&) = delete;
 
     private:
-        pa_threaded_mainloop* loop_;
+        CaptureLoop& loop_;
     };
 
     /// Waits, under the lock, until the condition holds; false when it took too long. Whoever changes what the
@@ -67,15 +69,14 @@ public:
     void wake();
 
     pa_context* context() const { return context_.get(); }
-    pa_mainloop_api* loopApi() const { return pa_threaded_mainloop_get_api(loop_.get()); }
+    pa_mainloop_api* loopApi() const { return loop_.api(); }
+    /// See CaptureLoop::restUntil().
+    void restUntil(CaptureLoop::Clock::time_point time) { loop_.restUntil(time); }
     /// What the library said last: its error code, and that in English.
     int lastErrorCode() const;
     QString lastError() const;
 
 private:
-    struct FreeLoop {
-        void operator()(pa_threaded_mainloop* loop) const { pa_threaded_mainloop_free(loop); }
-    };
     struct FreeContext {
         void operator()(pa_context* context) const { pa_context_unref(context); }
     };
@@ -86,7 +87,7 @@ private:
     static void onContextState(pa_context* context, void* data);
     void releaseContext();
 
-    std::unique_ptr<pa_threaded_mainloop, FreeLoop> loop_;
+    CaptureLoop loop_;
     std::unique_ptr<pa_context, FreeContext> context_;
     std::function<void()> stateChanged_;
 };

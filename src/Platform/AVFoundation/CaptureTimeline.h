@@ -27,6 +27,9 @@ public:
     /// Adds frames, silent ones when `samples` is null.
     void append(const float* samples, std::size_t frames) { chunks_.append(samples, frames); }
 
+    /// How many frames the next buffer still needs.
+    std::size_t framesMissing() const { return chunks_.framesMissing(); }
+
     /// What comes next does not follow the sound before.
     void interrupt() { interrupted_ = started_; }
     bool isInterrupted() const { return interrupted_; }

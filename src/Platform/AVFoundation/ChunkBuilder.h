@@ -16,6 +16,8 @@ public:
     /// Adds frames, silent ones when `samples` is null, and hands each full buffer to the sink. Frames for which there
     /// is no memory are dropped.
     void append(const float* samples, std::size_t frames);
+    /// How many frames the next buffer still needs: from 1 to the size of a buffer.
+    std::size_t framesMissing() const { return framesPerBuffer_ - (buffer_ ? buffer_->frameLength() : 0); }
 
 private:
     std::size_t fill(const float* samples, std::size_t frames);

@@ -1,5 +1,6 @@
 #include "PulseRecording.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -108,6 +109,20 @@ void PulseRecording::readAll() {
         pa_stream_drop(stream_.get());
         done += bytes;
     }
+    restWhileBufferFills(readable / frameSize);
+}
+
+/// The server gives its pieces one after another, of much the same length; only the one that makes a buffer full
+/// matters.
+void PulseRecording::restWhileBufferFills(std::size_t piece) {
+    const std::size_t missing = timeline_.framesMissing();
+    if (piece == 0 || missing <= piece)
+        return;
+    const std::size_t others = (missing - 1) / piece * piece;
+    const std::size_t frames =
+        std::min(others + piece / 4, missing); // a little later, for the last of them to be there
+    connection_.restUntil(CaptureLoop::Clock::now() +
+                          std::chrono::microseconds(frames * PA_USEC_PER_SEC / source_.spec.rate));
 }
 
 } // namespace parlowen

@@ -49,6 +49,7 @@ private:
     bool openStream();
     void closeStream();
     void readAll();
+    void restWhileBufferFills(std::size_t piece);
 
     void keepFollowing();
     void subscribe();
