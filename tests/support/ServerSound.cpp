@@ -17,8 +17,8 @@ constexpr unsigned rate = 48'000;
 constexpr std::size_t window = rate / 20;
 
 QStringList arguments(const QString& server, const QString& device) {
-    return {"--server=" + server, "--device=" + device, "--raw", "--format=float32le", QString("--rate=%1").arg(rate),
-            "--channels=1",       "--latency-msec=50"};
+    return {"--server=" + server, "--device=" + device,           "--raw",
+            "--format=float32le", QString("--rate=%1").arg(rate), "--channels=1"};
 }
 
 std::vector<float> tone(double amplitude, std::size_t seconds) {
@@ -70,7 +70,8 @@ PlayedTone::~PlayedTone() {
 double recordedLevel(const QString& server, const QString& source, int milliseconds) {
     QProcess recorder;
     endWithParent(recorder);
-    recorder.start("pacat", arguments(server, source) << "--record");
+    recorder.start("pacat", arguments(server, source) << "--record"
+                                                      << "--latency-msec=50");
     QByteArray recorded;
     double level = 0;
     waitFor(

@@ -37,9 +37,9 @@ protected:
 
 TEST_F(PulseCaptureTest, CapturesWhatIsPlayedInTheSourcesOwnShape) {
     start({"module-null-sink sink_name=call rate=44100 channels=1 format=float32le norewinds=1"});
-    const PlayedTone tone(server->address(), "call");
     ASSERT_EQ(source->start(2048, into(sound)), std::nullopt);
     EXPECT_EQ(source->format(), floatFormat(44100, 1));
+    const PlayedTone tone(server->address(), "call"); // an idle sink would take the tone's rate
     EXPECT_NE(source->start(1024, into(sound)), std::nullopt) << "it runs already";
     const auto isLoud = [](const Buffer& buffer) {
         return std::ranges::any_of(std::span(buffer->floatChannelData(0), 2048), [](float s) { return s > 0.4F; });
