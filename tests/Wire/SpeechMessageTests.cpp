@@ -26,6 +26,7 @@ TEST(SpeechMessageTest, RoundTripsKeepEveryByte) {
     const auto back = decodeBinary(encode(message)).value();
     EXPECT_EQ(back.headers, message.headers);
     EXPECT_EQ(back.body, message.body);
+    EXPECT_TRUE(back.binary);
 }
 
 TEST(SpeechMessageTest, HeadersInAnyCaseAndOrderWithAndWithoutBlanksAndLineEnd) {
@@ -48,6 +49,7 @@ TEST(SpeechMessageTest, SaysWhatIsWrong) {
         {false, "\r\n\r\n{}", "no headers"},
         {false, "Path a\r\n\r\n", "no colon"},
         {false, ": a\r\n\r\n", "no name"},
+        {false, "Path: a\nX: b\r\n\r\n", "control character"},
         {false, std::string("Path: a\0b\r\n\r\n", 13), "control character"},
         {false, long8192 + "\r\n", "longer than 8192"},
         {true, "\x01", "missing"},
@@ -87,6 +89,11 @@ TEST(SpeechMessageTest, WhatIsReadFromAnyBytesCanBeWrittenAndReadAgain) {
         }
     }
     EXPECT_GT(read, 1000U);
+}
+
+TEST(WireValuesTest, GuidsAreAlwaysThirtyTwoHexadecimalDigits) {
+    for (int i = 0; i < 100; ++i)
+        EXPECT_THAT(guidWithoutDashes(), ::testing::MatchesRegex("[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}"));
 }
 
 TEST(WireValuesTest, TheWaveHeaderDescribesSixteenKilohertzMono) {

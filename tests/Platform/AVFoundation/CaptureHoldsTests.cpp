@@ -141,6 +141,17 @@ TEST_P(CaptureHoldsTest, GoesToTheNewDefaultAndSaysWhenItIsOfAnotherKindOrUnplug
     EXPECT_LT(std::abs(listener.surplus()), 0.5);
 }
 
+TEST_P(CaptureHoldsTest, StartsOnTheNextDefaultWhenItsDeviceWentBeforeTheStart) {
+    makeDefault("other.monitor");
+    source = defaultInputCapture()();
+    format = source->format();
+    unplug("other");
+    const PlayedTone sound = tone("call");
+    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    EXPECT_TRUE(listener.hearsSound()) << said();
+    EXPECT_EQ(source->format(), format) << "as it was told";
+}
+
 TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestartsAndStopsWhileItIsAway) {
     capture("call.monitor");
     for (int round = 1; round <= 3; ++round) {

@@ -25,6 +25,10 @@ TEST(Converter, IsMadeOnlyForWhatItCanDo) {
     EXPECT_FALSE(AVAudioFormat::make(AVAudioCommonFormat::Int16, std::nan(""), 2, true));
     EXPECT_FALSE(AVAudioFormat::make(AVAudioCommonFormat::Int16, 48000, 0, true));
     EXPECT_EQ(AVAudioPCMBuffer::make(floatFormat(48000, 8), std::numeric_limits<std::uint32_t>::max()), nullptr);
+    const Buffer buffer = AVAudioPCMBuffer::make(floatFormat(48000, 2), 100);
+    buffer->setFrameLength(101);
+    EXPECT_EQ(buffer->frameLength(), 100U);
+    EXPECT_EQ(buffer->int16ChannelData(0), nullptr);
 }
 
 /// A steady level shows a frame that was left out anywhere: it would stay 0.
@@ -93,6 +97,15 @@ TEST(Converter, AveragesEveryChannelOfEveryLayout) {
         for (std::size_t i = 0; i < out.size(); ++i)
             ASSERT_NEAR(out[i], expected[i], 1) << i;
     }
+}
+
+TEST(Converter, PassesTheSameRateThrough) {
+    const auto format = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16000, 1, false);
+    const Wave wave = [](std::size_t frame, int) { return static_cast<double>(frame * 7919 % 65536) / 32768 - 1; };
+    const std::vector<double> out = converted(*format, {2048, 480, 2048}, wave);
+    ASSERT_EQ(out.size(), 4576U);
+    for (std::size_t i = 0; i < out.size(); ++i)
+        ASSERT_EQ(out[i], wave(i, 0) * 32768) << i;
 }
 
 TEST(Converter, StaysSoundWhateverComesIn) {

@@ -123,6 +123,8 @@ TEST_P(AudioServers, WhatOtherProgramsChangeIsTold) {
     control({"set-sink-volume", "loop", "50%"});
     EXPECT_TRUE(waitFor([&] { return ofDevice.count("mute") == 1 && ofDevice.count("volm") == 1; }));
     EXPECT_FLOAT_EQ(value<float>(server, device("loop"), {fourCC("volm"), kAudioObjectPropertyScopeOutput}), 0.5F);
+    EXPECT_EQ(value<std::uint32_t>(server, device("loop"), {fourCC("mute"), kAudioObjectPropertyScopeOutput}), 1U);
+    EXPECT_EQ(value<std::uint32_t>(server, device("loop"), {fourCC("mute"), kAudioObjectPropertyScopeInput}), 0U);
     const PlayedTone tone(daemon->address(), "loop");
     EXPECT_TRUE(waitFor([&] { return ofDevice.count("gone") > 0; }));
 }

@@ -54,6 +54,9 @@ TEST_F(PropertyListening, EachHearsWhatItAskedFor) {
     EXPECT_THAT(heard(all), ElementsAre("lnam/glob", "goin/glob gone/glob mute/inpt volm/outp"));
     EXPECT_THAT(heard(loudness), ElementsAre("volm/outp"));
     EXPECT_THAT(heard(inputs), ElementsAre("mute/inpt"));
+    server.notify(output, {fourCC("volm"), kAudioObjectPropertyScopeInput, 2});
+    EXPECT_THAT(heard(loudness), ElementsAre("volm/inpt"));
+    EXPECT_THAT(heard(inputs), IsEmpty()) << "of another element";
 }
 
 TEST_F(PropertyListening, ARegistrationOutlivesItsDeviceAndARefusalLeavesNothing) {

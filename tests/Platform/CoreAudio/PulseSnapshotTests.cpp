@@ -23,6 +23,7 @@ TEST(PulseSnapshotTest, ASinkOfTheCombineModuleIsAnAggregate) {
     EXPECT_THAT(subDevicesWith("slaves=loop, sink_properties=x slaves='loop , card'"), ElementsAre("loop"));
     EXPECT_THAT(subDevicesWith("slaves=\"loop,gone\""), ElementsAre("loop", "gone"));
     EXPECT_THAT(subDevicesWith(""), ElementsAre("card")) << "all hardware";
+    EXPECT_EQ(state.devices().devices[2].transport, fourCC("grup"));
     EXPECT_FALSE(state.devices().devices[0].subDevices);
 }
 

@@ -133,6 +133,9 @@ TEST_F(UserDefaultsTest, GarbageAndHalfFilesAreKeptUnderAnotherName) {
         defaults.setString("key", "new");
         EXPECT_EQ(UserDefaults(path).string("key"), "new");
     }
+    QDir().mkpath(path_ + ".directory/inside");
+    UserDefaults(path_ + ".directory").setString("key", "new");
+    EXPECT_EQ(UserDefaults(path_ + ".directory").string("key"), "new") << "what is in the way is moved";
 }
 
 TEST_F(UserDefaultsTest, AFullDiskLeavesTheOldFileWholeAndSaysSo) {
@@ -148,10 +151,11 @@ TEST_F(UserDefaultsTest, AFullDiskLeavesTheOldFileWholeAndSaysSo) {
             defaults.setString("token", large);
             EXPECT_EQ(contentOf(path), before);
             EXPECT_EQ(defaults.string("token"), large) << "the session goes on with the new value";
+            EXPECT_FALSE(defaults.synchronize());
         }
-        EXPECT_THAT(log.linesWith("❌ Saving the settings to " + path), SizeIs(1));
+        EXPECT_THAT(log.linesWith("❌ Saving the settings to " + path), SizeIs(2));
         EXPECT_TRUE(defaults.synchronize());
-        EXPECT_THAT(log.lines(), SizeIs(1));
+        EXPECT_THAT(log.lines(), SizeIs(2));
         EXPECT_TRUE(contentOf(path).contains(large.toUtf8())) << "saved once there is room again";
     }
 }
@@ -161,8 +165,10 @@ TEST_F(UserDefaultsTest, ThreadsMayReadAndWriteAtOnce) {
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&defaults, thread] {
-            for (int i = 10 * thread; i < 10 * thread + 10; ++i)
+            for (int i = 10 * thread; i < 10 * thread + 10; ++i) {
                 defaults.setInteger(QString::number(i), i);
+                EXPECT_EQ(defaults.integer(QString::number(i)), i);
+            }
         });
     }
     for (std::thread& thread : threads)

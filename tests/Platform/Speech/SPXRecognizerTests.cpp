@@ -236,6 +236,9 @@ TEST_F(SPXRecognizerTest, SaysWhyItCannotBeMadeOrStarted) {
     configuration.setSpeechRecognitionLanguage("en-US");
     EXPECT_FALSE(SPXTranslationRecognizer::make(configuration, audio, &error));
     EXPECT_EQ(error, "The target language is missing");
+    configuration.addTargetLanguage("");
+    EXPECT_FALSE(SPXTranslationRecognizer::make(configuration, audio, &error));
+    EXPECT_EQ(error, "A target language is empty");
 
     recognition.start();
     EXPECT_FALSE(recognition.recognizer->startContinuousRecognition(&error));

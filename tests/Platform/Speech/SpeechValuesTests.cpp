@@ -34,12 +34,10 @@ TEST(SpeechEndpointTest, RegionsAndBaseUrls) {
 
 TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
     const std::vector<std::array<const char*, 3>> cases = {
-        {"", "eastasia", "token is missing"},
-        {"two\r\nlines", "eastasia", "character"},
-        {"token", "", "region is missing"},
-        {"token", "east.example.com/", "no region"},
-        {"token", "https://127.0.0.1", "no ws or wss URL"},
-        {"token", "wss://host?query=1", "no ws or wss URL"},
+        {"", "eastasia", "token is missing"},    {"two\r\nlines", "eastasia", "character"},
+        {"token", "", "region is missing"},      {"token", "east.example.com/", "no region"},
+        {"token", "-east", "no region"},         {"token", "https://127.0.0.1", "no ws or wss URL"},
+        {"token", "wss://", "no ws or wss URL"}, {"token", "wss://host?query=1", "no ws or wss URL"},
     };
     for (const auto& [token, region, expected] : cases) {
         QString error;
@@ -80,8 +78,8 @@ TEST(SpeechBacklogTest, IsBoundedByTheOldestThatWasSent) {
         backlog.append(second);
         backlog.bound(backlog.end());
         ASSERT_LE(backlog.end() - backlog.begin(), SpeechBacklog::limit + 11 * second.size());
+        ASSERT_GE(backlog.end() - backlog.begin(), std::min(backlog.end(), std::uint64_t{SpeechBacklog::limit}));
     }
-    EXPECT_GE(backlog.end() - backlog.begin(), SpeechBacklog::limit);
     EXPECT_EQ(backlog.end(), 200U * second.size());
 }
 
@@ -115,6 +113,7 @@ TEST(PushStreamTest, IsBoundedAndWithoutItsReaderKeepsNothing) {
     for (int i = 0; i < 12; ++i)
         stream.write(minute);
     EXPECT_EQ(readAll(stream).size(), SPXPushAudioInputStream::maxWaiting);
+    stream.write(std::string_view("left over"));
     ASSERT_TRUE(stream.attach([] { FAIL() << "it has gone"; }));
     stream.detach();
     stream.write(std::string_view("dropped"));
