@@ -151,7 +151,9 @@ std::optional<Load> measure() {
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     const parlowen::testing::PrivatePulseAudio server;
-    const parlowen::testing::PlayedTone sound(server.address(), QStringLiteral("call"));
+    // With the short buffer of a call.
+    const parlowen::testing::PlayedTone sound(server.address(), QStringLiteral("call"), 0.5,
+                                              {QStringLiteral("--latency-msec=50")});
     const std::optional<Load> load = server.isReady() ? measure() : std::nullopt;
     if (!load) {
         std::printf("MISS there is nothing to capture\n");

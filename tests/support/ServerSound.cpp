@@ -52,14 +52,14 @@ double levelOfSound(const QByteArray& bytes) {
 
 } // namespace
 
-PlayedTone::PlayedTone(const QString& server, const QString& sink, double amplitude) {
+PlayedTone::PlayedTone(const QString& server, const QString& sink, double amplitude, const QStringList& options) {
     const std::vector<float> samples = tone(amplitude, 60);
     if (sound_.open()) {
         sound_.write(reinterpret_cast<const char*>(samples.data()), qint64(samples.size() * sizeof(float)));
         sound_.flush();
     }
     endWithParent(player_);
-    player_.start("pacat", arguments(server, sink) << "--playback" << sound_.fileName());
+    player_.start("pacat", arguments(server, sink) + options << "--playback" << sound_.fileName());
 }
 
 PlayedTone::~PlayedTone() {
