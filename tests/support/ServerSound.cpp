@@ -39,6 +39,8 @@ double rms(std::span<const float> samples) {
 /// The level of the first five windows in a row none of which is silent; 0 when there are none.
 double levelOfSound(const QByteArray& bytes) {
     std::vector<float> samples(static_cast<std::size_t>(bytes.size()) / sizeof(float));
+    if (samples.empty())
+        return 0;
     std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
     const std::span<const float> all(samples);
     int loud = 0;
