@@ -29,7 +29,7 @@ TEST_F(SessionStartTest, ANewPageAsksForATokenAndTranslatesBetweenTheUsualLangua
 TEST_F(SessionStartTest, TheClockShowsTheSecondsAsTheyPass) {
     tick_ = std::chrono::milliseconds(5);
     openWindow();
-    EXPECT_TRUE(waitFor([this] { return page().useTimeCount() == 3; }));
+    EXPECT_TRUE(waitFor([this] { return page().useTimeCount() >= 3; }));
     close();
     page().setUseTimeCount(3'599);
     EXPECT_EQ(time(), "00:59:59");
