@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <functional>
@@ -15,7 +16,7 @@ inline double percentile(std::vector<double> values, double share) {
     if (values.empty())
         return 0;
     std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1) + 0.5)];
+    return values[static_cast<std::size_t>(std::lround(share * static_cast<double>(values.size() - 1)))];
 }
 
 inline double median(std::vector<double> values) { return percentile(std::move(values), 0.5); }

@@ -69,7 +69,7 @@ private:
         using Kind = service::RecognitionEvent::Kind;
         for (int i = 0; i < questions && !ending_; ++i) {
             std::this_thread::sleep_for(pause);
-            const service::Ticks offset = i * 1'500'000;
+            const service::Ticks offset = service::Ticks{1'500'000} * i;
             sink({Kind::SpeechStart, {}, offset, 0});
             sink({Kind::Partial, "Why do you want to", offset, 500'000});
             spoken.note();

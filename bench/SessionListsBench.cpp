@@ -154,6 +154,7 @@ private:
 
 std::vector<double> take(int count, const std::function<double(int)>& call) {
     std::vector<double> costs;
+    costs.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         costs.push_back(call(i));
     return costs;

@@ -182,7 +182,7 @@ void KXAudioRouter::restoreDevices() {
 
 /// The device that is the default input now on the router's account, if any.
 KXAudioRouter::Device KXAudioRouter::giveInputBack() {
-    if (const Device microphone = findMicrophone()) {
+    if (Device microphone = findMicrophone()) {
         setDefaultInput(microphone);
         consoleLog(QStringLiteral("✅ 恢复麦克风输入：%1").arg(microphone->deviceName()));
         return microphone;
@@ -190,7 +190,7 @@ KXAudioRouter::Device KXAudioRouter::giveInputBack() {
     // The next call must not hear the loop-back device only because the user's input goes by another name.
     if (!ownInput_ || !isThere(ownInput_) || simply_.defaultInput() != blackHoleDevice_)
         return nullptr;
-    const Device own = ownInput_;
+    Device own = ownInput_;
     setDefaultInput(own);
     consoleLog(QStringLiteral("✅ 恢复原始输入设备：%1").arg(own->deviceName()));
     return own;

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
-#include <ranges>
 #include <vector>
 
 #include "WaitFor.h"
@@ -46,9 +45,9 @@ class PrivateAudioServer {
 public:
     virtual ~PrivateAudioServer() {
         qunsetenv("PULSE_SERVER");
-        for (const auto& process : std::views::reverse(processes_)) {
-            process->terminate();
-            process->waitForFinished(5000);
+        for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
+            (*process)->terminate();
+            (*process)->waitForFinished(5000);
         }
         kill();
     }
@@ -67,8 +66,8 @@ public:
     }
     /// Ends the server at once, as a crash would.
     void kill() {
-        for (const auto& process : std::views::reverse(processes_))
-            process->kill();
+        for (auto process = processes_.rbegin(); process != processes_.rend(); ++process)
+            (*process)->kill();
         for (const auto& process : processes_)
             process->waitForFinished(5000);
         processes_.clear();

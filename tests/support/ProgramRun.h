@@ -112,7 +112,7 @@ inline QByteArray contents(const QString& path) {
 
 /// The first seconds of the sample interview, as a file of its own: about one question.
 inline QString shortRecording(const QTemporaryDir& folder, int seconds = 8) {
-    const QString path = folder.filePath(QStringLiteral("short.wav"));
+    QString path = folder.filePath(QStringLiteral("short.wav"));
     QByteArray wave = contents(sampleInterview).left(44 + seconds * 32'000);
     const auto patch = [&wave](int at, quint32 value) {
         for (int i = 0; i < 4; ++i)

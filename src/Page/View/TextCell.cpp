@@ -51,7 +51,7 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
     // It is put back with its new cost; the row that was asked for last is never the one that makes room.
     std::unique_ptr<LaidOut> kept(laidOut_.take(index.row()));
     if (!kept || kept->width != width || kept->source.prefix() != shown.prefix || kept->font != font)
-        kept.reset(new LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
+        kept = std::make_unique<LaidOut>(LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
     kept->source.setText(shown.sourceLab);
     if (shown.resultLab.isEmpty())
         kept->result.reset();
@@ -60,9 +60,8 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
     if (kept->result)
         kept->result->setText(shown.resultLab);
     const qsizetype cost = std::min(keptCharacters, 100 + shown.sourceLab.size() + shown.resultLab.size());
-    const LaidOut& row = *kept;
     laidOut_.insert(index.row(), kept.release(), cost);
-    return row;
+    return *laidOut_.object(index.row());
 }
 
 int TextCell::measure(const QModelIndex& index, int width) const {

@@ -12,7 +12,7 @@ struct TextPosition {
     int row = 0;
     qsizetype offset = 0; ///< in the row's text, its number not counted
 
-    auto operator<=>(const TextPosition&) const = default;
+    auto operator<=>(const TextPosition&) const = default; // NOLINT(modernize-use-nullptr): it is no pointer
 };
 
 /// What a reader has marked in a list: from where the marking began to where it stands. Rows and texts may grow under

@@ -12,7 +12,7 @@ namespace parlowen {
 class SpeechBacklog {
 public:
     /// What was sent longer ago than this many bytes (2 minutes) is forgotten.
-    static constexpr std::size_t limit = 2 * 60 * 32'000;
+    static constexpr std::size_t limit = std::size_t{2} * 60 * 32'000;
 
     std::uint64_t begin() const { return begin_; }
     std::uint64_t end() const { return begin_ + bytes_.size(); }

@@ -32,6 +32,7 @@ protected:
 
 std::vector<std::string> names(const std::vector<std::shared_ptr<AudioDevice>>& devices) {
     std::vector<std::string> result;
+    result.reserve(devices.size());
     for (const auto& device : devices)
         result.push_back(device->deviceName().toStdString());
     return result;
