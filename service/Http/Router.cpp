@@ -18,21 +18,21 @@ std::string withFreeSegment(std::string_view path) {
 
 } // namespace
 
-void Router::add(verb method, std::string path, Route route) {
+void Router::add(verb method, const std::string& path, Route route) {
     if (!routes_[path].emplace(method, std::move(route)).second)
         throw std::logic_error("two routes for " + path);
 }
 
-void Router::route(verb method, std::string path, Handler handler, Guard guard) {
-    add(method, std::move(path), {std::move(handler), std::move(guard)});
+void Router::route(verb method, const std::string& path, Handler handler, Guard guard) {
+    add(method, path, {std::move(handler), std::move(guard)});
 }
 
-void Router::stream(verb method, std::string path, StreamHandler handler, Guard guard) {
-    add(method, std::move(path), {std::move(handler), std::move(guard)});
+void Router::stream(verb method, const std::string& path, StreamHandler handler, Guard guard) {
+    add(method, path, {std::move(handler), std::move(guard)});
 }
 
-void Router::webSocket(std::string path, WebSocketHandler handler) {
-    add(verb::get, std::move(path), {std::move(handler), {}});
+void Router::webSocket(const std::string& path, WebSocketHandler handler) {
+    add(verb::get, path, {std::move(handler), {}});
 }
 
 Router::Match Router::find(verb method, std::string_view path) const {

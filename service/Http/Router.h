@@ -27,9 +27,9 @@ inline std::string apiPath(std::string_view path) { return std::string(apiBase).
 /// Which handler answers which path. A path that ends in "/*" stands for those with one more, non-empty, segment.
 class Router {
 public:
-    void route(verb method, std::string path, Handler handler, Guard guard = {});
-    void stream(verb method, std::string path, StreamHandler handler, Guard guard = {});
-    void webSocket(std::string path, WebSocketHandler handler);
+    void route(verb method, const std::string& path, Handler handler, Guard guard = {});
+    void stream(verb method, const std::string& path, StreamHandler handler, Guard guard = {});
+    void webSocket(const std::string& path, WebSocketHandler handler);
 
     struct Route {
         std::variant<Handler, StreamHandler, WebSocketHandler> handler;
@@ -42,7 +42,7 @@ public:
     Match find(verb method, std::string_view path) const;
 
 private:
-    void add(verb method, std::string path, Route route);
+    void add(verb method, const std::string& path, Route route);
 
     std::map<std::string, std::map<verb, Route>, std::less<>> routes_;
 };

@@ -41,6 +41,7 @@ Language languageOf(const std::string& key, std::string_view Language::*keyField
 
 nlohmann::json list(const std::vector<std::string>& keys, std::string_view Language::*keyField) {
     std::vector<Language> found;
+    found.reserve(keys.size());
     for (const std::string& key : keys)
         found.push_back(languageOf(key, keyField));
     std::stable_sort(found.begin(), found.end(),

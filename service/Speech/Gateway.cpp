@@ -20,6 +20,11 @@ namespace http = boost::beast::http;
 constexpr std::chrono::seconds refusalLimit{10};
 
 struct GatewayState {
+    GatewayState(SpeechTokens& tokensToUse, const EngineSet& enginesToUse, const SpeechGatewayOptions& optionsToUse)
+        : tokens(tokensToUse)
+        , engines(enginesToUse)
+        , options(optionsToUse) {}
+
     SpeechTokens& tokens;
     const EngineSet& engines;
     const SpeechGatewayOptions options;

@@ -25,9 +25,9 @@ namespace websocket = beast::websocket;
 using boost::system::error_code;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t longestFrame = 64 * 1024;    // a context; audio is kept shorter by its own limit
-constexpr std::size_t mostUnsent = 1024 * 1024;    // bytes of messages that a client does not fetch
-constexpr std::chrono::seconds handshakeLimit{15}; // for opening and for closing
+constexpr std::size_t longestFrame = std::size_t{64} * 1024; // a context; audio is kept shorter by its own limit
+constexpr std::size_t mostUnsent = std::size_t{1024} * 1024; // bytes of messages that a client does not fetch
+constexpr std::chrono::seconds handshakeLimit{15};           // for opening and for closing
 
 /// A way to a connection's executor that other threads may keep for longer than the connection lives.
 class Mailbox {
@@ -97,7 +97,7 @@ private:
     SpeechSession::Hooks hooks(const asio::any_io_executor& workers);
     void handleFrame(const beast::flat_buffer& buffer);
     void send(std::string frame);
-    void requestClose(websocket::close_reason reason);
+    void requestClose(const websocket::close_reason& reason);
     void giveUp();
 
     const asio::any_io_executor executor;
@@ -230,7 +230,7 @@ void Connection::send(std::string frame) {
         giveUp();
 }
 
-void Connection::requestClose(websocket::close_reason reason) {
+void Connection::requestClose(const websocket::close_reason& reason) {
     if (wantedClose)
         return;
     wantedClose = reason;

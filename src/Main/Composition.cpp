@@ -34,7 +34,7 @@ MicroManagement::Hooks microphoneHooks() {
 
 } // namespace
 
-Composition::Composition(Settings& settings, const LocalTrust& trust, Hooks hooks)
+Composition::Composition(Settings& settings, const LocalTrust& trust, const Hooks& hooks)
     : settings_(settings)
     , trust_(trust)
     , http_(settings, trust, requestHooks(hooks)) {

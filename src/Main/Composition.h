@@ -22,7 +22,7 @@ public:
         std::function<void()> forcedSignOut;         ///< the backend took the sign-in back
     };
 
-    Composition(Settings& settings, const LocalTrust& trust, Hooks hooks);
+    Composition(Settings& settings, const LocalTrust& trust, const Hooks& hooks);
 
     HttpDatas& http() { return http_; }
 

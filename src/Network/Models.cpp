@@ -116,6 +116,7 @@ std::optional<Record> decodeStrict(const QByteArray& data) {
 
 // Each record has only the mappings that are meant for it; another one does not link.
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
 #define PARLOWEN_LENIENT(Record)                                                                                       \
     template std::optional<Record> mapLenient<Record>(const QString&);                                                 \
     template std::vector<std::optional<Record>> mapLenientList<Record>(const QString&)
@@ -137,5 +138,6 @@ PARLOWEN_STRICT(UserBaseModel);
 PARLOWEN_STRICT(UserResumeInfo);
 PARLOWEN_STRICT(AIInterviewModel);
 PARLOWEN_STRICT(LanguageListModel);
+// NOLINTEND(bugprone-macro-parentheses)
 
 } // namespace parlowen

@@ -43,7 +43,7 @@ bool readChange(const QJsonValue& value, std::optional<RouterRecord::Change>& ch
     if (was.isString())
         change->was = was.toString();
     const QJsonArray uids = set.toArray();
-    for (const QJsonValue& uid : uids) {
+    for (const auto uid : uids) {
         if (!uid.isString())
             return false;
         change->set.append(uid.toString());

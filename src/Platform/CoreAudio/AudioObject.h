@@ -53,6 +53,7 @@ struct AudioObjectPropertyAddress {
     FourCharCode scope = kAudioObjectPropertyScopeGlobal;
     std::uint32_t element = kAudioObjectPropertyElementMain;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): it is no pointer
     auto operator<=>(const AudioObjectPropertyAddress&) const = default;
 };
 

@@ -36,7 +36,7 @@ struct SerialQueue::State {
     }
 };
 
-SerialQueue::SerialQueue(std::string label)
+SerialQueue::SerialQueue(const std::string& label)
     : state_(std::make_shared<State>()) {
     state_->worker = std::thread([state = state_] { state->run(); });
     pthread_setname_np(state_->worker.native_handle(), label.substr(0, 15).c_str());

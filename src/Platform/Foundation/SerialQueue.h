@@ -12,7 +12,7 @@ namespace parlowen {
 class SerialQueue {
 public:
     /// The label names the thread; the system shows its first 15 bytes.
-    explicit SerialQueue(std::string label);
+    explicit SerialQueue(const std::string& label);
     ~SerialQueue();
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;

@@ -6,7 +6,8 @@ namespace parlowen {
 
 namespace {
 
-constexpr std::size_t slack = 10 * 32'000; // the front is moved away in pieces of 10 s rather than with every message
+constexpr std::size_t slack =
+    std::size_t{10} * 32'000; // the front is moved away in pieces of 10 s rather than with every message
 
 } // namespace
 

@@ -9,8 +9,8 @@ namespace parlowen {
 
 namespace {
 
-constexpr qint64 comfortablyWaiting = 64 * 1024;
-constexpr quint64 longestMessage = 1024 * 1024;
+constexpr qint64 comfortablyWaiting = qint64{64} * 1024;
+constexpr quint64 longestMessage = quint64{1024} * 1024;
 
 } // namespace
 

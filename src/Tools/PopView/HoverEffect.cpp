@@ -7,7 +7,6 @@
 #include <QPixmap>
 #include <QPointer>
 #include <QWidget>
-#include <utility>
 
 namespace parlowen {
 
@@ -75,8 +74,8 @@ private:
 
 } // namespace
 
-HoverEffect::HoverEffect(Value value)
-    : value_(std::move(value)) {}
+HoverEffect::HoverEffect(const Value& value)
+    : value_(value) {}
 
 HoverEffect HoverEffect::cornerRadius(double value) { return HoverEffect(Value(value)); }
 

@@ -23,7 +23,7 @@ public:
     const Value& value() const { return value_; }
 
 private:
-    explicit HoverEffect(Value value);
+    explicit HoverEffect(const Value& value);
     Value value_;
 };
 
