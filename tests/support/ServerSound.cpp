@@ -4,7 +4,6 @@
 #include "WaitFor.h"
 
 #include <cmath>
-#include <cstring>
 #include <numbers>
 #include <span>
 #include <vector>
@@ -38,11 +37,8 @@ double rms(std::span<const float> samples) {
 
 /// The level of the first five windows in a row none of which is silent; 0 when there are none.
 double levelOfSound(const QByteArray& bytes) {
-    std::vector<float> samples(static_cast<std::size_t>(bytes.size()) / sizeof(float));
-    if (samples.empty())
-        return 0;
-    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
-    const std::span<const float> all(samples);
+    const std::span<const float> all(reinterpret_cast<const float*>(bytes.constData()),
+                                     static_cast<std::size_t>(bytes.size()) / sizeof(float));
     int loud = 0;
     for (std::size_t first = 0; first + window <= all.size(); first += window) {
         loud = rms(all.subspan(first, window)) > 0.001 ? loud + 1 : 0;
