@@ -17,16 +17,34 @@ inline QString control(const QStringList& arguments) {
     return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
 }
 
+/// An address whose connections lead to one server after another. Whoever holds one to the first knows nothing of the
+/// second, as if it had missed what makes them differ.
+class MovingAddress {
+public:
+    QString address() const { return "unix:" + link_; }
+    bool leadTo(const PrivateAudioServer& server) {
+        QFile::remove(link_);
+        return QFile::link(server.address().section(u':', 1), link_);
+    }
+
+private:
+    const QTemporaryDir directory_;
+    const QString link_ = directory_.filePath(QStringLiteral("native"));
+};
+
 /// A test that runs on PulseAudio and on PipeWire, each private: the parameter is the server's name.
 class EitherAudioServer : public ::testing::TestWithParam<const char*> {
 protected:
     static bool isPipeWire() { return std::string(GetParam()) == "PipeWire"; }
 
-    void startServer(const QStringList& modules) {
+    static std::unique_ptr<PrivateAudioServer> makeServer(const QStringList& modules) {
         if (isPipeWire())
-            daemon = std::make_unique<PrivatePipeWire>(modules);
-        else
-            daemon = std::make_unique<PrivatePulseAudio>(modules);
+            return std::make_unique<PrivatePipeWire>(modules);
+        return std::make_unique<PrivatePulseAudio>(modules);
+    }
+
+    void startServer(const QStringList& modules) {
+        daemon = makeServer(modules);
         ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();
     }
 

@@ -6,11 +6,6 @@ namespace parlowen {
 
 namespace {
 
-struct Unref {
-    void operator()(pa_operation* operation) const { pa_operation_unref(operation); }
-};
-using Operation = std::unique_ptr<pa_operation, Unref>;
-
 struct Deadline {
     CaptureConnection* connection;
     bool passed = false;
@@ -51,15 +46,9 @@ CaptureConnection::CaptureConnection()
 CaptureConnection::~CaptureConnection() {
     {
         const Lock lock(*this);
-        releaseContext();
+        context_.reset();
     }
     loop_.stop();
-}
-
-void CaptureConnection::releaseContext() {
-    pa_context_set_state_callback(context_.get(), nullptr, nullptr);
-    pa_context_set_subscribe_callback(context_.get(), nullptr, nullptr);
-    pa_context_disconnect(context_.get());
 }
 
 void CaptureConnection::onContextState(pa_context* /*context*/, void* data) {
@@ -70,10 +59,14 @@ void CaptureConnection::onContextState(pa_context* /*context*/, void* data) {
 }
 
 void CaptureConnection::reconnect() {
-    releaseContext();
     context_.reset(pa_context_new(loop_.api(), "Parlowen"));
     pa_context_set_state_callback(context_.get(), onContextState, this);
     pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
+}
+
+void CaptureConnection::use(PulseContext context) {
+    context_ = std::move(context);
+    pa_context_set_state_callback(context_.get(), onContextState, this);
 }
 
 std::unique_ptr<CaptureConnection> CaptureConnection::open(QString* error, int* code, Start start) {
@@ -146,10 +139,11 @@ std::optional<PulseSource> CaptureConnection::defaultSource(QString* error) {
 
 std::optional<PulseSource> CaptureConnection::askForDefaultSource(std::chrono::milliseconds bound) {
     SourceQuery query{this, {}};
-    const Operation operation(pa_context_get_source_info_by_name(context_.get(), "@DEFAULT_SOURCE@", onSource, &query));
+    const PulseOperation operation(
+        pa_context_get_source_info_by_name(context_.get(), "@DEFAULT_SOURCE@", onSource, &query));
     const auto settled = [this, &query] { return query.done || !isUp(); };
-    if (operation && !waitFor(settled, bound))
-        pa_operation_cancel(operation.get());
+    if (operation)
+        waitFor(settled, bound);
     return query.found;
 }
 

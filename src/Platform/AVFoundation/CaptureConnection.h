@@ -2,14 +2,13 @@
 
 #include "CaptureLoop.h"
 
+#include <PulseAudio/PulseHandles.h>
 #include <QString>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
-
-#include <pulse/pulseaudio.h>
 
 namespace parlowen {
 
@@ -47,6 +46,9 @@ public:
     /// Gives up the context, with all that belongs to it, and begins to connect a new one. Under the lock, on the
     /// connection's thread, and never from a callback of the context.
     void reconnect();
+    /// Goes on with a context that is up already, which the hook is not told. Under the lock, on the connection's
+    /// thread, and never from a callback of the old context.
+    void use(PulseContext context);
     /// Under the lock.
     bool isUp() const;
 
@@ -77,18 +79,13 @@ public:
     QString lastError() const;
 
 private:
-    struct FreeContext {
-        void operator()(pa_context* context) const { pa_context_unref(context); }
-    };
-
     CaptureConnection();
     bool connect(Start start);
     std::optional<PulseSource> askForDefaultSource(std::chrono::milliseconds bound);
     static void onContextState(pa_context* context, void* data);
-    void releaseContext();
 
     CaptureLoop loop_;
-    std::unique_ptr<pa_context, FreeContext> context_;
+    PulseContext context_;
     std::function<void()> stateChanged_;
 };
 

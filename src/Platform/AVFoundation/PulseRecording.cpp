@@ -36,7 +36,10 @@ PulseRecording::PulseRecording(CaptureConnection& connection, PulseSource source
                     if (!timeline_.isInterrupted())
                         report_.heard(*buffer);
                     sink(std::move(buffer));
-                }) {}
+                })
+    , secondLook_(connection_.loopApi(), {}, [this](pa_context* context) {
+        return pa_context_get_source_info_by_name(context, "@DEFAULT_SOURCE@", onSecondLook, this);
+    }) {}
 
 PulseRecording::~PulseRecording() {
     const CaptureConnection::Lock lock(connection_);
@@ -44,6 +47,7 @@ PulseRecording::~PulseRecording() {
     pa_context_set_subscribe_callback(connection_.context(), nullptr, nullptr);
     if (ticker_)
         connection_.loopApi()->time_free(ticker_);
+    secondLook_.stop();
     question_.reset();
     subscription_.reset();
     stream_.reset();

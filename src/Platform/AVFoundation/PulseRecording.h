@@ -4,6 +4,8 @@
 #include "CaptureTimeline.h"
 #include "InputReport.h"
 
+#include <PulseAudio/SecondLook.h>
+
 namespace parlowen {
 
 /// Records the audio server's default source for as long as it lives, whatever becomes of it: when the default source
@@ -33,16 +35,13 @@ private:
             pa_stream_disconnect(stream);
             pa_stream_unref(stream);
         }
-        void operator()(pa_operation* operation) const {
-            pa_operation_cancel(operation);
-            pa_operation_unref(operation);
-        }
     };
 
     static void onReadable(pa_stream* stream, std::size_t bytes, void* data);
     static void onStreamState(pa_stream* stream, void* data);
     static void onServerEvent(pa_context* context, pa_subscription_event_type_t event, std::uint32_t index, void* data);
     static void onDefaultSource(pa_context* context, const pa_source_info* info, int last, void* data);
+    static void onSecondLook(pa_context* context, const pa_source_info* info, int last, void* data);
     static void onTick(pa_mainloop_api* api, pa_time_event* event, const timeval* time, void* data);
 
     bool isStreamGood() const { return stream_ && PA_STREAM_IS_GOOD(pa_stream_get_state(stream_.get())); }
@@ -55,6 +54,8 @@ private:
     void subscribe();
     void askForDefault();
     void follow();
+    bool hasMissed(const pa_source_info& now) const;
+    void takeOver();
     void reconnect();
     void reconnectAfter(pa_usec_t pause);
     bool dropDeadStream();
@@ -70,14 +71,15 @@ private:
 
     // Under the connection's lock:
     std::unique_ptr<pa_stream, Unref> stream_;
-    std::unique_ptr<pa_operation, Unref> subscription_;
-    std::unique_ptr<pa_operation, Unref> question_; ///< which source is the default
+    PulseOperation subscription_;
+    PulseOperation question_; ///< which source is the default
     std::optional<PulseSource> answer_;
     bool outdated_ = false;      ///< something changed since the question was asked
     bool recording_ = false;     ///< the stream has been ready
     bool serverIsLost_ = false;  ///< and the log says so
     pa_usec_t waitingSince_ = 0; ///< for whatever comes next while nothing is recorded
     pa_time_event* ticker_ = nullptr;
+    SecondLook secondLook_;
 };
 
 } // namespace parlowen

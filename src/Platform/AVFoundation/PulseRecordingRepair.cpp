@@ -13,13 +13,15 @@ constexpr pa_usec_t patience = 3 * PA_USEC_PER_SEC; // with a server that does n
 } // namespace
 
 void PulseRecording::keepFollowing() {
-    connection_.onStateChange([this] {
-        if (connection_.isUp())
-            subscribe();
-    });
-    ticker_ = pa_context_rttime_new(connection_.context(), pa_rtclock_now() + tickLength, onTick, this);
-    if (connection_.isUp())
+    const auto begin = [this] {
+        if (!connection_.isUp())
+            return;
         subscribe();
+        secondLook_.start();
+    };
+    connection_.onStateChange(begin);
+    ticker_ = pa_context_rttime_new(connection_.context(), pa_rtclock_now() + tickLength, onTick, this);
+    begin();
 }
 
 void PulseRecording::subscribe() {
@@ -75,6 +77,23 @@ void PulseRecording::follow() {
     source_.description = answer_->description;
     source_.isMonitor = answer_->isMonitor;
     openStream();
+}
+
+void PulseRecording::onSecondLook(pa_context* /*context*/, const pa_source_info* info, int /*last*/, void* data) {
+    auto* self = static_cast<PulseRecording*>(data);
+    if (info && self->hasMissed(*info))
+        self->takeOver();
+}
+
+bool PulseRecording::hasMissed(const pa_source_info& now) const {
+    return connection_.isUp() && !question_ && (!answer_ || answer_->name != QString::fromUtf8(now.name));
+}
+
+void PulseRecording::takeOver() {
+    subscription_.reset();
+    closeStream();
+    connection_.use(secondLook_.take());
+    subscribe();
 }
 
 void PulseRecording::onTick(pa_mainloop_api* /*api*/, pa_time_event* event, const timeval* /*time*/, void* data) {

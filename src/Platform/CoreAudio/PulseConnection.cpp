@@ -14,13 +14,18 @@ constexpr auto watched = static_cast<pa_subscription_mask_t>(
     static_cast<unsigned>(PA_SUBSCRIPTION_MASK_SINK) | static_cast<unsigned>(PA_SUBSCRIPTION_MASK_SOURCE) |
     static_cast<unsigned>(PA_SUBSCRIPTION_MASK_MODULE) | static_cast<unsigned>(PA_SUBSCRIPTION_MASK_SERVER));
 
+std::string_view textOf(const char* value) { return value ? value : ""; }
+
 } // namespace
 
 PulseConnection::PulseConnection(std::string address, Hooks hooks)
     : address_(std::move(address))
     , hooks_(std::move(hooks))
     , loop_(pa_threaded_mainloop_new())
-    , pause_(firstPause) {
+    , pause_(firstPause)
+    , retry_(pa_threaded_mainloop_get_api(loop_.get()), [this] { connect(); })
+    , secondLook_(pa_threaded_mainloop_get_api(loop_.get()), address_,
+                  [this](pa_context* context) { return pa_context_get_server_info(context, onSecondLook, this); }) {
     pa_threaded_mainloop_set_name(loop_.get(), "audio-server");
     pa_threaded_mainloop_start(loop_.get());
     const PulseLock lock(loop_);
@@ -29,7 +34,8 @@ PulseConnection::PulseConnection(std::string address, Hooks hooks)
 
 PulseConnection::~PulseConnection() {
     const PulseLock lock(loop_);
-    stopRetrying();
+    retry_.stop();
+    secondLook_.stop();
     round_.reset();
     subscription_.reset();
     context_.reset();
@@ -38,11 +44,15 @@ PulseConnection::~PulseConnection() {
 void PulseConnection::connect() {
     pa_mainloop_api* api = pa_threaded_mainloop_get_api(loop_.get());
     context_.reset(pa_context_new(api, "Parlowen"));
-    pa_context_set_state_callback(
-        context_.get(), [](pa_context*, void* self) { static_cast<PulseConnection*>(self)->stateChanged(); }, this);
+    watch();
     const char* server = address_.empty() ? nullptr : address_.c_str();
     if (pa_context_connect(context_.get(), server, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
         serverLost();
+}
+
+void PulseConnection::watch() {
+    pa_context_set_state_callback(
+        context_.get(), [](pa_context*, void* self) { static_cast<PulseConnection*>(self)->stateChanged(); }, this);
 }
 
 void PulseConnection::stateChanged() {
@@ -51,6 +61,7 @@ void PulseConnection::stateChanged() {
         pause_ = firstPause;
         subscribe();
         readState();
+        secondLook_.start();
     } else if (!PA_CONTEXT_IS_GOOD(state)) {
         serverLost();
     }
@@ -75,6 +86,8 @@ void PulseConnection::readState() {
     outdated_ = false;
     round_ = std::make_unique<PulseRound>(context_.get(), [this](PulseSnapshot snapshot) {
         round_.reset();
+        defaultSink_ = snapshot.defaultSink;
+        defaultSource_ = snapshot.defaultSource;
         hooks_.changed(std::move(snapshot));
         if (outdated_)
             readState();
@@ -84,8 +97,9 @@ void PulseConnection::readState() {
 }
 
 void PulseConnection::serverLost() {
-    if (retry_)
+    if (retry_.isRunning())
         return;
+    secondLook_.stop();
     round_.reset();
     subscription_.reset();
     for (const auto& request : waiting_)
@@ -95,22 +109,28 @@ void PulseConnection::serverLost() {
 }
 
 void PulseConnection::retryLater() {
-    timeval time{};
-    pa_timeval_add(pa_gettimeofday(&time), static_cast<pa_usec_t>(std::chrono::microseconds(pause_).count()));
+    retry_.start(pause_);
     pause_ = std::min(pause_ * 2, longestPause);
-    pa_mainloop_api* api = pa_threaded_mainloop_get_api(loop_.get());
-    const auto retry = [](pa_mainloop_api*, pa_time_event*, const timeval*, void* self) {
-        auto* connection = static_cast<PulseConnection*>(self);
-        connection->stopRetrying();
-        connection->connect();
-    };
-    retry_ = api->time_new(api, &time, retry, this);
 }
 
-void PulseConnection::stopRetrying() {
-    if (retry_)
-        pa_threaded_mainloop_get_api(loop_.get())->time_free(retry_);
-    retry_ = nullptr;
+void PulseConnection::onSecondLook(pa_context* /*context*/, const pa_server_info* info, void* connection) {
+    auto* self = static_cast<PulseConnection*>(connection);
+    if (info && self->hasMissed(*info))
+        self->takeOver();
+}
+
+/// Never while something is under way, which a later look finds done.
+bool PulseConnection::hasMissed(const pa_server_info& info) const {
+    return !round_ && waiting_.empty() &&
+           (defaultSink_ != textOf(info.default_sink_name) || defaultSource_ != textOf(info.default_source_name));
+}
+
+void PulseConnection::takeOver() {
+    subscription_.reset();
+    context_ = secondLook_.take();
+    watch();
+    subscribe();
+    readState();
 }
 
 } // namespace parlowen

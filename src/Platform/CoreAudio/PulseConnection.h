@@ -1,8 +1,9 @@
 #pragma once
 
-#include "PulseHandles.h"
 #include "PulseRound.h"
 
+#include <PulseAudio/PulseHandles.h>
+#include <PulseAudio/SecondLook.h>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -13,7 +14,7 @@
 namespace parlowen {
 
 /// A connection to the audio server that keeps a snapshot of its state current, and that comes back by itself, after
-/// pauses from a tenth of a second to two seconds, when the server was away.
+/// pauses from a tenth of a second to two seconds, when the server was away. See SecondLook for why it looks twice.
 class PulseConnection {
 public:
     /// Called on the main loop's thread; neither may call the connection.
@@ -51,12 +52,15 @@ private:
     static void onIndex(pa_context* context, std::uint32_t index, void* request);
 
     void connect();
+    void watch();
     void stateChanged();
     void subscribe();
     void readState();
     void serverLost();
     void retryLater();
-    void stopRetrying();
+    static void onSecondLook(pa_context* context, const pa_server_info* info, void* connection);
+    bool hasMissed(const pa_server_info& info) const;
+    void takeOver();
 
     const std::string address_;
     const Hooks hooks_;
@@ -68,8 +72,10 @@ private:
     std::unique_ptr<PulseRound> round_;
     bool outdated_ = false; // something changed since the round was begun
     std::vector<std::shared_ptr<Request>> waiting_;
-    pa_time_event* retry_ = nullptr;
+    std::string defaultSink_, defaultSource_; // as of the last round
     std::chrono::milliseconds pause_;
+    PulseTimer retry_;
+    SecondLook secondLook_;
 };
 
 } // namespace parlowen

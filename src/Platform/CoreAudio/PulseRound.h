@@ -1,8 +1,8 @@
 #pragma once
 
-#include "PulseHandles.h"
 #include "PulseSnapshot.h"
 
+#include <PulseAudio/PulseHandles.h>
 #include <functional>
 #include <vector>
 

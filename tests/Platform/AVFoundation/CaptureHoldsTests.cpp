@@ -141,6 +141,30 @@ TEST_P(CaptureHoldsTest, GoesToTheNewDefaultAndSaysWhenItIsOfAnotherKindOrUnplug
     EXPECT_LT(std::abs(listener.surplus()), 0.5);
 }
 
+TEST_P(CaptureHoldsTest, FindsTheDefaultThatItsConnectionMissed) {
+    const auto changed =
+        makeServer({"module-null-sink sink_name=elsewhere norewinds=1 sink_properties=device.description=Elsewhere"});
+    makeDefault("elsewhere.monitor");
+    MovingAddress address;
+    ASSERT_TRUE(address.leadTo(*daemon));
+    qputenv("PULSE_SERVER", address.address().toUtf8());
+    capture("call.monitor");
+    ASSERT_TRUE(address.leadTo(*changed));
+    const PlayedTone sound(changed->address(), "elsewhere");
+    EXPECT_TRUE(listener.hearsSound()) << said();
+    const QStringList heardOf{"[capture] 正在监听：Monitor of Call（系统声音）",
+                              "[capture] 正在监听：Monitor of Elsewhere（系统声音）"};
+    EXPECT_EQ(log.linesWith("[capture] 正在监听："), heardOf);
+    EXPECT_EQ(source->format(), format);
+    EXPECT_TRUE(holdsFor([&] { return log.linesWith("[capture] 正在监听：") == heardOf; }, 2000)) << said();
+    EXPECT_LT(longestGap(log).value_or(0), 1) << said();
+    control({"load-module", "module-null-sink", "sink_name=next", "norewinds=1",
+             "sink_properties=device.description=Next"});
+    makeDefault("next.monitor");
+    EXPECT_TRUE(waitFor([&] { return log.linesWith("[capture] 正在监听：Monitor of Next").size() == 1; })) << said();
+    EXPECT_EQ(log.linesWith("❌"), QStringList());
+}
+
 TEST_P(CaptureHoldsTest, StartsOnTheNextDefaultWhenItsDeviceWentBeforeTheStart) {
     makeDefault("other.monitor");
     source = defaultInputCapture()();

@@ -158,6 +158,32 @@ TEST_P(AudioServers, AMultiOutputDeviceOfAnyNamePlaysIntoBoth) {
     EXPECT_FALSE(control({"list", "short", "modules"}).contains("module-combine-sink"));
 }
 
+TEST_P(AudioServers, WhatAConnectionMissedIsFoundAndTheDevicesNeverGo) {
+    const auto changed = makeServer(loopSpeakersAndMicrophone);
+    ASSERT_TRUE(changed->isReady());
+    MovingAddress address;
+    ASSERT_TRUE(address.leadTo(*changed));
+    PulseAudioServer moving(address.address().toStdString());
+    const auto defaultOf = [&](FourCharCode selector) {
+        return text(moving, value<AudioObjectID>(moving, systemObject, {selector}), fourCC("uid "));
+    };
+    for (const std::string other : {"loop", "speakers"}) {
+        control({"set-default-sink", QString::fromStdString(other)});
+        ASSERT_TRUE(waitFor([&] { return defaultOf(fourCC("dOut")) == other; }));
+    }
+    ASSERT_EQ(setDefault(server, fourCC("dOut"), device("loop")), 0);
+    ASSERT_EQ(setDefault(server, fourCC("dIn "), device("mic")), 0);
+    Ear ear(moving, systemObject);
+    ASSERT_TRUE(address.leadTo(*daemon));
+    EXPECT_TRUE(waitFor([&] { return defaultOf(fourCC("dOut")) == "loop" && defaultOf(fourCC("dIn ")) == "mic"; }));
+    EXPECT_EQ(ear.count("dOut"), 1);
+    EXPECT_EQ(ear.count("dev#"), 0);
+    ASSERT_EQ(setDefault(server, fourCC("dOut"), device("speakers")), 0);
+    EXPECT_TRUE(waitFor([&] { return defaultOf(fourCC("dOut")) == "speakers"; }, 300)) << "it is told again";
+    const std::size_t requests = moving.traffic().requests;
+    EXPECT_TRUE(holdsFor([&] { return moving.traffic().requests == requests; }, 2000)) << "and left alone";
+}
+
 TEST_P(AudioServers, AServerThatRestartsGivesItsDevicesTheirIdsAndWritesGoOn) {
     const auto uids = {"loop", "speakers", "mic"};
     std::map<std::string, AudioObjectID> before;
