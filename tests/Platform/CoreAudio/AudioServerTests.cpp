@@ -176,7 +176,7 @@ TEST_P(AudioServers, WhatAConnectionMissedIsFoundAndTheDevicesNeverGo) {
     Ear ear(moving, systemObject);
     ASSERT_TRUE(address.leadTo(*daemon));
     EXPECT_TRUE(waitFor([&] { return defaultOf(fourCC("dOut")) == "loop" && defaultOf(fourCC("dIn ")) == "mic"; }));
-    EXPECT_EQ(ear.count("dOut"), 1);
+    EXPECT_TRUE(waitFor([&] { return ear.count("dOut") == 1; }));
     EXPECT_EQ(ear.count("dev#"), 0);
     ASSERT_EQ(setDefault(server, fourCC("dOut"), device("speakers")), 0);
     EXPECT_TRUE(waitFor([&] { return defaultOf(fourCC("dOut")) == "speakers"; }, 300)) << "it is told again";
