@@ -190,10 +190,8 @@ KXAudioRouter::Device KXAudioRouter::giveInputBack() {
     // The next call must not hear the loop-back device only because the user's input goes by another name.
     if (!ownInput_ || !isThere(ownInput_) || simply_.defaultInput() != blackHoleDevice_)
         return nullptr;
-    Device own = ownInput_;
-    setDefaultInput(own);
-    consoleLog(QStringLiteral("✅ 恢复原始输入设备：%1").arg(own->deviceName()));
-    return own;
+    setDefaultInput(ownInput_);
+    return ownInput_;
 }
 
 /// False when the device may be left.

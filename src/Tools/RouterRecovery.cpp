@@ -19,11 +19,33 @@ struct Side {
     QString name;
     Device (SimplyCoreAudio::*present)() const;
     void (AudioDevice::*makeDefault)();
+    Device (*standIn)(const SimplyCoreAudio& simply); ///< for one that is absent; null where the server sees to that
 };
 
 Device deviceOfUID(const SimplyCoreAudio& simply, const QString& uid) {
     return DeviceSearch::firstOf(simply.deviceList(),
                                  [&uid](const Device& device) { return device->deviceUID() == uid; });
+}
+
+Device microphone(const SimplyCoreAudio& simply) {
+    return DeviceSearch::firstOf(simply.deviceList(), DeviceSearch::isMicrophone);
+}
+
+/// While the user's own device is absent. What is left to do afterwards: as long as nobody chooses another, it is
+/// waited for.
+std::optional<RouterRecord::Change> useStandIn(const SimplyCoreAudio& simply, const Side& side,
+                                               RouterRecord::Change change, const QString& present, bool* changed) {
+    if (!side.standIn || !change.set.contains(present))
+        return std::nullopt;
+    const Device device = side.standIn(simply);
+    const std::optional<QString> uid = uidOf(device);
+    if (uid && uid != present) {
+        ((*device).*side.makeDefault)();
+        consoleLog(QStringLiteral("✅ 暂用的默认%1：%2").arg(side.name, device->deviceName()));
+        change.set.append(*uid);
+        *changed = true;
+    }
+    return change;
 }
 
 /// What is left to do for this default afterwards.
@@ -41,7 +63,7 @@ std::optional<RouterRecord::Change> giveBackDefault(const SimplyCoreAudio& simpl
     if (!device) {
         consoleLog(
             QStringLiteral("⚠️ 上次异常退出前的默认%1已不存在：%2").arg(side.name, *change->was));
-        return std::nullopt;
+        return useStandIn(simply, side, *change, *present, changed);
     }
     ((*device).*side.makeDefault)();
     if (uidOf((simply.*side.present)()) != change->was) {
@@ -80,8 +102,10 @@ std::optional<RouterRecord> giveBack(const std::shared_ptr<AudioServer>& server,
         return std::nullopt;
     }
     const SimplyCoreAudio simply(server);
-    const Side input{QStringLiteral("输入设备"), &SimplyCoreAudio::defaultInput, &AudioDevice::makeDefaultInput};
-    const Side output{QStringLiteral("输出设备"), &SimplyCoreAudio::defaultOutput, &AudioDevice::makeDefaultOutput};
+    const Side input{QStringLiteral("输入设备"), &SimplyCoreAudio::defaultInput, &AudioDevice::makeDefaultInput,
+                     microphone};
+    const Side output{QStringLiteral("输出设备"), &SimplyCoreAudio::defaultOutput, &AudioDevice::makeDefaultOutput,
+                      nullptr};
     const bool serverChose =
         (record.multiOutput || machineRestarted) && !deviceOfUID(simply, AudioRouteNames::multiOutputUID());
     RouterRecord left;

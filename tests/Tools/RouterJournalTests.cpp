@@ -104,7 +104,33 @@ TEST_F(RouterJournalTest, GivesBackWhatADeadProcessLeft) {
     EXPECT_EQ(takeLog().first(), "⚠️ 上次异常退出前的默认输出设备已不存在：speakers");
     EXPECT_EQ(defaultInput(), "camera");
     EXPECT_FALSE(multiOutput());
-    EXPECT_FALSE(journalExists()) << "what is gone is not waited for";
+    EXPECT_FALSE(journalExists()) << "the server sees to another output";
+}
+
+TEST_F(RouterJournalTest, AnAbsentInputIsWaitedForWhileAMicrophoneServes) {
+    const auto gone = [](qint64 number) { // since the machine's start
+        ProcessIdentity process = ProcessIdentity::current();
+        process.pid = deadProcess.pid - number;
+        return process;
+    };
+    for (const bool chosenSince : {false, true}) {
+        leaveBehind(gone(1));
+        server->removeDevice("camera");
+        server->setDefaults("loop", "speakers");
+        takeLog();
+        EXPECT_EQ(journalOf(gone(2)).recover(server), Recovery::GaveBack);
+        EXPECT_EQ(defaultInput(), "built-in");
+        EXPECT_THAT(takeLog(), ElementsAre("⚠️ 上次异常退出前的默认输入设备已不存在：camera",
+                                           "✅ 暂用的默认输入设备：Built-in MICROPHONE",
+                                           "🗑️ 已删除上次遗留的聚合设备"));
+        EXPECT_EQ(journalOf(gone(3)).recover(server), Recovery::NothingLeft);
+        EXPECT_THAT(takeLog(), ElementsAre("⚠️ 上次异常退出前的默认输入设备已不存在：camera"));
+        server->setDevice(source("camera", "摄像头麦克风"));
+        server->setDefaults(chosenSince ? "line" : "built-in", "speakers");
+        recover();
+        EXPECT_EQ(defaultInput(), chosenSince ? "line" : "camera");
+        EXPECT_FALSE(journalExists());
+    }
 }
 
 TEST_F(RouterJournalTest, WhatTheServerChoseWhenItRestartedIsNotTheUsersChoice) {

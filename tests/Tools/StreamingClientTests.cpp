@@ -131,7 +131,11 @@ TEST_F(StreamingClientTest, AServiceThatRefusesOrIsSilentEndsTheStreamWithAReaso
     environment_.timeout = std::chrono::milliseconds(200);
     server_.enqueue(Reply::silence());
     client()->start();
-    EXPECT_TRUE(waitFor([this] { return log_.lines().last() == "❌ 流式连接错误：请求超时"; }));
+    EXPECT_TRUE(waitFor([this] {
+        const std::lock_guard lock(mutex_);
+        return ends_.size() == 2;
+    }));
+    EXPECT_EQ(log_.lines().last(), "❌ 流式连接错误：请求超时");
     EXPECT_EQ(server_.requests().front().header("Authorization"), std::nullopt) << "without a token";
 }
 

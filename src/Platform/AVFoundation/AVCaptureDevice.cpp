@@ -24,10 +24,6 @@ void onSource(pa_context* /*context*/, const pa_source_info* info, int last, voi
     count->connection->wake();
 }
 
-struct Unref {
-    void operator()(pa_operation* operation) const { pa_operation_unref(operation); }
-};
-
 AVAuthorizationStatus statusOf(int error) {
     const bool refused = error == PA_ERR_ACCESS || error == PA_ERR_AUTHKEY;
     return refused ? AVAuthorizationStatus::Denied : AVAuthorizationStatus::NotDetermined;
@@ -42,14 +38,11 @@ AVAuthorizationStatus ask(CaptureConnection::Start start) {
         return statusOf(code);
     const CaptureConnection::Lock lock(*connection);
     SourceCount count{connection.get()};
-    const std::unique_ptr<pa_operation, Unref> listing(
-        pa_context_get_source_info_list(connection->context(), onSource, &count));
+    const PulseOperation listing(pa_context_get_source_info_list(connection->context(), onSource, &count));
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    if (!listing || !connection->waitFor([&count] { return count.done; }, left)) {
-        if (listing)
-            pa_operation_cancel(listing.get());
+    const auto settled = [&] { return count.done || !connection->isUp(); };
+    if (!listing || !connection->waitFor(settled, left) || !count.done)
         return statusOf(connection->lastErrorCode());
-    }
     if (count.microphones > 0)
         return AVAuthorizationStatus::Authorized;
     const bool refused = statusOf(connection->lastErrorCode()) == AVAuthorizationStatus::Denied;

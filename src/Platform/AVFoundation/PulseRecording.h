@@ -51,6 +51,7 @@ private:
     void restWhileBufferFills(std::size_t piece);
 
     void keepFollowing();
+    void followIfUp();
     void subscribe();
     void askForDefault();
     void follow();

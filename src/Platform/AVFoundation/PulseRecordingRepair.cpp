@@ -13,15 +13,16 @@ constexpr pa_usec_t patience = 3 * PA_USEC_PER_SEC; // with a server that does n
 } // namespace
 
 void PulseRecording::keepFollowing() {
-    const auto begin = [this] {
-        if (!connection_.isUp())
-            return;
-        subscribe();
-        secondLook_.start();
-    };
-    connection_.onStateChange(begin);
+    connection_.onStateChange([this] { followIfUp(); });
     ticker_ = pa_context_rttime_new(connection_.context(), pa_rtclock_now() + tickLength, onTick, this);
-    begin();
+    followIfUp();
+}
+
+void PulseRecording::followIfUp() {
+    if (!connection_.isUp())
+        return;
+    subscribe();
+    secondLook_.start();
 }
 
 void PulseRecording::subscribe() {
@@ -81,19 +82,21 @@ void PulseRecording::follow() {
 
 void PulseRecording::onSecondLook(pa_context* /*context*/, const pa_source_info* info, int /*last*/, void* data) {
     auto* self = static_cast<PulseRecording*>(data);
-    if (info && self->hasMissed(*info))
+    if (info && self->hasMissed(*info) && self->secondLook_.isSure(info->name))
         self->takeOver();
 }
 
 bool PulseRecording::hasMissed(const pa_source_info& now) const {
-    return connection_.isUp() && !question_ && (!answer_ || answer_->name != QString::fromUtf8(now.name));
+    const QString name = QString::fromUtf8(now.name);
+    const bool known = (recording_ && source_.name == name) || (answer_ && answer_->name == name);
+    return connection_.isUp() && !question_ && !known;
 }
 
 void PulseRecording::takeOver() {
     subscription_.reset();
     closeStream();
     connection_.use(secondLook_.take());
-    subscribe();
+    followIfUp();
 }
 
 void PulseRecording::onTick(pa_mainloop_api* /*api*/, pa_time_event* event, const timeval* /*time*/, void* data) {

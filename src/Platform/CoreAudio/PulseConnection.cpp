@@ -59,12 +59,16 @@ void PulseConnection::stateChanged() {
     const pa_context_state_t state = pa_context_get_state(context_.get());
     if (state == PA_CONTEXT_READY) {
         pause_ = firstPause;
-        subscribe();
-        readState();
-        secondLook_.start();
+        follow();
     } else if (!PA_CONTEXT_IS_GOOD(state)) {
         serverLost();
     }
+}
+
+void PulseConnection::follow() {
+    subscribe();
+    readState();
+    secondLook_.start();
 }
 
 void PulseConnection::subscribe() {
@@ -115,7 +119,9 @@ void PulseConnection::retryLater() {
 
 void PulseConnection::onSecondLook(pa_context* /*context*/, const pa_server_info* info, void* connection) {
     auto* self = static_cast<PulseConnection*>(connection);
-    if (info && self->hasMissed(*info))
+    if (info && self->hasMissed(*info) &&
+        self->secondLook_.isSure(std::string(textOf(info->default_sink_name)) + '\n' +
+                                 std::string(textOf(info->default_source_name))))
         self->takeOver();
 }
 
@@ -129,8 +135,7 @@ void PulseConnection::takeOver() {
     subscription_.reset();
     context_ = secondLook_.take();
     watch();
-    subscribe();
-    readState();
+    follow();
 }
 
 } // namespace parlowen

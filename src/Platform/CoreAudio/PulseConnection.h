@@ -54,6 +54,7 @@ private:
     void connect();
     void watch();
     void stateChanged();
+    void follow();
     void subscribe();
     void readState();
     void serverLost();

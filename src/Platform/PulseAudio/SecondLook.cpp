@@ -9,6 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr auto pauseToMakeSure = 200ms;
 /// Before each look; the last is what the last look may take.
 constexpr std::array<std::chrono::milliseconds, 5> pauses{500ms, 1000ms, 2500ms, 6000ms, 3000ms};
 
@@ -23,6 +24,7 @@ SecondLook::SecondLook(pa_mainloop_api* api, std::string address, Ask ask)
 void SecondLook::start() {
     endLook();
     looks_ = 0;
+    doubt_.reset();
     timer_.start(pauses.front());
 }
 
@@ -36,6 +38,15 @@ void SecondLook::endLook() {
     context_.reset();
 }
 
+bool SecondLook::isSure(const std::string& answer) {
+    doubt_ = answer;
+    if (doubtBefore_ == doubt_)
+        return true;
+    --looks_;
+    timer_.start(pauseToMakeSure);
+    return false;
+}
+
 PulseContext SecondLook::take() {
     pa_context_set_state_callback(context_.get(), nullptr, nullptr);
     return std::move(context_);
@@ -43,6 +54,7 @@ PulseContext SecondLook::take() {
 
 void SecondLook::look() {
     endLook();
+    doubtBefore_ = std::exchange(doubt_, std::nullopt);
     if (++looks_ == pauses.size())
         return;
     timer_.start(pauses.at(looks_));

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace parlowen {
@@ -28,8 +29,10 @@ public:
     /// A lasting connection was made: the looks are counted from here.
     void start();
     void stop();
-    /// The connection of the last look, to be the lasting one from now on. The looks that are left go on, so that only
-    /// as many connections are taken after one start.
+    /// Whether the look before gave this answer too, to be asked when it is not what the lasting connection says. Else
+    /// the next look comes soon: a look's own connection is so young that it may be the one that missed something.
+    bool isSure(const std::string& answer);
+    /// The connection of the last look, to be the lasting one from now on.
     PulseContext take();
 
 private:
@@ -42,7 +45,9 @@ private:
     const Ask ask_;
     PulseContext context_;
     PulseOperation question_;
-    std::size_t looks_ = 0; ///< begun since the start
+    std::size_t looks_ = 0; ///< begun since the start, but for those that were to make sure
+    std::optional<std::string> doubt_,
+        doubtBefore_; ///< the answers that isSure() was asked about at the last two looks
     PulseTimer timer_;
 };
 
