@@ -81,6 +81,7 @@ void PulseRecording::closeStream() {
     stream_.reset();
     recording_ = false;
     waitingSince_ = pa_rtclock_now();
+    tickAfter(tickLength);
 }
 
 void PulseRecording::onStreamState(pa_stream* stream, void* data) {
@@ -90,6 +91,8 @@ void PulseRecording::onStreamState(pa_stream* stream, void* data) {
         self->report_.listening(self->source_.description,
                                 self->source_.isMonitor ? InputKind::SystemSound : InputKind::Microphone);
     }
+    if (!self->isStreamGood())
+        self->tickAfter(0);
     self->connection_.wake();
 }
 
@@ -99,6 +102,7 @@ void PulseRecording::onReadable(pa_stream* /*stream*/, std::size_t /*bytes*/, vo
 
 void PulseRecording::readAll() {
     const std::size_t frameSize = pa_frame_size(&source_.spec);
+    const std::size_t missingBefore = timeline_.framesMissing();
     const std::size_t readable = pa_stream_readable_size(stream_.get());
     if (readable == 0 || readable == static_cast<std::size_t>(-1))
         return;
@@ -113,20 +117,27 @@ void PulseRecording::readAll() {
         pa_stream_drop(stream_.get());
         done += bytes;
     }
-    restWhileBufferFills(readable / frameSize);
+    const auto last = std::exchange(lastRead_, CaptureLoop::Clock::now());
+    const bool waitedFor = !std::exchange(rested_, false) && lastRead_ - last > std::chrono::milliseconds(1);
+    if (readable / frameSize >= missingBefore)
+        restWhileBufferFills(readable / frameSize, waitedFor);
 }
 
 /// The server gives its pieces one after another, of much the same length; only the one that makes a buffer full
-/// matters.
-void PulseRecording::restWhileBufferFills(std::size_t piece) {
-    const std::size_t missing = timeline_.framesMissing();
-    if (piece == 0 || missing <= piece)
-        return;
-    const std::size_t others = (missing - 1) / piece * piece;
-    const std::size_t frames =
-        std::min(others + piece / 4, missing); // a little later, for the last of them to be there
-    connection_.restUntil(CaptureLoop::Clock::now() +
-                          std::chrono::microseconds(frames * PA_USEC_PER_SEC / source_.spec.rate));
+/// matters, and the thread should wake for it alone, just after it is there. When it came is known of a piece that was
+/// waited for; the pieces after it are expected at their distance, a little earlier each time, until one is waited for
+/// again.
+void PulseRecording::restWhileBufferFills(std::size_t piece, bool waitedFor) {
+    constexpr std::chrono::microseconds after(1000), earlier(30);
+    const auto lengthOf = [this](std::size_t frames) {
+        return std::chrono::microseconds(frames * PA_USEC_PER_SEC / source_.spec.rate);
+    };
+    const std::size_t pieces = (timeline_.framesMissing() + piece - 1) / piece;
+    const auto came =
+        waitedFor ? lastRead_ + after : std::clamp(expected_, lastRead_ - lengthOf(piece), lastRead_) - earlier;
+    expected_ = came + lengthOf(pieces * piece);
+    connection_.restUntil(expected_);
+    rested_ = true;
 }
 
 } // namespace parlowen

@@ -48,7 +48,7 @@ private:
     bool openStream();
     void closeStream();
     void readAll();
-    void restWhileBufferFills(std::size_t piece);
+    void restWhileBufferFills(std::size_t piece, bool waitedFor);
 
     void keepFollowing();
     void followIfUp();
@@ -62,7 +62,10 @@ private:
     bool dropDeadStream();
     void repairStream();
     bool hasWaitedFor(pa_usec_t time) const;
+    void tickAfter(pa_usec_t time);
     static CaptureTimeline::Time clock();
+
+    static constexpr pa_usec_t tickLength = 100 * PA_USEC_PER_MSEC;
 
     CaptureConnection& connection_;
     PulseSource source_; ///< the one that is recorded, or was last; its spec and map stay those of the first
@@ -79,6 +82,9 @@ private:
     bool recording_ = false;     ///< the stream has been ready
     bool serverIsLost_ = false;  ///< and the log says so
     pa_usec_t waitingSince_ = 0; ///< for whatever comes next while nothing is recorded
+    CaptureLoop::Clock::time_point lastRead_;
+    CaptureLoop::Clock::time_point expected_; ///< the piece that makes the next buffer full
+    bool rested_ = false;                     ///< since the last read
     pa_time_event* ticker_ = nullptr;
     SecondLook secondLook_;
 };

@@ -1,19 +1,22 @@
-// How a recording keeps to the server's default source: answers and events carry it forward, and a tick ten times a
-// second finds what has failed and begins anew.
+// How a recording keeps to the server's default source: answers and events carry it forward, and a tick, ten times a
+// second while something is amiss, begins anew what has failed.
 #include "PulseRecording.h"
 
 namespace parlowen {
 
 namespace {
 
-constexpr pa_usec_t tickLength = 100 * PA_USEC_PER_MSEC;
+constexpr pa_usec_t tickLengthWhileAllIsWell = 500 * PA_USEC_PER_MSEC;
 constexpr pa_usec_t pauseBetweenAttempts = 200 * PA_USEC_PER_MSEC;
 constexpr pa_usec_t patience = 3 * PA_USEC_PER_SEC; // with a server that does not answer
 
 } // namespace
 
 void PulseRecording::keepFollowing() {
-    connection_.onStateChange([this] { followIfUp(); });
+    connection_.onStateChange([this] {
+        followIfUp();
+        tickAfter(0);
+    });
     ticker_ = pa_context_rttime_new(connection_.context(), pa_rtclock_now() + tickLength, onTick, this);
     followIfUp();
 }
@@ -99,7 +102,7 @@ void PulseRecording::takeOver() {
     followIfUp();
 }
 
-void PulseRecording::onTick(pa_mainloop_api* /*api*/, pa_time_event* event, const timeval* /*time*/, void* data) {
+void PulseRecording::onTick(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*time*/, void* data) {
     auto* self = static_cast<PulseRecording*>(data);
     self->timeline_.fill(clock());
     if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(self->connection_.context())))
@@ -108,7 +111,13 @@ void PulseRecording::onTick(pa_mainloop_api* /*api*/, pa_time_event* event, cons
         self->reconnectAfter(patience);
     else
         self->repairStream();
-    pa_context_rttime_restart(self->connection_.context(), event, pa_rtclock_now() + tickLength);
+    const bool well = self->recording_ && !self->timeline_.isInterrupted();
+    self->tickAfter(well ? tickLengthWhileAllIsWell : tickLength);
+}
+
+void PulseRecording::tickAfter(pa_usec_t time) {
+    if (ticker_)
+        pa_context_rttime_restart(connection_.context(), ticker_, pa_rtclock_now() + time);
 }
 
 void PulseRecording::reconnect() {
