@@ -32,6 +32,7 @@ AudioRouting& Interview::router() { return KXAudioRouter::shared(); }
 
 // A window opens whatever is missing, and can be closed. A run without one would only wait for sound that cannot come.
 std::optional<QString> Interview::prepareSound() {
+    consoleLog(QStringLiteral("开始面试"));
     if (line().systemAudio) {
         const AudioCheck found = checkAudio(AudioHardwareService::shared(), AVAuthorizationStatus::Authorized);
         if (!found.isReady() && line().headless)

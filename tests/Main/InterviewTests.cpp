@@ -283,7 +283,7 @@ TEST_P(InterviewTest, AMicrophoneInterviewHearsTheMicrophoneAndLeavesTheOutputAl
     expectNoMultiOutput();
     endOrderly(*run, SIGHUP);
     EXPECT_THAT(run->errors.toStdString(),
-                AllOf(HasSubstr("已经授权"), HasSubstr("✅ 切换到麦克风输入：USB Microphone")));
+                AllOf(HasSubstr("开始面试\n已经授权\n"), HasSubstr("✅ 切换到麦克风输入：USB Microphone")));
     expectDefaults("mic", "speakers");
 }
 

@@ -98,7 +98,7 @@ protected:
 
     /// The console log's lines since the last call.
     QStringList takeLog() {
-        const QStringList lines = log.lines().mid(seen_);
+        QStringList lines = log.lines().mid(seen_);
         seen_ += lines.size();
         return lines;
     }

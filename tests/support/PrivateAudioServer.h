@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
+#include <ranges>
 #include <vector>
 
 #include "WaitFor.h"
@@ -45,9 +46,9 @@ class PrivateAudioServer {
 public:
     virtual ~PrivateAudioServer() {
         qunsetenv("PULSE_SERVER");
-        for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
-            (*process)->terminate();
-            (*process)->waitForFinished(5000);
+        for (const auto& process : processes_ | std::views::reverse) {
+            process->terminate();
+            process->waitForFinished(5000);
         }
         kill();
     }
@@ -66,8 +67,8 @@ public:
     }
     /// Ends the server at once, as a crash would.
     void kill() {
-        for (auto process = processes_.rbegin(); process != processes_.rend(); ++process)
-            (*process)->kill();
+        for (const auto& process : processes_ | std::views::reverse)
+            process->kill();
         for (const auto& process : processes_)
             process->waitForFinished(5000);
         processes_.clear();
