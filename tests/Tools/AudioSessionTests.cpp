@@ -86,9 +86,14 @@ protected:
         simply = std::make_unique<SimplyCoreAudio>(server);
         ASSERT_TRUE(waitFor(
             [this] { return device("speakers") && device("line") && device("mic") && device("vorlanOutput"); }));
-        device("speakers")->makeDefaultOutput();
-        device("line")->makeDefaultInput();
-        expectDefaults("line", "speakers");
+        // PipeWire's session manager may still be starting, and choose by itself after that.
+        ASSERT_TRUE(waitFor([this] {
+            device("speakers")->makeDefaultOutput();
+            device("line")->makeDefaultInput();
+            return holdsFor(
+                [] { return control({"get-default-source"}) == "line" && control({"get-default-sink"}) == "speakers"; },
+                200);
+        }));
     }
 
     std::shared_ptr<AudioDevice> device(const QString& uid) const {
