@@ -8,6 +8,7 @@ namespace parlowen {
 class AudioRouting;
 class HttpDatas;
 class ProgressHUD;
+class SessionStatus;
 class Settings;
 class TimerManager;
 
@@ -20,6 +21,7 @@ struct SessionServices {
     CaptureSourceFactory capture;   ///< where the session's sound comes from
     StreamingEnvironment streaming; ///< for the answer requests
     ProgressHUD* hud = nullptr;
+    SessionStatus* status = nullptr; ///< what is heard and recognised, for the window; may be null
 };
 
 } // namespace parlowen

@@ -1,14 +1,12 @@
 #pragma once
 
 #include "InputLevelWatch.h"
+#include "InputStatus.h"
 
 #include <QString>
 #include <functional>
 
 namespace parlowen {
-
-/// What a capture listens to: what a sink plays, or anything else.
-enum class InputKind { SystemSound, Microphone };
 
 /// What befalls the input of a capture.
 struct InputNotice {

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+#include <cstdint>
+
+namespace parlowen {
+
+/// The languages in which the program speaks to people.
+enum class Language : std::uint8_t { English, Chinese };
+
+/// The language of the terminal: Chinese where the locale of messages (LC_ALL, LC_MESSAGES, LANG) is, else English.
+Language terminalLanguage();
+
+/// One thing to say, in each language, with %1, %2 … for what differs.
+struct Phrase {
+    const char* english; ///< UTF-8
+    const char* chinese; ///< UTF-8
+
+    QString in(Language language) const { return QString::fromUtf8(language == Language::Chinese ? chinese : english); }
+    template<class... Arguments>
+    QString in(Language language, const Arguments&... arguments) const {
+        return in(language).arg(arguments...);
+    }
+};
+
+} // namespace parlowen
