@@ -57,7 +57,8 @@ void Composition::languageList(int source, std::function<void(std::vector<Langua
                       });
 }
 
-std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory capture, AudioRouting& router) {
+std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory capture, AudioRouting& router,
+                                                        SessionStatus& status) {
     SessionServices services;
     services.settings = &settings_;
     services.http = &http_;
@@ -66,6 +67,7 @@ std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory cap
     services.capture = std::move(capture);
     services.streaming = {ApiBase::builtIn(), [this] { return settings_.loginToken(); }, trust_};
     services.hud = &ProgressHUD::shared();
+    services.status = &status;
     auto window = std::make_unique<SessionWindow>(std::move(services));
     // The session's window is the one that the user sees.
     ProgressHUD::shared().containerView = window.get();

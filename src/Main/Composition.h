@@ -6,6 +6,7 @@
 #include <Network/Settings.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/AudioRouting.h>
+#include <Tools/SessionStatus.h>
 
 #include <functional>
 #include <memory>
@@ -31,8 +32,9 @@ public:
     void languageList(int source, std::function<void(std::vector<LanguageListModel>)> received);
 
     /// A window with a new session in it, not shown yet, which hears what the factory's sources give and hands the
-    /// audio devices back through the router, which outlives it.
-    std::unique_ptr<SessionWindow> openSession(CaptureSourceFactory capture, AudioRouting& router);
+    /// audio devices back through the router. The router and the status, which it shows and keeps, outlive it.
+    std::unique_ptr<SessionWindow> openSession(CaptureSourceFactory capture, AudioRouting& router,
+                                               SessionStatus& status);
 
 private:
     Settings& settings_;

@@ -114,7 +114,7 @@ void SessionRun::openSession() {
         giveUp(*problem, statusNotRun);
         return;
     }
-    window_ = composition_->openSession(watchedCapture(), router());
+    window_ = composition_->openSession(watchedCapture(), router(), status_);
     controller_ = window_->controller();
     window_->installEventFilter(this);
     observe();

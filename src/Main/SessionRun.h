@@ -41,6 +41,8 @@ public:
 
 protected:
     const CommandLine& line() const { return line_; }
+    /// What is heard and recognised.
+    SessionStatus& status() { return status_; }
     /// What is heard, for the report.
     virtual QString soundName() const = 0;
     /// Why there is nothing to hear, in plain words, or none.
@@ -76,6 +78,7 @@ private:
     CommandLine line_;
     SessionReport& report_;
     std::function<void(int)> finished_;
+    SessionStatus status_;
     std::unique_ptr<SessionSettings> settings_;
     std::unique_ptr<LocalService> service_;
     std::unique_ptr<Composition> composition_;
