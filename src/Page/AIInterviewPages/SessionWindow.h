@@ -55,6 +55,7 @@ private:
     int groundOpacity_;
     AIInterviewDetailController* controller_;
     QLabel* title_;
+    QLabel* subject_; ///< of the interview, beside the title
     QToolButton* closeButton_;
     bool dragging_ = false; ///< where the window system does not move windows for us
     Qt::Edges dragEdges_;   ///< none moves the window

@@ -20,9 +20,9 @@ namespace {
 
 using Severity = SessionStatusText::Severity;
 
-constexpr int side = 10;  // from the chip's end to what is in it
-constexpr int inner = 7;  // between mark, words and meter
-constexpr int mark = 8;   // the mark's size
+constexpr int side = 10; // from the chip's end to what is in it
+constexpr int inner = 7; // between mark, words and meter
+constexpr int mark = 8;  // the mark's size
 constexpr int aboveText = 4;
 constexpr int barWidth = 2;
 constexpr int barGap = 2;
@@ -91,7 +91,7 @@ void StatusChip::refresh() {
         QAccessible::updateAccessibility(&announced);
     }
     if (details_)
-        details_->show(words_);
+        details_->say(words_);
     meterWhileSeen();
     update();
     Q_EMIT widthChanged();
@@ -102,7 +102,7 @@ void StatusChip::showDetails() {
         details_ = new StatusDetails(window());
         connect(details_, &StatusDetails::outputChosen, &status_, &SessionStatus::chooseOutput);
     }
-    details_->show(words_);
+    details_->say(words_);
     details_->popUpUnder(*this);
 }
 

@@ -76,7 +76,7 @@ StatusDetails::StatusDetails(QWidget* parent)
     });
 }
 
-void StatusDetails::show(const SessionStatusText& words) {
+void StatusDetails::say(const SessionStatusText& words) {
     setLines(headline_, {words.text});
     setLines(details_, words.details);
     setLines(advice_, words.advice);
@@ -103,8 +103,8 @@ void StatusDetails::fit() {
     const QSize size(wide, layout()->totalHeightForWidth(wide));
     const QRect screenArea = screen()->availableGeometry();
     const int left = std::clamp(anchor_.x(), screenArea.left(), std::max(screenArea.left(), screenArea.right() - wide));
-    const int top = std::clamp(anchor_.y(), screenArea.top(),
-                               std::max(screenArea.top(), screenArea.bottom() - size.height()));
+    const int top =
+        std::clamp(anchor_.y(), screenArea.top(), std::max(screenArea.top(), screenArea.bottom() - size.height()));
     setGeometry({QPoint(left, top), size});
 }
 

@@ -17,9 +17,8 @@ class StatusDetails : public QFrame {
 public:
     explicit StatusDetails(QWidget* parent);
 
-    using QFrame::show;
     /// Says this from now on. A text that is being marked changes once nothing is marked in it.
-    void show(const SessionStatusText& words);
+    void say(const SessionStatusText& words);
     void popUpUnder(const QWidget& chip);
 
 Q_SIGNALS:
