@@ -1,9 +1,11 @@
 #include "StatusDetails.h"
 
+#include <Tools/PopView/Colors.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QLabel>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -15,6 +17,7 @@ namespace {
 
 constexpr int panelWidth = 340; // at the usual font scale
 constexpr int underChip = 6;
+constexpr int cornerRadius = 10;
 
 QLabel* addText(QVBoxLayout* layout, const char* name, int size, QFont::Weight weight, const QString& style) {
     auto* label = new QLabel;
@@ -31,6 +34,9 @@ QLabel* addText(QVBoxLayout* layout, const char* name, int size, QFont::Weight w
 void letCopy(QLabel* label) {
     label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     label->setFocusPolicy(Qt::StrongFocus);
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::Text, hexColor(theme::onDark)); // of the text cursor
+    label->setPalette(palette);
 }
 
 void setLines(QLabel* label, const QStringList& lines) {
@@ -44,12 +50,11 @@ void setLines(QLabel* label, const QStringList& lines) {
 } // namespace
 
 StatusDetails::StatusDetails(QWidget* parent)
-    : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint) {
+    : QWidget(parent, Qt::Popup | Qt::FramelessWindowHint) {
     setObjectName(QStringLiteral("statusDetails"));
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_NoMouseReplay); // a click on the chip would open it again
-    setStyleSheet(styleSheets::darkPanel(objectName()));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 14, 16, 14);
     layout->setSpacing(6);
@@ -95,6 +100,14 @@ void StatusDetails::popUpUnder(const QWidget& chip) {
     fit();
     setVisible(true);
     (action_->isHidden() ? static_cast<QWidget*>(details_) : action_)->setFocus(Qt::PopupFocusReason);
+}
+
+void StatusDetails::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(hexColor(theme::darkGrey), 1));
+    painter.setBrush(hexColor(theme::darkMenu));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
 }
 
 void StatusDetails::fit() {

@@ -2,7 +2,7 @@
 
 #include <Tools/SessionStatusText.h>
 
-#include <QFrame>
+#include <QWidget>
 
 class QLabel;
 class QPushButton;
@@ -12,7 +12,7 @@ namespace parlowen {
 /// The details of a session's status and what to do, in a panel under the chip that says it in short. Its texts can be
 /// marked and copied. It takes the keyboard and gives it back when it closes, with Escape or a click beside it. It
 /// deletes itself then. Main thread only.
-class StatusDetails : public QFrame {
+class StatusDetails : public QWidget {
     Q_OBJECT
 public:
     explicit StatusDetails(QWidget* parent);
@@ -24,6 +24,9 @@ public:
 Q_SIGNALS:
     /// The user wants to hear what that output plays.
     void outputChosen(const QString& uid);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     void fit();

@@ -82,12 +82,6 @@ QString darkSlider() {
         "QSlider::handle:horizontal:focus { background: @accent; }"));
 }
 
-QString darkPanel(const QString& objectName) {
-    return inColors(QStringLiteral("#@name { background: @menu; border: 1px solid @line; border-radius: 10px; }"
-                                   "QLabel:focus { border-bottom: 1px solid @accent; }"))
-        .replace(QLatin1String("@name"), objectName);
-}
-
 QString darkTextBox() {
     return inColors(QStringLiteral("QPlainTextEdit { color: @onDark; background: transparent; border: none;"
                                    " selection-background-color: @accent; selection-color: black; }"));

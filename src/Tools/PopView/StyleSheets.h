@@ -20,8 +20,6 @@ QString darkLabel();
 QString darkTitle();
 QString darkMenu();
 QString darkSlider();
-/// The ground of a panel that is a window of its own, the widget of that name.
-QString darkPanel(const QString& objectName);
 /// A plain text field without a border.
 QString darkTextBox();
 
