@@ -130,6 +130,7 @@ private:
     void buildLists();
     void buildQuestionBox();
     void buildReading();
+    void openMenuByKeys();
     void showPinState();
     void hoverPin(bool inside);
     SessionLayout currentLayout() const;

@@ -85,6 +85,9 @@ void AIInterviewDetailController::buildLists() {
     bottomTableView_->setObjectName(QStringLiteral("bottomTableView"));
     bottomTableView_->setAccessibleName(QStringLiteral("AI回答"));
     bottomTableView_->setModel(answers_);
+    topTableView_->setPlaceholder(QStringLiteral("对话的文字会显示在这里"));
+    bottomTableView_->setPlaceholder(isManual() ? QStringLiteral("点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里")
+                                                : QStringLiteral("AI 对每个问题的回答会显示在这里"));
     for (ReadingList* list : {topTableView_, bottomTableView_})
         list->setNominalRowHeight(TextCell::nominalHeight(systemFont(fontSize_)));
     connect(topTableView_, &ReadingList::focusShown, topView_, &ListFrame::setHighlighted);
@@ -101,6 +104,7 @@ void AIInterviewDetailController::buildQuestionBox() {
     aiResponseButton_->setFocusPolicy(Qt::TabFocus);
     aiResponseButton_->setCursor(Qt::PointingHandCursor);
     aiResponseButton_->setStyleSheet(styleSheets::darkAccentButton());
+    aiResponseButton_->setToolTip(QStringLiteral("Ctrl+Enter"));
     aiResponseButton_->setVisible(isManual());
     connect(aiResponseButton_, &QPushButton::clicked, this, &AIInterviewDetailController::aiResponseTapped);
 }

@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QScreen>
+#include <QShortcut>
 #include <QToolButton>
 #include <algorithm>
 #include <utility>
@@ -57,6 +58,7 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     controller_->loadViewIfNeeded();
     controller_->lower();
     buildKeyboardOrder();
+    buildKeys();
     connect(controller_, &AIInterviewDetailController::menuRequested, this, &SessionWindow::showMenu);
 }
 
@@ -94,6 +96,12 @@ void SessionWindow::buildKeyboardOrder() {
     order.insert(list, closeButton_);
     for (std::size_t i = 1; i < order.size(); ++i)
         setTabOrder(order[i - 1], order[i]);
+}
+
+void SessionWindow::buildKeys() {
+    for (const auto& [key, step] : {std::pair(Qt::Key_Up, opacityStep), std::pair(Qt::Key_Down, -opacityStep)})
+        connect(new QShortcut(Qt::ALT | key, this), &QShortcut::activated, this,
+                [this, step = step] { setGroundOpacity(groundOpacity_ + step); });
 }
 
 void SessionWindow::setGroundOpacity(int percent) {
