@@ -60,7 +60,8 @@ int MeasuredList::footerForWholeRow() const {
     if (row < 0 || row == verticalHeader()->count() - 1)
         return 0;
     const int start = verticalHeader()->sectionPosition(row);
-    return start == top ? 0 : start + rowHeight(row) - top;
+    const bool isWhole = top - start <= TextCell::rowSpacing / 2 + TextCell::above; // to the eye
+    return isWhole ? 0 : start + rowHeight(row) - top;
 }
 
 // The base class ends the range with the last row. It must not scroll there and back, and paint everything for it.

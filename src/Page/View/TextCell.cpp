@@ -9,7 +9,6 @@ namespace parlowen {
 
 namespace {
 
-constexpr int above = 4;
 constexpr int between = 4;
 constexpr int below = 4;
 constexpr int belowResult = 8;

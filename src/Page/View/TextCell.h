@@ -21,6 +21,7 @@ public:
 
     static constexpr int sideInset = 11;
     static constexpr int rowSpacing = 8; ///< between two rows; half of it belongs to each
+    static constexpr int above = 4;      ///< from there to the first line
 
     /// The height of the row at that width, spacing included, measured anew.
     int measure(const QModelIndex& index, int width) const;
