@@ -18,6 +18,8 @@ protected:
     AudioRouting& router() override { return router_; }
 
 private:
+    void showFile();
+
     NoAudioRouting router_;
 };
 

@@ -6,6 +6,7 @@
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
 #include <Foundation/MainQueue.h>
+#include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
 
 #include <QCloseEvent>
@@ -17,6 +18,7 @@ namespace parlowen {
 
 namespace {
 
+constexpr Phrase anotherSession{"another session of yours is open; both go on", "另一个面试窗口已打开，两个都会继续"};
 constexpr int statusDone = 0;
 constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
@@ -118,8 +120,18 @@ void SessionRun::openSession() {
     controller_ = window_->controller();
     window_->installEventFilter(this);
     observe();
+    if (!line_.headless)
+        sayIfSecond();
     window_->show();
     quiet_.start(startMilliseconds);
+}
+
+void SessionRun::sayIfSecond() {
+    presence_.emplace();
+    if (!presence_->isSecond())
+        return;
+    warn(anotherSession.in(terminalLanguage()));
+    controller_->addStatusNote(anotherSession.in(Language::Chinese));
 }
 
 CaptureSourceFactory SessionRun::watchedCapture() {
@@ -188,6 +200,8 @@ void SessionRun::observe() {
 
 void SessionRun::soundEnded() {
     soundOver_ = true;
+    if (controller_)
+        controller_->stopClock();
     settleSoon();
 }
 

@@ -9,6 +9,7 @@
 #include <AVFoundation/CaptureSource.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
+#include <Tools/SessionPresence.h>
 #include <Tools/SessionStatus.h>
 
 #include <QElapsedTimer>
@@ -65,6 +66,7 @@ private:
     void loadLanguages();
     void openSession();
     void observe();
+    void sayIfSecond();
     CaptureSourceFactory watchedCapture();
     void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
@@ -84,6 +86,7 @@ private:
     std::unique_ptr<LocalService> service_;
     std::unique_ptr<Composition> composition_;
     std::unique_ptr<SessionSignIn> signIn_;
+    std::optional<SessionPresence> presence_; ///< while the window is open
     std::unique_ptr<SessionWindow> window_;
     std::vector<LanguageListModel> spoken_;
     QPointer<AIInterviewDetailController> controller_;

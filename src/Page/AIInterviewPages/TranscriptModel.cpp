@@ -54,7 +54,10 @@ QVariant TranscriptModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
         return record.resultText.isEmpty() ? record.sourceText : record.sourceText + u'\n' + record.resultText;
     case Qt::AccessibleTextRole:
-        return QString::number(index.row() + 1) + u':' + index.data(Qt::DisplayRole).toString();
+        return QString::number(index.row() + 1) + u':' + index.data(Qt::DisplayRole).toString() +
+               (row < topArr_.size() ? QString() : QStringLiteral("（识别中）"));
+    case AiInterviewCellMac::unfinishedRole:
+        return row >= topArr_.size();
     case Qt::FontRole:
         return font_;
     default:

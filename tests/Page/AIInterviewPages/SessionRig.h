@@ -8,6 +8,7 @@
 #include <Page/View/MeasuredList.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/ProgressHUD.h>
+#include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
 
 #include <QPlainTextEdit>
@@ -83,6 +84,8 @@ protected:
     std::chrono::milliseconds tick_ = std::chrono::hours(1);
     std::unique_ptr<TimerManager> timer_;
     CountingRouter router_;
+    SessionStatus status_;
+    bool showsStatus_ = false;
     ProgressHUD hud_;
     std::unique_ptr<SessionWindow> window_;
 };
