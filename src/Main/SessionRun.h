@@ -9,6 +9,7 @@
 #include <AVFoundation/CaptureSource.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
+#include <Tools/SessionStatus.h>
 
 #include <QElapsedTimer>
 #include <QPointer>
