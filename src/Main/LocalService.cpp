@@ -77,7 +77,6 @@ void LocalService::start(Started started) {
 
 void LocalService::launch(quint16 port) {
     port_ = port;
-    launched_.start();
     patience_.start(startMilliseconds);
     output_.clear();
     errors_.clear();
@@ -139,9 +138,10 @@ void LocalService::restartAfterPause() {
 
 void LocalService::revive() {
     const bool isTried = restart_.isActive() || process_.state() != QProcess::NotRunning ||
-                         !launched_.hasExpired(longestPauseMilliseconds);
+                         (revived_.isValid() && !revived_.hasExpired(longestPauseMilliseconds));
     if (!isWanted_ || isTried)
         return;
+    revived_.start();
     tellServing(false);
     launch(port_);
 }

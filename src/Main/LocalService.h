@@ -70,8 +70,8 @@ private:
     QByteArray errors_;
     QNetworkAccessManager* probe_ = nullptr;
     quint16 port_ = 0;
-    QElapsedTimer serving_;  ///< since the service was last ready; not valid before it was
-    QElapsedTimer launched_; ///< since the last attempt to start it
+    QElapsedTimer serving_; ///< since the service was last ready; not valid before it was
+    QElapsedTimer revived_; ///< since the last attempt
     QTimer restart_;
     int restarts_ = 0; ///< in a row
     bool serves_ = true;
