@@ -16,7 +16,6 @@ class StatusChipTest : public SessionRig {
 protected:
     StatusChipTest() {
         single();
-        showsStatus_ = true;
         openWindow();
         window_->activateWindow();
         EXPECT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
