@@ -99,6 +99,14 @@ public:
         return result;
     }
 
+    /// The finished sentences, in one line.
+    std::string heardText() {
+        std::string heard;
+        for (const Event& row : events(QStringLiteral("row")))
+            heard += row.text.toStdString() + " ";
+        return heard;
+    }
+
     std::shared_ptr<ProgramHome> home;
     QProcess process;
     QByteArray output;
