@@ -26,6 +26,10 @@ QJsonValue lasting(const QJsonValue& value) {
             result.append(lasting(element));
         return result;
     }
+    if (value.isString()) {
+        static const QRegularExpression ofThisServer(R"(loopback-\d+-\d+|socket=\S+)");
+        return value.toString().remove(ofThisServer);
+    }
     if (!value.isObject())
         return value;
     QJsonObject result;
@@ -54,6 +58,9 @@ void addStreams(ServerDump& dump, const QJsonArray& streams, const QString& devi
             continue;
         }
         stream[device] = to;
+        // A stream of the server's own runs when somebody wants its sound.
+        if (!stream["properties"].toObject().contains("application.name"))
+            stream.remove("corked");
         dump.others << doing + ' ' + QJsonDocument(lasting(stream).toObject()).toJson(QJsonDocument::Compact);
     }
 }
