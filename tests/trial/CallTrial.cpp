@@ -18,7 +18,8 @@ using namespace ::parlowen::testing;
 
 namespace {
 
-constexpr double wordsASecond = 3.5;
+constexpr double wordsASecond = 2.5;
+constexpr double cutWords = 3; // of an interruption
 
 /// What a run has told in events of a kind, in order.
 QStringList told(ProgramRun& run, const char* kind) {
@@ -82,12 +83,18 @@ void CallTrial::startSessions() {
         session.run = std::make_unique<ProgramRun>(
             QStringList{"--interview", source, "--headless", "--json", "--language", "en-US", "--verbose"}, variables,
             home_);
-        ASSERT_TRUE(waitFor([&] { return !told(*session.run, "status").isEmpty(); }, 40'000))
-            << session.run->output.toStdString() << session.run->errors.right(2000).toStdString();
-        static const QRegularExpression open(QStringLiteral("^(computer's sound|microphone|quiet|there is nothing)"));
-        ASSERT_TRUE(waitFor([&] { return told(*session.run, "status").constLast().contains(open); }, 40'000))
-            << told(*session.run, "status").join(u'\n').toStdString();
     }
+    const auto hear = [this] {
+        return row_.sessions.filter("app:").isEmpty() ? dumpServer().ours.size() == row_.sessions.size()
+                                                      : !chipOf(sessions_.front()).isEmpty();
+    };
+    ASSERT_TRUE(ServerWatch().until(hear, 40'000))
+        << sessions_.back().run->output.toStdString() << sessions_.back().run->errors.right(2000).toStdString();
+}
+
+QString CallTrial::chipOf(Session& session) {
+    const QStringList all = told(*session.run, "status");
+    return all.isEmpty() ? QString() : all.constLast();
 }
 
 void CallTrial::untilSaid() {
@@ -102,9 +109,8 @@ void CallTrial::untilSaid() {
 void CallTrial::expectChip(const QString& pattern) {
     const QRegularExpression wanted(pattern);
     for (Session& session : sessions_)
-        EXPECT_TRUE(waitFor([&] { return told(*session.run, "status").constLast().contains(wanted); }, 12'000))
-            << "wanted: " << pattern.toStdString()
-            << "\nsaid: " << told(*session.run, "status").join(u'\n').toStdString();
+        EXPECT_TRUE(waitFor([&] { return chipOf(session).contains(wanted); }, 12'000))
+            << "wanted: " << pattern.toStdString() << "\nlast said: " << chipOf(session).toStdString();
 }
 
 void CallTrial::endSessions() {
@@ -112,9 +118,10 @@ void CallTrial::endSessions() {
         ProgramRun& run = *session.run;
         // The last sentence is said; what is kept is made up for.
         std::size_t count = 0;
-        do
+        for (int changes = 0; changes < 300 && run.events().size() > count; ++changes) {
             count = run.events().size();
-        while (waitFor([&] { return run.events().size() > count; }, 6'000));
+            waitFor([&] { return run.events().size() > count; }, 6'000);
+        }
         run.signal(SIGINT);
         EXPECT_EQ(run.finish(20'000), 0) << run.errors.right(3000).toStdString();
         EXPECT_EQ(told(run, "problem").join(u'\n').toStdString(), "");
@@ -125,10 +132,11 @@ void CallTrial::endSessions() {
 void CallTrial::expectTranscript(Session& session) const {
     const auto said = wordsOf(session.said), heard = wordsOf(session.run->heardText());
     const int missed = missedSeconds(*session.run);
+    const double gaps = row_.lostSeconds + missed;
     const double allowed =
-        std::ceil(row_.errorShare * static_cast<double>(said.size())) + wordsASecond * row_.lostSeconds;
+        std::ceil(row_.errorShare * static_cast<double>(said.size())) + (gaps > 0 ? cutWords + wordsASecond * gaps : 0);
     EXPECT_LE(static_cast<double>(wordErrors(said, heard)), allowed) << session.run->heardText();
-    EXPECT_LE(missed, row_.lostSeconds + 1);
+    EXPECT_LE(missed, row_.missedSeconds);
 }
 
 std::string CallTrial::report() {
