@@ -70,7 +70,9 @@ public:
 
     /// The exit status; -1 when it crashed or did not end within the bound.
     int finish(int milliseconds = 120'000) {
-        if (!process.waitForFinished(milliseconds) || process.exitStatus() != QProcess::NormalExit)
+        if (process.state() != QProcess::NotRunning)
+            process.waitForFinished(milliseconds);
+        if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)
             return -1;
         read();
         return process.exitCode();
