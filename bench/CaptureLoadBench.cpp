@@ -85,12 +85,11 @@ private:
     }
 
     void read() {
-        std::string bytes;
-        do {
-            bytes.clear();
-            stream_.read(3200, bytes);
-            bytes_ += bytes.size();
-        } while (!bytes.empty());
+        while (stream_.hasMore(3200)) {
+            const SPXPushAudioInputStream::Piece piece = stream_.read(3200);
+            stream_.release(piece.position + piece.bytes.size());
+            bytes_ += piece.bytes.size();
+        }
     }
 
     const AVAudioFormat to_ =

@@ -9,6 +9,8 @@
 #include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
 
+#include <Tools/SessionStatusText.h>
+
 #include <QCloseEvent>
 #include <QSaveFile>
 #include <QUrl>
@@ -126,6 +128,8 @@ void SessionRun::openSession() {
     if (!line_.headless)
         sayIfSecond();
     connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::recognitionChanged);
+    connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
+    connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
     window_->show();
     if (endsByItself())
         quiet_.start(startMilliseconds);
@@ -137,6 +141,13 @@ void SessionRun::sayIfSecond() {
         return;
     warn(anotherSession.in(terminalLanguage()));
     controller_->addStatusNote(anotherSession.in(Language::Chinese));
+}
+
+void SessionRun::reportStatus() {
+    const SessionStatusText now = sessionStatusText(status_.input(), status_.recognition(), terminalLanguage());
+    if (closing_ || now.text == std::exchange(lastStatus_, now.text))
+        return;
+    report_.status(now.text, now.severity == SessionStatusText::Severity::Plain);
 }
 
 CaptureSourceFactory SessionRun::watchedCapture() {

@@ -73,6 +73,7 @@ private:
     void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
     void recognitionChanged();
+    void reportStatus();
     bool recognitionLags() const;
     void settleSoon();
     void settle();
@@ -100,6 +101,7 @@ private:
     QString unfinished_;    ///< the sentence in progress
     int rows_ = 0;
     QString lastProblem_; ///< of a request
+    QString lastStatus_;  ///< as reported
     bool soundOver_ = false;
     bool soundFailed_ = false;
     bool recognitionFailed_ = false;

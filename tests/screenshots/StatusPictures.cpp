@@ -72,7 +72,6 @@ class StatusPictures : public SessionRig {
 protected:
     StatusPictures() {
         single();
-        showsStatus_ = true;
         openWindow();
         chip_ = window_->findChild<StatusChip*>("statusChip");
     }
