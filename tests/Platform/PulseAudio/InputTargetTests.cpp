@@ -1,4 +1,4 @@
-#include <AVFoundation/InputTarget.h>
+#include <PulseAudio/InputTarget.h>
 #include <gmock/gmock.h>
 
 namespace parlowen {
