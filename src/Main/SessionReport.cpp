@@ -97,6 +97,8 @@ void JsonReport::row(int row, const QString& text, const QString& translation) {
 
 void JsonReport::missed(int seconds) { write("missed", {{QStringLiteral("seconds"), seconds}}); }
 
+void JsonReport::status(const QString& text) { event("status", text); }
+
 void JsonReport::asked(int answer, const QString& question) {
     answers_[answer].clear();
     event("question", question, answer);

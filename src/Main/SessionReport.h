@@ -25,6 +25,8 @@ public:
     virtual void row(int row, const QString& text, const QString& translation) = 0;
     /// Between the rows, so many seconds were not heard.
     virtual void missed(int seconds) = 0;
+    /// What the state chip says now, in the terminal's language.
+    virtual void status(const QString& text) = 0;
     virtual void asked(int answer, const QString& question) = 0;
     /// The whole text of an answer so far.
     virtual void answerGrew(int answer, const QString& text) = 0;
@@ -42,6 +44,7 @@ public:
     void partial(int row, const QString& text, const QString& translation) override;
     void row(int row, const QString& text, const QString& translation) override;
     void missed(int seconds) override;
+    void status(const QString&) override {} ///< whoever reads sees the rows come
     void asked(int answer, const QString& question) override;
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;
@@ -72,6 +75,7 @@ public:
     void partial(int row, const QString& text, const QString& translation) override;
     void row(int row, const QString& text, const QString& translation) override;
     void missed(int seconds) override;
+    void status(const QString& text) override;
     void asked(int answer, const QString& question) override;
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;

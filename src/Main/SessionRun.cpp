@@ -8,6 +8,7 @@
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
+#include <Tools/SessionStatusText.h>
 
 #include <QCloseEvent>
 #include <QSaveFile>
@@ -37,6 +38,8 @@ SessionRun::SessionRun(CommandLine line, SessionReport& report, std::function<vo
     , finished_(std::move(finished)) {
     quiet_.setSingleShot(true);
     connect(&quiet_, &QTimer::timeout, this, &SessionRun::settle);
+    connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
+    connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
 }
 
 SessionRun::~SessionRun() = default;
@@ -222,6 +225,12 @@ void SessionRun::observe() {
         settleSoon();
     };
     controller_->setObserver(std::move(observer));
+}
+
+void SessionRun::reportStatus() {
+    const QString text = sessionStatusText(status_.input(), status_.recognition(), terminalLanguage()).text;
+    if (std::exchange(statusText_, text) != text)
+        report_.status(text);
 }
 
 void SessionRun::soundEnded() {

@@ -68,6 +68,7 @@ private:
     void loadLanguages();
     void openSession();
     void observe();
+    void reportStatus();
     void sayIfSecond();
     CaptureSourceFactory watchedCapture();
     void soundFailed(const QString& problem);
@@ -98,6 +99,7 @@ private:
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete
     QString unfinished_;    ///< the sentence in progress
+    QString statusText_;    ///< as it was last reported
     int rows_ = 0;
     QString lastProblem_; ///< of a request
     bool soundOver_ = false;

@@ -27,6 +27,7 @@ struct Event {
     QString text;
     int row = 0;
     QString translation;
+    int seconds = 0;
 };
 
 /// Where a run of the program keeps what it stores; runs that follow each other may share it.
@@ -93,7 +94,7 @@ public:
             const QJsonObject object = QJsonDocument::fromJson(line).object();
             if (!object.isEmpty())
                 result.push_back({object["kind"].toString(), object["text"].toString(), object["row"].toInt(),
-                                  object["translation"].toString()});
+                                  object["translation"].toString(), object["seconds"].toInt()});
         }
         return result;
     }

@@ -33,10 +33,9 @@ QStringList told(ProgramRun& run, const char* kind) {
 
 /// Seconds of the call that the transcript says were not heard.
 int missedSeconds(ProgramRun& run) {
-    static const QRegularExpression number(QStringLiteral("(\\d+) s"));
     int seconds = 0;
-    for (const QString& text : told(run, "missed"))
-        seconds += number.match(text).captured(1).toInt();
+    for (const Event& event : run.events(QStringLiteral("missed")))
+        seconds += event.seconds;
     return seconds;
 }
 
