@@ -133,7 +133,7 @@ class Measurement {
 public:
     Measurement(Composition& composition, std::shared_ptr<Spoken> spoken)
         : spoken_(std::move(spoken))
-        , window_(composition.openSession([] { return std::make_unique<SilentSource>(); }, router_)) {
+        , window_(composition.openSession([] { return std::make_unique<SilentSource>(); }, router_, status_)) {
         const QList<MeasuredList*> lists = window_->findChildren<MeasuredList*>();
         for (MeasuredList* list : lists)
             watches_.push_back(std::make_unique<PaintWatch>(list->viewport()));
@@ -192,6 +192,7 @@ private:
 
     std::shared_ptr<Spoken> spoken_;
     NoAudioRouting router_;
+    SessionStatus status_;
     std::unique_ptr<SessionWindow> window_;
     std::vector<std::unique_ptr<PaintWatch>> watches_;
     std::map<int, Clock::time_point> rowAt_;
