@@ -132,7 +132,7 @@ int serve(const Options& options, Pipe& pipe) {
     const auto model = modelAt(options.model);
     const auto& library = SherpaLibrary::load(options.files);
     const auto recogniser = load(library, model, options.threads);
-    pipe.send({Frame::Kind::Ready, 0, capacityBody(std::max<std::size_t>(1, recogniser.load.capacity(Clock::now())))});
+    pipe.send({Frame::Kind::Ready, 0, capacityBody(recogniser.load.capacity(Clock::now()))});
     const auto output = [&pipe](const Frame& frame) { pipe.send(frame); };
     std::unique_ptr<StreamHost> host;
     if (recogniser.streaming)

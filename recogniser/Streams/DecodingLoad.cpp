@@ -30,9 +30,9 @@ void DecodingLoad::add(double audioSeconds, Clock::duration took, Clock::duratio
     costPerSecond = costPerSecond == 0 ? cost : (1 - smoothing) * costPerSecond + smoothing * cost;
 }
 
-std::size_t DecodingLoad::capacity(Clock::time_point now) const {
+std::size_t DecodingLoad::capacity(Clock::time_point now, std::size_t are) const {
     if (now < lateUntil)
-        return 0;
+        return std::max<std::size_t>(1, are);
     if (costPerSecond == 0)
         return 1;
     return static_cast<std::size_t>(std::clamp(std::floor(threads * shareForFinals / costPerSecond), 1.0, mostStreams));

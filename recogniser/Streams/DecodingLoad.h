@@ -16,8 +16,8 @@ public:
 
     /// `audioSeconds` were decoded in `took`, and were `waited` for from the moment on that they were there.
     void add(double audioSeconds, Clock::duration took, Clock::duration waited, Clock::time_point now);
-    /// 0 to 64; 0 while finals come late.
-    std::size_t capacity(Clock::time_point now) const;
+    /// 1 to 64; while finals come late, no more than there `are`.
+    std::size_t capacity(Clock::time_point now, std::size_t are = 1) const;
 
 private:
     unsigned threads;

@@ -139,7 +139,7 @@ void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::d
 }
 
 void PieceHost::tellLoad(Clock::time_point now) {
-    const auto capacity = load.capacity(now);
+    const auto capacity = load.capacity(now, streams.size());
     if (std::exchange(toldCapacity, capacity) != capacity)
         output({Frame::Kind::Load, 0, capacityBody(capacity)});
 }
