@@ -25,9 +25,20 @@ std::size_t SettledWords::placeOfSettled(const std::vector<Word>& words) const {
     return static_cast<std::size_t>(std::find(row.rbegin(), row.rend(), least).base() - row.begin()) - 1;
 }
 
+/// The newest hypothesis knows best where sentences end, once it holds the same words.
+void SettledWords::respell(const std::string& hypothesis, const std::vector<Word>& words, std::size_t count) {
+    if (count == 0 || count != settledKeys.size())
+        return;
+    for (std::size_t i = 0; i < count; ++i)
+        if (words[i].key != settledKeys[i])
+            return;
+    settledText = hypothesis.substr(0, words[count - 1].end);
+}
+
 SettledWords::Shown SettledWords::add(const std::string& hypothesis) {
     const auto words = wordsOf(hypothesis);
     const auto from = placeOfSettled(words);
+    respell(hypothesis, words, from);
     std::vector<std::string> keys;
     for (std::size_t i = from; i < words.size(); ++i)
         keys.push_back(words[i].key);

@@ -15,7 +15,7 @@ class SettledWords {
 public:
     struct Shown {
         std::string text;
-        std::size_t settled = 0; ///< bytes of `text` that stay
+        std::size_t settled = 0; ///< bytes of `text` whose words stay; case and punctuation may change
     };
     /// The next hypothesis, of the whole segment.
     Shown add(const std::string& hypothesis);
@@ -23,6 +23,8 @@ public:
 
 private:
     std::size_t placeOfSettled(const std::vector<Word>& words) const;
+
+    void respell(const std::string& hypothesis, const std::vector<Word>& words, std::size_t count);
 
     std::string settledText;
     std::vector<std::string> settledKeys;

@@ -11,7 +11,7 @@ namespace parlowen::recogniser {
 struct StreamEvent {
     enum class Kind {
         Start,   ///< somebody speaks, from `from` on
-        Partial, ///< the words so far of the utterance; the first `settled` bytes stay as they are
+        Partial, ///< the words so far of the utterance; those in the first `settled` bytes stay
         Final,   ///< the whole utterance; the text is empty when nothing was understood
         End,     ///< everything of a finished stream has been told
     };

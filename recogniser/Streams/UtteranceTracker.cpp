@@ -14,6 +14,7 @@ namespace {
 using Kind = StreamEvent::Kind;
 
 constexpr std::int64_t windowLength = VoiceDetector::windowLength;
+constexpr std::int64_t warmUp = 16 * windowLength;
 constexpr std::int64_t resetAfter = sampleRate * std::int64_t{3'600};
 constexpr std::int64_t waitAfterFragment = sampleRate; // too short to be a word: it may be the first syllable of one
 constexpr std::size_t mostUndecoded = 2;
@@ -286,12 +287,14 @@ void UtteranceTracker::tellFinals() {
 }
 
 std::int64_t UtteranceTracker::needed() const {
+    auto from = position - VoiceDetector::onsetDelay - preRoll;
     if (!utterances.empty()) {
         const auto& first = utterances.front();
-        return first.pieces.empty() ? segmentFrom : first.pieces.front().from;
+        from = first.pieces.empty() ? segmentFrom : first.pieces.front().from;
     }
-    // A detector that starts anew takes a while to hear what this one is about to report.
-    return std::max(usedUpTo, position - VoiceDetector::onsetDelay - preRoll - 8 * windowLength);
+    // A detector that starts anew hears the same when it has some time before, and windows of the same samples.
+    const auto begin = from - warmUp - from % windowLength;
+    return utterances.empty() ? std::max(begin, usedUpTo) : begin > usedUpTo ? begin : from;
 }
 
 void UtteranceTracker::dropAudio() {
