@@ -5,6 +5,7 @@
 
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
@@ -131,6 +132,7 @@ void SessionRun::openSession() {
     connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
     connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
     window_->show();
+    stops_.emplace();
     if (endsByItself())
         quiet_.start(startMilliseconds);
 }
@@ -288,6 +290,8 @@ bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
 
 // After the window's own close sequence, which stops its services in the background.
 void SessionRun::putAway() {
+    consoleLog(QStringLiteral("主线程最长停顿：%1 毫秒").arg(stops_->longestStop()));
+    stops_.reset();
     waitForBackground();
     keep(*settings_);
     if (!unfinished_.isEmpty())

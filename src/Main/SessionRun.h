@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "LocalService.h"
+#include "MainThreadWatch.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
 #include "SessionSignIn.h"
@@ -95,6 +96,7 @@ private:
     std::unique_ptr<SessionWindow> window_;
     std::vector<LanguageListModel> spoken_;
     QPointer<AIInterviewDetailController> controller_;
+    std::optional<MainThreadWatch> stops_; ///< while the session's window is open
     QElapsedTimer heard_;
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete

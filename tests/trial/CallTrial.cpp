@@ -39,6 +39,17 @@ int missedSeconds(ProgramRun& run) {
     return seconds;
 }
 
+/// What a window may stand still for before one notices.
+constexpr int mostMilliseconds = 50;
+
+/// How long the program's main thread stood still at the most, in milliseconds, as it says at its end.
+int longestStop(const ProgramRun& run) {
+    const QString log = QString::fromUtf8(run.errors);
+    static const QRegularExpression words(QStringLiteral("主线程最长停顿：(\\d+) 毫秒"));
+    const QRegularExpressionMatch match = words.match(log);
+    return match.hasMatch() ? match.captured(1).toInt() : -1;
+}
+
 } // namespace
 
 CallTrial::CallTrial(const std::string& server, const Row& row, bool withProgram)
@@ -141,6 +152,7 @@ void CallTrial::expectTranscript(Session& session) const {
         std::ceil(row_.errorShare * static_cast<double>(said.size())) + (gaps > 0 ? cutWords + wordsASecond * gaps : 0);
     EXPECT_LE(static_cast<double>(wordErrors(said, heard)), allowed) << session.run->heardText();
     EXPECT_LE(missed, row_.missedSeconds);
+    EXPECT_LE(longestStop(*session.run), mostMilliseconds);
 }
 
 std::string CallTrial::report() {
@@ -152,7 +164,8 @@ std::string CallTrial::report() {
         chips.erase(std::unique(chips.begin(), chips.end()), chips.end());
         text << std::setw(4) << said.size() << " said " << std::setw(4) << wordsFound(said, heard) << " heard "
              << std::setw(3) << wordErrors(said, heard) << " errors " << std::setw(3) << missedSeconds(*session.run)
-             << " s missed | " << chips.join(QStringLiteral(" → ")).toStdString() << '\n';
+             << " s missed " << std::setw(3) << longestStop(*session.run) << " ms stop | "
+             << chips.join(QStringLiteral(" → ")).toStdString() << '\n';
     }
     return text.str();
 }

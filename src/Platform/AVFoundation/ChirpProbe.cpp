@@ -17,6 +17,8 @@ constexpr std::size_t frameSize = channels * sizeof(float);
 constexpr pa_sample_spec stereoFloat{PA_SAMPLE_FLOAT32NE, rate, channels};
 
 constexpr std::chrono::seconds patience{4};
+/// Of a variable rate: an idle output would take over the chirp's.
+constexpr auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_VARIABLE_RATE);
 
 /// Everything under the client's lock.
 class Probe {
@@ -51,8 +53,7 @@ private:
             recording_.get(), [](pa_stream*, std::size_t, void* self) { static_cast<Probe*>(self)->read(); }, this);
         pa_buffer_attr attributes = unset();
         attributes.fragsize = bytes(0.01);
-        if (pa_stream_connect_record(recording_.get(), output_.partner.c_str(), &attributes, PA_STREAM_ADJUST_LATENCY) <
-            0)
+        if (pa_stream_connect_record(recording_.get(), output_.partner.c_str(), &attributes, flags) < 0)
             return false;
         return client_.waitFor([this] { return !recorded_.empty() || failed(recording_); }, patience) &&
                !recorded_.empty();
@@ -68,8 +69,7 @@ private:
         pa_buffer_attr attributes = unset();
         attributes.tlength = bytes(0.05);
         attributes.prebuf = 0;
-        if (pa_stream_connect_playback(playing_.get(), output_.name.c_str(), &attributes, PA_STREAM_ADJUST_LATENCY,
-                                       nullptr, nullptr) < 0)
+        if (pa_stream_connect_playback(playing_.get(), output_.name.c_str(), &attributes, flags, nullptr, nullptr) < 0)
             return false;
         // What is recorded meanwhile wakes the wait up.
         const auto over = [this] { return handedOver_ > 0 && pa_rtclock_now() > handedOver_ + listensOn; };
@@ -113,7 +113,8 @@ private:
         const auto arrival = std::find_if(arrivals_.begin(), arrivals_.end(),
                                           [&match](const Arrival& one) { return one.end > match.position; });
         const double delay = static_cast<double>(arrival->time) - static_cast<double>(started_);
-        return {{}, true, 20 * std::log10(match.gain), delay / PA_USEC_PER_MSEC};
+        // A server may hand on what it has rendered before it is heard.
+        return {{}, true, 20 * std::log10(match.gain), std::max(delay, 0.0) / PA_USEC_PER_MSEC};
     }
 
     static bool failed(const PulseStreamHandle& stream) {

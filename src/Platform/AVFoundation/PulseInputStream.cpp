@@ -59,7 +59,9 @@ void PulseInputStream::connect(pa_context* /*context*/, const InputShape& shape,
     const bool alone = target_.playback != PA_INVALID_INDEX;
     if (alone)
         pa_stream_set_monitor_stream(stream_.get(), target_.playback);
-    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    // Of a variable rate, because PulseAudio lets an idle output take over the rate of any other stream.
+    const auto flags =
+        static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE | PA_STREAM_VARIABLE_RATE);
     if (pa_stream_connect_record(stream_.get(), alone ? nullptr : target_.source.c_str(), &attributes, flags) < 0)
         stream_.reset();
 }
