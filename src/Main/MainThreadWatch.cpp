@@ -1,18 +1,16 @@
 #include "MainThreadWatch.h"
 
-#include <QAbstractEventDispatcher>
 #include <algorithm>
 
 namespace parlowen {
 
 MainThreadWatch::MainThreadWatch() {
-    QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
-    connect(dispatcher, &QAbstractEventDispatcher::awake, this, [this] { awake_.start(); });
-    connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, [this] {
-        if (awake_.isValid())
-            longest_ = std::max(longest_, awake_.elapsed());
-        awake_.invalidate();
-    });
+    constexpr int milliseconds = 20;
+    beat_.setTimerType(Qt::PreciseTimer);
+    connect(&beat_, &QTimer::timeout, this,
+            [this] { longest_ = std::max(longest_, last_.restart() - qint64{milliseconds}); });
+    last_.start();
+    beat_.start(milliseconds);
 }
 
 } // namespace parlowen

@@ -2,20 +2,22 @@
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QTimer>
 
 namespace parlowen {
 
-/// Measures how long the main thread works, or waits for something, before it looks at its events again: for so long a
-/// window is frozen. Made on the main thread once the application object is there.
+/// Measures how late the main thread looks at its events: for so long a window is frozen. It wakes the thread fifty
+/// times a second for it, so it is for looking into things alone. Main thread only.
 class MainThreadWatch : public QObject {
 public:
     MainThreadWatch();
 
-    /// The longest such time so far, in milliseconds.
+    /// The longest delay so far, in milliseconds.
     qint64 longestStop() const { return longest_; }
 
 private:
-    QElapsedTimer awake_;
+    QTimer beat_;
+    QElapsedTimer last_;
     qint64 longest_ = 0;
 };
 

@@ -132,7 +132,8 @@ void SessionRun::openSession() {
     connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
     connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
     window_->show();
-    stops_.emplace();
+    if (line_.verbose)
+        stops_.emplace();
     if (endsByItself())
         quiet_.start(startMilliseconds);
 }
@@ -290,7 +291,8 @@ bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
 
 // After the window's own close sequence, which stops its services in the background.
 void SessionRun::putAway() {
-    consoleLog(QStringLiteral("主线程最长停顿：%1 毫秒").arg(stops_->longestStop()));
+    if (stops_)
+        consoleLog(QStringLiteral("主线程最长停顿：%1 毫秒").arg(stops_->longestStop()));
     stops_.reset();
     waitForBackground();
     keep(*settings_);

@@ -96,7 +96,7 @@ private:
     std::unique_ptr<SessionWindow> window_;
     std::vector<LanguageListModel> spoken_;
     QPointer<AIInterviewDetailController> controller_;
-    std::optional<MainThreadWatch> stops_; ///< while the session's window is open
+    std::optional<MainThreadWatch> stops_; ///< while the session's window is open, for the log
     QElapsedTimer heard_;
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete
