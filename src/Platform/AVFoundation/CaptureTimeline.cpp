@@ -9,6 +9,7 @@ namespace {
 
 /// Sound that comes so much later than it should is no longer the server's own unevenness.
 constexpr CaptureTimeline::Time tolerance = std::chrono::seconds(1);
+constexpr CaptureTimeline::Time toleranceAtFirst = std::chrono::milliseconds(2500);
 
 double secondsOf(CaptureTimeline::Time time) { return std::chrono::duration<double>(time).count(); }
 
@@ -18,18 +19,27 @@ CaptureTimeline::CaptureTimeline(const AVAudioFormat& format, std::uint32_t fram
     : rate_(format.sampleRate())
     , chunks_(format, framesPerBuffer, std::move(sink)) {}
 
+std::optional<CaptureTimeline::Gap> CaptureTimeline::open(Time now) {
+    fresh_ = true;
+    return interrupted_ ? endGap(now, now, true) : std::nullopt;
+}
+
 std::optional<CaptureTimeline::Gap> CaptureTimeline::arrive(std::size_t frames, Time now) {
     const auto duration =
         std::chrono::duration_cast<Time>(std::chrono::duration<double>(static_cast<double>(frames) / rate_));
     const Time begin = now - duration;
-    const bool late = started_ && begin - covered_ > tolerance;
-    if (interrupted_ || late)
-        fillUpTo(begin);
-    const bool resumed = std::exchange(interrupted_, false) || late;
+    const bool late = started_ && begin - covered_ > (std::exchange(fresh_, false) ? toleranceAtFirst : tolerance);
     started_ = true;
+    return endGap(begin, now, interrupted_ || late);
+}
+
+std::optional<CaptureTimeline::Gap> CaptureTimeline::endGap(Time begin, Time now, bool ends) {
+    if (ends)
+        fillUpTo(begin);
+    interrupted_ = false;
     covered_ = now;
     const Gap gap{secondsOf(std::exchange(missed_, Time(0))), secondsOf(std::exchange(filled_, Time(0)))};
-    return resumed ? std::optional(gap) : std::nullopt;
+    return ends ? std::optional(gap) : std::nullopt;
 }
 
 void CaptureTimeline::fill(Time now) {

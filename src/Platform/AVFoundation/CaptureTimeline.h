@@ -29,6 +29,9 @@ public:
         double filled = 0; ///< so much silence stands in for it
     };
 
+    /// A source is open from now on. What it gives first may be late: an output that nobody plays into may have been
+    /// silent two seconds in advance. Returns the gap before it, if sound was interrupted.
+    std::optional<Gap> open(Time now);
     /// That many frames are at hand, to be appended next, and end now. Returns the gap before them, if sound was
     /// interrupted or they are much fewer than the time that has passed.
     std::optional<Gap> arrive(std::size_t frames, Time now);
@@ -45,12 +48,14 @@ public:
     void fill(Time now);
 
 private:
+    std::optional<Gap> endGap(Time begin, Time now, bool ends);
     void fillUpTo(Time time);
 
     const double rate_;
     ChunkBuilder chunks_;
     bool started_ = false; ///< before the first sound nothing is missing
     bool interrupted_ = false;
+    bool fresh_ = false; ///< nothing has come yet since the source was opened
     Time covered_{0}; ///< up to here the timeline goes: there is sound, silence, or nothing where too much is missing
     Time missed_{0};  ///< of this gap, so far
     Time filled_{0};  ///< of that, with silence

@@ -136,6 +136,7 @@ void PulseRecording::streamChanged() {
     }
     wasReady_ = true;
     lastData_ = clock();
+    tellGap(timeline_.open(clock()));
     reportListening();
 }
 
@@ -164,6 +165,11 @@ void PulseRecording::retry() {
     settle();
 }
 
+void PulseRecording::tellGap(const std::optional<CaptureTimeline::Gap>& gap) const {
+    if (gap)
+        report_.gap(gap->missed, gap->filled);
+}
+
 void PulseRecording::readAll() {
     const std::size_t missingBefore = timeline_.framesMissing();
     const std::size_t frames = stream_->readable();
@@ -174,8 +180,7 @@ void PulseRecording::readAll() {
         ping_.reset();
         reportListening();
     }
-    if (const auto gap = timeline_.arrive(frames, clock()))
-        report_.gap(gap->missed, gap->filled);
+    tellGap(timeline_.arrive(frames, clock()));
     stream_->read(frames, [this](const float* samples, std::size_t count) { timeline_.append(samples, count); });
     const auto last = std::exchange(lastRead_, Clock::now());
     const bool waitedFor = !std::exchange(rested_, false) && lastRead_ - last > 1ms;

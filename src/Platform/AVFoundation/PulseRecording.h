@@ -41,6 +41,7 @@ private:
     void retry();
     PulseInputStream::Hooks hooks();
 
+    void tellGap(const std::optional<CaptureTimeline::Gap>& gap) const;
     void readAll();
     void restWhileBufferFills(std::size_t piece, bool waitedFor);
 

@@ -71,6 +71,12 @@ TEST_F(CaptureTimelineTest, TellsOfAllThatIsMissedAndFillsTwoSecondsOfIt) {
     EXPECT_EQ(heard().size(), 1U + 200U + 1U);
     EXPECT_NEAR(sound(621s), 20, 0.1) << "a program that was stopped hears late, though nothing was interrupted";
     EXPECT_EQ(heard().size(), 202U + 200U + 1U);
+    timeline.interrupt();
+    const auto gap = timeline.open(625s);
+    ASSERT_TRUE(gap);
+    EXPECT_NEAR(gap->missed, 4, 0.1);
+    EXPECT_EQ(sound(627s), -1) << "a source that was only just opened may be late";
+    EXPECT_NEAR(sound(629s), 2, 0.1);
 }
 
 } // namespace
