@@ -41,6 +41,7 @@ PulseRecording::PulseRecording(std::shared_ptr<PulseClient> client, const InputS
                         report_.heard(*buffer, clock());
                     sink(std::move(buffer));
                 })
+    , choice_(client_->route()->choice().value_or(SessionRoute::Choice()))
     , scout_(shape, framesPerBuffer)
     , ticker_(client_->loopApi(), [this] { tick(); })
     , retry_(client_->loopApi(), [this] { retry(); }) {
@@ -87,23 +88,33 @@ void PulseRecording::settle() {
 }
 
 void PulseRecording::useServer(const PulseClient::State& server) {
-    const auto choice = client_->route()->choice();
+    takeChoice();
     if (std::exchange(connection_, server.connection) != server.connection)
         close(); // its streams are dead, whether they know it or not
-    if (!instead_.empty() && (server.snapshot.defaultSink != defaultOutput_ || !isOutputChosen()))
+    if (!instead_.empty() && (server.snapshot.defaultSink != defaultOutput_ || !hearsOutput()))
         instead_.clear();
-    const std::optional<InputTarget> target = inputTarget(server.snapshot, choice, instead_);
+    const std::optional<InputTarget> target = inputTarget(server.snapshot, choice_, instead_);
     if (!target) {
         close();
-        const SessionRoute::What what = choice ? choice->what : SessionRoute::What::Microphone;
-        const bool application = what == SessionRoute::What::Application;
-        report_.noInput(kindOf(what), application ? QString::fromStdString(choice->name) : QString());
+        const bool application = choice_.what == SessionRoute::What::Application;
+        report_.noInput(kindOf(choice_.what), application ? QString::fromStdString(choice_.name) : QString());
         return;
     }
     if (!stream_ || !stream_->isGood() || !stream_->target().isSame(*target))
         open(*target);
     else if (wasReady_)
         report_.setDevice(QString::fromStdString(target->name), target->muted);
+}
+
+/// What hears a call does not turn to the microphone, which would be opened for a moment when the session ends, nor the
+/// other way round.
+void PulseRecording::takeChoice() {
+    const SessionRoute::Choice next = client_->route()->choice().value_or(SessionRoute::Choice());
+    const auto isMicrophone = [](const SessionRoute::Choice& one) {
+        return one.what == SessionRoute::What::Microphone;
+    };
+    if (isMicrophone(next) == isMicrophone(choice_))
+        choice_ = next;
 }
 
 void PulseRecording::open(const InputTarget& target) {

@@ -33,6 +33,7 @@ private:
 
     void settle();
     void useServer(const PulseClient::State& server);
+    void takeChoice();
     void open(const InputTarget& target);
     void close();
     void streamChanged();
@@ -50,7 +51,7 @@ private:
     void serverAnswered();
     void lookElsewhere(const PulseSnapshot& server, Time now);
     void lookForDefault(const PulseSnapshot& server);
-    bool isOutputChosen() const;
+    bool hearsOutput() const { return choice_.what == SessionRoute::What::Output; }
     void turnTo(const std::string& output);
     static Time clock();
 
@@ -63,6 +64,7 @@ private:
     // Under the client's lock:
     std::unique_ptr<PulseInputStream> stream_;
     bool wasReady_ = false; ///< the stream has been
+    SessionRoute::Choice choice_;
     OutputScout scout_;
     std::string instead_;       ///< an output that is heard in place of the default one
     std::string defaultOutput_; ///< as it was when that was turned to

@@ -41,13 +41,8 @@ void PulseRecording::serverAnswered() {
         retry_.start(timeForWhatIsLate);
 }
 
-bool PulseRecording::isOutputChosen() const {
-    const auto choice = client_->route()->choice();
-    return choice && choice->what == SessionRoute::What::Output;
-}
-
 void PulseRecording::lookElsewhere(const PulseSnapshot& server, Time now) {
-    if (!isOutputChosen() || stalled_)
+    if (!hearsOutput() || stalled_)
         return;
     if (!instead_.empty()) {
         lookForDefault(server);
@@ -69,7 +64,7 @@ void PulseRecording::lookElsewhere(const PulseSnapshot& server, Time now) {
     if (const auto target = outputTarget(server, *other))
         scout_.watch(client_->context(), *target);
     report_.setElsewhere(QString::fromStdString((*other)->name), QString::fromStdString((*other)->description));
-    if (quiet >= silenceToTurn && scout_.sound() >= soundToTurn && client_->route()->choice()->name.empty()) {
+    if (quiet >= silenceToTurn && scout_.sound() >= soundToTurn && choice_.name.empty()) {
         defaultOutput_ = server.defaultSink;
         turnTo((*other)->name);
     }

@@ -139,6 +139,8 @@ TEST_P(CaptureHoldsTest, HearsTheOutputThatIsTheDefaultUntilOneIsChosen) {
     client->route()->choose({What::Output, "room"});
     EXPECT_TRUE(waitUntilHearing("Room"));
     EXPECT_FALSE(status().muted);
+    client->route()->choose({What::Microphone});
+    EXPECT_TRUE(holdsFor([this] { return status().name == "Room"; }, 300)) << "a call's recording is no microphone's";
     expectDefaults("mic", "call");
 }
 
