@@ -19,6 +19,8 @@ protected:
     bool endsByItself() const override { return true; }
 
 private:
+    void showFile();
+
     NoAudioRouting router_;
 };
 

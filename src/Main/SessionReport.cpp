@@ -62,6 +62,13 @@ void TextReport::writeLines(int answer, bool all) {
     }
 }
 
+// A line for each thing that wants doing, and one when all is well again.
+void TextReport::status(const QString& text, bool plain) {
+    if (!plain || saidStatus_)
+        line(QStringLiteral("· %1").arg(text));
+    saidStatus_ = !plain;
+}
+
 void TextReport::problem(const QString& text) { line(QStringLiteral("! %1").arg(text)); }
 
 void TextReport::warning(const QString& text) { line(QStringLiteral("! Warning: %1").arg(text)); }
@@ -109,6 +116,8 @@ void JsonReport::answerGrew(int answer, const QString& text) {
 }
 
 void JsonReport::answered(int answer) { event("answered", answers_[answer], answer); }
+
+void JsonReport::status(const QString& text, bool /*plain*/) { event("status", text); }
 
 void JsonReport::problem(const QString& text) { event("problem", text); }
 

@@ -25,6 +25,8 @@ public:
     virtual void row(int row, const QString& text, const QString& translation) = 0;
     /// Between the rows, so many seconds were not heard.
     virtual void missed(int seconds) = 0;
+    /// How it stands with what is heard and recognised, in a few words; `plain` when there is nothing to do about it.
+    virtual void status(const QString& text, bool plain) = 0;
     virtual void asked(int answer, const QString& question) = 0;
     /// The whole text of an answer so far.
     virtual void answerGrew(int answer, const QString& text) = 0;
@@ -42,6 +44,7 @@ public:
     void partial(int row, const QString& text, const QString& translation) override;
     void row(int row, const QString& text, const QString& translation) override;
     void missed(int seconds) override;
+    void status(const QString& text, bool plain) override;
     void asked(int answer, const QString& question) override;
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;
@@ -61,6 +64,7 @@ private:
     Clock clock_;
     Language language_;
     std::map<int, Answer> answers_;
+    bool saidStatus_ = false; ///< the last status had something to do about it
 };
 
 /// For programs: one JSON object a line. Every object has `kind` and `time`; most have `text` and `row`, translated
@@ -72,6 +76,7 @@ public:
     void partial(int row, const QString& text, const QString& translation) override;
     void row(int row, const QString& text, const QString& translation) override;
     void missed(int seconds) override;
+    void status(const QString& text, bool plain) override;
     void asked(int answer, const QString& question) override;
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;

@@ -6,7 +6,10 @@
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
 #include <Foundation/MainQueue.h>
+#include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
+
+#include <Tools/SessionStatusText.h>
 
 #include <QCloseEvent>
 #include <QSaveFile>
@@ -17,6 +20,7 @@ namespace parlowen {
 
 namespace {
 
+constexpr Phrase anotherSession{"another session of yours is open; both go on", "另一个面试窗口已打开，两个都会继续"};
 constexpr int statusDone = 0;
 constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
@@ -121,10 +125,29 @@ void SessionRun::openSession() {
     controller_ = window_->controller();
     window_->installEventFilter(this);
     observe();
+    if (!line_.headless)
+        sayIfSecond();
     connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::recognitionChanged);
+    connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
+    connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
     window_->show();
     if (endsByItself())
         quiet_.start(startMilliseconds);
+}
+
+void SessionRun::sayIfSecond() {
+    presence_.emplace();
+    if (!presence_->isSecond())
+        return;
+    warn(anotherSession.in(terminalLanguage()));
+    controller_->addStatusNote(anotherSession.in(Language::Chinese));
+}
+
+void SessionRun::reportStatus() {
+    const SessionStatusText now = sessionStatusText(status_.input(), status_.recognition(), terminalLanguage());
+    if (closing_ || now.text == std::exchange(lastStatus_, now.text))
+        return;
+    report_.status(now.text, now.severity == SessionStatusText::Severity::Plain);
 }
 
 CaptureSourceFactory SessionRun::watchedCapture() {
@@ -214,6 +237,8 @@ void SessionRun::observe() {
 
 void SessionRun::soundEnded() {
     soundOver_ = true;
+    if (controller_)
+        controller_->stopClock();
     settleSoon();
 }
 

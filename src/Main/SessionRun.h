@@ -9,6 +9,7 @@
 #include <AVFoundation/CaptureSource.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
+#include <Tools/SessionPresence.h>
 #include <Tools/SessionStatus.h>
 
 #include <QElapsedTimer>
@@ -67,10 +68,12 @@ private:
     void loadLanguages();
     void openSession();
     void observe();
+    void sayIfSecond();
     CaptureSourceFactory watchedCapture();
     void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
     void recognitionChanged();
+    void reportStatus();
     bool recognitionLags() const;
     void settleSoon();
     void settle();
@@ -88,6 +91,7 @@ private:
     std::unique_ptr<LocalService> service_;
     std::unique_ptr<Composition> composition_;
     std::unique_ptr<SessionSignIn> signIn_;
+    std::optional<SessionPresence> presence_; ///< while the window is open
     std::unique_ptr<SessionWindow> window_;
     std::vector<LanguageListModel> spoken_;
     QPointer<AIInterviewDetailController> controller_;
@@ -97,6 +101,7 @@ private:
     QString unfinished_;    ///< the sentence in progress
     int rows_ = 0;
     QString lastProblem_; ///< of a request
+    QString lastStatus_;  ///< as reported
     bool soundOver_ = false;
     bool soundFailed_ = false;
     bool recognitionFailed_ = false;

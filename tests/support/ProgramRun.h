@@ -70,7 +70,9 @@ public:
 
     /// The exit status; -1 when it crashed or did not end within the bound.
     int finish(int milliseconds = 120'000) {
-        if (!process.waitForFinished(milliseconds) || process.exitStatus() != QProcess::NormalExit)
+        if (process.state() != QProcess::NotRunning)
+            process.waitForFinished(milliseconds);
+        if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)
             return -1;
         read();
         return process.exitCode();
@@ -97,6 +99,14 @@ public:
         std::vector<Event> result = events();
         std::erase_if(result, [&kind](const Event& event) { return event.kind != kind; });
         return result;
+    }
+
+    /// The finished sentences, in one line.
+    std::string heardText() {
+        std::string heard;
+        for (const Event& row : events(QStringLiteral("row")))
+            heard += row.text.toStdString() + " ";
+        return heard;
     }
 
     std::shared_ptr<ProgramHome> home;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SessionLayout.h"
 #include "SessionServices.h"
 
 #include <Network/Models.h>
@@ -28,6 +29,7 @@ class AnswersModel;
 class ListFrame;
 class QuestionBox;
 class SpeechRecognitionTool;
+class StatusChip;
 class StreamModel;
 class TranscriptModel;
 
@@ -75,8 +77,16 @@ public:
 
     /// The page's controls in the order in which the Tab key goes through them.
     std::vector<QWidget*> keyboardOrder() const;
-    /// How far below the page's top the middle of its header is.
-    int headerMiddle() const;
+    /// Where the pin button is in the page: what the window adds to the header stands level with it.
+    QRect pinPlace() const;
+    /// How wide the title is that the window shows in the header's middle.
+    void setTitleWidth(int width) { titleWidth_ = width; }
+    /// What the interview is about, for people: the position, and the languages.
+    QString subject() const;
+    /// Adds a sentence to the details of the status, where one is shown.
+    void addStatusNote(const QString& sentence);
+    /// Counts the seconds no further: what was to be heard is over.
+    void stopClock();
 
     /// Stores the elapsed seconds and shows them as hours, minutes and seconds.
     void setUseTimeCount(qint64 seconds);
@@ -134,8 +144,10 @@ private:
     void buildLists();
     void buildQuestionBox();
     void buildReading();
+    void openMenuByKeys();
     void showPinState();
     void hoverPin(bool inside);
+    SessionLayout currentLayout() const;
     void reloadTranscript(const std::function<void()>& change);
     void reloadAnswers(const std::function<void()>& change);
     void attachUpdates(int row, const std::shared_ptr<StreamModel>& model);
@@ -165,7 +177,9 @@ private:
     QPointer<QWidget> mainWindow_;
     bool isTop_ = true;
     bool isClosing_ = false;
+    int titleWidth_ = 0;
 
+    StatusChip* status_ = nullptr; ///< null without a status
     QLabel* timeLabel_ = nullptr;
     QLabel* tipLab_ = nullptr;
     QToolButton* topImg_ = nullptr;

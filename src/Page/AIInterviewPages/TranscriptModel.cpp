@@ -79,7 +79,11 @@ QVariant TranscriptModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
         return row.resultText.isEmpty() ? row.sourceText : row.sourceText + u'\n' + row.resultText;
     case Qt::AccessibleTextRole:
-        return (row.index > 0 ? QString::number(row.index) + u':' : QString()) + index.data(Qt::DisplayRole).toString();
+        return (row.index > 0 ? QString::number(row.index) + u':' : QString()) +
+               index.data(Qt::DisplayRole).toString() +
+               (index.row() < shownRows() ? QString() : QStringLiteral("（识别中）"));
+    case AiInterviewCellMac::unfinishedRole:
+        return index.row() == shownRows();
     default:
         return {};
     }

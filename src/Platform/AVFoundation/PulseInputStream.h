@@ -1,8 +1,8 @@
 #pragma once
 
 #include "AVAudioFormat.h"
-#include "InputTarget.h"
 
+#include <PulseAudio/InputTarget.h>
 #include <PulseAudio/PulseHandles.h>
 #include <cstddef>
 #include <cstdint>

@@ -13,6 +13,18 @@ constexpr std::chrono::milliseconds pauseBetweenAttempts = 100ms, tickLength = 1
 /// Between two ticks of a program that runs.
 constexpr std::chrono::seconds longestTick = 2s;
 
+InputKind kindOf(SessionRoute::What what) {
+    switch (what) {
+    case SessionRoute::What::Output:
+        return InputKind::SystemSound;
+    case SessionRoute::What::Application:
+        return InputKind::Application;
+    case SessionRoute::What::Microphone:
+        break;
+    }
+    return InputKind::Microphone;
+}
+
 } // namespace
 
 PulseRecording::Time PulseRecording::clock() { return Time{static_cast<Time::rep>(pa_rtclock_now())}; }
@@ -83,18 +95,15 @@ void PulseRecording::useServer(const PulseClient::State& server) {
     const std::optional<InputTarget> target = inputTarget(server.snapshot, choice, instead_);
     if (!target) {
         close();
-        const bool application = choice && choice->what == SessionRoute::What::Application;
-        const bool output = choice && choice->what == SessionRoute::What::Output;
-        report_.noInput(application ? InputKind::Application
-                        : output    ? InputKind::SystemSound
-                                    : InputKind::Microphone,
-                        application ? QString::fromStdString(choice->name) : QString());
+        const SessionRoute::What what = choice ? choice->what : SessionRoute::What::Microphone;
+        const bool application = what == SessionRoute::What::Application;
+        report_.noInput(kindOf(what), application ? QString::fromStdString(choice->name) : QString());
         return;
     }
     if (!stream_ || !stream_->isGood() || !stream_->target().isSame(*target))
         open(*target);
     else if (wasReady_)
-        report_.setDevice(target->name, target->muted);
+        report_.setDevice(QString::fromStdString(target->name), target->muted);
 }
 
 void PulseRecording::open(const InputTarget& target) {
@@ -127,9 +136,14 @@ void PulseRecording::streamChanged() {
     }
     wasReady_ = true;
     lastData_ = clock();
+    reportListening();
+}
+
+void PulseRecording::reportListening() {
     const InputTarget& target = stream_->target();
-    report_.listening(target.kind, target.name, clock());
-    report_.setDevice(target.name, target.muted);
+    const QString name = QString::fromStdString(target.name);
+    report_.listening(kindOf(target.kind), name, clock());
+    report_.setDevice(name, target.muted);
 }
 
 /// Not here and now: the stream itself may be calling.
@@ -158,7 +172,7 @@ void PulseRecording::readAll() {
     lastData_ = clock();
     if (std::exchange(stalled_, false)) {
         ping_.reset();
-        report_.listening(stream_->target().kind, stream_->target().name, clock());
+        reportListening();
     }
     if (const auto gap = timeline_.arrive(frames, clock()))
         report_.gap(gap->missed, gap->filled);

@@ -36,6 +36,7 @@ private:
     void open(const InputTarget& target);
     void close();
     void streamChanged();
+    void reportListening();
     void streamFailed();
     void retry();
     PulseInputStream::Hooks hooks();

@@ -96,9 +96,7 @@ void PulseRecording::turnTo(const std::string& output) {
     std::unique_ptr<PulseInputStream> heard = std::exchange(stream_, scout_.release(kept));
     stream_->setHooks(hooks());
     scout_.adopt(std::move(heard));
-    const InputTarget& target = stream_->target();
-    report_.listening(target.kind, target.name, clock());
-    report_.setDevice(target.name, target.muted);
+    reportListening();
     report_.setElsewhere({}, {});
     timeline_.append(kept.data(), kept.size() / shape_.spec.channels);
 }

@@ -158,10 +158,10 @@ OSStatus ProgramAudioServer::destroyAggregateDevice(AudioObjectID device) {
     if (!store_.hasProperty(device, {fourCC("clas")}))
         return kAudioHardwareBadObjectError;
     const auto record = store_.device(device);
-    if (!record || !record->subDevices)
-        return kAudioHardwareBadDeviceError;
     {
         const std::lock_guard lock(mutex_);
+        if (!record || !aggregate_ || aggregate_->uid != record->uid)
+            return kAudioHardwareBadDeviceError;
         aggregate_.reset();
         aggregateIsDefault_ = false;
     }

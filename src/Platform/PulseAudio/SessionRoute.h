@@ -21,7 +21,7 @@ public:
     };
     struct Choice {
         What what = What::Microphone;
-        std::string name; ///< UTF-8
+        std::string name = {}; ///< UTF-8
         /// With a microphone: the UID of what was the server's default input at the time. Once that is another real
         /// input, the user has chosen anew, and `name` no longer counts.
         std::string serversInput = {};

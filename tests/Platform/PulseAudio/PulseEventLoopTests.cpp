@@ -1,4 +1,4 @@
-#include <AVFoundation/CaptureLoop.h>
+#include <PulseAudio/PulseEventLoop.h>
 
 #include <array>
 #include <gtest/gtest.h>
@@ -9,19 +9,19 @@
 namespace parlowen {
 namespace {
 
-using Clock = CaptureLoop::Clock;
+using Clock = PulseEventLoop::Clock;
 
 /// What a loop saw, in order: the bytes of a pipe, one at a time, and "!" for its timer. It rests when it sees an "a".
-class CaptureLoopTest : public ::testing::Test {
+class PulseEventLoopTest : public ::testing::Test {
 protected:
     static constexpr auto rest = std::chrono::milliseconds(1000);
 
-    CaptureLoopTest() {
+    PulseEventLoopTest() {
         EXPECT_EQ(pipe(ends_.data()), 0);
         loop_.api()->io_new(loop_.api(), ends_[0], PA_IO_EVENT_INPUT, onByte, this);
         loop_.start();
     }
-    ~CaptureLoopTest() override {
+    ~PulseEventLoopTest() override {
         loop_.stop();
         for (const int end : ends_)
             close(end);
@@ -29,7 +29,7 @@ protected:
 
     static void onByte(pa_mainloop_api* /*api*/, pa_io_event* /*event*/, int file, pa_io_event_flags_t /*flags*/,
                        void* data) {
-        auto* self = static_cast<CaptureLoopTest*>(data);
+        auto* self = static_cast<PulseEventLoopTest*>(data);
         char byte = 0;
         EXPECT_EQ(read(file, &byte, 1), 1);
         self->see(byte);
@@ -39,7 +39,7 @@ protected:
         }
     }
     static void onTimer(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*time*/, void* data) {
-        static_cast<CaptureLoopTest*>(data)->see('!');
+        static_cast<PulseEventLoopTest*>(data)->see('!');
     }
 
     void see(char what) {
@@ -52,7 +52,7 @@ protected:
     void waitUntilSeen(const std::string& all) {
         const std::lock_guard lock(loop_);
         while (seen_.size() < all.size())
-            loop_.wait();
+            loop_.waitUntil(Clock::now() + std::chrono::seconds(1));
         EXPECT_EQ(seen_, all);
     }
     void setTimer(std::chrono::milliseconds delay) {
@@ -66,10 +66,10 @@ protected:
     std::array<int, 2> ends_{};
     std::string seen_; // under the lock
     Clock::time_point restBegan_;
-    CaptureLoop loop_; // goes first
+    PulseEventLoop loop_; // goes first
 };
 
-TEST_F(CaptureLoopTest, RestsOnceNothingIsAtHandButNotBeyondATimer) {
+TEST_F(PulseEventLoopTest, RestsOnceNothingIsAtHandButNotBeyondATimer) {
     send("ab");
     waitUntilSeen("ab");
     EXPECT_LT(Clock::now() - restBegan_, rest);

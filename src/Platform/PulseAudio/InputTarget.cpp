@@ -1,5 +1,6 @@
 #include "InputTarget.h"
 
+#include <QString>
 #include <algorithm>
 
 namespace parlowen {
@@ -25,8 +26,8 @@ std::optional<InputTarget> microphoneTarget(const PulseSnapshot& server, const C
         return std::nullopt;
     InputTarget target;
     target.source = fittest->name;
-    target.kind = InputKind::Microphone;
-    target.name = QString::fromStdString(fittest->description);
+    target.kind = SessionRoute::What::Microphone;
+    target.name = fittest->description;
     target.muted = fittest->mute;
     target.spec = fittest->spec;
     target.map = fittest->map;
@@ -49,9 +50,9 @@ std::optional<InputTarget> applicationTarget(const PulseSnapshot& server, const 
     auto target = found ? outputTarget(server, server.sink(found->sink)) : std::nullopt;
     if (!target)
         return std::nullopt;
-    target->kind = InputKind::Application;
+    target->kind = SessionRoute::What::Application;
     target->playback = found->index;
-    target->name = QString::fromStdString(found->application.empty() ? found->binary : found->application);
+    target->name = found->application.empty() ? found->binary : found->application;
     target->muted = false;
     return target;
 }
@@ -65,7 +66,7 @@ std::optional<InputTarget> outputTarget(const PulseSnapshot& server, const Pulse
     InputTarget target;
     target.source = monitor->name;
     target.sink = sink->name;
-    target.name = QString::fromStdString(sink->description);
+    target.name = sink->description;
     target.muted = sink->mute || sink->volume <= 0 || monitor->mute;
     target.spec = monitor->spec;
     target.map = monitor->map;

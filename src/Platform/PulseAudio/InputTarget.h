@@ -1,10 +1,8 @@
 #pragma once
 
-#include "InputStatus.h"
+#include "PulseSnapshot.h"
+#include "SessionRoute.h"
 
-#include <PulseAudio/PulseSnapshot.h>
-#include <PulseAudio/SessionRoute.h>
-#include <QString>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,8 +14,8 @@ struct InputTarget {
     std::string source;                        ///< the source's name
     std::uint32_t playback = PA_INVALID_INDEX; ///< of one program: what it plays, alone
     std::string sink;                          ///< the output that is heard; empty for a microphone
-    InputKind kind = InputKind::SystemSound;
-    QString name; ///< for people
+    SessionRoute::What kind = SessionRoute::What::Output;
+    std::string name; ///< for people
     bool muted = false;
     pa_sample_spec spec{};
     pa_channel_map map{};
