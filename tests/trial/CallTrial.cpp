@@ -19,6 +19,8 @@ using namespace ::parlowen::testing;
 namespace {
 
 constexpr double wordsASecond = 2.5;
+// Behind what happens, for a second look or a reconnect.
+constexpr int chipMilliseconds = 12'000;
 constexpr double cutWords = 3; // of an interruption
 
 /// What a run has told in events of a kind, in order.
@@ -31,10 +33,9 @@ QStringList told(ProgramRun& run, const char* kind) {
 
 /// Seconds of the call that the transcript says were not heard.
 int missedSeconds(ProgramRun& run) {
-    static const QRegularExpression number(QStringLiteral("(\\d+) s"));
     int seconds = 0;
-    for (const QString& text : told(run, "missed"))
-        seconds += number.match(text).captured(1).toInt();
+    for (const Event& event : run.events(QStringLiteral("missed")))
+        seconds += event.seconds;
     return seconds;
 }
 
@@ -109,7 +110,8 @@ void CallTrial::untilSaid() {
 void CallTrial::expectChip(const QString& pattern) {
     const QRegularExpression wanted(pattern);
     for (Session& session : sessions_)
-        EXPECT_TRUE(waitFor([&] { return chipOf(session).contains(wanted); }, 12'000))
+        EXPECT_TRUE(!chipOf(session).isEmpty() &&
+                    waitFor([&] { return chipOf(session).contains(wanted); }, chipMilliseconds))
             << "wanted: " << pattern.toStdString() << "\nlast said: " << chipOf(session).toStdString();
 }
 
@@ -122,6 +124,7 @@ void CallTrial::endSessions() {
             count = run.events().size();
             waitFor([&] { return run.events().size() > count; }, 6'000);
         }
+        EXPECT_EQ(run.process.state(), QProcess::Running) << "it ended by itself";
         run.signal(SIGINT);
         EXPECT_EQ(run.finish(20'000), 0) << run.errors.right(3000).toStdString();
         EXPECT_EQ(told(run, "problem").join(u'\n').toStdString(), "");

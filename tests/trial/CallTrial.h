@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,9 @@ struct Row {
     double errorShare = 0.15; ///< of the words that are heard, misheard by the recogniser alone
     bool overNetwork = false; ///< the service is reached over a SpeechNetwork
 };
+
+/// For messages of tests.
+inline void PrintTo(const Row& row, std::ostream* stream) { *stream << row.name; }
 
 /// The table.
 const std::vector<Row>& rows();
