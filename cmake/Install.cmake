@@ -1,5 +1,13 @@
-# What is installed where, and the Debian package that `cpack` makes of it. Icons are inside the program.
+# What is installed where, and the Debian packages that `cpack` makes of it: parlowen, and parlowen-recogniser with the speech
+# library and the models, whose licences are others. Icons are inside the program.
 include(GNUInstallDirs)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME parlowen)
+
+# The library finds its neighbour beside itself, and the program all of it.
+set(recogniser_folder lib/parlowen)
+install(TARGETS parlowen-recogniser RUNTIME DESTINATION ${recogniser_folder} COMPONENT recogniser)
+install(DIRECTORY ${PARLOWEN_RECOGNISER_FILES}/ DESTINATION ${recogniser_folder} COMPONENT recogniser OPTIONAL)
+install(FILES packaging/recogniser/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-recogniser COMPONENT recogniser)
 
 install(TARGETS parlowen parlowen-service RUNTIME)
 install(DIRECTORY resources/sample-interview DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen FILES_MATCHING PATTERN "*.wav" PATTERN "*.txt")
@@ -34,8 +42,17 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL parlowen recogniser)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-read_run_time_packages(CPACK_DEBIAN_PACKAGE_DEPENDS)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "pipewire-pulse | pulseaudio")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PARLOWEN_RECOGNISER_FILES})
+set(CPACK_DEBIAN_PARLOWEN_PACKAGE_NAME parlowen)
+read_run_time_packages(CPACK_DEBIAN_PARLOWEN_PACKAGE_DEPENDS)
+set(CPACK_DEBIAN_PARLOWEN_PACKAGE_RECOMMENDS "parlowen-recogniser (= ${PROJECT_VERSION}), pipewire-pulse | pulseaudio")
+set(CPACK_DEBIAN_RECOGNISER_PACKAGE_NAME parlowen-recogniser)
+set(CPACK_COMPONENT_RECOGNISER_DESCRIPTION
+"Speech recognition for Parlowen, offline
+ Turns English speech into text for parlowen-service: the program, the library
+ sherpa-onnx, and the models Moonshine (base and tiny) and Silero VAD.")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

@@ -1,4 +1,5 @@
 #include "Http/Log.h"
+#include "Models/ModelCommands.h"
 #include "Program/Service.h"
 
 #include <array>
@@ -7,6 +8,7 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
+#include <fstream>
 #include <iostream>
 #include <unistd.h>
 
@@ -65,6 +67,26 @@ int start(const ServiceOptions& options) {
     }
 }
 
+ModelCatalogue catalogueOf(const ServiceOptions& options) {
+    if (options.catalogue.empty())
+        return ModelCatalogue::builtIn();
+    std::ifstream file(options.catalogue);
+    return ModelCatalogue::parse({std::istreambuf_iterator<char>(file), {}});
+}
+
+int modelCommand(const ServiceOptions& options) {
+    try {
+        if (options.models)
+            listModels(options.data, catalogueOf(options), std::cout);
+        else
+            getModel(options.data, catalogueOf(options), options.getModel, options.mirror, std::cout);
+        return ended;
+    } catch (const std::exception& problem) {
+        std::cerr << "parlowen-service: " << problem.what() << "\n";
+        return cannotStart;
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -81,6 +103,8 @@ int main(int argc, char** argv) {
         std::cout << usage();
     else if (options.version)
         std::cout << "parlowen-service " << serviceVersion() << "\n";
+    else if (options.models || !options.getModel.empty())
+        return modelCommand(options);
     else
         return start(options);
     return ended;

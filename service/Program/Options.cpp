@@ -54,6 +54,11 @@ std::optional<std::string> parseData(const std::string& text, ServiceOptions& op
     return std::nullopt;
 }
 
+/// Where the value of an option that is plain text goes; null for all others.
+std::string* textOption(const std::string& argument, ServiceOptions& options) {
+    return argument == "--get-model" ? &options.getModel : argument == "--mirror" ? &options.mirror : nullptr;
+}
+
 } // namespace
 
 std::filesystem::path defaultDataDirectory() {
@@ -69,7 +74,8 @@ std::variant<ServiceOptions, std::string> parseOptions(const std::vector<std::st
     options.data = defaultDataDirectory();
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
-        const bool takesValue = argument == "--listen" || argument == "--data";
+        const bool takesValue = argument == "--listen" || argument == "--data" || argument == "--catalogue" ||
+                                textOption(argument, options);
         if (takesValue && i + 1 == arguments.size())
             return argument + " needs a value";
         if (argument == "--help")
@@ -78,12 +84,18 @@ std::variant<ServiceOptions, std::string> parseOptions(const std::vector<std::st
             options.version = true;
         else if (argument == "--exit-with-stdin")
             options.exitWithStdin = true;
+        else if (argument == "--models")
+            options.models = true;
         else if (!takesValue)
             return "unknown option \"" + argument + "\"";
         if (!takesValue)
             continue;
         const std::string& value = arguments[++i];
-        if (auto problem = argument == "--listen" ? parseListen(value, options) : parseData(value, options))
+        if (auto* text = textOption(argument, options))
+            *text = value;
+        else if (argument == "--catalogue")
+            options.catalogue = value;
+        else if (auto problem = argument == "--listen" ? parseListen(value, options) : parseData(value, options))
             return *problem;
     }
     return options;
@@ -101,6 +113,10 @@ std::string usage() {
            defaultDataDirectory().string() +
            ")\n"
            "  --exit-with-stdin      end when standard input is closed\n"
+           "  --models               list the speech models: what is here, what can be fetched\n"
+           "  --get-model NAME       fetch a speech model of that list, or go on with it\n"
+           "  --mirror ADDRESS       where to fetch it from, instead of its makers' place\n"
+           "  --catalogue FILE       list of models that can be fetched, instead of the built-in one\n"
            "  --help                 show this text\n"
            "  --version              show the version\n"
            "\n"

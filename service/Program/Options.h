@@ -13,6 +13,10 @@ struct ServiceOptions {
     std::uint16_t port = 47'615;       ///< 0: any free one
     std::filesystem::path data;        ///< absolute
     bool exitWithStdin = false;
+    bool models = false;             ///< list the speech models and end
+    std::string getModel;            ///< name of one to fetch; empty: none
+    std::string mirror;              ///< address to fetch from; empty: the catalogue's
+    std::filesystem::path catalogue; ///< empty: the one that is built in
     bool help = false;
     bool version = false;
 };

@@ -57,7 +57,7 @@ struct Service::Parts {
         , database(data / "parlowen.db")
         , accounts(database)
         , answers(Outline::Pace{.pause = tuning.answerPause})
-        , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines())
+        , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
         speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         server.start();

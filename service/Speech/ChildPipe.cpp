@@ -4,11 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace parlowen::service {
@@ -18,61 +15,11 @@ namespace {
 constexpr std::size_t longestAnswer = 1 << 20;
 constexpr std::chrono::milliseconds patience{300}; // for the programs to end
 
-std::vector<std::string> utf8Environment() {
-    std::vector<std::string> result;
-    for (char** entry = environ; *entry; ++entry)
-        if (!std::string_view(*entry).starts_with("LC_"))
-            result.emplace_back(*entry);
-    result.emplace_back("LC_ALL=C.UTF-8");
-    return result;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    result.reserve(texts.size() + 1);
-    for (auto& text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
-
-/// Starts the command as the head of a process group, with the socket as its input and output; -1 when that fails.
-pid_t spawnOn(int socket, std::vector<std::string> command) {
-    auto environment = utf8Environment();
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawnattr_init(&attributes);
-    posix_spawn_file_actions_adddup2(&actions, socket, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, socket, STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1); // the service's own sockets and files
-    sigset_t usual;
-    sigemptyset(&usual);
-    sigaddset(&usual, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &usual);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
-    pid_t process = -1;
-    const int error = posix_spawnp(&process, command.front().c_str(), &actions, &attributes, pointersTo(command).data(),
-                                   pointersTo(environment).data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    return error == 0 ? process : -1;
-}
-
 } // namespace
 
 std::unique_ptr<ChildPipe> ChildPipe::start(const std::vector<std::string>& command) {
-    std::array<int, 2> ends{};
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        return nullptr;
-    const pid_t process = spawnOn(ends[1], command);
-    close(ends[1]);
-    if (process < 0) {
-        close(ends[0]);
-        return nullptr;
-    }
-    return std::unique_ptr<ChildPipe>(new ChildPipe(process, ends[0]));
+    const auto process = ChildProcess::start(command);
+    return process ? std::unique_ptr<ChildPipe>(new ChildPipe(*process)) : nullptr;
 }
 
 ChildPipe::~ChildPipe() {
@@ -81,10 +28,9 @@ ChildPipe::~ChildPipe() {
     const auto deadline = Clock::now() + patience;
     while (!receive(deadline).empty()) {
     }
-    kill(-group, SIGKILL);
+    process.signal(SIGKILL);
     close(socket);
-    while (waitpid(group, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    process.end({});
 }
 
 bool ChildPipe::send(std::string_view bytes) const {

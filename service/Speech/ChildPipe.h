@@ -1,13 +1,13 @@
 #pragma once
 
+#include "ChildProcess.h"
+
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace parlowen::service {
 
@@ -29,14 +29,14 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    ChildPipe(pid_t groupOfProcess, int descriptor)
-        : group(groupOfProcess)
-        , socket(descriptor) {}
+    explicit ChildPipe(const ChildProcess& started)
+        : process(started)
+        , socket(started.socket()) {}
     bool send(std::string_view bytes) const;
     /// What comes next; empty when nothing does until the deadline, or no more ever.
     std::string receive(Clock::time_point deadline) const;
 
-    const pid_t group;
+    const ChildProcess process;
     const int socket;
 };
 

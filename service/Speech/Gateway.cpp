@@ -2,7 +2,7 @@
 
 #include "ApertiumTranslator.h"
 #include "Http/Envelope.h"
-#include "PocketSphinxEngine.h"
+#include "RecogniserEngine.h"
 #include "SpeechConnection.h"
 
 #include <atomic>
@@ -95,12 +95,11 @@ WebSocketHandler makeSpeechGateway(SpeechTokens& tokens, EngineSet& engines, Spe
     return [state](const HttpRequest& request, TlsStream stream) { return serve(state, request, std::move(stream)); };
 }
 
-std::unique_ptr<SpeechService> SpeechService::withLocalEngines(SpeechGatewayOptions options) {
+std::unique_ptr<SpeechService> SpeechService::withLocalEngines(const std::filesystem::path& data,
+                                                               SpeechGatewayOptions options) {
     auto speech = std::make_unique<SpeechService>();
     speech->options = options;
-    PocketSphinxEngine::Options recognition;
-    recognition.streams = options.sessions;
-    speech->engines.add(std::make_shared<PocketSphinxEngine>(std::move(recognition)));
+    speech->engines.add(std::make_shared<RecogniserEngine>(ModelRegistry::Places::ofThisProgram(data)));
     speech->engines.add(std::make_shared<ApertiumTranslator>());
     return speech;
 }

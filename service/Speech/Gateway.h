@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -13,7 +14,7 @@ namespace parlowen::service {
 
 /// Limits of the speech gateway.
 struct SpeechGatewayOptions {
-    std::size_t sessions = 4;                         ///< at the same time; one more is refused with HTTP 503
+    std::size_t sessions = 16;                        ///< at the same time; one more is refused with HTTP 503
     std::chrono::seconds idle{180};                   ///< a connection on which nothing arrives ends after this
     std::optional<std::chrono::seconds> longestUse{}; ///< a connection ends after this; none: never
 };
@@ -28,8 +29,10 @@ struct SpeechService {
     EngineSet engines;
     SpeechGatewayOptions options;
 
-    /// With the engines that this machine has: PocketSphinx and Apertium.
-    static std::unique_ptr<SpeechService> withLocalEngines(SpeechGatewayOptions options = {});
+    /// With the engines that this machine has: the recogniser, with the user's models in the folder `models` of the
+    /// data directory, and Apertium.
+    static std::unique_ptr<SpeechService> withLocalEngines(const std::filesystem::path& data,
+                                                           SpeechGatewayOptions options = {});
     /// What recognition and translation really offer.
     OfferedLanguages languages() const { return engines.languages(); }
 };

@@ -36,7 +36,7 @@ TEST(RehearsalTest, TheSampleBecomesSixQuestionsWithAnAnswerEach) {
     const std::string reference = contents(sampleFolder + QStringLiteral("sample-interview.txt")).toStdString();
     const double rate = wordErrorRate(reference, heard);
     RecordProperty("word_error_rate_percent", std::to_string(100 * rate));
-    EXPECT_LE(rate, 0.12) << heard;
+    EXPECT_LE(rate, 0.02) << heard;
 
     std::map<int, QString> pieces;
     for (const Event& piece : run.events(QStringLiteral("answer")))

@@ -163,7 +163,8 @@ std::vector<Row> makeRows() {
                         trial.speak(4, {{}, 0, "Meeting"});
                         trial.speak(4, {{}, -1, "Radio"});
                     },
-                    "Meeting"}},
+                    "^Meeting$", 5},
+                   {[](CallTrial&) {}, {}}},
          .sessions = {"app:Meeting"},
          .lostSeconds = 0.5},
     };

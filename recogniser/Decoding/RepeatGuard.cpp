@@ -1,0 +1,53 @@
+#include "RepeatGuard.h"
+
+#include "Words.h"
+
+#include <cmath>
+#include <optional>
+
+namespace parlowen::recogniser {
+
+namespace {
+
+constexpr double mostTokensPerSecond = 6.5;
+constexpr int tokensToSpare = 2;
+constexpr std::size_t longestUnit = 8; // words
+
+struct Run {
+    std::size_t begin, unit, times; // words
+};
+
+std::size_t timesAt(const std::vector<Word>& words, std::size_t begin, std::size_t unit) {
+    std::size_t i = begin + unit;
+    while (i < words.size() && words[i].key == words[i - unit].key)
+        ++i;
+    return (i - begin) / unit;
+}
+
+std::optional<Run> firstRun(const std::vector<Word>& words) {
+    for (std::size_t begin = 0; begin < words.size(); ++begin)
+        for (std::size_t unit = 1; unit <= longestUnit && begin + unit < words.size(); ++unit)
+            if (const auto times = timesAt(words, begin, unit); times >= (unit == 1 ? 4U : 3U))
+                return Run{begin, unit, times};
+    return std::nullopt;
+}
+
+} // namespace
+
+bool repeatsItself(std::string_view text) { return firstRun(wordsOf(text)).has_value(); }
+
+std::string withoutRepeats(const std::string& text) {
+    std::string result = text;
+    for (auto words = wordsOf(result); const auto run = firstRun(words); words = wordsOf(result)) {
+        const auto keptEnd = words[run->begin + run->unit - 1].end;
+        const auto runEnd = words[run->begin + run->unit * run->times - 1].end;
+        result.erase(keptEnd, runEnd - keptEnd);
+    }
+    return result;
+}
+
+bool isTooMuch(int tokens, double seconds) {
+    return tokens > static_cast<int>(std::ceil(mostTokensPerSecond * seconds)) + tokensToSpare;
+}
+
+} // namespace parlowen::recogniser

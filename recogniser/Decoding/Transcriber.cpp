@@ -1,0 +1,119 @@
+#include "Transcriber.h"
+
+#include "Protocol/Frames.h"
+#include "QuietPlace.h"
+#include "RepeatGuard.h"
+#include "Words.h"
+
+#include <stdexcept>
+
+namespace parlowen::recogniser {
+
+namespace {
+
+constexpr std::size_t fewestSamples = sampleRate * 6 / 100; // of less than this the library makes an error
+constexpr std::size_t shortestToHalve = 3 * std::size_t{sampleRate};
+
+class OfflineTranscriber : public Transcriber {
+public:
+    OfflineTranscriber(const SherpaLibrary& library, const sherpa::OfflineRecognizerConfig& config)
+        : api(library)
+        , recognizer(library.createOffline(&config)) {
+        if (!recognizer)
+            throw std::runtime_error("the speech library does not take the model");
+    }
+    ~OfflineTranscriber() override { api.destroyOffline(recognizer); }
+    OfflineTranscriber(const OfflineTranscriber&) = delete;
+    OfflineTranscriber& operator=(const OfflineTranscriber&) = delete;
+
+    Transcript transcribe(std::span<const float> samples) override {
+        if (samples.size() < fewestSamples)
+            return {};
+        const std::unique_ptr<const sherpa::OfflineStream, void (*)(const sherpa::OfflineStream*)> stream(
+            api.createOfflineStream(recognizer), api.destroyOfflineStream);
+        api.acceptOffline(stream.get(), sampleRate, samples.data(), static_cast<std::int32_t>(samples.size()));
+        api.decodeOffline(recognizer, stream.get());
+        const std::unique_ptr<const sherpa::OfflineResult, void (*)(const sherpa::OfflineResult*)> result(
+            api.offlineResult(stream.get()), api.destroyOfflineResult);
+        if (!result || !result->text)
+            return {};
+        return {trimmed(result->text), result->count};
+    }
+
+private:
+    static std::string trimmed(std::string_view text) {
+        const auto begin = std::min(text.find_first_not_of(" \t\n"), text.size());
+        const auto end = text.find_last_not_of(" \t\n");
+        return end == std::string_view::npos ? std::string() : std::string(text.substr(begin, end + 1 - begin));
+    }
+
+    const SherpaLibrary& api;
+    const sherpa::OfflineRecognizer* const recognizer;
+};
+
+void setFiles(sherpa::OfflineModelConfig& config, const ModelFolder& model) {
+    const auto file = [&model](const char* part) { return model.files.at(part).c_str(); };
+    config.tokens = file("tokens");
+    switch (model.family) {
+    case ModelFamily::Moonshine:
+        config.moonshine.encoder = file("encoder");
+        config.moonshine.mergedDecoder = file("decoder");
+        break;
+    case ModelFamily::Whisper:
+        config.whisper.encoder = file("encoder");
+        config.whisper.decoder = file("decoder");
+        config.whisper.task = "transcribe";
+        break;
+    case ModelFamily::SenseVoice:
+        config.senseVoice.model = file("model");
+        config.senseVoice.language = "auto";
+        config.senseVoice.useItn = 1; // which brings punctuation as well
+        break;
+    case ModelFamily::Paraformer:
+        config.paraformer = file("model");
+        break;
+    case ModelFamily::Transducer:
+        config.transducer = {file("encoder"), file("decoder"), file("joiner")};
+        break;
+    default:
+        throw std::logic_error("a streaming model is no transcriber");
+    }
+}
+
+double secondsOf(std::span<const float> samples) { return static_cast<double>(samples.size()) / sampleRate; }
+
+bool isSound(const Transcript& transcript, std::span<const float> samples) {
+    return !isTooMuch(transcript.tokens, secondsOf(samples)) && !repeatsItself(transcript.text);
+}
+
+} // namespace
+
+std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const ModelFolder& model) {
+    sherpa::OfflineRecognizerConfig config{};
+    config.features = {sampleRate, 80};
+    config.model.threads = 1; // more do not make one decoding faster; several decodings run side by side
+    config.decodingMethod = "greedy_search";
+    setFiles(config.model, model);
+    return std::make_unique<OfflineTranscriber>(library, config);
+}
+
+std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples) {
+    auto transcript = transcriber.transcribe(samples);
+    return isSound(transcript, samples) ? std::optional(std::move(transcript.text)) : std::nullopt;
+}
+
+std::string finalText(Transcriber& transcriber, std::span<const float> samples) {
+    auto whole = transcriber.transcribe(samples);
+    if (isSound(whole, samples))
+        return std::move(whole.text);
+    if (samples.size() < shortestToHalve)
+        return withoutRepeats(whole.text);
+    const auto third = samples.size() / 3;
+    const auto cut = quietPlace(samples.first(2 * third), third);
+    const auto half = [&transcriber](std::span<const float> part) {
+        return withoutRepeats(transcriber.transcribe(part).text);
+    };
+    return joinedAtCut(half(samples.first(cut)), half(samples.subspan(cut)));
+}
+
+} // namespace parlowen::recogniser

@@ -1,0 +1,41 @@
+#include "DecodingLoad.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace parlowen::recogniser {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr double smoothing = 0.1;
+constexpr double shortestMeasured = 1; // seconds; the fixed cost of a decoding spoils what is shorter
+// Measured with 2 threads: at 0.4 of them for finals alone, the rest for partials, finals come half a second late.
+constexpr double shareForFinals = 0.4;
+constexpr double mostStreams = 64;
+constexpr auto lateAfter = 900ms;
+constexpr auto lateFor = 10s;
+
+double seconds(DecodingLoad::Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
+
+} // namespace
+
+void DecodingLoad::add(double audioSeconds, Clock::duration took, Clock::duration waited, Clock::time_point now) {
+    if (waited > lateAfter)
+        lateUntil = now + lateFor;
+    if (audioSeconds < shortestMeasured)
+        return;
+    const double cost = seconds(took) / audioSeconds;
+    costPerSecond = costPerSecond == 0 ? cost : (1 - smoothing) * costPerSecond + smoothing * cost;
+}
+
+std::size_t DecodingLoad::capacity(Clock::time_point now, std::size_t are) const {
+    if (now < lateUntil)
+        return std::max<std::size_t>(1, are);
+    if (costPerSecond == 0)
+        return 1;
+    return static_cast<std::size_t>(std::clamp(std::floor(threads * shareForFinals / costPerSecond), 1.0, mostStreams));
+}
+
+} // namespace parlowen::recogniser

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace parlowen::recogniser {
+
+/// How many streams at once the machine can serve so that each has its finals in time. Learns from every decoding that
+/// a final waits for. A value.
+class DecodingLoad {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit DecodingLoad(unsigned decodingThreads)
+        : threads(decodingThreads) {}
+
+    /// `audioSeconds` were decoded in `took`, and were `waited` for from the moment on that they were there.
+    void add(double audioSeconds, Clock::duration took, Clock::duration waited, Clock::time_point now);
+    /// 1 to 64; while finals come late, no more than there `are`.
+    std::size_t capacity(Clock::time_point now, std::size_t are = 1) const;
+
+private:
+    unsigned threads;
+    double costPerSecond = 0; ///< seconds of a thread for a second of audio, smoothed; 0: not known
+    Clock::time_point lateUntil{};
+};
+
+} // namespace parlowen::recogniser

@@ -1,0 +1,147 @@
+#include "PieceHost.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace parlowen::recogniser {
+
+namespace {
+
+std::vector<std::int16_t> samplesOf(const Frame& frame) {
+    std::vector<std::int16_t> samples(frame.body.size() / sizeof(std::int16_t));
+    std::memcpy(samples.data(), frame.body.data(), samples.size() * sizeof(std::int16_t));
+    return samples;
+}
+
+std::vector<float> floatsOf(std::span<const std::int16_t> samples) {
+    std::vector<float> floats(samples.size());
+    std::transform(samples.begin(), samples.end(), floats.begin(), [](auto sample) { return sample / 32'768.0F; });
+    return floats;
+}
+
+} // namespace
+
+PieceHost::PieceHost(Transcriber& transcriberToUse, DetectorFactory makeDetector, Options options,
+                     Output outputOfFrames)
+    : transcriber(transcriberToUse)
+    , detectors(std::move(makeDetector))
+    , output(std::move(outputOfFrames))
+    , load(options.load)
+    , toldCapacity(load.capacity(Clock::now())) {
+    for (unsigned i = 0; i < options.threads; ++i)
+        threads.emplace_back([this] { work(); });
+}
+
+PieceHost::~PieceHost() {
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+    }
+    wake.notify_all();
+    for (auto& thread : threads)
+        thread.join();
+}
+
+void PieceHost::handle(const Frame& frame) {
+    if (frame.kind == Frame::Kind::Open)
+        return open(frame);
+    const std::lock_guard lock(mutex);
+    const auto found = streams.find(frame.stream);
+    if (found == streams.end())
+        return;
+    if (frame.kind == Frame::Kind::Close) {
+        std::erase_if(finals, [&frame](const Work& waiting) { return waiting.stream == frame.stream; });
+        streams.erase(found);
+        return;
+    }
+    auto& stream = found->second;
+    if (frame.kind == Frame::Kind::Audio)
+        stream.tracker->append(samplesOf(frame));
+    else if (frame.kind == Frame::Kind::Finish)
+        stream.tracker->finish();
+    stream.tracker->advance();
+    afterAdvance(frame.stream, stream);
+}
+
+void PieceHost::open(const Frame& frame) {
+    auto detector = detectors(); // takes a while
+    const std::lock_guard lock(mutex);
+    streams[frame.stream].tracker = std::make_unique<UtteranceTracker>(
+        startOf(frame), std::move(detector), [this, id = frame.stream](const StreamEvent& event) {
+            output({Frame::Kind::Event, id, encode(event)});
+        });
+}
+
+void PieceHost::afterAdvance(std::uint32_t id, Stream& stream) {
+    auto& tracker = *stream.tracker;
+    while (const auto job = tracker.nextFinalJob())
+        finals.push_back({id, *job, floatsOf(tracker.samplesOf(*job)), Clock::now()});
+    if (stream.toldTaken != tracker.taken() || stream.toldNeeded != tracker.needed()) {
+        stream.toldTaken = tracker.taken();
+        stream.toldNeeded = tracker.needed();
+        output({Frame::Kind::Taken, id, takenBody(stream.toldTaken, stream.toldNeeded)});
+    }
+    wake.notify_all();
+}
+
+void PieceHost::work() {
+    std::unique_lock lock(mutex);
+    while (true) {
+        std::optional<Work> next;
+        wake.wait(lock, [this, &next] { return stopping || (next = nextWork()); });
+        if (stopping)
+            return;
+        lock.unlock();
+        const auto begin = Clock::now();
+        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber, next->samples))
+                                           : partialText(transcriber, next->samples);
+        lock.lock();
+        take(*next, std::move(text), Clock::now() - begin);
+    }
+}
+
+std::optional<PieceHost::Work> PieceHost::nextWork() {
+    while (!finals.empty()) {
+        auto next = std::move(finals.front());
+        finals.pop_front();
+        if (streams.at(next.stream).tracker->wants(next.job))
+            return next;
+    }
+    return nextPartial();
+}
+
+std::optional<PieceHost::Work> PieceHost::nextPartial() {
+    const auto now = Clock::now();
+    auto candidate = streams.upper_bound(lastPartialOf);
+    for (std::size_t i = 0; i < streams.size(); ++i, ++candidate) {
+        if (candidate == streams.end())
+            candidate = streams.begin();
+        auto& tracker = *candidate->second.tracker;
+        if (const auto job = tracker.nextPartialJob(now)) {
+            lastPartialOf = candidate->first;
+            return Work{candidate->first, *job, floatsOf(tracker.samplesOf(*job)), now};
+        }
+    }
+    return std::nullopt;
+}
+
+void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::duration took) {
+    const auto now = Clock::now();
+    if (done.job.isForFinal())
+        load.add(static_cast<double>(done.samples.size()) / sampleRate, took, now - done.since, now);
+    tellLoad(now);
+    const auto found = streams.find(done.stream);
+    if (found == streams.end())
+        return;
+    found->second.tracker->onText(done.job, std::move(text), now, took);
+    afterAdvance(done.stream, found->second);
+}
+
+void PieceHost::tellLoad(Clock::time_point now) {
+    const auto capacity = load.capacity(now, streams.size());
+    if (std::exchange(toldCapacity, capacity) != capacity)
+        output({Frame::Kind::Load, 0, capacityBody(capacity)});
+}
+
+} // namespace parlowen::recogniser

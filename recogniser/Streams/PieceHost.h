@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Decoding/Transcriber.h"
+#include "DecodingLoad.h"
+#include "StreamHost.h"
+#include "UtteranceTracker.h"
+
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace parlowen::recogniser {
+
+/// Streams of a model that decodes pieces of speech as a whole. What finals wait for is decoded first, oldest first, by
+/// all threads; with the time that is left each stream in turn has what is spoken so far decoded.
+class PieceHost : public StreamHost {
+public:
+    struct Options {
+        unsigned threads = 1;
+        DecodingLoad load{1}; ///< what is known of it already
+    };
+    PieceHost(Transcriber& transcriberToUse, DetectorFactory makeDetector, Options options, Output outputOfFrames);
+    ~PieceHost() override;
+    PieceHost(const PieceHost&) = delete;
+    PieceHost& operator=(const PieceHost&) = delete;
+
+    void handle(const Frame& frame) override;
+
+private:
+    using Clock = UtteranceTracker::Clock;
+    using Job = UtteranceTracker::Job;
+    struct Work {
+        std::uint32_t stream = 0;
+        Job job{};
+        std::vector<float> samples{};
+        Clock::time_point since{};
+    };
+    struct Stream {
+        std::unique_ptr<UtteranceTracker> tracker;
+        std::int64_t toldTaken = -1;
+        std::int64_t toldNeeded = -1;
+    };
+
+    void open(const Frame& frame);
+    void afterAdvance(std::uint32_t id, Stream& stream);
+    void work();
+    std::optional<Work> nextWork();
+    std::optional<Work> nextPartial();
+    void take(const Work& done, std::optional<std::string> text, Clock::duration took);
+    void tellLoad(Clock::time_point now);
+
+    Transcriber& transcriber;
+    const DetectorFactory detectors;
+    const Output output;
+    std::mutex mutex; ///< of what follows
+    std::condition_variable wake;
+    std::map<std::uint32_t, Stream> streams;
+    std::deque<Work> finals; ///< that wait
+    std::uint32_t lastPartialOf = 0;
+    DecodingLoad load;
+    std::size_t toldCapacity = 0;
+    bool stopping = false;
+    std::vector<std::thread> threads;
+};
+
+} // namespace parlowen::recogniser

@@ -1,0 +1,142 @@
+#pragma once
+
+#include "Decoding/SettledWords.h"
+#include "Protocol/StreamEvent.h"
+#include "VoiceDetector.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace parlowen::recogniser {
+
+/// One stream's audio becomes utterances: where somebody speaks, what has to be decoded for it and when, and what is
+/// told of it. It decodes nothing itself and knows no thread or clock; positions count samples.
+///
+/// A pause of `closeDelay` has the utterance decoded in advance; that text chooses how long the pause must last, and is
+/// the final one when it does. Speech of more than `longestPiece` is cut at its quietest place; its pieces become one
+/// utterance, up to `longestUtterance`.
+class UtteranceTracker {
+public:
+    using Clock = std::chrono::steady_clock;
+    using Sink = std::function<void(StreamEvent)>;
+
+    static constexpr std::int64_t preRoll = sampleRate * 4 / 10;
+    static constexpr std::int64_t tail = sampleRate * 25 / 100; ///< decoded after the end of speech
+    static constexpr std::int64_t shortestSpeech = sampleRate * 3 / 10;
+    static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
+    static constexpr std::int64_t cutWithin = sampleRate * std::int64_t{3}; ///< at the end of a longest piece
+    static constexpr std::int64_t longestUtterance = sampleRate * std::int64_t{20};
+    static constexpr std::int64_t firstPartial = sampleRate * 9 / 10; ///< of audio, with its pre-roll
+    static constexpr std::int64_t partialEvery = sampleRate * 4 / 10;
+
+    /// Something to decode: audio[from, to).
+    struct Job {
+        enum class Kind { Piece, Pause, Partial }; ///< the first two are needed for a final
+        Kind kind;
+        std::uint64_t number;
+        std::int64_t from;
+        std::int64_t to;
+        bool isForFinal() const { return kind != Kind::Partial; }
+    };
+
+    /// The first sample has position `at`.
+    UtteranceTracker(std::int64_t at, std::unique_ptr<VoiceDetector> voiceDetector, Sink sinkForEvents);
+
+    void append(std::span<const std::int16_t> samples);
+    void finish() { inputEnded = true; }
+    /// Goes through the audio as far as it can: it waits for a text that decides, or while two pieces are undecoded.
+    void advance();
+
+    /// What is to be decoded next. It is the caller's until its result comes.
+    std::optional<Job> nextFinalJob();
+    std::optional<Job> nextPartialJob(Clock::time_point now);
+    /// False once the result of a job that was handed out is of no use any more.
+    bool wants(const Job& job) const;
+    std::span<const std::int16_t> samplesOf(const Job& job) const;
+    /// The words of a job; none when they were no good. `took`: the time it cost. Advances.
+    void onText(const Job& job, std::optional<std::string> text, Clock::time_point now, Clock::duration took);
+
+    std::int64_t taken() const { return position; }
+    /// Where a replay has to begin that loses nothing.
+    std::int64_t needed() const;
+
+private:
+    enum class State { Quiet, Speaking, Pausing };
+    struct Piece {
+        std::uint64_t number;
+        std::int64_t from;
+        std::int64_t to;
+        std::optional<std::string> text;
+        std::string guess; ///< shown until the text is there
+        bool handedOut = false;
+    };
+    /// An utterance that is not told yet, or goes on.
+    struct Utterance {
+        std::int64_t speechFrom = 0;
+        std::int64_t speechTo = 0;
+        std::vector<Piece> pieces;
+        bool closed = false;
+        std::size_t undecoded() const {
+            return static_cast<std::size_t>(
+                std::count_if(pieces.begin(), pieces.end(), [](const Piece& piece) { return !piece.text; }));
+        }
+    };
+
+    bool step();
+    bool mustWait() const;
+    void onWindow(bool voice);
+    void beginSpeech();
+    void whileSpeaking();
+    void beginPause();
+    void resumeSpeech();
+    void onPause();
+    bool isFragment() const;
+    std::int64_t wait() const;
+    void cutSpeech();
+    void beginSegment(std::int64_t from);
+    void addPiece(std::int64_t to, std::optional<std::string> text);
+    void closeUtterance(std::int64_t pieceEnd);
+    void endInput();
+    void tellStart();
+    void tellFinals();
+    void tellPartial();
+    std::string textOf(const Utterance& utterance) const;
+    void dropAudio();
+    std::int64_t end() const { return audioStart + static_cast<std::int64_t>(audio.size()); }
+
+    const std::unique_ptr<VoiceDetector> detector;
+    const Sink sink;
+    std::vector<std::int16_t> audio;
+    std::int64_t audioStart;
+    std::int64_t position;   ///< audio before it went through the detector
+    std::int64_t quietSince; ///< of the detector's last reset
+    bool inputEnded = false;
+    bool told = false; ///< the end
+
+    State state = State::Quiet;
+    std::deque<Utterance> utterances; ///< the last one goes on, unless it is closed
+    std::int64_t segmentFrom = 0;     ///< of what is not yet a piece
+    std::int64_t usedUpTo;            ///< audio before it belongs to an utterance that is closed
+    bool startTold = false;
+    std::uint64_t jobs = 0;
+
+    std::optional<Job> pauseJob;          ///< while pausing
+    bool pauseHandedOut = false;          ///<
+    std::optional<std::string> pauseText; ///<
+
+    SettledWords words; ///< of the segment
+    std::optional<Job> runningPartial;
+    std::int64_t nextPartialAt = 0;
+    Clock::time_point partialNotBefore{};
+    std::string lastPartial;
+};
+
+} // namespace parlowen::recogniser

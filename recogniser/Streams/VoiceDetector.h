@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Library/SherpaLibrary.h"
+#include "Protocol/Frames.h"
+
+#include <array>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+namespace parlowen::recogniser {
+
+/// Tells window by window whether somebody speaks. It says so `onsetDelay` after speech began, and stops saying so
+/// `closeDelay` after it ended.
+class VoiceDetector {
+public:
+    static constexpr std::size_t windowLength = 512; ///< samples
+    using Window = std::array<float, windowLength>;
+    /// The shortest speech that counts, and what the detector itself needs.
+    static constexpr std::int64_t onsetDelay = sampleRate / 10 + sampleRate * 72 / 1000;
+    static constexpr std::int64_t closeDelay = sampleRate * 3 / 10;
+
+    virtual ~VoiceDetector() = default;
+    virtual bool feed(const Window& window) = 0;
+    /// Forgets everything. To be called once in a while when nobody speaks: a detector counts samples in 32 bits.
+    virtual void reset() = 0;
+};
+
+using DetectorFactory = std::function<std::unique_ptr<VoiceDetector>()>;
+
+/// Silero's network. Throws std::runtime_error when it cannot be loaded.
+std::unique_ptr<VoiceDetector> makeSileroDetector(const SherpaLibrary& library, const std::filesystem::path& model);
+
+} // namespace parlowen::recogniser

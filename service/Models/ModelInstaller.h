@@ -1,0 +1,22 @@
+#pragma once
+
+#include "ModelCatalogue.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+namespace parlowen::service {
+
+/// Fetches a model into a folder of models: free space first, then the files, their sums and what they unpack to, at
+/// last the folder appears as a whole. What was fetched before an interruption is gone on with.
+/// Throws std::runtime_error with plain words.
+struct ModelInstaller {
+    std::filesystem::path folder; ///< of folders; made when it is missing
+    std::string base;             ///< address that the files lie below, with its `/`
+    std::function<void(const std::string&)> say;
+
+    void install(const CatalogueEntry& entry) const;
+};
+
+} // namespace parlowen::service

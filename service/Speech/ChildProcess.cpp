@@ -1,0 +1,96 @@
+#include "ChildProcess.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace parlowen::service {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds lookEvery{2};
+
+std::vector<std::string> utf8Environment() {
+    std::vector<std::string> result;
+    for (char** entry = environ; *entry; ++entry)
+        if (!std::string_view(*entry).starts_with("LC_"))
+            result.emplace_back(*entry);
+    result.emplace_back("LC_ALL=C.UTF-8");
+    return result;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    result.reserve(texts.size() + 1);
+    for (auto& text : texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+/// -1 when that fails.
+pid_t spawnOn(int socket, int errors, std::vector<std::string> command) {
+    auto environment = utf8Environment();
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_adddup2(&actions, socket, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, socket, STDOUT_FILENO);
+    if (errors >= 0)
+        posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
+    else
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1); // the service's own sockets and files
+    sigset_t usual;
+    sigemptyset(&usual);
+    sigaddset(&usual, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &usual);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+    pid_t process = -1;
+    const int error = posix_spawnp(&process, command.front().c_str(), &actions, &attributes, pointersTo(command).data(),
+                                   pointersTo(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0 ? process : -1;
+}
+
+} // namespace
+
+std::optional<ChildProcess> ChildProcess::start(std::vector<std::string> command, int errors) {
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        return std::nullopt;
+    const pid_t process = spawnOn(ends[1], errors, std::move(command));
+    close(ends[1]);
+    if (process < 0) {
+        close(ends[0]);
+        return std::nullopt;
+    }
+    return ChildProcess(process, ends[0]);
+}
+
+void ChildProcess::signal(int number) const { kill(-group, number); }
+
+ChildEnd ChildProcess::end(std::chrono::milliseconds limit) const {
+    const auto deadline = Clock::now() + limit;
+    int status = 0;
+    pid_t found = 0;
+    while ((found = waitpid(group, &status, WNOHANG)) == 0 && Clock::now() < deadline)
+        std::this_thread::sleep_for(lookEvery);
+    signal(SIGKILL); // what it started may still run
+    while (found == 0 && waitpid(group, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? ChildEnd{0, WTERMSIG(status)} : ChildEnd{WEXITSTATUS(status), 0};
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,255 @@
+#include "ModelRegistry.h"
+
+#include "ChildProcess.h"
+#include "Http/Log.h"
+#include "Http/PrivateFiles.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace fs = std::filesystem;
+using recogniser::ModelFolder;
+using namespace std::chrono_literals;
+
+constexpr auto trialLimit = 180s;
+constexpr std::size_t keptErrors = 400;
+
+struct LanguageLocales {
+    std::string_view language;
+    std::initializer_list<const char*> locales;
+};
+const LanguageLocales knownLocales[] = {
+    {"ar", {"ar-EG"}},          {"ca", {"ca-ES"}}, {"de", {"de-DE"}},  {"en", {"en-US", "en-GB", "en-IN"}},
+    {"es", {"es-ES", "es-MX"}}, {"fr", {"fr-FR"}}, {"hi", {"hi-IN"}},  {"id", {"id-ID"}},
+    {"it", {"it-IT"}},          {"ja", {"ja-JP"}}, {"ko", {"ko-KR"}},  {"nl", {"nl-NL"}},
+    {"pl", {"pl-PL"}},          {"pt", {"pt-BR"}}, {"ru", {"ru-RU"}},  {"th", {"th-TH"}},
+    {"tr", {"tr-TR"}},          {"vi", {"vi-VN"}}, {"yue", {"zh-HK"}}, {"zh", {"zh-CN"}},
+};
+
+/// Changes when a file of the model does.
+std::string stampOf(const ModelFolder& model) {
+    std::string stamp;
+    for (const auto& [part, file] : model.files) {
+        std::error_code error;
+        stamp += part + " " + std::to_string(fs::file_size(file, error)) + " " +
+                 std::to_string(fs::last_write_time(file, error).time_since_epoch().count()) + ";";
+    }
+    return stamp;
+}
+
+std::string lastLine(std::string text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.pop_back();
+    return text.substr(text.rfind('\n') + 1);
+}
+
+/// Until the child ends; false when the time is over before.
+bool waitForEnd(int socket) {
+    const auto deadline = std::chrono::steady_clock::now() + trialLimit;
+    std::array<char, 512> dropped{};
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        pollfd readable{socket, POLLIN, 0};
+        if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) == 0)
+            return false;
+        if (recv(socket, dropped.data(), dropped.size(), 0) <= 0)
+            return true;
+    }
+}
+
+/// Why a model cannot be used; empty when it can.
+std::string tryModel(const fs::path& program, const ModelFolder& model) {
+    const int errors = memfd_create("trial-errors", MFD_CLOEXEC);
+    const auto child = ChildProcess::start({program.string(), "--trial", model.folder.string()}, errors);
+    std::string problem;
+    if (!child) {
+        problem = "the recogniser cannot be started";
+    } else {
+        const bool inTime = waitForEnd(child->socket());
+        if (!inTime)
+            child->signal(SIGKILL);
+        const auto end = child->end(1s);
+        close(child->socket());
+        std::string text(keptErrors, '\0');
+        const auto size = lseek(errors, 0, SEEK_END);
+        const auto count = pread(errors, text.data(), text.size(), std::max<off_t>(0, size - off_t{keptErrors}));
+        text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+        if (!inTime)
+            problem = "its trial did not end in time";
+        else if (end.signal != 0)
+            problem = "its trial was killed by signal " + std::to_string(end.signal) + ". " + lastLine(text);
+        else if (end.status != 0)
+            problem = "its trial failed: " + lastLine(text);
+    }
+    close(errors);
+    return problem;
+}
+
+fs::path trialsFile(const fs::path& own) { return own / ".trials.json"; }
+
+bool serves(const ModelFolder& model, std::string_view locale) {
+    return std::any_of(model.languages.begin(), model.languages.end(), [locale](const auto& language) {
+        const auto locales = localesOf(language);
+        return std::find(locales.begin(), locales.end(), locale) != locales.end();
+    });
+}
+
+/// Of the models that came with the recogniser, the more exact one.
+int rank(const ModelRegistry::Entry& entry) {
+    if (!entry.isInstalled)
+        return 2;
+    return entry.model.name.find("tiny") == std::string::npos ? 0 : 1;
+}
+
+} // namespace
+
+ModelRegistry::Places ModelRegistry::Places::ofThisProgram(const fs::path& data) {
+    std::error_code error;
+    const auto beside = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const auto package = beside.parent_path() / "lib/parlowen";
+    Places places{{}, package / "models", data / "models"};
+    for (const auto& program : {beside / "parlowen-recogniser", package / "parlowen-recogniser"})
+        if (places.program.empty() && fs::exists(program, error) && fs::exists(package / "silero_vad.onnx", error))
+            places.program = program;
+    return places;
+}
+
+ModelRegistry::ModelRegistry(Places placesOfModels)
+    : where(std::move(placesOfModels)) {
+    readTrials();
+}
+
+ModelRegistry::~ModelRegistry() = default;
+
+std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
+    if (where.program.empty())
+        return {};
+    std::vector<Entry> found;
+    for (auto& model : recogniser::modelsIn(where.installed))
+        found.push_back({std::move(model), true});
+    auto own = recogniser::modelsIn(where.own);
+    const std::lock_guard lock(mutex);
+    if (auto waiting = untried(own); !waiting.empty() && !std::exchange(trying, true))
+        trialThread = std::jthread([this, models = std::move(waiting)] { tryAll(models); });
+    for (auto& model : own) {
+        const auto trial = trials.find(model.name);
+        const bool isTried = trial != trials.end() && trial->second.stamp == stampOf(model);
+        auto problem = isTried ? trial->second.problem.value_or("") : std::string();
+        if (model.languages.empty() && problem.empty())
+            problem =
+                "nothing tells its languages: put their codes between dashes into the folder's name (my-model-zh-en)";
+        found.push_back({std::move(model), false, isTried, std::move(problem)});
+    }
+    std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return rank(a) < rank(b); });
+    std::vector<std::string> served;
+    for (auto& entry : found) {
+        if (const auto aside = setAsideFor.find(entry.model.name); aside != setAsideFor.end())
+            entry.problem = aside->second;
+        if (!entry.problem.empty() || !entry.isTried)
+            continue;
+        for (const auto& language : entry.model.languages)
+            for (auto& locale : localesOf(language))
+                if (std::find(served.begin(), served.end(), locale) == served.end()) {
+                    served.push_back(locale);
+                    entry.locales.push_back(std::move(locale));
+                }
+    }
+    return found;
+}
+
+std::vector<ModelRegistry::Entry> ModelRegistry::triedEntries() {
+    auto found = entries();
+    while (std::any_of(found.begin(), found.end(), [](const Entry& entry) { return !entry.isTried; })) {
+        std::jthread running;
+        {
+            const std::lock_guard lock(mutex);
+            running = std::move(trialThread);
+        }
+        if (running.joinable())
+            running.join();
+        found = entries();
+    }
+    return found;
+}
+
+std::vector<std::string> ModelRegistry::locales() {
+    std::vector<std::string> all;
+    for (const auto& entry : entries())
+        all.insert(all.end(), entry.locales.begin(), entry.locales.end());
+    return all;
+}
+
+std::vector<ModelFolder> ModelRegistry::modelsFor(std::string_view locale) {
+    std::vector<ModelFolder> models;
+    for (auto& entry : entries())
+        if (entry.problem.empty() && entry.isTried && serves(entry.model, locale))
+            models.push_back(std::move(entry.model));
+    return models;
+}
+
+void ModelRegistry::setAside(const std::string& name, const std::string& why) {
+    const std::lock_guard lock(mutex);
+    setAsideFor[name] = why;
+}
+
+std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& models) const {
+    std::vector<ModelFolder> waiting;
+    for (const auto& model : models) {
+        const auto trial = trials.find(model.name);
+        if (trial == trials.end() || trial->second.stamp != stampOf(model))
+            waiting.push_back(model);
+    }
+    return waiting;
+}
+
+void ModelRegistry::tryAll(std::vector<ModelFolder> models) {
+    for (const auto& model : models) {
+        auto problem = tryModel(where.program, model);
+        logLine("speech model " + model.name + ": " + (problem.empty() ? "tried, can be used" : problem));
+        const std::lock_guard lock(mutex);
+        trials[model.name] = {stampOf(model), std::move(problem)};
+    }
+    const std::lock_guard lock(mutex);
+    trying = false;
+    writeTrials();
+}
+
+void ModelRegistry::readTrials() {
+    try {
+        const auto json = nlohmann::json::parse(readPrivateFile(trialsFile(where.own)).value_or("{}"));
+        for (const auto& [name, trial] : json.items())
+            trials[name] = {trial.at("stamp"), trial.at("problem").get<std::string>()};
+    } catch (const std::exception&) {
+        trials.clear(); // they are tried again
+    }
+}
+
+void ModelRegistry::writeTrials() const {
+    auto json = nlohmann::json::object();
+    for (const auto& [name, trial] : trials)
+        json[name] = {{"stamp", trial.stamp}, {"problem", trial.problem.value_or("")}};
+    try {
+        writePrivateFile(trialsFile(where.own), json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    } catch (const std::exception& problem) {
+        logLine(std::string("the trials of speech models cannot be kept: ") + problem.what());
+    }
+}
+
+std::vector<std::string> localesOf(std::string_view language) {
+    for (const auto& known : knownLocales)
+        if (known.language == language)
+            return {known.locales.begin(), known.locales.end()};
+    return {std::string(language)};
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,222 @@
+#include "Speech/RecogniserEngine.h"
+#include "support/TemporaryDirectory.h"
+#include "support/WordErrorRate.h"
+
+#include <condition_variable>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <mutex>
+
+using namespace parlowen::service;
+using namespace parlowen::testing;
+using namespace std::chrono_literals;
+using Kind = RecognitionEvent::Kind;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path sampleFolder = PARLOWEN_SOURCE_DIR "/resources/sample-interview";
+
+std::vector<std::int16_t> sampleAudio() {
+    const auto bytes = contentsOf(sampleFolder / "sample-interview.wav");
+    std::vector<std::int16_t> samples((bytes.size() - 44) / 2);
+    std::memcpy(samples.data(), bytes.data() + 44, samples.size() * 2);
+    return samples;
+}
+
+/// Everything that one stream tells.
+class Told {
+public:
+    RecognitionSink sink() {
+        return [this](RecognitionEvent event) {
+            const std::lock_guard lock(mutex);
+            events.push_back(std::move(event));
+            changed.notify_all();
+        };
+    }
+    /// False when it does not come true in time.
+    bool waitUntil(const std::function<bool(const std::vector<RecognitionEvent>&)>& condition) {
+        std::unique_lock lock(mutex);
+        const auto deadline = std::chrono::steady_clock::now() + 90s;
+        while (!condition(events) && std::chrono::steady_clock::now() < deadline)
+            changed.wait_for(lock, 10ms);
+        return condition(events);
+    }
+    bool waitFor(Kind kind, std::ptrdiff_t times = 1) {
+        return waitUntil([=](const auto& all) {
+            return std::count_if(all.begin(), all.end(), [kind](const auto& event) { return event.kind == kind; }) >=
+                   times;
+        });
+    }
+    std::vector<RecognitionEvent> all(Kind kind) {
+        const std::lock_guard lock(mutex);
+        std::vector<RecognitionEvent> found;
+        std::copy_if(events.begin(), events.end(), std::back_inserter(found),
+                     [kind](const auto& event) { return event.kind == kind; });
+        return found;
+    }
+    std::string text() {
+        std::string joined;
+        for (const auto& event : all(Kind::Final))
+            joined += event.text + " ";
+        return joined;
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<RecognitionEvent> events;
+};
+
+class RecogniserEngineTest : public testing::Test {
+protected:
+    ModelRegistry::Places places() { return ModelRegistry::Places::ofThisProgram(directory.path()); }
+
+    /// The installed files, linked, in a folder of the test's own.
+    fs::path modelCopy(const std::string& folder, const std::string& name) {
+        const auto copy = directory.path() / folder / name;
+        fs::create_directories(copy);
+        for (const auto& file : fs::directory_iterator(places().installed / "moonshine-tiny-en"))
+            fs::create_symlink(fs::canonical(file.path()), copy / file.path().filename());
+        return copy;
+    }
+
+    double errorRate(Told& told) {
+        return wordErrorRate(contentsOf(sampleFolder / "sample-interview.txt"), told.text());
+    }
+
+    TemporaryDirectory directory;
+    const std::vector<std::int16_t> audio = sampleAudio();
+};
+
+} // namespace
+
+TEST_F(RecogniserEngineTest, HearsTheSampleInSixSentencesWithTheirPlaces) {
+    RecogniserEngine engine(places());
+    EXPECT_THAT(engine.locales(), testing::ElementsAre("en-US", "en-GB", "en-IN"));
+    Told told;
+    const auto stream = engine.open("EN-us", told.sink());
+    stream->accept(audio); // long before the model is there
+    stream->finish();
+    ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
+    const auto finals = told.all(Kind::Final);
+    ASSERT_EQ(finals.size(), 6U) << told.text();
+    EXPECT_LE(errorRate(told), 0.02) << told.text();
+    Ticks end = 0;
+    for (const auto& final : finals) {
+        EXPECT_GE(final.offset, end);
+        EXPECT_GT(final.duration, 20'000'000);
+        end = final.offset + final.duration;
+    }
+    EXPECT_NEAR(static_cast<double>(finals[1].offset), 9.3e7, 0.4e7);
+    EXPECT_EQ(told.all(Kind::SpeechStart).size(), 6U);
+    EXPECT_GE(told.all(Kind::Partial).size(), 6U);
+    EXPECT_FALSE(engine.open("zh-CN", told.sink()));
+}
+
+TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
+    RecogniserEngine engine(places());
+    Told told;
+    const auto stream = engine.open("en-US", told.sink());
+    std::size_t sent = 0;
+    const auto feed = [&](std::size_t upTo) {
+        for (; sent < upTo; sent += 1'600)
+            stream->accept(std::span(audio).subspan(sent, std::min<std::size_t>(1'600, upTo - sent)));
+    };
+    const auto words = [](const auto& events) {
+        return std::count_if(events.begin(), events.end(), [](const auto& event) {
+            return event.kind == Kind::Partial || event.kind == Kind::Final;
+        });
+    };
+    std::ptrdiff_t seen = 0;
+    for (std::size_t kills = 1; kills <= 10; ++kills) {
+        feed(audio.size() * kills / 11 / 1'600 * 1'600);
+        ASSERT_TRUE(told.waitUntil([&](const auto& events) { return words(events) > seen; })) << kills;
+        const auto running = engine.processes();
+        ASSERT_EQ(running.size(), 1U);
+        ASSERT_EQ(kill(running.front(), SIGKILL), 0);
+        told.waitUntil([&](const auto& events) {
+            seen = words(events);
+            return engine.processes() != running;
+        });
+    }
+    feed(audio.size());
+    stream->finish();
+    ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
+    EXPECT_EQ(told.all(Kind::Final).size(), 6U) << told.text();
+    EXPECT_LE(errorRate(told), 0.05)
+        << told.text(); // a sentence that begins a moment elsewhere is heard a little otherwise
+}
+
+TEST_F(RecogniserEngineTest, ManyStreamsAtOnceAndNoMoreThanItCanServe) {
+    RecogniserEngine engine(places());
+    Told first;
+    const auto warm = engine.open("en-US", first.sink());
+    warm->accept(std::span(audio).first(9 * sampleRate));
+    ASSERT_TRUE(first.waitFor(Kind::Final)); // now it has said how many it serves
+    std::vector<std::unique_ptr<Told>> told;
+    std::vector<std::unique_ptr<RecognitionStream>> streams;
+    while (auto stream = engine.open("en-US", told.emplace_back(std::make_unique<Told>())->sink()))
+        streams.push_back(std::move(stream));
+    told.pop_back();
+    EXPECT_LE(streams.size(), 64U);
+    streams.resize(std::min<std::size_t>(streams.size(), 4));
+    for (const auto& stream : streams) {
+        stream->accept(std::span(audio).first(16 * sampleRate));
+        stream->finish();
+    }
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        ASSERT_TRUE(told[i]->waitFor(Kind::SpeechEnd));
+        EXPECT_EQ(told[i]->text(), told.front()->text());
+        EXPECT_EQ(told[i]->all(Kind::Final).size(), 2U);
+    }
+}
+
+TEST_F(RecogniserEngineTest, ModelsThatAreBrokenAreNamedAndTheServiceLives) {
+    const auto broken = [this](const std::string& name, const std::string& file, const std::string& contents) {
+        const auto folder = modelCopy("models", name);
+        fs::remove(folder / file);
+        std::ofstream(folder / file) << contents;
+    };
+    const auto half = contentsOf(places().installed / "moonshine-tiny-en/encoder_model.onnx").substr(0, 1'000'000);
+    broken("a-cut-file-en", "encoder_model.onnx", half);
+    broken("a-wrong-file-en", "decoder_model_merged.onnx", "no network at all");
+    broken("b-tokens-en", "tokens.txt", "these are no tokens\n");
+    broken("c-tokens-short-en", "tokens.txt", "PHVuaz4= 0\n");
+    modelCopy("models", "d-good-fr");
+    fs::create_directories(directory.path() / "models/e-empty");
+    ModelRegistry registry(places());
+    std::map<std::string, std::string> problems;
+    for (const auto& entry : registry.triedEntries())
+        problems[entry.model.name] = entry.problem;
+    EXPECT_EQ(problems.size(), 7U);
+    for (const char* name : {"a-cut-file-en", "a-wrong-file-en", "b-tokens-en", "c-tokens-short-en"})
+        EXPECT_THAT(problems[name], testing::HasSubstr("trial")) << name;
+    EXPECT_EQ(problems["d-good-fr"], "");
+    EXPECT_THAT(registry.locales(), testing::ElementsAre("en-US", "en-GB", "en-IN", "fr-FR"));
+    EXPECT_EQ(registry.modelsFor("en-US").front().name, "moonshine-base-en");
+}
+
+TEST_F(RecogniserEngineTest, AModelThatGoesBadIsSetAsideAndTheNextOneTakesOver) {
+    auto changed = places();
+    changed.installed = directory.path() / "installed";
+    modelCopy("installed", "moonshine-tiny-en");
+    const auto bad = modelCopy("installed", "moonshine-base-en");
+    fs::remove(bad / "tokens.txt");
+    std::ofstream(bad / "tokens.txt") << "these are no tokens\n"; // ends the process without a word
+    RecogniserEngine engine(changed);
+    Told told;
+    const auto stream = engine.open("en-US", told.sink());
+    stream->accept(std::span(audio).first(9 * sampleRate));
+    stream->finish();
+    ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
+    EXPECT_THAT(told.text(), testing::HasSubstr("ast job"));
+
+    changed.program.clear(); // a machine without a recogniser
+    RecogniserEngine none(changed);
+    EXPECT_TRUE(none.locales().empty());
+    EXPECT_FALSE(none.open("en-US", told.sink()));
+}
