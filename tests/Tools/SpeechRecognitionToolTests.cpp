@@ -1,3 +1,4 @@
+#include <Foundation/MainQueue.h>
 #include <Foundation/SerialQueue.h>
 #include <Tools/SpeechRecognitionTool.h>
 #include <gmock/gmock.h>
@@ -66,6 +67,9 @@ private:
 
 class SpeechRecognitionToolTest : public ::testing::Test {
 protected:
+    SpeechRecognitionToolTest() {
+        onMain([] {}); // as every program has done before, on its main thread
+    }
     ~SpeechRecognitionToolTest() override {
         if (tool)
             tool->stopRecognition();
