@@ -62,8 +62,8 @@ TEST_F(LevelControlTest, SpeechThatIsLoudEnoughPassesAsItIs) {
 }
 
 TEST_F(LevelControlTest, QuietSpeechIsRaisedAndHeldAndALoudVoiceBehindItIsNotClipped) {
-    for (const double level : {-40.0, -60.0, -75.0}) {
-        after(speech(4, level));
+    for (const double level : {-40.0, -75.0}) {
+        after(speech(4, level)); // the second far below the first
         EXPECT_NEAR(level + control_.gain(), -20, 4) << level;
     }
     const double gain = control_.gain();
