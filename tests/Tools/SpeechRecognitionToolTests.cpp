@@ -1,3 +1,4 @@
+#include <Foundation/MainQueue.h>
 #include <Foundation/SerialQueue.h>
 #include <Tools/SpeechRecognitionTool.h>
 #include <gmock/gmock.h>
@@ -66,6 +67,9 @@ private:
 
 class SpeechRecognitionToolTest : public ::testing::Test {
 protected:
+    SpeechRecognitionToolTest() {
+        onMain([] {}); // as every program has done before, on its main thread
+    }
     ~SpeechRecognitionToolTest() override {
         if (tool)
             tool->stopRecognition();
@@ -269,6 +273,9 @@ TEST_F(SpeechRecognitionToolTest, AfterARefusedTokenTheNewestOneGoesOnWithTheSam
     EXPECT_EQ(second.turns[0].audio.substr(0, 32'000), first.turns[0].audio.substr(32'000, 32'000))
         << "from the end of the last final result";
     ASSERT_TRUE(waitFor([this] { return statuses.back().state == State::Recognizing; }));
+    const std::size_t before = second.turns[0].audio.size();
+    input->deliverTone(50);
+    EXPECT_TRUE(waitFor([&] { return second.turns[0].audio.size() >= before + 64'000; })) << "and what comes then";
 
     sendFinal(second, "Two.");
     ASSERT_TRUE(waitFor([&] { return called().contains("result|Two."); }));

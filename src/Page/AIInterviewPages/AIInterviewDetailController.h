@@ -129,6 +129,8 @@ private:
     void followRecognition();
     void recognitionIs(const RecognitionStatus& status);
     void tellRecognition();
+    bool waitsForToken() const;
+    void askForTokenAgain();
     void gapInCapture(double seconds);
     void markMissed(double seconds);
 
@@ -161,6 +163,7 @@ private:
     std::shared_ptr<SpeechRecognitionTool> speechTool_;
     RecognitionStatus recognition_;
     QTimer recognitionTick_; ///< for the seconds that wait
+    int withoutToken_ = 0;   ///< ticks for which one has been waited for
     bool serviceStarting_ = false;
     double unmarked_ = 0; ///< seconds that were missed and are in no mark
     bool isTranslating_ = false;

@@ -15,6 +15,7 @@ using State = RecognitionStatus::State;
 using Cause = RecognitionStatus::Cause;
 
 constexpr std::chrono::seconds tick{1};
+constexpr int longestReply = 15; // ticks until a token that was asked for does not come
 
 } // namespace
 
@@ -34,7 +35,10 @@ void AIInterviewDetailController::followRecognition() {
     speechTool_->follow(std::move(follower));
     if (services_.status != nullptr)
         connect(services_.status, &SessionStatus::missed, this, &AIInterviewDetailController::gapInCapture);
-    connect(&recognitionTick_, &QTimer::timeout, this, &AIInterviewDetailController::tellRecognition);
+    connect(&recognitionTick_, &QTimer::timeout, this, [this] {
+        tellRecognition();
+        askForTokenAgain();
+    });
     recognitionTick_.start(tick);
 }
 
@@ -66,10 +70,20 @@ void AIInterviewDetailController::setServiceStarting(bool starting) {
         tellRecognition();
 }
 
+bool AIInterviewDetailController::waitsForToken() const {
+    const Cause cause = recognition_.cause;
+    return !speechTool_ || cause == Cause::TokenRefused || cause == Cause::Denied || cause == Cause::TokenMissing;
+}
+
+// A request whose sign-in is refused has no reply.
+void AIInterviewDetailController::askForTokenAgain() {
+    withoutToken_ = waitsForToken() && recognition_.state == State::Reconnecting ? withoutToken_ + 1 : 0;
+    if (withoutToken_ > 0 && withoutToken_ % longestReply == 0 && azTokenManager_)
+        azTokenManager_->renewToken();
+}
+
 void AIInterviewDetailController::tokenDidFail() {
-    const bool waitsForIt = !speechTool_ || recognition_.cause == Cause::TokenRefused ||
-                            recognition_.cause == Cause::Denied || recognition_.cause == Cause::TokenMissing;
-    if (waitsForIt && recognition_.state != State::Stopped)
+    if (waitsForToken() && recognition_.state != State::Stopped)
         recognitionIs({State::Reconnecting, Cause::TokenMissing,
                        QStringLiteral("The backend gives no speech token: check the network and the backend"), 0});
 }

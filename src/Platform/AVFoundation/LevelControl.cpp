@@ -15,7 +15,9 @@ constexpr double shortestSyllable = 0.04; // seconds
 constexpr double longestSyllable = 1.2;
 constexpr double audible = -100; // dB; a float signal's own dirt is below
 constexpr std::size_t leastSyllables = 3;
-constexpr double loudEnough = -30; // dB, as all levels
+constexpr std::size_t enoughQuiet = 5; // syllables, each so far below the loudness:
+constexpr double farBelow = 20;        // dB
+constexpr double loudEnough = -30;     // dB, as all levels
 constexpr double target = -20;
 constexpr double highestFloor = -50;
 constexpr float highestPeak = 0.7F;
@@ -121,7 +123,17 @@ void LevelControl::follow(double level, double seconds) {
 }
 
 void LevelControl::addSyllable(double peak) {
+    const bool isQuiet = syllableCount_ >= leastSyllables && peak < loudness() - farBelow;
+    quietInARow_ = isQuiet ? quietInARow_ + 1 : 0;
     syllables_[syllableCount_++ % kept] = peak;
+    if (quietInARow_ == enoughQuiet) {
+        std::array<double, enoughQuiet> newest{};
+        for (std::size_t i = 0; i < enoughQuiet; ++i)
+            newest[i] = syllables_[(syllableCount_ - 1 - i) % kept];
+        std::copy(newest.begin(), newest.end(), syllables_.begin());
+        syllableCount_ = enoughQuiet;
+        quietInARow_ = 0;
+    }
     wanted_ = wantedGain();
 }
 
@@ -139,18 +151,22 @@ void LevelControl::trackFloor(double level, double seconds) {
     floors_[window_] = level;
 }
 
+/// The second highest of the syllables.
+double LevelControl::loudness() const {
+    std::array<double, kept> sorted = syllables_;
+    const auto end = sorted.begin() + static_cast<std::ptrdiff_t>(std::min(syllableCount_, kept));
+    std::partial_sort(sorted.begin(), sorted.begin() + 2, end, std::greater<>());
+    return sorted[1];
+}
+
 double LevelControl::wantedGain() const {
     if (syllableCount_ < leastSyllables)
         return 0;
-    std::array<double, kept> sorted = syllables_;
-    const std::size_t count = std::min(syllableCount_, kept);
-    std::partial_sort(sorted.begin(), sorted.begin() + 2, sorted.begin() + static_cast<std::ptrdiff_t>(count),
-                      std::greater<>());
-    const double loudness = sorted[1];
-    if (loudness >= (wanted_ > 0 ? target : loudEnough))
+    const double heard = loudness();
+    if (heard >= (wanted_ > 0 ? target : loudEnough))
         return 0;
     const double floor = *std::min_element(floors_.begin(), floors_.end());
-    return std::clamp(std::min(target - loudness, highestFloor - floor), 0.0, mostGain);
+    return std::clamp(std::min(target - heard, highestFloor - floor), 0.0, mostGain);
 }
 
 } // namespace parlowen

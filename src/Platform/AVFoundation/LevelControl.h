@@ -9,8 +9,9 @@ namespace parlowen {
 /// stream of mono sound, full scale 1.0.
 ///
 /// Speech is told from noise, hum and most music by its syllables: rises and falls of 8 dB and more that take 40 ms to
-/// 1.2 s. Their peaks, of the level over some 30 ms, are the speech's loudness: the second highest of the last twelve
-/// counts, so that one knock does not. Sound without syllables never changes the gain.
+/// 1.2 s. Their peaks, of the level over some 30 ms, are the speech's loudness: the second highest of the last 24
+/// counts, so that one knock does not; of the last five alone when all of them are 20 dB below that, since somebody has
+/// turned the volume down. Sound without syllables never changes the gain.
 ///
 /// - Speech whose syllables peak at -30 dB or more passes as it is, bit for bit. More quiet speech is brought to -20 dB
 ///   by at most 60 dB, and by no more than brings its pauses to -50 dB; once it is, so is what lies between the two.
@@ -35,9 +36,10 @@ private:
     void follow(double level, double seconds);
     void addSyllable(double peak);
     void trackFloor(double level, double seconds);
+    double loudness() const;
     double wantedGain() const;
 
-    static constexpr std::size_t kept = 12;        ///< syllables
+    static constexpr std::size_t kept = 24;        ///< syllables
     static constexpr std::size_t floorWindows = 8; ///< of half a second each
     static constexpr double lowest = -120;         ///< dB; what is more quiet counts as this
 
@@ -51,6 +53,7 @@ private:
     double sinceRise_ = 0;    ///< seconds
     std::array<double, kept> syllables_{};
     std::size_t syllableCount_ = 0;
+    std::size_t quietInARow_ = 0; ///< syllables far below the loudness
 
     std::array<double, floorWindows> floors_{}; ///< the lowest level of each window, the present one included
     std::size_t window_ = 0;

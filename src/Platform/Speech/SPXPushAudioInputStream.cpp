@@ -119,8 +119,14 @@ bool SPXPushAudioInputStream::hasPassedGap() const {
 void SPXPushAudioInputStream::addGap(std::uint64_t from, std::uint64_t to) {
     if (from >= to)
         return;
+    const std::uint64_t knownFrom = std::max(from, dropped_.first);
+    const std::uint64_t knownTo = std::min(to, dropped_.second);
+    const std::uint64_t known = knownFrom < knownTo ? knownTo - knownFrom : 0;
+    dropped_ = known > 0 ? std::pair(std::min(from, dropped_.first), to) : std::pair(from, to);
+    if (to - from == known)
+        return;
     const auto after = std::find_if(gaps_.begin(), gaps_.end(), [to](const Gap& gap) { return gap.position > to; });
-    gaps_.insert(after, {to, static_cast<double>(to - from) / SpeechBacklog::bytesPerSecond});
+    gaps_.insert(after, {to, static_cast<double>(to - from - known) / SpeechBacklog::bytesPerSecond});
 }
 
 } // namespace parlowen

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "SpeechBacklog.h"
 
@@ -75,9 +76,10 @@ private:
 
     mutable std::mutex mutex_;
     SpeechBacklog backlog_;
-    std::deque<Gap> gaps_;      ///< by position
-    std::uint64_t next_ = 0;    ///< of the next byte to read
-    std::uint64_t settled_ = 0; ///< what lies before is recognized, or known to hold nothing
+    std::deque<Gap> gaps_;                            ///< by position
+    std::pair<std::uint64_t, std::uint64_t> dropped_; ///< the last stretch that became a gap, from and to
+    std::uint64_t next_ = 0;                          ///< of the next byte to read
+    std::uint64_t settled_ = 0;                       ///< what lies before is recognized, or known to hold nothing
     bool closed_ = false;
     mutable bool hungry_ = true; ///< the reader waits for more
     std::function<void()> onReadable_;

@@ -30,11 +30,7 @@ SpeechConnection::SpeechConnection(SpeechSession session, std::shared_ptr<Speech
     connectNow();
 }
 
-SpeechConnection::~SpeechConnection() {
-    session_.stream->detach();
-    if (socket_)
-        socket_->close();
-}
+SpeechConnection::~SpeechConnection() { finish(); }
 
 void SpeechConnection::wake() { QCoreApplication::postEvent(this, new QEvent(wakeUp)); }
 
@@ -230,7 +226,9 @@ void SpeechConnection::dropSocket() {
 
 void SpeechConnection::finish() {
     dropSocket();
-    session_.stream->detach();
+    // Another recognizer may have taken the stream over since.
+    if (std::exchange(reads_, false))
+        session_.stream->detach();
 }
 
 void SpeechConnection::cancel(const SpeechVerdict& verdict) {

@@ -60,6 +60,7 @@ private:
     std::string connectionId_;
     std::unique_ptr<SpeechSocket> socket_; ///< none while a reconnect is waited for, and at the end
     bool open_ = false;
+    bool reads_ = true;              ///< it is the stream's reader
     std::optional<SpeechTurn> turn_; ///< the running turn; none without an open socket
     std::optional<SpeechPacing> pacing_;
     std::uint64_t next_ = 0;  ///< position of the next byte to send

@@ -133,6 +133,8 @@ TEST(PushStreamTest, KeepsSixtySecondsForWhoeverReadsNextAndTellsWhatItDropped) 
     EXPECT_EQ(piece.bytes, std::string(second, 35));
     EXPECT_EQ(stream.takeGaps(35 * second - 1), 0);
     EXPECT_EQ(stream.takeGaps(35 * second), 19);
+    EXPECT_EQ(stream.rewind(), 35 * second);
+    EXPECT_EQ(stream.takeGaps(35 * second), 1) << "second 15 was read, and had no result";
 }
 
 TEST(PushStreamTest, WhatTheServiceFoundSilentIsNoLossAndSentAgainForItsLastFifteenSecondsAlone) {
