@@ -16,6 +16,7 @@ protected:
     std::optional<QString> soundProblem() const override;
     CaptureSourceFactory capture() override;
     AudioRouting& router() override { return router_; }
+    bool endsByItself() const override { return true; }
 
 private:
     void showFile();

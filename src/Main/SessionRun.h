@@ -57,6 +57,8 @@ protected:
     virtual void keep(SessionSettings&) {}
     /// Reports what keeps the session from hearing what it should, though it goes on.
     void warn(const QString& text) { report_.warning(text); }
+    /// Whether the session ends with its sound, so that a service that does not come ends it too.
+    virtual bool endsByItself() const { return false; }
     /// The sound is over; the session ends once everything is said.
     void soundEnded();
 
@@ -70,6 +72,8 @@ private:
     CaptureSourceFactory watchedCapture();
     void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
+    void recognitionChanged();
+    bool recognitionLags() const;
     void settleSoon();
     void settle();
     void closeSession();
@@ -95,10 +99,11 @@ private:
     std::set<int> growing_; ///< numbers of the answers that are not complete
     QString unfinished_;    ///< the sentence in progress
     int rows_ = 0;
-    int failedRequests_ = 0;
+    QString lastProblem_; ///< of a request
     bool soundOver_ = false;
     bool soundFailed_ = false;
     bool recognitionFailed_ = false;
+    bool lagged_ = false;
     bool pictureFailed_ = false;
     bool closing_ = false;
 };

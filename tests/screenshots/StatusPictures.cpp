@@ -72,8 +72,8 @@ class StatusPictures : public SessionRig {
 protected:
     StatusPictures() {
         single();
-        showsStatus_ = true;
         openWindow();
+        page().windowWillClose(); // what is so comes from here alone
         chip_ = window_->findChild<StatusChip*>("statusChip");
     }
     /// Waits until the meter shows the level.

@@ -8,10 +8,12 @@
 #include <Page/View/KXTranslationHistoryDetailsModel.h>
 #include <Page/View/ReadingList.h>
 #include <Tools/AzTokenNewManager.h>
+#include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
 
 #include <QPoint>
 #include <QPointer>
+#include <QTimer>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -45,7 +47,10 @@ public:
         std::function<void(const KXTranslationHistoryDetailsModel& row, int index)> final;
         std::function<void(const std::shared_ptr<StreamModel>&)> asked; ///< before its request is sent
         std::function<void(const std::shared_ptr<StreamModel>&)> answerGrew;
+        /// Recognition has stopped for good; the text says why.
         std::function<void(const QString&)> recognitionError;
+        /// A mark for so many seconds that were not heard was put behind the rows so far, or one there grew by as many.
+        std::function<void(int seconds)> missed;
     };
 
     /// Reads its settings once, here.
@@ -96,7 +101,12 @@ public:
 
     void tokenDidFetch(const AzTokenModel& token) override;
     void tokenDidRefresh(const AzTokenModel& token) override;
-    std::shared_ptr<SpeechRecognitionTool> speechTool() override { return speechTool_; }
+    void tokenDidFail() override;
+    std::shared_ptr<SpeechRecognitionTool> speechTool() { return speechTool_; }
+    /// How recognition fares, also where no status is there to be told.
+    const RecognitionStatus& recognition() const { return recognition_; }
+    /// Whether the local service is being started, which is then why it cannot be reached.
+    void setServiceStarting(bool starting);
 
 Q_SIGNALS:
     /// A context menu is asked for on one of the lists.
@@ -116,7 +126,11 @@ private:
     void startSessionServices();
     void startSingleLanguage();
     void startTwoLanguages();
-    void recognitionFailed(const QString& label, const QString& message);
+    void followRecognition();
+    void recognitionIs(const RecognitionStatus& status);
+    void tellRecognition();
+    void gapInCapture(double seconds);
+    void markMissed(double seconds);
 
     void partialSentence(const QString& text, const QString& translation);
     void finalSentence(const QString& text, const QString& translation);
@@ -145,6 +159,10 @@ private:
     std::shared_ptr<AzTokenNewManager> azTokenManager_;
     TimerManager::Session clock_ = 0;
     std::shared_ptr<SpeechRecognitionTool> speechTool_;
+    RecognitionStatus recognition_;
+    QTimer recognitionTick_; ///< for the seconds that wait
+    bool serviceStarting_ = false;
+    double unmarked_ = 0; ///< seconds that were missed and are in no mark
     bool isTranslating_ = false;
     const std::optional<LanguageListModel> langModel1_;
     const std::optional<LanguageListModel> langModel2_;

@@ -208,7 +208,7 @@ TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlFromTopToBottom) {
     openActive(1);
     ASSERT_TRUE(waitFor([this] { return QApplication::focusWidget() == nullptr; })) << "no field has it at first";
     std::vector<std::string> seen;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 7; ++i) {
         press(Qt::Key_Tab);
         QWidget* focused = QApplication::focusWidget();
         ASSERT_NE(focused, nullptr);
@@ -220,8 +220,8 @@ TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlFromTopToBottom) {
         EXPECT_NE(window_->grab().toImage(), with) << seen.back() << " shows that it has the focus";
         focused->setFocus(Qt::TabFocusReason);
     }
-    EXPECT_THAT(seen, ::testing::ElementsAre("topImg", "closeButton", "topTableView", "textView", "aiResponseButton",
-                                             "bottomTableView"));
+    EXPECT_THAT(seen, ::testing::ElementsAre("statusChip", "topImg", "closeButton", "topTableView", "textView",
+                                             "aiResponseButton", "bottomTableView"));
 }
 
 } // namespace

@@ -109,7 +109,7 @@ void SessionRig::openWindow() {
     services.capture = [] { return std::make_unique<Silence>(); };
     services.streaming.baseUrl = answerServer_.baseUrl();
     services.hud = &hud_;
-    services.status = showsStatus_ ? &status_ : nullptr;
+    services.status = &status_;
     window_ = std::make_unique<SessionWindow>(std::move(services));
     hud_.containerView = window_.get();
     window_->show();

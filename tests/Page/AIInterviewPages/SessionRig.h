@@ -84,9 +84,8 @@ protected:
     std::chrono::milliseconds tick_ = std::chrono::hours(1);
     std::unique_ptr<TimerManager> timer_;
     CountingRouter router_;
-    SessionStatus status_;
-    bool showsStatus_ = false;
     ProgressHUD hud_;
+    SessionStatus status_;
     std::unique_ptr<SessionWindow> window_;
 };
 

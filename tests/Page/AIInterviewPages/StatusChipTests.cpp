@@ -16,8 +16,8 @@ class StatusChipTest : public SessionRig {
 protected:
     StatusChipTest() {
         single();
-        showsStatus_ = true;
         openWindow();
+        page().windowWillClose(); // what is so comes from here alone
         window_->activateWindow();
         EXPECT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
         input_.state = InputStatus::State::Listening;
