@@ -73,6 +73,7 @@ protected:
     StatusPictures() {
         single();
         openWindow();
+        page().windowWillClose(); // what is so comes from here alone
         chip_ = window_->findChild<StatusChip*>("statusChip");
     }
     /// Waits until the meter shows the level.

@@ -17,6 +17,7 @@ protected:
     StatusChipTest() {
         single();
         openWindow();
+        page().windowWillClose(); // what is so comes from here alone
         window_->activateWindow();
         EXPECT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
         input_.state = InputStatus::State::Listening;
