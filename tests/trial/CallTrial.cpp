@@ -62,6 +62,11 @@ void CallTrial::run() {
     chooseDefaults();
     if (withProgram_) {
         ASSERT_NO_FATAL_FAILURE(startSessions());
+    } else {
+        // An output that is recorded is not idle: PulseAudio leaves it its rate when something plays into it.
+        endWithParent(standIn_);
+        standIn_.setStandardOutputFile(QProcess::nullDevice());
+        standIn_.start(QStringLiteral("parec"), {"--device=@DEFAULT_MONITOR@"});
     }
     int number = 0;
     for (const Step& step : row_.steps) {
@@ -76,6 +81,8 @@ void CallTrial::run() {
     }
     speakers_.clear();
     endSessions();
+    standIn_.kill();
+    standIn_.waitForFinished();
     // The session manager may still be at work on what the hand did.
     waitFor([this, before = QStringList()]() mutable {
         dump_ = dumpServer().others;

@@ -98,6 +98,7 @@ private:
     std::unique_ptr<SpeechNetwork> network_;
     std::vector<Session> sessions_;
     std::vector<std::unique_ptr<testing::Speaker>> speakers_;
+    QProcess standIn_; ///< records in the place of the program
     QStringList dump_;
 };
 
