@@ -50,7 +50,9 @@ AudioRouting& Interview::router() { return KXAudioRouter::shared(); }
 
 /// Whatever devices there are at the moment: the call is heard as soon as there is something to hear it from.
 void Interview::hearWhatIsPlayed(const QString& output) const {
-    SessionRoute::Choice choice{SessionRoute::What::Output, output.toStdString()};
+    const std::string serversDefault = PulseClient::shared()->state()->snapshot.defaultSink;
+    SessionRoute::Choice choice{SessionRoute::What::Output, output.toStdString(),
+                                output.isEmpty() ? std::string() : serversDefault};
     if (output.isEmpty() && !line().application.isEmpty())
         choice = {SessionRoute::What::Application, line().application.toStdString()};
     PulseClient::shared()->route()->choose(choice);

@@ -13,6 +13,7 @@
 #include <Tools/SessionStatusText.h>
 
 #include <QCloseEvent>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QUrl>
 #include <utility>
@@ -148,7 +149,10 @@ void SessionRun::sayIfSecond() {
 
 void SessionRun::reportStatus() {
     const SessionStatusText now = sessionStatusText(status_.input(), status_.recognition(), terminalLanguage());
-    if (closing_ || now.text == std::exchange(lastStatus_, now.text))
+    // Seconds that are counted are no news.
+    static const QRegularExpression number(QStringLiteral("\\d+"));
+    const QString words = QString(now.text).remove(number);
+    if (closing_ || words == std::exchange(lastStatus_, words))
         return;
     report_.status(now.text, now.severity == SessionStatusText::Severity::Plain);
 }

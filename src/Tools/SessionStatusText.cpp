@@ -75,23 +75,25 @@ public:
             nothingToHear();
         else if (input_.state == Input::InputLost)
             inputLost();
-        else if (isListening() && !input_.elsewhereUID.isEmpty())
-            elsewhere();
-        else if (isListening() && input_.muted)
-            muted();
         else if (recognition_.state == Recognition::Reconnecting)
             reconnecting();
+        else if (isListening() && !input_.elsewhereUID.isEmpty())
+            elsewhere();
+        else if (isMuted())
+            muted();
         else if (isListening() && input_.clipping)
             clipping();
         else
             plain();
-        result_.hears = isListening() && !input_.muted;
+        result_.hears = isListening() && !isMuted();
         addDetails();
         return result_;
     }
 
 private:
     bool isListening() const { return input_.state == Input::Listening; }
+    /// Some outputs are muted behind what is heard of them, which goes on then.
+    bool isMuted() const { return isListening() && input_.muted && input_.quietSeconds > 0; }
     template<class... Arguments>
     QString in(const Phrase& phrase, const Arguments&... arguments) const {
         return phrase.in(language_, arguments...);
@@ -139,14 +141,30 @@ private:
                 in({"Start PulseAudio, or PipeWire with its PulseAudio service; the session goes on when it is back.",
                     "请启动 PulseAudio，或带 PulseAudio 服务的 PipeWire；恢复后会话自动继续。"}));
         } else if (input_.state == Input::Refused) {
-            say(Severity::Problem, in({"the audio server does not let Parlowen record", "音频服务不允许录音"}));
-            advise(in({"Allow it in the desktop's privacy settings, or in those of the sandbox.",
-                       "请在系统的隐私设置或沙箱设置中允许录音。"}));
+            refused();
+        } else if (input_.kind == InputKind::Application) {
+            say(Severity::Attention, in({"waiting for \"%1\" to play", "等待“%1”开始播放"}, name()));
+            advise(adviceOnNoInput());
         } else {
             say(Severity::Problem, in({"there is nothing to record from", "没有可用的输入设备"}));
             advise(adviceOnNoInput());
         }
         advise(in(soundCheck));
+    }
+
+    void refused() {
+        if (input_.kind == InputKind::Application) {
+            say(Severity::Problem,
+                in({"this audio server cannot let one program be heard alone", "音频服务不支持单独收听一个程序"}));
+            advise(in({"Hear all that is played instead: parlowen --interview system.",
+                       "请改为收听全部播放声音：parlowen --interview system。"}));
+            return;
+        }
+        say(Severity::Problem, in({"the audio server does not let Parlowen record", "音频服务不允许录音"}));
+        if (!input_.problem.isEmpty())
+            advise(in({"It says: %1.", "服务返回：%1。"}, input_.problem));
+        advise(in({"Allow it in the desktop's privacy settings, or in those of the sandbox.",
+                   "请在系统的隐私设置或沙箱设置中允许录音。"}));
     }
 
     QString adviceOnNoInput() const {

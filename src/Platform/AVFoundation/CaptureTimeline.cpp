@@ -49,6 +49,14 @@ void CaptureTimeline::fill(Time now) {
         fillUpTo(now - lag);
 }
 
+void CaptureTimeline::rest(Time now) {
+    if (!started_)
+        return;
+    fillUpTo(now - lag);
+    missed_ = Time(0);
+    interrupted_ = false;
+}
+
 void CaptureTimeline::fillUpTo(Time time) {
     const Time missing = time - covered_;
     if (missing <= Time(0))

@@ -46,6 +46,8 @@ public:
     bool isInterrupted() const { return interrupted_; }
     /// Puts in the silence that is due by now, if sound is missing.
     void fill(Time now);
+    /// The source gives nothing, and rightly so: silence stands for it, as in a gap, but nothing is missed up to now.
+    void rest(Time now);
 
 private:
     std::optional<Gap> endGap(Time begin, Time now, bool ends);

@@ -7,7 +7,7 @@ namespace parlowen {
 
 namespace {
 
-constexpr std::uint32_t lowestRate = 8000, highestRate = 192000, usualRate = 48000;
+constexpr std::uint32_t lowestRate = 16000, highestRate = 192000, usualRate = 48000;
 constexpr std::uint8_t mostChannels = 8;
 
 } // namespace
@@ -38,11 +38,11 @@ PulseInputStream::PulseInputStream(pa_context* context, InputTarget target, cons
     , hooks_(std::move(hooks))
     , stream_(pa_stream_new(context, "Interview sound", &shape.spec, &shape.map)) {
     if (stream_)
-        connect(context, shape, framesPerPiece);
+        connect(shape, framesPerPiece);
 }
 
 /// Every buffer limit is left to the server but the fragment: the server sends that much at a time.
-void PulseInputStream::connect(pa_context* /*context*/, const InputShape& shape, std::uint32_t framesPerPiece) {
+void PulseInputStream::connect(const InputShape& shape, std::uint32_t framesPerPiece) {
     pa_stream_set_read_callback(
         stream_.get(),
         [](pa_stream*, std::size_t, void* self) { static_cast<PulseInputStream*>(self)->hooks_.readable(); }, this);

@@ -15,7 +15,8 @@ struct InputShape {
     pa_sample_spec spec{};
     pa_channel_map map{};
 
-    /// The target's own shape within 8 to 192 kHz and 8 channels; beyond these the server converts. 48 kHz stereo
+    /// The target's own shape within 16 to 192 kHz and 8 channels; beyond these the server converts. It lasts for the
+    /// session, which may go on with something better than the telephone's 8 kHz. 48 kHz stereo
     /// without a target.
     static InputShape of(const std::optional<InputTarget>& target);
     AVAudioFormat format() const;
@@ -51,7 +52,7 @@ public:
     void read(std::size_t frames, const std::function<void(const float* samples, std::size_t frames)>& take);
 
 private:
-    void connect(pa_context* context, const InputShape& shape, std::uint32_t framesPerPiece);
+    void connect(const InputShape& shape, std::uint32_t framesPerPiece);
 
     const InputTarget target_;
     const std::size_t frameSize_;

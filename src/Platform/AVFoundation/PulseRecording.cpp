@@ -1,6 +1,7 @@
 #include "PulseRecording.h"
 
 #include <algorithm>
+#include <ctime>
 #include <utility>
 
 namespace parlowen {
@@ -12,6 +13,9 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds pauseBetweenAttempts = 100ms, tickLength = 100ms, tickLengthWhileAllIsWell = 500ms;
 /// Between two ticks of a program that runs.
 constexpr std::chrono::seconds longestTick = 2s;
+/// A stream that is not open after this is told of, and asked for less often.
+constexpr std::chrono::seconds timeToOpen = 3s;
+constexpr std::chrono::milliseconds pauseOnceLate = 1s;
 
 InputKind kindOf(SessionRoute::What what) {
     switch (what) {
@@ -27,7 +31,12 @@ InputKind kindOf(SessionRoute::What what) {
 
 } // namespace
 
-PulseRecording::Time PulseRecording::clock() { return Time{static_cast<Time::rep>(pa_rtclock_now())}; }
+/// It goes on while the machine is suspended: what was said meanwhile was not heard.
+PulseRecording::Time PulseRecording::clock() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return std::chrono::duration_cast<Time>(std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec));
+}
 
 PulseRecording::PulseRecording(std::shared_ptr<PulseClient> client, const InputShape& shape,
                                std::uint32_t framesPerBuffer, CaptureSource::Sink sink, InputObserver observer)
@@ -93,13 +102,15 @@ void PulseRecording::useServer(const PulseClient::State& server) {
         close(); // its streams are dead, whether they know it or not
     if (!instead_.empty() && (server.snapshot.defaultSink != defaultOutput_ || !hearsOutput()))
         instead_.clear();
-    const std::optional<InputTarget> target = inputTarget(server.snapshot, choice_, instead_);
+    const std::optional<InputTarget> target =
+        inputTarget(server.snapshot, choice_, instead_, stream_ ? stream_->target().playback : PA_INVALID_INDEX);
     if (!target) {
         close();
         const bool application = choice_.what == SessionRoute::What::Application;
         report_.noInput(kindOf(choice_.what), application ? QString::fromStdString(choice_.name) : QString());
         return;
     }
+    isPaused_ = target->paused;
     if (!stream_ || !stream_->isGood() || !stream_->target().isSame(*target))
         open(*target);
     else if (wasReady_)
@@ -120,7 +131,9 @@ void PulseRecording::takeChoice() {
 void PulseRecording::open(const InputTarget& target) {
     if (retry_.isRunning() && stream_ && stream_->target().isSame(target))
         return; // it has only just failed
+    const bool again = stream_ && stream_->target().isSame(target);
     close();
+    openingSince_ = again ? openingSince_ : clock();
     stream_ = std::make_unique<PulseInputStream>(client_->context(), target, shape_, framesPerBuffer_, hooks());
     if (!stream_->isGood())
         streamFailed();
@@ -167,8 +180,10 @@ void PulseRecording::streamFailed() {
     else if (error == PA_ERR_ACCESS || error == PA_ERR_NOTSUPPORTED || error == PA_ERR_NOTIMPLEMENTED)
         report_.refused(QString::fromStdString(client_->lastError()));
     wasReady_ = false;
-    retry_.start(pauseBetweenAttempts);
+    retry_.start(isLateToOpen() ? pauseOnceLate : pauseBetweenAttempts);
 }
+
+bool PulseRecording::isLateToOpen() const { return !wasReady_ && clock() - openingSince_ > timeToOpen; }
 
 void PulseRecording::retry() {
     if (stalled_)
@@ -220,6 +235,8 @@ void PulseRecording::tick() {
     const Time now = clock();
     if (now - std::exchange(lastTick_, now) > longestTick)
         lastData_ = now; // the program itself was stopped: what came meanwhile is still to be read
+    else if (wasReady_ && (isPaused_ || stream_->isAsleep()))
+        timeline_.rest(now);
     else
         timeline_.fill(now);
     report_.tick(now);
@@ -227,6 +244,8 @@ void PulseRecording::tick() {
     if (server->phase == PulseClient::Phase::Up && wasReady_) {
         lookForStall(now);
         lookElsewhere(server->snapshot, now);
+    } else if (server->phase == PulseClient::Phase::Up && stream_ && isLateToOpen()) {
+        report_.refused(QString::fromStdString(client_->lastError()));
     }
     const bool well = wasReady_ && !timeline_.isInterrupted() && !scout_.target();
     ticker_.start(well ? tickLengthWhileAllIsWell : tickLength);

@@ -39,6 +39,7 @@ private:
     void streamChanged();
     void reportListening();
     void streamFailed();
+    bool isLateToOpen() const;
     void retry();
     PulseInputStream::Hooks hooks();
 
@@ -64,6 +65,8 @@ private:
     // Under the client's lock:
     std::unique_ptr<PulseInputStream> stream_;
     bool wasReady_ = false; ///< the stream has been
+    bool isPaused_ = false; ///< the one program that is heard does not play
+    Time openingSince_{0};
     SessionRoute::Choice choice_;
     OutputScout scout_;
     std::string instead_;       ///< an output that is heard in place of the default one

@@ -24,7 +24,9 @@ constexpr double silenceToGoOn = 3.0;
 
 /// A server that hangs sends nothing, and neither does a stream that was forgotten: only the latter's server answers.
 void PulseRecording::lookForStall(Time now) {
-    if (now - lastData_ < stall || stream_->isAsleep())
+    if (stream_->isAsleep() || isPaused_)
+        lastData_ = now;
+    if (now - lastData_ < stall)
         return;
     if (std::exchange(stalled_, true))
         return;
@@ -63,7 +65,8 @@ void PulseRecording::lookElsewhere(const PulseSnapshot& server, Time now) {
         other = others.begin();
     if (const auto target = outputTarget(server, *other))
         scout_.watch(client_->context(), *target);
-    report_.setElsewhere(QString::fromStdString((*other)->name), QString::fromStdString((*other)->description));
+    if (scout_.sound() > 0)
+        report_.setElsewhere(QString::fromStdString((*other)->name), QString::fromStdString((*other)->description));
     if (quiet >= silenceToTurn && scout_.sound() >= soundToTurn && choice_.name.empty()) {
         defaultOutput_ = server.defaultSink;
         turnTo((*other)->name);

@@ -3,6 +3,7 @@
 #include "AggregateDescription.h"
 #include "LoopbackDevice.h"
 
+#include <PulseAudio/PulseSnapshot.h>
 #include <PulseAudio/SessionRoute.h>
 #include <algorithm>
 #include <utility>
@@ -71,10 +72,22 @@ std::string ProgramAudioServer::sessionInput() const {
         return server_->defaultInput;
     const bool microphone = choice->what == SessionRoute::What::Microphone;
     const bool choseAnew =
-        microphone && server_->defaultInput != choice->serversInput && isRealInput(server_->defaultInput);
+        microphone && server_->defaultInput != choice->serversDefault && isRealInput(server_->defaultInput);
     if (choice->what != SessionRoute::What::Application && !choseAnew && find(*server_, choice->name))
         return choice->name;
-    return microphone ? server_->defaultInput : loopbackDevice::uid;
+    return microphone ? fittestMicrophone() : loopbackDevice::uid;
+}
+
+std::string ProgramAudioServer::fittestMicrophone() const {
+    const AudioDeviceRecord* fittest = nullptr;
+    const auto rank = [this](const AudioDeviceRecord& device) {
+        return microphoneRank(device.uid == server_->defaultInput, device.plugged, device.name);
+    };
+    for (const AudioDeviceRecord& device : server_->devices) {
+        if (device.input && !device.output && (!fittest || rank(device) < rank(*fittest)))
+            fittest = &device;
+    }
+    return fittest ? fittest->uid : std::string();
 }
 
 bool ProgramAudioServer::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
@@ -102,7 +115,7 @@ OSStatus ProgramAudioServer::setPropertyData(AudioObjectID object, const AudioOb
         setInput(device);
         return kAudioHardwareNoError;
     }
-    {
+    if (address.selector == fourCC("dOut")) {
         const std::lock_guard lock(mutex_);
         aggregateIsDefault_ = device.subDevices.has_value();
     }
@@ -118,8 +131,8 @@ void ProgramAudioServer::setInput(const AudioDeviceRecord& device) {
             choice.name = device.uid;
     } else {
         const std::lock_guard lock(mutex_);
-        choice.serversInput = server_ ? server_->defaultInput : std::string();
-        if (choice.serversInput != device.uid)
+        choice.serversDefault = server_ ? server_->defaultInput : std::string();
+        if (choice.serversDefault != device.uid)
             choice.name = device.uid;
     }
     route_->choose(choice);

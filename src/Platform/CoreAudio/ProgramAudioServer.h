@@ -49,6 +49,7 @@ private:
     void refresh();
     AudioDeviceList view() const;
     std::string sessionInput() const;
+    std::string fittestMicrophone() const;
     bool isRealInput(const std::string& uid) const;
 
     const std::shared_ptr<SessionRoute> route_;

@@ -11,8 +11,8 @@ using Choice = SessionRoute::Choice;
 
 std::optional<InputTarget> microphoneTarget(const PulseSnapshot& server, const Choice& choice) {
     const PulseEndpoint* serversDefault = server.source(server.defaultSource);
-    const bool choseAnew =
-        serversDefault && !serversDefault->isMonitor() && server.inputUID(serversDefault->name) != choice.serversInput;
+    const bool choseAnew = serversDefault && !serversDefault->isMonitor() &&
+                           server.inputUID(serversDefault->name) != choice.serversDefault;
     const auto rank = [&](const PulseEndpoint& source) {
         return microphoneRank(&source == serversDefault, source.plugged, source.description);
     };
@@ -40,11 +40,16 @@ bool isCalled(const PulsePlayback& playback, const std::string& name) {
            QString::fromStdString(playback.binary).contains(wanted, Qt::CaseInsensitive);
 }
 
-/// Of several the one that sounds, and of those the newest.
-std::optional<InputTarget> applicationTarget(const PulseSnapshot& server, const std::string& name) {
+/// Of several the one that sounds; of those the one that is heard already, so that no short sound takes the call's
+/// place, else the newest.
+std::optional<InputTarget> applicationTarget(const PulseSnapshot& server, const std::string& name,
+                                             std::uint32_t present) {
     const PulsePlayback* found = nullptr;
+    const auto worth = [present](const PulsePlayback& one) {
+        return 2 * int{one.sounding} + int{one.index == present};
+    };
     for (const PulsePlayback& playback : server.playbacks) {
-        if (isCalled(playback, name) && (!found || playback.sounding >= found->sounding))
+        if (isCalled(playback, name) && (!found || worth(playback) >= worth(*found)))
             found = &playback;
     }
     auto target = found ? outputTarget(server, server.sink(found->sink)) : std::nullopt;
@@ -54,6 +59,7 @@ std::optional<InputTarget> applicationTarget(const PulseSnapshot& server, const 
     target->playback = found->index;
     target->name = found->application.empty() ? found->binary : found->application;
     target->muted = false;
+    target->paused = !found->sounding;
     return target;
 }
 
@@ -74,17 +80,18 @@ std::optional<InputTarget> outputTarget(const PulseSnapshot& server, const Pulse
 }
 
 std::optional<InputTarget> inputTarget(const PulseSnapshot& server, const std::optional<Choice>& choice,
-                                       const std::string& instead) {
+                                       const std::string& instead, std::uint32_t present) {
     const Choice wanted = choice.value_or(Choice());
     switch (wanted.what) {
     case SessionRoute::What::Microphone:
         return microphoneTarget(server, wanted);
     case SessionRoute::What::Application:
-        return applicationTarget(server, wanted.name);
+        return applicationTarget(server, wanted.name, present);
     case SessionRoute::What::Output:
         break;
     }
-    for (const std::string& name : {wanted.name, instead, server.defaultSink}) {
+    const bool choseAnew = !wanted.serversDefault.empty() && server.defaultSink != wanted.serversDefault;
+    for (const std::string& name : {choseAnew ? std::string() : wanted.name, instead, server.defaultSink}) {
         if (auto target = outputTarget(server, server.sink(name)))
             return target;
     }

@@ -17,6 +17,7 @@ struct InputTarget {
     SessionRoute::What kind = SessionRoute::What::Output;
     std::string name; ///< for people
     bool muted = false;
+    bool paused = false; ///< of one program: it does not play at the moment
     pa_sample_spec spec{};
     pa_channel_map map{};
 
@@ -25,10 +26,10 @@ struct InputTarget {
 };
 
 /// What is heard with that choice; nothing chosen means a microphone. `instead` is an output to be heard in place of
-/// the server's default one; empty for none. None when the server has nothing of the kind. Never a monitor for a
-/// microphone.
+/// the server's default one; empty for none. `present` is what is heard of one program so far. None when the server has
+/// nothing of the kind. Never a monitor for a microphone.
 std::optional<InputTarget> inputTarget(const PulseSnapshot& server, const std::optional<SessionRoute::Choice>& choice,
-                                       const std::string& instead = {});
+                                       const std::string& instead = {}, std::uint32_t present = PA_INVALID_INDEX);
 
 /// The monitor of that output.
 std::optional<InputTarget> outputTarget(const PulseSnapshot& server, const PulseEndpoint* sink);

@@ -192,6 +192,7 @@ void PulseClient::takeOver() {
     context_ = secondLook_.take();
     ++connections_;
     watchContext();
+    publish({Phase::Up, {}, 0, state()->snapshot}); // whoever records opens its streams anew at once
     follow();
 }
 

@@ -22,9 +22,9 @@ public:
     struct Choice {
         What what = What::Microphone;
         std::string name = {}; ///< UTF-8
-        /// With a microphone: the UID of what was the server's default input at the time. Once that is another real
-        /// input, the user has chosen anew, and `name` no longer counts.
-        std::string serversInput = {};
+        /// With a name: the UID of what was the server's default input, or output, at the time. Once that is another
+        /// one (a real input, or any output), the user has chosen anew, and `name` no longer counts.
+        std::string serversDefault = {};
         bool operator==(const Choice&) const = default;
     };
 

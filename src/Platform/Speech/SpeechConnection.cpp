@@ -168,6 +168,7 @@ void SpeechConnection::onEvent(const SpeechEvent& event) {
 
 void SpeechConnection::onFinal(const SpeechEvent& event) {
     attempts_ = 0;
+    served_ = true;
     inSentence_ = false;
     if (event.begin)
         tellGaps(*event.begin);
@@ -181,6 +182,7 @@ void SpeechConnection::onFinal(const SpeechEvent& event) {
 /// What it has received without a sentence in progress holds none.
 void SpeechConnection::onReached(std::uint64_t position) {
     attempts_ = 0;
+    served_ = true;
     if (inSentence_)
         return;
     session_.stream->settle(position);
@@ -198,13 +200,19 @@ void SpeechConnection::tellGaps(std::uint64_t position) const {
         handlers_->gap({seconds});
 }
 
+/// A service that has served before is there: what answers in its place in mid-call, such as the sign-in page of a
+/// network, goes again.
+bool SpeechConnection::mayPass(const SpeechVerdict& verdict) const {
+    return served_ && (verdict.trouble == SPXTrouble::NoSuchService || verdict.trouble == SPXTrouble::UntrustedService);
+}
+
 void SpeechConnection::onLost(const SpeechVerdict& verdict) {
     const bool nothingLeft = turn_ && turn_->audioEnded() && session_.stream->isRecognized();
     const bool wasOpen = open_;
     dropSocket();
     if (nothingLeft)
         return finish();
-    if (!verdict.reconnect)
+    if (!verdict.reconnect && !mayPass(verdict))
         return cancel(verdict);
     session_.stream->rewind();
     const std::chrono::milliseconds pause = pauseAfter(attempts_++, session_.firstReconnectPause);

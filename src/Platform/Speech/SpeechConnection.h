@@ -42,6 +42,7 @@ private:
     void onEvent(const SpeechEvent& event);
     void onFinal(const SpeechEvent& event);
     void onReached(std::uint64_t position);
+    bool mayPass(const SpeechVerdict& verdict) const;
     void onLost(const SpeechVerdict& verdict);
     void beginTurn();
     void sendAudio();
@@ -66,6 +67,7 @@ private:
     std::uint64_t next_ = 0;  ///< position of the next byte to send
     bool inSentence_ = false; ///< a sentence has begun that has had no final result
     int attempts_ = 0;        ///< attempts to connect again since the service last proved of use
+    bool served_ = false;     ///< the service has taken sound
     QElapsedTimer attempt_;   ///< since the last one
     QTimer pause_;            ///< until the next piece of audio may go
     QTimer reconnect_;

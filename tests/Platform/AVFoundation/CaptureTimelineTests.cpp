@@ -77,6 +77,9 @@ TEST_F(CaptureTimelineTest, TellsOfAllThatIsMissedAndFillsTwoSecondsOfIt) {
     EXPECT_NEAR(gap->missed, 4, 0.1);
     EXPECT_EQ(sound(627s), -1) << "a source that was only just opened may be late";
     EXPECT_NEAR(sound(629s), 2, 0.1);
+    for (auto now = 629s; now <= 660s; now += 1s)
+        timeline.rest(now);
+    EXPECT_EQ(sound(660s), -1) << "nothing is missed of a program that does not play";
 }
 
 } // namespace

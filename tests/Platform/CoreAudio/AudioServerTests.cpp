@@ -29,9 +29,8 @@ protected:
         ASSERT_TRUE(waitFor([this] { return device("headset") && device("speakers") && device("mic"); }));
         control({"set-default-sink", "speakers"});
         control({"set-default-source", "mic"});
-        ASSERT_TRUE(waitFor([this] {
-            return defaultDevice(fourCC("dOut")) == "speakers" && defaultDevice(fourCC("dIn ")) == "mic";
-        }));
+        ASSERT_TRUE(waitFor(
+            [this] { return defaultDevice(fourCC("dOut")) == "speakers" && defaultDevice(fourCC("dIn ")) == "mic"; }));
     }
 
     /// 0 when no device has that UID.

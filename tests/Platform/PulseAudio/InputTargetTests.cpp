@@ -65,6 +65,11 @@ TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
     EXPECT_FALSE(inputTarget(server, Choice{What::Output})->muted);
     server.sinks[0].mute = true;
     EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
+    const Choice chosen{What::Output, "headset", "speakers"};
+    EXPECT_EQ(heard(server, chosen), "headset.monitor");
+    server.sinks.push_back(endpoint(3, "dock", "Dock", "headset.monitor"));
+    server.defaultSink = "dock";
+    EXPECT_EQ(inputTarget(server, chosen)->sink, "dock") << "the user has chosen anew";
     server.defaultSink.clear();
     EXPECT_EQ(heard(server, Choice{What::Output}), "nothing");
 }
@@ -89,6 +94,13 @@ TEST(InputTargetTest, OneProgramIsFoundByItsNameAndPlaybackElsewhereBySoundAlone
     EXPECT_EQ(firefox->source, "headset.monitor");
     EXPECT_EQ(firefox->name, "Firefox");
     EXPECT_EQ(heard(server, Choice{What::Application, "zoom"}), "nothing");
+    server.playbacks.push_back({11, 1, "Firefox", "firefox-esr", true});
+    EXPECT_EQ(inputTarget(server, Choice{What::Application, "firefox"}, {}, 9)->playback, 9U)
+        << "a short sound does not take the call's place";
+    server.playbacks[2].sounding = server.playbacks[4].sounding = false;
+    EXPECT_TRUE(inputTarget(server, Choice{What::Application, "firefox"}, {}, 9)->paused);
+    server.playbacks.pop_back();
+    server.playbacks[2].sounding = true;
     const auto others = playedElsewhere(server, "speakers");
     ASSERT_EQ(others.size(), 1U);
     EXPECT_EQ(others.front()->name, "headset");

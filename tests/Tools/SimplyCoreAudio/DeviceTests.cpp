@@ -90,7 +90,8 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
                                       .arg(kAudioHardwareUnspecifiedError));
     server->clearFaults();
     server->failReads(server->setDevice(sink("c", "New")), fourCC("clas"), kAudioHardwareBadObjectError);
-    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("vorlanOutput 2ch", "Headset")) << "one does not resolve";
+    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("vorlanOutput 2ch", "Headset"))
+        << "one does not resolve";
 }
 
 TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
@@ -131,10 +132,8 @@ TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
     EXPECT_EQ(simply.defaultInput(), b);
     EXPECT_EQ(simply.defaultOutput(), device("a"));
     AudioObjectID both = 0;
-    const QVariantMap description{{"uid", "both"},
-                                  {"name", "Both"},
-                                  {"subdevices", QVariantList{QVariantMap{{"uid", "a"}}}},
-                                  {"stacked", 1}};
+    const QVariantMap description{
+        {"uid", "both"}, {"name", "Both"}, {"subdevices", QVariantList{QVariantMap{{"uid", "a"}}}}, {"stacked", 1}};
     ASSERT_EQ(server->createAggregateDevice(description, both), 0);
     server->failWrites(kAudioObjectSystemObject, fourCC("sOut"), kAudioHardwareIllegalOperationError);
     device("both")->makeDefaultSystemOutput();
