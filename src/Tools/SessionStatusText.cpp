@@ -93,7 +93,7 @@ public:
 private:
     bool isListening() const { return input_.state == Input::Listening; }
     /// Some outputs are muted behind what is heard of them, which goes on then.
-    bool isMuted() const { return isListening() && input_.muted && input_.quietSeconds > 0; }
+    bool isMuted() const { return isListening() && input_.muted && (input_.quietSeconds > 0 || !input_.heardSound); }
     template<class... Arguments>
     QString in(const Phrase& phrase, const Arguments&... arguments) const {
         return phrase.in(language_, arguments...);

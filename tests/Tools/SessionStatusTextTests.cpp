@@ -46,8 +46,11 @@ TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
     EXPECT_EQ(text(lost).text.toStdString(), "reconnecting: the speech service is out of reach · 12 s kept");
     EXPECT_EQ(text(lost).severity, Severity::Attention);
     input.muted = true;
-    EXPECT_EQ(text(lost).text.toStdString(), "\"Headset %1\" is muted");
-    EXPECT_FALSE(text(lost).hears);
+    EXPECT_EQ(text(running).text.toStdString(), "\"Headset %1\" is muted");
+    EXPECT_FALSE(text(running).hears);
+    EXPECT_TRUE(text(lost).text.startsWith("reconnecting")) << "what is lost counts more";
+    input.heardSound = true;
+    EXPECT_TRUE(text(running).hears) << "muted behind what is heard";
     input.elsewhereUID = "sink.2";
     input.elsewhereName = "Speakers";
     EXPECT_EQ(text(running).text.toStdString(), "the call plays on \"Speakers\": listen there");

@@ -43,11 +43,17 @@ TEST_F(StatusChipTest, SaysWhatIsSoAsLongAsItIsToEveryReader) {
     QAccessibleInterface* face = QAccessible::queryAccessibleInterface(&chip());
     EXPECT_EQ(face->role(), QAccessible::Button);
     EXPECT_EQ(face->text(QAccessible::Name).toStdString(), "电脑声音 · Speakers");
-    set([](InputStatus& input) { input.muted = true; });
+    set([](InputStatus& input) {
+        input.muted = true;
+        input.quietSeconds = 1;
+    });
     EXPECT_EQ(face->text(QAccessible::Name).toStdString(), "“Speakers”已静音");
     EXPECT_THAT(face->text(QAccessible::Description).toStdString(), ::testing::HasSubstr("取消静音"));
     const QImage muted = chip().grab().toImage();
-    set([](InputStatus& input) { input.muted = false; });
+    set([](InputStatus& input) {
+        input.muted = false;
+        input.quietSeconds = 0;
+    });
     EXPECT_EQ(chip().text().toStdString(), "电脑声音 · Speakers");
     EXPECT_NE(chip().grab().toImage(), muted);
 }
