@@ -8,6 +8,8 @@ namespace parlowen {
 
 namespace {
 
+constexpr Phrase listening{"Listening to %1", "正在收听：%1"};
+constexpr Phrase warningOf{"! Warning: %1", "! 警告：%1"};
 constexpr Phrase notHeard{"… %1 s not heard …", "… %1 s 未听到 …"};
 
 QString clockText(double seconds) {
@@ -26,7 +28,7 @@ TextReport::TextReport(Write write, Clock clock, Language language)
 
 void TextReport::line(const QString& text) { write_(text.toUtf8() + '\n'); }
 
-void TextReport::started(const QString& file) { line(QStringLiteral("Listening to %1").arg(file)); }
+void TextReport::started(const QString& file) { line(listening.in(language_, file)); }
 
 void TextReport::partial(int, const QString&, const QString&) {}
 
@@ -71,7 +73,7 @@ void TextReport::status(const QString& text, bool plain) {
 
 void TextReport::problem(const QString& text) { line(QStringLiteral("! %1").arg(text)); }
 
-void TextReport::warning(const QString& text) { line(QStringLiteral("! Warning: %1").arg(text)); }
+void TextReport::warning(const QString& text) { line(warningOf.in(language_, text)); }
 
 void TextReport::ended(const QString& summary) { line(QStringLiteral("\n%1").arg(summary)); }
 

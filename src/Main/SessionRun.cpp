@@ -22,6 +22,18 @@ namespace parlowen {
 
 namespace {
 
+constexpr Phrase notABackend{
+    "PARLOWEN_API_BASE_URL is not the address of a backend, such as https://example.org/api/v1: %1",
+    "PARLOWEN_API_BASE_URL 不是后端的地址（例如 https://example.org/api/v1）：%1"};
+constexpr Phrase signedOut{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
+constexpr Phrase didNotStart{"recognition did not start", "识别没有开始"};
+constexpr Phrase endNotRecognised{"the end was not recognised. %1", "结尾没有被识别。%1"};
+constexpr Phrase answerDidNotEnd{"an answer did not end", "有一个回答没有结束"};
+constexpr Phrase wasInterrupted{"interrupted", "已中断"};
+constexpr Phrase cutOff{"the last sentence was cut off: %1", "最后一句被截断：%1"};
+constexpr Phrase oneSentence{"%1 sentence in %2 s.", "%2 秒内 %1 句。"};
+constexpr Phrase manySentences{"%1 sentences in %2 s.", "%2 秒内 %1 句。"};
+constexpr Phrase noPicture{"the picture cannot be written to %1", "无法写入截图：%1"};
 constexpr Phrase anotherSession{"another session of yours is open; both go on", "另一个面试窗口已打开，两个都会继续"};
 constexpr int statusDone = 0;
 constexpr int statusNotRun = 1;
@@ -65,10 +77,7 @@ void SessionRun::begin() {
 void SessionRun::connectBackend() {
     const QUrl base(ApiBase::builtIn());
     if (base.host().isEmpty() || (base.scheme() != QLatin1String("https") && base.scheme() != QLatin1String("http"))) {
-        giveUp(QStringLiteral("PARLOWEN_API_BASE_URL is not the address of a backend, such as "
-                              "https://example.org/api/v1: %1")
-                   .arg(ApiBase::builtIn()),
-               statusBadInput);
+        giveUp(notABackend.here(ApiBase::builtIn()), statusBadInput);
         return;
     }
     if (base != QUrl(Bundle::builtInApiBaseUrl()) || base.host() != QLatin1String("127.0.0.1")) {
@@ -96,7 +105,7 @@ void SessionRun::useBackend(const LocalTrust& trust) {
     hooks.problem = [this](const QString& text) { requestFailed(text); };
     hooks.forcedSignOut = [this] {
         if (!signIn_->tokenRefused())
-            requestFailed(QStringLiteral("the backend no longer takes the sign-in"));
+            requestFailed(signedOut.here());
     };
     composition_ = std::make_unique<Composition>(settings_->settings(), trust, hooks);
     signIn_ = std::make_unique<SessionSignIn>(composition_->http(), settings_->settings(), trust);
@@ -143,7 +152,7 @@ void SessionRun::sayIfSecond() {
     presence_.emplace();
     if (!presence_->isSecond())
         return;
-    warn(anotherSession.in(terminalLanguage()));
+    warn(anotherSession.here());
     controller_->addStatusNote(anotherSession.in(Language::Chinese));
 }
 
@@ -259,15 +268,15 @@ void SessionRun::settleSoon() {
 // Nothing more happens, because the sound is over or was never heard.
 void SessionRun::settle() {
     if (!heard_.isValid())
-        report_.problem(QStringLiteral("recognition did not start"));
+        report_.problem(didNotStart.here());
     else if (recognitionLags() && !std::exchange(recognitionFailed_, true))
-        report_.problem(QStringLiteral("the end was not recognised. ") + status_.recognition().details);
+        report_.problem(endNotRecognised.here(status_.recognition().details));
     if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
         controller_->aiResponseTapped();
         return;
     }
     if (!growing_.empty())
-        report_.problem(QStringLiteral("an answer did not end"));
+        report_.problem(answerDidNotEnd.here());
     writeScreenshot();
     if (line_.headless)
         closeSession();
@@ -277,7 +286,7 @@ void SessionRun::interrupt() {
     if (window_)
         closeSession();
     else
-        giveUp(QStringLiteral("interrupted"), statusNotRun);
+        giveUp(wasInterrupted.here(), statusNotRun);
 }
 
 void SessionRun::closeSession() { window_->close(); }
@@ -301,12 +310,10 @@ void SessionRun::putAway() {
     waitForBackground();
     keep(*settings_);
     if (!unfinished_.isEmpty())
-        warn(QStringLiteral("the last sentence was cut off: %1").arg(unfinished_));
+        warn(cutOff.here(unfinished_));
     const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_ && !pictureFailed_;
-    report_.ended(QStringLiteral("%1 %2 in %3 s.")
-                      .arg(rows_)
-                      .arg(rows_ == 1 ? QStringLiteral("sentence") : QStringLiteral("sentences"))
-                      .arg(heardSeconds(), 0, 'f', 1));
+    report_.ended((rows_ == 1 ? oneSentence : manySentences)
+                      .here(QString::number(rows_), QString::number(heardSeconds(), 'f', 1)));
     onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
 }
 
@@ -322,7 +329,7 @@ void SessionRun::writeScreenshot() {
     QSaveFile file(line_.screenshot); // a full disk leaves no half a picture
     pictureFailed_ = !file.open(QIODevice::WriteOnly) || !window_->grab().save(&file, "PNG") || !file.commit();
     if (pictureFailed_)
-        report_.problem(QStringLiteral("the picture cannot be written to %1").arg(line_.screenshot));
+        report_.problem(noPicture.here(line_.screenshot));
 }
 
 } // namespace parlowen

@@ -1,5 +1,6 @@
 #include "SessionSettings.h"
 
+#include <Foundation/Phrase.h>
 #include <Foundation/SettingsFile.h>
 
 #include <QFile>
@@ -9,6 +10,9 @@
 namespace parlowen {
 
 namespace {
+
+constexpr Phrase notCopied{"it cannot be copied", "无法复制"};
+constexpr Phrase notUsed{"the settings in %1 are not used: %2", "未使用 %1 中的设置：%2"};
 
 constexpr qint64 singleLanguage = 1;
 constexpr qint64 twoLanguages = 2;
@@ -48,9 +52,9 @@ SessionSettings::SessionSettings(const QString& storedFile)
     const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
     std::optional<QString> problem = SettingsFile::problemWith(storedFile);
     if (!problem && QFile::exists(storedFile) && !QFile::copy(storedFile, copy))
-        problem = QStringLiteral("it cannot be copied");
+        problem = notCopied.here();
     if (problem)
-        storedProblem_ = QStringLiteral("the settings in %1 are not used: %2").arg(storedFile, *problem);
+        storedProblem_ = notUsed.here(storedFile, *problem);
     defaults_ = std::make_unique<UserDefaults>(copy);
     settings_ = std::make_unique<Settings>(*defaults_);
 }

@@ -1,5 +1,6 @@
 #include "SessionSignIn.h"
 
+#include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
 
 #include <QCryptographicHash>
@@ -9,6 +10,9 @@
 namespace parlowen {
 
 namespace {
+
+constexpr Phrase nobody{"nobody is signed in to %1", "没有登录 %1"};
+constexpr Phrase signInFailed{"signing in to the local service failed. %1", "登录本地服务失败。%1"};
 
 struct Account {
     QString phone;
@@ -56,7 +60,7 @@ void SessionSignIn::checkToken() {
 
 void SessionSignIn::useOwnAccount() {
     if (!trust_.covers(QUrl(ApiBase::builtIn()).host())) {
-        finish(QStringLiteral("nobody is signed in to %1").arg(ApiBase::builtIn()));
+        finish(nobody.here(ApiBase::builtIn()));
         return;
     }
     const Account account = ownAccount(trust_.certificateAuthority);
@@ -68,7 +72,7 @@ void SessionSignIn::useOwnAccount() {
         [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
             const QString token = json ? (*json)["data"]["token"].stringValue() : QString();
             if (status != FResponseStatus::success || token.isEmpty()) {
-                finish(QStringLiteral("signing in to the local service failed. ") + message.value_or(QString()));
+                finish(signInFailed.here(message.value_or(QString())));
                 return;
             }
             settings_.setLoginToken(token);

@@ -1,8 +1,16 @@
 #include "WatchedSource.h"
 
+#include <Foundation/Phrase.h>
+
 #include <utility>
 
 namespace parlowen {
+
+namespace {
+
+constexpr Phrase noInput{"there is no input to record from", "没有可录音的输入"};
+
+} // namespace
 
 WatchedSource::WatchedSource(std::unique_ptr<CaptureSource> source, Failed failed)
     : source_(std::move(source))
@@ -11,7 +19,7 @@ WatchedSource::WatchedSource(std::unique_ptr<CaptureSource> source, Failed faile
 std::optional<AVAudioFormat> WatchedSource::format() {
     std::optional<AVAudioFormat> format = source_->format();
     if (!format)
-        fail(QStringLiteral("there is no input to record from"));
+        fail(noInput.here());
     return format;
 }
 

@@ -155,7 +155,7 @@ void StatusChip::timerEvent(QTimerEvent* event) {
 }
 
 QSize StatusChip::sizeHint() const {
-    const int words = fontMetrics().horizontalAdvance(text());
+    const int words = fontMetrics().horizontalAdvance(text()) + 2; // it is rounded, and elided unrounded
     return {side + mark + inner + words + (words_.hears ? inner + meterWidth : 0) + side,
             fontMetrics().height() + 2 * aboveText};
 }

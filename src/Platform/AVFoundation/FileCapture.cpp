@@ -3,6 +3,8 @@
 #include "AVAudioConverter.h"
 #include "SoundFile.h"
 
+#include <Foundation/Phrase.h>
+
 #include <QFileInfo>
 #include <algorithm>
 #include <chrono>
@@ -18,6 +20,15 @@
 namespace parlowen {
 
 namespace {
+
+constexpr Phrase takenAway{"The file was taken away: %1", "文件已不在：%1"};
+constexpr Phrase noFile{"There is no file %1", "没有文件 %1"};
+constexpr Phrase notAFile{"This is not a file: %1", "这不是文件：%1"};
+constexpr Phrase noPermission{"There is no permission to read %1", "没有权限读取 %1"};
+constexpr Phrase noSoundFile{"This is no sound that can be played (WAV, FLAC or Ogg): %1",
+                             "不是能播放的声音文件（WAV、FLAC 或 Ogg）：%1"};
+constexpr Phrase emptySound{"There is no sound in %1", "%1 里没有声音"};
+constexpr Phrase badRate{"The sample rate of this sound cannot be used (%1 Hz): %2", "无法使用该采样率（%1 Hz）：%2"};
 
 using Clock = std::chrono::steady_clock;
 
@@ -136,7 +147,7 @@ std::optional<QString> FileCapture::start(std::uint32_t framesPerBuffer, Sink si
     SoundFile file(options_.path);
     const std::optional<AVAudioFormat> format = formatOf(file);
     if (!format)
-        return QStringLiteral("The file was taken away: %1").arg(options_.path);
+        return takenAway.here(options_.path);
     player_ = std::make_unique<Player>(options_, std::move(file), *format, framesPerBuffer, std::move(sink));
     return std::nullopt;
 }
@@ -146,21 +157,19 @@ void FileCapture::stop() { player_.reset(); }
 std::optional<QString> FileCapture::problemWith(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists())
-        return QStringLiteral("There is no file %1").arg(path);
+        return noFile.here(path);
     if (!info.isFile())
-        return QStringLiteral("This is not a file: %1").arg(path);
+        return notAFile.here(path);
     if (!info.isReadable())
-        return QStringLiteral("There is no permission to read %1").arg(path);
+        return noPermission.here(path);
     SoundFile file(path);
     const std::optional<AVAudioFormat> format = formatOf(file);
     if (!format)
-        return QStringLiteral("This is no sound that can be played (WAV, FLAC or Ogg): %1").arg(path);
+        return noSoundFile.here(path);
     if (!hasSound(file))
-        return QStringLiteral("There is no sound in %1").arg(path);
+        return emptySound.here(path);
     if (!isConvertible(*format))
-        return QStringLiteral("The sample rate of this sound cannot be used (%1 Hz): %2")
-            .arg(file.sampleRate())
-            .arg(path);
+        return badRate.here(QString::number(file.sampleRate()), path);
     return std::nullopt;
 }
 

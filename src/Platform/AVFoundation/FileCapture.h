@@ -33,7 +33,8 @@ public:
     std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override;
     void stop() override;
 
-    /// Why this file cannot be played, in plain English, or none. Reads only the file's beginning.
+    /// Why this file cannot be played, in plain words in the terminal's language, or none. Reads only the file's
+    /// beginning.
     static std::optional<QString> problemWith(const QString& path);
 
 private:

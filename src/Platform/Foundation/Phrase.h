@@ -21,6 +21,11 @@ struct Phrase {
     QString in(Language language, const Arguments&... arguments) const {
         return in(language).arg(arguments...);
     }
+    /// In the terminal's language.
+    template<class... Arguments>
+    QString here(const Arguments&... arguments) const {
+        return in(terminalLanguage(), arguments...);
+    }
 };
 
 } // namespace parlowen
