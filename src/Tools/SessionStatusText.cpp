@@ -234,7 +234,7 @@ private:
     }
 
     void quiet() {
-        say(Severity::Plain, in({"quiet for %1 s", "静音 %1 秒"}, QString::number(input_.quietSeconds)));
+        say(Severity::Plain, in({"quiet for %1 s", "无声 %1 秒"}, QString::number(input_.quietSeconds)));
         if (input_.heardSound)
             return;
         advise(input_.kind == InputKind::Microphone

@@ -29,9 +29,9 @@ TEST(SessionStatusTextTest, QuietIsSaidAfterTenSecondsBeforeACallAndThirtyInOneA
         return text.text.toStdString();
     };
     EXPECT_EQ(said(9, false), "电脑声音 · Speakers");
-    EXPECT_EQ(said(10, false), "静音 10 秒");
+    EXPECT_EQ(said(10, false), "无声 10 秒");
     EXPECT_EQ(said(29, true), "电脑声音 · Speakers");
-    EXPECT_EQ(said(41, true), "静音 41 秒");
+    EXPECT_EQ(said(41, true), "无声 41 秒");
 }
 
 TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
