@@ -1,6 +1,5 @@
 // Word error rates of the service's recogniser, beside those of the bare library on the whole recording in one piece.
 #include "Measure.h"
-#include "RecognitionAudio.h"
 
 #include "Decoding/Transcriber.h"
 #include "Speech/RecogniserEngine.h"
@@ -8,13 +7,14 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "support/RecognitionAudio.h"
 #include "support/WordErrorRate.h"
 
 namespace {
 
 using namespace parlowen;
 using namespace parlowen::bench;
-using parlowen::testing::wordErrorRate;
+using namespace parlowen::testing;
 
 constexpr double mostWorse = 1; // points
 

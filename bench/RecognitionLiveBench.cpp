@@ -1,7 +1,6 @@
 // One, eight and sixteen calls in real time: when words appear, what they cost, and what is taken back. The baseline of
 // the cost is the bare library, which decodes every sentence once.
 #include "Measure.h"
-#include "RecognitionAudio.h"
 
 #include "Decoding/SettledWords.h"
 #include "Decoding/Transcriber.h"
@@ -13,13 +12,18 @@
 #include <sys/resource.h>
 #include <thread>
 
+#include "support/RecognitionAudio.h"
+
 namespace {
 
 using namespace parlowen::bench;
+using namespace parlowen::testing;
 using namespace parlowen::recogniser;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t piece = 1'600; // samples that arrive at a time
+constexpr std::chrono::milliseconds pieceTime{100};
+constexpr std::chrono::milliseconds apart{700}; // the begin of one call and of the next one
 
 double processorSeconds() {
     rusage usage{};
@@ -82,6 +86,10 @@ Call judgeCall(const std::vector<Told>& told, const Samples& samples) {
             (event.text.ends_with('?') ? call.questions : call.others).push_back(after);
             settled = wordsOf(settledText);
             call.settledWords += settled.size();
+            if (std::getenv("SHOW"))
+                std::printf("%zu: %.2f %.2f\n  %s\n  %s\n", sentence,
+                            call.firstPartials.empty() ? 0 : call.firstPartials.back(), after, settledText.c_str(),
+                            event.text.c_str());
             call.settledWrong += missingIn(settled, wordsOf(event.text));
             settledText.clear();
             first = true;
@@ -100,17 +108,21 @@ std::vector<std::vector<Told>> hear(PieceHost& host, std::mutex& mutex, std::vec
         told.assign(calls, {});
         begins.assign(calls, Clock::now());
     }
-    const auto begin = Clock::now() + std::chrono::seconds(calls / 8); // opening takes a while
+    const auto begin = Clock::now() + std::chrono::seconds(1 + calls / 8); // opening takes a while
     for (std::uint32_t call = 0; call < calls; ++call) {
         host.handle({Frame::Kind::Open, call + 1, "{}"});
-        begins[call] = begin + std::chrono::milliseconds(100 * call / calls);
+        begins[call] = begin + call * apart;
     }
-    for (std::size_t at = 0; at < samples.size(); at += piece) {
-        const auto count = std::min(piece, samples.size() - at);
+    const auto pieces = (samples.size() + piece - 1) / piece;
+    for (std::size_t tick = 0; tick < pieces + (calls - 1) * (apart / pieceTime); ++tick) {
+        std::this_thread::sleep_until(begin + (tick + 1) * pieceTime);
         for (std::uint32_t call = 0; call < calls; ++call) {
-            std::this_thread::sleep_until(begins[call] +
-                                          std::chrono::microseconds((at + count) * 1'000'000 / sampleRate));
-            host.handle({Frame::Kind::Audio, call + 1, {reinterpret_cast<const char*>(&samples[at]), count * 2}});
+            const auto at =
+                (tick - call * static_cast<std::size_t>(apart / pieceTime)) * piece; // wraps before its begin
+            if (at < samples.size())
+                host.handle({Frame::Kind::Audio,
+                             call + 1,
+                             {reinterpret_cast<const char*>(&samples[at]), std::min(piece, samples.size() - at) * 2}});
         }
     }
     std::this_thread::sleep_for(std::chrono::seconds(2));

@@ -56,7 +56,7 @@ private:
     const DetectorFactory detectors;
     const Output output;
     const std::size_t mostPartials; ///< that are decoded at a time
-    std::mutex mutex; ///< of what follows
+    std::mutex mutex;               ///< of what follows
     std::condition_variable wake;
     std::map<std::uint32_t, Stream> streams;
     std::deque<Work> finals; ///< that wait

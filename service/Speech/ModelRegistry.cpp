@@ -104,10 +104,10 @@ bool serves(const ModelFolder& model, std::string_view locale) {
     });
 }
 
-/// Of the models that came with the recogniser, the more exact one.
+/// What is preferred, then what came with the recogniser, of that the more exact one.
 int rank(const ModelRegistry::Entry& entry) {
     if (!entry.isInstalled)
-        return 2;
+        return entry.model.preferred ? -1 : 2;
     return entry.model.name.find("tiny") == std::string::npos ? 0 : 1;
 }
 

@@ -39,8 +39,8 @@ public:
     ModelRegistry& operator=(const ModelRegistry&) = delete;
 
     const Places& places() const { return where; }
-    /// As they lie there now. Models that came with the recogniser go before the user's, those before one another by
-    /// name. Starts the trials of new ones.
+    /// As they lie there now. Models that came with the recogniser go before the user's, unless one is preferred.
+    /// Starts the trials of new ones.
     std::vector<Entry> entries();
     /// The same, once all trials have ended.
     std::vector<Entry> triedEntries();

@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "support/TemporaryDirectory.h"
+#include "TemporaryDirectory.h"
 
 /// Recordings with their words, and noise for them.
-namespace parlowen::bench {
+namespace parlowen::testing {
 
 using Samples = std::vector<std::int16_t>; ///< mono, 16 kHz
 
@@ -25,7 +25,7 @@ struct Recording {
 };
 
 inline Samples samplesOf(const std::filesystem::path& wave) {
-    const auto bytes = testing::contentsOf(wave);
+    const auto bytes = contentsOf(wave);
     const auto data = bytes.find("data") + 8;
     Samples samples((bytes.size() - data) / 2);
     std::memcpy(samples.data(), bytes.data() + data, samples.size() * 2);
@@ -34,7 +34,7 @@ inline Samples samplesOf(const std::filesystem::path& wave) {
 
 inline Recording sampleInterview(const std::filesystem::path& source) {
     const auto folder = source / "resources/sample-interview";
-    return {"sample", samplesOf(folder / "sample-interview.wav"), testing::contentsOf(folder / "sample-interview.txt")};
+    return {"sample", samplesOf(folder / "sample-interview.wav"), contentsOf(folder / "sample-interview.txt")};
 }
 
 /// A person; needs Debian's pocketsphinx-testdata.
@@ -47,7 +47,7 @@ inline Recording sampleReading(const std::filesystem::path& source) {
         all.insert(all.end(), part.begin(), part.end());
         all.insert(all.end(), pause.begin(), pause.end());
     }
-    return {"reading", all, testing::contentsOf(source / "resources/sample-reading/sample-reading.txt")};
+    return {"reading", all, contentsOf(source / "resources/sample-reading/sample-reading.txt")};
 }
 
 /// With white noise so many decibels below the speech (the frames of 20 ms within 30 dB of the loudest).
@@ -92,4 +92,4 @@ inline std::vector<std::pair<std::int64_t, std::int64_t>> soundsOf(const Samples
     return sounds;
 }
 
-} // namespace parlowen::bench
+} // namespace parlowen::testing
