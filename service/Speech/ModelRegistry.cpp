@@ -170,13 +170,10 @@ std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
 std::vector<ModelRegistry::Entry> ModelRegistry::triedEntries() {
     auto found = entries();
     while (std::any_of(found.begin(), found.end(), [](const Entry& entry) { return !entry.isTried; })) {
-        std::jthread running;
         {
-            const std::lock_guard lock(mutex);
-            running = std::move(trialThread);
+            std::unique_lock lock(mutex);
+            trialsEnded.wait(lock, [this] { return !trying; });
         }
-        if (running.joinable())
-            running.join();
         found = entries();
     }
     return found;
@@ -212,7 +209,7 @@ std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& 
     return waiting;
 }
 
-void ModelRegistry::tryAll(std::vector<ModelFolder> models) {
+void ModelRegistry::tryAll(const std::vector<ModelFolder>& models) {
     for (const auto& model : models) {
         auto problem = tryModel(where.program, model);
         logLine("speech model " + model.name + ": " + (problem.empty() ? "tried, can be used" : problem));
@@ -220,8 +217,9 @@ void ModelRegistry::tryAll(std::vector<ModelFolder> models) {
         trials[model.name] = {stampOf(model), std::move(problem)};
     }
     const std::lock_guard lock(mutex);
-    trying = false;
     writeTrials();
+    trying = false;
+    trialsEnded.notify_all();
 }
 
 void ModelRegistry::readTrials() {

@@ -2,6 +2,7 @@
 
 #include <Models/ModelFolder.h>
 
+#include <condition_variable>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -56,7 +57,7 @@ private:
         std::optional<std::string> problem;
     };
 
-    void tryAll(std::vector<recogniser::ModelFolder> models);
+    void tryAll(const std::vector<recogniser::ModelFolder>& models);
     std::vector<recogniser::ModelFolder> untried(const std::vector<recogniser::ModelFolder>& models) const;
     void readTrials();
     void writeTrials() const;
@@ -66,6 +67,7 @@ private:
     std::map<std::string, Trial> trials;
     std::map<std::string, std::string> setAsideFor;
     bool trying = false;
+    std::condition_variable trialsEnded;
     std::jthread trialThread;
 };
 

@@ -1,8 +1,10 @@
 #include "Speech/RecogniserEngine.h"
+#include "Speech/RecogniserProcess.h"
 #include "support/RecognitionAudio.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WordErrorRate.h"
 
+#include <boost/asio/post.hpp>
 #include <cmath>
 #include <condition_variable>
 #include <csignal>
@@ -11,6 +13,7 @@
 #include <mutex>
 #include <numbers>
 #include <random>
+#include <thread>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -171,6 +174,29 @@ TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
     EXPECT_EQ(told.all(Kind::Final).size(), 6U) << told.text();
     EXPECT_LE(errorRate(told), 0.05)
         << told.text(); // a sentence that begins a moment elsewhere is heard a little otherwise
+}
+
+TEST_F(RecogniserEngineTest, AProcessThatHangsIsReplaced) {
+    boost::asio::io_context io;
+    const auto model = *parlowen::recogniser::ModelFolder::at(places().installed / "moonshine-tiny-en");
+    Told told;
+    const auto stream = std::make_shared<RecogniserStream>(1, "en-US", told.sink());
+    RecogniserProcess process(io, {places().program, 1s}, model,
+                              [](const auto&, const std::string& why) { FAIL() << why; });
+    process.add(stream);
+    process.sendAudio(stream, {audio.begin(), audio.begin() + 4 * sampleRate});
+    const std::jthread thread([&io] { io.run(); });
+    ASSERT_TRUE(told.waitFor(Kind::Partial));
+    const int hung = process.processId();
+    ASSERT_EQ(kill(hung, SIGSTOP), 0);
+    boost::asio::post(io, [&] {
+        process.sendAudio(stream, {audio.begin() + 4 * sampleRate, audio.begin() + 9 * sampleRate});
+        process.finish(stream);
+    });
+    EXPECT_TRUE(told.waitFor(Kind::SpeechEnd));
+    EXPECT_NE(process.processId(), hung);
+    EXPECT_THAT(told.text(), testing::HasSubstr("last job"));
+    io.stop();
 }
 
 TEST_F(RecogniserEngineTest, ManyStreamsAtOnceAndNoMoreThanItCanServe) {
