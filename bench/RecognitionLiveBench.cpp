@@ -1,5 +1,5 @@
-// One, eight and sixteen calls in real time: when words appear, what they cost, and what is taken back. The baseline of
-// the cost is the bare library, which decodes every sentence once.
+// One, eight and sixteen calls (or one and as many as the argument says) in real time: when words appear, what they
+// cost, and what is taken back. The baseline of the cost is the bare library, which decodes every sentence once.
 #include "Measure.h"
 
 #include "Decoding/SettledWords.h"
@@ -86,10 +86,6 @@ Call judgeCall(const std::vector<Told>& told, const Samples& samples) {
             (event.text.ends_with('?') ? call.questions : call.others).push_back(after);
             settled = wordsOf(settledText);
             call.settledWords += settled.size();
-            if (std::getenv("SHOW"))
-                std::printf("%zu: %.2f %.2f\n  %s\n  %s\n", sentence,
-                            call.firstPartials.empty() ? 0 : call.firstPartials.back(), after, settledText.c_str(),
-                            event.text.c_str());
             call.settledWrong += missingIn(settled, wordsOf(event.text));
             settledText.clear();
             first = true;
@@ -99,38 +95,64 @@ Call judgeCall(const std::vector<Told>& told, const Samples& samples) {
     return call;
 }
 
-/// All calls hear the recording at the same time, each begins a little after the one before.
-std::vector<std::vector<Told>> hear(PieceHost& host, std::mutex& mutex, std::vector<std::vector<Told>>& told,
-                                    std::vector<Clock::time_point>& begins, const Samples& samples,
-                                    std::uint32_t calls) {
-    {
-        const std::lock_guard lock(mutex);
-        told.assign(calls, {});
-        begins.assign(calls, Clock::now());
-    }
-    const auto begin = Clock::now() + std::chrono::seconds(1 + calls / 8); // opening takes a while
-    for (std::uint32_t call = 0; call < calls; ++call) {
-        host.handle({Frame::Kind::Open, call + 1, "{}"});
-        begins[call] = begin + call * apart;
-    }
-    const auto pieces = (samples.size() + piece - 1) / piece;
-    for (std::size_t tick = 0; tick < pieces + (calls - 1) * (apart / pieceTime); ++tick) {
-        std::this_thread::sleep_until(begin + (tick + 1) * pieceTime);
-        for (std::uint32_t call = 0; call < calls; ++call) {
-            const auto at =
-                (tick - call * static_cast<std::size_t>(apart / pieceTime)) * piece; // wraps before its begin
-            if (at < samples.size())
-                host.handle({Frame::Kind::Audio,
-                             call + 1,
-                             {reinterpret_cast<const char*>(&samples[at]), std::min(piece, samples.size() - at) * 2}});
+/// The recogniser's streams with a clock.
+class Calls {
+public:
+    Calls(Transcriber& transcriber, const SherpaLibrary& library, const std::filesystem::path& files)
+        : host(
+              transcriber, [&library, files] { return makeSileroDetector(library, files / "silero_vad.onnx"); },
+              PieceHost::Options{std::max(1U, std::thread::hardware_concurrency()), DecodingLoad(2)},
+              [this](const Frame& frame) { take(frame); }) {}
+
+    /// Each call hears the recording, and begins a little after the one before.
+    std::vector<Call> hear(const Samples& samples, std::uint32_t calls) {
+        open(calls);
+        const auto pieces = (samples.size() + piece - 1) / piece;
+        const auto shift = static_cast<std::size_t>(apart / pieceTime);
+        for (std::size_t tick = 0; tick < pieces + (calls - 1) * shift; ++tick) {
+            std::this_thread::sleep_until(begins.front() + (tick + 1) * pieceTime);
+            for (std::uint32_t call = 0; call < calls; ++call)
+                if (const auto at = (tick - call * shift) * piece; at < samples.size()) // wraps before its begin
+                    host.handle(
+                        {Frame::Kind::Audio,
+                         call + 1,
+                         {reinterpret_cast<const char*>(&samples[at]), std::min(piece, samples.size() - at) * 2}});
         }
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        std::vector<Call> judged;
+        for (std::uint32_t call = 0; call < calls; ++call) {
+            host.handle({Frame::Kind::Close, call + 1, {}});
+            const std::lock_guard lock(mutex);
+            judged.push_back(judgeCall(told[call], samples));
+        }
+        return judged;
     }
-    std::this_thread::sleep_for(std::chrono::seconds(2));
-    for (std::uint32_t call = 0; call < calls; ++call)
-        host.handle({Frame::Kind::Close, call + 1, {}});
-    const std::lock_guard lock(mutex);
-    return told;
-}
+
+private:
+    void open(std::uint32_t calls) {
+        {
+            const std::lock_guard lock(mutex);
+            told.assign(calls, {});
+            begins.assign(calls, Clock::now() + std::chrono::seconds(1 + calls / 8)); // opening takes a while
+            for (std::uint32_t call = 0; call < calls; ++call)
+                begins[call] += call * apart;
+        }
+        for (std::uint32_t call = 0; call < calls; ++call)
+            host.handle({Frame::Kind::Open, call + 1, "{}"});
+    }
+    void take(const Frame& frame) {
+        const std::lock_guard lock(mutex);
+        if (frame.kind != Frame::Kind::Event)
+            return;
+        const std::chrono::duration<double> at = Clock::now() - begins[frame.stream - 1];
+        told[frame.stream - 1].push_back({*decodeStreamEvent(frame.body), at.count()});
+    }
+
+    std::mutex mutex;
+    std::vector<std::vector<Told>> told;
+    std::vector<Clock::time_point> begins;
+    PieceHost host; // last: it ends first
+};
 
 double costOfBareLibrary(Transcriber& transcriber, const Samples& samples) {
     const double before = processorSeconds();
@@ -143,68 +165,60 @@ double costOfBareLibrary(Transcriber& transcriber, const Samples& samples) {
     return processorSeconds() - before;
 }
 
+/// What one call is told, and what it costs. Gives the 95th percentile of the finals of questions.
+double judgeOne(Calls& calls, Transcriber& bareLibrary, const Recording& recording, bool& met) {
+    const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
+    const double bare = costOfBareLibrary(bareLibrary, recording.samples);
+    const double before = processorSeconds();
+    const auto call = calls.hear(recording.samples, 1).front();
+    const double cost = processorSeconds() - before;
+    std::printf("-- %s, one call of %.0f s; the bare library decodes it for %.1f %% of a core\n",
+                recording.name.c_str(), seconds, 100 * bare / seconds);
+    std::printf("     first partial after the first sound, median: %.3f s\n", median(call.firstPartials));
+    met &=
+        judge("first partial after the first sound, 95th percentile", percentile(call.firstPartials, 0.95), 0.8, "s");
+    if (!call.questions.empty())
+        met &= judge("final of a question after its last sound, 95th percentile", percentile(call.questions, 0.95), 1,
+                     "s");
+    if (!call.others.empty())
+        met &= judge("final of another sentence, 95th percentile", percentile(call.others, 0.95), 1.6, "s");
+    const auto settled = static_cast<double>(std::max<std::size_t>(1, call.settledWords));
+    met &= judge("settled words that the final takes back", 100.0 * static_cast<double>(call.settledWrong) / settled, 2,
+                 "%");
+    met &= judge("cost", 100 * cost / seconds, 35, "% of a core");
+    return percentile(call.questions, 0.95);
+}
+
+void judgeMany(Calls& calls, const Recording& recording, std::uint32_t count, double alone, bool& met) {
+    const double before = processorSeconds();
+    const double memory = residentMegabytes();
+    std::vector<double> finals;
+    for (const auto& call : calls.hear(recording.samples, count))
+        finals.insert(finals.end(), call.questions.begin(), call.questions.end());
+    const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
+    std::printf("-- %u calls at once: %.0f %% of a core, %zu finals of questions\n", count,
+                100 * (processorSeconds() - before) / seconds, finals.size());
+    met &= judge("finals later than alone, 95th percentile", percentile(finals, 0.95) - alone, 1.0, "s");
+    met &= judge("memory for one more call", (residentMegabytes() - memory) / (count - 1), 20, "MB");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     const std::filesystem::path files = PARLOWEN_BINARY_DIR "/lib/parlowen";
-    const auto model = ModelFolder::at(files / "models" / (argc > 1 ? argv[1] : "moonshine-base-en"));
+    const auto model = ModelFolder::at(files / "models/moonshine-base-en");
     if (!model)
         return std::puts("there is no recogniser here (./dev setup)"), 1;
     const auto& library = SherpaLibrary::load(files);
     const auto transcriber = loadTranscriber(library, *model);
-    std::mutex mutex;
-    std::vector<std::vector<Told>> told;
-    std::vector<Clock::time_point> begins;
-    PieceHost host(
-        *transcriber, [&] { return makeSileroDetector(library, files / "silero_vad.onnx"); },
-        PieceHost::Options{std::max(1U, std::thread::hardware_concurrency()), DecodingLoad(2)},
-        [&](const Frame& frame) {
-            const std::lock_guard lock(mutex);
-            if (frame.kind != Frame::Kind::Event || frame.stream > told.size())
-                return;
-            const std::chrono::duration<double> at = Clock::now() - begins[frame.stream - 1];
-            told[frame.stream - 1].push_back({*decodeStreamEvent(frame.body), at.count()});
-        });
+    Calls calls(*transcriber, library, files);
     bool met = true;
-    double aloneFinal = 0;
-    double aloneMemory = 0;
-    for (const auto& recording : {sampleInterview(PARLOWEN_SOURCE_DIR), sampleReading(PARLOWEN_SOURCE_DIR)}) {
-        const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
-        const double bare = costOfBareLibrary(*transcriber, recording.samples);
-        const double before = processorSeconds();
-        const auto call = judgeCall(hear(host, mutex, told, begins, recording.samples, 1).front(), recording.samples);
-        const double cost = processorSeconds() - before;
-        std::printf("-- %s, one call of %.0f s; the bare library decodes it for %.1f %% of a core\n",
-                    recording.name.c_str(), seconds, 100 * bare / seconds);
-        met &= judge("first partial after the first sound, 95th percentile", percentile(call.firstPartials, 0.95), 0.8,
-                     "s");
-        met &= judge("final of a question after its last sound, 95th percentile", percentile(call.questions, 0.95), 1.0,
-                     "s");
-        met &= judge("final of another sentence, 95th percentile", percentile(call.others, 0.95), 1.6, "s");
-        met &= judge("settled words that the final takes back",
-                     100.0 * static_cast<double>(call.settledWrong) /
-                         static_cast<double>(std::max<std::size_t>(1, call.settledWords)),
-                     2, "%");
-        met &= judge("cost", 100 * cost / seconds, 35, "% of a core");
-        if (recording.name == "sample") {
-            aloneFinal = percentile(call.questions, 0.95);
-            aloneMemory = residentMegabytes();
-            met &= judge("memory", aloneMemory, 500, "MB");
-        }
-    }
-    const auto recording = sampleInterview(PARLOWEN_SOURCE_DIR);
-    for (const std::uint32_t calls : {8U, 16U}) {
-        const double before = processorSeconds();
-        std::vector<double> finals;
-        for (const auto& one : hear(host, mutex, told, begins, recording.samples, calls)) {
-            const auto call = judgeCall(one, recording.samples);
-            finals.insert(finals.end(), call.questions.begin(), call.questions.end());
-        }
-        const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
-        std::printf("-- %u calls at once: %.0f %% of a core, %zu finals\n", calls,
-                    100 * (processorSeconds() - before) / seconds, finals.size());
-        met &= judge("finals later than alone, 95th percentile", percentile(finals, 0.95) - aloneFinal, 1.0, "s");
-        met &= judge("memory for one more call", (residentMegabytes() - aloneMemory) / (calls - 1), 20, "MB");
-    }
+    const auto sample = sampleInterview(PARLOWEN_SOURCE_DIR);
+    const double alone = judgeOne(calls, *transcriber, sample, met);
+    met &= judge("memory", residentMegabytes(), 500, "MB");
+    if (argc == 1)
+        judgeOne(calls, *transcriber, sampleReading(PARLOWEN_SOURCE_DIR), met);
+    for (const int count : argc > 1 ? std::vector<int>{std::atoi(argv[1])} : std::vector<int>{8, 16})
+        judgeMany(calls, sample, static_cast<std::uint32_t>(std::clamp(count, 2, 64)), alone, met);
     return met ? 0 : 1;
 }

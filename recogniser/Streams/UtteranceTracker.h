@@ -34,7 +34,7 @@ public:
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
     static constexpr std::int64_t cutWithin = sampleRate * std::int64_t{3}; ///< at the end of a longest piece
     static constexpr std::int64_t longestUtterance = sampleRate * std::int64_t{20};
-    static constexpr std::int64_t firstPartial = sampleRate * 7 / 10; ///< of audio, with its pre-roll
+    static constexpr std::int64_t firstPartial = sampleRate * 6 / 10; ///< of audio, with its pre-roll
     static constexpr std::int64_t partialEvery = sampleRate * 4 / 10;
 
     /// Something to decode: audio[from, to).

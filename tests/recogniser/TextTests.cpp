@@ -50,6 +50,7 @@ TEST(Words, AreComparedWithoutCaseAndMarks) {
 
 TEST(SettledWords, StayWhenTwoHypothesesAgreedOnThem) {
     SettledWords words;
+    EXPECT_EQ(words.add("Why do you").settled, 0U);
     EXPECT_EQ(words.add("why do you").settled, 0U);
     auto shown = words.add("Why do you want to");
     EXPECT_EQ(shown.text, "Why do you want to");
