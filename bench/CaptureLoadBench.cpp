@@ -6,6 +6,7 @@
 #include <AVFoundation/AVAudioConverter.h>
 #include <AVFoundation/AVAudioEngine.h>
 #include <Foundation/SerialQueue.h>
+#include <PulseAudio/PulseClient.h>
 #include <Speech/SPXPushAudioInputStream.h>
 #include <Tools/SpeechRecognitionTool.h>
 #include <support/PrivatePulseAudio.h>
@@ -84,12 +85,11 @@ private:
     }
 
     void read() {
-        std::string bytes;
-        do {
-            bytes.clear();
-            stream_.read(3200, bytes);
-            bytes_ += bytes.size();
-        } while (!bytes.empty());
+        while (stream_.hasMore(3200)) {
+            const SPXPushAudioInputStream::Piece piece = stream_.read(3200);
+            stream_.release(piece.position + piece.bytes.size());
+            bytes_ += piece.bytes.size();
+        }
     }
 
     const AVAudioFormat to_ =
@@ -122,7 +122,10 @@ struct Load {
 std::optional<Load> measure() {
     Load load;
     std::optional<Pipeline> pipeline;
-    AVAudioEngine engine(defaultInputCapture()); // goes first, and with it the tap
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    client->waitUntilKnown(std::chrono::seconds(5));
+    client->route()->choose({SessionRoute::What::Output});
+    AVAudioEngine engine(inputCapture()); // goes first, and with it the tap
     const std::optional<AVAudioFormat> format = engine.inputNode().outputFormat(0);
     if (!format || format->sampleRate() != 48'000 || format->channelCount() != 2)
         return std::nullopt;

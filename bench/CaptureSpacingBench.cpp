@@ -3,6 +3,7 @@
 #include "Measure.h"
 
 #include <AVFoundation/CaptureSource.h>
+#include <PulseAudio/PulseClient.h>
 #include <support/PrivatePipeWire.h>
 #include <support/PrivatePulseAudio.h>
 
@@ -51,7 +52,10 @@ bool measure(const char* what, parlowen::testing::PrivateAudioServer& server) {
         return false;
     }
     Times times;
-    const std::unique_ptr<CaptureSource> source = defaultInputCapture()();
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    client->waitUntilKnown(std::chrono::seconds(5));
+    client->route()->choose({SessionRoute::What::Output});
+    const std::unique_ptr<CaptureSource> source = inputCapture()();
     const std::optional<AVAudioFormat> format = source->format();
     const std::optional<QString> problem =
         source->start(framesAsked, [&times](const std::shared_ptr<AVAudioPCMBuffer>&) { times.note(); });

@@ -14,9 +14,6 @@ install(DIRECTORY resources/sample-interview DESTINATION ${CMAKE_INSTALL_DATADIR
 install(FILES README.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN screenshots EXCLUDE)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright)
-# The loop-back device. PulseAudio reads additions below /etc alone, PipeWire also those of packages.
-install(DIRECTORY packaging/audio/pulseaudio/default.pa.d DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/pulse)
-install(DIRECTORY packaging/audio/pipewire/pipewire.conf.d DESTINATION ${CMAKE_INSTALL_DATADIR}/pipewire)
 
 # The packages listed under the heading "Run time".
 function(read_run_time_packages result)
@@ -40,8 +37,7 @@ set(CPACK_PACKAGE_VENDOR Parlowen)
 set(CPACK_COMPONENT_PARLOWEN_DESCRIPTION
 "Desktop interview assistant with a backend of its own
 Listens to an interview, shows what is said, and suggests an answer for each
-question. Comes with the backend, parlowen-service, and with the loop-back
-device that a call is heard through, for PulseAudio and for PipeWire.")
+question. Comes with the backend, parlowen-service.")
 set(CPACK_COMPONENT_RECOGNISER_DESCRIPTION
 "Offline speech recognition for Parlowen
 Turns English speech into text for parlowen-service: the program, the library
@@ -59,7 +55,5 @@ set(CPACK_DEBIAN_PARLOWEN_PACKAGE_NAME parlowen)
 read_run_time_packages(CPACK_DEBIAN_PARLOWEN_PACKAGE_DEPENDS)
 set(CPACK_DEBIAN_PARLOWEN_PACKAGE_RECOMMENDS "parlowen-recogniser (= ${PROJECT_VERSION}), pipewire-pulse | pulseaudio")
 set(CPACK_DEBIAN_RECOGNISER_PACKAGE_NAME parlowen-recogniser)
-file(WRITE ${CMAKE_BINARY_DIR}/conffiles "${CMAKE_INSTALL_FULL_SYSCONFDIR}/pulse/default.pa.d/parlowen-loopback.pa\n")
-set(CPACK_DEBIAN_PARLOWEN_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/conffiles)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

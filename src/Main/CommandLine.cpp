@@ -10,17 +10,16 @@ namespace parlowen {
 namespace {
 
 const char* const helpText = R"(Usage: parlowen --rehearse FILE [OPTIONS]
-       parlowen --interview system|microphone [OPTIONS]
+       parlowen --interview system|microphone|app:NAME [OPTIONS]
        parlowen --check-audio [--listen]
-       parlowen --setup-audio
 
 Listens to an interview, shows what is said, and suggests an answer for each question.
 
-  --rehearse FILE      run a session on a recorded interview (WAV, FLAC or Ogg) instead of a call; changes no audio device
-  --interview SOURCE   run a session on the computer's own sound (system) or on the microphone
-  --check-audio        say what audio devices are there, what is missing and what to do
-  --listen             with --check-audio: play a short chirp and tell whether it arrives, how loud and how late
-  --setup-audio        create the loop-back device "vorlanOutput 2ch" in the running session
+  --rehearse FILE      run a session on a recorded interview (WAV, FLAC or Ogg) instead of a call
+  --interview SOURCE   run a session on the computer's own sound (system), on the microphone, or on what one program
+                       plays (app:NAME, such as app:Firefox); leaves all audio devices as they are
+  --check-audio        say what a session would hear, what is missing and what to do
+  --listen             with --check-audio: play a short chirp and tell whether it is heard, how loud and how late
 
 Options of a session:
 
@@ -45,7 +44,7 @@ not be written, 2 for a wrong command line, a file that cannot be played, or a w
 )";
 
 /// The options that choose what is done; exactly one is needed.
-const std::array<const char*, 4> commands{"rehearse", "interview", "check-audio", "setup-audio"};
+const std::array<const char*, 3> commands{"rehearse", "interview", "check-audio"};
 
 CommandLine refusal(const QString& problem) {
     CommandLine line;
@@ -63,8 +62,7 @@ CommandLine printing(const QString& text) {
 void addOptions(QCommandLineParser& parser) {
     for (const char* name : {"rehearse", "interview", "screenshot", "language", "translate-to"})
         parser.addOption({QString::fromLatin1(name), {}, QStringLiteral("value")});
-    for (const char* name :
-         {"check-audio", "listen", "setup-audio", "headless", "json", "manual", "verbose", "help", "version"})
+    for (const char* name : {"check-audio", "listen", "headless", "json", "manual", "verbose", "help", "version"})
         parser.addOption({QString::fromLatin1(name), {}});
 }
 
@@ -90,12 +88,14 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
             return refusal(QStringLiteral("--rehearse needs the name of a file"));
     } else if (name == QLatin1String("interview")) {
         line.action = CommandLine::Action::Interview;
-        line.systemAudio = parser.value(name) == QLatin1String("system");
-        if (!line.systemAudio && parser.value(name) != QLatin1String("microphone"))
-            return refusal(QStringLiteral("--interview takes system or microphone, not '%1'").arg(parser.value(name)));
+        const QString source = parser.value(name);
+        if (source.startsWith(QLatin1String("app:")))
+            line.application = source.mid(4).trimmed();
+        line.systemAudio = source == QLatin1String("system") || !line.application.isEmpty();
+        if (!line.systemAudio && source != QLatin1String("microphone"))
+            return refusal(QStringLiteral("--interview takes system, microphone or app:NAME, not '%1'").arg(source));
     } else {
-        line.action =
-            name == QLatin1String("check-audio") ? CommandLine::Action::CheckAudio : CommandLine::Action::SetupAudio;
+        line.action = CommandLine::Action::CheckAudio;
     }
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
         return refusal(QStringLiteral("--listen goes with --check-audio"));
@@ -126,8 +126,7 @@ CommandLine parseCommandLine(const QStringList& arguments) {
             chosen << QString::fromLatin1(name);
     }
     if (chosen.isEmpty())
-        return refusal(
-            QStringLiteral("nothing to do: give --rehearse FILE, --interview, --check-audio or --setup-audio"));
+        return refusal(QStringLiteral("nothing to do: give --rehearse FILE, --interview or --check-audio"));
     if (chosen.size() > 1)
         return refusal(QStringLiteral("--%1 and --%2 do not go together").arg(chosen[0], chosen[1]));
     return command(chosen.constFirst(), parser);

@@ -11,7 +11,6 @@ struct CommandLine {
         Rehearse,   ///< run a session on a recorded interview
         Interview,  ///< run a session on the call's own sound or the microphone
         CheckAudio, ///< say what audio devices there are and what is missing
-        SetupAudio, ///< create the loop-back device in the running session
         Print,      ///< write `message` to standard output and end with status 0
         Refuse,     ///< write `message` to standard error and end with status 2
     };
@@ -20,7 +19,8 @@ struct CommandLine {
     QString message;
 
     QString file;             ///< the recorded interview
-    bool systemAudio = false; ///< an interview hears the call\'s own sound, else the microphone
+    bool systemAudio = false; ///< an interview hears what is played, else the microphone
+    QString application;      ///< of what is played, only what the program of this name plays; empty for everything
     bool listen = false;      ///< the audio check plays a chirp and listens for it
     bool headless = false;
     bool json = false;

@@ -7,18 +7,27 @@
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/TimerManager.h>
 
+#include <QElapsedTimer>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
 
+constexpr int repeatMilliseconds = 60'000;
+
 HttpDatas::Hooks requestHooks(const Composition::Hooks& hooks) {
     HttpDatas::Hooks result;
-    result.showAlert = [problem = hooks.problem](const Alert& alert) {
+    // What is asked for again and again fails in the same words each time.
+    result.showAlert = [problem = hooks.problem, last = QString(),
+                        since = QElapsedTimer()](const Alert& alert) mutable {
         if (alert.title.isEmpty())
             return;
         problem(alert.title);
+        if (alert.title == last && !since.hasExpired(repeatMilliseconds))
+            return;
+        last = alert.title;
+        since.start();
         onMain([title = alert.title] { ProgressHUD::shared().error(title); });
     };
     result.forcedSignOut = hooks.forcedSignOut;

@@ -3,47 +3,74 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
+#include <Foundation/Phrase.h>
+#include <PulseAudio/PulseClient.h>
 #include <Tools/AudioCheck.h>
 #include <Tools/KXAudioRouter.h>
 #include <Tools/MicroManagement.h>
-#include <Tools/PopView/ProgressHUD.h>
-#include <Tools/SessionInput.h>
+
+#include <utility>
 
 namespace parlowen {
 
+namespace {
+
+constexpr Phrase computersSound{"the computer's own sound", "电脑播放的声音"};
+constexpr Phrase programsSound{"what \"%1\" plays", "“%1”播放的声音"};
+constexpr Phrase microphone{"the microphone", "麦克风"};
+constexpr Phrase cannotBeHeard{"nothing can be heard. %1", "无法收听。%1"};
+
+} // namespace
+
+Interview::Interview(CommandLine commandLine, SessionReport& report, std::function<void(int)> finished)
+    : SessionRun(std::move(commandLine), report, std::move(finished)) {
+    connect(&status(), &SessionStatus::outputChosen, this, &Interview::hearWhatIsPlayed);
+}
+
 QString Interview::soundName() const {
-    return line().systemAudio ? QStringLiteral("the computer's own sound") : QStringLiteral("the microphone");
+    const Language language = terminalLanguage();
+    if (!line().application.isEmpty())
+        return programsSound.in(language, line().application);
+    return (line().systemAudio ? computersSound : microphone).in(language);
 }
 
 CaptureSourceFactory Interview::capture() {
-    return defaultInputCapture(
-        [self = QPointer<Interview>(this), systemAudio = line().systemAudio](const InputNotice& notice) {
-            if (const auto problem = SessionInput::problem(systemAudio, notice))
-                onMain(self, [self, problem = *problem] { self->inputIsBad(problem); });
-        });
-}
-
-void Interview::inputIsBad(const SessionInput::Problem& problem) {
-    warn(problem.text);
-    ProgressHUD::shared().error(problem.forUser);
+    InputObserver observer;
+    observer.changed = [self = QPointer<Interview>(this)](const InputStatus& input) {
+        onMain(self, [self, input] { self->status().setInput(input); });
+    };
+    observer.missed = [self = QPointer<Interview>(this)](double seconds) {
+        onMain(self, [self, seconds] { self->status().addMissed(seconds); });
+    };
+    observer.meter = status().meter();
+    return inputCapture(std::move(observer));
 }
 
 AudioRouting& Interview::router() { return KXAudioRouter::shared(); }
 
+/// Whatever devices there are at the moment: the call is heard as soon as there is something to hear it from.
+void Interview::hearWhatIsPlayed(const QString& output) const {
+    SessionRoute::Choice choice{SessionRoute::What::Output, output.toStdString()};
+    if (output.isEmpty() && !line().application.isEmpty())
+        choice = {SessionRoute::What::Application, line().application.toStdString()};
+    PulseClient::shared()->route()->choose(choice);
+}
+
 // A window opens whatever is missing, and can be closed. A run without one would only wait for sound that cannot come.
 std::optional<QString> Interview::prepareSound() {
     consoleLog(QStringLiteral("开始面试"));
+    const AudioCheck found = checkAudio(AudioHardwareService::shared(), terminalLanguage());
+    if (!found.isReady() && line().headless)
+        return cannotBeHeard.in(terminalLanguage(), found.problems());
     if (line().systemAudio) {
-        const AudioCheck found = checkAudio(AudioHardwareService::shared(), AVAuthorizationStatus::Authorized);
-        if (!found.isReady() && line().headless)
-            return QStringLiteral("the call cannot be heard. ") + found.problems();
         router().setupSystemAudio();
-        if (!found.isReady())
-            warn(QStringLiteral("the call cannot be heard. ") + found.problems());
-        return std::nullopt;
+        hearWhatIsPlayed({});
+    } else {
+        MicroManagement::checkMicrophonePermission();
+        router().switchInput(true);
     }
-    MicroManagement::checkMicrophonePermission();
-    router().switchInput(true);
+    if (!found.isReady())
+        warn(cannotBeHeard.in(terminalLanguage(), found.problems()));
     return std::nullopt;
 }
 

@@ -2,15 +2,13 @@
 
 #include "SessionRun.h"
 
-#include <Tools/SessionInput.h>
-
 namespace parlowen {
 
-/// A session on a live call: the computer's own sound through the loop-back device, or the microphone. It goes on until
-/// its window is closed. The audio server must be installed by then.
+/// A session on a live call: what the computer or one program plays, or the microphone. It goes on until its window is
+/// closed. The audio server must be installed by then.
 class Interview : public SessionRun {
 public:
-    using SessionRun::SessionRun;
+    Interview(CommandLine line, SessionReport& report, std::function<void(int)> finished);
 
 protected:
     QString soundName() const override;
@@ -21,7 +19,7 @@ protected:
     void keep(SessionSettings& settings) override { settings.storeLooks(); }
 
 private:
-    void inputIsBad(const SessionInput::Problem& problem);
+    void hearWhatIsPlayed(const QString& output) const;
 };
 
 } // namespace parlowen

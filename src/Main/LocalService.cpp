@@ -10,6 +10,7 @@
 #include <QNetworkReply>
 #include <QSslConfiguration>
 #include <QStandardPaths>
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -20,10 +21,9 @@ constexpr int startMilliseconds = 30'000;
 constexpr int probeMilliseconds = 5'000;
 constexpr int addressInUse = 3; // the service's exit status
 constexpr int keptErrorBytes = 4096;
-// A service that fails again and again is not started for ever; one that has run for a while starts counting anew.
-constexpr int restartsInARow = 5;
-constexpr int firstPauseMilliseconds = 100; // doubles each time
-constexpr int steadyMilliseconds = 60'000;
+constexpr int firstPauseMilliseconds = 100; // before a restart; doubles each time in a row
+constexpr int longestPauseMilliseconds = 10'000;
+constexpr int steadyMilliseconds = 60'000; // a service that has run for so long starts counting anew
 const char* const readyPrefix = "listening on ";
 
 } // namespace
@@ -33,14 +33,23 @@ LocalService::LocalService(Place place, QObject* parent)
     , place_(std::move(place)) {
     patience_.setSingleShot(true);
     connect(&patience_, &QTimer::timeout, this, [this] {
-        finish(std::nullopt, QStringLiteral("the local service did not get ready in time. ") + lastWords());
+        if (started_)
+            finish(std::nullopt, QStringLiteral("the local service did not get ready in time. ") + lastWords());
+        else
+            process_.kill(); // and then it is started again
     });
+    restart_.setSingleShot(true);
+    connect(&restart_, &QTimer::timeout, this, [this] { launch(port_); });
     connect(&process_, &QProcess::readyReadStandardOutput, this, &LocalService::readOutput);
     connect(&process_, &QProcess::readyReadStandardError, this,
             [this] { errors_ = (errors_ + process_.readAllStandardError()).right(keptErrorBytes); });
     connect(&process_, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart)
+        if (error != QProcess::FailedToStart)
+            return;
+        if (started_)
             finish(std::nullopt, QStringLiteral("the local service cannot be started: ") + process_.errorString());
+        else
+            restartAfterPause();
     });
     connect(&process_, &QProcess::finished, this, &LocalService::ended);
 }
@@ -63,12 +72,12 @@ void LocalService::start(Started started) {
                QStringLiteral("parlowen-service is neither beside the application nor on the search path"));
         return;
     }
-    patience_.start(startMilliseconds);
     launch(place_.preferredPort);
 }
 
 void LocalService::launch(quint16 port) {
     port_ = port;
+    patience_.start(startMilliseconds);
     output_.clear();
     errors_.clear();
     process_.start(place_.program,
@@ -87,7 +96,9 @@ void LocalService::readOutput() {
     port_ = static_cast<quint16>(QUrl(url).port());
     serving_.start();
     if (!started_) {
+        patience_.stop();
         consoleLog(QStringLiteral("✅ The local service runs again at %1").arg(url));
+        tellServing(true);
         return;
     }
     finish(Access{url + QStringLiteral("/api/v1"), trustFor(QStringLiteral("127.0.0.1"), place_.dataDirectory)}, {});
@@ -99,9 +110,13 @@ void LocalService::ended(int exitCode, QProcess::ExitStatus exit) {
         (killed ? QStringLiteral("was killed by signal %1. %2") : QStringLiteral("ended with status %1. %2"))
             .arg(exitCode)
             .arg(lastWords());
-    if (!started_) {
+    if (!started_ && !killed && exitCode == addressInUse) {
+        // Somebody else started it meanwhile, or has taken its place: its clients will see.
+        patience_.stop();
+        tellServing(true);
+    } else if (!started_) {
         consoleLog(QStringLiteral("❌ The local service ") + how);
-        restart();
+        restartAfterPause();
     } else if (!killed && exitCode == addressInUse && port_ != 0) {
         probeExisting();
     } else {
@@ -110,16 +125,30 @@ void LocalService::ended(int exitCode, QProcess::ExitStatus exit) {
 }
 
 // On the same port, which its clients know.
-void LocalService::restart() {
-    if (!serving_.isValid())
+void LocalService::restartAfterPause() {
+    patience_.stop();
+    if (!isWanted_)
         return; // it never got ready, and its owner knows
-    if (serving_.hasExpired(steadyMilliseconds))
+    if (serving_.isValid() && serving_.hasExpired(steadyMilliseconds))
         restarts_ = 0;
-    if (restarts_ == restartsInARow) {
-        consoleLog(QStringLiteral("❌ The local service is not started again: it ended %1 times").arg(restarts_ + 1));
+    serving_.invalidate();
+    restart_.start(std::min(firstPauseMilliseconds << std::min(restarts_++, 10), longestPauseMilliseconds));
+    tellServing(false);
+}
+
+void LocalService::revive() {
+    const bool isTried = restart_.isActive() || process_.state() != QProcess::NotRunning ||
+                         (revived_.isValid() && !revived_.hasExpired(longestPauseMilliseconds));
+    if (!isWanted_ || isTried)
         return;
-    }
-    QTimer::singleShot(firstPauseMilliseconds << restarts_++, this, [this] { launch(port_); });
+    revived_.start();
+    tellServing(false);
+    launch(port_);
+}
+
+void LocalService::tellServing(bool serves) {
+    if (std::exchange(serves_, serves) != serves && told_)
+        told_(serves);
 }
 
 // The port is taken: by a service that this user runs already, which its certificate shows, or by somebody else.
@@ -148,6 +177,7 @@ void LocalService::probeExisting() {
 
 void LocalService::finish(const std::optional<Access>& access, const QString& problem) {
     patience_.stop();
+    isWanted_ = access.has_value();
     if (const Started started = std::exchange(started_, nullptr))
         started(access, problem);
 }

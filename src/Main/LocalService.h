@@ -14,8 +14,8 @@ class QNetworkAccessManager;
 namespace parlowen {
 
 /// The backend that comes with the application: `parlowen-service` on the loopback interface, started when no other
-/// backend is named, started again in the same place when it dies, and ended with the application, also when that is
-/// killed (the service watches its standard input).
+/// backend is named, started again in the same place for as long as it dies there, and ended with the application, also
+/// when that is killed (the service watches its standard input).
 /// Main thread only.
 class LocalService : public QObject {
 public:
@@ -37,6 +37,11 @@ public:
 
     /// Starts the service; one that this user already runs on the port is used as it is.
     void start(Started started);
+    /// Told once it has started: false when the service is gone and is being started again, true when it serves again.
+    void onServing(std::function<void(bool serves)> told) { told_ = std::move(told); }
+    /// Its clients cannot reach it: starts it where it was if nobody is about to, such as when it was another program's
+    /// and went with that.
+    void revive();
 
     /// The executable beside the application, else the one on the search path; empty when there is none.
     static QString findProgram();
@@ -50,13 +55,15 @@ private:
     void launch(quint16 port);
     void readOutput();
     void ended(int exitCode, QProcess::ExitStatus exit);
-    void restart();
+    void restartAfterPause();
+    void tellServing(bool serves);
     void probeExisting();
     void finish(const std::optional<Access>& access, const QString& problem);
     QString lastWords() const;
 
     Place place_;
     Started started_;
+    std::function<void(bool)> told_;
     QProcess process_;
     QTimer patience_;
     QByteArray output_;
@@ -64,7 +71,11 @@ private:
     QNetworkAccessManager* probe_ = nullptr;
     quint16 port_ = 0;
     QElapsedTimer serving_; ///< since the service was last ready; not valid before it was
-    int restarts_ = 0;      ///< in a row
+    QElapsedTimer revived_; ///< since the last attempt
+    QTimer restart_;
+    int restarts_ = 0; ///< in a row
+    bool serves_ = true;
+    bool isWanted_ = false; ///< its owner has got access
 };
 
 } // namespace parlowen

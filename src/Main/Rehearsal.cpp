@@ -3,6 +3,7 @@
 #include <AVFoundation/FileCapture.h>
 #include <Foundation/MainQueue.h>
 
+#include <QFileInfo>
 #include <utility>
 
 namespace parlowen {
@@ -12,12 +13,24 @@ QString Rehearsal::soundName() const { return line().file; }
 std::optional<QString> Rehearsal::soundProblem() const { return FileCapture::problemWith(line().file); }
 
 CaptureSourceFactory Rehearsal::capture() {
-    return [self = QPointer<Rehearsal>(this), file = line().file]() -> std::unique_ptr<CaptureSource> {
+    showFile();
+    return [self = QPointer<Rehearsal>(this), file = line().file,
+            meter = status().meter()]() -> std::unique_ptr<CaptureSource> {
         FileCapture::Options options;
         options.path = file;
+        options.meter = meter;
         options.onFinished = [self] { onMain(self, [self] { self->soundEnded(); }); };
         return std::make_unique<FileCapture>(std::move(options));
     };
+}
+
+void Rehearsal::showFile() {
+    InputStatus input;
+    input.state = InputStatus::State::Listening;
+    input.kind = InputKind::Application; // something by itself, whose name says what
+    input.name = QFileInfo(line().file).fileName();
+    input.heardSound = true;
+    status().setInput(input);
 }
 
 } // namespace parlowen

@@ -16,8 +16,11 @@ protected:
     std::optional<QString> soundProblem() const override;
     CaptureSourceFactory capture() override;
     AudioRouting& router() override { return router_; }
+    bool endsByItself() const override { return true; }
 
 private:
+    void showFile();
+
     NoAudioRouting router_;
 };
 

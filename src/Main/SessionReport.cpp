@@ -1,13 +1,14 @@
 #include "SessionReport.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <cmath>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
+
+constexpr Phrase notHeard{"… %1 s not heard …", "… %1 s 未听到 …"};
 
 QString clockText(double seconds) {
     const int whole = static_cast<int>(seconds);
@@ -18,9 +19,10 @@ QString clockText(double seconds) {
 
 SessionReport::~SessionReport() = default;
 
-TextReport::TextReport(Write write, Clock clock)
+TextReport::TextReport(Write write, Clock clock, Language language)
     : write_(std::move(write))
-    , clock_(std::move(clock)) {}
+    , clock_(std::move(clock))
+    , language_(language) {}
 
 void TextReport::line(const QString& text) { write_(text.toUtf8() + '\n'); }
 
@@ -32,6 +34,10 @@ void TextReport::row(int row, const QString& text, const QString& translation) {
     line(QStringLiteral("\n[%1] %2: %3").arg(clockText(clock_())).arg(row).arg(text));
     if (!translation.isEmpty())
         line(QStringLiteral("        → %1").arg(translation));
+}
+
+void TextReport::missed(int seconds) {
+    line(QStringLiteral("\n[%1] %2").arg(clockText(clock_()), notHeard.in(language_, seconds)));
 }
 
 void TextReport::asked(int answer, const QString&) { answers_[answer] = {}; }
@@ -56,6 +62,13 @@ void TextReport::writeLines(int answer, bool all) {
     }
 }
 
+// A line for each thing that wants doing, and one when all is well again.
+void TextReport::status(const QString& text, bool plain) {
+    if (!plain || saidStatus_)
+        line(QStringLiteral("· %1").arg(text));
+    saidStatus_ = !plain;
+}
+
 void TextReport::problem(const QString& text) { line(QStringLiteral("! %1").arg(text)); }
 
 void TextReport::warning(const QString& text) { line(QStringLiteral("! Warning: %1").arg(text)); }
@@ -67,13 +80,17 @@ JsonReport::JsonReport(Write write, Clock clock)
     , clock_(std::move(clock)) {}
 
 void JsonReport::event(const char* kind, const QString& text, int row, const QString& translation) {
-    QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
-                       {QStringLiteral("time"), std::round(clock_() * 1000) / 1000},
-                       {QStringLiteral("text"), text}};
+    QJsonObject object{{QStringLiteral("text"), text}};
     if (row > 0)
         object.insert(QStringLiteral("row"), row);
     if (!translation.isEmpty())
         object.insert(QStringLiteral("translation"), translation);
+    write(kind, std::move(object));
+}
+
+void JsonReport::write(const char* kind, QJsonObject object) {
+    object.insert(QStringLiteral("kind"), QLatin1String(kind));
+    object.insert(QStringLiteral("time"), std::round(clock_() * 1000) / 1000);
     write_(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
 }
 
@@ -84,6 +101,8 @@ void JsonReport::partial(int row, const QString& text, const QString& translatio
 }
 
 void JsonReport::row(int row, const QString& text, const QString& translation) { event("row", text, row, translation); }
+
+void JsonReport::missed(int seconds) { write("missed", {{QStringLiteral("seconds"), seconds}}); }
 
 void JsonReport::asked(int answer, const QString& question) {
     answers_[answer].clear();
@@ -97,6 +116,8 @@ void JsonReport::answerGrew(int answer, const QString& text) {
 }
 
 void JsonReport::answered(int answer) { event("answered", answers_[answer], answer); }
+
+void JsonReport::status(const QString& text, bool /*plain*/) { event("status", text); }
 
 void JsonReport::problem(const QString& text) { event("problem", text); }
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <Foundation/Phrase.h>
+
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 #include <functional>
 #include <map>
@@ -20,6 +23,10 @@ public:
     /// The sentence in progress, which will become row `row`.
     virtual void partial(int row, const QString& text, const QString& translation) = 0;
     virtual void row(int row, const QString& text, const QString& translation) = 0;
+    /// Between the rows, so many seconds were not heard.
+    virtual void missed(int seconds) = 0;
+    /// How it stands with what is heard and recognised, in a few words; `plain` when there is nothing to do about it.
+    virtual void status(const QString& text, bool plain) = 0;
     virtual void asked(int answer, const QString& question) = 0;
     /// The whole text of an answer so far.
     virtual void answerGrew(int answer, const QString& text) = 0;
@@ -32,10 +39,12 @@ public:
 /// For people: a line for each row, and each line of an answer as soon as it is whole.
 class TextReport : public SessionReport {
 public:
-    TextReport(Write write, Clock clock);
+    TextReport(Write write, Clock clock, Language language = terminalLanguage());
     void started(const QString& file) override;
     void partial(int row, const QString& text, const QString& translation) override;
     void row(int row, const QString& text, const QString& translation) override;
+    void missed(int seconds) override;
+    void status(const QString& text, bool plain) override;
     void asked(int answer, const QString& question) override;
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;
@@ -53,17 +62,21 @@ private:
 
     Write write_;
     Clock clock_;
+    Language language_;
     std::map<int, Answer> answers_;
+    bool saidStatus_ = false; ///< the last status had something to do about it
 };
 
 /// For programs: one JSON object a line. Every object has `kind` and `time`; most have `text` and `row`, translated
-/// rows `translation`. An `answer` holds the next piece of the answer of that row number.
+/// rows `translation`, and `missed` has `seconds`. An `answer` holds the next piece of the answer of that row number.
 class JsonReport : public SessionReport {
 public:
     JsonReport(Write write, Clock clock);
     void started(const QString& file) override;
     void partial(int row, const QString& text, const QString& translation) override;
     void row(int row, const QString& text, const QString& translation) override;
+    void missed(int seconds) override;
+    void status(const QString& text, bool plain) override;
     void asked(int answer, const QString& question) override;
     void answerGrew(int answer, const QString& text) override;
     void answered(int answer) override;
@@ -73,6 +86,7 @@ public:
 
 private:
     void event(const char* kind, const QString& text, int row = 0, const QString& translation = {});
+    void write(const char* kind, QJsonObject object);
 
     Write write_;
     Clock clock_;

@@ -5,8 +5,12 @@
 
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
+#include <Foundation/Phrase.h>
 #include <Network/ApiBase.h>
+
+#include <Tools/SessionStatusText.h>
 
 #include <QCloseEvent>
 #include <QSaveFile>
@@ -17,6 +21,7 @@ namespace parlowen {
 
 namespace {
 
+constexpr Phrase anotherSession{"another session of yours is open; both go on", "另一个面试窗口已打开，两个都会继续"};
 constexpr int statusDone = 0;
 constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
@@ -24,9 +29,8 @@ constexpr int statusBadInput = 2;
 constexpr int quietMilliseconds = 4'000;
 // What an answer, or a sentence that has begun, may take from one piece to the next once the sound is over.
 constexpr int pieceMilliseconds = 60'000;
-// A request for a token gives up after 30 seconds; so many are made before the session goes on without one.
-constexpr int startMilliseconds = 35'000;
-constexpr int tokenRequests = 4;
+// A token is asked for again and again; one that comes later than this does not come for a recording.
+constexpr int startMilliseconds = 60'000;
 
 } // namespace
 
@@ -77,6 +81,10 @@ void SessionRun::connectBackend() {
             giveUp(problem, statusNotRun);
             return;
         }
+        service_->onServing([this](bool serves) {
+            if (controller_)
+                controller_->setServiceStarting(!serves);
+        });
         ApiBase::setBuiltIn(access->baseUrl);
         useBackend(access->trust);
     });
@@ -118,8 +126,31 @@ void SessionRun::openSession() {
     controller_ = window_->controller();
     window_->installEventFilter(this);
     observe();
+    if (!line_.headless)
+        sayIfSecond();
+    connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::recognitionChanged);
+    connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
+    connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
     window_->show();
-    quiet_.start(startMilliseconds);
+    if (line_.verbose)
+        stops_.emplace();
+    if (endsByItself())
+        quiet_.start(startMilliseconds);
+}
+
+void SessionRun::sayIfSecond() {
+    presence_.emplace();
+    if (!presence_->isSecond())
+        return;
+    warn(anotherSession.in(terminalLanguage()));
+    controller_->addStatusNote(anotherSession.in(Language::Chinese));
+}
+
+void SessionRun::reportStatus() {
+    const SessionStatusText now = sessionStatusText(status_.input(), status_.recognition(), terminalLanguage());
+    if (closing_ || now.text == std::exchange(lastStatus_, now.text))
+        return;
+    report_.status(now.text, now.severity == SessionStatusText::Severity::Plain);
 }
 
 CaptureSourceFactory SessionRun::watchedCapture() {
@@ -136,12 +167,29 @@ void SessionRun::soundFailed(const QString& problem) {
     soundEnded();
 }
 
-// The session goes on without a token, but nobody is served by waiting once its requests have failed.
+// A request that is made again and again fails in the same way each time.
 void SessionRun::requestFailed(const QString& problem) {
-    report_.problem(problem);
-    ++failedRequests_;
-    if (window_ && !heard_.isValid() && !closing_)
-        quiet_.start(failedRequests_ < tokenRequests ? startMilliseconds : 0);
+    if (std::exchange(lastProblem_, problem) != problem)
+        report_.problem(problem);
+}
+
+void SessionRun::recognitionChanged() {
+    using State = RecognitionStatus::State;
+    using Cause = RecognitionStatus::Cause;
+    const RecognitionStatus& now = status_.recognition();
+    if (now.state == State::Reconnecting && now.cause == Cause::NoNetwork && service_)
+        service_->revive();
+    if (now.state == State::Recognizing)
+        lastProblem_.clear();
+    if (std::exchange(lagged_, recognitionLags()) != lagged_ || now.state == State::Recognizing)
+        settleSoon();
+}
+
+/// Sound that was captured may still become rows.
+bool SessionRun::recognitionLags() const {
+    using State = RecognitionStatus::State;
+    const RecognitionStatus& now = status_.recognition();
+    return now.state == State::Reconnecting || (now.state == State::Recognizing && now.waitingSeconds > 0);
 }
 
 void SessionRun::observe() {
@@ -159,6 +207,10 @@ void SessionRun::observe() {
         rows_ = index + 1;
         unfinished_.clear();
         report_.row(rows_, row.sourceText, row.resultText);
+        settleSoon();
+    };
+    observer.missed = [this](int seconds) {
+        report_.missed(seconds);
         settleSoon();
     };
     observer.asked = [this](const std::shared_ptr<StreamModel>& model) {
@@ -188,13 +240,15 @@ void SessionRun::observe() {
 
 void SessionRun::soundEnded() {
     soundOver_ = true;
+    if (controller_)
+        controller_->stopClock();
     settleSoon();
 }
 
 void SessionRun::settleSoon() {
     if (!soundOver_ || closing_)
         return;
-    const bool waits = !growing_.empty() || (!unfinished_.isEmpty() && !recognitionFailed_);
+    const bool waits = !growing_.empty() || ((!unfinished_.isEmpty() || recognitionLags()) && !recognitionFailed_);
     quiet_.start(waits ? pieceMilliseconds : quietMilliseconds);
 }
 
@@ -202,6 +256,8 @@ void SessionRun::settleSoon() {
 void SessionRun::settle() {
     if (!heard_.isValid())
         report_.problem(QStringLiteral("recognition did not start"));
+    else if (recognitionLags() && !std::exchange(recognitionFailed_, true))
+        report_.problem(QStringLiteral("the end was not recognised. ") + status_.recognition().details);
     if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
         controller_->aiResponseTapped();
         return;
@@ -235,6 +291,9 @@ bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
 
 // After the window's own close sequence, which stops its services in the background.
 void SessionRun::putAway() {
+    if (stops_)
+        consoleLog(QStringLiteral("主线程最长停顿：%1 毫秒").arg(stops_->longestStop()));
+    stops_.reset();
     waitForBackground();
     keep(*settings_);
     if (!unfinished_.isEmpty())

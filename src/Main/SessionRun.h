@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "LocalService.h"
+#include "MainThreadWatch.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
 #include "SessionSignIn.h"
@@ -9,6 +10,7 @@
 #include <AVFoundation/CaptureSource.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
+#include <Tools/SessionPresence.h>
 #include <Tools/SessionStatus.h>
 
 #include <QElapsedTimer>
@@ -56,6 +58,8 @@ protected:
     virtual void keep(SessionSettings&) {}
     /// Reports what keeps the session from hearing what it should, though it goes on.
     void warn(const QString& text) { report_.warning(text); }
+    /// Whether the session ends with its sound, so that a service that does not come ends it too.
+    virtual bool endsByItself() const { return false; }
     /// The sound is over; the session ends once everything is said.
     void soundEnded();
 
@@ -65,9 +69,13 @@ private:
     void loadLanguages();
     void openSession();
     void observe();
+    void sayIfSecond();
     CaptureSourceFactory watchedCapture();
     void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
+    void recognitionChanged();
+    void reportStatus();
+    bool recognitionLags() const;
     void settleSoon();
     void settle();
     void closeSession();
@@ -84,18 +92,22 @@ private:
     std::unique_ptr<LocalService> service_;
     std::unique_ptr<Composition> composition_;
     std::unique_ptr<SessionSignIn> signIn_;
+    std::optional<SessionPresence> presence_; ///< while the window is open
     std::unique_ptr<SessionWindow> window_;
     std::vector<LanguageListModel> spoken_;
     QPointer<AIInterviewDetailController> controller_;
+    std::optional<MainThreadWatch> stops_; ///< while the session's window is open, for the log
     QElapsedTimer heard_;
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete
     QString unfinished_;    ///< the sentence in progress
     int rows_ = 0;
-    int failedRequests_ = 0;
+    QString lastProblem_; ///< of a request
+    QString lastStatus_;  ///< as reported
     bool soundOver_ = false;
     bool soundFailed_ = false;
     bool recognitionFailed_ = false;
+    bool lagged_ = false;
     bool pictureFailed_ = false;
     bool closing_ = false;
 };

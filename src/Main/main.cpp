@@ -12,6 +12,7 @@
 #include <Foundation/MainQueue.h>
 #include <Foundation/SystemLog.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
+#include <PulseAudio/PulseClient.h>
 
 #include <openssl/crypto.h>
 
@@ -73,25 +74,20 @@ int runSession(const CommandLine& line) {
     return QCoreApplication::exec();
 }
 
-int checkAudio(const std::shared_ptr<AudioServer>& server, bool listen) {
-    std::function<void()> cancel = [] { QCoreApplication::exit(1); };
-    const UnixSignals interrupts([&cancel] { cancel(); });
-    onMain([&server, &cancel, listen] {
-        cancel = AudioCommands::check(
-            server, listen, [](const QByteArray& text) { write(stdout, text); },
-            [](int status) { QCoreApplication::exit(status); });
-    });
-    const int status = QCoreApplication::exec();
-    cancel();
-    return status;
+int checkAudio(PulseClient& client, const std::shared_ptr<AudioServer>& server, bool listen) {
+    client.waitUntilKnown(std::chrono::seconds(3));
+    const UnixSignals interrupts([] { QCoreApplication::exit(1); });
+    AudioCommands::check(
+        server, listen, [](const QByteArray& text) { write(stdout, text); },
+        [](int status) { QCoreApplication::exit(status); });
+    return QCoreApplication::exec();
 }
 
 int run(const CommandLine& line) {
     setSystemLogOnStandardError(line.verbose);
-    const auto server = std::make_shared<PulseAudioServer>();
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    const auto server = std::make_shared<PulseAudioServer>(client);
     AudioHardwareService::install(server);
-    AudioCommands::recover(server, line.action == CommandLine::Action::Interview ||
-                                       line.action == CommandLine::Action::CheckAudio);
     std::optional<ConsoleLogCapture> quiet;
     if (!line.verbose)
         quiet.emplace(onlyFailures);
@@ -101,9 +97,7 @@ int run(const CommandLine& line) {
     case CommandLine::Action::Interview:
         return runSession<Interview>(line);
     case CommandLine::Action::CheckAudio:
-        return checkAudio(server, line.listen);
-    case CommandLine::Action::SetupAudio:
-        return AudioCommands::setUp(server, [](const QByteArray& text) { write(stdout, text); });
+        return checkAudio(*client, server, line.listen);
     case CommandLine::Action::Print:
     case CommandLine::Action::Refuse:
         break;
@@ -122,7 +116,7 @@ bool hasDisplay() {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::signal(SIGPIPE, SIG_IGN); // devices are to be given back also when nobody reads what is printed
+    std::signal(SIGPIPE, SIG_IGN); // a session is to end in order also when nobody reads what is printed
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);

@@ -3,8 +3,8 @@
 #include "AudioRouteNames.h"
 #include "DeviceSearch.h"
 
+#include <AVFoundation/ChirpProbe.h>
 #include <Tools/SimplyCoreAudio/PropertyAccess.h>
-#include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 
 #include <algorithm>
 
@@ -12,169 +12,127 @@ namespace parlowen {
 
 namespace {
 
-using DeviceSearch::firstOf;
-using Device = std::shared_ptr<AudioDevice>;
+using Device = DeviceSearch::Device;
 using Kind = AudioCheck::Finding::Kind;
 
-bool isMuted(AudioServer& server, const Device& device, FourCharCode scope) {
-    const AudioObjectPropertyAddress mute{fourCC("mute"), scope};
-    return server.hasProperty(device->objectID(), mute) &&
-           PropertyAccess::integer(server, device->objectID(), mute) == 1U;
-}
-
-bool hasOutput(AudioServer& server, const Device& device) {
-    return server.hasProperty(device->objectID(), {fourCC("volm"), kAudioObjectPropertyScopeOutput});
-}
+constexpr Phrase noServer{"No audio server answers.", "没有音频服务应答。"};
+constexpr Phrase startServer{"Start PulseAudio, or PipeWire with its PulseAudio service, and try again.",
+                             "请启动 PulseAudio，或启动带 PulseAudio 服务的 PipeWire，然后重试。"};
+constexpr Phrase oneDevice{"The audio server answers and shows 1 device.", "音频服务正常，有 1 个设备。"};
+constexpr Phrase devices{"The audio server answers and shows %1 devices.", "音频服务正常，有 %1 个设备。"};
+constexpr Phrase noOutput{"There is no default output.", "没有默认输出设备。"};
+constexpr Phrase connectOutput{"Connect speakers or headphones, or choose an output in the sound settings.",
+                               "请连接扬声器或耳机，或在声音设置中选择输出设备。"};
+constexpr Phrase hearsOutput{"A session on the call hears what \"%1\" plays.", "通话面试会听到“%1”播放的声音。"};
+constexpr Phrase outputMuted{"That output is muted: neither you nor a session would hear the call.",
+                             "该输出设备已静音：您和面试都听不到通话。"};
+constexpr Phrase unmute{"Unmute it in the sound settings.", "请在声音设置中取消静音。"};
+constexpr Phrase playsElsewhere{"Something plays on \"%1\", which is not the default output.",
+                                "“%1”正在播放声音，但它不是默认输出设备。"};
+constexpr Phrase turnsThere{
+    "A session turns to it when the default output is silent; or choose it in the sound settings.",
+    "默认输出无声时面试会转去收听它；也可在声音设置中选择它。"};
+constexpr Phrase mayNotRecord{"The audio server does not let this program record.", "音频服务不允许本程序录音。"};
+constexpr Phrase allow{"Allow it the microphone in the system's privacy settings.",
+                       "请在系统的隐私设置中允许使用麦克风。"};
+constexpr Phrase noMicrophone{"There is no microphone.", "没有麦克风。"};
+constexpr Phrase connectMicrophone{"Connect one for microphone interviews.", "麦克风面试需要连接麦克风。"};
+constexpr Phrase hearsMicrophone{"A microphone interview hears \"%1\".", "麦克风面试会听到“%1”。"};
+constexpr Phrase inputMuted{"That microphone is muted: a session on it would hear nothing.",
+                            "该麦克风已静音：面试将听不到声音。"};
+constexpr Phrase chirpFailed{"problem The sound check could not be made: %1.\n", "问题    无法进行声音检测：%1。\n"};
+constexpr Phrase chirpLost{"problem The chirp did not come back from the output.\n"
+                           "        Look for a muted output or a volume of zero in the sound settings.\n",
+                           "问题    没有从输出设备收到测试音。\n"
+                           "        请在声音设置中检查输出是否静音或音量为零。\n"};
+constexpr Phrase chirpCame{"ok      The chirp came back from the output, %1 dB against what was played, %2 ms late.\n",
+                           "正常    从输出设备收到测试音，电平差 %1 dB，延迟 %2 毫秒。\n"};
+constexpr Phrase marks[] = {{"ok      ", "正常    "}, {"note    ", "注意    "}, {"problem ", "问题    "}};
 
 class Check {
 public:
-    explicit Check(const std::shared_ptr<AudioServer>& server)
+    Check(const std::shared_ptr<AudioServer>& server, Language language)
         : server_(*server)
+        , language_(language)
         , simply_(server)
-        , devices_(simply_.deviceList())
-        , loopback_(firstOf(devices_, [](const Device& device) {
-            return device->deviceName() == AudioRouteNames::loopbackDevice();
-        })) {}
+        , devices_(simply_.deviceList()) {
+        std::erase_if(devices_, [](const Device& device) {
+            return device->deviceName() == AudioRouteNames::loopbackDevice() || device->isAggregate();
+        });
+    }
 
     AudioCheck run(AVAuthorizationStatus permission) {
         if (!PropertyAccess::objects(server_, kAudioObjectSystemObject, PropertyAccess::global(fourCC("dev#")))) {
-            add(Kind::Problem, QStringLiteral("No audio server answers."),
-                QStringLiteral("Start PulseAudio, or PipeWire with its PulseAudio service, and try again."));
+            add(Kind::Problem, noServer.in(language_), startServer);
             return check_;
         }
-        add(Kind::Good, QStringLiteral("The audio server answers and shows %1.")
-                            .arg(devices_.size() == 1 ? QStringLiteral("1 device")
-                                                      : QStringLiteral("%1 devices").arg(devices_.size())));
-        loopback();
+        add(Kind::Good, devices_.size() == 1 ? oneDevice.in(language_) : devices.in(language_, devices_.size()));
         output();
-        input();
         microphone(permission);
         return check_;
     }
 
 private:
-    void add(Kind kind, const QString& text, const QString& advice = {}) {
-        check_.findings.push_back({kind, text, advice});
+    void add(Kind kind, const QString& text, const Phrase& advice = {"", ""}) {
+        check_.findings.push_back({kind, text, advice.in(language_)});
     }
 
-    void loopback() {
-        if (loopback_) {
-            add(Kind::Good,
-                QStringLiteral("The loop-back device \"%1\" is there.").arg(AudioRouteNames::loopbackDevice()));
-            if (isMuted(server_, loopback_, kAudioObjectPropertyScopeInput) ||
-                isMuted(server_, loopback_, kAudioObjectPropertyScopeOutput))
-                add(Kind::Problem, QStringLiteral("The loop-back device is muted: a session would hear nothing."),
-                    QStringLiteral("Unmute it and its monitor in the sound settings."));
-            return;
-        }
-        const Device similar = firstOf(devices_, [](const Device& device) {
-            return device->deviceName().startsWith(QStringLiteral("vorlanOutput"), Qt::CaseInsensitive);
-        });
-        if (similar)
-            add(Kind::Problem,
-                QStringLiteral("The device \"%1\" is not taken for the loop-back device, whose name must be \"%2\".")
-                    .arg(similar->deviceName(), AudioRouteNames::loopbackDevice()),
-                QStringLiteral("Its description has to be quoted where it is configured, because of the blank."));
-        else
-            add(Kind::Problem,
-                QStringLiteral("There is no loop-back device \"%1\".").arg(AudioRouteNames::loopbackDevice()),
-                QStringLiteral("Run 'parlowen --setup-audio', which creates it until the audio server ends."));
+    bool flag(const Device& device, FourCharCode selector, FourCharCode scope) {
+        const AudioObjectPropertyAddress address{selector, scope};
+        return server_.hasProperty(device->objectID(), address) &&
+               PropertyAccess::integer(server_, device->objectID(), address) == 1U;
     }
 
     void output() {
         const Device output = simply_.defaultOutput();
         if (!output) {
-            add(Kind::Problem, QStringLiteral("There is no default output."),
-                QStringLiteral("Connect speakers or headphones, or choose an output in the sound settings."));
-        } else if (output->deviceUID() == AudioRouteNames::multiOutputUID()) {
-            add(Kind::Problem,
-                QStringLiteral("Sound goes to \"%1\": a session runs, or was not ended properly.")
-                    .arg(output->deviceName()),
-                QStringLiteral("End it, and any other parlowen, and run 'parlowen --check-audio' again, which then "
-                               "removes what was left."));
-        } else if (output->isAggregate()) {
-            add(Kind::Problem,
-                QStringLiteral("Sound goes to \"%1\", which combines other devices.").arg(output->deviceName()),
-                QStringLiteral("Choose a single device as the output in the sound settings."));
-        } else if (output == loopback_) {
-            add(Kind::Problem, QStringLiteral("Sound goes to the loop-back device alone: nobody hears it."),
-                QStringLiteral("Choose your speakers or headphones as the output in the sound settings."));
-        } else {
-            add(Kind::Good, QStringLiteral("Sound goes to \"%1\".").arg(output->deviceName()));
-            if (isMuted(server_, output, kAudioObjectPropertyScopeOutput))
-                add(Kind::Note, QStringLiteral("That output is muted: you would not hear the call."),
-                    QStringLiteral("Unmute it in the sound settings."));
-        }
-    }
-
-    void input() {
-        const Device input = simply_.defaultInput();
-        if (!input) {
-            add(Kind::Note, QStringLiteral("There is no default input."),
-                QStringLiteral("A session chooses one by itself."));
+            add(Kind::Problem, noOutput.in(language_), connectOutput);
             return;
         }
-        const Device output = simply_.defaultOutput();
-        if (input != loopback_ && output && output->deviceUID() == AudioRouteNames::multiOutputUID())
-            add(Kind::Problem,
-                QStringLiteral("A session on the call's own sound runs, but what it hears is \"%1\".")
-                    .arg(input->deviceName()),
-                QStringLiteral("Choose the monitor of \"%1\" as the input in the sound settings.")
-                    .arg(AudioRouteNames::loopbackDevice()));
-        else
-            add(Kind::Good, QStringLiteral("The default input is \"%1\".").arg(input->deviceName()));
-        if (input != loopback_ && isMuted(server_, input, kAudioObjectPropertyScopeInput))
-            add(Kind::Note, QStringLiteral("That input is muted: a session on it would hear nothing."),
-                QStringLiteral("Unmute it in the sound settings."));
+        add(Kind::Good, hearsOutput.in(language_, output->deviceName()));
+        if (flag(output, fourCC("mute"), kAudioObjectPropertyScopeOutput))
+            add(Kind::Note, outputMuted.in(language_), unmute);
+        const auto runs = [this](const Device& device) {
+            return flag(device, fourCC("gone"), kAudioObjectPropertyScopeGlobal);
+        };
+        for (const Device& other : devices_) {
+            if (other != output && DeviceSearch::hasOutput(server_, other) && runs(other) && !runs(output))
+                add(Kind::Note, playsElsewhere.in(language_, other->deviceName()), turnsThere);
+        }
     }
 
     void microphone(AVAuthorizationStatus permission) {
-        const Device found = firstOf(devices_, DeviceSearch::isMicrophone);
-        if (permission == AVAuthorizationStatus::Denied)
-            add(Kind::Problem, QStringLiteral("The audio server does not let this program record."),
-                QStringLiteral("Allow it the microphone in the system's privacy settings."));
-        else if (permission != AVAuthorizationStatus::Authorized)
-            add(Kind::Note, QStringLiteral("The audio server shows nothing but its own sound to record from."),
-                QStringLiteral("Connect a microphone for microphone interviews."));
-        else if (found)
-            add(Kind::Good, QStringLiteral("A microphone interview would use \"%1\".").arg(found->deviceName()));
-        else
-            microphoneByDefault();
-    }
-
-    void microphoneByDefault() {
-        const Device input = simply_.defaultInput();
-        const QString noneNamed = QStringLiteral("No device has \"microphone\" or \"麦克风\" in its name");
-        if (input && hasOutput(server_, input))
-            add(Kind::Note,
-                noneNamed + QStringLiteral(", and the default input gives what \"%1\" plays.").arg(input->deviceName()),
-                QStringLiteral("For microphone interviews, choose a microphone as the input in the sound settings."));
-        else
-            add(Kind::Note, noneNamed + u'.',
-                QStringLiteral("A microphone interview keeps the default input: choose it in the sound settings."));
+        if (permission == AVAuthorizationStatus::Denied) {
+            add(Kind::Problem, mayNotRecord.in(language_), allow);
+            return;
+        }
+        const Device found = DeviceSearch::microphone(server_, devices_);
+        if (!found) {
+            add(Kind::Note, noMicrophone.in(language_), connectMicrophone);
+            return;
+        }
+        add(Kind::Good, hearsMicrophone.in(language_, found->deviceName()));
+        if (flag(found, fourCC("mute"), kAudioObjectPropertyScopeInput))
+            add(Kind::Note, inputMuted.in(language_), unmute);
     }
 
     AudioServer& server_;
+    const Language language_;
     const SimplyCoreAudio simply_;
-    const std::vector<Device> devices_;
-    const Device loopback_;
+    std::vector<Device> devices_;
     AudioCheck check_;
 };
 
 } // namespace
 
 bool AudioCheck::isReady() const {
-    return std::none_of(findings.begin(), findings.end(),
-                        [](const Finding& finding) { return finding.kind == Kind::Problem; });
+    return std::ranges::none_of(findings, [](const Finding& finding) { return finding.kind == Kind::Problem; });
 }
 
-QString AudioCheck::text() const {
+QString AudioCheck::text(Language language) const {
     QString text;
     for (const Finding& finding : findings) {
-        const QString mark = finding.kind == Kind::Good   ? QStringLiteral("ok      ")
-                             : finding.kind == Kind::Note ? QStringLiteral("note    ")
-                                                          : QStringLiteral("problem ");
-        text += mark + finding.text + u'\n';
+        text += marks[static_cast<std::size_t>(finding.kind)].in(language) + finding.text + u'\n';
         if (!finding.advice.isEmpty())
             text += QStringLiteral("        ") + finding.advice + u'\n';
     }
@@ -190,8 +148,16 @@ QString AudioCheck::problems() const {
     return lines.join(u' ');
 }
 
-AudioCheck checkAudio(const std::shared_ptr<AudioServer>& server, AVAuthorizationStatus permission) {
-    return Check(server).run(permission);
+AudioCheck checkAudio(const std::shared_ptr<AudioServer>& server, Language language, AVAuthorizationStatus permission) {
+    return Check(server, language).run(permission);
+}
+
+QString chirpText(const ChirpResult& result, Language language) {
+    if (!result.problem.isEmpty())
+        return chirpFailed.in(language, result.problem);
+    if (!result.arrived)
+        return chirpLost.in(language);
+    return chirpCame.in(language, QString::number(result.gainDb, 'f', 1), QString::number(result.delayMs, 'f', 0));
 }
 
 } // namespace parlowen

@@ -2,16 +2,16 @@
 
 namespace parlowen {
 
-/// What a session asks of the computer's audio devices. Main thread.
+/// What a session asks of the audio devices, as this program sees them. Main thread.
 class AudioRouting {
 public:
     virtual ~AudioRouting();
 
-    /// Makes the loop-back device the default input and lets the sound be heard and captured at once.
+    /// Lets the session hear what the computer plays.
     virtual void setupSystemAudio() = 0;
-    /// Makes a microphone the default input, or the loop-back device.
+    /// Lets the session hear a microphone, or what the computer plays.
     virtual void switchInput(bool useMicrophone) = 0;
-    /// Gives the user's own devices back. Harmless when nothing was changed.
+    /// Ends that. Harmless when nothing was asked for.
     virtual void restoreDevices() = 0;
 };
 

@@ -1,14 +1,17 @@
 #include "AzTokenNewManager.h"
 
-#include "SpeechRecognitionTool.h"
-
 #include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
+
+#include <algorithm>
 
 namespace parlowen {
 
 namespace {
 
 constexpr int maxRetries = 3;
+constexpr std::chrono::milliseconds longestPause{10'000};
+constexpr qint64 peaceSeconds = 60; // without a need to ask again, after which pauses grow anew
 
 } // namespace
 
@@ -64,8 +67,32 @@ void AzTokenNewManager::handleFailure() {
     if (delegate_ == nullptr)
         return;
     consoleLog("获取 token 失败，停止轮训。");
-    if (const std::shared_ptr<SpeechRecognitionTool> tool = delegate_->speechTool())
-        tool->stopRecognition();
+    delegate_->tokenDidFail();
+    askAgain();
+}
+
+void AzTokenNewManager::renewToken() {
+    action = 2;
+    askAgain();
+}
+
+// `retry` stays as it is: in a cycle that has given up, each pause is followed by one request.
+void AzTokenNewManager::askAgain() {
+    if (pausing_)
+        return;
+    const QDateTime now = QDateTime::currentDateTime();
+    const bool peace = !lastAsked_ || std::abs(lastAsked_->secsTo(now)) > peaceSeconds;
+    pause_ = peace ? firstPause : std::min(pause_ * 2, longestPause);
+    lastAsked_ = now;
+    pausing_ = true;
+    onMainAfter(std::chrono::duration<double>(pause_).count(), [weak = weak_from_this()] {
+        const std::shared_ptr<AzTokenNewManager> self = weak.lock();
+        if (!self)
+            return;
+        self->pausing_ = false;
+        if (self->delegate_ != nullptr)
+            self->requestToken();
+    });
 }
 
 } // namespace parlowen

@@ -4,12 +4,11 @@
 
 #include <QDateTime>
 #include <QString>
+#include <chrono>
 #include <memory>
 #include <optional>
 
 namespace parlowen {
-
-class SpeechRecognitionTool;
 
 /// What opens the speech service.
 struct AzTokenModel {
@@ -26,12 +25,12 @@ public:
     virtual void tokenDidFetch(const AzTokenModel& token) = 0;
     /// A later one.
     virtual void tokenDidRefresh(const AzTokenModel& token) = 0;
-    /// The running recognition, stopped when no token can be had; null when there is none.
-    virtual std::shared_ptr<SpeechRecognitionTool> speechTool() = 0;
+    /// No token can be had for now; it is asked for again. What runs with an earlier one is not touched by that.
+    virtual void tokenDidFail() = 0;
 };
 
-/// Fetches the token and region of the speech service; tries a failed fetch three times more, then stops recognition.
-/// Main thread.
+/// Fetches the token and region of the speech service. A failed fetch is tried three times more at once, then again and
+/// again with pauses that grow up to 10 s. Main thread.
 class AzTokenNewManager : public std::enable_shared_from_this<AzTokenNewManager> {
 public:
     /// Must be made with std::make_shared; replies that come after it is gone are dropped.
@@ -39,6 +38,8 @@ public:
 
     int action = 1; ///< 1 the first fetch of a session, 2 a refresh
     int retry = 0;  ///< retries made in this cycle, 0 to 3
+    std::chrono::milliseconds firstPause{
+        250}; ///< before a token is asked for again; each further pause is twice as long
 
     /// Not owned; whoever sets it takes it away (null) before it is destroyed.
     void setDelegate(AzTokenNewDelegate* delegate);
@@ -47,14 +48,20 @@ public:
     void requestToken();
     /// Starts a new cycle, for a token that replaces an earlier one.
     void refreshToken();
+    /// Asks for another token after a pause, since the last one was refused. Does nothing while that is under way.
+    void renewToken();
 
 private:
+    void askAgain();
     void handleReply(FResponseStatus status, const std::optional<JSON>& reply);
     void handleFailure();
 
     HttpDatas& http_;
     AzTokenNewDelegate* delegate_ = nullptr;
     std::optional<QDateTime> lastRequestTime_;
+    std::optional<QDateTime> lastAsked_; ///< when askAgain() last began a pause
+    std::chrono::milliseconds pause_{0};
+    bool pausing_ = false;
 };
 
 } // namespace parlowen

@@ -1,32 +1,20 @@
 #pragma once
 
-#include <Tools/SimplyCoreAudio/AudioDevice.h>
+#include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 
-#include <algorithm>
 #include <memory>
-#include <optional>
 #include <vector>
 
-/// How the router, its recovery and the audio check pick devices, so that all mean the same ones.
+/// How the router and the audio check pick devices, so that both mean the same ones.
 namespace parlowen::DeviceSearch {
 
-/// The first device that passes the test; null when none does.
-template<class Test>
-std::shared_ptr<AudioDevice> firstOf(const std::vector<std::shared_ptr<AudioDevice>>& devices, const Test& test) {
-    const auto found = std::find_if(devices.begin(), devices.end(), test);
-    return found == devices.end() ? nullptr : *found;
-}
+using Device = std::shared_ptr<AudioDevice>;
 
-/// None without a device, or when the device has no UID.
-inline std::optional<QString> uidOf(const std::shared_ptr<AudioDevice>& device) {
-    return device ? device->deviceUID() : std::nullopt;
-}
+/// Whether the device plays.
+bool hasOutput(AudioServer& server, const Device& device);
 
-/// A microphone is known by its name alone.
-inline bool isMicrophone(const std::shared_ptr<AudioDevice>& device) {
-    const QString name = device->deviceName().toLower();
-    return !device->isAggregate() &&
-           (name.contains(QStringLiteral("microphone")) || name.contains(QStringLiteral("麦克风")));
-}
+/// The microphone that a session would use: the user's own input where that is one, else the first that is plugged in,
+/// one that is called a microphone before others. Never one that gives what an output plays; null when there is none.
+Device microphone(AudioServer& server, const std::vector<Device>& devices);
 
 } // namespace parlowen::DeviceSearch

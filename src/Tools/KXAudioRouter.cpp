@@ -6,20 +6,23 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
-#include <Tools/SimplyCoreAudio/PropertyAccess.h>
 
 #include <QVariantMap>
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
 
-using DeviceSearch::firstOf;
-using DeviceSearch::uidOf;
-
 /// The server may announce a new device before it can be used.
 constexpr double secondsUntilUse = 1.0;
+
+template<class Test>
+std::shared_ptr<AudioDevice> firstOf(const std::vector<std::shared_ptr<AudioDevice>>& devices, const Test& test) {
+    const auto found = std::ranges::find_if(devices, test);
+    return found == devices.end() ? nullptr : *found;
+}
 
 QString statusText(OSStatus status) {
     return QStringLiteral("%1 (0x%2)")
@@ -41,7 +44,7 @@ QVariantMap multiOutputDescription(const QString& aggregateUID, const QString& l
 
 KXAudioRouter& KXAudioRouter::shared() {
     // Never destroyed: it keeps the device layer's listening alive for the life of the process.
-    static auto* const router = new KXAudioRouter(AudioHardwareService::shared(), std::make_shared<RouterJournal>());
+    static auto* const router = new KXAudioRouter(AudioHardwareService::shared());
     return *router;
 }
 
@@ -49,20 +52,17 @@ KXAudioRouter::Scheduler KXAudioRouter::mainQueue() {
     return [](double seconds, std::function<void()> work) { onMainAfter(seconds, std::move(work)); };
 }
 
-KXAudioRouter::KXAudioRouter(std::shared_ptr<AudioServer> server, std::shared_ptr<RouterJournal> journal,
-                             Scheduler scheduler, LoopbackDevice::Creator makeLoopback)
+KXAudioRouter::KXAudioRouter(std::shared_ptr<AudioServer> server, Scheduler scheduler)
     : server_(std::move(server))
-    , journal_(std::move(journal))
     , scheduler_(std::move(scheduler))
-    , makeLoopback_(std::move(makeLoopback))
     , simply_(server_)
     , blackHoleDeviceName_(AudioRouteNames::loopbackDevice())
     , aggregateUID_(AudioRouteNames::multiOutputUID())
     , currentOutputDevice_(simply_.defaultOutput())
     , blackHoleDevice_(findLoopback())
-    , lifetime_(std::make_shared<int>()) {
-    watchForRestarts();
-}
+    , lifetime_(std::make_shared<int>()) {}
+
+KXAudioRouter::~KXAudioRouter() = default;
 
 KXAudioRouter::Device KXAudioRouter::findLoopback() const {
     return firstOf(simply_.deviceList(),
@@ -70,43 +70,12 @@ KXAudioRouter::Device KXAudioRouter::findLoopback() const {
 }
 
 KXAudioRouter::Device KXAudioRouter::findMicrophone() const {
-    return firstOf(simply_.deviceList(), DeviceSearch::isMicrophone);
+    return DeviceSearch::microphone(*server_, simply_.deviceList());
 }
 
 KXAudioRouter::Device KXAudioRouter::findMultiOutput() const {
     return firstOf(simply_.aggregateDeviceList(),
                    [this](const Device& device) { return device->deviceUID() == aggregateUID_; });
-}
-
-/// Within a session the default may be the server's choice.
-void KXAudioRouter::rememberOwnInput() {
-    const Device now = simply_.defaultInput();
-    if (route_ == Route::UsersOwn && now && now != blackHoleDevice_)
-        ownInput_ = now;
-}
-
-void KXAudioRouter::setDefaultInput(const Device& device) {
-    if (const std::optional<QString> uid = device->deviceUID())
-        journal_->willSetInput(uidOf(simply_.defaultInput()), *uid);
-    device->makeDefaultInput();
-}
-
-void KXAudioRouter::setDefaultOutput(const Device& device) {
-    if (const std::optional<QString> uid = device->deviceUID())
-        journal_->willSetOutput(uidOf(simply_.defaultOutput()), *uid);
-    device->makeDefaultOutput();
-}
-
-bool KXAudioRouter::serverAnswers() const {
-    return PropertyAccess::objects(*server_, kAudioObjectSystemObject, PropertyAccess::global(fourCC("dev#")))
-        .has_value();
-}
-
-void KXAudioRouter::later(double seconds, std::function<void()> work) {
-    scheduler_(seconds, [alive = std::weak_ptr<int>(lifetime_), work = std::move(work)] {
-        if (!alive.expired())
-            work();
-    });
 }
 
 void KXAudioRouter::setupSystemAudio() {
@@ -118,13 +87,13 @@ void KXAudioRouter::setupSystemAudio() {
         return;
     }
     currentOutputDevice_ = output;
-    rememberOwnInput();
-    route_ = Route::SystemAudio;
-    dropLooks();
-    setDefaultInput(blackHoleDevice_);
+    blackHoleDevice_->makeDefaultInput();
     consoleLog(QStringLiteral("✅ 设置 BlackHole 为默认输入"));
     createAggregateDevice(*loopbackUID, *outputUID);
-    later(secondsUntilUse, [this] { useAggregateAsOutput(); });
+    scheduler_(secondsUntilUse, [this, alive = std::weak_ptr<int>(lifetime_)] {
+        if (!alive.expired())
+            useAggregateAsOutput();
+    });
 }
 
 void KXAudioRouter::createAggregateDevice(const QString& loopbackUID, const QString& outputUID) {
@@ -132,7 +101,6 @@ void KXAudioRouter::createAggregateDevice(const QString& loopbackUID, const QStr
         consoleLog(QStringLiteral("🔁 聚合设备已存在"));
         return;
     }
-    journal_->willMakeMultiOutput();
     AudioObjectID made = kAudioObjectUnknown;
     const OSStatus status =
         server_->createAggregateDevice(multiOutputDescription(aggregateUID_, loopbackUID, outputUID), made);
@@ -148,7 +116,7 @@ void KXAudioRouter::useAggregateAsOutput() {
         consoleLog(QStringLiteral("❌ 聚合设备未找到"));
         return;
     }
-    setDefaultOutput(multiOutput);
+    multiOutput->makeDefaultOutput();
     consoleLog(QStringLiteral("✅ 设置聚合设备为默认输出"));
 }
 
@@ -158,76 +126,36 @@ void KXAudioRouter::switchInput(bool useMicrophone) {
         consoleLog(useMicrophone ? QStringLiteral("❌ 未找到麦克风设备") : QStringLiteral("❌ BlackHole 设备不可用"));
         return;
     }
-    rememberOwnInput();
-    if (useMicrophone)
-        route_ = Route::Microphone;
-    setDefaultInput(input);
+    input->makeDefaultInput();
     consoleLog(useMicrophone ? QStringLiteral("✅ 切换到麦克风输入：%1").arg(input->deviceName())
                              : QStringLiteral("✅ 切换到系统音频输入（BlackHole）"));
 }
 
 void KXAudioRouter::restoreDevices() {
-    route_ = Route::UsersOwn;
-    dropLooks();
     if (!currentOutputDevice_) {
         consoleLog(QStringLiteral("⚠️ 原始输出设备未记录"));
         return;
     }
-    setDefaultOutput(currentOutputDevice_);
+    currentOutputDevice_->makeDefaultOutput();
     consoleLog(QStringLiteral("✅ 恢复原始输出设备"));
-    const Device input = giveInputBack();
-    const bool multiOutputIsGone = destroyAggregateDevice();
-    noteWhatIsBack(input, multiOutputIsGone);
-}
-
-/// The device that is the default input now on the router's account, if any.
-KXAudioRouter::Device KXAudioRouter::giveInputBack() {
-    if (Device microphone = findMicrophone()) {
-        setDefaultInput(microphone);
+    if (const Device microphone = findMicrophone()) {
+        microphone->makeDefaultInput();
         consoleLog(QStringLiteral("✅ 恢复麦克风输入：%1").arg(microphone->deviceName()));
-        return microphone;
     }
-    // The next call must not hear the loop-back device only because the user's input goes by another name.
-    if (!ownInput_ || !isThere(ownInput_) || simply_.defaultInput() != blackHoleDevice_)
-        return nullptr;
-    setDefaultInput(ownInput_);
-    return ownInput_;
+    destroyAggregateDevice();
 }
 
-/// False when the device may be left.
-bool KXAudioRouter::destroyAggregateDevice() {
+void KXAudioRouter::destroyAggregateDevice() {
     const Device multiOutput = findMultiOutput();
     if (!multiOutput) {
         consoleLog(QStringLiteral("⚠️ 没有找到需要销毁的聚合设备"));
-        return serverAnswers();
+        return;
     }
     const OSStatus status = server_->destroyAggregateDevice(multiOutput->objectID());
     if (status == kAudioHardwareNoError)
         consoleLog(QStringLiteral("🗑️ 聚合设备销毁成功"));
     else
         consoleLog(QStringLiteral("❌ 聚合设备销毁失败，状态码: %1").arg(statusText(status)));
-    return status == kAudioHardwareNoError;
-}
-
-/// Whether the user hears what is played: on their own output, or, where that is gone, on another one.
-bool KXAudioRouter::outputIsBack() const {
-    const Device now = simply_.defaultOutput();
-    return now == currentOutputDevice_ ||
-           (now && !isThere(currentOutputDevice_) && now != blackHoleDevice_ && now != findMultiOutput());
-}
-
-void KXAudioRouter::noteWhatIsBack(const Device& input, bool multiOutputIsGone) {
-    RouterJournal::Returned back{false, false, false};
-    if (serverAnswers()) {
-        back.input = !input || simply_.defaultInput() == input || !isThere(input);
-        back.output = outputIsBack();
-        back.multiOutput = multiOutputIsGone;
-        journal_->gaveBack(back);
-        if (!back.output && !isThere(currentOutputDevice_))
-            lookNowAndThen();
-    }
-    if (!back.input || !back.output || !back.multiOutput)
-        route_ = Route::ToBeGivenBack;
 }
 
 } // namespace parlowen

@@ -1,8 +1,6 @@
 #pragma once
 
 #include "AudioRouting.h"
-#include "LoopbackDevice.h"
-#include "RouterJournal.h"
 
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 
@@ -11,14 +9,9 @@
 
 namespace parlowen {
 
-/// Lets a call be heard and captured at once: the loop-back device becomes the default input, and a multi-output device
-/// of the loop-back device and the user's own output becomes the default output. Main thread only; what happens shows
-/// in the console log alone.
-///
-/// When the audio server restarts during a session, what the session needs is made again: the loop-back device unless
-/// it comes back by itself, the multi-output device, and the defaults. While the user's own output is away, another
-/// one serves. Devices that cannot be given back because the server or the output is away are given back when it
-/// returns, or else at the next start.
+/// Lets a session hear the call: the loop-back device becomes the sessions' input, and a multi-output device of the
+/// loop-back device and the user's own output the default output. All of it is noted in this process and leaves the
+/// audio server as it is. Main thread only; what happens shows in the console log alone.
 class KXAudioRouter : public AudioRouting {
 public:
     /// Runs work on the main queue so many seconds later.
@@ -28,8 +21,7 @@ public:
     static KXAudioRouter& shared();
 
     /// Looks up the loop-back device and the output to give back at once.
-    KXAudioRouter(std::shared_ptr<AudioServer> server, std::shared_ptr<RouterJournal> journal,
-                  Scheduler scheduler = mainQueue(), LoopbackDevice::Creator makeLoopback = LoopbackDevice::create);
+    explicit KXAudioRouter(std::shared_ptr<AudioServer> server, Scheduler scheduler = mainQueue());
     ~KXAudioRouter() override;
     KXAudioRouter(const KXAudioRouter&) = delete;
     KXAudioRouter& operator=(const KXAudioRouter&) = delete;
@@ -42,49 +34,21 @@ public:
 
 private:
     using Device = std::shared_ptr<AudioDevice>;
-    /// What the devices are kept at, should the server restart.
-    enum class Route { UsersOwn, SystemAudio, Microphone, ToBeGivenBack };
 
     Device findLoopback() const;
     Device findMicrophone() const;
     Device findMultiOutput() const;
     void createAggregateDevice(const QString& loopbackUID, const QString& outputUID);
     void useAggregateAsOutput();
-    bool destroyAggregateDevice();
-    bool outputIsBack() const;
-    void rememberOwnInput();
-    Device giveInputBack();
-    void noteWhatIsBack(const Device& input, bool multiOutputIsGone);
-    void setDefaultInput(const Device& device);
-    void setDefaultOutput(const Device& device);
-    bool serverAnswers() const;
-    void later(double seconds, std::function<void()> work);
-
-    void watchForRestarts();
-    void serverRestarted();
-    void lookWhetherReady(int look);
-    void lookLater(int look);
-    void lookNowAndThen();
-    void dropLooks() { ++looks_; }
-    bool isThere(const Device& device) const;
-    bool isReadyAgain() const;
-    void makeLoopbackAgain();
-    void setUpAgain();
-    void setUpSystemAudioAgain();
+    void destroyAggregateDevice();
 
     const std::shared_ptr<AudioServer> server_;
-    const std::shared_ptr<RouterJournal> journal_;
     const Scheduler scheduler_;
-    const LoopbackDevice::Creator makeLoopback_;
     const SimplyCoreAudio simply_;
     const QString blackHoleDeviceName_;
     const QString aggregateUID_;
     Device currentOutputDevice_; ///< what to give back at the end
-    Device ownInput_; ///< the user's default input before the session, given back where there is no microphone
     Device blackHoleDevice_;
-    Route route_ = Route::UsersOwn;
-    int looks_ = 0; ///< the number of the look that is to come; others do nothing
-    ListenerToken restartListener_ = 0;
     const std::shared_ptr<int> lifetime_; ///< delayed work does nothing once this is gone
 };
 

@@ -12,13 +12,6 @@ namespace parlowen {
 
 namespace {
 
-/// Calls a copy, so that the callback may start the tool anew and with that replace itself.
-template<class Callback, class... Arguments>
-void call(Callback callback, const Arguments&... arguments) {
-    if (callback)
-        callback(arguments...);
-}
-
 bool hasText(const SPXRecognitionResult& result) { return result.text && !result.text->isEmpty(); }
 
 std::string pcmData(const AVAudioPCMBuffer& buffer) {
@@ -59,10 +52,7 @@ void SpeechRecognitionTool::startRecognition(const QString& language, TextCallba
     onResultCallback_ = std::move(onResult);
     onIntermediateResultCallback_ = std::move(onIntermediateResult);
     onErrorCallback_ = std::move(onError);
-    if (const auto problem = setupRecognizer(language))
-        reportSetupFailure("设置识别器失败：", "Recognizer setup failed: ", *problem);
-    startAudioEngine();
-    isRecognizing_ = true;
+    start([this, language] { return setupRecognizer(language); }, {"设置识别器失败：", "Recognizer setup failed: "});
 }
 
 void SpeechRecognitionTool::startTranslation(const QString& source, const QString& target, TextCallback onResult,
@@ -73,8 +63,20 @@ void SpeechRecognitionTool::startTranslation(const QString& source, const QStrin
     onTranslationIntermediateCallback_ = std::move(onTranslationIntermediate);
     onErrorCallback_ = std::move(onError);
     onTranslationResultCallback_ = std::move(onTranslationResult);
-    if (const auto problem = setupTranslationRecognizer(source, target))
-        reportSetupFailure("设置翻译识别器失败：", "Translation recognizer setup failed: ", *problem);
+    start([this, source, target] { return setupTranslationRecognizer(source, target); },
+          {"设置翻译识别器失败：", "Translation recognizer setup failed: "});
+}
+
+void SpeechRecognitionTool::start(SetUp setUp, SetUpTexts texts) {
+    setUp_ = std::move(setUp);
+    setUpTexts_ = texts;
+    {
+        const std::lock_guard lock(mutex_);
+        openPushStream();
+    }
+    isRenewed_ = false;
+    report(RecognitionStatus::State::Starting);
+    this->setUp(false);
     startAudioEngine();
     isRecognizing_ = true;
 }
@@ -86,7 +88,6 @@ std::optional<QString> SpeechRecognitionTool::setupRecognizer(const QString& lan
         return error;
     speechConfig_ = std::move(configuration);
     speechConfig_->setSpeechRecognitionLanguage(language);
-    openPushStream();
     recognizer_ = SPXSpeechRecognizer::make(*speechConfig_, *audioConfig_, &error);
     if (!recognizer_)
         return error;
@@ -101,7 +102,7 @@ std::optional<QString> SpeechRecognitionTool::setupRecognizer(const QString& lan
             if (hasText(event.result))
                 call(tool->onResultCallback_, *event.result.text);
         });
-    return recognizer_->startContinuousRecognition(&error) ? std::nullopt : std::optional(error);
+    return std::nullopt;
 }
 
 std::optional<QString> SpeechRecognitionTool::setupTranslationRecognizer(const QString& source, const QString& target) {
@@ -111,7 +112,6 @@ std::optional<QString> SpeechRecognitionTool::setupTranslationRecognizer(const Q
         return error;
     configuration->setSpeechRecognitionLanguage(source);
     configuration->addTargetLanguage(target);
-    openPushStream();
     translationRecognizer_ = SPXTranslationRecognizer::make(*configuration, *audioConfig_, &error);
     if (!translationRecognizer_)
         return error;
@@ -131,27 +131,35 @@ std::optional<QString> SpeechRecognitionTool::setupTranslationRecognizer(const Q
             if (translation != event.result.translations.constEnd())
                 call(tool->onTranslationResultCallback_, *event.result.text, *translation);
         });
-    return translationRecognizer_->startContinuousRecognition(&error) ? std::nullopt : std::optional(error);
+    return std::nullopt;
 }
 
 void SpeechRecognitionTool::addHandlers(SPXRecognizer& recognizer, SPXRecognitionEventHandler onPartial,
                                         SPXRecognitionEventHandler onFinal) {
-    recognizer.addRecognizedEventHandler(std::move(onFinal));
+    recognizer.addRecognizedEventHandler([this, onFinal = std::move(onFinal)](const SPXRecognitionEvent& event) {
+        isRenewed_ = false;
+        onFinal(event);
+    });
     recognizer.addRecognizingEventHandler(std::move(onPartial));
-    recognizer.addCanceledEventHandler([tool = shared_from_this()](const SPXCanceledEvent& event) {
-        call(tool->onErrorCallback_, cancellationText(event));
+    addFateHandlers(recognizer);
+}
+
+double SpeechRecognitionTool::waitingSeconds() const {
+    const std::lock_guard lock(mutex_);
+    return pushStream_ ? pushStream_->waitingSeconds() : 0;
+}
+
+// Behind the sound that is still to be converted.
+void SpeechRecognitionTool::noteGap(double seconds) {
+    conversionQueue_.async([stream = pushStream_, seconds] {
+        if (stream)
+            stream->noteGap(seconds);
     });
 }
 
 void SpeechRecognitionTool::openPushStream() {
     pushStream_ = std::make_shared<SPXPushAudioInputStream>();
     audioConfig_.emplace(pushStream_);
-}
-
-void SpeechRecognitionTool::reportSetupFailure(const QString& logged, const QString& reported,
-                                               const QString& description) const {
-    consoleLog("[SpeechRecognitionTool] " + logged + description);
-    call(onErrorCallback_, reported + description);
 }
 
 void SpeechRecognitionTool::startAudioEngine() {
@@ -195,15 +203,18 @@ void SpeechRecognitionTool::convertAndPush(const std::shared_ptr<AVAudioPCMBuffe
 }
 
 void SpeechRecognitionTool::stopRecognition() {
+    std::unique_ptr<SPXSpeechRecognizer> recognizer;
+    std::unique_ptr<SPXTranslationRecognizer> translationRecognizer;
     if (!isRecognizing_.exchange(false))
         return;
     consoleLog("[SpeechRecognitionTool] 停止识别");
     audioEngine_.stop();
     audioEngine_.inputNode().removeTap(0);
+    const std::lock_guard lock(mutex_);
     if (pushStream_)
         pushStream_->close();
-    recognizer_.reset();
-    translationRecognizer_.reset();
+    recognizer = std::move(recognizer_);
+    translationRecognizer = std::move(translationRecognizer_);
 }
 
 } // namespace parlowen

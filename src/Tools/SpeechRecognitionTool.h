@@ -7,12 +7,14 @@
 #include <Speech/SPXSpeechConfiguration.h>
 #include <Speech/SPXSpeechRecognizer.h>
 #include <Speech/SPXTranslationRecognizer.h>
+#include <Tools/SessionStatus.h>
 
 #include <QString>
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 namespace parlowen {
@@ -22,8 +24,11 @@ class AVAudioConverter;
 /// Turns live sound into text: captures the current default input, converts each buffer to 16 kHz mono 16-bit PCM and
 /// pushes it to a recognizer. While it runs, its recognizer and its tap keep it alive; stopRecognition() lets go.
 ///
-/// Starts, updateToken() and construction belong to the main thread, stopRecognition() to any thread. Callbacks come on
-/// the recognizer's thread (a failed set-up reports on the caller's); each may be left out.
+/// A recognizer whose token is refused is followed by another one on the same sound, with the newest stored token;
+/// where there is no newer one, it is asked for and waited for.
+///
+/// Starts, updateToken(), follow() and construction belong to the main thread, stopRecognition() to any thread.
+/// Callbacks come on the recognizer's thread (a failed set-up reports on the caller's); each may be left out.
 class SpeechRecognitionTool : public std::enable_shared_from_this<SpeechRecognitionTool> {
 public:
     using TextCallback = std::function<void(const QString& text)>;
@@ -49,12 +54,29 @@ public:
                           PairCallback onTranslationIntermediate, TextCallback onError,
                           PairCallback onTranslationResult);
 
+    /// How recognition fares, beside its results.
+    struct Follower {
+        /// Main thread. Its `waitingSeconds` is 0: ask for those.
+        std::function<void(const RecognitionStatus&)> status;
+        /// Main thread: no token is left to try.
+        std::function<void()> tokenNeeded;
+        /// On the recognizer's thread, in order with its results: so many seconds of sound are missing here.
+        std::function<void(double seconds)> missed;
+    };
+    /// From the next start on.
+    void follow(Follower follower) { follower_ = std::move(follower); }
+
+    /// Captured seconds that still have to be sent to the service. Any thread.
+    double waitingSeconds() const;
+    /// So many seconds were not captured; they are told as missed in their place. Main thread.
+    void noteGap(double seconds);
+
     /// Ends capture and recognition; does nothing unless started. After it no callback comes, except on a recognizer
     /// thread that calls it, whose own call returns first.
     void stopRecognition();
 
-    /// For the next start; the running recognizer keeps the token that it was made with.
-    void updateToken(QString token) { token_ = std::move(token); }
+    /// For the next set-up; the running recognizer keeps the token that it was made with.
+    void updateToken(QString token);
 
     /// What an error callback is told of a cancellation.
     static QString cancellationText(const SPXCanceledEvent& event) {
@@ -69,13 +91,36 @@ public:
 private:
     struct Conversion;
 
+    /// Calls a copy, so that the callback may start the tool anew and with that replace itself.
+    template<class Callback, class... Arguments>
+    static void call(Callback callback, const Arguments&... arguments) {
+        if (callback)
+            callback(arguments...);
+    }
+
     SpeechRecognitionTool(QString token, QString region, CaptureSourceFactory capture);
+    /// Makes a recognizer; it is not started yet. Returns a text when that fails, or none.
+    using SetUp = std::function<std::optional<QString>()>;
+    struct SetUpTexts {
+        const char* logged;
+        const char* reported;
+    };
+
+    void start(SetUp setUp, SetUpTexts texts);
+    void setUp(bool isAgain);
+    std::optional<QString> setUpLocked();
+    void setUpFailed(const QString& description);
+    void addFateHandlers(SPXRecognizer& recognizer);
+    void recover(const SPXCanceledEvent& event);
+    void renew(RecognitionStatus::Cause cause, const QString& details);
+    void needToken(RecognitionStatus::Cause cause, const QString& details);
+    void report(RecognitionStatus::State state, RecognitionStatus::Cause cause = RecognitionStatus::Cause::None,
+                const QString& details = {}) const;
     std::optional<QString> setupRecognizer(const QString& language);
     std::optional<QString> setupTranslationRecognizer(const QString& source, const QString& target);
     void addHandlers(SPXRecognizer& recognizer, SPXRecognitionEventHandler onPartial,
                      SPXRecognitionEventHandler onFinal);
     void openPushStream();
-    void reportSetupFailure(const QString& logged, const QString& reported, const QString& description) const;
     void startAudioEngine();
     static void convertAndPush(const std::shared_ptr<AVAudioPCMBuffer>& buffer, const Conversion& conversion);
 
@@ -85,10 +130,19 @@ private:
     SerialQueue conversionQueue_;
     std::optional<SPXSpeechConfiguration> speechConfig_;
     std::optional<SPXAudioConfiguration> audioConfig_;
+    /// Guards the recognizers and the stream's field; never held while a recognizer ends, which waits for its handlers.
+    mutable std::mutex mutex_;
     std::unique_ptr<SPXSpeechRecognizer> recognizer_;
     std::unique_ptr<SPXTranslationRecognizer> translationRecognizer_;
     std::shared_ptr<SPXPushAudioInputStream> pushStream_;
     std::atomic<bool> isRecognizing_ = false;
+    SetUp setUp_; ///< of the last start
+    SetUpTexts setUpTexts_{};
+    std::uint64_t recognizers_ = 0;       ///< set up so far; what an earlier one still tells is late
+    std::optional<QString> usedToken_;    ///< of the last set-up
+    bool needsToken_ = false;             ///< a newer token is waited for
+    std::atomic<bool> isRenewed_ = false; ///< the token in use follows a refusal, and no result has come since
+    Follower follower_;
     TextCallback onResultCallback_;
     TextCallback onIntermediateResultCallback_;
     TextCallback onErrorCallback_;

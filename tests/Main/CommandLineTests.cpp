@@ -55,15 +55,17 @@ TEST(CommandLineTest, ReadsInterviewsAndAudioCommands) {
     EXPECT_EQ(parse({"--check-audio"}).action, Action::CheckAudio);
     EXPECT_FALSE(parse({"--check-audio"}).listen);
     EXPECT_TRUE(parse({"--check-audio", "--listen"}).listen);
-    EXPECT_EQ(parse({"--setup-audio"}).action, Action::SetupAudio);
+    EXPECT_EQ(parse({"--interview", "app: Firefox"}).application, "Firefox");
+    EXPECT_TRUE(parse({"--interview", "app:Firefox"}).systemAudio);
+    EXPECT_EQ(parse({"--interview", "app:"}).action, Action::Refuse);
 }
 
 TEST(CommandLineTest, HelpNamesEveryOptionAndVersionTheVersion) {
     const CommandLine help = parse({"--help"});
     EXPECT_EQ(help.action, Action::Print);
     for (const char* option :
-         {"--rehearse", "--interview", "--check-audio", "--listen", "--setup-audio", "--headless", "--json",
-          "--screenshot", "--language", "--translate-to", "--manual", "--verbose", "--help", "--version"})
+         {"--rehearse", "--interview", "--check-audio", "--listen", "--headless", "--json", "--screenshot",
+          "--language", "--translate-to", "--manual", "--verbose", "--help", "--version"})
         EXPECT_TRUE(help.message.contains(QLatin1String(option))) << option;
     EXPECT_EQ(parse({"--version"}).action, Action::Print);
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));

@@ -11,12 +11,14 @@
 #include <csignal>
 #include <memory>
 #include <unistd.h>
+#include <vector>
 
 #include "support/WaitFor.h"
 
 namespace parlowen {
 namespace {
 
+using parlowen::testing::holdsFor;
 using parlowen::testing::waitFor;
 
 const QString serviceProgram = QStringLiteral(PARLOWEN_BINARY_DIR "/bin/parlowen-service");
@@ -85,6 +87,37 @@ TEST_F(LocalServiceTest, RunsAgainInTheSamePlaceWhenItIsKilled) {
         ASSERT_TRUE(waitFor([this, killed] { return childProcess() > 0 && childProcess() != killed; }));
         EXPECT_TRUE(waitFor([&] { return reach(*outcome.access) == QNetworkReply::NoError; }));
     }
+}
+
+TEST_F(LocalServiceTest, ARestartThatFailsIsTriedAgainAndTold) {
+    const QString program = data.filePath(QStringLiteral("service"));
+    ASSERT_TRUE(QFile::link(serviceProgram, program));
+    LocalService service({program, data.path(), 0});
+    std::vector<bool> told;
+    service.onServing([&told](bool serves) { told.push_back(serves); });
+    const Outcome outcome = start(service);
+    ASSERT_TRUE(outcome.access) << outcome.problem.toStdString();
+    ASSERT_TRUE(QFile::remove(program));
+    ASSERT_EQ(::kill(static_cast<pid_t>(childProcess()), SIGKILL), 0);
+    ASSERT_TRUE(waitFor([&told] { return !told.empty(); }));
+    EXPECT_TRUE(holdsFor([&told] { return told.size() == 1; }, 400)) << "it cannot be started now";
+    ASSERT_TRUE(QFile::link(serviceProgram, program));
+    ASSERT_TRUE(waitFor([&told] { return told.size() == 2; }, 40'000));
+    EXPECT_EQ(told, (std::vector<bool>{false, true}));
+    EXPECT_EQ(reach(*outcome.access), QNetworkReply::NoError);
+}
+
+TEST_F(LocalServiceTest, StartsOneWhereAnotherProgramsServiceHasGone) {
+    auto first = std::make_unique<LocalService>(LocalService::Place{serviceProgram, data.path(), 0});
+    const Outcome running = start(*first);
+    ASSERT_TRUE(running.access);
+    LocalService second({serviceProgram, data.path(), static_cast<quint16>(QUrl(running.access->baseUrl).port())});
+    const Outcome found = start(second);
+    ASSERT_TRUE(found.access) << found.problem.toStdString();
+    first.reset();
+    EXPECT_NE(reach(*found.access), QNetworkReply::NoError);
+    second.revive();
+    EXPECT_TRUE(waitFor([&] { return reach(*found.access) == QNetworkReply::NoError; }, 40'000));
 }
 
 TEST_F(LocalServiceTest, TrustsTheServiceForItsOwnHostAlone) {

@@ -13,6 +13,7 @@
 
 #include "support/ProgramRun.h"
 #include "support/ScriptedHttpServer.h"
+#include "support/ScriptedSpeechServer.h"
 #include "support/WordErrorRate.h"
 
 namespace parlowen {
@@ -122,28 +123,56 @@ TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
     EXPECT_TRUE(problems.front().text.contains(base)) << problems.front().text.toStdString();
 }
 
-TEST(RehearsalTest, ATokenThatIsRefusedEndsARehearsalAfterFourRequests) {
+/// A backend that signs in whoever asks, whose speech tokens the test gives.
+class ScriptedBackendRehearsalTest : public ::testing::Test {
+protected:
     using Reply = ScriptedHttpServer::Reply;
-    ScriptedHttpServer backend;
-    for (int i = 0; i < 3; ++i) // the profile and the two lists of languages
-        backend.enqueue(Reply::json(200, R"({"code":0,"message":"","data":[]})"));
-    backend.enqueue(Reply::json(200, R"({"code":9,"message":"没有令牌","data":null})"));
 
-    QTemporaryDir folder;
-    const QString stored = folder.filePath(QStringLiteral("parlowen/parlowen.ini"));
-    {
-        UserDefaults defaults(stored);
+    ScriptedBackendRehearsalTest() {
+        for (int i = 0; i < 3; ++i) // the profile and the two lists of languages
+            backend_.enqueue(Reply::json(200, R"({"code":0,"message":"","data":[]})"));
+        UserDefaults defaults(folder_.filePath(QStringLiteral("parlowen/parlowen.ini")));
         Settings(defaults).setLoginToken(QStringLiteral("token"));
     }
-    ProgramRun run(rehearsal(shortRecording(folder, 3)),
-                   {{"PARLOWEN_API_BASE_URL", backend.baseUrl() + "/api/v1"}, {"XDG_CONFIG_HOME", folder.path()}});
-    ASSERT_TRUE(waitFor([&run] { return run.process.state() == QProcess::NotRunning; }, 30'000));
-    EXPECT_EQ(run.process.exitCode(), 1);
-    EXPECT_EQ(backend.requests().size(), 3U + 4U);
-    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
-    ASSERT_EQ(problems.size(), 5U) << run.output.toStdString();
+
+    void start() {
+        run_ = std::make_unique<ProgramRun>(
+            rehearsal(shortRecording(folder_, 3)),
+            QMap<QString, QString>{{"PARLOWEN_API_BASE_URL", backend_.baseUrl() + "/api/v1"},
+                                   {"XDG_CONFIG_HOME", folder_.path()}});
+    }
+
+    int exitCode() {
+        EXPECT_TRUE(waitFor([this] { return run_->process.state() == QProcess::NotRunning; }, 30'000));
+        return run_->process.exitCode();
+    }
+
+    QTemporaryDir folder_;
+    ScriptedHttpServer backend_;
+    std::unique_ptr<ProgramRun> run_;
+};
+
+TEST_F(ScriptedBackendRehearsalTest, ATokenThatIsRefusedIsAskedForAgainAndToldOnce) {
+    backend_.enqueue(Reply::json(200, R"({"code":9,"message":"没有令牌","data":null})"));
+    start();
+    ASSERT_TRUE(waitFor([this] { return backend_.requests().size() >= 3U + 6U; }, 30'000));
+    run_->signal(SIGINT);
+    EXPECT_EQ(exitCode(), 1);
+    const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
+    ASSERT_EQ(problems.size(), 1U) << run_->output.toStdString();
     EXPECT_EQ(problems.front().text, QStringLiteral("没有令牌"));
-    EXPECT_EQ(problems.back().text, QStringLiteral("recognition did not start"));
+}
+
+TEST_F(ScriptedBackendRehearsalTest, AServiceThatDoesNotTakeTheLanguageEndsIt) {
+    ScriptedSpeechServer speech;
+    speech.onSession = [](SpeechSessionSeen& session) { session.close(1007, QStringLiteral("offered are en-US")); };
+    const QString token = QStringLiteral(R"({"code":0,"data":{"token":"t","area":"%1"}})").arg(speech.area());
+    backend_.enqueue(Reply::json(200, token.toUtf8()));
+    start();
+    EXPECT_EQ(exitCode(), 1);
+    const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
+    ASSERT_EQ(problems.size(), 1U) << run_->output.toStdString();
+    EXPECT_TRUE(problems.front().text.contains(QStringLiteral("offered are en-US")));
 }
 
 TEST(RehearsalTest, OutputThatCannotBeWrittenIsTold) {

@@ -73,5 +73,14 @@ TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswer) {
     EXPECT_EQ(pieces, "你好");
 }
 
+TEST_F(SessionReportTest, WhatWasNotHeardIsToldInTheLanguageOfTheTerminal) {
+    seconds = 61;
+    TextReport(write(), clock(), Language::English).missed(12);
+    TextReport(write(), clock(), Language::Chinese).missed(12);
+    JsonReport(write(), clock()).missed(12);
+    EXPECT_THAT(lines, ElementsAre("\n[01:01] … 12 s not heard …\n", "\n[01:01] … 12 s 未听到 …\n",
+                                   "{\"kind\":\"missed\",\"seconds\":12,\"time\":61}\n"));
+}
+
 } // namespace
 } // namespace parlowen

@@ -1,10 +1,7 @@
 #include "RouterFixture.h"
 
-#include <Foundation/BackgroundQueue.h>
+#include <AVFoundation/ChirpProbe.h>
 #include <Tools/AudioCheck.h>
-#include <Tools/ListenCheck.h>
-#include <Tools/SessionInput.h>
-#include <support/WaitFor.h>
 
 #include <cmath>
 
@@ -16,94 +13,39 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-TEST(SessionInput, IsWrongWhenItIsOfTheOtherKindOrGivesNothing) {
-    using What = InputNotice::What;
-    struct Case {
-        bool systemAudio;
-        InputNotice notice;
-        const char* words; ///< none: all is well
-    };
-    for (const auto& [systemAudio, notice, words] : std::vector<Case>{
-             {true, {What::Listening, "Monitor of vorlanOutput 2ch", InputKind::SystemSound}, nullptr},
-             {true, {What::Listening, "Monitor of Speakers", InputKind::SystemSound}, "not the loop-back device"},
-             {true, {What::Listening, "vorlanOutput 2ch", InputKind::Microphone}, "not the loop-back device"},
-             {false, {What::Listening, "Line In", InputKind::Microphone}, nullptr},
-             {false, {What::Listening, "Monitor of Speakers", InputKind::SystemSound}, "not a microphone"},
-             {false, {What::Silent, "Line In", InputKind::Microphone}, "is silent"},
-             {false, {What::SoundAgain, "Line In", InputKind::Microphone}, nullptr},
-             {true, {What::ServerLost, {}, InputKind::Microphone}, "the audio server is gone"}}) {
-        const auto problem = SessionInput::problem(systemAudio, notice);
-        ASSERT_EQ(problem.has_value(), words != nullptr) << notice.name.toStdString();
-        if (problem) {
-            EXPECT_THAT(problem->text.toStdString(), AllOf(HasSubstr(words), HasSubstr(notice.name.toStdString())));
-        }
-    }
-}
-
 class AudioCheckTest : public RouterFixture {
 protected:
-    std::string check(AVAuthorizationStatus permission = AVAuthorizationStatus::Authorized) {
-        return checkAudio(server, permission).text().toStdString();
+    std::string check(AVAuthorizationStatus permission = AVAuthorizationStatus::Authorized,
+                      Language language = Language::English) {
+        return checkAudio(server, language, permission).text(language).toStdString();
     }
-    bool isReady() { return checkAudio(server, AVAuthorizationStatus::Authorized).isReady(); }
 };
 
-TEST_F(AudioCheckTest, SaysWhatIsThereWhatIsMissingAndWhatToDo) {
-    EXPECT_TRUE(isReady());
-    EXPECT_EQ(check(), "ok      The audio server answers and shows 6 devices.\n"
-                       "ok      The loop-back device \"vorlanOutput 2ch\" is there.\n"
-                       "ok      Sound goes to \"Built-in Speakers\".\n"
-                       "ok      The default input is \"摄像头麦克风\".\n"
-                       "ok      A microphone interview would use \"Built-in MICROPHONE\".\n");
-    server->removeDevice("loop");
-    EXPECT_THAT(check(), AllOf(HasSubstr("problem There is no loop-back device"), HasSubstr("parlowen --setup-audio")));
-    server->setDevice(sink("loop", "vorlanOutput"));
-    EXPECT_THAT(check(), HasSubstr("problem The device \"vorlanOutput\" is not taken"));
-    EXPECT_FALSE(isReady());
-    AudioDeviceRecord muted = sink("loop", "vorlanOutput 2ch");
-    muted.input->mute = true;
-    server->setDevice(muted);
-    EXPECT_THAT(check(), HasSubstr("problem The loop-back device is muted"));
-    server->setDevice(sink("loop", "vorlanOutput 2ch"));
-    EXPECT_TRUE(isReady());
-
-    server->setDefaults("camera", "loop");
-    EXPECT_THAT(check(), HasSubstr("problem Sound goes to the loop-back device alone"));
-    server->setDevice(combined("both", "Both", {"headset", "speakers"}));
-    server->setDefaults("", "both");
-    EXPECT_THAT(check(), AllOf(HasSubstr("problem Sound goes to \"Both\", which combines"),
-                               HasSubstr("note    There is no default input.")));
-    server->setDefaults("camera", "");
-    EXPECT_THAT(check(), HasSubstr("problem There is no default output."));
-
-    for (const char* uid : {"built-in", "camera"})
-        server->removeDevice(uid);
-    server->setDefaults("headset", "speakers");
-    EXPECT_THAT(check(), HasSubstr("in its name, and the default input gives what \"Headset Headphones\" plays."));
-    server->setDefaults("line", "speakers");
-    EXPECT_THAT(check(AVAuthorizationStatus::Restricted),
-                AllOf(Not(HasSubstr("No device has \"microphone\"")), HasSubstr("note    The audio server shows")));
-    EXPECT_THAT(check(), HasSubstr("note    No device has \"microphone\" or \"麦克风\" in its name.\n"));
-    EXPECT_TRUE(isReady()) << "system audio needs no microphone";
-    EXPECT_THAT(check(AVAuthorizationStatus::Denied), HasSubstr("problem The audio server does not let"));
-    server->failReads(kAudioObjectSystemObject, fourCC("dev#"), kAudioHardwareNotRunningError);
-    EXPECT_THAT(check(), AllOf(HasSubstr("problem No audio server answers."), Not(HasSubstr("loop-back"))));
-}
-
-TEST_F(AudioCheckTest, TheSoundCheckLeavesARunningSessionsDevicesAlone) {
+TEST_F(AudioCheckTest, SaysWhatASessionWouldHearWhatIsMissingAndWhatToDo) {
+    EXPECT_EQ(check(), "ok      The audio server answers and shows 5 devices.\n"
+                       "ok      A session on the call hears what \"Built-in Speakers\" plays.\n"
+                       "ok      A microphone interview hears \"Webcam\".\n");
     router().setupSystemAudio();
-    runDelayed();
-    std::optional<ChirpResult> result;
-    ListenCheck::make(server, std::make_shared<RouterJournal>(journalPath), [] {
-        return ChirpResult();
-    })->start([&result](const ChirpResult& told) { result = told; });
-    ASSERT_TRUE(waitFor([&result] { return result.has_value(); }));
-    waitForBackground();
-    EXPECT_THAT(ListenCheck::text(*result).toStdString(), HasSubstr("problem The chirp did not arrive"));
-    EXPECT_EQ(defaultInput(), "loop");
-    EXPECT_EQ(defaultOutput(), "tqv-Multi-Output_UID");
-    server->setDefaults("camera", "tqv-Multi-Output_UID");
-    EXPECT_THAT(check(), HasSubstr("problem A session on the call's own sound runs, but what it hears is"));
+    EXPECT_THAT(check(), HasSubstr("shows 5 devices")) << "a session's notes are no devices";
+    router().restoreDevices();
+    AudioDeviceRecord speakers = sink("speakers", "Built-in Speakers");
+    speakers.output->mute = true;
+    server->setDevice(speakers);
+    AudioDeviceRecord headset = sink("headset", "Headset Headphones");
+    headset.running = true;
+    server->setDevice(headset);
+    EXPECT_THAT(check(), AllOf(HasSubstr("note    That output is muted"), HasSubstr("Unmute it"),
+                               HasSubstr("note    Something plays on \"Headset Headphones\"")));
+    for (const char* uid : {"built-in", "camera", "line"})
+        server->removeDevice(uid);
+    EXPECT_THAT(check(), HasSubstr("note    There is no microphone."));
+    EXPECT_TRUE(checkAudio(server, Language::English, AVAuthorizationStatus::Restricted).isReady());
+    server->setDefaults("", "");
+    EXPECT_THAT(check(), HasSubstr("problem There is no default output."));
+    EXPECT_THAT(check(AVAuthorizationStatus::Denied, Language::Chinese),
+                HasSubstr("问题    音频服务不允许本程序录音。"));
+    server->stop();
+    EXPECT_THAT(check(), AllOf(HasSubstr("problem No audio server answers."), Not(HasSubstr("devices"))));
 }
 
 TEST(SoundMatchTest, FindsTheSoundAtItsPlaceAndLevel) {

@@ -1,6 +1,4 @@
-#include <AVFoundation/FileCapture.h>
 #include <Tools/AzTokenNewManager.h>
-#include <Tools/SpeechRecognitionTool.h>
 
 #include "support/BackendFixture.h"
 
@@ -14,11 +12,11 @@ using ::testing::SizeIs;
 struct Delegate : AzTokenNewDelegate {
     std::vector<AzTokenModel> fetched;
     std::vector<AzTokenModel> refreshed;
-    std::shared_ptr<SpeechRecognitionTool> tool;
+    int failed = 0;
 
     void tokenDidFetch(const AzTokenModel& token) override { fetched.push_back(token); }
     void tokenDidRefresh(const AzTokenModel& token) override { refreshed.push_back(token); }
-    std::shared_ptr<SpeechRecognitionTool> speechTool() override { return tool; }
+    void tokenDidFail() override { ++failed; }
 };
 
 class AzTokenNewManagerTest : public BackendFixture {
@@ -52,27 +50,34 @@ TEST_F(AzTokenNewManagerTest, TheFirstTokenIsFetchedAndLaterOnesRefresh) {
     EXPECT_THAT(delegate_.fetched, SizeIs(1));
 }
 
-TEST_F(AzTokenNewManagerTest, ThreeFailuresAreRetriedAndAFourthStopsRecognitionUntilTheNextRefresh) {
-    delegate_.tool = SpeechRecognitionTool::make("t", "eastasia", [] {
-        return std::make_unique<FileCapture>(FileCapture::Options{"/no such file", 1.0, nullptr});
-    });
-    delegate_.tool->startRecognition("en-US", nullptr, nullptr, nullptr);
-    ASSERT_TRUE(delegate_.tool->isRecognizing());
-    failures(4);
-    manager_->requestToken();
-    ASSERT_TRUE(waitFor([&] { return log_.lines().contains("获取 token 失败，停止轮训。"); }));
-    EXPECT_THAT(log_.linesWith("请求重试:"), ElementsAre("请求重试: 1", "请求重试: 2", "请求重试: 3"));
-    EXPECT_TRUE(log_.lines().contains("请求终止"));
-    EXPECT_FALSE(delegate_.tool->isRecognizing());
-    EXPECT_THAT(server_.requests(), SizeIs(4));
-
+TEST_F(AzTokenNewManagerTest, ThreeFailuresAreRetriedAtOnceAndThenItGoesOnAskingWithPauses) {
+    failures(7);
     success(R"({"token":"t","area":"a"})");
-    manager_->refreshToken();
-    ASSERT_TRUE(waitFor([this] { return !delegate_.refreshed.empty(); }));
-    EXPECT_THAT(delegate_.refreshed, ElementsAre(AzTokenModel{"t", "a"}));
-    EXPECT_THAT(server_.requests(), SizeIs(5));
+    manager_->firstPause = std::chrono::milliseconds(20);
+    manager_->requestToken();
+    ASSERT_TRUE(waitForRequests(4));
+    EXPECT_TRUE(holdsFor([this] { return server_.requests().size() == 4; }, 15));
+    ASSERT_TRUE(waitFor([this] { return !delegate_.fetched.empty(); }));
+    EXPECT_THAT(delegate_.fetched, ElementsAre(AzTokenModel{"t", "a"})) << "still the first token";
+    EXPECT_THAT(server_.requests(), SizeIs(8));
+    EXPECT_EQ(delegate_.failed, 4);
+    EXPECT_THAT(log_.linesWith("请求重试:"), ElementsAre("请求重试: 1", "请求重试: 2", "请求重试: 3"));
+    EXPECT_THAT(log_.linesWith("请求终止"), SizeIs(4));
+    EXPECT_THAT(log_.linesWith("获取 token 失败，停止轮训。"), SizeIs(4));
     EXPECT_EQ(manager_->retry, 0);
+}
+
+TEST_F(AzTokenNewManagerTest, ARenewedTokenIsAskedForOnceAPauseAndRefreshes) {
+    success(R"({"token":"t2","area":"a"})");
+    manager_->firstPause = std::chrono::milliseconds(10);
+    manager_->renewToken();
+    manager_->renewToken();
+    ASSERT_TRUE(waitFor([this] { return !delegate_.refreshed.empty(); }));
+    EXPECT_TRUE(holdsFor([this] { return server_.requests().size() == 1; }, 60));
     EXPECT_THAT(delegate_.fetched, IsEmpty());
+    manager_->renewToken();
+    manager_->setDelegate(nullptr);
+    EXPECT_TRUE(holdsFor([this] { return server_.requests().size() == 1; }, 60)) << "nobody wants it any more";
 }
 
 } // namespace

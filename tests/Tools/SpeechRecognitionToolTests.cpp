@@ -1,3 +1,4 @@
+#include <Foundation/MainQueue.h>
 #include <Foundation/SerialQueue.h>
 #include <Tools/SpeechRecognitionTool.h>
 #include <gmock/gmock.h>
@@ -5,6 +6,7 @@
 #include <QStringList>
 #include <cmath>
 #include <mutex>
+#include <vector>
 
 #include "support/CapturedLog.h"
 #include "support/ScriptedSpeechServer.h"
@@ -65,6 +67,9 @@ private:
 
 class SpeechRecognitionToolTest : public ::testing::Test {
 protected:
+    SpeechRecognitionToolTest() {
+        onMain([] {}); // as every program has done before, on its main thread
+    }
     ~SpeechRecognitionToolTest() override {
         if (tool)
             tool->stopRecognition();
@@ -88,6 +93,14 @@ protected:
         return calls;
     }
 
+    /// Notes the states and what else the tool tells.
+    void follow() {
+        SpeechRecognitionTool::Follower follower;
+        follower.status = [this](const RecognitionStatus& status) { statuses.push_back(status); };
+        follower.tokenNeeded = [this] { ++tokensNeeded; };
+        tool->follow(std::move(follower));
+    }
+
     void startPlain() { tool->startRecognition("en-US", note("result"), note("partial"), note("error")); }
     void startTranslating() {
         tool->startTranslation("en-US", "es", note("result"), note("partial"), note("error"), note("translation"));
@@ -108,6 +121,8 @@ protected:
 
     ScriptedSpeechServer server;
     std::shared_ptr<FakeInput> input = std::make_shared<FakeInput>();
+    std::vector<RecognitionStatus> statuses;
+    int tokensNeeded = 0;
     std::mutex mutex;
     QStringList calls;
     CapturedLog log;
@@ -231,6 +246,47 @@ TEST_F(SpeechRecognitionToolTest, AStartOnARunningToolStopsItAndOnlyThenUsesTheN
     input->deliverTone(10);
     EXPECT_TRUE(waitFor([&] { return second.turns[0].audio.size() >= 12'800; }));
     EXPECT_EQ(called(), QStringList{"result|One."});
+}
+
+TEST_F(SpeechRecognitionToolTest, AfterARefusedTokenTheNewestOneGoesOnWithTheSameSoundAndElseANewOneIsAskedFor) {
+    using State = RecognitionStatus::State;
+    using Cause = RecognitionStatus::Cause;
+    SpeechSessionSeen& first = startedSession();
+    follow();
+    input->deliverTone(50);
+    ASSERT_TRUE(waitFor([&] { return first.turns[0].audio.size() > 64'000; }));
+    first.send("speech.phrase",
+               R"({"RecognitionStatus":"Success","DisplayText":"One.","Offset":0,"Duration":10000000})");
+    ASSERT_TRUE(waitFor([&] { return called() == QStringList{"result|One."}; }));
+    tool->updateToken("token-2");
+    server.refuseNext(401);
+    server.refuseNext(403);
+    first.drop();
+    ASSERT_TRUE(waitFor([this] { return tokensNeeded == 1; }));
+    EXPECT_EQ(server.connections, 3) << "the old token and the newest one are refused";
+    EXPECT_EQ(statuses.back().cause, Cause::Denied);
+    EXPECT_GE(tool->waitingSeconds(), 1);
+    tool->updateToken("token-3");
+    SpeechSessionSeen& second = session(1);
+    EXPECT_EQ(second.header("Authorization"), "Bearer token-3");
+    ASSERT_TRUE(waitFor([&] { return second.turns[0].audio.size() > 32'000; }));
+    EXPECT_EQ(second.turns[0].audio.substr(0, 32'000), first.turns[0].audio.substr(32'000, 32'000))
+        << "from the end of the last final result";
+    ASSERT_TRUE(waitFor([this] { return statuses.back().state == State::Recognizing; }));
+    const std::size_t before = second.turns[0].audio.size();
+    input->deliverTone(50);
+    EXPECT_TRUE(waitFor([&] { return second.turns[0].audio.size() >= before + 64'000; })) << "and what comes then";
+
+    sendFinal(second, "Two.");
+    ASSERT_TRUE(waitFor([&] { return called().contains("result|Two."); }));
+    second.close(4000, "no such locale");
+    ASSERT_TRUE(waitFor([this] { return tokensNeeded == 2; })) << "it may mean the token";
+    tool->updateToken("token-4");
+    session(2).close(4000, "no such locale");
+    ASSERT_TRUE(waitFor([this] { return statuses.back().state == State::Stopped; }));
+    EXPECT_EQ(statuses.back().cause, Cause::BadSettings);
+    EXPECT_THAT(statuses.back().details.toStdString(), HasSubstr("no such locale"));
+    EXPECT_EQ(called().filter("error|").size(), 4);
 }
 
 TEST_F(SpeechRecognitionToolTest, AfterAStopNothingIsCalledAndNothingKeepsTheTool) {

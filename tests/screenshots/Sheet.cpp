@@ -29,15 +29,15 @@ bool save(const QImage& page, const QString& file) {
 }
 
 /// The widget's picture, its points `scale` pixels wide.
-QImage pictureOf(QWidget& widget, int scale) {
-    QImage picture(widget.size() * scale, QImage::Format_ARGB32_Premultiplied);
+QImage pictureOf(QWidget& widget, QRect part, int scale) {
+    QImage picture(part.size() * scale, QImage::Format_ARGB32_Premultiplied);
     picture.setDevicePixelRatio(scale);
     QPainter painter(&picture);
-    QLinearGradient ground(0, 0, widget.width(), widget.height());
+    QLinearGradient ground(0, 0, part.width(), part.height());
     ground.setColorAt(0, QColor(206, 222, 240));
     ground.setColorAt(1, QColor(244, 232, 216));
-    painter.fillRect(widget.rect(), ground);
-    widget.render(&painter, {}, {}, QWidget::DrawChildren);
+    painter.fillRect(QRect(QPoint(), part.size()), ground);
+    widget.render(&painter, {}, part, QWidget::DrawChildren);
     return picture;
 }
 
@@ -56,8 +56,9 @@ void Sheet::section(const QString& title) {
         sections_.push_back({title, {}});
 }
 
-void Sheet::add(const QString& caption, QWidget& widget) {
-    sections_.at(current_).groups.push_back({caption, {pictureOf(widget, 1), pictureOf(widget, 2)}});
+void Sheet::add(const QString& caption, QWidget& widget, QRect part) {
+    const QRect area = part.isNull() ? widget.rect() : part;
+    sections_.at(current_).groups.push_back({caption, {pictureOf(widget, area, 1), pictureOf(widget, area, 2)}});
     for (QImage& picture : sections_.at(current_).groups.back().pictures)
         picture.setDevicePixelRatio(1);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QRect>
 #include <QString>
 #include <vector>
 
@@ -17,7 +18,8 @@ public:
     /// What is added from now on belongs to the section of that title, which is made when it is new.
     void section(const QString& title);
     /// Takes the widget's picture at the scales 1 and 2, on a ground that shows through where the widget is clear.
-    void add(const QString& caption, QWidget& widget);
+    /// Of a part of it alone where one is given.
+    void add(const QString& caption, QWidget& widget, QRect part = {});
 
     /// Writes the pages as PNG files, and a README.md that shows them, into the folder, which must exist. False when
     /// one of them cannot be written.

@@ -17,6 +17,13 @@ inline QString control(const QStringList& arguments) {
     return QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
 }
 
+/// A private server of that name, "PulseAudio" or "PipeWire", with these modules.
+inline std::unique_ptr<PrivateAudioServer> makeAudioServer(const std::string& name, const QStringList& modules) {
+    if (name == "PipeWire")
+        return std::make_unique<PrivatePipeWire>(modules);
+    return std::make_unique<PrivatePulseAudio>(modules);
+}
+
 /// An address whose connections lead to one server after another. Whoever holds one to the first knows nothing of the
 /// second, as if it had missed what makes them differ.
 class MovingAddress {
@@ -38,9 +45,7 @@ protected:
     static bool isPipeWire() { return std::string(GetParam()) == "PipeWire"; }
 
     static std::unique_ptr<PrivateAudioServer> makeServer(const QStringList& modules) {
-        if (isPipeWire())
-            return std::make_unique<PrivatePipeWire>(modules);
-        return std::make_unique<PrivatePulseAudio>(modules);
+        return makeAudioServer(GetParam(), modules);
     }
 
     void startServer(const QStringList& modules) {

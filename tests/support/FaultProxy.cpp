@@ -8,11 +8,27 @@ FaultProxy::FaultProxy(quint16 serverPort)
     : serverPort_(serverPort) {
     connect(&listener_, &QTcpServer::newConnection, this, [this] { onConnection(); });
     listener_.listen(QHostAddress::LocalHost);
+    port_ = listener_.serverPort();
 }
 
 void FaultProxy::cutAll() {
     for (const auto& pair : pairs_)
         cut(*pair);
+}
+
+void FaultProxy::refuse(bool refused) {
+    if (refused) {
+        listener_.close();
+        cutAll();
+    } else {
+        listener_.listen(QHostAddress::LocalHost, port_);
+    }
+}
+
+void FaultProxy::hold(bool held) {
+    held_ = held;
+    for (const auto& pair : pairs_)
+        pump(*pair);
 }
 
 void FaultProxy::onConnection() {
@@ -23,16 +39,16 @@ void FaultProxy::onConnection() {
             pair->plan = plans_.front();
             plans_.pop_front();
         }
-        connect(server, &QTcpSocket::connected, client, [pair] { pump(*pair); });
+        connect(server, &QTcpSocket::connected, client, [this, pair] { pump(*pair); });
         for (QTcpSocket* const from : {client, server}) {
             QTcpSocket* const to = from == client ? server : client;
-            const auto closed = [pair, to] {
+            const auto closed = [this, pair, to] {
                 pump(*pair);
                 if (!pair->stalled)
                     to->disconnectFromHost();
             };
             // Each handler goes with the socket that it acts on.
-            connect(from, &QTcpSocket::readyRead, to, [pair] { pump(*pair); });
+            connect(from, &QTcpSocket::readyRead, to, [this, pair] { pump(*pair); });
             connect(from, &QTcpSocket::disconnected, to, closed);
             connect(from, &QTcpSocket::errorOccurred, to, closed);
         }
@@ -40,9 +56,9 @@ void FaultProxy::onConnection() {
     }
 }
 
-void FaultProxy::pump(Pair& pair) {
+void FaultProxy::pump(Pair& pair) const {
     auto& [client, server, plan, stalled] = pair;
-    if (stalled || !client->isOpen() || server->state() != QAbstractSocket::ConnectedState)
+    if (held_ || stalled || !client->isOpen() || server->state() != QAbstractSocket::ConnectedState)
         return;
     client->write(server->readAll());
     const QByteArray up = client->read(std::min(plan.bytes, client->bytesAvailable()));

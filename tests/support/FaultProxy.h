@@ -24,11 +24,15 @@ public:
     /// In front of a server on the loopback interface.
     explicit FaultProxy(quint16 serverPort);
 
-    quint16 port() const { return listener_.serverPort(); }
+    quint16 port() const { return port_; }
     /// One plan for each of the next connections, in order; those after them only pass through.
     void plan(Plan next) { plans_.push_back(next); }
     /// Drops all open connections at once.
     void cutAll();
+    /// While it refuses, all connections are dropped and none is made.
+    void refuse(bool refused);
+    /// While it holds, nothing goes either way, and nothing is lost.
+    void hold(bool held);
     int connections() const { return static_cast<int>(pairs_.size()); }
 
 private:
@@ -40,13 +44,15 @@ private:
         bool stalled = false;
     };
     void onConnection();
-    static void pump(Pair& pair);
+    void pump(Pair& pair) const;
     static void cut(Pair& pair);
 
     const quint16 serverPort_;
+    quint16 port_ = 0;
     std::deque<Plan> plans_;
     std::vector<std::unique_ptr<Pair>> pairs_;
     QTcpServer listener_;
+    bool held_ = false;
 };
 
 } // namespace parlowen::testing

@@ -65,6 +65,11 @@ public:
             text += QString::fromUtf8(process->readAll());
         return text;
     }
+    /// Sends a signal to all that belongs to the server.
+    void signal(int number) {
+        for (const auto& process : processes_)
+            ::kill(static_cast<pid_t>(process->processId()), number);
+    }
     /// Ends the server at once, as a crash would.
     void kill() {
         for (const auto& process : processes_ | std::views::reverse)

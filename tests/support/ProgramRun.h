@@ -27,6 +27,7 @@ struct Event {
     QString text;
     int row = 0;
     QString translation;
+    int seconds = 0;
 };
 
 /// Where a run of the program keeps what it stores; runs that follow each other may share it.
@@ -65,12 +66,17 @@ public:
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
-    /// Sends a signal.
-    void signal(int number) const { ::kill(static_cast<pid_t>(process.processId()), number); }
+    /// Sends a signal, while it runs.
+    void signal(int number) const {
+        if (process.processId() > 0) // 0 would be the test itself and all its children
+            ::kill(static_cast<pid_t>(process.processId()), number);
+    }
 
     /// The exit status; -1 when it crashed or did not end within the bound.
     int finish(int milliseconds = 120'000) {
-        if (!process.waitForFinished(milliseconds) || process.exitStatus() != QProcess::NormalExit)
+        if (process.state() != QProcess::NotRunning)
+            process.waitForFinished(milliseconds);
+        if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)
             return -1;
         read();
         return process.exitCode();
@@ -88,7 +94,7 @@ public:
             const QJsonObject object = QJsonDocument::fromJson(line).object();
             if (!object.isEmpty())
                 result.push_back({object["kind"].toString(), object["text"].toString(), object["row"].toInt(),
-                                  object["translation"].toString()});
+                                  object["translation"].toString(), object["seconds"].toInt()});
         }
         return result;
     }
@@ -97,6 +103,14 @@ public:
         std::vector<Event> result = events();
         std::erase_if(result, [&kind](const Event& event) { return event.kind != kind; });
         return result;
+    }
+
+    /// The finished sentences, in one line.
+    std::string heardText() {
+        std::string heard;
+        for (const Event& row : events(QStringLiteral("row")))
+            heard += row.text.toStdString() + " ";
+        return heard;
     }
 
     std::shared_ptr<ProgramHome> home;

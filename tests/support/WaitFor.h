@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QEventLoop>
+#include <QTimer>
 #include <functional>
 
 namespace parlowen::testing {
@@ -10,10 +11,13 @@ namespace parlowen::testing {
 /// Runs the event loop until the condition holds; false when it did not hold within the bound.
 inline bool waitFor(const std::function<bool()>& condition, int milliseconds = 10'000) {
     const QDeadlineTimer deadline(milliseconds);
+    // It ends the wait for more events; processEvents() with a time would not wait at all.
+    QTimer look;
+    look.start(5);
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
     return true;

@@ -3,6 +3,7 @@
 #include "AnswersModel.h"
 #include "FontSteps.h"
 #include "QuestionBox.h"
+#include "StatusChip.h"
 #include "TranscriptModel.h"
 
 #include <Network/Settings.h>
@@ -54,10 +55,31 @@ bool AIInterviewDetailController::hasCollectedQuestions() const {
 }
 
 std::vector<QWidget*> AIInterviewDetailController::keyboardOrder() const {
-    return {topImg_, topTableView_, textView_, aiResponseButton_, bottomTableView_};
+    std::vector<QWidget*> order{topImg_, topTableView_, textView_, aiResponseButton_, bottomTableView_};
+    if (status_ != nullptr)
+        order.insert(order.begin(), status_);
+    return order;
 }
 
-int AIInterviewDetailController::headerMiddle() const { return topImg_->geometry().center().y(); }
+QRect AIInterviewDetailController::pinPlace() const { return topImg_->geometry(); }
+
+QString AIInterviewDetailController::subject() const {
+    const auto name = [](const std::optional<LanguageListModel>& language, const char* otherwise) {
+        return language && !language->name.isEmpty() ? language->name : QString::fromLatin1(otherwise);
+    };
+    const QString languages = aiInterviewType_ == 1
+                                  ? name(langSpeechModel_, "zh-CN")
+                                  : name(langModel1_, "zh-CN") + QStringLiteral(" → ") + name(langModel2_, "en");
+    const QString position = interviewModel_ ? interviewModel_->positioname : QString();
+    return position.isEmpty() ? languages : position + QStringLiteral(" · ") + languages;
+}
+
+void AIInterviewDetailController::addStatusNote(const QString& sentence) {
+    if (status_ != nullptr)
+        status_->addNote(sentence);
+}
+
+void AIInterviewDetailController::stopClock() { services_.timer->setOnTick({}); }
 
 // The window's own ground shows through.
 void AIInterviewDetailController::loadView() {
@@ -77,9 +99,12 @@ void AIInterviewDetailController::viewDidLoad() {
 
 void AIInterviewDetailController::setUseTimeCount(qint64 seconds) {
     useTimeCount_ = seconds;
+    const qsizetype length = timeLabel_->text().size();
     timeLabel_->setText(QString::asprintf("%02lld:%02lld:%02lld", static_cast<long long>(seconds / 3600),
                                           static_cast<long long>(seconds % 3600 / 60),
                                           static_cast<long long>(seconds % 60)));
+    if (timeLabel_->text().size() != length)
+        buildLayout();
 }
 
 } // namespace parlowen

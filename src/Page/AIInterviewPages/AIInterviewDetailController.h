@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SessionLayout.h"
 #include "SessionServices.h"
 
 #include <Network/Models.h>
@@ -7,10 +8,12 @@
 #include <Page/View/KXTranslationHistoryDetailsModel.h>
 #include <Page/View/ReadingList.h>
 #include <Tools/AzTokenNewManager.h>
+#include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
 
 #include <QPoint>
 #include <QPointer>
+#include <QTimer>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -26,6 +29,7 @@ class AnswersModel;
 class ListFrame;
 class QuestionBox;
 class SpeechRecognitionTool;
+class StatusChip;
 class StreamModel;
 class TranscriptModel;
 
@@ -43,7 +47,10 @@ public:
         std::function<void(const KXTranslationHistoryDetailsModel& row, int index)> final;
         std::function<void(const std::shared_ptr<StreamModel>&)> asked; ///< before its request is sent
         std::function<void(const std::shared_ptr<StreamModel>&)> answerGrew;
+        /// Recognition has stopped for good; the text says why.
         std::function<void(const QString&)> recognitionError;
+        /// A mark for so many seconds that were not heard was put behind the rows so far, or one there grew by as many.
+        std::function<void(int seconds)> missed;
     };
 
     /// Reads its settings once, here.
@@ -70,8 +77,16 @@ public:
 
     /// The page's controls in the order in which the Tab key goes through them.
     std::vector<QWidget*> keyboardOrder() const;
-    /// How far below the page's top the middle of its header is.
-    int headerMiddle() const;
+    /// Where the pin button is in the page: what the window adds to the header stands level with it.
+    QRect pinPlace() const;
+    /// How wide the title is that the window shows in the header's middle.
+    void setTitleWidth(int width) { titleWidth_ = width; }
+    /// What the interview is about, for people: the position, and the languages.
+    QString subject() const;
+    /// Adds a sentence to the details of the status, where one is shown.
+    void addStatusNote(const QString& sentence);
+    /// Counts the seconds no further: what was to be heard is over.
+    void stopClock();
 
     /// Stores the elapsed seconds and shows them as hours, minutes and seconds.
     void setUseTimeCount(qint64 seconds);
@@ -86,7 +101,12 @@ public:
 
     void tokenDidFetch(const AzTokenModel& token) override;
     void tokenDidRefresh(const AzTokenModel& token) override;
-    std::shared_ptr<SpeechRecognitionTool> speechTool() override { return speechTool_; }
+    void tokenDidFail() override;
+    std::shared_ptr<SpeechRecognitionTool> speechTool() { return speechTool_; }
+    /// How recognition fares, also where no status is there to be told.
+    const RecognitionStatus& recognition() const { return recognition_; }
+    /// Whether the local service is being started, which is then why it cannot be reached.
+    void setServiceStarting(bool starting);
 
 Q_SIGNALS:
     /// A context menu is asked for on one of the lists.
@@ -106,7 +126,13 @@ private:
     void startSessionServices();
     void startSingleLanguage();
     void startTwoLanguages();
-    void recognitionFailed(const QString& label, const QString& message);
+    void followRecognition();
+    void recognitionIs(const RecognitionStatus& status);
+    void tellRecognition();
+    bool waitsForToken() const;
+    void askForTokenAgain();
+    void gapInCapture(double seconds);
+    void markMissed(double seconds);
 
     void partialSentence(const QString& text, const QString& translation);
     void finalSentence(const QString& text, const QString& translation);
@@ -120,8 +146,10 @@ private:
     void buildLists();
     void buildQuestionBox();
     void buildReading();
+    void openMenuByKeys();
     void showPinState();
     void hoverPin(bool inside);
+    SessionLayout currentLayout() const;
     void reloadTranscript(const std::function<void()>& change);
     void reloadAnswers(const std::function<void()>& change);
     void attachUpdates(int row, const std::shared_ptr<StreamModel>& model);
@@ -133,6 +161,11 @@ private:
     std::shared_ptr<AzTokenNewManager> azTokenManager_;
     TimerManager::Session clock_ = 0;
     std::shared_ptr<SpeechRecognitionTool> speechTool_;
+    RecognitionStatus recognition_;
+    QTimer recognitionTick_; ///< for the seconds that wait
+    int withoutToken_ = 0;   ///< ticks for which one has been waited for
+    bool serviceStarting_ = false;
+    double unmarked_ = 0; ///< seconds that were missed and are in no mark
     bool isTranslating_ = false;
     const std::optional<LanguageListModel> langModel1_;
     const std::optional<LanguageListModel> langModel2_;
@@ -147,7 +180,9 @@ private:
     QPointer<QWidget> mainWindow_;
     bool isTop_ = true;
     bool isClosing_ = false;
+    int titleWidth_ = 0;
 
+    StatusChip* status_ = nullptr; ///< null without a status
     QLabel* timeLabel_ = nullptr;
     QLabel* tipLab_ = nullptr;
     QToolButton* topImg_ = nullptr;

@@ -76,7 +76,8 @@ void QuestionBox::contextMenuEvent(QContextMenuEvent* event) {
     const std::unique_ptr<QMenu> menu(createStandardContextMenu(event->pos()));
     translate(*menu);
     makeDark(*menu);
-    menu->exec(event->globalPos());
+    menu->exec(event->reason() == QContextMenuEvent::Keyboard ? viewport()->mapToGlobal(cursorRect().bottomLeft())
+                                                              : event->globalPos());
 }
 
 void QuestionBox::focusInEvent(QFocusEvent* event) {

@@ -35,6 +35,7 @@ void AIInterviewDetailController::windowWillClose() {
 }
 
 void AIInterviewDetailController::closeSession() {
+    recognitionTick_.stop();
     if (isTranslating_)
         stopSessionServices();
     if (azTokenManager_)

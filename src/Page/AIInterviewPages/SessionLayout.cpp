@@ -8,7 +8,7 @@ namespace parlowen {
 namespace {
 
 constexpr int side = 16;
-constexpr int timeWidth = 180;
+constexpr int headerGap = 12; // between the header's parts
 constexpr int pinSize = 26;
 constexpr int pinFromRight = 50;
 constexpr int tipGap = 2;
@@ -31,11 +31,18 @@ QRect SessionLayout::tip(QSize size) const {
     return {pin.x() + (pin.width() - size.width()) / 2, pin.y() - tipGap - size.height(), size.width(), size.height()};
 }
 
-SessionLayout SessionLayout::of(QSize page, bool manual, int header) {
+SessionLayout SessionLayout::of(QSize page, bool manual, const Header& parts) {
+    const int header = parts.height;
     const int width = page.width() - 2 * side;
     const auto part = [&page](double share) { return static_cast<int>(std::lround(page.height() * share)); };
     SessionLayout layout;
-    layout.timeLabel = QRect(side, side, timeWidth, header);
+    layout.timeLabel = QRect(side, side, parts.clockWidth, header);
+    if (!parts.status.isEmpty()) {
+        const int left = side + parts.clockWidth + headerGap;
+        const int room = (page.width() - parts.titleWidth) / 2 - headerGap - left;
+        const QSize size(std::min(parts.status.width(), room), parts.status.height());
+        layout.status = QRect(QPoint(left, side + (header - size.height()) / 2), size);
+    }
     layout.pin = QRect(page.width() - pinFromRight - pinSize, side + (header - pinSize) / 2, pinSize, pinSize);
     layout.transcript = QRect(side, side + header + underTime, width, part(manual ? 0.25 : 0.35));
     int top = layout.transcript.y() + layout.transcript.height() + gap;

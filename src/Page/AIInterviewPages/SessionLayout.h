@@ -8,6 +8,7 @@ namespace parlowen {
 /// Where the views of the session page stand, in the page's coordinates.
 struct SessionLayout {
     QRect timeLabel;
+    QRect status; ///< null without a status
     QRect pin;
     QRect transcript;
     QRect questionBox;  ///< null in automatic mode
@@ -19,7 +20,14 @@ struct SessionLayout {
     /// The header's height for a label and a tip of these heights: the tip has room above the pin.
     static int headerFor(int labelHeight, int tipHeight);
 
-    static SessionLayout of(QSize page, bool manual, int header = usualHeader);
+    /// What of the header decides about its places.
+    struct Header {
+        int height = usualHeader;
+        int clockWidth = 0;
+        int titleWidth = 0; ///< of the window's title, in the page's middle
+        QSize status;       ///< what it would take; empty without one
+    };
+    static SessionLayout of(QSize page, bool manual, const Header& header);
     /// Where the pin's tip of that size stands.
     QRect tip(QSize size) const;
 };

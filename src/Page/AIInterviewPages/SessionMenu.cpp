@@ -33,7 +33,7 @@ QSlider* makeSlider(int percent, QWidget* parent) {
     slider->setAccessibleName(QStringLiteral("背景不透明度"));
     slider->setRange(SessionWindow::leastOpacity, SessionWindow::fullOpacity);
     slider->setPageStep(10);
-    slider->setSingleStep(5);
+    slider->setSingleStep(SessionWindow::opacityStep);
     slider->setValue(percent);
     slider->setMinimumWidth(130);
     slider->setStyleSheet(styleSheets::darkSlider());
@@ -88,6 +88,15 @@ void SessionMenu::addFont(SessionWindow* window) {
 }
 
 void SessionMenu::addOpacity(SessionWindow* window) {
+    const int opacity = window->groundOpacity();
+    const auto offer = [&](const char* name, const QString& text, Qt::Key key, int target, int limit) {
+        connect(add(name, text, Qt::ALT | key, opacity != limit), &QAction::triggered, window,
+                [window, target] { window->setGroundOpacity(target); });
+    };
+    offer("denser", QStringLiteral("背景更实"), Qt::Key_Up, opacity + SessionWindow::opacityStep,
+          SessionWindow::fullOpacity);
+    offer("clearer", QStringLiteral("背景更透"), Qt::Key_Down, opacity - SessionWindow::opacityStep,
+          SessionWindow::leastOpacity);
     auto* row = new QWidget(this);
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(14, 4, 12, 6);

@@ -36,6 +36,7 @@ void AIInterviewDetailController::startSessionServices() {
     azTokenManager_->retry = 0;
     azTokenManager_->setDelegate(this);
     azTokenManager_->requestToken();
+    tellRecognition();
 
     TimerManager& timer = *services_.timer;
     clock_ = timer.setOnTokenRefresh([tokens = std::weak_ptr(azTokenManager_)] {
@@ -55,6 +56,7 @@ void AIInterviewDetailController::tokenDidFetch(const AzTokenModel& token) {
     isTranslating_ = true;
     textView_->setReadOnly(false);
     speechTool_ = SpeechRecognitionTool::make(token.token, token.area, services_.capture);
+    followRecognition();
     if (aiInterviewType_ == 1)
         startSingleLanguage();
     else
@@ -69,9 +71,7 @@ void AIInterviewDetailController::startSingleLanguage() {
     speechTool_->startRecognition(
         language, textOnMain(this, [](Page& page, const QString& text) { page.finalSentence(text, {}); }),
         textOnMain(this, [](Page& page, const QString& text) { page.partialSentence(text, {}); }),
-        textOnMain(this, [](Page& page, const QString& message) {
-            page.recognitionFailed(QStringLiteral("识别错误："), message);
-        }));
+        [](const QString& message) { consoleLog(QStringLiteral("识别错误：") + message); });
 }
 
 void AIInterviewDetailController::startTwoLanguages() {
@@ -82,22 +82,16 @@ void AIInterviewDetailController::startTwoLanguages() {
         source, target, [](const QString&) {}, // a sentence without its translation is not used
         pairOnMain(this, [](Page& page, const QString& text,
                             const QString& translation) { page.partialSentence(text, translation); }),
-        textOnMain(this, [](Page& page,
-                            const QString& message) { page.recognitionFailed(QStringLiteral("识别错误: "), message); }),
+        [](const QString& message) { consoleLog(QStringLiteral("识别错误: ") + message); },
         pairOnMain(this, [](Page& page, const QString& text, const QString& translation) {
             page.finalSentence(text, translation);
         }));
 }
 
-void AIInterviewDetailController::recognitionFailed(const QString& label, const QString& message) {
-    consoleLog(label + message);
-    if (!isClosing_ && observer_.recognitionError)
-        observer_.recognitionError(message);
-}
-
 void AIInterviewDetailController::tokenDidRefresh(const AzTokenModel& token) {
+    // The first ones did not come.
     if (!speechTool_)
-        return;
+        return tokenDidFetch(token);
     consoleLog(QStringLiteral("Token 刷新成功，Token: ") + token.token + QStringLiteral(", 区域: ") + token.area);
     consoleLog(QStringLiteral("[SpeechRecognitionTool] 更新 token"));
     speechTool_->updateToken(token.token);

@@ -1,7 +1,7 @@
 #include "AIInterviewDetailController.h"
 #include "AnswersModel.h"
 #include "QuestionBox.h"
-#include "SessionLayout.h"
+#include "StatusChip.h"
 #include "TranscriptModel.h"
 #include "WindowLevel.h"
 
@@ -18,6 +18,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QToolButton>
+#include <algorithm>
 
 /// The views of the session page and how the lists scroll.
 namespace parlowen {
@@ -49,6 +50,11 @@ void AIInterviewDetailController::buildHeader() {
     timeLabel_->setObjectName(QStringLiteral("timeLabel"));
     timeLabel_->setText(QStringLiteral("00:00:00"));
 
+    if (services_.status != nullptr) {
+        status_ = new StatusChip(*services_.status, this);
+        connect(status_, &StatusChip::widthChanged, this, [this] { status_->setGeometry(currentLayout().status); });
+    }
+
     topImg_ = new QToolButton(this);
     topImg_->setObjectName(QStringLiteral("topImg"));
     topImg_->setProperty("tag", 9);
@@ -79,6 +85,9 @@ void AIInterviewDetailController::buildLists() {
     bottomTableView_->setObjectName(QStringLiteral("bottomTableView"));
     bottomTableView_->setAccessibleName(QStringLiteral("AI回答"));
     bottomTableView_->setModel(answers_);
+    topTableView_->setPlaceholder(QStringLiteral("对话的文字会显示在这里"));
+    bottomTableView_->setPlaceholder(isManual() ? QStringLiteral("点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里")
+                                                : QStringLiteral("AI 对每个问题的回答会显示在这里"));
     for (ReadingList* list : {topTableView_, bottomTableView_})
         list->setNominalRowHeight(TextCell::nominalHeight(systemFont(fontSize_)));
     connect(topTableView_, &ReadingList::focusShown, topView_, &ListFrame::setHighlighted);
@@ -95,14 +104,26 @@ void AIInterviewDetailController::buildQuestionBox() {
     aiResponseButton_->setFocusPolicy(Qt::TabFocus);
     aiResponseButton_->setCursor(Qt::PointingHandCursor);
     aiResponseButton_->setStyleSheet(styleSheets::darkAccentButton());
+    aiResponseButton_->setToolTip(QStringLiteral("Ctrl+Enter"));
     aiResponseButton_->setVisible(isManual());
     connect(aiResponseButton_, &QPushButton::clicked, this, &AIInterviewDetailController::aiResponseTapped);
 }
 
+SessionLayout AIInterviewDetailController::currentLayout() const {
+    SessionLayout::Header header;
+    header.clockWidth = timeLabel_->sizeHint().width();
+    header.titleWidth = titleWidth_;
+    header.status = status_ == nullptr ? QSize() : status_->sizeHint();
+    header.height = SessionLayout::headerFor(std::max(timeLabel_->sizeHint().height(), header.status.height()),
+                                             tipLab_->sizeHint().height());
+    return SessionLayout::of(size(), isManual(), header);
+}
+
 void AIInterviewDetailController::buildLayout() {
-    const int header = SessionLayout::headerFor(timeLabel_->sizeHint().height(), tipLab_->sizeHint().height());
-    const SessionLayout layout = SessionLayout::of(size(), isManual(), header);
+    const SessionLayout layout = currentLayout();
     timeLabel_->setGeometry(layout.timeLabel);
+    if (status_ != nullptr)
+        status_->setGeometry(layout.status);
     topImg_->setGeometry(layout.pin);
     topImg_->setIconSize(layout.pin.size());
     topTableView_->setGeometry(layout.transcript);

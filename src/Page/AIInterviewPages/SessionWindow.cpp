@@ -5,7 +5,9 @@
 #include "WindowLevel.h"
 
 #include <Network/Settings.h>
+#include <Page/View/ReadingList.h>
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -13,6 +15,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QScreen>
+#include <QShortcut>
 #include <QToolButton>
 #include <algorithm>
 #include <utility>
@@ -26,6 +29,7 @@ constexpr QSize smallestSize(480, 420);
 constexpr int cornerRadius = 12;
 constexpr int closeSize = 20;
 constexpr int closeFromRight = 16;
+constexpr int subjectGap = 10;
 
 int storedOpacity(const Settings& settings) {
     const qint64 stored = settings.sessionWindowOpacity().value_or(SessionWindow::usualOpacity);
@@ -40,6 +44,7 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     , groundOpacity_(storedOpacity(*services.settings))
     , controller_(new AIInterviewDetailController(std::move(services), this))
     , title_(new QLabel(QStringLiteral("AI面试"), this))
+    , subject_(new ElidedLabel(this))
     , closeButton_(new QToolButton(this)) {
     setAttribute(Qt::WA_TranslucentBackground);
     setWindowTitle(title_->text());
@@ -53,6 +58,7 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     controller_->loadViewIfNeeded();
     controller_->lower();
     buildKeyboardOrder();
+    buildKeys();
     connect(controller_, &AIInterviewDetailController::menuRequested, this, &SessionWindow::showMenu);
 }
 
@@ -63,6 +69,14 @@ void SessionWindow::buildHeader() {
     title_->setAlignment(Qt::AlignCenter);
     title_->setStyleSheet(styleSheets::darkTitle());
     title_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    controller_->setTitleWidth(title_->sizeHint().width());
+
+    subject_->setObjectName(QStringLiteral("subject"));
+    subject_->setFont(systemFont(12));
+    subject_->setStyleSheet(styleSheets::darkTitle());
+    subject_->setMouseTracking(true);
+    subject_->setText(controller_->subject());
+    subject_->setToolTip(subject_->text());
 
     closeButton_->setObjectName(QStringLiteral("closeButton"));
     closeButton_->setAccessibleName(QStringLiteral("关闭"));
@@ -77,9 +91,17 @@ void SessionWindow::buildHeader() {
 // From the header downwards.
 void SessionWindow::buildKeyboardOrder() {
     std::vector<QWidget*> order = controller_->keyboardOrder();
-    order.insert(order.begin() + 1, closeButton_);
+    const auto list = std::find_if(order.begin(), order.end(),
+                                   [](QWidget* control) { return qobject_cast<ReadingList*>(control) != nullptr; });
+    order.insert(list, closeButton_);
     for (std::size_t i = 1; i < order.size(); ++i)
         setTabOrder(order[i - 1], order[i]);
+}
+
+void SessionWindow::buildKeys() {
+    for (const auto& [key, step] : {std::pair(Qt::Key_Up, opacityStep), std::pair(Qt::Key_Down, -opacityStep)})
+        connect(new QShortcut(Qt::ALT | key, this), &QShortcut::activated, this,
+                [this, step = step] { setGroundOpacity(groundOpacity_ + step); });
 }
 
 void SessionWindow::setGroundOpacity(int percent) {
@@ -111,9 +133,14 @@ void SessionWindow::paintEvent(QPaintEvent*) {
 
 void SessionWindow::resizeEvent(QResizeEvent*) {
     controller_->setGeometry(rect());
-    const int middle = controller_->headerMiddle() + 1;
+    const QRect pin = controller_->pinPlace();
+    const int middle = pin.center().y() + 1;
     const int titleHeight = title_->sizeHint().height();
     title_->setGeometry(0, middle - titleHeight / 2, width(), titleHeight);
+    const int subjectLeft = (width() + title_->sizeHint().width()) / 2 + subjectGap;
+    const int subjectHeight = subject_->sizeHint().height();
+    subject_->setGeometry(subjectLeft, middle - subjectHeight / 2, pin.left() - subjectGap - subjectLeft,
+                          subjectHeight);
     closeButton_->setGeometry(width() - closeFromRight - closeSize, middle - closeSize / 2, closeSize, closeSize);
 }
 

@@ -31,6 +31,7 @@ public:
     static constexpr int leastOpacity = 50; ///< its white text can be read before a white page
     static constexpr int usualOpacity = 70;
     static constexpr int fullOpacity = 100;
+    static constexpr int opacityStep = 5; ///< of the keys
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -49,12 +50,14 @@ private:
     void dragTo(QPoint global);
     void buildHeader();
     void buildKeyboardOrder();
+    void buildKeys();
     void showMenu(ReadingList* list, QPoint globalPosition);
 
     Settings* const settings_;
     int groundOpacity_;
     AIInterviewDetailController* controller_;
     QLabel* title_;
+    QLabel* subject_; ///< of the interview, beside the title
     QToolButton* closeButton_;
     bool dragging_ = false; ///< where the window system does not move windows for us
     Qt::Edges dragEdges_;   ///< none moves the window

@@ -11,52 +11,79 @@ void TranscriptModel::setFontSize(int size) {
 }
 
 void TranscriptModel::setCenterModel(const Row& row) {
-    const int last = static_cast<int>(topArr_.size());
     if (centerModel_) {
         centerModel_ = row;
-        changed(last);
+        changed(shownRows());
         return;
     }
-    beginInsertRows({}, last, last);
+    beginInsertRows({}, shownRows(), shownRows());
     centerModel_ = row;
     endInsertRows();
 }
 
 void TranscriptModel::finish(const Row& row) {
-    const int last = static_cast<int>(topArr_.size());
+    const Shown shown{topArr_.size(), 0};
     if (centerModel_) {
         centerModel_.reset();
         topArr_.push_back(row);
-        changed(last);
+        shown_.push_back(shown);
+        changed(shownRows() - 1);
         return;
     }
-    beginInsertRows({}, last, last);
     topArr_.push_back(row);
+    append(shown);
+}
+
+void TranscriptModel::markMissed(int seconds) {
+    if (shown_.empty() || shown_.back().missedSeconds == 0)
+        return append({0, seconds});
+    shown_.back().missedSeconds += seconds;
+    changed(shownRows() - 1);
+}
+
+void TranscriptModel::append(const Shown& shown) {
+    beginInsertRows({}, shownRows(), shownRows());
+    shown_.push_back(shown);
     endInsertRows();
 }
 
 int TranscriptModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(topArr_.size()) + (centerModel_ ? 1 : 0);
+    return parent.isValid() ? 0 : shownRows() + (centerModel_ ? 1 : 0);
+}
+
+/// What the row holds, with the number that it shows; a mark has none.
+TranscriptModel::Row TranscriptModel::record(int row) const {
+    Row record;
+    if (row == shownRows()) {
+        record = *centerModel_;
+        record.index = static_cast<qint64>(topArr_.size()) + 1;
+    } else if (const Shown& shown = shown_[static_cast<std::size_t>(row)]; shown.missedSeconds > 0) {
+        record.sourceText = QStringLiteral("… %1 s 未听到 …").arg(shown.missedSeconds);
+    } else {
+        record = topArr_[shown.sentence];
+        record.index = static_cast<qint64>(shown.sentence) + 1;
+    }
+    record.font = fontSize_;
+    return record;
 }
 
 QVariant TranscriptModel::data(const QModelIndex& index, int role) const {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
-    const auto row = static_cast<std::size_t>(index.row());
-    const Row& record = row < topArr_.size() ? topArr_[row] : *centerModel_;
-    switch (role) {
-    case AiInterviewCellMac::modelRole: {
-        Row shown = record;
-        shown.index = index.row() + 1;
-        shown.font = fontSize_;
-        return QVariant::fromValue(shown);
-    }
-    case Qt::DisplayRole:
-        return record.resultText.isEmpty() ? record.sourceText : record.sourceText + u'\n' + record.resultText;
-    case Qt::AccessibleTextRole:
-        return QString::number(index.row() + 1) + u':' + index.data(Qt::DisplayRole).toString();
-    case Qt::FontRole:
+    if (role == Qt::FontRole)
         return font_;
+    const Row row = record(index.row());
+    switch (role) {
+    case AiInterviewCellMac::modelRole:
+        return QVariant::fromValue(row);
+    case Qt::DisplayRole:
+        return row.resultText.isEmpty() ? row.sourceText : row.sourceText + u'\n' + row.resultText;
+    case Qt::AccessibleTextRole:
+        return (row.index > 0 ? QString::number(row.index) + u':' : QString()) +
+               index.data(Qt::DisplayRole).toString() +
+               (index.row() < shownRows() ? QString() : QStringLiteral("（识别中）"));
+    case AiInterviewCellMac::unfinishedRole:
+        return index.row() == shownRows();
     default:
         return {};
     }

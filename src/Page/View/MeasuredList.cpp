@@ -5,6 +5,7 @@
 #include <QResizeEvent>
 #include <QScopedValueRollback>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QTimerEvent>
 #include <algorithm>
 
@@ -50,7 +51,34 @@ void MeasuredList::setModel(QAbstractItemModel* model) {
 
 void MeasuredList::setNominalRowHeight(int height) { verticalHeader()->setDefaultSectionSize(height); }
 
-int MeasuredList::contentHeight() const { return verticalHeader()->length(); }
+int MeasuredList::contentHeight() const { return verticalHeader()->length() + footer_; }
+
+/// A last row that is higher than the view shows its end.
+int MeasuredList::footerForWholeRow() const {
+    const int top = verticalHeader()->length() - viewport()->height();
+    const int row = top <= 0 ? -1 : verticalHeader()->visualIndexAt(top - verticalHeader()->offset());
+    if (row < 0 || row == verticalHeader()->count() - 1)
+        return 0;
+    const int start = verticalHeader()->sectionPosition(row);
+    const bool isWhole = top - start <= TextCell::rowSpacing / 2 + TextCell::above; // to the eye
+    return isWhole ? 0 : start + rowHeight(row) - top;
+}
+
+// The base class ends the range with the last row. It must not scroll there and back, and paint everything for it.
+void MeasuredList::updateGeometries() {
+    QScrollBar& bar = *verticalScrollBar();
+    const int value = bar.value();
+    {
+        const QSignalBlocker blocker(bar);
+        QTableView::updateGeometries();
+        footer_ = footerForWholeRow();
+        bar.setMaximum(bar.maximum() + footer_);
+        bar.setValue(value);
+        verticalHeader()->setOffset(bar.value());
+    }
+    if (bar.value() != value)
+        Q_EMIT bar.valueChanged(bar.value());
+}
 
 bool MeasuredList::isNearBottom(int viewHeight) const {
     const int visibleEnd = verticalHeader()->offset() + viewHeight;
@@ -88,9 +116,14 @@ void MeasuredList::scrollTo(const Place& place) {
 }
 
 void MeasuredList::keepPlace(const std::function<void()>& change) {
-    const Place before = place(viewport()->height());
-    change();
-    restore(before);
+    {
+        const QScopedValueRollback guard(placing_, true);
+        const Place before = place(viewport()->height());
+        change();
+        restore(before);
+    }
+    if (!placing_)
+        placeChanged();
 }
 
 void MeasuredList::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
@@ -118,6 +151,7 @@ void MeasuredList::resizeEvent(QResizeEvent* event) {
     if (model() != nullptr && event->oldSize().width() != event->size().width())
         measureAll();
     restore(before);
+    placeChanged();
 }
 
 void MeasuredList::measureAll() {
@@ -167,6 +201,8 @@ void MeasuredList::timerEvent(QTimerEvent* event) {
 
 void MeasuredList::scrollContentsBy(int dx, int dy) {
     QTableView::scrollContentsBy(dx, dy);
+    if (!placing_)
+        placeChanged();
     if (stale_ == 0 || measuring_)
         return;
     const QScopedValueRollback guard(measuring_, true);

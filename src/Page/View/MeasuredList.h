@@ -28,7 +28,7 @@ public:
     /// Whether less than two nominal rows lie under the visible part.
     bool isNearBottom() const { return isNearBottom(viewport()->height()); }
     void scrollToEnd();
-    /// The height of all rows.
+    /// The height of all rows and of the room under them which lets a row stand whole on top when the end is shown.
     int contentHeight() const;
     /// Whether every row's height is that of its text.
     bool isMeasured() const { return stale_ == 0; }
@@ -41,11 +41,14 @@ protected:
     void setHeld(bool held) { held_ = held; }
     /// Measures all rows anew.
     void measureAll();
+    /// Another part of the rows is in sight, or other rows are.
+    virtual void placeChanged() {}
 
     void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles = {}) override;
     void rowsInserted(const QModelIndex& parent, int start, int end) override;
     void resizeEvent(QResizeEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
+    void updateGeometries() override;
     void timerEvent(QTimerEvent* event) override;
 
 private:
@@ -56,6 +59,7 @@ private:
     };
     bool isNearBottom(int viewHeight) const;
     Place place(int viewHeight) const;
+    int footerForWholeRow() const;
     void restore(const Place& place);
     void scrollTo(const Place& place);
     void measureRow(int row);
@@ -69,6 +73,8 @@ private:
     int next_ = 0; ///< no row behind this one is stale
     bool held_ = false;
     bool measuring_ = false;
+    bool placing_ = false;
+    int footer_ = 0; ///< of the room under the last row
     QBasicTimer idle_;
 };
 

@@ -1,10 +1,13 @@
 #include "ReadingList.h"
 
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/StyleSheets.h>
+#include <Tools/PopView/SystemFont.h>
 
 #include <QApplication>
 #include <QClipboard>
 #include <QPainter>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QStringList>
 #include <QTimerEvent>
@@ -12,17 +15,56 @@
 /// What is marked and copied. Mouse and keys are in ReadingListInput.cpp.
 namespace parlowen {
 
+namespace {
+
+constexpr int newerFromBottom = 8;
+
+} // namespace
+
 ReadingList::ReadingList(TextCell* cell, QWidget* parent)
-    : MeasuredList(cell, parent) {
+    : MeasuredList(cell, parent)
+    , newer_(new QPushButton(this)) {
     setFocusPolicy(Qt::StrongFocus);
     setTabKeyNavigation(false);
     setAutoScroll(false);
     viewport()->setCursor(Qt::IBeamCursor);
+    newer_->setObjectName(QStringLiteral("newer"));
+    newer_->setFont(systemFont(12));
+    newer_->setFocusPolicy(Qt::NoFocus); // the keys have End
+    newer_->setCursor(Qt::PointingHandCursor);
+    newer_->setToolTip(QStringLiteral("End"));
+    newer_->setStyleSheet(styleSheets::darkPill());
+    newer_->hide();
+    connect(newer_, &QPushButton::clicked, this, &MeasuredList::scrollToEnd);
 }
 
 void ReadingList::setModel(QAbstractItemModel* model) {
     MeasuredList::setModel(model);
     connect(model, &QAbstractItemModel::rowsRemoved, this, &ReadingList::unmark);
+}
+
+void ReadingList::setPlaceholder(const QString& text) {
+    placeholder_ = text;
+    setAccessibleDescription(text);
+    viewport()->update();
+}
+
+void ReadingList::rowsInserted(const QModelIndex& parent, int start, int end) {
+    MeasuredList::rowsInserted(parent, start, end);
+    unread_ += end - start + 1;
+}
+
+void ReadingList::placeChanged() {
+    if (isNearBottom()) {
+        unread_ = 0;
+        newer_->hide();
+        return;
+    }
+    newer_->setText(unread_ == 0 ? QStringLiteral("↓ 最新内容") : QStringLiteral("↓ %1 条新内容").arg(unread_));
+    const QSize size = newer_->sizeHint();
+    newer_->setGeometry({QPoint((width() - size.width()) / 2, height() - size.height() - newerFromBottom), size});
+    newer_->show();
+    newer_->raise();
 }
 
 void ReadingList::changeFont(const std::function<void()>& change, int nominalRowHeight) {
@@ -93,9 +135,22 @@ void ReadingList::showFocus(bool shown) {
 
 void ReadingList::paintEvent(QPaintEvent* event) {
     MeasuredList::paintEvent(event);
-    if (!showsFocus_ || !currentIndex().isValid())
-        return;
-    // The row that the keys are on.
+    if (count() == 0)
+        drawPlaceholder();
+    else if (showsFocus_ && currentIndex().isValid())
+        drawCurrentRow();
+}
+
+void ReadingList::drawPlaceholder() {
+    QPainter painter(viewport());
+    painter.setFont(systemFont(13));
+    painter.setPen(hexColor(theme::onDark, theme::title));
+    painter.drawText(viewport()->rect().adjusted(TextCell::sideInset, 0, -TextCell::sideInset, 0),
+                     Qt::AlignCenter | Qt::TextWordWrap, placeholder_);
+}
+
+/// The row that the keys are on.
+void ReadingList::drawCurrentRow() {
     constexpr int bar = 3;
     const QRect row = visualRect(currentIndex());
     QPainter painter(viewport());

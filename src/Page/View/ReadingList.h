@@ -6,10 +6,13 @@
 
 #include <optional>
 
+class QPushButton;
+
 namespace parlowen {
 
 /// A list whose text can be read, marked and copied: with the mouse from character to character (a double click marks a
-/// word, a triple click a row), with the keys from row to row. Rows may come and grow meanwhile. Main thread only.
+/// word, a triple click a row), with the keys from row to row. Rows may come and grow meanwhile: a mark leads a reader
+/// who has scrolled back to them. Main thread only.
 class ReadingList : public MeasuredList {
     Q_OBJECT
 public:
@@ -28,12 +31,15 @@ public:
     void copyAll();
     void selectAll() override;
 
+    /// What an empty list says.
+    void setPlaceholder(const QString& text);
+
     /// Takes the model's new font.
     void changeFont(const std::function<void()>& change, int nominalRowHeight);
     void setModel(QAbstractItemModel* model) override;
 
 Q_SIGNALS:
-    /// A context menu is asked for.
+    /// A context menu is asked for; with the keys, where the row is that they are on.
     void menuRequested(QPoint globalPosition);
     /// The list has the keyboard, and the user goes by keys.
     void focusShown(bool shown);
@@ -48,6 +54,8 @@ protected:
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    void placeChanged() override;
+    void rowsInserted(const QModelIndex& parent, int start, int end) override;
     void timerEvent(QTimerEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void changeEvent(QEvent* event) override;
@@ -65,12 +73,17 @@ private:
     bool isTripleClick(QPoint point) const;
     void offerMark() const;
     void showFocus(bool shown);
+    void drawCurrentRow();
+    void drawPlaceholder();
     bool handleKey(const QKeyEvent& event);
     void stepRow(int way, bool marking);
     void scrollBy(int pixels);
     void bringIntoSight(int row);
     void setCurrentRow(int row);
 
+    QString placeholder_;
+    QPushButton* newer_; ///< while the reader is not at the end, where newer text is
+    int unread_ = 0;     ///< rows that came meanwhile
     std::optional<TextSelection> selection_;
     bool dragging_ = false;
     bool showsFocus_ = false;

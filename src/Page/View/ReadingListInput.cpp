@@ -126,8 +126,8 @@ void ReadingList::contextMenuEvent(QContextMenuEvent* event) {
     endDrag();
     QPoint where = event->globalPos();
     if (event->reason() == QContextMenuEvent::Keyboard) {
-        if (currentIndex().isValid())
-            where = viewport()->mapToGlobal(visualRect(currentIndex()).intersected(viewport()->rect()).center());
+        const QRect row = visualRect(currentIndex()).intersected(viewport()->rect());
+        where = viewport()->mapToGlobal(row.isEmpty() ? viewport()->rect().center() : row.center());
     } else {
         setCurrentRow(rowAt(viewport()->mapFromGlobal(where).y()));
     }

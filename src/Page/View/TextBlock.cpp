@@ -2,6 +2,7 @@
 
 #include <Tools/PopView/Colors.h>
 
+#include <QFontMetricsF>
 #include <QPainter>
 #include <QTextLayout>
 #include <algorithm>
@@ -19,6 +20,12 @@ constexpr qsizetype never = std::numeric_limits<qsizetype>::max();
 
 /// Space between two lines of a block: Chinese in a tight setting is tiring to read.
 int lineGap(const QFont& font) { return std::max(1, font.pixelSize() / 5); }
+
+/// None where it would leave the text too narrow.
+double indentFor(const QString& prefix, const QFont& font, int width) {
+    const double wanted = QFontMetricsF(font).horizontalAdvance(prefix);
+    return wanted > width / 3.0 ? 0 : wanted;
+}
 
 /// Whether the order of a line's characters may depend on what stands in another line.
 bool hasRightToLeft(QStringView text) {
@@ -44,14 +51,16 @@ struct TextBlock::Stretch {
 TextBlock::TextBlock(QString prefix, const QFont& font, int width)
     : prefix_(std::move(prefix))
     , font_(font)
-    , width_(std::max(1, width)) {}
+    , width_(std::max(1, width))
+    , indent_(indentFor(prefix_, font_, width_)) {}
 
 TextBlock::~TextBlock() = default;
 TextBlock::TextBlock(TextBlock&&) noexcept = default;
 TextBlock& TextBlock::operator=(TextBlock&&) noexcept = default;
 
-void TextBlock::setText(const QString& text) {
-    QString full = prefix_ + text;
+void TextBlock::setText(const QString& text, const QString& cue) {
+    cue_ = cue;
+    QString full = prefix_ + text + cue;
     full.replace(u'\n', QChar::LineSeparator);
     if (!stretches_.empty() && full == full_)
         return;
@@ -83,8 +92,7 @@ void TextBlock::layOutFrom(qsizetype start) {
     for (QTextLine line = made.layout->createLine(); line.isValid(); line = made.layout->createLine()) {
         if (start > 0 || made.lines > 0)
             made.height += lineGap(font_);
-        line.setLineWidth(width_);
-        line.setPosition({0, made.height});
+        placeLine(line, made.height, start == 0 && made.lines == 0);
         made.height += line.height();
         ++made.lines;
     }
@@ -95,6 +103,13 @@ void TextBlock::layOutFrom(qsizetype start) {
     stretches_.push_back(std::move(made));
     if (isLong)
         layOutFrom(stretches_.back().end);
+}
+
+/// The prefix is in the first line; from right to left it hangs on the other side.
+void TextBlock::placeLine(QTextLine line, double y, bool isFirst) const {
+    const double indent = isFirst ? 0 : indent_;
+    line.setLineWidth(width_ - indent);
+    line.setPosition({full_.isRightToLeft() ? 0 : indent, y});
 }
 
 /// Leaves the lines that may change to another stretch.
@@ -144,7 +159,7 @@ qsizetype TextBlock::offsetAt(QPointF point) const {
             const QTextLine line = stretch.layout->lineAt(i);
             if (stretch.y + line.y() > point.y() && (i > 0 || stretch.start > 0))
                 return found;
-            found = std::max<qsizetype>(0, stretch.start + line.xToCursor(point.x()) - prefix_.size());
+            found = std::clamp<qsizetype>(stretch.start + line.xToCursor(point.x()) - prefix_.size(), 0, textLength());
         }
     }
     return found;

@@ -15,19 +15,23 @@ class QTextLine;
 
 namespace parlowen {
 
-/// A wrapped text in one font and width, laid out in stretches of lines. When the text changes, only what follows the
-/// last lines that stay is laid out anew: a word that is added to a long text costs a few lines. Main thread only.
+/// A wrapped text in one font and width, laid out in stretches of lines, with a prefix that hangs in front of them.
+/// When the text changes, only what follows the last lines that stay is laid out anew: a word that is added to a long
+/// text costs a few lines. Main thread only.
 class TextBlock {
 public:
-    /// The prefix stands before the text, in the accent colour.
+    /// The prefix stands before the text, in the accent colour; further lines begin where the text does.
     TextBlock(QString prefix, const QFont& font, int width);
     ~TextBlock();
     TextBlock(TextBlock&&) noexcept;
     TextBlock& operator=(TextBlock&&) noexcept;
 
     const QString& prefix() const { return prefix_; }
-    qsizetype textLength() const { return full_.size() - prefix_.size(); }
-    void setText(const QString& text);
+    qsizetype textLength() const { return full_.size() - prefix_.size() - cue_.size(); }
+    /// The cue stands behind the text and is no part of it.
+    void setText(const QString& text, const QString& cue = {});
+    /// How far the text is indented for its prefix.
+    double indent() const { return indent_; }
 
     /// Of all lines and the gaps between them.
     int height() const;
@@ -40,6 +44,7 @@ public:
 private:
     struct Stretch;
     void layOutFrom(qsizetype start);
+    void placeLine(QTextLine line, double y, bool isFirst) const;
     void settleLines(Stretch& last) const;
     void drawMark(QPainter& painter, const QTextLine& line, QPointF at, qsizetype textStart,
                   std::pair<qsizetype, qsizetype> marked) const;
@@ -47,7 +52,9 @@ private:
     QString prefix_;
     QFont font_;
     int width_;
-    QString full_;         ///< prefix and text, line feeds turned into line separators
+    double indent_;
+    QString cue_;
+    QString full_;         ///< prefix, text and cue, line feeds turned into line separators
     bool isMixed_ = false; ///< has text that runs from right to left; it is then one stretch
     std::vector<Stretch> stretches_;
 };

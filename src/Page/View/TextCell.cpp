@@ -9,7 +9,6 @@ namespace parlowen {
 
 namespace {
 
-constexpr int above = 4;
 constexpr int between = 4;
 constexpr int below = 4;
 constexpr int belowResult = 8;
@@ -28,8 +27,10 @@ struct TextCell::LaidOut {
     QFont font;
     int width; ///< of the row
     TextBlock source;
-    std::optional<TextBlock> result;
+    std::optional<TextBlock> result; ///< under the source's text, not its number
+    bool isUnfinished = false;
 
+    int resultLeft() const { return sideInset + qRound(source.indent()); }
     int sourceTop() const { return rowSpacing / 2 + above; }
     int resultTop() const { return sourceTop() + source.height() + between; }
     int height() const {
@@ -52,13 +53,15 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
     std::unique_ptr<LaidOut> kept(laidOut_.take(index.row()));
     if (!kept || kept->width != width || kept->source.prefix() != shown.prefix || kept->font != font)
         kept = std::make_unique<LaidOut>(LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
-    kept->source.setText(shown.sourceLab);
+    const QString cue = shown.isUnfinished ? QStringLiteral(" …") : QString();
+    kept->isUnfinished = shown.isUnfinished;
+    kept->source.setText(shown.sourceLab, shown.resultLab.isEmpty() ? cue : QString());
     if (shown.resultLab.isEmpty())
         kept->result.reset();
     else if (!kept->result)
-        kept->result.emplace(QString(), font, room);
+        kept->result.emplace(QString(), font, room - qRound(kept->source.indent()));
     if (kept->result)
-        kept->result->setText(shown.resultLab);
+        kept->result->setText(shown.resultLab, cue);
     const qsizetype cost = std::min(keptCharacters, 100 + shown.sourceLab.size() + shown.resultLab.size());
     laidOut_.insert(index.row(), kept.release(), cost);
     return *laidOut_.object(index.row());
@@ -84,7 +87,7 @@ qsizetype TextCell::offsetAt(const QModelIndex& index, int width, QPoint point) 
     const LaidOut& row = laidOut(index, width);
     if (!row.result || point.y() < row.resultTop())
         return row.source.offsetAt(point - QPoint(sideInset, row.sourceTop()));
-    return row.source.textLength() + 1 + row.result->offsetAt(point - QPoint(sideInset, row.resultTop()));
+    return row.source.textLength() + 1 + row.result->offsetAt(point - QPoint(row.resultLeft(), row.resultTop()));
 }
 
 QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
@@ -100,10 +103,10 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const QPointF corner = option.rect.topLeft() + QPoint(sideInset, 0);
     const QRectF clip = visiblePart(option);
     painter->save();
-    painter->setPen(hexColor(theme::onDark));
+    painter->setPen(hexColor(theme::onDark, row.isUnfinished ? theme::title : 1));
     row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
     if (row.result)
-        row.result->draw(*painter, corner + QPointF(0, row.resultTop()), clip,
+        row.result->draw(*painter, option.rect.topLeft() + QPointF(row.resultLeft(), row.resultTop()), clip,
                          {from - sourceLength - 1, to - sourceLength - 1});
     painter->restore();
 }

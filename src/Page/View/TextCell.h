@@ -10,9 +10,9 @@
 
 namespace parlowen {
 
-/// A cell of wrapped white text on a clear ground: a label and, where there is one, a second label under it. The font
-/// comes from the model's font role. Heights are measured here and kept by the list, so that painting and scrolling
-/// never measure; what was laid out last is kept too.
+/// A cell of wrapped white text on a clear ground, its number hanging in front of it: a label and, where there is one,
+/// a second label under it. The font comes from the model's font role. Heights are measured here and kept by the list,
+/// so that painting and scrolling never measure; what was laid out last is kept too.
 class TextCell : public QStyledItemDelegate {
     Q_OBJECT
 public:
@@ -21,6 +21,7 @@ public:
 
     static constexpr int sideInset = 11;
     static constexpr int rowSpacing = 8; ///< between two rows; half of it belongs to each
+    static constexpr int above = 4;      ///< from there to the first line
 
     /// The height of the row at that width, spacing included, measured anew.
     int measure(const QModelIndex& index, int width) const;
@@ -43,7 +44,8 @@ protected:
     struct Content {
         QString prefix; ///< stands before the source text, in the accent colour
         QString sourceLab;
-        QString resultLab; ///< empty: the label is hidden and takes no space
+        QString resultLab;         ///< empty: the label is hidden and takes no space
+        bool isUnfinished = false; ///< shown paler, with "…" behind it
     };
     virtual Content content(const QModelIndex& index) const = 0;
 

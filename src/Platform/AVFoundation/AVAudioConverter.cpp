@@ -1,5 +1,6 @@
 #include "AVAudioConverter.h"
 
+#include "LevelControl.h"
 #include "Samples.h"
 #include "Stretcher.h"
 
@@ -48,7 +49,8 @@ bool isConvertibleRate(double rate) { return rate >= lowestRate && rate <= highe
 /// just as many samples as it needs for the asked count: 2046 made of 2048.
 struct AVAudioConverter::Stream {
     Stream(const AVAudioFormat& from, const AVAudioFormat& to)
-        : format(from) {
+        : format(from)
+        , level(to.sampleRate()) {
         const auto inRate = static_cast<spx_uint32_t>(std::lround(from.sampleRate()));
         const auto outRate = static_cast<spx_uint32_t>(std::lround(to.sampleRate()));
         sameRate = inRate == outRate;
@@ -74,6 +76,7 @@ struct AVAudioConverter::Stream {
     std::size_t waiting = 0;   ///< samples
     std::int64_t position = 0; ///< of the next frame, from the first waiting sample on, in 1 / `out` samples
     std::vector<float> resampled;
+    LevelControl level;
 };
 
 /// The count of samples, the waiting ones included, from which the resampler makes just that many frames.
@@ -95,18 +98,21 @@ bool AVAudioConverter::Stream::resample(std::int16_t* output, std::size_t asked)
     std::copy(ahead.begin() + used, ahead.end(), ahead.begin());
     waiting = needed - used;
     position += static_cast<std::int64_t>(made) * in - static_cast<std::int64_t>(used) * out;
+    level.apply(resampled.data(), made);
     quantize(resampled.data(), made, output);
     return made == asked;
 }
 
 void AVAudioConverter::Stream::passOn(std::size_t frames, const float* mono, std::int16_t* output, std::size_t asked) {
-    if (frames == asked && !stretched) {
-        quantize(mono, asked, output);
-        return stretcher.skip();
-    }
-    stretched = true;
     resampled.resize(asked);
-    stretcher.fit(resampled.data(), asked);
+    if (frames == asked && !stretched) {
+        std::copy_n(mono, asked, resampled.begin());
+        stretcher.skip();
+    } else {
+        stretched = true;
+        stretcher.fit(resampled.data(), asked);
+    }
+    level.apply(resampled.data(), asked);
     quantize(resampled.data(), asked, output);
 }
 

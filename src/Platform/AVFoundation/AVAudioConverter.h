@@ -10,8 +10,8 @@
 namespace parlowen {
 
 /// Turns sound of any rate and channel count into mono 16-bit sound of another rate: averages the channels, resamples,
-/// rounds. Successive buffers are one stream, so their seams cannot be heard. It delays sound by at most 3 ms
-/// from 8 kHz on. One thread at a time.
+/// brings quiet speech to a good level (LevelControl), rounds. Successive buffers are one stream, so their seams cannot
+/// be heard. It delays sound by at most 3 ms from 8 kHz on. One thread at a time.
 class AVAudioConverter {
 public:
     /// Called once a conversion; hands over the buffer to convert.

@@ -9,9 +9,9 @@ enum class AVAuthorizationStatus { NotDetermined = 0, Restricted = 1, Denied = 2
 
 namespace AVCaptureDevice {
 
-/// Asks the audio server afresh, which takes 5 seconds at most. Authorized: it has a source that is no monitor and
-/// shows it to this process. Restricted: there is none to record from. Denied: it refuses this process. NotDetermined:
-/// no server runs. Any thread.
+/// What is known of the audio server now. Authorized: it has a source that is no monitor and shows it to this process.
+/// Restricted: there is none to record from. Denied: it refuses this process. NotDetermined: no server runs, or it has
+/// not answered yet. Any thread; waits for nothing.
 AVAuthorizationStatus authorizationStatusForAudio();
 
 /// Asks for the right to capture sound: starts the user's audio server when none runs, so that it can decide. The

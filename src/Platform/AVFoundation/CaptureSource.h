@@ -1,7 +1,7 @@
 #pragma once
 
 #include "AVAudioPCMBuffer.h"
-#include "InputReport.h"
+#include "InputObserver.h"
 
 #include <QString>
 #include <cstdint>
@@ -32,8 +32,8 @@ public:
 
 using CaptureSourceFactory = std::function<std::unique_ptr<CaptureSource>()>;
 
-/// Captures from the audio server's default input; PULSE_SERVER names another server. The observer, when there is one,
-/// is told what befalls the input.
-CaptureSourceFactory defaultInputCapture(InputObserver observer = nullptr);
+/// Captures what this program's sessions are to hear from the user's audio server; PULSE_SERVER names another one. The
+/// observer is told what befalls the input.
+CaptureSourceFactory inputCapture(InputObserver observer = {});
 
 } // namespace parlowen

@@ -1,25 +1,45 @@
 #include "CaptureTimeline.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
-constexpr double microseconds = 1'000'000;
-}
+
+/// Sound that comes so much later than it should is no longer the server's own unevenness.
+constexpr CaptureTimeline::Time tolerance = std::chrono::seconds(1);
+constexpr CaptureTimeline::Time toleranceAtFirst = std::chrono::milliseconds(2500);
+
+double secondsOf(CaptureTimeline::Time time) { return std::chrono::duration<double>(time).count(); }
+
+} // namespace
 
 CaptureTimeline::CaptureTimeline(const AVAudioFormat& format, std::uint32_t framesPerBuffer, CaptureSource::Sink sink)
     : rate_(format.sampleRate())
     , chunks_(format, framesPerBuffer, std::move(sink)) {}
 
-std::optional<double> CaptureTimeline::arrive(std::size_t frames, Time now) {
-    const Time duration{static_cast<Time::rep>(static_cast<double>(frames) / rate_ * microseconds)};
-    if (interrupted_)
-        fillUpTo(now - duration);
-    const bool resumed = std::exchange(interrupted_, false);
+std::optional<CaptureTimeline::Gap> CaptureTimeline::open(Time now) {
+    fresh_ = true;
+    return interrupted_ ? endGap(now, now, true) : std::nullopt;
+}
+
+std::optional<CaptureTimeline::Gap> CaptureTimeline::arrive(std::size_t frames, Time now) {
+    const auto duration =
+        std::chrono::duration_cast<Time>(std::chrono::duration<double>(static_cast<double>(frames) / rate_));
+    const Time begin = now - duration;
+    const bool late = started_ && begin - covered_ > (std::exchange(fresh_, false) ? toleranceAtFirst : tolerance);
     started_ = true;
+    return endGap(begin, now, interrupted_ || late);
+}
+
+std::optional<CaptureTimeline::Gap> CaptureTimeline::endGap(Time begin, Time now, bool ends) {
+    if (ends)
+        fillUpTo(begin);
+    interrupted_ = false;
     covered_ = now;
-    return resumed ? std::optional(std::exchange(filled_, 0)) : std::nullopt;
+    const Gap gap{secondsOf(std::exchange(missed_, Time(0))), secondsOf(std::exchange(filled_, Time(0)))};
+    return ends ? std::optional(gap) : std::nullopt;
 }
 
 void CaptureTimeline::fill(Time now) {
@@ -29,16 +49,15 @@ void CaptureTimeline::fill(Time now) {
         fillUpTo(now - lag);
 }
 
-std::size_t CaptureTimeline::framesIn(Time time) const {
-    return time.count() > 0 ? static_cast<std::size_t>(static_cast<double>(time.count()) / microseconds * rate_) : 0;
-}
-
 void CaptureTimeline::fillUpTo(Time time) {
-    const std::size_t frames = framesIn(time - covered_);
-    const double seconds = static_cast<double>(frames) / rate_;
-    chunks_.append(nullptr, frames);
-    covered_ += Time{static_cast<Time::rep>(seconds * microseconds)};
-    filled_ += seconds;
+    const Time missing = time - covered_;
+    if (missing <= Time(0))
+        return;
+    const Time silence = std::min(missing, mostSilence - filled_);
+    chunks_.append(nullptr, static_cast<std::size_t>(secondsOf(silence) * rate_));
+    missed_ += missing;
+    filled_ += silence;
+    covered_ = time;
 }
 
 } // namespace parlowen

@@ -7,9 +7,9 @@
 
 namespace parlowen {
 
-/// Captured sound as a timeline without holes: silence stands in for what was missed, so that a moment of the sound
-/// stays a moment of the clock. While sound is missing the silence comes as time passes, a little late, and once sound
-/// is back the rest of it. A value that is told the time, on a clock that only goes forward. One thread.
+/// Captured sound as a timeline: silence stands in for the first two seconds of what was missed, so that a sentence
+/// ends and the moments of short interruptions stay; the rest is left out. While sound is missing the silence comes as
+/// time passes, a little late. A value that is told the time, on a clock that only goes forward. One thread.
 class CaptureTimeline {
 public:
     using Time = std::chrono::microseconds;
@@ -18,12 +18,23 @@ public:
     static constexpr Time lag = std::chrono::milliseconds(100);
     /// A source that is open and gives nothing is not taken for silent before: servers keep up to 2 s of sound.
     static constexpr Time stall = std::chrono::seconds(5);
+    /// The most silence for one gap.
+    static constexpr Time mostSilence = std::chrono::seconds(2);
 
     CaptureTimeline(const AVAudioFormat& format, std::uint32_t framesPerBuffer, CaptureSource::Sink sink);
 
-    /// That many frames are at hand, to be appended next, and end now. After an interruption returns the seconds of
-    /// silence put in for what was missed before them, which may be 0.
-    std::optional<double> arrive(std::size_t frames, Time now);
+    /// What was missed before sound that has arrived, in seconds.
+    struct Gap {
+        double missed = 0;
+        double filled = 0; ///< so much silence stands in for it
+    };
+
+    /// A source is open from now on. What it gives first may be late: an output that nobody plays into may have been
+    /// silent two seconds in advance. Returns the gap before it, if sound was interrupted.
+    std::optional<Gap> open(Time now);
+    /// That many frames are at hand, to be appended next, and end now. Returns the gap before them, if sound was
+    /// interrupted or they are much fewer than the time that has passed.
+    std::optional<Gap> arrive(std::size_t frames, Time now);
     /// Adds frames, silent ones when `samples` is null.
     void append(const float* samples, std::size_t frames) { chunks_.append(samples, frames); }
 
@@ -37,15 +48,17 @@ public:
     void fill(Time now);
 
 private:
-    std::size_t framesIn(Time time) const;
+    std::optional<Gap> endGap(Time begin, Time now, bool ends);
     void fillUpTo(Time time);
 
     const double rate_;
     ChunkBuilder chunks_;
     bool started_ = false; ///< before the first sound nothing is missing
     bool interrupted_ = false;
-    Time covered_{0}; ///< up to here there is sound, or silence in its place
-    double filled_ = 0;
+    bool fresh_ = false; ///< nothing has come yet since the source was opened
+    Time covered_{0}; ///< up to here the timeline goes: there is sound, silence, or nothing where too much is missing
+    Time missed_{0};  ///< of this gap, so far
+    Time filled_{0};  ///< of that, with silence
 };
 
 } // namespace parlowen

@@ -1,7 +1,6 @@
 #include "ChirpProbe.h"
 
-#include "CaptureConnection.h"
-
+#include <PulseAudio/PulseClient.h>
 #include <algorithm>
 #include <cmath>
 
@@ -17,32 +16,26 @@ constexpr std::size_t channels = 2;
 constexpr std::size_t frameSize = channels * sizeof(float);
 constexpr pa_sample_spec stereoFloat{PA_SAMPLE_FLOAT32NE, rate, channels};
 
-struct Disconnect {
-    void operator()(pa_stream* stream) const {
-        pa_stream_set_state_callback(stream, nullptr, nullptr);
-        pa_stream_set_read_callback(stream, nullptr, nullptr);
-        pa_stream_set_write_callback(stream, nullptr, nullptr);
-        pa_stream_disconnect(stream);
-        pa_stream_unref(stream);
-    }
-};
-using Stream = std::unique_ptr<pa_stream, Disconnect>;
+constexpr std::chrono::seconds patience{4};
+/// Of a variable rate: an idle output would take over the chirp's.
+constexpr auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_VARIABLE_RATE);
 
-/// Everything under the connection's lock.
+/// Everything under the client's lock.
 class Probe {
 public:
-    explicit Probe(CaptureConnection& connection)
-        : connection_(connection) {}
+    Probe(PulseClient& client, const PulseEndpoint& output)
+        : client_(client)
+        , output_(output) {}
 
     ChirpResult run() {
-        const CaptureConnection::Lock lock(connection_);
+        const PulseClient::Lock lock(client_);
         const bool done = record() && play();
         recording_.reset();
         playing_.reset();
         if (!done)
             return {QStringLiteral("the audio server did not %1: %2")
                         .arg(recorded_.empty() ? QStringLiteral("record") : QStringLiteral("play"),
-                             connection_.lastError())};
+                             QString::fromStdString(client_.lastError()))};
         return evaluate();
     }
 
@@ -53,20 +46,21 @@ private:
     };
 
     bool record() {
-        recording_.reset(pa_stream_new(connection_.context(), "Sound check", &stereoFloat, nullptr));
+        recording_.reset(pa_stream_new(client_.context(), "Sound check", &stereoFloat, nullptr));
         if (!recording_)
             return false;
         pa_stream_set_read_callback(
             recording_.get(), [](pa_stream*, std::size_t, void* self) { static_cast<Probe*>(self)->read(); }, this);
         pa_buffer_attr attributes = unset();
         attributes.fragsize = bytes(0.01);
-        if (pa_stream_connect_record(recording_.get(), nullptr, &attributes, PA_STREAM_ADJUST_LATENCY) < 0)
+        if (pa_stream_connect_record(recording_.get(), output_.partner.c_str(), &attributes, flags) < 0)
             return false;
-        return connection_.waitFor([this] { return !recorded_.empty() || failed(recording_); }) && !recorded_.empty();
+        return client_.waitFor([this] { return !recorded_.empty() || failed(recording_); }, patience) &&
+               !recorded_.empty();
     }
 
     bool play() {
-        playing_.reset(pa_stream_new(connection_.context(), "Sound check", &stereoFloat, nullptr));
+        playing_.reset(pa_stream_new(client_.context(), "Sound check", &stereoFloat, nullptr));
         if (!playing_)
             return false;
         pa_stream_set_write_callback(
@@ -75,12 +69,11 @@ private:
         pa_buffer_attr attributes = unset();
         attributes.tlength = bytes(0.05);
         attributes.prebuf = 0;
-        if (pa_stream_connect_playback(playing_.get(), nullptr, &attributes, PA_STREAM_ADJUST_LATENCY, nullptr,
-                                       nullptr) < 0)
+        if (pa_stream_connect_playback(playing_.get(), output_.name.c_str(), &attributes, flags, nullptr, nullptr) < 0)
             return false;
         // What is recorded meanwhile wakes the wait up.
         const auto over = [this] { return handedOver_ > 0 && pa_rtclock_now() > handedOver_ + listensOn; };
-        return connection_.waitFor([&] { return over() || failed(playing_) || failed(recording_); }) && over();
+        return client_.waitFor([&] { return over() || failed(playing_) || failed(recording_); }, patience) && over();
     }
 
     void read() {
@@ -95,7 +88,7 @@ private:
             pa_stream_drop(recording_.get());
         }
         arrivals_.push_back({recorded_.size(), pa_rtclock_now()});
-        connection_.wake();
+        client_.wake();
     }
 
     void write(std::size_t room) {
@@ -120,10 +113,13 @@ private:
         const auto arrival = std::find_if(arrivals_.begin(), arrivals_.end(),
                                           [&match](const Arrival& one) { return one.end > match.position; });
         const double delay = static_cast<double>(arrival->time) - static_cast<double>(started_);
-        return {{}, true, 20 * std::log10(match.gain), delay / PA_USEC_PER_MSEC};
+        // A server may hand on what it has rendered before it is heard.
+        return {{}, true, 20 * std::log10(match.gain), std::max(delay, 0.0) / PA_USEC_PER_MSEC};
     }
 
-    static bool failed(const Stream& stream) { return pa_stream_get_state(stream.get()) == PA_STREAM_FAILED; }
+    static bool failed(const PulseStreamHandle& stream) {
+        return pa_stream_get_state(stream.get()) == PA_STREAM_FAILED;
+    }
 
     static std::uint32_t bytes(double seconds) { return static_cast<std::uint32_t>(seconds * rate) * frameSize; }
 
@@ -132,23 +128,28 @@ private:
         return {any, any, any, any, any};
     }
 
-    CaptureConnection& connection_;
+    PulseClient& client_;
+    const PulseEndpoint& output_;
     const std::vector<float> chirp_ = makeChirp();
     std::vector<float> recorded_;
     std::vector<Arrival> arrivals_;
     std::size_t written_ = 0;
     pa_usec_t started_ = 0;
     pa_usec_t handedOver_ = 0;
-    Stream recording_;
-    Stream playing_;
+    PulseStreamHandle recording_;
+    PulseStreamHandle playing_;
 };
 
 } // namespace
 
 ChirpResult playAndListenForChirp() {
-    QString error;
-    const std::unique_ptr<CaptureConnection> connection = CaptureConnection::open(&error);
-    return connection ? Probe(*connection).run() : ChirpResult{error};
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    const PulseClient::StatePtr server = client->waitUntilKnown(patience);
+    const PulseEndpoint* output = server->snapshot.sink(server->snapshot.defaultSink);
+    if (server->phase != PulseClient::Phase::Up)
+        return {QStringLiteral("there is no connection to the audio server: %1")
+                    .arg(QString::fromStdString(server->problem))};
+    return output ? Probe(*client, *output).run() : ChirpResult{QStringLiteral("there is no output to play into")};
 }
 
 } // namespace parlowen

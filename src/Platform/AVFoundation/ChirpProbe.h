@@ -6,7 +6,7 @@
 
 namespace parlowen {
 
-/// What came of a short sound that was played into the default output while the default input was recorded.
+/// What came of a short sound that was played into the default output while the monitor of that was recorded.
 struct ChirpResult {
     QString problem;      ///< why nothing could be measured, in English; empty when it was
     bool arrived = false; ///< whether the sound is in the recording

@@ -4,10 +4,13 @@
 #include "SoundFile.h"
 
 #include <QFileInfo>
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
+#include <numeric>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -32,6 +35,13 @@ bool hasSound(SoundFile& file) {
 bool isConvertible(const AVAudioFormat& format) {
     const std::optional<AVAudioFormat> speech = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16000, 1, false);
     return AVAudioConverter::make(format, *speech) != nullptr;
+}
+
+float peakOf(const AVAudioPCMBuffer& buffer) {
+    const auto samples = static_cast<std::ptrdiff_t>(buffer.frameLength() * buffer.format().channelCount());
+    const float* first = buffer.floatChannelData(0);
+    return std::accumulate(first, first + samples, 0.0F,
+                           [](float peak, float sample) { return std::max(peak, std::abs(sample)); });
 }
 
 } // namespace
@@ -93,6 +103,8 @@ void FileCapture::Player::run() {
             readInto(*buffer);
         if (!waitUntil(start + std::chrono::duration_cast<Clock::duration>(pace * static_cast<double>(count))))
             return;
+        if (buffer && options_.meter)
+            options_.meter->note(peakOf(*buffer));
         if (buffer)
             sink_(std::move(buffer));
         if (file_.atEnd() && !wasAtEnd && options_.onFinished)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CaptureSource.h"
+#include "InputStatus.h"
 
 #include <QString>
 #include <functional>
@@ -20,6 +21,7 @@ public:
         /// Called once a run, on the audio thread, when the file's last frame was delivered. It must not stop the
         /// capture.
         std::function<void()> onFinished;
+        std::shared_ptr<InputMeter> meter = nullptr; ///< takes note of the level; may be null
     };
 
     explicit FileCapture(Options options);

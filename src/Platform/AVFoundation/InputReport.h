@@ -1,50 +1,59 @@
 #pragma once
 
-#include "InputLevelWatch.h"
-#include "InputStatus.h"
+#include "AVAudioPCMBuffer.h"
+#include "InputObserver.h"
 
 #include <QString>
-#include <functional>
+#include <chrono>
 
 namespace parlowen {
 
-/// What befalls the input of a capture.
-struct InputNotice {
-    enum class What { Listening, Silent, SoundAgain, Clipping, InputLost, ServerLost, NoInput } what;
-    QString name; ///< the input's, for people; that of the last one when there is none now
-    InputKind kind;
-};
-
-/// Told on a thread of the capture, which waits for it.
-using InputObserver = std::function<void(const InputNotice&)>;
-
-/// Tells the console log what a capture listens to, what befalls it, and when it hears nothing. One line each; what is
-/// the same as before is not said again. An observer is told the same. One thread.
+/// Keeps the status of a capture's input, tells the observer of its changes and the console log what befalls it. It is
+/// told the time, on a clock that only goes forward. One thread at a time.
 class InputReport {
 public:
-    explicit InputReport(InputObserver observer = nullptr);
+    using Time = std::chrono::microseconds;
 
-    /// An input is open: says its name and kind, and warns when it is of another kind than the one before.
-    void listening(const QString& name, InputKind kind);
-    /// Sound came from the input; says when it has been silent too long, and when sound comes again.
-    void heard(const AVAudioPCMBuffer& buffer);
+    /// Peaks below it (full scale 1.0; -66 dB) are silence: what a muted or an unused input gives.
+    static constexpr float nearSilence = 0.0005F;
+    /// Silence that the console log mentions: before the first sound, and later, when people think.
+    static constexpr std::chrono::seconds patienceAtStart{10}, patienceLater{30};
 
-    void inputLost() const;
-    void serverLost(const QString& error) const;
-    void noInput();
-    /// Silence was put in for sound that is missing.
-    void gapFilled(double seconds) const;
+    explicit InputReport(InputObserver observer);
+
+    /// An input is open.
+    void listening(InputKind kind, const QString& name, Time now);
+    /// What is known of it beside its sound.
+    void setDevice(const QString& name, bool muted);
+    /// Sound came from the input, or silence.
+    void heard(const AVAudioPCMBuffer& buffer, Time now);
+    /// Time goes by.
+    void tick(Time now);
+    /// Another output that some program plays into; empty for none.
+    void setElsewhere(const QString& uid, const QString& name);
+
+    void inputLost();
+    void serverLost(const QString& error);
+    void refused(const QString& error);
+    /// There is nothing of that kind; the name is known of a program alone.
+    void noInput(InputKind kind, const QString& name = {});
+    /// So much was missed, and so much of it filled with silence, in seconds.
+    void gap(double missed, double filled) const;
+
+    /// How long the input has been without sound.
+    Time quiet(Time now) const { return now - lastSound_; }
+    const InputStatus& status() const { return status_; }
 
 private:
-    void tell(InputNotice::What what) const;
+    template<class Change>
+    void change(const Change& change);
+    void stopped(InputStatus::State state, const QString& problem, const QString& line);
+    void sayWhetherSilent(Time quiet);
 
     const InputObserver observer_;
-    QString name_;
-    InputKind kind_ = InputKind::Microphone;
-    InputLevelWatch watch_;
+    InputStatus status_;
+    Time lastSound_{0}; ///< or the moment since when there could have been some
     bool saidSilent_ = false;
-    bool saidClipping_ = false;
-    bool saidNoInput_ = false;
 };
 
 } // namespace parlowen

@@ -1,19 +1,20 @@
 #pragma once
 
 #include "CaptureSource.h"
+#include "PulseInputStream.h"
 
 #include <memory>
 
 namespace parlowen {
 
+class PulseClient;
 class PulseRecording;
 
-/// Captures from the audio server's default source, as 32-bit float, interleaved, at the source's own rate and channel
-/// count within 8 to 192 kHz and 8 channels; beyond these the server converts. Goes on in that format with whatever is
-/// the default source when it changes or goes, or when the server ends and comes back: see PulseRecording.
+/// Captures what the program's sessions are to hear, as 32-bit float, interleaved, in the shape that it has at the
+/// start: see PulseRecording. Needs no server to start. No operation waits for one.
 class PulseCapture : public CaptureSource {
 public:
-    explicit PulseCapture(InputObserver observer = nullptr);
+    PulseCapture(std::shared_ptr<PulseClient> client, InputObserver observer);
     ~PulseCapture() override;
     PulseCapture(const PulseCapture&) = delete;
     PulseCapture& operator=(const PulseCapture&) = delete;
@@ -23,14 +24,12 @@ public:
     void stop() override;
 
 private:
-    struct Input;
-    std::optional<QString> lookUp();
-    std::optional<QString> record(std::uint32_t framesPerBuffer, const Sink& sink);
-    bool findNextDefault();
+    const InputShape& shape();
 
+    const std::shared_ptr<PulseClient> client_;
     const InputObserver observer_;
-    std::unique_ptr<Input> input_;              ///< the server's default source as last looked up
-    std::unique_ptr<PulseRecording> recording_; ///< ends before its connection in input_
+    std::optional<InputShape> shape_; ///< as last looked up
+    std::unique_ptr<PulseRecording> recording_;
 };
 
 } // namespace parlowen

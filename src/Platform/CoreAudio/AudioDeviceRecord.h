@@ -23,6 +23,7 @@ struct AudioDeviceRecord {
     FourCharCode transport = fourCC("virt"); ///< 'virt', 'pci ', 'usb ', 'blue', 'bltn', 'grup' or 0 (unknown)
     double sampleRate = 48000;               ///< Hz
     bool running = false;                    ///< whether somebody plays or records
+    bool plugged = true;                     ///< false when its jack says that nothing is plugged in
     std::optional<std::vector<std::string>> subDevices; ///< the UIDs behind an aggregate device, in its order
 
     bool operator==(const AudioDeviceRecord&) const = default;
@@ -33,7 +34,7 @@ struct AudioDeviceRecord {
 struct AudioDeviceList {
     std::vector<AudioDeviceRecord> devices;
     std::string defaultInput, defaultOutput;
-    std::uint32_t restarts = 0; ///< how often the server has come back
+    std::string usersInput; ///< the input that the user has chosen, whatever a session hears
 };
 
 } // namespace parlowen

@@ -14,15 +14,15 @@ namespace parlowen {
 using ListenerToken = std::uint64_t;
 
 /// An audio server seen as Core Audio's object model: every object has a class and properties, which are read, written
-/// and listened to by address. Any thread may call anything, listeners included; no call takes longer than a few
-/// seconds.
+/// and listened to by address. Any thread may call anything, listeners included; no call waits for a server.
 ///
 /// Object 1 is the system object (class 'asys'): its 'dev#' lists the devices, in an order that stays, 'ownd' what it
-/// owns; 'dIn ', 'dOut' and 'sOut' name the default devices (0: none) and can be written; 'srst' changes each time the
-/// server is back after a restart. A device ('adev'; a combined output is an 'aagg') has 'lnam', 'uid ', 'tran',
-/// 'livn', 'goin', 'gone', 'nsrt', 'ownd', 'stm#' (global, input and output scope) and, on each side that it has,
-/// 'volm' and 'mute'. It owns its streams ('astr'), its controls ('vlme', 'mute') and, if it is an aggregate, its
-/// sub-devices ('asub'; also listed by 'agrp'). Every object has 'clas', 'bcls' and 'ownr'.
+/// owns; 'dIn ', 'dOut' and 'sOut' name the default devices (0: none) and can be written; 'uIn ' is
+/// the user's own input, whatever the program's sessions hear. A device ('adev'; a combined
+/// output is an 'aagg') has 'lnam', 'uid ', 'tran', 'livn', 'goin', 'gone', 'nsrt', 'ownd', 'stm#' (global, input and
+/// output scope) and, on each side that it has, 'volm', 'mute' and 'jack' (1: something is plugged in). It owns its
+/// streams ('astr'), its controls ('vlme', 'mute') and, if it is an aggregate, its sub-devices ('asub'; also listed by
+/// 'agrp'). Every object has 'clas', 'bcls' and 'ownr'.
 ///
 /// Data is in host order: ids, codes, counts and flags 4 bytes each, 'nsrt' (Hz) an 8-byte and 'volm' (1 is the nominal
 /// volume) a 4-byte floating-point number, a string its UTF-8 bytes.

@@ -52,6 +52,8 @@ public:
                 addControls(direction.scope, *side, properties);
             }
             properties[{fourCC("stm#"), direction.scope}] = propertyData(own);
+            if (side)
+                properties[{fourCC("jack"), direction.scope}] = propertyData<std::uint32_t>(device_.plugged ? 1 : 0);
             streams.insert(streams.end(), own.begin(), own.end());
         }
         properties[{fourCC("stm#")}] = propertyData(streams);
@@ -159,9 +161,9 @@ AudioObjects makeObjects(const AudioDeviceList& list, ObjectIDs& ids) {
     system[{fourCC("dev#")}] = propertyData(std::vector(devices.begin(), devices.end()));
     system[{fourCC("ownd")}] = system[{fourCC("dev#")}];
     system[{fourCC("dIn ")}] = propertyData(defaultDevice(list, list.defaultInput, ids));
+    system[{fourCC("uIn ")}] = propertyData(defaultDevice(list, list.usersInput, ids));
     system[{fourCC("dOut")}] = propertyData(defaultDevice(list, list.defaultOutput, ids));
     system[{fourCC("sOut")}] = system[{fourCC("dOut")}];
-    system[{fourCC("srst")}] = propertyData(list.restarts);
     objects[kAudioObjectSystemObject] = std::move(system);
     return objects;
 }

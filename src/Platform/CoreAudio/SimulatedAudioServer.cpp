@@ -1,8 +1,6 @@
 #include "SimulatedAudioServer.h"
 
-#include "AggregateDescription.h"
-#include "AudioPropertyData.h"
-
+#include <PulseAudio/SessionRoute.h>
 #include <algorithm>
 
 namespace parlowen {
@@ -34,14 +32,18 @@ void settleDefaults(AudioDeviceList& list) {
 
 } // namespace
 
-SimulatedAudioServer::SimulatedAudioServer() = default;
+SimulatedAudioServer::SimulatedAudioServer()
+    : ProgramAudioServer(std::make_shared<SessionRoute>()) {
+    setServerDevices(AudioDeviceList());
+}
+
 SimulatedAudioServer::~SimulatedAudioServer() = default;
 
 template<class Change>
 void SimulatedAudioServer::change(const Change& change) {
     const std::lock_guard lock(mutex_);
     change(devices_);
-    store_.setDevices(devices_);
+    setServerDevices(devices_);
 }
 
 AudioObjectID SimulatedAudioServer::setDevice(const AudioDeviceRecord& device) {
@@ -53,7 +55,7 @@ AudioObjectID SimulatedAudioServer::setDevice(const AudioDeviceRecord& device) {
             *present = device;
         settleDefaults(list);
     });
-    return store_.deviceID(device.uid);
+    return store().deviceID(device.uid);
 }
 
 void SimulatedAudioServer::removeDevice(const std::string& uid) {
@@ -78,20 +80,20 @@ void SimulatedAudioServer::setDefaults(const std::string& inputUid, const std::s
     });
 }
 
+void SimulatedAudioServer::stop() { setServerDevices(std::nullopt); }
+
 void SimulatedAudioServer::restart(const AudioDeviceList& list) {
-    change([&](AudioDeviceList& now) { now = {{}, {}, {}, now.restarts}; });
-    change([&](AudioDeviceList& now) {
-        now = {list.devices, list.defaultInput, list.defaultOutput, now.restarts + 1};
-    });
+    stop();
+    change([&](AudioDeviceList& now) { now = list; });
 }
 
 void SimulatedAudioServer::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
-    store_.listeners().notify(object, {address});
+    store().listeners().notify(object, {address});
 }
 
-void SimulatedAudioServer::drainListeners() { store_.listeners().drain(); }
+void SimulatedAudioServer::drainListeners() { store().listeners().drain(); }
 
-AudioObjectID SimulatedAudioServer::deviceID(const std::string& uid) const { return store_.deviceID(uid); }
+AudioObjectID SimulatedAudioServer::deviceID(const std::string& uid) const { return store().deviceID(uid); }
 
 AudioDeviceList SimulatedAudioServer::devices() const {
     const std::lock_guard lock(mutex_);
@@ -103,79 +105,52 @@ std::size_t SimulatedAudioServer::callCount() const {
     return calls_;
 }
 
-std::size_t SimulatedAudioServer::listenerCount() const { return store_.listeners().count(); }
+std::size_t SimulatedAudioServer::listenerCount() const { return store().listeners().count(); }
 
 bool SimulatedAudioServer::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
     beginCall();
     return fault(&Faults::reads, {object, address.selector}) != kAudioHardwareUnknownPropertyError &&
-           store_.hasProperty(object, address);
+           ProgramAudioServer::hasProperty(object, address);
 }
 
 OSStatus SimulatedAudioServer::getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                                std::span<const std::byte> qualifier, std::vector<std::byte>& data) {
     beginCall();
     const OSStatus injected = fault(&Faults::reads, {object, address.selector});
-    return injected ? injected : store_.read(object, address, qualifier, data);
+    return injected ? injected : ProgramAudioServer::getPropertyData(object, address, qualifier, data);
 }
 
 OSStatus SimulatedAudioServer::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                               std::span<const std::byte> /*qualifier*/,
-                                               std::span<const std::byte> data) {
+                                               std::span<const std::byte> qualifier, std::span<const std::byte> data) {
     beginCall();
-    AudioDeviceRecord device;
     const OSStatus injected = fault(&Faults::writes, {object, address.selector});
-    const OSStatus status = injected ? injected : store_.checkWrite(object, address, data, device);
-    if (status != kAudioHardwareNoError)
-        return status;
-    change([&](AudioDeviceList& list) {
-        (address.selector == fourCC("dIn ") ? list.defaultInput : list.defaultOutput) = device.uid;
-    });
-    return kAudioHardwareNoError;
+    return injected ? injected : ProgramAudioServer::setPropertyData(object, address, qualifier, data);
 }
 
 OSStatus SimulatedAudioServer::addPropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                                    Listener listener, ListenerToken& token) {
     beginCall();
     const OSStatus injected = fault(&Faults::addingListeners, {object, 0});
-    return injected ? injected : store_.addListener(object, address, std::move(listener), token);
+    return injected ? injected : ProgramAudioServer::addPropertyListener(object, address, std::move(listener), token);
 }
 
 OSStatus SimulatedAudioServer::removePropertyListener(ListenerToken token) {
     beginCall();
-    const OSStatus status = store_.removeListener(token);
+    const OSStatus status = ProgramAudioServer::removePropertyListener(token);
     const OSStatus injected = fault(&Faults::removingListeners);
     return injected ? injected : status;
 }
 
 OSStatus SimulatedAudioServer::createAggregateDevice(const QVariantMap& description, AudioObjectID& device) {
     beginCall();
-    AggregateDescription wanted;
     const OSStatus injected = fault(&Faults::creatingAggregates);
-    const OSStatus status = injected ? injected : AggregateDescription::read(description, store_, wanted);
-    if (status != kAudioHardwareNoError)
-        return status;
-    AudioDeviceRecord record;
-    record.uid = wanted.uid;
-    record.name = wanted.name;
-    record.input = record.output = AudioDeviceRecord::Side();
-    record.transport = fourCC("grup");
-    record.subDevices = wanted.subDevices;
-    device = setDevice(record);
-    return kAudioHardwareNoError;
+    return injected ? injected : ProgramAudioServer::createAggregateDevice(description, device);
 }
 
 OSStatus SimulatedAudioServer::destroyAggregateDevice(AudioObjectID device) {
     beginCall();
     const OSStatus injected = fault(&Faults::destroyingAggregates);
-    if (injected)
-        return injected;
-    if (!store_.hasProperty(device, {fourCC("clas")}))
-        return kAudioHardwareBadObjectError;
-    const auto record = store_.device(device);
-    if (!record || !record->subDevices)
-        return kAudioHardwareBadDeviceError;
-    removeDevice(record->uid);
-    return kAudioHardwareNoError;
+    return injected ? injected : ProgramAudioServer::destroyAggregateDevice(device);
 }
 
 } // namespace parlowen

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "AudioDeviceRecord.h"
-#include "AudioObjectStore.h"
-#include "AudioServer.h"
+#include "ProgramAudioServer.h"
 
 #include <map>
 #include <mutex>
@@ -10,7 +9,7 @@
 namespace parlowen {
 
 /// An audio server in memory, for tests: its devices come and go, and its calls fail, as the test says. Any thread.
-class SimulatedAudioServer : public AudioServer {
+class SimulatedAudioServer : public ProgramAudioServer {
 public:
     SimulatedAudioServer();
     ~SimulatedAudioServer() override;
@@ -23,7 +22,9 @@ public:
     void renameDevice(const std::string& uid, const std::string& name);
     /// Empty: none.
     void setDefaults(const std::string& inputUid, const std::string& outputUid);
-    /// The server ends, and is back with these devices and defaults: what was added to it in between is gone.
+    /// The server ends.
+    void stop();
+    /// It is back, with these devices and defaults.
     void restart(const AudioDeviceList& list);
     /// Tells the listeners of the object that this property changed, true or not.
     void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
@@ -84,7 +85,6 @@ private:
     AudioDeviceList devices_; // mutex_
     Faults faults_;           // mutex_
     std::size_t calls_ = 0;   // mutex_
-    AudioObjectStore store_;
 };
 
 } // namespace parlowen

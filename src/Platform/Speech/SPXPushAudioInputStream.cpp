@@ -5,64 +5,128 @@
 
 namespace parlowen {
 
-void SPXPushAudioInputStream::write(std::string_view bytes) { write(std::string(bytes)); }
+namespace {
 
-void SPXPushAudioInputStream::write(std::string&& bytes) {
+/// A service may be so much behind what it has received: what is settled is sent again as far as this back.
+constexpr std::uint64_t unsure = 15 * SpeechBacklog::bytesPerSecond;
+
+} // namespace
+
+void SPXPushAudioInputStream::write(std::string_view bytes) {
     const std::lock_guard lock(mutex_);
-    if (closed_ || reader_ == Reader::Gone || bytes.empty() || bytes.size() > maxWaiting - waiting_)
+    if (closed_ || bytes.empty())
         return;
-    const bool wasEmpty = waiting_ == 0;
-    waiting_ += bytes.size();
-    chunks_.push_back(std::move(bytes));
-    if (wasEmpty && onReadable_)
+    backlog_.append(bytes);
+    if (onReadable_ && std::exchange(hungry_, false))
+        onReadable_();
+}
+
+void SPXPushAudioInputStream::noteGap(double seconds) {
+    const std::lock_guard lock(mutex_);
+    if (closed_ || seconds <= 0)
+        return;
+    gaps_.push_back({backlog_.end(), seconds});
+    if (onReadable_)
         onReadable_();
 }
 
 void SPXPushAudioInputStream::close() {
     const std::lock_guard lock(mutex_);
-    if (std::exchange(closed_, true))
-        return;
-    if (onReadable_)
+    if (!std::exchange(closed_, true) && onReadable_)
         onReadable_();
+}
+
+double SPXPushAudioInputStream::waitingSeconds() const {
+    const std::lock_guard lock(mutex_);
+    const std::uint64_t from = std::clamp(std::max(next_, settled_), backlog_.begin(), backlog_.end());
+    return static_cast<double>(backlog_.end() - from) / SpeechBacklog::bytesPerSecond;
 }
 
 bool SPXPushAudioInputStream::attach(std::function<void()> onReadable) {
     const std::lock_guard lock(mutex_);
-    if (reader_ != Reader::None)
+    if (onReadable_)
         return false;
-    reader_ = Reader::Attached;
     onReadable_ = std::move(onReadable);
     return true;
 }
 
 void SPXPushAudioInputStream::detach() {
     const std::lock_guard lock(mutex_);
-    reader_ = Reader::Gone;
     onReadable_ = nullptr;
-    chunks_.clear();
-    firstChunkRead_ = 0;
-    waiting_ = 0;
+    next_ = settled_;
 }
 
-void SPXPushAudioInputStream::read(std::size_t maxBytes, std::string& bytes) {
+std::uint64_t SPXPushAudioInputStream::rewind() {
     const std::lock_guard lock(mutex_);
-    while (maxBytes > 0 && !chunks_.empty()) {
-        const std::string& chunk = chunks_.front();
-        const std::size_t count = std::min(maxBytes, chunk.size() - firstChunkRead_);
-        bytes.append(chunk, firstChunkRead_, count);
-        firstChunkRead_ += count;
-        maxBytes -= count;
-        waiting_ -= count;
-        if (firstChunkRead_ == chunk.size()) {
-            chunks_.pop_front();
-            firstChunkRead_ = 0;
-        }
-    }
+    addGap(settled_, backlog_.begin());
+    settled_ = std::max(settled_, backlog_.begin());
+    next_ = std::max(backlog_.begin(), settled_ - std::min(settled_, unsure));
+    return next_;
 }
 
-bool SPXPushAudioInputStream::atEnd() const {
+SPXPushAudioInputStream::Piece SPXPushAudioInputStream::read(std::size_t count) {
     const std::lock_guard lock(mutex_);
-    return closed_ && waiting_ == 0;
+    hungry_ = !ready(count);
+    if (hungry_)
+        return {next_, {}, false};
+    addGap(next_, backlog_.begin());
+    next_ = std::max(next_, backlog_.begin());
+    Piece piece{next_, std::string(backlog_.read(next_, count)), false};
+    next_ += piece.bytes.size();
+    piece.atEnd = closed_ && next_ == backlog_.end();
+    return piece;
+}
+
+bool SPXPushAudioInputStream::hasMore(std::size_t count) const {
+    const std::lock_guard lock(mutex_);
+    hungry_ = !ready(count);
+    return !hungry_;
+}
+
+bool SPXPushAudioInputStream::ready(std::size_t count) const {
+    return closed_ || backlog_.end() - std::max(next_, backlog_.begin()) >= count;
+}
+
+bool SPXPushAudioInputStream::isRecognized() const {
+    const std::lock_guard lock(mutex_);
+    return closed_ && backlog_.begin() == backlog_.end();
+}
+
+void SPXPushAudioInputStream::release(std::uint64_t position) {
+    const std::lock_guard lock(mutex_);
+    backlog_.dropBefore(position);
+    settled_ = std::max(settled_, position);
+}
+
+void SPXPushAudioInputStream::settle(std::uint64_t position) {
+    const std::lock_guard lock(mutex_);
+    settled_ = std::max(settled_, position);
+}
+
+double SPXPushAudioInputStream::takeGaps(std::uint64_t position) {
+    const std::lock_guard lock(mutex_);
+    double seconds = 0;
+    for (; !gaps_.empty() && gaps_.front().position <= position; gaps_.pop_front())
+        seconds += gaps_.front().seconds;
+    return seconds;
+}
+
+bool SPXPushAudioInputStream::hasPassedGap() const {
+    const std::lock_guard lock(mutex_);
+    return !gaps_.empty() && gaps_.front().position < next_;
+}
+
+void SPXPushAudioInputStream::addGap(std::uint64_t from, std::uint64_t to) {
+    if (from >= to)
+        return;
+    const std::uint64_t knownFrom = std::max(from, dropped_.first);
+    const std::uint64_t knownTo = std::min(to, dropped_.second);
+    const std::uint64_t known = knownFrom < knownTo ? knownTo - knownFrom : 0;
+    dropped_ = known > 0 ? std::pair(std::min(from, dropped_.first), to) : std::pair(from, to);
+    if (to - from == known)
+        return;
+    const auto after = std::find_if(gaps_.begin(), gaps_.end(), [to](const Gap& gap) { return gap.position > to; });
+    gaps_.insert(after, {to, static_cast<double>(to - from - known) / SpeechBacklog::bytesPerSecond});
 }
 
 } // namespace parlowen

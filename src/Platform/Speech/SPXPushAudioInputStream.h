@@ -1,47 +1,87 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "SpeechBacklog.h"
 
 namespace parlowen {
 
 /// Audio on its way to a recognizer: PCM, 16-bit little-endian samples, 16 kHz, one channel. One side writes, one
-/// recognizer reads. Any thread.
+/// recognizer at a time reads; when it has ended another one may go on where the final results end. Any thread.
+///
+/// What has had no final result is kept, 60 s at most. Of more the oldest is dropped, and told as a gap to the reader,
+/// as are gaps that the writer knows of.
 class SPXPushAudioInputStream {
 public:
-    /// At most this many bytes (10 minutes) wait for the recognizer; what is written beyond that is dropped.
-    static constexpr std::size_t maxWaiting = std::size_t{10} * 60 * 32'000;
-
-    /// Appends audio. Dropped once the stream is closed or its recognizer has given up.
+    /// Appends audio. Dropped once the stream is closed.
     void write(std::string_view bytes);
-    void write(std::string&& bytes);
+
+    /// So many seconds of sound are missing between what was written and what will be.
+    void noteGap(double seconds);
 
     /// Ends the audio. What was written before still goes to the recognizer.
     void close();
 
-    /// For the recognizer: becomes the only reader. `onReadable` is called on a writing thread when there is something
-    /// to read after read() had emptied the stream, and on the close; false when there is a reader already.
+    /// Seconds of audio that still has to be sent to the service.
+    double waitingSeconds() const;
+
+    /// For the recognizer: becomes the reader. `onReadable` is called on a writing thread when there is something to
+    /// read after a read had found too little, and on the close; false when there is a reader already.
     bool attach(std::function<void()> onReadable);
-    /// For the recognizer: reads no more. After it returns `onReadable` is not called; later writes are dropped.
+    /// For the recognizer: reads no more. After it returns `onReadable` is not called.
     void detach();
-    /// For the recognizer: appends at most `maxBytes` to `bytes`.
-    void read(std::size_t maxBytes, std::string& bytes);
-    /// For the recognizer: true once the stream is closed and read to its end.
-    bool atEnd() const;
+
+    /// For the recognizer: begins anew where the final results end, or 15 s before what is settled, if that is later.
+    /// Returns the position of the first byte to come. What was dropped from there on becomes a gap.
+    std::uint64_t rewind();
+
+    struct Piece {
+        std::uint64_t position; ///< of its first byte
+        std::string bytes;
+        bool atEnd; ///< nothing follows: the stream is closed
+    };
+    /// For the recognizer: `count` bytes from where it has read to, fewer only at the end of a closed stream, else
+    /// none. When what would follow was dropped, it goes on behind that, and that is a gap.
+    Piece read(std::size_t count);
+    /// For the recognizer: whether a read would find that many bytes, or the end.
+    bool hasMore(std::size_t count) const;
+
+    /// For the recognizer: whether the stream is closed and all its audio has had its result.
+    bool isRecognized() const;
+
+    /// For the recognizer: forgets the audio before the position, which has had its result.
+    void release(std::uint64_t position);
+    /// For the recognizer: the service has heard what lies before the position, and found no sentence in it. If it is
+    /// dropped that is no gap.
+    void settle(std::uint64_t position);
+    /// For the recognizer: the seconds that are missing up to the position, told once.
+    double takeGaps(std::uint64_t position);
+    /// For the recognizer: whether there are gaps before what it has read to.
+    bool hasPassedGap() const;
 
 private:
-    enum class Reader { None, Attached, Gone };
+    struct Gap {
+        std::uint64_t position;
+        double seconds;
+    };
+    bool ready(std::size_t count) const;
+    void addGap(std::uint64_t from, std::uint64_t to);
 
     mutable std::mutex mutex_;
-    std::deque<std::string> chunks_;
-    std::size_t firstChunkRead_ = 0; ///< bytes of the first chunk that were read
-    std::size_t waiting_ = 0;
+    SpeechBacklog backlog_;
+    std::deque<Gap> gaps_;                            ///< by position
+    std::pair<std::uint64_t, std::uint64_t> dropped_; ///< the last stretch that became a gap, from and to
+    std::uint64_t next_ = 0;                          ///< of the next byte to read
+    std::uint64_t settled_ = 0;                       ///< what lies before is recognized, or known to hold nothing
     bool closed_ = false;
-    Reader reader_ = Reader::None;
+    mutable bool hungry_ = true; ///< the reader waits for more
     std::function<void()> onReadable_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <QMap>
 #include <QString>
+#include <cstdint>
 #include <functional>
 #include <optional>
 
@@ -17,11 +18,40 @@ struct SPXRecognitionEvent {
     SPXRecognitionResult result;
 };
 
+/// What keeps the service from recognizing.
+enum class SPXTrouble : std::uint8_t {
+    NoConnection,     ///< it cannot be reached, or does not answer
+    Busy,             ///< it has too many sessions
+    ServiceFailed,    ///< it ended the session, or failed
+    TokenRefused,     ///< it does not take the token
+    Denied,           ///< the token gives no right, or its quota is used up
+    SessionRefused,   ///< it does not take the session: the token or the settings
+    BadSettings,      ///< it does not take the languages
+    NoSuchService,    ///< there is no speech service at that address
+    UntrustedService, ///< its certificate is not trusted
+};
+
+/// The end of a recognizer that cannot go on as it is.
 struct SPXCanceledEvent {
     std::optional<QString> errorDetails; ///< plain English: the code and what to check
+    SPXTrouble trouble = SPXTrouble::ServiceFailed;
+};
+
+/// The service was reached, or lost; a lost one is tried again until it is reached.
+struct SPXConnectionEvent {
+    bool connected = false;
+    SPXTrouble trouble = SPXTrouble::NoConnection; ///< unless connected
+    QString details;                               ///< plain English: the code and what to check; empty when connected
+};
+
+/// Sound is missing between what the results before this event heard and what those after it will hear.
+struct SPXGapEvent {
+    double seconds = 0;
 };
 
 using SPXRecognitionEventHandler = std::function<void(const SPXRecognitionEvent&)>;
 using SPXCanceledEventHandler = std::function<void(const SPXCanceledEvent&)>;
+using SPXConnectionEventHandler = std::function<void(const SPXConnectionEvent&)>;
+using SPXGapEventHandler = std::function<void(const SPXGapEvent&)>;
 
 } // namespace parlowen

@@ -25,6 +25,12 @@ void SPXRecognizer::addCanceledEventHandler(SPXCanceledEventHandler handler) {
     handlers_->canceled = std::move(handler);
 }
 
+void SPXRecognizer::addConnectionEventHandler(SPXConnectionEventHandler handler) {
+    handlers_->connection = std::move(handler);
+}
+
+void SPXRecognizer::addGapEventHandler(SPXGapEventHandler handler) { handlers_->gap = std::move(handler); }
+
 bool SPXRecognizer::startContinuousRecognition(QString* error) {
     const char* problem = "The recognizer was started before";
     if (const auto session = std::exchange(session_, nullptr)) {

@@ -13,10 +13,11 @@ struct SpeechHandlers;
 struct SpeechSession;
 class SpeechThread;
 
-/// What both recognizers share. Each runs on a thread of its own, on which it calls its handlers. A recognizer ends
-/// when it is destroyed, which may happen on any thread and from within a handler; after the destructor has returned no
-/// handler is called, and none still runs but the one that destroys it. The thread that destroys it must not be one
-/// that a handler is waiting for.
+/// What both recognizers share. One connects again for as long as that can help; it is canceled when its token or its
+/// settings are refused, and then another one can go on with the same stream. Each runs on a thread of its own, on
+/// which it calls its handlers. A recognizer ends when it is destroyed, which may happen on any thread and from within
+/// a handler; after the destructor has returned no handler is called, and none still runs but the one that destroys it.
+/// The thread that destroys it must not be one that a handler is waiting for.
 class SPXRecognizer {
 public:
     ~SPXRecognizer();
@@ -27,6 +28,8 @@ public:
     void addRecognizingEventHandler(SPXRecognitionEventHandler handler); ///< a sentence in progress
     void addRecognizedEventHandler(SPXRecognitionEventHandler handler);  ///< a finished sentence
     void addCanceledEventHandler(SPXCanceledEventHandler handler);       ///< at most once, then nothing more comes
+    void addConnectionEventHandler(SPXConnectionEventHandler handler);   ///< the service was reached or lost
+    void addGapEventHandler(SPXGapEventHandler handler);                 ///< sound is missing at this place
 
     /// Starts to read the stream and to recognize; ends by itself when the stream is closed and its last result is
     /// here. Returns false, with a text in `error`, when it was started before or its stream has a reader already.

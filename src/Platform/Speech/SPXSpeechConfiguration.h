@@ -19,11 +19,11 @@ public:
     /// The language that is spoken, a locale such as "zh-CN".
     void setSpeechRecognitionLanguage(const QString& locale) { language_ = locale; }
     /// The pause before the first of several attempts to connect again, by default 250 ms; each further one is twice as
-    /// long.
+    /// long, up to 10 s.
     void setFirstReconnectPause(std::chrono::milliseconds pause) { firstReconnectPause_ = pause; }
 
-    /// How long the service may keep silent before the connection counts as lost, by default 30 s. It is asked for a
-    /// sign of life three times as often, so silence in the call is none.
+    /// How long the service may keep silent before the connection counts as lost, by default 20 s. It is asked for a
+    /// sign of life four times as often, so silence in the call is none.
     void setAnswerTimeout(std::chrono::milliseconds timeout) { answerTimeout_ = timeout; }
 
     const QString& authorizationToken() const { return token_; }
@@ -40,7 +40,7 @@ private:
     SpeechEndpoint endpoint_;
     QString language_;
     std::chrono::milliseconds firstReconnectPause_{250};
-    std::chrono::milliseconds answerTimeout_{30'000};
+    std::chrono::milliseconds answerTimeout_{20'000};
 };
 
 /// The same for recognition with translation.

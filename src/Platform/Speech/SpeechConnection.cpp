@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -9,6 +10,7 @@ namespace parlowen {
 namespace {
 
 constexpr std::size_t bytesPerMessage = 3200; // 100 ms
+constexpr std::chrono::seconds longestPause{10};
 
 constexpr QEvent::Type wakeUp = QEvent::User;
 
@@ -28,11 +30,7 @@ SpeechConnection::SpeechConnection(SpeechSession session, std::shared_ptr<Speech
     connectNow();
 }
 
-SpeechConnection::~SpeechConnection() {
-    session_.stream->detach();
-    if (socket_)
-        socket_->close();
-}
+SpeechConnection::~SpeechConnection() { finish(); }
 
 void SpeechConnection::wake() { QCoreApplication::postEvent(this, new QEvent(wakeUp)); }
 
@@ -46,6 +44,10 @@ bool SpeechConnection::event(QEvent* event) {
     return true;
 }
 
+std::chrono::milliseconds SpeechConnection::pauseAfter(int attempts, std::chrono::milliseconds first) {
+    return std::min<std::chrono::milliseconds>(first * (1 << std::min(attempts, 16)), longestPause);
+}
+
 void SpeechConnection::connectNow() {
     const SpeechTask& task = session_.task;
     QNetworkRequest request(task.translates() ? session_.endpoint.translationUrl(task.language, task.targets)
@@ -54,35 +56,33 @@ void SpeechConnection::connectNow() {
     request.setRawHeader("X-ConnectionId", QByteArray::fromStdString(connectionId_));
     socket_ = std::make_unique<SpeechSocket>(
         SpeechSocket::Callbacks{[this] { onOpened(); }, [this](const auto& message) { onMessage(message); },
-                                [this] { sendAudio(); }, [this](const auto& verdict) { onLost(verdict); }},
+                                [this] { sendAudio(); }, [this] { return next_; },
+                                [this](quint64 position) { onReached(position); },
+                                [this](const auto& verdict) { onLost(verdict); }},
         session_.answerTimeout);
+    attempt_.start();
     socket_->open(request);
 }
 
 void SpeechConnection::onOpened() {
     open_ = true;
+    if (handlers_->connection && !handlers_->ended)
+        handlers_->connection({true, {}, {}});
     beginTurn();
     sendAudio();
 }
 
 void SpeechConnection::beginTurn() {
     const bool firstOnSocket = !turn_;
-    next_ = backlog_.begin();
+    next_ = session_.stream->rewind();
+    tellGaps(next_);
+    inSentence_ = false;
     turn_.emplace(session_.task, wire::guidWithoutDashes(), next_);
     pacing_.emplace(SpeechPacing::Clock::now());
     if (firstOnSocket)
         socket_->send(turn_->configuration());
     for (const wire::SpeechMessage& message : turn_->opening())
         socket_->send(message);
-}
-
-void SpeechConnection::fill() {
-    const std::size_t ready = backlog_.end() - next_;
-    if (ready >= bytesPerMessage)
-        return;
-    std::string fresh;
-    session_.stream->read(bytesPerMessage - ready, fresh);
-    backlog_.append(fresh);
 }
 
 void SpeechConnection::sendAudio() {
@@ -95,28 +95,39 @@ bool SpeechConnection::sendNextPiece() {
     if (turn_->audioEnded() && !turn_->hasEnded())
         return false;
     if (turn_->hasEnded())
-        next_ = backlog_.begin();
-    fill();
-    const std::string_view piece = backlog_.read(next_, bytesPerMessage);
-    if (piece.size() < bytesPerMessage && !session_.stream->atEnd())
+        session_.stream->rewind();
+    if (!session_.stream->hasMore(bytesPerMessage))
         return false;
     if (turn_->hasEnded()) {
         beginTurn();
         return true;
     }
-    if (piece.empty()) {
+    if (!mayGoNow(bytesPerMessage))
+        return false;
+    const SPXPushAudioInputStream::Piece piece = session_.stream->read(bytesPerMessage);
+    if (!piece.bytes.empty())
+        send(piece);
+    if (piece.atEnd)
         socket_->send(turn_->endOfAudio());
-        return false;
-    }
-    if (const auto wait = pacing_->wait(piece.size(), SpeechPacing::Clock::now()); wait.count() > 0) {
+    return !piece.atEnd;
+}
+
+bool SpeechConnection::mayGoNow(std::size_t bytes) {
+    const auto wait = pacing_->wait(bytes, SpeechPacing::Clock::now());
+    if (wait.count() > 0)
         pause_.start(wait);
-        return false;
-    }
-    socket_->send(turn_->audio(piece));
-    pacing_->sent(piece.size());
-    next_ += piece.size();
-    backlog_.bound(next_);
-    return true;
+    return wait.count() == 0;
+}
+
+void SpeechConnection::send(const SPXPushAudioInputStream::Piece& piece) {
+    if (piece.position > next_)
+        turn_->skip(piece.position - next_);
+    socket_->send(turn_->audio(piece.bytes));
+    pacing_->sent(piece.bytes.size());
+    const bool pastGap = session_.stream->hasPassedGap();
+    next_ = piece.position + piece.bytes.size();
+    if (pastGap && !inSentence_)
+        socket_->ping(); // when it is answered, nothing of before the gap is still on its way
 }
 
 void SpeechConnection::onMessage(const wire::SpeechMessage& message) {
@@ -128,21 +139,23 @@ void SpeechConnection::onMessage(const wire::SpeechMessage& message) {
 }
 
 void SpeechConnection::onEvent(const SpeechEvent& event) {
-    const auto tell = [this](const SPXRecognitionEventHandler& handler, const SpeechEvent& heard) {
-        if (handler && !handlers_->ended)
-            handler({heard.result});
-    };
     switch (event.kind) {
     case SpeechEvent::Kind::Partial:
-        tell(handlers_->recognizing, event);
+        inSentence_ = true;
+        if (event.begin) {
+            session_.stream->settle(*event.begin);
+            tellGaps(*event.begin);
+        }
+        tell(handlers_->recognizing, event.result);
         return;
     case SpeechEvent::Kind::Final:
-        attempts_ = 0;
-        backlog_.dropBefore(turn_->resumeAt());
-        tell(handlers_->recognized, event);
+        onFinal(event);
         return;
     case SpeechEvent::Kind::Canceled:
-        cancel(event.details);
+        if (event.verdict.reconnect)
+            onLost(event.verdict);
+        else
+            cancel(event.verdict);
         return;
     case SpeechEvent::Kind::TurnEnded:
         if (turn_->audioEnded())
@@ -153,35 +166,75 @@ void SpeechConnection::onEvent(const SpeechEvent& event) {
     }
 }
 
+void SpeechConnection::onFinal(const SpeechEvent& event) {
+    attempts_ = 0;
+    inSentence_ = false;
+    if (event.begin)
+        tellGaps(*event.begin);
+    const std::uint64_t upTo = turn_->resumeAt();
+    session_.stream->release(upTo);
+    tell(handlers_->recognized, event.result);
+    if (!handlers_->ended)
+        tellGaps(upTo);
+}
+
+/// What it has received without a sentence in progress holds none.
+void SpeechConnection::onReached(std::uint64_t position) {
+    attempts_ = 0;
+    if (inSentence_)
+        return;
+    session_.stream->settle(position);
+    tellGaps(position);
+}
+
+void SpeechConnection::tell(const SPXRecognitionEventHandler& handler, const SPXRecognitionResult& heard) const {
+    if (handler && !handlers_->ended)
+        handler({heard});
+}
+
+void SpeechConnection::tellGaps(std::uint64_t position) const {
+    const double seconds = session_.stream->takeGaps(position);
+    if (seconds > 0 && handlers_->gap && !handlers_->ended)
+        handlers_->gap({seconds});
+}
+
 void SpeechConnection::onLost(const SpeechVerdict& verdict) {
-    const bool nothingLeft = turn_ && turn_->audioEnded() && backlog_.begin() == backlog_.end();
+    const bool nothingLeft = turn_ && turn_->audioEnded() && session_.stream->isRecognized();
+    const bool wasOpen = open_;
+    dropSocket();
+    if (nothingLeft)
+        return finish();
+    if (!verdict.reconnect)
+        return cancel(verdict);
+    session_.stream->rewind();
+    const std::chrono::milliseconds pause = pauseAfter(attempts_++, session_.firstReconnectPause);
+    // An attempt that took its time has had its pause.
+    reconnect_.start(wasOpen ? pause : std::max(pause - std::chrono::milliseconds(attempt_.elapsed()), {}));
+    if (handlers_->connection && !handlers_->ended)
+        handlers_->connection({false, verdict.trouble, verdict.details});
+}
+
+void SpeechConnection::dropSocket() {
     open_ = false;
     turn_.reset();
+    pause_.stop();
+    if (!socket_)
+        return;
+    socket_->close();
     socket_.release()->deleteLater();
-    if (nothingLeft)
-        finish();
-    else if (!verdict.reconnect)
-        cancel(verdict.details);
-    else if (attempts_ == maxAttempts)
-        cancel(QString("Gave up after %1 attempts to connect again. %2").arg(maxAttempts).arg(verdict.details));
-    else
-        reconnect_.start(session_.firstReconnectPause * (1 << attempts_++));
 }
 
 void SpeechConnection::finish() {
-    open_ = false;
-    pause_.stop();
-    session_.stream->detach();
-    if (socket_) {
-        socket_->close();
-        socket_.release()->deleteLater();
-    }
+    dropSocket();
+    // Another recognizer may have taken the stream over since.
+    if (std::exchange(reads_, false))
+        session_.stream->detach();
 }
 
-void SpeechConnection::cancel(const QString& details) {
+void SpeechConnection::cancel(const SpeechVerdict& verdict) {
     finish();
     if (handlers_->canceled && !handlers_->ended)
-        handlers_->canceled({details});
+        handlers_->canceled({verdict.details, verdict.trouble});
 }
 
 } // namespace parlowen

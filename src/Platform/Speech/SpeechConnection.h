@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 #include <functional>
@@ -7,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "SpeechBacklog.h"
 #include "SpeechPacing.h"
 #include "SpeechSession.h"
 #include "SpeechSocket.h"
@@ -16,12 +16,10 @@
 namespace parlowen {
 
 /// Recognizes one stream to its end: connects, opens turns, sends the audio, hands on the results, and connects again
-/// after a drop. Lives on one thread, on which it calls the handlers.
+/// after a drop, for ever, with pauses that grow while no result comes. Lives on one thread, on which it calls the
+/// handlers.
 class SpeechConnection : public QObject {
 public:
-    /// At most this many attempts to connect again without a final result in between.
-    static constexpr int maxAttempts = 5;
-
     /// `onEnded` is called when it notices that the recognizer is gone; it must outlive that call.
     SpeechConnection(SpeechSession session, std::shared_ptr<SpeechHandlers> handlers, std::function<void()> onEnded);
     ~SpeechConnection() override;
@@ -31,6 +29,9 @@ public:
     /// Makes it look whether there is audio to send, or whether it has to end. Any thread.
     void wake();
 
+    /// The pause before an attempt to connect, after so many in a row that failed.
+    static std::chrono::milliseconds pauseAfter(int attempts, std::chrono::milliseconds first);
+
 protected:
     bool event(QEvent* event) override;
 
@@ -39,12 +40,18 @@ private:
     void onOpened();
     void onMessage(const wire::SpeechMessage& message);
     void onEvent(const SpeechEvent& event);
+    void onFinal(const SpeechEvent& event);
+    void onReached(std::uint64_t position);
     void onLost(const SpeechVerdict& verdict);
     void beginTurn();
     void sendAudio();
     bool sendNextPiece();
-    void fill();
-    void cancel(const QString& details);
+    bool mayGoNow(std::size_t bytes);
+    void send(const SPXPushAudioInputStream::Piece& piece);
+    void tell(const SPXRecognitionEventHandler& handler, const SPXRecognitionResult& heard) const;
+    void tellGaps(std::uint64_t position) const;
+    void dropSocket();
+    void cancel(const SpeechVerdict& verdict);
     void finish();
 
     SpeechSession session_;
@@ -53,12 +60,14 @@ private:
     std::string connectionId_;
     std::unique_ptr<SpeechSocket> socket_; ///< none while a reconnect is waited for, and at the end
     bool open_ = false;
+    bool reads_ = true;              ///< it is the stream's reader
     std::optional<SpeechTurn> turn_; ///< the running turn; none without an open socket
     std::optional<SpeechPacing> pacing_;
-    SpeechBacklog backlog_;
-    std::uint64_t next_ = 0; ///< position of the next byte to send
-    int attempts_ = 0;       ///< attempts to connect again since the last final result
-    QTimer pause_;           ///< until the next piece of audio may go
+    std::uint64_t next_ = 0;  ///< position of the next byte to send
+    bool inSentence_ = false; ///< a sentence has begun that has had no final result
+    int attempts_ = 0;        ///< attempts to connect again since the service last proved of use
+    QElapsedTimer attempt_;   ///< since the last one
+    QTimer pause_;            ///< until the next piece of audio may go
     QTimer reconnect_;
 };
 

@@ -39,6 +39,7 @@ void readHeard(const json& heard, const char* textName, SpeechReply& reply) {
     reply.recognitionStatus = textOf(heard, "RecognitionStatus").value_or("Success");
     const auto offset = ticksOf(heard, "Offset");
     const auto duration = ticksOf(heard, "Duration");
+    reply.begin = offset;
     if (offset && duration)
         reply.end = *offset + *duration;
 }

@@ -17,10 +17,11 @@ struct SpeechReply {
     Kind kind = Kind::TurnEnd;
     bool translated = false; ///< came as a translation message, newer or older form
     std::optional<QString> text;
-    QString recognitionStatus;        ///< of Final; "Success" when the message has none
-    QString translationStatus;        ///< "Success" when the message has none
-    QString failureReason;            ///< often empty
-    std::optional<std::uint64_t> end; ///< offset and duration together, 100 ns from the turn's first audio byte
+    QString recognitionStatus;          ///< of Final; "Success" when the message has none
+    QString translationStatus;          ///< "Success" when the message has none
+    QString failureReason;              ///< often empty
+    std::optional<std::uint64_t> begin; ///< offset, in the unit of `end`
+    std::optional<std::uint64_t> end;   ///< offset and duration together, 100 ns from the turn's first audio byte
     std::vector<std::pair<QString, QString>> translations; ///< language as the service names it, text
 };
 

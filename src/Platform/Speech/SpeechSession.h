@@ -35,6 +35,8 @@ struct SpeechHandlers {
     SPXRecognitionEventHandler recognizing;
     SPXRecognitionEventHandler recognized;
     SPXCanceledEventHandler canceled;
+    SPXConnectionEventHandler connection;
+    SPXGapEventHandler gap;
     std::atomic<bool> ended = false; ///< set when the recognizer goes: no handler is called from then on
 };
 

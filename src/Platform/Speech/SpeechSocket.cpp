@@ -1,6 +1,7 @@
 #include "SpeechSocket.h"
 
 #include <QSslConfiguration>
+#include <algorithm>
 #include <utility>
 
 #include "SpeechEndpoint.h"
@@ -10,6 +11,7 @@ namespace parlowen {
 namespace {
 
 constexpr qint64 comfortablyWaiting = qint64{64} * 1024;
+constexpr std::chrono::seconds longestOpening{9}; // and up to a tick more
 constexpr quint64 longestMessage = quint64{1024} * 1024;
 
 } // namespace
@@ -18,7 +20,7 @@ SpeechSocket::SpeechSocket(Callbacks callbacks, std::chrono::milliseconds answer
     : callbacks_(std::move(callbacks))
     , answerTimeout_(answerTimeout) {
     socket_.setMaxAllowedIncomingMessageSize(longestMessage);
-    ticker_.setInterval(answerTimeout / 3);
+    ticker_.setInterval(answerTimeout / 4);
     listen();
 }
 
@@ -36,7 +38,11 @@ void SpeechSocket::listen() {
     connect(&socket_, &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& bytes) {
         onMessage(wire::decodeBinary({bytes.constData(), static_cast<std::size_t>(bytes.size())}));
     });
-    connect(&socket_, &QWebSocket::pong, this, [this] { lastHeard_ = std::chrono::steady_clock::now(); });
+    connect(&socket_, &QWebSocket::pong, this, [this](quint64 /*milliseconds*/, const QByteArray& position) {
+        lastHeard_ = std::chrono::steady_clock::now();
+        if (!over_)
+            callbacks_.reached(position.toULongLong());
+    });
     connect(&socket_, &QWebSocket::bytesWritten, this, [this] {
         if (open_ && !over_)
             callbacks_.drained();
@@ -95,11 +101,14 @@ void SpeechSocket::onDisconnected() {
 }
 
 void SpeechSocket::onTick() {
-    if (std::chrono::steady_clock::now() - lastHeard_ > answerTimeout_)
+    const auto longest = open_ ? answerTimeout_ : std::min<std::chrono::milliseconds>(answerTimeout_, longestOpening);
+    if (std::chrono::steady_clock::now() - lastHeard_ > longest)
         lose(afterNetworkFailure("the service does not answer"));
     else if (open_)
-        socket_.ping();
+        ping();
 }
+
+void SpeechSocket::ping() { socket_.ping(QByteArray::number(callbacks_.position())); }
 
 void SpeechSocket::onMessage(const std::optional<wire::SpeechMessage>& message) {
     lastHeard_ = std::chrono::steady_clock::now();

@@ -21,14 +21,18 @@ public:
         std::function<void()> opened;
         std::function<void(const wire::SpeechMessage&)> received;
         std::function<void()> drained;                  ///< some of what was sent has left
+        std::function<quint64()> position;              ///< how much audio was sent, for the next sign of life
+        std::function<void(quint64)> reached;           ///< the service has received all audio up to there
         std::function<void(const SpeechVerdict&)> lost; ///< at most once; nothing comes after it
     };
 
-    /// It counts as lost when nothing is heard of the service for that long.
+    /// It counts as lost when nothing is heard of the service for that long, and when it is not open after 10 s.
     SpeechSocket(Callbacks callbacks, std::chrono::milliseconds answerTimeout);
 
     void open(const QNetworkRequest& request);
     void send(const wire::SpeechMessage& message);
+    /// Asks the service for a sign of life.
+    void ping();
     /// True while more waits to leave than is good to add to.
     bool isBusy() const;
     /// Ends it in order; nothing is called back from then on.

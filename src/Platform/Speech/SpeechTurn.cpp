@@ -107,27 +107,39 @@ std::vector<SpeechEvent> SpeechTurn::feed(const wire::SpeechMessage& message) {
         return {};
     if (reply->kind == SpeechReply::Kind::TurnEnd) {
         ended_ = true;
-        return {{SpeechEvent::Kind::TurnEnded, {}, {}}};
+        return {{SpeechEvent::Kind::TurnEnded, {}, {}, {}}};
     }
     if (reply->kind == SpeechReply::Kind::Final && cancels(reply->recognitionStatus))
-        return {{SpeechEvent::Kind::Canceled, {}, detailsOfStatus(reply->recognitionStatus, reply->failureReason)}};
+        return {{SpeechEvent::Kind::Canceled,
+                 {},
+                 {},
+                 afterRecognitionStatus(reply->recognitionStatus, reply->failureReason)}};
     if (reply->translated != task_.translates())
         return {};
     if (reply->kind == SpeechReply::Kind::Partial)
-        return {{SpeechEvent::Kind::Partial, resultOf(*reply), {}}};
+        return {{SpeechEvent::Kind::Partial, resultOf(*reply), beginOf(*reply), {}}};
     return onFinal(*reply);
+}
+
+std::uint64_t SpeechTurn::positionOf(std::uint64_t ticks) const {
+    const std::uint64_t bytes = std::min(ticks / ticksPerSample * bytesPerSample, sent_);
+    std::uint64_t position = firstByte_ + bytes;
+    for (const auto& [at, length] : skips_)
+        position += at < bytes ? length : 0;
+    return position;
+}
+
+std::optional<std::uint64_t> SpeechTurn::beginOf(const SpeechReply& reply) const {
+    return reply.begin ? std::optional(positionOf(*reply.begin)) : std::nullopt;
 }
 
 std::vector<SpeechEvent> SpeechTurn::onFinal(const SpeechReply& reply) {
     if (reply.recognitionStatus == "EndOfDictation")
         return {};
-    if (reply.end) {
-        const std::uint64_t bytes = std::min(*reply.end / ticksPerSample * bytesPerSample, sent_);
-        resumeAt_ = std::max(resumeAt_, firstByte_ + bytes);
-    }
-    if (reply.recognitionStatus != "Success")
-        return {{SpeechEvent::Kind::Final, {}, {}}};
-    return {{SpeechEvent::Kind::Final, resultOf(reply), {}}};
+    if (reply.end)
+        resumeAt_ = std::max(resumeAt_, positionOf(*reply.end));
+    const bool heard = reply.recognitionStatus == "Success";
+    return {{SpeechEvent::Kind::Final, heard ? resultOf(reply) : SPXRecognitionResult(), beginOf(reply), {}}};
 }
 
 SPXRecognitionResult SpeechTurn::resultOf(const SpeechReply& reply) const {

@@ -5,11 +5,14 @@
 #include <QString>
 #include <QStringList>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "SPXRecognitionResult.h"
+#include "SpeechVerdict.h"
 
 namespace parlowen {
 
@@ -28,8 +31,9 @@ struct SpeechEvent {
     enum class Kind { Partial, Final, Canceled, TurnEnded };
 
     Kind kind;
-    SPXRecognitionResult result; ///< of Partial and Final
-    QString details;             ///< of Canceled
+    SPXRecognitionResult result;        ///< of Partial and Final
+    std::optional<std::uint64_t> begin; ///< of Partial and Final: position of the first byte that was heard
+    SpeechVerdict verdict;              ///< of Canceled
 };
 
 /// The protocol state of one turn: messages in, events out, and the messages to send. A value that knows no socket.
@@ -47,6 +51,8 @@ public:
     std::vector<wire::SpeechMessage> opening() const;
     /// The next piece of audio, at most wire::maxPayload bytes.
     wire::SpeechMessage audio(std::string_view pcm);
+    /// So many bytes before the next piece are never sent.
+    void skip(std::uint64_t bytes) { skips_.emplace_back(sent_, bytes); }
     /// The end of the audio.
     wire::SpeechMessage endOfAudio();
 
@@ -61,6 +67,8 @@ public:
     std::uint64_t resumeAt() const { return resumeAt_; }
 
 private:
+    std::uint64_t positionOf(std::uint64_t ticks) const;
+    std::optional<std::uint64_t> beginOf(const SpeechReply& reply) const;
     wire::SpeechMessage message(const char* path, const char* contentType, std::string body, bool binary) const;
     std::vector<SpeechEvent> onFinal(const SpeechReply& reply);
     SPXRecognitionResult resultOf(const SpeechReply& reply) const;
@@ -69,7 +77,8 @@ private:
     std::string requestId_;
     std::uint64_t firstByte_;
     std::uint64_t resumeAt_;
-    std::uint64_t sent_ = 0; ///< bytes of audio in this turn
+    std::uint64_t sent_ = 0;                                     ///< bytes of audio in this turn
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> skips_; ///< bytes sent before each, and its length
     bool audioEnded_ = false;
     bool ended_ = false;
 };

@@ -3,11 +3,14 @@
 #include <QString>
 #include <optional>
 
+#include "SPXRecognitionResult.h"
+
 namespace parlowen {
 
 /// What follows from the loss of a connection.
 struct SpeechVerdict {
-    bool reconnect = false;
+    bool reconnect = false; ///< whether another attempt with the same token and settings may help
+    SPXTrouble trouble = SPXTrouble::ServiceFailed;
     QString details; ///< plain English: the code and what to check
 };
 
@@ -23,8 +26,8 @@ SpeechVerdict afterNetworkFailure(const QString& problem);
 /// After a certificate that is not trusted.
 SpeechVerdict afterUntrustedCertificate(const QString& problem);
 
-/// The details for a recognition status that ends the session; `reason` is the service's own text, often empty.
-QString detailsOfStatus(const QString& status, const QString& reason);
+/// After a recognition status that ends the session; `reason` is the service's own text, often empty.
+SpeechVerdict afterRecognitionStatus(const QString& status, const QString& reason);
 
 /// The status with which an upgrade was refused, out of the text in which QWebSocket (6.4) reports it; it has no
 /// other way. None when the text is about something else.

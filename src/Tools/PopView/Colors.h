@@ -24,13 +24,18 @@ inline constexpr std::uint32_t pageGround = 0xF0FBF9;    ///< background of page
 inline constexpr std::uint32_t tip = 0x0FE3BD;           ///< text of tips on a dark window
 inline constexpr std::uint32_t darkMenu = 0x2A2C2E;      ///< background of menus of a dark window
 inline constexpr std::uint32_t darkDisabled = 0x7C7F82;  ///< what is switched off, on a dark ground
+inline constexpr std::uint32_t attention = 0xF2B84B;     ///< on a dark ground: what passes or can be changed
+inline constexpr std::uint32_t problem = 0xFF7A6B;       ///< on a dark ground: what does not go on as it is
 inline constexpr std::uint32_t onDark = 0xFFFFFF;        ///< text on a dark ground; thin, the lines that lift it off
 
 // How opaque `onDark` is where it only tints.
 inline constexpr double hairline = 0.08;   ///< just inside a grey line, which on a light desktop would be lost
 inline constexpr double windowEdge = 0.12; ///< round a dark window
 inline constexpr double hover = 0.16;
-inline constexpr double title = 0.7; ///< a text of second rank
+inline constexpr double unlit = 0.22; ///< of a meter
+inline constexpr double title = 0.7;  ///< a text of second rank
+
+inline constexpr double chipGround = 0.85; ///< of `darkMenu` under a text on a translucent window
 
 } // namespace theme
 } // namespace parlowen

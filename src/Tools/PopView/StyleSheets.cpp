@@ -61,6 +61,12 @@ QString darkRoundButton() {
                                    "QToolButton:focus { border: 1px solid @accent; }"));
 }
 
+QString darkPill() {
+    return inColors(QStringLiteral("QPushButton { background: @menu; color: @accent; border: 1px solid @line;"
+                                   " border-radius: 11px; padding: 2px 12px; }"
+                                   "QPushButton:hover { border-color: @accent; }"));
+}
+
 QString darkLabel() { return inColors(QStringLiteral("color: @onDark;")); }
 
 QString darkTitle() { return inColors(QStringLiteral("color: @title;")); }

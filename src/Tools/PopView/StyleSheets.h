@@ -18,6 +18,8 @@ QString darkRoundButton();
 QString darkLabel();
 /// A label of second rank.
 QString darkTitle();
+/// A small button over a text.
+QString darkPill();
 QString darkMenu();
 QString darkSlider();
 /// A plain text field without a border.

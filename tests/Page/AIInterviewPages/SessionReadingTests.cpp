@@ -22,6 +22,9 @@ protected:
         single();
         settings_.setAiInterviewSetModel(interview(answerType));
         open();
+        becomeActive();
+    }
+    void becomeActive() {
         window_->activateWindow();
         ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
     }
@@ -147,6 +150,36 @@ TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
     EXPECT_EQ(window_->groundOpacity(), 50) << "whatever is stored";
 }
 
+TEST_F(SessionReadingTest, KeysOpenTheMenuSetTheOpacityAndAsk) {
+    openActive(1);
+    final("Tell me.");
+    final("Why?");
+    transcript().setFocus(Qt::TabFocusReason);
+    press(Qt::Key_F10, Qt::ShiftModifier);
+    ASSERT_TRUE(waitFor([this] { return findMenu() != nullptr && findMenu()->isVisible(); }));
+    EXPECT_EQ(window_->mapFromGlobal(findMenu()->pos()), inWindow(transcript(), 1))
+        << "at the row that the keys are on";
+    choose(findMenu(), "copy");
+    EXPECT_EQ(clipboard(), "Why?");
+    becomeActive();
+    window_->findChild<QToolButton*>("closeButton")->setFocus(Qt::TabFocusReason);
+    press(Qt::Key_F10, Qt::ShiftModifier);
+    ASSERT_TRUE(waitFor([this] { return findMenu() != nullptr && findMenu()->isVisible(); }));
+    choose(findMenu(), "clearer");
+    EXPECT_EQ(window_->groundOpacity(), 65);
+    becomeActive();
+    box().setFocus(Qt::TabFocusReason);
+    for (int i = 0; i < 9; ++i)
+        press(Qt::Key_Up, Qt::AltModifier);
+    EXPECT_EQ(window_->groundOpacity(), 100);
+    press(Qt::Key_Down, Qt::AltModifier);
+    EXPECT_EQ(window_->groundOpacity(), 95);
+    press(Qt::Key_Return, Qt::ControlModifier);
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nTell me.\nWhy?");
+    EXPECT_TRUE(box().toPlainText().isEmpty());
+}
+
 TEST_F(SessionReadingTest, NoKeyClosesTheWindowOrAsksByAccident) {
     openActive(1);
     final("Tell me.");
@@ -175,7 +208,7 @@ TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlFromTopToBottom) {
     openActive(1);
     ASSERT_TRUE(waitFor([this] { return QApplication::focusWidget() == nullptr; })) << "no field has it at first";
     std::vector<std::string> seen;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 7; ++i) {
         press(Qt::Key_Tab);
         QWidget* focused = QApplication::focusWidget();
         ASSERT_NE(focused, nullptr);
@@ -187,8 +220,8 @@ TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlFromTopToBottom) {
         EXPECT_NE(window_->grab().toImage(), with) << seen.back() << " shows that it has the focus";
         focused->setFocus(Qt::TabFocusReason);
     }
-    EXPECT_THAT(seen, ::testing::ElementsAre("topImg", "closeButton", "topTableView", "textView", "aiResponseButton",
-                                             "bottomTableView"));
+    EXPECT_THAT(seen, ::testing::ElementsAre("statusChip", "topImg", "closeButton", "topTableView", "textView",
+                                             "aiResponseButton", "bottomTableView"));
 }
 
 } // namespace

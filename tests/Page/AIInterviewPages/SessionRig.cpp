@@ -109,6 +109,7 @@ void SessionRig::openWindow() {
     services.capture = [] { return std::make_unique<Silence>(); };
     services.streaming.baseUrl = answerServer_.baseUrl();
     services.hud = &hud_;
+    services.status = &status_;
     window_ = std::make_unique<SessionWindow>(std::move(services));
     hud_.containerView = window_.get();
     window_->show();

@@ -8,6 +8,7 @@
 #include <Page/View/MeasuredList.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/ProgressHUD.h>
+#include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
 
 #include <QPlainTextEdit>
@@ -84,6 +85,7 @@ protected:
     std::unique_ptr<TimerManager> timer_;
     CountingRouter router_;
     ProgressHUD hud_;
+    SessionStatus status_;
     std::unique_ptr<SessionWindow> window_;
 };
 

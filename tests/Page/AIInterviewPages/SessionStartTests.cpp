@@ -71,10 +71,13 @@ TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndReported) {
     page().setObserver(observer);
     ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
     EXPECT_EQ(started, 1);
-    speech().close(4000, "no such locale");
+    speech().close(1007, "no such locale");
     ASSERT_TRUE(waitFor([&reported] { return !reported.isEmpty(); }));
     EXPECT_TRUE(log_.lines().contains(QString("识别错误：") + reported));
     EXPECT_TRUE(window_->isVisible()) << "the session stays open";
+    EXPECT_EQ(status_.recognition().state, RecognitionStatus::State::Stopped);
+    EXPECT_EQ(status_.recognition().cause, RecognitionStatus::Cause::BadSettings);
+    EXPECT_EQ(status_.recognition().details, reported);
 }
 
 } // namespace

@@ -86,7 +86,8 @@ TEST(SessionLayoutTest, NothingOverlapsOrLeavesThePageInTheSmallestWindowWithLar
         const int header = SessionLayout::headerFor(textHeight * 14 / 10, textHeight);
         for (const bool manual : {false, true}) {
             const QRect page(0, 0, 480, 420);
-            const SessionLayout layout = SessionLayout::of(page.size(), manual, header);
+            const SessionLayout layout =
+                SessionLayout::of(page.size(), manual, {header, 6 * textHeight, 4 * textHeight, {900, header}});
             std::vector<QRect> below{layout.timeLabel, layout.transcript, layout.answers};
             if (manual)
                 below.insert(below.begin() + 2, layout.questionBox);
@@ -96,6 +97,8 @@ TEST(SessionLayoutTest, NothingOverlapsOrLeavesThePageInTheSmallestWindowWithLar
                 EXPECT_TRUE(i == 0 || below[i].top() > below[i - 1].bottom()) << i;
             }
             EXPECT_TRUE(page.contains(layout.tip({80, textHeight}))) << textHeight;
+            EXPECT_GT(layout.status.left(), layout.timeLabel.right());
+            EXPECT_LT(layout.status.right(), 240 - 2 * textHeight) << "not into the title";
             EXPECT_EQ(layout.pin.center().y(), layout.timeLabel.center().y());
             EXPECT_TRUE(!manual || layout.questionBox.contains(layout.answerButton));
         }

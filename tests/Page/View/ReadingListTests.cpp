@@ -7,6 +7,7 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QMouseEvent>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QStandardItemModel>
 #include <QTest>
@@ -186,6 +187,26 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
         EXPECT_EQ(bar.value(), bar.maximum()) << what << ": it follows again";
         release({80, 60});
     }
+}
+
+TEST_F(ReadingListTest, AMarkLeadsBackToNewerText) {
+    auto& mark = *list_.findChild<QPushButton*>("newer");
+    for (int i = 0; i < 30; ++i)
+        add(QString("sentence number %1").arg(i));
+    EXPECT_FALSE(mark.isVisible());
+    list_.verticalScrollBar()->setValue(0);
+    ASSERT_TRUE(mark.isVisible());
+    EXPECT_TRUE(list_.rect().contains(mark.geometry()));
+    add("one more");
+    add("and one");
+    EXPECT_THAT(mark.text().toStdString(), ::testing::HasSubstr("2"));
+    QTest::mouseClick(&mark, Qt::LeftButton);
+    EXPECT_EQ(list_.verticalScrollBar()->value(), list_.verticalScrollBar()->maximum());
+    EXPECT_FALSE(mark.isVisible());
+    list_.verticalScrollBar()->setValue(0);
+    EXPECT_THAT(mark.text().toStdString(), ::testing::Not(::testing::HasSubstr("2")));
+    QTest::keyClick(&list_, Qt::Key_End);
+    EXPECT_FALSE(mark.isVisible());
 }
 
 TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {

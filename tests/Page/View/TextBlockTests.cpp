@@ -76,6 +76,21 @@ TEST(TextBlockTest, AnyOtherChangeIsTakenOverToo) {
     }
 }
 
+TEST(TextBlockTest, TheNumberHangsInFrontOfTheLinesAndTheCueIsNoText) {
+    TextBlock block = blockOf("一二三四五六七八九十一二三四五六七八九十一二三四五六七八九十");
+    const QImage image = drawn(block);
+    const int firstLine = blockOf("一").height();
+    for (int y = firstLine + 1; y < block.height(); ++y) {
+        for (int x = 0; x < block.indent() - 1; ++x)
+            ASSERT_EQ(image.pixelColor(x, y), QColor(Qt::black)) << x << ' ' << y;
+    }
+    EXPECT_GT(block.indent(), 10);
+    block.setText("一", " …");
+    EXPECT_NE(drawn(block), drawn(blockOf("一")));
+    EXPECT_EQ(block.textLength(), 1);
+    EXPECT_EQ(block.offsetAt({width, 5}), 1);
+}
+
 TEST(TextBlockTest, PointsAreFoundWhereTheMarkIsDrawn) {
     const TextBlock block = blockOf(QString("一二三四五六七八九十").repeated(20));
     EXPECT_EQ(block.offsetAt({0, -50}), 0) << "above it, and in its number";

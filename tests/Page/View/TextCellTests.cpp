@@ -75,6 +75,12 @@ TEST_F(TextCellTest, TheTranslationStandsUnderTheSentence) {
     showSentence("one line");
     const int plain = cell.measure(model_.index(0, 0), width);
     EXPECT_EQ(plain, TextCell::nominalHeight(systemFont(14)));
+    const QImage finished = drawn(cell, plain);
+    item_->setData(true, AiInterviewCellMac::unfinishedRole);
+    EXPECT_NE(drawn(cell, plain), finished) << "a sentence in progress looks so";
+    EXPECT_EQ(cell.text(model_.index(0, 0)).toStdString(), "one line") << "and is copied as it is";
+    item_->setData(false, AiInterviewCellMac::unfinishedRole);
+    EXPECT_EQ(drawn(cell, plain), finished);
     showSentence("one line", "una línea");
     // another line, 4 above and 8 below it instead of 4 below the sentence
     EXPECT_EQ(cell.measure(model_.index(0, 0), width), plain + (plain - 16) + 4 + 8 - 4);

@@ -1,4 +1,5 @@
 #include <AVFoundation/AVCaptureDevice.h>
+#include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
 #include <support/PrivatePulseAudio.h>
 
@@ -16,20 +17,27 @@ bool isGranted() {
     return granted.get_future().get();
 }
 
+/// Once the server that PULSE_SERVER names is known.
+AVAuthorizationStatus status() {
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    client->waitUntilKnown(std::chrono::seconds(5));
+    return AVCaptureDevice::authorizationStatusForAudio();
+}
+
 TEST(AVCaptureDeviceTest, AServerWithAMicrophoneLetsTheProgramRecord) {
     {
         const PrivatePulseAudio server(PrivatePulseAudio::oneSink() << "module-null-source");
         ASSERT_TRUE(server.isReady());
-        EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Authorized);
+        EXPECT_EQ(status(), AVAuthorizationStatus::Authorized);
         EXPECT_TRUE(isGranted());
     }
     {
         const PrivatePulseAudio withMonitorsOnly;
         ASSERT_TRUE(withMonitorsOnly.isReady());
-        EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Restricted);
+        EXPECT_EQ(status(), AVAuthorizationStatus::Restricted);
     }
     qputenv("PULSE_SERVER", "unix:/nowhere/native");
-    EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::NotDetermined);
+    EXPECT_EQ(status(), AVAuthorizationStatus::NotDetermined);
     EXPECT_FALSE(isGranted());
     qunsetenv("PULSE_SERVER");
 }
@@ -44,7 +52,7 @@ TEST(AVCaptureDeviceTest, AServerThatRefusesTheProgramDeniesIt) {
     ASSERT_TRUE(server.isReady());
     qputenv("PULSE_SERVER", "tcp:127.0.0.1:" + port.toUtf8());
     qputenv("PULSE_COOKIE", "/nowhere/another-cookie");
-    EXPECT_EQ(AVCaptureDevice::authorizationStatusForAudio(), AVAuthorizationStatus::Denied);
+    EXPECT_EQ(status(), AVAuthorizationStatus::Denied);
     qunsetenv("PULSE_COOKIE");
 }
 

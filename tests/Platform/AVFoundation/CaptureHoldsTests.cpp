@@ -1,4 +1,8 @@
+#include "Sounds.h"
+
 #include <AVFoundation/CaptureSource.h>
+#include <AVFoundation/ChirpProbe.h>
+#include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 #include <support/EitherAudioServer.h>
@@ -6,30 +10,22 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cmath>
+#include <csignal>
 #include <mutex>
-#include <optional>
 
 namespace parlowen::testing {
 namespace {
 
-using ::testing::Contains;
+using State = InputStatus::State;
+using What = SessionRoute::What;
 
-/// The call's sink, another one of another shape, and a source that is no monitor though it gives the call's sound.
+/// The call's output, another one of another shape, and a microphone that gives what is played into a room.
 const QStringList devices{
     "module-null-sink sink_name=call rate=48000 channels=2 norewinds=1 sink_properties=device.description=Call",
     "module-null-sink sink_name=other rate=44100 channels=1 norewinds=1 sink_properties=device.description=Other",
-    "module-remap-source master=call.monitor source_name=mic "
-    "source_properties=device.description=Mic"};
-
-/// Seconds of the longest gap that the log tells of; none when it tells of none.
-std::optional<double> longestGap(const CapturedLog& log) {
-    std::optional<double> longest;
-    for (const QString& line : log.linesWith("[capture] 声音中断 "))
-        longest = std::max(longest.value_or(0), line.section(u' ', 2, 2).toDouble());
-    return longest;
-}
+    "module-null-sink sink_name=room rate=48000 channels=1 norewinds=1 sink_properties=device.description=Room",
+    "module-remap-source master=room.monitor source_name=mic source_properties=device.description=Mic"};
 
 /// Listens to what a capture delivers.
 class Listener {
@@ -39,7 +35,7 @@ public:
     }
 
     /// Whether sound comes within the bound; what came before does not count.
-    bool hearsSound(int milliseconds = 10'000) {
+    bool hearsSound(int milliseconds = 15'000) {
         loud_ = false;
         return waitFor([this] { return loud_.load(); }, milliseconds);
     }
@@ -49,50 +45,54 @@ public:
         return waitFor([this] { return quiet_.load(); });
     }
 
-    /// Seconds of sound more than seconds passed, from the first buffer on.
-    double surplus() const {
-        const std::lock_guard lock(mutex_);
-        const std::chrono::duration<double> passed = last_ - first_;
-        return static_cast<double>(framesAfterFirst_) / rate_ - passed.count();
-    }
-
 private:
     void take(const AVAudioPCMBuffer& buffer) {
-        const auto now = std::chrono::steady_clock::now();
         const float* samples = buffer.floatChannelData(0);
         const bool loud =
             std::any_of(samples, samples + buffer.frameLength(), [](float sample) { return std::abs(sample) > 0.1F; });
         (loud ? loud_ : quiet_) = true;
-        const std::lock_guard lock(mutex_);
-        rate_ = buffer.format().sampleRate();
-        framesAfterFirst_ += first_ == Clock::time_point() ? 0 : buffer.frameLength();
-        first_ = first_ == Clock::time_point() ? now : first_;
-        last_ = now;
     }
 
-    using Clock = std::chrono::steady_clock;
     std::atomic<bool> loud_ = false, quiet_ = false;
-    mutable std::mutex mutex_;
-    Clock::time_point first_, last_;
-    std::size_t framesAfterFirst_ = 0;
-    double rate_ = 1;
 };
 
 class CaptureHoldsTest : public EitherAudioServer {
 protected:
-    void SetUp() override { startServer(devices); }
-
-    void capture(const QString& input) {
-        makeDefault(input);
-        source = defaultInputCapture()();
-        format = source->format();
-        ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
-        ASSERT_TRUE(listener.hearsSilence());
+    void SetUp() override {
+        ASSERT_NO_FATAL_FAILURE(startServer(devices));
+        client = PulseClient::shared();
+        makeDefault("sink", "call");
+        makeDefault("source", "mic");
+        ASSERT_TRUE(waitFor([this] { return client->state()->snapshot.defaultSink == "call"; }));
     }
 
-    static void makeDefault(const QString& input) {
-        control({"set-default-source", input});
-        ASSERT_TRUE(waitFor([&] { return control({"get-default-source"}) == input; }));
+    void capture(const SessionRoute::Choice& choice, State first = State::Listening) {
+        client->route()->choose(choice);
+        InputObserver observer;
+        observer.changed = [this](const InputStatus& status) {
+            const std::lock_guard lock(mutex);
+            now = status;
+        };
+        source = inputCapture(std::move(observer))();
+        format = source->format();
+        ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+        ASSERT_TRUE(waitUntil(first));
+    }
+
+    InputStatus status() {
+        const std::lock_guard lock(mutex);
+        return now;
+    }
+    bool waitUntil(State state) {
+        return waitFor([&] { return status().state == state; });
+    }
+    bool waitUntilHearing(const char* name) {
+        return waitFor([&] { return status().state == State::Listening && status().name == name; });
+    }
+
+    static void makeDefault(const QString& kind, const QString& name) {
+        control({"set-default-" + kind, name});
+        ASSERT_TRUE(waitFor([&] { return control({"get-default-" + kind}) == name; }));
     }
 
     static void unplug(const QString& sink) {
@@ -103,121 +103,144 @@ protected:
         }
     }
 
-    std::string said() const { return log.lines().join(u'\n').toStdString(); }
+    PlayedTone tone(const QString& sink, double amplitude = 0.5, const QStringList& options = {}) const {
+        return {daemon->address(), sink, amplitude, options};
+    }
 
-    PlayedTone tone(const QString& sink) const { return PlayedTone(daemon->address(), sink); }
-
+    std::mutex mutex;
+    InputStatus now; // mutex
     CapturedLog log;
     Listener listener;
+    std::shared_ptr<PulseClient> client;
     std::unique_ptr<CaptureSource> source; ///< stops before what it needs goes
     std::optional<AVAudioFormat> format;
 };
 
 ON_EITHER_AUDIO_SERVER(CaptureHoldsTest);
 
-TEST_P(CaptureHoldsTest, GoesToTheNewDefaultAndSaysWhenItIsOfAnotherKindOrUnplugged) {
-    capture("call.monitor");
-    EXPECT_EQ(log.lines().last(), "[capture] 正在监听：Monitor of Call（系统声音）");
+TEST_P(CaptureHoldsTest, HearsTheOutputThatIsTheDefaultUntilOneIsChosen) {
+    capture({What::Output});
+    EXPECT_EQ(format, floatFormat(48000, 2));
+    EXPECT_EQ(status().name, "Call");
     {
         const PlayedTone sound = tone("other");
-        makeDefault("other.monitor");
+        makeDefault("sink", "other");
         EXPECT_TRUE(listener.hearsSound());
-        EXPECT_EQ(source->format(), format);
-        EXPECT_EQ(log.linesWith("[capture] 正在监听：").last(), "[capture] 正在监听：Monitor of Other（系统声音）");
-        EXPECT_EQ(log.linesWith("[capture] ⚠️"), QStringList());
+        EXPECT_EQ(status().name, "Other");
+        EXPECT_EQ(source->format(), format) << "the shape stays";
     }
-    const PlayedTone sound = tone("call");
     EXPECT_TRUE(listener.hearsSilence());
-    unplug("other");
-    EXPECT_TRUE(listener.hearsSound()) << said();
-    const qsizetype told = log.linesWith("[capture] ❌ 输入设备已断开：Monitor of Other").size();
-    EXPECT_TRUE(told == 1 || (isPipeWire() && told == 0)) << "PipeWire may tell of the next default first";
-    ASSERT_TRUE(longestGap(log).has_value());
-    makeDefault("call.monitor");
-    makeDefault("mic");
-    EXPECT_TRUE(waitFor([&] { return log.lines().contains("[capture] 正在监听：Mic（麦克风）"); }));
-    EXPECT_THAT(log.lines(), Contains("[capture] ⚠️ 输入类型已改变：系统声音 → 麦克风"));
-    EXPECT_TRUE(listener.hearsSound());
-    EXPECT_LT(*longestGap(log), 1);
-    EXPECT_LT(std::abs(listener.surplus()), 0.5);
-}
-
-TEST_P(CaptureHoldsTest, FindsTheDefaultThatItsConnectionMissed) {
-    const auto changed =
-        makeServer({"module-null-sink sink_name=elsewhere norewinds=1 sink_properties=device.description=Elsewhere"});
-    makeDefault("elsewhere.monitor");
-    MovingAddress address;
-    ASSERT_TRUE(address.leadTo(*daemon));
-    qputenv("PULSE_SERVER", address.address().toUtf8());
-    capture("call.monitor");
-    ASSERT_TRUE(address.leadTo(*changed));
-    const PlayedTone sound(changed->address(), "elsewhere");
-    EXPECT_TRUE(listener.hearsSound()) << said();
-    const QStringList heardOf{"[capture] 正在监听：Monitor of Call（系统声音）",
-                              "[capture] 正在监听：Monitor of Elsewhere（系统声音）"};
-    EXPECT_EQ(log.linesWith("[capture] 正在监听："), heardOf);
-    EXPECT_EQ(source->format(), format);
-    EXPECT_TRUE(holdsFor([&] { return log.linesWith("[capture] 正在监听：") == heardOf; }, 2000)) << said();
-    EXPECT_LT(longestGap(log).value_or(0), 1) << said();
-    control({"load-module", "module-null-sink", "sink_name=next", "norewinds=1",
-             "sink_properties=device.description=Next"});
-    makeDefault("next.monitor");
-    EXPECT_TRUE(waitFor([&] { return log.linesWith("[capture] 正在监听：Monitor of Next").size() == 1; })) << said();
-    EXPECT_EQ(log.linesWith("❌"), QStringList());
-}
-
-TEST_P(CaptureHoldsTest, StartsOnTheNextDefaultWhenItsDeviceWentBeforeTheStart) {
-    makeDefault("other.monitor");
-    source = defaultInputCapture()();
-    format = source->format();
-    unplug("other");
     const PlayedTone sound = tone("call");
-    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
-    EXPECT_TRUE(listener.hearsSound()) << said();
-    EXPECT_EQ(source->format(), format) << "as it was told";
-}
-
-TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestartsAndStopsWhileItIsAway) {
-    capture("call.monitor");
-    for (int round = 1; round <= 3; ++round) {
-        ASSERT_TRUE(daemon->restart()) << daemon->output().toStdString();
-        {
-            const PlayedTone call = tone("call"), other = tone("other");
-            EXPECT_TRUE(listener.hearsSound()) << said();
-        }
-        EXPECT_EQ(log.linesWith("❌ 录音中断，音频服务已断开").size(), round);
-        EXPECT_GE(log.linesWith("[capture] 声音中断 ").size(), round);
-        EXPECT_TRUE(listener.hearsSilence());
-    }
-    EXPECT_LT(std::abs(listener.surplus()), 0.5) << said();
-
-    daemon->kill();
-    ASSERT_TRUE(waitFor([&] { return log.linesWith("❌ 录音中断，音频服务已断开").size() == 4; }));
-    EXPECT_TRUE(listener.hearsSilence()) << "the sink still hears the clock pass";
-    source->stop();
-    EXPECT_NE(source->start(1024, listener.sink()), std::nullopt);
-    ASSERT_TRUE(daemon->restart());
-    Listener own;
-    ASSERT_EQ(source->start(1024, own.sink()), std::nullopt);
-    ASSERT_TRUE(daemon->restart());
-    source->stop();
-}
-
-TEST(CaptureHoldsWithoutAnyInput, WaitsForOneToBePluggedIn) {
-    PrivatePulseAudio server;
-    ASSERT_TRUE(server.isReady()) << server.output().toStdString();
-    const CapturedLog log;
-    Listener listener;
-    const std::unique_ptr<CaptureSource> source = defaultInputCapture()();
-    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
-    ASSERT_TRUE(listener.hearsSilence());
-    control({"unload-module", "module-null-sink"});
-    const QString nothing = "[capture] ⚠️ 没有可用的输入设备，等待接入";
-    EXPECT_TRUE(waitFor([&] { return log.lines().contains(nothing); })) << log.lines().join(u'\n').toStdString();
-    EXPECT_TRUE(holdsFor([&] { return log.linesWith(nothing).size() == 1; }, 500));
-    control({"load-module", "module-null-sink", "sink_name=new", "rate=16000"});
-    const PlayedTone sound(server.address(), "new");
+    unplug("other");
     EXPECT_TRUE(listener.hearsSound());
+    EXPECT_TRUE(waitUntilHearing("Call"));
+    control({"set-sink-mute", "call", "1"});
+    EXPECT_TRUE(waitFor([this] { return status().muted; }));
+    client->route()->choose({What::Output, "room"});
+    EXPECT_TRUE(waitUntilHearing("Room"));
+    EXPECT_FALSE(status().muted);
+    client->route()->choose({What::Microphone});
+    EXPECT_TRUE(holdsFor([this] { return status().name == "Room"; }, 300)) << "a call's recording is no microphone's";
+    expectDefaults("mic", "call");
+}
+
+TEST_P(CaptureHoldsTest, FindsACallOnAnotherOutputAndGoesBackWithoutALoss) {
+    capture({What::Output});
+    {
+        const PlayedTone elsewhere = tone("other");
+        EXPECT_TRUE(waitFor([this] { return status().elsewhereName == "Other"; })) << "offered first";
+        EXPECT_TRUE(listener.hearsSound());
+        EXPECT_EQ(status().name, "Other");
+        const PlayedTone sound = tone("call");
+        EXPECT_TRUE(waitUntilHearing("Call")) << "the default one comes first again";
+    }
+    EXPECT_TRUE(listener.hearsSilence());
+    client->route()->choose({What::Output, "call"});
+    const PlayedTone elsewhere = tone("other");
+    EXPECT_TRUE(waitFor([this] { return status().elsewhereUID == "other"; }));
+    EXPECT_TRUE(holdsFor([this] { return status().name == "Call"; }, 6000)) << "what was chosen is only offered";
+}
+
+TEST_P(CaptureHoldsTest, HearsTheMicrophoneAloneAndFollowsTheUsersChoice) {
+    capture({What::Microphone});
+    EXPECT_EQ(status().name, "Mic");
+    EXPECT_EQ(status().kind, InputKind::Microphone);
+    {
+        const PlayedTone call = tone("call");
+        EXPECT_TRUE(holdsFor([this] { return status().quietSeconds < 2 && !status().heardSound; }, 1000));
+        const PlayedTone speech = tone("room");
+        EXPECT_TRUE(listener.hearsSound());
+    }
+    control({"load-module", "module-remap-source", "master=other.monitor", "source_name=headset",
+             "source_properties=device.description=Headset"});
+    makeDefault("source", "headset");
+    EXPECT_TRUE(waitUntilHearing("Headset"));
+    makeDefault("source", "call.monitor");
+    EXPECT_TRUE(waitFor([this] { return client->state()->snapshot.defaultSource == "call.monitor"; }));
+    EXPECT_TRUE(holdsFor([this] { return status().kind == InputKind::Microphone; }, 500)) << "never a monitor";
+}
+
+TEST_P(CaptureHoldsTest, HearsOneProgramAlone) {
+    const PlayedTone music = tone("call", 0.5, {"--client-name=Loud Music"});
+    capture({What::Application, "meeting"}, State::NoInput); // it does not play yet
+    const PlayedTone meeting = tone("call", 0.03, {"--client-name=Faint Meeting"});
+    EXPECT_TRUE(waitUntilHearing("Faint Meeting"));
+    EXPECT_TRUE(waitFor([this] { return status().heardSound; }));
+    EXPECT_FALSE(listener.hearsSound(1000));
+    client->route()->choose({What::Application, "music"});
+    EXPECT_TRUE(listener.hearsSound());
+}
+
+TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestartsAndNeedsNoneToStart) {
+    daemon->kill();
+    source = inputCapture()();
+    ASSERT_TRUE(source->format());
+    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    source->stop();
+    ASSERT_TRUE(daemon->restart());
+    makeDefault("sink", "call");
+    capture({What::Output});
+    for (int round = 1; round <= 2; ++round) {
+        daemon->kill();
+        EXPECT_TRUE(waitUntil(State::ServerLost));
+        ASSERT_TRUE(daemon->restart());
+        makeDefault("sink", "call");
+        const PlayedTone call = tone("call");
+        EXPECT_TRUE(listener.hearsSound()) << log.lines().join(u'\n').toStdString();
+        EXPECT_GE(log.linesWith("❌ 录音中断，音频服务已断开").size(), round);
+    }
+}
+
+TEST_P(CaptureHoldsTest, TheChirpComesBackFromTheDefaultOutput) {
+    const ChirpResult result = playAndListenForChirp();
+    ASSERT_TRUE(result.arrived) << result.problem.toStdString();
+    EXPECT_LT(std::abs(result.gainDb), 1.0);
+    makeDefault("sink", "other");
+    control({"set-sink-mute", "other", "1"});
+    EXPECT_FALSE(playAndListenForChirp().arrived);
+}
+
+class HangingServerTest : public ::testing::Test {};
+
+TEST_F(HangingServerTest, IsToldOfAndGoesOnWhenItAnswersAgain) {
+    PrivatePulseAudio server({"module-null-sink sink_name=call norewinds=1 sink_properties=device.description=Call"});
+    ASSERT_TRUE(server.isReady());
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    ASSERT_EQ(client->waitUntilKnown(std::chrono::seconds(5))->phase, PulseClient::Phase::Up);
+    client->route()->choose({What::Output});
+    std::atomic<State> state = State::Opening;
+    InputObserver observer;
+    observer.changed = [&state](const InputStatus& status) { state = status.state; };
+    Listener listener;
+    const std::unique_ptr<CaptureSource> source = inputCapture(observer)();
+    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    ASSERT_TRUE(waitFor([&] { return state == State::Listening; }));
+    ::kill(static_cast<pid_t>(server.processId()), SIGSTOP);
+    EXPECT_TRUE(waitFor([&] { return state == State::ServerLost; }));
+    ::kill(static_cast<pid_t>(server.processId()), SIGCONT);
+    const PlayedTone sound(server.address(), "call");
+    EXPECT_TRUE(listener.hearsSound());
+    EXPECT_EQ(state, State::Listening);
 }
 
 } // namespace

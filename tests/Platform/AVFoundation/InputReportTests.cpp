@@ -5,62 +5,88 @@
 #include "Sounds.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace parlowen::testing {
 namespace {
 
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
+using State = InputStatus::State;
 
-/// A tenth of a second of a tone of that peak.
-Buffer toneOfPeak(double peak, int channels = 2, bool interleaved = true) {
-    const Wave tone = toneOf(1000, 48000);
-    return bufferOf(floatFormat(48000, channels, interleaved), 4800, [&](std::size_t frame, int channel) {
-        return channel == channels - 1 ? std::clamp(2 * peak * tone(frame, channel), -1.0, 1.0) : 0.0;
-    });
-}
-
-TEST(InputLevelWatch, TellsSilenceFromFaintSoundOnAnyChannel) {
-    using State = InputLevelWatch::State;
-    InputLevelWatch watch;
-    for (const bool interleaved : {true, false}) {
-        EXPECT_EQ(watch.feed(*toneOfPeak(0, 2, interleaved)), State::Silent);
-        EXPECT_EQ(watch.feed(*toneOfPeak(0.0004, 2, interleaved)), State::Silent);
-        EXPECT_NEAR(watch.silentSeconds(), 0.2, 1e-9);
-        EXPECT_EQ(watch.feed(*toneOfPeak(0.0006, 2, interleaved)), State::Sound);
-        EXPECT_EQ(watch.silentSeconds(), 0);
-        EXPECT_EQ(watch.feed(*toneOfPeak(0.99, 2, interleaved)), State::Sound);
-        EXPECT_EQ(watch.feed(*toneOfPeak(1.5, 2, interleaved)), State::Clipping);
+class InputReportTest : public ::testing::Test {
+protected:
+    /// Seconds of a tone of that peak on the last of two channels, clipped at full scale.
+    void hear(double peak, int seconds) {
+        const Wave tone = toneOf(1000, 48000);
+        const Buffer buffer = bufferOf(floatFormat(48000, 2), 4800, [&](std::size_t frame, int channel) {
+            return channel == 1 ? std::clamp(2 * peak * tone(frame, channel), -1.0, 1.0) : 0.0;
+        });
+        for (int i = 0; i < seconds * 10; ++i)
+            report.heard(*buffer, now += 100ms);
     }
-    const Buffer bursts = toneOfPeak(0, 1);
-    bursts->floatChannelData(0)[7] = 1.F;
-    EXPECT_EQ(watch.feed(*bursts), State::Sound) << "one sample at full scale is no clipping";
-    bursts->floatChannelData(0)[7] = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_EQ(watch.feed(*bursts), State::Silent);
+    void listen(InputKind kind, const char* name) { report.listening(kind, QString::fromUtf8(name), now); }
+
+    InputReport::Time now = 1s;
+    std::vector<InputStatus> told;
+    std::vector<double> missed;
+    const std::shared_ptr<InputMeter> meter = std::make_shared<InputMeter>();
+    InputReport report{{[this](const InputStatus& status) { told.push_back(status); },
+                        [this](double seconds) { missed.push_back(seconds); }, meter}};
+    const CapturedLog log;
+};
+
+TEST_F(InputReportTest, CountsTheSecondsOfSilenceTellsEachChangeOnceAndMetersTheSound) {
+    listen(InputKind::SystemSound, "Call");
+    EXPECT_EQ(told.back().state, State::Listening);
+    hear(0.0004, 3);
+    EXPECT_EQ(told.back().quietSeconds, 3);
+    EXPECT_FALSE(told.back().heardSound);
+    EXPECT_EQ(told.size(), 4U);
+    hear(0.25, 1);
+    EXPECT_EQ(told.back().quietSeconds, 0);
+    EXPECT_TRUE(told.back().heardSound);
+    EXPECT_NEAR(meter->take(), 0.25, 0.01);
+    EXPECT_EQ(meter->take(), 0);
+    hear(1.5, 1);
+    EXPECT_TRUE(told.back().clipping);
+    hear(0.5, 1);
+    EXPECT_FALSE(told.back().clipping);
+    EXPECT_EQ(told.size(), 7U);
+    report.setDevice(QStringLiteral("Call"), true);
+    EXPECT_TRUE(told.back().muted);
 }
 
-TEST(InputReport, SaysOnceThatAnInputIsSilentAndThatItIsNotAnyMore) {
-    InputReport report;
-    const CapturedLog log;
-    const auto hear = [&report](double peak, int tenths) {
-        const Buffer buffer = toneOfPeak(peak);
-        for (int i = 0; i < tenths; ++i)
-            report.heard(*buffer);
-    };
-    report.listening(QStringLiteral("Call"), InputKind::SystemSound);
-    hear(0, 250);
-    hear(0.5, 20);
-    hear(0, 290);
-    hear(1.5, 20);
+TEST_F(InputReportTest, SaysOnceInTheLogThatAnInputIsSilentOrOfAnotherKind) {
+    listen(InputKind::SystemSound, "Call");
+    hear(0, 25);
+    hear(0.5, 2);
+    hear(0, 29);
+    hear(1.5, 2);
     EXPECT_THAT(log.lines(),
                 ElementsAre("[capture] 正在监听：Call（系统声音）",
                             "⚠️ 输入设备没有声音：Call（系统声音）", "✅ 输入设备有声音了：Call",
                             "⚠️ 输入设备声音过大，已失真：Call"));
-    report.listening(QStringLiteral("Mic"), InputKind::Microphone);
-    hear(0, 105);
-    EXPECT_THAT(log.lines().mid(4), ElementsAre("[capture] ⚠️ 输入类型已改变：系统声音 → 麦克风",
-                                                "[capture] 正在监听：Mic（麦克风）",
-                                                "⚠️ 输入设备没有声音：Mic（麦克风）"));
+    listen(InputKind::Microphone, "Mic");
+    EXPECT_EQ(log.lines().at(4), "[capture] ⚠️ 输入类型已改变：系统声音 → 麦克风");
+}
+
+TEST_F(InputReportTest, TellsWhatBecomesOfTheInputAndOfEachGapOfASecondOrMore) {
+    listen(InputKind::SystemSound, "Call");
+    report.inputLost();
+    EXPECT_EQ(told.back().state, State::InputLost);
+    EXPECT_EQ(told.back().name, "Call");
+    report.serverLost(QStringLiteral("gone"));
+    report.serverLost(QStringLiteral("still gone"));
+    EXPECT_EQ(told.back().problem, "gone");
+    report.tick(now += 5s);
+    EXPECT_EQ(told.size(), 3U) << "a lost input is not quiet";
+    report.noInput(InputKind::Application, QStringLiteral("zoom"));
+    EXPECT_EQ(told.back().name, "zoom");
+    listen(InputKind::SystemSound, "Call");
+    EXPECT_EQ(told.back().problem, "");
+    report.gap(0.9, 0.9);
+    report.gap(20, 2);
+    EXPECT_THAT(missed, ElementsAre(20));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CoreAudio/AudioPropertyData.h>
+#include <CoreAudio/LoopbackDevice.h>
 #include <QStringList>
 #include <mutex>
 #include <support/SimulatedDevices.h>
@@ -29,8 +30,11 @@ inline std::vector<AudioObjectID> ids(AudioServer& server, AudioObjectID object,
     return propertyValues<AudioObjectID>(data).value_or(std::vector<AudioObjectID>());
 }
 
+/// All devices but the loop-back device, which is always there.
 inline std::vector<AudioObjectID> deviceList(AudioServer& server) {
-    return ids(server, kAudioObjectSystemObject, {fourCC("dev#")});
+    std::vector<AudioObjectID> list = ids(server, kAudioObjectSystemObject, {fourCC("dev#")});
+    std::erase_if(list, [&](AudioObjectID id) { return text(server, id, fourCC("uid ")) == loopbackDevice::uid; });
+    return list;
 }
 
 /// Kept as fourCC("dIn ") and the like; the status of the write.

@@ -34,7 +34,7 @@ TEST_F(PropertyListening, EachHearsWhatItAskedFor) {
     server.removeDevice("second");
     EXPECT_THAT(heard(system), ElementsAre("dev#/glob ownd/glob"));
     server.setDefaults("mic", "speakers");
-    EXPECT_THAT(heard(system), ElementsAre("dIn /glob"));
+    EXPECT_THAT(heard(system), ElementsAre("dIn /glob uIn /glob"));
     server.setDefaults("mic", "");
     server.setDefaults("mic", "");
     EXPECT_THAT(heard(system), ElementsAre("dOut/glob sOut/glob"));

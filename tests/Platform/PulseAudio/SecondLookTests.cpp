@@ -1,3 +1,4 @@
+#include <PulseAudio/PulseEventLoop.h>
 #include <PulseAudio/SecondLook.h>
 #include <gmock/gmock.h>
 #include <support/PrivatePulseAudio.h>
@@ -12,23 +13,26 @@ using ::testing::ElementsAre;
 class SecondLookTest : public ::testing::Test {
 protected:
     SecondLookTest() {
-        pa_threaded_mainloop_start(loop_.get());
-        const PulseLock lock(loop_);
+        loop_.start();
+        const std::lock_guard lock(loop_);
         look_.start();
     }
     ~SecondLookTest() override {
-        const PulseLock lock(loop_);
-        look_.stop();
-        taken_.reset();
+        {
+            const std::lock_guard lock(loop_);
+            look_.stop();
+            taken_.reset();
+        }
+        loop_.stop();
     }
 
     /// Whether each look was sure; empty until there were as many as answers.
     std::vector<bool> sure() {
         waitFor([this] {
-            const PulseLock lock(loop_);
+            const std::lock_guard lock(loop_);
             return sure_.size() == answers_.size();
         });
-        const PulseLock lock(loop_);
+        const std::lock_guard lock(loop_);
         return sure_;
     }
 
@@ -42,16 +46,16 @@ protected:
     }
 
     bool isTakenUp() {
-        const PulseLock lock(loop_);
+        const std::lock_guard lock(loop_);
         return taken_ && pa_context_get_state(taken_.get()) == PA_CONTEXT_READY;
     }
 
     PrivatePulseAudio server_;
-    PulseLoop loop_{pa_threaded_mainloop_new()};
+    PulseEventLoop loop_;
     const std::vector<std::string> answers_{"missed", "old", "old", "old"};
     std::vector<bool> sure_;
     PulseContext taken_;
-    SecondLook look_{pa_threaded_mainloop_get_api(loop_.get()), server_.address().toStdString(),
+    SecondLook look_{loop_.api(), server_.address().toStdString(),
                      [this](pa_context* context) { return pa_context_get_server_info(context, onServer, this); }};
 };
 
@@ -63,21 +67,21 @@ TEST_F(SecondLookTest, IsSureOfWhatTwoLooksInARowSayAndItsConnectionOutlivesTheN
 
 TEST_F(SecondLookTest, CountsAnewFromEachStartAndEndsWithAStop) {
     {
-        const PulseLock lock(loop_);
+        const std::lock_guard lock(loop_);
         look_.start();
     }
     EXPECT_TRUE(waitFor([this] {
-        const PulseLock lock(loop_);
+        const std::lock_guard lock(loop_);
         return !sure_.empty();
     }));
     {
-        const PulseLock lock(loop_);
+        const std::lock_guard lock(loop_);
         look_.stop();
         sure_.clear();
     }
     EXPECT_TRUE(holdsFor(
         [this] {
-            const PulseLock lock(loop_);
+            const std::lock_guard lock(loop_);
             return sure_.empty();
         },
         1000));

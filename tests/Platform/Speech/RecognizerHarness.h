@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <QStringList>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -24,14 +25,26 @@ public:
             threads_.insert(std::this_thread::get_id());
             finals_.append(event.result.text.value_or(QString()));
         });
+        recognizer.addRecognizingEventHandler([this](const SPXRecognitionEvent&) { ++partials_; });
+        recognizer.addGapEventHandler([this](const SPXGapEvent& event) {
+            const std::lock_guard lock(mutex_);
+            finals_.append(QString("(%1 s missing)").arg(event.seconds));
+        });
+        recognizer.addConnectionEventHandler([this](const SPXConnectionEvent& event) {
+            const std::lock_guard lock(mutex_);
+            connections_.append(event.connected ? "reached" : event.details);
+        });
         recognizer.addCanceledEventHandler([this](const SPXCanceledEvent& event) {
             const std::lock_guard lock(mutex_);
             cancellations_.append(event.errorDetails.value_or("(no details)"));
         });
     }
 
-    /// The texts of the final results.
+    /// The texts of the final results, and gaps in their place among them.
     QStringList finals() const { return copyOf(finals_); }
+    int partials() const { return partials_; }
+    /// "reached", or why it was lost, for each change.
+    QStringList connections() const { return copyOf(connections_); }
     QStringList cancellations() const { return copyOf(cancellations_); }
     std::set<std::thread::id> threads() const { return copyOf(threads_); }
 
@@ -44,6 +57,8 @@ private:
 
     mutable std::mutex mutex_;
     QStringList finals_;
+    QStringList connections_;
+    std::atomic<int> partials_ = 0;
     QStringList cancellations_;
     std::set<std::thread::id> threads_;
 };

@@ -126,7 +126,7 @@ TEST(SpeechTurnTest, RecognitionStatusDecides) {
     for (const char* status : {"Error", "TooManyRequests", "BadRequest", "Forbidden"}) {
         for (const SpeechTask& task : {plain, translating})
             EXPECT_EQ(outcome(task, phrase(6400, status)), "Canceled (none) 0") << status;
-        EXPECT_THAT(turnWithAudio(plain).feed(phrase(6400, status))[0].details.toStdString(),
+        EXPECT_THAT(turnWithAudio(plain).feed(phrase(6400, status))[0].verdict.details.toStdString(),
                     ::testing::ContainsRegex(std::string(status) + ".*check"));
     }
     EXPECT_EQ(outcome(plain, phrase(6400, "EndOfDictation")), "0");
@@ -158,6 +158,16 @@ TEST(SpeechTurnTest, OffsetsCountFromTheTurnAndNeverBeyondWhatWasSent) {
     EXPECT_EQ(turn.resumeAt(), 132'000U);
     turn.feed(reply("speech.phrase", R"({"DisplayText":"e","Offset":1e300,"Duration":1})"));
     EXPECT_EQ(turn.resumeAt(), 132'000U);
+}
+
+TEST(SpeechTurnTest, WhatWasSkippedIsPartOfThePositionsBehindIt) {
+    SpeechTurn turn = turnWithAudio(plain, 100'000); // 32'000 bytes
+    turn.skip(500'000);
+    turn.audio(std::string(3200, 'a'));
+    turn.feed(phrase(32'000));
+    EXPECT_EQ(turn.resumeAt(), 132'000U);
+    turn.feed(phrase(33'600));
+    EXPECT_EQ(turn.resumeAt(), 633'600U);
 }
 
 } // namespace

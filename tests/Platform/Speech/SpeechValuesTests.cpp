@@ -1,6 +1,6 @@
 #include <Speech/SPXPushAudioInputStream.h>
 #include <Speech/SPXSpeechConfiguration.h>
-#include <Speech/SpeechBacklog.h>
+#include <Speech/SpeechConnection.h>
 #include <Speech/SpeechEndpoint.h>
 #include <Speech/SpeechPacing.h>
 #include <gmock/gmock.h>
@@ -71,54 +71,81 @@ TEST(SpeechPacingTest, FiveSecondsAtOnceThenTwiceRealTime) {
     EXPECT_LE(burst, 6400U);
 }
 
-TEST(SpeechBacklogTest, IsBoundedByTheOldestThatWasSent) {
-    SpeechBacklog backlog;
-    const std::string second(32'000, 'a');
-    for (int i = 0; i < 200; ++i) {
-        backlog.append(second);
-        backlog.bound(backlog.end());
-        ASSERT_LE(backlog.end() - backlog.begin(), SpeechBacklog::limit + 11 * second.size());
-        ASSERT_GE(backlog.end() - backlog.begin(), std::min(backlog.end(), std::uint64_t{SpeechBacklog::limit}));
-    }
-    EXPECT_EQ(backlog.end(), 200U * second.size());
+TEST(SpeechReconnectTest, PausesGrowToTenSecondsAndStayThere) {
+    std::vector<std::chrono::milliseconds> pauses;
+    for (const int attempts : {0, 1, 2, 5, 6, 100'000})
+        pauses.push_back(SpeechConnection::pauseAfter(attempts, 250ms));
+    EXPECT_THAT(pauses, ::testing::ElementsAre(250ms, 500ms, 1s, 8s, 10s, 10s));
 }
 
-std::string readAll(SPXPushAudioInputStream& stream) {
-    std::string bytes;
-    stream.read(SPXPushAudioInputStream::maxWaiting, bytes);
-    return bytes;
-}
-
-TEST(PushStreamTest, WakesItsReaderOnceForWhatItHasNotReadAndEndsWithTheClose) {
+TEST(PushStreamTest, WakesItsReaderWhenItHasFoundTooLittleAndEndsWithTheClose) {
     SPXPushAudioInputStream stream;
     int woken = 0;
     ASSERT_TRUE(stream.attach([&woken] { ++woken; }));
-    stream.write(std::string_view("a"));
-    stream.write(std::string_view("b"));
-    EXPECT_EQ(woken, 1);
-    EXPECT_EQ(readAll(stream), "ab");
-    stream.write(std::string_view("c"));
+    EXPECT_FALSE(stream.attach([] {}));
+    stream.write("a");
+    stream.write("b");
+    EXPECT_EQ(woken, 1) << "it has not looked yet";
+    EXPECT_TRUE(stream.read(3).bytes.empty());
+    stream.write("c");
     EXPECT_EQ(woken, 2);
+    EXPECT_EQ(stream.read(3).bytes, "abc");
+    stream.write("d");
     stream.close();
-    EXPECT_EQ(woken, 3);
-    stream.write(std::string_view("after"));
-    EXPECT_FALSE(stream.atEnd());
-    EXPECT_EQ(readAll(stream), "c");
-    EXPECT_TRUE(stream.atEnd());
+    stream.write("after");
+    const SPXPushAudioInputStream::Piece last = stream.read(3);
+    EXPECT_EQ(last.bytes, "d");
+    EXPECT_EQ(last.position, 3U);
+    EXPECT_TRUE(last.atEnd);
+    EXPECT_FALSE(stream.isRecognized());
+    stream.release(4);
+    EXPECT_TRUE(stream.isRecognized());
 }
 
-TEST(PushStreamTest, IsBoundedAndWithoutItsReaderKeepsNothing) {
+constexpr std::size_t second = SpeechBacklog::bytesPerSecond;
+
+void writeSeconds(SPXPushAudioInputStream& stream, int from, int to) {
+    for (int i = from; i < to; ++i)
+        stream.write(std::string(second, static_cast<char>(i)));
+}
+
+TEST(PushStreamTest, KeepsSixtySecondsForWhoeverReadsNextAndTellsWhatItDropped) {
     SPXPushAudioInputStream stream;
-    const std::string minute(60 * 32'000, 'a');
-    for (int i = 0; i < 12; ++i)
-        stream.write(minute);
-    EXPECT_EQ(readAll(stream).size(), SPXPushAudioInputStream::maxWaiting);
-    stream.write(std::string_view("left over"));
-    ASSERT_TRUE(stream.attach([] { FAIL() << "it has gone"; }));
+    ASSERT_TRUE(stream.attach([] {}));
+    writeSeconds(stream, 0, 10);
+    ASSERT_EQ(stream.read(10 * second).bytes.size(), 10 * second);
+    EXPECT_EQ(stream.waitingSeconds(), 0);
+    stream.release(3 * second);
     stream.detach();
-    stream.write(std::string_view("dropped"));
-    EXPECT_EQ(readAll(stream), "");
-    EXPECT_FALSE(stream.attach([] {}));
+    EXPECT_EQ(stream.waitingSeconds(), 7) << "another reader has to begin where the results end";
+    stream.noteGap(5); // behind second 10
+    writeSeconds(stream, 10, 75);
+    EXPECT_EQ(stream.waitingSeconds(), 60);
+    ASSERT_TRUE(stream.attach([] {}));
+    EXPECT_EQ(stream.rewind(), 15 * second);
+    EXPECT_EQ(stream.takeGaps(15 * second), 12 + 5) << "seconds 3 to 15, and the gap among them";
+    EXPECT_EQ(stream.takeGaps(75 * second), 0);
+    EXPECT_EQ(stream.read(second).bytes, std::string(second, 15));
+    // A reader that is too slow skips, and hears of it where it goes on.
+    writeSeconds(stream, 75, 95);
+    const SPXPushAudioInputStream::Piece piece = stream.read(second);
+    EXPECT_EQ(piece.position, 35 * second);
+    EXPECT_EQ(piece.bytes, std::string(second, 35));
+    EXPECT_EQ(stream.takeGaps(35 * second - 1), 0);
+    EXPECT_EQ(stream.takeGaps(35 * second), 19);
+    EXPECT_EQ(stream.rewind(), 35 * second);
+    EXPECT_EQ(stream.takeGaps(35 * second), 1) << "second 15 was read, and had no result";
+}
+
+TEST(PushStreamTest, WhatTheServiceFoundSilentIsNoLossAndSentAgainForItsLastFifteenSecondsAlone) {
+    SPXPushAudioInputStream stream;
+    writeSeconds(stream, 0, 50);
+    stream.settle(40 * second);
+    EXPECT_EQ(stream.rewind(), 25 * second);
+    EXPECT_EQ(stream.waitingSeconds(), 10);
+    writeSeconds(stream, 50, 110);
+    EXPECT_EQ(stream.rewind(), 50 * second);
+    EXPECT_EQ(stream.takeGaps(50 * second), 10) << "seconds 40 to 50";
 }
 
 TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
@@ -131,8 +158,11 @@ TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
             stream.write(std::string_view(written).substr(at, 7));
         stream.close();
     });
-    while (!stream.atEnd())
-        stream.read(11, read);
+    for (bool atEnd = false; !atEnd;) {
+        const SPXPushAudioInputStream::Piece piece = stream.read(11);
+        read += piece.bytes;
+        atEnd = piece.atEnd;
+    }
     writer.join();
     EXPECT_EQ(read, written);
 }

@@ -67,7 +67,7 @@ protected:
 TEST_F(DeviceNotificationTest, EachChangeHasItsName) {
     const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
     const SimplyCoreAudio simply(server);
-    const auto device = simply.deviceList().front();
+    const auto device = simply.deviceList().back();
     for (const bool ofSystem : {false, true}) {
         const AudioObjectID object = ofSystem ? kAudioObjectSystemObject : id;
         for (const auto& [selector, name] : ofSystem ? systemChanges : deviceChanges) {

@@ -43,12 +43,12 @@ TEST_F(DeviceTest, TheListKeepsOneObjectForADeviceAndTheServersOrder) {
     server->setDevice(source("a", "USB Microphone"));
     const SimplyCoreAudio simply(server);
     const auto first = simply.deviceList();
-    EXPECT_THAT(names(first), ElementsAre("Speakers", "USB Microphone"));
+    EXPECT_THAT(names(first), ElementsAre("vorlanOutput 2ch", "Speakers", "USB Microphone"));
     EXPECT_EQ(first, simply.deviceList());
     EXPECT_EQ(first, SimplyCoreAudio(server).deviceList());
-    EXPECT_EQ(simply.defaultOutput(), first[0]);
-    EXPECT_EQ(simply.defaultSystemOutput(), first[0]);
-    EXPECT_EQ(first[1]->deviceUID(), "a");
+    EXPECT_EQ(simply.defaultOutput(), first[1]);
+    EXPECT_EQ(simply.defaultSystemOutput(), first[1]);
+    EXPECT_EQ(first[2]->deviceUID(), "a");
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -90,7 +90,7 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
                                       .arg(kAudioHardwareUnspecifiedError));
     server->clearFaults();
     server->failReads(server->setDevice(sink("c", "New")), fourCC("clas"), kAudioHardwareBadObjectError);
-    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("Headset")) << "one does not resolve";
+    EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("vorlanOutput 2ch", "Headset")) << "one does not resolve";
 }
 
 TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
@@ -130,11 +130,17 @@ TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
     b->makeDefaultInput();
     EXPECT_EQ(simply.defaultInput(), b);
     EXPECT_EQ(simply.defaultOutput(), device("a"));
-    b->makeDefaultOutput();
-    EXPECT_EQ(simply.defaultOutput(), b);
+    AudioObjectID both = 0;
+    const QVariantMap description{{"uid", "both"},
+                                  {"name", "Both"},
+                                  {"subdevices", QVariantList{QVariantMap{{"uid", "a"}}}},
+                                  {"stacked", 1}};
+    ASSERT_EQ(server->createAggregateDevice(description, both), 0);
     server->failWrites(kAudioObjectSystemObject, fourCC("sOut"), kAudioHardwareIllegalOperationError);
-    device("a")->makeDefaultSystemOutput();
-    EXPECT_EQ(simply.defaultSystemOutput(), b);
+    device("both")->makeDefaultSystemOutput();
+    EXPECT_EQ(simply.defaultSystemOutput(), device("a"));
+    device("both")->makeDefaultOutput();
+    EXPECT_EQ(simply.defaultOutput(), device("both"));
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -145,8 +151,8 @@ TEST_F(DeviceTest, ARefusedListenerIsLoggedAndChangesNothingElse) {
     {
         const SimplyCoreAudio simply(server);
         EXPECT_FALSE(simply.hardware()->isRegisteredForNotifications());
-        ASSERT_THAT(names(simply.deviceList()), ElementsAre("Speakers"));
-        EXPECT_FALSE(simply.deviceList()[0]->isRegisteredForNotifications());
+        ASSERT_THAT(names(simply.deviceList()), ElementsAre("vorlanOutput 2ch", "Speakers"));
+        EXPECT_FALSE(simply.deviceList()[1]->isRegisteredForNotifications());
     }
     EXPECT_THAT(log.lines(), ElementsAre("Unable to add property listener for systemObjectID: 1.",
                                          QString("Unable to add property listener for Speakers (%1).").arg(id)))
@@ -158,7 +164,7 @@ TEST_F(DeviceTest, FacadesShareOneMonitorWhichGoesWithTheLast) {
     auto first = std::make_unique<SimplyCoreAudio>(server);
     auto second = std::make_unique<SimplyCoreAudio>(server);
     EXPECT_EQ(first->hardware(), second->hardware());
-    EXPECT_EQ(server->listenerCount(), 2U) << "the system object and one device";
+    EXPECT_EQ(server->listenerCount(), 3U) << "the system object and two devices";
     first.reset();
     const std::shared_ptr<AudioHardware> kept = second->hardware();
     EXPECT_TRUE(kept->isRegisteredForNotifications());

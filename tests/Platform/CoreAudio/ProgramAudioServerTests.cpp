@@ -1,0 +1,78 @@
+#include "ObjectReading.h"
+
+#include <CoreAudio/LoopbackDevice.h>
+#include <gmock/gmock.h>
+
+using namespace parlowen;
+using namespace parlowen::testing;
+using ::testing::ElementsAre;
+
+namespace {
+
+class ProgramAudioServerTest : public ::testing::Test {
+protected:
+    ProgramAudioServerTest() {
+        for (const auto& record : {sink("speakers", "Speakers"), sink("headset", "Headset"), source("mic", "Mic"),
+                                   source("usb", "USB Microphone")})
+            server.setDevice(record);
+        server.setDefaults("mic", "speakers");
+    }
+
+    OSStatus set(FourCharCode selector, const std::string& uid) {
+        return setDefault(server, selector, server.deviceID(uid));
+    }
+    std::string defaultDevice(FourCharCode selector) {
+        return text(server, value<AudioObjectID>(server, kAudioObjectSystemObject, {selector}), fourCC("uid "));
+    }
+
+    SimulatedAudioServer server;
+};
+
+TEST_F(ProgramAudioServerTest, TheSessionsInputIsTheProgramsOwn) {
+    constexpr auto input = fourCC("dIn "), users = fourCC("uIn ");
+    EXPECT_EQ(defaultDevice(input), "mic") << "the server's, as long as nothing was set";
+    for (const char* uid : {loopbackDevice::uid, "headset", "usb"}) {
+        EXPECT_EQ(set(input, uid), 0);
+        EXPECT_EQ(defaultDevice(input), uid);
+        EXPECT_EQ(defaultDevice(users), "mic");
+        EXPECT_EQ(server.devices().defaultInput, "mic");
+    }
+    server.setDefaults("speakers", "speakers");
+    EXPECT_EQ(defaultDevice(input), "usb") << "a monitor is no choice of a microphone";
+    server.setDefaults("mic", "speakers");
+    server.removeDevice("usb");
+    EXPECT_EQ(defaultDevice(input), "mic");
+    server.setDevice(source("usb", "USB Microphone"));
+    EXPECT_EQ(defaultDevice(input), "usb");
+    server.setDefaults("usb", "speakers");
+    server.setDevice(source("dock", "Dock"));
+    EXPECT_EQ(set(input, "mic"), 0);
+    server.setDefaults("dock", "speakers");
+    EXPECT_EQ(defaultDevice(input), "dock") << "what the user chooses meanwhile";
+    EXPECT_EQ(set(input, "headset"), 0);
+    server.removeDevice("headset");
+    EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "then what the default output plays";
+}
+
+TEST_F(ProgramAudioServerTest, AnAggregateIsANoteThatEndsWithAnotherDefaultOutputOrItsDestruction) {
+    const QVariantMap description = multiOutput("both", "Both", {loopbackDevice::uid, "speakers"});
+    AudioObjectID both = 0, second = 0;
+    ASSERT_EQ(server.createAggregateDevice(description, both), 0);
+    EXPECT_EQ(server.createAggregateDevice(multiOutput("more", "More", {"headset"}), second),
+              kAudioHardwareIllegalOperationError);
+    EXPECT_EQ(ids(server, both, {fourCC("ownd")}, propertyData(fourCC("asub"))).size(), 2U);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "speakers");
+    EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    server.setDefaults("mic", "headset");
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    EXPECT_EQ(set(fourCC("dOut"), "speakers"), 0);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset") << "the server's own";
+    EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
+    EXPECT_EQ(server.destroyAggregateDevice(server.deviceID("speakers")), kAudioHardwareBadDeviceError);
+    EXPECT_EQ(server.destroyAggregateDevice(both), 0);
+    EXPECT_EQ(server.destroyAggregateDevice(both), kAudioHardwareBadObjectError);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset");
+}
+
+} // namespace

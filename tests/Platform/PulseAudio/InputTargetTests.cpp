@@ -1,0 +1,100 @@
+#include <PulseAudio/InputTarget.h>
+#include <gmock/gmock.h>
+
+namespace parlowen {
+namespace {
+
+using Choice = SessionRoute::Choice;
+using What = SessionRoute::What;
+
+PulseEndpoint endpoint(std::uint32_t index, const std::string& name, const std::string& description,
+                       const std::string& partner = {}) {
+    PulseEndpoint result;
+    result.index = index;
+    result.name = name;
+    result.description = description;
+    result.partner = partner;
+    result.spec = {PA_SAMPLE_S16LE, 44100, 2};
+    return result;
+}
+
+/// A desk: speakers and a headset, both with monitors, a line input, a laptop's microphone and a camera's.
+PulseSnapshot desk() {
+    PulseSnapshot server;
+    server.sinks = {endpoint(1, "speakers", "Speakers", "speakers.monitor"),
+                    endpoint(2, "headset", "Headset Microphone Combo", "headset.monitor")};
+    server.sources = {endpoint(1, "speakers.monitor", "Monitor of Speakers", "speakers"),
+                      endpoint(2, "headset.monitor", "Monitor of Headset Microphone Combo", "headset"),
+                      endpoint(3, "line", "Line In"), endpoint(4, "laptop", "Laptop MICROPHONE"),
+                      endpoint(5, "camera", "摄像头麦克风")};
+    server.defaultSink = "speakers";
+    server.defaultSource = "line";
+    return server;
+}
+
+std::string heard(const PulseSnapshot& server, const std::optional<Choice>& choice, const std::string& instead = {}) {
+    const auto target = inputTarget(server, choice, instead);
+    return target ? target->source : "nothing";
+}
+
+TEST(InputTargetTest, AMicrophoneIsTheUsersOwnElseAFitOneAndNeverAMonitor) {
+    PulseSnapshot server = desk();
+    EXPECT_EQ(heard(server, std::nullopt), "line") << "the user's choice, whatever it is called";
+    server.defaultSource = "headset.monitor";
+    EXPECT_EQ(heard(server, Choice()), "laptop") << "called a microphone";
+    server.sources[3].plugged = false;
+    EXPECT_EQ(heard(server, Choice()), "camera");
+    server.sources[4].plugged = false;
+    EXPECT_EQ(heard(server, Choice()), "line") << "plugged in";
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "camera", "headset"}), "camera");
+    server.defaultSource = "line";
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "camera", "headset"}), "line") << "chosen anew since";
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "camera", "line"}), "camera");
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "unplugged", "line"}), "line");
+    server.sources.resize(2);
+    EXPECT_EQ(heard(server, Choice()), "nothing");
+}
+
+TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
+    PulseSnapshot server = desk();
+    EXPECT_EQ(heard(server, Choice{What::Output}), "speakers.monitor");
+    EXPECT_EQ(heard(server, Choice{What::Output}, "headset"), "headset.monitor");
+    EXPECT_EQ(heard(server, Choice{What::Output, "headset"}, "speakers"), "headset.monitor");
+    EXPECT_EQ(heard(server, Choice{What::Output, "gone"}, "gone"), "speakers.monitor");
+    EXPECT_EQ(inputTarget(server, Choice{What::Output})->name, "Speakers");
+    EXPECT_FALSE(inputTarget(server, Choice{What::Output})->muted);
+    server.sinks[0].mute = true;
+    EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
+    server.defaultSink.clear();
+    EXPECT_EQ(heard(server, Choice{What::Output}), "nothing");
+}
+
+TEST(InputTargetTest, ASourceOfTheSameNameAsASinkIsAnInputOfItsOwn) {
+    PulseSnapshot server = desk();
+    server.sources.push_back(endpoint(6, "headset", "Headset's own"));
+    EXPECT_EQ(server.inputUID("headset"), "headset:input");
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "headset:input", "line"}), "headset");
+    EXPECT_EQ(heard(server, Choice{What::Output, "headset"}), "headset.monitor");
+}
+
+TEST(InputTargetTest, OneProgramIsFoundByItsNameAndPlaybackElsewhereBySoundAlone) {
+    PulseSnapshot server = desk();
+    server.playbacks = {{7, 1, "Music", "mplayer", true},
+                        {8, 2, "Firefox", "firefox-esr", false},
+                        {9, 2, "Firefox", "firefox-esr", true},
+                        {10, 1, "Firefox", "firefox-esr", false}};
+    const auto firefox = inputTarget(server, Choice{What::Application, "fireFOX"});
+    ASSERT_TRUE(firefox);
+    EXPECT_EQ(firefox->playback, 9U) << "the one that sounds";
+    EXPECT_EQ(firefox->source, "headset.monitor");
+    EXPECT_EQ(firefox->name, "Firefox");
+    EXPECT_EQ(heard(server, Choice{What::Application, "zoom"}), "nothing");
+    const auto others = playedElsewhere(server, "speakers");
+    ASSERT_EQ(others.size(), 1U);
+    EXPECT_EQ(others.front()->name, "headset");
+    server.playbacks.resize(2);
+    EXPECT_TRUE(playedElsewhere(server, "speakers").empty()) << "paused";
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,100 @@
+#include <PulseAudio/PulseClient.h>
+#include <gmock/gmock.h>
+#include <support/EitherAudioServer.h>
+
+#include <QLocalServer>
+#include <csignal>
+
+namespace parlowen::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using Phase = PulseClient::Phase;
+
+const QStringList twoOutputs{"module-null-sink sink_name=speakers", "module-null-sink sink_name=headset"};
+
+class PulseClientTest : public EitherAudioServer {
+protected:
+    static std::string defaultOf(PulseClient& client) { return client.state()->snapshot.defaultSink; }
+};
+
+ON_EITHER_AUDIO_SERVER(PulseClientTest);
+
+TEST_P(PulseClientTest, FollowsTheServerTellsItsObserversAndComesBackWithIt) {
+    ASSERT_NO_FATAL_FAILURE(startServer(twoOutputs));
+    PulseClient client(daemon->address().toStdString());
+    ASSERT_EQ(client.waitUntilKnown(5s)->phase, Phase::Up);
+    std::atomic<int> told = 0;
+    auto watch = client.watch([&told](const PulseClient::StatePtr&) { ++told; });
+    for (const char* output : {"speakers", "headset"}) {
+        control({"set-default-sink", output});
+        EXPECT_TRUE(waitFor([&] { return defaultOf(client) == output; }));
+    }
+    EXPECT_TRUE(waitFor([&told] { return told > 0; }));
+    daemon->kill();
+    EXPECT_TRUE(waitFor([&] { return client.state()->phase == Phase::Away; }));
+    EXPECT_FALSE(client.state()->problem.empty());
+    EXPECT_TRUE(client.state()->snapshot.sinks.empty());
+    const auto connection = client.state()->connection;
+    ASSERT_TRUE(daemon->restart());
+    EXPECT_TRUE(waitFor([&] { return client.state()->phase == Phase::Up; }));
+    EXPECT_GT(client.state()->connection, connection);
+    watch.reset();
+    const int before = told;
+    control({"set-default-sink", "speakers"});
+    EXPECT_TRUE(waitFor([&] { return defaultOf(client) == "speakers"; }));
+    EXPECT_EQ(told, before);
+}
+
+TEST_P(PulseClientTest, FindsTheDefaultThatItsConnectionMissedAndLeavesTheServerAloneThen) {
+    const auto changed = makeServer(twoOutputs);
+    control({"set-default-sink", "speakers"});
+    ASSERT_NO_FATAL_FAILURE(startServer(twoOutputs));
+    control({"set-default-sink", "headset"});
+    MovingAddress address;
+    ASSERT_TRUE(address.leadTo(*changed));
+    PulseClient client(address.address().toStdString());
+    ASSERT_TRUE(waitFor([&] { return defaultOf(client) == "speakers"; }));
+    const auto connection = client.state()->connection;
+    std::atomic<bool> wasAway = false;
+    const auto watch = client.watch(
+        [&wasAway](const PulseClient::StatePtr& state) { wasAway = wasAway || state->phase != Phase::Up; });
+    ASSERT_TRUE(address.leadTo(*daemon));
+    EXPECT_TRUE(waitFor([&] { return defaultOf(client) == "headset"; }));
+    EXPECT_GT(client.state()->connection, connection) << "whoever records must open its streams anew";
+    EXPECT_FALSE(wasAway);
+    const std::size_t requests = client.traffic().requests;
+    EXPECT_TRUE(holdsFor([&] { return client.traffic().requests == requests; }, 1000));
+}
+
+TEST(PulseClientWithoutServer, SaysSoAndNoCallOfItWaits) {
+    PulseClient absent("unix:/nowhere/native");
+    EXPECT_EQ(absent.waitUntilKnown(5s)->phase, Phase::Away);
+    PulseClient nonsense("nonsense:{");
+    EXPECT_EQ(nonsense.waitUntilKnown(5s)->phase, Phase::Away);
+    QTemporaryDir directory;
+    QLocalServer silent;
+    ASSERT_TRUE(silent.listen(directory.filePath(QStringLiteral("native"))));
+    PulseClient hanging("unix:" + silent.fullServerName().toStdString());
+    EXPECT_EQ(hanging.state()->phase, Phase::Connecting);
+    EXPECT_TRUE(waitFor([&] { return hanging.state()->phase == Phase::Away; }))
+        << "it has been patient for long enough";
+}
+
+TEST(SessionRouteTest, TellsOfEachChangeOnceUntilTheWatchEnds) {
+    SessionRoute route;
+    EXPECT_EQ(route.choice(), std::nullopt);
+    int told = 0;
+    auto watch = route.watch([&told] { ++told; });
+    const SessionRoute::Choice output{SessionRoute::What::Output, "headset"};
+    route.choose(output);
+    route.choose(output);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(route.choice(), output);
+    watch.reset();
+    route.choose({});
+    EXPECT_EQ(told, 1);
+}
+
+} // namespace
+} // namespace parlowen::testing

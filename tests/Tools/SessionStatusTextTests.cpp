@@ -1,0 +1,74 @@
+#include <Tools/SessionStatusText.h>
+#include <gmock/gmock.h>
+
+namespace parlowen {
+namespace {
+
+using Cause = RecognitionStatus::Cause;
+using Severity = SessionStatusText::Severity;
+
+InputStatus hears(const QString& name) {
+    InputStatus input;
+    input.state = InputStatus::State::Listening;
+    input.name = name;
+    return input;
+}
+
+RecognitionStatus recognition(RecognitionStatus::State state, Cause cause = Cause::None, int kept = 0) {
+    return {state, cause, {}, kept};
+}
+
+TEST(SessionStatusTextTest, QuietIsSaidAfterTenSecondsBeforeACallAndThirtyInOneAndNeverAlarms) {
+    InputStatus input = hears("Speakers");
+    const auto said = [&input](int seconds, bool heardSound) {
+        input.quietSeconds = seconds;
+        input.heardSound = heardSound;
+        const auto text =
+            sessionStatusText(input, recognition(RecognitionStatus::State::Recognizing), Language::Chinese);
+        EXPECT_EQ(text.severity, Severity::Plain);
+        return text.text.toStdString();
+    };
+    EXPECT_EQ(said(9, false), "电脑声音 · Speakers");
+    EXPECT_EQ(said(10, false), "静音 10 秒");
+    EXPECT_EQ(said(29, true), "电脑声音 · Speakers");
+    EXPECT_EQ(said(41, true), "静音 41 秒");
+}
+
+TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
+    const RecognitionStatus running = recognition(RecognitionStatus::State::Recognizing);
+    InputStatus input = hears("Headset %1");
+    input.clipping = true;
+    RecognitionStatus lost = recognition(RecognitionStatus::State::Reconnecting, Cause::NoNetwork, 12);
+    const auto text = [&](const RecognitionStatus& state) {
+        return sessionStatusText(input, state, Language::English);
+    };
+    EXPECT_EQ(text(running).text.toStdString(), "\"Headset %1\" is too loud and distorted");
+    EXPECT_EQ(text(lost).text.toStdString(), "reconnecting: the speech service is out of reach · 12 s kept");
+    EXPECT_EQ(text(lost).severity, Severity::Attention);
+    input.muted = true;
+    EXPECT_EQ(text(lost).text.toStdString(), "\"Headset %1\" is muted");
+    EXPECT_FALSE(text(lost).hears);
+    input.elsewhereUID = "sink.2";
+    input.elsewhereName = "Speakers";
+    EXPECT_EQ(text(running).text.toStdString(), "the call plays on \"Speakers\": listen there");
+    EXPECT_EQ(text(running).actionUID, "sink.2");
+    input.state = InputStatus::State::NoInput;
+    EXPECT_EQ(text(running).severity, Severity::Problem);
+    EXPECT_TRUE(text(running).action.isEmpty()) << "what was true of an input that is gone";
+    EXPECT_EQ(text(recognition(RecognitionStatus::State::Stopped, Cause::TokenRefused)).text.toStdString(),
+              "recognition stopped: the token is refused");
+}
+
+TEST(SessionStatusTextTest, EveryCauseIsNamedWithAdviceInBothLanguages) {
+    for (int cause = 1; cause <= static_cast<int>(Cause::UntrustedService); ++cause) {
+        for (const Language language : {Language::English, Language::Chinese}) {
+            const auto text = sessionStatusText(
+                hears("Speakers"), recognition(RecognitionStatus::State::Stopped, static_cast<Cause>(cause)), language);
+            EXPECT_GT(text.text.size(), QString::fromUtf8("识别已停止：").size()) << cause;
+            EXPECT_EQ(text.advice.size(), 1) << cause;
+        }
+    }
+}
+
+} // namespace
+} // namespace parlowen

@@ -1,0 +1,139 @@
+#include "CallSound.h"
+
+#include "PrivateAudioServer.h"
+
+#include <QFile>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <numbers>
+#include <span>
+#include <vector>
+
+namespace parlowen::testing {
+
+namespace {
+
+constexpr qsizetype waveHeader = 44;
+constexpr qsizetype hundredth = 160 * 2; // bytes of the sample
+constexpr int pauseHundredths = 90;      // between two lines; within a line it is half of that
+constexpr int silentPeak = 150;
+
+QByteArray fileOfSample(const char* extension) {
+    QFile file(QString(PARLOWEN_SOURCE_DIR "/resources/sample-interview/sample-interview.") + extension);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool isSilent(const QByteArray& sound, qsizetype at) {
+    std::array<std::int16_t, hundredth / 2> samples;
+    std::memcpy(samples.data(), sound.constData() + at, hundredth);
+    return std::all_of(samples.begin(), samples.end(), [](int sample) { return std::abs(sample) <= silentPeak; });
+}
+
+/// The sample cut in the middle of its long pauses, with the line of the text that is said in each piece.
+std::vector<Speech> cutSample() {
+    const QByteArray sound = fileOfSample("wav").mid(waveHeader);
+    std::vector<Speech> pieces;
+    qsizetype begin = 0;
+    int quiet = 0;
+    bool spoken = false;
+    for (qsizetype at = 0; at + hundredth <= sound.size(); at += hundredth) {
+        if (isSilent(sound, at)) {
+            ++quiet;
+            continue;
+        }
+        if (spoken && quiet >= pauseHundredths) {
+            const qsizetype cut = at - quiet / 2 * hundredth;
+            pieces.push_back({sound.mid(begin, cut - begin), {}});
+            begin = cut;
+        }
+        quiet = 0;
+        spoken = true;
+    }
+    pieces.push_back({sound.mid(begin), {}});
+    const QByteArrayList lines = fileOfSample("txt").trimmed().split('\n');
+    Q_ASSERT(std::size_t(lines.size()) == pieces.size());
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        pieces[std::size_t(i)].text = lines[i].toStdString();
+    return pieces;
+}
+
+} // namespace
+
+Speech sampleSpeech(int first, int count) {
+    static const std::vector<Speech> lines = cutSample();
+    Speech speech;
+    for (int i = first; i < first + count; ++i) {
+        const Speech& line = lines[std::size_t(i) % lines.size()];
+        speech.sound += line.sound;
+        speech.text += line.text + ' ';
+    }
+    return speech;
+}
+
+Speaker::Speaker(const QByteArray& sound, const QString& sink, const QString& name) {
+    if (sound_.open()) {
+        sound_.write(sound);
+        sound_.flush();
+    }
+    QStringList arguments{"--raw",
+                          "--format=s16le",
+                          "--rate=16000",
+                          "--channels=1",
+                          "--latency-msec=100",
+                          "--client-name=" + name,
+                          "--property=application.name=" + name};
+    if (!sink.isEmpty())
+        arguments << "--device=" + sink;
+    endWithParent(process_);
+    process_.start("paplay", arguments << sound_.fileName());
+}
+
+Speaker::~Speaker() {
+    process_.kill();
+    process_.waitForFinished();
+}
+
+MeetingClient::MeetingClient(const QString& source) {
+    QStringList arguments{"--raw", "--format=float32le", "--rate=48000", "--channels=1", "--latency-msec=50"};
+    if (!source.isEmpty())
+        arguments << "--device=" + source;
+    endWithParent(process_);
+    process_.start("parec", arguments);
+}
+
+MeetingClient::~MeetingClient() {
+    process_.kill();
+    process_.waitForFinished();
+}
+
+MeetingClient::Recorded MeetingClient::recorded() {
+    constexpr std::size_t tenth = 4'800; // 44 periods of the tone
+    bytes_ += process_.readAllStandardOutput();
+    const std::span<const float> samples(reinterpret_cast<const float*>(bytes_.constData()),
+                                         std::size_t(bytes_.size()) / sizeof(float));
+    Recorded recorded;
+    double loudest = 0;
+    for (std::size_t begin = 0; begin + tenth <= samples.size(); begin += tenth) {
+        double sine = 0, cosine = 0, power = 0;
+        for (std::size_t i = 0; i < tenth; ++i) {
+            const double sample = double{samples[begin + i]};
+            const double phase = 2 * std::numbers::pi * 44 * double(i) / tenth;
+            sine += 2 * sample * std::sin(phase) / tenth;
+            cosine += 2 * sample * std::cos(phase) / tenth;
+            power += sample * sample / tenth;
+        }
+        const double tone = std::hypot(sine, cosine);
+        loudest = std::max(loudest, tone);
+        if (loudest < 0.1)
+            continue;
+        ++recorded.all;
+        recorded.withoutTone += tone < loudest / 2 ? 1 : 0;
+        recorded.withMore += power - tone * tone / 2 > 1e-4 ? 1 : 0;
+    }
+    return recorded;
+}
+
+} // namespace parlowen::testing
