@@ -33,10 +33,15 @@ endfunction()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "Parlowen maintainers <maintainers@localhost>")
 set(CPACK_PACKAGE_VENDOR Parlowen)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Desktop interview assistant with a backend of its own")
-set(CPACK_PACKAGE_DESCRIPTION
-"Listens to an interview, shows what is said, and suggests an answer for each
+# The first line is the summary.
+set(CPACK_COMPONENT_PARLOWEN_DESCRIPTION
+"Desktop interview assistant with a backend of its own
+Listens to an interview, shows what is said, and suggests an answer for each
 question. Comes with the backend, parlowen-service.")
+set(CPACK_COMPONENT_RECOGNISER_DESCRIPTION
+"Offline speech recognition for Parlowen
+Turns English speech into text for parlowen-service: the program, the library
+sherpa-onnx, and the models Moonshine (base and tiny) and Silero VAD.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
@@ -50,9 +55,5 @@ set(CPACK_DEBIAN_PARLOWEN_PACKAGE_NAME parlowen)
 read_run_time_packages(CPACK_DEBIAN_PARLOWEN_PACKAGE_DEPENDS)
 set(CPACK_DEBIAN_PARLOWEN_PACKAGE_RECOMMENDS "parlowen-recogniser (= ${PROJECT_VERSION}), pipewire-pulse | pulseaudio")
 set(CPACK_DEBIAN_RECOGNISER_PACKAGE_NAME parlowen-recogniser)
-set(CPACK_COMPONENT_RECOGNISER_DESCRIPTION
-"Speech recognition for Parlowen, offline
- Turns English speech into text for parlowen-service: the program, the library
- sherpa-onnx, and the models Moonshine (base and tiny) and Silero VAD.")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

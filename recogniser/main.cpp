@@ -75,7 +75,7 @@ public:
     }
     /// Until the input ends.
     static void receive(StreamHost& host) {
-        std::vector<char> buffer(64 * 1024);
+        std::vector<char> buffer(std::size_t{64} * 1024);
         FrameParser parser;
         while (true) {
             const auto count = read(STDIN_FILENO, buffer.data(), buffer.size());

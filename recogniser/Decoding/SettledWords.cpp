@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace parlowen::recogniser {
 
@@ -53,7 +54,9 @@ SettledWords::Shown SettledWords::add(const std::string& hypothesis) {
             joined(settledText, std::string_view(hypothesis).substr(begin, words[from + agreed - 1].end - begin));
         settledKeys.insert(settledKeys.end(), keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(agreed));
     }
-    previous.assign(keys.begin() + static_cast<std::ptrdiff_t>(agreed), keys.end());
+    // The first hypothesis is of too little speech to bear out another.
+    if (std::exchange(begun, true))
+        previous.assign(keys.begin() + static_cast<std::ptrdiff_t>(agreed), keys.end());
     const auto rest = from + agreed < words.size() ? std::string_view(hypothesis).substr(words[from + agreed].begin)
                                                    : std::string_view();
     last = {joined(settledText, rest), settledText.size()};

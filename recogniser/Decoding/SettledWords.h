@@ -26,6 +26,7 @@ private:
 
     void respell(const std::string& hypothesis, const std::vector<Word>& words, std::size_t count);
 
+    bool begun = false;
     std::string settledText;
     std::vector<std::string> settledKeys;
     std::vector<std::string> previous; ///< keys of the last hypothesis' words after the settled ones

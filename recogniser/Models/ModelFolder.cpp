@@ -127,6 +127,8 @@ void readDescription(ModelFolder& model) {
         return;
     if (const auto found = json.find("licence"); found != json.end() && found->is_string())
         model.licence = *found;
+    if (const auto found = json.find("preferred"); found != json.end() && found->is_boolean())
+        model.preferred = *found;
     const auto found = json.find("languages");
     if (found == json.end() || !found->is_array())
         return;

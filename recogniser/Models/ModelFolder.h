@@ -30,10 +30,11 @@ struct ModelFolder {
     std::map<std::string, std::filesystem::path> files; ///< by their part: encoder, decoder, joiner, model, tokens, ...
     std::vector<std::string> languages; ///< codes without a region, such as "en"; empty when nothing tells
     std::string licence;                ///< empty when nothing tells
+    bool preferred = false;             ///< its owner wants it to go before others
     std::uintmax_t bytes = 0;           ///< of the files that are used
 
-    /// The folder's `model.json` ({"languages": [...], "licence": "..."}) goes before what the names tell. None when
-    /// the folder holds no model of a known family.
+    /// The folder's `model.json` ({"languages": [...], "licence": "...", "preferred": true}) goes before what the names
+    /// tell. None when the folder holds no model of a known family.
     static std::optional<ModelFolder> at(const std::filesystem::path& folder);
 };
 

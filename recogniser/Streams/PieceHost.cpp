@@ -27,6 +27,7 @@ PieceHost::PieceHost(Transcriber& transcriberToUse, DetectorFactory makeDetector
     : transcriber(transcriberToUse)
     , detectors(std::move(makeDetector))
     , output(std::move(outputOfFrames))
+    , mostPartials(std::max(1U, options.threads - 1))
     , load(options.load)
     , toldCapacity(load.capacity(Clock::now())) {
     for (unsigned i = 0; i < options.threads; ++i)
@@ -112,6 +113,9 @@ std::optional<PieceHost::Work> PieceHost::nextWork() {
 }
 
 std::optional<PieceHost::Work> PieceHost::nextPartial() {
+    // With more than one thread, one is free for finals, or soon is.
+    if (runningPartials >= mostPartials)
+        return std::nullopt;
     const auto now = Clock::now();
     auto candidate = streams.upper_bound(lastPartialOf);
     for (std::size_t i = 0; i < streams.size(); ++i, ++candidate) {
@@ -120,6 +124,7 @@ std::optional<PieceHost::Work> PieceHost::nextPartial() {
         auto& tracker = *candidate->second.tracker;
         if (const auto job = tracker.nextPartialJob(now)) {
             lastPartialOf = candidate->first;
+            ++runningPartials;
             return Work{candidate->first, *job, floatsOf(tracker.samplesOf(*job)), now};
         }
     }
@@ -130,7 +135,10 @@ void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::d
     const auto now = Clock::now();
     if (done.job.isForFinal())
         load.add(static_cast<double>(done.samples.size()) / sampleRate, took, now - done.since, now);
+    else
+        --runningPartials;
     tellLoad(now);
+    wake.notify_all();
     const auto found = streams.find(done.stream);
     if (found == streams.end())
         return;

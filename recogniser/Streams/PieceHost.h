@@ -55,11 +55,13 @@ private:
     Transcriber& transcriber;
     const DetectorFactory detectors;
     const Output output;
-    std::mutex mutex; ///< of what follows
+    const std::size_t mostPartials; ///< that are decoded at a time
+    std::mutex mutex;               ///< of what follows
     std::condition_variable wake;
     std::map<std::uint32_t, Stream> streams;
     std::deque<Work> finals; ///< that wait
     std::uint32_t lastPartialOf = 0;
+    std::size_t runningPartials = 0;
     DecodingLoad load;
     std::size_t toldCapacity = 0;
     bool stopping = false;

@@ -229,7 +229,8 @@ void UtteranceTracker::onText(const Job& job, std::optional<std::string> text, C
         if (!runningPartial || runningPartial->number != job.number)
             return; // of a segment that is over
         runningPartial.reset();
-        nextPartialAt = job.to + partialEvery;
+        // The first sounds may not be a word yet.
+        nextPartialAt = job.to + (text && !text->empty() ? partialEvery : partialEvery / 2);
         if (text && state != State::Quiet) {
             words.add(*text);
             tellPartial();

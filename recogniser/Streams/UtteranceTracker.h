@@ -28,13 +28,13 @@ public:
     using Clock = std::chrono::steady_clock;
     using Sink = std::function<void(StreamEvent)>;
 
-    static constexpr std::int64_t preRoll = sampleRate * 4 / 10;
+    static constexpr std::int64_t preRoll = sampleRate * 22 / 100;
     static constexpr std::int64_t tail = sampleRate * 25 / 100; ///< decoded after the end of speech
     static constexpr std::int64_t shortestSpeech = sampleRate * 3 / 10;
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
     static constexpr std::int64_t cutWithin = sampleRate * std::int64_t{3}; ///< at the end of a longest piece
     static constexpr std::int64_t longestUtterance = sampleRate * std::int64_t{20};
-    static constexpr std::int64_t firstPartial = sampleRate * 9 / 10; ///< of audio, with its pre-roll
+    static constexpr std::int64_t firstPartial = sampleRate * 6 / 10; ///< of audio, with its pre-roll
     static constexpr std::int64_t partialEvery = sampleRate * 4 / 10;
 
     /// Something to decode: audio[from, to).

@@ -10,9 +10,9 @@ namespace parlowen::recogniser {
 namespace {
 
 /// No English sentence ends with one of these, whatever mark the model put after it.
-constexpr std::array<std::string_view, 26> openWords{
-    "a",  "an",   "and", "because", "but", "er", "every",  "if",    "its",     "my",      "nor",   "or",   "our",
-    "so", "than", "the", "their",   "uh",  "um", "unless", "until", "whereas", "whether", "while", "with", "your"};
+constexpr std::array<std::string_view, 23> openWords{
+    "a",   "an",   "and", "because", "but", "er", "every",  "if",    "its",     "my",      "nor", "or",
+    "our", "than", "the", "their",   "uh",  "um", "unless", "until", "whereas", "whether", "your"};
 
 bool endsWithAny(std::string_view text, std::initializer_list<std::string_view> marks) {
     return std::any_of(marks.begin(), marks.end(), [text](auto mark) { return text.ends_with(mark); });

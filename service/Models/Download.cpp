@@ -10,7 +10,6 @@
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <thread>
-#include <utility>
 
 namespace parlowen::service {
 
@@ -23,7 +22,6 @@ constexpr int tries = 5; // without a byte in between
 constexpr auto firstPause = 200ms;
 constexpr long connectSeconds = 20;
 constexpr long stalledSeconds = 30;
-constexpr long partialContent = 206;
 constexpr long rangeNotSatisfiable = 416;
 
 struct CloseFile {
@@ -44,15 +42,11 @@ std::uintmax_t sizeOf(const fs::path& file) {
 /// One attempt.
 struct Transfer {
     const Download& download;
-    CURL* curl;
     FileHandle file;
     std::uintmax_t have; ///< bytes in the file
     int writeError = 0;
-    bool begun = false;
 
     std::size_t take(const char* bytes, std::size_t count) {
-        if (!std::exchange(begun, true))
-            restartWithoutRange();
         errno = 0;
         if (std::fwrite(bytes, 1, count, file.get()) != count || std::fflush(file.get()) != 0) {
             writeError = errno;
@@ -62,17 +56,6 @@ struct Transfer {
         if (download.progress)
             download.progress(have, download.bytes);
         return count;
-    }
-    /// A server that knows no ranges sends all of it again.
-    void restartWithoutRange() {
-        long status = 0;
-        curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-        if (have == 0 || status == partialContent)
-            return;
-        file.reset(std::fopen(download.file.c_str(), "wb"));
-        have = 0;
-        if (!file)
-            throw std::runtime_error("cannot write " + download.file.string());
     }
 };
 
@@ -85,7 +68,7 @@ enum class Outcome { Done, Again };
 /// Throws what a second attempt would not mend.
 Outcome attempt(const Download& download, std::string& problem) {
     const CurlHandle curl(curl_easy_init());
-    Transfer transfer{download, curl.get(), FileHandle(std::fopen(download.file.c_str(), "ab")), sizeOf(download.file)};
+    Transfer transfer{download, FileHandle(std::fopen(download.file.c_str(), "ab")), sizeOf(download.file)};
     if (!transfer.file)
         throw std::runtime_error("cannot write " + download.file.string() + ": " + std::strerror(errno));
     curl_easy_setopt(curl.get(), CURLOPT_URL, download.address.c_str());
@@ -113,6 +96,8 @@ Outcome attempt(const Download& download, std::string& problem) {
         problem.clear();
         return Outcome::Done;
     }
+    if (code == CURLE_RANGE_ERROR) // a server that sends files as a whole only
+        fs::remove(download.file);
     if (code == CURLE_HTTP_RETURNED_ERROR && status < 500)
         throw std::runtime_error(download.address + ": the server answers HTTP " + std::to_string(status));
     problem = download.address + ": " + curl_easy_strerror(code);

@@ -67,7 +67,7 @@ void ModelInstaller::install(const CatalogueEntry& entry) const {
         if (file.path.ends_with(".tar.bz2"))
             unpack(target, unpacked);
         else
-            fs::copy_file(target, unpacked / target.filename());
+            fs::create_hard_link(target, unpacked / target.filename());
     }
     describe(unpacked, entry);
     if (!recogniser::ModelFolder::at(unpacked))

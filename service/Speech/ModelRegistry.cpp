@@ -104,10 +104,10 @@ bool serves(const ModelFolder& model, std::string_view locale) {
     });
 }
 
-/// Of the models that came with the recogniser, the more exact one.
+/// What is preferred, then what came with the recogniser, of that the more exact one.
 int rank(const ModelRegistry::Entry& entry) {
     if (!entry.isInstalled)
-        return 2;
+        return entry.model.preferred ? -1 : 2;
     return entry.model.name.find("tiny") == std::string::npos ? 0 : 1;
 }
 
@@ -170,13 +170,10 @@ std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
 std::vector<ModelRegistry::Entry> ModelRegistry::triedEntries() {
     auto found = entries();
     while (std::any_of(found.begin(), found.end(), [](const Entry& entry) { return !entry.isTried; })) {
-        std::jthread running;
         {
-            const std::lock_guard lock(mutex);
-            running = std::move(trialThread);
+            std::unique_lock lock(mutex);
+            trialsEnded.wait(lock, [this] { return !trying; });
         }
-        if (running.joinable())
-            running.join();
         found = entries();
     }
     return found;
@@ -212,7 +209,7 @@ std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& 
     return waiting;
 }
 
-void ModelRegistry::tryAll(std::vector<ModelFolder> models) {
+void ModelRegistry::tryAll(const std::vector<ModelFolder>& models) {
     for (const auto& model : models) {
         auto problem = tryModel(where.program, model);
         logLine("speech model " + model.name + ": " + (problem.empty() ? "tried, can be used" : problem));
@@ -220,8 +217,9 @@ void ModelRegistry::tryAll(std::vector<ModelFolder> models) {
         trials[model.name] = {stampOf(model), std::move(problem)};
     }
     const std::lock_guard lock(mutex);
-    trying = false;
     writeTrials();
+    trying = false;
+    trialsEnded.notify_all();
 }
 
 void ModelRegistry::readTrials() {

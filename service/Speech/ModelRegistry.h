@@ -2,6 +2,7 @@
 
 #include <Models/ModelFolder.h>
 
+#include <condition_variable>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -39,8 +40,8 @@ public:
     ModelRegistry& operator=(const ModelRegistry&) = delete;
 
     const Places& places() const { return where; }
-    /// As they lie there now. Models that came with the recogniser go before the user's, those before one another by
-    /// name. Starts the trials of new ones.
+    /// As they lie there now. Models that came with the recogniser go before the user's, unless one is preferred.
+    /// Starts the trials of new ones.
     std::vector<Entry> entries();
     /// The same, once all trials have ended.
     std::vector<Entry> triedEntries();
@@ -56,7 +57,7 @@ private:
         std::optional<std::string> problem;
     };
 
-    void tryAll(std::vector<recogniser::ModelFolder> models);
+    void tryAll(const std::vector<recogniser::ModelFolder>& models);
     std::vector<recogniser::ModelFolder> untried(const std::vector<recogniser::ModelFolder>& models) const;
     void readTrials();
     void writeTrials() const;
@@ -66,6 +67,7 @@ private:
     std::map<std::string, Trial> trials;
     std::map<std::string, std::string> setAsideFor;
     bool trying = false;
+    std::condition_variable trialsEnded;
     std::jthread trialThread;
 };
 

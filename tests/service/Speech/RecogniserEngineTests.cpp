@@ -1,13 +1,19 @@
 #include "Speech/RecogniserEngine.h"
+#include "Speech/RecogniserProcess.h"
+#include "support/RecognitionAudio.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WordErrorRate.h"
 
+#include <boost/asio/post.hpp>
+#include <cmath>
 #include <condition_variable>
 #include <csignal>
-#include <cstring>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <mutex>
+#include <numbers>
+#include <random>
+#include <thread>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -19,13 +25,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path sampleFolder = PARLOWEN_SOURCE_DIR "/resources/sample-interview";
-
-std::vector<std::int16_t> sampleAudio() {
-    const auto bytes = contentsOf(sampleFolder / "sample-interview.wav");
-    std::vector<std::int16_t> samples((bytes.size() - 44) / 2);
-    std::memcpy(samples.data(), bytes.data() + 44, samples.size() * 2);
-    return samples;
-}
 
 /// Everything that one stream tells.
 class Told {
@@ -89,7 +88,7 @@ protected:
     }
 
     TemporaryDirectory directory;
-    const std::vector<std::int16_t> audio = sampleAudio();
+    const std::vector<std::int16_t> audio = samplesOf(sampleFolder / "sample-interview.wav");
 };
 
 } // namespace
@@ -115,6 +114,32 @@ TEST_F(RecogniserEngineTest, HearsTheSampleInSixSentencesWithTheirPlaces) {
     EXPECT_EQ(told.all(Kind::SpeechStart).size(), 6U);
     EXPECT_GE(told.all(Kind::Partial).size(), 6U);
     EXPECT_FALSE(engine.open("zh-CN", told.sink()));
+}
+
+TEST_F(RecogniserEngineTest, NoiseHumAndTypingGiveNoWordAndAReadingItsOwn) {
+    std::vector<std::int16_t> sounds;
+    std::mt19937 random(7); // NOLINT(cert-msc51-cpp): the same noise every time
+    std::normal_distribution<double> noise(0, 2'000);
+    for (int i = 0; i < 30 * sampleRate; ++i) {
+        const double second = static_cast<double>(i) / sampleRate;
+        const double hum = 6'000 * std::sin(2 * std::numbers::pi * 50 * second);
+        const double click = 9 * noise(random) * std::exp(-std::fmod(second, 0.17) * 300);
+        sounds.push_back(static_cast<std::int16_t>(std::clamp(second < 10   ? noise(random)
+                                                              : second < 20 ? hum
+                                                                            : click,
+                                                              -32'000.0, 32'000.0)));
+    }
+    const auto reading = sampleReading(PARLOWEN_SOURCE_DIR);
+    sounds.insert(sounds.end(), reading.samples.begin(), reading.samples.end());
+    RecogniserEngine engine(places());
+    Told told;
+    const auto stream = engine.open("en-GB", told.sink());
+    stream->accept(sounds);
+    stream->finish();
+    ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
+    EXPECT_EQ(told.all(Kind::Final).size(), 5U) << told.text();
+    EXPECT_GT(told.all(Kind::SpeechStart).front().offset, ticksOfSamples(30 * sampleRate));
+    EXPECT_LE(wordErrorRate(reading.words, told.text()), 0.05) << told.text();
 }
 
 TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
@@ -149,6 +174,29 @@ TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
     EXPECT_EQ(told.all(Kind::Final).size(), 6U) << told.text();
     EXPECT_LE(errorRate(told), 0.05)
         << told.text(); // a sentence that begins a moment elsewhere is heard a little otherwise
+}
+
+TEST_F(RecogniserEngineTest, AProcessThatHangsIsReplaced) {
+    boost::asio::io_context io;
+    const auto model = *parlowen::recogniser::ModelFolder::at(places().installed / "moonshine-tiny-en");
+    Told told;
+    const auto stream = std::make_shared<RecogniserStream>(1, "en-US", told.sink());
+    RecogniserProcess process(io, {places().program, 1s}, model,
+                              [](const auto&, const std::string& why) { FAIL() << why; });
+    process.add(stream);
+    process.sendAudio(stream, {audio.begin(), audio.begin() + 4 * sampleRate});
+    const std::jthread thread([&io] { io.run(); });
+    ASSERT_TRUE(told.waitFor(Kind::Partial));
+    const int hung = process.processId();
+    ASSERT_EQ(kill(hung, SIGSTOP), 0);
+    boost::asio::post(io, [&] {
+        process.sendAudio(stream, {audio.begin() + 4 * sampleRate, audio.begin() + 9 * sampleRate});
+        process.finish(stream);
+    });
+    EXPECT_TRUE(told.waitFor(Kind::SpeechEnd));
+    EXPECT_NE(process.processId(), hung);
+    EXPECT_THAT(told.text(), testing::HasSubstr("last job"));
+    io.stop();
 }
 
 TEST_F(RecogniserEngineTest, ManyStreamsAtOnceAndNoMoreThanItCanServe) {
@@ -198,6 +246,8 @@ TEST_F(RecogniserEngineTest, ModelsThatAreBrokenAreNamedAndTheServiceLives) {
     EXPECT_EQ(problems["d-good-fr"], "");
     EXPECT_THAT(registry.locales(), testing::ElementsAre("en-US", "en-GB", "en-IN", "fr-FR"));
     EXPECT_EQ(registry.modelsFor("en-US").front().name, "moonshine-base-en");
+    writeFile(directory.path() / "models/d-good-fr/model.json", R"({"languages": ["en", "fr"], "preferred": true})");
+    EXPECT_EQ(registry.modelsFor("en-US").front().name, "d-good-fr");
 }
 
 TEST_F(RecogniserEngineTest, AModelThatGoesBadIsSetAsideAndTheNextOneTakesOver) {

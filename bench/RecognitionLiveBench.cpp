@@ -1,0 +1,224 @@
+// One, eight and sixteen calls (or one and as many as the argument says) in real time: when words appear, what they
+// cost, and what is taken back. The baseline of the cost is the bare library, which decodes every sentence once.
+#include "Measure.h"
+
+#include "Decoding/SettledWords.h"
+#include "Decoding/Transcriber.h"
+#include "Protocol/StreamEvent.h"
+#include "Streams/PieceHost.h"
+
+#include <fstream>
+#include <mutex>
+#include <sys/resource.h>
+#include <thread>
+
+#include "support/RecognitionAudio.h"
+
+namespace {
+
+using namespace parlowen::bench;
+using namespace parlowen::testing;
+using namespace parlowen::recogniser;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t piece = 1'600; // samples that arrive at a time
+constexpr std::chrono::milliseconds pieceTime{100};
+constexpr std::chrono::milliseconds apart{700}; // the begin of one call and of the next one
+
+double processorSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double residentMegabytes() {
+    std::ifstream file("/proc/self/statm");
+    double pages = 0;
+    file >> pages >> pages;
+    return pages * 4'096 / 1e6;
+}
+
+struct Told {
+    StreamEvent event;
+    double at; ///< seconds since the stream began
+};
+
+/// What one call came to.
+struct Call {
+    std::vector<double> firstPartials;     ///< seconds after the first sound
+    std::vector<double> questions, others; ///< finals of questions and others, after the last sound
+    std::size_t settledWords = 0, settledWrong = 0;
+};
+
+/// Settled words that the final does not have, in order.
+std::size_t missingIn(const std::vector<Word>& settled, const std::vector<Word>& final) {
+    std::size_t missing = 0;
+    std::size_t from = 0;
+    for (const auto& word : settled) {
+        std::size_t i = from;
+        while (i < final.size() && final[i].key != word.key)
+            ++i;
+        missing += i == final.size() ? 1 : 0;
+        from = i == final.size() ? from : i + 1;
+    }
+    return missing;
+}
+
+Call judgeCall(const std::vector<Told>& told, const Samples& samples) {
+    Call call;
+    const auto sounds = soundsOf(samples);
+    std::vector<Word> settled;
+    std::string settledText;
+    bool first = true;
+    std::size_t sentence = 0;
+    for (const auto& [event, at] : told) {
+        if (sentence >= sounds.size())
+            break;
+        if (event.kind == StreamEvent::Kind::Partial) {
+            if (std::exchange(first, false))
+                call.firstPartials.push_back(at - static_cast<double>(sounds[sentence].first) / sampleRate);
+            settledText = event.text.substr(0, event.settled);
+        } else if (event.kind == StreamEvent::Kind::Final) {
+            const double after = at - static_cast<double>(sounds[sentence].second) / sampleRate;
+            (event.text.ends_with('?') ? call.questions : call.others).push_back(after);
+            settled = wordsOf(settledText);
+            call.settledWords += settled.size();
+            call.settledWrong += missingIn(settled, wordsOf(event.text));
+            settledText.clear();
+            first = true;
+            ++sentence;
+        }
+    }
+    return call;
+}
+
+/// The recogniser's streams with a clock.
+class Calls {
+public:
+    Calls(Transcriber& transcriber, const SherpaLibrary& library, const std::filesystem::path& files)
+        : host(
+              transcriber, [&library, files] { return makeSileroDetector(library, files / "silero_vad.onnx"); },
+              PieceHost::Options{std::max(1U, std::thread::hardware_concurrency()), DecodingLoad(2)},
+              [this](const Frame& frame) { take(frame); }) {}
+
+    /// Each call hears the recording, and begins a little after the one before.
+    std::vector<Call> hear(const Samples& samples, std::uint32_t calls) {
+        open(calls);
+        const auto pieces = (samples.size() + piece - 1) / piece;
+        const auto shift = static_cast<std::size_t>(apart / pieceTime);
+        for (std::size_t tick = 0; tick < pieces + (calls - 1) * shift; ++tick) {
+            std::this_thread::sleep_until(begins.front() + (tick + 1) * pieceTime);
+            for (std::uint32_t call = 0; call < calls; ++call)
+                if (const auto at = (tick - call * shift) * piece; at < samples.size()) // wraps before its begin
+                    host.handle(
+                        {Frame::Kind::Audio,
+                         call + 1,
+                         {reinterpret_cast<const char*>(&samples[at]), std::min(piece, samples.size() - at) * 2}});
+        }
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        std::vector<Call> judged;
+        for (std::uint32_t call = 0; call < calls; ++call) {
+            host.handle({Frame::Kind::Close, call + 1, {}});
+            const std::lock_guard lock(mutex);
+            judged.push_back(judgeCall(told[call], samples));
+        }
+        return judged;
+    }
+
+private:
+    void open(std::uint32_t calls) {
+        {
+            const std::lock_guard lock(mutex);
+            told.assign(calls, {});
+            begins.assign(calls, Clock::now() + std::chrono::seconds(1 + calls / 8)); // opening takes a while
+            for (std::uint32_t call = 0; call < calls; ++call)
+                begins[call] += call * apart;
+        }
+        for (std::uint32_t call = 0; call < calls; ++call)
+            host.handle({Frame::Kind::Open, call + 1, "{}"});
+    }
+    void take(const Frame& frame) {
+        const std::lock_guard lock(mutex);
+        if (frame.kind != Frame::Kind::Event)
+            return;
+        const std::chrono::duration<double> at = Clock::now() - begins[frame.stream - 1];
+        told[frame.stream - 1].push_back({*decodeStreamEvent(frame.body), at.count()});
+    }
+
+    std::mutex mutex;
+    std::vector<std::vector<Told>> told;
+    std::vector<Clock::time_point> begins;
+    PieceHost host; // last: it ends first
+};
+
+double costOfBareLibrary(Transcriber& transcriber, const Samples& samples) {
+    const double before = processorSeconds();
+    for (const auto& [from, to] : soundsOf(samples)) {
+        std::vector<float> floats;
+        for (auto i = from; i < to; ++i)
+            floats.push_back(static_cast<float>(samples[static_cast<std::size_t>(i)]) / 32'768);
+        transcriber.transcribe(floats);
+    }
+    return processorSeconds() - before;
+}
+
+/// What one call is told, and what it costs. Gives the 95th percentile of the finals of questions.
+double judgeOne(Calls& calls, Transcriber& bareLibrary, const Recording& recording, bool& met) {
+    const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
+    const double bare = costOfBareLibrary(bareLibrary, recording.samples);
+    const double before = processorSeconds();
+    const auto call = calls.hear(recording.samples, 1).front();
+    const double cost = processorSeconds() - before;
+    std::printf("-- %s, one call of %.0f s; the bare library decodes it for %.1f %% of a core\n",
+                recording.name.c_str(), seconds, 100 * bare / seconds);
+    std::printf("     first partial after the first sound, median: %.3f s\n", median(call.firstPartials));
+    met &=
+        judge("first partial after the first sound, 95th percentile", percentile(call.firstPartials, 0.95), 0.8, "s");
+    if (!call.questions.empty())
+        met &= judge("final of a question after its last sound, 95th percentile", percentile(call.questions, 0.95), 1,
+                     "s");
+    if (!call.others.empty())
+        met &= judge("final of another sentence, 95th percentile", percentile(call.others, 0.95), 1.6, "s");
+    const auto settled = static_cast<double>(std::max<std::size_t>(1, call.settledWords));
+    met &= judge("settled words that the final takes back", 100.0 * static_cast<double>(call.settledWrong) / settled, 2,
+                 "%");
+    met &= judge("cost", 100 * cost / seconds, 35, "% of a core");
+    return percentile(call.questions, 0.95);
+}
+
+void judgeMany(Calls& calls, const Recording& recording, std::uint32_t count, double alone, bool& met) {
+    const double before = processorSeconds();
+    const double memory = residentMegabytes();
+    std::vector<double> finals;
+    for (const auto& call : calls.hear(recording.samples, count))
+        finals.insert(finals.end(), call.questions.begin(), call.questions.end());
+    const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
+    std::printf("-- %u calls at once: %.0f %% of a core, %zu finals of questions\n", count,
+                100 * (processorSeconds() - before) / seconds, finals.size());
+    met &= judge("finals later than alone, 95th percentile", percentile(finals, 0.95) - alone, 1.0, "s");
+    met &= judge("memory for one more call", (residentMegabytes() - memory) / (count - 1), 20, "MB");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::filesystem::path files = PARLOWEN_BINARY_DIR "/lib/parlowen";
+    const auto model = ModelFolder::at(files / "models/moonshine-base-en");
+    if (!model)
+        return std::puts("there is no recogniser here (./dev setup)"), 1;
+    const auto& library = SherpaLibrary::load(files);
+    const auto transcriber = loadTranscriber(library, *model);
+    Calls calls(*transcriber, library, files);
+    bool met = true;
+    const auto sample = sampleInterview(PARLOWEN_SOURCE_DIR);
+    const double alone = judgeOne(calls, *transcriber, sample, met);
+    met &= judge("memory", residentMegabytes(), 500, "MB");
+    if (argc == 1)
+        judgeOne(calls, *transcriber, sampleReading(PARLOWEN_SOURCE_DIR), met);
+    for (const int count : argc > 1 ? std::vector<int>{std::atoi(argv[1])} : std::vector<int>{8, 16})
+        judgeMany(calls, sample, static_cast<std::uint32_t>(std::clamp(count, 2, 64)), alone, met);
+    return met ? 0 : 1;
+}
