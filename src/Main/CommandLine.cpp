@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include <Foundation/Bundle.h>
+#include <Foundation/Phrase.h>
 
 #include <QCommandLineParser>
 #include <array>
@@ -9,7 +10,7 @@ namespace parlowen {
 
 namespace {
 
-const char* const helpText = R"(Usage: parlowen --rehearse FILE [OPTIONS]
+constexpr Phrase help{R"(Usage: parlowen --rehearse FILE [OPTIONS]
        parlowen --interview system|microphone|app:NAME [OPTIONS]
        parlowen --check-audio [--listen]
 
@@ -41,14 +42,56 @@ names another backend than the built-in one.
 
 Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the output or the picture could
 not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display.
-)";
+)",
+                      R"(用法：parlowen --rehearse 文件 [选项]
+      parlowen --interview system|microphone|app:名称 [选项]
+      parlowen --check-audio [--listen]
+
+收听面试，显示对话文字，并为每个问题给出参考回答。
+
+  --rehearse 文件      用面试录音（WAV、FLAC 或 Ogg）代替通话运行一次会话
+  --interview 来源     收听电脑播放的声音（system）、麦克风（microphone），或某个程序播放的声音
+                       （app:名称，例如 app:Firefox）；不改动任何音频设备
+  --check-audio        说明会话会听到什么、缺少什么、该怎么做
+  --listen             与 --check-audio 一起使用：播放一声短音，说明能否听到、电平和延迟
+
+会话选项：
+
+  --headless           不需要窗口和显示器：打印每个句子，以及逐步生成的回答
+  --json               每行打印一个 JSON 对象：kind、time（识别开始后的秒数）、text、row
+  --screenshot 文件    结束时保存会话窗口的图片（PNG）
+  --language 代码      所说的语言，例如 en-US，代替已保存的设置
+  --translate-to 代码  翻译成这种语言，例如 es
+  --manual             先收集问题；无窗口的排练在结束时一并提问
+  --verbose            把日志写到标准错误：每个请求和回复，包括登录
+
+  --help               本页
+  --version            版本
+
+没有登录时，会话自动登录本地服务，并且不改动已保存的设置；只有面试会保存在窗口里调整的字号和
+不透明度。环境变量 PARLOWEN_API_BASE_URL 可指定另一个后端。
+
+退出状态：0 表示识别已运行（或检查一切正常）；1 表示没有运行，或者输出、图片无法写入；2 表示命令行
+有误、文件无法播放，或没有显示器可打开窗口。
+)"};
 
 /// The options that choose what is done; exactly one is needed.
 const std::array<const char*, 3> commands{"rehearse", "interview", "check-audio"};
 
+constexpr Phrase refused{"parlowen: %1\nTry 'parlowen --help'.\n", "parlowen：%1\n请看 parlowen --help。\n"};
+constexpr Phrase needsFile{"--rehearse needs the name of a file", "--rehearse 需要文件名"};
+constexpr Phrase wrongSource{"--interview takes system, microphone or app:NAME, not '%1'",
+                             "--interview 的来源是 system、microphone 或 app:名称，不能是“%1”"};
+constexpr Phrase listenAlone{"--listen goes with --check-audio", "--listen 要与 --check-audio 一起使用"};
+constexpr Phrase optionOfSession{"--%1 goes with a session", "--%1 只用于会话"};
+constexpr Phrase unexpected{"unexpected argument '%1'", "多余的参数“%1”"};
+constexpr Phrase nothingToDo{"nothing to do: give --rehearse FILE, --interview or --check-audio",
+                             "没有要做的事：请给出 --rehearse 文件、--interview 或 --check-audio"};
+constexpr Phrase notTogether{"--%1 and --%2 do not go together", "--%1 与 --%2 不能一起使用"};
+
 CommandLine refusal(const QString& problem) {
     CommandLine line;
-    line.message = QStringLiteral("parlowen: %1\nTry 'parlowen --help'.\n").arg(problem);
+    line.message = refused.here(problem);
     return line;
 }
 
@@ -85,7 +128,7 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
         line.action = CommandLine::Action::Rehearse;
         line.file = parser.value(name);
         if (line.file.isEmpty())
-            return refusal(QStringLiteral("--rehearse needs the name of a file"));
+            return refusal(needsFile.here());
     } else if (name == QLatin1String("interview")) {
         line.action = CommandLine::Action::Interview;
         const QString source = parser.value(name);
@@ -93,16 +136,16 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
             line.application = source.mid(4).trimmed();
         line.systemAudio = source == QLatin1String("system") || !line.application.isEmpty();
         if (!line.systemAudio && source != QLatin1String("microphone"))
-            return refusal(QStringLiteral("--interview takes system, microphone or app:NAME, not '%1'").arg(source));
+            return refusal(wrongSource.here(source));
     } else {
         line.action = CommandLine::Action::CheckAudio;
     }
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
-        return refusal(QStringLiteral("--listen goes with --check-audio"));
+        return refusal(listenAlone.here());
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {
         if (!session && parser.isSet(QString::fromLatin1(option)))
-            return refusal(QStringLiteral("--%1 goes with a session").arg(QLatin1String(option)));
+            return refusal(optionOfSession.here(QString::fromLatin1(option)));
     }
     return line;
 }
@@ -115,20 +158,20 @@ CommandLine parseCommandLine(const QStringList& arguments) {
     if (!parser.parse(arguments))
         return refusal(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
-        return printing(QString::fromUtf8(helpText));
+        return printing(help.here());
     if (parser.isSet(QStringLiteral("version")))
         return printing(QStringLiteral("parlowen %1\n").arg(Bundle::shortVersion()));
     if (!parser.positionalArguments().isEmpty())
-        return refusal(QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst()));
+        return refusal(unexpected.here(parser.positionalArguments().constFirst()));
     QStringList chosen;
     for (const char* name : commands) {
         if (parser.isSet(QString::fromLatin1(name)))
             chosen << QString::fromLatin1(name);
     }
     if (chosen.isEmpty())
-        return refusal(QStringLiteral("nothing to do: give --rehearse FILE, --interview or --check-audio"));
+        return refusal(nothingToDo.here());
     if (chosen.size() > 1)
-        return refusal(QStringLiteral("--%1 and --%2 do not go together").arg(chosen[0], chosen[1]));
+        return refusal(notTogether.here(chosen[0], chosen[1]));
     return command(chosen.constFirst(), parser);
 }
 

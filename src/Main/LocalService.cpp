@@ -1,6 +1,7 @@
 #include "LocalService.h"
 
 #include <Foundation/ConsoleLog.h>
+#include <Foundation/Phrase.h>
 #include <Network/TrustedTls.h>
 
 #include <QCoreApplication>
@@ -24,6 +25,13 @@ constexpr int keptErrorBytes = 4096;
 constexpr int firstPauseMilliseconds = 100; // before a restart; doubles each time in a row
 constexpr int longestPauseMilliseconds = 10'000;
 constexpr int steadyMilliseconds = 60'000; // a service that has run for so long starts counting anew
+constexpr Phrase notReady{"the local service did not get ready in time. %1", "本地服务没有及时就绪。%1"};
+constexpr Phrase cannotStart{"the local service cannot be started: %1", "无法启动本地服务：%1"};
+constexpr Phrase notFound{"parlowen-service is neither beside the application nor on the search path",
+                          "找不到 parlowen-service：它既不在程序旁边，也不在搜索路径中"};
+constexpr Phrase wasKilled{"the local service was killed by signal %1. %2", "本地服务被信号 %1 终止。%2"};
+constexpr Phrase hasEnded{"the local service ended with status %1. %2", "本地服务已退出，状态 %1。%2"};
+
 const char* const readyPrefix = "listening on ";
 
 } // namespace
@@ -34,7 +42,7 @@ LocalService::LocalService(Place place, QObject* parent)
     patience_.setSingleShot(true);
     connect(&patience_, &QTimer::timeout, this, [this] {
         if (started_)
-            finish(std::nullopt, QStringLiteral("the local service did not get ready in time. ") + lastWords());
+            finish(std::nullopt, notReady.here(lastWords()));
         else
             process_.kill(); // and then it is started again
     });
@@ -47,7 +55,7 @@ LocalService::LocalService(Place place, QObject* parent)
         if (error != QProcess::FailedToStart)
             return;
         if (started_)
-            finish(std::nullopt, QStringLiteral("the local service cannot be started: ") + process_.errorString());
+            finish(std::nullopt, cannotStart.here(process_.errorString()));
         else
             restartAfterPause();
     });
@@ -68,8 +76,7 @@ LocalService::~LocalService() {
 void LocalService::start(Started started) {
     started_ = std::move(started);
     if (place_.program.isEmpty()) {
-        finish(std::nullopt,
-               QStringLiteral("parlowen-service is neither beside the application nor on the search path"));
+        finish(std::nullopt, notFound.here());
         return;
     }
     launch(place_.preferredPort);
@@ -97,7 +104,7 @@ void LocalService::readOutput() {
     serving_.start();
     if (!started_) {
         patience_.stop();
-        consoleLog(QStringLiteral("✅ The local service runs again at %1").arg(url));
+        consoleLog(QStringLiteral("✅ 本地服务已重新运行：%1").arg(url));
         tellServing(true);
         return;
     }
@@ -106,21 +113,19 @@ void LocalService::readOutput() {
 
 void LocalService::ended(int exitCode, QProcess::ExitStatus exit) {
     const bool killed = exit == QProcess::CrashExit;
-    const QString how =
-        (killed ? QStringLiteral("was killed by signal %1. %2") : QStringLiteral("ended with status %1. %2"))
-            .arg(exitCode)
-            .arg(lastWords());
+    const Phrase& how = killed ? wasKilled : hasEnded;
+    const QString status = QString::number(exitCode), words = lastWords();
     if (!started_ && !killed && exitCode == addressInUse) {
         // Somebody else started it meanwhile, or has taken its place: its clients will see.
         patience_.stop();
         tellServing(true);
     } else if (!started_) {
-        consoleLog(QStringLiteral("❌ The local service ") + how);
+        consoleLog(QStringLiteral("❌ ") + how.in(Language::Chinese, status, words));
         restartAfterPause();
     } else if (!killed && exitCode == addressInUse && port_ != 0) {
         probeExisting();
     } else {
-        finish(std::nullopt, QStringLiteral("the local service ") + how);
+        finish(std::nullopt, how.here(status, words));
     }
 }
 

@@ -10,6 +10,7 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
+#include <Foundation/Phrase.h>
 #include <Foundation/SystemLog.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
@@ -41,13 +42,21 @@ void write(std::FILE* stream, const QByteArray& text) {
         outputError != 0)
         return;
     outputError = errno;
-    write(stderr, QByteArray("parlowen: standard output cannot be written: ") + std::strerror(outputError) + '\n');
+    constexpr Phrase cannotWrite{"parlowen: standard output cannot be written: %1\n",
+                                 "parlowen：无法写到标准输出：%1\n"};
+    write(stderr, cannotWrite.here(QString::fromLocal8Bit(std::strerror(outputError))).toUtf8());
 }
 
-/// The console log's other lines would drown what the program prints.
+/// The console log's other lines would drown what the program prints. It speaks Chinese: where the terminal does not,
+/// one line says that there is something in it.
 void onlyFailures(const QString& line) {
-    if (line.contains(QStringLiteral("❌")))
+    static bool said = false;
+    if (!line.contains(QStringLiteral("❌")))
+        return;
+    if (terminalLanguage() == Language::Chinese)
         write(stderr, line.toUtf8() + '\n');
+    else if (!std::exchange(said, true))
+        write(stderr, "parlowen: something went wrong; --verbose shows what\n");
 }
 
 std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Write toOutput, SessionReport::Clock clock) {
@@ -128,7 +137,9 @@ int main(int argc, char** argv) {
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     if (session && !line.headless && !hasDisplay()) {
-        write(stderr, "parlowen: there is no display to open the window on; add --headless\n");
+        constexpr Phrase noDisplay{"parlowen: there is no display to open the window on; add --headless\n",
+                                   "parlowen：没有可打开窗口的显示器；请加上 --headless\n"};
+        write(stderr, noDisplay.here().toUtf8());
         return 2;
     }
     if (line.headless || !session)
