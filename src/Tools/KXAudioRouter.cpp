@@ -15,7 +15,7 @@ namespace parlowen {
 
 namespace {
 
-/// The server may announce a new device before it can be used.
+/// From the making of the multi-output device to its use.
 constexpr double secondsUntilUse = 1.0;
 
 template<class Test>

@@ -32,10 +32,11 @@ struct Row {
     QStringList machine; ///< the server's modules; the default output is "speakers", the default input "mic"
     std::vector<Step> steps;
     QStringList sessions{QStringLiteral("system")}; ///< what each session hears, as on the command line
-    double lostSeconds = 0;   ///< of speech, at most, that nobody can know of: until a new output is found
-    int missedSeconds = 0;    ///< at most so much is told to be missed
-    double errorShare = 0.15; ///< of the words that are heard, misheard by the recogniser alone
-    bool overNetwork = false; ///< the service is reached over a SpeechNetwork
+    double lostSeconds = 0;    ///< of speech, at most, that nobody can know of: until a new output is found
+    int missedSeconds = 0;     ///< at most so much is told to be missed
+    double errorShare = 0.15;  ///< of the words that are heard, misheard by the recogniser alone
+    bool stopsProgram = false; ///< its main thread stands still, too
+    bool overNetwork = false;  ///< the service is reached over a SpeechNetwork
 };
 
 /// For messages of tests.

@@ -35,7 +35,7 @@ class TranscriptModel;
 
 /// The page of one live interview, content of the session window. It keeps a speech token, runs recognition on the
 /// captured sound, turns sentences into transcript rows, sends questions and shows the growing answers; when its window
-/// closes it stops all of this and gives the audio devices back. It is never restarted. Main thread only.
+/// closes it stops all of this and ends what it asked of the audio devices. It is never restarted. Main thread only.
 class AIInterviewDetailController : public BaseViewController, public AzTokenNewDelegate {
     Q_OBJECT
 public:

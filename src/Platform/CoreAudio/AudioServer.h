@@ -17,12 +17,12 @@ using ListenerToken = std::uint64_t;
 /// and listened to by address. Any thread may call anything, listeners included; no call waits for a server.
 ///
 /// Object 1 is the system object (class 'asys'): its 'dev#' lists the devices, in an order that stays, 'ownd' what it
-/// owns; 'dIn ', 'dOut' and 'sOut' name the default devices (0: none) and can be written; 'uIn ' is
-/// the user's own input, whatever the program's sessions hear. A device ('adev'; a combined
-/// output is an 'aagg') has 'lnam', 'uid ', 'tran', 'livn', 'goin', 'gone', 'nsrt', 'ownd', 'stm#' (global, input and
-/// output scope) and, on each side that it has, 'volm', 'mute' and 'jack' (1: something is plugged in). It owns its
-/// streams ('astr'), its controls ('vlme', 'mute') and, if it is an aggregate, its sub-devices ('asub'; also listed by
-/// 'agrp'). Every object has 'clas', 'bcls' and 'ownr'.
+/// owns; 'dIn ', 'dOut' and 'sOut' name the default devices (0: none) and can be written; 'uIn ' is the user's own
+/// input, whatever the program's sessions hear. A device ('adev'; one that stands for several is an 'aagg') has 'lnam',
+/// 'uid ', 'tran', 'livn', 'goin', 'gone', 'nsrt', 'ownd', 'stm#' (global, input and output scope) and, on each side
+/// that it has, 'volm', 'mute' and 'jack' (1: something is plugged in). It owns its streams ('astr'), its controls
+/// ('vlme', 'mute') and, if it is an aggregate, its sub-devices ('asub'; also listed by 'agrp'). Every object has
+/// 'clas', 'bcls' and 'ownr'.
 ///
 /// Data is in host order: ids, codes, counts and flags 4 bytes each, 'nsrt' (Hz) an 8-byte and 'volm' (1 is the nominal
 /// volume) a 4-byte floating-point number, a string its UTF-8 bytes.
@@ -53,13 +53,13 @@ public:
     /// After it returns, the listener is not called any more; called by a listener, after that listener returns.
     virtual OSStatus removePropertyListener(ListenerToken token) = 0;
 
-    /// Makes a device that plays into several: "uid" and "name" (strings), "subdevices" (a list of maps with the "uid"
+    /// Notes a device that stands for several: "uid" and "name" (strings), "subdevices" (a list of maps with the "uid"
     /// of a device with output) and "stacked" (1). Returns 0 once the device is in the device list. Errors: 'nope' (a
-    /// member is missing or no good, the UID is taken), '!dev' (an unknown sub-device or one without output), 'unop'
-    /// (not stacked), 'stop' (no server), 'what' (the server refused).
+    /// member is missing or no good, the UID is taken, there is such a device already), '!dev' (an unknown sub-device
+    /// or one without output), 'unop' (not stacked), 'stop' (no server).
     virtual OSStatus createAggregateDevice(const QVariantMap& description, AudioObjectID& device) = 0;
 
-    /// Removes an aggregate device, whoever made it. Returns 0 once it is off the device list; '!obj' for no object,
+    /// Removes an aggregate device. Returns 0 once it is off the device list; '!obj' for no object,
     /// '!dev' for anything but an aggregate device.
     virtual OSStatus destroyAggregateDevice(AudioObjectID device) = 0;
 };
