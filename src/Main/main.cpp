@@ -51,7 +51,10 @@ void write(std::FILE* stream, const QByteArray& text) {
 /// one line says that there is something in it.
 void onlyFailures(const QString& line) {
     static bool said = false;
-    if (!line.contains(QStringLiteral("❌")))
+    // The session's status says what befalls its input, and an answer is cancelled by whoever ends the session.
+    const bool known = line.startsWith(QStringLiteral("[capture]")) || line.contains(QStringLiteral("录音")) ||
+                       line.endsWith(QStringLiteral("已取消"));
+    if (!line.contains(QStringLiteral("❌")) || known)
         return;
     if (terminalLanguage() == Language::Chinese)
         write(stderr, line.toUtf8() + '\n');

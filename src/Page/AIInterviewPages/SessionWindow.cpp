@@ -147,11 +147,15 @@ void SessionWindow::resizeEvent(QResizeEvent*) {
 void SessionWindow::showEvent(QShowEvent* event) {
     if (!event->spontaneous())
         setFloatingLevel(*this, controller_->isTop());
-    if (!event->spontaneous() && !testAttribute(Qt::WA_Moved)) {
-        const QRect area = screen()->availableGeometry();
-        move(area.center() - rect().center());
-    }
     QWidget::showEvent(event);
+}
+
+/// In the middle of the screen, before the window exists there: where a window manager is told of it later, what is
+/// placed beside the window (the status details) would take it to be where it was made.
+void SessionWindow::setVisible(bool visible) {
+    if (visible && !testAttribute(Qt::WA_Moved))
+        move(screen()->availableGeometry().center() - rect().center());
+    QWidget::setVisible(visible);
 }
 
 } // namespace parlowen

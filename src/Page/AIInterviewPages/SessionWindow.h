@@ -33,6 +33,8 @@ public:
     static constexpr int fullOpacity = 100;
     static constexpr int opacityStep = 5; ///< of the keys
 
+    void setVisible(bool visible) override;
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;

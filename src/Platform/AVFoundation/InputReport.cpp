@@ -157,12 +157,12 @@ void InputReport::refused(const QString& error) {
 }
 
 void InputReport::noInput(InputKind kind, const QString& name) {
-    stopped(InputStatus::State::NoInput, {},
-            QStringLiteral("[capture] ⚠️ 没有可用的输入设备，等待接入"));
-    change([&](InputStatus& status) {
+    change([&](InputStatus& status) { // first: what is told then is about that
         status.kind = kind;
         status.name = name.isEmpty() ? status.name : name;
     });
+    stopped(InputStatus::State::NoInput, {},
+            QStringLiteral("[capture] ⚠️ 没有可用的输入设备，等待接入"));
 }
 
 void InputReport::gap(double missed, double filled) const {
