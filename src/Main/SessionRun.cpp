@@ -31,6 +31,7 @@ constexpr Phrase endNotRecognised{"the end was not recognised. %1", "结尾没�
 constexpr Phrase answerDidNotEnd{"an answer did not end", "有一个回答没有结束"};
 constexpr Phrase wasInterrupted{"interrupted", "已中断"};
 constexpr Phrase cutOff{"the last sentence was cut off: %1", "最后一句被截断：%1"};
+constexpr Phrase answerCutOff{"answer %1 was cut off", "第 %1 个回答被截断"};
 constexpr Phrase oneSentence{"%1 sentence in %2 s.", "%2 秒内 %1 句。"};
 constexpr Phrase manySentences{"%1 sentences in %2 s.", "%2 秒内 %1 句。"};
 constexpr Phrase noPicture{"the picture cannot be written to %1", "无法写入截图：%1"};
@@ -232,7 +233,8 @@ void SessionRun::observe() {
         report_.asked(answer, model->txt);
         model->setDidComplete([self = QPointer<SessionRun>(this), answer](const QString&) {
             onMain(self, [self, answer] {
-                self->growing_.erase(answer);
+                if (self->growing_.erase(answer) == 0)
+                    return; // it was told of when the session ended
                 self->report_.answered(answer);
                 self->settleSoon();
             });
@@ -311,6 +313,10 @@ void SessionRun::putAway() {
     keep(*settings_);
     if (!unfinished_.isEmpty())
         warn(cutOff.here(unfinished_));
+    for (const int answer : std::exchange(growing_, {})) {
+        report_.answered(answer);
+        warn(answerCutOff.here(QString::number(answer)));
+    }
     const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_ && !pictureFailed_;
     report_.ended((rows_ == 1 ? oneSentence : manySentences)
                       .here(QString::number(rows_), QString::number(heardSeconds(), 'f', 1)));
