@@ -15,6 +15,7 @@
 #include <QCloseEvent>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QScreen>
 #include <QUrl>
 #include <utility>
 
@@ -155,6 +156,9 @@ void SessionRun::sayIfSecond() {
         return;
     warn(anotherSession.here());
     controller_->addStatusNote(anotherSession.in(Language::Chinese));
+    // Not exactly over the first one's window.
+    constexpr QPoint beside(48, 48);
+    window_->move(window_->screen()->availableGeometry().center() - window_->rect().center() + beside);
 }
 
 void SessionRun::reportStatus() {
