@@ -55,6 +55,7 @@ int longestStop(const ProgramRun& run) {
 CallTrial::CallTrial(const std::string& server, const Row& row, bool withProgram)
     : row_(row)
     , withProgram_(withProgram)
+    , isPulseAudio_(server == "PulseAudio")
     , server_(makeAudioServer(server, row.machine)) {}
 
 void CallTrial::run() {
@@ -62,7 +63,7 @@ void CallTrial::run() {
     chooseDefaults();
     if (withProgram_) {
         ASSERT_NO_FATAL_FAILURE(startSessions());
-    } else {
+    } else if (isPulseAudio_) {
         // An output that is recorded is not idle: PulseAudio leaves it its rate when something plays into it.
         endWithParent(standIn_);
         standIn_.setStandardOutputFile(QProcess::nullDevice());

@@ -94,6 +94,7 @@ private:
 
     const Row& row_;
     const bool withProgram_;
+    const bool isPulseAudio_;
     const std::unique_ptr<testing::PrivateAudioServer> server_;
     const std::shared_ptr<testing::ProgramHome> home_ = std::make_shared<testing::ProgramHome>();
     std::unique_ptr<SpeechNetwork> network_;
