@@ -15,14 +15,14 @@ install(FILES README.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCD
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN screenshots EXCLUDE)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright)
 
-# The packages listed under the heading "Run time".
+# The packages of the part [run time].
 function(read_run_time_packages result)
   file(STRINGS packaging/debian-packages.txt lines)
-  set(wanted FALSE)
+  set(place -1)
   foreach(line IN LISTS lines)
-    if(line MATCHES "^#")
-      string(REGEX MATCH "^# Run time" wanted "${line}")
-    elseif(wanted)
+    if(line MATCHES "^\\[")
+      string(FIND "${line}" "[run time]" place)
+    elseif(place EQUAL 0 AND line MATCHES "^[^#]")
       list(APPEND packages ${line})
     endif()
   endforeach()

@@ -1,7 +1,9 @@
-# parlowen_options: what every target of the project is compiled with.
+# parlowen_options: what every target of the project is compiled with. Warnings are errors where the preset says so: a newer compiler's
+# never keep anybody from running the program.
+option(PARLOWEN_WARNINGS_ARE_ERRORS "Let a warning end the build" OFF)
 add_library(parlowen_options INTERFACE)
 target_compile_options(parlowen_options INTERFACE
-  -Wall -Wextra -Wpedantic -Werror
+  -Wall -Wextra -Wpedantic $<$<BOOL:${PARLOWEN_WARNINGS_ARE_ERRORS}>:-Werror>
   -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wformat=2
   -fno-strict-overflow)
 target_compile_definitions(parlowen_options INTERFACE QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII)
