@@ -50,7 +50,41 @@ def closure(table, name):
     return reached
 
 
+def folder_graph(root):
+    """folder -> the other folders below `root` whose headers its sources include"""
+    graph = {}
+    for path in sources(root):
+        uses = graph.setdefault(path.parent, set())
+        for _, name in INCLUDE.findall(path.read_text()):
+            for base in (SOURCE / root, SOURCE / root / "Platform"):
+                if (base / name).exists() and (base / name).parent != path.parent:
+                    uses.add((base / name).parent)
+    return graph
+
+
+def cycle(graph):
+    """The folders that take part in a cycle: what is left when all that uses nothing left has gone."""
+    left = dict(graph)
+    while free := [name for name, uses in left.items() if not uses & left.keys()]:
+        for name in free:
+            del left[name]
+    return sorted(left)
+
+
 class IncludeTest(unittest.TestCase):
+    def test_folders_use_each_other_one_way(self):
+        self.assertEqual(cycle({"a": {"b"}, "b": {"c"}, "c": {"b"}, "d": set()}), ["a", "b", "c"])
+        for root in ("src", "service", "recogniser"):
+            graph = folder_graph(root)
+            self.assertGreater(sum(map(len, graph.values())), 0, root)
+            self.assertEqual(cycle(graph), [], root)
+
+    def test_every_source_has_its_header_and_can_be_read_in_one_sitting(self):
+        for path in sources("src") + sources("service") + sources("recogniser"):
+            with self.subTest(path=str(path.relative_to(SOURCE))):
+                self.assertLessEqual(path.read_text().count("\n"), 400)
+                self.assertTrue(path.name == "main.cpp" or path.with_suffix(".h").exists())
+
     def test_the_check_sees_both_loopholes(self):
         text = '#include "Own.h"\n#include <Foundation/Bundle.h>\n#include <QWidget>\n'
         self.assertEqual(loopholes(text), [])
