@@ -26,7 +26,11 @@ SpeechSocket::SpeechSocket(Callbacks callbacks, std::chrono::milliseconds answer
 
 void SpeechSocket::listen() {
     connect(&socket_, &QWebSocket::connected, this, [this] { onOpened(); });
+#if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
+    connect(&socket_, &QWebSocket::errorOccurred, this, [this] { onError(); });
+#else
     connect(&socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this, [this] { onError(); });
+#endif
     connect(&socket_, &QWebSocket::disconnected, this, [this] { onDisconnected(); });
     connect(&socket_, &QWebSocket::sslErrors, this, [this](const QList<QSslError>& errors) {
         lose(afterUntrustedCertificate(errors.isEmpty() ? QString("unknown error") : errors.first().errorString()));

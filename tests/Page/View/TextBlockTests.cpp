@@ -66,8 +66,8 @@ TEST(TextBlockTest, AnyOtherChangeIsTakenOverToo) {
     const QString text = QString("请介绍一下你自己，以及你最近做过的一个项目。").repeated(12);
     TextBlock block = blockOf(text);
     for (const QString& changed :
-         {text.left(150), QString(text).replace(40, 1, u"X"_qs), QString(), text, QString(text).insert(0, u"قاعدة"_qs),
-          text.toUpper() + u'\n', text.left(100) + u'\n'}) {
+         {text.left(150), QString(text).replace(40, 1, QString("X")), QString(), text,
+          QString(text).insert(0, QString("قاعدة")), text.toUpper() + u'\n', text.left(100) + u'\n'}) {
         block.setText(changed);
         const TextBlock whole = blockOf(changed);
         EXPECT_EQ(block.height(), whole.height());
