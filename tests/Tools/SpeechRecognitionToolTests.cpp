@@ -285,7 +285,7 @@ TEST_F(SpeechRecognitionToolTest, AfterARefusedTokenTheNewestOneGoesOnWithTheSam
     session(2).close(4000, "no such locale");
     ASSERT_TRUE(waitFor([this] { return statuses.back().state == State::Stopped; }));
     EXPECT_EQ(statuses.back().cause, Cause::BadSettings);
-    EXPECT_THAT(statuses.back().details.toStdString(), HasSubstr("no such locale"));
+    EXPECT_THAT(statuses.back().details.english.toStdString(), HasSubstr("no such locale"));
     EXPECT_EQ(called().filter("error|").size(), 4);
 }
 

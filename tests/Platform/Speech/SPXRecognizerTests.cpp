@@ -228,25 +228,18 @@ TEST(SPXTlsTest, TheLocalAuthorityCountsForItsHostAlone) {
 }
 
 TEST_F(SPXRecognizerTest, SaysWhyItCannotBeMadeOrStarted) {
-    QString error;
-    auto configuration = SPXSpeechTranslationConfiguration::make("token", "eastasia", &error).value();
+    auto configuration = SPXSpeechTranslationConfiguration::make("token", "eastasia").value();
     const SPXAudioConfiguration audio(recognition.stream);
-    EXPECT_FALSE(SPXSpeechRecognizer::make(configuration, audio, &error));
-    EXPECT_EQ(error, "The recognition language is missing");
+    EXPECT_EQ(SPXSpeechRecognizer::make(configuration, audio).error(), "The recognition language is missing");
     configuration.setSpeechRecognitionLanguage("en-US");
-    EXPECT_FALSE(SPXTranslationRecognizer::make(configuration, audio, &error));
-    EXPECT_EQ(error, "The target language is missing");
+    EXPECT_EQ(SPXTranslationRecognizer::make(configuration, audio).error(), "The target language is missing");
     configuration.addTargetLanguage("");
-    EXPECT_FALSE(SPXTranslationRecognizer::make(configuration, audio, &error));
-    EXPECT_EQ(error, "A target language is empty");
+    EXPECT_EQ(SPXTranslationRecognizer::make(configuration, audio).error(), "A target language is empty");
 
     recognition.start();
-    EXPECT_FALSE(recognition.recognizer->startContinuousRecognition(&error));
-    EXPECT_EQ(error, "The recognizer was started before");
-    auto second = SPXSpeechRecognizer::make(configuration, audio, &error);
-    ASSERT_TRUE(second);
-    EXPECT_FALSE(second->startContinuousRecognition(&error));
-    EXPECT_EQ(error, "The audio stream feeds another recognizer already");
+    EXPECT_EQ(recognition.recognizer->startContinuousRecognition().error(), "The recognizer was started before");
+    const auto second = SPXSpeechRecognizer::make(configuration, audio).value();
+    EXPECT_EQ(second->startContinuousRecognition().error(), "The audio stream feeds another recognizer already");
 }
 
 TEST_F(SPXRecognizerTest, MayGoAtAnyStageOnAnyThreadAndCallsNothingAfterwards) {

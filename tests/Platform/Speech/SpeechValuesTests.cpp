@@ -1,8 +1,4 @@
-#include <Speech/SPXPushAudioInputStream.h>
-#include <Speech/SPXSpeechConfiguration.h>
 #include <Speech/SpeechConnection.h>
-#include <Speech/SpeechEndpoint.h>
-#include <Speech/SpeechPacing.h>
 #include <gmock/gmock.h>
 
 #include <array>
@@ -22,7 +18,7 @@ TEST(SpeechEndpointTest, RegionsAndBaseUrls) {
         {"ws://localhost:80/speech/", "ws://localhost:80/speech"},
     };
     for (const auto& [area, base] : cases) {
-        const SpeechEndpoint endpoint = SpeechEndpoint::make(area, nullptr).value();
+        const SpeechEndpoint endpoint = SpeechEndpoint::make(area).value();
         const std::string path = base + "/stt/speech/universal/v2";
         EXPECT_EQ(endpoint.recognitionUrl("a&b=c+d#e").toEncoded().toStdString(),
                   path + "?language=a%26b%3Dc%2Bd%23e&format=simple");
@@ -40,9 +36,8 @@ TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
         {"token", "wss://", "no ws or wss URL"}, {"token", "wss://host?query=1", "no ws or wss URL"},
     };
     for (const auto& [token, region, expected] : cases) {
-        QString error;
-        EXPECT_FALSE(SPXSpeechTranslationConfiguration::make(token, region, &error));
-        EXPECT_THAT(error.toStdString(), ::testing::HasSubstr(expected));
+        EXPECT_THAT(SPXSpeechTranslationConfiguration::make(token, region).error().toStdString(),
+                    ::testing::HasSubstr(expected));
     }
 }
 
