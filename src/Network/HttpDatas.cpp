@@ -1,10 +1,8 @@
 #include "HttpDatas.h"
 
 #include "ApiBase.h"
-#include "RequestEncoding.h"
+#include "Transport.h"
 #include "Settings.h"
-#include "TransportError.h"
-#include "TrustedTls.h"
 
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
@@ -61,6 +59,16 @@ void HttpDatas::requestData(const QString& path, HttpMethod method, const std::o
         return;
     }
     onMain(self_, [self = self_, prepared, completion = std::move(completion)] { self->send(prepared, completion); });
+}
+
+void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
+                            std::optional<int> timeout, QObject* context, Completion completion) {
+    requestData(path, method, params, timeout,
+                [context = QPointer<QObject>(context), completion = std::move(completion)](
+                    FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
+                    if (context && completion)
+                        completion(status, json, message);
+                });
 }
 
 HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,

@@ -91,7 +91,7 @@ protected:
         HttpDatas http(settings_, trust, {});
         SessionSignIn signIn(http, settings_, trust);
         std::optional<QString> problem;
-        signIn.run([&problem](const QString& text) { problem = text; });
+        signIn.run([&problem](const Result<void>& result) { problem = result ? QString() : result.error(); });
         EXPECT_TRUE(waitFor([&problem] { return problem.has_value(); }));
         return problem.value_or("nothing came");
     }

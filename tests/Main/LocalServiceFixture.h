@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Main/LocalService.h>
-#include <Network/TrustedTls.h>
+#include <Network/Transport.h>
 #include <gmock/gmock.h>
 
 #include <QFile>

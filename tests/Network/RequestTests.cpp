@@ -1,7 +1,6 @@
 #include <Foundation/Bundle.h>
 #include <Network/ApiBase.h>
-#include <Network/RequestEncoding.h>
-#include <Network/TransportError.h>
+#include <Network/Transport.h>
 #include <gtest/gtest.h>
 
 #include <QJsonArray>
