@@ -55,5 +55,22 @@ TEST(TransportErrorTest, EachKindOfFailureHasItsWords) {
     EXPECT_EQ(text(Reply::HostNotFoundError, true), "请求失败：why");
 }
 
+TEST(TransportErrorTest, ADefaultRouteOfAnyKindIsOnlineAndABridgeOfContainersIsNot) {
+    // As the kernel of a machine with a running container and no network says.
+    const QByteArray bridge = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
+                              "docker0\t000011AC\t00000000\t0001\t0\t0\t0\t0000FFFF\t0\t0\t0\n";
+    const QByteArray zeros(32, '0'), local = "fe80" + QByteArray(28, '0');
+    const QByteArray noIpv6 = local + " 40 " + zeros + " 00 " + zeros + " 00000100 00000001 00000000 00000001 docker0\n" +
+                              zeros + " 00 " + zeros + " 00 " + zeros +
+                              " ffffffff 00000001 00000000 00200200       lo\n";
+    EXPECT_FALSE(hasRoute(bridge, noIpv6));
+    EXPECT_FALSE(hasRoute({}, {}));
+    EXPECT_TRUE(hasRoute(bridge + "wlan0\t00000000\t0101A8C0\t0003\t0\t0\t600\t00000000\t0\t0\t0\n", {}));
+    EXPECT_TRUE(hasRoute(bridge + "ppp0\t00000000\t00000000\t0001\t0\t0\t0\t00000000\t0\t0\t0\n", {}));
+    EXPECT_FALSE(hasRoute("vpn0\t00000000\t00000000\t0001\t0\t0\t0\t00000080\t0\t0\t0\n", {})) << "half the world";
+    EXPECT_TRUE(hasRoute({}, noIpv6 + zeros + " 00 " + zeros + " 00 " + local +
+                                 " 00000400 00000001 00000000 00000003    wlan0\n"));
+}
+
 } // namespace
 } // namespace parlowen
