@@ -109,7 +109,8 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
-constexpr std::array<const char*, 6> withValue{"rehearse", "interview", "screenshot", "backend", "language", "translate-to"};
+constexpr std::array<const char*, 6> withValue{"rehearse", "interview", "screenshot",
+                                               "backend",  "language",  "translate-to"};
 constexpr std::array<const char*, 8> withoutValue{"check-audio", "listen",  "headless", "json",
                                                   "manual",      "verbose", "help",     "version"};
 

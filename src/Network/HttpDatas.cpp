@@ -1,8 +1,8 @@
 #include "HttpDatas.h"
 
 #include "ApiBase.h"
-#include "Transport.h"
 #include "Settings.h"
+#include "Transport.h"
 
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
@@ -50,6 +50,11 @@ HttpDatas& HttpDatas::shared() {
 }
 
 void HttpDatas::install(HttpDatas* instance) { installed() = instance; }
+
+void HttpDatas::setLocalTrust(LocalTrust trust) {
+    trust_ = std::move(trust);
+    manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
+}
 
 void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                             std::optional<int> timeout, Completion completion) {

@@ -63,7 +63,7 @@ public:
                      std::optional<int> timeout, QObject* context, Completion completion);
 
     /// What is trusted from the next request on. Main thread.
-    void setLocalTrust(LocalTrust trust) { trust_ = std::move(trust); }
+    void setLocalTrust(LocalTrust trust);
 
     /// Shows a modal alert through the hook. Main thread.
     void showAlert(const Alert& alert) const;

@@ -8,6 +8,7 @@
 #include <QNetworkDiskCache>
 #include <QNetworkReply>
 #include <QStandardPaths>
+#include <optional>
 
 namespace parlowen {
 
@@ -30,6 +31,11 @@ ImageLoader::ImageLoader(const QString& cacheDirectory, qint64 cacheBytes) {
     cache->setCacheDirectory(cacheDirectory);
     cache->setMaximumCacheSize(cacheBytes);
     manager_.setCache(cache);
+}
+
+void ImageLoader::setLocalTrust(LocalTrust trust) {
+    trust_ = std::move(trust);
+    manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
 }
 
 QString ImageLoader::defaultCacheDirectory() {

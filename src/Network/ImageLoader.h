@@ -29,7 +29,7 @@ public:
                          qint64 cacheBytes = defaultCacheBytes);
 
     /// What is trusted from the next request on.
-    void setLocalTrust(LocalTrust trust) { trust_ = std::move(trust); }
+    void setLocalTrust(LocalTrust trust);
 
     /// Loads the picture of an http or https URL; those who wait for the same one share a request. `loaded` is called
     /// later and once, unless the context is gone by then.

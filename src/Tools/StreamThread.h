@@ -31,8 +31,8 @@ private:
     void end();
 
     QThread thread_;
-    EventLoopQueue queue_; // lives on the thread, and outlives it for those who still post
-    QObject* const root_;  // lives on the thread, owns the managers, ends with it
+    EventLoopQueue queue_;                     // lives on the thread, and outlives it for those who still post
+    QObject* const root_;                      // lives on the thread, owns the managers, ends with it
     std::vector<QNetworkAccessManager*> idle_; // on the thread only
 };
 

@@ -23,8 +23,9 @@ namespace {
 
 constexpr Phrase cannotBeOpened{"it cannot be opened", "无法打开"};
 constexpr Phrase isDamaged{"it is damaged", "文件已损坏"};
-constexpr Phrase keptAside{"⚠️ The settings file %1 was not read: %2. It is kept as %3; starting with empty settings.",
-                           "⚠️ 设置文件 %1 未被读取：%2。原文件保留为 %3；从空设置开始。"};
+constexpr Phrase keptAside{
+    "⚠️ The settings file %1 was not read: %2. It is kept as %3; starting with empty settings.",
+    "⚠️ 设置文件 %1 未被读取：%2。原文件保留为 %3；从空设置开始。"};
 constexpr Phrase notKept{"⚠️ The settings file %1 was not read: %2. It could not be moved out of the way either.",
                          "⚠️ 设置文件 %1 未被读取：%2，也无法移走。"};
 constexpr int lockMilliseconds = 5'000; // saving takes a few
@@ -90,8 +91,8 @@ bool isComplete(const QByteArray& bytes, qsizetype values) {
     return found == values;
 }
 
-/// The file's values with the changes, as the bytes of a file; empty when they could not be made whole. QSettings writes
-/// only to files, and does not notice when the last bytes find no room on the disk.
+/// The file's values with the changes, as the bytes of a file; empty when they could not be made whole. QSettings
+/// writes only to files, and does not notice when the last bytes find no room on the disk.
 QByteArray withChanges(const QString& filePath, const QHash<QString, QVariant>& changes) {
     const QSettings current(filePath, QSettings::IniFormat);
     // QSettings remembers files by name: this one has a name of its own.

@@ -70,11 +70,9 @@ TEST_F(UserDefaultsTest, ValuesOfEveryTypeComeBackFromTheFile) {
     EXPECT_EQ(defaults.integer("largest"), std::numeric_limits<qint64>::max());
     EXPECT_EQ(defaults.data("data"), bytes);
     EXPECT_EQ(defaults.string("gone"), std::nullopt);
-    // Another type than the one asked for is no value.
-    EXPECT_EQ(defaults.data("text"), std::nullopt);
-    EXPECT_EQ(defaults.string("data"), std::nullopt);
-    EXPECT_EQ(defaults.integer("text"), std::nullopt);
-    EXPECT_EQ(defaults.boolean("text"), std::nullopt);
+    EXPECT_TRUE(!defaults.data("text") && !defaults.string("data") && !defaults.integer("text") &&
+                !defaults.boolean("text"))
+        << "another type than the one asked for is no value";
 }
 
 TEST_F(UserDefaultsTest, EveryReadSeesWhatOthersWrote) {
@@ -159,7 +157,6 @@ TEST_F(UserDefaultsTest, GarbageAndHalfFilesAreKeptUnderAnotherName) {
     const std::size_t garbage = unreadable.size();
     for (qsizetype length = 1; length < whole.size(); ++length)
         unreadable.push_back(whole.first(length));
-    ASSERT_GT(unreadable.size(), 60U);
     for (std::size_t i = 0; i < unreadable.size(); ++i) {
         SCOPED_TRACE(unreadable[i].toStdString());
         const QString path = directory_.filePath(QString("%1.ini").arg(i));
