@@ -35,8 +35,8 @@ std::vector<std::pair<std::int64_t, std::int64_t>> soundsOf(const Samples& sampl
     constexpr int threshold = 160;
     std::vector<std::pair<std::int64_t, std::int64_t>> sounds;
     for (std::int64_t at = 0; at + frame <= static_cast<std::int64_t>(samples.size()); at += frame) {
-        const auto piece = std::span(samples).subspan(static_cast<std::size_t>(at), frame);
-        if (std::none_of(piece.begin(), piece.end(), [](int sample) { return std::abs(sample) > threshold; }))
+        const auto part = std::span(samples).subspan(static_cast<std::size_t>(at), frame);
+        if (std::none_of(part.begin(), part.end(), [](int sample) { return std::abs(sample) > threshold; }))
             continue;
         if (!sounds.empty() && at - sounds.back().second < shortestGap)
             sounds.back().second = at + frame;
