@@ -63,7 +63,8 @@ public:
         boost::beast::flat_buffer buffer;
         if (connection_.run([&](const Connection::Done& done) { socket_.async_read(buffer, done); }))
             return std::nullopt;
-        return wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+        auto message = wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+        return message ? std::optional(std::move(*message)) : std::nullopt;
     }
     /// All up to and including the next "turn.end", or the end of the connection.
     std::vector<wire::SpeechMessage> receiveTurn() {
