@@ -78,8 +78,10 @@ HttpResponse internalError() { return failure(500, "服务内部错误，请稍�
 
 std::optional<nlohmann::json> jsonObject(std::string_view text) {
     bool tooDeep = false;
-    const auto inBounds = [&tooDeep](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
-        tooDeep = tooDeep || depth > deepestJson;
+    using Event = nlohmann::json::parse_event_t;
+    const auto inBounds = [&tooDeep](int depth, Event event, const nlohmann::json&) {
+        const bool opens = event == Event::object_start || event == Event::array_start;
+        tooDeep = tooDeep || (opens && depth >= deepestJson);
         return !tooDeep; // false drops the value, so that nothing deep is ever built
     };
     std::optional<nlohmann::json> value(nlohmann::json::parse(text, inBounds, false));
