@@ -1,4 +1,3 @@
-#include <Page/View/AiInterviewAiCellMac.h>
 #include <Page/View/MeasuredList.h>
 #include <Tools/PopView/SystemFont.h>
 #include <gmock/gmock.h>

@@ -1,5 +1,4 @@
-#include <Page/View/AiInterviewAiCellMac.h>
-#include <Page/View/AiInterviewCellMac.h>
+#include <Page/View/TextCell.h>
 #include <Page/View/KXTranslationHistoryDetailsModel.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>

@@ -1,6 +1,5 @@
 #include "Pixels.h"
 
-#include <Tools/PopView/HoverEffect.h>
 #include <Tools/PopView/MouseTracker.h>
 
 #include <QApplication>

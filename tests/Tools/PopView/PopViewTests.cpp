@@ -1,7 +1,6 @@
 #include "Pixels.h"
 
-#include <Tools/PopView/MYBottomPopView.h>
-#include <Tools/PopView/MYCenterPopView.h>
+#include <Tools/PopView/PopView.h>
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -1,6 +1,5 @@
 #include "HudFixture.h"
 
-#include <Tools/PopView/MYCenterPopView.h>
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -143,7 +142,7 @@ TEST_F(ProgressHUDTest, OutlivesItsContainer) {
 TEST_F(ProgressHUDTest, StandsOverTheMainWindowBelowAClearWindowOfItsOwn) {
     const auto clearWindow = [] {
         for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (window->inherits("parlowen::ProgressHUDWindow") && window->isVisible())
+            if (window->objectName() == "ProgressHUDWindow" && window->isVisible())
                 return window;
         }
         return static_cast<QWidget*>(nullptr);

@@ -3,7 +3,6 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Factories.h>
-#include <Tools/PopView/PaddedTextField.h>
 
 #include <QDir>
 #include <QIcon>

@@ -5,10 +5,8 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Factories.h>
-#include <Tools/PopView/HoverEffect.h>
-#include <Tools/PopView/MYBottomPopView.h>
-#include <Tools/PopView/MYCenterPopView.h>
-#include <Tools/PopView/PaddedTextField.h>
+#include <Tools/PopView/MouseTracker.h>
+#include <Tools/PopView/PopView.h>
 #include <gmock/gmock.h>
 
 #include <QBoxLayout>
