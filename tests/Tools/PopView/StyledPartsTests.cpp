@@ -135,7 +135,7 @@ TEST(FactoriesTest, ButtonsHaveTheirLookAndDoTheirAction) {
 TEST(IconsTest, EveryAssetIsThereAndSharpAtBothScales) {
     const QStringList names = QString("action aiText_bg ai_guonei ai_guoneiwai ai_guowai ai_select close home_bb "
                                       "home_bb_s home_gj home_gj_s home_hd home_hd_s home_me home_me_s home_sz "
-                                      "home_sz_s home_tui home_xbk home_xbk_s icon_pd_false icon_pd_true logo "
+                                      "home_sz_s home_tui home_xbk home_xbk_s icon_pd_false icon_pd_true logo missing "
                                       "start_font_length start_icon swith_mode tishi_r translate_down "
                                       "translate_up translate_up1 up_word")
                                   .split(u' ');
