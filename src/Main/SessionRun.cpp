@@ -261,7 +261,7 @@ void SessionRun::settle() {
     if (!heard_.isValid())
         report_.problem(didNotStart.here());
     else if (recognitionLags() && !std::exchange(recognitionFailed_, true))
-        report_.problem(endNotRecognised.here(status_.recognition().details));
+        report_.problem(endNotRecognised.here(status_.recognition().details.here()));
     if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
         controller_->aiResponseTapped();
         return;
