@@ -56,7 +56,8 @@ QPainterPath letterI(QPointF center) {
 } // namespace
 
 ProgressIndicatorLayer::ProgressIndicatorLayer(const QColor& color, double size)
-    : color_(color) {
+    : color_(color)
+    , animationTimer_(this) {
     resize(qRound(size), qRound(size));
     animationTimer_.setTimerType(Qt::PreciseTimer);
     animationTimer_.setInterval(step);
