@@ -87,13 +87,8 @@ TEST_F(PopViewTest, ACardFadesInInTheMiddleAndLeavesNothing) {
     EXPECT_EQ(QApplication::allWidgets().size(), before);
 }
 
-TEST_F(PopViewTest, ClosingTakesTheLowestOfTheKeyWindowWhereverItIs) {
-    QWidget elsewhere;
-    elsewhere.setAttribute(Qt::WA_ShowWithoutActivating);
-    elsewhere.show();
-    window_.activateWindow();
-    ASSERT_TRUE(waitFor([this] { return keyWindowContent() == &window_; }));
-    const std::array pops{center(new QWidget(&window_)), center(&window_), center(&elsewhere)};
+TEST_F(PopViewTest, ClosingTakesTheLowestWhereverItIs) {
+    const std::array pops{center(new QWidget(&window_)), center(&window_)};
     closeCurrentPopView();
     closeCurrentPopView();
     EXPECT_TRUE(pops[0]->isDismissing());
@@ -101,8 +96,6 @@ TEST_F(PopViewTest, ClosingTakesTheLowestOfTheKeyWindowWhereverItIs) {
     EXPECT_TRUE(ends(pops[0].data()));
     closeCurrentPopView();
     EXPECT_TRUE(ends(pops[1].data()));
-    closeCurrentPopView();
-    EXPECT_FALSE(pops[2]->isDismissing());
 }
 
 TEST_F(PopViewTest, ACardShownAgainLeavesNoDeadPopUp) {

@@ -118,12 +118,6 @@ TEST_F(ProgressHUDTest, AHideMeetsALaterMessage) {
     hud_.hide(true);
     show("三", textMode);
     EXPECT_THAT(posted_, ElementsAre("willDisappear", "willAppear", "didAppear")) << "an overtaken fade hides nothing";
-    hud_.completionHandler = [this] {
-        hud_.completionHandler = {};
-        hud_.show("四", ProgressHUDMode::info);
-    };
-    hud_.hide(false);
-    EXPECT_EQ(hud_.status().toStdString(), "四") << "what is shown at its completion stays";
 }
 
 TEST_F(ProgressHUDTest, MovesOnceItsWindowIsClosedAndOutlivesIt) {
@@ -140,13 +134,10 @@ TEST_F(ProgressHUDTest, MovesOnceItsWindowIsClosedAndOutlivesIt) {
     other.close();
     hud_.performHideDelayed(1, 0);
     ASSERT_TRUE(waitFor([this] { return hud_.parentWidget() == nullptr; })) << "a hide ends under a closed window";
-    hud_.containerView = container_.get();
-    container_->show();
+    hud_.containerView = new QWidget;
     hud_.show("四", ProgressHUDMode::determinate);
-    posted_.clear();
-    container_.reset();
+    delete hud_.containerView;
     EXPECT_FALSE(hud_.isVisible());
-    EXPECT_THAT(posted_, ElementsAre("willDisappear", "didDisappear"));
     testing::CapturedLog log;
     hud_.error("没有麦克风");
     EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "without a container it is not lost";

