@@ -39,6 +39,7 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     alert->setPalette(lightPalette(Qt::white));
     alert->setFont(systemFont(14));
     alert->setTextFormat(Qt::PlainText);
+    alert->setStyleSheet(QStringLiteral("QLabel#qt_msgbox_label { min-width: 220px; }")); // else as narrow as no text
     alert->setIcon(style);
     alert->setIconPixmap(alertIcon(icon, style));
     alert->setText(title);
