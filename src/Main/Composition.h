@@ -21,7 +21,8 @@ namespace parlowen {
 class Composition {
 public:
     struct Hooks {
-        std::function<void(const QString&)> problem; ///< what an alert would tell the user
+        std::function<void(const QString&)> problem; ///< what an alert tells the user, each time
+        std::function<void(const Alert&)> alert;     ///< shows an alert; the same one at most once a minute
         std::function<void()> forcedSignOut;         ///< the backend took the sign-in back
     };
 
@@ -30,6 +31,9 @@ public:
 
     /// The hooks of whoever is in front at the moment, a session or the windows.
     void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+
+    /// The alert of the windows: modal, over the key window, until its button is pressed.
+    static void showModally(const Alert& alert);
 
     Backend& backend() { return backend_; }
     /// Finds the backend and has every layer use it before `found` is called, later and once, unless the context is
@@ -41,8 +45,8 @@ public:
     HttpDatas& http() { return http_; }
 
     /// The backend's languages: source 1 those that are recognised, 2 the targets of translation. Empty when there is
-    /// no answer.
-    void languageList(int source, std::function<void(std::vector<LanguageListModel>)> received);
+    /// no answer. Nothing is received once the context is gone.
+    void languageList(int source, QObject* context, std::function<void(std::vector<LanguageListModel>)> received);
 
     /// A window with a new session in it, not shown yet, which hears what the factory's sources give and hands the
     /// audio devices back through the router. The router and the status, which it shows and keeps, outlive it.
