@@ -48,13 +48,13 @@ public:
         : input_(std::move(input)) {}
 
     std::optional<AVAudioFormat> format() override { return input_->format; }
-    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override {
+    Result<void> start(std::uint32_t framesPerBuffer, Sink sink) override {
         ++input_->starts;
         if (input_->startError)
-            return input_->startError;
+            return failure(*input_->startError);
         input_->framesPerBuffer = framesPerBuffer;
         input_->sink = std::move(sink);
-        return std::nullopt;
+        return {};
     }
     void stop() override {
         ++input_->stops;

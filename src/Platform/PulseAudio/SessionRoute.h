@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PulseSnapshot.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -7,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace parlowen {
 
@@ -48,5 +51,37 @@ private:
     std::optional<Choice> choice_; ///< mutex_
     const std::shared_ptr<Observers> observers_ = std::make_shared<Observers>();
 };
+
+/// What a session records of the audio server. A value.
+struct InputTarget {
+    std::string source;                        ///< the source's name
+    std::uint32_t playback = PA_INVALID_INDEX; ///< of one program: what it plays, alone
+    std::string sink;                          ///< the output that is heard; empty for a microphone
+    SessionRoute::What kind = SessionRoute::What::Output;
+    std::string name; ///< for people
+    bool muted = false;
+    bool paused = false; ///< of one program: it does not play at the moment
+    pa_sample_spec spec{};
+    pa_channel_map map{};
+
+    /// Whether both are recorded from the same place.
+    bool isSame(const InputTarget& other) const { return source == other.source && playback == other.playback; }
+};
+
+/// What is heard with that choice; nothing chosen means a microphone. `instead` is an output to be heard in place of
+/// the server's default one; empty for none. `present` is what is heard of one program so far. None when the server has
+/// nothing of the kind. Never a monitor for a microphone.
+std::optional<InputTarget> inputTarget(const PulseSnapshot& server, const std::optional<SessionRoute::Choice>& choice,
+                                       const std::string& instead = {}, std::uint32_t present = PA_INVALID_INDEX);
+
+/// The output that was chosen for the sessions, while that counts and it is there; empty for none, and for every other
+/// kind of choice.
+std::string chosenOutput(const PulseSnapshot& server, const SessionRoute::Choice& choice);
+
+/// The monitor of that output; none where there is no such output.
+std::optional<InputTarget> outputTarget(const PulseSnapshot& server, const PulseEndpoint* sink);
+
+/// The outputs but that one into which a program plays now.
+std::vector<const PulseEndpoint*> playedElsewhere(const PulseSnapshot& server, const std::string& sink);
 
 } // namespace parlowen

@@ -75,7 +75,7 @@ protected:
         };
         source = inputCapture(std::move(observer))();
         format = source->format();
-        ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+        ASSERT_TRUE(source->start(1024, listener.sink()));
         ASSERT_TRUE(waitUntil(first));
     }
 
@@ -195,7 +195,7 @@ TEST_P(CaptureHoldsTest, GoesOnEachTimeTheServerRestartsAndNeedsNoneToStart) {
     daemon->kill();
     source = inputCapture()();
     ASSERT_TRUE(source->format());
-    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    ASSERT_TRUE(source->start(1024, listener.sink()));
     source->stop();
     ASSERT_TRUE(daemon->restart());
     makeDefault("sink", "call");
@@ -233,7 +233,7 @@ TEST_F(HangingServerTest, IsToldOfAndGoesOnWhenItAnswersAgain) {
     observer.changed = [&state](const InputStatus& status) { state = status.state; };
     Listener listener;
     const std::unique_ptr<CaptureSource> source = inputCapture(observer)();
-    ASSERT_EQ(source->start(1024, listener.sink()), std::nullopt);
+    ASSERT_TRUE(source->start(1024, listener.sink()));
     ASSERT_TRUE(waitFor([&] { return state == State::Listening; }));
     ::kill(static_cast<pid_t>(server.processId()), SIGSTOP);
     EXPECT_TRUE(waitFor([&] { return state == State::ServerLost; }));

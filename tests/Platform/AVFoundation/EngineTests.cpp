@@ -33,16 +33,16 @@ public:
     std::optional<AVAudioFormat> format() override {
         return AVAudioFormat::make(AVAudioCommonFormat::Float32, plan_.rate, 2, true);
     }
-    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override {
+    Result<void> start(std::uint32_t framesPerBuffer, Sink sink) override {
         plan_.framesPerBuffer = framesPerBuffer;
         if (plan_.failsToStart)
-            return QStringLiteral("it is busy");
+            return failure(QStringLiteral("it is busy"));
         running_ = true;
         thread_ = std::thread([this, sink = std::move(sink)] {
             for (; running_; std::this_thread::yield())
                 sink(AVAudioPCMBuffer::make(floatFormat(48000, 2), 16));
         });
-        return std::nullopt;
+        return {};
     }
     void stop() override {
         running_ = false;
@@ -72,9 +72,9 @@ TEST_F(EngineTest, DeliversToTheTapAndLooksTheInputUpAnewForEachStart) {
     EXPECT_EQ(node.outputFormat(1), std::nullopt);
     node.installTap(1, 512, format, [](const Buffer&) { ADD_FAILURE() << "there is no bus 1"; });
     node.installTap(0, 1234, format, [this](Buffer buffer) { sound.take(std::move(buffer)); });
-    ASSERT_EQ(engine.start(), std::nullopt);
+    ASSERT_TRUE(engine.start());
     EXPECT_TRUE(engine.isRunning());
-    EXPECT_EQ(engine.start(), std::nullopt) << "a start of a running engine is nothing";
+    EXPECT_TRUE(engine.start()) << "a start of a running engine is nothing";
     EXPECT_TRUE(sound.waitForCount(5));
     EXPECT_EQ(plan.framesPerBuffer, 1234U);
     EXPECT_EQ(plan.made, 1) << "the input that was looked up is the one that is captured";
@@ -85,14 +85,14 @@ TEST_F(EngineTest, DeliversToTheTapAndLooksTheInputUpAnewForEachStart) {
     const std::size_t before = sound.buffers().size();
     plan.rate = 44100;
     EXPECT_EQ(node.outputFormat(0), floatFormat(44100, 2));
-    ASSERT_EQ(engine.start(), std::nullopt);
+    ASSERT_TRUE(engine.start());
     EXPECT_TRUE(sound.waitForCount(before + 3)) << "the tap outlives a stop";
     EXPECT_EQ(plan.made, 2);
 }
 
 /// The block is still busy when its removal begins: the removal has to wait for it.
 TEST_F(EngineTest, CallsNoTapAfterItsRemoval) {
-    ASSERT_EQ(engine.start(), std::nullopt);
+    ASSERT_TRUE(engine.start());
     for (int round = 0; round < 20; ++round) {
         std::atomic<bool> inside = false, removing = false, removed = false;
         node.installTap(0, 2048, format, [&](const Buffer&) {
@@ -120,7 +120,7 @@ TEST_F(EngineTest, LetsABlockRemoveItsOwnTap) {
         node.removeTap(0);
         ++calls;
     });
-    ASSERT_EQ(engine.start(), std::nullopt);
+    ASSERT_TRUE(engine.start());
     while (calls == 0)
         std::this_thread::yield();
     engine.stop();
@@ -130,14 +130,16 @@ TEST_F(EngineTest, LetsABlockRemoveItsOwnTap) {
 TEST_F(EngineTest, SaysWhyItDoesNotStartAndCanTryAgain) {
     node.installTap(0, 2048, format, [this](Buffer buffer) { sound.take(std::move(buffer)); });
     plan.failsToStart = true;
-    EXPECT_EQ(engine.start(), QStringLiteral("it is busy"));
+    const Result<void> failed = engine.start();
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error(), QStringLiteral("it is busy"));
     EXPECT_FALSE(engine.isRunning());
     EXPECT_EQ(plan.alive, 0);
     engine.stop();
     plan.failsToStart = false;
-    ASSERT_EQ(engine.start(), std::nullopt);
+    ASSERT_TRUE(engine.start());
     EXPECT_TRUE(sound.waitForCount(1));
-    EXPECT_NE(AVAudioEngine({}).start(), std::nullopt);
+    EXPECT_FALSE(AVAudioEngine({}).start());
 }
 
 TEST_F(EngineTest, BearsStartsAndStopsOnSeveralThreads) {
@@ -145,7 +147,7 @@ TEST_F(EngineTest, BearsStartsAndStopsOnSeveralThreads) {
     node.installTap(0, 2048, format, [&stopped](const Buffer&) { EXPECT_FALSE(stopped); });
     const auto toggle = [this] {
         for (int i = 0; i < 100; ++i) {
-            EXPECT_EQ(engine.start(), std::nullopt);
+            EXPECT_TRUE(engine.start());
             engine.stop();
         }
     };

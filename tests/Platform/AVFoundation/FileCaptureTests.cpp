@@ -23,14 +23,14 @@ class Playing {
 public:
     explicit Playing(const QString& path, double speed = 200)
         : capture_({path, speed, [this] { finished_.push_back(sound.buffers().size()); }}) {
-        problem = capture_.start(chunk, [this](Buffer buffer) { sound.take(std::move(buffer)); });
+        started = capture_.start(chunk, [this](Buffer buffer) { sound.take(std::move(buffer)); });
     }
     void stop() { capture_.stop(); }
     CaptureSource& source() { return capture_; }
     const std::vector<std::size_t>& finished() const { return finished_; } // after stop()
 
     Collector sound;
-    std::optional<QString> problem;
+    Result<void> started;
 
 private:
     std::vector<std::size_t> finished_;
@@ -89,10 +89,10 @@ TEST_F(FileCaptureTest, PlaysEveryFormatAndChannelCountToItsLastFrame) {
                           Case{"e.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, 22050, 1, -30}}) {
         SCOPED_TRACE(c.name);
         const QString path = tone(c.name, c.format, c.rate, c.channels, c.frames);
-        EXPECT_EQ(FileCapture::problemWith(path), std::nullopt);
+        EXPECT_TRUE(FileCapture::check(path));
         Playing playing(path);
         EXPECT_EQ(playing.source().format(), floatFormat(c.rate, c.channels));
-        ASSERT_EQ(playing.problem, std::nullopt);
+        ASSERT_TRUE(playing.started);
         ASSERT_TRUE(playing.sound.waitForCount(14));
         playing.stop();
         EXPECT_THAT(playing.finished(), ::testing::ElementsAre(11U));
@@ -122,8 +122,8 @@ TEST_F(FileCaptureTest, StopsFromAnotherThreadAndStartsAnew) {
             EXPECT_FALSE(stopped);
             sound.take(std::move(buffer));
         };
-        ASSERT_EQ(capture.start(chunk, sink), std::nullopt);
-        EXPECT_NE(capture.start(chunk, sink), std::nullopt) << "it runs already";
+        ASSERT_TRUE(capture.start(chunk, sink));
+        EXPECT_FALSE(capture.start(chunk, sink)) << "it runs already";
         ASSERT_TRUE(sound.waitForCount(2));
         std::thread([&] {
             capture.stop();
@@ -149,11 +149,11 @@ TEST_F(FileCaptureTest, NamesTheProblemOfAFileThatIsNoSound) {
         {write("rate.wav", oddRate), "sample rate of this sound cannot be used"},
     };
     for (const auto& [path, words] : cases) {
-        const std::optional<QString> problem = FileCapture::problemWith(path);
-        ASSERT_TRUE(problem.has_value()) << path.toStdString();
-        EXPECT_TRUE(problem->contains(words) && problem->contains(path)) << problem->toStdString();
+        const Result<void> check = FileCapture::check(path);
+        ASSERT_FALSE(check) << path.toStdString();
+        EXPECT_TRUE(check.error().contains(words) && check.error().contains(path)) << check.error().toStdString();
         FileCapture capture({path, 1, {}});
-        EXPECT_EQ(capture.start(chunk, [](const Buffer&) { ADD_FAILURE() << "a sound"; }), problem);
+        EXPECT_FALSE(capture.start(chunk, [](const Buffer&) { ADD_FAILURE() << "a sound"; }));
     }
 }
 
@@ -164,7 +164,7 @@ TEST_F(FileCaptureTest, PlaysWhatIsLeftOfACutFile) {
         QFile whole(tone("whole", format, 44100, 1, frames));
         ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
         Playing playing(write("cut", whole.read(whole.size() * 9 / 10)));
-        ASSERT_EQ(playing.problem, std::nullopt);
+        ASSERT_TRUE(playing.started);
         ASSERT_TRUE(playing.sound.waitForCount(frames / chunk + 2));
         playing.stop();
         EXPECT_LT(errorOf(playing.sound.buffers(), frames / 4, channelsApart(44100)), -30);

@@ -82,7 +82,7 @@ std::vector<double> asSpeech(const std::vector<Buffer>& buffers) {
         const std::uint32_t asked = askedFor(input->frameLength(), input->format().sampleRate());
         const Buffer output = AVAudioPCMBuffer::make(speechFormat(), asked);
         output->setFrameLength(asked);
-        if (!converter || converter->convert(*output, [&input] { return input; }))
+        if (!converter || !converter->convert(*output, [&input] { return input; }))
             return {};
         all.insert(all.end(), output->int16ChannelData(0), output->int16ChannelData(0) + asked);
     }

@@ -1,6 +1,5 @@
 #include "ObjectReading.h"
 
-#include <CoreAudio/LoopbackDevice.h>
 #include <CoreAudio/PulseAudioServer.h>
 #include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>

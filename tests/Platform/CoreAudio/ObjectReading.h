@@ -1,10 +1,9 @@
 #pragma once
 
 #include <CoreAudio/AudioPropertyData.h>
-#include <CoreAudio/LoopbackDevice.h>
 #include <QStringList>
 #include <mutex>
-#include <support/SimulatedDevices.h>
+#include <support/SimulatedAudioServer.h>
 
 namespace parlowen::testing {
 

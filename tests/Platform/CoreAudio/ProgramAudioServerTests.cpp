@@ -1,6 +1,5 @@
 #include "ObjectReading.h"
 
-#include <CoreAudio/LoopbackDevice.h>
 #include <gmock/gmock.h>
 
 using namespace parlowen;

@@ -81,20 +81,5 @@ TEST(PulseClientWithoutServer, SaysSoAndNoCallOfItWaits) {
         << "it has been patient for long enough";
 }
 
-TEST(SessionRouteTest, TellsOfEachChangeOnceUntilTheWatchEnds) {
-    SessionRoute route;
-    EXPECT_EQ(route.choice(), std::nullopt);
-    int told = 0;
-    auto watch = route.watch([&told] { ++told; });
-    const SessionRoute::Choice output{SessionRoute::What::Output, "headset"};
-    route.choose(output);
-    route.choose(output);
-    EXPECT_EQ(told, 1);
-    EXPECT_EQ(route.choice(), output);
-    watch.reset();
-    route.choose({});
-    EXPECT_EQ(told, 1);
-}
-
 } // namespace
 } // namespace parlowen::testing

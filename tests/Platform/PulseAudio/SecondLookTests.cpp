@@ -65,27 +65,5 @@ TEST_F(SecondLookTest, IsSureOfWhatTwoLooksInARowSayAndItsConnectionOutlivesTheN
     EXPECT_TRUE(isTakenUp());
 }
 
-TEST_F(SecondLookTest, CountsAnewFromEachStartAndEndsWithAStop) {
-    {
-        const std::lock_guard lock(loop_);
-        look_.start();
-    }
-    EXPECT_TRUE(waitFor([this] {
-        const std::lock_guard lock(loop_);
-        return !sure_.empty();
-    }));
-    {
-        const std::lock_guard lock(loop_);
-        look_.stop();
-        sure_.clear();
-    }
-    EXPECT_TRUE(holdsFor(
-        [this] {
-            const std::lock_guard lock(loop_);
-            return sure_.empty();
-        },
-        1000));
-}
-
 } // namespace
 } // namespace parlowen::testing

@@ -2,7 +2,7 @@
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 #include <gmock/gmock.h>
 #include <support/CapturedSystemLog.h>
-#include <support/SimulatedDevices.h>
+#include <support/SimulatedAudioServer.h>
 
 namespace parlowen {
 namespace {
@@ -83,13 +83,13 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
     server->removeDevice("a");
     EXPECT_EQ(a->deviceName(), "Speakers");
 
-    server->failReads(server->deviceID("b"), fourCC("lnam"), kAudioHardwareUnspecifiedError);
+    server->fail(Call::Read, kAudioHardwareUnspecifiedError, server->deviceID("b"), fourCC("lnam"));
     EXPECT_EQ(device("b")->deviceName(), "<Unknown Device Name>");
     ASSERT_FALSE(log.lines().isEmpty());
     EXPECT_EQ(log.lines().last(), QString("Unable to get property with address ('lnam', 'glob', 0). Status: %1")
                                       .arg(kAudioHardwareUnspecifiedError));
     server->clearFaults();
-    server->failReads(server->setDevice(sink("c", "New")), fourCC("clas"), kAudioHardwareBadObjectError);
+    server->fail(Call::Read, kAudioHardwareBadObjectError, server->setDevice(sink("c", "New")), fourCC("clas"));
     EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("vorlanOutput 2ch", "Headset"))
         << "one does not resolve";
 }
@@ -100,18 +100,18 @@ TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
     const SimplyCoreAudio simply(server);
     const auto a = device("a");
 
-    server->hideProperty(a->objectID(), fourCC("uid "));
+    server->fail(Call::Read, kAudioHardwareUnknownPropertyError, a->objectID(), fourCC("uid "));
     EXPECT_EQ(a->deviceUID(), std::nullopt);
     EXPECT_THAT(log.lines(), IsEmpty()) << "a property that is not there is not asked for";
     server->clearFaults();
-    server->failReads(a->objectID(), fourCC("uid "), kAudioHardwareUnspecifiedError);
+    server->fail(Call::Read, kAudioHardwareUnspecifiedError, a->objectID(), fourCC("uid "));
     EXPECT_EQ(a->deviceUID(), std::nullopt);
     EXPECT_EQ(log.lines().size(), 1);
 
-    server->failReads(a->objectID(), fourCC("ownd"), kAudioHardwareBadObjectError);
+    server->fail(Call::Read, kAudioHardwareBadObjectError, a->objectID(), fourCC("ownd"));
     EXPECT_FALSE(a->isAggregate());
     for (const FourCharCode selector : {fourCC("dev#"), fourCC("dIn "), fourCC("dOut"), fourCC("sOut")})
-        server->failReads(kAudioObjectSystemObject, selector, kAudioHardwareNotRunningError);
+        server->fail(Call::Read, kAudioHardwareNotRunningError, kAudioObjectSystemObject, selector);
     EXPECT_THAT(simply.deviceList(), IsEmpty());
     EXPECT_THAT(simply.aggregateDeviceList(), IsEmpty());
     EXPECT_EQ(simply.defaultInput(), nullptr);
@@ -135,7 +135,7 @@ TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
     const QVariantMap description{
         {"uid", "both"}, {"name", "Both"}, {"subdevices", QVariantList{QVariantMap{{"uid", "a"}}}}, {"stacked", 1}};
     ASSERT_EQ(server->createAggregateDevice(description, both), 0);
-    server->failWrites(kAudioObjectSystemObject, fourCC("sOut"), kAudioHardwareIllegalOperationError);
+    server->fail(Call::Write, kAudioHardwareIllegalOperationError, kAudioObjectSystemObject, fourCC("sOut"));
     device("both")->makeDefaultSystemOutput();
     EXPECT_EQ(simply.defaultSystemOutput(), device("a"));
     device("both")->makeDefaultOutput();
@@ -145,8 +145,8 @@ TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
 
 TEST_F(DeviceTest, ARefusedListenerIsLoggedAndChangesNothingElse) {
     const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
-    server->failAddingListeners(id, kAudioHardwareIllegalOperationError);
-    server->failAddingListeners(kAudioObjectSystemObject, kAudioHardwareIllegalOperationError);
+    server->fail(Call::AddListener, kAudioHardwareIllegalOperationError, id);
+    server->fail(Call::AddListener, kAudioHardwareIllegalOperationError, kAudioObjectSystemObject);
     {
         const SimplyCoreAudio simply(server);
         EXPECT_FALSE(simply.hardware()->isRegisteredForNotifications());

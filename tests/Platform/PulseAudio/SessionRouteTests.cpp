@@ -1,4 +1,4 @@
-#include <PulseAudio/InputTarget.h>
+#include <PulseAudio/SessionRoute.h>
 #include <gmock/gmock.h>
 
 namespace parlowen {
@@ -55,6 +55,21 @@ TEST(InputTargetTest, AMicrophoneIsTheUsersOwnElseAFitOneAndNeverAMonitor) {
     EXPECT_EQ(heard(server, Choice()), "nothing");
 }
 
+TEST(SessionRouteTest, TellsOfEachChangeOnceUntilTheWatchEnds) {
+    SessionRoute route;
+    EXPECT_EQ(route.choice(), std::nullopt);
+    int told = 0;
+    auto watch = route.watch([&told] { ++told; });
+    const Choice output{What::Output, "headset"};
+    route.choose(output);
+    route.choose(output);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(route.choice(), output);
+    watch.reset();
+    route.choose({});
+    EXPECT_EQ(told, 1);
+}
+
 TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
     PulseSnapshot server = desk();
     EXPECT_EQ(heard(server, Choice{What::Output}), "speakers.monitor");
@@ -67,9 +82,13 @@ TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
     EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
     const Choice chosen{What::Output, "headset", "speakers"};
     EXPECT_EQ(heard(server, chosen), "headset.monitor");
+    EXPECT_EQ(chosenOutput(server, chosen), "headset");
+    EXPECT_EQ(chosenOutput(server, {What::Output, "gone", "speakers"}), "") << "as if nothing were chosen";
+    EXPECT_EQ(chosenOutput(server, {What::Application, "headset"}), "");
     server.sinks.push_back(endpoint(3, "dock", "Dock", "headset.monitor"));
     server.defaultSink = "dock";
     EXPECT_EQ(inputTarget(server, chosen)->sink, "dock") << "the user has chosen anew";
+    EXPECT_EQ(chosenOutput(server, chosen), "");
     server.defaultSink.clear();
     EXPECT_EQ(heard(server, Choice{What::Output}), "nothing");
 }
@@ -80,6 +99,14 @@ TEST(InputTargetTest, ASourceOfTheSameNameAsASinkIsAnInputOfItsOwn) {
     EXPECT_EQ(server.inputUID("headset"), "headset:input");
     EXPECT_EQ(heard(server, Choice{What::Microphone, "headset:input", "line"}), "headset");
     EXPECT_EQ(heard(server, Choice{What::Output, "headset"}), "headset.monitor");
+}
+
+TEST(InputTargetTest, OutputsOfOneDescriptionAreNumbered) {
+    PulseSnapshot server = desk();
+    server.sinks.push_back(endpoint(3, "second", "Speakers", "second.monitor"));
+    tellApart(server.sinks);
+    EXPECT_EQ(server.sinks[0].description + ", " + server.sinks[1].description + ", " + server.sinks[2].description,
+              "Speakers (1), Headset Microphone Combo, Speakers (2)");
 }
 
 TEST(InputTargetTest, OneProgramIsFoundByItsNameAndPlaybackElsewhereBySoundAlone) {
