@@ -57,10 +57,10 @@ bool measure(const char* what, parlowen::testing::PrivateAudioServer& server) {
     client->route()->choose({SessionRoute::What::Output});
     const std::unique_ptr<CaptureSource> source = inputCapture()();
     const std::optional<AVAudioFormat> format = source->format();
-    const std::optional<QString> problem =
+    const Result<void> started =
         source->start(framesAsked, [&times](const std::shared_ptr<AVAudioPCMBuffer>&) { times.note(); });
-    if (problem || !format) {
-        std::printf("MISS %s: %s\n", what, qPrintable(problem.value_or(QStringLiteral("it came up late"))));
+    if (!started || !format) {
+        std::printf("MISS %s: %s\n", what, started ? "it came up late" : qPrintable(started.error()));
         return false;
     }
     const std::vector<double> spacings = times.spacings();

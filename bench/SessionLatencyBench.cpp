@@ -235,8 +235,9 @@ int main(int argc, char** argv) {
     settings.applyLanguages(
         {}, {{135, QStringLiteral("英语（美国）"), QStringLiteral("en-US"), QStringLiteral("en"), {}}}, {});
     const LocalTrust trust = LocalService::trustFor(QStringLiteral("127.0.0.1"), data.path());
-    Composition composition(settings.settings(), trust,
-                            {[](const QString& text) { qWarning("%s", qPrintable(text)); }, {}});
+    Composition composition(settings.settings());
+    composition.use({ApiBase::builtIn(), trust});
+    composition.setHooks({[](const QString& text) { qWarning("%s", qPrintable(text)); }, {}});
     SessionSignIn signIn(composition.http(), settings.settings(), trust);
     bool signedIn = false;
     signIn.run([&signedIn](const QString& problem) { signedIn = problem.isEmpty(); });

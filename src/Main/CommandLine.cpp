@@ -31,14 +31,15 @@ Options of a session:
   --language KEY       the language spoken, such as en-US, in place of the stored one
   --translate-to KEY   translate into this language, such as es
   --manual             collect the questions; a headless rehearsal asks them together at the end
+  --backend URL        talk to this backend, such as https://example.org/api/v1
   --verbose            write the console log to standard error: every request and reply, sign-in included
 
   --help               this page
   --version            the version
 
 A session signs in to the local service by itself when nobody is signed in, and never changes stored settings; only an
-interview keeps the text size and the opacity that were set in its window. The environment variable PARLOWEN_API_BASE_URL
-names another backend than the built-in one.
+interview keeps the text size and the opacity that were set in its window. Without --backend, the environment variable
+PARLOWEN_API_BASE_URL names the backend, then the stored setting fuwuqi_key; without any, the local service is started.
 
 Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the output or the picture could
 not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display.
@@ -63,13 +64,15 @@ not be written, 2 for a wrong command line, a file that cannot be played, or a w
   --language 代码      所说的语言，例如 en-US，代替已保存的设置
   --translate-to 代码  翻译成这种语言，例如 es
   --manual             先收集问题；无窗口的排练在结束时一并提问
+  --backend 网址       使用这个后端，例如 https://example.org/api/v1
   --verbose            把日志写到标准错误：每个请求和回复，包括登录
 
   --help               本页
   --version            版本
 
 没有登录时，会话自动登录本地服务，并且不改动已保存的设置；只有面试会保存在窗口里调整的字号和
-不透明度。环境变量 PARLOWEN_API_BASE_URL 可指定另一个后端。
+不透明度。没有 --backend 时，后端由环境变量 PARLOWEN_API_BASE_URL 指定，其次由已保存的设置 fuwuqi_key 指定；
+都没有时启动本地服务。
 
 退出状态：0 表示识别已运行（或检查一切正常）；1 表示没有运行，或者输出、图片无法写入；2 表示命令行
 有误、文件无法播放，或没有显示器可打开窗口。
@@ -103,7 +106,7 @@ CommandLine printing(const QString& text) {
 }
 
 void addOptions(QCommandLineParser& parser) {
-    for (const char* name : {"rehearse", "interview", "screenshot", "language", "translate-to"})
+    for (const char* name : {"rehearse", "interview", "screenshot", "backend", "language", "translate-to"})
         parser.addOption({QString::fromLatin1(name), {}, QStringLiteral("value")});
     for (const char* name : {"check-audio", "listen", "headless", "json", "manual", "verbose", "help", "version"})
         parser.addOption({QString::fromLatin1(name), {}});
@@ -116,6 +119,7 @@ CommandLine sessionLine(const QCommandLineParser& parser) {
     line.manual = parser.isSet(QStringLiteral("manual"));
     line.verbose = parser.isSet(QStringLiteral("verbose"));
     line.screenshot = parser.value(QStringLiteral("screenshot"));
+    line.backend = parser.value(QStringLiteral("backend"));
     line.language = parser.value(QStringLiteral("language"));
     line.translateTo = parser.value(QStringLiteral("translate-to"));
     return line;
@@ -143,7 +147,7 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
         return refusal(listenAlone.here());
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
-    for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {
+    for (const char* option : {"headless", "json", "screenshot", "backend", "language", "translate-to", "manual"}) {
         if (!session && parser.isSet(QString::fromLatin1(option)))
             return refusal(optionOfSession.here(QString::fromLatin1(option)));
     }

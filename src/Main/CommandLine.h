@@ -27,6 +27,7 @@ struct CommandLine {
     bool verbose = false; ///< the console log goes to standard error
     bool manual = false;  ///< answers are asked for by the answer button, not for every sentence
     QString screenshot;   ///< PNG file for the window's picture at the end; empty for none
+    QString backend;      ///< the backend's API base URL; empty for the one of the environment, settings or build
     QString language;     ///< recognition locale, such as "en-US"; empty for the stored one
     QString translateTo;  ///< translation target, such as "es"; empty for the stored setting
 };

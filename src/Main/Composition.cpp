@@ -16,24 +16,6 @@ namespace {
 
 constexpr int repeatMilliseconds = 60'000;
 
-HttpDatas::Hooks requestHooks(const Composition::Hooks& hooks) {
-    HttpDatas::Hooks result;
-    // What is asked for again and again fails in the same words each time.
-    result.showAlert = [problem = hooks.problem, last = QString(),
-                        since = QElapsedTimer()](const Alert& alert) mutable {
-        if (alert.title.isEmpty())
-            return;
-        problem(alert.title);
-        if (alert.title == last && !since.hasExpired(repeatMilliseconds))
-            return;
-        last = alert.title;
-        since.start();
-        onMain([title = alert.title] { ProgressHUD::shared().error(title); });
-    };
-    result.forcedSignOut = hooks.forcedSignOut;
-    return result;
-}
-
 // Later: the microphone is looked at just before the session's window opens, and the text belongs over that.
 MicroManagement::Hooks microphoneHooks() {
     MicroManagement::Hooks result;
@@ -43,13 +25,48 @@ MicroManagement::Hooks microphoneHooks() {
 
 } // namespace
 
-Composition::Composition(Settings& settings, const LocalTrust& trust, const Hooks& hooks)
+Composition::Composition(Settings& settings, const QString& givenBackend)
     : settings_(settings)
-    , trust_(trust)
-    , http_(settings, trust, requestHooks(hooks)) {
+    , backend_(givenBackend, settings.fuwuqiKey())
+    , http_(settings, {}, requestHooks()) {
     HttpDatas::install(&http_);
-    SpeechEndpoint::setLocalTrust(trust);
     MicroManagement::setHooks(microphoneHooks());
+}
+
+HttpDatas::Hooks Composition::requestHooks() {
+    HttpDatas::Hooks result;
+    // What is asked for again and again fails in the same words each time.
+    result.showAlert = [this, last = QString(), since = QElapsedTimer()](const Alert& alert) mutable {
+        if (alert.title.isEmpty())
+            return;
+        if (hooks_.problem)
+            hooks_.problem(alert.title);
+        if (alert.title == last && !since.hasExpired(repeatMilliseconds))
+            return;
+        last = alert.title;
+        since.start();
+        onMain([title = alert.title] { ProgressHUD::shared().error(title); });
+    };
+    result.forcedSignOut = [this] {
+        if (hooks_.forcedSignOut)
+            hooks_.forcedSignOut();
+    };
+    return result;
+}
+
+void Composition::connectBackend(QObject* context, Backend::Found found) {
+    backend_.find(context, [this, found = std::move(found)](const Result<Backend::Access>& access) {
+        if (access)
+            use(*access);
+        found(access);
+    });
+}
+
+void Composition::use(const Backend::Access& access) {
+    ApiBase::setBuiltIn(access.baseUrl);
+    trust_ = access.trust;
+    http_.setLocalTrust(trust_);
+    SpeechEndpoint::setLocalTrust(trust_);
 }
 
 void Composition::languageList(int source, std::function<void(std::vector<LanguageListModel>)> received) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Backend.h"
+
 #include <AVFoundation/CaptureSource.h>
 #include <Foundation/LocalTrust.h>
 #include <Network/HttpDatas.h>
@@ -14,8 +16,8 @@
 
 namespace parlowen {
 
-/// Puts the layers together: the one place that names the concrete audio router, the trust in the local service and
-/// what stands behind the hooks of the lower layers. Main thread only.
+/// Puts the layers together, for as long as the program runs: the one place that names the concrete audio router, the
+/// trust in the local service and what stands behind the hooks of the lower layers. Main thread only.
 class Composition {
 public:
     struct Hooks {
@@ -23,7 +25,18 @@ public:
         std::function<void()> forcedSignOut;         ///< the backend took the sign-in back
     };
 
-    Composition(Settings& settings, const LocalTrust& trust, const Hooks& hooks);
+    /// `givenBackend` is the API base URL that the command line names, or empty. Settings must outlive it.
+    explicit Composition(Settings& settings, const QString& givenBackend = {});
+
+    /// The hooks of whoever is in front at the moment, a session or the windows.
+    void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+
+    Backend& backend() { return backend_; }
+    /// Finds the backend and has every layer use it before `found` is called, later and once, unless the context is
+    /// gone by then.
+    void connectBackend(QObject* context, Backend::Found found);
+    /// Has every layer use this backend.
+    void use(const Backend::Access& access);
 
     HttpDatas& http() { return http_; }
 
@@ -37,7 +50,11 @@ public:
                                                SessionStatus& status);
 
 private:
+    HttpDatas::Hooks requestHooks();
+
     Settings& settings_;
+    Hooks hooks_;
+    Backend backend_;
     LocalTrust trust_;
     HttpDatas http_;
 };

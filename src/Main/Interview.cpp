@@ -22,8 +22,9 @@ constexpr Phrase cannotBeHeard{"nothing can be heard. %1", "无法收听。%1"};
 
 } // namespace
 
-Interview::Interview(CommandLine commandLine, SessionReport& report, std::function<void(int)> finished)
-    : SessionRun(std::move(commandLine), report, std::move(finished)) {
+Interview::Interview(CommandLine commandLine, SessionReport& report, SessionSettings& settings,
+                     Composition& composition, std::function<void(int)> finished)
+    : SessionRun(std::move(commandLine), report, settings, composition, std::move(finished)) {
     connect(&status(), &SessionStatus::outputChosen, this, &Interview::hearWhatIsPlayed);
 }
 

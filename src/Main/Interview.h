@@ -8,7 +8,8 @@ namespace parlowen {
 /// closed. The audio server must be installed by then.
 class Interview : public SessionRun {
 public:
-    Interview(CommandLine line, SessionReport& report, std::function<void(int)> finished);
+    Interview(CommandLine line, SessionReport& report, SessionSettings& settings, Composition& composition,
+              std::function<void(int)> finished);
 
 protected:
     QString soundName() const override;

@@ -1,5 +1,6 @@
 #include "LocalService.h"
 
+#include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/Phrase.h>
 #include <Network/TrustedTls.h>
@@ -7,10 +8,8 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QSslConfiguration>
 #include <QStandardPaths>
+#include <QUrl>
 #include <algorithm>
 #include <utility>
 
@@ -19,7 +18,7 @@ namespace parlowen {
 namespace {
 
 constexpr int startMilliseconds = 30'000;
-constexpr int probeMilliseconds = 5'000;
+constexpr int joinMilliseconds = 5'000;
 constexpr int addressInUse = 3; // the service's exit status
 constexpr int keptErrorBytes = 4096;
 constexpr int firstPauseMilliseconds = 100; // before a restart; doubles each time in a row
@@ -33,6 +32,7 @@ constexpr Phrase wasKilled{"the local service was killed by signal %1. %2", "本
 constexpr Phrase hasEnded{"the local service ended with status %1. %2", "本地服务已退出，状态 %1。%2"};
 
 const char* const readyPrefix = "listening on ";
+const QString loopback = QStringLiteral("127.0.0.1");
 
 } // namespace
 
@@ -40,12 +40,7 @@ LocalService::LocalService(Place place, QObject* parent)
     : QObject(parent)
     , place_(std::move(place)) {
     patience_.setSingleShot(true);
-    connect(&patience_, &QTimer::timeout, this, [this] {
-        if (started_)
-            finish(std::nullopt, notReady.here(lastWords()));
-        else
-            process_.kill(); // and then it is started again
-    });
+    connect(&patience_, &QTimer::timeout, this, &LocalService::outOfPatience);
     restart_.setSingleShot(true);
     connect(&restart_, &QTimer::timeout, this, [this] { launch(port_); });
     connect(&process_, &QProcess::readyReadStandardOutput, this, &LocalService::readOutput);
@@ -55,14 +50,20 @@ LocalService::LocalService(Place place, QObject* parent)
         if (error != QProcess::FailedToStart)
             return;
         if (started_)
-            finish(std::nullopt, cannotStart.here(process_.errorString()));
+            finish(failure(cannotStart.here(process_.errorString())));
         else
             restartAfterPause();
     });
     connect(&process_, &QProcess::finished, this, &LocalService::ended);
+    connect(&other_, &QSslSocket::encrypted, this, &LocalService::joined);
+    connect(&other_, &QSslSocket::stateChanged, this, [this](QAbstractSocket::SocketState state) {
+        if (state == QAbstractSocket::UnconnectedState)
+            otherIsGone();
+    });
 }
 
 LocalService::~LocalService() {
+    other_.disconnect(this);
     process_.disconnect(this);
     if (process_.state() == QProcess::NotRunning)
         return;
@@ -76,7 +77,7 @@ LocalService::~LocalService() {
 void LocalService::start(Started started) {
     started_ = std::move(started);
     if (place_.program.isEmpty()) {
-        finish(std::nullopt, notFound.here());
+        finish(failure(notFound.here()));
         return;
     }
     launch(place_.preferredPort);
@@ -88,8 +89,17 @@ void LocalService::launch(quint16 port) {
     output_.clear();
     errors_.clear();
     process_.start(place_.program,
-                   {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("--data"),
-                    place_.dataDirectory, QStringLiteral("--exit-with-stdin")});
+                   {QStringLiteral("--listen"), QStringLiteral("%1:%2").arg(loopback).arg(port),
+                    QStringLiteral("--data"), place_.dataDirectory, QStringLiteral("--exit-with-stdin")});
+}
+
+void LocalService::outOfPatience() {
+    if (other_.state() != QAbstractSocket::UnconnectedState)
+        other_.abort();
+    else if (started_)
+        finish(failure(notReady.here(lastWords())));
+    else
+        process_.kill(); // and then it is started again
 }
 
 void LocalService::readOutput() {
@@ -102,30 +112,26 @@ void LocalService::readOutput() {
     output_.clear();
     port_ = static_cast<quint16>(QUrl(url).port());
     serving_.start();
-    if (!started_) {
-        patience_.stop();
-        consoleLog(QStringLiteral("✅ 本地服务已重新运行：%1").arg(url));
-        tellServing(true);
+    patience_.stop();
+    if (started_) {
+        finish(access());
         return;
     }
-    finish(Access{url + QStringLiteral("/api/v1"), trustFor(QStringLiteral("127.0.0.1"), place_.dataDirectory)}, {});
+    consoleLog(QStringLiteral("✅ 本地服务已重新运行：%1").arg(url));
+    tellServing(true);
 }
 
 void LocalService::ended(int exitCode, QProcess::ExitStatus exit) {
     const bool killed = exit == QProcess::CrashExit;
     const Phrase& how = killed ? wasKilled : hasEnded;
     const QString status = QString::number(exitCode), words = lastWords();
-    if (!started_ && !killed && exitCode == addressInUse) {
-        // Somebody else started it meanwhile, or has taken its place: its clients will see.
-        patience_.stop();
-        tellServing(true);
-    } else if (!started_) {
+    if (!killed && exitCode == addressInUse && port_ != 0) {
+        joinOther();
+    } else if (started_) {
+        finish(failure(how.here(status, words)));
+    } else {
         consoleLog(QStringLiteral("❌ ") + how.in(Language::Chinese, status, words));
         restartAfterPause();
-    } else if (!killed && exitCode == addressInUse && port_ != 0) {
-        probeExisting();
-    } else {
-        finish(std::nullopt, how.here(status, words));
     }
 }
 
@@ -141,53 +147,60 @@ void LocalService::restartAfterPause() {
     tellServing(false);
 }
 
-void LocalService::revive() {
-    const bool isTried = restart_.isActive() || process_.state() != QProcess::NotRunning ||
-                         (revived_.isValid() && !revived_.hasExpired(longestPauseMilliseconds));
-    if (!isWanted_ || isTried)
-        return;
-    revived_.start();
-    tellServing(false);
-    launch(port_);
-}
-
 void LocalService::tellServing(bool serves) {
     if (std::exchange(serves_, serves) != serves && told_)
         told_(serves);
 }
 
 // The port is taken: by a service that this user runs already, which its certificate shows, or by somebody else.
-void LocalService::probeExisting() {
-    const QString baseUrl = QStringLiteral("https://127.0.0.1:%1/api/v1").arg(port_);
-    const LocalTrust trust = trustFor(QStringLiteral("127.0.0.1"), place_.dataDirectory);
-    const QUrl url(baseUrl + QStringLiteral("/operation/version"));
-    if (!trust.covers(url.host())) {
-        launch(0);
+void LocalService::joinOther() {
+    const LocalTrust trust = access().trust;
+    if (!trust.covers(loopback)) {
+        otherIsGone();
         return;
     }
-    if (probe_ == nullptr)
-        probe_ = new QNetworkAccessManager(this);
-    QNetworkRequest request(url);
-    request.setSslConfiguration(sslConfiguration(trust, url));
-    request.setTransferTimeout(probeMilliseconds);
-    QNetworkReply* reply = probe_->get(request);
-    connect(reply, &QNetworkReply::finished, this, [this, reply, baseUrl, trust] {
-        reply->deleteLater();
-        if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid())
-            finish(Access{baseUrl, trust}, {});
-        else
-            launch(0);
-    });
+    patience_.start(joinMilliseconds);
+    other_.setSslConfiguration(sslConfiguration(trust, QUrl(access().baseUrl)));
+    other_.connectToHostEncrypted(loopback, port_);
 }
 
-void LocalService::finish(const std::optional<Access>& access, const QString& problem) {
+void LocalService::joined() {
     patience_.stop();
-    isWanted_ = access.has_value();
+    isJoined_ = true;
+    serving_.start();
+    if (started_)
+        finish(access());
+    else
+        tellServing(true);
+}
+
+// A service ends connections that are idle for long; whether it has gone itself, the next one shows.
+void LocalService::otherIsGone() {
+    patience_.stop();
+    if (std::exchange(isJoined_, false))
+        QTimer::singleShot(firstPauseMilliseconds, this, &LocalService::joinOther);
+    else if (started_)
+        launch(0);
+    else
+        restartAfterPause();
+}
+
+LocalService::Access LocalService::access() const {
+    return {QStringLiteral("https://%1:%2/api/v1").arg(loopback).arg(port_), trustFor(loopback, place_.dataDirectory)};
+}
+
+void LocalService::finish(const Result<Access>& result) {
+    patience_.stop();
+    isWanted_ = result.has_value();
     if (const Started started = std::exchange(started_, nullptr))
-        started(access, problem);
+        started(result);
 }
 
 QString LocalService::lastWords() const { return QString::fromUtf8(errors_).trimmed(); }
+
+LocalService::Place LocalService::ownPlace() {
+    return {findProgram(), defaultDataDirectory(), static_cast<quint16>(QUrl(Bundle::builtInApiBaseUrl()).port())};
+}
 
 QString LocalService::findProgram() {
     const QString name = QStringLiteral("parlowen-service");
@@ -200,6 +213,8 @@ QString LocalService::defaultDataDirectory() {
 }
 
 LocalTrust LocalService::trustFor(const QString& host, const QString& dataDirectory) {
+    if (!isLoopbackHost(host))
+        return {};
     QFile authority(dataDirectory + QStringLiteral("/tls/ca.pem"));
     if (!authority.open(QIODevice::ReadOnly))
         return {};

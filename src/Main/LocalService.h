@@ -1,21 +1,21 @@
 #pragma once
 
 #include <Foundation/LocalTrust.h>
+#include <Foundation/Result.h>
 
 #include <QElapsedTimer>
 #include <QObject>
 #include <QProcess>
+#include <QSslSocket>
 #include <QTimer>
 #include <functional>
-#include <optional>
-
-class QNetworkAccessManager;
 
 namespace parlowen {
 
 /// The backend that comes with the application: `parlowen-service` on the loopback interface, started when no other
 /// backend is named, started again in the same place for as long as it dies there, and ended with the application, also
-/// when that is killed (the service watches its standard input).
+/// when that is killed (the service watches its standard input). Where this user's service runs already, because another
+/// program started it, that one is used, and one of our own is started in its place as soon as it has gone.
 /// Main thread only.
 class LocalService : public QObject {
 public:
@@ -30,25 +30,24 @@ public:
         LocalTrust trust;
     };
     /// Called once: with access, or with a plain sentence on why there is none.
-    using Started = std::function<void(const std::optional<Access>&, const QString& problem)>;
+    using Started = std::function<void(const Result<Access>&)>;
 
     explicit LocalService(Place place, QObject* parent = nullptr);
     ~LocalService() override;
 
-    /// Starts the service; one that this user already runs on the port is used as it is.
+    /// Starts the service, or joins the one that this user already runs on the port.
     void start(Started started);
     /// Told once it has started: false when the service is gone and is being started again, true when it serves again.
     void onServing(std::function<void(bool serves)> told) { told_ = std::move(told); }
-    /// Its clients cannot reach it: starts it where it was if nobody is about to, such as when it was another program's
-    /// and went with that.
-    void revive();
 
+    /// The program, the data directory and the port (that of the build's URL) of this user's own.
+    static Place ownPlace();
     /// The executable beside the application, else the one on the search path; empty when there is none.
     static QString findProgram();
     /// Where the service keeps its files for this user.
     static QString defaultDataDirectory();
-    /// The trust that goes with a data directory, for one loopback host; trusts nothing before the service's first
-    /// start.
+    /// The trust that goes with a data directory, for one loopback host; trusts nothing for any other host, and nothing
+    /// before the service's first start.
     static LocalTrust trustFor(const QString& host, const QString& dataDirectory = defaultDataDirectory());
 
 private:
@@ -57,24 +56,28 @@ private:
     void ended(int exitCode, QProcess::ExitStatus exit);
     void restartAfterPause();
     void tellServing(bool serves);
-    void probeExisting();
-    void finish(const std::optional<Access>& access, const QString& problem);
+    void outOfPatience();
+    void joinOther();
+    void joined();
+    void otherIsGone();
+    Access access() const;
+    void finish(const Result<Access>& result);
     QString lastWords() const;
 
     Place place_;
     Started started_;
     std::function<void(bool)> told_;
     QProcess process_;
+    QSslSocket other_; ///< open for as long as another program's service is used: its end tells that service's end
     QTimer patience_;
     QByteArray output_;
     QByteArray errors_;
-    QNetworkAccessManager* probe_ = nullptr;
     quint16 port_ = 0;
     QElapsedTimer serving_; ///< since the service was last ready; not valid before it was
-    QElapsedTimer revived_; ///< since the last attempt
     QTimer restart_;
     int restarts_ = 0; ///< in a row
     bool serves_ = true;
+    bool isJoined_ = false; ///< the other one has shown that it is this user's
     bool isWanted_ = false; ///< its owner has got access
 };
 

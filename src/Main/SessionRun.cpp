@@ -4,11 +4,9 @@
 #include "WatchedSource.h"
 
 #include <Foundation/BackgroundQueue.h>
-#include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
-#include <Network/ApiBase.h>
 
 #include <Tools/SessionStatusText.h>
 
@@ -16,16 +14,12 @@
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QScreen>
-#include <QUrl>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
 
-constexpr Phrase notABackend{
-    "PARLOWEN_API_BASE_URL is not the address of a backend, such as https://example.org/api/v1: %1",
-    "PARLOWEN_API_BASE_URL 不是后端的地址（例如 https://example.org/api/v1）：%1"};
 constexpr Phrase signedOut{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
 constexpr Phrase didNotStart{"recognition did not start", "识别没有开始"};
 constexpr Phrase endNotRecognised{"the end was not recognised. %1", "结尾没有被识别。%1"};
@@ -49,15 +43,18 @@ constexpr int startMilliseconds = 60'000;
 
 } // namespace
 
-SessionRun::SessionRun(CommandLine line, SessionReport& report, std::function<void(int)> finished)
+SessionRun::SessionRun(CommandLine line, SessionReport& report, SessionSettings& settings, Composition& composition,
+                       std::function<void(int)> finished)
     : line_(std::move(line))
     , report_(report)
-    , finished_(std::move(finished)) {
+    , finished_(std::move(finished))
+    , settings_(settings)
+    , composition_(composition) {
     quiet_.setSingleShot(true);
     connect(&quiet_, &QTimer::timeout, this, &SessionRun::settle);
 }
 
-SessionRun::~SessionRun() = default;
+SessionRun::~SessionRun() { composition_.setHooks({}); }
 
 double SessionRun::heardSeconds() const {
     return heard_.isValid() ? static_cast<double>(heard_.elapsed()) / 1000 : 0.0;
@@ -69,48 +66,39 @@ void SessionRun::begin() {
         return;
     }
     report_.started(soundName());
-    settings_ = std::make_unique<SessionSettings>();
-    if (const auto& problem = settings_->storedProblem())
+    if (const auto& problem = settings_.storedProblem())
         report_.problem(*problem);
-    settings_->applyAnswers(line_);
+    settings_.applyAnswers(line_);
     connectBackend();
 }
 
 void SessionRun::connectBackend() {
-    const QUrl base(ApiBase::builtIn());
-    if (base.host().isEmpty() || (base.scheme() != QLatin1String("https") && base.scheme() != QLatin1String("http"))) {
-        giveUp(notABackend.here(ApiBase::builtIn()), statusBadInput);
+    Backend& backend = composition_.backend();
+    if (const Result<void> usable = backend.checkAddress(); !usable) {
+        giveUp(usable.error(), statusBadInput);
         return;
     }
-    if (base != QUrl(Bundle::builtInApiBaseUrl()) || base.host() != QLatin1String("127.0.0.1")) {
-        useBackend(LocalService::trustFor(base.host()));
-        return;
-    }
-    service_ = std::make_unique<LocalService>(LocalService::Place{
-        LocalService::findProgram(), LocalService::defaultDataDirectory(), static_cast<quint16>(base.port())});
-    service_->start([this](const std::optional<LocalService::Access>& access, const QString& problem) {
-        if (!access) {
-            giveUp(problem, statusNotRun);
-            return;
-        }
-        service_->onServing([this](bool serves) {
-            if (controller_)
-                controller_->setServiceStarting(!serves);
-        });
-        ApiBase::setBuiltIn(access->baseUrl);
-        useBackend(access->trust);
+    connect(&backend, &Backend::servingChanged, this, [this](bool serves) {
+        if (controller_)
+            controller_->setServiceStarting(!serves);
+    });
+    composition_.connectBackend(this, [this](const Result<Backend::Access>& access) {
+        if (access)
+            signIn(access->trust);
+        else
+            giveUp(access.error(), statusNotRun);
     });
 }
 
-void SessionRun::useBackend(const LocalTrust& trust) {
+void SessionRun::signIn(const LocalTrust& trust) {
     Composition::Hooks hooks;
     hooks.problem = [this](const QString& text) { requestFailed(text); };
     hooks.forcedSignOut = [this] {
         if (!signIn_->tokenRefused())
             requestFailed(signedOut.here());
     };
-    composition_ = std::make_unique<Composition>(settings_->settings(), trust, hooks);
-    signIn_ = std::make_unique<SessionSignIn>(composition_->http(), settings_->settings(), trust);
+    composition_.setHooks(std::move(hooks));
+    signIn_ = std::make_unique<SessionSignIn>(composition_.http(), settings_.settings(), trust);
     signIn_->run([this](const QString& problem) {
         if (problem.isEmpty())
             loadLanguages();
@@ -120,10 +108,10 @@ void SessionRun::useBackend(const LocalTrust& trust) {
 }
 
 void SessionRun::loadLanguages() {
-    composition_->languageList(1, [this](std::vector<LanguageListModel> spoken) {
+    composition_.languageList(1, [this](std::vector<LanguageListModel> spoken) {
         spoken_ = std::move(spoken);
-        composition_->languageList(2, [this](const std::vector<LanguageListModel>& targets) {
-            settings_->applyLanguages(line_, spoken_, targets);
+        composition_.languageList(2, [this](const std::vector<LanguageListModel>& targets) {
+            settings_.applyLanguages(line_, spoken_, targets);
             openSession();
         });
     });
@@ -134,7 +122,7 @@ void SessionRun::openSession() {
         giveUp(*problem, statusNotRun);
         return;
     }
-    window_ = composition_->openSession(watchedCapture(), router(), status_);
+    window_ = composition_.openSession(watchedCapture(), router(), status_);
     controller_ = window_->controller();
     window_->installEventFilter(this);
     observe();
@@ -193,10 +181,7 @@ void SessionRun::requestFailed(const QString& problem) {
 
 void SessionRun::recognitionChanged() {
     using State = RecognitionStatus::State;
-    using Cause = RecognitionStatus::Cause;
     const RecognitionStatus& now = status_.recognition();
-    if (now.state == State::Reconnecting && now.cause == Cause::NoNetwork && service_)
-        service_->revive();
     if (now.state == State::Recognizing)
         lastProblem_.clear();
     if (std::exchange(lagged_, recognitionLags()) != lagged_ || now.state == State::Recognizing)
@@ -276,7 +261,7 @@ void SessionRun::settle() {
     if (!heard_.isValid())
         report_.problem(didNotStart.here());
     else if (recognitionLags() && !std::exchange(recognitionFailed_, true))
-        report_.problem(endNotRecognised.here(status_.recognition().details));
+        report_.problem(endNotRecognised.here(status_.recognition().details.here()));
     if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
         controller_->aiResponseTapped();
         return;
@@ -314,7 +299,7 @@ void SessionRun::putAway() {
         consoleLog(QStringLiteral("主线程最长停顿：%1 毫秒").arg(stops_->longestStop()));
     stops_.reset();
     waitForBackground();
-    keep(*settings_);
+    keep(settings_);
     if (!unfinished_.isEmpty())
         warn(cutOff.here(unfinished_));
     for (const int answer : std::exchange(growing_, {})) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "CommandLine.h"
-#include "LocalService.h"
 #include "MainThreadWatch.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
@@ -33,7 +32,9 @@ class Composition;
 class SessionRun : public QObject {
 public:
     /// `finished` is called once with the exit status, when everything is put away.
-    SessionRun(CommandLine line, SessionReport& report, std::function<void(int)> finished);
+    /// The composition is the program's, and works on these settings.
+    SessionRun(CommandLine line, SessionReport& report, SessionSettings& settings, Composition& composition,
+               std::function<void(int)> finished);
     ~SessionRun() override;
 
     void begin();
@@ -65,7 +66,7 @@ protected:
 
 private:
     void connectBackend();
-    void useBackend(const LocalTrust& trust);
+    void signIn(const LocalTrust& trust);
     void loadLanguages();
     void openSession();
     void observe();
@@ -88,9 +89,8 @@ private:
     SessionReport& report_;
     std::function<void(int)> finished_;
     SessionStatus status_;
-    std::unique_ptr<SessionSettings> settings_;
-    std::unique_ptr<LocalService> service_;
-    std::unique_ptr<Composition> composition_;
+    SessionSettings& settings_;
+    Composition& composition_;
     std::unique_ptr<SessionSignIn> signIn_;
     std::optional<SessionPresence> presence_; ///< while the window is open
     std::unique_ptr<SessionWindow> window_;

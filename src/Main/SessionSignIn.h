@@ -9,8 +9,8 @@
 
 namespace parlowen {
 
-/// Makes sure that a rehearsal is signed in: with the stored sign-in where the backend still takes it, else, on the
-/// local service, with an account of its own. Main thread only.
+/// Makes sure that a session is signed in: with the stored sign-in where the backend still takes it, else, on the local
+/// service, whose certificate shows that it is this user's, with an account of its own. Main thread only.
 class SessionSignIn {
 public:
     /// Called once, with an empty text or a plain sentence on why nobody is signed in.

@@ -1,8 +1,10 @@
 #include "AudioCommands.h"
 #include "CommandLine.h"
+#include "Composition.h"
 #include "Interview.h"
 #include "Rehearsal.h"
 #include "SessionReport.h"
+#include "SessionSettings.h"
 #include "UnixSignals.h"
 
 #include <CoreAudio/AudioHardwareService.h>
@@ -71,6 +73,10 @@ std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Write toOutp
 /// Runs one session and returns its exit status.
 template<class Run>
 int runSession(const CommandLine& line) {
+    SessionSettings settings;
+    Composition composition(settings.settings(), line.backend);
+    if (composition.backend().isGiven())
+        settings.settings().remove(SettingsKeys::fuwuqiKey.name); // of the copy: requests go where this run's do
     SessionRun* running = nullptr;
     const auto toOutput = [&running, &line, left = false](const QByteArray& text) mutable {
         write(stdout, text);
@@ -79,7 +85,7 @@ int runSession(const CommandLine& line) {
             onMain(QPointer<SessionRun>(running), [running] { running->interrupt(); });
     };
     const auto report = makeReport(line.json, toOutput, [&running] { return running->heardSeconds(); });
-    Run run(line, *report, [](int status) { QCoreApplication::exit(status); });
+    Run run(line, *report, settings, composition, [](int status) { QCoreApplication::exit(status); });
     running = &run;
     const UnixSignals interrupts([&run] { run.interrupt(); });
     onMain([&run] { run.begin(); });

@@ -8,15 +8,8 @@ namespace parlowen {
 
 namespace {
 
-QString trimmed(QString url) {
-    url = url.trimmed();
-    while (url.endsWith('/'))
-        url.chop(1);
-    return url;
-}
-
 QString baseAtStart() {
-    const QString fromEnvironment = trimmed(qEnvironmentVariable("PARLOWEN_API_BASE_URL"));
+    const QString fromEnvironment = ApiBase::fromEnvironment();
     return fromEnvironment.isEmpty() ? Bundle::builtInApiBaseUrl() : fromEnvironment;
 }
 
@@ -31,6 +24,15 @@ Base& base() {
 }
 
 } // namespace
+
+QString ApiBase::trimmed(QString url) {
+    url = url.trimmed();
+    while (url.endsWith('/'))
+        url.chop(1);
+    return url;
+}
+
+QString ApiBase::fromEnvironment() { return trimmed(qEnvironmentVariable("PARLOWEN_API_BASE_URL")); }
 
 QString ApiBase::builtIn() {
     const std::lock_guard lock(base().mutex);

@@ -82,7 +82,6 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     if (const std::optional<QString> token = settings_.loginToken())
         request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
     request.setTransferTimeout(timeout.value_or(defaultTimeoutSeconds) * 1000);
-    request.setSslConfiguration(sslConfiguration(trust_, *url));
     return {request, method, method == HttpMethod::GET || !params ? QByteArray() : jsonText(*params)};
 }
 
@@ -94,13 +93,15 @@ void HttpDatas::send(const Prepared& prepared, Completion completion) {
         });
         return;
     }
+    QNetworkRequest request = *prepared.request;
+    request.setSslConfiguration(sslConfiguration(trust_, request.url()));
     QNetworkReply* reply = nullptr;
     if (prepared.method == HttpMethod::GET)
-        reply = manager_.get(*prepared.request);
+        reply = manager_.get(request);
     else if (prepared.method == HttpMethod::POST)
-        reply = manager_.post(*prepared.request, prepared.body);
+        reply = manager_.post(request, prepared.body);
     else
-        reply = manager_.put(*prepared.request, prepared.body);
+        reply = manager_.put(request, prepared.body);
     connect(reply, &QNetworkReply::finished, this, [this, reply, completion = std::move(completion)] {
         reply->deleteLater();
         handleFinished(*reply, completion);

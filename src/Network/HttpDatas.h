@@ -57,6 +57,9 @@ public:
     void requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                      std::optional<int> timeout, Completion completion);
 
+    /// What is trusted from the next request on. Main thread.
+    void setLocalTrust(LocalTrust trust) { trust_ = std::move(trust); }
+
     /// Shows a modal alert through the hook. Main thread.
     void showAlert(const Alert& alert) const;
 
@@ -72,7 +75,7 @@ private:
     void showAlertSoon(const QString& title);
 
     Settings& settings_;
-    const LocalTrust trust_;
+    LocalTrust trust_;
     const Hooks hooks_;
     QNetworkAccessManager manager_;
     const QPointer<HttpDatas> self_; // made on the main thread, for use on others

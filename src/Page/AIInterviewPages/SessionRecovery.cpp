@@ -49,7 +49,7 @@ void AIInterviewDetailController::recognitionIs(const RecognitionStatus& status)
     recognition_ = status;
     tellRecognition();
     if (stops && observer_.recognitionError)
-        observer_.recognitionError(status.details);
+        observer_.recognitionError(status.details.here());
 }
 
 void AIInterviewDetailController::tellRecognition() {
