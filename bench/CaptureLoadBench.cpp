@@ -9,7 +9,7 @@
 #include <PulseAudio/PulseClient.h>
 #include <Speech/SPXPushAudioInputStream.h>
 #include <Tools/SpeechRecognitionTool.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/PrivateAudioServer.h>
 #include <support/ServerSound.h>
 
 #include <QCoreApplication>

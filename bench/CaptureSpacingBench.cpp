@@ -4,8 +4,7 @@
 
 #include <AVFoundation/CaptureSource.h>
 #include <PulseAudio/PulseClient.h>
-#include <support/PrivatePipeWire.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/PrivateAudioServer.h>
 
 #include <QCoreApplication>
 #include <condition_variable>

@@ -39,6 +39,12 @@ std::shared_ptr<void> SessionRoute::watch(Observer observer) {
 
 namespace {
 
+using namespace std::chrono_literals;
+
+constexpr std::chrono::seconds silenceToOffer = 2s, silenceToTurn = 5s;
+// Seconds:
+constexpr double soundToTurn = 1.0, soundToTurnBack = 0.2, silenceToGoOn = 3.0;
+
 using Choice = SessionRoute::Choice;
 
 std::optional<InputTarget> microphoneTarget(const PulseSnapshot& server, const Choice& choice) {
@@ -145,6 +151,34 @@ std::vector<const PulseEndpoint*> playedElsewhere(const PulseSnapshot& server, c
             outputs.push_back(&other);
     }
     return outputs;
+}
+
+OutputTurn OutputTurn::away(const PulseSnapshot& server, const std::string& heard, bool isChosen,
+                            std::chrono::microseconds quiet, const Scouted& scouted) {
+    OutputTurn turn;
+    const auto others = playedElsewhere(server, heard);
+    if (quiet < silenceToOffer || others.empty())
+        return turn;
+    auto other = std::ranges::find(others, scouted.sink, &PulseEndpoint::name);
+    if (other == others.end() || (scouted.silence > silenceToGoOn && ++other == others.end()))
+        other = others.begin();
+    turn.watch = (*other)->name;
+    const double sound = turn.watch == scouted.sink ? scouted.sound : 0;
+    turn.offers = sound > 0;
+    turn.turns = quiet >= silenceToTurn && sound >= soundToTurn && !isChosen;
+    return turn;
+}
+
+OutputTurn OutputTurn::back(const PulseSnapshot& server, const std::string& heard, const Scouted& scouted) {
+    const auto playing = playedElsewhere(server, server.defaultSink);
+    const bool goesOn = std::ranges::find(playing, heard, &PulseEndpoint::name) != playing.end();
+    OutputTurn turn;
+    turn.isOver = !goesOn || !outputTarget(server, server.sink(server.defaultSink));
+    if (turn.isOver)
+        return turn;
+    turn.watch = server.defaultSink;
+    turn.turns = turn.watch == scouted.sink && scouted.sound >= soundToTurnBack;
+    return turn;
 }
 
 } // namespace parlowen

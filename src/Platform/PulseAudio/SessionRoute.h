@@ -2,6 +2,7 @@
 
 #include "PulseSnapshot.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -83,5 +84,29 @@ std::optional<InputTarget> outputTarget(const PulseSnapshot& server, const Pulse
 
 /// The outputs but that one into which a program plays now.
 std::vector<const PulseEndpoint*> playedElsewhere(const PulseSnapshot& server, const std::string& sink);
+
+/// What a recording of an output does about a call that may play into another one. A value, decided anew at each tick.
+struct OutputTurn {
+    /// What is known of the output that the scout listens to.
+    struct Scouted {
+        std::string sink;   ///< empty: it listens to none
+        double sound = 0;   ///< seconds of sound so far
+        double silence = 0; ///< seconds of silence since the last of it
+    };
+
+    std::string watch;   ///< the output to listen to beside the one that is heard; empty: none
+    bool offers = false; ///< the user is offered to listen there
+    bool turns = false;  ///< the session turns there
+    bool isOver = false; ///< what was turned to plays no more, or there is nothing to go back to
+
+    /// While an output is heard that nothing was turned from: after two seconds of `quiet` there, others into which
+    /// programs play are listened to in turn, three seconds each while they are silent. One that sounds is offered, and
+    /// with a second of sound, after five seconds of quiet, turned to, unless the user has chosen what is heard.
+    static OutputTurn away(const PulseSnapshot& server, const std::string& heard, bool isChosen,
+                           std::chrono::microseconds quiet, const Scouted& scouted);
+    /// While another output is heard in place of the default one: back to that as soon as it sounds, for a fifth of a
+    /// second, or when nothing plays into the other one any more.
+    static OutputTurn back(const PulseSnapshot& server, const std::string& heard, const Scouted& scouted);
+};
 
 } // namespace parlowen

@@ -65,24 +65,19 @@ private:
         if (kind < 2)
             server_->setDevice(kind == 0 ? sink(uid, uid) : combined(uid, uid, {anyUid(), anyUid()}));
         else if (kind == 2)
-            server_->renameDevice(uid, std::to_string(pick(1000)));
-        else if (kind == 3)
             server_->setDefaults(anyUid(), uid);
         else
             server_->removeDevice(uid);
     }
 
     void fail() {
-        const int kind = pick(3);
-        if (kind == 0)
+        if (pick(2) == 0)
+            server_->clearFaults();
+        else if (pick(2) == 0)
             server_->fail(Call::Read, kAudioHardwareUnspecifiedError, anyID(), anySelector());
-        else if (kind == 1)
-            server_->fail(Call::AddListener, kAudioHardwareIllegalOperationError, anyID());
         else
             server_->beforeCall(static_cast<std::size_t>(1 + pick(5)),
                                 [server = server_.get(), uid = anyUid()] { server->removeDevice(uid); });
-        if (pick(2) == 0)
-            server_->clearFaults();
     }
 
     void resolve() {
