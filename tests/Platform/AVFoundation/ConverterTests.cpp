@@ -51,7 +51,7 @@ TEST(Converter, FillsExactlyTheFramesAskedForAtAnyRateAndSize) {
 
 /// Sizes that are no exact ratio of the rates stretch the sound a little, and with it the tone.
 TEST(Converter, KeepsAToneCleanAndShowsNoSeam) {
-    for (const double rate : {8000., 16000., 44100., 48000., 96000.}) {
+    for (const double rate : {8000., 16000., 32000., 48000., 96000.}) {
         SCOPED_TRACE(rate);
         const std::vector<std::uint32_t> sizes(static_cast<std::size_t>(rate / 2048) + 4, 2048);
         const std::vector<double> out = converted(floatFormat(rate, 2), sizes, toneOf(1000, rate));
@@ -63,13 +63,14 @@ TEST(Converter, KeepsAToneCleanAndShowsNoSeam) {
         even.push_back(3 * (50 + random() % 1350));
         odd.push_back(400 + random() % 3800);
     }
-    const std::vector<double> exact = converted(floatFormat(48000, 2), even, toneOf(1000, 48000));
-    EXPECT_LT(worstImpurity(exact, 1 / 16.), -60);
-    // Each size is another ratio of its own, so the pitch wavers a little; there must be no click.
-    const std::vector<double> wavering = converted(floatFormat(48000, 2), odd, toneOf(1000, 48000));
-    const double bend = 16384 * std::pow(2 * std::numbers::pi / 16, 2); // of the tone's curve at its top
-    for (std::size_t i = 401; i + 1 < wavering.size(); ++i)
-        ASSERT_LT(std::abs(wavering[i + 1] - 2 * wavering[i] + wavering[i - 1]), 1.05 * bend) << i;
+    EXPECT_LT(worstImpurity(converted(floatFormat(48000, 2), even, toneOf(1000, 48000)), 1 / 16.), -60);
+    // Here each size is another ratio of its own, so the pitch wavers a little; there must be no click.
+    for (const double rate : {44100., 48000.}) {
+        const std::vector<double> wavering = converted(floatFormat(rate, 2), odd, toneOf(1000, rate));
+        const double bend = 16384 * std::pow(2 * std::numbers::pi / 16, 2); // of the tone's curve at its top
+        for (std::size_t i = 401; i + 1 < wavering.size(); ++i)
+            ASSERT_LT(std::abs(wavering[i + 1] - 2 * wavering[i] + wavering[i - 1]), 1.05 * bend) << i;
+    }
 }
 
 TEST(Converter, DelaysSoundByAtMostThreeMilliseconds) {

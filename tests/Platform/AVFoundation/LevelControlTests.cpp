@@ -64,6 +64,8 @@ TEST_F(LevelControlTest, QuietSpeechIsRaisedAndHeldAndALoudVoiceBehindItIsNotCli
         after(speech(4, level)); // the second far below the first
         EXPECT_NEAR(level + control_.gain(), -20, 4) << level;
     }
+    after(speech(12, -25));
+    EXPECT_NEAR(-25 + control_.gain(), -20, 4) << "loud enough in itself, but not once speech is raised";
     const double gain = control_.gain();
     after(Sound(10 * rate));
     EXPECT_EQ(control_.gain(), gain) << "in a pause";

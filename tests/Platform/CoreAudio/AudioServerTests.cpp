@@ -11,9 +11,10 @@ using namespace parlowen::testing;
 
 namespace {
 
-const QStringList speakersHeadsetAndMicrophone{
+const QStringList twinSpeakersHeadsetAndMicrophone{
     "module-null-sink sink_name=headset rate=44100 channels=2 sink_properties='device.description=\"Test Headset\"'",
     "module-null-sink sink_name=speakers rate=48000 channels=2 sink_properties='device.description=\"Test Speakers\"'",
+    "module-null-sink sink_name=twin rate=48000 channels=2 sink_properties='device.description=\"Test Speakers\"'",
     "module-remap-source master=headset.monitor source_name=mic "
     "source_properties='device.description=\"Test Microphone\"'"};
 
@@ -33,7 +34,7 @@ protected:
 ON_EITHER_AUDIO_SERVER(AudioServers);
 
 TEST_P(AudioServers, SinksAndSourcesAreDevicesOthersChangesAreToldAndWhatIsSetStaysInTheProgram) {
-    ASSERT_NO_FATAL_FAILURE(startServer(speakersHeadsetAndMicrophone));
+    ASSERT_NO_FATAL_FAILURE(startServer(twinSpeakersHeadsetAndMicrophone));
     control({"set-default-sink", "speakers"});
     control({"set-default-source", "mic"});
     server = std::make_unique<PulseAudioServer>(std::make_shared<PulseClient>(daemon->address().toStdString()));
@@ -45,6 +46,8 @@ TEST_P(AudioServers, SinksAndSourcesAreDevicesOthersChangesAreToldAndWhatIsSetSt
     const AudioObjectID headset = device("headset"), mic = device("mic"), loopback = device(loopbackDevice::uid);
     EXPECT_EQ(text(*server, headset, fourCC("lnam")), "Test Headset");
     EXPECT_EQ(text(*server, mic, fourCC("lnam")), "Test Microphone");
+    EXPECT_EQ(text(*server, device("speakers"), fourCC("lnam")), "Test Speakers (1)");
+    EXPECT_EQ(text(*server, device("twin"), fourCC("lnam")), "Test Speakers (2)");
     EXPECT_EQ(value<double>(*server, headset, {fourCC("nsrt")}), 44100);
     EXPECT_EQ(ids(*server, headset, {fourCC("stm#"), kAudioObjectPropertyScopeInput}).size(), 1U);
     EXPECT_EQ(ids(*server, mic, {fourCC("stm#"), kAudioObjectPropertyScopeOutput}).size(), 0U);

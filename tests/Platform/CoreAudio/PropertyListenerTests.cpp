@@ -57,6 +57,9 @@ TEST_F(PropertyListening, EachHearsWhatItAskedFor) {
     server.notify(output, {fourCC("volm"), kAudioObjectPropertyScopeInput, 2});
     EXPECT_THAT(heard(loudness), ElementsAre("volm/inpt"));
     EXPECT_THAT(heard(inputs), IsEmpty()) << "of another element";
+    Ear grown(server, mic, {fourCC("volm"), kAudioObjectPropertyScopeOutput});
+    server.setDevice(sink("mic", "A Microphone"));
+    EXPECT_THAT(heard(grown), ElementsAre("volm/outp")) << "a property that was not there before";
 }
 
 TEST_F(PropertyListening, ARegistrationOutlivesItsDeviceAndARefusalLeavesNothing) {
