@@ -2,9 +2,9 @@
 
 #include "PropertyAccess.h"
 
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
-#include <Foundation/SystemLog.h>
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 
 #include "PropertyAccess.h"
 
-#include <Foundation/SystemLog.h>
+#include <Foundation/ConsoleLog.h>
 
 #include <QJsonArray>
 #include <algorithm>
