@@ -88,4 +88,10 @@ bool ServerWatch::until(const std::function<bool()>& condition, int milliseconds
     return true;
 }
 
+void ServerWatch::untilQuiet() {
+    const QDeadlineTimer deadline(10'000);
+    while (!deadline.hasExpired() && waitFor([this] { return connection_->changed.exchange(false); }, 500)) {
+    }
+}
+
 } // namespace parlowen::testing

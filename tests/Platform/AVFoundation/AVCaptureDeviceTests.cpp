@@ -2,6 +2,7 @@
 #include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
 #include <support/PrivateAudioServer.h>
+#include <support/WaitFor.h>
 
 #include <QTcpServer>
 #include <future>
@@ -11,8 +12,13 @@ namespace {
 
 bool isGranted() {
     std::promise<bool> granted;
+    std::shared_ptr<PulseClient> client = PulseClient::shared();
     AVCaptureDevice::requestAccessForAudio([&granted](bool value) { granted.set_value(value); });
-    return granted.get_future().get();
+    const bool answer = granted.get_future().get();
+    const std::weak_ptr<PulseClient> held = client;
+    client.reset();
+    EXPECT_TRUE(waitFor([&held] { return held.expired(); })) << "the next server needs a client of its own";
+    return answer;
 }
 
 /// Once the server that PULSE_SERVER names is known.

@@ -37,6 +37,7 @@ const Names ofSystem{{fourCC("dIn "), "defaultInputDeviceChanged"},
 class DeviceNotificationTest : public ::testing::Test {
 protected:
     DeviceNotificationTest() {
+        QCoreApplication::processEvents(); // what earlier tests have posted
         for (const Names& names : {ofDevice, ofSystem})
             for (const auto& [selector, name] : names)
                 NotificationCenter::shared().observe(fullName(name), &context, [this](const Notification& heard) {
