@@ -99,18 +99,18 @@ void SessionRun::signIn(const LocalTrust& trust) {
     };
     composition_.setHooks(std::move(hooks));
     signIn_ = std::make_unique<SessionSignIn>(composition_.http(), settings_.settings(), trust);
-    signIn_->run([this](const QString& problem) {
-        if (problem.isEmpty())
+    signIn_->run([this](const Result<void>& signedIn) {
+        if (signedIn)
             loadLanguages();
         else
-            giveUp(problem, statusNotRun);
+            giveUp(signedIn.error(), statusNotRun);
     });
 }
 
 void SessionRun::loadLanguages() {
-    composition_.languageList(1, [this](std::vector<LanguageListModel> spoken) {
+    composition_.languageList(1, this, [this](std::vector<LanguageListModel> spoken) {
         spoken_ = std::move(spoken);
-        composition_.languageList(2, [this](const std::vector<LanguageListModel>& targets) {
+        composition_.languageList(2, this, [this](const std::vector<LanguageListModel>& targets) {
             settings_.applyLanguages(line_, spoken_, targets);
             openSession();
         });
@@ -261,7 +261,7 @@ void SessionRun::settle() {
     if (!heard_.isValid())
         report_.problem(didNotStart.here());
     else if (recognitionLags() && !std::exchange(recognitionFailed_, true))
-        report_.problem(endNotRecognised.here(status_.recognition().details));
+        report_.problem(endNotRecognised.here(status_.recognition().details.here()));
     if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
         controller_->aiResponseTapped();
         return;

@@ -1,7 +1,6 @@
 #include "ScriptedSpeechServer.h"
 
 #include <QTcpSocket>
-#include <algorithm>
 #include <utility>
 
 #include "TlsFiles.h"
@@ -27,14 +26,10 @@ void answerWithStatus(QTcpSocket& socket, int status) {
 
 SpeechSessionSeen::SpeechSessionSeen(std::unique_ptr<QWebSocket> opened)
     : socket(std::move(opened)) {
-    connect(socket.get(), &QWebSocket::textMessageReceived, this, [this](const QString& text) {
-        std::string problem;
-        take(wire::decodeText(text.toStdString(), &problem), problem);
-    });
-    connect(socket.get(), &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& bytes) {
-        std::string problem;
-        take(wire::decodeBinary(viewOf(bytes), &problem), problem);
-    });
+    connect(socket.get(), &QWebSocket::textMessageReceived, this,
+            [this](const QString& text) { take(wire::decodeText(text.toStdString())); });
+    connect(socket.get(), &QWebSocket::binaryMessageReceived, this,
+            [this](const QByteArray& bytes) { take(wire::decodeBinary(viewOf(bytes))); });
 }
 
 void SpeechSessionSeen::send(const std::string& path, const std::string& body, const std::string& requestId) {
@@ -45,14 +40,14 @@ void SpeechSessionSeen::send(const std::string& path, const std::string& body, c
     socket->sendTextMessage(QString::fromStdString(wire::encode(message)));
 }
 
-void SpeechSessionSeen::take(const std::optional<wire::SpeechMessage>& message, const std::string& problem) {
+void SpeechSessionSeen::take(const wire::DecodedMessage& message) {
     if (!message) {
-        problems.push_back(problem);
+        problems.push_back(message.error());
         return;
     }
     messages.push_back(*message);
     if (message->path() == "speech.context")
-        turns.push_back({std::string(message->requestId()), {}, {}, 0, false});
+        turns.push_back({std::string(message->requestId()), {}, {}, false});
     else if (message->path() == "audio")
         takeAudio(*message);
 }
@@ -70,7 +65,6 @@ void SpeechSessionSeen::takeAudio(const wire::SpeechMessage& message) {
         return;
     }
     turn.audio += message.body;
-    turn.largestPiece = std::max(turn.largestPiece, message.body.size());
     turn.audioEnded = message.body.empty();
     if (onAudio)
         onAudio(*this);

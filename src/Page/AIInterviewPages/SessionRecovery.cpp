@@ -49,7 +49,7 @@ void AIInterviewDetailController::recognitionIs(const RecognitionStatus& status)
     recognition_ = status;
     tellRecognition();
     if (stops && observer_.recognitionError)
-        observer_.recognitionError(status.details);
+        observer_.recognitionError(status.details.here());
 }
 
 void AIInterviewDetailController::tellRecognition() {
@@ -84,8 +84,11 @@ void AIInterviewDetailController::askForTokenAgain() {
 
 void AIInterviewDetailController::tokenDidFail() {
     if (waitsForToken() && recognition_.state != State::Stopped)
-        recognitionIs({State::Reconnecting, Cause::TokenMissing,
-                       QStringLiteral("The backend gives no speech token: check the network and the backend"), 0});
+        recognitionIs({State::Reconnecting,
+                       Cause::TokenMissing,
+                       {"The backend gives no speech token: check the network and the backend",
+                        "后端没有给出识别令牌：请检查网络和后端"},
+                       0});
 }
 
 // What is on its way to the service was heard before it.

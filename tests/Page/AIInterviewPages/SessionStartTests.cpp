@@ -77,7 +77,7 @@ TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndReported) {
     EXPECT_TRUE(window_->isVisible()) << "the session stays open";
     EXPECT_EQ(status_.recognition().state, RecognitionStatus::State::Stopped);
     EXPECT_EQ(status_.recognition().cause, RecognitionStatus::Cause::BadSettings);
-    EXPECT_EQ(status_.recognition().details, reported);
+    EXPECT_EQ(status_.recognition().details.here(), reported);
 }
 
 } // namespace
