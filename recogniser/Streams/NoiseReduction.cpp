@@ -8,7 +8,7 @@ namespace parlowen::recogniser {
 
 namespace {
 
-// Measured at 10 dB: word errors 20 % at -3, 16 % at -9, 15 % at -15, 17 % at -20 and beyond.
+// Measured at 10 dB: word errors 20 % at -3, 16 % at -9, 15 % at -15, no fewer beyond.
 constexpr int mostReduction = -15; // dB
 
 } // namespace
