@@ -110,7 +110,7 @@ TEST_P(SessionLooksTest, FramesAndGroundsHaveTheirColours) {
     if (isManual()) {
         EXPECT_EQ(image.pixelColor(place(answerButton()).topLeft() + QPoint(8, 8)), accent);
         const QPoint text = box().viewport()->mapTo(&box(), box().cursorRect(QTextCursor(box().document())).topLeft());
-        EXPECT_EQ(text, QPoint(4 + 2, 2)) << "the text's own room in the question box";
+        EXPECT_EQ(text, QPoint(6 + 4 + 2, 6 + 2)) << "the text's own room, clear of the box's round frame";
     }
 }
 

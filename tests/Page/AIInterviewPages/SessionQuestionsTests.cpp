@@ -104,11 +104,11 @@ TEST_F(SessionQuestionsTest, InManualModeSentencesCollectInTheBox) {
 
     QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
     QTest::keyClicks(&box(), "Please: ");
-    EXPECT_EQ(box().toPlainText().toStdString(), "Please: \nOne.\nTwo.\nThree.") << "the user may edit it";
+    EXPECT_EQ(box().toPlainText().toStdString(), "\nPlease: One.\nTwo.\nThree.") << "the user may edit it";
     pressAnswer();
     EXPECT_TRUE(box().toPlainText().isEmpty());
     ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Please: \nOne.\nTwo.\nThree.");
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nPlease: One.\nTwo.\nThree.");
 }
 
 TEST_F(SessionQuestionsTest, UndoingTakesNoSentenceAway) {
