@@ -26,7 +26,7 @@ public:
         return AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
     }
 
-    std::optional<QString> start(std::uint32_t frames, Sink sink) override {
+    Result<void> start(std::uint32_t frames, Sink sink) override {
         worker_ = std::jthread([frames, sink = std::move(sink)](const std::stop_token& stop) {
             std::mutex mutex;
             std::condition_variable_any pause;
