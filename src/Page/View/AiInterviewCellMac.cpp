@@ -1,6 +1,6 @@
 #include "AiInterviewCellMac.h"
 
-#include "KXTranslationHistoryDetailsModel.h"
+#include <Network/KXTranslationHistoryDetailsModel.h>
 
 namespace parlowen {
 

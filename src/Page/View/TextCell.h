@@ -46,6 +46,7 @@ protected:
         QString sourceLab;
         QString resultLab;         ///< empty: the label is hidden and takes no space
         bool isUnfinished = false; ///< shown paler, with "…" behind it
+        QString note{};            ///< in the colour of problems under a row without a result, no part of its text
     };
     virtual Content content(const QModelIndex& index) const = 0;
 

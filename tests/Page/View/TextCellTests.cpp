@@ -1,6 +1,6 @@
 #include <Page/View/AiInterviewAiCellMac.h>
 #include <Page/View/AiInterviewCellMac.h>
-#include <Page/View/KXTranslationHistoryDetailsModel.h>
+#include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
 #include <gmock/gmock.h>
