@@ -87,15 +87,6 @@ TEST(RehearsalTest, ManualQuestionsAreAskedTogetherAtTheEnd) {
     EXPECT_EQ(run.events(QStringLiteral("answered")).size(), 1U);
 }
 
-TEST(RehearsalTest, ALanguageThatIsNotOfferedIsAClearProblem) {
-    QTemporaryDir folder;
-    ProgramRun run(rehearsal(shortRecording(folder, 3), {"--language", "fr-FR"}));
-    EXPECT_EQ(run.finish(), 1);
-    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
-    ASSERT_FALSE(problems.empty());
-    EXPECT_TRUE(problems.front().text.contains(QStringLiteral("en-US"))) << problems.front().text.toStdString();
-}
-
 TEST(RehearsalTest, AFileThatIsNoSoundIsRefusedBeforeAnythingStarts) {
     for (const QString& file : {QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), QStringLiteral("/does/not/exist.wav"),
                                 QStringLiteral(PARLOWEN_SOURCE_DIR)}) {
@@ -161,6 +152,23 @@ TEST_F(ScriptedBackendRehearsalTest, ATokenThatIsRefusedIsAskedForAgainAndToldOn
     const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
     ASSERT_EQ(problems.size(), 1U) << run_->output.toStdString();
     EXPECT_EQ(problems.front().text, QStringLiteral("没有令牌"));
+}
+
+TEST_F(ScriptedBackendRehearsalTest, AnswersThatFailAreSaidAndShowInTheExitStatus) {
+    ScriptedSpeechServer speech;
+    const QString token = QStringLiteral(R"({"code":0,"data":{"token":"t","area":"%1"}})").arg(speech.area());
+    backend_.enqueue(Reply::json(200, token.toUtf8()));
+    backend_.enqueue(Reply::json(500, R"({"code":1,"message":"坏了"})"));
+    start();
+    ASSERT_TRUE(waitFor([&] { return !speech.sessions.empty() && !speech.sessions.back()->turns.empty(); }, 30'000));
+    speech.sessions.back()->send("speech.phrase",
+                                 R"({"RecognitionStatus":"Success","DisplayText":"Why?","Offset":0,"Duration":0})");
+    EXPECT_EQ(exitCode(), 3);
+    const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
+    ASSERT_EQ(problems.size(), 1U) << run_->output.toStdString();
+    EXPECT_EQ(problems.front().text.toStdString(), "answer 1 failed: the backend failed (HTTP 500: 坏了)");
+    EXPECT_TRUE(run_->events(QStringLiteral("answered")).empty());
+    EXPECT_EQ(run_->errors.toStdString(), "parlowen: answer 1 failed: the backend failed (HTTP 500: 坏了)\n");
 }
 
 TEST_F(ScriptedBackendRehearsalTest, AServiceThatDoesNotTakeTheLanguageEndsIt) {

@@ -65,6 +65,11 @@ TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 1);
     EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->positioname, "Chef");
     EXPECT_EQ(storedFile(), before);
+
+    line.headless = true;
+    line.manual = false;
+    rehearsal.applyAnswers(line);
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 0) << "without a window nobody could ask";
 }
 
 TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {

@@ -1,10 +1,12 @@
-#include "SessionRig.h"
+#include "WindowRig.h"
 
 #include <Page/AIInterviewPages/SessionLayout.h>
+#include <Page/AIInterviewPages/WindowLevel.h>
 
+#include <QAbstractItemModelTester>
 #include <QLabel>
 #include <QMouseEvent>
-#include <QTest>
+#include <QScrollBar>
 #include <QWindow>
 
 namespace parlowen {
@@ -12,10 +14,12 @@ namespace {
 
 using testing::waitFor;
 
-class SessionWindowTest : public SessionRig {
+class SessionWindowTest : public WindowRig {
 protected:
-    QToolButton& pin() { return *window_->findChild<QToolButton*>("topImg"); }
-    QLabel& tip() { return *window_->findChild<QLabel*>("tipLab"); }
+    QToolButton& pin() { return part<QToolButton>("topImg"); }
+    QLabel& tip() { return part<QLabel>("tipLab"); }
+    std::string time() { return part<QLabel>("timeLabel").text().toStdString(); }
+    QRect place(const QWidget& widget) { return {widget.mapTo(window_.get(), QPoint()), widget.size()}; }
     bool floats() { return window_->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint); }
 
     /// Drags with the left button, as the window system's events would.
@@ -33,10 +37,115 @@ protected:
     }
 };
 
+TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
+    single();
+    open();
+    const QAbstractItemModelTester rows(transcript().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    const QAbstractItemModelTester answered(answers().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    partial("so tell");
+    EXPECT_EQ(shown(transcript(), 0), "so tell");
+    final("So tell me.");
+    status_.addMissed(7);
+    ASSERT_TRUE(told("missed 7 "));
+    status_.addMissed(5);
+    ASSERT_TRUE(told("missed 5 "));
+    final("Why?");
+    std::vector<std::string> texts;
+    for (int row = 0; row < transcript().model()->rowCount(); ++row)
+        texts.push_back(shown(transcript(), row, Qt::AccessibleTextRole));
+    EXPECT_THAT(texts, ::testing::ElementsAre("1:So tell me.", "… 12 s 未听到 …", "2:Why?"));
+    ASSERT_TRUE(asked(2));
+    answerPiece("先说");
+    answerPiece("结论");
+    ASSERT_TRUE(told("piece 2 结论"));
+    EXPECT_EQ(shown(answers(), 1), "先说结论");
+    EXPECT_EQ(shown(answers(), 0), "");
+    page().setUseTimeCount(3'599);
+    EXPECT_EQ(time(), "00:59:59");
+    page().setUseTimeCount(360'061);
+    EXPECT_EQ(time(), "100:01:01");
+    for (int i = 0; i < 16; ++i)
+        final(QString("Please tell me about a project that you are proud of, number %1.").arg(i));
+    EXPECT_GT(transcript().verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(transcript().verticalScrollBar()->value(), transcript().verticalScrollBar()->maximum());
+    close();
+    page().sendQuestion("迟到的问题");
+    EXPECT_EQ(answers().model()->rowCount(), 18) << "no list follows a session that has closed";
+}
+
+TEST_F(SessionWindowTest, AFailedAnswersRowSaysSoAndIsCopiedWithoutIt) {
+    single();
+    open();
+    final("One?");
+    ASSERT_TRUE(asked(1));
+    answerPiece("一半");
+    ASSERT_TRUE(told("piece 1 一半"));
+    const int height = answers().rowHeight(0);
+    answerServer_.endStream();
+    ASSERT_TRUE(waitFor([this] { return shown(answers(), 0, Qt::AccessibleTextRole) == "1:一半（回答中断）"; }));
+    EXPECT_GT(answers().rowHeight(0), height) << "a line under the answer";
+    EXPECT_EQ(answers().wholeText().toStdString(), "一半");
+}
+
+TEST_F(SessionWindowTest, ManualModeShowsItsBoxAndTakesWhatTheUserMadeOfIt) {
+    openActive(1);
+    EXPECT_TRUE(box().isVisible() && answerButton().isVisible());
+    for (const char* text : {"One.", "Two."})
+        final(QString::fromUtf8(text));
+    QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
+    QTest::keyClicks(&box(), "Please: ");
+    QTest::mouseClick(&answerButton(), Qt::LeftButton);
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Please: \nOne.\nTwo.");
+    EXPECT_TRUE(box().toPlainText().isEmpty());
+    answerPiece("第一");
+    ASSERT_TRUE(told("piece 1 第一"));
+    QTest::keyClicks(&box(), "Three?");
+    QTest::mouseClick(&answerButton(), Qt::LeftButton);
+    ASSERT_TRUE(asked(2));
+    EXPECT_EQ(answers().model()->rowCount(), 1);
+    EXPECT_EQ(shown(answers(), 0), "");
+    answerPiece("第二");
+    ASSERT_TRUE(told("piece 2 第二"));
+    EXPECT_EQ(shown(answers(), 0), "第二");
+}
+
+TEST_F(SessionWindowTest, ItsCloseButtonEndsTheSessionAndTheMainWindowComesBack) {
+    start();
+    QWidget mainWindow;
+    window_->setMainWindow(&mainWindow);
+    EXPECT_TRUE(box().isReadOnly());
+    EXPECT_FALSE(box().isVisible());
+    QTest::mouseClick(&part<QToolButton>("closeButton"), Qt::LeftButton);
+    EXPECT_TRUE(page().isClosing());
+    EXPECT_FALSE(window_->isVisible());
+    EXPECT_FALSE(mainWindow.isVisible());
+    EXPECT_TRUE(waitFor([&mainWindow] { return mainWindow.isVisible(); }));
+}
+
+TEST_F(SessionWindowTest, EveryPartStandsWhereItBelongs) {
+    for (const bool manual : {false, true}) {
+        settings_.setAiInterviewSetModel(interview(manual ? 1 : 0));
+        start();
+        const QRect time = place(part("timeLabel"));
+        const QRect list = place(transcript());
+        const int share = manual ? 175 : 245;
+        const int answersTop = list.top() + share + 23 + (manual ? 175 + 23 : 0);
+        EXPECT_EQ(time.topLeft(), QPoint(16, 16));
+        EXPECT_EQ(list, QRect(16, time.bottom() + 1 + 11, 968, share));
+        EXPECT_EQ(place(answers()), QRect(16, answersTop, 968, 684 - answersTop));
+        EXPECT_EQ(place(pin()), QRect(924, time.center().y() - 12, 26, 26));
+        if (!manual)
+            continue;
+        const QRect question = place(box());
+        EXPECT_EQ(question, QRect(16, list.bottom() + 1 + 23, 968, 175));
+        EXPECT_EQ(place(answerButton()), QRect(1000 - 23 - 85, question.bottom() + 1 - 10 - 35, 85, 35));
+    }
+}
+
 TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
-    openWindow();
-    window_->activateWindow();
-    ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+    start();
+    becomeActive();
     EXPECT_EQ(window_->windowTitle().toStdString(), "AI面试");
     EXPECT_EQ(window_->size(), QSize(1000, 700));
     EXPECT_TRUE(floats());
@@ -64,7 +173,7 @@ TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
 }
 
 TEST_F(SessionWindowTest, IsMovedByItsGroundAndResizedAtItsEdges) {
-    openWindow();
+    start();
     window_->setGeometry(100, 50, 1000, 700);
     drag({300, 20}, {40, 30});
     EXPECT_EQ(window_->geometry(), QRect(140, 80, 1000, 700));
@@ -103,6 +212,25 @@ TEST(SessionLayoutTest, NothingOverlapsOrLeavesThePageInTheSmallestWindowWithLar
             EXPECT_TRUE(!manual || layout.questionBox.contains(layout.answerButton));
         }
     }
+}
+
+TEST(WindowLevelTest, OnAWaylandDesktopThatRunsX11ProgramsX11IsChosenUnlessTheUserChose) {
+    const struct {
+        DesktopEnvironment desktop;
+        std::optional<QByteArray> platform;
+    } cases[] = {{{"", "wayland-0", ":0"}, "xcb;wayland"}, {{"", "wayland-0", ""}, std::nullopt},
+                 {{"", "", ":0"}, std::nullopt},           {{"wayland", "wayland-0", ":0"}, std::nullopt},
+                 {{"offscreen", "", ""}, std::nullopt},    {{"", "", ""}, std::nullopt}};
+    for (const auto& [desktop, platform] : cases)
+        EXPECT_EQ(platformWithLevels(desktop), platform)
+            << desktop.chosenPlatform.toStdString() << desktop.waylandDisplay.toStdString();
+}
+
+TEST(WindowLevelTest, WaylandAloneHasNoLevels) {
+    for (const char* name : {"wayland", "wayland-egl"})
+        EXPECT_FALSE(platformHasLevels(name));
+    for (const char* name : {"xcb", "offscreen"})
+        EXPECT_TRUE(platformHasLevels(name));
 }
 
 } // namespace

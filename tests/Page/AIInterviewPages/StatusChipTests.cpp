@@ -1,29 +1,27 @@
-#include "SessionRig.h"
+#include "WindowRig.h"
 
 #include <Page/AIInterviewPages/StatusChip.h>
 
 #include <QAccessible>
 #include <QLabel>
 #include <QSignalSpy>
-#include <QTest>
 
 namespace parlowen {
 namespace {
 
 using testing::waitFor;
 
-class StatusChipTest : public SessionRig {
+class StatusChipTest : public WindowRig {
 protected:
-    StatusChipTest() {
+    void SetUp() override {
         single();
-        openWindow();
+        start();
         page().windowWillClose(); // what is so comes from here alone
-        window_->activateWindow();
-        EXPECT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+        becomeActive();
         input_.state = InputStatus::State::Listening;
         input_.name = "Speakers";
     }
-    StatusChip& chip() { return *window_->findChild<StatusChip*>("statusChip"); }
+    StatusChip& chip() { return part<StatusChip>("statusChip"); }
     QWidget* details() { return window_->findChild<QWidget*>("statusDetails"); }
     template<class Change>
     void set(Change change) {
@@ -81,7 +79,7 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
         input.elsewhereName = "Headset";
     });
     const QSignalSpy chosen(&status_, &SessionStatus::outputChosen);
-    page().addStatusNote("另一个面试窗口已打开");
+    window_->addStatusNote("另一个面试窗口已打开");
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space}) {
         chip().setFocus(Qt::TabFocusReason);
         press(key);
