@@ -83,9 +83,8 @@ public:
         });
         session_.answerList().keepPlace([&] {
             for (int i = 1; i < answers; ++i) {
-                auto model = std::make_shared<StreamModel>(i, 1, QString(), QString(), QString(), QString());
-                model->append(answerText());
-                session_.answers().append(model);
+                session_.answers().append(i - answers + 1); // so that the first one asked for is the last
+                session_.answers().grow(i - answers + 1, answerText());
             }
         });
         growing_ = session_.ask();

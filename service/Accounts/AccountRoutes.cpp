@@ -69,7 +69,7 @@ HttpResponse signOut(Accounts& accounts, const std::string& token) {
 }
 
 asio::awaitable<HttpResponse> handleSignIn(Accounts& accounts, const HttpRequest& request) {
-    const auto body = jsonObject(request);
+    const auto body = jsonObject(request.body);
     if (!body)
         co_return badRequest();
     Credentials credentials{textMember(*body, "country_code"), textMember(*body, "phone"),

@@ -31,7 +31,6 @@ public:
         const std::string lines = text == endMark ? event("@") + event("@") : event(text);
         co_return co_await events_.send(lines);
     }
-    asio::awaitable<bool> pause(std::chrono::milliseconds duration) override { return events_.wait(duration); }
 
 private:
     EventStream& events_;
@@ -64,7 +63,7 @@ asio::awaitable<void> answer(AnswerSource& source, const Question& question, Ans
 
 asio::awaitable<void> handle(AnswerSource& source, const HttpRequest& request, EventStream& events) {
     EventSink sink(events);
-    const auto body = jsonObject(request);
+    const auto body = jsonObject(request.body);
     const Question question = questionFrom(body.value_or(nlohmann::json::object()));
     if (question.text.empty())
         co_await sink.piece("没有收到问题内容。");
@@ -80,7 +79,7 @@ void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly) {
     Guard guard = [signedInOnly = std::move(signedInOnly)](const HttpRequest& request) -> std::optional<HttpResponse> {
         if (auto refusal = signedInOnly(request))
             return refusal;
-        if (!jsonObject(request))
+        if (!jsonObject(request.body))
             return badRequest();
         return std::nullopt;
     };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/asio/awaitable.hpp>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -23,7 +22,6 @@ public:
     virtual ~AnswerSink() = default;
     /// Passes a piece on at once.
     virtual boost::asio::awaitable<bool> piece(std::string_view text) = 0;
-    virtual boost::asio::awaitable<bool> pause(std::chrono::milliseconds duration) = 0;
 };
 
 /// Where answers come from. One source serves all questions, several at the same time.

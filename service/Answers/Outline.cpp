@@ -3,6 +3,8 @@
 #include "OutlineTexts.h"
 #include "Text.h"
 
+#include <algorithm>
+
 namespace parlowen::service {
 
 namespace {
@@ -69,15 +71,12 @@ std::string outlineFor(const Question& question) {
 
 boost::asio::awaitable<void> Outline::answer(const Question& question, AnswerSink& sink) {
     const std::string outline = outlineFor(question);
-    bool wanted = true;
-    for (const std::string_view piece : pieces(outline, pace_.charactersEach)) {
-        const bool first = piece.data() == outline.data();
-        if (!first)
-            wanted = co_await sink.pause(pace_.pause);
-        if (wanted)
-            wanted = co_await sink.piece(piece);
+    for (std::size_t start = 0; start < outline.size();) {
+        const std::size_t end = std::min(outline.find('\n', start), outline.size() - 1) + 1;
+        const bool wanted = co_await sink.piece(std::string_view(outline).substr(start, end - start));
         if (!wanted)
             co_return;
+        start = end;
     }
 }
 

@@ -58,15 +58,6 @@ std::string tidied(std::string_view text, std::size_t maxCharacters) {
     return result;
 }
 
-std::vector<std::string_view> pieces(std::string_view text, std::size_t charactersEach) {
-    std::vector<std::string_view> result;
-    while (!text.empty()) {
-        result.push_back(text.substr(0, lengthOf(text, charactersEach)));
-        text.remove_prefix(result.back().size());
-    }
-    return result;
-}
-
 std::string replaced(std::string text, std::string_view mark, std::string_view by) {
     for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at + by.size()))
         text.replace(at, mark.size(), by);

@@ -2,7 +2,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace parlowen::service {
 
@@ -14,9 +13,6 @@ std::string spacedWords(std::string_view text);
 
 /// Without white space at both ends; control characters become spaces; cut after that many characters.
 std::string tidied(std::string_view text, std::size_t maxCharacters);
-
-/// Cuts a text (valid UTF-8) into pieces of so many characters; the last one may be shorter.
-std::vector<std::string_view> pieces(std::string_view text, std::size_t charactersEach);
 
 /// Every `mark` in a text replaced.
 std::string replaced(std::string text, std::string_view mark, std::string_view by);

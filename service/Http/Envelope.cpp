@@ -39,10 +39,15 @@ HttpResponse methodNotAllowed(std::string allowed) {
 
 HttpResponse internalError() { return failure(500, "服务内部错误，请稍后再试", 500); }
 
-std::optional<nlohmann::json> jsonObject(const HttpRequest& request) {
-    auto value = nlohmann::json::parse(request.body, nullptr, false);
-    if (!value.is_object())
-        return std::nullopt;
+std::optional<nlohmann::json> jsonObject(std::string_view text) {
+    bool tooDeep = false;
+    const auto inBounds = [&tooDeep](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
+        tooDeep = tooDeep || depth > deepestJson;
+        return !tooDeep; // false drops the value, so that nothing deep is ever built
+    };
+    std::optional<nlohmann::json> value(nlohmann::json::parse(text, inBounds, false));
+    if (tooDeep || !value->is_object())
+        value.reset();
     return value;
 }
 

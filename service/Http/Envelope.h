@@ -18,8 +18,10 @@ HttpResponse notFound();
 HttpResponse methodNotAllowed(std::string allowed);
 HttpResponse internalError();
 
-/// The JSON object in a request's body, or none when it is anything else.
-std::optional<nlohmann::json> jsonObject(const HttpRequest& request);
+/// How deep objects and arrays of foreign JSON may lie in each other: what walks through a value does so recursively.
+inline constexpr int deepestJson = 32;
+/// The JSON object in a text of anybody's; none when it is anything else, or deeper than `deepestJson`.
+std::optional<nlohmann::json> jsonObject(std::string_view text);
 /// A member that is a string; empty when it is missing or anything else.
 std::string textMember(const nlohmann::json& object, const char* name);
 /// Compact JSON text; bytes that are no UTF-8 are replaced.

@@ -56,7 +56,6 @@ struct Service::Parts {
         : data(madeDirectory(options.data))
         , database(data / "parlowen.db")
         , accounts(database)
-        , answers(Outline::Pace{.pause = tuning.answerPause})
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
         speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));

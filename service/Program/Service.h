@@ -2,7 +2,6 @@
 
 #include "Options.h"
 
-#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -17,7 +16,6 @@ public:
     /// What tests and benchmarks choose themselves.
     struct Tuning {
         std::shared_ptr<const ServerLimits> limits{};             ///< null: the usual ones
-        std::chrono::milliseconds answerPause{15};                ///< between two pieces of an answer
         std::function<std::unique_ptr<SpeechService>()> speech{}; ///< empty: the engines that this machine has
     };
 

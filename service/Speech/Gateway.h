@@ -8,15 +8,16 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
-#include <optional>
 
 namespace parlowen::service {
 
 /// Limits of the speech gateway.
 struct SpeechGatewayOptions {
-    std::size_t sessions = 16;                        ///< at the same time; one more is refused with HTTP 503
-    std::chrono::seconds idle{180};                   ///< a connection on which nothing arrives ends after this
-    std::optional<std::chrono::seconds> longestUse{}; ///< a connection ends after this; none: never
+    std::size_t sessions = 16;                            ///< at the same time; one more is refused with HTTP 503
+    std::size_t unsentBytes = std::size_t{1'024} * 1'024; ///< of messages that a client does not fetch
+    std::chrono::milliseconds idle{180'000};              ///< a connection on which nothing arrives ends after this
+    std::chrono::milliseconds write{30'000};              ///< a connection that takes no message for that long is cut
+    std::chrono::milliseconds closing{10'000};            ///< for opening, and for closing before the connection is cut
 };
 
 /// The speech protocol on a WebSocket: recognition and recognition with translation, turn by turn.

@@ -26,65 +26,64 @@ using boost::system::error_code;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t longestFrame = std::size_t{64} * 1024; // a context; audio is kept shorter by its own limit
-constexpr std::size_t mostUnsent = std::size_t{1024} * 1024; // bytes of messages that a client does not fetch
-constexpr std::chrono::seconds handshakeLimit{15};           // for opening and for closing
+constexpr std::chrono::seconds cuttingLimit{2};              // for the parts to notice that their socket is closed
 
 /// A way to a connection's executor that other threads may keep for longer than the connection lives.
 class Mailbox {
 public:
-    explicit Mailbox(asio::any_io_executor executorOfConnection)
-        : executor(std::move(executorOfConnection)) {}
+    explicit Mailbox(asio::any_io_executor executor)
+        : executor_(std::move(executor)) {}
 
     template<typename Function>
     void post(Function function) {
-        const std::lock_guard lock(mutex);
-        if (executor)
-            asio::post(*executor, std::move(function));
+        const std::lock_guard lock(mutex_);
+        if (executor_)
+            asio::post(*executor_, std::move(function));
     }
     void close() {
-        const std::lock_guard lock(mutex);
-        executor.reset();
+        const std::lock_guard lock(mutex_);
+        executor_.reset();
     }
 
 private:
-    std::mutex mutex;
-    std::optional<asio::any_io_executor> executor;
+    std::mutex mutex_;
+    std::optional<asio::any_io_executor> executor_;
 };
 
 /// A condition that coroutines of one strand wait for.
 class Signal {
 public:
     explicit Signal(const asio::any_io_executor& executor)
-        : timer(executor, Clock::time_point::max()) {}
+        : timer_(executor, Clock::time_point::max()) {}
 
-    void raise() { timer.cancel(); }
+    void raise() { timer_.cancel(); }
     asio::awaitable<void> wait() {
         error_code ignored;
-        co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+        co_await timer_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
     }
     asio::awaitable<void> waitUntil(Clock::time_point time) {
-        timer.expires_at(time);
+        timer_.expires_at(time);
         co_await wait();
     }
 
 private:
-    asio::steady_timer timer;
+    asio::steady_timer timer_;
 };
 
+/// One client's WebSocket. Two parts read and write; run() watches the time, and outlives them whatever they wait for.
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    Connection(const asio::any_io_executor& executorToUse, TlsStream stream, SpeechGatewayOptions optionsToUse)
-        : executor(executorToUse)
-        , options(optionsToUse)
-        , socket(std::move(stream))
-        , mailbox(std::make_shared<Mailbox>(executor))
-        , readable(executor)
-        , writable(executor)
-        , due(executor)
-        , ended(executor) {}
+    Connection(const asio::any_io_executor& executor, TlsStream stream, const SpeechGatewayOptions& options)
+        : executor_(executor)
+        , options_(options)
+        , socket_(std::in_place, std::move(stream))
+        , mailbox_(std::make_shared<Mailbox>(executor_))
+        , readable_(executor_)
+        , writable_(executor_)
+        , changed_(executor_) {}
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    ~Connection() { mailbox->close(); }
+    ~Connection() { mailbox_->close(); }
 
     asio::awaitable<void> run(const EngineSet& engines, const HttpRequest& request);
 
@@ -93,6 +92,8 @@ private:
     asio::awaitable<void> read();
     asio::awaitable<void> write();
     asio::awaitable<void> watchTime();
+    asio::awaitable<void> end();
+    asio::awaitable<void> waitForParts(Clock::time_point limit);
     void start(asio::awaitable<void> part);
     SpeechSession::Hooks hooks(const asio::any_io_executor& workers);
     void handleFrame(const beast::flat_buffer& buffer);
@@ -100,21 +101,21 @@ private:
     void requestClose(const websocket::close_reason& reason);
     void giveUp();
 
-    const asio::any_io_executor executor;
-    const SpeechGatewayOptions options;
-    websocket::stream<TlsStream> socket;
-    std::unique_ptr<SpeechSession> session;
-    const std::shared_ptr<Mailbox> mailbox;
-    Signal readable; ///< the session takes frames again
-    Signal writable; ///< there is something to write
-    Signal due;      ///< the connection is over
-    Signal ended;    ///< a part is
-    std::deque<std::string> unsent;
-    std::size_t unsentBytes = 0;
-    std::optional<websocket::close_reason> wantedClose;
-    Clock::time_point lastArrival = Clock::now();
-    bool over = false;
-    int parts = 0; ///< coroutines beside run()
+    const asio::any_io_executor executor_;
+    const SpeechGatewayOptions options_;
+    std::optional<websocket::stream<TlsStream>> socket_;
+    std::unique_ptr<SpeechSession> session_;
+    const std::shared_ptr<Mailbox> mailbox_;
+    Signal readable_; ///< the session takes frames again
+    Signal writable_; ///< there is something to write
+    Signal changed_;  ///< for run(): a part has ended, or a close is wanted
+    std::deque<std::string> unsent_;
+    std::size_t unsentBytes_ = 0;
+    std::optional<websocket::close_reason> wantedClose_;
+    Clock::time_point lastArrival_ = Clock::now();
+    Clock::time_point writeLimit_ = Clock::time_point::max(); ///< of the frame that is being written
+    bool over_ = false;
+    int parts_ = 0;
 };
 
 asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpRequest& request) {
@@ -122,49 +123,44 @@ asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpReques
     if (!accepted)
         co_return;
     auto settings = settingsOfRequest(request.path, [&request](std::string_view name) { return request.query(name); });
-    session = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.workers));
+    session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.workers));
     start(write());
-    start(watchTime());
-    co_await read();
-    over = true;
-    session.reset();
-    writable.raise();
-    due.raise();
-    while (parts > 0)
-        co_await ended.wait();
+    start(read());
+    co_await watchTime();
+    co_await end();
 }
 
 asio::awaitable<bool> Connection::accept(const RawRequest& request) {
     websocket::stream_base::timeout limits{};
-    limits.handshake_timeout = handshakeLimit;
+    limits.handshake_timeout = options_.closing;
     limits.idle_timeout = websocket::stream_base::none(); // watched here, since pongs are no use
     limits.keep_alive_pings = false;
-    socket.set_option(limits);
-    socket.read_message_max(longestFrame);
+    socket_->set_option(limits);
+    socket_->read_message_max(longestFrame);
     error_code failed;
-    co_await socket.async_accept(request, asio::redirect_error(asio::use_awaitable, failed));
+    co_await socket_->async_accept(request, asio::redirect_error(asio::use_awaitable, failed));
     co_return !failed;
 }
 
 void Connection::start(asio::awaitable<void> part) {
-    ++parts;
-    asio::co_spawn(executor, std::move(part), [self = shared_from_this()](const std::exception_ptr&) {
-        --self->parts;
-        self->ended.raise();
+    ++parts_;
+    asio::co_spawn(executor_, std::move(part), [self = shared_from_this()](const std::exception_ptr&) {
+        --self->parts_;
+        self->changed_.raise();
     });
 }
 
 asio::awaitable<void> Connection::read() {
     beast::flat_buffer buffer;
-    while (true) {
-        while (session->isFull() && !wantedClose)
-            co_await readable.wait();
+    while (!over_) {
+        while (!over_ && session_->isFull() && !wantedClose_)
+            co_await readable_.wait();
         error_code failed;
-        co_await socket.async_read(buffer, asio::redirect_error(asio::use_awaitable, failed));
+        co_await socket_->async_read(buffer, asio::redirect_error(asio::use_awaitable, failed));
         if (failed)
             co_return;
-        lastArrival = Clock::now();
-        if (!wantedClose) // else only the client's own close matters
+        lastArrival_ = Clock::now();
+        if (!wantedClose_ && !over_) // else only the client's own close matters
             handleFrame(buffer);
         buffer.consume(buffer.size());
     }
@@ -173,72 +169,99 @@ asio::awaitable<void> Connection::read() {
 void Connection::handleFrame(const beast::flat_buffer& buffer) {
     const auto data = buffer.cdata();
     const std::string_view frame(static_cast<const char*>(data.data()), data.size());
-    const auto close = socket.got_text() ? session->onText(frame) : session->onBinary(frame);
+    const auto close = socket_->got_text() ? session_->onText(frame) : session_->onBinary(frame);
     if (close)
         requestClose({static_cast<websocket::close_code>(close->code), close->reason});
 }
 
 asio::awaitable<void> Connection::write() {
     error_code failed;
-    while (!over && !failed) {
-        if (!unsent.empty()) {
-            const auto frame = std::move(unsent.front());
-            unsent.pop_front();
-            unsentBytes -= frame.size();
-            socket.text(true);
-            co_await socket.async_write(asio::buffer(frame), asio::redirect_error(asio::use_awaitable, failed));
-        } else if (wantedClose) {
-            co_await socket.async_close(*wantedClose, asio::redirect_error(asio::use_awaitable, failed));
-            break;
+    while (!over_ && !failed) {
+        if (!unsent_.empty()) {
+            const auto frame = std::move(unsent_.front());
+            unsent_.pop_front();
+            unsentBytes_ -= frame.size();
+            socket_->text(true);
+            writeLimit_ = Clock::now() + options_.write;
+            changed_.raise();
+            co_await socket_->async_write(asio::buffer(frame), asio::redirect_error(asio::use_awaitable, failed));
+            writeLimit_ = Clock::time_point::max();
+        } else if (wantedClose_) {
+            co_await socket_->async_close(*wantedClose_, asio::redirect_error(asio::use_awaitable, failed));
+            co_return;
         } else {
-            co_await writable.wait();
+            co_await writable_.wait();
         }
     }
-    giveUp(); // so that reading ends too
 }
 
+/// Returns once the connection has to end: a part has ended, a close is wanted, or a frame takes too long to be sent.
 asio::awaitable<void> Connection::watchTime() {
-    const auto end = options.longestUse ? Clock::now() + *options.longestUse : Clock::time_point::max();
-    while (!over && !wantedClose) {
-        co_await due.waitUntil(std::min(lastArrival + options.idle, end));
-        const auto now = Clock::now();
-        if (now >= end)
-            requestClose({websocket::close_code::normal, "the connection was in use for the longest time allowed"});
-        else if (now >= lastArrival + options.idle)
+    while (parts_ == 2 && !wantedClose_ && Clock::now() < writeLimit_) {
+        const auto idleLimit = lastArrival_ + options_.idle;
+        if (Clock::now() >= idleLimit)
             requestClose({websocket::close_code::normal, "nothing arrived for too long"});
+        else
+            co_await changed_.waitUntil(std::min(idleLimit, writeLimit_));
     }
+}
+
+/// Gives the closing handshake its time, then cuts the connection. Reading and closing can wait for each other for
+/// ever, with no operation on the socket that its closing would end: parts that are still there then go with the
+/// WebSocket.
+asio::awaitable<void> Connection::end() {
+    if (!wantedClose_ || Clock::now() >= writeLimit_)
+        over_ = true;
+    writable_.raise();
+    readable_.raise();
+    if (!over_)
+        co_await waitForParts(Clock::now() + options_.closing);
+    over_ = true;
+    session_.reset();
+    writable_.raise();
+    readable_.raise();
+    giveUp();
+    co_await waitForParts(Clock::now() + cuttingLimit);
+    if (parts_ > 0)
+        socket_.reset();
+}
+
+asio::awaitable<void> Connection::waitForParts(Clock::time_point limit) {
+    while (parts_ > 0 && Clock::now() < limit)
+        co_await changed_.waitUntil(limit);
 }
 
 SpeechSession::Hooks Connection::hooks(const asio::any_io_executor& workers) {
     const std::weak_ptr<Connection> weak = weak_from_this();
     return {[this](std::string frame) { send(std::move(frame)); },
-            [mailbox = mailbox, weak](std::function<void()> function) {
+            [mailbox = mailbox_, weak](std::function<void()> function) {
                 mailbox->post([weak, function = std::move(function)] {
                     const auto self = weak.lock();
-                    if (self && self->session)
+                    if (self && self->session_)
                         function();
                 });
             },
-            [this] { readable.raise(); }, workers};
+            [this] { readable_.raise(); }, workers};
 }
 
 void Connection::send(std::string frame) {
-    unsentBytes += frame.size();
-    unsent.push_back(std::move(frame));
-    writable.raise();
-    if (unsentBytes > mostUnsent)
+    unsentBytes_ += frame.size();
+    unsent_.push_back(std::move(frame));
+    writable_.raise();
+    if (unsentBytes_ > options_.unsentBytes)
         giveUp();
 }
 
 void Connection::requestClose(const websocket::close_reason& reason) {
-    if (wantedClose)
+    if (wantedClose_)
         return;
-    wantedClose = reason;
-    writable.raise();
-    readable.raise();
+    wantedClose_ = reason;
+    writable_.raise();
+    readable_.raise();
+    changed_.raise();
 }
 
-void Connection::giveUp() { beast::get_lowest_layer(socket).close(); }
+void Connection::giveUp() { beast::get_lowest_layer(*socket_).close(); }
 
 } // namespace
 

@@ -50,10 +50,9 @@ SpeechSession::SpeechSession(const EngineSet& enginesToUse, TurnSettings setting
 SpeechSession::~SpeechSession() = default;
 
 std::optional<SpeechSession::Close> SpeechSession::onText(std::string_view frame) {
-    std::string problem;
-    const auto message = wire::decodeText(frame, &problem);
+    const auto message = wire::decodeText(frame);
     if (!message)
-        return invalid("text message: " + problem);
+        return invalid("text message: " + message.error());
     if (message->path() != "speech.context")
         return std::nullopt;
     auto wanted = withContext(connectionSettings, message->body);
@@ -64,10 +63,9 @@ std::optional<SpeechSession::Close> SpeechSession::onText(std::string_view frame
 }
 
 std::optional<SpeechSession::Close> SpeechSession::onBinary(std::string_view frame) {
-    std::string problem;
-    const auto message = wire::decodeBinary(frame, &problem);
+    const auto message = wire::decodeBinary(frame);
     if (!message)
-        return invalid("binary message: " + problem);
+        return invalid("binary message: " + message.error());
     return message->path() == "audio" ? takeAudio(*message) : std::nullopt;
 }
 

@@ -1,5 +1,7 @@
 #include "TurnSettings.h"
 
+#include "Http/Envelope.h"
+
 #include <algorithm>
 #include <cctype>
 #include <nlohmann/json.hpp>
@@ -19,19 +21,21 @@ bool sameWord(std::string_view a, std::string_view b) {
                       [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
-/// The member at the end of a way through objects; null when there is none.
-json memberAt(const json& root, std::initializer_list<const char*> way) {
+/// The member at the end of a way through objects; a null value when there is none.
+const json& memberAt(const json& root, std::initializer_list<const char*> way) {
+    static const json none;
     const json* value = &root;
     for (const char* name : way) {
-        if (!value->is_object() || !value->contains(name))
-            return nullptr;
-        value = &(*value)[name];
+        const auto member = value->find(name); // of what is no object, too, it finds nothing
+        if (member == value->end())
+            return none;
+        value = &*member;
     }
     return *value;
 }
 
 std::string textAt(const json& root, std::initializer_list<const char*> way) {
-    const auto value = memberAt(root, way);
+    const json& value = memberAt(root, way);
     return value.is_string() ? value.get<std::string>() : std::string();
 }
 
@@ -50,10 +54,9 @@ std::vector<std::string> splitAtCommas(std::string_view text) {
 bool isOn(const std::string& value, std::string_view on) { return value.empty() || sameWord(value, on); }
 
 void addTranslation(TurnSettings& settings, const json& context) {
-    auto translation = memberAt(context, {"translation"});
-    if (!translation.is_object())
-        translation = memberAt(context, {"phraseDetection", "translation"});
-    const auto targets = memberAt(translation, {"targetLanguages"});
+    const json& atRoot = memberAt(context, {"translation"});
+    const json& translation = atRoot.is_object() ? atRoot : memberAt(context, {"phraseDetection", "translation"});
+    const json& targets = memberAt(translation, {"targetLanguages"});
     if (!targets.is_array() || !isOn(textAt(context, {"phraseDetection", "onSuccess", "action"}), "Translate"))
         return;
     settings.targets.clear();
@@ -109,9 +112,10 @@ TurnSettings settingsOfRequest(std::string_view path, const QueryLookup& query) 
 }
 
 std::optional<TurnSettings> withContext(TurnSettings settings, std::string_view body) {
-    const auto context = json::parse(body, nullptr, false);
-    if (!context.is_object())
+    const auto parsed = jsonObject(body);
+    if (!parsed)
         return std::nullopt;
+    const json& context = *parsed;
     if (const auto language = textAt(context, {"phraseDetection", "language"}); !language.empty())
         settings.language = language;
     if (settings.olderTranslation)

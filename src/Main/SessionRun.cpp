@@ -235,7 +235,7 @@ void SessionRun::settle() {
     if (!heard_.isValid())
         fail(didNotStart.here());
     else if (ending_.recognitionLags() && !std::exchange(endMissing_, true))
-        fail(endNotRecognised.here(status_.recognition().details));
+        fail(endNotRecognised.here(status_.recognition().details.here()));
     if (line_.headless && line_.manual && session_->hasCollectedQuestions()) {
         session_->aiResponseTapped();
         return;

@@ -4,19 +4,29 @@
 #include <Foundation/MainQueue.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace parlowen {
 
 namespace {
 
 constexpr int maxRetries = 3;
+constexpr std::chrono::milliseconds firstPause{250}; // each further one is twice as long
 constexpr std::chrono::milliseconds longestPause{10'000};
-constexpr qint64 peaceSeconds = 60; // without a need to ask again, after which pauses grow anew
+constexpr std::chrono::seconds peace{60}; // without a need to ask again, after which pauses grow anew
 
 } // namespace
 
-AzTokenNewManager::AzTokenNewManager(HttpDatas& http)
-    : http_(http) {}
+AzTokenNewManager::Clock AzTokenNewManager::Clock::system() {
+    return {[] { return std::chrono::seconds(QDateTime::currentSecsSinceEpoch()); },
+            [](std::chrono::milliseconds pause, std::function<void()> work) {
+                onMainAfter(std::chrono::duration<double>(pause).count(), std::move(work));
+            }};
+}
+
+AzTokenNewManager::AzTokenNewManager(HttpDatas& http, Clock clock)
+    : http_(http)
+    , clock_(std::move(clock)) {}
 
 void AzTokenNewManager::setDelegate(AzTokenNewDelegate* delegate) { delegate_ = delegate; }
 
@@ -80,12 +90,12 @@ void AzTokenNewManager::renewToken() {
 void AzTokenNewManager::askAgain() {
     if (pausing_)
         return;
-    const QDateTime now = QDateTime::currentDateTime();
-    const bool peace = !lastAsked_ || std::abs(lastAsked_->secsTo(now)) > peaceSeconds;
-    pause_ = peace ? firstPause : std::min(pause_ * 2, longestPause);
+    const std::chrono::seconds now = clock_.now();
+    const bool isPeace = !lastAsked_ || std::chrono::abs(now - *lastAsked_) > peace;
+    pause_ = isPeace ? firstPause : std::min(pause_ * 2, longestPause);
     lastAsked_ = now;
     pausing_ = true;
-    onMainAfter(std::chrono::duration<double>(pause_).count(), [weak = weak_from_this()] {
+    clock_.after(pause_, [weak = weak_from_this()] {
         const std::shared_ptr<AzTokenNewManager> self = weak.lock();
         if (!self)
             return;

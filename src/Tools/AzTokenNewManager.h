@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QString>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -33,13 +34,18 @@ public:
 /// again with pauses that grow up to 10 s. Main thread.
 class AzTokenNewManager : public std::enable_shared_from_this<AzTokenNewManager> {
 public:
+    /// The time of pauses; tests have one of their own.
+    struct Clock {
+        std::function<std::chrono::seconds()> now;
+        std::function<void(std::chrono::milliseconds pause, std::function<void()> work)> after;
+        static Clock system();
+    };
+
     /// Must be made with std::make_shared; replies that come after it is gone are dropped.
-    explicit AzTokenNewManager(HttpDatas& http);
+    explicit AzTokenNewManager(HttpDatas& http, Clock clock = Clock::system());
 
     int action = 1; ///< 1 the first fetch of a session, 2 a refresh
     int retry = 0;  ///< retries made in this cycle, 0 to 3
-    std::chrono::milliseconds firstPause{
-        250}; ///< before a token is asked for again; each further pause is twice as long
 
     /// Not owned; whoever sets it takes it away (null) before it is destroyed.
     void setDelegate(AzTokenNewDelegate* delegate);
@@ -59,7 +65,8 @@ private:
     HttpDatas& http_;
     AzTokenNewDelegate* delegate_ = nullptr;
     std::optional<QDateTime> lastRequestTime_;
-    std::optional<QDateTime> lastAsked_; ///< when askAgain() last began a pause
+    Clock clock_;
+    std::optional<std::chrono::seconds> lastAsked_; ///< when askAgain() last began a pause
     std::chrono::milliseconds pause_{0};
     bool pausing_ = false;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <AVFoundation/InputStatus.h>
+#include <Foundation/Phrase.h>
 
 #include <QObject>
 #include <QString>
@@ -34,7 +35,7 @@ struct RecognitionStatus {
 
     State state = State::Starting;
     Cause cause = Cause::None;
-    QString details;        ///< plain English: a code and what to check; empty without a cause
+    BilingualText details;  ///< a code and what to check; empty without a cause
     int waitingSeconds = 0; ///< captured sound that still waits for the service, in whole seconds
 
     bool operator==(const RecognitionStatus&) const = default;

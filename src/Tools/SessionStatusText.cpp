@@ -265,7 +265,7 @@ private:
             result_.details << in({"The audio server says: %1", "音频服务的说明：%1"}, input_.problem);
         result_.details << recognitionSentence();
         if (!recognition_.details.isEmpty())
-            result_.details << in({"More exactly: %1", "详细信息：%1"}, recognition_.details);
+            result_.details << in({"More exactly: %1", "详细信息：%1"}, recognition_.details.in(language_));
         if (recognition_.waitingSeconds > 0)
             result_.details << in({"%1 s of sound are kept and written out later.", "已保留 %1 秒声音，稍后补上文字。"},
                                   QString::number(recognition_.waitingSeconds));

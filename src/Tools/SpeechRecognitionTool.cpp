@@ -2,6 +2,7 @@
 
 #include <AVFoundation/AVAudioConverter.h>
 #include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
 
 #include <algorithm>
 #include <limits>
@@ -11,6 +12,32 @@
 namespace parlowen {
 
 namespace {
+
+using State = RecognitionStatus::State;
+using Cause = RecognitionStatus::Cause;
+
+Cause causeOf(SPXTrouble trouble) {
+    switch (trouble) {
+    case SPXTrouble::NoConnection:
+        return Cause::NoNetwork;
+    case SPXTrouble::Busy:
+        return Cause::ServiceBusy;
+    case SPXTrouble::ServiceFailed:
+        return Cause::ServiceFailed;
+    case SPXTrouble::TokenRefused:
+        return Cause::TokenRefused;
+    case SPXTrouble::Denied:
+        return Cause::Denied;
+    case SPXTrouble::SessionRefused:
+    case SPXTrouble::BadSettings:
+        return Cause::BadSettings;
+    case SPXTrouble::NoSuchService:
+        return Cause::NoSuchService;
+    case SPXTrouble::UntrustedService:
+        return Cause::UntrustedService;
+    }
+    return Cause::ServiceFailed;
+}
 
 bool hasText(const SPXRecognitionResult& result) { return result.text && !result.text->isEmpty(); }
 
@@ -81,16 +108,16 @@ void SpeechRecognitionTool::start(SetUp setUp, SetUpTexts texts) {
     isRecognizing_ = true;
 }
 
-std::optional<QString> SpeechRecognitionTool::setupRecognizer(const QString& language) {
-    QString error;
-    std::optional<SPXSpeechConfiguration> configuration = SPXSpeechConfiguration::make(*token_, *region_, &error);
+Result<void> SpeechRecognitionTool::setupRecognizer(const QString& language) {
+    auto configuration = SPXSpeechConfiguration::make(*token_, *region_);
     if (!configuration)
-        return error;
-    speechConfig_ = std::move(configuration);
+        return failure(configuration.error());
+    speechConfig_ = std::move(*configuration);
     speechConfig_->setSpeechRecognitionLanguage(language);
-    recognizer_ = SPXSpeechRecognizer::make(*speechConfig_, *audioConfig_, &error);
-    if (!recognizer_)
-        return error;
+    auto recognizer = SPXSpeechRecognizer::make(*speechConfig_, *audioConfig_);
+    if (!recognizer)
+        return failure(recognizer.error());
+    recognizer_ = std::move(*recognizer);
     const auto tool = shared_from_this();
     addHandlers(
         *recognizer_,
@@ -102,19 +129,19 @@ std::optional<QString> SpeechRecognitionTool::setupRecognizer(const QString& lan
             if (hasText(event.result))
                 call(tool->onResultCallback_, *event.result.text);
         });
-    return std::nullopt;
+    return {};
 }
 
-std::optional<QString> SpeechRecognitionTool::setupTranslationRecognizer(const QString& source, const QString& target) {
-    QString error;
-    auto configuration = SPXSpeechTranslationConfiguration::make(*token_, *region_, &error);
+Result<void> SpeechRecognitionTool::setupTranslationRecognizer(const QString& source, const QString& target) {
+    auto configuration = SPXSpeechTranslationConfiguration::make(*token_, *region_);
     if (!configuration)
-        return error;
+        return failure(configuration.error());
     configuration->setSpeechRecognitionLanguage(source);
     configuration->addTargetLanguage(target);
-    translationRecognizer_ = SPXTranslationRecognizer::make(*configuration, *audioConfig_, &error);
-    if (!translationRecognizer_)
-        return error;
+    auto recognizer = SPXTranslationRecognizer::make(*configuration, *audioConfig_);
+    if (!recognizer)
+        return failure(recognizer.error());
+    translationRecognizer_ = std::move(*recognizer);
     const auto tool = shared_from_this();
     addHandlers(
         *translationRecognizer_,
@@ -131,7 +158,7 @@ std::optional<QString> SpeechRecognitionTool::setupTranslationRecognizer(const Q
             if (translation != event.result.translations.constEnd())
                 call(tool->onTranslationResultCallback_, *event.result.text, *translation);
         });
-    return std::nullopt;
+    return {};
 }
 
 void SpeechRecognitionTool::addHandlers(SPXRecognizer& recognizer, SPXRecognitionEventHandler onPartial,
@@ -142,6 +169,104 @@ void SpeechRecognitionTool::addHandlers(SPXRecognizer& recognizer, SPXRecognitio
     });
     recognizer.addRecognizingEventHandler(std::move(onPartial));
     addFateHandlers(recognizer);
+}
+
+void SpeechRecognitionTool::setUp(bool isAgain) {
+    std::unique_ptr<SPXSpeechRecognizer> recognizer; // end after the lock
+    std::unique_ptr<SPXTranslationRecognizer> translationRecognizer;
+    Result<void> done;
+    {
+        const std::lock_guard lock(mutex_);
+        if (isAgain && !isRecognizing_)
+            return;
+        recognizer = std::move(recognizer_);
+        translationRecognizer = std::move(translationRecognizer_);
+        done = setUpLocked();
+    }
+    if (!done)
+        setUpFailed(done.error());
+}
+
+Result<void> SpeechRecognitionTool::setUpLocked() {
+    ++recognizers_;
+    usedToken_ = token_;
+    needsToken_ = false;
+    if (const Result<void> made = setUp_(); !made)
+        return made;
+    return recognizer_ ? recognizer_->startContinuousRecognition()
+                       : translationRecognizer_->startContinuousRecognition();
+}
+
+void SpeechRecognitionTool::setUpFailed(const QString& description) {
+    consoleLog("[SpeechRecognitionTool] " + QString(setUpTexts_.logged) + description);
+    call(onErrorCallback_, QString(setUpTexts_.reported) + description);
+    if (!SpeechEndpoint::make(*region_))
+        report(State::Stopped, Cause::NoSuchService,
+               {description, QString("“%1”不是识别服务的区域或地址").arg(*region_)});
+    else if (!SPXSpeechConfiguration::make(*token_, *region_))
+        needToken(Cause::TokenMissing, {description, "识别服务的令牌缺失或无效"});
+    else
+        report(State::Stopped, Cause::BadSettings, {description, "识别语言或翻译语言缺失"});
+}
+
+void SpeechRecognitionTool::addFateHandlers(SPXRecognizer& recognizer) {
+    const auto tool = shared_from_this();
+    const auto onMainWith = [weak = std::weak_ptr(tool), id = recognizers_](auto work) {
+        onMain(weak, [id, work = std::move(work)](SpeechRecognitionTool& self) {
+            if (self.isRecognizing_ && id == self.recognizers_)
+                work(self);
+        });
+    };
+    recognizer.addCanceledEventHandler([tool, onMainWith](const SPXCanceledEvent& event) {
+        call(tool->onErrorCallback_, cancellationText(event));
+        onMainWith([event](SpeechRecognitionTool& self) { self.recover(event); });
+    });
+    recognizer.addConnectionEventHandler([onMainWith](const SPXConnectionEvent& event) {
+        onMainWith([event](SpeechRecognitionTool& self) {
+            if (event.connected)
+                self.report(State::Recognizing);
+            else
+                self.report(State::Reconnecting, causeOf(event.trouble), event.details);
+        });
+    });
+    recognizer.addGapEventHandler([tool](const SPXGapEvent& event) { call(tool->follower_.missed, event.seconds); });
+}
+
+void SpeechRecognitionTool::recover(const SPXCanceledEvent& event) {
+    const BilingualText details = event.errorDetails.value_or(Phrase{"Unknown error", "未知错误"}.both());
+    const bool mayBeTheToken = event.trouble == SPXTrouble::SessionRefused && !isRenewed_;
+    if (event.trouble == SPXTrouble::TokenRefused || event.trouble == SPXTrouble::Denied)
+        renew(causeOf(event.trouble), details);
+    else if (mayBeTheToken)
+        renew(Cause::TokenRefused, details);
+    else
+        report(State::Stopped, causeOf(event.trouble), details);
+}
+
+void SpeechRecognitionTool::renew(Cause cause, const BilingualText& details) {
+    if (token_ == usedToken_)
+        return needToken(cause, details);
+    report(State::Reconnecting, cause, details);
+    isRenewed_ = true;
+    setUp(true);
+}
+
+void SpeechRecognitionTool::needToken(Cause cause, const BilingualText& details) {
+    needsToken_ = true;
+    report(State::Reconnecting, cause, details);
+    call(follower_.tokenNeeded);
+}
+
+void SpeechRecognitionTool::updateToken(QString token) {
+    token_ = std::move(token);
+    if (!needsToken_)
+        return;
+    isRenewed_ = true;
+    setUp(true);
+}
+
+void SpeechRecognitionTool::report(State state, Cause cause, const BilingualText& details) const {
+    call(follower_.status, RecognitionStatus{state, cause, details, 0});
 }
 
 double SpeechRecognitionTool::waitingSeconds() const {

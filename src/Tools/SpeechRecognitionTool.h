@@ -1,12 +1,9 @@
 #pragma once
 
 #include <AVFoundation/AVAudioEngine.h>
+#include <Foundation/Result.h>
 #include <Foundation/SerialQueue.h>
-#include <Speech/SPXAudioConfiguration.h>
-#include <Speech/SPXPushAudioInputStream.h>
-#include <Speech/SPXSpeechConfiguration.h>
-#include <Speech/SPXSpeechRecognizer.h>
-#include <Speech/SPXTranslationRecognizer.h>
+#include <Speech/SPXRecognizer.h>
 #include <Tools/SessionStatus.h>
 
 #include <QString>
@@ -80,7 +77,7 @@ public:
 
     /// What an error callback is told of a cancellation.
     static QString cancellationText(const SPXCanceledEvent& event) {
-        return event.errorDetails.value_or("Unknown error");
+        return event.errorDetails ? event.errorDetails->english : "Unknown error";
     }
 
     bool isRecognizing() const { return isRecognizing_; }
@@ -99,8 +96,8 @@ private:
     }
 
     SpeechRecognitionTool(QString token, QString region, CaptureSourceFactory capture);
-    /// Makes a recognizer; it is not started yet. Returns a text when that fails, or none.
-    using SetUp = std::function<std::optional<QString>()>;
+    /// Makes a recognizer; it is not started yet.
+    using SetUp = std::function<Result<void>()>;
     struct SetUpTexts {
         const char* logged;
         const char* reported;
@@ -108,16 +105,16 @@ private:
 
     void start(SetUp setUp, SetUpTexts texts);
     void setUp(bool isAgain);
-    std::optional<QString> setUpLocked();
+    Result<void> setUpLocked();
     void setUpFailed(const QString& description);
     void addFateHandlers(SPXRecognizer& recognizer);
     void recover(const SPXCanceledEvent& event);
-    void renew(RecognitionStatus::Cause cause, const QString& details);
-    void needToken(RecognitionStatus::Cause cause, const QString& details);
+    void renew(RecognitionStatus::Cause cause, const BilingualText& details);
+    void needToken(RecognitionStatus::Cause cause, const BilingualText& details);
     void report(RecognitionStatus::State state, RecognitionStatus::Cause cause = RecognitionStatus::Cause::None,
-                const QString& details = {}) const;
-    std::optional<QString> setupRecognizer(const QString& language);
-    std::optional<QString> setupTranslationRecognizer(const QString& source, const QString& target);
+                const BilingualText& details = {}) const;
+    Result<void> setupRecognizer(const QString& language);
+    Result<void> setupTranslationRecognizer(const QString& source, const QString& target);
     void addHandlers(SPXRecognizer& recognizer, SPXRecognitionEventHandler onPartial,
                      SPXRecognitionEventHandler onFinal);
     void openPushStream();

@@ -17,8 +17,8 @@ constexpr qint64 refreshSeconds = 480;
 } // namespace
 
 struct TimerManager::State {
-    std::chrono::milliseconds interval;
-    std::unique_ptr<QTimer> timer; // main thread
+    Ticker ticker;
+    std::shared_ptr<void> timer; // main thread
     std::atomic<bool> running = false;
     std::atomic<qint64> elapsedSeconds = 0;
     std::mutex hooksMutex;
@@ -60,9 +60,19 @@ struct TimerManager::State {
     }
 };
 
-TimerManager::TimerManager(std::chrono::milliseconds interval)
+TimerManager::Ticker TimerManager::every(std::chrono::milliseconds interval) {
+    return [interval](std::function<void()> tick) {
+        auto timer = std::make_shared<QTimer>();
+        timer->setTimerType(Qt::PreciseTimer);
+        QObject::connect(timer.get(), &QTimer::timeout, std::move(tick));
+        timer->start(interval);
+        return timer;
+    };
+}
+
+TimerManager::TimerManager(Ticker ticker)
     : state_(std::make_shared<State>()) {
-    state_->interval = interval;
+    state_->ticker = std::move(ticker);
 }
 
 TimerManager::~TimerManager() = default;
@@ -75,13 +85,11 @@ TimerManager& TimerManager::shared() {
 void TimerManager::start() {
     state_->elapsedSeconds = 0;
     state_->running = true;
-    state_->timer = std::make_unique<QTimer>();
-    state_->timer->setTimerType(Qt::PreciseTimer);
-    QObject::connect(state_->timer.get(), &QTimer::timeout, [weak = std::weak_ptr(state_)] {
+    state_->timer = nullptr;
+    state_->timer = state_->ticker([weak = std::weak_ptr(state_)] {
         if (const std::shared_ptr<State> state = weak.lock())
             state->tick();
     });
-    state_->timer->start(state_->interval);
 }
 
 void TimerManager::stop() {

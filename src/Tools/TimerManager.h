@@ -14,8 +14,14 @@ public:
     /// Names one user of the clock, so that what it does late cannot touch the next one's.
     using Session = quint64;
 
-    /// The interval is one second for everybody but tests.
-    explicit TimerManager(std::chrono::milliseconds interval = std::chrono::seconds(1));
+    /// Calls the tick again and again until what it returns is gone. Main thread.
+    using Ticker = std::function<std::shared_ptr<void>(std::function<void()> tick)>;
+    /// Ticks in an interval, which is one second for everybody but tests.
+    static Ticker every(std::chrono::milliseconds interval);
+
+    explicit TimerManager(Ticker ticker = every(std::chrono::seconds(1)));
+    explicit TimerManager(std::chrono::milliseconds interval)
+        : TimerManager(every(interval)) {}
     ~TimerManager();
     TimerManager(const TimerManager&) = delete;
     TimerManager& operator=(const TimerManager&) = delete;

@@ -1,6 +1,11 @@
 #include "SpeechMessage.h"
 
 #include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <random>
 
 namespace parlowen::wire {
 
@@ -23,11 +28,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-std::nullopt_t refuse(std::string* problem, const char* why) {
-    if (problem)
-        *problem = why;
-    return std::nullopt;
-}
+tl::unexpected<std::string> refuse(const char* why) { return tl::make_unexpected(std::string(why)); }
 
 /// Why the line is no header, or null.
 const char* addHeader(std::string_view line, SpeechMessage& message) {
@@ -58,6 +59,11 @@ const char* addHeaders(std::string_view block, SpeechMessage& message) {
     return message.headers.empty() ? "there are no headers" : nullptr;
 }
 
+void appendLittleEndian(std::string& bytes, std::uint32_t value, int count) {
+    for (int i = 0; i < count; ++i)
+        bytes.push_back(static_cast<char>(value >> static_cast<unsigned>(8 * i) & 0xFFU));
+}
+
 } // namespace
 
 std::string_view SpeechMessage::header(std::string_view name) const {
@@ -80,36 +86,81 @@ std::string encode(const SpeechMessage& message) {
     return frame.append(message.body);
 }
 
-std::optional<SpeechMessage> decodeText(std::string_view frame, std::string* problem) {
+DecodedMessage decodeText(std::string_view frame) {
     const std::size_t end = frame.find("\r\n\r\n");
     if (end == std::string_view::npos)
-        return refuse(problem, "no empty line ends the headers");
+        return refuse("no empty line ends the headers");
     if (end + lineEnd.size() > maxHeaderBlock)
-        return refuse(problem, "the headers are longer than 8192 bytes");
+        return refuse("the headers are longer than 8192 bytes");
     SpeechMessage message;
     if (const char* why = addHeaders(frame.substr(0, end), message))
-        return refuse(problem, why);
+        return refuse(why);
     message.body = frame.substr(end + 2 * lineEnd.size());
     return message;
 }
 
-std::optional<SpeechMessage> decodeBinary(std::string_view frame, std::string* problem) {
+DecodedMessage decodeBinary(std::string_view frame) {
     if (frame.size() < prefixLength)
-        return refuse(problem, "the length of the headers is missing");
+        return refuse("the length of the headers is missing");
     const auto byte = [&frame](std::size_t at) { return std::size_t{static_cast<unsigned char>(frame[at])}; };
     const std::size_t length = byte(0) << 8U | byte(1);
     if (length > maxHeaderBlock)
-        return refuse(problem, "the headers are longer than 8192 bytes");
+        return refuse("the headers are longer than 8192 bytes");
     if (length > frame.size() - prefixLength)
-        return refuse(problem, "the headers are longer than the message");
+        return refuse("the headers are longer than the message");
     if (frame.size() - prefixLength - length > maxPayload)
-        return refuse(problem, "the payload is longer than 8192 bytes");
+        return refuse("the payload is longer than 8192 bytes");
     SpeechMessage message;
     message.binary = true;
     if (const char* why = addHeaders(frame.substr(prefixLength, length), message))
-        return refuse(problem, why);
+        return refuse(why);
     message.body = frame.substr(prefixLength + length);
     return message;
+}
+
+std::string guidWithoutDashes() {
+    std::random_device source;
+    std::array<char, 33> digits{};
+    std::string guid;
+    for (int word = 0; word < 4; ++word) {
+        std::snprintf(digits.data(), digits.size(), "%08x", static_cast<unsigned>(source()));
+        guid += digits.data();
+    }
+    guid[12] = '4'; // a random GUID says of itself that it is one
+    guid[16] = "89ab"[source() % 4];
+    return guid;
+}
+
+std::string timestampNow() {
+    using namespace std::chrono;
+    const auto sinceEpoch = system_clock::now().time_since_epoch();
+    const std::time_t seconds = duration_cast<std::chrono::seconds>(sinceEpoch).count();
+    const auto milliseconds = static_cast<int>(duration_cast<std::chrono::milliseconds>(sinceEpoch).count() % 1000);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    std::array<char, 32> text{};
+    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+    std::snprintf(text.data() + length, text.size() - length, ".%03dZ", milliseconds);
+    return text.data();
+}
+
+std::string waveHeader(std::uint32_t sampleRate, std::uint16_t channels, std::uint16_t bitsPerSample) {
+    constexpr std::uint32_t formatChunkLength = 16;
+    constexpr std::uint32_t integerPcm = 1;
+    const std::uint32_t bytesPerFrame = std::uint32_t{channels} * bitsPerSample / 8;
+    std::string header = "RIFF";
+    appendLittleEndian(header, 0, 4);
+    header += "WAVEfmt ";
+    appendLittleEndian(header, formatChunkLength, 4);
+    appendLittleEndian(header, integerPcm, 2);
+    appendLittleEndian(header, channels, 2);
+    appendLittleEndian(header, sampleRate, 4);
+    appendLittleEndian(header, sampleRate * bytesPerFrame, 4);
+    appendLittleEndian(header, bytesPerFrame, 2);
+    appendLittleEndian(header, bitsPerSample, 2);
+    header += "data";
+    appendLittleEndian(header, 0, 4);
+    return header;
 }
 
 } // namespace parlowen::wire

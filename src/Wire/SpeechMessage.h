@@ -1,13 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <tl/expected.hpp>
 #include <utility>
 #include <vector>
-
-#include "WireValues.h"
 
 /// Messages of the speech service's WebSocket protocol.
 namespace parlowen::wire {
@@ -34,10 +33,22 @@ struct SpeechMessage {
 /// Headers must fit into maxHeaderBlock.
 std::string encode(const SpeechMessage& message);
 
-/// Reads the payload of a text frame. None for bytes that are no message; `problem` then says why, in plain English.
-std::optional<SpeechMessage> decodeText(std::string_view frame, std::string* problem = nullptr);
+/// A message, or why the bytes are none, in plain English.
+using DecodedMessage = tl::expected<SpeechMessage, std::string>;
 
-/// Reads the payload of a binary frame, likewise.
-std::optional<SpeechMessage> decodeBinary(std::string_view frame, std::string* problem = nullptr);
+/// Reads the payload of a text frame.
+DecodedMessage decodeText(std::string_view frame);
+/// Reads the payload of a binary frame.
+DecodedMessage decodeBinary(std::string_view frame);
+
+/// A random identifier: 32 lower-case hexadecimal digits.
+std::string guidWithoutDashes();
+
+/// The time now in UTC with milliseconds, such as "2026-11-24T09:30:00.125Z" (ISO 8601).
+std::string timestampNow();
+
+/// The 44 bytes of RIFF/WAVE header that open the audio of a turn: integer PCM, both sizes 0 since the end is not
+/// known.
+std::string waveHeader(std::uint32_t sampleRate = 16000, std::uint16_t channels = 1, std::uint16_t bitsPerSample = 16);
 
 } // namespace parlowen::wire

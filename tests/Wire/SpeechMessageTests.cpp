@@ -59,9 +59,7 @@ TEST(SpeechMessageTest, SaysWhatIsWrong) {
         {true, withPrefix("Path: audio\r\n", std::string(maxPayload + 1, 'a')), "payload"},
     };
     for (const auto& [binary, frame, expected] : cases) {
-        std::string problem;
-        EXPECT_FALSE(binary ? decodeBinary(frame, &problem) : decodeText(frame, &problem));
-        EXPECT_THAT(problem, HasSubstr(expected));
+        EXPECT_THAT((binary ? decodeBinary(frame) : decodeText(frame)).error(), HasSubstr(expected));
     }
     EXPECT_TRUE(decodeBinary(withPrefix("Path: audio\r\n", std::string(maxPayload, 'a'))));
     const std::string longest = "Path: " + std::string(maxHeaderBlock - 8, 'a') + "\r\n";

@@ -58,12 +58,12 @@ std::vector<Look> looks() {
         {"refused", input(Input::Refused), runs},
         {"reconnecting",
          input(Input::Listening),
-         {Recognition::Reconnecting, Cause::NoNetwork, "Host not found: check the network", 12},
+         {Recognition::Reconnecting, Cause::NoNetwork, {"Host not found", "找不到主机：请检查网络"}, 12},
          0.1F},
         {"local service", input(Input::Listening), {Recognition::Reconnecting, Cause::LocalServiceStarts, {}, 3}, 0.1F},
         {"stopped",
          input(Input::Listening),
-         {Recognition::Stopped, Cause::TokenRefused, "1006: sign in again", 0},
+         {Recognition::Stopped, Cause::TokenRefused, {"1006", "WebSocket 关闭代码 1006"}, 0},
          0.1F},
     };
 }

@@ -28,12 +28,10 @@ void answerWithStatus(QTcpSocket& socket, int status) {
 SpeechSessionSeen::SpeechSessionSeen(std::unique_ptr<QWebSocket> opened)
     : socket(std::move(opened)) {
     connect(socket.get(), &QWebSocket::textMessageReceived, this, [this](const QString& text) {
-        std::string problem;
-        take(wire::decodeText(text.toStdString(), &problem), problem);
+        take(wire::decodeText(text.toStdString()));
     });
     connect(socket.get(), &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& bytes) {
-        std::string problem;
-        take(wire::decodeBinary(viewOf(bytes), &problem), problem);
+        take(wire::decodeBinary(viewOf(bytes)));
     });
 }
 
@@ -45,9 +43,9 @@ void SpeechSessionSeen::send(const std::string& path, const std::string& body, c
     socket->sendTextMessage(QString::fromStdString(wire::encode(message)));
 }
 
-void SpeechSessionSeen::take(const std::optional<wire::SpeechMessage>& message, const std::string& problem) {
+void SpeechSessionSeen::take(const wire::DecodedMessage& message) {
     if (!message) {
-        problems.push_back(problem);
+        problems.push_back(message.error());
         return;
     }
     messages.push_back(*message);

@@ -49,7 +49,7 @@ public:
     std::function<void(SpeechSessionSeen&)> onAudio;
 
 private:
-    void take(const std::optional<wire::SpeechMessage>& message, const std::string& problem);
+    void take(const wire::DecodedMessage& message);
     void takeAudio(const wire::SpeechMessage& message);
 };
 

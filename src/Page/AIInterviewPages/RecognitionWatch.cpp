@@ -65,7 +65,7 @@ void RecognitionWatch::recognitionIs(const RecognitionStatus& status) {
     recognition_ = status;
     tell();
     if (stops)
-        Q_EMIT stopped(status.details);
+        Q_EMIT stopped(status.details.here());
 }
 
 void RecognitionWatch::tell() {
@@ -101,8 +101,11 @@ void RecognitionWatch::askForTokenAgain() {
 
 void RecognitionWatch::tokenDidFail() {
     if (waitsForToken() && recognition_.state != State::Stopped)
-        recognitionIs({State::Reconnecting, Cause::TokenMissing,
-                       QStringLiteral("The backend gives no speech token: check the network and the backend"), 0});
+        recognitionIs({State::Reconnecting,
+                       Cause::TokenMissing,
+                       {QStringLiteral("The backend gives no speech token: check the network and the backend"),
+                        QStringLiteral("后端没有给出语音令牌：请检查网络和后端")},
+                       0});
 }
 
 // What is on its way to the service was heard before it.

@@ -11,6 +11,18 @@ enum class Language : std::uint8_t { English, Chinese };
 /// The language of the terminal: Chinese where the locale of messages (LC_ALL, LC_MESSAGES, LANG) is, else English.
 Language terminalLanguage();
 
+/// What was said, in each language: for where it is known only later who reads it.
+struct BilingualText {
+    QString english;
+    QString chinese;
+
+    const QString& in(Language language) const { return language == Language::Chinese ? chinese : english; }
+    /// In the terminal's language.
+    const QString& here() const { return in(terminalLanguage()); }
+    bool isEmpty() const { return english.isEmpty() && chinese.isEmpty(); }
+    bool operator==(const BilingualText&) const = default;
+};
+
 /// One thing to say, in each language, with %1, %2 … for what differs.
 struct Phrase {
     const char* english; ///< UTF-8
@@ -25,6 +37,10 @@ struct Phrase {
     template<class... Arguments>
     QString here(const Arguments&... arguments) const {
         return in(terminalLanguage(), arguments...);
+    }
+    template<class... Arguments>
+    BilingualText both(const Arguments&... arguments) const {
+        return {in(Language::English, arguments...), in(Language::Chinese, arguments...)};
     }
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Foundation/Phrase.h>
+
 #include <QMap>
 #include <QString>
 #include <cstdint>
@@ -33,7 +35,7 @@ enum class SPXTrouble : std::uint8_t {
 
 /// The end of a recognizer that cannot go on as it is.
 struct SPXCanceledEvent {
-    std::optional<QString> errorDetails; ///< plain English: the code and what to check
+    std::optional<BilingualText> errorDetails; ///< the code and what to check
     SPXTrouble trouble = SPXTrouble::ServiceFailed;
 };
 
@@ -41,7 +43,7 @@ struct SPXCanceledEvent {
 struct SPXConnectionEvent {
     bool connected = false;
     SPXTrouble trouble = SPXTrouble::NoConnection; ///< unless connected
-    QString details;                               ///< plain English: the code and what to check; empty when connected
+    BilingualText details;                         ///< the code and what to check; empty when connected
 };
 
 /// Sound is missing between what the results before this event heard and what those after it will hear.

@@ -1,14 +1,16 @@
 #pragma once
 
+#include <Foundation/Result.h>
+
 #include <QString>
+#include <QStringList>
 #include <memory>
 
-#include "SPXAudioConfiguration.h"
 #include "SPXRecognitionResult.h"
+#include "SPXSpeechConfiguration.h"
 
 namespace parlowen {
 
-class SPXSpeechConfiguration;
 struct SpeechHandlers;
 struct SpeechSession;
 class SpeechThread;
@@ -32,16 +34,43 @@ public:
     void addGapEventHandler(SPXGapEventHandler handler);                 ///< sound is missing at this place
 
     /// Starts to read the stream and to recognize; ends by itself when the stream is closed and its last result is
-    /// here. Returns false, with a text in `error`, when it was started before or its stream has a reader already.
-    bool startContinuousRecognition(QString* error);
+    /// here. Fails when it was started before or its stream has a reader already.
+    Result<void> startContinuousRecognition();
 
 protected:
     explicit SPXRecognizer(std::unique_ptr<SpeechSession> session);
+    template<class Recognizer>
+    static Result<std::unique_ptr<Recognizer>> makeOne(const SPXSpeechConfiguration& configuration,
+                                                       const QStringList& targets, const SPXAudioConfiguration& audio);
 
 private:
     std::unique_ptr<SpeechSession> session_; ///< what to run, until the start
     std::shared_ptr<SpeechHandlers> handlers_;
     std::unique_ptr<SpeechThread> thread_;
+};
+
+/// Recognizes speech of one language.
+class SPXSpeechRecognizer : public SPXRecognizer {
+public:
+    /// Fails when the configuration has no language or the audio no stream.
+    static Result<std::unique_ptr<SPXSpeechRecognizer>> make(const SPXSpeechConfiguration& configuration,
+                                                             const SPXAudioConfiguration& audio);
+
+private:
+    friend class SPXRecognizer;
+    using SPXRecognizer::SPXRecognizer;
+};
+
+/// Recognizes speech of one language and translates it into the configuration's targets.
+class SPXTranslationRecognizer : public SPXRecognizer {
+public:
+    /// Fails when the configuration has no language or no target, or the audio no stream.
+    static Result<std::unique_ptr<SPXTranslationRecognizer>>
+    make(const SPXSpeechTranslationConfiguration& configuration, const SPXAudioConfiguration& audio);
+
+private:
+    friend class SPXRecognizer;
+    using SPXRecognizer::SPXRecognizer;
 };
 
 } // namespace parlowen

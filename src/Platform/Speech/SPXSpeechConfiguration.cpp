@@ -21,24 +21,21 @@ SPXSpeechConfiguration::SPXSpeechConfiguration(QString token, SpeechEndpoint end
     : token_(std::move(token))
     , endpoint_(std::move(endpoint)) {}
 
-std::optional<SPXSpeechConfiguration> SPXSpeechConfiguration::make(const QString& token, const QString& region,
-                                                                   QString* error) {
-    if (const char* problem = problemWithToken(token)) {
-        if (error)
-            *error = problem;
-        return std::nullopt;
-    }
-    const std::optional<SpeechEndpoint> endpoint = SpeechEndpoint::make(region, error);
-    return endpoint ? std::optional(SPXSpeechConfiguration(token, *endpoint)) : std::nullopt;
+Result<SPXSpeechConfiguration> SPXSpeechConfiguration::make(const QString& token, const QString& region) {
+    if (const char* problem = problemWithToken(token))
+        return failure(problem);
+    return SpeechEndpoint::make(region).map(
+        [&token](SpeechEndpoint endpoint) { return SPXSpeechConfiguration(token, std::move(endpoint)); });
 }
 
 SPXSpeechTranslationConfiguration::SPXSpeechTranslationConfiguration(SPXSpeechConfiguration base)
     : SPXSpeechConfiguration(std::move(base)) {}
 
-std::optional<SPXSpeechTranslationConfiguration>
-SPXSpeechTranslationConfiguration::make(const QString& token, const QString& region, QString* error) {
-    std::optional<SPXSpeechConfiguration> base = SPXSpeechConfiguration::make(token, region, error);
-    return base ? std::optional(SPXSpeechTranslationConfiguration(std::move(*base))) : std::nullopt;
+Result<SPXSpeechTranslationConfiguration> SPXSpeechTranslationConfiguration::make(const QString& token,
+                                                                                  const QString& region) {
+    return SPXSpeechConfiguration::make(token, region).map([](SPXSpeechConfiguration base) {
+        return SPXSpeechTranslationConfiguration(std::move(base));
+    });
 }
 
 } // namespace parlowen

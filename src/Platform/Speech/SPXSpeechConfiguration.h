@@ -4,8 +4,9 @@
 #include <QStringList>
 #include <chrono>
 #include <memory>
-#include <optional>
+#include <utility>
 
+#include "SPXPushAudioInputStream.h"
 #include "SpeechEndpoint.h"
 
 namespace parlowen {
@@ -13,8 +14,8 @@ namespace parlowen {
 /// How a recognizer of one language reaches the service. Set up on one thread, then handed to the recognizer.
 class SPXSpeechConfiguration {
 public:
-    /// None, with a text in `error`, for an empty token or an area that is neither a region name nor a base URL.
-    static std::optional<SPXSpeechConfiguration> make(const QString& token, const QString& region, QString* error);
+    /// Fails for a token that cannot travel in a header and an area that is neither a region name nor a base URL.
+    static Result<SPXSpeechConfiguration> make(const QString& token, const QString& region);
 
     /// The language that is spoken, a locale such as "zh-CN".
     void setSpeechRecognitionLanguage(const QString& locale) { language_ = locale; }
@@ -46,8 +47,7 @@ private:
 /// The same for recognition with translation.
 class SPXSpeechTranslationConfiguration : public SPXSpeechConfiguration {
 public:
-    static std::optional<SPXSpeechTranslationConfiguration> make(const QString& token, const QString& region,
-                                                                 QString* error);
+    static Result<SPXSpeechTranslationConfiguration> make(const QString& token, const QString& region);
 
     /// Adds a translation target, such as "en"; results are keyed by this same string.
     void addTargetLanguage(const QString& code) { targets_.append(code); }
@@ -56,6 +56,18 @@ public:
 private:
     explicit SPXSpeechTranslationConfiguration(SPXSpeechConfiguration base);
     QStringList targets_;
+};
+
+/// Where a recognizer's audio comes from: a push stream.
+class SPXAudioConfiguration {
+public:
+    explicit SPXAudioConfiguration(std::shared_ptr<SPXPushAudioInputStream> stream)
+        : stream_(std::move(stream)) {}
+
+    const std::shared_ptr<SPXPushAudioInputStream>& stream() const { return stream_; }
+
+private:
+    std::shared_ptr<SPXPushAudioInputStream> stream_;
 };
 
 } // namespace parlowen

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace parlowen {
@@ -15,6 +16,15 @@ constexpr std::chrono::seconds longestPause{10};
 constexpr QEvent::Type wakeUp = QEvent::User;
 
 } // namespace
+
+std::chrono::milliseconds SpeechPacing::wait(std::size_t bytes, Clock::time_point now) {
+    const std::chrono::duration<double, std::milli> elapsed = now - last_;
+    last_ = now;
+    if (credit_ < burst)
+        credit_ = std::min(burst, credit_ + elapsed.count() * bytesPerMillisecond);
+    const double missing = static_cast<double>(bytes) - credit_;
+    return std::chrono::milliseconds(missing > 0 ? std::lround(std::ceil(missing / bytesPerMillisecond)) : 0);
+}
 
 SpeechConnection::SpeechConnection(SpeechSession session, std::shared_ptr<SpeechHandlers> handlers,
                                    std::function<void()> onEnded)
@@ -50,16 +60,17 @@ std::chrono::milliseconds SpeechConnection::pauseAfter(int attempts, std::chrono
 
 void SpeechConnection::connectNow() {
     const SpeechTask& task = session_.task;
-    QNetworkRequest request(task.translates() ? session_.endpoint.translationUrl(task.language, task.targets)
-                                              : session_.endpoint.recognitionUrl(task.language));
-    request.setRawHeader("Authorization", "Bearer " + session_.token.toLatin1());
+    const SPXSpeechConfiguration& configuration = session_.configuration;
+    QNetworkRequest request(task.translates() ? configuration.endpoint().translationUrl(task.language, task.targets)
+                                              : configuration.endpoint().recognitionUrl(task.language));
+    request.setRawHeader("Authorization", "Bearer " + configuration.authorizationToken().toLatin1());
     request.setRawHeader("X-ConnectionId", QByteArray::fromStdString(connectionId_));
     socket_ = std::make_unique<SpeechSocket>(
         SpeechSocket::Callbacks{[this] { onOpened(); }, [this](const auto& message) { onMessage(message); },
                                 [this] { sendAudio(); }, [this] { return next_; },
                                 [this](quint64 position) { onReached(position); },
                                 [this](const auto& verdict) { onLost(verdict); }},
-        session_.answerTimeout);
+        configuration.answerTimeout());
     attempt_.start();
     socket_->open(request);
 }
@@ -215,7 +226,7 @@ void SpeechConnection::onLost(const SpeechVerdict& verdict) {
     if (!verdict.reconnect && !mayPass(verdict))
         return cancel(verdict);
     session_.stream->rewind();
-    const std::chrono::milliseconds pause = pauseAfter(attempts_++, session_.firstReconnectPause);
+    const std::chrono::milliseconds pause = pauseAfter(attempts_++, session_.configuration.firstReconnectPause());
     // An attempt that took its time has had its pause.
     reconnect_.start(wasOpen ? pause : std::max(pause - std::chrono::milliseconds(attempt_.elapsed()), {}));
     if (handlers_->connection && !handlers_->ended)

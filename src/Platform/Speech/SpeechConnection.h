@@ -3,17 +3,60 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "SpeechPacing.h"
-#include "SpeechSession.h"
+#include "SPXPushAudioInputStream.h"
+#include "SPXRecognitionResult.h"
+#include "SPXSpeechConfiguration.h"
 #include "SpeechSocket.h"
 #include "SpeechTurn.h"
 
 namespace parlowen {
+
+/// All that a recognizer's connection needs to know.
+struct SpeechSession {
+    SpeechTask task;
+    SPXSpeechConfiguration configuration;
+    std::shared_ptr<SPXPushAudioInputStream> stream;
+};
+
+/// Whom a connection tells. The handlers stay as they are once the connection runs.
+struct SpeechHandlers {
+    SPXRecognitionEventHandler recognizing;
+    SPXRecognitionEventHandler recognized;
+    SPXCanceledEventHandler canceled;
+    SPXConnectionEventHandler connection;
+    SPXGapEventHandler gap;
+    std::atomic<bool> ended = false; ///< set when the recognizer goes: no handler is called from then on
+};
+
+/// How fast a turn's audio goes out: its first 5 s at once, what follows at no more than twice real time. A value.
+class SpeechPacing {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit SpeechPacing(Clock::time_point now)
+        : last_(now) {}
+
+    /// How long to wait before that many bytes may go; 0 when they may go now.
+    std::chrono::milliseconds wait(std::size_t bytes, Clock::time_point now);
+    void sent(std::size_t bytes) { credit_ -= static_cast<double>(bytes); }
+
+private:
+    static constexpr double bytesPerMillisecond = 2 * 32.0;
+    static constexpr double unthrottled = 5 * 32'000.0;
+    /// The most that gathers again later: 0.2 s of audio, so that late timers do not slow it down.
+    static constexpr double burst = 6400.0;
+
+    double credit_ = unthrottled;
+    Clock::time_point last_;
+};
 
 /// Recognizes one stream to its end: connects, opens turns, sends the audio, hands on the results, and connects again
 /// after a drop, for ever, with pauses that grow while no result comes. Lives on one thread, on which it calls the

@@ -29,22 +29,20 @@ QString domainOf(const QString& region) {
     return "microsoft.com";
 }
 
-std::optional<QUrl> baseUrl(const QString& area, QString* error) {
+Result<QUrl> baseUrl(const QString& area) {
     const QUrl url(area, QUrl::StrictMode);
     const bool known = url.scheme() == "ws" || url.scheme() == "wss";
     if (known && url.isValid() && !url.host().isEmpty() && !url.hasQuery() && !url.hasFragment())
         return url;
-    *error = QString("The speech service's address \"%1\" is no ws or wss URL").arg(area);
-    return std::nullopt;
+    return failure(QString("The speech service's address \"%1\" is no ws or wss URL").arg(area));
 }
 
-std::optional<QUrl> regionUrl(const QString& region, QString* error) {
+Result<QUrl> regionUrl(const QString& region) {
     static const QRegularExpression name("^[A-Za-z0-9]([A-Za-z0-9-]{0,61}[A-Za-z0-9])?$");
     if (name.match(region).hasMatch())
         return QUrl(QString("wss://%1.stt.speech.%2").arg(region, domainOf(region)));
-    *error = region.isEmpty() ? QString("The speech service's region is missing")
-                              : QString("\"%1\" is no region of the speech service").arg(region);
-    return std::nullopt;
+    return failure(region.isEmpty() ? QString("The speech service's region is missing")
+                                    : QString("\"%1\" is no region of the speech service").arg(region));
 }
 
 QUrl withPath(QUrl url, const QList<std::pair<QString, QString>>& parameters) {
@@ -64,11 +62,10 @@ QUrl withPath(QUrl url, const QList<std::pair<QString, QString>>& parameters) {
 SpeechEndpoint::SpeechEndpoint(QUrl base)
     : base_(std::move(base)) {}
 
-std::optional<SpeechEndpoint> SpeechEndpoint::make(const QString& area, QString* error) {
-    QString ignored;
-    QString* problem = error ? error : &ignored;
-    const std::optional<QUrl> base = area.contains("://") ? baseUrl(area, problem) : regionUrl(area, problem);
-    return base ? std::optional(SpeechEndpoint(*base)) : std::nullopt;
+Result<SpeechEndpoint> SpeechEndpoint::make(const QString& area) {
+    return (area.contains("://") ? baseUrl(area) : regionUrl(area)).map([](const QUrl& base) {
+        return SpeechEndpoint(base);
+    });
 }
 
 QUrl SpeechEndpoint::recognitionUrl(const QString& language) const {

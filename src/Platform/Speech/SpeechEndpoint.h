@@ -1,11 +1,11 @@
 #pragma once
 
 #include <Foundation/LocalTrust.h>
+#include <Foundation/Result.h>
 
 #include <QString>
 #include <QStringList>
 #include <QUrl>
-#include <optional>
 
 class QSslConfiguration;
 
@@ -15,8 +15,8 @@ namespace parlowen {
 class SpeechEndpoint {
 public:
     /// From an area: a region name such as "eastasia" is a region of the cloud service; with "://" it is the base URL
-    /// of a service itself (ws or wss, a path allowed). None, with a text in `error`, for anything else.
-    static std::optional<SpeechEndpoint> make(const QString& area, QString* error);
+    /// of a service itself (ws or wss, a path allowed). Fails for anything else.
+    static Result<SpeechEndpoint> make(const QString& area);
 
     /// The URL for plain recognition of a locale.
     QUrl recognitionUrl(const QString& language) const;

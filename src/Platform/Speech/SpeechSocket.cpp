@@ -94,27 +94,27 @@ void SpeechSocket::onError() {
         return;
     const QString problem = socket_.errorString();
     const std::optional<int> status = httpStatusIn(problem);
-    lose(status ? afterHttpStatus(*status) : afterNetworkFailure(problem));
+    lose(status ? afterHttpStatus(*status) : afterNetworkFailure({problem, problem}));
 }
 
 void SpeechSocket::onDisconnected() {
     if (open_)
         lose(afterClose(socket_.closeCode(), socket_.closeReason()));
     else
-        lose(afterNetworkFailure("the service hung up"));
+        lose(afterNetworkFailure({"the service hung up", "服务挂断了连接"}));
 }
 
 void SpeechSocket::onTick() {
     const auto longest = open_ ? answerTimeout_ : std::min<std::chrono::milliseconds>(answerTimeout_, longestOpening);
     if (std::chrono::steady_clock::now() - lastHeard_ > longest)
-        lose(afterNetworkFailure("the service does not answer"));
+        lose(afterNetworkFailure({"the service does not answer", "服务没有应答"}));
     else if (open_)
         ping();
 }
 
 void SpeechSocket::ping() { socket_.ping(QByteArray::number(callbacks_.position())); }
 
-void SpeechSocket::onMessage(const std::optional<wire::SpeechMessage>& message) {
+void SpeechSocket::onMessage(const wire::DecodedMessage& message) {
     lastHeard_ = std::chrono::steady_clock::now();
     if (message && !over_)
         callbacks_.received(*message);

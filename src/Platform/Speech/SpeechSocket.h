@@ -44,7 +44,7 @@ private:
     void onError();
     void onDisconnected();
     void onTick();
-    void onMessage(const std::optional<wire::SpeechMessage>& message);
+    void onMessage(const wire::DecodedMessage& message);
     void lose(const SpeechVerdict& verdict);
 
     Callbacks callbacks_;

@@ -3,9 +3,10 @@
 #include <memory>
 #include <thread>
 
-#include "SpeechSession.h"
-
 namespace parlowen {
+
+struct SpeechHandlers;
+struct SpeechSession;
 
 /// The thread on which one connection runs, from construction to destruction.
 class SpeechThread {

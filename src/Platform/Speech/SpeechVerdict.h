@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Foundation/Phrase.h>
+
 #include <QString>
 #include <optional>
 
@@ -11,7 +13,7 @@ namespace parlowen {
 struct SpeechVerdict {
     bool reconnect = false; ///< whether another attempt with the same token and settings may help
     SPXTrouble trouble = SPXTrouble::ServiceFailed;
-    QString details; ///< plain English: the code and what to check
+    BilingualText details; ///< the code and what to check
 };
 
 /// After the service closed the socket with this code; `reason` is its own text, often empty.
@@ -21,7 +23,7 @@ SpeechVerdict afterClose(int code, const QString& reason);
 SpeechVerdict afterHttpStatus(int status);
 
 /// After a failure to reach the service or to hear from it.
-SpeechVerdict afterNetworkFailure(const QString& problem);
+SpeechVerdict afterNetworkFailure(const BilingualText& problem);
 
 /// After a certificate that is not trusted.
 SpeechVerdict afterUntrustedCertificate(const QString& problem);

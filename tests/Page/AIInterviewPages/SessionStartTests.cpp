@@ -57,7 +57,7 @@ TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndTold) {
     open();
     speech().close(1007, "no such locale");
     ASSERT_TRUE(becomes(State::Stopped, Cause::BadSettings));
-    const QString details = status_.recognition().details;
+    const QString details = status_.recognition().details.here();
     EXPECT_TRUE(told("problem 0 " + details.toStdString()));
     EXPECT_TRUE(log_.lines().contains(QString("识别错误：") + details));
     EXPECT_FALSE(page().isClosing()) << "the session stays open";

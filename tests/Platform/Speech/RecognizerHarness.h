@@ -1,9 +1,6 @@
 #pragma once
 
 #include <Speech/SPXRecognizer.h>
-#include <Speech/SPXSpeechConfiguration.h>
-#include <Speech/SPXSpeechRecognizer.h>
-#include <Speech/SPXTranslationRecognizer.h>
 #include <gtest/gtest.h>
 
 #include <QStringList>
@@ -32,11 +29,11 @@ public:
         });
         recognizer.addConnectionEventHandler([this](const SPXConnectionEvent& event) {
             const std::lock_guard lock(mutex_);
-            connections_.append(event.connected ? "reached" : event.details);
+            connections_.append(event.connected ? "reached" : event.details.english);
         });
         recognizer.addCanceledEventHandler([this](const SPXCanceledEvent& event) {
             const std::lock_guard lock(mutex_);
-            cancellations_.append(event.errorDetails.value_or("(no details)"));
+            cancellations_.append(event.errorDetails ? event.errorDetails->english : "(no details)");
         });
     }
 
@@ -66,19 +63,18 @@ private:
 /// A recognizer on a stream, with someone who listens. Short pauses, so that tests of reconnects are quick.
 struct Recognition {
     explicit Recognition(const QString& area, std::chrono::milliseconds answerTimeout = std::chrono::seconds(15)) {
-        auto configuration = SPXSpeechConfiguration::make("the-token", area, nullptr).value();
+        auto configuration = SPXSpeechConfiguration::make("the-token", area).value();
         configuration.setSpeechRecognitionLanguage("en-US");
         configuration.setFirstReconnectPause(std::chrono::milliseconds(5));
         configuration.setAnswerTimeout(answerTimeout);
-        recognizer = SPXSpeechRecognizer::make(configuration, SPXAudioConfiguration(stream), nullptr);
+        recognizer = SPXSpeechRecognizer::make(configuration, SPXAudioConfiguration(stream)).value();
         heard.listenTo(*recognizer);
     }
 
     /// Starts with so many bytes of audio.
     void start(std::size_t bytes = 0) {
         stream->write(std::string(bytes, 'a'));
-        QString error;
-        EXPECT_TRUE(recognizer->startContinuousRecognition(&error)) << error.toStdString();
+        EXPECT_TRUE(recognizer->startContinuousRecognition());
     }
 
     Heard heard; ///< first, so that it outlives the recognizer

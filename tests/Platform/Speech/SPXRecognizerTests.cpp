@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QSslConfiguration>
 
 #include "RecognizerHarness.h"
@@ -37,13 +39,13 @@ protected:
     }
 
     /// Waits for the end of recognition; its reason. Neither another one nor another connection may follow.
-    std::string cancellation(int holdMilliseconds = 60) {
+    std::string cancellation() {
         const Heard& heard = recognition.heard;
         EXPECT_TRUE(waitFor([&] { return !heard.cancellations().isEmpty(); }));
         const int connections = server.connections;
         recognition.stream->write(std::string(32'000, 'a'));
-        EXPECT_TRUE(holdsFor([&] { return server.connections == connections && heard.cancellations().size() == 1; },
-                             holdMilliseconds));
+        EXPECT_TRUE(
+            holdsFor([&] { return server.connections == connections && heard.cancellations().size() == 1; }, 30));
         return heard.cancellations().join('\n').toStdString();
     }
 
@@ -55,12 +57,18 @@ TEST_F(SPXRecognizerTest, OpensSendsAndEndsInOrder) {
     std::string audio;
     for (int i = 0; i < 5001; ++i)
         audio.push_back(static_cast<char>(i % 251));
-    recognition.stream->write(std::string(audio));
+    recognition.stream->write(audio);
     recognition.start();
     ASSERT_TRUE(hasAudio(0, 0, 3200));
-    recognition.stream->close();
     SpeechSessionSeen& session = *server.sessions[0];
-    ASSERT_TRUE(waitFor([&] { return session.turns[0].audioEnded; }));
+    session.send("speech.phrase", R"({"DisplayText":"Hello.","Offset":0,"Duration":1000000})"); // 3200 bytes
+    session.send("turn.end", "{}");
+    ASSERT_TRUE(waitForFinals(1));
+    EXPECT_TRUE(holdsFor([&] { return session.turns.size() == 1; }, 30)) << "too little is left for a message";
+    recognition.stream->write(std::string(1400, 'c'));
+    ASSERT_TRUE(hasAudio(0, 1, 3200));
+    recognition.stream->close();
+    ASSERT_TRUE(waitFor([&] { return session.turns[1].audioEnded; }));
 
     EXPECT_EQ(session.url().path() + '?' + session.url().query(),
               "/stt/speech/universal/v2?language=en-US&format=simple");
@@ -69,44 +77,30 @@ TEST_F(SPXRecognizerTest, OpensSendsAndEndsInOrder) {
     std::vector<std::string> paths;
     for (const wire::SpeechMessage& message : session.messages) {
         paths.emplace_back(message.path());
-        EXPECT_EQ(message.requestId(), session.turns[0].requestId);
+        EXPECT_EQ(message.requestId(), session.turns[paths.size() < 5 ? 0 : 1].requestId);
         EXPECT_THAT(std::string(message.header("X-Timestamp")), ::testing::ContainsRegex("^20..-..-..T..:..:.*Z$"));
     }
-    EXPECT_THAT(paths, ::testing::ElementsAre("speech.config", "speech.context", "audio", "audio", "audio", "audio"));
-    EXPECT_EQ(session.turns[0].audio, audio);
-    EXPECT_EQ(session.turns[0].largestPiece, 3200U);
+    EXPECT_THAT(paths, ::testing::ElementsAre("speech.config", "speech.context", "audio", "audio", "speech.context",
+                                              "audio", "audio", "audio", "audio"));
+    EXPECT_EQ(session.turns[0].audio + session.turns[1].audio, audio + std::string(1400, 'c'));
+    EXPECT_EQ(session.turns[1].waveHeader, wire::waveHeader());
 
-    session.send("speech.phrase", helloPhrase);
-    ASSERT_TRUE(waitFor([&] { return recognition.heard.finals() == QStringList{"Hello."}; }));
     EXPECT_FALSE(session.isClosed());
     session.send("turn.end", "");
     ASSERT_TRUE(waitFor([&] { return session.isClosed(); })) << "nothing is left to do";
-    EXPECT_TRUE(holdsFor([&] { return server.connections == 1; }, 50));
+    EXPECT_TRUE(holdsFor([&] { return server.connections == 1; }, 30));
     EXPECT_TRUE(recognition.heard.cancellations().isEmpty());
     EXPECT_EQ(recognition.heard.threads().size(), 1U);
     EXPECT_FALSE(recognition.heard.threads().contains(std::this_thread::get_id()));
 }
 
-TEST_F(SPXRecognizerTest, ANewTurnOpensOnTheSameSocketOnceThereIsAudio) {
-    SpeechSessionSeen* const session = startSession();
-    ASSERT_TRUE(session);
-    session->send("speech.phrase", helloPhrase);
-    session->send("turn.end", "{}");
-    ASSERT_TRUE(waitForFinals(1));
-    EXPECT_TRUE(holdsFor([&] { return session->turns.size() == 1; }, 50)) << "all audio has had its result";
-    recognition.stream->write(std::string(3200, 'c'));
-    ASSERT_TRUE(hasAudio(0, 1, 3200));
-    EXPECT_EQ(session->turns[1].audio, std::string(3200, 'c'));
-    EXPECT_EQ(std::count_if(session->messages.begin(), session->messages.end(),
-                            [](const auto& m) { return m.path() == "speech.config"; }),
-              1);
-}
-
-TEST_F(SPXRecognizerTest, TheFirstFiveSecondsGoAtOnceTheRestAtTwiceRealTime) {
-    recognition.start(160'000 + 64'000);
+TEST_F(SPXRecognizerTest, WhatFollowsTheFirstFiveSecondsIsHeldBack) {
+    recognition.start(160'000 + 19'200);
     ASSERT_TRUE(hasAudio(0, 0, 160'000));
-    EXPECT_TRUE(holdsFor([this] { return server.sessions[0]->turns[0].audio.size() < 224'000; }, 800));
-    EXPECT_TRUE(hasAudio(0, 0, 224'000));
+    QElapsedTimer sinceThen;
+    sinceThen.start();
+    ASSERT_TRUE(hasAudio(0, 0, 179'200));
+    EXPECT_GE(sinceThen.elapsed(), 100) << "0.6 s at twice real time, some of it on its way already";
 }
 
 /// Close codes, and below 1000 statuses of the upgrade.
@@ -121,7 +115,7 @@ TEST_P(ConnectionEndTest, ConnectsAgainOrCancelsOnceAndSaysWhatToCheck) {
         ASSERT_TRUE(startSession());
         server.sessions[0]->close(code, "offered are en-US");
     }
-    if (code == 1000 || code == 1001 || (code >= 1008 && code <= 1012)) {
+    if (code == 1001 || code == 1012) {
         ASSERT_TRUE(hasAudio(1, 0, 3200)) << recognition.heard.cancellations().join(' ').toStdString();
         EXPECT_EQ(server.sessions[1]->header("X-ConnectionId"), server.sessions[0]->header("X-ConnectionId"));
         EXPECT_EQ(server.sessions[1]->messages[0].path(), "speech.config");
@@ -129,46 +123,37 @@ TEST_P(ConnectionEndTest, ConnectsAgainOrCancelsOnceAndSaysWhatToCheck) {
     }
     const std::string details = cancellation();
     EXPECT_THAT(details, HasSubstr((code < 1000 ? "HTTP status " : "code ") + std::to_string(code)));
-    EXPECT_THAT(details, HasSubstr("check"));
     EXPECT_THAT(details, HasSubstr(code < 1000 ? "" : "offered are en-US"));
     EXPECT_EQ(server.connections, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codes, ConnectionEndTest,
-                         ::testing::Values(302, 400, 401, 403, 404, 1000, 1001, 1002, 1003, 1007, 1008, 1011, 1012,
-                                           4000));
-
-TEST_F(SPXRecognizerTest, TriesAgainAfterPassingRefusals) {
-    for (const int status : {429, 500, 503})
-        server.refuseNext(status);
-    server.hangUpOnNext();
-    server.leaveNextUnanswered();
-    Recognition impatient(server.area(), 200ms);
-    impatient.start(3200);
-    ASSERT_TRUE(hasAudio(0, 0, 3200));
-    EXPECT_EQ(server.connections, 6);
-    EXPECT_TRUE(impatient.heard.cancellations().isEmpty());
-}
+INSTANTIATE_TEST_SUITE_P(Codes, ConnectionEndTest, ::testing::Values(302, 400, 404, 1001, 1002, 1007, 1012, 4000));
 
 TEST_F(SPXRecognizerTest, NeverGivesUp) {
     server.hangUpOnNext(2);
     server.refuseNext(503, 2);
-    server.onSession = [this](SpeechSessionSeen& session) {
-        if (server.sessions.size() < 4)
-            session.onAudio = [](SpeechSessionSeen& s) { s.drop(); };
+    server.leaveNextUnanswered();
+    Recognition impatient(server.area(), 1s);
+    impatient.start(6400);
+    const auto newest = [this]() -> SpeechSessionSeen& { return *server.sessions.back(); };
+    const auto isHeard = [&] {
+        return waitFor([&] {
+            return !server.sessions.empty() && !newest().isClosed() && !newest().turns.empty() &&
+                   newest().turns[0].audio.size() >= 6400;
+        });
     };
-    recognition.start(6400);
-    ASSERT_TRUE(hasAudio(3, 0, 6400));
-    EXPECT_EQ(server.connections, 8);
-    EXPECT_TRUE(recognition.heard.cancellations().isEmpty());
-    server.sessions[3]->send("speech.phrase", R"({"RecognitionStatus":"TooManyRequests"})");
-    server.sessions[3]->send("speech.phrase", R"({"RecognitionStatus":"Error"})");
-    ASSERT_TRUE(hasAudio(4, 0, 6400)) << "what may pass ends the connection alone";
-    const QStringList told = recognition.heard.connections();
-    EXPECT_EQ(told.filter("reached").size(), 5);
-    EXPECT_EQ(told.filter("503").size(), 2);
-    EXPECT_EQ(told.filter("No connection").size(), 2);
-    EXPECT_THAT(told[told.size() - 2].toStdString(), HasSubstr("TooManyRequests"));
+    ASSERT_TRUE(isHeard());
+    for (const char* passing : {"TooManyRequests", "Error"}) {
+        newest().send("speech.phrase", std::string(R"({"RecognitionStatus":")") + passing + "\"}");
+        ASSERT_TRUE(waitFor([&] { return newest().isClosed(); })) << "what may pass ends the connection alone";
+        ASSERT_TRUE(isHeard());
+    }
+    newest().send("speech.phrase", helloPhrase);
+    ASSERT_TRUE(waitFor([&] { return !impatient.heard.finals().isEmpty(); }));
+    EXPECT_TRUE(impatient.heard.cancellations().isEmpty());
+    const QStringList told = impatient.heard.connections();
+    for (const char* what : {"503", "hung up|closed", "does not answer", "TooManyRequests", "Error", "reached"})
+        EXPECT_FALSE(told.filter(QRegularExpression(what)).isEmpty()) << what << told.join('\n').toStdString();
 }
 
 TEST_F(SPXRecognizerTest, TellsAGapBehindTheSentencesBeforeIt) {
@@ -228,31 +213,24 @@ TEST(SPXTlsTest, TheLocalAuthorityCountsForItsHostAlone) {
 }
 
 TEST_F(SPXRecognizerTest, SaysWhyItCannotBeMadeOrStarted) {
-    QString error;
-    auto configuration = SPXSpeechTranslationConfiguration::make("token", "eastasia", &error).value();
+    auto configuration = SPXSpeechTranslationConfiguration::make("token", "eastasia").value();
     const SPXAudioConfiguration audio(recognition.stream);
-    EXPECT_FALSE(SPXSpeechRecognizer::make(configuration, audio, &error));
-    EXPECT_EQ(error, "The recognition language is missing");
+    EXPECT_EQ(SPXSpeechRecognizer::make(configuration, audio).error(), "The recognition language is missing");
     configuration.setSpeechRecognitionLanguage("en-US");
-    EXPECT_FALSE(SPXTranslationRecognizer::make(configuration, audio, &error));
-    EXPECT_EQ(error, "The target language is missing");
+    EXPECT_EQ(SPXTranslationRecognizer::make(configuration, audio).error(), "The target language is missing");
     configuration.addTargetLanguage("");
-    EXPECT_FALSE(SPXTranslationRecognizer::make(configuration, audio, &error));
-    EXPECT_EQ(error, "A target language is empty");
+    EXPECT_EQ(SPXTranslationRecognizer::make(configuration, audio).error(), "A target language is empty");
 
     recognition.start();
-    EXPECT_FALSE(recognition.recognizer->startContinuousRecognition(&error));
-    EXPECT_EQ(error, "The recognizer was started before");
-    auto second = SPXSpeechRecognizer::make(configuration, audio, &error);
-    ASSERT_TRUE(second);
-    EXPECT_FALSE(second->startContinuousRecognition(&error));
-    EXPECT_EQ(error, "The audio stream feeds another recognizer already");
+    EXPECT_EQ(recognition.recognizer->startContinuousRecognition().error(), "The recognizer was started before");
+    const auto second = SPXSpeechRecognizer::make(configuration, audio).value();
+    EXPECT_EQ(second->startContinuousRecognition().error(), "The audio stream feeds another recognizer already");
 }
 
 TEST_F(SPXRecognizerTest, MayGoAtAnyStageOnAnyThreadAndCallsNothingAfterwards) {
-    for (std::size_t round = 0; round < 50; ++round) {
+    for (std::size_t round = 0; round < 30; ++round) {
         Recognition shortLived(server.area());
-        const bool connected = round < 20;
+        const bool connected = round < 15;
         shortLived.start(3200);
         ASSERT_TRUE(!connected || hasAudio(round, 0, 3200));
         for (int i = 0; i < 10 && connected; ++i)

@@ -126,8 +126,8 @@ TEST(SpeechTurnTest, RecognitionStatusDecides) {
     for (const char* status : {"Error", "TooManyRequests", "BadRequest", "Forbidden"}) {
         for (const SpeechTask& task : {plain, translating})
             EXPECT_EQ(outcome(task, phrase(6400, status)), "Canceled (none) 0") << status;
-        EXPECT_THAT(turnWithAudio(plain).feed(phrase(6400, status))[0].verdict.details.toStdString(),
-                    ::testing::ContainsRegex(std::string(status) + ".*check"));
+        EXPECT_THAT(turnWithAudio(plain).feed(phrase(6400, status))[0].verdict.details.english.toStdString(),
+                    ::testing::HasSubstr(status));
     }
     EXPECT_EQ(outcome(plain, phrase(6400, "EndOfDictation")), "0");
 }

@@ -1,13 +1,8 @@
-#include <Speech/SPXPushAudioInputStream.h>
-#include <Speech/SPXSpeechConfiguration.h>
 #include <Speech/SpeechConnection.h>
-#include <Speech/SpeechEndpoint.h>
-#include <Speech/SpeechPacing.h>
 #include <gmock/gmock.h>
 
 #include <array>
 #include <string>
-#include <thread>
 
 namespace parlowen {
 namespace {
@@ -22,7 +17,7 @@ TEST(SpeechEndpointTest, RegionsAndBaseUrls) {
         {"ws://localhost:80/speech/", "ws://localhost:80/speech"},
     };
     for (const auto& [area, base] : cases) {
-        const SpeechEndpoint endpoint = SpeechEndpoint::make(area, nullptr).value();
+        const SpeechEndpoint endpoint = SpeechEndpoint::make(area).value();
         const std::string path = base + "/stt/speech/universal/v2";
         EXPECT_EQ(endpoint.recognitionUrl("a&b=c+d#e").toEncoded().toStdString(),
                   path + "?language=a%26b%3Dc%2Bd%23e&format=simple");
@@ -40,9 +35,39 @@ TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
         {"token", "wss://", "no ws or wss URL"}, {"token", "wss://host?query=1", "no ws or wss URL"},
     };
     for (const auto& [token, region, expected] : cases) {
-        QString error;
-        EXPECT_FALSE(SPXSpeechTranslationConfiguration::make(token, region, &error));
-        EXPECT_THAT(error.toStdString(), ::testing::HasSubstr(expected));
+        EXPECT_THAT(SPXSpeechTranslationConfiguration::make(token, region).error().toStdString(),
+                    ::testing::HasSubstr(expected));
+    }
+}
+
+TEST(SpeechVerdictTest, SaysWhatHappenedAndWhatToCheckAndWhetherItMayPass) {
+    const std::vector<std::tuple<SpeechVerdict, const char*, bool, SPXTrouble>> cases = {
+        {afterClose(1000, {}), "1000", true, SPXTrouble::ServiceFailed},
+        {afterClose(1006, {}), "1006", true, SPXTrouble::NoConnection},
+        {afterClose(1011, "why"), "why", true, SPXTrouble::ServiceFailed},
+        {afterClose(1003, {}), "1003", false, SPXTrouble::NoSuchService},
+        {afterClose(1007, "why"), "why", false, SPXTrouble::BadSettings},
+        {afterClose(4000, {}), "4000", false, SPXTrouble::SessionRefused},
+        {afterHttpStatus(400), "400", false, SPXTrouble::BadSettings},
+        {afterHttpStatus(401), "401", false, SPXTrouble::TokenRefused},
+        {afterHttpStatus(403), "403", false, SPXTrouble::Denied},
+        {afterHttpStatus(404), "404", false, SPXTrouble::NoSuchService},
+        {afterHttpStatus(302), "302", false, SPXTrouble::NoSuchService},
+        {afterHttpStatus(429), "429", true, SPXTrouble::Busy},
+        {afterHttpStatus(500), "500", true, SPXTrouble::ServiceFailed},
+        {afterHttpStatus(503), "503", true, SPXTrouble::Busy},
+        {afterRecognitionStatus("Error", "why"), "why", true, SPXTrouble::ServiceFailed},
+        {afterRecognitionStatus("TooManyRequests", {}), "TooManyRequests", true, SPXTrouble::Busy},
+        {afterRecognitionStatus("BadRequest", {}), "BadRequest", false, SPXTrouble::BadSettings},
+        {afterRecognitionStatus("Forbidden", {}), "Forbidden", false, SPXTrouble::Denied},
+    };
+    for (const auto& [verdict, what, mayPass, trouble] : cases) {
+        EXPECT_EQ(verdict.reconnect, mayPass) << what;
+        EXPECT_EQ(verdict.trouble, trouble) << what;
+        for (const Language language : {Language::English, Language::Chinese})
+            EXPECT_THAT(verdict.details.in(language).toStdString(), ::testing::HasSubstr(what));
+        EXPECT_THAT(verdict.details.english.toStdString(), ::testing::ContainsRegex("check|tried again"));
+        EXPECT_THAT(verdict.details.chinese.toStdString(), ::testing::ContainsRegex("请|会再次尝试"));
     }
 }
 
@@ -146,25 +171,6 @@ TEST(PushStreamTest, WhatTheServiceFoundSilentIsNoLossAndSentAgainForItsLastFift
     writeSeconds(stream, 50, 110);
     EXPECT_EQ(stream.rewind(), 50 * second);
     EXPECT_EQ(stream.takeGaps(50 * second), 10) << "seconds 40 to 50";
-}
-
-TEST(PushStreamTest, OneThreadWritesWhileAnotherReads) {
-    SPXPushAudioInputStream stream;
-    std::string written, read;
-    for (int i = 0; i < 20'000; ++i)
-        written.push_back(static_cast<char>(i % 251));
-    std::thread writer([&] {
-        for (std::size_t at = 0; at < written.size(); at += 7)
-            stream.write(std::string_view(written).substr(at, 7));
-        stream.close();
-    });
-    for (bool atEnd = false; !atEnd;) {
-        const SPXPushAudioInputStream::Piece piece = stream.read(11);
-        read += piece.bytes;
-        atEnd = piece.atEnd;
-    }
-    writer.join();
-    EXPECT_EQ(read, written);
 }
 
 } // namespace

@@ -48,11 +48,12 @@ public:
 } // namespace
 
 TEST(AnswerRoutes, StreamTheAnswerAndTheEndMark) {
-    const RunningService service({.answerPause = std::chrono::milliseconds(1)});
+    const RunningService service;
     const Reply reply = service.client().post(path, question("你为什么想加入我们？", 2), service.token());
     EXPECT_EQ(reply.headers.at("content-type"), "text/event-stream; charset=utf-8");
     const auto contents = contentsOfEvents(reply.body);
-    ASSERT_GT(contents.size(), 10U);
+    ASSERT_EQ(contents.size(), 11U) << "line by line";
+    EXPECT_EQ(contents.front().back(), '\n');
     EXPECT_EQ(std::accumulate(contents.begin(), contents.end(), std::string()),
               outlineFor({.type = 2, .text = "你为什么想加入我们？", .position = "后端工程师"}) + "@@");
 }
@@ -62,8 +63,9 @@ TEST(AnswerRoutes, RefuseWhatTheyCannotAnswer) {
     const ServiceClient client = service.client();
     EXPECT_EQ(client.post(path, question("你好")).status, 401U);
     const std::string token = service.token();
-    for (const char* body : {"", "nonsense", "[1]"})
-        EXPECT_EQ(client.send("POST", path, body, token).status, 400U) << body;
+    const std::string deep = "{\"txt\":\"a\",\"x\":" + std::string(133'000, '[') + std::string(133'000, ']') + "}";
+    for (const std::string& body : {std::string(), std::string("nonsense"), std::string("[1]"), deep})
+        EXPECT_EQ(client.send("POST", path, body, token).status, 400U) << body.substr(0, 20);
     for (const nlohmann::json& body : {question(" \n"), nlohmann::json{{"type", "x"}, {"txt", 5}}})
         EXPECT_EQ(contentsOfEvents(client.post(path, body, token).body),
                   (std::vector<std::string>{"没有收到问题内容。", "@@"}));

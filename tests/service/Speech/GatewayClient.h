@@ -31,10 +31,14 @@ public:
     /// Of the upgrade: 101 when the connection is open.
     unsigned status() const { return response_.result_int(); }
 
-    void send(const std::string& frame, bool text = true) {
+    /// False when the connection has ended.
+    bool send(const std::string& frame, bool text = true) {
         socket_.text(text);
-        connection_.run([&](const Connection::Done& done) { socket_.async_write(boost::asio::buffer(frame), done); });
+        return !connection_.run(
+            [&](const Connection::Done& done) { socket_.async_write(boost::asio::buffer(frame), done); });
     }
+    /// Bytes that are no whole frames.
+    void sendRaw(const std::string& bytes) { connection_.send(bytes); }
     /// Configuration, context and all the audio of a turn in messages of 100 ms, and its end.
     void sendTurn(const std::string& requestId, const std::string& context, std::span<const std::int16_t> samples) {
         const auto sendPart = [&](const char* path, std::string body, bool binary) {
@@ -59,7 +63,8 @@ public:
         boost::beast::flat_buffer buffer;
         if (connection_.run([&](const Connection::Done& done) { socket_.async_read(buffer, done); }))
             return std::nullopt;
-        return wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+        auto message = wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+        return message ? std::optional(std::move(*message)) : std::nullopt;
     }
     /// All up to and including the next "turn.end", or the end of the connection.
     std::vector<wire::SpeechMessage> receiveTurn() {

@@ -71,6 +71,22 @@ std::unique_ptr<SpeechService> scriptedService(const SpeechGatewayOptions& optio
     return speech;
 }
 
+/// Whether the only place of a gateway is given back. It is as soon as the server has seen the end.
+bool placeIsFree(RunningGateway& gateway) {
+    unsigned status = 503;
+    for (const auto limit = std::chrono::steady_clock::now() + 20s; status == 503;) {
+        status = gateway.client().status();
+        if (std::chrono::steady_clock::now() > limit)
+            break;
+    }
+    return status == 101;
+}
+
+/// A whole text frame as a client sends it, masked with zeros. Short ones only.
+std::string maskedFrame(const std::string& payload) {
+    return "\x81" + std::string(1, static_cast<char>(0x80 | payload.size())) + std::string(4, '\0') + payload;
+}
+
 } // namespace
 
 TEST(Gateway, SeveralSessionsAtTheSameTimeAndTurnsOfEach) {
@@ -110,11 +126,7 @@ TEST(Gateway, RefusesOneConnectionTooMany) {
         ASSERT_EQ(first.status(), 101U);
         EXPECT_EQ(gateway.client().status(), 503U);
     }
-    unsigned status = 503; // the place is free as soon as the server has seen the end
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (status == 503 && std::chrono::steady_clock::now() < deadline)
-        status = gateway.client().status();
-    EXPECT_EQ(status, 101U);
+    EXPECT_TRUE(placeIsFree(gateway));
 }
 
 TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
@@ -136,6 +148,32 @@ TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
     // A client that is still sending may find the connection gone before it reads the close.
     EXPECT_THAT(closeAfter([](auto& client) { client.send(std::string(100'000, 'x'), false); }).first,
                 AnyOf(1009U, 1006U));
+}
+
+TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
+    RunningGateway gateway(scriptedService({.sessions = 1, .unsentBytes = 1 << 30, .write = 200ms, .closing = 200ms}));
+    {
+        // A bad message and the start of a frame in one piece: the server closes while it reads. Then bad UTF-8.
+        auto client = gateway.client();
+        client.sendRaw(maskedFrame("no headers") + maskedFrame("a\xff\xfe and more").substr(0, 6));
+        EXPECT_FALSE(client.receive());
+        client.sendRaw(maskedFrame("a\xff\xfe and more").substr(6));
+    }
+    EXPECT_TRUE(placeIsFree(gateway));
+    {
+        auto client = gateway.client();
+        client.send("no headers"); // and never answers the close
+        EXPECT_TRUE(placeIsFree(gateway));
+    }
+    {
+        auto client = gateway.client();
+        const std::string context = "Path: speech.context\r\nX-RequestId: 1\r\n\r\n" + plainContext;
+        int sent = 0;
+        while (sent < 200'000 && client.send(context)) // and never reads an answer
+            ++sent;
+        EXPECT_LT(sent, 200'000);
+        EXPECT_TRUE(placeIsFree(gateway));
+    }
 }
 
 TEST(Gateway, IdleConnectionsEnd) {

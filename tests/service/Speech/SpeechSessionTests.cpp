@@ -210,6 +210,8 @@ TEST_F(SpeechSessionTest, BrokenMessagesEndTheConnectionWithAReason) {
     };
     EXPECT_EQ(codeOf(session->onText("no headers at all")), 1007);
     EXPECT_EQ(codeOf(context("[1]")), 1007);
+    const std::string deep = std::string(30'000, '[') + std::string(30'000, ']');
+    EXPECT_EQ(codeOf(context("{\"translation\":{\"targetLanguages\":" + deep + "}}")), 1007);
     EXPECT_EQ(codeOf(session->onBinary("")), 1007);
     EXPECT_EQ(codeOf(session->onBinary("\xff\xffPath: audio\r\n")), 1007);
     EXPECT_EQ(codeOf(audio(std::string(8'193, 'x'))), 1007);
