@@ -22,11 +22,6 @@ protected:
             ids.push_back(model->id);
         return ids;
     }
-    /// The question box's text is in the hands of whoever shows it.
-    void answer(const QString& text) {
-        page().setQuestionText(text);
-        page().aiResponseTapped();
-    }
 };
 
 TEST_F(SessionQuestionsTest, InAutomaticModeEverySentenceIsAskedAtOnceAndItsAnswerGrowsPieceByPiece) {
@@ -63,7 +58,7 @@ TEST_F(SessionQuestionsTest, AnAnswerThatFailsIsToldWithWhatCameOfIt) {
     answerPiece("一半");
     ASSERT_TRUE(told("piece 1 一半"));
     answerServer_.endStream();
-    EXPECT_TRUE(told("end 1 the answer broke offfailed"));
+    EXPECT_TRUE(told("end 1 failed: the answer broke off"));
     EXPECT_EQ(page().streamModels()[0]->responseText().toStdString(), "一半");
     EXPECT_FALSE(log_.linesWith("❌ 流式连接错误：").isEmpty());
 }
@@ -85,7 +80,8 @@ TEST_F(SessionQuestionsTest, InManualModeSentencesCollectAndEachPressStartsANewL
     ASSERT_TRUE(told("piece 1 第一"));
 
     const auto earlier = page().streamModels().at(0);
-    answer("Three?");
+    page().setQuestionText("Three?");
+    page().aiResponseTapped();
     ASSERT_TRUE(asked(2));
     EXPECT_THAT(numbers(), ElementsAre(1));
     earlier->append("还在说");

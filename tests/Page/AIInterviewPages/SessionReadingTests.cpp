@@ -3,7 +3,6 @@
 #include <QAccessible>
 #include <QClipboard>
 #include <QMenu>
-#include <QScrollBar>
 #include <QSlider>
 #include <QWindow>
 
@@ -49,20 +48,18 @@ TEST_F(SessionReadingTest, KeysChangeTheListsFontInStepsAndStoreIt) {
     auto changed = *settings_.aiInterviewSetModel();
     changed.positioname = "changed meanwhile";
     settings_.setAiInterviewSetModel(changed);
-    QTest::mouseClick(box().viewport(), Qt::LeftButton);
+    box().setFocus(Qt::MouseFocusReason);
     const int height = transcript().rowHeight(0);
-    const struct {
-        Qt::Key key;
-        int size;
-    } steps[] = {{Qt::Key_Plus, 18},  {Qt::Key_Equal, 20}, {Qt::Key_Plus, 22},  {Qt::Key_Plus, 24},
-                 {Qt::Key_Plus, 24},  {Qt::Key_Minus, 22}, {Qt::Key_Minus, 20}, {Qt::Key_Minus, 18},
-                 {Qt::Key_Minus, 16}, {Qt::Key_Minus, 14}, {Qt::Key_Minus, 14}, {Qt::Key_Plus, 16}};
-    for (const auto& [key, size] : steps) {
-        press(key, Qt::ControlModifier);
-        EXPECT_EQ(page().fontSize(), size);
-        EXPECT_EQ(shownSize(transcript()), size);
-        EXPECT_EQ(storedSize(), size);
-    }
+    const auto expectSizes = [this](Qt::Key key, const std::vector<int>& sizes) {
+        for (const int size : sizes) {
+            press(key, Qt::ControlModifier);
+            EXPECT_EQ(shownSize(transcript()), size);
+            EXPECT_EQ(storedSize(), size);
+        }
+    };
+    expectSizes(Qt::Key_Plus, {18, 20, 22, 24, 24});
+    expectSizes(Qt::Key_Minus, {22, 20, 18, 16, 14, 14});
+    expectSizes(Qt::Key_Equal, {16});
     EXPECT_EQ(transcript().rowHeight(0), height);
     EXPECT_EQ(settings_.aiInterviewSetModel()->positioname.toStdString(), "changed meanwhile");
     EXPECT_EQ(box().toPlainText().toStdString(), "\nTell me.") << "the keys type nothing";
@@ -80,11 +77,13 @@ TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
     final("Why?");
     choose(menuAt(inWindow(transcript(), 1)), "copy");
     EXPECT_EQ(clipboard(), "Why?");
-    choose(menuAt(inWindow(transcript(), 0)), "copyAll");
-    EXPECT_EQ(clipboard(), "Tell me.\nWhy?");
-    choose(menuAt(inWindow(transcript(), 0)), "selectAll");
-    press(Qt::Key_C, Qt::ControlModifier);
-    EXPECT_EQ(clipboard(), "Tell me.\nWhy?");
+    for (const char* name : {"copyAll", "selectAll"}) {
+        choose(menuAt(inWindow(transcript(), 0)), name);
+        if (name == std::string("selectAll"))
+            press(Qt::Key_C, Qt::ControlModifier);
+        EXPECT_EQ(clipboard(), "Tell me.\nWhy?");
+        QApplication::clipboard()->clear();
+    }
     choose(menuAt(inWindow(transcript(), 0)), "largerFont");
     EXPECT_EQ(storedSize(), 18);
     settings_.setAiInterviewSetModel(std::nullopt);
@@ -123,14 +122,7 @@ TEST_F(SessionReadingTest, KeysOpenTheMenuSetTheOpacityAndAsk) {
     transcript().setFocus(Qt::TabFocusReason);
     press(Qt::Key_F10, Qt::ShiftModifier);
     ASSERT_TRUE(waitFor([this] { return findMenu() != nullptr && findMenu()->isVisible(); }));
-    EXPECT_EQ(window_->mapFromGlobal(findMenu()->pos()), inWindow(transcript(), 1))
-        << "at the row that the keys are on";
-    choose(findMenu(), "copy");
-    EXPECT_EQ(clipboard(), "Why?");
-    becomeActive();
-    window_->findChild<QToolButton*>("closeButton")->setFocus(Qt::TabFocusReason);
-    press(Qt::Key_F10, Qt::ShiftModifier);
-    ASSERT_TRUE(waitFor([this] { return findMenu() != nullptr && findMenu()->isVisible(); }));
+    EXPECT_EQ(window_->mapFromGlobal(findMenu()->pos()), inWindow(transcript(), 1)) << "where the keys are";
     choose(findMenu(), "clearer");
     EXPECT_EQ(window_->groundOpacity(), 65);
     becomeActive();
@@ -143,7 +135,6 @@ TEST_F(SessionReadingTest, KeysOpenTheMenuSetTheOpacityAndAsk) {
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_TRUE(asked(1));
     EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nTell me.\nWhy?");
-    EXPECT_TRUE(box().toPlainText().isEmpty());
 }
 
 TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlAndNoKeyClosesTheWindowOrAsksByAccident) {

@@ -8,8 +8,6 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <array>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 namespace parlowen {
@@ -28,21 +26,15 @@ public:
     }
 
     std::optional<QString> start(std::uint32_t frames, Sink sink) override {
-        worker_ = std::jthread([frames, sink = std::move(sink)](const std::stop_token& stop) {
-            std::mutex mutex;
-            std::condition_variable_any pause;
-            std::unique_lock lock(mutex);
-            while (!stop.stop_requested()) {
-                const auto format = AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
-                auto buffer = AVAudioPCMBuffer::make(*format, frames);
+        worker_ = std::jthread([this, frames, sink = std::move(sink)](const std::stop_token& stop) {
+            for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(frames / 16))) {
+                auto buffer = AVAudioPCMBuffer::make(*format(), frames);
                 buffer->setFrameLength(frames);
                 sink(std::move(buffer));
-                pause.wait_for(lock, stop, std::chrono::milliseconds(frames / 16), [] { return false; });
             }
         });
         return {};
     }
-
     void stop() override { worker_ = {}; }
 
 private:
@@ -50,11 +42,7 @@ private:
 };
 
 LanguageListModel language(const char* name, const char* original, const char* translation) {
-    LanguageListModel model;
-    model.name = name;
-    model.original_key = original;
-    model.translation_key = translation;
-    return model;
+    return {0, name, original, translation, {}};
 }
 
 std::string body(const QJsonObject& object) {
@@ -67,21 +55,23 @@ QJsonObject phrase(const char* kind, const QString& text) {
 
 std::string inWords(const SessionEvent& event) {
     const auto words = [](const char* kind, int number, const QString& text) {
-        return std::string(kind) + ' ' + std::to_string(number) + ' ' + text.toStdString();
+        return QStringLiteral("%1 %2 %3").arg(kind).arg(number).arg(text).toStdString();
     };
-    const auto sentence = [&](const char* kind, int number, const KXTranslationHistoryDetailsModel& row) {
-        return words(kind, number, row.resultText.isEmpty() ? row.sourceText : row.sourceText + '/' + row.resultText);
+    const auto sentence = [&](const char* kind, const auto& told) {
+        const QString& result = told.row.resultText;
+        return words(kind, told.number, told.row.sourceText + (result.isEmpty() ? result : '/' + result));
     };
+    static constexpr std::array ends{"complete", "failed: ", "cut off", "dropped"};
     return std::visit(
-        SessionHandler{[&](const session::Partial& told) { return sentence("partial", told.number, told.row); },
-                       [&](const session::Sentence& told) { return sentence("row", told.number, told.row); },
-                       [&](const session::Missed& told) { return words("missed", told.seconds, {}); },
+        SessionHandler{[&](const session::Partial& told) { return sentence("partial", told); },
+                       [&](const session::Sentence& told) { return sentence("row", told); },
+                       [&](const session::Missed& told) { return words("missed", told.seconds, "s"); },
                        [&](const session::Question& told) { return words("question", told.number, told.text); },
                        [&](const session::AnswerPiece& told) { return words("piece", told.number, told.piece); },
                        [&](const session::AnswerEnded& told) {
-                           return words("end", told.number, answerFailureText(told.end, Language::English)) +
-                                  std::array{"complete", "failed", "cut off", "dropped"}.at(
-                                      static_cast<std::size_t>(told.end.outcome));
+                           return words("end", told.number,
+                                        ends.at(static_cast<std::size_t>(told.end.outcome)) +
+                                            answerFailureText(told.end, Language::English));
                        },
                        [&](const session::Problem& told) { return words("problem", 0, told.text); },
                        [](const auto&) { return std::string(); }},

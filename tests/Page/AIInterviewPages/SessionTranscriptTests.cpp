@@ -59,10 +59,10 @@ TEST_F(SessionTranscriptTest, MissedSoundIsToldInItsPlaceAndInWholeSeconds) {
     partial("tw");
     status_.addMissed(7.4);
     final("Two.");
-    ASSERT_TRUE(told("missed 7 ")) << "behind the sentence that had begun";
+    ASSERT_TRUE(told("missed 7 s")) << "behind the sentence that had begun";
     status_.addMissed(4.6);
-    ASSERT_TRUE(told("missed 5 "));
-    EXPECT_THAT(told_, ElementsAre("row 1 One.", "partial 2 tw", "row 2 Two.", "missed 7 ", "missed 5 "));
+    ASSERT_TRUE(told("missed 5 s"));
+    EXPECT_THAT(told_, ElementsAre("row 1 One.", "partial 2 tw", "row 2 Two.", "missed 7 s", "missed 5 s"));
 }
 
 } // namespace

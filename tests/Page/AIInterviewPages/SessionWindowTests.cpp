@@ -46,9 +46,9 @@ TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
     EXPECT_EQ(shown(transcript(), 0), "so tell");
     final("So tell me.");
     status_.addMissed(7);
-    ASSERT_TRUE(told("missed 7 "));
+    ASSERT_TRUE(told("missed 7 s"));
     status_.addMissed(5);
-    ASSERT_TRUE(told("missed 5 "));
+    ASSERT_TRUE(told("missed 5 s"));
     final("Why?");
     std::vector<std::string> texts;
     for (int row = 0; row < transcript().model()->rowCount(); ++row)
@@ -65,9 +65,9 @@ TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
     page().setUseTimeCount(360'061);
     EXPECT_EQ(time(), "100:01:01");
     for (int i = 0; i < 16; ++i)
-        final(QString("Please tell me about a project that you are proud of, number %1.").arg(i));
-    EXPECT_GT(transcript().verticalScrollBar()->maximum(), 0);
-    EXPECT_EQ(transcript().verticalScrollBar()->value(), transcript().verticalScrollBar()->maximum());
+        page().sendQuestion("问题");
+    EXPECT_GT(answers().verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(answers().verticalScrollBar()->value(), answers().verticalScrollBar()->maximum());
     close();
     page().sendQuestion("迟到的问题");
     EXPECT_EQ(answers().model()->rowCount(), 18) << "no list follows a session that has closed";
@@ -87,27 +87,25 @@ TEST_F(SessionWindowTest, AFailedAnswersRowSaysSoAndIsCopiedWithoutIt) {
     EXPECT_EQ(answers().wholeText().toStdString(), "一半");
 }
 
-TEST_F(SessionWindowTest, ManualModeShowsItsBoxAndTakesWhatTheUserMadeOfIt) {
+TEST_F(SessionWindowTest, ManualModeTakesWhatTheUserMadeOfItsBox) {
     openActive(1);
     EXPECT_TRUE(box().isVisible() && answerButton().isVisible());
-    for (const char* text : {"One.", "Two."})
-        final(QString::fromUtf8(text));
+    final("One.");
     QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
     QTest::keyClicks(&box(), "Please: ");
-    QTest::mouseClick(&answerButton(), Qt::LeftButton);
-    ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Please: \nOne.\nTwo.");
-    EXPECT_TRUE(box().toPlainText().isEmpty());
-    answerPiece("第一");
-    ASSERT_TRUE(told("piece 1 第一"));
-    QTest::keyClicks(&box(), "Three?");
-    QTest::mouseClick(&answerButton(), Qt::LeftButton);
-    ASSERT_TRUE(asked(2));
-    EXPECT_EQ(answers().model()->rowCount(), 1);
-    EXPECT_EQ(shown(answers(), 0), "");
-    answerPiece("第二");
-    ASSERT_TRUE(told("piece 2 第二"));
-    EXPECT_EQ(shown(answers(), 0), "第二");
+    for (std::size_t i = 1; i <= 2; ++i) {
+        QTest::mouseClick(&answerButton(), Qt::LeftButton);
+        ASSERT_TRUE(asked(i));
+        EXPECT_TRUE(box().toPlainText().isEmpty());
+        EXPECT_EQ(answers().model()->rowCount(), 1);
+        EXPECT_EQ(shown(answers(), 0), "");
+        answerPiece("回答");
+        ASSERT_TRUE(told("piece " + std::to_string(i) + " 回答"));
+        EXPECT_EQ(shown(answers(), 0), "回答");
+        QTest::keyClicks(&box(), "Two?");
+    }
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Please: \nOne.");
+    EXPECT_EQ(question(1)["txt"].toString().toStdString(), "Two?");
 }
 
 TEST_F(SessionWindowTest, ItsCloseButtonEndsTheSessionAndTheMainWindowComesBack) {
@@ -151,22 +149,17 @@ TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
     EXPECT_TRUE(floats());
     const QImage pinned = pin().grab().toImage();
     QTest::mouseMove(window_.get(), {300, 300});
-    EXPECT_FALSE(tip().isVisible());
     QTest::mouseMove(&pin(), {13, 13});
     ASSERT_TRUE(waitFor([this] { return tip().isVisible(); }));
     EXPECT_EQ(tip().text().toStdString(), "取消置顶");
     EXPECT_EQ(tip().geometry().bottom() + 1, pin().y() - 2);
-    EXPECT_NEAR(tip().geometry().center().x(), pin().geometry().center().x(), 1);
 
     QTest::mouseClick(&pin(), Qt::LeftButton);
-    EXPECT_FALSE(page().isTop());
     EXPECT_FALSE(floats());
-    EXPECT_TRUE(window_->isVisible());
     EXPECT_EQ(tip().text().toStdString(), "置顶");
     EXPECT_NE(pin().grab().toImage(), pinned) << "another picture";
 
     QTest::mouseClick(&pin(), Qt::LeftButton);
-    EXPECT_TRUE(page().isTop());
     EXPECT_TRUE(floats());
     QTest::mouseMove(window_.get(), {300, 300});
     EXPECT_TRUE(waitFor([this] { return !tip().isVisible(); }));

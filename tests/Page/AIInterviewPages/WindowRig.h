@@ -2,6 +2,7 @@
 
 #include "SessionRig.h"
 
+#include <Foundation/BackgroundQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Page/View/ReadingList.h>
 
@@ -19,12 +20,14 @@ protected:
     ~WindowRig() override { window_.reset(); }
 
     void start() override {
+        window_.reset();
+        waitForBackground();
         window_ = std::make_unique<SessionWindow>(makeSession());
         window_->show();
     }
     void close() override {
         window_->close();
-        testing::waitFor([this] { return page().isClosing(); });
+        waitForBackground();
     }
     void openActive(int answerType = 0) {
         single();
