@@ -4,8 +4,12 @@
 #include "Decoding/Transcriber.h"
 #include "Speech/RecogniserEngine.h"
 
+#include <algorithm>
+#include <cmath>
 #include <condition_variable>
 #include <mutex>
+#include <random>
+#include <span>
 
 #include "support/RecognitionAudio.h"
 #include "support/WordErrorRate.h"
@@ -17,6 +21,30 @@ using namespace parlowen::bench;
 using namespace parlowen::testing;
 
 constexpr double mostWorse = 1; // points
+
+/// With white noise so many decibels below the speech (the frames of 20 ms within 30 dB of the loudest).
+Recording withNoise(Recording recording, int decibels) {
+    constexpr std::size_t frame = 320;
+    std::vector<double> powers;
+    for (std::size_t at = 0; at + frame <= recording.samples.size(); at += frame) {
+        double sum = 0;
+        for (const auto sample : std::span(recording.samples).subspan(at, frame))
+            sum += double{1} * sample * sample;
+        powers.push_back(sum / frame);
+    }
+    const double loudest = *std::max_element(powers.begin(), powers.end());
+    std::erase_if(powers, [loudest](double power) { return power < loudest / 1'000; });
+    double sum = 0;
+    for (const double power : powers)
+        sum += power;
+    const double deviation = std::sqrt(sum / static_cast<double>(powers.size()) / std::pow(10, decibels / 10.0));
+    std::mt19937 random(7); // NOLINT(cert-msc51-cpp): the same noise every time
+    std::normal_distribution<double> noise(0, deviation);
+    for (auto& sample : recording.samples)
+        sample = static_cast<std::int16_t>(std::clamp(sample + noise(random), -32'768.0, 32'767.0));
+    recording.name += ", noise at " + std::to_string(decibels) + " dB";
+    return recording;
+}
 
 std::string heardByService(service::RecogniserEngine& engine, const Samples& samples) {
     std::mutex mutex;

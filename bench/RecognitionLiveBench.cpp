@@ -7,10 +7,13 @@
 #include "Protocol/StreamEvent.h"
 #include "Streams/PieceHost.h"
 
+#include <algorithm>
 #include <fstream>
 #include <mutex>
+#include <span>
 #include <sys/resource.h>
 #include <thread>
+#include <utility>
 
 #include "support/RecognitionAudio.h"
 
@@ -24,6 +27,24 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t piece = 1'600; // samples that arrive at a time
 constexpr std::chrono::milliseconds pieceTime{100};
 constexpr std::chrono::milliseconds apart{700}; // the begin of one call and of the next one
+
+/// Where there is sound, from and to, in samples: frames of 10 ms above -46 dB, gaps of less than 0.6 s closed.
+std::vector<std::pair<std::int64_t, std::int64_t>> soundsOf(const Samples& samples) {
+    constexpr std::int64_t frame = 160;
+    constexpr std::int64_t shortestGap = 9'600;
+    constexpr int threshold = 160;
+    std::vector<std::pair<std::int64_t, std::int64_t>> sounds;
+    for (std::int64_t at = 0; at + frame <= static_cast<std::int64_t>(samples.size()); at += frame) {
+        const auto part = std::span(samples).subspan(static_cast<std::size_t>(at), frame);
+        if (std::none_of(part.begin(), part.end(), [](int sample) { return std::abs(sample) > threshold; }))
+            continue;
+        if (!sounds.empty() && at - sounds.back().second < shortestGap)
+            sounds.back().second = at + frame;
+        else
+            sounds.emplace_back(at, at + frame);
+    }
+    return sounds;
+}
 
 double processorSeconds() {
     rusage usage{};

@@ -242,7 +242,7 @@ int main(int argc, char** argv) {
     composition.setHooks({[](const QString& text) { qWarning("%s", qPrintable(text)); }, {}});
     SessionSignIn signIn(composition.http(), settings.settings(), trust);
     bool signedIn = false;
-    signIn.run([&signedIn](const QString& problem) { signedIn = problem.isEmpty(); });
+    signIn.run([&signedIn](const Result<void>& result) { signedIn = result.has_value(); });
     if (!waitUntil([&signedIn] { return signedIn; }, std::chrono::seconds(10))) {
         std::puts("MISS nobody is signed in");
         return 1;

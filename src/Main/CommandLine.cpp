@@ -4,6 +4,7 @@
 #include <Foundation/Phrase.h>
 
 #include <QCommandLineParser>
+#include <algorithm>
 #include <array>
 
 namespace parlowen {
@@ -88,6 +89,9 @@ constexpr Phrase refused{"parlowen: %1\nTry 'parlowen --help'.\n", "parlowen：%
 constexpr Phrase needsFile{"--rehearse needs the name of a file", "--rehearse 需要文件名"};
 constexpr Phrase wrongSource{"--interview takes system, microphone or app:NAME, not '%1'",
                              "--interview 的来源是 system、microphone 或 app:名称，不能是“%1”"};
+constexpr Phrase unknownOption{"there is no option '%1'", "没有“%1”这个选项"};
+constexpr Phrase needsValue{"--%1 needs a value", "--%1 需要一个值"};
+constexpr Phrase takesNoValue{"--%1 takes no value", "--%1 不能带值"};
 constexpr Phrase listenAlone{"--listen goes with --check-audio", "--listen 要与 --check-audio 一起使用"};
 constexpr Phrase optionOfSession{"--%1 goes with a session", "--%1 只用于会话"};
 constexpr Phrase unexpected{"unexpected argument '%1'", "多余的参数“%1”"};
@@ -108,11 +112,27 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
+constexpr std::array<const char*, 6> withValue{"rehearse", "interview", "screenshot",
+                                               "backend",  "language",  "translate-to"};
+constexpr std::array<const char*, 8> withoutValue{"check-audio", "listen",  "headless", "json",
+                                                  "manual",      "verbose", "help",     "version"};
+
 void addOptions(QCommandLineParser& parser) {
-    for (const char* name : {"rehearse", "interview", "screenshot", "backend", "language", "translate-to"})
+    for (const char* name : withValue)
         parser.addOption({QString::fromLatin1(name), {}, QStringLiteral("value")});
-    for (const char* name : {"check-audio", "listen", "headless", "json", "manual", "verbose", "help", "version"})
+    for (const char* name : withoutValue)
         parser.addOption({QString::fromLatin1(name), {}});
+}
+
+/// The parser's own texts are English and say "Missing value after '--language'."
+QString problemOf(const QCommandLineParser& parser) {
+    if (!parser.unknownOptionNames().isEmpty())
+        return unknownOption.here(parser.unknownOptionNames().constFirst());
+    QString name = parser.errorText().section(u'\'', 1, 1);
+    while (name.startsWith(u'-'))
+        name.remove(0, 1);
+    const bool missing = std::find(withValue.begin(), withValue.end(), name) != withValue.end();
+    return (missing ? needsValue : takesNoValue).here(name);
 }
 
 CommandLine sessionLine(const QCommandLineParser& parser) {
@@ -163,7 +183,7 @@ CommandLine parseCommandLine(const QStringList& arguments) {
     QCommandLineParser parser;
     addOptions(parser);
     if (!parser.parse(arguments))
-        return refusal(parser.errorText());
+        return refusal(problemOf(parser));
     if (parser.isSet(QStringLiteral("help")))
         return printing(help.here());
     if (parser.isSet(QStringLiteral("version")))

@@ -42,8 +42,8 @@ public:
     HttpDatas& http() { return http_; }
 
     /// The backend's languages: source 1 those that are recognised, 2 the targets of translation. Empty when there is
-    /// no answer.
-    void languageList(int source, std::function<void(std::vector<LanguageListModel>)> received);
+    /// no answer. Nothing is received once the context is gone.
+    void languageList(int source, QObject* context, std::function<void(std::vector<LanguageListModel>)> received);
 
     /// The collaborators of a session, which hears what the factory's sources give and hands the audio devices back
     /// through the router. The router and the status outlive it.

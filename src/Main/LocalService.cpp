@@ -3,7 +3,7 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/Phrase.h>
-#include <Network/TrustedTls.h>
+#include <Network/Transport.h>
 
 #include <QCoreApplication>
 #include <QFile>

@@ -104,18 +104,18 @@ void SessionRun::signIn(const LocalTrust& trust) {
     };
     composition_.setHooks(std::move(hooks));
     signIn_ = std::make_unique<SessionSignIn>(composition_.http(), settings_.settings(), trust);
-    signIn_->run([this](const QString& problem) {
-        if (problem.isEmpty())
+    signIn_->run([this](const Result<void>& signedIn) {
+        if (signedIn)
             loadLanguages();
         else
-            giveUp(problem, statusNotRun);
+            giveUp(signedIn.error(), statusNotRun);
     });
 }
 
 void SessionRun::loadLanguages() {
-    composition_.languageList(1, [this](std::vector<LanguageListModel> spoken) {
+    composition_.languageList(1, this, [this](std::vector<LanguageListModel> spoken) {
         spoken_ = std::move(spoken);
-        composition_.languageList(2, [this](const std::vector<LanguageListModel>& targets) {
+        composition_.languageList(2, this, [this](const std::vector<LanguageListModel>& targets) {
             settings_.applyLanguages(line_, spoken_, targets);
             openSession();
         });

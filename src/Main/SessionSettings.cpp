@@ -51,11 +51,11 @@ SessionSettings::SessionSettings(const QString& storedFile)
     : storedFile_(storedFile)
     , folder_(folderTemplate()) {
     const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
-    std::optional<QString> problem = SettingsFile::problemWith(storedFile);
-    if (!problem && QFile::exists(storedFile) && !QFile::copy(storedFile, copy))
-        problem = notCopied.here();
-    if (problem)
-        storedProblem_ = notUsed.here(storedFile, *problem);
+    Result<void> usable = SettingsFile::check(storedFile);
+    if (usable && QFile::exists(storedFile) && !QFile::copy(storedFile, copy))
+        usable = failure(notCopied.here());
+    if (!usable)
+        storedProblem_ = notUsed.here(storedFile, usable.error());
     defaults_ = std::make_unique<UserDefaults>(copy);
     settings_ = std::make_unique<Settings>(*defaults_);
 }

@@ -52,9 +52,9 @@ bool SessionSignIn::tokenRefused() {
 
 void SessionSignIn::checkToken() {
     http_.requestData(
-        QStringLiteral("/user/info"), HttpMethod::GET, std::nullopt, std::nullopt,
+        QStringLiteral("/user/info"), HttpMethod::GET, std::nullopt, std::nullopt, &context_,
         [this](FResponseStatus status, const std::optional<JSON>&, const std::optional<QString>& message) {
-            finish(status == FResponseStatus::failure ? message.value_or(QString()) : QString());
+            finish(status == FResponseStatus::failure ? failure(message.value_or(QString())) : Result<void>());
         });
 }
 
@@ -62,7 +62,7 @@ void SessionSignIn::useOwnAccount() {
     // Over TLS alone: on this machine too, anybody may listen on a port.
     const QString base = settings_.fuwuqiKey().value_or(ApiBase::builtIn());
     if (QUrl(base).scheme() != QLatin1String("https") || !trust_.covers(QUrl(base).host())) {
-        finish(nobody.here(base));
+        finish(failure(nobody.here(base)));
         return;
     }
     const Account account = ownAccount(trust_.certificateAuthority);
@@ -70,11 +70,11 @@ void SessionSignIn::useOwnAccount() {
                                  {QStringLiteral("phone"), account.phone},
                                  {QStringLiteral("password"), account.password}};
     http_.requestData(
-        QStringLiteral("/user/account/login"), HttpMethod::POST, parameters, std::nullopt,
+        QStringLiteral("/user/account/login"), HttpMethod::POST, parameters, std::nullopt, &context_,
         [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
             const QString token = json ? (*json)["data"]["token"].stringValue() : QString();
             if (status != FResponseStatus::success || token.isEmpty()) {
-                finish(signInFailed.here(message.value_or(QString())));
+                finish(failure(signInFailed.here(message.value_or(QString()))));
                 return;
             }
             settings_.setLoginToken(token);
@@ -82,9 +82,9 @@ void SessionSignIn::useOwnAccount() {
         });
 }
 
-void SessionSignIn::finish(const QString& problem) {
+void SessionSignIn::finish(const Result<void>& result) {
     if (const Done done = std::exchange(done_, nullptr))
-        done(problem);
+        done(result);
 }
 
 } // namespace parlowen

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <Foundation/LocalTrust.h>
+#include <Foundation/Result.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
 
-#include <QString>
 #include <functional>
 
 namespace parlowen {
@@ -13,8 +13,8 @@ namespace parlowen {
 /// service, whose certificate shows that it is this user's, with an account of its own. Main thread only.
 class SessionSignIn {
 public:
-    /// Called once, with an empty text or a plain sentence on why nobody is signed in.
-    using Done = std::function<void(const QString& problem)>;
+    /// Called once, unless this object is gone by then; when nobody is signed in, with a plain sentence on why.
+    using Done = std::function<void(const Result<void>&)>;
 
     SessionSignIn(HttpDatas& http, Settings& settings, LocalTrust trust);
 
@@ -26,12 +26,13 @@ public:
 private:
     void checkToken();
     void useOwnAccount();
-    void finish(const QString& problem);
+    void finish(const Result<void>& result);
 
     HttpDatas& http_;
     Settings& settings_;
     LocalTrust trust_;
     Done done_;
+    QObject context_; ///< no reply comes once this object is gone
 };
 
 } // namespace parlowen

@@ -13,7 +13,6 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
-#include <Foundation/SystemLog.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
 

@@ -1,10 +1,8 @@
 #include "HttpDatas.h"
 
 #include "ApiBase.h"
-#include "RequestEncoding.h"
 #include "Settings.h"
-#include "TransportError.h"
-#include "TrustedTls.h"
+#include "Transport.h"
 
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
@@ -53,6 +51,11 @@ HttpDatas& HttpDatas::shared() {
 
 void HttpDatas::install(HttpDatas* instance) { installed() = instance; }
 
+void HttpDatas::setLocalTrust(LocalTrust trust) {
+    trust_ = std::move(trust);
+    manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
+}
+
 void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                             std::optional<int> timeout, Completion completion) {
     const Prepared prepared = prepare(path, method, params, timeout);
@@ -61,6 +64,16 @@ void HttpDatas::requestData(const QString& path, HttpMethod method, const std::o
         return;
     }
     onMain(self_, [self = self_, prepared, completion = std::move(completion)] { self->send(prepared, completion); });
+}
+
+void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
+                            std::optional<int> timeout, QObject* context, Completion completion) {
+    requestData(path, method, params, timeout,
+                [context = QPointer<QObject>(context), completion = std::move(completion)](
+                    FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
+                    if (context && completion)
+                        completion(status, json, message);
+                });
 }
 
 HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,

@@ -57,8 +57,13 @@ public:
     void requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                      std::optional<int> timeout, Completion completion);
 
+    /// The same for a caller that may go before the reply comes: the completion falls silent with the context (what the
+    /// user is to be shown is still shown). On the context's thread.
+    void requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
+                     std::optional<int> timeout, QObject* context, Completion completion);
+
     /// What is trusted from the next request on. Main thread.
-    void setLocalTrust(LocalTrust trust) { trust_ = std::move(trust); }
+    void setLocalTrust(LocalTrust trust);
 
     /// Shows a modal alert through the hook. Main thread.
     void showAlert(const Alert& alert) const;

@@ -1,7 +1,6 @@
 #include "StreamThread.h"
 
 #include <QCoreApplication>
-#include <utility>
 
 namespace parlowen {
 
@@ -11,23 +10,10 @@ constexpr std::size_t idleManagers = 2;
 
 } // namespace
 
-/// Runs one piece of work for each time that it is woken. The work itself waits under the thread's own lock, so that
-/// the order between the threads is plain to see, for the thread sanitizer too.
-class StreamThread::Runner : public QObject {
-    Q_OBJECT
-
-public:
-    explicit Runner(StreamThread& thread)
-        : thread_(thread) {}
-    Q_INVOKABLE void wake() { thread_.runNext(); }
-
-private:
-    StreamThread& thread_;
-};
-
 StreamThread::StreamThread()
-    : root_(new Runner(*this)) {
+    : root_(new QObject) {
     thread_.setObjectName("answer-streams");
+    queue_.moveToThread(&thread_);
     root_->moveToThread(&thread_);
     QObject::connect(&thread_, &QThread::finished, root_, &QObject::deleteLater);
     thread_.start();
@@ -43,28 +29,9 @@ StreamThread& StreamThread::shared() {
 }
 
 void StreamThread::end() {
-    {
-        const std::lock_guard lock(mutex_);
-        ended_ = true;
-    }
+    queue_.close();
     thread_.quit();
     thread_.wait();
-}
-
-void StreamThread::post(std::function<void()> work) {
-    const std::lock_guard lock(mutex_);
-    if (ended_)
-        return;
-    work_.push_back(std::move(work));
-    QMetaObject::invokeMethod(root_, "wake", Qt::QueuedConnection);
-}
-
-void StreamThread::runNext() {
-    std::unique_lock lock(mutex_);
-    const std::function<void()> next = std::move(work_.front());
-    work_.pop_front();
-    lock.unlock();
-    next();
 }
 
 QNetworkAccessManager& StreamThread::borrowManager() {
@@ -83,5 +50,3 @@ void StreamThread::giveBack(QNetworkAccessManager& manager) {
 }
 
 } // namespace parlowen
-
-#include "StreamThread.moc"

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Foundation/WorkQueue.h>
+
 #include <QNetworkAccessManager>
 #include <QThread>
-#include <deque>
 #include <functional>
-#include <mutex>
+#include <utility>
 #include <vector>
 
 namespace parlowen {
@@ -19,24 +20,19 @@ public:
     static StreamThread& shared();
 
     /// Runs the work on the thread, unless it has ended. Any thread.
-    void post(std::function<void()> work);
+    void post(std::function<void()> work) { queue_.post(std::move(work)); }
 
     /// A manager for one stream alone, until it is given back. On the thread only; the thread owns it.
     QNetworkAccessManager& borrowManager();
     void giveBack(QNetworkAccessManager& manager);
 
 private:
-    class Runner;
-
     StreamThread();
     void end();
-    void runNext();
 
     QThread thread_;
-    QObject* const root_; // lives on the thread, owns the managers, ends with it
-    std::mutex mutex_;    // guards the next two
-    bool ended_ = false;
-    std::deque<std::function<void()>> work_;
+    EventLoopQueue queue_;                     // lives on the thread, and outlives it for those who still post
+    QObject* const root_;                      // lives on the thread, owns the managers, ends with it
     std::vector<QNetworkAccessManager*> idle_; // on the thread only
 };
 

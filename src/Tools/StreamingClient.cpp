@@ -4,9 +4,7 @@
 
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
-#include <Network/RequestEncoding.h>
-#include <Network/TransportError.h>
-#include <Network/TrustedTls.h>
+#include <Network/Transport.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>

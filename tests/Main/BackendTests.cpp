@@ -1,19 +1,165 @@
 #include <Foundation/Bundle.h>
 #include <Main/Backend.h>
 #include <Main/SessionSignIn.h>
+#include <Network/Transport.h>
 
 #include <QDir>
+#include <QNetworkReply>
+#include <QTcpServer>
+#include <csignal>
+#include <unistd.h>
 
-#include "LocalServiceFixture.h"
 #include "support/BackendFixture.h"
 #include "support/TlsFiles.h"
 
 namespace parlowen::testing {
 namespace {
 
+using Access = LocalService::Access;
+
+/// The real service, with a data directory of its own.
+class LocalServiceTest : public ::testing::Test {
+protected:
+    LocalService::Place place(int port = 0) const { return {program_, data_.path(), static_cast<quint16>(port)}; }
+
+    static Result<Access> outcomeOf(const std::function<void(LocalService::Started)>& start) {
+        std::optional<Result<Access>> outcome;
+        start([&outcome](const Result<Access>& result) { outcome = result; });
+        EXPECT_TRUE(waitFor([&outcome] { return outcome.has_value(); }, 40'000));
+        return outcome.value_or(failure("nothing came"));
+    }
+    static Result<Access> start(LocalService& service) {
+        return outcomeOf([&service](auto started) { service.start(std::move(started)); });
+    }
+    static Result<Access> find(Backend& backend) {
+        QObject context;
+        return outcomeOf([&](auto found) { backend.find(&context, std::move(found)); });
+    }
+
+    /// How a request to it comes out; no error when it was answered.
+    static QNetworkReply::NetworkError reach(const Access& access) {
+        QNetworkAccessManager manager;
+        QNetworkRequest request(QUrl(access.baseUrl + "/operation/version"));
+        request.setSslConfiguration(sslConfiguration(access.trust, request.url()));
+        const std::unique_ptr<QNetworkReply> reply(manager.get(request));
+        EXPECT_TRUE(waitFor([&reply] { return reply->isFinished(); }));
+        return reply->error();
+    }
+
+    /// The services that this process has started and that run.
+    static QByteArrayList services() {
+        QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(::getpid()));
+        return children.open(QIODevice::ReadOnly) ? children.readAll().trimmed().split(' ') : QByteArrayList();
+    }
+    static void killService() { ::kill(static_cast<pid_t>(services().constFirst().toInt()), SIGKILL); }
+
+    const QString program_ = QStringLiteral(PARLOWEN_BINARY_DIR "/bin/parlowen-service");
+    const QTemporaryDir data_;
+};
+
+TEST_F(LocalServiceTest, RunsUntilItsOwnerGoesForThoseWhoTrustItAlone) {
+    Access access;
+    {
+        LocalService service(place());
+        const Result<Access> started = start(service);
+        ASSERT_TRUE(started) << started.error().toStdString();
+        access = *started;
+        EXPECT_EQ(reach(access), QNetworkReply::NoError);
+        EXPECT_EQ(reach({access.baseUrl, {}}), QNetworkReply::SslHandshakeFailedError);
+    }
+    EXPECT_EQ(reach(access), QNetworkReply::ConnectionRefusedError);
+}
+
+TEST_F(LocalServiceTest, RunsAgainInTheSamePlaceWhenItIsKilledAlsoWhenARestartFails) {
+    const QString link = data_.filePath("service");
+    ASSERT_TRUE(QFile::link(program_, link));
+    LocalService service({link, data_.path(), 0});
+    std::vector<bool> told;
+    service.onServing([&told](bool serves) { told.push_back(serves); });
+    const Result<Access> started = start(service);
+    ASSERT_TRUE(started) << started.error().toStdString();
+    killService();
+    ASSERT_TRUE(waitFor([&told] { return told.size() == 2; }, 40'000));
+    ASSERT_TRUE(QFile::remove(link));
+    killService();
+    ASSERT_TRUE(waitFor([&told] { return told.size() == 3; }));
+    EXPECT_TRUE(holdsFor([&told] { return told.size() == 3; }, 400)) << "it cannot be started now";
+    ASSERT_TRUE(QFile::link(program_, link));
+    ASSERT_TRUE(waitFor([&told] { return told.size() == 4; }, 40'000));
+    EXPECT_EQ(told, (std::vector<bool>{false, true, false, true}));
+    EXPECT_EQ(reach(*started), QNetworkReply::NoError);
+}
+
+TEST_F(LocalServiceTest, TakesAnotherPortWhenAStrangerHasItsAndWaitsForOneThatIsQuicker) {
+    QTcpServer stranger, quicker;
+    ASSERT_TRUE(stranger.listen(QHostAddress::LocalHost));
+    LocalService service(place(stranger.serverPort()));
+    const Result<Access> started = start(service);
+    ASSERT_TRUE(started) << started.error().toStdString();
+    const int port = QUrl(started->baseUrl).port();
+    EXPECT_NE(port, stranger.serverPort());
+    bool serves = true;
+    service.onServing([&serves](bool now) { serves = now; });
+    killService();
+    ASSERT_TRUE(waitFor([&serves] { return !serves; }));
+    ASSERT_TRUE(quicker.listen(QHostAddress::LocalHost, static_cast<quint16>(port)));
+    QObject::connect(&quicker, &QTcpServer::newConnection, [&quicker] { quicker.close(); });
+    EXPECT_TRUE(waitFor([&serves] { return serves; }, 40'000));
+    EXPECT_EQ(reach(*started), QNetworkReply::NoError);
+}
+
+TEST_F(LocalServiceTest, SaysWhyThereIsNone) {
+    QFile garbage(data_.filePath("parlowen.db"));
+    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(5000, 'x')) == 5000);
+    garbage.close();
+    for (const auto& [program, words] : {std::pair<QString, const char*>("", "parlowen-service"),
+                                         {"/bin/false", "status 1"},
+                                         {data_.path(), "cannot be started"},
+                                         {program_, "parlowen.db"}}) {
+        LocalService service({program, data_.path(), 0});
+        EXPECT_TRUE(start(service).error().contains(words)) << words;
+    }
+}
+
+TEST_F(LocalServiceTest, ASecondProgramGetsOneOfItsOwnWhenTheFirstEnds) {
+    auto first = std::make_unique<Backend>(QString(), std::nullopt, place());
+    const Result<Access> running = find(*first);
+    ASSERT_TRUE(running) << running.error().toStdString();
+    Backend second({}, std::nullopt, place(QUrl(running->baseUrl).port()));
+    const Result<Access> shared = find(second);
+    ASSERT_TRUE(shared) << shared.error().toStdString();
+    EXPECT_EQ(shared->baseUrl, running->baseUrl);
+    EXPECT_EQ(services().size(), 1) << "both use the same one";
+    QList<bool> told;
+    QObject::connect(&second, &Backend::servingChanged, [&told](bool serves) { told << serves; });
+    first.reset();
+    ASSERT_TRUE(waitFor([&told] { return told.size() == 2; }, 40'000));
+    EXPECT_EQ(told, (QList<bool>{false, true}));
+    EXPECT_EQ(reach(*shared), QNetworkReply::NoError);
+}
+
+TEST_F(LocalServiceTest, TheBackendTriesAServiceThatCouldNotBeStartedAgain) {
+    Backend backend({}, std::nullopt, {data_.filePath("program"), data_.path(), 0});
+    EXPECT_FALSE(find(backend));
+    ASSERT_TRUE(QFile::link(program_, data_.filePath("program")));
+    const Result<Access> found = find(backend);
+    ASSERT_TRUE(found) << found.error().toStdString();
+    EXPECT_EQ(find(backend)->baseUrl, found->baseUrl) << "it is found already";
+}
+
+TEST_F(LocalServiceTest, TheBackendsAuthorityIsTrustedForAnAddressOnThisMachineAlone) {
+    QDir(data_.path()).mkdir("tls");
+    QFile authority(data_.filePath("tls/ca.pem"));
+    ASSERT_TRUE(authority.open(QIODevice::WriteOnly) && authority.write("PEM") == 3);
+    authority.close();
+    Backend local("https://localhost:8443/api/v1", {}, place()), remote("https://127.0.0.1@example.org", {}, place());
+    EXPECT_TRUE(find(local)->trust.covers("localhost"));
+    EXPECT_TRUE(find(remote)->trust.certificateAuthority.isEmpty());
+}
+
 TEST(BackendAddressTest, WhatIsGivenCountsMoreThanWhatIsRememberedAndThatMoreThanTheBuild) {
-    const QString build = Bundle::builtInApiBaseUrl();
-    EXPECT_EQ(Backend({}, std::nullopt).address(), build);
+    EXPECT_EQ(Backend({}, std::nullopt).address(), Bundle::builtInApiBaseUrl());
+    EXPECT_TRUE(Backend({}, std::nullopt).isLocalService());
     EXPECT_EQ(Backend({}, "https://remembered/v1/").address(), "https://remembered/v1");
     EXPECT_FALSE(Backend({}, "https://remembered/v1").isGiven());
     qputenv("PARLOWEN_API_BASE_URL", " https://environment/v1 ");
@@ -21,94 +167,35 @@ TEST(BackendAddressTest, WhatIsGivenCountsMoreThanWhatIsRememberedAndThatMoreTha
     EXPECT_EQ(Backend("https://given/v1", "https://remembered/v1").address(), "https://given/v1");
     EXPECT_TRUE(Backend({}, "https://remembered/v1").isGiven());
     qunsetenv("PARLOWEN_API_BASE_URL");
-
     EXPECT_TRUE(Backend("http://host").checkAddress());
-    for (const char* wrong : {"nonsense", "ftp://host/v1", "https://", "https://host:port"}) {
-        const Result<void> usable = Backend(wrong).checkAddress();
-        ASSERT_FALSE(usable) << wrong;
-        EXPECT_TRUE(usable.error().contains("--backend") && usable.error().contains(wrong));
-    }
-    EXPECT_TRUE(Backend({}, "x").checkAddress().error().contains("fuwuqi_key"));
-}
-
-class BackendTest : public LocalServiceFixture {
-protected:
-    static Result<Backend::Access> find(Backend& backend) {
-        std::optional<Result<Backend::Access>> result;
-        QObject context;
-        backend.find(&context, [&result](const Result<Backend::Access>& found) { result = found; });
-        EXPECT_FALSE(result) << "later";
-        EXPECT_TRUE(waitFor([&result] { return result.has_value(); }, 40'000));
-        return result.value_or(failure("nothing came"));
-    }
-};
-
-TEST_F(BackendTest, ASecondProgramGetsAServiceOfItsOwnWhenTheFirstEnds) {
-    auto first = std::make_unique<Backend>(QString(), std::nullopt, place());
-    const Result<Backend::Access> running = find(*first);
-    ASSERT_TRUE(running) << running.error().toStdString();
-    Backend second({}, std::nullopt, place(static_cast<quint16>(QUrl(running->baseUrl).port())));
-    const Result<Backend::Access> shared = find(second);
-    ASSERT_TRUE(shared) << shared.error().toStdString();
-    EXPECT_EQ(shared->baseUrl, running->baseUrl);
-    EXPECT_EQ(childProcesses().size(), 1) << "both use the same one";
-
-    QList<bool> told;
-    QObject::connect(&second, &Backend::servingChanged, [&told](bool serves) { told << serves; });
-    first.reset();
-    ASSERT_TRUE(waitFor([&told] { return told.size() == 2; }, 40'000));
-    EXPECT_EQ(told, (QList<bool>{false, true}));
-    EXPECT_EQ(reach(*shared), QNetworkReply::NoError);
-    EXPECT_EQ(find(second)->baseUrl, shared->baseUrl) << "it is found already";
-}
-
-TEST_F(BackendTest, AServiceThatCouldNotBeStartedIsTriedAgain) {
-    const QString program = data_.filePath("program");
-    Backend backend({}, std::nullopt, {program, data_.path(), 0});
-    EXPECT_FALSE(find(backend));
-    ASSERT_TRUE(QFile::link(serviceProgram, program));
-    EXPECT_TRUE(find(backend));
-}
-
-TEST_F(BackendTest, TheLocalAuthorityIsTrustedForAnAddressOnThisMachineAlone) {
-    QDir(data_.path()).mkdir("tls");
-    QFile authority(data_.filePath("tls/ca.pem"));
-    ASSERT_TRUE(authority.open(QIODevice::WriteOnly) && authority.write("PEM") == 3);
-    authority.close();
-    const auto trustOf = [this](const char* address) {
-        Backend backend(address, std::nullopt, place());
-        return find(backend)->trust;
-    };
-    EXPECT_TRUE(trustOf("https://localhost:8443/api/v1").covers("localhost"));
-    EXPECT_FALSE(trustOf("https://example.org/api/v1").covers("example.org"));
-    EXPECT_TRUE(trustOf("https://127.0.0.1@example.org/v1").certificateAuthority.isEmpty());
+    for (const char* wrong : {"nonsense", "ftp://host/v1", "https://", "https://host:port"})
+        EXPECT_FALSE(Backend(wrong).checkAddress()) << wrong;
+    EXPECT_EQ(Backend("x").checkAddress().error(),
+              "--backend is not the address of a backend, such as https://example.org/api/v1: x");
 }
 
 class SessionSignInTest : public BackendFixture {
 protected:
-    QString problemWith(const QString& base, const LocalTrust& trust) {
+    QString problemWith(const QString& base) {
+        const LocalTrust trust{"127.0.0.1", tlsFile("authority.pem")};
         defaults_.setString("fuwuqi_key", base);
         HttpDatas http(settings_, trust, {});
         SessionSignIn signIn(http, settings_, trust);
-        std::optional<QString> problem;
-        signIn.run([&problem](const QString& text) { problem = text; });
-        EXPECT_TRUE(waitFor([&problem] { return problem.has_value(); }));
-        return problem.value_or("nothing came");
+        std::optional<Result<void>> outcome;
+        signIn.run([&outcome](const Result<void>& result) { outcome = result; });
+        EXPECT_TRUE(waitFor([&outcome] { return outcome.has_value(); }));
+        return *outcome ? QString() : outcome->error();
     }
 };
 
 TEST_F(SessionSignInTest, ADerivedPasswordGoesToTheLocalServiceOverTlsAlone) {
-    const LocalTrust trust{"127.0.0.1", tlsFile("authority.pem")};
-    server_.enqueue(Reply::json(200, R"({"data":{"token":"t"}})"));
-    EXPECT_TRUE(problemWith(server_.baseUrl(), trust).contains(server_.baseUrl()));
-    EXPECT_TRUE(server_.requests().empty());
-
     ScriptedHttpServer local(ScriptedHttpServer::Scheme::https);
-    local.enqueue(Reply::json(200, R"({"data":{"token":"t"}})"));
-    EXPECT_TRUE(problemWith(local.baseUrl("localhost"), trust).contains("localhost"));
-    EXPECT_TRUE(local.requests().empty());
-    EXPECT_EQ(problemWith(local.baseUrl(), trust), "");
-    EXPECT_EQ(local.requests().front().target, "/user/account/login");
+    for (ScriptedHttpServer* server : {&local, &server_})
+        server->enqueue(Reply::json(200, R"({"data":{"token":"t"}})"));
+    for (const QString& base : {server_.baseUrl(), local.baseUrl("localhost")})
+        EXPECT_TRUE(problemWith(base).contains(base));
+    EXPECT_EQ(server_.requests().size() + local.requests().size(), 0U);
+    EXPECT_EQ(problemWith(local.baseUrl()), "");
     EXPECT_EQ(settings_.loginToken(), "t");
 }
 

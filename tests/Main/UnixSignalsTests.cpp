@@ -7,18 +7,13 @@
 namespace parlowen {
 namespace {
 
-using ::parlowen::testing::waitFor;
-
-TEST(UnixSignals, EachWayToEndAProgramIsTold) {
+TEST(UnixSignals, EachWayToEndAProgramIsToldAndAHangUpThatIsIgnoredStaysSo) {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         int told = 0;
         const UnixSignals signals([&told] { ++told; });
         ::raise(number);
-        EXPECT_TRUE(waitFor([&told] { return told == 1; })) << number;
+        EXPECT_TRUE(parlowen::testing::waitFor([&told] { return told == 1; })) << number;
     }
-}
-
-TEST(UnixSignals, AHangUpThatIsIgnoredStaysSo) {
     std::signal(SIGHUP, SIG_IGN);
     {
         const UnixSignals signals([] {});

@@ -2,16 +2,12 @@
 #include <Foundation/MainQueue.h>
 #include <Network/ApiBase.h>
 
-#include <QElapsedTimer>
-#include <QJsonDocument>
-
 #include "support/BackendFixture.h"
 #include "support/TlsFiles.h"
 
 namespace parlowen::testing {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -19,37 +15,27 @@ struct Outcome {
     FResponseStatus status = FResponseStatus::unusual;
     std::optional<JSON> json;
     std::optional<QString> message;
-    bool onMainThread = false;
 };
 
 class HttpDatasTest : public BackendFixture {
 protected:
-    void request(const QString& path, HttpMethod method = HttpMethod::GET,
-                 const std::optional<QJsonObject>& params = std::nullopt, std::optional<int> timeout = std::nullopt) {
-        http_.requestData(path, method, params, timeout,
-                          [this](FResponseStatus status, const auto& json, const auto& message) {
-                              outcomes_.push_back({status, json, message, isMainThread()});
-                              sinceOutcome_.start();
-                          });
-    }
-
     /// Sends one request and waits for its outcome.
     Outcome outcomeOf(const QString& path, HttpMethod method = HttpMethod::GET,
                       const std::optional<QJsonObject>& params = std::nullopt,
                       std::optional<int> timeout = std::nullopt) {
-        const std::size_t before = outcomes_.size();
-        request(path, method, params, timeout);
-        EXPECT_EQ(outcomes_.size(), before) << "it returns before the outcome is there";
-        EXPECT_TRUE(waitFor([&] { return outcomes_.size() > before; }));
-        return outcomes_.size() > before ? outcomes_.back() : Outcome{};
+        outcomes_.clear();
+        http_.requestData(path, method, params, timeout, completion_);
+        EXPECT_TRUE(outcomes_.empty()) << "it returns before the outcome is there";
+        EXPECT_TRUE(waitFor([this] { return !outcomes_.empty(); }));
+        EXPECT_THAT(alerts_, IsEmpty()) << "it comes later";
+        return outcomes_.empty() ? Outcome{} : outcomes_.front();
     }
 
-    /// The title of the alert that comes a quarter of a second behind an outcome.
+    /// The title of the one alert that comes behind an outcome.
     QString nextAlert() {
         EXPECT_TRUE(waitFor([this] { return !alerts_.empty(); }));
         const Alert alert = alerts_.empty() ? Alert{} : alerts_.front();
         EXPECT_EQ(alert, (Alert{alert.title, "", "logo", AlertStyle::warning}));
-        EXPECT_GE(alertDelay_, 245);
         EXPECT_THAT(alerts_, SizeIs(1));
         alerts_.clear();
         return alert.title;
@@ -59,17 +45,13 @@ protected:
     }
 
     std::vector<Alert> alerts_;
-    qint64 alertDelay_ = -1;
     int signOuts_ = 0;
     std::vector<Outcome> outcomes_;
-    QElapsedTimer sinceOutcome_;
-    HttpDatas http_{settings_,
-                    {},
-                    {[this](const Alert& alert) {
-                         alerts_.push_back(alert);
-                         alertDelay_ = sinceOutcome_.elapsed();
-                     },
-                     [this] { ++signOuts_; }}};
+    HttpDatas::Completion completion_ = [this](FResponseStatus status, const auto& json, const auto& message) {
+        EXPECT_TRUE(isMainThread());
+        outcomes_.push_back({status, json, message});
+    };
+    HttpDatas http_{settings_, {}, {[this](const Alert& alert) { alerts_.push_back(alert); }, [this] { ++signOuts_; }}};
 };
 
 TEST_F(HttpDatasTest, RequestsCarryTheirHeadersAndParametersInTheQueryOrTheBody) {
@@ -77,17 +59,13 @@ TEST_F(HttpDatasTest, RequestsCarryTheirHeadersAndParametersInTheQueryOrTheBody)
     const QJsonObject params{{"b", 1}, {"a", true}, {"id", qint64(9007199254740993)}};
     const auto line = [this] { return lastRequest().method + " " + lastRequest().target; };
     outcomeOf("/list", HttpMethod::GET, params);
-    EXPECT_EQ(line(), "GET /list?a=1&b=1&id=9007199254740993");
-    EXPECT_EQ(lastRequest().body, "");
+    EXPECT_EQ(line() + lastRequest().body, "GET /list?a=1&b=1&id=9007199254740993");
     EXPECT_EQ(lastRequest().header("Authorization"), std::nullopt);
     settings_.setLoginToken("abc"); // read anew for each request
     outcomeOf("/change/2", HttpMethod::PUT);
-    EXPECT_EQ(line(), "PUT /change/2");
-    EXPECT_EQ(lastRequest().body, "");
+    EXPECT_EQ(line() + lastRequest().body, "PUT /change/2");
     outcomeOf("/send", HttpMethod::POST, params);
-    EXPECT_EQ(line(), "POST /send");
-    EXPECT_EQ(QJsonDocument::fromJson(lastRequest().body).object(), params);
-    EXPECT_TRUE(lastRequest().body.contains("9007199254740993"));
+    EXPECT_EQ(line() + " " + lastRequest().body, R"(POST /send {"a":true,"b":1,"id":9007199254740993})");
     for (const auto& [name, value] : {std::pair("Version", Bundle::shortVersion().toUtf8()),
                                       {"Accept", "application/json"},
                                       {"Content-Type", "application/json"},
@@ -142,14 +120,11 @@ TEST_F(HttpDatasTest, TheCodeAloneJudgesADecodedReply) {
         ASSERT_TRUE(outcome.json);
         EXPECT_EQ(outcome.json->rawString(), JSON::parse(c.body).rawString());
         EXPECT_EQ(outcome.message, c.message);
-        EXPECT_TRUE(outcome.onMainThread);
-        EXPECT_THAT(alerts_, IsEmpty()) << "it comes later";
-        if (c.alert)
+        if (c.alert) {
             EXPECT_EQ(nextAlert(), c.alert);
-        else
-            EXPECT_TRUE(noAlertComes());
+        }
     }
-    EXPECT_THAT(outcomes_, SizeIs(std::size(cases)));
+    EXPECT_TRUE(noAlertComes());
     EXPECT_EQ(signOuts_, 0);
 }
 
@@ -159,16 +134,15 @@ TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
     settings_.setAutoLogin(true);
     server_.enqueue(Reply::json(401, R"({"code":0,"message":"登录已过期"})"));
     server_.enqueue(Reply::json(200, "{}"));
-    request("/user/info");
+    http_.requestData("/user/info", HttpMethod::GET, std::nullopt, std::nullopt, completion_);
     ASSERT_TRUE(waitFor([this] { return signOuts_ == 1; }));
     EXPECT_EQ(settings_.loginToken(), std::nullopt);
     EXPECT_EQ(settings_.userInfo(), std::nullopt);
     EXPECT_TRUE(settings_.isAutoLogin());
-
+    EXPECT_TRUE(noAlertComes());
+    EXPECT_THAT(outcomes_, IsEmpty());
     outcomeOf("/next");
     EXPECT_EQ(lastRequest().header("Authorization"), std::nullopt);
-    EXPECT_TRUE(noAlertComes());
-    EXPECT_THAT(outcomes_, SizeIs(1)) << "the outcome of the second request alone";
 }
 
 TEST_F(HttpDatasTest, WhatCannotBeDecodedIsAFailureWithAnEmptyAlert) {
@@ -201,22 +175,26 @@ TEST_F(HttpDatasTest, TransportFailuresAreNamed) {
     EXPECT_THAT(log_.linesWith("请求错误: "), SizeIs(4));
 }
 
+TEST_F(HttpDatasTest, ACompletionFallsSilentWithItsContextAndTheAlertComesAllTheSame) {
+    server_.enqueue(Reply::json(200, R"({"code":1,"message":"余额不足"})"));
+    for (const bool goes : {true, false}) {
+        auto context = std::make_unique<QObject>();
+        http_.requestData("/x", HttpMethod::GET, std::nullopt, std::nullopt, context.get(), completion_);
+        if (goes)
+            context.reset();
+        EXPECT_EQ(nextAlert(), "余额不足");
+        EXPECT_THAT(outcomes_, SizeIs(goes ? 0 : 1));
+    }
+}
+
 TEST_F(HttpDatasTest, TheLocalAuthorityCountsForItsHostAlone) {
     // The server's certificate is right for both names of this machine.
     ScriptedHttpServer server(ScriptedHttpServer::Scheme::https);
     server.enqueue(Reply::json(200, "{}"));
-    const auto statusOf = [&](const LocalTrust& trust, const QString& host) {
-        HttpDatas http(settings_, trust, {});
-        std::optional<FResponseStatus> status;
-        http.requestData(server.baseUrl(host), HttpMethod::GET, std::nullopt, std::nullopt,
-                         [&status](FResponseStatus outcome, const auto&, const auto&) { status = outcome; });
-        EXPECT_TRUE(waitFor([&status] { return status.has_value(); }));
-        return status.value_or(FResponseStatus::unusual);
-    };
-    const LocalTrust trust{"127.0.0.1", tlsFile("authority.pem")};
-    EXPECT_EQ(statusOf(trust, "127.0.0.1"), FResponseStatus::success);
-    EXPECT_EQ(statusOf(trust, "localhost"), FResponseStatus::failure);
-    EXPECT_EQ(statusOf(LocalTrust(), "127.0.0.1"), FResponseStatus::failure);
+    EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::failure) << "nothing is trusted yet";
+    http_.setLocalTrust({"127.0.0.1", tlsFile("authority.pem")});
+    EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success);
+    EXPECT_EQ(outcomeOf(server.baseUrl("localhost")).status, FResponseStatus::failure);
 }
 
 } // namespace

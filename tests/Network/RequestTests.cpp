@@ -1,7 +1,6 @@
 #include <Foundation/Bundle.h>
 #include <Network/ApiBase.h>
-#include <Network/RequestEncoding.h>
-#include <Network/TransportError.h>
+#include <Network/Transport.h>
 #include <gtest/gtest.h>
 
 #include <QJsonArray>
@@ -10,19 +9,19 @@
 namespace parlowen {
 namespace {
 
-/// Ends a process that is started anew for the test: the environment is read once.
-[[noreturn]] void exitUnlessBaseIs(const char* environment, const QString& expected) {
-    qputenv("PARLOWEN_API_BASE_URL", environment);
-    const bool right = ApiBase::builtIn() == expected;
-    qputenv("PARLOWEN_API_BASE_URL", "https://later.example");
-    std::exit(right && ApiBase::builtIn() == expected ? 0 : 1);
-}
-
 TEST(ApiBaseDeathTest, TheEnvironmentAtStartStandsInForTheBuiltInBase) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto fine = ::testing::ExitedWithCode(0);
-    EXPECT_EXIT(exitUnlessBaseIs(" https://other.example/api/v1/ ", "https://other.example/api/v1"), fine, "");
-    EXPECT_EXIT(exitUnlessBaseIs("", Bundle::builtInApiBaseUrl()), fine, "");
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that is started anew: the environment is read once
+    for (const auto& [environment, expected] :
+         {std::pair(" https://other.example/api/v1/ ", "https://other.example/api/v1"), {"", ""}}) {
+        const auto exit = [environment = environment, expected = QString(expected)] {
+            qputenv("PARLOWEN_API_BASE_URL", environment);
+            const QString first = ApiBase::builtIn();
+            qputenv("PARLOWEN_API_BASE_URL", "https://later.example");
+            const bool right = first == (expected.isEmpty() ? Bundle::builtInApiBaseUrl() : expected);
+            std::exit(right && ApiBase::builtIn() == first ? 0 : 1);
+        };
+        EXPECT_EXIT(exit(), ::testing::ExitedWithCode(0), "");
+    }
 }
 
 TEST(RequestEncodingTest, ParametersBecomeASortedQuery) {
@@ -54,6 +53,23 @@ TEST(TransportErrorTest, EachKindOfFailureHasItsWords) {
     EXPECT_EQ(text(Reply::UnknownNetworkError, false), "网络未连接，请检查你的网络设置");
     EXPECT_EQ(text(Reply::HostNotFoundError, false), "网络未连接，请检查你的网络设置");
     EXPECT_EQ(text(Reply::HostNotFoundError, true), "请求失败：why");
+}
+
+TEST(TransportErrorTest, ADefaultRouteOfAnyKindIsOnlineAndABridgeOfContainersIsNot) {
+    // As the kernel of a machine with a running container and no network says.
+    const QByteArray bridge = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
+                              "docker0\t000011AC\t00000000\t0001\t0\t0\t0\t0000FFFF\t0\t0\t0\n";
+    const QByteArray zeros(32, '0'), local = "fe80" + QByteArray(28, '0');
+    const QByteArray noIpv6 = local + " 40 " + zeros + " 00 " + zeros +
+                              " 00000100 00000001 00000000 00000001 docker0\n" + zeros + " 00 " + zeros + " 00 " +
+                              zeros + " ffffffff 00000001 00000000 00200200       lo\n";
+    EXPECT_FALSE(hasRoute(bridge, noIpv6));
+    EXPECT_FALSE(hasRoute({}, {}));
+    EXPECT_TRUE(hasRoute(bridge + "wlan0\t00000000\t0101A8C0\t0003\t0\t0\t600\t00000000\t0\t0\t0\n", {}));
+    EXPECT_TRUE(hasRoute(bridge + "ppp0\t00000000\t00000000\t0001\t0\t0\t0\t00000000\t0\t0\t0\n", {}));
+    EXPECT_FALSE(hasRoute("vpn0\t00000000\t00000000\t0001\t0\t0\t0\t00000080\t0\t0\t0\n", {})) << "half the world";
+    EXPECT_TRUE(hasRoute({}, noIpv6 + zeros + " 00 " + zeros + " 00 " + local +
+                                 " 00000400 00000001 00000000 00000003    wlan0\n"));
 }
 
 } // namespace

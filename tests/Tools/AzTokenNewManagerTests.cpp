@@ -31,11 +31,9 @@ protected:
     void success(const QByteArray& data) { server_.enqueue(Reply::json(200, R"({"code":0,"data":)" + data + "}")); }
 
     /// Waits for the pause that the manager begins, and ends it.
-    bool endNextPause() {
-        if (!waitFor([this] { return static_cast<bool>(afterPause_); }))
-            return false;
+    void endNextPause() {
+        ASSERT_TRUE(waitFor([this] { return static_cast<bool>(afterPause_); }));
         std::exchange(afterPause_, nullptr)();
-        return true;
     }
 
     HttpDatas http_{settings_, {}, {}};
@@ -74,7 +72,7 @@ TEST_F(AzTokenNewManagerTest, ARefreshThatFailsIsRetriedThreeTimesAtOnceAndThenA
     ASSERT_TRUE(waitFor([this] { return delegate_.failed == 1; }));
     EXPECT_THAT(server_.requests(), SizeIs(4));
     for (int pause = 0; pause < 3; ++pause)
-        ASSERT_TRUE(endNextPause());
+        endNextPause();
     ASSERT_TRUE(waitFor([this] { return !delegate_.refreshed.empty(); }));
     EXPECT_THAT(delegate_.refreshed, ElementsAre(AzTokenModel{"t", "a"}));
     EXPECT_THAT(server_.requests(), SizeIs(7));
@@ -91,7 +89,7 @@ TEST_F(AzTokenNewManagerTest, ARefusedTokenIsReplacedWithPausesThatGrowUntilTher
         now_ += round == 7 ? 61s : 10s;
         manager_->renewToken();
         manager_->renewToken(); // while that is under way
-        ASSERT_TRUE(endNextPause());
+        endNextPause();
         ASSERT_TRUE(waitFor([&] { return delegate_.refreshed.size() == std::size_t(round) + 1; }));
     }
     EXPECT_THAT(pauses_, ElementsAre(250ms, 500ms, 1s, 2s, 4s, 8s, 10s, 250ms));
@@ -99,7 +97,7 @@ TEST_F(AzTokenNewManagerTest, ARefusedTokenIsReplacedWithPausesThatGrowUntilTher
     EXPECT_THAT(delegate_.fetched, IsEmpty());
     manager_->renewToken();
     manager_->setDelegate(nullptr);
-    ASSERT_TRUE(endNextPause());
+    endNextPause();
     EXPECT_THAT(log_.linesWith("AzToken请求[开始]"), SizeIs(8)) << "nobody wants it any more";
 }
 

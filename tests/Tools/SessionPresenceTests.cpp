@@ -10,17 +10,7 @@
 namespace parlowen {
 namespace {
 
-TEST(SessionPresenceTest, ASecondSessionKnowsOfTheFirstWhicheverEndsFirst) {
-    const QTemporaryDir directory;
-    auto first = std::make_unique<SessionPresence>(directory.path());
-    EXPECT_FALSE(first->isSecond());
-    const SessionPresence second(directory.path());
-    EXPECT_TRUE(second.isSecond());
-    first.reset();
-    EXPECT_TRUE(SessionPresence(directory.path()).isSecond()) << "the second is still there";
-}
-
-TEST(SessionPresenceTest, AKilledSessionCountsForNothing) {
+TEST(SessionPresenceTest, ASecondSessionKnowsOfTheFirstWhicheverEndsFirstAndNotOfAKilledOne) {
     const QTemporaryDir directory;
     const pid_t child = fork();
     if (child == 0) {
@@ -31,8 +21,14 @@ TEST(SessionPresenceTest, AKilledSessionCountsForNothing) {
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status));
     ASSERT_FALSE(QDir(directory.path()).isEmpty()) << "its lock is left";
-    EXPECT_FALSE(SessionPresence(directory.path()).isSecond());
-    EXPECT_FALSE(SessionPresence(QString()).isSecond()) << "nor does a directory that is not there";
+
+    auto first = std::make_unique<SessionPresence>(directory.path());
+    EXPECT_FALSE(first->isSecond());
+    const SessionPresence second(directory.path());
+    EXPECT_TRUE(second.isSecond());
+    first.reset();
+    EXPECT_TRUE(SessionPresence(directory.path()).isSecond()) << "the second is still there";
+    EXPECT_FALSE(SessionPresence(QString()).isSecond()) << "a directory that is not there";
 }
 
 } // namespace

@@ -62,13 +62,16 @@ TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
               "recognition stopped: the token is refused");
 }
 
-TEST(SessionStatusTextTest, EveryCauseIsNamedWithAdviceInBothLanguages) {
+TEST(SessionStatusTextTest, EveryCauseIsNamedWithAdviceAndItsDetailsInBothLanguages) {
+    RecognitionStatus stopped = recognition(RecognitionStatus::State::Stopped);
+    stopped.details = {"code 7", "代码 7"};
     for (int cause = 1; cause <= static_cast<int>(Cause::UntrustedService); ++cause) {
+        stopped.cause = static_cast<Cause>(cause);
         for (const Language language : {Language::English, Language::Chinese}) {
-            const auto text = sessionStatusText(
-                hears("Speakers"), recognition(RecognitionStatus::State::Stopped, static_cast<Cause>(cause)), language);
+            const auto text = sessionStatusText(hears("Speakers"), stopped, language);
             EXPECT_GT(text.text.size(), QString::fromUtf8("识别已停止：").size()) << cause;
             EXPECT_EQ(text.advice.size(), 1) << cause;
+            EXPECT_TRUE(text.details.last().endsWith(stopped.details.in(language)));
         }
     }
 }

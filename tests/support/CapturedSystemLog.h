@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Foundation/SystemLog.h>
+#include <Foundation/ConsoleLog.h>
 
 #include "CapturedLog.h"
 

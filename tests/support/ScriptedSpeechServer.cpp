@@ -1,7 +1,6 @@
 #include "ScriptedSpeechServer.h"
 
 #include <QTcpSocket>
-#include <algorithm>
 #include <utility>
 
 #include "TlsFiles.h"
@@ -27,12 +26,10 @@ void answerWithStatus(QTcpSocket& socket, int status) {
 
 SpeechSessionSeen::SpeechSessionSeen(std::unique_ptr<QWebSocket> opened)
     : socket(std::move(opened)) {
-    connect(socket.get(), &QWebSocket::textMessageReceived, this, [this](const QString& text) {
-        take(wire::decodeText(text.toStdString()));
-    });
-    connect(socket.get(), &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& bytes) {
-        take(wire::decodeBinary(viewOf(bytes)));
-    });
+    connect(socket.get(), &QWebSocket::textMessageReceived, this,
+            [this](const QString& text) { take(wire::decodeText(text.toStdString())); });
+    connect(socket.get(), &QWebSocket::binaryMessageReceived, this,
+            [this](const QByteArray& bytes) { take(wire::decodeBinary(viewOf(bytes))); });
 }
 
 void SpeechSessionSeen::send(const std::string& path, const std::string& body, const std::string& requestId) {
@@ -50,7 +47,7 @@ void SpeechSessionSeen::take(const wire::DecodedMessage& message) {
     }
     messages.push_back(*message);
     if (message->path() == "speech.context")
-        turns.push_back({std::string(message->requestId()), {}, {}, 0, false});
+        turns.push_back({std::string(message->requestId()), {}, {}, false});
     else if (message->path() == "audio")
         takeAudio(*message);
 }
@@ -68,7 +65,6 @@ void SpeechSessionSeen::takeAudio(const wire::SpeechMessage& message) {
         return;
     }
     turn.audio += message.body;
-    turn.largestPiece = std::max(turn.largestPiece, message.body.size());
     turn.audioEnded = message.body.empty();
     if (onAudio)
         onAudio(*this);

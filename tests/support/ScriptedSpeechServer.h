@@ -20,7 +20,6 @@ struct SpeechTurnSeen {
     std::string requestId;
     std::string waveHeader; ///< payload of the first audio message
     std::string audio;      ///< everything after it
-    std::size_t largestPiece = 0;
     bool audioEnded = false;
 };
 
@@ -69,7 +68,6 @@ public:
     void refuseNext(int httpStatus, int times = 1) {
         plans_.insert(plans_.end(), static_cast<std::size_t>(times), httpStatus);
     }
-    void acceptNext() { refuseNext(0); }
     void hangUpOnNext(int times = 1) { refuseNext(hangUp, times); } ///< closes without an answer to the upgrade
     void leaveNextUnanswered() { refuseNext(unanswered); }
 

@@ -1,61 +1,37 @@
 #include "MainQueue.h"
 
+#include "WorkQueue.h"
+
 #include <QCoreApplication>
 #include <QThread>
 #include <QTimer>
 #include <chrono>
 #include <cmath>
-#include <deque>
-#include <mutex>
+#include <utility>
 
 namespace parlowen {
 
 namespace {
 
-/// Lives on the main thread and runs one piece of work for each time that it is woken. The work waits under a lock of
-/// our own, so that the order between the threads is plain to see, for the thread sanitizer too, to which Qt's locks
-/// are opaque.
-class MainRunner : public QObject {
-    Q_OBJECT
-
-public:
-    void post(std::function<void()> work) {
-        const std::lock_guard lock(mutex_);
-        pending_.push_back(std::move(work));
-        QMetaObject::invokeMethod(this, "runNext", Qt::QueuedConnection);
-    }
-
-private:
-    Q_INVOKABLE void runNext() {
-        std::unique_lock lock(mutex_);
-        if (pending_.empty())
-            return;
-        const std::function<void()> next = std::move(pending_.front());
-        pending_.pop_front();
-        lock.unlock();
-        if (QCoreApplication::instance() != nullptr)
-            next();
-    }
-
-    std::mutex mutex_;
-    std::deque<std::function<void()>> pending_;
-};
-
-MainRunner& mainRunner() {
+EventLoopQueue& mainQueue() {
     // Never destroyed: other threads may still post while static objects go.
-    static auto* const runner = [] {
-        auto* const made = new MainRunner;
+    static auto* const queue = [] {
+        auto* const made = new EventLoopQueue;
         made->moveToThread(QCoreApplication::instance()->thread());
         return made;
     }();
-    return *runner;
+    return *queue;
 }
 
 } // namespace
 
 void onMain(std::function<void()> work) {
-    if (QCoreApplication::instance() != nullptr)
-        mainRunner().post(std::move(work));
+    if (QCoreApplication::instance() == nullptr)
+        return;
+    mainQueue().post([work = std::move(work)] {
+        if (QCoreApplication::instance() != nullptr)
+            work();
+    });
 }
 
 void onMainAfter(double seconds, std::function<void()> work) {
@@ -74,5 +50,3 @@ bool isMainThread() {
 }
 
 } // namespace parlowen
-
-#include "MainQueue.moc"

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <cstdint>
+#include <utility>
 
 namespace parlowen {
 
@@ -15,6 +16,11 @@ Language terminalLanguage();
 struct BilingualText {
     QString english;
     QString chinese;
+
+    BilingualText() = default;
+    BilingualText(QString inEnglish, QString inChinese) // both, always
+        : english(std::move(inEnglish))
+        , chinese(std::move(inChinese)) {}
 
     const QString& in(Language language) const { return language == Language::Chinese ? chinese : english; }
     /// In the terminal's language.

@@ -1,66 +1,38 @@
 #include "SerialQueue.h"
 
+#include "WorkQueue.h"
+
 #include <pthread.h>
 
-#include <condition_variable>
-#include <deque>
 #include <future>
-#include <mutex>
 #include <thread>
 #include <utility>
 
 namespace parlowen {
 
 struct SerialQueue::State {
-    std::mutex mutex;
-    std::condition_variable wake;
-    std::deque<std::function<void()>> pending;
-    bool ending = false;
+    WorkQueue queue;
     std::thread worker;
-
-    void run() {
-        std::unique_lock lock(mutex);
-        while (true) {
-            wake.wait(lock, [this] { return ending || !pending.empty(); });
-            if (pending.empty())
-                return;
-            // Scoped so that what the work holds is released before the next piece, and without the lock.
-            {
-                std::function<void()> work = std::move(pending.front());
-                pending.pop_front();
-                lock.unlock();
-                work();
-            }
-            lock.lock();
-        }
-    }
 };
 
 SerialQueue::SerialQueue(const std::string& label)
     : state_(std::make_shared<State>()) {
-    state_->worker = std::thread([state = state_] { state->run(); });
+    state_->worker = std::thread([state = state_] {
+        while (state->queue.waitAndRunNext()) {
+        }
+    });
     pthread_setname_np(state_->worker.native_handle(), label.substr(0, 15).c_str());
 }
 
 SerialQueue::~SerialQueue() {
-    {
-        const std::lock_guard lock(state_->mutex);
-        state_->ending = true;
-    }
-    state_->wake.notify_one();
+    state_->queue.close();
     if (state_->worker.get_id() == std::this_thread::get_id())
         state_->worker.detach();
     else
         state_->worker.join();
 }
 
-void SerialQueue::async(std::function<void()> work) {
-    {
-        const std::lock_guard lock(state_->mutex);
-        state_->pending.push_back(std::move(work));
-    }
-    state_->wake.notify_one();
-}
+void SerialQueue::async(std::function<void()> work) { state_->queue.push(std::move(work)); }
 
 void SerialQueue::drain() {
     std::promise<void> reached;

@@ -1,24 +1,35 @@
 #include "SettingsFile.h"
 
 #include "ConsoleLog.h"
+#include "Phrase.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
+#include <QSaveFile>
 #include <QSettings>
 #include <QStringDecoder>
+#include <QTemporaryFile>
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 
 namespace parlowen {
 
 namespace {
+
+constexpr Phrase cannotBeOpened{"it cannot be opened", "无法打开"};
+constexpr Phrase isDamaged{"it is damaged", "文件已损坏"};
+constexpr Phrase keptAside{
+    "⚠️ The settings file %1 was not read: %2. It is kept as %3; starting with empty settings.",
+    "⚠️ 设置文件 %1 未被读取：%2。原文件保留为 %3；从空设置开始。"};
+constexpr Phrase notKept{"⚠️ The settings file %1 was not read: %2. It could not be moved out of the way either.",
+                         "⚠️ 设置文件 %1 未被读取：%2，也无法移走。"};
+constexpr int lockMilliseconds = 5'000; // saving takes a few
+constexpr int mostLinks = 40;           // as many as the kernel follows
 
 /// Whether it is a line of a settings file. QSettings itself passes over everything that it cannot make out.
 bool isSettingsLine(QByteArray line) {
@@ -53,13 +64,8 @@ void setAside(const QString& filePath, const QString& problem) {
     QString kept = filePath + ".unreadable-" + stamp;
     for (int i = 2; QFileInfo::exists(kept); ++i)
         kept = filePath + ".unreadable-" + stamp + "-" + QString::number(i);
-    if (std::rename(QFile::encodeName(filePath).constData(), QFile::encodeName(kept).constData()) == 0)
-        consoleLog(
-            QString("⚠️ The settings file %1 was not read: %2. It is kept as %3; starting with empty settings.")
-                .arg(filePath, problem, kept));
-    else
-        consoleLog(QString("⚠️ The settings file %1 was not read: %2. It could not be moved out of the way either.")
-                       .arg(filePath, problem));
+    const bool isMoved = std::rename(QFile::encodeName(filePath).constData(), QFile::encodeName(kept).constData()) == 0;
+    consoleLog(isMoved ? keptAside.here(filePath, problem, kept) : notKept.here(filePath, problem));
 }
 
 void makeDirectory(const QFileInfo& directory) {
@@ -69,44 +75,32 @@ void makeDirectory(const QFileInfo& directory) {
     }
 }
 
-/// Closed to everybody but the owner from the first moment.
-void makeFile(const QString& filePath) {
-    const int file = ::open(QFile::encodeName(filePath).constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-    if (file >= 0)
-        ::close(file);
+/// The file that a symbolic link stands for, also when it is not there yet.
+QString behindLinks(QString filePath) {
+    for (int i = 0; i < mostLinks && QFileInfo(filePath).isSymLink(); ++i)
+        filePath = QFileInfo(filePath).symLinkTarget();
+    return filePath;
 }
 
-/// Whether all of that many values are in the file: each takes one line that ends with a line feed.
-bool isComplete(const QString& filePath, qsizetype values) {
-    QFile file(filePath);
-    if (!file.open(QFile::ReadOnly))
-        return false;
+/// Whether all of that many values are there: each takes one line that ends with a line feed.
+bool isComplete(const QByteArray& bytes, qsizetype values) {
     qsizetype found = 0;
-    const QList<QByteArray> lines = file.readAll().split('\n');
+    const QList<QByteArray> lines = bytes.split('\n');
     for (qsizetype i = 0; i + 1 < lines.size(); ++i)
         found += !lines[i].isEmpty() && !lines[i].startsWith('[') ? 1 : 0;
     return found == values;
 }
 
-/// QSettings takes a file of the same size and time for the one that it has read.
-void makeNewer(const QString& filePath, const QString& thanPath) {
-    const QDateTime old = QFileInfo(thanPath).lastModified();
-    QFile file(filePath);
-    if (old.isValid() && QFileInfo(filePath).lastModified() <= old && file.open(QFile::ReadWrite))
-        file.setFileTime(old.addMSecs(1), QFile::FileModificationTime);
-}
-
-bool replaceFile(const QString& filePath, const QString& by) {
-    makeNewer(by, filePath);
-    return std::rename(QFile::encodeName(by).constData(), QFile::encodeName(filePath).constData()) == 0;
-}
-
-/// Writes the file's values with the changes to another file; false when that could not be done whole.
-bool stage(const QString& filePath, const QHash<QString, QVariant>& changes, const QString& staged) {
+/// The file's values with the changes, as the bytes of a file; empty when they could not be made whole. QSettings
+/// writes only to files, and does not notice when the last bytes find no room on the disk.
+QByteArray withChanges(const QString& filePath, const QHash<QString, QVariant>& changes) {
     const QSettings current(filePath, QSettings::IniFormat);
-    if (current.status() != QSettings::NoError)
-        return false;
-    QSettings next(staged, QSettings::IniFormat);
+    // QSettings remembers files by name: this one has a name of its own.
+    QTemporaryFile staged(filePath + ".new-XXXXXX");
+    if (current.status() != QSettings::NoError || !staged.open())
+        return {};
+    QSettings next(staged.fileName(), QSettings::IniFormat);
+    next.setAtomicSyncRequired(false);
     for (const QString& key : current.allKeys())
         next.setValue(key, current.value(key));
     for (auto change = changes.begin(); change != changes.end(); ++change) {
@@ -116,43 +110,55 @@ bool stage(const QString& filePath, const QHash<QString, QVariant>& changes, con
             next.remove(change.key());
     }
     next.sync();
-    return next.status() == QSettings::NoError && isComplete(staged, next.allKeys().size());
-}
-
-/// A name beside the file that this process has not used before: QSettings remembers files by name.
-QString stagingPath(const QString& filePath) {
-    static std::atomic<int> count = 0;
-    return filePath + QString(".new-%1-%2").arg(::getpid()).arg(++count);
+    QFile written(staged.fileName());
+    if (next.status() != QSettings::NoError || !written.open(QFile::ReadOnly))
+        return {};
+    QByteArray bytes = written.readAll();
+    const qsizetype values = next.allKeys().size();
+    if (!isComplete(bytes, values))
+        return {};
+    return values == 0 ? QByteArray("\n") : bytes;
 }
 
 } // namespace
 
-std::optional<QString> SettingsFile::problemWith(const QString& filePath) {
+Result<void> replaceFile(const QString& filePath, const QByteArray& bytes) {
+    const QString target = behindLinks(filePath);
+    const QDateTime old = QFileInfo(target).lastModified();
+    QSaveFile file(target);
+    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) ||
+        file.write(bytes) != bytes.size() || !file.flush())
+        return failure(file.errorString());
+    // Whoever looks at size and time sees that it is another file.
+    if (old.isValid())
+        file.setFileTime(std::max(QDateTime::currentDateTime(), old.addMSecs(1)), QFile::FileModificationTime);
+    return file.commit() ? Result<void>() : failure(file.errorString());
+}
+
+Result<void> SettingsFile::check(const QString& filePath) {
     if (!QFileInfo::exists(filePath))
-        return std::nullopt;
+        return {};
     QFile file(filePath);
     if (!QFileInfo(filePath).isFile() || !file.open(QFile::ReadOnly))
-        return QStringLiteral("it cannot be opened");
-    return isSettingsFile(file.readAll()) ? std::nullopt : std::optional(QStringLiteral("it is damaged"));
+        return failure(cannotBeOpened.here());
+    return isSettingsFile(file.readAll()) ? Result<void>() : failure(isDamaged.here());
 }
 
 void SettingsFile::makeUsable(const QString& filePath) {
-    if (const std::optional<QString> problem = problemWith(filePath))
-        setAside(filePath, *problem);
+    if (const Result<void> usable = check(filePath); !usable)
+        setAside(behindLinks(filePath), usable.error());
     if (QFileInfo::exists(filePath))
         QFile::setPermissions(filePath, QFile::ReadOwner | QFile::WriteOwner);
 }
 
-// QSettings does not notice when the last bytes find no room on the disk, so it never writes the file itself: it writes
-// a new one, which takes the old one's place once it is known to be whole.
 bool SettingsFile::rewrite(const QString& filePath, const QHash<QString, QVariant>& changes) {
-    makeDirectory(QFileInfo(QFileInfo(filePath).path()));
-    const QString staged = stagingPath(filePath);
-    makeFile(staged);
-    if (stage(filePath, changes, staged) && replaceFile(filePath, staged))
-        return true;
-    QFile::remove(staged);
-    return false;
+    const QString target = behindLinks(filePath);
+    makeDirectory(QFileInfo(QFileInfo(target).path()));
+    QLockFile lock(target + ".lock"); // QSettings takes the same one
+    if (!lock.tryLock(lockMilliseconds))
+        return false;
+    const QByteArray bytes = withChanges(target, changes);
+    return !bytes.isEmpty() && replaceFile(target, bytes);
 }
 
 } // namespace parlowen

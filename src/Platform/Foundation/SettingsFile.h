@@ -1,23 +1,33 @@
 #pragma once
 
+#include "Result.h"
+
+#include <QByteArray>
 #include <QHash>
 #include <QString>
 #include <QVariant>
-#include <optional>
+
+namespace parlowen {
+
+/// Replaces the file, or the one that a symbolic link of this name stands for, by one with these bytes that only its
+/// owner can read. Whole or not at all: on failure the old one is as it was.
+Result<void> replaceFile(const QString& filePath, const QByteArray& bytes);
 
 /// The settings file as a whole: an INI file that only its owner can read.
-namespace parlowen::SettingsFile {
+namespace SettingsFile {
 
-/// Why the file cannot be used as settings, in plain words such as "it is damaged"; none when it can. A missing file is
+/// Whether the file can be used as settings; if not, why, in plain words such as "it is damaged". A missing file is
 /// fine.
-std::optional<QString> problemWith(const QString& filePath);
+Result<void> check(const QString& filePath);
 
 /// Moves a file that cannot be understood out of the way, with a console line, and closes a usable one to everybody but
 /// its owner. A missing file is fine.
 void makeUsable(const QString& filePath);
 
-/// Replaces the file by one with these values changed; an invalid value is removed. False when the new file could not
-/// be written whole; the old one is then as it was.
+/// Changes these values in the file, whatever else other programs wrote there; an invalid value is removed. One program
+/// at a time does so. False when the new file could not be written whole; the old one is then as it was.
 bool rewrite(const QString& filePath, const QHash<QString, QVariant>& changes);
 
-} // namespace parlowen::SettingsFile
+} // namespace SettingsFile
+
+} // namespace parlowen

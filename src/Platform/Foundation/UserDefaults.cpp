@@ -1,6 +1,7 @@
 #include "UserDefaults.h"
 
 #include "ConsoleLog.h"
+#include "Phrase.h"
 #include "SettingsFile.h"
 
 #include <QSettings>
@@ -41,9 +42,11 @@ bool UserDefaults::save() {
         unsaved_.clear();
         return true;
     }
-    consoleLog(QString("❌ Saving the settings to %1 failed: the disk is full or the directory cannot be written. "
-                       "The file stays as it was; changes last until the program ends.")
-                   .arg(filePath_));
+    constexpr Phrase notSaved{
+        "❌ Saving the settings to %1 failed: the disk is full or the directory cannot be written. "
+        "The file stays as it was; changes last until the program ends.",
+        "❌ 设置无法保存到 %1：磁盘已满，或目录不可写。文件保持原样；更改只在程序结束前有效。"};
+    consoleLog(notSaved.here(filePath_));
     return false;
 }
 

@@ -12,9 +12,10 @@ namespace parlowen {
 /// The user's settings: typed values under string keys, kept in one INI file that only its owner can read (mode 0600).
 ///
 /// Every read goes to the store, so what another object or program wrote to the file is seen. Every write is saved at
-/// once, and whole or not at all; when saving fails, a console line says so, the old file stays as it was, and the
-/// value is kept in memory and saved with the next write that succeeds. A file that cannot be understood when it is
-/// opened is kept beside the new one under another name, and the store starts empty. Any thread.
+/// once, beside what others wrote, to the file that a symbolic link stands for, and whole or not at all; when saving
+/// fails, a console line says so, the old file stays as it was, and the value is kept in memory and saved with the next
+/// write that succeeds. A file that cannot be understood when it is opened is kept beside the new one under another
+/// name, and the store starts empty. Any thread.
 class UserDefaults {
 public:
     /// Opens the store; makes the file (and its directory, mode 0700) with the first write.

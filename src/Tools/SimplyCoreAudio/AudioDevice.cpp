@@ -4,7 +4,7 @@
 #include "DeviceNotifications.h"
 #include "PropertyAccess.h"
 
-#include <Foundation/SystemLog.h>
+#include <Foundation/ConsoleLog.h>
 
 #include <algorithm>
 #include <array>

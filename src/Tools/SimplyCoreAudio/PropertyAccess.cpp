@@ -1,7 +1,7 @@
 #include "PropertyAccess.h"
 
 #include <CoreAudio/AudioPropertyData.h>
-#include <Foundation/SystemLog.h>
+#include <Foundation/ConsoleLog.h>
 
 namespace parlowen::PropertyAccess {
 

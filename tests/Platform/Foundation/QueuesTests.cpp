@@ -14,21 +14,16 @@ namespace {
 using parlowen::testing::waitFor;
 
 TEST(SerialQueueTest, RunsAllWorkInOrderOnOneThreadThoughItIsDropped) {
-    std::vector<int> seen;
-    std::vector<std::thread::id> threads;
+    std::vector<std::pair<int, std::thread::id>> seen;
     {
         SerialQueue queue("ordered");
-        for (int i = 0; i < 1000; ++i) {
-            queue.async([&, i] {
-                seen.push_back(i);
-                threads.push_back(std::this_thread::get_id());
-            });
-        }
+        for (int i = 0; i < 1000; ++i)
+            queue.async([&, i] { seen.emplace_back(i, std::this_thread::get_id()); });
     }
     ASSERT_EQ(seen.size(), 1000U);
-    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
-    EXPECT_THAT(threads, ::testing::Each(threads.front()));
-    EXPECT_NE(threads.front(), std::this_thread::get_id());
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(seen[static_cast<std::size_t>(i)], std::pair(i, seen.front().second));
+    EXPECT_NE(seen.front().second, std::this_thread::get_id());
 }
 
 TEST(SerialQueueTest, CanBeDroppedByItsOwnWork) {

@@ -186,26 +186,17 @@ TEST_F(SPXRecognizerTest, ADropAfterTheLastResultIsTheEnd) {
     EXPECT_TRUE(holdsFor([&] { return server.connections == 1 && recognition.heard.cancellations().isEmpty(); }, 60));
 }
 
-/// What becomes of a connection to a wss server whose certificate is right for both names of this machine: the reason
-/// of its cancellation, or "heard" when it worked.
-std::string outcomeOf(const QString& trustedHost, const QString& host) {
-    SpeechEndpoint::setLocalTrust({trustedHost, tlsFile("authority.pem")});
-    const ScriptedSpeechServer server(ScriptedSpeechServer::Scheme::wss);
-    Recognition recognition(server.area(host));
-    recognition.start(3200);
-    const auto isHeard = [&server] {
-        return !server.sessions.empty() && !server.sessions[0]->turns.empty() &&
-               !server.sessions[0]->turns[0].audio.empty();
-    };
-    EXPECT_TRUE(waitFor([&] { return isHeard() || !recognition.heard.cancellations().isEmpty(); }));
-    SpeechEndpoint::setLocalTrust({});
-    return isHeard() ? "heard" : recognition.heard.cancellations().join('\n').toStdString();
-}
-
 TEST(SPXTlsTest, TheLocalAuthorityCountsForItsHostAlone) {
-    EXPECT_EQ(outcomeOf("127.0.0.1", "127.0.0.1"), "heard");
-    EXPECT_THAT(outcomeOf("127.0.0.1", "localhost"), ::testing::StartsWith("TLS: "));
-    EXPECT_THAT(outcomeOf({}, "127.0.0.1"), ::testing::StartsWith("TLS: "));
+    // The certificate is right for both names of this machine.
+    for (const auto& [trusted, host] :
+         {std::pair("127.0.0.1", "127.0.0.1"), {"127.0.0.1", "localhost"}, {"", "127.0.0.1"}}) {
+        SpeechEndpoint::setLocalTrust({trusted, tlsFile("authority.pem")});
+        const ScriptedSpeechServer server(ScriptedSpeechServer::Scheme::wss);
+        Recognition recognition(server.area(host));
+        recognition.start(3200);
+        ASSERT_TRUE(waitFor([&] { return !server.sessions.empty() || !recognition.heard.cancellations().isEmpty(); }));
+        EXPECT_EQ(recognition.heard.cancellations().filter("TLS: ").size(), QString(trusted) == host ? 0 : 1);
+    }
     SpeechEndpoint::setLocalTrust({"127.0.0.1", "no certificate at all"});
     EXPECT_TRUE(SpeechEndpoint::sslConfiguration("127.0.0.1").caCertificates().isEmpty())
         << "the system's do not help out";
@@ -243,11 +234,6 @@ TEST_F(SPXRecognizerTest, MayGoAtAnyStageOnAnyThreadAndCallsNothingAfterwards) {
         EXPECT_EQ(shortLived.heard.finals().size(), told);
         EXPECT_TRUE(shortLived.heard.cancellations().isEmpty());
     }
-    server.refuseNext(503, 3);
-    recognition.start();
-    const int before = server.connections;
-    ASSERT_TRUE(waitFor([&] { return server.connections > before; })) << "while it waits for its next attempt";
-    recognition.recognizer.reset();
 }
 
 TEST_F(SPXRecognizerTest, MayGoFromWithinItsOwnHandlers) {
@@ -264,10 +250,9 @@ TEST_F(SPXRecognizerTest, MayGoFromWithinItsOwnHandlers) {
         dropped.start(3200);
         const std::size_t session = server.sessions.size();
         ASSERT_TRUE(hasAudio(session, 0, 3200));
-        for (int i = 0; i < 5 && !byCancellation; ++i)
-            server.sessions[session]->send("speech.phrase", helloPhrase);
-        if (byCancellation)
-            server.sessions[session]->close(1007);
+        for (int i = 0; i < 5; ++i)
+            server.sessions[session]->send("speech.phrase",
+                                           byCancellation ? R"({"RecognitionStatus":"BadRequest"})" : helloPhrase);
         ASSERT_TRUE(waitFor([&] { return calls > 0 && server.sessions[session]->isClosed(); }));
         ASSERT_TRUE(waitFor([&] { return held.use_count() == 2; })) << "only this scope's two copies are left";
         EXPECT_EQ(calls, 1);

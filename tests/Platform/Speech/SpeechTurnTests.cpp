@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 namespace parlowen {
-
 namespace {
 
 using nlohmann::json;
@@ -89,7 +88,6 @@ TEST(SpeechTurnTest, ResultsOfEveryForm) {
              "Translations":[{"Language":"en","Text":"Hello"}]}})",
          "Final 你好 en=Hello 6400"},
         // Beside translated results plain ones would say everything twice, and their translation may still be lost.
-        {translating, "speech.hypothesis", R"({"Text":"a"})", "0"},
         {translating, "speech.phrase", R"({"DisplayText":"a","Offset":0,"Duration":2000000})", "0"},
         // Members of other types than they should have, and bodies that are not what the path promises.
         {translating, "translation.response",
@@ -99,7 +97,6 @@ TEST(SpeechTurnTest, ResultsOfEveryForm) {
         {plain, "speech.phrase", "{", "0"},
         {translating, "translation.response", "\xFF\xFE", "0"},
         {translating, "translation.response", R"({"SpeechPhrase":3})", "0"},
-        {plain, "x", "[]", "0"},
     };
     for (const auto& [task, path, body, expected] : cases)
         EXPECT_EQ(outcome(task, reply(path, body)), expected) << path << body;
@@ -107,17 +104,16 @@ TEST(SpeechTurnTest, ResultsOfEveryForm) {
 
 TEST(SpeechTurnTest, TranslationsAreKeyedByTheTargetAsItWasAsked) {
     const std::vector<std::array<const char*, 3>> cases = {
-        {"en", R"({"Language":"en-US","DisplayText":"primary"})", "en=primary "},
         {"en", R"({"Language":"en-US","DisplayText":"primary"},{"Language":"en","DisplayText":"exact"})", "en=exact "},
         {"zh-Hans", R"({"Language":"zh-CN","DisplayText":"primary"})", "zh-Hans=primary "},
-        {"EN", R"({"Language":"en","DisplayText":"primary"})", "EN=primary "},
+        {"EN", R"({"Language":"es","DisplayText":"x"},{"Language":"en","DisplayText":"primary"})", "EN=primary "},
         {"en", R"({"Language":"es","DisplayText":"other"},{"Language":"eng","DisplayText":"other"})", ""},
     };
-    for (const auto& [asked, offered, expected] : cases) {
-        const std::string body = std::string(R"({"SpeechHypothesis":{},"Translations":[)") + offered + "]}";
-        EXPECT_EQ(outcome({"es-ES", {asked}}, reply("translation.response", body)),
+    for (const auto& [asked, offered, expected] : cases)
+        EXPECT_EQ(outcome({"es-ES", {asked}},
+                          reply("translation.response",
+                                std::string(R"({"SpeechHypothesis":{},"Translations":[)") + offered + "]}")),
                   std::string("Partial (none) ") + expected + "0");
-    }
 }
 
 TEST(SpeechTurnTest, RecognitionStatusDecides) {
@@ -126,8 +122,6 @@ TEST(SpeechTurnTest, RecognitionStatusDecides) {
     for (const char* status : {"Error", "TooManyRequests", "BadRequest", "Forbidden"}) {
         for (const SpeechTask& task : {plain, translating})
             EXPECT_EQ(outcome(task, phrase(6400, status)), "Canceled (none) 0") << status;
-        EXPECT_THAT(turnWithAudio(plain).feed(phrase(6400, status))[0].verdict.details.english.toStdString(),
-                    ::testing::HasSubstr(status));
     }
     EXPECT_EQ(outcome(plain, phrase(6400, "EndOfDictation")), "0");
 }
@@ -145,7 +139,7 @@ TEST(SpeechTurnTest, DropsMessagesOfOtherTurnsAndAfterItsEnd) {
     EXPECT_EQ(turn.resumeAt(), 0U);
 }
 
-TEST(SpeechTurnTest, OffsetsCountFromTheTurnAndNeverBeyondWhatWasSent) {
+TEST(SpeechTurnTest, OffsetsCountFromTheTurnAndNeverBeyondWhatWasSentOrSkipped) {
     SpeechTurn turn = turnWithAudio(plain, 100'000);
     EXPECT_EQ(turn.resumeAt(), 100'000U);
     turn.feed(phrase(9600));
@@ -158,16 +152,10 @@ TEST(SpeechTurnTest, OffsetsCountFromTheTurnAndNeverBeyondWhatWasSent) {
     EXPECT_EQ(turn.resumeAt(), 132'000U);
     turn.feed(reply("speech.phrase", R"({"DisplayText":"e","Offset":1e300,"Duration":1})"));
     EXPECT_EQ(turn.resumeAt(), 132'000U);
-}
-
-TEST(SpeechTurnTest, WhatWasSkippedIsPartOfThePositionsBehindIt) {
-    SpeechTurn turn = turnWithAudio(plain, 100'000); // 32'000 bytes
     turn.skip(500'000);
     turn.audio(std::string(3200, 'a'));
-    turn.feed(phrase(32'000));
-    EXPECT_EQ(turn.resumeAt(), 132'000U);
     turn.feed(phrase(33'600));
-    EXPECT_EQ(turn.resumeAt(), 633'600U);
+    EXPECT_EQ(turn.resumeAt(), 633'600U) << "what was skipped is part of the positions behind it";
 }
 
 } // namespace

@@ -1,0 +1,128 @@
+#include "Transport.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QSslCertificate>
+
+namespace parlowen {
+
+namespace {
+
+void addEntry(QByteArrayList& entries, const QString& key, const QJsonValue& value) {
+    if (value.isArray()) {
+        for (const QJsonValue element : value.toArray())
+            addEntry(entries, key + "[]", element);
+    } else if (value.isObject()) {
+        const QJsonObject object = value.toObject();
+        for (auto member = object.begin(); member != object.end(); ++member)
+            addEntry(entries, QString("%1[%2]").arg(key, member.key()), member.value());
+    } else {
+        const QString text = value.isBool() ? QString::number(int(value.toBool())) : value.toVariant().toString();
+        entries << QUrl::toPercentEncoding(key) + '=' + QUrl::toPercentEncoding(text);
+    }
+}
+
+/// The library reports HTTP error statuses as errors of these kinds.
+bool isStatusError(QNetworkReply::NetworkError error) {
+    return (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError) ||
+           error == QNetworkReply::ProtocolInvalidOperationError ||
+           (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
+}
+
+bool isTimeout(QNetworkReply::NetworkError error) {
+    // A transfer that ran out of time is cancelled by the library; nobody else cancels one.
+    return error == QNetworkReply::TimeoutError || error == QNetworkReply::OperationCanceledError;
+}
+
+bool isUsable(const QByteArray& flags, const QByteArray& interface) {
+    constexpr uint up = 0x1, reject = 0x200; // RTF_UP, RTF_REJECT of linux/route.h
+    return (flags.toUInt(nullptr, 16) & (up | reject)) == up && interface != "lo";
+}
+
+QByteArray contentOf(const char* path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+QByteArray encodedQuery(const QJsonObject& params) {
+    QByteArrayList entries;
+    for (auto member = params.begin(); member != params.end(); ++member) // the object keeps its keys sorted
+        addEntry(entries, member.key(), member.value());
+    return entries.join('&');
+}
+
+QString fullUrl(const QString& base, const QString& path) {
+    const bool whole = path.startsWith("http://") || path.startsWith("https://");
+    return whole ? path : base + path;
+}
+
+std::optional<QUrl> requestUrl(const QString& base, const QString& path, const QByteArray& query) {
+    QString text = fullUrl(base, path);
+    if (!query.isEmpty())
+        text += (text.contains('?') ? '&' : '?') + QString::fromLatin1(query);
+    const QUrl url(text);
+    const bool usable = url.isValid() && !url.host().isEmpty() && (url.scheme() == "http" || url.scheme() == "https");
+    return usable ? std::optional(url) : std::nullopt;
+}
+
+QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url) {
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    if (trust.covers(url.host()))
+        configuration.setCaCertificates(QSslCertificate::fromData(trust.certificateAuthority, QSsl::Pem));
+    return configuration;
+}
+
+bool isTransportFailure(const QNetworkReply& reply) {
+    if (reply.error() == QNetworkReply::NoError)
+        return false;
+    const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    return status < 400 || !isStatusError(reply.error());
+}
+
+QString transportErrorDescription(QNetworkReply::NetworkError error, const QString& libraryText) {
+    return isTimeout(error) ? QStringLiteral("请求超时") : libraryText;
+}
+
+QString transportAlertText(QNetworkReply::NetworkError error, const QString& description, bool online) {
+    if (isTimeout(error))
+        return QStringLiteral("请求超时，请重试");
+    switch (error) {
+    case QNetworkReply::ConnectionRefusedError:
+        return QStringLiteral("无法连接到服务器，请稍后再试");
+    case QNetworkReply::UnknownNetworkError: // no route to the host or to its network
+        return online ? QStringLiteral("无法连接到服务器，请稍后再试")
+                      : QStringLiteral("网络未连接，请检查你的网络设置");
+    case QNetworkReply::HostNotFoundError:
+        if (online)
+            break;
+        [[fallthrough]];
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::NetworkSessionFailedError:
+        return QStringLiteral("网络未连接，请检查你的网络设置");
+    default:
+        break;
+    }
+    return QStringLiteral("请求失败：") + description;
+}
+
+bool hasRoute(const QByteArray& ipv4, const QByteArray& ipv6) {
+    // /proc/net/route: interface, destination, gateway, flags … mask (the eighth), all but the name in hexadecimal.
+    for (const QByteArray& line : ipv4.split('\n')) {
+        const QByteArrayList fields = line.simplified().split(' ');
+        if (fields.size() > 7 && fields[1] == "00000000" && fields[7] == "00000000" && isUsable(fields[3], fields[0]))
+            return true;
+    }
+    // /proc/net/ipv6_route: destination, its length … flags (the ninth), interface.
+    for (const QByteArray& line : ipv6.split('\n')) {
+        const QByteArrayList fields = line.simplified().split(' ');
+        if (fields.size() > 9 && fields[1] == "00" && isUsable(fields[8], fields[9]))
+            return true;
+    }
+    return false;
+}
+
+bool isOnline() { return hasRoute(contentOf("/proc/net/route"), contentOf("/proc/net/ipv6_route")); }
+
+} // namespace parlowen
