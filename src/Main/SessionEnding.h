@@ -47,6 +47,7 @@ private:
     QTimer quiet_;
     std::set<int> growing_; ///< numbers of the answers that are not complete
     QString unfinished_;
+    bool heardWords_ = false;
     bool soundOver_ = false;
     bool lagged_ = false;
     bool stopped_ = false;
