@@ -78,14 +78,6 @@ protected:
             tool->stopRecognition();
     }
 
-    /// A tool, with someone who notes what it tells.
-    void make(const QString& area) {
-        tool = SpeechRecognitionTool::make("token-1", area,
-                                           [input = input] { return std::make_unique<FakeCapture>(input); });
-        tool->follow(
-            {[this](const RecognitionStatus& status) { statuses.push_back(status); }, [this] { ++tokensNeeded; }, {}});
-    }
-
     /// A callback that notes its name and what it is given.
     auto note(const char* name) {
         return [this, name](const auto&... texts) {
@@ -96,6 +88,15 @@ protected:
     QStringList called() {
         const std::lock_guard lock(mutex);
         return calls;
+    }
+
+    /// A tool, with someone who notes what it tells.
+    void make(const QString& area) {
+        tool = SpeechRecognitionTool::make("token-1", area,
+                                           [input = input] { return std::make_unique<FakeCapture>(input); });
+        tool->follow({[this](const RecognitionStatus& status) { statuses.push_back(status); },
+                      [this] { ++tokensNeeded; },
+                      [this](double seconds) { note("missed")(QString::number(seconds)); }});
     }
 
     void startPlain() { tool->startRecognition("en-US", note("result"), note("partial"), note("error")); }
@@ -142,6 +143,10 @@ TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
     ASSERT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 50 * 1364 / 3200 * 3200; }))
         << "682 frames a buffer";
     EXPECT_EQ(log.linesWith("[SpeechRecognitionTool] ❌ 转换错误: ").size(), 1) << "it is lost, the next ones are not";
+    tool->noteGap(7);
+    input->deliverTone(5);
+    ASSERT_TRUE(waitFor([&] { return called() == QStringList{"missed|7"}; })) << "behind the sound before it";
+    EXPECT_EQ(seen.turns[0].audio.size(), 55 * 1364 / 3200 * 3200);
     for (const auto& [frames, rate, converted] : {std::tuple{2048U, 48'000.0, 682U}, {2048, 16'000, 2048}, {9, 0, 0}})
         EXPECT_EQ(SpeechRecognitionTool::convertedFrames(frames, rate), converted);
 }

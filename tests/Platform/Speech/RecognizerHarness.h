@@ -62,7 +62,7 @@ private:
 
 /// A recognizer on a stream, with someone who listens. Short pauses, so that tests of reconnects are quick.
 struct Recognition {
-    explicit Recognition(const QString& area, std::chrono::milliseconds answerTimeout = std::chrono::seconds(15)) {
+    explicit Recognition(const QString& area, std::chrono::milliseconds answerTimeout = std::chrono::minutes(1)) {
         auto configuration = SPXSpeechConfiguration::make("the-token", area).value();
         configuration.setSpeechRecognitionLanguage("en-US");
         configuration.setFirstReconnectPause(std::chrono::milliseconds(5));
