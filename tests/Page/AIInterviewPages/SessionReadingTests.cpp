@@ -79,6 +79,7 @@ TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
     EXPECT_EQ(clipboard(), "Why?");
     for (const char* name : {"copyAll", "selectAll"}) {
         choose(menuAt(inWindow(transcript(), 0)), name);
+        becomeActive();
         if (name == std::string("selectAll"))
             press(Qt::Key_C, Qt::ControlModifier);
         EXPECT_EQ(clipboard(), "Tell me.\nWhy?");

@@ -3,6 +3,7 @@
 #include "SessionRig.h"
 
 #include <Foundation/BackgroundQueue.h>
+#include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Page/View/ReadingList.h>
 
@@ -24,6 +25,9 @@ protected:
         waitForBackground();
         window_ = std::make_unique<SessionWindow>(makeSession());
         window_->show();
+        bool settled = false; // a page takes the focus away a moment after it was loaded
+        onMainAfter(0.1, [&settled] { settled = true; });
+        ASSERT_TRUE(testing::waitFor([&settled] { return settled; }));
     }
     void close() override {
         window_->close();
