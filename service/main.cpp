@@ -94,11 +94,11 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     const auto parsed = parseOptions({argv + 1, argv + argc});
-    if (const auto* problem = std::get_if<std::string>(&parsed)) {
-        std::cerr << "parlowen-service: " << *problem << "\n\n" << usage();
+    if (!parsed) {
+        std::cerr << "parlowen-service: " << parsed.error() << "\n\n" << usage();
         return wrongOptions;
     }
-    const auto& options = std::get<ServiceOptions>(parsed);
+    const ServiceOptions& options = *parsed;
     if (options.help)
         std::cout << usage();
     else if (options.version)

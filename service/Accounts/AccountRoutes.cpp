@@ -1,6 +1,5 @@
 #include "AccountRoutes.h"
 
-#include "Http/Envelope.h"
 #include "Http/Log.h"
 #include "Http/Workers.h"
 
@@ -69,7 +68,7 @@ HttpResponse signOut(Accounts& accounts, const std::string& token) {
 }
 
 asio::awaitable<HttpResponse> handleSignIn(Accounts& accounts, const HttpRequest& request) {
-    const auto body = jsonObject(request.body);
+    const auto body = jsonObject(request.body());
     if (!body)
         co_return badRequest();
     Credentials credentials{textMember(*body, "country_code"), textMember(*body, "phone"),
@@ -87,7 +86,8 @@ asio::awaitable<HttpResponse> handleSignOut(Accounts& accounts, const HttpReques
 }
 
 asio::awaitable<HttpResponse> handleInfo(Accounts& accounts, const HttpRequest& request) {
-    const auto user = accounts.userOf(request.bearerToken());
+    auto work = [&accounts, token = std::string(request.bearerToken())] { return accounts.userOf(token); };
+    const auto user = co_await onWorker(request.origin.workers, std::move(work));
     co_return user ? success(signInData(*user)) : unauthorized();
 }
 
@@ -105,12 +105,13 @@ void addAccountRoutes(Router& router, Accounts& accounts) {
     router.route(verb::get, apiPath("/user/get_login_method"),
                  [](const HttpRequest&) -> asio::awaitable<HttpResponse> { co_return success(passwordMethod); });
     router.route(verb::post, apiPath("/user/account/login"),
-                 [&accounts](const HttpRequest& request) { return handleSignIn(accounts, request); });
+                 [&accounts](const HttpRequest& request) { return handleSignIn(accounts, request); },
+                 {.bodyBytes = 16'384});
     router.route(verb::get, apiPath("/user/info"),
                  [&accounts](const HttpRequest& request) { return handleInfo(accounts, request); });
-    router.route(
-        verb::post, apiPath("/user/logout"),
-        [&accounts](const HttpRequest& request) { return handleSignOut(accounts, request); }, signedInOnly(accounts));
+    router.route(verb::post, apiPath("/user/logout"),
+                 [&accounts](const HttpRequest& request) { return handleSignOut(accounts, request); },
+                 {.right = signedInOnly(accounts)});
 }
 
 } // namespace parlowen::service

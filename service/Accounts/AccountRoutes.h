@@ -5,7 +5,7 @@
 
 namespace parlowen::service {
 
-/// Answers 401 unless the request carries the token of a user.
+/// For routes of users alone: answers 401 unless the request carries the token of a user.
 Guard signedInOnly(Accounts& accounts);
 
 /// The login method, sign-in, profile and sign-out. `accounts` outlives the server.

@@ -1,15 +1,24 @@
 #include "AccountStore.h"
 
+#include <SQLiteCpp/VariadicBind.h>
 #include <ctime>
 
 namespace parlowen::service {
 
 namespace {
 
-constexpr const char* userColumns = "id, country_code, phone, nick_name, type, last_login_at";
+#define USER_COLUMNS "id, country_code, phone, nick_name, type, last_login_at"
 
-User userFrom(const Statement& row) {
-    return {row.integer(0), {row.text(1), row.text(2)}, row.text(3), row.integer(4), row.integer(5)};
+User userFrom(SQLite::Statement& row) {
+    return {row.getColumn(0).getInt64(),
+            {row.getColumn(1), row.getColumn(2)},
+            row.getColumn(3),
+            row.getColumn(4).getInt64(),
+            row.getColumn(5).getInt64()};
+}
+
+void bindHash(SQLite::Statement& statement, int index, std::string_view hash) {
+    statement.bind(index, hash.data(), static_cast<int>(hash.size()));
 }
 
 std::string firstNickName(const PhoneNumber& phone) {
@@ -17,90 +26,86 @@ std::string firstNickName(const PhoneNumber& phone) {
     return "用户" + number.substr(number.size() > 4 ? number.size() - 4 : 0);
 }
 
-std::optional<AccountStore::KnownUser> select(Database& database, const PhoneNumber& phone) {
-    Statement row = database.prepare(std::string("SELECT ") + userColumns +
-                                     ", password_hash FROM users WHERE country_code = ? AND phone = ?");
-    row.bind(phone.countryCode).bind(phone.number);
-    if (!row.step())
+std::optional<AccountStore::KnownUser> select(SQLite::Database& database, const PhoneNumber& phone) {
+    SQLite::Statement row(database,
+                          "SELECT " USER_COLUMNS ", password_hash FROM users WHERE country_code = ? AND phone = ?");
+    SQLite::bind(row, phone.countryCode, phone.number);
+    if (!row.executeStep())
         return std::nullopt;
-    return AccountStore::KnownUser{userFrom(row), row.text(6)};
+    return AccountStore::KnownUser{userFrom(row), row.getColumn(6)};
+}
+
+void insertSession(SQLite::Database& database, std::int64_t userId, std::string_view tokenHash, std::int64_t now) {
+    SQLite::Statement insert(database, "INSERT INTO sessions (token_hash, user_id, created_at) VALUES (?, ?, ?)");
+    bindHash(insert, 1, tokenHash);
+    insert.bind(2, userId);
+    insert.bind(3, now);
+    insert.exec();
+    SQLite::Statement forget(
+        database,
+        "DELETE FROM sessions WHERE user_id = ?1 AND token_hash != ?2 AND token_hash NOT IN (SELECT "
+        "token_hash FROM sessions WHERE user_id = ?1 AND token_hash != ?2 ORDER BY created_at DESC LIMIT ?3)");
+    forget.bind(1, userId);
+    bindHash(forget, 2, tokenHash);
+    forget.bind(3, AccountStore::sessionsOfAUser - 1);
+    forget.exec();
 }
 
 } // namespace
 
 std::optional<AccountStore::KnownUser> AccountStore::find(const PhoneNumber& phone) {
-    const auto lock = database_.lock();
-    return select(database_, phone);
+    return database_.use([&](SQLite::Database& database) { return select(database, phone); });
 }
 
 std::optional<User> AccountStore::findByToken(std::string_view tokenHash) {
-    const auto lock = database_.lock();
-    Statement row = database_.prepare(std::string("SELECT ") + userColumns +
-                                      " FROM users WHERE id = (SELECT user_id FROM sessions WHERE token_hash = ?)");
-    row.bindBlob(tokenHash);
-    if (!row.step())
-        return std::nullopt;
-    return userFrom(row);
+    return database_.use([&](SQLite::Database& database) -> std::optional<User> {
+        SQLite::Statement row(database, "SELECT " USER_COLUMNS
+                                        " FROM users WHERE id = (SELECT user_id FROM sessions WHERE token_hash = ?)");
+        bindHash(row, 1, tokenHash);
+        return row.executeStep() ? std::optional(userFrom(row)) : std::nullopt;
+    });
 }
 
 std::optional<User> AccountStore::create(const PhoneNumber& phone, const std::string& passwordHash,
                                          std::string_view tokenHash) {
-    const auto lock = database_.lock();
-    const std::int64_t now = std::time(nullptr);
-    Transaction transaction(database_);
-    database_
-        .prepare("INSERT INTO users (country_code, phone, nick_name, password_hash, created_at, last_login_at) "
-                 "VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING")
-        .bind(phone.countryCode)
-        .bind(phone.number)
-        .bind(firstNickName(phone))
-        .bind(passwordHash)
-        .bind(now)
-        .bind(now)
-        .step();
-    if (database_.changes() == 0)
-        return std::nullopt;
-    insertSession(database_.lastInsertId(), tokenHash, now);
-    auto created = select(database_, phone);
-    transaction.commit();
-    return created->user;
+    return database_.use([&](SQLite::Database& database) -> std::optional<User> {
+        const std::int64_t now = std::time(nullptr);
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement insert(database,
+                                 "INSERT INTO users (country_code, phone, nick_name, password_hash, "
+                                 "created_at, last_login_at) VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
+        SQLite::bind(insert, phone.countryCode, phone.number, firstNickName(phone), passwordHash, now, now);
+        if (insert.exec() == 0)
+            return std::nullopt;
+        insertSession(database, database.getLastInsertRowid(), tokenHash, now);
+        auto created = select(database, phone);
+        transaction.commit();
+        return created->user;
+    });
 }
 
 User AccountStore::openSession(const PhoneNumber& phone, std::string_view tokenHash) {
-    const auto lock = database_.lock();
-    const std::int64_t now = std::time(nullptr);
-    Transaction transaction(database_);
-    database_.prepare("UPDATE users SET last_login_at = ? WHERE country_code = ? AND phone = ?")
-        .bind(now)
-        .bind(phone.countryCode)
-        .bind(phone.number)
-        .step();
-    auto known = select(database_, phone);
-    if (!known)
-        throw StoreError("the user is gone");
-    insertSession(known->user.id, tokenHash, now);
-    transaction.commit();
-    return known->user;
-}
-
-void AccountStore::insertSession(std::int64_t userId, std::string_view tokenHash, std::int64_t now) {
-    database_.prepare("INSERT INTO sessions (token_hash, user_id, created_at) VALUES (?, ?, ?)")
-        .bindBlob(tokenHash)
-        .bind(userId)
-        .bind(now)
-        .step();
-    database_
-        .prepare("DELETE FROM sessions WHERE user_id = ?1 AND token_hash != ?2 AND token_hash NOT IN (SELECT "
-                 "token_hash FROM sessions WHERE user_id = ?1 AND token_hash != ?2 ORDER BY created_at DESC LIMIT ?3)")
-        .bind(userId)
-        .bindBlob(tokenHash)
-        .bind(sessionsOfAUser - 1)
-        .step();
+    return database_.use([&](SQLite::Database& database) {
+        const std::int64_t now = std::time(nullptr);
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement update(database, "UPDATE users SET last_login_at = ? WHERE country_code = ? AND phone = ?");
+        SQLite::bind(update, now, phone.countryCode, phone.number);
+        update.exec();
+        auto known = select(database, phone);
+        if (!known)
+            throw StoreError("the user is gone");
+        insertSession(database, known->user.id, tokenHash, now);
+        transaction.commit();
+        return known->user;
+    });
 }
 
 void AccountStore::endSession(std::string_view tokenHash) {
-    const auto lock = database_.lock();
-    database_.prepare("DELETE FROM sessions WHERE token_hash = ?").bindBlob(tokenHash).step();
+    database_.use([&](SQLite::Database& database) {
+        SQLite::Statement remove(database, "DELETE FROM sessions WHERE token_hash = ?");
+        bindHash(remove, 1, tokenHash);
+        remove.exec();
+    });
 }
 
 } // namespace parlowen::service

@@ -2,6 +2,9 @@
 
 #include "Store/Database.h"
 
+#include <cstdint>
+#include <string_view>
+
 namespace parlowen::service {
 
 /// How a user is known: dialling code without "+", and number, both digits.
@@ -40,8 +43,6 @@ public:
     void endSession(std::string_view tokenHash);
 
 private:
-    void insertSession(std::int64_t userId, std::string_view tokenHash, std::int64_t now);
-
     Database& database_;
 };
 

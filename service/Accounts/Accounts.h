@@ -1,8 +1,11 @@
 #pragma once
 
 #include "AccountStore.h"
-#include "FailureLimit.h"
 
+#include <chrono>
+#include <functional>
+#include <map>
+#include <mutex>
 #include <variant>
 
 namespace parlowen::service {
@@ -23,6 +26,37 @@ struct Refused {
     enum class Reason { Input = 1001, WrongPassword = 1002, TooManyFailures = 1003 };
     Reason reason; ///< its number is the reply's code
     std::string message;
+};
+
+/// Slows down guessing: after a few failures in a row, the same name has to wait. Keeps little and forgets.
+/// Thread-safe.
+class FailureLimit {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+    using Clock = std::function<TimePoint()>;
+
+    static constexpr int freeFailures = 5;
+    static constexpr std::chrono::seconds pause{60};
+    static constexpr std::chrono::minutes memory{15}; ///< a name without a failure for that long begins anew
+    static constexpr std::size_t names = 10'000;      ///< beyond these the one that failed longest ago is forgotten
+
+    explicit FailureLimit(Clock clock = std::chrono::steady_clock::now);
+
+    /// How long the name has to wait before its next try; 0 when it may try now.
+    std::chrono::seconds waitFor(const std::string& name);
+    void failed(const std::string& name);
+    void succeeded(const std::string& name);
+
+private:
+    struct Failures {
+        int count = 0;
+        TimePoint last;
+    };
+    void makeRoom(TimePoint now);
+
+    Clock clock_;
+    std::mutex mutex_;
+    std::map<std::string, Failures> failures_;
 };
 
 /// Sign-in by password and random bearer tokens. Thread-safe.

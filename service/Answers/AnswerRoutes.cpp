@@ -1,6 +1,5 @@
 #include "AnswerRoutes.h"
 
-#include "Http/Envelope.h"
 #include "Http/Log.h"
 #include "Text.h"
 
@@ -61,10 +60,8 @@ asio::awaitable<void> answer(AnswerSource& source, const Question& question, Ans
         co_await sink.piece("回答中断，请重新提问。");
 }
 
-asio::awaitable<void> handle(AnswerSource& source, const HttpRequest& request, EventStream& events) {
+asio::awaitable<void> stream(AnswerSource& source, const Question& question, EventStream& events) {
     EventSink sink(events);
-    const auto body = jsonObject(request.body);
-    const Question question = questionFrom(body.value_or(nlohmann::json::object()));
     if (question.text.empty())
         co_await sink.piece("没有收到问题内容。");
     else
@@ -76,17 +73,14 @@ asio::awaitable<void> handle(AnswerSource& source, const HttpRequest& request, E
 } // namespace
 
 void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly) {
-    Guard guard = [signedInOnly = std::move(signedInOnly)](const HttpRequest& request) -> std::optional<HttpResponse> {
-        if (auto refusal = signedInOnly(request))
-            return refusal;
-        if (!jsonObject(request.body))
+    const auto handle = [&source](const HttpRequest& request) -> std::variant<EventSource, HttpResponse> {
+        const auto body = jsonObject(request.body());
+        if (!body)
             return badRequest();
-        return std::nullopt;
+        return
+            [&source, question = questionFrom(*body)](EventStream& events) { return stream(source, question, events); };
     };
-    router.stream(
-        verb::post, apiPath("/ai/meeting"),
-        [&source](const HttpRequest& request, EventStream& events) { return handle(source, request, events); },
-        std::move(guard));
+    router.stream(verb::post, apiPath("/ai/meeting"), handle, {.right = std::move(signedInOnly)});
 }
 
 } // namespace parlowen::service

@@ -1,8 +1,7 @@
 #include "Connection.h"
 
-#include "Envelope.h"
-#include "EventStreamState.h"
 #include "Log.h"
+#include "Workers.h"
 
 #include <array>
 #include <boost/asio/redirect_error.hpp>
@@ -32,11 +31,22 @@ std::optional<HttpResponse> replyTo(const error_code& problem) {
     if (problem == http::error::header_limit || problem == http::error::buffer_overflow)
         return failure(431, "请求头过大", 431);
     if (problem == http::error::body_limit)
-        return failure(413, "请求内容过大", 413);
+        return tooLarge();
     const bool silent = problem == http::error::end_of_stream || problem == http::error::partial_message;
     if (!silent && problem.category() == make_error_code(http::error::bad_method).category())
         return badRequest();
     return std::nullopt;
+}
+
+/// What a handler or a guard gave, or why there is nothing, in the log.
+template<typename Function>
+auto loggingFailures(const HttpRequest& request, Function function) -> std::optional<std::invoke_result_t<Function>> {
+    try {
+        return function();
+    } catch (const std::exception& problem) {
+        logLine(request.path + ": " + problem.what());
+        return std::nullopt;
+    }
 }
 
 asio::awaitable<HttpResponse> answer(const Handler& handler, const HttpRequest& request) {
@@ -49,25 +59,12 @@ asio::awaitable<HttpResponse> answer(const Handler& handler, const HttpRequest& 
     co_return internalError();
 }
 
-asio::awaitable<void> fill(const StreamHandler& handler, const HttpRequest& request, EventStream& events) {
+asio::awaitable<void> fill(const EventSource& source, const HttpRequest& request, EventStream& events) {
     try {
-        auto filling = handler(request, events);
+        auto filling = source(events);
         co_await std::move(filling);
     } catch (const std::exception& problem) {
         logLine(request.path + ": " + problem.what());
-    }
-}
-
-std::optional<HttpResponse> refusalOf(const Router::Match& match, const HttpRequest& request) {
-    if (match.route == nullptr)
-        return match.allow.empty() ? notFound() : methodNotAllowed(match.allow);
-    if (!match.route->guard)
-        return std::nullopt;
-    try {
-        return match.route->guard(request);
-    } catch (const std::exception& problem) {
-        logLine(request.path + ": " + problem.what());
-        return internalError();
     }
 }
 
@@ -97,20 +94,44 @@ private:
     asio::awaitable<bool> serveOne() {
         Parser parser;
         parser.header_limit(static_cast<std::uint32_t>(limits_.headerBytes));
-        parser.body_limit(limits_.bodyBytes);
-        const error_code problem = co_await readRequest(parser);
-        if (problem) {
-            auto reply = replyTo(problem);
-            co_await refuse(std::move(reply));
-            co_return false;
-        }
-        const RawRequest raw = parser.release();
-        const HttpRequest request(raw, {peer_, context_.workers});
-        const Router::Match match = context_.router.find(request.method, request.path);
-        auto refusal = refusalOf(match, request);
+        parser.body_limit(boost::none); // the route's is set once it is known
+        error_code problem = co_await readHeader(parser);
+        if (problem)
+            co_return co_await refuse(problem);
+        const auto target = parsedTarget(parser.get().target());
+        if (!target)
+            co_return co_await refuse(make_error_code(http::error::bad_target));
+        HttpRequest request(parser.get(), *target, {peer_, context_.workers});
+        Router::Match match = context_.router.find(request.method, request.path);
+        request.rest = std::move(match.rest);
+        auto refusal = co_await refusalOf(match, request, parser);
+        if (refusal && parser.is_done())
+            co_return co_await respond(request.raw, *std::move(refusal));
         if (refusal)
-            co_return co_await respond(raw, std::move(*refusal));
+            co_return co_await refuse(std::move(refusal));
+        problem = co_await readBody(parser, match.route->rules.bodyBytes);
+        if (problem)
+            co_return co_await refuse(problem);
         co_return co_await dispatch(request, *match.route);
+    }
+
+    /// Why a request is not served, as far as its header tells.
+    asio::awaitable<std::optional<HttpResponse>> refusalOf(const Router::Match& match, const HttpRequest& request,
+                                                           const Parser& parser) {
+        if (match.route == nullptr)
+            co_return match.allow.empty() ? notFound() : methodNotAllowed(match.allow);
+        const RouteRules& rules = match.route->rules;
+        if (rules.right) {
+            auto ask = [&] {
+                auto asked = loggingFailures(request, [&] { return rules.right(request); });
+                return asked ? *std::move(asked) : internalError();
+            };
+            auto refusal = co_await onWorker(context_.workers, std::move(ask));
+            if (refusal)
+                co_return refusal;
+        }
+        const auto length = parser.content_length();
+        co_return length&&* length > rules.bodyBytes ? std::optional(tooLarge()) : std::nullopt;
     }
 
     asio::awaitable<bool> dispatch(const HttpRequest& request, const Router::Route& route) {
@@ -119,7 +140,13 @@ private:
             co_return co_await respond(request.raw, std::move(response));
         }
         if (const auto* handler = std::get_if<StreamHandler>(&route.handler)) {
-            co_await streamTo(*handler, request);
+            auto reply = loggingFailures(request, [&] { return (*handler)(request); });
+            const auto* source = reply ? std::get_if<EventSource>(&*reply) : nullptr;
+            if (!source) {
+                HttpResponse response = reply ? std::get<HttpResponse>(*std::move(reply)) : internalError();
+                co_return co_await respond(request.raw, std::move(response));
+            }
+            co_await streamTo(*source, request);
             co_return false;
         }
         if (!beast::websocket::is_upgrade(request.raw)) {
@@ -130,13 +157,12 @@ private:
         co_return false;
     }
 
-    asio::awaitable<void> streamTo(const StreamHandler& handler, const HttpRequest& request) {
-        const auto state =
-            std::make_shared<EventStream::State>(std::move(stream_), limits_, request.raw.version() >= 11);
-        EventStream events(state);
-        co_await EventStream::State::begin(state);
-        co_await fill(handler, request, events);
-        co_await EventStream::State::end(state);
+    asio::awaitable<void> streamTo(const EventSource& source, const HttpRequest& request) {
+        const EventStream::Limits limits{limits_.write, limits_.streamComment};
+        const auto events = std::make_shared<EventStream>(std::move(stream_), limits, request.raw.version() >= 11);
+        co_await events->begin();
+        co_await fill(source, request, *events);
+        co_await events->end();
     }
 
     asio::awaitable<void> handOver(const WebSocketHandler& handler, const HttpRequest& request) {
@@ -149,7 +175,7 @@ private:
         }
     }
 
-    asio::awaitable<error_code> readRequest(Parser& parser) {
+    asio::awaitable<error_code> readHeader(Parser& parser) {
         error_code failed;
         if (buffer_.size() == 0) {
             limitTo(limits_.idle);
@@ -162,7 +188,13 @@ private:
             co_await http::async_read_header(stream_, buffer_, parser,
                                              asio::redirect_error(asio::use_awaitable, failed));
         }
-        if (!failed && beast::iequals(parser.get()[http::field::expect], "100-continue"))
+        co_return failed;
+    }
+
+    asio::awaitable<error_code> readBody(Parser& parser, std::size_t limit) {
+        error_code failed;
+        parser.body_limit(limit);
+        if (beast::iequals(parser.get()[http::field::expect], "100-continue"))
             failed = co_await write("HTTP/1.1 100 Continue\r\n\r\n");
         if (!failed) {
             limitTo(limits_.body);
@@ -205,18 +237,24 @@ private:
         co_return failed;
     }
 
+    asio::awaitable<bool> refuse(error_code problem) {
+        auto reply = replyTo(problem);
+        co_return co_await refuse(std::move(reply));
+    }
+
     /// Replies and closes. What the client still sends is read for a while, since a connection that is closed with
     /// unread data loses the reply on its way.
-    asio::awaitable<void> refuse(std::optional<HttpResponse> reply) {
+    asio::awaitable<bool> refuse(std::optional<HttpResponse> reply) {
         if (!reply)
-            co_return;
-        error_code failed = co_await send(std::move(*reply), 11, false, false);
+            co_return false;
+        error_code failed = co_await send(*std::move(reply), 11, false, false);
         error_code ignored;
         beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
         std::array<char, 4096> unread{};
         limitTo(closingTime);
         while (!failed)
             co_await stream_.async_read_some(asio::buffer(unread), asio::redirect_error(asio::use_awaitable, failed));
+        co_return false;
     }
 
     asio::awaitable<void> close() {

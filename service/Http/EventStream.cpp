@@ -1,4 +1,4 @@
-#include "EventStreamState.h"
+#include "EventStream.h"
 
 #include <array>
 #include <boost/asio/co_spawn.hpp>
@@ -34,126 +34,106 @@ std::string asChunk(std::string_view bytes) {
 
 } // namespace
 
-EventStream::State::State(TlsStream connection, const ServerLimits& serverLimits, bool inChunks)
-    : stream(std::move(connection))
-    , limits(serverLimits)
-    , chunked(inChunks)
-    , lastSent(Clock::now())
-    , changed(stream.get_executor(), Clock::time_point::max())
-    , pause(stream.get_executor())
-    , quiet(stream.get_executor()) {}
+EventStream::EventStream(TlsStream connection, Limits limits, bool inChunks)
+    : stream_(std::move(connection))
+    , limits_(limits)
+    , chunked_(inChunks)
+    , lastSent_(Clock::now())
+    , changed_(stream_.get_executor(), Clock::time_point::max())
+    , quiet_(stream_.get_executor()) {}
 
-asio::awaitable<void> EventStream::State::lockWriting() {
+asio::awaitable<void> EventStream::lockWriting() {
     error_code ignored;
-    while (writing)
-        co_await changed.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
-    writing = true;
+    while (writing_)
+        co_await changed_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    writing_ = true;
 }
 
-void EventStream::State::unlockWriting() {
-    writing = false;
-    changed.cancel();
+void EventStream::unlockWriting() {
+    writing_ = false;
+    changed_.cancel();
 }
 
-void EventStream::State::clientWent() {
-    gone = true;
-    pause.cancel();
-    quiet.cancel();
+void EventStream::clientWent() {
+    gone_ = true;
+    quiet_.cancel();
 }
 
-asio::awaitable<void> EventStream::State::write(std::string bytes) {
+asio::awaitable<void> EventStream::write(std::string bytes) {
     co_await lockWriting();
     error_code failed;
-    if (!gone) {
+    if (!gone_) {
         // The watch reads without a limit all the while, so this one holds for the writing alone.
-        boost::beast::get_lowest_layer(stream).expires_after(limits.write);
-        co_await asio::async_write(stream, asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
+        boost::beast::get_lowest_layer(stream_).expires_after(limits_.write);
+        co_await asio::async_write(stream_, asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
     }
-    lastSent = Clock::now();
+    lastSent_ = Clock::now();
     if (failed)
         clientWent();
     unlockWriting();
 }
 
-asio::awaitable<bool> EventStream::State::send(std::string_view bytes) {
-    std::string written = chunked ? asChunk(bytes) : std::string(bytes);
+asio::awaitable<bool> EventStream::send(std::string_view bytes) {
+    std::string written = chunked_ ? asChunk(bytes) : std::string(bytes);
     // An empty chunk would end the body.
     if (!bytes.empty())
         co_await write(std::move(written));
-    co_return !gone;
+    co_return !gone_;
 }
 
-asio::awaitable<bool> EventStream::State::wait(std::chrono::milliseconds duration) {
-    error_code ignored;
-    pause.expires_after(duration);
-    if (!gone)
-        co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
-    co_return !gone;
-}
-
-asio::awaitable<void> EventStream::State::watchClient(std::shared_ptr<State> state) {
+asio::awaitable<void> EventStream::watchClient() {
     std::array<char, 256> bytes{};
     error_code failed;
     while (!failed)
-        co_await state->stream.async_read_some(asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
-    if (!state->ending)
-        state->clientWent();
+        co_await stream_.async_read_some(asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
+    if (!ending_)
+        clientWent();
 }
 
-asio::awaitable<void> EventStream::State::comment(std::shared_ptr<State> state) {
+asio::awaitable<void> EventStream::comment() {
     error_code ignored;
-    while (!state->gone && !state->ending) {
-        state->quiet.expires_at(state->lastSent + state->limits.streamComment);
-        co_await state->quiet.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
-        const bool due = Clock::now() - state->lastSent >= state->limits.streamComment;
-        if (due && !state->gone && !state->ending)
-            co_await state->send(": wait\n\n");
+    while (!gone_ && !ending_) {
+        quiet_.expires_at(lastSent_ + limits_.comment);
+        co_await quiet_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+        const bool due = Clock::now() - lastSent_ >= limits_.comment;
+        if (due && !gone_ && !ending_)
+            co_await send(": wait\n\n");
     }
 }
 
-asio::awaitable<void> EventStream::State::run(std::shared_ptr<State> state,
-                                              asio::awaitable<void> (*task)(std::shared_ptr<State>)) {
-    auto running = task(state);
-    co_await std::move(running);
-    --state->tasks;
-    state->changed.cancel();
+void EventStream::start(asio::awaitable<void> task) {
+    ++tasks_;
+    asio::co_spawn(stream_.get_executor(), std::move(task), [self = shared_from_this()](const std::exception_ptr&) {
+        --self->tasks_;
+        self->changed_.cancel();
+    });
 }
 
-asio::awaitable<void> EventStream::State::begin(std::shared_ptr<State> state) {
-    boost::beast::get_lowest_layer(state->stream).expires_never();
-    state->tasks = 2;
-    asio::co_spawn(state->stream.get_executor(), run(state, &State::watchClient), asio::detached);
-    asio::co_spawn(state->stream.get_executor(), run(state, &State::comment), asio::detached);
-    std::string head = responseHead(state->chunked);
-    co_await state->write(std::move(head));
+asio::awaitable<void> EventStream::begin() {
+    boost::beast::get_lowest_layer(stream_).expires_never();
+    start(watchClient());
+    start(comment());
+    std::string head = responseHead(chunked_);
+    co_await write(std::move(head));
 }
 
-asio::awaitable<void> EventStream::State::end(std::shared_ptr<State> state) {
+asio::awaitable<void> EventStream::end() {
     error_code ignored;
     std::string lastChunk = "0\r\n\r\n";
-    if (state->chunked)
-        co_await state->write(std::move(lastChunk));
-    co_await state->lockWriting();
-    state->ending = true;
-    auto& socket = boost::beast::get_lowest_layer(state->stream);
+    if (chunked_)
+        co_await write(std::move(lastChunk));
+    co_await lockWriting();
+    ending_ = true;
+    auto& socket = boost::beast::get_lowest_layer(stream_);
     socket.cancel();
-    state->quiet.cancel();
-    state->unlockWriting();
-    while (state->tasks > 0)
-        co_await state->changed.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
-    if (state->gone)
+    quiet_.cancel();
+    unlockWriting();
+    while (tasks_ > 0)
+        co_await changed_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    if (gone_)
         co_return;
     socket.expires_after(closingTime);
-    co_await state->stream.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
+    co_await stream_.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
 }
-
-EventStream::EventStream(std::shared_ptr<State> state)
-    : state_(std::move(state)) {}
-
-asio::awaitable<bool> EventStream::send(std::string_view bytes) { return state_->send(bytes); }
-
-asio::awaitable<bool> EventStream::wait(std::chrono::milliseconds duration) { return state_->wait(duration); }
-
-bool EventStream::clientGone() const { return state_->gone; }
 
 } // namespace parlowen::service

@@ -1,67 +1,34 @@
 #include "HttpMessage.h"
 
-#include <algorithm>
 #include <boost/beast/core/string.hpp>
+#include <boost/url/parse.hpp>
 
 namespace parlowen::service {
 
 namespace {
 
-using Parameters = std::vector<std::pair<std::string, std::string>>;
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
-std::string_view target(const RawRequest& raw) {
-    const auto text = raw.target();
-    return {text.data(), text.size()};
-}
-
-Parameters parsedQuery(std::string_view text) {
-    Parameters parameters;
-    const auto start = text.find('?');
-    std::string_view rest = start == std::string_view::npos ? std::string_view() : text.substr(start + 1);
-    while (!rest.empty()) {
-        const std::string_view pair = rest.substr(0, rest.find('&'));
-        rest.remove_prefix(std::min(rest.size(), pair.size() + 1));
-        const auto equals = std::min(pair.find('='), pair.size());
-        const std::string_view value = equals < pair.size() ? pair.substr(equals + 1) : std::string_view();
-        parameters.emplace_back(percentDecoded(pair.substr(0, equals), true), percentDecoded(value, true));
-    }
-    return parameters;
+HttpResponse enveloped(int code, std::string_view message, const nlohmann::json& data, unsigned status) {
+    // Members in this order, for people who read it.
+    HttpResponse response;
+    response.status = status;
+    response.body = "{\"code\":" + std::to_string(code) + ",\"message\":" + compactJson(message) +
+                    ",\"data\":" + compactJson(data) + "}";
+    return response;
 }
 
 } // namespace
 
-std::string percentDecoded(std::string_view text, bool plusIsSpace) {
-    std::string decoded;
-    decoded.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool complete = text[i] == '%' && i + 2 < text.size();
-        const int high = complete ? hexDigit(text[i + 1]) : -1;
-        const int low = complete ? hexDigit(text[i + 2]) : -1;
-        if (high >= 0 && low >= 0) {
-            decoded.push_back(static_cast<char>(high * 16 + low));
-            i += 2;
-        } else {
-            decoded.push_back(plusIsSpace && text[i] == '+' ? ' ' : text[i]);
-        }
-    }
-    return decoded;
+std::optional<boost::urls::url_view> parsedTarget(std::string_view target) {
+    const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
+    return parsed ? std::optional(*parsed) : std::nullopt;
 }
 
-HttpRequest::HttpRequest(const RawRequest& rawRequest, Origin requestOrigin)
+HttpRequest::HttpRequest(const RawRequest& rawRequest, const boost::urls::url_view& target, Origin requestOrigin)
     : raw(rawRequest)
     , method(rawRequest.method())
-    , path(percentDecoded(target(rawRequest).substr(0, target(rawRequest).find('?')), false))
-    , body(rawRequest.body())
+    , path(target.path())
     , origin(std::move(requestOrigin))
-    , parameters_(parsedQuery(target(rawRequest))) {}
+    , target_(target) {}
 
 std::string_view HttpRequest::header(std::string_view name) const {
     const auto value = raw[boost::beast::string_view(name.data(), name.size())];
@@ -69,9 +36,9 @@ std::string_view HttpRequest::header(std::string_view name) const {
 }
 
 std::string HttpRequest::query(std::string_view name) const {
-    const auto found = std::find_if(parameters_.begin(), parameters_.end(),
-                                    [name](const auto& parameter) { return parameter.first == name; });
-    return found == parameters_.end() ? std::string() : found->second;
+    const auto parameters = target_.params();
+    const auto found = parameters.find({name.data(), name.size()});
+    return found == parameters.end() ? std::string() : std::string((*found).value);
 }
 
 std::string_view HttpRequest::bearerToken() const {
@@ -85,6 +52,51 @@ std::string_view HttpRequest::bearerToken() const {
 
 bool HttpRequest::isLocal() const {
     return origin.peer.is_loopback() && header("Forwarded").empty() && header("X-Forwarded-For").empty();
+}
+
+HttpResponse success(const nlohmann::json& data) { return enveloped(0, {}, data, 200); }
+
+HttpResponse failure(int code, std::string_view message, unsigned status) {
+    return enveloped(code, message, nullptr, status);
+}
+
+HttpResponse badRequest(std::string_view message) { return failure(400, message, 400); }
+
+HttpResponse unauthorized() { return failure(401, "登录已失效，请重新登录", 401); }
+
+HttpResponse notFound() { return failure(404, "没有这个接口", 404); }
+
+HttpResponse methodNotAllowed(std::string allowed) {
+    HttpResponse response = failure(405, "这个接口不支持该请求方法", 405);
+    response.headers.emplace_back("Allow", std::move(allowed));
+    return response;
+}
+
+HttpResponse tooLarge() { return failure(413, "请求内容过大", 413); }
+
+HttpResponse internalError() { return failure(500, "服务内部错误，请稍后再试", 500); }
+
+std::optional<nlohmann::json> jsonObject(std::string_view text) {
+    bool tooDeep = false;
+    using Event = nlohmann::json::parse_event_t;
+    const auto inBounds = [&tooDeep](int depth, Event event, const nlohmann::json&) {
+        const bool opens = event == Event::object_start || event == Event::array_start;
+        tooDeep = tooDeep || (opens && depth >= deepestJson);
+        return !tooDeep; // false drops the value, so that nothing deep is ever built
+    };
+    std::optional<nlohmann::json> value(nlohmann::json::parse(text, inBounds, false));
+    if (tooDeep || !value->is_object())
+        value.reset();
+    return value;
+}
+
+std::string textMember(const nlohmann::json& object, const char* name) {
+    const auto member = object.find(name);
+    return member != object.end() && member->is_string() ? member->get<std::string>() : std::string();
+}
+
+std::string compactJson(const nlohmann::json& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 } // namespace parlowen::service

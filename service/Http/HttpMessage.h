@@ -5,6 +5,9 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/verb.hpp>
+#include <boost/url/url_view.hpp>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,7 +18,8 @@ namespace parlowen::service {
 using boost::beast::http::verb;
 using RawRequest = boost::beast::http::request<boost::beast::http::string_body>;
 
-/// A request as handlers see it. It refers to the raw request, which outlives the handler's run.
+/// A request as handlers see it. It refers to the raw request, which outlives the handler's run. It is made of the
+/// header alone: a guard sees an empty body, a handler the whole one.
 class HttpRequest {
 public:
     /// Who asked, and where the handler may do what blocks.
@@ -24,17 +28,19 @@ public:
         boost::asio::any_io_executor workers;
     };
 
-    HttpRequest(const RawRequest& rawRequest, Origin requestOrigin);
+    /// `target` is parsed from the raw request's.
+    HttpRequest(const RawRequest& rawRequest, const boost::urls::url_view& target, Origin requestOrigin);
 
-    const RawRequest& raw; ///< as Beast read it, for the acceptance of a WebSocket
+    const RawRequest& raw; ///< as Beast reads it, for the acceptance of a WebSocket
     const verb method;
     const std::string path; ///< decoded, without the query
-    const std::string& body;
+    std::string rest;       ///< the last segment, where the route's path ends in "/*"
     const Origin origin;
 
+    const std::string& body() const { return raw.body(); }
     /// The value of a header, its name compared without case; empty when missing.
     std::string_view header(std::string_view name) const;
-    /// The decoded value of a query parameter; empty when missing.
+    /// The decoded value of a query parameter, the first of that name; empty when missing.
     std::string query(std::string_view name) const;
     /// What follows "Bearer " in the Authorization header; empty when missing.
     std::string_view bearerToken() const;
@@ -42,8 +48,11 @@ public:
     bool isLocal() const;
 
 private:
-    std::vector<std::pair<std::string, std::string>> parameters_;
+    const boost::urls::url_view target_;
 };
+
+/// A request's path and query; none when that is no target of a server's own ("/…"), or wrongly encoded.
+std::optional<boost::urls::url_view> parsedTarget(std::string_view target);
 
 struct HttpResponse {
     unsigned status = 200;
@@ -52,7 +61,25 @@ struct HttpResponse {
     std::vector<std::pair<std::string, std::string>> headers = {}; ///< further ones
 };
 
-/// Undoes percent encoding; a "%" that no two hex digits follow stays as it is. `plusIsSpace` for query values.
-std::string percentDecoded(std::string_view text, bool plusIsSpace);
+/// The form of every JSON reply: {"code":0,"message":"","data":…}, compact, UTF-8.
+HttpResponse success(const nlohmann::json& data = nullptr);
+/// A reply whose code is not 0, with a message for the user. The HTTP status stays 200 unless it is given.
+HttpResponse failure(int code, std::string_view message, unsigned status = 200);
+
+HttpResponse badRequest(std::string_view message = "请求格式不正确");
+HttpResponse unauthorized();
+HttpResponse notFound();
+HttpResponse methodNotAllowed(std::string allowed);
+HttpResponse tooLarge();
+HttpResponse internalError();
+
+/// How deep objects and arrays of foreign JSON may lie in each other: what walks through a value does so recursively.
+inline constexpr int deepestJson = 32;
+/// The JSON object in a text of anybody's; none when it is anything else, or deeper than `deepestJson`.
+std::optional<nlohmann::json> jsonObject(std::string_view text);
+/// A member that is a string; empty when it is missing or anything else.
+std::string textMember(const nlohmann::json& object, const char* name);
+/// Compact JSON text; bytes that are no UTF-8 are replaced.
+std::string compactJson(const nlohmann::json& value);
 
 } // namespace parlowen::service

@@ -4,31 +4,17 @@
 
 namespace parlowen::service {
 
-namespace {
-
-constexpr std::string_view anySegment = "/*";
-
-/// The entry under which a path with one free last segment is kept.
-std::string withFreeSegment(std::string_view path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string_view::npos || slash + 1 == path.size())
-        return {};
-    return std::string(path.substr(0, slash)).append(anySegment);
-}
-
-} // namespace
-
 void Router::add(verb method, const std::string& path, Route route) {
     if (!routes_[path].emplace(method, std::move(route)).second)
         throw std::logic_error("two routes for " + path);
 }
 
-void Router::route(verb method, const std::string& path, Handler handler, Guard guard) {
-    add(method, path, {std::move(handler), std::move(guard)});
+void Router::route(verb method, const std::string& path, Handler handler, RouteRules rules) {
+    add(method, path, {std::move(handler), std::move(rules)});
 }
 
-void Router::stream(verb method, const std::string& path, StreamHandler handler, Guard guard) {
-    add(method, path, {std::move(handler), std::move(guard)});
+void Router::stream(verb method, const std::string& path, StreamHandler handler, RouteRules rules) {
+    add(method, path, {std::move(handler), std::move(rules)});
 }
 
 void Router::webSocket(const std::string& path, WebSocketHandler handler) {
@@ -36,15 +22,20 @@ void Router::webSocket(const std::string& path, WebSocketHandler handler) {
 }
 
 Router::Match Router::find(verb method, std::string_view path) const {
+    Match match;
     auto entry = routes_.find(path);
-    if (entry == routes_.end())
-        entry = routes_.find(withFreeSegment(path));
+    const auto slash = path.rfind('/');
+    if (entry == routes_.end() && slash != std::string_view::npos && slash + 1 < path.size()) {
+        match.rest = path.substr(slash + 1);
+        entry = routes_.find(std::string(path.substr(0, slash)).append("/*"));
+    }
     if (entry == routes_.end())
         return {};
     const auto& methods = entry->second;
-    if (const auto found = methods.find(method); found != methods.end())
-        return {&found->second, {}};
-    Match match;
+    if (const auto found = methods.find(method); found != methods.end()) {
+        match.route = &found->second;
+        return match;
+    }
     for (const auto& [allowed, route] : methods)
         match.allow.append(match.allow.empty() ? "" : ", ").append(boost::beast::http::to_string(allowed));
     return match;

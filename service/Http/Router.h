@@ -2,7 +2,6 @@
 
 #include "EventStream.h"
 #include "HttpMessage.h"
-#include "TlsStream.h"
 
 #include <functional>
 #include <map>
@@ -13,12 +12,20 @@ namespace parlowen::service {
 
 using Handler = std::function<boost::asio::awaitable<HttpResponse>(const HttpRequest&)>;
 /// Fills an event stream; the stream ends when it returns.
-using StreamHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, EventStream&)>;
+using EventSource = std::function<boost::asio::awaitable<void>(EventStream&)>;
+/// Looks at a request and gives what fills its event stream, or a plain response instead.
+using StreamHandler = std::function<std::variant<EventSource, HttpResponse>(const HttpRequest&)>;
 /// Gets the connection right after an upgrade request was read from it, with no time limit set, and owns it from then
 /// on. The request lives until the handler ends.
 using WebSocketHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, TlsStream)>;
-/// Looks at a request before its handler: a response instead of the handler's, or none.
+/// Looks at a request: a response instead of the handler's, or none. It may block: it runs on a worker thread.
 using Guard = std::function<std::optional<HttpResponse>(const HttpRequest&)>;
+
+/// What holds for the requests of a route before their bodies are read.
+struct RouteRules {
+    Guard right = {};                                   ///< who may ask; empty: anybody
+    std::size_t bodyBytes = std::size_t{1'024} * 1'024; ///< a larger body is refused with 413
+};
 
 /// Where the API's paths begin; those of speech lie at the root.
 inline constexpr std::string_view apiBase = "/api/v1";
@@ -27,17 +34,18 @@ inline std::string apiPath(std::string_view path) { return std::string(apiBase).
 /// Which handler answers which path. A path that ends in "/*" stands for those with one more, non-empty, segment.
 class Router {
 public:
-    void route(verb method, const std::string& path, Handler handler, Guard guard = {});
-    void stream(verb method, const std::string& path, StreamHandler handler, Guard guard = {});
+    void route(verb method, const std::string& path, Handler handler, RouteRules rules = {});
+    void stream(verb method, const std::string& path, StreamHandler handler, RouteRules rules = {});
     void webSocket(const std::string& path, WebSocketHandler handler);
 
     struct Route {
         std::variant<Handler, StreamHandler, WebSocketHandler> handler;
-        Guard guard;
+        RouteRules rules;
     };
     struct Match {
         const Route* route = nullptr;
-        std::string allow; ///< the methods of a path that is known by other methods only, comma-separated
+        std::string rest{};  ///< the segment that a "*" stands for
+        std::string allow{}; ///< the methods of a path that is known by other methods only, comma-separated
     };
     Match find(verb method, std::string_view path) const;
 

@@ -2,7 +2,6 @@
 
 #include "Connection.h"
 #include "Log.h"
-#include "OpenConnections.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -13,6 +12,10 @@
 #include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <sys/socket.h>
 #include <thread>
 
 namespace parlowen::service {
@@ -26,6 +29,62 @@ namespace {
 constexpr std::chrono::milliseconds pauseWhenExhausted{100};
 constexpr std::chrono::milliseconds timeToEnd{3'000};
 constexpr std::size_t workerThreads = 2;
+
+/// The connections of a server, by their sockets: counted, limited, and told to end. Thread-safe.
+class OpenConnections {
+public:
+    explicit OpenConnections(std::size_t most)
+        : most_(most) {}
+
+    /// Keeps its connection's place for as long as it exists, which is longer than the socket is open.
+    class Place {
+    public:
+        Place(OpenConnections& all, std::size_t id)
+            : all_(&all)
+            , id_(id) {}
+        ~Place() { all_->leave(id_); }
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+
+    private:
+        OpenConnections* all_;
+        std::size_t id_;
+    };
+
+    /// Null when there are too many.
+    std::unique_ptr<Place> enter(int socket) {
+        const std::lock_guard lock(mutex_);
+        if (sockets_.size() >= most_)
+            return nullptr;
+        const std::size_t id = nextId_++;
+        sockets_.emplace(id, socket);
+        return std::make_unique<Place>(*this, id);
+    }
+    /// Ends the reading side of every socket, so that each connection finishes what it writes and closes.
+    void endAll() {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [id, socket] : sockets_)
+            ::shutdown(socket, SHUT_RD);
+    }
+    /// Whether the last one was gone within the bound.
+    bool waitUntilNone(std::chrono::milliseconds bound) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, bound, [this] { return sockets_.empty(); });
+    }
+
+private:
+    void leave(std::size_t id) {
+        const std::lock_guard lock(mutex_);
+        sockets_.erase(id);
+        changed_.notify_all();
+    }
+
+    const std::size_t most_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::size_t nextId_ = 0;
+    std::map<std::size_t, int> sockets_;
+};
 
 asio::awaitable<void> serveInPlace(ConnectionContext& context, tcp::socket socket,
                                    std::unique_ptr<OpenConnections::Place> /*place*/) {

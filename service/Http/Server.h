@@ -12,7 +12,6 @@ namespace parlowen::service {
 /// What one client may use up. A stage that takes longer ends the connection.
 struct ServerLimits {
     std::size_t headerBytes = 8'192;
-    std::size_t bodyBytes = 1'048'576;
     std::size_t connections = 512; ///< further ones are closed at once
     std::chrono::milliseconds handshake{10'000};
     std::chrono::milliseconds idle{60'000}; ///< between two requests

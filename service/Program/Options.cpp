@@ -1,13 +1,19 @@
 #include "Options.h"
 
 #include <boost/asio/ip/address.hpp>
+#include <boost/program_options.hpp>
 #include <charconv>
 #include <cstdlib>
 #include <optional>
+#include <sstream>
 
 namespace parlowen::service {
 
 namespace {
+
+namespace po = boost::program_options;
+
+constexpr const char* usualListen = "127.0.0.1:47615";
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
@@ -54,9 +60,27 @@ std::optional<std::string> parseData(const std::string& text, ServiceOptions& op
     return std::nullopt;
 }
 
-/// Where the value of an option that is plain text goes; null for all others.
-std::string* textOption(const std::string& argument, ServiceOptions& options) {
-    return argument == "--get-model" ? &options.getModel : argument == "--mirror" ? &options.mirror : nullptr;
+/// All options, their values stored in `options`; the two that are checked in the texts.
+po::options_description description(ServiceOptions& options, std::string& listen, std::string& data) {
+    constexpr unsigned lineLength = 110;
+    po::options_description all("Options", lineLength);
+    const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
+    // clang-format off
+    all.add_options()
+        ("listen", text(listen, "ADDRESS:PORT")->default_value(usualListen),
+         "where to listen; a loopback address, port 0 for any free one")
+        ("data", text(data, "DIR")->default_value(defaultDataDirectory().string()),
+         "where accounts and certificates are kept")
+        ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
+        ("models", po::bool_switch(&options.models), "list the speech models: what is here, what can be fetched")
+        ("get-model", text(options.getModel, "NAME"), "fetch a speech model of that list, or go on with it")
+        ("mirror", text(options.mirror, "ADDRESS"), "where to fetch it from, instead of its makers' place")
+        ("catalogue", po::value<std::string>()->value_name("FILE"),
+         "list of models that can be fetched, instead of the built-in one")
+        ("help", po::bool_switch(&options.help), "show this text")
+        ("version", po::bool_switch(&options.version), "show the version");
+    // clang-format on
+    return all;
 }
 
 } // namespace
@@ -69,59 +93,41 @@ std::filesystem::path defaultDataDirectory() {
     return (home.is_absolute() ? home : std::filesystem::current_path()) / ".local" / "share" / "parlowen-service";
 }
 
-std::variant<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
+tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
     ServiceOptions options;
-    options.data = defaultDataDirectory();
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& argument = arguments[i];
-        const bool takesValue = argument == "--listen" || argument == "--data" || argument == "--catalogue" ||
-                                textOption(argument, options);
-        if (takesValue && i + 1 == arguments.size())
-            return argument + " needs a value";
-        if (argument == "--help")
-            options.help = true;
-        else if (argument == "--version")
-            options.version = true;
-        else if (argument == "--exit-with-stdin")
-            options.exitWithStdin = true;
-        else if (argument == "--models")
-            options.models = true;
-        else if (!takesValue)
-            return "unknown option \"" + argument + "\"";
-        if (!takesValue)
-            continue;
-        const std::string& value = arguments[++i];
-        if (auto* text = textOption(argument, options))
-            *text = value;
-        else if (argument == "--catalogue")
-            options.catalogue = value;
-        else if (auto problem = argument == "--listen" ? parseListen(value, options) : parseData(value, options))
-            return *problem;
+    std::string listen;
+    std::string data;
+    try {
+        constexpr int style = po::command_line_style::allow_long | po::command_line_style::long_allow_next |
+                              po::command_line_style::long_allow_adjacent;
+        const auto all = description(options, listen, data);
+        po::variables_map values;
+        po::store(po::command_line_parser(arguments).options(all).positional({}).style(style).run(), values);
+        po::notify(values);
+        if (values.count("catalogue") > 0)
+            options.catalogue = values["catalogue"].as<std::string>();
+    } catch (const po::error& problem) {
+        return tl::unexpected(std::string(problem.what()));
     }
+    auto problem = parseListen(listen, options);
+    if (!problem)
+        problem = parseData(data, options);
+    if (problem)
+        return tl::unexpected(*std::move(problem));
     return options;
 }
 
 std::string usage() {
-    return "Usage: parlowen-service [options]\n"
-           "\n"
-           "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n"
-           "\n"
-           "  --listen ADDRESS:PORT  where to listen; a loopback address, port 0 for any free one\n"
-           "                         (default 127.0.0.1:47615)\n"
-           "  --data DIR             where accounts and certificates are kept\n"
-           "                         (default " +
-           defaultDataDirectory().string() +
-           ")\n"
-           "  --exit-with-stdin      end when standard input is closed\n"
-           "  --models               list the speech models: what is here, what can be fetched\n"
-           "  --get-model NAME       fetch a speech model of that list, or go on with it\n"
-           "  --mirror ADDRESS       where to fetch it from, instead of its makers' place\n"
-           "  --catalogue FILE       list of models that can be fetched, instead of the built-in one\n"
-           "  --help                 show this text\n"
-           "  --version              show the version\n"
-           "\n"
-           "Prints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
-           "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use.\n";
+    ServiceOptions options;
+    std::string listen;
+    std::string data;
+    std::ostringstream text;
+    text << "Usage: parlowen-service [options]\n\n"
+            "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n\n"
+         << description(options, listen, data)
+         << "\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
+            "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use.\n";
+    return text.str();
 }
 
 } // namespace parlowen::service

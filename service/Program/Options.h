@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <variant>
+#include <tl/expected.hpp>
 #include <vector>
 
 namespace parlowen::service {
@@ -22,7 +22,7 @@ struct ServiceOptions {
 };
 
 /// What the arguments (without the program's name) ask for, or what is wrong with them, in one line.
-std::variant<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments);
+tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments);
 
 /// `parlowen-service` under the XDG data directory.
 std::filesystem::path defaultDataDirectory();

@@ -1,14 +1,24 @@
 #pragma once
 
 #include "Http/Router.h"
-#include "Languages.h"
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace parlowen::service {
 
-/// The list of languages, by `source`: 1 those that are recognised, 2 those that are translated into.
+/// What speech recognition and translation really offer.
+struct LanguageOffer {
+    std::vector<std::string> recognition; ///< locales, such as "en-US"
+    std::vector<std::string> translation; ///< codes of targets, such as "es"
+};
+
+/// Asked anew for every list, so that engines may come and go.
+using LanguageCatalog = std::function<LanguageOffer()>;
+
+/// The list of languages, by `source`: 1 those that are recognised, 2 those that are translated into. Entries of ID,
+/// name, original_key, translation_key and first_letters, ordered by their letters.
 void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& signedInOnly);
 
 /// Hands out what opens the speech gateway of this very service: a token, and the base URL that the client reached it

@@ -3,10 +3,10 @@
 #include "Accounts/AccountRoutes.h"
 #include "Answers/AnswerRoutes.h"
 #include "Answers/Outline.h"
+#include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
 #include "Http/Server.h"
-#include "Http/Tls.h"
 #include "OtherRoutes.h"
 #include "Speech/Gateway.h"
 

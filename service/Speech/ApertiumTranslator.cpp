@@ -1,6 +1,6 @@
 #include "ApertiumTranslator.h"
 
-#include "ChildPipe.h"
+#include "ChildProcess.h"
 
 #include <array>
 
@@ -44,17 +44,17 @@ struct ApertiumTranslator::Direction {
 ApertiumTranslator::ApertiumTranslator()
     : ApertiumTranslator(Options{}) {}
 
-ApertiumTranslator::ApertiumTranslator(Options optionsToUse)
-    : options(std::move(optionsToUse)) {
+ApertiumTranslator::ApertiumTranslator(Options options)
+    : options_(std::move(options)) {
     for (const auto& known : knownModes) {
         std::error_code error;
-        const auto mode = options.modes / known.file;
+        const auto mode = options_.modes / known.file;
         if (!std::filesystem::is_regular_file(mode, error))
             continue;
         auto direction = std::make_unique<Direction>();
         direction->pair = {known.from, known.to};
         direction->mode = mode;
-        directions.push_back(std::move(direction));
+        directions_.push_back(std::move(direction));
     }
 }
 
@@ -62,19 +62,19 @@ ApertiumTranslator::~ApertiumTranslator() = default;
 
 std::vector<LanguagePair> ApertiumTranslator::pairs() const {
     std::vector<LanguagePair> result;
-    for (const auto& direction : directions)
+    for (const auto& direction : directions_)
         result.push_back(direction->pair);
     return result;
 }
 
 std::optional<std::string> ApertiumTranslator::translate(const LanguagePair& pair, std::string_view text) {
-    for (const auto& direction : directions) {
+    for (const auto& direction : directions_) {
         if (direction->pair != pair)
             continue;
         const auto input = apertiumInput(text);
-        const auto deadline = std::chrono::steady_clock::now() + options.limit;
+        const auto deadline = std::chrono::steady_clock::now() + options_.limit;
         const std::lock_guard lock(direction->mutex);
-        auto answer = direction->ask(input, options.limit);
+        auto answer = direction->ask(input, options_.limit);
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (!answer && left.count() > 0) // it had ended meanwhile
             answer = direction->ask(input, left);

@@ -32,8 +32,8 @@ public:
 
 private:
     struct Direction;
-    const Options options;
-    std::vector<std::unique_ptr<Direction>> directions;
+    const Options options_;
+    std::vector<std::unique_ptr<Direction>> directions_;
 };
 
 /// Plain text for Apertium's programs: what they read as markup is escaped, and an end of a sentence that is not shown

@@ -1,9 +1,11 @@
 #include "ChildProcess.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <string_view>
 #include <sys/socket.h>
@@ -18,6 +20,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds lookEvery{2};
+constexpr std::size_t longestAnswer = 1 << 20;
+constexpr std::chrono::milliseconds patience{300}; // for the programs of a pipe to end
 
 std::vector<std::string> utf8Environment() {
     std::vector<std::string> result;
@@ -79,18 +83,74 @@ std::optional<ChildProcess> ChildProcess::start(std::vector<std::string> command
     return ChildProcess(process, ends[0]);
 }
 
-void ChildProcess::signal(int number) const { kill(-group, number); }
+void ChildProcess::signal(int number) const { kill(-group_, number); }
 
 ChildEnd ChildProcess::end(std::chrono::milliseconds limit) const {
     const auto deadline = Clock::now() + limit;
     int status = 0;
     pid_t found = 0;
-    while ((found = waitpid(group, &status, WNOHANG)) == 0 && Clock::now() < deadline)
+    while ((found = waitpid(group_, &status, WNOHANG)) == 0 && Clock::now() < deadline)
         std::this_thread::sleep_for(lookEvery);
     signal(SIGKILL); // what it started may still run
-    while (found == 0 && waitpid(group, &status, 0) < 0 && errno == EINTR) {
+    while (found == 0 && waitpid(group_, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFSIGNALED(status) ? ChildEnd{0, WTERMSIG(status)} : ChildEnd{WEXITSTATUS(status), 0};
+}
+
+std::unique_ptr<ChildPipe> ChildPipe::start(const std::vector<std::string>& command) {
+    const auto process = ChildProcess::start(command);
+    return process ? std::unique_ptr<ChildPipe>(new ChildPipe(*process)) : nullptr;
+}
+
+ChildPipe::~ChildPipe() {
+    // The end of the input ends the programs one after the other; only what hangs is killed.
+    shutdown(socket_, SHUT_WR);
+    const auto deadline = Clock::now() + patience;
+    while (!receive(deadline).empty()) {
+    }
+    process_.signal(SIGKILL);
+    close(socket_);
+    process_.end({});
+}
+
+bool ChildPipe::send(std::string_view bytes) const {
+    while (!bytes.empty()) {
+        const auto sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR)
+            continue;
+        if (sent <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+std::string ChildPipe::receive(Clock::time_point deadline) const {
+    std::array<char, 4096> buffer{};
+    while (true) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd readable{socket_, POLLIN, 0};
+        const int ready = poll(&readable, 1, static_cast<int>(std::max<std::int64_t>(0, left.count())));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        const auto count = ready > 0 ? recv(socket_, buffer.data(), buffer.size(), 0) : 0;
+        return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(0, count))};
+    }
+}
+
+std::optional<std::string> ChildPipe::ask(std::string_view text, std::chrono::milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    if (!send(std::string(text) + '\0'))
+        return std::nullopt;
+    std::string answer;
+    while (!answer.ends_with('\0')) {
+        const auto piece = receive(deadline);
+        if (piece.empty() || answer.size() > longestAnswer)
+            return std::nullopt;
+        answer += piece;
+    }
+    answer.pop_back();
+    return answer;
 }
 
 } // namespace parlowen::service

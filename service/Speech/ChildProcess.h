@@ -1,8 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
@@ -23,8 +25,8 @@ public:
     static std::optional<ChildProcess> start(std::vector<std::string> command, int errors = -1);
 
     /// This side of the socket: the caller's to close.
-    int socket() const { return descriptor; }
-    int id() const { return group; }
+    int socket() const { return descriptor_; }
+    int id() const { return group_; }
     /// Sends a signal to all of the group.
     void signal(int number) const;
     /// Waits for its end; after the limit it is killed.
@@ -32,11 +34,40 @@ public:
 
 private:
     ChildProcess(pid_t leader, int socketToIt)
-        : group(leader)
-        , descriptor(socketToIt) {}
+        : group_(leader)
+        , descriptor_(socketToIt) {}
 
-    pid_t group;
-    int descriptor;
+    pid_t group_;
+    int descriptor_;
+};
+
+/// A child process, with all that it starts, whose standard input and output are one pipe that carries NUL-ended texts.
+class ChildPipe {
+public:
+    /// Runs a program found on the PATH in an UTF-8 locale; null when it cannot be started. Its error output is
+    /// dropped.
+    static std::unique_ptr<ChildPipe> start(const std::vector<std::string>& command);
+    /// Ends the process and all that it started; what does not end by itself is killed.
+    ~ChildPipe();
+    ChildPipe(const ChildPipe&) = delete;
+    ChildPipe& operator=(const ChildPipe&) = delete;
+
+    /// Sends a text, without a NUL in it, and waits for the answer. None when the process ended, answered too much or
+    /// took too long: it is of no use any more then.
+    std::optional<std::string> ask(std::string_view text, std::chrono::milliseconds limit);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    explicit ChildPipe(const ChildProcess& started)
+        : process_(started)
+        , socket_(started.socket()) {}
+    bool send(std::string_view bytes) const;
+    /// What comes next; empty when nothing does until the deadline, or no more ever.
+    std::string receive(Clock::time_point deadline) const;
+
+    const ChildProcess process_;
+    const int socket_;
 };
 
 } // namespace parlowen::service

@@ -17,13 +17,13 @@ std::string lowered(std::string_view text) {
 
 std::string primarySubtag(std::string_view locale) { return lowered(locale.substr(0, locale.find('-'))); }
 
-void EngineSet::add(std::shared_ptr<RecognitionEngine> engine) { engines.push_back(std::move(engine)); }
+void EngineSet::add(std::shared_ptr<RecognitionEngine> engine) { engines_.push_back(std::move(engine)); }
 
-void EngineSet::add(std::shared_ptr<Translator> translator) { translators.push_back(std::move(translator)); }
+void EngineSet::add(std::shared_ptr<Translator> translator) { translators_.push_back(std::move(translator)); }
 
 std::shared_ptr<RecognitionEngine> EngineSet::engineFor(std::string_view locale) const {
     const auto wanted = lowered(locale);
-    for (const auto& engine : engines) {
+    for (const auto& engine : engines_) {
         const auto locales = engine->locales();
         if (std::any_of(locales.begin(), locales.end(),
                         [&](const auto& offered) { return lowered(offered) == wanted; }))
@@ -33,7 +33,7 @@ std::shared_ptr<RecognitionEngine> EngineSet::engineFor(std::string_view locale)
 }
 
 std::shared_ptr<Translator> EngineSet::translatorFor(const LanguagePair& pair) const {
-    for (const auto& translator : translators) {
+    for (const auto& translator : translators_) {
         const auto pairs = translator->pairs();
         if (std::find(pairs.begin(), pairs.end(), pair) != pairs.end())
             return translator;
@@ -43,7 +43,7 @@ std::shared_ptr<Translator> EngineSet::translatorFor(const LanguagePair& pair) c
 
 OfferedLanguages EngineSet::languages() const {
     OfferedLanguages result;
-    for (const auto& engine : engines) {
+    for (const auto& engine : engines_) {
         const auto locales = engine->locales();
         result.recognition.insert(result.recognition.end(), locales.begin(), locales.end());
     }
@@ -51,7 +51,7 @@ OfferedLanguages EngineSet::languages() const {
         return std::any_of(result.recognition.begin(), result.recognition.end(),
                            [&pair](const auto& locale) { return primarySubtag(locale) == pair.from; });
     };
-    for (const auto& translator : translators)
+    for (const auto& translator : translators_)
         for (auto& pair : translator->pairs())
             if (isSpoken(pair))
                 result.translation.push_back(std::move(pair));

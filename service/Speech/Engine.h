@@ -95,8 +95,8 @@ public:
     OfferedLanguages languages() const;
 
 private:
-    std::vector<std::shared_ptr<RecognitionEngine>> engines;
-    std::vector<std::shared_ptr<Translator>> translators;
+    std::vector<std::shared_ptr<RecognitionEngine>> engines_;
+    std::vector<std::shared_ptr<Translator>> translators_;
 };
 
 /// The language of a locale in lower case: "en" of "en-US".

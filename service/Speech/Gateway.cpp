@@ -1,7 +1,7 @@
 #include "Gateway.h"
 
 #include "ApertiumTranslator.h"
-#include "Http/Envelope.h"
+#include "Http/HttpMessage.h"
 #include "RecogniserEngine.h"
 #include "SpeechConnection.h"
 
@@ -43,14 +43,14 @@ public:
     Place(Place&&) noexcept = default;
     Place& operator=(Place&&) = delete;
     ~Place() {
-        if (state)
-            --state->open;
+        if (state_)
+            --state_->open;
     }
 
 private:
-    explicit Place(std::shared_ptr<GatewayState> stateOfGateway)
-        : state(std::move(stateOfGateway)) {}
-    std::shared_ptr<GatewayState> state;
+    explicit Place(std::shared_ptr<GatewayState> state)
+        : state_(std::move(state)) {}
+    std::shared_ptr<GatewayState> state_;
 };
 
 std::string tokenOf(const HttpRequest& request) {

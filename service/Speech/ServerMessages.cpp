@@ -69,13 +69,13 @@ json translationPart(const std::vector<Translation>& translations, const char* t
 
 } // namespace
 
-ServerMessages::ServerMessages(std::string idOfTurn, TurnSettings settingsOfTurn)
-    : requestId(std::move(idOfTurn))
-    , settings(std::move(settingsOfTurn)) {}
+ServerMessages::ServerMessages(std::string requestId, TurnSettings settings)
+    : requestId_(std::move(requestId))
+    , settings_(std::move(settings)) {}
 
 wire::SpeechMessage ServerMessages::message(std::string_view path, std::string body) const {
     wire::SpeechMessage result;
-    result.headers = {{"X-RequestId", requestId}, {"Path", std::string(path)}};
+    result.headers = {{"X-RequestId", requestId_}, {"Path", std::string(path)}};
     if (!body.empty())
         result.headers.emplace_back("Content-Type", "application/json; charset=utf-8");
     result.body = std::move(body);
@@ -83,7 +83,7 @@ wire::SpeechMessage ServerMessages::message(std::string_view path, std::string b
 }
 
 wire::SpeechMessage ServerMessages::turnStart() const {
-    return message("turn.start", textOf({{"context", {{"serviceTag", requestId}}}}));
+    return message("turn.start", textOf({{"context", {{"serviceTag", requestId_}}}}));
 }
 
 wire::SpeechMessage ServerMessages::startDetected(Ticks offset) const {
@@ -97,17 +97,17 @@ wire::SpeechMessage ServerMessages::endDetected(Ticks offset) const {
 wire::SpeechMessage ServerMessages::turnEnd() const { return message("turn.end", "{}"); }
 
 std::vector<wire::SpeechMessage> ServerMessages::plain(const RecognitionEvent& event) const {
-    if (event.kind == Kind::Partial && settings.plainHypotheses)
+    if (event.kind == Kind::Partial && settings_.plainHypotheses)
         return {message("speech.hypothesis", textOf(hypothesis(event)))};
-    if (event.kind == Kind::Final && settings.plainPhrases)
-        return {message("speech.phrase", textOf(phrase(event, settings.detailed)))};
+    if (event.kind == Kind::Final && settings_.plainPhrases)
+        return {message("speech.phrase", textOf(phrase(event, settings_.detailed)))};
     return {};
 }
 
 wire::SpeechMessage ServerMessages::translated(const RecognitionEvent& event,
                                                const std::vector<Translation>& translations) const {
     const bool isFinal = event.kind == Kind::Final;
-    if (settings.olderTranslation) {
+    if (settings_.olderTranslation) {
         auto body = hypothesis(event);
         if (isFinal)
             body["RecognitionStatus"] = statusOf(event);
@@ -124,9 +124,9 @@ wire::SpeechMessage ServerMessages::translated(const RecognitionEvent& event,
 
 wire::SpeechMessage ServerMessages::status(std::string_view recognitionStatus) const {
     json body{{"RecognitionStatus", recognitionStatus}, {"Offset", 0}, {"Duration", 0}};
-    if (settings.targets.empty())
+    if (settings_.targets.empty())
         return message("speech.phrase", textOf(body));
-    if (settings.olderTranslation)
+    if (settings_.olderTranslation)
         return message("translation.phrase", textOf(body));
     return message("translation.response", textOf({{"SpeechPhrase", std::move(body)}}));
 }

@@ -20,7 +20,7 @@ struct Translation {
 /// The gateway's messages of one turn, each with the turn's id.
 class ServerMessages {
 public:
-    ServerMessages(std::string idOfTurn, TurnSettings settingsOfTurn);
+    ServerMessages(std::string requestId, TurnSettings settings);
 
     wire::SpeechMessage turnStart() const;
     wire::SpeechMessage startDetected(Ticks offset) const;
@@ -37,8 +37,8 @@ public:
 private:
     wire::SpeechMessage message(std::string_view path, std::string body) const;
 
-    const std::string requestId;
-    const TurnSettings settings;
+    const std::string requestId_;
+    const TurnSettings settings_;
 };
 
 } // namespace parlowen::service

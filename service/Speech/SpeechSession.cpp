@@ -3,6 +3,7 @@
 #include "Http/Log.h"
 
 #include <Wire/SpeechMessage.h>
+#include <algorithm>
 
 namespace parlowen::service {
 
@@ -12,9 +13,43 @@ using Kind = RecognitionEvent::Kind;
 
 constexpr std::uint16_t invalidPayload = 1007;
 
+constexpr std::string_view magic = "RIFF";
+constexpr std::size_t headerLength = 44;
+
+std::uint32_t littleEndian(std::string_view bytes, std::size_t at, int count) {
+    std::uint32_t value = 0;
+    for (int i = count - 1; i >= 0; --i)
+        value = value << 8 | static_cast<unsigned char>(bytes[at + static_cast<std::size_t>(i)]);
+    return value;
+}
+
+bool isExpectedFormat(std::string_view header) {
+    return header.substr(8, 8) == "WAVEfmt " && littleEndian(header, 20, 2) == 1 && littleEndian(header, 22, 2) == 1 &&
+           littleEndian(header, 24, 4) == 16'000 && littleEndian(header, 34, 2) == 16;
+}
+
 SpeechSession::Close invalid(std::string_view reason) { return {invalidPayload, closeReason(reason)}; }
 
 } // namespace
+
+std::optional<std::vector<std::int16_t>> PcmInput::feed(std::string_view bytes) {
+    rest_.append(bytes);
+    if (!headerDone_) {
+        const auto compared = std::min(rest_.size(), magic.size());
+        const bool mayBeHeader = rest_.compare(0, compared, magic, 0, compared) == 0;
+        if (mayBeHeader && rest_.size() < headerLength)
+            return std::vector<std::int16_t>();
+        if (mayBeHeader && !isExpectedFormat(rest_))
+            return std::nullopt;
+        rest_.erase(0, mayBeHeader ? headerLength : 0);
+        headerDone_ = true;
+    }
+    std::vector<std::int16_t> samples(rest_.size() / 2);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<std::int16_t>(littleEndian(rest_, 2 * i, 2));
+    rest_.erase(0, 2 * samples.size());
+    return samples;
+}
 
 /// What runs between `speech.context` and `turn.end`.
 struct SpeechSession::Turn {
@@ -41,11 +76,11 @@ struct SpeechSession::Turn {
     }
 };
 
-SpeechSession::SpeechSession(const EngineSet& enginesToUse, TurnSettings settingsOfConnection, Hooks hooksToUse)
-    : engines(enginesToUse)
-    , hooks(std::move(hooksToUse))
-    , settings(settingsOfConnection)
-    , connectionSettings(std::move(settingsOfConnection)) {}
+SpeechSession::SpeechSession(const EngineSet& engines, TurnSettings settings, Hooks hooks)
+    : engines_(engines)
+    , hooks_(std::move(hooks))
+    , settings_(settings)
+    , connectionSettings_(std::move(settings)) {}
 
 SpeechSession::~SpeechSession() = default;
 
@@ -55,11 +90,11 @@ std::optional<SpeechSession::Close> SpeechSession::onText(std::string_view frame
         return invalid("text message: " + message.error());
     if (message->path() != "speech.context")
         return std::nullopt;
-    auto wanted = withContext(connectionSettings, message->body);
+    auto wanted = withContext(connectionSettings_, message->body);
     if (!wanted)
         return invalid("speech.context is no JSON object");
-    settings = std::move(*wanted);
-    return beginTurn(message->requestId(), settings);
+    settings_ = std::move(*wanted);
+    return beginTurn(message->requestId(), settings_);
 }
 
 std::optional<SpeechSession::Close> SpeechSession::onBinary(std::string_view frame) {
@@ -70,77 +105,77 @@ std::optional<SpeechSession::Close> SpeechSession::onBinary(std::string_view fra
 }
 
 std::optional<SpeechSession::Close> SpeechSession::beginTurn(std::string_view id, const TurnSettings& turnSettings) {
-    auto found = enginesFor(turnSettings, engines);
+    auto found = enginesFor(turnSettings, engines_);
     if (const auto* problem = std::get_if<std::string>(&found))
         return invalid(*problem);
-    turn.reset(); // one that still ran is given up
-    turn = std::make_unique<Turn>(++turns, id, turnSettings);
+    turn_.reset(); // one that still ran is given up
+    turn_ = std::make_unique<Turn>(++turns_, id, turnSettings);
     setFull(false);
-    send(turn->messages.turnStart());
+    send(turn_->messages.turnStart());
     openStream(std::move(std::get<TurnEngines>(found)));
     return std::nullopt;
 }
 
 void SpeechSession::openStream(TurnEngines turnEngines) {
-    const auto number = turn->number;
+    const auto number = turn_->number;
     if (!turnEngines.translations.empty())
-        turn->lane = std::make_shared<TranslationLane>(
-            hooks.workers, std::move(turnEngines.translations),
-            [this, post = hooks.post, number](RecognitionEvent event, std::vector<Translation> translations) {
+        turn_->lane = std::make_shared<TranslationLane>(
+            hooks_.workers, std::move(turnEngines.translations),
+            [this, post = hooks_.post, number](RecognitionEvent event, std::vector<Translation> translations) {
                 post([this, number, event = std::move(event), translations = std::move(translations)] {
                     onTranslated(number, event, translations);
                 });
             });
-    turn->engine = std::move(turnEngines.recognition);
-    turn->stream =
-        turn->engine->open(turn->settings.language, [this, post = hooks.post, number](RecognitionEvent event) {
+    turn_->engine = std::move(turnEngines.recognition);
+    turn_->stream =
+        turn_->engine->open(turn_->settings.language, [this, post = hooks_.post, number](RecognitionEvent event) {
             post([this, number, event = std::move(event)] { onEvent(number, event); });
         });
-    if (!turn->stream)
+    if (!turn_->stream)
         endTurnWith("TooManyRequests");
 }
 
 std::optional<SpeechSession::Close> SpeechSession::takeAudio(const wire::SpeechMessage& message) {
     const auto id = message.requestId();
-    if (!turn || turn->id != id) {
-        if (endedId == id)
+    if (!turn_ || turn_->id != id) {
+        if (endedId_ == id)
             return std::nullopt;
-        if (auto close = beginTurn(id, settings))
+        if (auto close = beginTurn(id, settings_))
             return close;
     }
-    if (!turn || turn->inputEnded)
+    if (!turn_ || turn_->inputEnded)
         return std::nullopt;
     if (!message.body.empty())
         return giveToEngine(message.body);
-    turn->inputEnded = true;
-    turn->stream->finish();
+    turn_->inputEnded = true;
+    turn_->stream->finish();
     return std::nullopt;
 }
 
 std::optional<SpeechSession::Close> SpeechSession::giveToEngine(std::string_view bytes) {
-    const auto samples = turn->input.feed(bytes);
+    const auto samples = turn_->input.feed(bytes);
     if (!samples)
         return invalid("audio must be mono PCM of 16 kHz and 16 bit");
-    if (!samples->empty() && !turn->stream->accept(*samples))
+    if (!samples->empty() && !turn_->stream->accept(*samples))
         setFull(true);
     return std::nullopt;
 }
 
 void SpeechSession::onEvent(std::uint64_t number, const RecognitionEvent& event) {
-    if (!turn || turn->number != number)
+    if (!turn_ || turn_->number != number)
         return;
     switch (event.kind) {
     case Kind::SpeechStart:
-        if (!std::exchange(turn->speechStarted, true))
-            send(turn->messages.startDetected(event.offset));
+        if (!std::exchange(turn_->speechStarted, true))
+            send(turn_->messages.startDetected(event.offset));
         break;
     case Kind::Partial:
     case Kind::Final:
         onResult(event);
         break;
     case Kind::SpeechEnd:
-        if (turn->lane)
-            turn->lane->add(event);
+        if (turn_->lane)
+            turn_->lane->add(event);
         else
             onTranslated(number, event, {});
         break;
@@ -155,40 +190,40 @@ void SpeechSession::onEvent(std::uint64_t number, const RecognitionEvent& event)
 }
 
 void SpeechSession::onResult(const RecognitionEvent& event) {
-    for (const auto& message : turn->messages.plain(event))
+    for (const auto& message : turn_->messages.plain(event))
         send(message);
-    if (turn->lane && (event.kind == Kind::Final || turn->settings.interimTranslation))
-        turn->lane->add(event);
+    if (turn_->lane && (event.kind == Kind::Final || turn_->settings.interimTranslation))
+        turn_->lane->add(event);
 }
 
 void SpeechSession::onTranslated(std::uint64_t number, const RecognitionEvent& event,
                                  const std::vector<Translation>& translations) {
-    if (!turn || turn->number != number)
+    if (!turn_ || turn_->number != number)
         return;
     if (event.kind != Kind::SpeechEnd)
-        return send(turn->messages.translated(event, translations));
-    send(turn->messages.endDetected(event.offset));
+        return send(turn_->messages.translated(event, translations));
+    send(turn_->messages.endDetected(event.offset));
     endTurn();
 }
 
 void SpeechSession::endTurn() {
-    send(turn->messages.turnEnd());
-    endedId = turn->id;
-    turn.reset();
+    send(turn_->messages.turnEnd());
+    endedId_ = turn_->id;
+    turn_.reset();
     setFull(false);
 }
 
 void SpeechSession::endTurnWith(std::string_view status) {
-    send(turn->messages.status(status));
+    send(turn_->messages.status(status));
     endTurn();
 }
 
 void SpeechSession::setFull(bool isSo) {
-    if (full && !isSo) {
-        full = false;
-        hooks.resume();
+    if (full_ && !isSo) {
+        full_ = false;
+        hooks_.resume();
     }
-    full = isSo;
+    full_ = isSo;
 }
 
 } // namespace parlowen::service

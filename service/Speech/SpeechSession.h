@@ -1,17 +1,30 @@
 #pragma once
 
-#include "PcmInput.h"
 #include "ServerMessages.h"
 #include "TranslationLane.h"
 #include "TurnSettings.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace parlowen::service {
+
+/// The audio bytes of a turn become samples: an optional RIFF/WAVE header of 44 bytes, then 16 bit little-endian PCM,
+/// cut anywhere. A value.
+class PcmInput {
+public:
+    /// The samples that are whole now; none when the header names another format than mono PCM of 16 kHz and 16 bit.
+    std::optional<std::vector<std::int16_t>> feed(std::string_view bytes);
+
+private:
+    bool headerDone_ = false;
+    std::string rest_; ///< bytes that are no whole sample, or not yet a whole header
+};
 
 /// The speech protocol of one connection: frames in, frames out, turn by turn; it knows no socket. Every call, and
 /// every posted function, runs on the connection's own executor.
@@ -30,7 +43,7 @@ public:
         std::string reason; ///< at most 123 bytes
     };
 
-    SpeechSession(const EngineSet& enginesToUse, TurnSettings settingsOfConnection, Hooks hooksToUse);
+    SpeechSession(const EngineSet& engines, TurnSettings settings, Hooks hooks);
     ~SpeechSession();
     SpeechSession(const SpeechSession&) = delete;
     SpeechSession& operator=(const SpeechSession&) = delete;
@@ -38,7 +51,7 @@ public:
     std::optional<Close> onText(std::string_view frame);
     std::optional<Close> onBinary(std::string_view frame);
     /// Enough audio waits for the engine: read no further frame until `resume`.
-    bool isFull() const { return full; }
+    bool isFull() const { return full_; }
 
 private:
     struct Turn;
@@ -54,16 +67,16 @@ private:
     void endTurn();
     void endTurnWith(std::string_view status);
     void setFull(bool isSo);
-    void send(const wire::SpeechMessage& message) { hooks.send(wire::encode(message)); }
+    void send(const wire::SpeechMessage& message) { hooks_.send(wire::encode(message)); }
 
-    const EngineSet& engines;
-    const Hooks hooks;
-    TurnSettings settings; ///< of the connection, then as the last context left them
-    const TurnSettings connectionSettings;
-    std::unique_ptr<Turn> turn;
-    std::uint64_t turns = 0;
-    std::optional<std::string> endedId; ///< of the last turn that ended: audio that still arrives for it is dropped
-    bool full = false;
+    const EngineSet& engines_;
+    const Hooks hooks_;
+    TurnSettings settings_; ///< of the connection, then as the last context left them
+    const TurnSettings connectionSettings_;
+    std::unique_ptr<Turn> turn_;
+    std::uint64_t turns_ = 0;
+    std::optional<std::string> endedId_; ///< of the last turn that ended: audio that still arrives for it is dropped
+    bool full_ = false;
 };
 
 } // namespace parlowen::service

@@ -76,62 +76,54 @@ std::int64_t secondsOf(SpeechTokens::TimePoint time) {
 } // namespace
 
 SpeechTokens::SpeechTokens(Clock clock)
-    : table(std::make_shared<Table>(std::move(clock)))
-    , key(randomKey())
-    , started(table->clock()) {}
+    : table_(std::make_shared<Table>(std::move(clock)))
+    , key_(randomKey())
+    , started_(table_->clock()) {}
 
 std::string SpeechTokens::randomKey() { return randomBytes(keyBytes); }
 
-void SpeechTokens::useKey(std::string keyToUse) { key = std::move(keyToUse); }
-
 std::string SpeechTokens::issue() {
-    const std::string head = hex(bigEndian(secondsOf(table->clock()))) + hex(randomBytes(numberDigits / 2));
-    std::string token = head + signature(key, head);
-    const std::lock_guard lock(table->mutex);
-    table->dropExpired();
-    table->records[token] = {table->clock() + lifetime};
+    const std::string head = hex(bigEndian(secondsOf(table_->clock()))) + hex(randomBytes(numberDigits / 2));
+    std::string token = head + signature(key_, head);
+    const std::lock_guard lock(table_->mutex);
+    table_->dropExpired();
+    table_->records[token] = {table_->clock() + lifetime};
     return token;
 }
 
 bool SpeechTokens::isOfEarlierRun(std::string_view token) const {
-    if (table->clock() >= started + grace || token.size() != headDigits + numberDigits * 2)
+    if (table_->clock() >= started_ + grace || token.size() != headDigits + numberDigits * 2)
         return false;
-    const std::string right = signature(key, token.substr(0, headDigits));
+    const std::string right = signature(key_, token.substr(0, headDigits));
     if (CRYPTO_memcmp(right.data(), token.data() + headDigits, right.size()) != 0)
         return false;
     std::int64_t issued = 0;
     std::from_chars(token.data(), token.data() + numberDigits, issued, 16);
-    return issued <= secondsOf(started) && issued > secondsOf(started - longestSession);
-}
-
-bool SpeechTokens::opens(std::string_view token) {
-    const std::lock_guard lock(table->mutex);
-    const auto found = table->records.find(token);
-    return found == table->records.end() ? isOfEarlierRun(token) : table->isGood(found->second);
+    return issued <= secondsOf(started_) && issued > secondsOf(started_ - longestSession);
 }
 
 std::optional<SpeechTokens::Session> SpeechTokens::open(std::string_view token) {
-    const std::lock_guard lock(table->mutex);
-    auto found = table->records.find(token);
-    if (found == table->records.end() && isOfEarlierRun(token))
-        found = table->records.emplace(token, Record{table->clock() + grace}).first;
-    if (found == table->records.end() || !table->isGood(found->second))
+    const std::lock_guard lock(table_->mutex);
+    auto found = table_->records.find(token);
+    if (found == table_->records.end() && isOfEarlierRun(token))
+        found = table_->records.emplace(token, Record{table_->clock() + grace}).first;
+    if (found == table_->records.end() || !table_->isGood(found->second))
         return std::nullopt;
     ++found->second.sessions;
-    return std::optional<Session>(std::in_place, table, found->first);
+    return std::optional<Session>(std::in_place, table_, found->first);
 }
 
-SpeechTokens::Session::Session(std::shared_ptr<Table> tableOfToken, std::string tokenInUse)
-    : table(std::move(tableOfToken))
-    , token(std::move(tokenInUse)) {}
+SpeechTokens::Session::Session(std::shared_ptr<Table> table, std::string token)
+    : table_(std::move(table))
+    , token_(std::move(token)) {}
 
 SpeechTokens::Session::~Session() {
-    if (!table) // moved from
+    if (!table_) // moved from
         return;
-    const std::lock_guard lock(table->mutex);
-    auto& record = table->records.at(token);
+    const std::lock_guard lock(table_->mutex);
+    auto& record = table_->records.at(token_);
     --record.sessions;
-    record.goodUntil = std::max(record.goodUntil, table->clock() + grace);
+    record.goodUntil = std::max(record.goodUntil, table_->clock() + grace);
 }
 
 } // namespace parlowen::service

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace parlowen::service {
 
@@ -36,13 +37,11 @@ public:
     /// A key for useKey(): 32 random bytes.
     static std::string randomKey();
     /// Signs with this key, and takes tokens of an earlier run that used it. Not while tokens are in use.
-    void useKey(std::string key);
+    void useKey(std::string key) { key_ = std::move(key); }
 
     /// A new token, 64 hexadecimal digits: seconds since 1970 and random bytes, 8 bytes each, big-endian, and the first
     /// 16 bytes of their HMAC-SHA256.
     std::string issue();
-    /// Whether the token opens a connection now.
-    bool opens(std::string_view token);
 
     /// Keeps its token good for as long as it exists; may outlive the SpeechTokens.
     class Session {
@@ -53,8 +52,8 @@ public:
         ~Session();
 
     private:
-        std::shared_ptr<Table> table;
-        std::string token;
+        std::shared_ptr<Table> table_;
+        std::string token_;
     };
     /// None when the token opens nothing.
     std::optional<Session> open(std::string_view token);
@@ -62,9 +61,9 @@ public:
 private:
     bool isOfEarlierRun(std::string_view token) const;
 
-    std::shared_ptr<Table> table;
-    std::string key;
-    TimePoint started;
+    std::shared_ptr<Table> table_;
+    std::string key_;
+    TimePoint started_;
 };
 
 } // namespace parlowen::service

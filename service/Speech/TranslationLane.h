@@ -21,8 +21,8 @@ public:
     /// it.
     using Deliver = std::function<void(RecognitionEvent, std::vector<Translation>)>;
 
-    TranslationLane(boost::asio::any_io_executor workersToUse, std::vector<TurnEngines::Translation> translations,
-                    Deliver delivery);
+    TranslationLane(boost::asio::any_io_executor workers, std::vector<TurnEngines::Translation> targets,
+                    Deliver deliver);
 
     /// Takes a `Partial`, `Final` or `SpeechEnd`.
     void add(RecognitionEvent event);
@@ -33,13 +33,13 @@ private:
     void translateNext();
     std::vector<Translation> translate(const RecognitionEvent& event) const;
 
-    const boost::asio::any_io_executor workers;
-    const std::vector<TurnEngines::Translation> targets;
-    const Deliver deliver;
-    std::mutex mutex; ///< of what follows
-    std::deque<RecognitionEvent> waiting;
-    bool running = false;
-    bool cancelled = false;
+    const boost::asio::any_io_executor workers_;
+    const std::vector<TurnEngines::Translation> targets_;
+    const Deliver deliver_;
+    std::mutex mutex_; ///< of what follows
+    std::deque<RecognitionEvent> waiting_;
+    bool running_ = false;
+    bool cancelled_ = false;
 };
 
 } // namespace parlowen::service

@@ -1,6 +1,6 @@
 #include "TurnSettings.h"
 
-#include "Http/Envelope.h"
+#include "Http/HttpMessage.h"
 
 #include <algorithm>
 #include <cctype>

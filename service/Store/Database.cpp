@@ -1,9 +1,11 @@
 #include "Database.h"
 
-#include "Schema.h"
-
+#include <array>
+#include <cerrno>
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace parlowen::service {
@@ -11,16 +13,30 @@ namespace parlowen::service {
 namespace {
 
 constexpr int busyMilliseconds = 5'000;
+constexpr int applicationId = 0x5061'726c;
 
-/// SQLITE_TRANSIENT, whose macro is an old-style cast: bound values are copied.
-const auto copied = reinterpret_cast<sqlite3_destructor_type>(-1);
-
-[[noreturn]] void fail(sqlite3& connection, const std::string& what) {
-    const int code = sqlite3_extended_errcode(&connection);
-    const bool cannotWrite = (code & 0xff) == SQLITE_FULL || code == SQLITE_IOERR_WRITE || code == SQLITE_IOERR_FSYNC ||
-                             code == SQLITE_IOERR_TRUNCATE || code == SQLITE_IOERR_SHMSIZE;
-    throw StoreError(what + ": " + sqlite3_errmsg(&connection), cannotWrite);
-}
+/// Each entry leads from the version that is its index to the next one.
+constexpr std::array migrations{
+    R"(
+CREATE TABLE users (
+    id INTEGER PRIMARY KEY,
+    country_code TEXT NOT NULL,
+    phone TEXT NOT NULL,
+    nick_name TEXT NOT NULL,
+    password_hash TEXT NOT NULL,
+    type INTEGER NOT NULL DEFAULT 1,
+    created_at INTEGER NOT NULL,
+    last_login_at INTEGER NOT NULL,
+    UNIQUE (country_code, phone)
+);
+CREATE TABLE sessions (
+    token_hash BLOB PRIMARY KEY,
+    user_id INTEGER NOT NULL REFERENCES users (id) ON DELETE CASCADE,
+    created_at INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE INDEX sessions_by_user ON sessions (user_id, created_at);
+)",
+};
 
 /// Makes the file before SQLite does, since its side files get the same rights.
 void makePrivate(const std::filesystem::path& file) {
@@ -34,92 +50,50 @@ void makePrivate(const std::filesystem::path& file) {
     ::close(descriptor);
 }
 
+int number(SQLite::Database& database, const char* sql) { return database.execAndGet(sql).getInt(); }
+
+/// Throws for a file that is no database, belongs to another program or to a newer version of this one. Writes nothing.
+void requireOwnFile(SQLite::Database& database) {
+    const bool empty = number(database, "SELECT count(*) FROM sqlite_master") == 0;
+    if (!empty && number(database, "PRAGMA application_id") != applicationId)
+        throw SQLite::Exception("it belongs to another program");
+    if (number(database, "PRAGMA user_version") > static_cast<int>(migrations.size()))
+        throw SQLite::Exception("it was written by a newer version of this program");
+}
+
+/// Brings an empty or older database to the newest schema.
+void migrate(SQLite::Database& database) {
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    const auto version = static_cast<std::size_t>(number(database, "PRAGMA user_version"));
+    if (version == migrations.size())
+        return;
+    for (std::size_t step = version; step < migrations.size(); ++step)
+        database.exec(migrations.at(step));
+    database.exec("PRAGMA application_id=" + std::to_string(applicationId));
+    database.exec("PRAGMA user_version=" + std::to_string(migrations.size()));
+    transaction.commit();
+}
+
 } // namespace
-
-Statement::Statement(sqlite3& connection, std::string_view sql)
-    : connection_(connection) {
-    sqlite3_stmt* statement = nullptr;
-    const int result = sqlite3_prepare_v2(&connection_, sql.data(), static_cast<int>(sql.size()), &statement, nullptr);
-    statement_.reset(statement);
-    checked(result);
-}
-
-Statement& Statement::checked(int result) {
-    if (result != SQLITE_OK)
-        fail(connection_, "database");
-    return *this;
-}
-
-Statement& Statement::bind(std::int64_t value) {
-    return checked(sqlite3_bind_int64(statement_.get(), ++bound_, value));
-}
-
-Statement& Statement::bind(std::string_view text) {
-    return checked(sqlite3_bind_text(statement_.get(), ++bound_, text.data(), static_cast<int>(text.size()), copied));
-}
-
-Statement& Statement::bindBlob(std::string_view bytes) {
-    return checked(sqlite3_bind_blob(statement_.get(), ++bound_, bytes.data(), static_cast<int>(bytes.size()), copied));
-}
-
-bool Statement::step() {
-    const int result = sqlite3_step(statement_.get());
-    if (result != SQLITE_ROW && result != SQLITE_DONE)
-        fail(connection_, "database");
-    return result == SQLITE_ROW;
-}
-
-std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(statement_.get(), column); }
-
-std::string Statement::text(int column) const {
-    const void* bytes = sqlite3_column_blob(statement_.get(), column);
-    const int size = sqlite3_column_bytes(statement_.get(), column);
-    return bytes == nullptr ? std::string() : std::string(static_cast<const char*>(bytes), static_cast<size_t>(size));
-}
 
 Database::Database(const std::filesystem::path& file) {
     makePrivate(file);
-    sqlite3* connection = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-    const int opened = sqlite3_open_v2(file.c_str(), &connection, flags, nullptr);
-    connection_.reset(connection);
     try {
-        if (opened != SQLITE_OK)
-            fail(*connection_, "open");
-        sqlite3_extended_result_codes(connection_.get(), 1);
-        sqlite3_busy_timeout(connection_.get(), busyMilliseconds);
-        requireOwnFile(*this);
-        execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON;");
-        migrate(*this);
-    } catch (const StoreError& problem) {
-        throw StoreError("cannot use the database " + file.string() + ": " + problem.what(), problem.cannotWrite);
+        connection_.emplace(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, busyMilliseconds);
+        sqlite3_extended_result_codes(connection_->getHandle(), 1);
+        requireOwnFile(*connection_);
+        connection_->exec("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON;");
+        migrate(*connection_);
+    } catch (const SQLite::Exception& problem) {
+        throw storeError("cannot use the database " + file.string() + ": ", problem);
     }
 }
 
-void Database::execute(const std::string& sql) {
-    if (sqlite3_exec(connection_.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
-        fail(*connection_, "database");
-}
-
-Transaction::Transaction(Database& database)
-    : database_(database) {
-    database_.execute("BEGIN IMMEDIATE");
-}
-
-Transaction::~Transaction() {
-    if (!open_)
-        return;
-    try {
-        database_.execute("ROLLBACK");
-    } catch (const StoreError&) {
-        // SQLite has rolled back by itself: that is what it does when the disk is full.
-        return;
-    }
-}
-
-void Transaction::commit() {
-    database_.execute("COMMIT");
-    open_ = false;
+StoreError Database::storeError(const std::string& doing, const SQLite::Exception& problem) {
+    const int code = problem.getExtendedErrorCode();
+    const bool cannotWrite = (code & 0xff) == SQLITE_FULL || code == SQLITE_IOERR_WRITE || code == SQLITE_IOERR_FSYNC ||
+                             code == SQLITE_IOERR_TRUNCATE || code == SQLITE_IOERR_SHMSIZE;
+    return {doing + problem.what(), cannotWrite};
 }
 
 } // namespace parlowen::service

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Http/Certificates.h"
 #include "Http/Server.h"
 #include "Program/Service.h"
 #include "ServiceClient.h"
@@ -7,27 +8,46 @@
 
 namespace parlowen::testing {
 
-/// The whole service, in this process, on a free port, with a data directory of its own.
-class RunningService {
+/// Something that serves on a free port in this process, with a data directory of its own.
+template<typename Server>
+class Running {
+public:
+    void stop() { server_.reset(); }
+    std::uint16_t port() const { return server_->port(); }
+    std::filesystem::path data() const { return directory_.path() / "data"; }
+    std::filesystem::path authorityFile() const { return data() / "tls" / "ca.pem"; }
+    std::string authority() const { return contentsOf(authorityFile()); }
+    ServiceClient client() const { return {port(), authorityFile()}; }
+
+protected:
+    TemporaryDirectory directory_;
+    std::unique_ptr<Server> server_;
+};
+
+/// A server with a router of the test's own.
+class RunningServer : public Running<service::Server> {
+public:
+    explicit RunningServer(service::Router router, const service::ServerLimits& limits = {}) {
+        server_ = std::make_unique<service::Server>(service::Server::Options{.limits = limits},
+                                                    service::prepareTls(data() / "tls"), std::move(router));
+        server_->start();
+    }
+};
+
+/// The whole service.
+class RunningService : public Running<service::Service> {
 public:
     explicit RunningService(const service::Service::Tuning& tuning = {})
         : tuning_(tuning) {
         start();
     }
 
-    void stop() { service_.reset(); }
     void start() {
         service::ServiceOptions options;
         options.port = 0;
-        options.data = directory_.path() / "data";
-        service_ = std::make_unique<service::Service>(options, tuning_);
+        options.data = data();
+        server_ = std::make_unique<service::Service>(options, tuning_);
     }
-
-    std::uint16_t port() const { return service_->port(); }
-    std::filesystem::path data() const { return directory_.path() / "data"; }
-    std::string authority() const { return contentsOf(data() / "tls" / "ca.pem"); }
-    ServiceClient client() const { return {port(), authority()}; }
-
     Reply signIn(const std::string& phone = "13800000001", const std::string& password = "secret-1") const {
         return client().post("/api/v1/user/account/login",
                              {{"country_code", "86"}, {"phone", phone}, {"password", password}});
@@ -36,9 +56,7 @@ public:
     std::string token() const { return signIn().data().at("token").get<std::string>(); }
 
 private:
-    TemporaryDirectory directory_;
     service::Service::Tuning tuning_;
-    std::unique_ptr<service::Service> service_;
 };
 
 } // namespace parlowen::testing

@@ -1,6 +1,6 @@
 #include "AnswersModel.h"
 
-#include <Page/View/AiInterviewAiCellMac.h>
+#include <Page/View/TextCell.h>
 #include <Tools/PopView/SystemFont.h>
 
 namespace parlowen {

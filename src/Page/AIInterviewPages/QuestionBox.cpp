@@ -9,7 +9,10 @@
 #include <QContextMenuEvent>
 #include <QMenu>
 #include <QScrollBar>
+#include <QTextBlock>
+#include <QTextLayout>
 #include <QWheelEvent>
+#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -17,9 +20,10 @@ namespace parlowen {
 
 namespace {
 
-// Of a line's ends from the text's room, and of that room from the box.
+// Of a line's ends from the text's room, and of that room from its place within the box's round frame.
 constexpr int linePadding = 4;
 constexpr int textInset = 2;
+constexpr int fromFrame = 6;
 
 struct ActionText {
     const char* name;
@@ -56,21 +60,76 @@ QuestionBox::QuestionBox(QWidget* parent)
     document()->setDocumentMargin(textInset);
     setRightReserve(0);
     setStyleSheet(styleSheets::darkTextBox());
+    connect(this, &QPlainTextEdit::textChanged, this, &QuestionBox::showOrHideFirstLine);
+    connect(this, &QPlainTextEdit::cursorPositionChanged, this, &QuestionBox::keepCaretInSight);
+    connect(verticalScrollBar(), &QScrollBar::actionTriggered, this, &QuestionBox::noteScroll);
+    connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &QuestionBox::follow);
 }
 
 void QuestionBox::addSentence(const QString& sentence) {
-    const bool atEnd = verticalScrollBar()->value() == verticalScrollBar()->maximum();
+    const QTextCursor user = textCursor();
+    const int anchor = user.anchor();
+    const int position = user.position();
+    const int scrolled = verticalScrollBar()->value();
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
+    beginsWithSentence_ |= end.position() == 0;
     // Undoing must never take a sentence away, and the history cannot leave one out.
     document()->setUndoRedoEnabled(false);
     end.insertText(u'\n' + sentence);
     document()->setUndoRedoEnabled(true);
-    if (atEnd)
+    // What stands at the end is moved along by what comes there.
+    QTextCursor kept(document());
+    kept.setPosition(anchor);
+    kept.setPosition(position, QTextCursor::KeepAnchor);
+    setTextCursor(kept);
+    verticalScrollBar()->setValue(scrolled);
+    follow();
+}
+
+bool QuestionBox::hidesFirstLine() const { return !document()->firstBlock().isVisible(); }
+
+void QuestionBox::showOrHideFirstLine() {
+    if (document()->isEmpty()) { // asked, or emptied by hand
+        followsEnd_ = true;
+        isWorkedIn_ = false;
+    }
+    QTextBlock first = document()->firstBlock();
+    const bool isEmptyLine = first.length() == 1 && document()->blockCount() > 1;
+    beginsWithSentence_ = beginsWithSentence_ && isEmptyLine;
+    if (first.isVisible() != beginsWithSentence_)
+        return;
+    first.setVisible(!beginsWithSentence_);
+    first.setLineCount(beginsWithSentence_ ? 0 : std::max(1, first.layout()->lineCount()));
+    document()->markContentsDirty(first.position(), first.length());
+    keepCaretInSight();
+    viewport()->update();
+}
+
+/// The caret does not stand in a line that is not shown.
+void QuestionBox::keepCaretInSight() {
+    QTextCursor caret = textCursor();
+    if (!hidesFirstLine() || caret.position() > 0)
+        return;
+    caret.setPosition(1, caret.hasSelection() ? QTextCursor::KeepAnchor : QTextCursor::MoveAnchor);
+    setTextCursor(caret);
+}
+
+void QuestionBox::noteScroll() {
+    const QScrollBar& bar = *verticalScrollBar();
+    followsEnd_ = bar.sliderPosition() >= bar.maximum();
+    if (followsEnd_)
+        isWorkedIn_ = false;
+}
+
+void QuestionBox::follow() {
+    if (followsEnd_ && !isWorkedIn_)
         verticalScrollBar()->setValue(verticalScrollBar()->maximum());
 }
 
-void QuestionBox::setRightReserve(int width) { setViewportMargins(linePadding, 0, linePadding + width, 0); }
+void QuestionBox::setRightReserve(int width) {
+    setViewportMargins(fromFrame + linePadding, fromFrame, std::max(fromFrame, width) + linePadding, fromFrame);
+}
 
 void QuestionBox::contextMenuEvent(QContextMenuEvent* event) {
     const std::unique_ptr<QMenu> menu(createStandardContextMenu(event->pos()));
@@ -78,6 +137,21 @@ void QuestionBox::contextMenuEvent(QContextMenuEvent* event) {
     makeDark(*menu);
     menu->exec(event->reason() == QContextMenuEvent::Keyboard ? viewport()->mapToGlobal(cursorRect().bottomLeft())
                                                               : event->globalPos());
+}
+
+void QuestionBox::keyPressEvent(QKeyEvent* event) {
+    isWorkedIn_ = true;
+    QPlainTextEdit::keyPressEvent(event);
+}
+
+void QuestionBox::inputMethodEvent(QInputMethodEvent* event) {
+    isWorkedIn_ = true;
+    QPlainTextEdit::inputMethodEvent(event);
+}
+
+void QuestionBox::mousePressEvent(QMouseEvent* event) {
+    isWorkedIn_ = true;
+    QPlainTextEdit::mousePressEvent(event);
 }
 
 void QuestionBox::focusInEvent(QFocusEvent* event) {
@@ -88,6 +162,7 @@ void QuestionBox::focusInEvent(QFocusEvent* event) {
 void QuestionBox::focusOutEvent(QFocusEvent* event) {
     QPlainTextEdit::focusOutEvent(event);
     frame_->setHighlighted(hasFocus()); // a menu only borrows it
+    isWorkedIn_ = isWorkedIn_ && hasFocus();
 }
 
 void QuestionBox::resizeEvent(QResizeEvent* event) {

@@ -8,8 +8,6 @@
 #include "TranscriptModel.h"
 #include "WindowLevel.h"
 
-#include <Page/View/AiInterviewAiCellMac.h>
-#include <Page/View/AiInterviewCellMac.h>
 #include <Page/View/ListFrame.h>
 #include <Page/View/ReadingList.h>
 #include <Tools/PopView/Colors.h>

@@ -1,6 +1,6 @@
 #include "TranscriptModel.h"
 
-#include <Page/View/AiInterviewCellMac.h>
+#include <Page/View/TextCell.h>
 #include <Tools/PopView/SystemFont.h>
 
 namespace parlowen {

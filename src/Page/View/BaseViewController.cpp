@@ -3,6 +3,8 @@
 #include <Foundation/MainQueue.h>
 #include <Tools/PopView/Colors.h>
 
+#include <QShowEvent>
+
 namespace parlowen {
 
 BaseViewController::BaseViewController(QWidget* parent)
@@ -23,9 +25,7 @@ void BaseViewController::setVisible(bool visible) {
 }
 
 void BaseViewController::loadView() {
-    QPalette colours = palette();
-    colours.setColor(QPalette::Window, hexColor(theme::pageGround));
-    setPalette(colours);
+    setPalette(lightPalette(hexColor(theme::pageGround)));
     setAutoFillBackground(true);
 }
 
@@ -36,6 +36,44 @@ void BaseViewController::viewDidLoad() {
     });
     buildUserInterface();
     buildLayout();
+}
+
+void BaseViewController::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (event->spontaneous()) // its window was only out of sight
+        return;
+    viewWillAppear();
+    onMain(QPointer(this), [this] {
+        if (isVisible())
+            viewDidAppear();
+    });
+}
+
+PageContainer::PageContainer(Maker maker, QWidget* parent)
+    : QWidget(parent)
+    , maker_(std::move(maker)) {}
+
+void PageContainer::showPage(int index) {
+    if (currentVC_) {
+        currentVC_->setVisible(false);
+        currentVC_->setParent(nullptr);
+        currentVC_->deleteLater(); // one of its buttons may be what asks for the switch
+    }
+    BaseViewController* page = maker_(index);
+    currentVC_ = page != nullptr ? page : new BaseViewController;
+    currentVC_->setParent(this);
+    currentVC_->setGeometry(rect());
+    currentVC_->setVisible(true);
+}
+
+void PageContainer::resizeEvent(QResizeEvent*) {
+    if (currentVC_)
+        currentVC_->setGeometry(rect());
+}
+
+void BaseView::buildStyle() {
+    setPalette(lightPalette(Qt::white));
+    setAutoFillBackground(true);
 }
 
 } // namespace parlowen

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BaseView.h"
+#include "BaseViewController.h"
 
 namespace parlowen {
 

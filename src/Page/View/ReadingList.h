@@ -67,11 +67,11 @@ private:
     TextPosition positionAt(QPoint point) const;
     TextPosition endOf(int row) const;
     void mark(TextPosition anchor, TextPosition cursor);
-    void markWordAt(TextPosition position);
     void dragTo(QPoint point);
     void endDrag();
     bool isTripleClick(QPoint point) const;
     void offerMark() const;
+    int readableHeight() const;
     void showFocus(bool shown);
     void drawCurrentRow();
     void drawPlaceholder();

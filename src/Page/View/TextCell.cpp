@@ -1,5 +1,6 @@
 #include "TextCell.h"
 
+#include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Tools/PopView/Colors.h>
 
 #include <QAbstractScrollArea>
@@ -104,8 +105,12 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const auto [from, to] =
         selection_ ? selection_->partOf(index.row(), length) : std::pair<qsizetype, qsizetype>(0, 0);
     const QPointF corner = option.rect.topLeft() + QPoint(sideInset, 0);
-    const QRectF clip = visiblePart(option);
+    QRect clip = visiblePart(option);
     painter->save();
+    if (clip.bottom() >= readableHeight_) {
+        clip.setBottom(readableHeight_ - 1);
+        painter->setClipRect(clip);
+    }
     painter->setPen(hexColor(theme::onDark, row.isUnfinished ? theme::title : 1));
     row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
     if (row.isNote)
@@ -114,6 +119,18 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
         row.result->draw(*painter, option.rect.topLeft() + QPointF(row.resultLeft(), row.resultTop()), clip,
                          {from - sourceLength - 1, to - sourceLength - 1});
     painter->restore();
+}
+
+TextCell::Content AiInterviewCellMac::content(const QModelIndex& index) const {
+    const auto model = index.data(modelRole).value<KXTranslationHistoryDetailsModel>();
+    return {model.index > 0 ? QString::number(model.index) + u':' : QString(), model.sourceText, model.resultText,
+            index.data(unfinishedRole).toBool()};
+}
+
+TextCell::Content AiInterviewAiCellMac::content(const QModelIndex& index) const {
+    Content content{QString::number(index.row() + 1) + u':', index.data(answerRole).toString(), {}};
+    content.note = index.data(noteRole).toString();
+    return content;
 }
 
 } // namespace parlowen

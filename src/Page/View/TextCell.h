@@ -5,7 +5,9 @@
 
 #include <QCache>
 #include <QStyledItemDelegate>
+#include <QWidget>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace parlowen {
@@ -37,6 +39,9 @@ public:
     /// What is drawn as marked from now on.
     void setSelection(const std::optional<TextSelection>& selection) { selection_ = selection; }
 
+    /// From this height of the list's view downwards nothing is drawn. True when that is a change.
+    bool setReadableHeight(int height) { return std::exchange(readableHeight_, height) != height; }
+
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
@@ -56,7 +61,37 @@ private:
 
     mutable QCache<int, LaidOut> laidOut_;
     mutable int measurements_ = 0;
+    int readableHeight_ = QWIDGETSIZE_MAX;
     std::optional<TextSelection> selection_;
+};
+
+/// The transcript row's cell: the row's number in the accent colour, the source text and, where there is one, the
+/// translation under it.
+class AiInterviewCellMac : public TextCell {
+    Q_OBJECT
+public:
+    using TextCell::TextCell;
+    /// Gives the row's `KXTranslationHistoryDetailsModel`, `index` being the number to show, 0 for a row without one.
+    static constexpr int modelRole = Qt::UserRole + 1;
+    /// Gives true for the sentence in progress.
+    static constexpr int unfinishedRole = Qt::UserRole + 2;
+
+protected:
+    Content content(const QModelIndex& index) const override;
+};
+
+/// The answer row's cell: the row's number in the accent colour and the answer's text so far.
+class AiInterviewAiCellMac : public TextCell {
+    Q_OBJECT
+public:
+    using TextCell::TextCell;
+    /// Gives the answer's text.
+    static constexpr int answerRole = Qt::UserRole + 1;
+    /// Gives what is said under the answer and is no part of it; empty for nothing.
+    static constexpr int noteRole = Qt::UserRole + 2;
+
+protected:
+    Content content(const QModelIndex& index) const override;
 };
 
 } // namespace parlowen

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QString>
 #include <QtGlobal>
 #include <algorithm>
 #include <compare>
+#include <functional>
 #include <utility>
 
 namespace parlowen {
@@ -26,13 +28,11 @@ struct TextSelection {
     bool isEmpty() const { return anchor == cursor; }
 
     /// The marked part of a row's text as offsets [from, to); empty where nothing of the row is marked.
-    std::pair<qsizetype, qsizetype> partOf(int row, qsizetype textLength) const {
-        if (row < first().row || row > last().row)
-            return {0, 0};
-        const qsizetype from = row == first().row ? std::min(first().offset, textLength) : 0;
-        const qsizetype to = row == last().row ? std::min(last().offset, textLength) : textLength;
-        return {from, to};
-    }
+    std::pair<qsizetype, qsizetype> partOf(int row, qsizetype textLength) const;
+    /// What is marked in a list of so many rows, the rows on lines of their own.
+    QString textOf(int rows, const std::function<QString(int)>& rowText) const;
+    /// The word at a place of the row's text.
+    static TextSelection wordAt(TextPosition position, const QString& text);
 };
 
 } // namespace parlowen

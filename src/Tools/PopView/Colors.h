@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QPalette>
 #include <cstdint>
 
 namespace parlowen {
@@ -18,6 +19,8 @@ inline constexpr std::uint32_t topBar = 0xF2FAF8;        ///< background of the 
 inline constexpr std::uint32_t darkText = 0x333333;      ///< headings on a light ground
 inline constexpr std::uint32_t midGrey = 0x666666;       ///< text of second rank
 inline constexpr std::uint32_t lightGrey = 0xB2B2B2;     ///< hints, what is switched off
+inline constexpr std::uint32_t placeholder = 0x8A8A8A;   ///< what an empty field says
+inline constexpr std::uint32_t link = 0x0B7F6A;          ///< a darker accent, readable as text on a light ground
 inline constexpr std::uint32_t darkGrey = 0x555555;      ///< thin borders on a dark window
 inline constexpr std::uint32_t sessionWindow = 0x1D1E1F; ///< background of the session window, before its alpha
 inline constexpr std::uint32_t pageGround = 0xF0FBF9;    ///< background of pages
@@ -38,4 +41,33 @@ inline constexpr double title = 0.7;  ///< a text of second rank
 inline constexpr double chipGround = 0.85; ///< of `darkMenu` under a text on a translucent window
 
 } // namespace theme
+
+/// What a page and its cards are drawn in, whatever the desktop's own colours are: dark text, white fields, pale
+/// buttons and the accent colour for what is marked. The ground is `ground`.
+QPalette lightPalette(const QColor& ground);
+
+/// Named colours for pages, by family. Each is made once, on first use, on whichever thread asks first.
+namespace palette {
+
+namespace CSS {
+const QColor& black();
+const QColor& white();
+const QColor& lightGray();
+} // namespace CSS
+
+namespace FlatUI {
+const QColor& turquoise();
+const QColor& alizarin();
+} // namespace FlatUI
+
+namespace Material {
+const QColor& teal();
+const QColor& red();
+} // namespace Material
+
+namespace Social {
+const QColor& weChat();
+} // namespace Social
+
+} // namespace palette
 } // namespace parlowen

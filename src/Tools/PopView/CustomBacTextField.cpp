@@ -1,5 +1,6 @@
 #include "CustomBacTextField.h"
 
+#include "Colors.h"
 #include "ElidedLabel.h"
 #include "SystemFont.h"
 
@@ -42,6 +43,30 @@ void CustomBacTextField::paintEvent(QPaintEvent*) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(*backgroundColor_);
     painter.drawRoundedRect(rect(), cornerRadius_, cornerRadius_);
+}
+
+PaddedTextField::PaddedTextField(QWidget* parent)
+    : QLineEdit(parent) {
+    setInsets(insets_);
+    // The line round a field that is written in, and the mark in it, are otherwise in the system's colour.
+    QPalette colors = palette();
+    colors.setColor(QPalette::Highlight, hexColor(theme::accent));
+    colors.setColor(QPalette::HighlightedText, Qt::black);
+    setPalette(colors);
+}
+
+void PaddedTextField::setInsets(const QMargins& insets) {
+    insets_ = insets;
+    const int side = insets.left() + insets.right();
+    // The line is centred vertically, where equal insets above and below leave it.
+    setTextMargins(side, 0, side, 0);
+    updateGeometry();
+}
+
+QSize PaddedTextField::sizeHint() const {
+    const int side = insets_.left() + insets_.right();
+    // The plain hint holds the text margins of both sides.
+    return QLineEdit::sizeHint() + QSize(-side, insets_.top() + insets_.bottom());
 }
 
 } // namespace parlowen

@@ -16,4 +16,17 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
+/// A label of centred plain text that wraps between words, and within a word that is longer than a line.
+class WrappedLabel : public QLabel {
+    Q_OBJECT
+public:
+    explicit WrappedLabel(QWidget* parent = nullptr);
+
+    /// The room that the text takes in lines of at most `maxWidth` points; empty for an empty text.
+    static QSize textSize(const QString& text, const QFont& font, int maxWidth);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
 } // namespace parlowen

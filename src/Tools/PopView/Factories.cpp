@@ -3,8 +3,12 @@
 #include "StyleSheets.h"
 #include "SystemFont.h"
 
+#include <Foundation/ConsoleLog.h>
+
+#include <QFile>
 #include <QLabel>
 #include <QPushButton>
+#include <QSet>
 #include <utility>
 
 namespace parlowen {
@@ -13,6 +17,8 @@ namespace {
 
 constexpr double cardCornerRadius = 8;
 constexpr int cardFontSize = 14;
+
+QString assetFile(const QString& name) { return QStringLiteral(":/icons/%1.svg").arg(name); }
 
 } // namespace
 
@@ -40,6 +46,17 @@ QPushButton* makeButton(const QString& title, const QColor& titleColor, const QC
 
 QPushButton* makeCardButton(const QString& title, const QColor& titleColor, const QColor& background, QWidget* parent) {
     return makeButton(title, titleColor, background, {}, cardCornerRadius, cardFontSize, parent);
+}
+
+QIcon namedImage(const QString& name) {
+    if (QFile::exists(assetFile(name)))
+        return QIcon(assetFile(name));
+    static QSet<QString> missing;
+    if (!missing.contains(name)) {
+        missing.insert(name);
+        consoleLog(QStringLiteral("⚠️ 没有名为 %1 的图片").arg(name));
+    }
+    return QIcon(assetFile(QStringLiteral("missing")));
 }
 
 } // namespace parlowen

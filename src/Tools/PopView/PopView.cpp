@@ -1,17 +1,29 @@
 #include "PopView.h"
 
 #include "ViewFader.h"
+#include "Windows.h"
 
-#include <QEvent>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPropertyAnimation>
 
 namespace parlowen {
+
+namespace {
+
+QString centerIdentifier() { return QStringLiteral("MYCenterPopView"); }
+
+bool isUsable(const QWidget* widget) { return widget != nullptr && widget->isVisible() && widget->isEnabled(); }
+
+} // namespace
 
 PopView::PopView(QWidget* content, QWidget* container)
     : QWidget(container)
     , contentView_(content)
-    , contentOwner_(content->parentWidget())
+    , contentOwner_(ownerOf(content))
     , fader_(new ViewFader(content, 0)) {
     setAttribute(Qt::WA_NoMousePropagation);
+    setFocusPolicy(Qt::ClickFocus);
     setGeometry(container->rect());
     container->installEventFilter(this);
     if (!content->testAttribute(Qt::WA_Resized))
@@ -25,6 +37,32 @@ PopView::~PopView() {
         disconnect(contentView_, nullptr, this, nullptr);
 }
 
+PopView* PopView::showing(const QWidget* content, const QWidget* container) {
+    auto* pop = qobject_cast<PopView*>(content->parentWidget());
+    const bool shows = pop != nullptr && pop->contentView_ == content && pop->parentWidget() == container;
+    return shows && !pop->isDismissing_ ? pop : nullptr;
+}
+
+/// Whom the card goes back to. Ends the pop-up that it is in.
+QWidget* PopView::ownerOf(QWidget* content) {
+    auto* pop = qobject_cast<PopView*>(content->parentWidget());
+    if (pop == nullptr || pop->contentView_ != content)
+        return content->parentWidget();
+    pop->letGo();
+    return pop->contentOwner_;
+}
+
+void PopView::letGo() {
+    disconnect(contentView_, nullptr, this, nullptr);
+    for (QAbstractAnimation* moving : findChildren<QAbstractAnimation*>(Qt::FindDirectChildrenOnly))
+        moving->stop();
+    delete fader_; // with what was to follow its fade
+    giveFocusBack();
+    contentView_->setParent(nullptr);
+    contentView_ = nullptr;
+    end();
+}
+
 double PopView::contentAlpha() const { return fader_ ? fader_->alpha() : 0; }
 
 void PopView::present() {
@@ -32,6 +70,7 @@ void PopView::present() {
     contentView_->show();
     setVisible(true);
     raise();
+    takeFocus();
     fader_->fadeTo(1, duration, {});
 }
 
@@ -39,13 +78,13 @@ void PopView::dismiss() {
     if (isDismissing_)
         return;
     isDismissing_ = true;
+    giveFocusBack();
     leave();
     fader_->fadeTo(0, duration, [this] { remove(); });
 }
 
 void PopView::remove() {
-    isDismissing_ = true;
-    setVisible(false);
+    giveFocusBack();
     if (contentView_ && contentOwner_) {
         disconnect(contentView_, nullptr, this, nullptr);
         contentView_->setVisible(false);
@@ -53,8 +92,55 @@ void PopView::remove() {
         contentView_->setGraphicsEffect(nullptr);
         fader_->deleteLater();
     }
+    end();
+}
+
+void PopView::end() {
+    isDismissing_ = true;
+    setVisible(false);
     setParent(nullptr);
     deleteLater();
+}
+
+bool PopView::hasFocusInside() const {
+    const QWidget* focused = window()->focusWidget();
+    return focused == this || (focused != nullptr && isAncestorOf(focused));
+}
+
+void PopView::takeFocus() {
+    focusBefore_ = hasFocusInside() ? nullptr : window()->focusWidget();
+    QWidget* wanted = contentView_->focusWidget();
+    (isUsable(wanted) ? wanted : this)->setFocus(Qt::OtherFocusReason);
+}
+
+void PopView::giveFocusBack() {
+    if (!hasFocusInside())
+        return;
+    if (isUsable(focusBefore_))
+        focusBefore_->setFocus(Qt::OtherFocusReason);
+    else
+        window()->focusWidget()->clearFocus();
+}
+
+bool PopView::focusNextPrevChild(bool next) {
+    if (isDismissing_)
+        return QWidget::focusNextPrevChild(next);
+    QWidget* const start = hasFocusInside() ? window()->focusWidget() : this;
+    const auto after = [next](const QWidget* w) { return next ? w->nextInFocusChain() : w->previousInFocusChain(); };
+    for (QWidget* each = after(start); each != start; each = after(each)) {
+        if (isAncestorOf(each) && isUsable(each) && (each->focusPolicy() & Qt::TabFocus) == Qt::TabFocus) {
+            each->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+            break;
+        }
+    }
+    return true;
+}
+
+// What the card has no use for is nothing for the page beneath either.
+void PopView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape)
+        dismiss();
+    event->accept();
 }
 
 bool PopView::eventFilter(QObject* watched, QEvent* event) {
@@ -66,6 +152,106 @@ bool PopView::eventFilter(QObject* watched, QEvent* event) {
 void PopView::resizeEvent(QResizeEvent*) {
     if (contentView_ && !isDismissing_)
         contentView_->move(restingPlace());
+}
+
+MYCenterPopView::MYCenterPopView(QWidget* content, QWidget* container)
+    : PopView(content, container) {
+    setObjectName(centerIdentifier());
+}
+
+MYCenterPopView* MYCenterPopView::show(QWidget* content, QWidget* container) {
+    if (auto* shown = qobject_cast<MYCenterPopView*>(showing(content, container)))
+        return shown;
+    auto* pop = new MYCenterPopView(content, container);
+    pop->present();
+    return pop;
+}
+
+QPoint MYCenterPopView::restingPlace() const {
+    return {(width() - contentView()->width()) / 2, (height() - contentView()->height()) / 2};
+}
+
+void MYCenterPopView::setEnableGes(bool enabled) {
+    enableGes_ = enabled;
+    shape();
+}
+
+void MYCenterPopView::resizeEvent(QResizeEvent* event) {
+    PopView::resizeEvent(event);
+    shape();
+}
+
+void MYCenterPopView::shape() {
+    if (enableGes_ || contentView() == nullptr)
+        clearMask();
+    else
+        setMask(contentView()->geometry());
+}
+
+void closeCurrentPopView() {
+    const QWidget* content = keyWindowContent();
+    if (content == nullptr)
+        return;
+    const auto shown = content->findChildren<MYCenterPopView*>(centerIdentifier());
+    if (!shown.isEmpty())
+        shown.front()->dismiss();
+}
+
+MYBottomPopView::MYBottomPopView(QWidget* content, QWidget* container)
+    : PopView(content, container)
+    , slide_(new QPropertyAnimation(content, "pos", this)) {
+    setObjectName(QStringLiteral("MYBottomPopView"));
+    slide_->setDuration(static_cast<int>(duration * 1000));
+    slide_->setEasingCurve(QEasingCurve::OutCubic);
+}
+
+MYBottomPopView* MYBottomPopView::show(QWidget* content, QWidget* container) {
+    if (auto* shown = qobject_cast<MYBottomPopView*>(showing(content, container)))
+        return shown;
+    auto* pop = new MYBottomPopView(content, container);
+    pop->present();
+    pop->slide(pop->hiddenPlace(), pop->restingPlace());
+    return pop;
+}
+
+void MYBottomPopView::dismissOnBackgroundClick(QPoint location) {
+    if (isBeside(location))
+        dismiss();
+}
+
+bool MYBottomPopView::isBeside(QPoint place) const {
+    return contentView() != nullptr && !contentView()->geometry().contains(place);
+}
+
+QPoint MYBottomPopView::restingPlace() const {
+    return {(width() - contentView()->width()) / 2, height() - contentView()->height()};
+}
+
+QPoint MYBottomPopView::hiddenPlace() const { return {restingPlace().x(), height()}; }
+
+void MYBottomPopView::leave() { slide(contentView()->pos(), hiddenPlace()); }
+
+void MYBottomPopView::slide(QPoint from, QPoint to) {
+    slide_->stop();
+    slide_->setStartValue(from);
+    slide_->setEndValue(to);
+    slide_->start();
+}
+
+void MYBottomPopView::resizeEvent(QResizeEvent* event) {
+    // Where a slide was to end is no longer the card's place.
+    if (slide_->state() == QAbstractAnimation::Running && contentView() != nullptr)
+        slide_->setEndValue(isDismissing() ? hiddenPlace() : restingPlace());
+    else
+        PopView::resizeEvent(event);
+}
+
+void MYBottomPopView::mousePressEvent(QMouseEvent* event) { isPressedBeside_ = isBeside(event->position().toPoint()); }
+
+void MYBottomPopView::mouseReleaseEvent(QMouseEvent* event) {
+    // A drag that begins in the card, as when text is selected, may end beside it.
+    if (enableGesture && event->button() == Qt::LeftButton && isPressedBeside_)
+        dismissOnBackgroundClick(event->position().toPoint());
 }
 
 } // namespace parlowen

@@ -1,32 +1,57 @@
 #include "ProgressHUD.h"
 
-#include "ProgressHUDIcon.h"
-#include "ProgressHUDWindow.h"
+#include "ElidedLabel.h"
 #include "SystemFont.h"
 #include "ViewFader.h"
-#include "WrappedLabel.h"
 
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 
 #include <QApplication>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QWindow>
 #include <algorithm>
 #include <utility>
 
-/// What the overlay shows and when; how it looks and takes clicks is in ProgressHUDView.cpp.
 namespace parlowen {
 
 namespace {
 
 constexpr double fadeSeconds = 0.2;
 
+/// A clear borderless window, above ordinary windows, that stands while the overlay is shown over the application's
+/// main window. It takes no input and no focus, and draws nothing.
+std::unique_ptr<QWidget> makeClearWindow() {
+    auto window = std::make_unique<QWidget>(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                                         Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
+    window->setObjectName(QStringLiteral("ProgressHUDWindow"));
+    window->setAttribute(Qt::WA_TranslucentBackground);
+    window->setAttribute(Qt::WA_ShowWithoutActivating);
+    window->setAttribute(Qt::WA_QuitOnClose, false);
+    // Where nothing composes windows a clear one would be black: this one's shape is a single point.
+    window->setMask(QRegion(0, 0, 1, 1));
+    return window;
+}
+
+/// Lays the window over the first screen.
+void present(QWidget& window) {
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    if (screens.isEmpty())
+        return;
+    window.setGeometry(screens.front()->geometry());
+    window.show();
+}
+
 } // namespace
 
 ProgressHUD::ProgressHUD()
     : statusLabel_(new WrappedLabel(this))
     , fader_(new ViewFader(this, 0))
-    , windowController_(std::make_unique<ProgressHUDWindow>()) {
+    , windowController_(makeClearWindow()) {
     setVisible(false);
     setFocusPolicy(Qt::NoFocus);
     setAttribute(Qt::WA_NoMousePropagation);
@@ -181,6 +206,95 @@ void ProgressHUD::finishHiding() {
 
 void ProgressHUD::post(const char* event) {
     NotificationCenter::shared().post(QStringLiteral("ProgressHUD.") + QLatin1String(event), this);
+}
+
+QWidget* ProgressHUD::findContainer() {
+    if (containerView) {
+        windowController_->close();
+        return containerView;
+    }
+    QWidget* content = mainWindowContent ? mainWindowContent() : nullptr;
+    if (content != nullptr)
+        present(*windowController_);
+    return content;
+}
+
+void ProgressHUD::enter(QWidget* container) {
+    leaveContainer();
+    fader_->setAlpha(0);
+    delete progressIndicator_;
+    progressIndicator_ = new ProgressIndicatorLayer(shown_.style.foreground, shown_.spinnerSize);
+    progressIndicator_->setParent(this);
+    setParent(container);
+    setGeometry(container->rect());
+    container->installEventFilter(this);
+    // A container takes its children with it; the overlay outlives it.
+    connect(container, &QObject::destroyed, this, [this] {
+        setParent(nullptr);
+        hide(false);
+    });
+}
+
+void ProgressHUD::leaveContainer() {
+    if (watchedWindow_)
+        watchedWindow_->removeEventFilter(this);
+    watchedWindow_ = nullptr;
+    if (QWidget* container = parentWidget()) {
+        container->removeEventFilter(this);
+        disconnect(container, nullptr, this, nullptr);
+    }
+    setParent(nullptr);
+}
+
+void ProgressHUD::layoutBox() {
+    const QSize indicator = indicator_ ? indicator_->size() : QSize(0, 0);
+    layout_ = ProgressHUDLayout::of(QWidget::size(), {shown_.margin, shown_.padding, shown_.position}, indicator,
+                                    status(), statusLabel_->font());
+    if (indicator_)
+        indicator_->setGeometry(layout_.indicator);
+    statusLabel_->setGeometry(layout_.text);
+    update();
+}
+
+void ProgressHUD::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    if (shown_.maskType.color)
+        painter.fillRect(rect(), *shown_.maskType.color);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor ground = shown_.style.backgroud;
+    ground.setAlphaF(static_cast<float>(shown_.opacity));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(ground);
+    painter.drawRoundedRect(layout_.box, shown_.cornerRadius, shown_.cornerRadius);
+}
+
+void ProgressHUD::resizeEvent(QResizeEvent*) { layoutBox(); }
+
+void ProgressHUD::showEvent(QShowEvent*) {
+    if (watchedWindow_)
+        watchedWindow_->removeEventFilter(this);
+    watchedWindow_ = window()->windowHandle();
+    if (watchedWindow_)
+        watchedWindow_->installEventFilter(this);
+}
+
+bool ProgressHUD::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Resize && watched == parentWidget())
+        setGeometry(parentWidget()->rect());
+    if (event->type() == QEvent::MouseButtonPress && watched == watchedWindow_ && shown_.maskType.passesClicks) {
+        const QPointF global = static_cast<QMouseEvent*>(event)->globalPosition();
+        if (rect().contains(mapFromGlobal(global).toPoint()))
+            mouseDown();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void ProgressHUD::mousePressEvent(QMouseEvent*) { mouseDown(); }
+
+void ProgressHUD::mouseDown() {
+    post("didReceiveMouseDownEvent");
+    if (dismissible)
+        onMain(QPointer(this), [this] { hide(true); });
 }
 
 } // namespace parlowen

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "ProgressHUDLayout.h"
-#include "ProgressHUDTypes.h"
+#include "ProgressHUDLook.h"
 #include "ProgressIndicatorLayer.h"
 
 #include <QPointer>
@@ -14,7 +13,6 @@ class QLabel;
 
 namespace parlowen {
 
-class ProgressHUDWindow;
 class ViewFader;
 
 /// The overlay for short messages and busy signs: a rounded box with an optional indicator above a line of text, laid
@@ -102,7 +100,7 @@ private:
     ProgressHUDLayout layout_;
     QLabel* statusLabel_;
     ViewFader* fader_;
-    std::unique_ptr<ProgressHUDWindow> windowController_;
+    std::unique_ptr<QWidget> windowController_;
     QPointer<QWidget> indicator_;
     QPointer<ProgressIndicatorLayer> progressIndicator_;
     QPointer<QObject> watchedWindow_; ///< tells of the clicks that go to what lies beneath

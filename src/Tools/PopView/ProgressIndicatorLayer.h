@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ProgressHUDLook.h"
+
 #include <QColor>
 #include <QTimer>
 #include <QWidget>
@@ -45,6 +47,21 @@ private:
     double fadeDownOpacity_ = 0;
     double progress_ = 0;
     std::array<double, numFins> finOpacities_{};
+};
+
+/// The drawn mark of the overlay's `success`, `error` and `info` modes.
+class ProgressHUDIcon : public QWidget {
+    Q_OBJECT
+public:
+    /// A square of `size` points, drawn in `color`.
+    ProgressHUDIcon(ProgressHUDMode::Kind kind, const QColor& color, double size);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    ProgressHUDMode::Kind kind_;
+    QColor color_;
 };
 
 } // namespace parlowen

@@ -9,7 +9,8 @@ namespace parlowen {
 
 ViewFader::ViewFader(QWidget* view, double alpha)
     : QObject(view)
-    , effect_(new QGraphicsOpacityEffect) {
+    , effect_(new QGraphicsOpacityEffect)
+    , animation_(this) {
     view->setGraphicsEffect(effect_);
     apply(alpha);
     connect(&animation_, &QVariantAnimation::valueChanged, this,

@@ -89,7 +89,7 @@ TEST_F(SessionWindowTest, ManualModeTakesWhatTheUserMadeOfItsBox) {
     QTest::keyClicks(&box(), "Please: ");
     QTest::mouseClick(&answerButton(), Qt::LeftButton);
     ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "Please: \nOne.");
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nPlease: One.");
     EXPECT_TRUE(box().toPlainText().isEmpty());
     EXPECT_EQ(answers().model()->rowCount(), 1);
 }

@@ -3,12 +3,13 @@
 #include <QColor>
 #include <QImage>
 #include <QPixmap>
+#include <QVariantAnimation>
 #include <QWidget>
 #include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 
-/// What a test reads off the screen.
+/// What a test reads off the screen, and how it moves what fades there.
 namespace parlowen {
 
 /// A character that fills its place with the text's colour.
@@ -21,25 +22,20 @@ inline QColor over(const QColor& top, double alpha, const QColor& ground) {
     return {mix(top.red(), ground.red()), mix(top.green(), ground.green()), mix(top.blue(), ground.blue())};
 }
 
-inline bool isNear(const QColor& a, const QColor& b, int tolerance) {
-    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance &&
-           std::abs(a.blue() - b.blue()) <= tolerance;
-}
-
 /// Matches a colour but for rounding.
-MATCHER_P(Looks, color, "looks " + color.name().toStdString()) {
+MATCHER_P(Looks, color, "looks " + QColor(color).name().toStdString()) {
+    const QColor wanted = color;
     *result_listener << arg.name().toStdString();
-    return isNear(arg, color, 2);
+    return std::abs(arg.red() - wanted.red()) <= 2 && std::abs(arg.green() - wanted.green()) <= 2 &&
+           std::abs(arg.blue() - wanted.blue()) <= 2;
 }
 
 /// The smallest rectangle that holds every pixel of the kind asked for.
 inline QRect extent(const QImage& image, const std::function<bool(const QColor&)>& counts) {
     QRect found;
     for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (counts(image.pixelColor(x, y)))
-                found |= QRect(x, y, 1, 1);
-        }
+        for (int x = 0; x < image.width(); ++x)
+            found |= counts(image.pixelColor(x, y)) ? QRect(x, y, 1, 1) : QRect();
     }
     return found;
 }
@@ -49,6 +45,14 @@ inline void paintGround(QWidget& view, const QColor& color) {
     QPalette palette = view.palette();
     palette.setColor(QPalette::Window, color);
     view.setPalette(palette);
+}
+
+/// Puts every animation of the view that runs at a share of its time, its end for 1.
+inline void moveAnimations(const QObject& view, double share) {
+    for (auto* animation : view.findChildren<QVariantAnimation*>()) {
+        if (animation->state() == QAbstractAnimation::Running)
+            animation->setCurrentTime(qRound(share * animation->duration()));
+    }
 }
 
 } // namespace parlowen

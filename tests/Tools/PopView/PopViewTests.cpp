@@ -1,14 +1,19 @@
 #include "Pixels.h"
 
-#include <Tools/PopView/MYBottomPopView.h>
-#include <Tools/PopView/MYCenterPopView.h>
+#include <Tools/PopView/Alert.h>
+#include <Tools/PopView/CommonTipView.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/Popover.h>
+#include <Tools/PopView/Windows.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
+#include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
+#include <QTimer>
 #include <QWindow>
-#include <memory>
 #include <support/WaitFor.h>
 
 namespace parlowen {
@@ -16,17 +21,20 @@ namespace {
 
 using testing::waitFor;
 
+/// A window with a field that has the keyboard, over a button that counts its clicks.
 class PopViewTest : public ::testing::Test {
 protected:
     PopViewTest() {
         window_.resize(1000, 700);
         paintGround(window_, ground_);
         below_->setGeometry(window_.rect());
-        QObject::connect(below_, &QPushButton::clicked, [this] { ++clicksBelow_; });
         below_->setFlat(true);
+        field_->move(400, 10);
+        QObject::connect(below_, &QPushButton::clicked, [this] { ++clicksBelow_; });
         window_.show();
         window_.activateWindow();
         EXPECT_TRUE(waitFor([this] { return QApplication::activeWindow() == &window_; }));
+        field_->setFocus();
     }
 
     static QWidget* card(QSize size, QWidget* owner = nullptr) {
@@ -35,153 +43,188 @@ protected:
         paintGround(*view, Qt::red);
         return view;
     }
-    static bool stands(const PopView* pop) {
-        return waitFor([pop] { return pop->contentAlpha() == 1; });
-    }
     QPointer<MYCenterPopView> center(QWidget* container) { return MYCenterPopView::show(card({260, 260}), container); }
     void click(QPoint place, Qt::MouseButton button = Qt::LeftButton) {
         QTest::mouseClick(window_.windowHandle(), button, {}, place);
+    }
+    void drag(QPoint from, QPoint to) {
+        QTest::mousePress(window_.windowHandle(), Qt::LeftButton, {}, from);
+        QTest::mouseRelease(window_.windowHandle(), Qt::LeftButton, {}, to);
+    }
+    static bool ends(const QPointer<QWidget>& pop) {
+        moveAnimations(*pop, 1);
+        return waitFor([&pop] { return pop.isNull(); });
     }
 
     const QColor ground_{200, 220, 240};
     QWidget window_;
     QPushButton* below_ = new QPushButton(&window_);
+    QLineEdit* field_ = new QLineEdit(&window_);
     int clicksBelow_ = 0;
 };
 
 TEST_F(PopViewTest, ACardFadesInInTheMiddleAndLeavesNothing) {
+    const auto before = QApplication::allWidgets().size();
     const QPointer<MYCenterPopView> pop = center(&window_);
-    const QPointer<QWidget> content = pop->contentView();
     EXPECT_EQ(pop->objectName().toStdString(), "MYCenterPopView");
-    EXPECT_EQ(pop->geometry(), window_.rect());
-    EXPECT_EQ(content->geometry(), QRect(370, 220, 260, 260));
     EXPECT_EQ(pop->contentAlpha(), 0);
-    EXPECT_THAT(shot(window_).pixelColor(500, 350), Looks(ground_));
-    ASSERT_TRUE(waitFor([&] { return pop->contentAlpha() > 0.1; }));
-    EXPECT_THAT(shot(window_).pixelColor(500, 350), Looks(over(Qt::red, pop->contentAlpha(), ground_)));
-    ASSERT_TRUE(stands(pop));
+    moveAnimations(*pop, 0.5);
+    EXPECT_THAT(shot(window_).pixelColor(500, 350), Looks(over(Qt::red, 0.5, ground_)));
+    moveAnimations(*pop, 1);
     EXPECT_EQ(extent(shot(window_), [](const QColor& c) { return c == Qt::red; }), QRect(370, 220, 260, 260));
     window_.resize(800, 600);
-    EXPECT_EQ(content->geometry(), QRect(270, 170, 260, 260)) << "it follows its container";
-
-    QElapsedTimer clock;
-    clock.start();
-    closeCurrentPopView();
-    ASSERT_TRUE(waitFor([&] { return pop.isNull() && content.isNull(); }));
-    EXPECT_GE(clock.elapsed(), 100) << "it fades out";
-    closeCurrentPopView();
-}
-
-TEST_F(PopViewTest, ClicksBesideACenteredCardEndThereUnlessLetThrough) {
-    const QPointer<MYCenterPopView> pop = center(&window_);
-    ASSERT_TRUE(stands(pop));
-    EXPECT_TRUE(pop->enableGes());
-    for (const QPoint place : {QPoint(20, 20), QPoint(500, 350)})
-        click(place);
+    EXPECT_EQ(pop->contentView()->geometry(), QRect(270, 170, 260, 260)) << "it follows its container";
+    click({20, 20});
     EXPECT_EQ(clicksBelow_, 0);
     pop->setEnableGes(false);
     click({20, 20});
-    EXPECT_EQ(clicksBelow_, 1);
-    click({500, 350});
-    EXPECT_EQ(clicksBelow_, 1) << "the card itself keeps its clicks";
-    EXPECT_TRUE(testing::holdsFor([&] { return !pop.isNull() && pop->contentAlpha() == 1; }, 300));
+    click({400, 300});
+    EXPECT_EQ(clicksBelow_, 1) << "beside the card alone";
+    closeCurrentPopView();
+    EXPECT_EQ(pop->contentAlpha(), 1) << "it fades out";
+    EXPECT_TRUE(ends(pop.data()));
+    closeCurrentPopView();
+    EXPECT_EQ(QApplication::allWidgets().size(), before);
 }
 
-TEST_F(PopViewTest, ClosingTakesTheLowestOfTheActiveWindowWhereverItIs) {
-    QWidget elsewhere;
-    elsewhere.setAttribute(Qt::WA_ShowWithoutActivating);
-    elsewhere.show();
-    window_.activateWindow();
-    ASSERT_TRUE(waitFor([this] { return QApplication::activeWindow() == &window_; }));
-    auto* nested = new QWidget(new QWidget(&window_));
-    const std::array pops{center(nested), center(&window_), center(&window_), center(&elsewhere)};
+TEST_F(PopViewTest, ClosingTakesTheLowestWhereverItIs) {
+    const std::array pops{center(new QWidget(&window_)), center(&window_)};
+    closeCurrentPopView();
     closeCurrentPopView();
     EXPECT_TRUE(pops[0]->isDismissing());
-    EXPECT_FALSE(pops[1]->isDismissing());
-    closeCurrentPopView();
     EXPECT_FALSE(pops[1]->isDismissing()) << "a double click closes one";
-    for (const std::size_t next : {1U, 2U}) {
-        ASSERT_TRUE(waitFor([&] { return pops[next - 1].isNull(); }));
-        closeCurrentPopView();
-        EXPECT_TRUE(pops[next]->isDismissing());
-    }
-    ASSERT_TRUE(waitFor([&] { return pops[2].isNull(); }));
+    EXPECT_TRUE(ends(pops[0].data()));
     closeCurrentPopView();
-    EXPECT_FALSE(pops[3]->isDismissing());
+    EXPECT_TRUE(ends(pops[1].data()));
 }
 
-TEST_F(PopViewTest, ADeletedCardTakesItsPopUpAlong) {
+TEST_F(PopViewTest, ACardShownAgainLeavesNoDeadPopUp) {
+    QWidget owner;
+    QWidget* view = card({260, 260}, &owner);
+    const QPointer<PopView> first = MYCenterPopView::show(view, &window_);
+    EXPECT_EQ(MYCenterPopView::show(view, &window_), first);
+    first->dismiss();
+    const QPointer<PopView> second = MYCenterPopView::show(view, &window_);
+    const QPointer<PopView> third = MYBottomPopView::show(view, &window_);
+    EXPECT_TRUE(waitFor([&] { return first.isNull() && second.isNull(); }));
+    moveAnimations(*third, 1);
+    EXPECT_EQ(view->geometry(), QRect(370, 440, 260, 260));
+    third->dismiss();
+    EXPECT_TRUE(ends(third.data()));
+    EXPECT_EQ(view->parentWidget(), &owner);
     for (const bool isLeaving : {false, true}) {
         const QPointer<MYCenterPopView> pop = center(&window_);
         if (isLeaving)
             pop->dismiss();
         delete pop->contentView();
-        EXPECT_TRUE(waitFor([&] { return pop.isNull(); }, 2000));
-        click({20, 20});
-        EXPECT_EQ(clicksBelow_, isLeaving ? 2 : 1);
+        EXPECT_TRUE(waitFor([&pop] { return pop.isNull(); })) << "a deleted card takes its pop-up along";
     }
-    auto* container = new QWidget(&window_);
-    const QPointer<MYCenterPopView> pop = center(container);
-    delete container;
-    EXPECT_TRUE(pop.isNull());
-}
-
-TEST_F(PopViewTest, HundredsOfPopUpsLeaveNoWidgetBehind) {
-    const auto before = QApplication::allWidgets().size();
-    for (int i = 0; i < 300; ++i) {
-        PopView* pop = i % 2 == 0 ? static_cast<PopView*>(MYCenterPopView::show(card({26, 26}), &window_))
-                                  : MYBottomPopView::show(card({26, 26}), &window_);
-        pop->dismiss();
-    }
-    EXPECT_GT(QApplication::allWidgets().size(), before + 500);
-    EXPECT_TRUE(waitFor([&] { return QApplication::allWidgets().size() == before; }));
-}
-
-class BottomPopViewTest : public PopViewTest {
-protected:
-    BottomPopViewTest() { EXPECT_TRUE(stands(pop_)); }
-    /// A drag from one place to another.
-    void drag(QPoint from, QPoint to) {
-        QTest::mousePress(window_.windowHandle(), Qt::LeftButton, {}, from);
-        QTest::mouseRelease(window_.windowHandle(), Qt::LeftButton, {}, to);
-    }
-
-    QWidget owner_;
-    QWidget* card_ = card({400, 180}, &owner_);
-    QPointer<MYBottomPopView> pop_ = MYBottomPopView::show(card_, &window_);
-};
-
-TEST_F(BottomPopViewTest, OnlyALeftClickBesideTheCardDismisses) {
-    ASSERT_TRUE(waitFor([this] { return card_->geometry() == QRect(300, 520, 400, 180); })) << "it slides in";
-    click({500, 600});
-    click({20, 20}, Qt::RightButton);
-    drag({500, 600}, {20, 20});
-    drag({20, 20}, {500, 600});
-    pop_->enableGesture = false;
     click({20, 20});
-    EXPECT_FALSE(pop_->isDismissing());
-    pop_->enableGesture = true;
-    click({299, 600});
-    EXPECT_TRUE(pop_->isDismissing());
-    EXPECT_EQ(clicksBelow_, 0);
-    ASSERT_TRUE(waitFor([this] { return pop_.isNull() || pop_->contentAlpha() < 1; })) << "it fades out";
-    ASSERT_TRUE(waitFor([this] { return pop_.isNull(); }));
-    EXPECT_EQ(card_->pos(), QPoint(300, 700)) << "just below the bottom edge";
-    EXPECT_EQ(card_->parentWidget(), &owner_);
-    EXPECT_TRUE(card_->isHidden());
-    pop_ = MYBottomPopView::show(card_, &window_);
-    EXPECT_TRUE(stands(pop_)) << "it may be shown again";
+    EXPECT_EQ(clicksBelow_, 1);
 }
 
-TEST_F(PopViewTest, ABottomCardReachesTheEdgeOfAContainerThatGrowsMeanwhile) {
+TEST_F(PopViewTest, OnlyALeftClickBesideABottomCardDismisses) {
     const QPointer<MYBottomPopView> pop = MYBottomPopView::show(card({400, 180}), &window_);
-    QWidget* content = pop->contentView();
-    ASSERT_TRUE(waitFor([&] { return pop->contentAlpha() > 0.1; }));
-    ASSERT_LT(pop->contentAlpha(), 1);
-    window_.resize(1200, 900);
-    ASSERT_TRUE(stands(pop));
-    EXPECT_TRUE(waitFor([&] { return content->geometry() == QRect(400, 720, 400, 180); }, 2000));
-    EXPECT_TRUE(testing::holdsFor([&] { return content->y() == 720; }, 50));
+    const QWidget& view = *pop->contentView();
+    EXPECT_EQ(view.y(), 700);
+    moveAnimations(*pop, 0.5);
+    window_.resize(1000, 800);
+    moveAnimations(*pop, 1);
+    EXPECT_EQ(view.geometry(), QRect(300, 620, 400, 180)) << "at the edge of a container that grew meanwhile";
+    click({500, 700});
+    click({20, 20}, Qt::RightButton);
+    drag({500, 700}, {20, 20});
+    drag({20, 20}, {500, 700});
+    pop->enableGesture = false;
+    click({20, 20});
+    EXPECT_FALSE(pop->isDismissing());
+    pop->enableGesture = true;
+    click({299, 700});
+    EXPECT_TRUE(pop->isDismissing());
+    moveAnimations(*pop, 0.99);
+    EXPECT_GT(view.y(), 795) << "it slides out";
+    EXPECT_EQ(clicksBelow_, 0);
+}
+
+TEST_F(PopViewTest, ATipKeepsTheKeyboardAndGivesItBack) {
+    auto* tip = new CommonTipView(&window_);
+    int sure = 0;
+    tip->sureBlock = [&sure] { ++sure; };
+    tip->configure("注销账号", QString("注销后所有的数据都会被删除。").repeated(6), "取消", "确定");
+    for (const bool isSure : {false, true}) {
+        const QPointer<PopView> pop = MYCenterPopView::show(tip, &window_);
+        const QLabel& text = *tip->contentLabel();
+        EXPECT_GE(text.height(), text.heightForWidth(text.width())) << "the whole text is there";
+        EXPECT_FALSE(field_->hasFocus());
+        for (QWidget* next : {tip->cancelButton(), tip->sureButton(), tip->cancelButton()}) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            EXPECT_TRUE(next->hasFocus());
+        }
+        if (isSure)
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        EXPECT_TRUE(field_->hasFocus());
+        EXPECT_EQ(sure, isSure ? 1 : 0);
+        EXPECT_TRUE(ends(pop.data()));
+    }
+    const QPointer<PopView> pop = MYCenterPopView::show(tip, &window_);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    EXPECT_TRUE(pop->isDismissing());
+}
+
+TEST_F(PopViewTest, APopoverFlipsAtTheEdgeAndClosesOnAClickBesideItAndOnEscape) {
+    using Edge = Popover::Edge;
+    const QRect screen(0, 0, 800, 600);
+    const auto at = [&](QRect anchor, Edge edge) { return Popover::place(anchor, {200, 280}, edge, screen); };
+    EXPECT_EQ(at({300, 100, 80, 30}, Edge::below).frame.top(), 130);
+    EXPECT_EQ(at({300, 400, 80, 30}, Edge::below).frame.bottom(), 399);
+    EXPECT_EQ(at({300, 100, 80, 30}, Edge::above).edge, Edge::below);
+    EXPECT_EQ(at({700, 300, 80, 30}, Edge::right).edge, Edge::left);
+    EXPECT_TRUE(screen.contains(at({780, 580, 20, 20}, Edge::below).frame));
+    Popover popover(&window_);
+    auto* content = new QLineEdit;
+    popover.setContentView(content);
+    window_.move(0, 0);
+    for (const bool byKey : {false, true}) {
+        popover.show(field_, Edge::below);
+        ASSERT_TRUE(popover.isVisible());
+        QTest::keyClicks(QApplication::focusWidget(), "Ja");
+        EXPECT_TRUE(content->hasFocus());
+        if (byKey)
+            QTest::keyClick(content, Qt::Key_Escape);
+        else
+            QTest::mouseClick(&popover, Qt::LeftButton, {}, {-30, -5});
+        EXPECT_FALSE(popover.isVisible());
+        EXPECT_TRUE(waitFor([this] { return field_->hasFocus(); }));
+    }
+    EXPECT_EQ(content->text().toStdString(), "JaJa");
+    popover.setContentView(new QLineEdit);
+    popover.show(field_, Edge::below);
+    EXPECT_EQ(popover.findChildren<QLineEdit*>(Qt::FindDirectChildrenOnly).size(), 2) << "until the old one is gone";
+}
+
+TEST_F(PopViewTest, AnAlertWaitsForItsOneButtonEvenWithoutText) {
+    for (const bool hasIcon : {false, true}) {
+        QString shown;
+        QTimer::singleShot(0, [&shown] {
+            auto* alert = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            shown = QString::number(alert->buttons().size()) + alert->buttons().front()->text();
+            EXPECT_FALSE(alert->iconPixmap().isNull());
+            QTest::mouseClick(alert->buttons().front(), Qt::LeftButton);
+        });
+        showAlert(hasIcon ? "无法连接到服务器，请稍后再试" : "", "", hasIcon ? "logo" : "");
+        EXPECT_EQ(shown.toStdString(), "1确定");
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+    }
+}
+
+TEST_F(PopViewTest, AllWindowsButOneAreClosedAnOpenAlertToo) {
+    QWidget login;
+    login.show();
+    QTimer::singleShot(0, [&] { closeOtherWindows(&login); });
+    showAlert("请求超时，请重试", "", "logo");
+    EXPECT_FALSE(window_.isVisible());
+    EXPECT_TRUE(login.isVisible());
 }
 
 } // namespace

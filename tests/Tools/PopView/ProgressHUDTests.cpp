@@ -1,235 +1,280 @@
-#include "HudFixture.h"
+#include "Pixels.h"
 
-#include <Tools/PopView/MYCenterPopView.h>
+#include <Foundation/NotificationCenter.h>
+#include <Tools/PopView/ProgressHUD.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
+#include <QTimerEvent>
+#include <QWindow>
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <numbers>
 #include <support/CapturedLog.h>
+#include <support/WaitFor.h>
+#include <tuple>
 
 namespace parlowen {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using testing::waitFor;
+constexpr auto textMode = ProgressHUDMode::text;
 
-class ProgressHUDTest : public HudFixture {};
+/// An overlay over a window, and what it announces.
+class ProgressHUDTest : public ::testing::Test {
+protected:
+    ProgressHUDTest() {
+        container_->resize(600, 400);
+        paintGround(*container_, ground_);
+        container_->show();
+        hud_.containerView = container_.get();
+        for (const char* name :
+             {"willAppear", "didAppear", "willDisappear", "didDisappear", "didReceiveMouseDownEvent"}) {
+            NotificationCenter::shared().observe(QString("ProgressHUD.") + name, &observer_,
+                                                 [this, name](const Notification& notification) {
+                                                     EXPECT_EQ(notification.object, &hud_);
+                                                     posted_.emplace_back(name);
+                                                 });
+        }
+    }
+
+    void show(const QString& text, const ProgressHUDMode& mode) {
+        hud_.show(text, mode);
+        moveAnimations(hud_, 1);
+        ASSERT_EQ(hud_.alpha(), 1);
+    }
+    QImage picture() { return shot(*container_); }
+    /// A colour of the indicator, `place` from its top left corner.
+    QColor inIndicator(QPointF place) {
+        return picture().pixelColor(hud_.indicator()->mapTo(container_.get(), place.toPoint()));
+    }
+    void click(QPoint place) { QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, place); }
+
+    const QColor ground_{200, 220, 240};
+    QObject observer_;
+    std::vector<std::string> posted_;
+    std::unique_ptr<QWidget> container_ = std::make_unique<QWidget>();
+    ProgressHUD hud_;
+};
 
 TEST_F(ProgressHUDTest, AToastStaysAsLongAsItsTextAsksFor) {
-    const std::vector<std::pair<int, double>> seconds{{0, 2}, {25, 2}, {30, 2.3}, {75, 5}, {100, 5}};
-    for (const auto& [characters, expected] : seconds) {
-        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString(characters, u'字')), expected);
-        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString("😀").repeated(characters)), expected);
-    }
-    hud_.minimumDismissTimeInterval = 0.3;
-    hud_.maximumDismissTimeInterval = 0.4;
+    for (const auto& [characters, seconds] : {std::pair(0, 2.0), {25, 2.0}, {30, 2.3}, {75, 5.0}, {100, 5.0}})
+        EXPECT_DOUBLE_EQ(hud_.toastSeconds(QString("😀").repeated(characters)), seconds);
+    hud_.minimumDismissTimeInterval = hud_.maximumDismissTimeInterval = 0.01;
     for (const bool isError : {false, true}) {
-        QElapsedTimer clock;
-        clock.start();
         isError ? hud_.error("没有麦克风") : hud_.toast("请输入文本");
-        EXPECT_EQ(hud_.mode().kind(), isError ? ProgressHUDMode::error : ProgressHUDMode::text);
-        ASSERT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
-        EXPECT_GE(clock.elapsed(), 350) << "0.3 s or more, and the fade";
+        EXPECT_EQ(hud_.mode().kind(), isError ? ProgressHUDMode::error : textMode);
+        EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
     }
 }
 
-TEST_F(ProgressHUDTest, AppearsAndDisappearsWithItsNotifications) {
+TEST_F(ProgressHUDTest, FadesInAndOutWithItsNotifications) {
     int completed = 0;
     hud_.completionHandler = [&completed] { ++completed; };
-    QElapsedTimer clock;
-    clock.start();
     hud_.show("请输入文本", textMode);
-    EXPECT_EQ(hud_.status().toStdString(), "请输入文本");
     EXPECT_EQ(hud_.alpha(), 0);
+    moveAnimations(hud_, 0.5);
+    EXPECT_NEAR(hud_.alpha(), 0.5, 0.1);
     EXPECT_THAT(posted_, ElementsAre("willAppear"));
-    ASSERT_TRUE(waitFor([this] { return posted_.size() == 2; }));
-    EXPECT_TRUE(isShown());
-    EXPECT_GE(clock.elapsed(), 100) << "it fades in";
-    EXPECT_EQ(hud_.geometry(), container_->rect());
+    moveAnimations(hud_, 1);
+    EXPECT_THAT(posted_, ElementsAre("willAppear", "didAppear"));
     container_->resize(500, 300);
     EXPECT_EQ(hud_.geometry(), container_->rect());
     EXPECT_EQ(hud_.box().center().x(), 249) << "it is laid out anew";
-
-    clock.restart();
     hud_.hideDelayed();
-    EXPECT_TRUE(isShown());
-    ASSERT_TRUE(waitFor([this] { return posted_.size() == 4; }));
-    EXPECT_GE(clock.elapsed(), 100) << "it fades out";
+    EXPECT_EQ(completed, 0);
+    moveAnimations(hud_, 0.5);
+    EXPECT_NEAR(hud_.alpha(), 0.5, 0.1);
+    moveAnimations(hud_, 1);
     EXPECT_FALSE(hud_.isVisible());
-    EXPECT_EQ(hud_.alpha(), 0);
     EXPECT_EQ(hud_.parentWidget(), nullptr);
     EXPECT_EQ(hud_.status(), QString());
     EXPECT_EQ(completed, 1);
     EXPECT_THAT(posted_, ElementsAre("willAppear", "didAppear", "willDisappear", "didDisappear"));
-
     hud_.show("再来", ProgressHUDMode::indeterminate);
-    const QPointer<ProgressIndicatorLayer> spinner = hud_.progressIndicator();
-    EXPECT_TRUE(spinner->isRunning());
+    EXPECT_TRUE(hud_.progressIndicator()->isRunning());
     hud_.hideDelayed(0);
     EXPECT_FALSE(hud_.isVisible()) << "0 hides without a fade";
-    EXPECT_FALSE(spinner->isRunning());
+    EXPECT_FALSE(hud_.progressIndicator()->isRunning());
 }
 
 TEST_F(ProgressHUDTest, AHideMeetsALaterMessage) {
     hud_.show("一", textMode);
-    hud_.performHideDelayed(1, 0.4);
+    hud_.performHideDelayed(1, 0.01);
     hud_.show("二", ProgressHUDMode::success);
-    hud_.performHideDelayed(1, 30);
     EXPECT_EQ(hud_.status().toStdString(), "二");
     EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); })) << "the earlier one's timer hides it";
-
-    hud_.show("一", textMode);
-    hud_.performHideDelayed(1, 0.15);
+    show("一", textMode);
+    hud_.performHideDelayed(1, 0.01);
     hud_.hide(false);
-    hud_.show("二", textMode);
-    EXPECT_TRUE(testing::holdsFor([this] { return hud_.isVisible(); }, 500)) << "a hide drops the scheduled ones";
-
-    int completed = 0;
-    hud_.completionHandler = [&completed] { ++completed; };
+    show("二", textMode);
+    EXPECT_TRUE(testing::holdsFor([this] { return hud_.isVisible(); }, 300)) << "a hide drops the scheduled ones";
     posted_.clear();
     hud_.hide(true);
-    hud_.show("三", textMode);
-    ASSERT_TRUE(waitFor([this] { return isShown() && posted_.back() == "didAppear"; }));
-    EXPECT_THAT(posted_, ElementsAre("willDisappear", "willAppear", "didAppear"));
-    EXPECT_EQ(completed, 0) << "a fade that is overtaken does not hide";
-
-    hud_.completionHandler = [this] {
-        hud_.completionHandler = {};
-        hud_.show("四", ProgressHUDMode::info);
-    };
-    hud_.hide(false);
-    ASSERT_TRUE(waitFor([this] { return isShown(); }));
-    EXPECT_EQ(hud_.status().toStdString(), "四") << "what is shown at its completion stays";
+    show("三", textMode);
+    EXPECT_THAT(posted_, ElementsAre("willDisappear", "willAppear", "didAppear")) << "an overtaken fade hides nothing";
 }
 
-TEST_F(ProgressHUDTest, StaysWhereItIsWhileShownAndMovesOnceItsWindowIsClosed) {
+TEST_F(ProgressHUDTest, MovesOnceItsWindowIsClosedAndOutlivesIt) {
     QWidget other;
-    other.resize(300, 200);
     other.show();
     show("一", textMode);
     hud_.containerView = &other;
     hud_.show("二", textMode);
-    EXPECT_EQ(hud_.parentWidget(), container_.get());
+    EXPECT_EQ(hud_.parentWidget(), container_.get()) << "while it is shown it stays where it is";
     container_->close();
-    EXPECT_FALSE(hud_.isVisible());
     hud_.show("三", textMode);
     EXPECT_EQ(hud_.parentWidget(), &other);
     EXPECT_EQ(hud_.alpha(), 0) << "it comes up anew";
-    ASSERT_TRUE(waitFor([this] { return isShown(); }));
-    posted_.clear();
     other.close();
     hud_.performHideDelayed(1, 0);
-    ASSERT_TRUE(waitFor([this] { return posted_.size() == 2; })) << "a hide finishes under a closed window";
-    EXPECT_EQ(hud_.parentWidget(), nullptr);
-}
-
-TEST_F(ProgressHUDTest, OutlivesItsContainer) {
-    hud_.show("一", ProgressHUDMode::determinate);
-    container_.reset();
+    ASSERT_TRUE(waitFor([this] { return hud_.parentWidget() == nullptr; })) << "a hide ends under a closed window";
+    hud_.containerView = new QWidget;
+    hud_.show("四", ProgressHUDMode::determinate);
+    delete hud_.containerView;
     EXPECT_FALSE(hud_.isVisible());
-    EXPECT_THAT(posted_, ElementsAre("willAppear", "willDisappear", "didDisappear"));
     testing::CapturedLog log;
-    hud_.minimumDismissTimeInterval = hud_.maximumDismissTimeInterval = 0;
     hud_.error("没有麦克风");
-    EXPECT_FALSE(hud_.isVisible()) << "without a container nothing is shown";
-    EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "nor lost";
-    EXPECT_TRUE(testing::holdsFor([this] { return posted_.size() == 3; }, 50)) << "nor hidden";
+    EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "without a container it is not lost";
 }
 
-TEST_F(ProgressHUDTest, StandsOverTheMainWindowBelowAClearWindowOfItsOwn) {
-    const auto clearWindow = [] {
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (window->inherits("parlowen::ProgressHUDWindow") && window->isVisible())
-                return window;
-        }
-        return static_cast<QWidget*>(nullptr);
-    };
-    show("一", textMode);
-    EXPECT_EQ(clearWindow(), nullptr);
-    hud_.hide(false);
+TEST_F(ProgressHUDTest, TheSpinnerGoesRoundAndFades) {
+    hud_.spinnerSize = 200;
+    hud_.style = ProgressHUDStyle::custom(Qt::white, Qt::black);
+    hud_.opacity = 1;
+    hud_.setProgress(0.25);
+    show({}, ProgressHUDMode::determinate);
+    auto* timer = hud_.progressIndicator()->findChild<QTimer*>();
+    for (int step = 0; step < 15; ++step) {
+        QTimerEvent tick(timer->timerId());
+        QCoreApplication::sendEvent(timer, &tick);
+    }
+    EXPECT_EQ(hud_.progressIndicator()->fposition(), 3);
+    for (const auto& [fin, brightness] : {std::pair(3, 1.0), {2, 0.9}, {0, 0.7}, {11, 0.6}, {6, 0.12}, {4, 0.12}}) {
+        const double angle = fin * std::numbers::pi / 6;
+        const QPointF middle = QPointF(100, 100) + 68 * QPointF(std::sin(angle), -std::cos(angle));
+        EXPECT_NEAR(inIndicator(middle).lightnessF(), brightness, 0.02) << "fin " << fin;
+    }
+}
+
+TEST_F(ProgressHUDTest, OverTheMainWindowAClearWindowStands) {
     hud_.containerView = nullptr;
     hud_.mainWindowContent = [this] { return container_.get(); };
-    show("二", textMode);
+    show("一", textMode);
     EXPECT_EQ(hud_.parentWidget(), container_.get());
-    ASSERT_NE(clearWindow(), nullptr);
-    EXPECT_EQ(clearWindow()->geometry(), QGuiApplication::screens().front()->geometry());
-    EXPECT_TRUE(clearWindow()->windowFlags().testFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                                                       Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus));
+    const auto windows = QApplication::topLevelWidgets();
+    const auto clear = std::ranges::find(windows, "ProgressHUDWindow", &QWidget::objectName);
+    ASSERT_NE(clear, windows.end());
+    EXPECT_EQ((*clear)->geometry(), QGuiApplication::screens().front()->geometry());
+    EXPECT_TRUE((*clear)->windowFlags().testFlags(Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus));
     hud_.hide(false);
-    EXPECT_EQ(clearWindow(), nullptr);
+    EXPECT_FALSE((*clear)->isVisible());
 }
 
-struct MaskCase {
-    const char* name;
-    ProgressHUDMaskType mask;
-    QColor color; ///< laid over the ground
-    double alpha;
-    bool passes;
-};
-
-class ProgressHUDMaskTest : public HudFixture, public ::testing::WithParamInterface<MaskCase> {};
-
-TEST_P(ProgressHUDMaskTest, CoversTheWindowAndLetsClicksThroughOrNot) {
+TEST_F(ProgressHUDTest, AMaskCoversTheWindowAndLetsClicksThroughOrNot) {
     QPushButton button(container_.get());
     button.setFlat(true);
     button.setGeometry(container_->rect());
     button.show();
     int clicks = 0;
     QObject::connect(&button, &QPushButton::clicked, [&clicks] { ++clicks; });
-    hud_.maskType = GetParam().mask;
-    show("请输入文本", textMode);
-    const QImage before = picture();
-    EXPECT_THAT(before.pixelColor(5, 5), Looks(over(GetParam().color, GetParam().alpha, ground_)));
-    posted_.clear();
-    hud_.maskType = GetParam().passes ? ProgressHUDMaskType::black() : ProgressHUDMaskType::none();
-    hud_.opacity = 0;
-    EXPECT_EQ(picture(), before) << "another look waits for the next show";
-    int expected = 0;
-    for (const QPoint place : {QPoint(20, 20), hud_.box().center()}) {
-        QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, place);
-        expected += GetParam().passes ? 1 : 0;
-        EXPECT_EQ(clicks, expected);
+    const std::tuple<ProgressHUDMaskType, QColor, int> cases[] = {
+        {ProgressHUDMaskType::none(), ground_, 2},
+        {ProgressHUDMaskType::clear(), ground_, 0},
+        {ProgressHUDMaskType::black(), over(Qt::black, 0.6, ground_), 0},
+        {ProgressHUDMaskType::custom(QColor(255, 0, 0, 51)), over(Qt::red, 0.2, ground_), 0}};
+    for (const auto& [mask, ground, passed] : cases) {
+        hud_.dismissible = false;
+        hud_.maskType = mask;
+        show("请输入文本", textMode);
+        hud_.maskType = ProgressHUDMaskType::black(); // another look waits for the next show
+        EXPECT_THAT(picture().pixelColor(5, 5), Looks(ground));
+        clicks = 0;
+        posted_.clear();
+        click({20, 20});
+        click(hud_.box().center());
+        EXPECT_EQ(clicks, passed);
+        EXPECT_THAT(posted_, ElementsAre("didReceiveMouseDownEvent", "didReceiveMouseDownEvent"));
+        EXPECT_TRUE(testing::holdsFor([this] { return hud_.alpha() == 1; }, 20)) << "a click alone does not hide it";
+        hud_.dismissible = true;
+        click({20, 20});
+        EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
     }
-    EXPECT_THAT(posted_, ElementsAre("didReceiveMouseDownEvent", "didReceiveMouseDownEvent"));
-    EXPECT_TRUE(testing::holdsFor([this] { return isShown(); }, 20)) << "a click alone does not hide it";
-
-    hud_.dismissible = true;
-    QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, {20, 20});
-    EXPECT_TRUE(hud_.isVisible()) << "later, on the main queue, and with a fade";
-    EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
-    posted_.clear();
-    QTest::mouseClick(container_->windowHandle(), Qt::LeftButton, {}, {20, 20});
-    EXPECT_THAT(posted_, IsEmpty()) << "a hidden overlay hears no clicks";
 }
 
-INSTANTIATE_TEST_SUITE_P(Masks, ProgressHUDMaskTest,
-                         ::testing::Values(MaskCase{"none", ProgressHUDMaskType::none(), Qt::black, 0, true},
-                                           MaskCase{"clear", ProgressHUDMaskType::clear(), Qt::black, 0, false},
-                                           MaskCase{"black", ProgressHUDMaskType::black(), Qt::black, 0.6, false},
-                                           MaskCase{"custom", ProgressHUDMaskType::custom(QColor(255, 0, 0, 51)),
-                                                    Qt::red, 0.2, false}),
-                         [](const auto& mask) { return std::string(mask.param.name); });
-
-TEST_F(ProgressHUDTest, HundredsOfShowsLeaveNoWidgetBehind) {
-    show("一", ProgressHUDMode::indeterminate); // the first makes the spinner that stays
-    hud_.hide(false);
-    const auto before = QApplication::allWidgets().size();
-    const ProgressHUDMode::Kind kinds[] = {
-        ProgressHUDMode::indeterminate, ProgressHUDMode::determinate, textMode,
-        ProgressHUDMode::info,          ProgressHUDMode::success,     ProgressHUDMode::error};
-    for (int i = 0; i < 300; ++i) {
-        for (const auto kind : kinds)
-            hud_.show(QString::number(i), kind);
-        const QPointer<QWidget> view = new QLabel("★");
-        hud_.show({}, ProgressHUDMode::custom(view));
-        hud_.hide(false);
-        EXPECT_TRUE(view.isNull());
+TEST_F(ProgressHUDTest, TheBoxHoldsItsContentAndStandsWhereAskedFor) {
+    container_->resize(300, 400);
+    const QString url = "https://example.com/a/b/c/d/";
+    const std::pair<ProgressHUDMode::Kind, QString> cases[] = {
+        {textMode, "一行\n又一行"}, {ProgressHUDMode::success, url.repeated(3)}, {ProgressHUDMode::error, {}}};
+    for (const auto& [kind, text] : cases) {
+        for (const auto& [position, middle] : {std::pair(ProgressHUDPosition::top, 120),
+                                               {ProgressHUDPosition::center, 200},
+                                               {ProgressHUDPosition::bottom, 280}}) {
+            hud_.position = position;
+            show(text, kind);
+            const QRect box = hud_.box();
+            const QRect label = text.isEmpty() ? QRect() : hud_.statusLabel()->geometry();
+            EXPECT_NEAR(QRectF(box).center().x(), 150, 0.5);
+            EXPECT_NEAR(QRectF(box).center().y(), middle, 0.5);
+            EXPECT_EQ(extent(picture(), [this](const QColor& c) { return c != ground_; }), box);
+            const QRect indicator = hud_.indicator() ? hud_.indicator()->geometry() : QRect();
+            const int padding = text.isEmpty() ? 2 : 0;
+            EXPECT_EQ(label | indicator, box.adjusted(18, 18 + padding, -18, -18 - padding)) << text.toStdString();
+            EXPECT_TRUE(label.isNull() || indicator.isNull() || label.top() - indicator.bottom() == 9);
+            EXPECT_LE(label.width(), 300 - 4 * 18);
+            const QRect ink = extent(picture().copy(label), [](const QColor& c) { return c.lightness() > 150; });
+            EXPECT_TRUE(label.isNull() || (ink.left() > 0 && ink.right() < label.width() - 1)) << "nothing is cut off";
+        }
     }
-    EXPECT_EQ(QApplication::allWidgets().size(), before);
+    hud_.margin = 30;
+    hud_.padding = 10;
+    hud_.spinnerSize = 90;
+    hud_.cornerRadius = 30;
+    show({}, ProgressHUDMode::indeterminate);
+    EXPECT_EQ(hud_.box().size(), QSize(150, 160));
+    EXPECT_THAT(picture().pixelColor(hud_.box().topLeft() + QPoint(6, 6)), Looks(ground_)) << "a round corner";
+}
+
+TEST_F(ProgressHUDTest, ColoursAndIconsAreThoseAskedFor) {
+    using Mode = ProgressHUDMode;
+    const std::tuple<Mode::Kind, ProgressHUDStyle, QColor, QColor, std::vector<QPoint>, QPoint> looks[] = {
+        {Mode::success,
+         ProgressHUDStyle::dark(),
+         QColor(242, 242, 242),
+         Qt::black,
+         {{19, 48}, {5, 32}, {54, 13}},
+         {30, 10}},
+        {Mode::error, ProgressHUDStyle::light(), Qt::black, Qt::white, {{9, 9}, {51, 51}, {51, 9}, {9, 51}}, {30, 15}},
+        {Mode::info,
+         ProgressHUDStyle::custom(Qt::red, Qt::blue),
+         Qt::red,
+         Qt::blue,
+         {{30, 1}, {30, 44}, {30, 16}},
+         {20, 30}}};
+    hud_.opacity = 0.8;
+    for (const auto& [kind, style, foreground, ground, drawn, clear] : looks) {
+        hud_.style = style;
+        show(solid.repeated(4), kind);
+        EXPECT_THAT(inIndicator(clear), Looks(over(ground, 0.8, ground_)));
+        EXPECT_THAT(picture().pixelColor(hud_.statusLabel()->geometry().center()), Looks(foreground));
+        for (const QPoint place : drawn)
+            EXPECT_NE(inIndicator(place), inIndicator(clear)) << kind << " at " << place.x() << ' ' << place.y();
+        hud_.hide(false);
+    }
+    const QPointer<QWidget> view = new QLabel(solid);
+    view->resize(120, 40);
+    show("一", Mode::custom(view));
+    hud_.show("二", Mode::custom(view));
+    EXPECT_EQ(hud_.indicator(), view) << "a view of the caller's, shown again, stays";
+    EXPECT_EQ(hud_.box().width(), 120 + 36);
+    hud_.show("三", textMode);
+    EXPECT_TRUE(view.isNull());
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "Http/Certificates.h"
 #include "Http/PrivateFiles.h"
-#include "Http/Tls.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,4 @@
-#include "Program/Languages.h"
 #include "Program/OtherRoutes.h"
-#include "service/Http/RunningServer.h"
 #include "support/RunningService.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +26,7 @@ TEST(OtherRoutes, LanguagesAreThoseOffered) {
     const Reply targets = server.client().get("/api/v1/language/list?source=2");
     EXPECT_EQ(names(targets), (std::vector<std::string>{"西班牙语（西班牙）", "英语（美国）", "中文（简体）"}));
     EXPECT_EQ(targets.data().at(0).at("translation_key"), "es");
-    EXPECT_EQ(server.client().get("/api/v1/language/list").status, 400U);
+    EXPECT_EQ(server.client().get("/api/v1/language/list").status, 400);
 }
 
 TEST(OtherRoutes, SpeechTokensComeWithTheHostThatWasAsked) {
@@ -36,10 +34,9 @@ TEST(OtherRoutes, SpeechTokensComeWithTheHostThatWasAsked) {
     addSpeechTokenRoute(router, [] { return std::string("speech-token"); }, {});
     const RunningServer server(std::move(router));
     const Reply reply = server.client().get("/api/v1/microsoft/get_token");
-    EXPECT_EQ(reply.data(), nlohmann::json({{"token", "speech-token"}, {"area", "wss://127.0.0.1:1234"}}));
-    const auto odd =
-        server.client().connect("GET /api/v1/microsoft/get_token HTTP/1.1\r\nHost: a/b?c\r\nConnection: close\r\n\r\n");
-    EXPECT_EQ(parseReply(odd->receiveAll()).status, 400U);
+    EXPECT_EQ(reply.data(), nlohmann::json({{"token", "speech-token"},
+                                            {"area", "wss://127.0.0.1:" + std::to_string(server.port())}}));
+    EXPECT_EQ(server.client().send("GET", "/api/v1/microsoft/get_token", {}, {}, {{"Host", "a/b?c"}}).status, 400);
 }
 
 TEST(OtherRoutes, TheWholeServiceAnswersEveryKnownPath) {
@@ -52,17 +49,11 @@ TEST(OtherRoutes, TheWholeServiceAnswersEveryKnownPath) {
     EXPECT_TRUE(version.at("build").is_number_integer() && version.at("is_force") == 0);
 
     for (const char* path : {"/language/list?source=1", "/language/list?source=2"}) {
-        EXPECT_EQ(client.get(std::string("/api/v1") + path).status, 401U) << path;
+        EXPECT_EQ(client.get(std::string("/api/v1") + path).status, 401) << path;
         EXPECT_TRUE(client.get(std::string("/api/v1") + path, token).data().is_array()) << path;
     }
-    for (const std::string target :
-         {"POST /user/send_sms_code", "POST /user/login", "GET /country/list", "GET /operation/contact",
-          "PUT /user/change_user_type/2", "POST /user/logoff", "GET /ai/token", "POST /user/bind_resume/file-1"}) {
-        const auto blank = target.find(' ');
-        const std::string path = "/api/v1" + target.substr(blank + 1);
-        const Reply reply = client.send(target.substr(0, blank), path, {}, token);
-        EXPECT_EQ(reply.status, 200U) << path;
-        EXPECT_NE(reply.code(), 0) << path;
-        EXPECT_FALSE(reply.message().empty()) << path;
+    for (const char* path : {"/user/change_user_type/2", "/user/logoff", "/user/bind_resume/file-1"}) {
+        const Reply reply = client.send(path[6] == 'c' ? "PUT" : "POST", std::string("/api/v1") + path, {}, token);
+        EXPECT_TRUE(reply.status == 200 && reply.code() == 501 && !reply.message().empty()) << path;
     }
 }

@@ -16,12 +16,12 @@ namespace websocket = boost::beast::websocket;
 class GatewayClient {
 public:
     /// The `target` holds path and query; the token goes into the header unless it is empty.
-    GatewayClient(std::uint16_t port, const std::string& authority, const std::string& target, const std::string& token)
+    GatewayClient(std::uint16_t port, const std::filesystem::path& authority, const std::string& target,
+                  const std::string& token)
         : connection_(port, authority, "127.0.0.1", std::chrono::minutes(1)) {
         socket_.set_option(websocket::stream_base::decorator([token](websocket::request_type& request) {
             if (!token.empty())
                 request.set(boost::beast::http::field::authorization, "Bearer " + token);
-            request.set("X-ConnectionId", wire::guidWithoutDashes());
         }));
         connection_.run([&](const Connection::Done& done) {
             socket_.async_handshake(response_, "127.0.0.1", target, [done](auto error) { done(error, 0); });

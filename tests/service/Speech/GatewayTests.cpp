@@ -1,7 +1,7 @@
 #include "GatewayClient.h"
 #include "ScriptedEngines.h"
 #include "Speech/Gateway.h"
-#include "service/Http/RunningServer.h"
+#include "support/RunningService.h"
 
 #include <cstring>
 #include <gmock/gmock.h>
@@ -55,7 +55,7 @@ public:
 
     GatewayClient client(const std::string& target = plainPath) { return client(target, speech->tokens.issue()); }
     GatewayClient client(const std::string& target, const std::string& token) {
-        return {server.port(), server.authority(), target, token};
+        return {server.port(), server.authorityFile(), target, token};
     }
 
     std::unique_ptr<SpeechService> speech;
@@ -119,21 +119,39 @@ TEST(Gateway, OnlyAValidTokenOpensIt) {
     }
 }
 
-TEST(Gateway, RefusesOneConnectionTooMany) {
-    RunningGateway gateway(scriptedService({.sessions = 1}));
+TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
+    RunningGateway gateway(
+        scriptedService({.sessions = 1, .unsentBytes = 1 << 30, .idle = 5s, .write = 200ms, .closing = 200ms}));
     {
-        auto first = gateway.client();
-        ASSERT_EQ(first.status(), 101U);
+        auto client = gateway.client();
+        ASSERT_EQ(client.status(), 101U);
         EXPECT_EQ(gateway.client().status(), 503U);
     }
+    EXPECT_TRUE(placeIsFree(gateway)) << "after a connection that was cut";
+    {
+        // A bad message and the start of a frame in one piece: the server closes while it reads. Then bad UTF-8.
+        auto client = gateway.client();
+        client.sendRaw(maskedFrame("no headers") + maskedFrame("a\xff\xfe and more").substr(0, 6));
+        EXPECT_FALSE(client.receive());
+        client.sendRaw(maskedFrame("a\xff\xfe and more").substr(6));
+    }
+    EXPECT_TRUE(placeIsFree(gateway)) << "when closing and reading wait for each other";
+    auto unanswering = gateway.client();
+    unanswering.send("no headers");
+    EXPECT_TRUE(placeIsFree(gateway)) << "from a client that answers no close";
+    auto unreading = gateway.client();
+    const std::string context = "Path: speech.context\r\nX-RequestId: 1\r\n\r\n" + plainContext;
+    int sent = 0;
+    while (sent < 200'000 && unreading.send(context))
+        ++sent;
+    EXPECT_LT(sent, 200'000) << "a client that reads nothing is cut";
     EXPECT_TRUE(placeIsFree(gateway));
 }
 
 TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
-    RunningGateway gateway(localService());
+    RunningGateway gateway(scriptedService({.idle = 300ms}));
     const auto closeAfter = [&gateway](const auto& act) {
         auto client = gateway.client("/stt/speech/universal/v2");
-        EXPECT_EQ(client.status(), 101U);
         act(client);
         while (client.receive()) {
         }
@@ -142,45 +160,13 @@ TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
     EXPECT_EQ(closeAfter([](auto& client) {
                   client.send("Path: speech.context\r\n\r\n{\"phraseDetection\":{\"language\":\"zh-CN\"}}");
               }),
-              std::pair(1007U, std::string("locale zh-CN is not offered; offered: en-US, en-GB, en-IN")));
+              std::pair(1007U, std::string("locale zh-CN is not offered; offered: en-US, en-GB")));
     EXPECT_EQ(closeAfter([](auto& client) { client.send("\xff", false); }).first, 1007U);
     EXPECT_EQ(closeAfter([](auto& client) { client.send("a\xff\xfe"); }).first, 1007U);
+    EXPECT_EQ(closeAfter([](auto&) {}), std::pair(1000U, std::string("nothing arrived for too long")));
     // A client that is still sending may find the connection gone before it reads the close.
     EXPECT_THAT(closeAfter([](auto& client) { client.send(std::string(100'000, 'x'), false); }).first,
                 AnyOf(1009U, 1006U));
-}
-
-TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
-    RunningGateway gateway(scriptedService({.sessions = 1, .unsentBytes = 1 << 30, .write = 200ms, .closing = 200ms}));
-    {
-        // A bad message and the start of a frame in one piece: the server closes while it reads. Then bad UTF-8.
-        auto client = gateway.client();
-        client.sendRaw(maskedFrame("no headers") + maskedFrame("a\xff\xfe and more").substr(0, 6));
-        EXPECT_FALSE(client.receive());
-        client.sendRaw(maskedFrame("a\xff\xfe and more").substr(6));
-    }
-    EXPECT_TRUE(placeIsFree(gateway));
-    {
-        auto client = gateway.client();
-        client.send("no headers"); // and never answers the close
-        EXPECT_TRUE(placeIsFree(gateway));
-    }
-    {
-        auto client = gateway.client();
-        const std::string context = "Path: speech.context\r\nX-RequestId: 1\r\n\r\n" + plainContext;
-        int sent = 0;
-        while (sent < 200'000 && client.send(context)) // and never reads an answer
-            ++sent;
-        EXPECT_LT(sent, 200'000);
-        EXPECT_TRUE(placeIsFree(gateway));
-    }
-}
-
-TEST(Gateway, IdleConnectionsEnd) {
-    RunningGateway gateway(scriptedService({.idle = 1s}));
-    auto client = gateway.client();
-    EXPECT_FALSE(client.receive());
-    EXPECT_EQ(client.closed(), std::pair(1000U, std::string("nothing arrived for too long")));
 }
 
 TEST(Gateway, AServerThatStopsEndsItsSessions) {

@@ -10,9 +10,13 @@ namespace {
 
 class DatabaseFile : public ::testing::Test {
 protected:
+    static void execute(Database& database, const char* sql) {
+        database.use([sql](SQLite::Database& connection) { connection.exec(sql); });
+    }
     static void addUser(Database& database) {
-        database.execute("INSERT INTO users (country_code, phone, nick_name, password_hash, created_at, last_login_at) "
-                         "VALUES ('86', '1', '名', 'hash', 1, 2)");
+        execute(database,
+                "INSERT INTO users (country_code, phone, nick_name, password_hash, created_at, last_login_at) "
+                "VALUES ('86', '1', '名', 'hash', 1, 2)");
     }
     std::string problem() const {
         try {
@@ -33,16 +37,25 @@ TEST_F(DatabaseFile, HoldsToItsConstraints) {
     Database database(file);
     addUser(database);
     EXPECT_THROW(addUser(database), StoreError);
-    EXPECT_THROW(database.execute("INSERT INTO sessions VALUES (x'00', 99, 1)"), StoreError) << "no such user";
-    database.execute("INSERT INTO sessions VALUES (x'00', 1, 1); DELETE FROM users");
-    EXPECT_FALSE(database.prepare("SELECT 1 FROM sessions").step()) << "sessions go with their user";
+    EXPECT_THROW(execute(database, "INSERT INTO sessions VALUES (x'00', 99, 1)"), StoreError) << "no such user";
+    execute(database, "INSERT INTO sessions VALUES (x'00', 1, 1); DELETE FROM users");
+    EXPECT_EQ(
+        database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
+        0)
+        << "sessions go with their user";
 }
 
 TEST_F(DatabaseFile, WhatIsNotOursIsRefusedAndLeftAlone) {
-    { Database(file).execute("PRAGMA user_version=99"); }
+    {
+        Database newer(file);
+        execute(newer, "PRAGMA user_version=99");
+    }
     EXPECT_NE(problem().find("newer version"), std::string::npos) << problem();
 
-    { Database(directory.path() / "other.db").execute("PRAGMA application_id=1"); }
+    {
+        Database other(directory.path() / "other.db");
+        execute(other, "PRAGMA application_id=1");
+    }
     std::filesystem::rename(directory.path() / "other.db", file);
     EXPECT_NE(problem().find("another program"), std::string::npos) << problem();
 

@@ -1,6 +1,7 @@
-#include "ProgressHUDLayout.h"
+#include "ProgressHUDLook.h"
 
-#include "WrappedLabel.h"
+#include "Colors.h"
+#include "ElidedLabel.h"
 
 #include <algorithm>
 
@@ -27,6 +28,28 @@ double shift(ProgressHUDPosition position, double height) {
 QRect centered(double x, double top, QSize size) { return {QPoint(qRound(x - size.width() / 2.0), qRound(top)), size}; }
 
 } // namespace
+
+ProgressHUDStyle ProgressHUDStyle::custom(const QColor& foreground, const QColor& backgroud) {
+    return {foreground, backgroud};
+}
+
+ProgressHUDStyle ProgressHUDStyle::light() { return {palette::CSS::black(), palette::CSS::white()}; }
+
+ProgressHUDStyle ProgressHUDStyle::dark() { return {QColor::fromRgbF(0.95F, 0.95F, 0.95F), palette::CSS::black()}; }
+
+ProgressHUDMaskType ProgressHUDMaskType::custom(const QColor& color) { return {color, false}; }
+
+ProgressHUDMaskType ProgressHUDMaskType::none() { return {{}, true}; }
+
+ProgressHUDMaskType ProgressHUDMaskType::clear() { return {{}, false}; }
+
+ProgressHUDMaskType ProgressHUDMaskType::black() { return {QColor::fromRgbF(0, 0, 0, 0.6F), false}; }
+
+ProgressHUDMode ProgressHUDMode::custom(QWidget* view) {
+    ProgressHUDMode mode(ownView);
+    mode.view_ = view;
+    return mode;
+}
 
 ProgressHUDLayout ProgressHUDLayout::of(QSize overlay, const Metrics& metrics, QSize indicator, const QString& text,
                                         const QFont& font) {

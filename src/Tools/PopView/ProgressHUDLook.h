@@ -1,7 +1,11 @@
 #pragma once
 
 #include <QColor>
+#include <QFont>
 #include <QPointer>
+#include <QRect>
+#include <QSize>
+#include <QString>
 #include <QWidget>
 #include <optional>
 
@@ -62,6 +66,23 @@ public:
 private:
     Kind kind_;
     QPointer<QWidget> view_;
+};
+
+/// Where the overlay's box, indicator and text stand, in the overlay's coordinates (points, y downwards).
+struct ProgressHUDLayout {
+    struct Metrics {
+        double margin;
+        double padding;
+        ProgressHUDPosition position;
+    };
+
+    QRect box;
+    QRect indicator; ///< null without one
+    QRect text;      ///< null without text
+
+    /// `overlay` is the overlay's size; `indicator` the size of what stands above the text, empty for nothing.
+    static ProgressHUDLayout of(QSize overlay, const Metrics& metrics, QSize indicator, const QString& text,
+                                const QFont& font);
 };
 
 } // namespace parlowen

@@ -2,53 +2,31 @@
 
 #include "Tools/PopView/Pixels.h"
 
+#include <Tools/PopView/Alert.h>
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Factories.h>
-#include <Tools/PopView/HoverEffect.h>
-#include <Tools/PopView/MYBottomPopView.h>
-#include <Tools/PopView/MYCenterPopView.h>
-#include <Tools/PopView/PaddedTextField.h>
+#include <Tools/PopView/MouseTracker.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/Popover.h>
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QBoxLayout>
 #include <QDir>
 #include <QIcon>
 #include <QLabel>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 #include <support/WaitFor.h>
 
 namespace parlowen::screenshots {
 namespace {
 
 using testing::waitFor;
-
-QWidget* makeCard(QSize size) {
-    auto* card = new QWidget;
-    card->setObjectName("card");
-    card->resize(size);
-    card->setAttribute(Qt::WA_StyledBackground);
-    card->setStyleSheet("#card { background: white; border-radius: 10px; }");
-    auto* layout = new QVBoxLayout(card);
-    layout->setContentsMargins(20, 20, 20, 20);
-    QLabel* title = makeLabel(hexColor(theme::darkText), true, 15, card);
-    title->setText("发现新版本");
-    title->setAlignment(Qt::AlignCenter);
-    QLabel* notes = makeLabel(hexColor(theme::midGrey), false, 14, card);
-    notes->setText("1. 更快的字幕\n2. 更稳的回答");
-    auto* sure = makeCardButton("确定", Qt::white, hexColor(theme::accent), card);
-    auto* cancel = makeCardButton("取消", hexColor(theme::darkText), hexColor(theme::secondary), card);
-    auto* buttons = new QHBoxLayout;
-    for (QPushButton* button : {cancel, sure}) {
-        button->setFixedHeight(36);
-        buttons->addWidget(button);
-    }
-    layout->addWidget(title);
-    layout->addWidget(notes, 1);
-    layout->addLayout(buttons);
-    return card;
-}
 
 class PartPictures : public ::testing::Test {
 protected:
@@ -63,14 +41,58 @@ protected:
 
 TEST_F(PartPictures, PopUps) {
     Sheet::shared().section("Pop-ups");
-    QPointer<PopView> pop = MYCenterPopView::show(makeCard({260, 260}), &page_);
+    auto* tip = new CommonTipView(&page_);
+    QPointer<PopView> pop = MYCenterPopView::show(tip, &page_);
+    QTest::keyClick(tip, Qt::Key_Tab);
     ASSERT_TRUE(waitFor([&] { return pop->contentAlpha() == 1; }));
-    Sheet::shared().add("centred", page_);
+    Sheet::shared().add("a tip, centred, with the keyboard on its first button", page_);
     pop->dismiss();
     ASSERT_TRUE(waitFor([&] { return pop.isNull(); }));
-    pop = MYBottomPopView::show(makeCard({440, 180}), &page_);
+    tip->configure("发现新版本", "1. 更快的字幕\n2. 更稳的回答", "取消", "确定");
+    tip->adjustSize();
+    pop = MYBottomPopView::show(tip, &page_);
     ASSERT_TRUE(waitFor([&] { return pop->contentAlpha() == 1; }));
     Sheet::shared().add("at the bottom", page_);
+}
+
+/// On a desktop with dark colours.
+TEST_F(PartPictures, PopoverAndAlert) {
+    Sheet::shared().section("Pop-ups");
+    const QPalette before = QApplication::palette();
+    QApplication::setPalette(QPalette(QColor(45, 45, 48), QColor(32, 32, 34)));
+    QLabel* anchor = makeLabel(hexColor(theme::darkText), false, 14, &page_);
+    anchor->setText("英语（美国）");
+    anchor->setGeometry(20, 20, 120, 30);
+    anchor->show();
+    Popover popover(&page_);
+    auto* content = new QWidget;
+    auto* layout = new QVBoxLayout(content);
+    auto* field = new QLineEdit;
+    field->setPlaceholderText("搜索");
+    auto* list = new QListWidget;
+    list->addItems({"英语（美国）", "英语（英国）", "西班牙语", "日语"});
+    list->setCurrentRow(0);
+    layout->addWidget(field);
+    layout->addWidget(list);
+    content->resize(220, 200);
+    popover.setContentView(content);
+    for (const auto& [caption, edge] :
+         {std::pair("a popover below", Popover::Edge::below), {"a popover at the right", Popover::Edge::right}}) {
+        popover.show(anchor, edge);
+        Sheet::shared().add(caption, popover);
+        popover.close();
+    }
+    for (const auto& [title, style] : {std::pair("无法连接到服务器，请稍后再试", QMessageBox::Warning),
+                                       {"", QMessageBox::Warning},
+                                       {"请求失败：服务器内部错误", QMessageBox::Critical}}) {
+        QTimer::singleShot(0, [] {
+            QWidget* alert = QApplication::activeModalWidget();
+            Sheet::shared().add("an alert", *alert);
+            alert->close();
+        });
+        showAlert(title, "", "logo", style);
+    }
+    QApplication::setPalette(before);
 }
 
 TEST_F(PartPictures, StyledParts) {

@@ -1,0 +1,82 @@
+#include "CommonTipView.h"
+
+#include "Colors.h"
+#include "Factories.h"
+#include "PopView.h"
+#include "SystemFont.h"
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int cardWidth = 320; // at the usual font scale
+constexpr int buttonHeight = 36;
+constexpr double cornerRadius = 16;
+
+} // namespace
+
+CommonTipView::CommonTipView(QWidget* parent)
+    : QWidget(parent)
+    , titleLabel_(makeLabel(palette::CSS::black(), false, 14, this))
+    , contentLabel_(makeLabel(hexColor(theme::midGrey), false, 13, this))
+    , cancelButton_(makeCardButton({}, Qt::black, hexColor(theme::secondary), this))
+    , sureButton_(makeCardButton({}, Qt::white, hexColor(theme::accent), this)) {
+    setPalette(lightPalette(Qt::white));
+    titleLabel_->setAlignment(Qt::AlignCenter);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(20, 18, 20, 18);
+    layout->setSpacing(14);
+    layout->addWidget(titleLabel_);
+    layout->addWidget(contentLabel_, 1);
+    auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(12);
+    for (QPushButton* button : {cancelButton_, sureButton_}) {
+        button->setMinimumHeight(static_cast<int>(buttonHeight * fontScale()));
+        button->setAutoDefault(true); // Enter presses the one that has the keyboard
+        buttons->addWidget(button, 1);
+    }
+    layout->addLayout(buttons);
+    connect(cancelButton_, &QPushButton::clicked, this, &CommonTipView::button1Tap);
+    connect(sureButton_, &QPushButton::clicked, this, &CommonTipView::button2Tap);
+    configure(QStringLiteral("更新提示"),
+              QStringLiteral("请更新到最新版本体验更多功能，点击下方按钮可更新，无需可忽略。"), QStringLiteral("忽略"),
+              QStringLiteral("去更新"));
+}
+
+void CommonTipView::configure(const QString& title, const QString& content, const QString& cancelTitle,
+                              const QString& sureTitle) {
+    titleLabel_->setText(title);
+    contentLabel_->setText(content);
+    cancelButton_->setText(cancelTitle);
+    sureButton_->setText(sureTitle);
+    setAccessibleName(title);
+    setAccessibleDescription(content);
+}
+
+void CommonTipView::button1Tap() { closeCurrentPopView(); }
+
+void CommonTipView::button2Tap() {
+    closeCurrentPopView();
+    if (sureBlock)
+        sureBlock();
+}
+
+QSize CommonTipView::sizeHint() const {
+    const int wide = static_cast<int>(cardWidth * fontScale());
+    return {wide, layout()->totalHeightForWidth(wide)};
+}
+
+void CommonTipView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
+}
+
+} // namespace parlowen

@@ -1,0 +1,29 @@
+#include "Windows.h"
+
+#include <QApplication>
+#include <QMainWindow>
+#include <QPointer>
+#include <vector>
+
+namespace parlowen {
+
+QWidget* keyWindowContent() {
+    QWidget* window = QApplication::activeWindow();
+    const auto* framed = qobject_cast<const QMainWindow*>(window);
+    return framed != nullptr && framed->centralWidget() != nullptr ? framed->centralWidget() : window;
+}
+
+void closeOtherWindows(const QWidget* keep) {
+    // A window that closes may take others along.
+    std::vector<QPointer<QWidget>> open;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window != keep && window->isVisible())
+            open.emplace_back(window);
+    }
+    for (const QPointer<QWidget>& window : open) {
+        if (window)
+            window->close();
+    }
+}
+
+} // namespace parlowen

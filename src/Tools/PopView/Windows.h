@@ -1,0 +1,15 @@
+#pragma once
+
+class QWidget;
+
+/// The application's windows. Main thread only.
+namespace parlowen {
+
+/// The content of the window that has the keyboard: what cards are shown over. Null while none of the application's
+/// windows has it.
+QWidget* keyWindowContent();
+
+/// Closes every other window of the application, open dialogs and lists included.
+void closeOtherWindows(const QWidget* keep);
+
+} // namespace parlowen
