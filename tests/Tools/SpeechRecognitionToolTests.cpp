@@ -146,7 +146,7 @@ TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
     tool->noteGap(7);
     input->deliverTone(5);
     ASSERT_TRUE(waitFor([&] { return called() == QStringList{"missed|7"}; })) << "behind the sound before it";
-    EXPECT_EQ(seen.turns[0].audio.size(), 55 * 1364 / 3200 * 3200);
+    EXPECT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 55 * 1364 / 3200 * 3200; }));
     for (const auto& [frames, rate, converted] : {std::tuple{2048U, 48'000.0, 682U}, {2048, 16'000, 2048}, {9, 0, 0}})
         EXPECT_EQ(SpeechRecognitionTool::convertedFrames(frames, rate), converted);
 }

@@ -6,6 +6,7 @@
 #include "SystemFont.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QPainter>
 #include <QPointer>
 #include <QPushButton>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int iconSize = 56;
 constexpr int signSize = 26;
+constexpr int labelWidth = 220;
 
 QPixmap alertIcon(const QString& name, QMessageBox::Icon style) {
     const QIcon caution = QApplication::style()->standardIcon(QStyle::SP_MessageBoxWarning);
@@ -43,6 +45,8 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     alert->setIconPixmap(alertIcon(icon, style));
     alert->setText(title);
     alert->setInformativeText(text);
+    if (auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label")))
+        label->setMinimumWidth(labelWidth); // without a text there would be none
     QPushButton* sure = alert->addButton(QStringLiteral("确定"), QMessageBox::AcceptRole);
     sure->setStyleSheet(styleSheets::button(hexColor(theme::darkText), hexColor(theme::accent), 8));
     sure->setMinimumSize(88, 32);

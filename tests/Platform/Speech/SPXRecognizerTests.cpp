@@ -95,12 +95,11 @@ TEST_F(SPXRecognizerTest, OpensSendsAndEndsInOrder) {
 }
 
 TEST_F(SPXRecognizerTest, WhatFollowsTheFirstFiveSecondsIsHeldBack) {
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     recognition.start(160'000 + 19'200);
-    ASSERT_TRUE(hasAudio(0, 0, 160'000));
-    QElapsedTimer sinceThen;
-    sinceThen.start();
     ASSERT_TRUE(hasAudio(0, 0, 179'200));
-    EXPECT_GE(sinceThen.elapsed(), 100) << "0.6 s at twice real time, some of it on its way already";
+    EXPECT_GE(sinceStart.elapsed(), 200) << "0.6 s at twice real time, 0.2 s of it at once";
 }
 
 /// Close codes, and below 1000 statuses of the upgrade.
@@ -167,7 +166,7 @@ TEST_F(SPXRecognizerTest, TellsAGapBehindTheSentencesBeforeItAndElseAtOnce) {
     ASSERT_TRUE(waitForFinals(1)) << "with no sentence in progress it need not wait for one";
     EXPECT_EQ(recognition.heard.finals().last(), "(7 s missing)");
 
-    Recognition watchful(server.area(), 2s); // asks for a sign of life every half second
+    Recognition watchful(server.area(), 3s); // asks for a sign of life four times as often
     watchful.start(3200);
     ASSERT_TRUE(hasAudio(1, 0, 3200));
     SpeechSessionSeen& session = *server.sessions[1];
@@ -175,7 +174,7 @@ TEST_F(SPXRecognizerTest, TellsAGapBehindTheSentencesBeforeItAndElseAtOnce) {
     ASSERT_TRUE(waitFor([&] { return watchful.heard.partials() == 1; }));
     watchful.stream->noteGap(20);
     watchful.stream->write(std::string(32'000, 'a'));
-    EXPECT_TRUE(holdsFor([&] { return watchful.heard.finals().isEmpty() && !session.isClosed(); }, 2200))
+    EXPECT_TRUE(holdsFor([&] { return watchful.heard.finals().isEmpty() && !session.isClosed(); }, 3200))
         << "in mid-sentence, and a quiet service that answers is not lost";
     session.send("speech.phrase", helloPhrase);
     ASSERT_TRUE(waitFor([&] { return watchful.heard.finals().size() == 2; }));

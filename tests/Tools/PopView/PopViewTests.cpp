@@ -204,18 +204,23 @@ TEST_F(PopViewTest, APopoverFlipsAtTheEdgeAndClosesOnAClickBesideItAndOnEscape) 
 }
 
 TEST_F(PopViewTest, AnAlertWaitsForItsOneButtonEvenWithoutText) {
+    const QPalette before = QApplication::palette();
+    QApplication::setPalette(QPalette(QColor(40, 40, 40), QColor(30, 30, 30)));
     for (const bool hasIcon : {false, true}) {
         QString shown;
         QTimer::singleShot(0, [&shown] {
             auto* alert = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
             shown = QString::number(alert->buttons().size()) + alert->buttons().front()->text();
             EXPECT_FALSE(alert->iconPixmap().isNull());
+            const QPalette colors = alert->findChild<QLabel*>("qt_msgbox_label")->palette();
+            EXPECT_LT(colors.color(QPalette::WindowText).lightness(), 100) << "on a dark desktop too";
             QTest::mouseClick(alert->buttons().front(), Qt::LeftButton);
         });
         showAlert(hasIcon ? "无法连接到服务器，请稍后再试" : "", "", hasIcon ? "logo" : "");
         EXPECT_EQ(shown.toStdString(), "1确定");
         EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
     }
+    QApplication::setPalette(before);
 }
 
 TEST_F(PopViewTest, AllWindowsButOneAreClosedAnOpenAlertToo) {
