@@ -239,7 +239,7 @@ int main(int argc, char** argv) {
     const LocalTrust trust = LocalService::trustFor(QStringLiteral("127.0.0.1"), data.path());
     Composition composition(settings.settings());
     composition.use({ApiBase::builtIn(), trust});
-    composition.setHooks({[](const QString& text) { qWarning("%s", qPrintable(text)); }, {}});
+    composition.setHooks({[](const QString& text) { qWarning("%s", qPrintable(text)); }, {}, {}});
     SessionSignIn signIn(composition.http(), settings.settings(), trust);
     bool signedIn = false;
     signIn.run([&signedIn](const Result<void>& result) { signedIn = result.has_value(); });

@@ -14,9 +14,9 @@
 
 namespace parlowen {
 
-/// Finds the backend, once for the whole program and all its sessions: the one that was given (on the command line, else
-/// in the environment), else the one that the settings remember, else the one of the build. Where that last one is on
-/// this machine, the local service is started and watched for as long as this object lives. Main thread only.
+/// Finds the backend, once for the whole program and all its sessions: the one that was given (on the command line,
+/// else in the environment), else the one that the settings remember, else the one of the build. Where that last one is
+/// on this machine, the local service is started and watched for as long as this object lives. Main thread only.
 class Backend : public QObject {
     Q_OBJECT
 
@@ -38,8 +38,8 @@ public:
     /// Whether it is the local service, which this object starts.
     bool isLocalService() const;
 
-    /// Finds it, unless it is found already; a local service that could not be started is tried again. `found` is called
-    /// later and once, unless the context is gone by then.
+    /// Finds it, unless it is found already; a local service that could not be started is tried again. `found` is
+    /// called later and once, unless the context is gone by then.
     void find(QObject* context, Found found);
 
 Q_SIGNALS:

@@ -5,6 +5,7 @@
 #include <Network/ApiBase.h>
 #include <Speech/SpeechEndpoint.h>
 #include <Tools/MicroManagement.h>
+#include <Tools/PopView/Alert.h>
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/TimerManager.h>
 
@@ -35,7 +36,23 @@ MicroManagement::Hooks microphoneHooks() {
     return result;
 }
 
+QMessageBox::Icon iconOf(AlertStyle style) {
+    switch (style) {
+    case AlertStyle::informational:
+        return QMessageBox::Information;
+    case AlertStyle::critical:
+        return QMessageBox::Critical;
+    case AlertStyle::warning:
+        break;
+    }
+    return QMessageBox::Warning;
+}
+
 } // namespace
+
+void Composition::showModally(const Alert& alert) {
+    showAlert(alert.title, alert.text, alert.icon, iconOf(alert.style));
+}
 
 Composition::Composition(Settings& settings, const QString& givenBackend)
     : settings_(settings)
@@ -48,16 +65,15 @@ Composition::Composition(Settings& settings, const QString& givenBackend)
 HttpDatas::Hooks Composition::requestHooks() {
     HttpDatas::Hooks result;
     // What is asked for again and again fails in the same words each time.
-    result.showAlert = [this, last = QString(), since = QElapsedTimer()](const Alert& alert) mutable {
-        if (alert.title.isEmpty())
-            return;
-        if (hooks_.problem)
+    result.showAlert = [this, last = Alert(), since = QElapsedTimer()](const Alert& alert) mutable {
+        if (hooks_.problem && !alert.title.isEmpty())
             hooks_.problem(alert.title);
-        if (alert.title == last && !since.hasExpired(repeatMilliseconds))
+        if (alert == last && since.isValid() && !since.hasExpired(repeatMilliseconds))
             return;
-        last = alert.title;
+        last = alert;
         since.start();
-        showError(alert.title);
+        if (hooks_.alert)
+            hooks_.alert(alert);
     };
     result.forcedSignOut = [this] {
         if (hooks_.forcedSignOut)

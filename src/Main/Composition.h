@@ -22,7 +22,8 @@ namespace parlowen {
 class Composition {
 public:
     struct Hooks {
-        std::function<void(const QString&)> problem; ///< what an alert would tell the user
+        std::function<void(const QString&)> problem; ///< what an alert tells the user, each time
+        std::function<void(const Alert&)> alert;     ///< shows an alert; the same one at most once a minute
         std::function<void()> forcedSignOut;         ///< the backend took the sign-in back
     };
 
@@ -31,6 +32,9 @@ public:
 
     /// The hooks of whoever is in front at the moment, a session or the windows.
     void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+
+    /// The alert of the windows: modal, over the key window, until its button is pressed.
+    static void showModally(const Alert& alert);
 
     Backend& backend() { return backend_; }
     /// Finds the backend and has every layer use it before `found` is called, later and once, unless the context is

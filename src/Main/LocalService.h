@@ -14,8 +14,8 @@ namespace parlowen {
 
 /// The backend that comes with the application: `parlowen-service` on the loopback interface, started when no other
 /// backend is named, started again in the same place for as long as it dies there, and ended with the application, also
-/// when that is killed (the service watches its standard input). Where this user's service runs already, because another
-/// program started it, that one is used, and one of our own is started in its place as soon as it has gone.
+/// when that is killed (the service watches its standard input). Where this user's service runs already, because
+/// another program started it, that one is used, and one of our own is started in its place as soon as it has gone.
 /// Main thread only.
 class LocalService : public QObject {
 public:

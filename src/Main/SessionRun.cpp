@@ -98,6 +98,8 @@ void SessionRun::connectBackend() {
 void SessionRun::signIn(const LocalTrust& trust) {
     Composition::Hooks hooks;
     hooks.problem = [this](const QString& text) { requestFailed(text); };
+    if (!line_.headless)
+        hooks.alert = Composition::showModally;
     hooks.forcedSignOut = [this] {
         if (!signIn_->tokenRefused())
             requestFailed(signedOut.here());

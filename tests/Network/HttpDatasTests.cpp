@@ -45,13 +45,22 @@ protected:
     }
 
     std::vector<Alert> alerts_;
+    bool isTime_ = true;
     int signOuts_ = 0;
     std::vector<Outcome> outcomes_;
     HttpDatas::Completion completion_ = [this](FResponseStatus status, const auto& json, const auto& message) {
         EXPECT_TRUE(isMainThread());
         outcomes_.push_back({status, json, message});
+        isTime_ = false;
+        QTimer::singleShot(200, Qt::PreciseTimer, &http_, [this] { isTime_ = true; });
     };
-    HttpDatas http_{settings_, {}, {[this](const Alert& alert) { alerts_.push_back(alert); }, [this] { ++signOuts_; }}};
+    HttpDatas http_{settings_,
+                    {},
+                    {[this](const Alert& alert) {
+                         EXPECT_TRUE(isTime_) << "it comes a quarter of a second later";
+                         alerts_.push_back(alert);
+                     },
+                     [this] { ++signOuts_; }}};
 };
 
 TEST_F(HttpDatasTest, RequestsCarryTheirHeadersAndParametersInTheQueryOrTheBody) {
