@@ -9,7 +9,7 @@
 #include <PulseAudio/PulseClient.h>
 #include <Speech/SPXPushAudioInputStream.h>
 #include <Tools/SpeechRecognitionTool.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/PrivateAudioServer.h>
 #include <support/ServerSound.h>
 
 #include <QCoreApplication>
@@ -75,7 +75,7 @@ private:
             SpeechRecognitionTool::convertedFrames(buffer->frameLength(), buffer->format().sampleRate());
         const std::shared_ptr<AVAudioPCMBuffer> output = AVAudioPCMBuffer::make(to_, frames);
         output->setFrameLength(frames);
-        if (!converter_->convert(*output, [&buffer] { return buffer; }))
+        if (converter_->convert(*output, [&buffer] { return buffer; }))
             stream_.write(std::string(reinterpret_cast<const char*>(output->int16ChannelData(0)),
                                       output->frameLength() * sizeof(std::int16_t)));
         read();
@@ -133,7 +133,7 @@ std::optional<Load> measure() {
     engine.inputNode().installTap(0, framesAsked, *format, [&pipeline](std::shared_ptr<AVAudioPCMBuffer> buffer) {
         pipeline->take(std::move(buffer));
     });
-    if (engine.start() || !pipeline->waitForChunks(settling))
+    if (!engine.start() || !pipeline->waitForChunks(settling))
         return std::nullopt;
     const Span busy;
     const bool came = pipeline->waitForChunks(settling + chunks);

@@ -4,8 +4,7 @@
 
 #include <AVFoundation/CaptureSource.h>
 #include <PulseAudio/PulseClient.h>
-#include <support/PrivatePipeWire.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/PrivateAudioServer.h>
 
 #include <QCoreApplication>
 #include <condition_variable>
@@ -57,10 +56,10 @@ bool measure(const char* what, parlowen::testing::PrivateAudioServer& server) {
     client->route()->choose({SessionRoute::What::Output});
     const std::unique_ptr<CaptureSource> source = inputCapture()();
     const std::optional<AVAudioFormat> format = source->format();
-    const std::optional<QString> problem =
+    const Result<void> started =
         source->start(framesAsked, [&times](const std::shared_ptr<AVAudioPCMBuffer>&) { times.note(); });
-    if (problem || !format) {
-        std::printf("MISS %s: %s\n", what, qPrintable(problem.value_or(QStringLiteral("it came up late"))));
+    if (!started || !format) {
+        std::printf("MISS %s: %s\n", what, started ? "it came up late" : qPrintable(started.error()));
         return false;
     }
     const std::vector<double> spacings = times.spacings();

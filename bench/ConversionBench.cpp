@@ -47,7 +47,7 @@ double tone(std::size_t frame) {
 Buffer convert(AVAudioConverter& converter, const Buffer& input) {
     Buffer output = AVAudioPCMBuffer::make(speech, outFrames);
     output->setFrameLength(outFrames);
-    if (converter.convert(*output, [&input] { return input; })) {
+    if (!converter.convert(*output, [&input] { return input; })) {
         std::puts("MISS a conversion failed");
         std::exit(1);
     }

@@ -5,7 +5,7 @@
 #include <CoreAudio/AudioPropertyData.h>
 #include <CoreAudio/PulseAudioServer.h>
 #include <PulseAudio/PulseClient.h>
-#include <support/PrivatePulseAudio.h>
+#include <support/PrivateAudioServer.h>
 
 #include <QCoreApplication>
 #include <cstdlib>

@@ -100,7 +100,7 @@ public:
     std::optional<AVAudioFormat> format() override {
         return AVAudioFormat::make(AVAudioCommonFormat::Float32, 48'000, 2, true);
     }
-    std::optional<QString> start(std::uint32_t, Sink) override { return std::nullopt; }
+    Result<void> start(std::uint32_t, Sink) override { return {}; }
     void stop() override {}
 };
 

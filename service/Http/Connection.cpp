@@ -130,8 +130,8 @@ private:
             if (refusal)
                 co_return refusal;
         }
-        const auto length = parser.content_length();
-        co_return length&&* length > rules.bodyBytes ? std::optional(tooLarge()) : std::nullopt;
+        const bool fits = parser.content_length().value_or(0) <= rules.bodyBytes;
+        co_return fits ? std::nullopt : std::optional(tooLarge());
     }
 
     asio::awaitable<bool> dispatch(const HttpRequest& request, const Router::Route& route) {

@@ -10,7 +10,10 @@ namespace parlowen {
 
 QString Rehearsal::soundName() const { return line().file; }
 
-std::optional<QString> Rehearsal::soundProblem() const { return FileCapture::problemWith(line().file); }
+std::optional<QString> Rehearsal::soundProblem() const {
+    const Result<void> playable = FileCapture::check(line().file);
+    return playable ? std::nullopt : std::optional(playable.error());
+}
 
 CaptureSourceFactory Rehearsal::capture() {
     showFile(InputStatus::State::Listening);

@@ -23,11 +23,11 @@ std::optional<AVAudioFormat> WatchedSource::format() {
     return format;
 }
 
-std::optional<QString> WatchedSource::start(std::uint32_t framesPerBuffer, Sink sink) {
-    std::optional<QString> problem = source_->start(framesPerBuffer, std::move(sink));
-    if (problem)
-        fail(*problem);
-    return problem;
+Result<void> WatchedSource::start(std::uint32_t framesPerBuffer, Sink sink) {
+    Result<void> started = source_->start(framesPerBuffer, std::move(sink));
+    if (!started)
+        fail(started.error());
+    return started;
 }
 
 void WatchedSource::fail(const QString& problem) {

@@ -18,7 +18,7 @@ public:
     WatchedSource(std::unique_ptr<CaptureSource> source, Failed failed);
 
     std::optional<AVAudioFormat> format() override;
-    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override;
+    Result<void> start(std::uint32_t framesPerBuffer, Sink sink) override;
     void stop() override { source_->stop(); }
 
 private:

@@ -1,6 +1,5 @@
 #include "AudioCheck.h"
 
-#include "AudioRouteNames.h"
 #include "DeviceSearch.h"
 
 #include <AVFoundation/ChirpProbe.h>
@@ -57,7 +56,7 @@ public:
         , simply_(server)
         , devices_(simply_.deviceList()) {
         std::erase_if(devices_, [](const Device& device) {
-            return device->deviceName() == AudioRouteNames::loopbackDevice() || device->isAggregate();
+            return device->deviceUID() == QString::fromUtf8(loopbackDevice::uid) || device->isAggregate();
         });
     }
 

@@ -5,7 +5,7 @@ namespace parlowen {
 /// What a session asks of the audio devices, as this program sees them. Main thread.
 class AudioRouting {
 public:
-    virtual ~AudioRouting();
+    virtual ~AudioRouting() = default;
 
     /// Lets the session hear what the computer plays.
     virtual void setupSystemAudio() = 0;

@@ -1,6 +1,5 @@
 #include "KXAudioRouter.h"
 
-#include "AudioRouteNames.h"
 #include "DeviceSearch.h"
 
 #include <CoreAudio/AudioHardwareService.h>
@@ -33,7 +32,7 @@ QString statusText(OSStatus status) {
 QVariantMap multiOutputDescription(const QString& aggregateUID, const QString& loopbackUID, const QString& outputUID) {
     const QString uid = QStringLiteral("uid");
     return {
-        {QStringLiteral("name"), AudioRouteNames::multiOutput()},
+        {QStringLiteral("name"), QStringLiteral("tqv Multi-Output")},
         {uid, aggregateUID},
         {QStringLiteral("subdevices"), QVariantList{QVariantMap{{uid, loopbackUID}}, QVariantMap{{uid, outputUID}}}},
         {QStringLiteral("master"), loopbackUID},
@@ -56,8 +55,8 @@ KXAudioRouter::KXAudioRouter(std::shared_ptr<AudioServer> server, Scheduler sche
     : server_(std::move(server))
     , scheduler_(std::move(scheduler))
     , simply_(server_)
-    , blackHoleDeviceName_(AudioRouteNames::loopbackDevice())
-    , aggregateUID_(AudioRouteNames::multiOutputUID())
+    , blackHoleDeviceName_(QString::fromUtf8(loopbackDevice::name))
+    , aggregateUID_(QStringLiteral("tqv-Multi-Output_UID"))
     , currentOutputDevice_(simply_.defaultOutput())
     , blackHoleDevice_(findLoopback())
     , lifetime_(std::make_shared<int>()) {}

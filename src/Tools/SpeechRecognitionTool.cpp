@@ -302,8 +302,8 @@ void SpeechRecognitionTool::startAudioEngine() {
                          tool->conversionQueue_.async(
                              [conversion, buffer = std::move(buffer)] { convertAndPush(buffer, *conversion); });
                      });
-    if (const auto problem = audioEngine_.start())
-        consoleLog("❌ AudioEngine 启动失败: " + *problem);
+    if (const Result<void> started = audioEngine_.start(); !started)
+        consoleLog("❌ AudioEngine 启动失败: " + started.error());
     else
         consoleLog("✅ 🎤AudioEngine 启动成功，监听语音中...");
 }
@@ -321,8 +321,8 @@ void SpeechRecognitionTool::convertAndPush(const std::shared_ptr<AVAudioPCMBuffe
     if (!output)
         return;
     output->setFrameLength(capacity);
-    if (const auto problem = conversion.converter->convert(*output, [&buffer] { return buffer; }))
-        consoleLog("[SpeechRecognitionTool] ❌ 转换错误: " + *problem);
+    if (const Result<void> done = conversion.converter->convert(*output, [&buffer] { return buffer; }); !done)
+        consoleLog("[SpeechRecognitionTool] ❌ 转换错误: " + done.error());
     else if (conversion.stream)
         conversion.stream->write(pcmData(*output));
 }

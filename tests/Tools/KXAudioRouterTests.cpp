@@ -73,7 +73,7 @@ TEST_F(KXAudioRouterTest, WithoutFitDevicesNothingIsChanged) {
     expectRefusal("no default output");
     server->setDefaults("camera", "speakers");
     for (const std::string& uid : {std::string(loopbackDevice::uid), std::string("speakers")}) {
-        server->hideProperty(server->deviceID(uid), fourCC("uid "));
+        server->fail(Call::Read, kAudioHardwareUnknownPropertyError, server->deviceID(uid), fourCC("uid "));
         expectRefusal("no UID");
         server->clearFaults();
     }
@@ -81,13 +81,12 @@ TEST_F(KXAudioRouterTest, WithoutFitDevicesNothingIsChanged) {
     server->stop();
     expectRefusal("no server when the router was made");
     router().switchInput(false);
-    EXPECT_THAT(takeLog(), ElementsAre("❌ BlackHole 设备不可用"));
     router().restoreDevices();
-    EXPECT_THAT(takeLog(), ElementsAre("⚠️ 原始输出设备未记录"));
+    EXPECT_THAT(takeLog(), ElementsAre("❌ BlackHole 设备不可用", "⚠️ 原始输出设备未记录"));
 }
 
 TEST_F(KXAudioRouterTest, AMultiOutputDeviceThatIsThereIsUsedAndOneThatFailsIsLoggedWithItsStatus) {
-    server->failCreatingAggregates(-50);
+    server->fail(Call::CreateAggregate, -50);
     router().setupSystemAudio();
     runDelayed();
     EXPECT_THAT(takeLog(), ElementsAre("✅ 设置 BlackHole 为默认输入", "❌ 创建聚合设备失败，状态码: -50 (0xFFFFFFCE)",
@@ -97,7 +96,7 @@ TEST_F(KXAudioRouterTest, AMultiOutputDeviceThatIsThereIsUsedAndOneThatFailsIsLo
     server->clearFaults();
     router().setupSystemAudio();
     takeLog();
-    server->failDestroyingAggregates(kAudioHardwareBadObjectError);
+    server->fail(Call::DestroyAggregate, kAudioHardwareBadObjectError);
     router().restoreDevices();
     EXPECT_EQ(takeLog().last(), "❌ 聚合设备销毁失败，状态码: 560947818 (0x216F626A)");
     router().setupSystemAudio();

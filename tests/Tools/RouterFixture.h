@@ -1,11 +1,10 @@
 #pragma once
 
-#include <CoreAudio/LoopbackDevice.h>
 #include <Tools/KXAudioRouter.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 #include <support/CapturedSystemLog.h>
-#include <support/SimulatedDevices.h>
+#include <support/SimulatedAudioServer.h>
 
 namespace parlowen::testing {
 

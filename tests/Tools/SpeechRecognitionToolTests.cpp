@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/CapturedLog.h"
+#include "support/FakeCapture.h"
 #include "support/ScriptedSpeechServer.h"
 #include "support/WaitFor.h"
 
@@ -19,51 +20,6 @@ using ::testing::HasSubstr;
 
 constexpr const char* started = "✅ 🎤AudioEngine 启动成功，监听语音中...";
 constexpr const char* stopped = "[SpeechRecognitionTool] 停止识别";
-
-/// An input that delivers what the test hands it.
-struct FakeInput {
-    std::optional<AVAudioFormat> format = AVAudioFormat::make(AVAudioCommonFormat::Float32, 48000, 2, true);
-    std::optional<QString> startError;
-    std::uint32_t framesPerBuffer = 0;
-    int starts = 0;
-    int stops = 0;
-
-    /// Delivers buffers of a loud tone.
-    void deliverTone(int buffers) const {
-        for (int i = 0; i < buffers; ++i) {
-            const auto buffer = AVAudioPCMBuffer::make(*format, 2048);
-            buffer->setFrameLength(2048);
-            for (std::uint32_t sample = 0; sample < 2 * 2048; ++sample)
-                buffer->floatChannelData(0)[sample] = 0.5F * std::sin(0.13F * static_cast<float>(sample / 2));
-            sink(buffer);
-        }
-    }
-
-    CaptureSource::Sink sink;
-};
-
-class FakeCapture : public CaptureSource {
-public:
-    explicit FakeCapture(std::shared_ptr<FakeInput> input)
-        : input_(std::move(input)) {}
-
-    std::optional<AVAudioFormat> format() override { return input_->format; }
-    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override {
-        ++input_->starts;
-        if (input_->startError)
-            return input_->startError;
-        input_->framesPerBuffer = framesPerBuffer;
-        input_->sink = std::move(sink);
-        return std::nullopt;
-    }
-    void stop() override {
-        ++input_->stops;
-        input_->sink = nullptr;
-    }
-
-private:
-    std::shared_ptr<FakeInput> input_;
-};
 
 class SpeechRecognitionToolTest : public ::testing::Test {
 protected:

@@ -21,8 +21,4 @@ private:
     QProcess player_;
 };
 
-/// Records a source until sound arrives, and returns how loud that is: the root mean square of its first fifth of a
-/// second that is sound throughout (a full-scale sine has 0.707). 0 when none arrives within the bound.
-double recordedLevel(const QString& server, const QString& source, int milliseconds = 10'000);
-
 } // namespace parlowen::testing

@@ -1,55 +1,36 @@
 #pragma once
 
-#include "EitherAudioServer.h"
-
+#include <QStringList>
 #include <functional>
-#include <utility>
+#include <memory>
+
+#include "WaitFor.h"
 
 namespace parlowen::testing {
 
-/// Waits for an audio server by listening to its changes, rather than by asking it again and again.
+/// Runs pactl on the server that PULSE_SERVER names and returns what it prints. A test fails when pactl does,
+/// unless it may.
+QString control(const QStringList& arguments, bool mayFail = false);
+
+/// Waits for the audio server that PULSE_SERVER names by listening to its changes, rather than by asking it again and
+/// again.
 class ServerWatch {
 public:
-    ServerWatch() { endWithParent(process_); }
-    ~ServerWatch() {
-        process_.kill();
-        process_.waitForFinished();
-    }
+    /// Listens from here on.
+    ServerWatch();
+    ~ServerWatch();
     ServerWatch(const ServerWatch&) = delete;
     ServerWatch& operator=(const ServerWatch&) = delete;
 
     /// Whether the condition holds within the bound. It is looked at first, and after changes of devices, streams,
-    /// modules and defaults; it may ask the server.
-    bool until(const std::function<bool()>& condition, int milliseconds = 10'000) {
-        const QDeadlineTimer deadline(milliseconds);
-        do {
-            if (!listen())
-                return false;
-            if (condition())
-                return true;
-        } while (waitFor([this] { return hasChanged(); }, static_cast<int>(deadline.remainingTime())));
-        return condition();
-    }
+    /// modules, defaults and of this connection; it may ask the server.
+    bool until(const std::function<bool()>& condition, int milliseconds = 10'000);
+    /// Waits until nothing has changed for half a second, ten seconds at most.
+    void untilQuiet();
 
 private:
-    /// Listens from here on; every question to the server is a client that comes, and shows whether it does already.
-    bool listen() {
-        if (process_.state() != QProcess::NotRunning)
-            return true;
-        process_.start(QStringLiteral("pactl"), {QStringLiteral("subscribe")});
-        return waitFor([this] {
-            control({"info"});
-            return process_.waitForReadyRead(20) || process_.state() == QProcess::NotRunning;
-        });
-    }
-    bool hasChanged() {
-        bool changed = process_.state() == QProcess::NotRunning;
-        while (process_.canReadLine())
-            changed |= !process_.readLine().contains(" on client ");
-        return changed;
-    }
-
-    QProcess process_;
+    struct Connection;
+    std::unique_ptr<Connection> connection_;
 };
 
 } // namespace parlowen::testing

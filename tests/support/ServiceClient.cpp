@@ -4,6 +4,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ssl/host_name_verification.hpp>
 #include <boost/asio/write.hpp>
+#include <csignal>
 #include <httplib.h>
 #include <optional>
 #include <stdexcept>
@@ -65,6 +66,7 @@ std::string Connection::receiveUntil(std::string_view mark) {
 
 Reply ServiceClient::send(const std::string& method, const std::string& path, const std::string& body,
                           const std::string& token, std::multimap<std::string, std::string> headers) const {
+    std::signal(SIGPIPE, SIG_IGN); // which writing to a closed connection would raise
     httplib::SSLClient client("127.0.0.1", port_);
     client.set_ca_cert_path(authority_.string());
     client.set_read_timeout(std::chrono::seconds(10));

@@ -85,11 +85,10 @@ void CallTrial::run() {
     standIn_.kill();
     standIn_.waitForFinished();
     // The session manager may still be at work on what the hand did.
-    waitFor([this, before = QStringList()]() mutable {
-        dump_ = dumpServer().others;
-        return std::exchange(before, dump_) == dump_;
-    });
-    EXPECT_TRUE(dumpServer().ours.isEmpty());
+    ServerWatch().untilQuiet();
+    const ServerDump end = dumpServer();
+    dump_ = end.others;
+    EXPECT_TRUE(end.ours.isEmpty());
 }
 
 void CallTrial::startSessions() {

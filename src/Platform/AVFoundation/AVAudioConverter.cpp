@@ -2,7 +2,6 @@
 
 #include "LevelControl.h"
 #include "Samples.h"
-#include "Stretcher.h"
 
 #include <speex/speex_resampler.h>
 
@@ -140,26 +139,26 @@ std::unique_ptr<AVAudioConverter> AVAudioConverter::make(const AVAudioFormat& fr
     return std::unique_ptr<AVAudioConverter>(new AVAudioConverter(std::move(stream)));
 }
 
-std::optional<QString> AVAudioConverter::convert(AVAudioPCMBuffer& output, const InputBlock& input) {
+Result<void> AVAudioConverter::convert(AVAudioPCMBuffer& output, const InputBlock& input) {
     std::int16_t* samples = output.int16ChannelData(0);
     if (!samples || output.format().channelCount() != 1)
-        return QStringLiteral("The output buffer is not mono 16-bit.");
+        return failure(QStringLiteral("The output buffer is not mono 16-bit."));
     const std::size_t asked = output.frameLength();
     if (asked == 0)
-        return std::nullopt;
+        return {};
     const std::shared_ptr<AVAudioPCMBuffer> buffer = input();
     if (!buffer || buffer->frameLength() == 0)
-        return QStringLiteral("There is no sound to convert.");
+        return failure(QStringLiteral("There is no sound to convert."));
     if (buffer->format() != stream_->format)
-        return QStringLiteral("The sound came in another format than the converter was made for.");
+        return failure(QStringLiteral("The sound came in another format than the converter was made for."));
     const std::size_t frames = buffer->frameLength();
     float* mono = stream_->stretcher.append(frames);
     downmix(*buffer, mono);
     if (stream_->sameRate)
         stream_->passOn(frames, mono, samples, asked);
     else if (!stream_->resample(samples, asked))
-        return QStringLiteral("The resampler fell short.");
-    return std::nullopt;
+        return failure(QStringLiteral("The resampler fell short."));
+    return {};
 }
 
 } // namespace parlowen

@@ -2,6 +2,8 @@
 
 #include "AVAudioPCMBuffer.h"
 
+#include <Foundation/Result.h>
+
 #include <QString>
 #include <functional>
 #include <memory>
@@ -25,9 +27,9 @@ public:
     AVAudioConverter& operator=(const AVAudioConverter&) = delete;
 
     /// Fills `output` to its frame length from the one input buffer: the caller's two frame counts are the ratio of
-    /// this piece of the stream. Does nothing for an output of 0 frames. Returns an error text (no input, or a buffer
-    /// of another format), or none.
-    std::optional<QString> convert(AVAudioPCMBuffer& output, const InputBlock& input);
+    /// this piece of the stream. Does nothing for an output of 0 frames. Fails, with an English text, without input and
+    /// with a buffer of another format.
+    Result<void> convert(AVAudioPCMBuffer& output, const InputBlock& input);
 
     /// The resampler library's quality level (0 to 10) that this conversion uses; none at the same rate.
     std::optional<int> resamplerQuality() const;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "AVAudioPCMBuffer.h"
-#include "InputObserver.h"
+#include "InputStatus.h"
+
+#include <Foundation/Result.h>
 
 #include <QString>
 #include <cstdint>
@@ -14,7 +16,7 @@ namespace parlowen {
 /// Where an engine's sound comes from. start() and stop() may be called on different threads, one at a time.
 class CaptureSource {
 public:
-    virtual ~CaptureSource();
+    virtual ~CaptureSource() = default;
 
     /// Called on an audio thread with each captured buffer. It must neither throw nor stop its own source.
     using Sink = std::function<void(std::shared_ptr<AVAudioPCMBuffer>)>;
@@ -23,8 +25,8 @@ public:
     /// sound). May take a moment, a few seconds at most.
     virtual std::optional<AVAudioFormat> format() = 0;
 
-    /// Begins to deliver buffers of `framesPerBuffer` frames. Returns an error text, or none when it runs.
-    virtual std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) = 0;
+    /// Begins to deliver buffers of `framesPerBuffer` frames. Fails with a text for people when it cannot.
+    virtual Result<void> start(std::uint32_t framesPerBuffer, Sink sink) = 0;
 
     /// Returns once no more sink calls come. Harmless when it does not run.
     virtual void stop() = 0;

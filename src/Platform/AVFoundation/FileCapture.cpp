@@ -1,10 +1,10 @@
 #include "FileCapture.h"
 
 #include "AVAudioConverter.h"
-#include "SoundFile.h"
 
 #include <Foundation/Phrase.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <algorithm>
 #include <chrono>
@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <mutex>
 #include <numeric>
+#include <sndfile.h>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -31,6 +32,49 @@ constexpr Phrase emptySound{"There is no sound in %1", "%1 里没有声音"};
 constexpr Phrase badRate{"The sample rate of this sound cannot be used (%1 Hz): %2", "无法使用该采样率（%1 Hz）：%2"};
 
 using Clock = std::chrono::steady_clock;
+
+/// A sound file open for reading.
+class SoundFile {
+public:
+    /// Check isOpen(): whatever is no readable sound file is simply not open.
+    explicit SoundFile(const QString& path);
+
+    bool isOpen() const { return handle_ != nullptr; }
+    int sampleRate() const { return info_.samplerate; }
+    int channelCount() const { return info_.channels; }
+    /// Reads up to that many frames, interleaved; fewer only at the sound's end or at a fault.
+    sf_count_t read(float* samples, sf_count_t frames);
+    /// True once the last frame was read, or nothing more can be read.
+    bool atEnd() const { return atEnd_; }
+
+private:
+    struct Close {
+        void operator()(SNDFILE* handle) const { sf_close(handle); }
+    };
+    SF_INFO info_{};
+    std::unique_ptr<SNDFILE, Close> handle_;
+    sf_count_t position_ = 0;
+    bool atEnd_ = false;
+};
+
+SoundFile::SoundFile(const QString& path) {
+    const QFileInfo file(path);
+    if (file.isFile()) // the library would take "-" for the standard input, and wait on a pipe
+        handle_.reset(sf_open(QFile::encodeName(file.absoluteFilePath()).constData(), SFM_READ, &info_));
+}
+
+sf_count_t SoundFile::read(float* samples, sf_count_t frames) {
+    sf_count_t done = 0;
+    while (done < frames) {
+        const sf_count_t got = sf_readf_float(handle_.get(), samples + done * info_.channels, frames - done);
+        if (got <= 0)
+            break;
+        done += got;
+    }
+    position_ += done;
+    atEnd_ = done < frames || position_ == info_.frames;
+    return done;
+}
 
 std::optional<AVAudioFormat> formatOf(const SoundFile& file) {
     if (!file.isOpen())
@@ -137,40 +181,40 @@ FileCapture::~FileCapture() { FileCapture::stop(); }
 
 std::optional<AVAudioFormat> FileCapture::format() { return formatOf(SoundFile(options_.path)); }
 
-std::optional<QString> FileCapture::start(std::uint32_t framesPerBuffer, Sink sink) {
+Result<void> FileCapture::start(std::uint32_t framesPerBuffer, Sink sink) {
     if (player_)
-        return QStringLiteral("This file is being played already.");
+        return failure(QStringLiteral("This file is being played already."));
     if (framesPerBuffer == 0 || !(options_.speed > 0))
-        return QStringLiteral("The size of a buffer and the speed must be above 0.");
-    if (std::optional<QString> problem = problemWith(options_.path))
-        return problem;
+        return failure(QStringLiteral("The size of a buffer and the speed must be above 0."));
+    if (Result<void> readable = check(options_.path); !readable)
+        return readable;
     SoundFile file(options_.path);
     const std::optional<AVAudioFormat> format = formatOf(file);
     if (!format)
-        return takenAway.here(options_.path);
+        return failure(takenAway.here(options_.path));
     player_ = std::make_unique<Player>(options_, std::move(file), *format, framesPerBuffer, std::move(sink));
-    return std::nullopt;
+    return {};
 }
 
 void FileCapture::stop() { player_.reset(); }
 
-std::optional<QString> FileCapture::problemWith(const QString& path) {
+Result<void> FileCapture::check(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists())
-        return noFile.here(path);
+        return failure(noFile.here(path));
     if (!info.isFile())
-        return notAFile.here(path);
+        return failure(notAFile.here(path));
     if (!info.isReadable())
-        return noPermission.here(path);
+        return failure(noPermission.here(path));
     SoundFile file(path);
     const std::optional<AVAudioFormat> format = formatOf(file);
     if (!format)
-        return noSoundFile.here(path);
+        return failure(noSoundFile.here(path));
     if (!hasSound(file))
-        return emptySound.here(path);
+        return failure(emptySound.here(path));
     if (!isConvertible(*format))
-        return badRate.here(QString::number(file.sampleRate()), path);
-    return std::nullopt;
+        return failure(badRate.here(QString::number(file.sampleRate()), path));
+    return {};
 }
 
 } // namespace parlowen

@@ -30,12 +30,12 @@ public:
     FileCapture& operator=(const FileCapture&) = delete;
 
     std::optional<AVAudioFormat> format() override;
-    std::optional<QString> start(std::uint32_t framesPerBuffer, Sink sink) override;
+    Result<void> start(std::uint32_t framesPerBuffer, Sink sink) override;
     void stop() override;
 
-    /// Why this file cannot be played, in plain words in the terminal's language, or none. Reads only the file's
-    /// beginning.
-    static std::optional<QString> problemWith(const QString& path);
+    /// Whether this file can be played; fails with the reason in plain words in the terminal's language. Reads only the
+    /// file's beginning.
+    static Result<void> check(const QString& path);
 
 private:
     class Player;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "AVAudioPCMBuffer.h"
-#include "InputObserver.h"
+#include "InputStatus.h"
 
 #include <QString>
 #include <chrono>

@@ -3,6 +3,8 @@
 #include <QString>
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
 
 namespace parlowen {
 
@@ -49,6 +51,13 @@ public:
 
 private:
     std::atomic<float> peak_ = 0;
+};
+
+/// Told how it stands with the input of a capture, on a thread of the capture, which waits for it. All optional.
+struct InputObserver {
+    std::function<void(const InputStatus&)> changed;
+    std::function<void(double seconds)> missed; ///< so much was not captured; less than a second is not told
+    std::shared_ptr<InputMeter> meter;
 };
 
 } // namespace parlowen

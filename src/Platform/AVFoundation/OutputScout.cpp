@@ -32,6 +32,12 @@ void OutputScout::begin(std::unique_ptr<PulseInputStream> stream) {
     stream_ = std::move(stream);
 }
 
+OutputTurn::Scouted OutputScout::scouted() const {
+    if (!stream_)
+        return {};
+    return {stream_->target().sink, secondsOf(sounding_), secondsOf(silent_)};
+}
+
 void OutputScout::stop() {
     stream_.reset();
     kept_.clear();

@@ -22,11 +22,8 @@ public:
     void adopt(std::unique_ptr<PulseInputStream> stream);
     void stop();
 
-    /// What is listened to; null when nothing is.
-    const InputTarget* target() const { return stream_ ? &stream_->target() : nullptr; }
-    /// Seconds of sound, and of silence since the last of it, while it was listened to.
-    double sound() const { return secondsOf(sounding_); }
-    double silence() const { return secondsOf(silent_); }
+    bool isListening() const { return stream_ != nullptr; }
+    OutputTurn::Scouted scouted() const;
 
     /// Gives the stream away, and what was heard of it last (interleaved samples).
     std::unique_ptr<PulseInputStream> release(std::vector<float>& kept);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "AVAudioFormat.h"
+#include "AVAudioPCMBuffer.h"
 
-#include <PulseAudio/InputTarget.h>
 #include <PulseAudio/PulseHandles.h>
+#include <PulseAudio/SessionRoute.h>
 #include <cstddef>
 #include <cstdint>
 #include <functional>

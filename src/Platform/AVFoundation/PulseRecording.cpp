@@ -1,5 +1,7 @@
 #include "PulseRecording.h"
 
+#include <PulseAudio/PulseClient.h>
+
 #include <algorithm>
 #include <ctime>
 #include <utility>
@@ -16,6 +18,10 @@ constexpr std::chrono::seconds longestTick = 2s;
 /// A stream that is not open after this is told of, and asked for less often.
 constexpr std::chrono::seconds timeToOpen = 3s;
 constexpr std::chrono::milliseconds pauseOnceLate = 1s;
+/// A stream that gives nothing for so long is asked about.
+constexpr std::chrono::seconds stall = 3s;
+/// What a server that hung has kept comes soon after it answers again.
+constexpr std::chrono::milliseconds timeForWhatIsLate = 1s;
 
 InputKind kindOf(SessionRoute::What what) {
     switch (what) {
@@ -100,7 +106,8 @@ void PulseRecording::useServer(const PulseClient::State& server) {
     takeChoice();
     if (std::exchange(connection_, server.connection) != server.connection)
         close(); // its streams are dead, whether they know it or not
-    if (!instead_.empty() && (server.snapshot.defaultSink != defaultOutput_ || !hearsOutput()))
+    const bool isChosen = !chosenOutput(server.snapshot, choice_).empty();
+    if (server.snapshot.defaultSink != defaultOutput_ || !hearsOutput() || isChosen)
         instead_.clear();
     const std::optional<InputTarget> target =
         inputTarget(server.snapshot, choice_, instead_, stream_ ? stream_->target().playback : PA_INVALID_INDEX);
@@ -247,8 +254,113 @@ void PulseRecording::tick() {
     } else if (server->phase == PulseClient::Phase::Up && stream_ && isLateToOpen()) {
         report_.refused(QString::fromStdString(client_->lastError()));
     }
-    const bool well = wasReady_ && !timeline_.isInterrupted() && !scout_.target();
+    const bool well = wasReady_ && !timeline_.isInterrupted() && !scout_.isListening();
     ticker_.start(well ? tickLengthWhileAllIsWell : tickLength);
+}
+
+// What a recording does at each tick: it finds out whether the server still answers, and whether the call is elsewhere.
+/// A server that hangs sends nothing, and neither does a stream that was forgotten: only the latter's server answers.
+void PulseRecording::lookForStall(Time now) {
+    if (stream_->isAsleep() || isPaused_)
+        lastData_ = now;
+    if (now - lastData_ < stall)
+        return;
+    if (std::exchange(stalled_, true))
+        return;
+    timeline_.interrupt();
+    report_.serverLost(QStringLiteral("the audio server does not answer"));
+    ping_.reset(pa_context_get_server_info(
+        client_->context(),
+        [](pa_context*, const pa_server_info*, void* self) { static_cast<PulseRecording*>(self)->serverAnswered(); },
+        this));
+}
+
+void PulseRecording::serverAnswered() {
+    if (stalled_)
+        retry_.start(timeForWhatIsLate);
+}
+
+void PulseRecording::lookElsewhere(const PulseSnapshot& server, Time now) {
+    if (!hearsOutput() || stalled_)
+        return;
+    const bool isChosen = !chosenOutput(server, choice_).empty();
+    const std::string& heard = stream_->target().sink;
+    const OutputTurn turn = instead_.empty()
+                                ? OutputTurn::away(server, heard, isChosen, report_.quiet(now), scout_.scouted())
+                                : OutputTurn::back(server, heard, scout_.scouted());
+    if (turn.isOver) {
+        instead_.clear();
+        settle();
+        return;
+    }
+    const PulseEndpoint* other = server.sink(turn.watch);
+    const auto target = outputTarget(server, other);
+    if (!target) {
+        scout_.stop();
+        report_.setElsewhere({}, {});
+        return;
+    }
+    scout_.watch(client_->context(), *target);
+    if (turn.offers)
+        report_.setElsewhere(QString::fromStdString(other->name), QString::fromStdString(other->description));
+    if (turn.turns) {
+        defaultOutput_ = server.defaultSink;
+        turnTo(instead_.empty() ? other->name : std::string());
+    }
+}
+
+/// Hears the output that the scout listens to, from a second ago, and lets the scout listen to the other one.
+void PulseRecording::turnTo(const std::string& output) {
+    instead_ = output;
+    std::vector<float> kept;
+    std::unique_ptr<PulseInputStream> heard = std::exchange(stream_, scout_.release(kept));
+    stream_->setHooks(hooks());
+    scout_.adopt(std::move(heard));
+    reportListening();
+    report_.setElsewhere({}, {});
+    timeline_.append(kept.data(), kept.size() / shape_.spec.channels);
+}
+
+namespace {
+
+/// A capture in the shape that what is heard has at the start. It needs no server to start, and waits for none.
+class PulseCapture : public CaptureSource {
+public:
+    PulseCapture(std::shared_ptr<PulseClient> client, InputObserver observer)
+        : client_(std::move(client))
+        , observer_(std::move(observer)) {}
+
+    std::optional<AVAudioFormat> format() override { return shape().format(); }
+
+    Result<void> start(std::uint32_t framesPerBuffer, Sink sink) override {
+        if (recording_)
+            return failure(QStringLiteral("The input is being captured already."));
+        recording_ = std::make_unique<PulseRecording>(client_, shape(), framesPerBuffer, std::move(sink), observer_);
+        return {};
+    }
+
+    void stop() override {
+        recording_.reset();
+        shape_.reset();
+    }
+
+private:
+    const InputShape& shape() {
+        if (!shape_)
+            shape_ = InputShape::of(inputTarget(client_->state()->snapshot, client_->route()->choice()));
+        return *shape_;
+    }
+
+    const std::shared_ptr<PulseClient> client_;
+    const InputObserver observer_;
+    std::optional<InputShape> shape_; ///< as last looked up
+    std::unique_ptr<PulseRecording> recording_;
+};
+
+} // namespace
+
+CaptureSourceFactory inputCapture(InputObserver observer) {
+    return [observer = std::move(observer)] { return std::make_unique<PulseCapture>(PulseClient::shared(), observer); };
 }
 
 } // namespace parlowen

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CaptureSource.h"
 #include "CaptureTimeline.h"
 #include "InputReport.h"
 #include "OutputScout.h"
@@ -51,7 +52,6 @@ private:
     void lookForStall(Time now);
     void serverAnswered();
     void lookElsewhere(const PulseSnapshot& server, Time now);
-    void lookForDefault(const PulseSnapshot& server);
     bool hearsOutput() const { return choice_.what == SessionRoute::What::Output; }
     void turnTo(const std::string& output);
     static Time clock();

@@ -21,7 +21,14 @@ consteval FourCharCode fourCC(const char (&text)[5]) {
 }
 
 /// The characters of a code, each unprintable one as a dot.
-QString fourCCText(FourCharCode code);
+inline QString fourCCText(FourCharCode code) {
+    QString text;
+    for (unsigned shift = 32; shift > 0; shift -= 8) {
+        const auto byte = static_cast<unsigned char>(code >> (shift - 8));
+        text += byte >= 0x20 && byte < 0x7F ? QChar(byte) : u'.';
+    }
+    return text;
+}
 
 inline constexpr AudioObjectID kAudioObjectUnknown = 0;
 inline constexpr AudioObjectID kAudioObjectSystemObject = 1;
@@ -62,13 +69,30 @@ inline constexpr AudioObjectPropertyAddress kAudioObjectAnyProperty{
     kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard, kAudioObjectPropertyElementWildcard};
 
 /// Whether an address falls under a pattern, each part of which may be its wildcard.
-bool matches(const AudioObjectPropertyAddress& pattern, const AudioObjectPropertyAddress& address);
+constexpr bool matches(const AudioObjectPropertyAddress& pattern, const AudioObjectPropertyAddress& address) {
+    return (pattern.selector == kAudioObjectPropertySelectorWildcard || pattern.selector == address.selector) &&
+           (pattern.scope == kAudioObjectPropertyScopeWildcard || pattern.scope == address.scope) &&
+           (pattern.element == kAudioObjectPropertyElementWildcard || pattern.element == address.element);
+}
 
 /// The class that this class derives from: aggregates ('aagg') and sub-devices ('asub') are devices ('adev'), level and
 /// mute controls ('vlme', 'mute') are controls ('actl'), all others are objects ('aobj').
-FourCharCode baseClassOf(FourCharCode classID);
+constexpr FourCharCode baseClassOf(FourCharCode classID) {
+    switch (classID) {
+    case fourCC("aagg"):
+    case fourCC("asub"):
+        return fourCC("adev");
+    case fourCC("vlme"):
+    case fourCC("mute"):
+        return fourCC("actl");
+    default:
+        return fourCC("aobj");
+    }
+}
 
 /// Whether an object of class `classID` is also one of class `wanted`; every object is an 'aobj'.
-bool isKindOf(FourCharCode classID, FourCharCode wanted);
+constexpr bool isKindOf(FourCharCode classID, FourCharCode wanted) {
+    return wanted == classID || wanted == fourCC("aobj") || wanted == baseClassOf(classID);
+}
 
 } // namespace parlowen

@@ -10,6 +10,15 @@
 
 namespace parlowen {
 
+/// The device through which what the computer plays is heard. It is in the program's own list of devices where there is
+/// an audio server, and stands for the monitor of an output.
+namespace loopbackDevice {
+
+inline constexpr const char* name = "vorlanOutput 2ch";
+inline constexpr const char* uid = "vorlanOutput2ch_UID";
+
+} // namespace loopbackDevice
+
 /// Names one registration of a listener; 0 is none.
 using ListenerToken = std::uint64_t;
 

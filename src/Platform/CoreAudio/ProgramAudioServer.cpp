@@ -1,16 +1,56 @@
 #include "ProgramAudioServer.h"
 
-#include "AggregateDescription.h"
-#include "LoopbackDevice.h"
-
 #include <PulseAudio/PulseSnapshot.h>
 #include <PulseAudio/SessionRoute.h>
+
+#include <QRegularExpression>
 #include <algorithm>
 #include <utility>
 
 namespace parlowen {
 
 namespace {
+
+/// The names that audio servers accept for a sink.
+bool isName(const QString& uid) {
+    static const QRegularExpression pattern(
+        QRegularExpression::anchoredPattern(QStringLiteral("[A-Za-z0-9._-]{1,127}")));
+    return pattern.match(uid).hasMatch();
+}
+
+OSStatus readSubDevices(const QVariantList& list, const AudioObjectStore& store, std::vector<std::string>& uids) {
+    for (const QVariant& entry : list) {
+        const std::string uid = entry.toMap().value(QStringLiteral("uid")).toString().toStdString();
+        const auto device = store.device(uid);
+        if (!device || !device->output || device->subDevices)
+            return kAudioHardwareBadDeviceError;
+        if (std::find(uids.begin(), uids.end(), uid) != uids.end())
+            return kAudioHardwareIllegalOperationError;
+        uids.push_back(uid);
+    }
+    return uids.empty() ? kAudioHardwareIllegalOperationError : kAudioHardwareNoError;
+}
+
+/// An aggregate device that is to be made.
+struct AggregateDescription {
+    std::string uid, name;
+    std::vector<std::string> subDevices; // UIDs of devices with output, in order
+};
+
+/// Reads and checks a description as AudioServer::createAggregateDevice() takes it, and returns that call's status.
+OSStatus readDescription(const QVariantMap& map, const AudioObjectStore& store, AggregateDescription& description) {
+    const QString uid = map.value(QStringLiteral("uid")).toString();
+    const QString name = map.value(QStringLiteral("name")).toString();
+    if (!isName(uid) || name.isEmpty() || store.device(uid.toStdString()))
+        return kAudioHardwareIllegalOperationError;
+    if (map.value(QStringLiteral("stacked")).toInt() != 1)
+        return kAudioHardwareUnsupportedOperationError;
+    AggregateDescription result{uid.toStdString(), name.toStdString(), {}};
+    const OSStatus status = readSubDevices(map.value(QStringLiteral("subdevices")).toList(), store, result.subDevices);
+    if (status == kAudioHardwareNoError)
+        description = std::move(result);
+    return status;
+}
 
 const AudioDeviceRecord* find(const AudioDeviceList& list, const std::string& uid) {
     const auto found = std::ranges::find(list.devices, uid, &AudioDeviceRecord::uid);
@@ -58,7 +98,7 @@ AudioDeviceList ProgramAudioServer::view() const {
     AudioDeviceList list = *server_;
     list.devices.insert(list.devices.begin(), deviceOfBothSides(loopbackDevice::uid, loopbackDevice::name));
     if (aggregate_)
-        list.devices.push_back(*aggregate_);
+        list.devices.push_back(aggregateNow());
     list.usersInput = server_->defaultInput;
     list.defaultInput = sessionInput();
     if (aggregate_ && aggregateIsDefault_)
@@ -66,16 +106,36 @@ AudioDeviceList ProgramAudioServer::view() const {
     return list;
 }
 
+/// The device that was chosen for the sessions, while that counts; empty for none.
+std::string ProgramAudioServer::chosenDevice() const {
+    const SessionRoute::Choice choice = route_->choice().value_or(SessionRoute::Choice());
+    if (choice.what == SessionRoute::What::Application || !find(*server_, choice.name))
+        return {};
+    const bool choseAnew = choice.what == SessionRoute::What::Microphone
+                               ? server_->defaultInput != choice.serversDefault && isRealInput(server_->defaultInput)
+                               : !choice.serversDefault.empty() && server_->defaultOutput != choice.serversDefault;
+    return choseAnew ? std::string() : choice.name;
+}
+
 std::string ProgramAudioServer::sessionInput() const {
     const auto choice = route_->choice();
     if (!choice)
         return server_->defaultInput;
-    const bool microphone = choice->what == SessionRoute::What::Microphone;
-    const bool choseAnew =
-        microphone && server_->defaultInput != choice->serversDefault && isRealInput(server_->defaultInput);
-    if (choice->what != SessionRoute::What::Application && !choseAnew && find(*server_, choice->name))
-        return choice->name;
-    return microphone ? fittestMicrophone() : loopbackDevice::uid;
+    if (std::string chosen = chosenDevice(); !chosen.empty())
+        return chosen;
+    return choice->what == SessionRoute::What::Microphone ? fittestMicrophone() : loopbackDevice::uid;
+}
+
+/// The note as it stands: the default output that it was made with gives way to the output that is heard by now.
+AudioDeviceRecord ProgramAudioServer::aggregateNow() const {
+    AudioDeviceRecord device = *aggregate_;
+    const auto choice = route_->choice();
+    const bool output = choice && choice->what == SessionRoute::What::Output;
+    std::string heard = output ? chosenDevice() : std::string();
+    heard = heard.empty() ? server_->defaultOutput : heard;
+    if (!heard.empty() && std::ranges::count(*device.subDevices, heard) == 0)
+        std::ranges::replace(*device.subDevices, defaultInAggregate_, heard);
+    return device;
 }
 
 std::string ProgramAudioServer::fittestMicrophone() const {
@@ -127,8 +187,11 @@ void ProgramAudioServer::setInput(const AudioDeviceRecord& device) {
     SessionRoute::Choice choice;
     if (device.output) {
         choice.what = SessionRoute::What::Output;
-        if (device.uid != loopbackDevice::uid && !device.subDevices)
+        if (device.uid != loopbackDevice::uid && !device.subDevices) {
+            const std::lock_guard lock(mutex_);
             choice.name = device.uid;
+            choice.serversDefault = server_ ? server_->defaultOutput : std::string();
+        }
     } else {
         const std::lock_guard lock(mutex_);
         choice.serversDefault = server_ ? server_->defaultInput : std::string();
@@ -149,7 +212,7 @@ OSStatus ProgramAudioServer::createAggregateDevice(const QVariantMap& descriptio
     if (!isUp())
         return kAudioHardwareNotRunningError;
     AggregateDescription wanted;
-    const OSStatus refusal = AggregateDescription::read(description, store_, wanted);
+    const OSStatus refusal = readDescription(description, store_, wanted);
     if (refusal != kAudioHardwareNoError)
         return refusal;
     {
@@ -159,6 +222,7 @@ OSStatus ProgramAudioServer::createAggregateDevice(const QVariantMap& descriptio
         aggregate_ = deviceOfBothSides(wanted.uid, wanted.name);
         aggregate_->transport = fourCC("grup");
         aggregate_->subDevices = wanted.subDevices;
+        defaultInAggregate_ = server_ ? server_->defaultOutput : std::string();
     }
     refresh();
     device = store_.deviceID(wanted.uid);

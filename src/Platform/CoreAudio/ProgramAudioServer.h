@@ -18,8 +18,10 @@ class SessionRoute;
 /// - The default input is the input of the program's sessions. Made the default input, the loop-back device stands for
 ///   the server's default output, a device with output for what it plays, another one for itself as long as the user
 ///   chooses no other in the server. Until one is made it, it is the server's.
-/// - An aggregate device is a note that the session hears an output. While it is the default output it reads as such;
-///   making any other device the default output ends that, and the default output is the server's again.
+/// - An aggregate device is a note that the session hears an output: in the place of the default output that it was
+/// made
+///   with it has the one that is heard, when the user has chosen another since. While it is the default output it reads
+///   as such; making any other device the default output ends that, and the default output is the server's again.
 ///
 /// Without a server there are no devices, the device list answers 'stop', and so does every change.
 class ProgramAudioServer : public AudioServer {
@@ -48,7 +50,9 @@ private:
     void setInput(const AudioDeviceRecord& device);
     void refresh();
     AudioDeviceList view() const;
+    std::string chosenDevice() const;
     std::string sessionInput() const;
+    AudioDeviceRecord aggregateNow() const;
     std::string fittestMicrophone() const;
     bool isRealInput(const std::string& uid) const;
 
@@ -57,6 +61,7 @@ private:
     mutable std::mutex mutex_;                   ///< of the notes below; never held while the route is changed
     std::optional<AudioDeviceList> server_;      ///< mutex_
     std::optional<AudioDeviceRecord> aggregate_; ///< mutex_
+    std::string defaultInAggregate_;             ///< mutex_; the server's default output when it was made
     bool aggregateIsDefault_ = false;            ///< mutex_
     std::shared_ptr<void> routeWatch_;
 };

@@ -8,7 +8,8 @@ namespace parlowen {
 
 class PulseClient;
 
-/// The program's view of the session's audio server, PulseAudio or PipeWire. See devicesOf() for what a device is.
+/// The program's view of the session's audio server, PulseAudio or PipeWire. Its devices are the sinks, each with its
+/// monitor as its input side, then the sources that are no monitors; a device's name is its description.
 ///
 /// Reads are answered from the client's copy of the server's state. Until that is known there are no devices. Ids stay
 /// with the UID, also when the server restarts.

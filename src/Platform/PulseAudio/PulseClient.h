@@ -2,8 +2,7 @@
 
 #include "PulseEventLoop.h"
 #include "PulseHandles.h"
-#include "PulseRound.h"
-#include "PulseTimer.h"
+#include "PulseSnapshot.h"
 #include "SecondLook.h"
 #include "SessionRoute.h"
 

@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
-
 #include <pulse/pulseaudio.h>
+#include <thread>
 
 struct pollfd;
 
@@ -56,6 +56,26 @@ private:
     std::condition_variable_any signalled_;
     std::optional<Clock::time_point> rest_; ///< of the loop's thread alone
     std::thread thread_;
+};
+
+/// Calls once, after a while, on a main loop's thread. All of it under the main loop's lock or on its thread.
+class PulseTimer {
+public:
+    /// The main loop must outlive this object. `due` may start it again.
+    PulseTimer(pa_mainloop_api* api, std::function<void()> due);
+    ~PulseTimer() { stop(); }
+    PulseTimer(const PulseTimer&) = delete;
+    PulseTimer& operator=(const PulseTimer&) = delete;
+
+    bool isRunning() const { return event_ != nullptr; }
+    /// One that runs begins anew.
+    void start(std::chrono::milliseconds pause);
+    void stop();
+
+private:
+    pa_mainloop_api* const api_;
+    const std::function<void()> due_;
+    pa_time_event* event_ = nullptr;
 };
 
 } // namespace parlowen

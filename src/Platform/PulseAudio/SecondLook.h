@@ -1,7 +1,7 @@
 #pragma once
 
+#include "PulseEventLoop.h"
 #include "PulseHandles.h"
-#include "PulseTimer.h"
 
 #include <cstddef>
 #include <functional>

@@ -1,7 +1,5 @@
 #include "AudioHardware.h"
 
-#include "AudioObjectPool.h"
-#include "DeviceNotifications.h"
 #include "PropertyAccess.h"
 
 #include <Foundation/ConsoleLog.h>

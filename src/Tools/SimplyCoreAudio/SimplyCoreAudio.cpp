@@ -1,8 +1,5 @@
 #include "SimplyCoreAudio.h"
 
-#include "AudioObjectPool.h"
-#include "PerServer.h"
-
 #include <algorithm>
 
 namespace parlowen {

@@ -25,7 +25,7 @@ public:
         return AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
     }
 
-    std::optional<QString> start(std::uint32_t frames, Sink sink) override {
+    Result<void> start(std::uint32_t frames, Sink sink) override {
         worker_ = std::jthread([this, frames, sink = std::move(sink)](const std::stop_token& stop) {
             for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(frames / 16))) {
                 auto buffer = AVAudioPCMBuffer::make(*format(), frames);

@@ -58,7 +58,10 @@ TEST_F(InputReportTest, CountsTheSecondsOfSilenceTellsEachChangeOnceAndMetersThe
 
 TEST_F(InputReportTest, SaysOnceInTheLogThatAnInputIsSilentOrOfAnotherKind) {
     listen(InputKind::SystemSound, "Call");
-    hear(0, 25);
+    hear(0, 9);
+    EXPECT_EQ(log.lines().size(), 1);
+    hear(0, 2);
+    EXPECT_EQ(log.lines().size(), 2) << "ten seconds at the start, thirty later";
     hear(0.5, 2);
     hear(0, 29);
     hear(1.5, 2);

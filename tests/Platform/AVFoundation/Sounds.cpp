@@ -3,7 +3,6 @@
 #include <QFile>
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <numbers>
 
 #include <sndfile.h>
@@ -12,35 +11,7 @@ namespace parlowen::testing {
 
 namespace {
 
-constexpr std::size_t block = 1024;
 constexpr double speechRate = 16000;
-constexpr std::size_t resamplerStart = 400;
-
-/// Blackman-Harris: what leaks away from a tone stays 92 dB below it.
-double window(std::size_t i) {
-    const double turn = 2 * std::numbers::pi * static_cast<double>(i) / block;
-    return 0.35875 - 0.48829 * std::cos(turn) + 0.14128 * std::cos(2 * turn) - 0.01168 * std::cos(3 * turn);
-}
-
-std::vector<double> powerSpectrum(const double* samples) {
-    static const std::vector<std::complex<double>> turns = [] {
-        std::vector<std::complex<double>> all(block);
-        for (std::size_t i = 0; i < block; ++i)
-            all[i] = std::polar(1.0, -2 * std::numbers::pi * static_cast<double>(i) / block);
-        return all;
-    }();
-    std::vector<double> windowed(block);
-    for (std::size_t i = 0; i < block; ++i)
-        windowed[i] = samples[i] * window(i);
-    std::vector<double> powers(block / 2);
-    for (std::size_t bin = 0; bin < powers.size(); ++bin) {
-        std::complex<double> sum = 0;
-        for (std::size_t i = 0; i < block; ++i)
-            sum += windowed[i] * turns[bin * i % block];
-        powers[bin] = std::norm(sum);
-    }
-    return powers;
-}
 
 } // namespace
 
@@ -82,7 +53,7 @@ std::vector<double> asSpeech(const std::vector<Buffer>& buffers) {
         const std::uint32_t asked = askedFor(input->frameLength(), input->format().sampleRate());
         const Buffer output = AVAudioPCMBuffer::make(speechFormat(), asked);
         output->setFrameLength(asked);
-        if (!converter || converter->convert(*output, [&input] { return input; }))
+        if (!converter || !converter->convert(*output, [&input] { return input; }))
             return {};
         all.insert(all.end(), output->int16ChannelData(0), output->int16ChannelData(0) + asked);
     }
@@ -99,17 +70,20 @@ std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::
     return asSpeech(buffers);
 }
 
-double worstImpurity(const std::vector<double>& samples, double hertz, double width) {
+/// By least squares: the tone of that frequency which comes nearest is taken away, and the rest is what is impure.
+double worstImpurity(const std::vector<double>& samples, double cycles) {
+    constexpr std::size_t block = 1024, resamplerStart = 400;
     double worst = samples.size() < resamplerStart + block ? 0 : -200;
     for (std::size_t start = resamplerStart; start + block <= samples.size(); start += block / 2) {
-        const std::vector<double> powers = powerSpectrum(samples.data() + start);
-        double inside = 0;
-        double outside = 0;
-        for (std::size_t bin = 0; bin < powers.size(); ++bin) {
-            const double frequency = static_cast<double>(bin) * speechRate / block;
-            (std::abs(frequency - hertz) <= width ? inside : outside) += powers[bin];
+        double ss = 0, cc = 0, sc = 0, xs = 0, xc = 0, xx = 0;
+        for (std::size_t i = start; i < start + block; ++i) {
+            const double turn = 2 * std::numbers::pi * cycles * static_cast<double>(i);
+            const double sine = std::sin(turn), cosine = std::cos(turn), x = samples[i];
+            ss += sine * sine, cc += cosine * cosine, sc += sine * cosine;
+            xs += x * sine, xc += x * cosine, xx += x * x;
         }
-        worst = std::max(worst, 10 * std::log10(outside / inside));
+        const double tone = (xs * xs * cc - 2 * xs * xc * sc + xc * xc * ss) / (ss * cc - sc * sc);
+        worst = std::max(worst, 10 * std::log10(std::max(xx - tone, 1e-9) / tone));
     }
     return worst;
 }

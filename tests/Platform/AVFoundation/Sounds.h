@@ -36,10 +36,9 @@ std::vector<double> asSpeech(const std::vector<Buffer>& buffers);
 /// The same for the wave in buffers of the given sizes.
 std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::uint32_t>& sizes, const Wave& wave);
 
-/// The loudest other sound next to a tone of `hertz` in any block of 1024 samples at 16 kHz, in dB relative to the
-/// tone. What is within `width` Hz of the tone counts as the tone; the first 400 samples, a resampler's start, are left
-/// out. 0 when there is no block.
-double worstImpurity(const std::vector<double>& samples, double hertz, double width);
+/// All that is not the tone of `cycles` a sample, in dB relative to the tone, in the worst block of 1024 samples; the
+/// first 400, a resampler's start, are left out. 0 when there is no block.
+double worstImpurity(const std::vector<double>& samples, double cycles);
 
 /// Writes the wave to a sound file of the format, a libsndfile word such as SF_FORMAT_WAV | SF_FORMAT_PCM_16.
 bool writeSoundFile(const QString& path, int format, int rate, int channels, std::size_t frames, const Wave& wave);

@@ -5,7 +5,6 @@
 using namespace parlowen;
 using namespace parlowen::testing;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -25,9 +24,7 @@ TEST_F(AudioObjects, AQualifierPicksOwnedObjectsByClass) {
     const auto owned = [&](const std::vector<FourCharCode>& classes) {
         return ids(server, combined, {fourCC("ownd")}, propertyData(classes));
     };
-    const auto all = ids(server, combined, {fourCC("ownd")});
-    EXPECT_EQ(all.size(), 8U); // two sub-devices, two streams, a level and a mute control on each side
-    EXPECT_EQ(owned({fourCC("aobj")}), all);
+    EXPECT_EQ(owned({fourCC("aobj")}).size(), 8U); // two sub-devices, two streams, a level and a mute control each side
     EXPECT_EQ(owned({fourCC("actl")}).size(), 4U);
     EXPECT_EQ(owned({fourCC("astr"), fourCC("asub")}).size(), 4U);
     const auto subDevices = owned({fourCC("adev")});
@@ -36,7 +33,6 @@ TEST_F(AudioObjects, AQualifierPicksOwnedObjectsByClass) {
     EXPECT_EQ(text(server, subDevices[1], fourCC("lnam")), "Speakers");
     EXPECT_EQ(value<FourCharCode>(server, subDevices[0], {fourCC("clas")}), fourCC("asub"));
     EXPECT_EQ(value<AudioObjectID>(server, subDevices[0], {fourCC("ownr")}), combined);
-    EXPECT_THAT(ids(server, output, {fourCC("ownd")}, propertyData(fourCC("adev"))), IsEmpty());
     std::vector<std::byte> data;
     EXPECT_EQ(server.getPropertyData(combined, {fourCC("ownd")}, std::vector<std::byte>(3), data),
               kAudioHardwareBadPropertySizeError);

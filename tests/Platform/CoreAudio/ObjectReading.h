@@ -1,10 +1,9 @@
 #pragma once
 
 #include <CoreAudio/AudioPropertyData.h>
-#include <CoreAudio/LoopbackDevice.h>
 #include <QStringList>
 #include <mutex>
-#include <support/SimulatedDevices.h>
+#include <support/SimulatedAudioServer.h>
 
 namespace parlowen::testing {
 
@@ -37,6 +36,11 @@ inline std::vector<AudioObjectID> deviceList(AudioServer& server) {
     return list;
 }
 
+/// The UID of what a property of the system object names.
+inline std::string defaultDevice(AudioServer& server, FourCharCode selector) {
+    return text(server, value<AudioObjectID>(server, kAudioObjectSystemObject, {selector}), fourCC("uid "));
+}
+
 /// Kept as fourCC("dIn ") and the like; the status of the write.
 inline OSStatus setDefault(AudioServer& server, FourCharCode selector, AudioObjectID device) {
     return server.setPropertyData(kAudioObjectSystemObject, {selector}, {}, propertyData(device));
@@ -57,8 +61,8 @@ public:
         : server_(server)
         , status(server.addPropertyListener(
               object, address,
-              [this, object](AudioObjectID changed, std::span<const AudioObjectPropertyAddress> addresses) {
-                  QStringList call(changed == object ? QStringList() : QStringList("wrong object"));
+              [this](AudioObjectID, std::span<const AudioObjectPropertyAddress> addresses) {
+                  QStringList call;
                   for (const auto& each : addresses)
                       call += fourCCText(each.selector) + u'/' + fourCCText(each.scope);
                   const std::lock_guard lock(mutex_);

@@ -1,6 +1,5 @@
 #include "ObjectReading.h"
 
-#include <CoreAudio/LoopbackDevice.h>
 #include <gmock/gmock.h>
 
 using namespace parlowen;
@@ -21,8 +20,13 @@ protected:
     OSStatus set(FourCharCode selector, const std::string& uid) {
         return setDefault(server, selector, server.deviceID(uid));
     }
-    std::string defaultDevice(FourCharCode selector) {
-        return text(server, value<AudioObjectID>(server, kAudioObjectSystemObject, {selector}), fourCC("uid "));
+    std::string defaultDevice(FourCharCode selector) { return parlowen::testing::defaultDevice(server, selector); }
+    /// The UIDs behind the note "both".
+    std::string subDevices() {
+        std::string uids;
+        for (const AudioObjectID id : ids(server, server.deviceID("both"), {fourCC("agrp")}))
+            uids += text(server, id, fourCC("uid ")) + ' ';
+        return uids;
     }
 
     SimulatedAudioServer server;
@@ -50,6 +54,9 @@ TEST_F(ProgramAudioServerTest, TheSessionsInputIsTheProgramsOwn) {
     server.setDefaults("dock", "speakers");
     EXPECT_EQ(defaultDevice(input), "dock") << "what the user chooses meanwhile";
     EXPECT_EQ(set(input, "headset"), 0);
+    server.setDefaults("dock", "headset");
+    EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "another default output was chosen since";
+    server.setDefaults("dock", "speakers");
     server.removeDevice("headset");
     EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "then what the default output plays";
 }
@@ -64,8 +71,15 @@ TEST_F(ProgramAudioServerTest, AnAggregateIsANoteThatEndsWithAnotherDefaultOutpu
     EXPECT_EQ(defaultDevice(fourCC("dOut")), "speakers");
     EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
     EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    const std::string loopback = loopbackDevice::uid;
+    EXPECT_EQ(subDevices(), loopback + " speakers ");
+    EXPECT_EQ(set(fourCC("dIn "), "headset"), 0);
+    EXPECT_EQ(subDevices(), loopback + " headset ") << "chosen in the program";
+    EXPECT_EQ(set(fourCC("dIn "), loopback), 0);
+    EXPECT_EQ(subDevices(), loopback + " speakers ");
     server.setDefaults("mic", "headset");
     EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    EXPECT_EQ(subDevices(), loopback + " headset ") << "the note moves on with the session";
     EXPECT_EQ(set(fourCC("dOut"), "speakers"), 0);
     EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset") << "the server's own";
     EXPECT_EQ(set(fourCC("dOut"), "both"), 0);

@@ -57,6 +57,9 @@ TEST_F(PropertyListening, EachHearsWhatItAskedFor) {
     server.notify(output, {fourCC("volm"), kAudioObjectPropertyScopeInput, 2});
     EXPECT_THAT(heard(loudness), ElementsAre("volm/inpt"));
     EXPECT_THAT(heard(inputs), IsEmpty()) << "of another element";
+    Ear grown(server, mic, {fourCC("volm"), kAudioObjectPropertyScopeOutput});
+    server.setDevice(sink("mic", "A Microphone"));
+    EXPECT_THAT(heard(grown), ElementsAre("volm/outp")) << "a property that was not there before";
 }
 
 TEST_F(PropertyListening, ARegistrationOutlivesItsDeviceAndARefusalLeavesNothing) {
@@ -100,36 +103,29 @@ TEST_F(PropertyListening, RemovingWaitsForTheCallThatIsRunning) {
     server.drainListeners(); // a second call would set the promises again and throw
 }
 
-TEST_F(PropertyListening, AListenerMayRemoveItself) {
-    std::atomic<int> calls = 0;
+TEST_F(PropertyListening, AListenerMayRemoveItselfAndDropTheServer) {
+    std::promise<void> changed, dropped;
+    auto held = std::make_shared<SimulatedAudioServer>();
+    const std::weak_ptr<SimulatedAudioServer> watch = held;
     ListenerToken token = 0;
-    const auto held = std::make_shared<int>(1);
-    const auto listener = [&, held](AudioObjectID, std::span<const AudioObjectPropertyAddress>) {
+    std::atomic<int> calls = 0;
+    const auto once = [&](AudioObjectID, std::span<const AudioObjectPropertyAddress>) {
         ++calls;
         return server.removePropertyListener(token);
     };
-    server.addPropertyListener(mic, {fourCC("lnam")}, listener, token);
-    EXPECT_EQ(held.use_count(), 3);
+    server.addPropertyListener(mic, {fourCC("lnam")}, once, token);
     server.renameDevice("mic", "One");
     server.renameDevice("mic", "Two");
     server.drainListeners();
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(held.use_count(), 2) << "the server's copy is released";
-}
-
-TEST(PropertyListeningEnd, AListenerMayDropTheServer) {
-    std::promise<void> changed, dropped;
-    auto server = std::make_shared<SimulatedAudioServer>();
-    const std::weak_ptr<SimulatedAudioServer> watch = server;
-    ListenerToken token = 0;
     const auto drop = [&](AudioObjectID, std::span<const AudioObjectPropertyAddress>) {
         changed.get_future().wait();
-        server.reset();
+        held.reset();
         dropped.set_value();
         return OSStatus(0);
     };
-    server->addPropertyListener(systemObject, {fourCC("dev#")}, drop, token);
-    server->setDevice(sink("speakers", "Speakers"));
+    held->addPropertyListener(systemObject, {fourCC("dIn ")}, drop, token);
+    held->notify(systemObject, {fourCC("dIn ")});
     changed.set_value();
     dropped.get_future().wait();
     EXPECT_TRUE(watch.expired());

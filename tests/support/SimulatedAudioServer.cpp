@@ -3,25 +3,17 @@
 #include <PulseAudio/SessionRoute.h>
 #include <algorithm>
 
-namespace parlowen {
+namespace parlowen::testing {
 
 namespace {
 
-using Devices = std::vector<AudioDeviceRecord>;
-
-Devices::iterator find(Devices& devices, const std::string& uid) {
-    return std::find_if(devices.begin(), devices.end(),
-                        [&](const AudioDeviceRecord& device) { return device.uid == uid; });
-}
-
 /// Lets the first device with that side take the place of a default device that is gone.
-void settleDefault(std::string& uid, Devices& devices,
+void settleDefault(std::string& uid, const std::vector<AudioDeviceRecord>& devices,
                    std::optional<AudioDeviceRecord::Side> AudioDeviceRecord::*side) {
-    const auto current = find(devices, uid);
-    if (current != devices.end() && (*current).*side)
+    const auto fits = [&](const AudioDeviceRecord& device) { return (device.*side).has_value(); };
+    if (std::ranges::any_of(devices, [&](const auto& device) { return device.uid == uid && fits(device); }))
         return;
-    const auto next = std::find_if(devices.begin(), devices.end(),
-                                   [&](const AudioDeviceRecord& device) { return (device.*side).has_value(); });
+    const auto next = std::ranges::find_if(devices, fits);
     uid = next == devices.end() ? std::string() : next->uid;
 }
 
@@ -37,8 +29,6 @@ SimulatedAudioServer::SimulatedAudioServer()
     setServerDevices(AudioDeviceList());
 }
 
-SimulatedAudioServer::~SimulatedAudioServer() = default;
-
 template<class Change>
 void SimulatedAudioServer::change(const Change& change) {
     const std::lock_guard lock(mutex_);
@@ -48,14 +38,14 @@ void SimulatedAudioServer::change(const Change& change) {
 
 AudioObjectID SimulatedAudioServer::setDevice(const AudioDeviceRecord& device) {
     change([&](AudioDeviceList& list) {
-        const auto present = find(list.devices, device.uid);
+        const auto present = std::ranges::find(list.devices, device.uid, &AudioDeviceRecord::uid);
         if (present == list.devices.end())
             list.devices.push_back(device);
         else
             *present = device;
         settleDefaults(list);
     });
-    return store().deviceID(device.uid);
+    return deviceID(device.uid);
 }
 
 void SimulatedAudioServer::removeDevice(const std::string& uid) {
@@ -67,9 +57,8 @@ void SimulatedAudioServer::removeDevice(const std::string& uid) {
 
 void SimulatedAudioServer::renameDevice(const std::string& uid, const std::string& name) {
     change([&](AudioDeviceList& list) {
-        const auto present = find(list.devices, uid);
-        if (present != list.devices.end())
-            present->name = name;
+        for (AudioDeviceRecord& device : list.devices)
+            device.name = device.uid == uid ? name : device.name;
     });
 }
 
@@ -80,77 +69,77 @@ void SimulatedAudioServer::setDefaults(const std::string& inputUid, const std::s
     });
 }
 
-void SimulatedAudioServer::stop() { setServerDevices(std::nullopt); }
-
-void SimulatedAudioServer::restart(const AudioDeviceList& list) {
-    stop();
-    change([&](AudioDeviceList& now) { now = list; });
-}
-
 void SimulatedAudioServer::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
     store().listeners().notify(object, {address});
 }
-
-void SimulatedAudioServer::drainListeners() { store().listeners().drain(); }
-
-AudioObjectID SimulatedAudioServer::deviceID(const std::string& uid) const { return store().deviceID(uid); }
 
 AudioDeviceList SimulatedAudioServer::devices() const {
     const std::lock_guard lock(mutex_);
     return devices_;
 }
 
-std::size_t SimulatedAudioServer::callCount() const {
+void SimulatedAudioServer::fail(Call call, OSStatus status, AudioObjectID object, FourCharCode selector) {
     const std::lock_guard lock(mutex_);
-    return calls_;
+    faults_[{call, object, selector}] = status;
 }
 
-std::size_t SimulatedAudioServer::listenerCount() const { return store().listeners().count(); }
+void SimulatedAudioServer::beforeCall(std::size_t n, std::function<void()> action) {
+    const std::lock_guard lock(mutex_);
+    actions_.emplace(calls_ + n, std::move(action));
+}
+
+void SimulatedAudioServer::clearFaults() {
+    const std::lock_guard lock(mutex_);
+    faults_.clear();
+    actions_.clear();
+}
+
+/// The status that the call is to fail with; 0 when it is not.
+OSStatus SimulatedAudioServer::begin(Call call, AudioObjectID object, FourCharCode selector) {
+    std::unique_lock lock(mutex_);
+    std::multimap<std::size_t, std::function<void()>> due;
+    ++calls_;
+    while (const auto action = actions_.extract(calls_))
+        due.emplace(action.key(), action.mapped());
+    const auto fault = faults_.find({call, object, selector});
+    const OSStatus status = fault == faults_.end() ? kAudioHardwareNoError : fault->second;
+    lock.unlock();
+    for (const auto& [number, action] : due)
+        action();
+    return status;
+}
 
 bool SimulatedAudioServer::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
-    beginCall();
-    return fault(&Faults::reads, {object, address.selector}) != kAudioHardwareUnknownPropertyError &&
+    return begin(Call::Read, object, address.selector) != kAudioHardwareUnknownPropertyError &&
            ProgramAudioServer::hasProperty(object, address);
 }
 
 OSStatus SimulatedAudioServer::getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                                std::span<const std::byte> qualifier, std::vector<std::byte>& data) {
-    beginCall();
-    const OSStatus injected = fault(&Faults::reads, {object, address.selector});
-    return injected ? injected : ProgramAudioServer::getPropertyData(object, address, qualifier, data);
+    const OSStatus fault = begin(Call::Read, object, address.selector);
+    return fault ? fault : ProgramAudioServer::getPropertyData(object, address, qualifier, data);
 }
 
 OSStatus SimulatedAudioServer::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                                std::span<const std::byte> qualifier, std::span<const std::byte> data) {
-    beginCall();
-    const OSStatus injected = fault(&Faults::writes, {object, address.selector});
-    return injected ? injected : ProgramAudioServer::setPropertyData(object, address, qualifier, data);
+    const OSStatus fault = begin(Call::Write, object, address.selector);
+    return fault ? fault : ProgramAudioServer::setPropertyData(object, address, qualifier, data);
 }
 
 OSStatus SimulatedAudioServer::addPropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                                    Listener listener, ListenerToken& token) {
-    beginCall();
-    const OSStatus injected = fault(&Faults::addingListeners, {object, 0});
-    return injected ? injected : ProgramAudioServer::addPropertyListener(object, address, std::move(listener), token);
-}
-
-OSStatus SimulatedAudioServer::removePropertyListener(ListenerToken token) {
-    beginCall();
-    const OSStatus status = ProgramAudioServer::removePropertyListener(token);
-    const OSStatus injected = fault(&Faults::removingListeners);
-    return injected ? injected : status;
+    const OSStatus fault = begin(Call::AddListener, object);
+    return fault ? fault : ProgramAudioServer::addPropertyListener(object, address, std::move(listener), token);
 }
 
 OSStatus SimulatedAudioServer::createAggregateDevice(const QVariantMap& description, AudioObjectID& device) {
-    beginCall();
-    const OSStatus injected = fault(&Faults::creatingAggregates);
-    return injected ? injected : ProgramAudioServer::createAggregateDevice(description, device);
+    const OSStatus fault = begin(Call::CreateAggregate);
+    return fault ? fault : ProgramAudioServer::createAggregateDevice(description, device);
 }
 
 OSStatus SimulatedAudioServer::destroyAggregateDevice(AudioObjectID device) {
-    beginCall();
-    const OSStatus injected = fault(&Faults::destroyingAggregates);
-    return injected ? injected : ProgramAudioServer::destroyAggregateDevice(device);
+    const OSStatus fault = begin(Call::DestroyAggregate);
+    return fault ? fault : ProgramAudioServer::destroyAggregateDevice(device);
 }
 
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -1,4 +1,4 @@
-#include <PulseAudio/InputTarget.h>
+#include <PulseAudio/SessionRoute.h>
 #include <gmock/gmock.h>
 
 namespace parlowen {
@@ -55,6 +55,21 @@ TEST(InputTargetTest, AMicrophoneIsTheUsersOwnElseAFitOneAndNeverAMonitor) {
     EXPECT_EQ(heard(server, Choice()), "nothing");
 }
 
+TEST(SessionRouteTest, TellsOfEachChangeOnceUntilTheWatchEnds) {
+    SessionRoute route;
+    EXPECT_EQ(route.choice(), std::nullopt);
+    int told = 0;
+    auto watch = route.watch([&told] { ++told; });
+    const Choice output{What::Output, "headset"};
+    route.choose(output);
+    route.choose(output);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(route.choice(), output);
+    watch.reset();
+    route.choose({});
+    EXPECT_EQ(told, 1);
+}
+
 TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
     PulseSnapshot server = desk();
     EXPECT_EQ(heard(server, Choice{What::Output}), "speakers.monitor");
@@ -67,9 +82,13 @@ TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
     EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
     const Choice chosen{What::Output, "headset", "speakers"};
     EXPECT_EQ(heard(server, chosen), "headset.monitor");
+    EXPECT_EQ(chosenOutput(server, chosen), "headset");
+    EXPECT_EQ(chosenOutput(server, {What::Output, "gone", "speakers"}), "") << "as if nothing were chosen";
+    EXPECT_EQ(chosenOutput(server, {What::Application, "headset"}), "");
     server.sinks.push_back(endpoint(3, "dock", "Dock", "headset.monitor"));
     server.defaultSink = "dock";
     EXPECT_EQ(inputTarget(server, chosen)->sink, "dock") << "the user has chosen anew";
+    EXPECT_EQ(chosenOutput(server, chosen), "");
     server.defaultSink.clear();
     EXPECT_EQ(heard(server, Choice{What::Output}), "nothing");
 }
@@ -82,7 +101,15 @@ TEST(InputTargetTest, ASourceOfTheSameNameAsASinkIsAnInputOfItsOwn) {
     EXPECT_EQ(heard(server, Choice{What::Output, "headset"}), "headset.monitor");
 }
 
-TEST(InputTargetTest, OneProgramIsFoundByItsNameAndPlaybackElsewhereBySoundAlone) {
+TEST(InputTargetTest, OutputsOfOneDescriptionAreNumbered) {
+    PulseSnapshot server = desk();
+    server.sinks.push_back(endpoint(3, "second", "Speakers", "second.monitor"));
+    tellApart(server.sinks);
+    EXPECT_EQ(server.sinks[0].description + ", " + server.sinks[1].description + ", " + server.sinks[2].description,
+              "Speakers (1), Headset Microphone Combo, Speakers (2)");
+}
+
+TEST(InputTargetTest, OneProgramIsFoundByItsName) {
     PulseSnapshot server = desk();
     server.playbacks = {{7, 1, "Music", "mplayer", true},
                         {8, 2, "Firefox", "firefox-esr", false},
@@ -99,13 +126,43 @@ TEST(InputTargetTest, OneProgramIsFoundByItsNameAndPlaybackElsewhereBySoundAlone
         << "a short sound does not take the call's place";
     server.playbacks[2].sounding = server.playbacks[4].sounding = false;
     EXPECT_TRUE(inputTarget(server, Choice{What::Application, "firefox"}, {}, 9)->paused);
-    server.playbacks.pop_back();
-    server.playbacks[2].sounding = true;
-    const auto others = playedElsewhere(server, "speakers");
-    ASSERT_EQ(others.size(), 1U);
-    EXPECT_EQ(others.front()->name, "headset");
-    server.playbacks.resize(2);
-    EXPECT_TRUE(playedElsewhere(server, "speakers").empty()) << "paused";
+}
+
+/// What is decided of `away`, as "watch offers turns".
+std::string away(const PulseSnapshot& server, int quietSeconds, const OutputTurn::Scouted& scouted,
+                 bool isChosen = false) {
+    const OutputTurn turn = OutputTurn::away(server, "speakers", isChosen, std::chrono::seconds(quietSeconds), scouted);
+    return turn.watch + (turn.offers ? " offers" : "") + (turn.turns ? " turns" : "");
+}
+
+TEST(OutputTurnTest, ACallElsewhereIsOfferedThenTurnedToAndTheDefaultOutputComesFirst) {
+    PulseSnapshot server = desk();
+    EXPECT_EQ(away(server, 9, {}), "") << "nobody plays";
+    server.playbacks = {{8, 2, "Firefox", "firefox-esr", true}, {9, 1, "Music", "mplayer", true}};
+    EXPECT_EQ(away(server, 1, {}), "");
+    EXPECT_EQ(away(server, 2, {}), "headset");
+    EXPECT_EQ(away(server, 4, {"headset", 2}), "headset offers");
+    EXPECT_EQ(away(server, 5, {"headset", 0.9}), "headset offers");
+    EXPECT_EQ(away(server, 5, {"headset", 1}), "headset offers turns");
+    EXPECT_EQ(away(server, 9, {"headset", 9}, true), "headset offers") << "the user chose what is heard";
+    server.sinks.push_back(endpoint(3, "dock", "Dock", "dock.monitor"));
+    server.sources.push_back(endpoint(7, "dock.monitor", "Monitor of Dock", "dock"));
+    server.playbacks.push_back({10, 3, "Radio", "radio", true});
+    EXPECT_EQ(away(server, 9, {"headset", 0, 3}), "headset");
+    EXPECT_EQ(away(server, 9, {"headset", 0, 3.1}), "dock") << "each in turn";
+    EXPECT_EQ(away(server, 9, {"dock", 9, 3.1}), "headset");
+
+    const auto back = [&server](const OutputTurn::Scouted& scouted) {
+        return OutputTurn::back(server, "headset", scouted);
+    };
+    EXPECT_EQ(back({"dock", 9}).watch, "speakers");
+    EXPECT_FALSE(back({"dock", 9}).turns || back({"speakers", 0.1}).turns || back({"speakers", 9}).isOver);
+    EXPECT_TRUE(back({"speakers", 0.2}).turns);
+    server.playbacks[0].sounding = false;
+    EXPECT_TRUE(back({"speakers", 0}).isOver) << "it has paused";
+    server.playbacks[0].sounding = true;
+    server.defaultSink = "gone";
+    EXPECT_TRUE(back({"speakers", 0}).isOver);
 }
 
 } // namespace

@@ -1,7 +1,0 @@
-#include "CaptureSource.h"
-
-namespace parlowen {
-
-CaptureSource::~CaptureSource() = default;
-
-} // namespace parlowen

@@ -1,7 +1,0 @@
-#include "AudioRouting.h"
-
-namespace parlowen {
-
-AudioRouting::~AudioRouting() = default;
-
-} // namespace parlowen
