@@ -38,8 +38,7 @@ public:
         services.router = &router_;
         services.capture = [] { return nullptr; };
         services.streaming.baseUrl = nobody;
-        services.hud = &hud_;
-        window_ = std::make_unique<SessionWindow>(std::move(services));
+        window_ = std::make_unique<SessionWindow>(std::make_unique<AIInterviewDetailController>(std::move(services)));
         hud_.containerView = window_.get();
         window_->show();
     }

@@ -133,16 +133,18 @@ class Measurement {
 public:
     Measurement(Composition& composition, std::shared_ptr<Spoken> spoken)
         : spoken_(std::move(spoken))
-        , window_(composition.openSession([] { return std::make_unique<SilentSource>(); }, router_, status_)) {
+        , window_(Composition::openWindow(std::make_unique<AIInterviewDetailController>(
+              composition.sessionServices([] { return std::make_unique<SilentSource>(); }, router_, status_)))) {
         const QList<MeasuredList*> lists = window_->findChildren<MeasuredList*>();
         for (MeasuredList* list : lists)
             watches_.push_back(std::make_unique<PaintWatch>(list->viewport()));
-        AIInterviewDetailController::Observer observer;
-        observer.final = [this](const KXTranslationHistoryDetailsModel&, int index) { rowCame(index); };
-        observer.answerGrew = [this](const std::shared_ptr<StreamModel>& model) {
-            answerGrew(static_cast<int>(model->id));
-        };
-        window_->controller()->setObserver(std::move(observer));
+        QObject::connect(window_->controller(), &AIInterviewDetailController::happened,
+                         [this](const SessionEvent& event) {
+                             if (const auto* sentence = std::get_if<session::Sentence>(&event))
+                                 rowCame(sentence->number - 1);
+                             else if (const auto* answer = std::get_if<session::AnswerPiece>(&event))
+                                 answerGrew(answer->number - 1);
+                         });
         window_->show();
     }
 

@@ -1,7 +1,7 @@
 // What one more word costs in a long session: main-thread time from a partial sentence, or a piece of an answer, until
-// it is painted, with 10,000 transcript rows and 1,000 answers of 2,000 characters, against the same with 100 of each;
-// beside it a plain QListWidget and a QPlainTextEdit that do the same. The window is the real one, on the platform that
-// draws into memory.
+// it is painted, with 10,000 transcript rows and 1,000 answers of 2,000 characters, against the same with 100 of each,
+// and for an answer of 100,000 characters against one of 2,000; beside it a plain QListWidget and a QPlainTextEdit that
+// do the same. The window is the real one, on the platform that draws into memory.
 
 #include "Measure.h"
 #include "OfflineSession.h"
@@ -22,6 +22,7 @@ constexpr int manyRows = 10'000;
 constexpr int manyAnswers = 1'000;
 constexpr int few = 100;
 constexpr int answerLength = 2'000;
+constexpr int longAnswer = 100'000;
 constexpr int calls = 400;
 constexpr int plainCalls = 60;
 constexpr int slowCalls = 4; // a list that lays out everything takes a second for each
@@ -30,9 +31,9 @@ constexpr double targetMilliseconds = 4;
 
 const QString sentence = QStringLiteral("Could you walk me through a project that you are proud of, and why?");
 
-QString answerText() {
+QString answerText(int length = answerLength) {
     const QString part = QStringLiteral("先说结论：我会把写入改成队列，再用批处理降低延迟。Then I would measure it. ");
-    return part.repeated(answerLength / part.size() + 1).left(answerLength);
+    return part.repeated(length / part.size() + 1).left(length);
 }
 
 /// Sees when a widget has been painted.
@@ -73,7 +74,7 @@ double cost(QWidget* painted, const std::function<void()>& change) {
 /// A session with so much in it.
 class FilledSession {
 public:
-    FilledSession(int rows, int answers) {
+    FilledSession(int rows, int answers, int growingLength = answerLength) {
         session_.open();
         KXTranslationHistoryDetailsModel row;
         row.sourceText = sentence;
@@ -83,13 +84,12 @@ public:
         });
         session_.answerList().keepPlace([&] {
             for (int i = 1; i < answers; ++i) {
-                auto model = std::make_shared<StreamModel>(i, 1, QString(), QString(), QString(), QString());
-                model->append(answerText());
-                session_.answers().append(model);
+                session_.answers().append(i - answers + 1); // so that the first one asked for is the last
+                session_.answers().grow(i - answers + 1, answerText());
             }
         });
         growing_ = session_.ask();
-        growing_->append(answerText());
+        growing_->append(answerText(growingLength));
         settle();
     }
 
@@ -166,7 +166,8 @@ void print(const char* what, const std::vector<double>& costs) {
 }
 
 /// Times both by turns, so that whatever else the machine does meets both alike.
-bool judgeGrowth(const char* what, const std::function<double(int)>& much, const std::function<double(int)>& little) {
+bool judgeGrowth(const char* what, const char* muchName, const std::function<double(int)>& much, const char* littleName,
+                 const std::function<double(int)>& little) {
     std::vector<double> large;
     std::vector<double> small;
     for (int i = 0; i < calls; ++i) {
@@ -174,10 +175,10 @@ bool judgeGrowth(const char* what, const std::function<double(int)>& much, const
         large.push_back(much(i));
     }
     std::printf("%s\n", what);
-    print("with 100 of each", small);
-    print("with 10,000 rows and 1,000 answers", large);
+    print(littleName, small);
+    print(muchName, large);
     const bool flat =
-        bench::judge("  against 100 of each", bench::median(large) / bench::median(small), targetRatio, "x");
+        bench::judge("  the one against the other", bench::median(large) / bench::median(small), targetRatio, "x");
     return bench::judge("  99th percentile", bench::percentile(large, 0.99), targetMilliseconds, "ms") && flat;
 }
 
@@ -197,14 +198,21 @@ int main(int argc, char** argv) {
     const QApplication application(argc, argv);
     bool met = true;
     {
+        constexpr auto muchName = "with 10,000 rows and 1,000 answers";
+        constexpr auto littleName = "with 100 of each";
         FilledSession small(few, few);
         FilledSession large(manyRows, manyAnswers);
         met = judgeGrowth(
-            "one more partial sentence", [&](int call) { return large.partial(call); },
+            "one more partial sentence", muchName, [&](int call) { return large.partial(call); }, littleName,
             [&](int call) { return small.partial(call); });
         met = judgeGrowth(
-                  "one more piece of an answer", [&](int) { return large.piece(); },
+                  "one more piece of an answer", muchName, [&](int) { return large.piece(); }, littleName,
                   [&](int) { return small.piece(); }) &&
+              met;
+        FilledSession lengthy(few, few, longAnswer);
+        met = judgeGrowth(
+                  "one more piece of a long answer", "100,000 characters", [&](int) { return lengthy.piece(); },
+                  "2,000 characters", [&](int) { return small.piece(); }) &&
               met;
     }
     printPlain("plain widgets, 10,000 sentences", manyRows, sentence, plainCalls);

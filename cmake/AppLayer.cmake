@@ -12,6 +12,7 @@ function(app_layer name)
 
   add_library(${name} STATIC ${LAYER_SOURCES})
   set(include_root ${CMAKE_BINARY_DIR}/include/${name})
+  file(REMOVE_RECURSE ${include_root}) # headers that have left the layer
   file(MAKE_DIRECTORY ${include_root}/${LAYER_DIR})
   foreach(source IN LISTS LAYER_SOURCES)
     if(source MATCHES "\\.h$")

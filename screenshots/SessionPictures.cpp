@@ -1,6 +1,6 @@
 #include "Sheet.h"
 
-#include <Page/AIInterviewPages/SessionRig.h>
+#include <Page/AIInterviewPages/WindowRig.h>
 #include <Tools/StreamModel.h>
 
 #include <QLabel>
@@ -27,7 +27,7 @@ const QStringList points{"很高兴来参加今天的面试。", "我最自豪�
 
 /// Real sessions in both layouts: answers that come by themselves, and answers on request. With QT_FONT_DPI=144 and
 /// QT_ENABLE_HIGHDPI_SCALING=0 in the environment they are drawn as for a user who wants text half as large again.
-class SessionPictures : public SessionRig, public ::testing::WithParamInterface<int> {
+class SessionPictures : public WindowRig, public ::testing::WithParamInterface<int> {
 protected:
     bool isManual() const { return GetParam() == 1; }
 
@@ -37,7 +37,6 @@ protected:
         open();
     }
     void take(const QString& state) {
-        ASSERT_TRUE(waitFor([this] { return hud_.isHidden(); }));
         Sheet::shared().section(isManual() ? QString("Session window, answers on request")
                                            : QString("Session window, answers by themselves"));
         Sheet::shared().add(state, *window_);

@@ -1,6 +1,6 @@
 #include "Sheet.h"
 
-#include <Page/AIInterviewPages/SessionRig.h>
+#include <Page/AIInterviewPages/WindowRig.h>
 #include <Page/AIInterviewPages/StatusChip.h>
 
 namespace parlowen::screenshots {
@@ -68,11 +68,11 @@ std::vector<Look> looks() {
     };
 }
 
-class StatusPictures : public SessionRig {
+class StatusPictures : public WindowRig {
 protected:
     StatusPictures() {
         single();
-        openWindow();
+        start();
         page().windowWillClose(); // what is so comes from here alone
         chip_ = window_->findChild<StatusChip*>("statusChip");
     }

@@ -36,7 +36,7 @@ void SettledWords::respell(const std::string& hypothesis, const std::vector<Word
     settledText = hypothesis.substr(0, words[count - 1].end);
 }
 
-SettledWords::Shown SettledWords::add(const std::string& hypothesis) {
+SettledWords::Shown SettledWords::add(const std::string& hypothesis, bool settles) {
     const auto words = wordsOf(hypothesis);
     const auto from = placeOfSettled(words);
     respell(hypothesis, words, from);
@@ -44,7 +44,7 @@ SettledWords::Shown SettledWords::add(const std::string& hypothesis) {
     for (std::size_t i = from; i < words.size(); ++i)
         keys.push_back(words[i].key);
     // The last word of a hypothesis may be cut in two by the end of the audio.
-    const auto most = std::min(keys.size() - (keys.empty() ? 0 : 1), previous.size());
+    const auto most = settles ? std::min(keys.size() - (keys.empty() ? 0 : 1), previous.size()) : 0;
     std::size_t agreed = 0;
     while (agreed < most && keys[agreed] == previous[agreed])
         ++agreed;
@@ -54,8 +54,7 @@ SettledWords::Shown SettledWords::add(const std::string& hypothesis) {
             joined(settledText, std::string_view(hypothesis).substr(begin, words[from + agreed - 1].end - begin));
         settledKeys.insert(settledKeys.end(), keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(agreed));
     }
-    // The first hypothesis is of too little speech to bear out another.
-    if (std::exchange(begun, true))
+    if (settles)
         previous.assign(keys.begin() + static_cast<std::ptrdiff_t>(agreed), keys.end());
     const auto rest = from + agreed < words.size() ? std::string_view(hypothesis).substr(words[from + agreed].begin)
                                                    : std::string_view();

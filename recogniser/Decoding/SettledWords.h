@@ -17,8 +17,8 @@ public:
         std::string text;
         std::size_t settled = 0; ///< bytes of `text` whose words stay; case and punctuation may change
     };
-    /// The next hypothesis, of the whole segment.
-    Shown add(const std::string& hypothesis);
+    /// The next hypothesis, of the whole segment. What is of too little speech `settles` nothing, and bears out none.
+    Shown add(const std::string& hypothesis, bool settles = true);
     const Shown& shown() const { return last; }
 
 private:
@@ -26,7 +26,6 @@ private:
 
     void respell(const std::string& hypothesis, const std::vector<Word>& words, std::size_t count);
 
-    bool begun = false;
     std::string settledText;
     std::vector<std::string> settledKeys;
     std::vector<std::string> previous; ///< keys of the last hypothesis' words after the settled ones

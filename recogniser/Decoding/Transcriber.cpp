@@ -5,6 +5,7 @@
 #include "RepeatGuard.h"
 #include "Words.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace parlowen::recogniser {
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::size_t fewestSamples = sampleRate * 6 / 100; // of less than this the library makes an error
 constexpr std::size_t shortestToHalve = 3 * std::size_t{sampleRate};
+constexpr std::size_t shortestToRepeat = sampleRate * 8 / 10;
 
 class OfflineTranscriber : public Transcriber {
 public:
@@ -86,6 +88,17 @@ bool isSound(const Transcript& transcript, std::span<const float> samples) {
     return !isTooMuch(transcript.tokens, secondsOf(samples)) && !repeatsItself(transcript.text);
 }
 
+/// Up to the first word that was there before: of a syllable or two a model likes to make more than there is.
+std::string beforeRepeat(std::string text) {
+    const auto words = wordsOf(text);
+    for (auto word = words.begin(); word != words.end(); ++word)
+        if (std::any_of(words.begin(), word, [word](const Word& other) { return other.key == word->key; })) {
+            text.resize((word - 1)->end);
+            break;
+        }
+    return text;
+}
+
 } // namespace
 
 std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const ModelFolder& model) {
@@ -99,7 +112,17 @@ std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const
 
 std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples) {
     auto transcript = transcriber.transcribe(samples);
-    return isSound(transcript, samples) ? std::optional(std::move(transcript.text)) : std::nullopt;
+    if (samples.size() < shortestToRepeat)
+        return beforeRepeat(std::move(transcript.text));
+    if (isSound(transcript, samples))
+        return std::move(transcript.text);
+    // A loop stands at the end, often inside a word.
+    auto text = withoutRepeats(transcript.text);
+    const auto words = wordsOf(text);
+    if (words.size() < 2)
+        return std::nullopt;
+    text.resize(words[words.size() - 2].end);
+    return text;
 }
 
 std::string finalText(Transcriber& transcriber, std::span<const float> samples) {

@@ -27,7 +27,8 @@ public:
 /// broken in other ways may end the process.
 std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const ModelFolder& model);
 
-/// The words of speech that goes on; none when they cannot be right: a loop, or more than can be spoken.
+/// The words of speech that goes on; of a loop, or of more than can be spoken, those before. None when that leaves
+/// none.
 std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples);
 
 /// The words of finished speech. A loop is decoded anew in two halves, or else collapsed.

@@ -58,9 +58,11 @@ void PieceHost::handle(const Frame& frame) {
     }
     auto& stream = found->second;
     if (frame.kind == Frame::Kind::Audio)
-        stream.tracker->append(samplesOf(frame));
-    else if (frame.kind == Frame::Kind::Finish)
+        stream.tracker->append(stream.noiseReduction.feed(samplesOf(frame)));
+    else if (frame.kind == Frame::Kind::Finish) {
+        stream.tracker->append(stream.noiseReduction.finish());
         stream.tracker->finish();
+    }
     stream.tracker->advance();
     afterAdvance(frame.stream, stream);
 }

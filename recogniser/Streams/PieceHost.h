@@ -2,6 +2,7 @@
 
 #include "Decoding/Transcriber.h"
 #include "DecodingLoad.h"
+#include "NoiseReduction.h"
 #include "StreamHost.h"
 #include "UtteranceTracker.h"
 
@@ -39,6 +40,7 @@ private:
         Clock::time_point since{};
     };
     struct Stream {
+        NoiseReduction noiseReduction;
         std::unique_ptr<UtteranceTracker> tracker;
         std::int64_t toldTaken = -1;
         std::int64_t toldNeeded = -1;

@@ -230,16 +230,16 @@ void UtteranceTracker::onText(const Job& job, std::optional<std::string> text, C
             return; // of a segment that is over
         runningPartial.reset();
         // The first sounds may not be a word yet.
-        nextPartialAt = job.to + (text && !text->empty() ? partialEvery : partialEvery / 2);
+        nextPartialAt = job.to + (text && !text->empty() ? partialEvery : partialEvery / 4);
         if (text && state != State::Quiet) {
-            words.add(*text);
+            words.add(*text, job.to - job.from >= fewestToSettle);
             tellPartial();
         }
     } else if (job.kind == Job::Kind::Pause) {
         if (!wants(job))
             return; // the speech went on
         pauseText = text.value_or("");
-        words.add(*pauseText);
+        words.add(*pauseText, job.to - job.from >= fewestToSettle);
         tellPartial();
     } else {
         for (auto& utterance : utterances)

@@ -34,8 +34,10 @@ public:
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
     static constexpr std::int64_t cutWithin = sampleRate * std::int64_t{3}; ///< at the end of a longest piece
     static constexpr std::int64_t longestUtterance = sampleRate * std::int64_t{20};
-    static constexpr std::int64_t firstPartial = sampleRate * 6 / 10; ///< of audio, with its pre-roll
+    static constexpr std::int64_t firstPartial = preRoll + sampleRate * 13 / 100; ///< of audio
     static constexpr std::int64_t partialEvery = sampleRate * 4 / 10;
+
+    static constexpr std::int64_t fewestToSettle = sampleRate * 26 / 10; ///< decoded for words that stay
 
     /// Something to decode: audio[from, to).
     struct Job {

@@ -15,7 +15,7 @@ public:
     SileroDetector(const SherpaLibrary& library, const std::filesystem::path& model)
         : api(library) {
         sherpa::VadConfig config{};
-        config.silero = {model.c_str(), threshold, 0.3F, 0.1F, static_cast<std::int32_t>(windowLength), neverCut};
+        config.silero = {model.c_str(), threshold, 0.3F, 0.06F, static_cast<std::int32_t>(windowLength), neverCut};
         config.sampleRate = sampleRate;
         config.threads = 1;
         vad = api.createVad(&config, bufferSeconds);

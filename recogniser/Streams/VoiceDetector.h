@@ -17,7 +17,7 @@ public:
     static constexpr std::size_t windowLength = 512; ///< samples
     using Window = std::array<float, windowLength>;
     /// The shortest speech that counts, and what the detector itself needs.
-    static constexpr std::int64_t onsetDelay = sampleRate / 10 + sampleRate * 72 / 1000;
+    static constexpr std::int64_t onsetDelay = sampleRate * 6 / 100 + sampleRate * 72 / 1000;
     static constexpr std::int64_t closeDelay = sampleRate * 3 / 10;
 
     virtual ~VoiceDetector() = default;

@@ -67,14 +67,15 @@ bool waitForEnd(int socket) {
     }
 }
 
-/// Why a model cannot be used; empty when it can.
-std::string tryModel(const fs::path& program, const ModelFolder& model) {
+/// Why a model cannot be used; empty when it can. A stop ends the trial.
+std::string tryModel(const fs::path& program, const ModelFolder& model, const std::stop_token& stop) {
     const int errors = memfd_create("trial-errors", MFD_CLOEXEC);
     const auto child = ChildProcess::start({program.string(), "--trial", model.folder.string()}, errors);
     std::string problem;
     if (!child) {
         problem = "the recogniser cannot be started";
     } else {
+        const std::stop_callback kill(stop, [&child] { child->signal(SIGKILL); });
         const bool inTime = waitForEnd(child->socket());
         if (!inTime)
             child->signal(SIGKILL);
@@ -140,7 +141,8 @@ std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
     auto own = recogniser::modelsIn(where.own);
     const std::lock_guard lock(mutex);
     if (auto waiting = untried(own); !waiting.empty() && !std::exchange(trying, true))
-        trialThread = std::jthread([this, models = std::move(waiting)] { tryAll(models); });
+        trialThread =
+            std::jthread([this, models = std::move(waiting)](const std::stop_token& stop) { tryAll(models, stop); });
     for (auto& model : own) {
         const auto trial = trials.find(model.name);
         const bool isTried = trial != trials.end() && trial->second.stamp == stampOf(model);
@@ -209,9 +211,11 @@ std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& 
     return waiting;
 }
 
-void ModelRegistry::tryAll(const std::vector<ModelFolder>& models) {
+void ModelRegistry::tryAll(const std::vector<ModelFolder>& models, const std::stop_token& stop) {
     for (const auto& model : models) {
-        auto problem = tryModel(where.program, model);
+        auto problem = tryModel(where.program, model, stop);
+        if (stop.stop_requested())
+            break; // it was not tried to its end
         logLine("speech model " + model.name + ": " + (problem.empty() ? "tried, can be used" : problem));
         const std::lock_guard lock(mutex);
         trials[model.name] = {stampOf(model), std::move(problem)};

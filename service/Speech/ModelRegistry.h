@@ -57,7 +57,7 @@ private:
         std::optional<std::string> problem;
     };
 
-    void tryAll(const std::vector<recogniser::ModelFolder>& models);
+    void tryAll(const std::vector<recogniser::ModelFolder>& models, const std::stop_token& stop);
     std::vector<recogniser::ModelFolder> untried(const std::vector<recogniser::ModelFolder>& models) const;
     void readTrials();
     void writeTrials() const;

@@ -25,10 +25,11 @@ Listens to an interview, shows what is said, and suggests an answer for each que
 
 Options of a session:
 
-  --headless           without a window or a display: print each finished sentence, and each answer as it grows
+  --headless           without a window or a display: print each finished sentence, and each answer as it grows;
+                       every question is asked at once, whatever the stored mode is, unless --manual is given
   --json               print one JSON object a line and event: kind, time (seconds since recognition began),
                        text, row
-  --screenshot FILE    write a picture of the session window at the end (PNG)
+  --screenshot FILE    write a picture of the session window at the end (PNG); with --headless it is drawn off screen
   --language KEY       the language spoken, such as en-US, in place of the stored one
   --translate-to KEY   translate into this language, such as es
   --manual             collect the questions; a headless rehearsal asks them together at the end
@@ -43,7 +44,8 @@ interview keeps the text size and the opacity that were set in its window. Witho
 PARLOWEN_API_BASE_URL names the backend, then the stored setting fuwuqi_key; without any, the local service is started.
 
 Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the output or the picture could
-not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display.
+not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display, 3 when a
+headless session heard all and an answer failed.
 )",
                       R"(用法：parlowen --rehearse 文件 [选项]
       parlowen --interview system|microphone|app:名称 [选项]
@@ -59,9 +61,10 @@ not be written, 2 for a wrong command line, a file that cannot be played, or a w
 
 会话选项：
 
-  --headless           不需要窗口和显示器：打印每个句子，以及逐步生成的回答
+  --headless           不需要窗口和显示器：打印每个句子，以及逐步生成的回答；除非加上 --manual，
+                       无论已保存的模式如何，每个问题都会立即提问
   --json               每行打印一个 JSON 对象：kind、time（识别开始后的秒数）、text、row
-  --screenshot 文件    结束时保存会话窗口的图片（PNG）
+  --screenshot 文件    结束时保存会话窗口的图片（PNG）；与 --headless 一起使用时不显示窗口
   --language 代码      所说的语言，例如 en-US，代替已保存的设置
   --translate-to 代码  翻译成这种语言，例如 es
   --manual             先收集问题；无窗口的排练在结束时一并提问
@@ -76,7 +79,7 @@ not be written, 2 for a wrong command line, a file that cannot be played, or a w
 都没有时启动本地服务。
 
 退出状态：0 表示识别已运行（或检查一切正常）；1 表示没有运行，或者输出、图片无法写入；2 表示命令行
-有误、文件无法播放，或没有显示器可打开窗口。
+有误、文件无法播放，或没有显示器可打开窗口；3 表示无窗口的会话已听完，但有回答失败。
 )"};
 
 /// The options that choose what is done; exactly one is needed.

@@ -30,6 +30,9 @@ struct CommandLine {
     QString backend;      ///< the backend's API base URL; empty for the one of the environment, settings or build
     QString language;     ///< recognition locale, such as "en-US"; empty for the stored one
     QString translateTo;  ///< translation target, such as "es"; empty for the stored setting
+
+    /// Whether a session has a window: a headless one has it, off screen, for its picture alone.
+    bool showsWindow() const { return !headless || !screenshot.isEmpty(); }
 };
 
 /// Reads the arguments, the program's own name first.

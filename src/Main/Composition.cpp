@@ -1,5 +1,6 @@
 #include "Composition.h"
 
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Network/ApiBase.h>
 #include <Speech/SpeechEndpoint.h>
@@ -8,6 +9,7 @@
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/TimerManager.h>
 
+#include <QApplication>
 #include <QElapsedTimer>
 #include <utility>
 
@@ -17,10 +19,20 @@ namespace {
 
 constexpr int repeatMilliseconds = 60'000;
 
+/// A session without a window runs without anything that draws.
+bool hasWindows() { return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr; }
+
 // Later: the microphone is looked at just before the session's window opens, and the text belongs over that.
+void showError(const QString& text) {
+    if (hasWindows())
+        onMain([text] { ProgressHUD::shared().error(text); });
+    else
+        consoleLog(text);
+}
+
 MicroManagement::Hooks microphoneHooks() {
     MicroManagement::Hooks result;
-    result.showError = [](const QString& text) { onMain([text] { ProgressHUD::shared().error(text); }); };
+    result.showError = showError;
     return result;
 }
 
@@ -100,8 +112,8 @@ void Composition::languageList(int source, QObject* context,
                       });
 }
 
-std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory capture, AudioRouting& router,
-                                                        SessionStatus& status) {
+SessionServices Composition::sessionServices(CaptureSourceFactory capture, AudioRouting& router,
+                                             SessionStatus& status) {
     SessionServices services;
     services.settings = &settings_;
     services.http = &http_;
@@ -109,9 +121,14 @@ std::unique_ptr<SessionWindow> Composition::openSession(CaptureSourceFactory cap
     services.router = &router;
     services.capture = std::move(capture);
     services.streaming = {ApiBase::builtIn(), [this] { return settings_.loginToken(); }, trust_};
-    services.hud = &ProgressHUD::shared();
+    if (hasWindows())
+        services.toast = [](const QString& text) { ProgressHUD::shared().toast(text); };
     services.status = &status;
-    auto window = std::make_unique<SessionWindow>(std::move(services));
+    return services;
+}
+
+std::unique_ptr<SessionWindow> Composition::openWindow(std::unique_ptr<AIInterviewDetailController> session) {
+    auto window = std::make_unique<SessionWindow>(std::move(session));
     // The session's window is the one that the user sees.
     ProgressHUD::shared().containerView = window.get();
     return window;

@@ -6,6 +6,7 @@
 #include <Foundation/LocalTrust.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
+#include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/SessionStatus.h>
@@ -48,10 +49,11 @@ public:
     /// no answer. Nothing is received once the context is gone.
     void languageList(int source, QObject* context, std::function<void(std::vector<LanguageListModel>)> received);
 
-    /// A window with a new session in it, not shown yet, which hears what the factory's sources give and hands the
-    /// audio devices back through the router. The router and the status, which it shows and keeps, outlive it.
-    std::unique_ptr<SessionWindow> openSession(CaptureSourceFactory capture, AudioRouting& router,
-                                               SessionStatus& status);
+    /// The collaborators of a session, which hears what the factory's sources give and hands the audio devices back
+    /// through the router. The router and the status outlive it.
+    SessionServices sessionServices(CaptureSourceFactory capture, AudioRouting& router, SessionStatus& status);
+    /// A window that shows that session, not shown itself yet.
+    static std::unique_ptr<SessionWindow> openWindow(std::unique_ptr<AIInterviewDetailController> session);
 
 private:
     HttpDatas::Hooks requestHooks();

@@ -16,20 +16,25 @@ std::optional<QString> Rehearsal::soundProblem() const {
 }
 
 CaptureSourceFactory Rehearsal::capture() {
-    showFile();
+    showFile(InputStatus::State::Listening);
     return [self = QPointer<Rehearsal>(this), file = line().file,
             meter = status().meter()]() -> std::unique_ptr<CaptureSource> {
         FileCapture::Options options;
         options.path = file;
         options.meter = meter;
-        options.onFinished = [self] { onMain(self, [self] { self->soundEnded(); }); };
+        options.onFinished = [self] { onMain(self, [self] { self->recordingEnded(); }); };
         return std::make_unique<FileCapture>(std::move(options));
     };
 }
 
-void Rehearsal::showFile() {
+void Rehearsal::recordingEnded() {
+    showFile(InputStatus::State::Ended);
+    soundEnded();
+}
+
+void Rehearsal::showFile(InputStatus::State state) {
     InputStatus input;
-    input.state = InputStatus::State::Listening;
+    input.state = state;
     input.kind = InputKind::Application; // something by itself, whose name says what
     input.name = QFileInfo(line().file).fileName();
     input.heardSound = true;

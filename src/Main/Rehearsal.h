@@ -2,6 +2,7 @@
 
 #include "SessionRun.h"
 
+#include <AVFoundation/InputStatus.h>
 #include <Tools/AudioRouting.h>
 
 namespace parlowen {
@@ -19,7 +20,8 @@ protected:
     bool endsByItself() const override { return true; }
 
 private:
-    void showFile();
+    void showFile(InputStatus::State state);
+    void recordingEnded();
 
     NoAudioRouting router_;
 };

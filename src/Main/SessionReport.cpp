@@ -8,6 +8,8 @@ namespace parlowen {
 
 namespace {
 
+using Outcome = AnswerEnd::Outcome;
+
 constexpr Phrase listening{"Listening to %1", "正在收听：%1"};
 constexpr Phrase warningOf{"! Warning: %1", "! 警告：%1"};
 constexpr Phrase notHeard{"… %1 s not heard …", "… %1 s 未听到 …"};
@@ -16,6 +18,22 @@ QString clockText(double seconds) {
     const int whole = static_cast<int>(seconds);
     return QStringLiteral("%1:%2").arg(whole / 60, 2, 10, QLatin1Char('0')).arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
+
+QString outcomeName(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::Complete:
+        break;
+    case Outcome::Failed:
+        return QStringLiteral("failed");
+    case Outcome::Cancelled:
+        return QStringLiteral("cut off");
+    case Outcome::Dropped:
+        return QStringLiteral("dropped");
+    }
+    return {};
+}
+
+QJsonObject rowNumber(int number) { return {{QStringLiteral("row"), number}}; }
 
 } // namespace
 
@@ -26,105 +44,107 @@ TextReport::TextReport(Write write, Clock clock, Language language)
     , clock_(std::move(clock))
     , language_(language) {}
 
+void TextReport::tell(const SessionEvent& event) {
+    std::visit(
+        SessionHandler{
+            [this](const session::Started& started) { line(listening.in(language_, started.sound)); },
+            [this](const session::Sentence& told) { sentence(told); },
+            [this](const session::Missed& missed) {
+                line(QStringLiteral("\n[%1] %2").arg(clockText(clock_()), notHeard.in(language_, missed.seconds)));
+            },
+            [this](const session::AnswerPiece& answer) { grow(answer); },
+            [this](const session::AnswerEnded& answer) {
+                if (const auto rest = begun_.extract(answer.number); rest && !rest.mapped().isEmpty())
+                    answerLine(answer.number, rest.mapped());
+            },
+            [this](const session::Status& told) { status(told); },
+            [this](const session::Problem& problem) { line(QStringLiteral("! %1").arg(problem.text)); },
+            [this](const session::Warning& warning) { line(warningOf.in(language_, warning.text)); },
+            [this](const session::Ended& ended) { line(QStringLiteral("\n%1").arg(ended.summary)); },
+            [](const auto&) {},
+        },
+        event);
+}
+
 void TextReport::line(const QString& text) { write_(text.toUtf8() + '\n'); }
 
-void TextReport::started(const QString& file) { line(listening.in(language_, file)); }
-
-void TextReport::partial(int, const QString&, const QString&) {}
-
-void TextReport::row(int row, const QString& text, const QString& translation) {
-    line(QStringLiteral("\n[%1] %2: %3").arg(clockText(clock_())).arg(row).arg(text));
-    if (!translation.isEmpty())
-        line(QStringLiteral("        → %1").arg(translation));
+void TextReport::sentence(const session::Sentence& sentence) {
+    line(QStringLiteral("\n[%1] %2: %3").arg(clockText(clock_())).arg(sentence.number).arg(sentence.row.sourceText));
+    if (!sentence.row.resultText.isEmpty())
+        line(QStringLiteral("        → %1").arg(sentence.row.resultText));
 }
 
-void TextReport::missed(int seconds) {
-    line(QStringLiteral("\n[%1] %2").arg(clockText(clock_()), notHeard.in(language_, seconds)));
+void TextReport::grow(const session::AnswerPiece& answer) {
+    QString& begun = begun_[answer.number];
+    QStringList lines = answer.piece.split(u'\n');
+    lines.front().prepend(std::exchange(begun, {}));
+    begun = lines.takeLast();
+    for (const QString& whole : std::as_const(lines))
+        answerLine(answer.number, whole);
 }
 
-void TextReport::asked(int answer, const QString&) { answers_[answer] = {}; }
-
-void TextReport::answerGrew(int answer, const QString& text) {
-    answers_[answer].text = text;
-    writeLines(answer, false);
-}
-
-void TextReport::answered(int answer) { writeLines(answer, true); }
-
-void TextReport::writeLines(int answer, bool all) {
-    Answer& grown = answers_[answer];
-    while (grown.written < grown.text.size()) {
-        qsizetype end = grown.text.indexOf(u'\n', grown.written);
-        if (end < 0 && !all)
-            return;
-        if (end < 0)
-            end = grown.text.size();
-        line(QStringLiteral("    %1 | %2").arg(answer).arg(grown.text.mid(grown.written, end - grown.written)));
-        grown.written = end + 1;
-    }
+void TextReport::answerLine(int number, const QString& text) {
+    line(QStringLiteral("    %1 | %2").arg(number).arg(text));
 }
 
 // A line for each thing that wants doing, and one when all is well again.
-void TextReport::status(const QString& text, bool plain) {
-    if (!plain || saidStatus_)
-        line(QStringLiteral("· %1").arg(text));
-    saidStatus_ = !plain;
+void TextReport::status(const session::Status& status) {
+    if (!status.plain || saidStatus_)
+        line(QStringLiteral("· %1").arg(status.text));
+    saidStatus_ = !status.plain;
 }
-
-void TextReport::problem(const QString& text) { line(QStringLiteral("! %1").arg(text)); }
-
-void TextReport::warning(const QString& text) { line(warningOf.in(language_, text)); }
-
-void TextReport::ended(const QString& summary) { line(QStringLiteral("\n%1").arg(summary)); }
 
 JsonReport::JsonReport(Write write, Clock clock)
     : write_(std::move(write))
     , clock_(std::move(clock)) {}
 
-void JsonReport::event(const char* kind, const QString& text, int row, const QString& translation) {
-    QJsonObject object{{QStringLiteral("text"), text}};
-    if (row > 0)
-        object.insert(QStringLiteral("row"), row);
-    if (!translation.isEmpty())
-        object.insert(QStringLiteral("translation"), translation);
-    write(kind, std::move(object));
+void JsonReport::tell(const SessionEvent& event) {
+    std::visit(
+        SessionHandler{
+            [this](const session::Started& started) { write("started", started.sound); },
+            [this](const session::Partial& partial) { row("partial", partial.number, partial.row); },
+            [this](const session::Sentence& sentence) { row("row", sentence.number, sentence.row); },
+            [this](const session::Missed& missed) {
+                write("missed", {}, {{QStringLiteral("seconds"), missed.seconds}});
+            },
+            [this](const session::Question& question) { write("question", question.text, rowNumber(question.number)); },
+            [this](const session::AnswerPiece& answer) {
+                answers_[answer.number] += answer.piece;
+                write("answer", answer.piece, rowNumber(answer.number));
+            },
+            [this](const session::AnswerEnded& answer) { answerEnded(answer); },
+            [this](const session::Status& status) { write("status", status.text); },
+            [this](const session::Problem& problem) { write("problem", problem.text); },
+            [this](const session::Warning& warning) { write("warning", warning.text); },
+            [this](const session::Ended& ended) { write("ended", ended.summary); },
+            [](const auto&) {},
+        },
+        event);
 }
 
-void JsonReport::write(const char* kind, QJsonObject object) {
-    object.insert(QStringLiteral("kind"), QLatin1String(kind));
-    object.insert(QStringLiteral("time"), std::round(clock_() * 1000) / 1000);
-    write_(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+void JsonReport::write(const char* kind, const QString& text, QJsonObject more) {
+    if (!text.isNull())
+        more.insert(QStringLiteral("text"), text);
+    more.insert(QStringLiteral("kind"), QLatin1String(kind));
+    more.insert(QStringLiteral("time"), std::round(clock_() * 1000) / 1000);
+    write_(QJsonDocument(more).toJson(QJsonDocument::Compact) + '\n');
 }
 
-void JsonReport::started(const QString& file) { event("started", file); }
-
-void JsonReport::partial(int row, const QString& text, const QString& translation) {
-    event("partial", text, row, translation);
+void JsonReport::row(const char* kind, int number, const KXTranslationHistoryDetailsModel& row) {
+    QJsonObject more = rowNumber(number);
+    if (!row.resultText.isEmpty())
+        more.insert(QStringLiteral("translation"), row.resultText);
+    write(kind, row.sourceText, more);
 }
 
-void JsonReport::row(int row, const QString& text, const QString& translation) { event("row", text, row, translation); }
-
-void JsonReport::missed(int seconds) { write("missed", {{QStringLiteral("seconds"), seconds}}); }
-
-void JsonReport::asked(int answer, const QString& question) {
-    answers_[answer].clear();
-    event("question", question, answer);
+void JsonReport::answerEnded(const session::AnswerEnded& answer) {
+    const auto known = answers_.extract(answer.number);
+    const QString text = known ? known.mapped() : QStringLiteral("");
+    QJsonObject more = rowNumber(answer.number);
+    if (answer.end.outcome == Outcome::Complete)
+        return write("answered", text, more);
+    more.insert(QStringLiteral("outcome"), outcomeName(answer.end.outcome));
+    write("unanswered", text, more);
 }
-
-void JsonReport::answerGrew(int answer, const QString& text) {
-    QString& known = answers_[answer];
-    event("answer", text.mid(known.size()), answer);
-    known = text;
-}
-
-void JsonReport::answered(int answer) { event("answered", answers_[answer], answer); }
-
-void JsonReport::status(const QString& text, bool /*plain*/) { event("status", text); }
-
-void JsonReport::problem(const QString& text) { event("problem", text); }
-
-void JsonReport::warning(const QString& text) { event("warning", text); }
-
-void JsonReport::ended(const QString& summary) { event("ended", summary); }
 
 } // namespace parlowen

@@ -7,13 +7,13 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
-
 #include <Tools/SessionStatusText.h>
 
-#include <QCloseEvent>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QScreen>
+#include <cstdio>
+#include <unistd.h>
 #include <utility>
 
 namespace parlowen {
@@ -24,6 +24,10 @@ constexpr Phrase signedOut{"the backend no longer takes the sign-in", "后端不
 constexpr Phrase didNotStart{"recognition did not start", "识别没有开始"};
 constexpr Phrase endNotRecognised{"the end was not recognised. %1", "结尾没有被识别。%1"};
 constexpr Phrase answerDidNotEnd{"an answer did not end", "有一个回答没有结束"};
+constexpr Phrase answerFailed{"answer %1 failed: %2", "第 %1 个回答失败：%2"};
+constexpr Phrase onStandardError{"parlowen: %1\n", "parlowen：%1\n"};
+constexpr Phrase nobodyAsks{"questions are collected, but without a window there is no button that asks them",
+                            "问题会被收集，但没有窗口就没有“回答”按钮，不会提问"};
 constexpr Phrase wasInterrupted{"interrupted", "已中断"};
 constexpr Phrase cutOff{"the last sentence was cut off: %1", "最后一句被截断：%1"};
 constexpr Phrase answerCutOff{"answer %1 was cut off", "第 %1 个回答被截断"};
@@ -34,12 +38,9 @@ constexpr Phrase anotherSession{"another session of yours is open; both go on", 
 constexpr int statusDone = 0;
 constexpr int statusNotRun = 1;
 constexpr int statusBadInput = 2;
-// Recognition ends a sentence half a second after it was spoken; the rest is for slow machines and a reconnect.
-constexpr int quietMilliseconds = 4'000;
-// What an answer, or a sentence that has begun, may take from one piece to the next once the sound is over.
-constexpr int pieceMilliseconds = 60'000;
-// A token is asked for again and again; one that comes later than this does not come for a recording.
-constexpr int startMilliseconds = 60'000;
+constexpr int statusUnanswered = 3;
+
+using State = RecognitionStatus::State;
 
 } // namespace
 
@@ -49,12 +50,16 @@ SessionRun::SessionRun(CommandLine line, SessionReport& report, SessionSettings&
     , report_(report)
     , finished_(std::move(finished))
     , settings_(settings)
-    , composition_(composition) {
-    quiet_.setSingleShot(true);
-    connect(&quiet_, &QTimer::timeout, this, &SessionRun::settle);
+    , composition_(composition)
+    , ending_(status_) {
+    connect(&ending_, &SessionEnding::settled, this, &SessionRun::settle);
 }
 
-SessionRun::~SessionRun() { composition_.setHooks({}); }
+SessionRun::~SessionRun() {
+    if (session_)
+        session_->disconnect(this);
+    composition_.setHooks({});
+}
 
 double SessionRun::heardSeconds() const {
     return heard_.isValid() ? static_cast<double>(heard_.elapsed()) / 1000 : 0.0;
@@ -65,9 +70,9 @@ void SessionRun::begin() {
         giveUp(*problem, statusBadInput);
         return;
     }
-    report_.started(soundName());
+    report_.tell(session::Started{soundName()});
     if (const auto& problem = settings_.storedProblem())
-        report_.problem(*problem);
+        fail(*problem);
     settings_.applyAnswers(line_);
     connectBackend();
 }
@@ -79,8 +84,8 @@ void SessionRun::connectBackend() {
         return;
     }
     connect(&backend, &Backend::servingChanged, this, [this](bool serves) {
-        if (controller_)
-            controller_->setServiceStarting(!serves);
+        if (session_)
+            session_->setServiceStarting(!serves);
     });
     composition_.connectBackend(this, [this](const Result<Backend::Access>& access) {
         if (access)
@@ -124,20 +129,33 @@ void SessionRun::openSession() {
         giveUp(*problem, statusNotRun);
         return;
     }
-    window_ = composition_.openSession(watchedCapture(), router(), status_);
-    controller_ = window_->controller();
-    window_->installEventFilter(this);
-    observe();
-    if (!line_.headless)
-        sayIfSecond();
-    connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::recognitionChanged);
+    startSession();
     connect(&status_, &SessionStatus::recognitionChanged, this, &SessionRun::reportStatus);
     connect(&status_, &SessionStatus::inputChanged, this, &SessionRun::reportStatus);
-    window_->show();
     if (line_.verbose)
         stops_.emplace();
     if (endsByItself())
-        quiet_.start(startMilliseconds);
+        ending_.awaitStart();
+    else if (line_.headless && line_.manual)
+        warn(nobodyAsks.here());
+}
+
+// What a session has to say comes later, with its first token.
+void SessionRun::startSession() {
+    auto session = std::make_unique<AIInterviewDetailController>(
+        composition_.sessionServices(watchedCapture(), router(), status_));
+    session_ = session.get();
+    if (line_.showsWindow()) {
+        window_ = composition_.openWindow(std::move(session));
+        if (!line_.headless)
+            sayIfSecond();
+        window_->show();
+    } else {
+        windowless_ = std::move(session);
+        windowless_->viewDidLoad();
+    }
+    connect(session_, &AIInterviewDetailController::happened, this, &SessionRun::note);
+    connect(session_, &AIInterviewDetailController::closing, this, &SessionRun::sessionCloses);
 }
 
 void SessionRun::sayIfSecond() {
@@ -145,7 +163,7 @@ void SessionRun::sayIfSecond() {
     if (!presence_->isSecond())
         return;
     warn(anotherSession.here());
-    controller_->addStatusNote(anotherSession.in(Language::Chinese));
+    window_->addStatusNote(anotherSession.in(Language::Chinese));
     // Not exactly over the first one's window.
     constexpr QPoint beside(48, 48);
     window_->move(window_->screen()->availableGeometry().center() - window_->rect().center() + beside);
@@ -156,9 +174,11 @@ void SessionRun::reportStatus() {
     // Seconds that are counted are no news.
     static const QRegularExpression number(QStringLiteral("\\d+"));
     const QString words = QString(now.text).remove(number);
-    if (closing_ || words == std::exchange(lastStatus_, words))
+    if (now.severity != SessionStatusText::Severity::Problem && status_.recognition().state == State::Recognizing)
+        lastProblem_.clear();
+    if (session_->isClosing() || words == std::exchange(lastStatus_, words))
         return;
-    report_.status(now.text, now.severity == SessionStatusText::Severity::Plain);
+    report_.tell(session::Status{now.text, now.severity == SessionStatusText::Severity::Plain});
 }
 
 CaptureSourceFactory SessionRun::watchedCapture() {
@@ -171,151 +191,107 @@ CaptureSourceFactory SessionRun::watchedCapture() {
 
 void SessionRun::soundFailed(const QString& problem) {
     soundFailed_ = true;
-    report_.problem(problem);
+    fail(problem);
     soundEnded();
 }
 
 // A request that is made again and again fails in the same way each time.
 void SessionRun::requestFailed(const QString& problem) {
     if (std::exchange(lastProblem_, problem) != problem)
-        report_.problem(problem);
+        fail(problem);
 }
 
-void SessionRun::recognitionChanged() {
-    using State = RecognitionStatus::State;
-    const RecognitionStatus& now = status_.recognition();
-    if (now.state == State::Recognizing)
-        lastProblem_.clear();
-    if (std::exchange(lagged_, recognitionLags()) != lagged_ || now.state == State::Recognizing)
-        settleSoon();
-}
-
-/// Sound that was captured may still become rows.
-bool SessionRun::recognitionLags() const {
-    using State = RecognitionStatus::State;
-    const RecognitionStatus& now = status_.recognition();
-    return now.state == State::Reconnecting || (now.state == State::Recognizing && now.waitingSeconds > 0);
-}
-
-void SessionRun::observe() {
-    AIInterviewDetailController::Observer observer;
-    observer.recognitionStarted = [this] {
+void SessionRun::note(const SessionEvent& event) {
+    if (std::holds_alternative<session::Recognizing>(event))
         heard_.start();
-        quiet_.stop();
-    };
-    observer.partial = [this](const KXTranslationHistoryDetailsModel& row, int index) {
-        unfinished_ = row.sourceText;
-        report_.partial(index + 1, row.sourceText, row.resultText);
-        settleSoon();
-    };
-    observer.final = [this](const KXTranslationHistoryDetailsModel& row, int index) {
-        rows_ = index + 1;
-        unfinished_.clear();
-        report_.row(rows_, row.sourceText, row.resultText);
-        settleSoon();
-    };
-    observer.missed = [this](int seconds) {
-        report_.missed(seconds);
-        settleSoon();
-    };
-    observer.asked = [this](const std::shared_ptr<StreamModel>& model) {
-        const int answer = static_cast<int>(model->id) + 1;
-        growing_.insert(answer);
-        report_.asked(answer, model->txt);
-        model->setDidComplete([self = QPointer<SessionRun>(this), answer](const QString&) {
-            onMain(self, [self, answer] {
-                if (self->growing_.erase(answer) == 0)
-                    return; // it was told of when the session ended
-                self->report_.answered(answer);
-                self->settleSoon();
-            });
-        });
-    };
-    observer.answerGrew = [this](const std::shared_ptr<StreamModel>& model) {
-        report_.answerGrew(static_cast<int>(model->id) + 1, model->responseText());
-        settleSoon();
-    };
-    observer.recognitionError = [this](const QString& text) {
-        recognitionFailed_ = true;
-        soundOver_ = true; // nothing more will be heard
-        report_.problem(text);
-        settleSoon();
-    };
-    controller_->setObserver(std::move(observer));
+    if (const auto* sentence = std::get_if<session::Sentence>(&event))
+        rows_ = sentence->number;
+    report_.tell(event);
+    if (const auto* answer = std::get_if<session::AnswerEnded>(&event))
+        answerEnded(*answer);
+    ending_.note(event);
+}
+
+void SessionRun::answerEnded(const session::AnswerEnded& answer) {
+    const QString number = QString::number(answer.number);
+    if (answer.end.outcome == AnswerEnd::Outcome::Cancelled)
+        warn(answerCutOff.here(number));
+    if (answer.end.outcome != AnswerEnd::Outcome::Failed)
+        return;
+    unanswered_ = true;
+    const QString problem = answerFailed.here(number, answerFailureText(answer.end, terminalLanguage()));
+    fail(problem);
+    // Those who look at the terminal have it before them.
+    if (line_.json || ::isatty(STDOUT_FILENO) == 0)
+        std::fputs(onStandardError.here(problem).toUtf8().constData(), stderr);
 }
 
 void SessionRun::soundEnded() {
-    soundOver_ = true;
-    if (controller_)
-        controller_->stopClock();
-    settleSoon();
-}
-
-void SessionRun::settleSoon() {
-    if (!soundOver_ || closing_)
-        return;
-    const bool waits = !growing_.empty() || ((!unfinished_.isEmpty() || recognitionLags()) && !recognitionFailed_);
-    quiet_.start(waits ? pieceMilliseconds : quietMilliseconds);
+    if (session_)
+        session_->stopClock();
+    ending_.soundEnded();
 }
 
 // Nothing more happens, because the sound is over or was never heard.
 void SessionRun::settle() {
     if (!heard_.isValid())
-        report_.problem(didNotStart.here());
-    else if (recognitionLags() && !std::exchange(recognitionFailed_, true))
-        report_.problem(endNotRecognised.here(status_.recognition().details.here()));
-    if (line_.headless && line_.manual && controller_->hasCollectedQuestions()) {
-        controller_->aiResponseTapped();
+        fail(didNotStart.here());
+    else if (ending_.recognitionLags() && !std::exchange(endMissing_, true))
+        fail(endNotRecognised.here(status_.recognition().details.here()));
+    if (line_.headless && line_.manual && session_->hasCollectedQuestions()) {
+        session_->aiResponseTapped();
         return;
     }
-    if (!growing_.empty())
-        report_.problem(answerDidNotEnd.here());
+    if (ending_.isAnswering())
+        fail(answerDidNotEnd.here());
     writeScreenshot();
     if (line_.headless)
         closeSession();
 }
 
 void SessionRun::interrupt() {
-    if (window_)
+    if (session_)
         closeSession();
     else
         giveUp(wasInterrupted.here(), statusNotRun);
 }
 
-void SessionRun::closeSession() { window_->close(); }
-
-bool SessionRun::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == window_.get() && event->type() == QEvent::Close && !closing_) {
-        closing_ = true;
-        quiet_.stop();
-        if (!soundOver_)
-            writeScreenshot();
-        onMain(QPointer<SessionRun>(this), [this] { putAway(); });
-    }
-    return QObject::eventFilter(watched, event);
+void SessionRun::closeSession() {
+    if (window_)
+        window_->close();
+    else
+        session_->windowWillClose();
 }
 
-// After the window's own close sequence, which stops its services in the background.
+void SessionRun::sessionCloses() {
+    ending_.stop();
+    if (!ending_.isSoundOver())
+        writeScreenshot();
+    onMain(QPointer<SessionRun>(this), [this] { putAway(); });
+}
+
+// After the session's own close sequence, which stops its services in the background.
 void SessionRun::putAway() {
     if (stops_)
         consoleLog(QStringLiteral("主线程最长停顿：%1 毫秒").arg(stops_->longestStop()));
     stops_.reset();
     waitForBackground();
     keep(settings_);
-    if (!unfinished_.isEmpty())
-        warn(cutOff.here(unfinished_));
-    for (const int answer : std::exchange(growing_, {})) {
-        report_.answered(answer);
-        warn(answerCutOff.here(QString::number(answer)));
-    }
-    const bool ran = heard_.isValid() && !recognitionFailed_ && !soundFailed_ && !pictureFailed_;
-    report_.ended((rows_ == 1 ? oneSentence : manySentences)
-                      .here(QString::number(rows_), QString::number(heardSeconds(), 'f', 1)));
-    onMain(QPointer<SessionRun>(this), [this, ran] { finished_(ran ? statusDone : statusNotRun); });
+    if (!ending_.unfinished().isEmpty())
+        warn(cutOff.here(ending_.unfinished()));
+    report_.tell(session::Ended{(rows_ == 1 ? oneSentence : manySentences)
+                                    .here(QString::number(rows_), QString::number(heardSeconds(), 'f', 1))});
+    onMain(QPointer<SessionRun>(this), [this, status = exitStatus()] { finished_(status); });
+}
+
+int SessionRun::exitStatus() const {
+    if (!heard_.isValid() || ending_.recognitionStopped() || endMissing_ || soundFailed_ || pictureFailed_)
+        return statusNotRun;
+    return line_.headless && unanswered_ ? statusUnanswered : statusDone;
 }
 
 void SessionRun::giveUp(const QString& problem, int status) {
-    report_.problem(problem);
+    fail(problem);
     // Later: the caller may be the service or the sign-in, which the owner will destroy.
     onMain(QPointer<SessionRun>(this), [this, status] { finished_(status); });
 }
@@ -326,7 +302,7 @@ void SessionRun::writeScreenshot() {
     QSaveFile file(line_.screenshot); // a full disk leaves no half a picture
     pictureFailed_ = !file.open(QIODevice::WriteOnly) || !window_->grab().save(&file, "PNG") || !file.commit();
     if (pictureFailed_)
-        report_.problem(noPicture.here(line_.screenshot));
+        fail(noPicture.here(line_.screenshot));
 }
 
 } // namespace parlowen

@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "MainThreadWatch.h"
+#include "SessionEnding.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
 #include "SessionSignIn.h"
@@ -14,11 +15,9 @@
 
 #include <QElapsedTimer>
 #include <QPointer>
-#include <QTimer>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <set>
 #include <vector>
 
 namespace parlowen {
@@ -27,8 +26,8 @@ class AudioRouting;
 class Composition;
 
 /// One session, from the command line to its exit status: finds or starts the backend, signs in, chooses the languages,
-/// opens the session window on some sound, reports what happens, and puts everything away. Where the sound comes from
-/// is the derived classes' business. Main thread only.
+/// runs the session on some sound, in its window or without one, reports what happens, and puts everything away. Where
+/// the sound comes from is the derived classes' business. Main thread only.
 class SessionRun : public QObject {
 public:
     /// `finished` is called once with the exit status, when everything is put away.
@@ -58,7 +57,7 @@ protected:
     /// Called at the end, when the window's settings are what they stay.
     virtual void keep(SessionSettings&) {}
     /// Reports what keeps the session from hearing what it should, though it goes on.
-    void warn(const QString& text) { report_.warning(text); }
+    void warn(const QString& text) { report_.tell(session::Warning{text}); }
     /// Whether the session ends with its sound, so that a service that does not come ends it too.
     virtual bool endsByItself() const { return false; }
     /// The sound is over; the session ends once everything is said.
@@ -69,20 +68,21 @@ private:
     void signIn(const LocalTrust& trust);
     void loadLanguages();
     void openSession();
-    void observe();
+    void startSession();
+    void note(const SessionEvent& event);
+    void answerEnded(const session::AnswerEnded& answer);
     void sayIfSecond();
     CaptureSourceFactory watchedCapture();
     void soundFailed(const QString& problem);
     void requestFailed(const QString& problem);
-    void recognitionChanged();
+    void fail(const QString& text) { report_.tell(session::Problem{text}); }
     void reportStatus();
-    bool recognitionLags() const;
-    void settleSoon();
     void settle();
     void closeSession();
     void putAway();
     void giveUp(const QString& problem, int status);
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    void sessionCloses();
+    int exitStatus() const;
     void writeScreenshot();
 
     CommandLine line_;
@@ -93,23 +93,20 @@ private:
     Composition& composition_;
     std::unique_ptr<SessionSignIn> signIn_;
     std::optional<SessionPresence> presence_; ///< while the window is open
-    std::unique_ptr<SessionWindow> window_;
+    SessionEnding ending_;
+    std::unique_ptr<SessionWindow> window_;                   ///< null without one
+    std::unique_ptr<AIInterviewDetailController> windowless_; ///< the session, without a window
+    QPointer<AIInterviewDetailController> session_;           ///< in either case, once it is open
     std::vector<LanguageListModel> spoken_;
-    QPointer<AIInterviewDetailController> controller_;
-    std::optional<MainThreadWatch> stops_; ///< while the session's window is open, for the log
+    std::optional<MainThreadWatch> stops_; ///< while the session runs, for the log
     QElapsedTimer heard_;
-    QTimer quiet_;
-    std::set<int> growing_; ///< numbers of the answers that are not complete
-    QString unfinished_;    ///< the sentence in progress
     int rows_ = 0;
     QString lastProblem_; ///< of a request
     QString lastStatus_;  ///< as reported
-    bool soundOver_ = false;
     bool soundFailed_ = false;
-    bool recognitionFailed_ = false;
-    bool lagged_ = false;
+    bool endMissing_ = false; ///< the last of the sound was not recognised
+    bool unanswered_ = false;
     bool pictureFailed_ = false;
-    bool closing_ = false;
 };
 
 } // namespace parlowen

@@ -16,6 +16,7 @@ constexpr Phrase notUsed{"the settings in %1 are not used: %2", "未使用 %1 �
 
 constexpr qint64 singleLanguage = 1;
 constexpr qint64 twoLanguages = 2;
+constexpr qint64 automaticAnswers = 0;
 constexpr qint64 manualAnswers = 1;
 const char* const defaultPosition = "Software Engineer";
 
@@ -67,6 +68,8 @@ void SessionSettings::applyAnswers(const CommandLine& line) {
         model.positioname = QString::fromLatin1(defaultPosition);
     if (line.manual)
         model.antoAnswerType = manualAnswers;
+    else if (line.headless)
+        model.antoAnswerType = automaticAnswers; // there is no button
     settings_->setAiInterviewSetModel(model);
     opened_.emplace(*settings_);
 }

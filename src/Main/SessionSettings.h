@@ -24,7 +24,8 @@ public:
     /// Why the stored settings are not used, in plain words; none when they are, or when there are none.
     const std::optional<QString>& storedProblem() const { return storedProblem_; }
 
-    /// Answer settings: the stored ones, or automatic concise answers; manual ones when the command line asks for them.
+    /// Answer settings: the stored ones, or automatic concise answers; manual ones when the command line asks for them,
+    /// else automatic ones where there is no window with an answer button.
     void applyAnswers(const CommandLine& line);
 
     /// Languages: those of the command line, else the stored ones, else the first that the backend offers (`spoken`,

@@ -52,9 +52,9 @@ void write(std::FILE* stream, const QByteArray& text) {
 /// one line says that there is something in it.
 void onlyFailures(const QString& line) {
     static bool said = false;
-    // The session's status says what befalls its input, and an answer is cancelled by whoever ends the session.
+    // The session's status says what befalls its input, and the session itself which answer failed.
     const bool known = line.startsWith(QStringLiteral("[capture]")) || line.contains(QStringLiteral("录音")) ||
-                       line.endsWith(QStringLiteral("已取消"));
+                       line.contains(QStringLiteral("流式连接"));
     if (!line.contains(QStringLiteral("❌")) || known)
         return;
     if (terminalLanguage() == Language::Chinese)
@@ -130,6 +130,15 @@ bool hasDisplay() {
            qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
 }
 
+std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, char** argv) {
+    if (!hasWindows)
+        return std::make_unique<QCoreApplication>(argc, argv);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
+    return application;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -150,16 +159,14 @@ int main(int argc, char** argv) {
         write(stderr, noDisplay.here().toUtf8());
         return 2;
     }
-    if (line.headless || !session)
+    if (line.headless)
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    else
+    else if (session)
         preferPlatformWithLevels();
     // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Parlowen"));
-    QApplication::setApplicationVersion(Bundle::shortVersion());
-    QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
+    const auto application = makeApplication(session && line.showsWindow(), argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
+    QCoreApplication::setApplicationVersion(Bundle::shortVersion());
     return outputStatus(run(line));
 }

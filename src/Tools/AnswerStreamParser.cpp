@@ -118,6 +118,7 @@ std::vector<QString> AnswerStreamParser::feed(QByteArrayView bytes) {
         const std::optional<std::string> content = contentOfLine(buffer.substr(start, end - start));
         start = end + 1;
         if (content == endMark) {
+            hasEnded_ = true;
             searched_ = start;
             break;
         }

@@ -16,9 +16,13 @@ public:
     /// Takes the next bytes, cut anywhere, and gives the pieces that they complete, in order.
     std::vector<QString> feed(QByteArrayView bytes);
 
+    /// Whether the end mark has come.
+    bool hasEnded() const { return hasEnded_; }
+
 private:
     std::string buffer_;       // bytes not yet cut into lines
     std::size_t searched_ = 0; // how many of them hold no line feed for certain
+    bool hasEnded_ = false;
 };
 
 } // namespace parlowen

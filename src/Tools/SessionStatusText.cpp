@@ -221,7 +221,9 @@ private:
 
     void plain() {
         const int word = input_.heardSound ? quietInACall : quietBeforeACall;
-        if (input_.state == Input::Opening)
+        if (input_.state == Input::Ended)
+            say(Severity::Plain, in({"the recording is over · %1", "录音已播放完 · %1"}, name()));
+        else if (input_.state == Input::Opening)
             say(Severity::Plain, in({"opening the sound", "正在打开声音"}));
         else if (recognition_.state == Recognition::Starting)
             say(Severity::Plain, recognition_.cause == Cause::LocalServiceStarts
@@ -275,6 +277,8 @@ private:
             return in({"The sound is being opened.", "正在打开声音。"});
         case Input::Listening:
             return in({"Heard: %1.", "正在听：%1。"}, heard());
+        case Input::Ended:
+            return in({"The recording is over: %1.", "录音已播放完：%1。"}, name());
         case Input::InputLost:
         case Input::NoInput:
         case Input::ServerLost:

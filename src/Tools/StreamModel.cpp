@@ -4,6 +4,40 @@
 
 namespace parlowen {
 
+namespace {
+
+using Cause = AnswerEnd::Cause;
+
+constexpr Phrase noConnection{"the backend cannot be reached", "连不上后端"};
+constexpr Phrase signInRefused{"the backend does not take the sign-in", "后端不接受当前的登录"};
+constexpr Phrase backendFailed{"the backend failed", "后端出错"};
+constexpr Phrase brokenOff{"the answer broke off", "回答中断"};
+constexpr Phrase withDetails{"%1 (%2)", "%1（%2）"};
+
+} // namespace
+
+QString answerFailureText(const AnswerEnd& end, Language language) {
+    const Phrase* words = nullptr;
+    switch (end.cause) {
+    case Cause::None:
+        return {};
+    case Cause::NoConnection:
+        words = &noConnection;
+        break;
+    case Cause::SignInRefused:
+        words = &signInRefused;
+        break;
+    case Cause::BackendFailed:
+        words = &backendFailed;
+        break;
+    case Cause::BrokenOff:
+        words = &brokenOff;
+        break;
+    }
+    const QString text = words->in(language);
+    return end.details.isEmpty() ? text : withDetails.in(language, text, end.details);
+}
+
 StreamModel::StreamModel(qint64 id_, qint64 type_, QString txt_, QString role_, QString original_language_,
                          QString trans_language_)
     : id(id_)
@@ -28,6 +62,12 @@ void StreamModel::setDidComplete(std::function<void(const QString&)> didComplete
     didComplete_ = std::move(didComplete);
 }
 
+void StreamModel::setOnEnd(std::function<void(const AnswerEnd&)> onEnd) {
+    const std::lock_guard lock(mutex_);
+    onEnd_ = std::move(onEnd);
+}
+
+// The copy that is handed out is gone before the next piece, so that a piece costs its own length.
 void StreamModel::append(const QString& piece) {
     std::unique_lock lock(mutex_);
     responseText_ += piece;
@@ -38,10 +78,13 @@ void StreamModel::append(const QString& piece) {
         onUpdate(text);
 }
 
-void StreamModel::complete() {
+void StreamModel::complete(const AnswerEnd& end) {
     std::unique_lock lock(mutex_);
+    const auto onEnd = onEnd_;
     const auto didComplete = didComplete_;
     lock.unlock();
+    if (onEnd)
+        onEnd(end);
     if (didComplete)
         didComplete(QStringLiteral("已完成"));
 }

@@ -1,10 +1,39 @@
 #pragma once
 
+#include <Foundation/Phrase.h>
+
 #include <QString>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 
 namespace parlowen {
+
+/// How an answer came to its end. A value.
+struct AnswerEnd {
+    enum class Outcome : std::uint8_t {
+        Complete,  ///< the backend said that this was all
+        Failed,    ///< for the `cause`
+        Cancelled, ///< the session ended first
+        Dropped,   ///< other questions took its place in the list
+    };
+    enum class Cause : std::uint8_t {
+        None,
+        NoConnection,  ///< the backend could not be reached
+        SignInRefused, ///< HTTP 401 or 403
+        BackendFailed, ///< another HTTP error, or a reply that is no answer
+        BrokenOff,     ///< it ended without its end mark
+    };
+
+    Outcome outcome = Outcome::Complete;
+    Cause cause = Cause::None;
+    QString details; ///< a status and what the backend or the network said, as they said it; may be empty
+
+    bool operator==(const AnswerEnd&) const = default;
+};
+
+/// Why an answer failed, in a few words for people; empty for any other end.
+QString answerFailureText(const AnswerEnd& end, Language language);
 
 /// One question and its growing answer. Shared by the session, the client that fetches the answer and the row that
 /// shows it. The answer grows on the client's thread; everything may be used on any thread.
@@ -29,16 +58,20 @@ public:
     /// Called once with "已完成" when the connection has ended, on the client's thread.
     void setDidComplete(std::function<void(const QString&)> didComplete);
 
+    /// Called just before `didComplete`, with how it ended.
+    void setOnEnd(std::function<void(const AnswerEnd&)> onEnd);
+
     /// Adds a piece to the answer and reports it.
     void append(const QString& piece);
     /// Reports the end of the connection.
-    void complete();
+    void complete(const AnswerEnd& end = {});
 
 private:
     mutable std::mutex mutex_;
     QString responseText_;
     std::function<void(const QString&)> onUpdate_;
     std::function<void(const QString&)> didComplete_;
+    std::function<void(const AnswerEnd&)> onEnd_;
 };
 
 } // namespace parlowen

@@ -9,9 +9,24 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
+
+namespace {
+
+using Outcome = AnswerEnd::Outcome;
+using Cause = AnswerEnd::Cause;
+
+constexpr qsizetype longestHead = 4'096;
+
+/// What the backend says to people in an envelope that it sends in place of an answer.
+QString messageOf(const QByteArray& reply) {
+    return QJsonDocument::fromJson(reply).object().value(QStringLiteral("message")).toString();
+}
+
+} // namespace
 
 StreamingClient::StreamingClient(std::shared_ptr<StreamModel> model, StreamingEnvironment environment)
     : model_(std::move(model))
@@ -77,21 +92,48 @@ void StreamingClient::open(const QNetworkRequest& request) {
 }
 
 void StreamingClient::receive() {
-    for (const QString& piece : parser_.feed(reply_->readAll())) {
+    const QByteArray bytes = reply_->readAll();
+    head_ += bytes.first(std::min(bytes.size(), longestHead - head_.size()));
+    for (const QString& piece : parser_.feed(bytes)) {
         if (isCancelled_)
             return;
         model_->append(piece);
     }
 }
 
-void StreamingClient::finish() {
-    if (isTransportFailure(*reply_)) {
-        const QString description = transportErrorDescription(reply_->error(), reply_->errorString());
-        consoleLog("❌ 流式连接错误：" + (isCancelled_ ? QStringLiteral("已取消") : description));
-    } else {
-        consoleLog("✅ 流式连接结束");
+AnswerEnd StreamingClient::end() const {
+    if (isCancelled_)
+        return {Outcome::Cancelled, Cause::None, {}};
+    return parser_.hasEnded() ? AnswerEnd{} : endWithoutMark();
+}
+
+AnswerEnd StreamingClient::endWithoutMark() const {
+    const int status = reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (status >= 400) {
+        const QString message = messageOf(head_);
+        const QString code = QStringLiteral("HTTP %1").arg(status);
+        return {Outcome::Failed, status == 401 || status == 403 ? Cause::SignInRefused : Cause::BackendFailed,
+                message.isEmpty() ? code : code + QStringLiteral(": ") + message};
     }
-    model_->complete();
+    if (isTransportFailure(*reply_))
+        return {Outcome::Failed, status == 0 ? Cause::NoConnection : Cause::BrokenOff,
+                transportErrorDescription(reply_->error(), reply_->errorString())};
+    if (const QString message = messageOf(head_); !message.isEmpty())
+        return {Outcome::Failed, Cause::BackendFailed, message};
+    return {Outcome::Failed, Cause::BrokenOff, {}};
+}
+
+void StreamingClient::finish() {
+    const AnswerEnd ended = end();
+    if (ended.outcome == Outcome::Cancelled)
+        consoleLog("🗑️ 流式连接已取消");
+    else if (isTransportFailure(*reply_))
+        consoleLog("❌ 流式连接错误：" + transportErrorDescription(reply_->error(), reply_->errorString()));
+    else if (ended.outcome == Outcome::Failed)
+        consoleLog("❌ 流式连接错误：" + answerFailureText(ended, Language::Chinese));
+    else
+        consoleLog("✅ 流式连接结束");
+    model_->complete(ended);
     StreamThread::shared().giveBack(*reply_->manager());
     reply_->deleteLater();
     reply_.clear();

@@ -54,12 +54,15 @@ private:
     void open(const QNetworkRequest& request);
     void receive();
     void finish();
+    AnswerEnd end() const;
+    AnswerEnd endWithoutMark() const;
 
     const std::shared_ptr<StreamModel> model_;
     const StreamingEnvironment environment_;
     std::atomic<bool> isCancelled_ = false;
     // Used on the stream thread alone.
     AnswerStreamParser parser_;
+    QByteArray head_; // how the reply begins, for what a backend says in place of an answer
     QPointer<QNetworkReply> reply_;
 };
 

@@ -4,11 +4,10 @@
 
 #include <QFile>
 #include <QImage>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <csignal>
 #include <map>
-#include <set>
+#include <memory>
 #include <vector>
 
 #include "support/ProgramRun.h"
@@ -38,16 +37,13 @@ TEST(RehearsalTest, TheSampleBecomesSixQuestionsWithAnAnswerEach) {
     RecordProperty("word_error_rate_percent", std::to_string(100 * rate));
     EXPECT_LE(rate, 0.02) << heard;
 
-    std::map<int, QString> pieces;
+    std::map<int, QString> answers;
     for (const Event& piece : run.events(QStringLiteral("answer")))
-        pieces[piece.row] += piece.text;
-    std::set<QString> answers;
-    for (const Event& answered : run.events(QStringLiteral("answered"))) {
-        EXPECT_EQ(pieces[answered.row], answered.text);
-        EXPECT_FALSE(answered.text.isEmpty());
-        answers.insert(answered.text);
-    }
-    EXPECT_EQ(answers.size(), 6U) << "every question has an answer of its own";
+        answers[piece.row] += piece.text;
+    EXPECT_EQ(answers.size(), 6U);
+    for (const Event& answered : run.events(QStringLiteral("answered")))
+        EXPECT_EQ(answers[answered.row], answered.text);
+    EXPECT_EQ(run.events(QStringLiteral("answered")).size(), 6U);
 }
 
 TEST(RehearsalTest, TranslatesAndKeepsTheStoredSettingsAsTheyAre) {
@@ -74,56 +70,31 @@ TEST(RehearsalTest, TranslatesAndKeepsTheStoredSettingsAsTheyAre) {
     EXPECT_EQ(QImage(picture).size(), QSize(1000, 700));
 }
 
-TEST(RehearsalTest, ManualQuestionsAreAskedTogetherAtTheEnd) {
+TEST(RehearsalTest, WhatCannotBeHeardOrReachedIsRefusedWithPlainWords) {
     QTemporaryDir folder;
-    ProgramRun run(rehearsal(shortRecording(folder, 17), {"--manual"}));
-    ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.toStdString();
-    const std::vector<Event> rows = run.events(QStringLiteral("row"));
-    const std::vector<Event> questions = run.events(QStringLiteral("question"));
-    ASSERT_GE(rows.size(), 2U);
-    ASSERT_EQ(questions.size(), 1U);
-    for (const Event& row : rows)
-        EXPECT_TRUE(questions.front().text.contains('\n' + row.text)) << questions.front().text.toStdString();
-    EXPECT_EQ(run.events(QStringLiteral("answered")).size(), 1U);
-}
-
-TEST(RehearsalTest, ALanguageThatIsNotOfferedIsAClearProblem) {
-    QTemporaryDir folder;
-    ProgramRun run(rehearsal(shortRecording(folder, 3), {"--language", "fr-FR"}));
-    EXPECT_EQ(run.finish(), 1);
-    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
-    ASSERT_FALSE(problems.empty());
-    EXPECT_TRUE(problems.front().text.contains(QStringLiteral("en-US"))) << problems.front().text.toStdString();
-}
-
-TEST(RehearsalTest, AFileThatIsNoSoundIsRefusedBeforeAnythingStarts) {
-    for (const QString& file : {QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), QStringLiteral("/does/not/exist.wav"),
-                                QStringLiteral(PARLOWEN_SOURCE_DIR)}) {
-        ProgramRun run(rehearsal(file));
-        EXPECT_EQ(run.finish(10'000), 2) << file.toStdString();
-        EXPECT_EQ(run.events(QStringLiteral("problem")).size(), 1U);
+    const QString sound = shortRecording(folder, 3);
+    const QString closed = ScriptedHttpServer::refusingUrl() + "/api/v1";
+    const struct {
+        QString file, backend;
+        int status;
+        QString says;
+    } cases[] = {{QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), "", 2, "README.md"},
+                 {"/does/not/exist.wav", "", 2, "/does/not/exist.wav"},
+                 {PARLOWEN_SOURCE_DIR, "", 2, PARLOWEN_SOURCE_DIR},
+                 {sound, "nonsense", 2, "PARLOWEN_API_BASE_URL is not the address"},
+                 {sound, closed, 1, closed}};
+    for (const auto& [file, backend, status, says] : cases) {
+        ProgramRun run(rehearsal(file), {{"PARLOWEN_API_BASE_URL", backend}});
+        EXPECT_EQ(run.finish(30'000), status) << says.toStdString();
+        const std::vector<Event> problems = run.events(QStringLiteral("problem"));
+        ASSERT_FALSE(problems.empty()) << says.toStdString();
+        EXPECT_TRUE(problems.front().text.contains(says)) << problems.front().text.toStdString();
         EXPECT_FALSE(QFile::exists(run.home->filePath(QStringLiteral("XDG_DATA_HOME/parlowen-service"))));
     }
 }
 
-TEST(RehearsalTest, ABackendThatIsNotThereEndsWithPlainWords) {
-    QTemporaryDir folder;
-    ProgramRun nonsense(rehearsal(shortRecording(folder, 3)), {{"PARLOWEN_API_BASE_URL", "nonsense"}});
-    EXPECT_EQ(nonsense.finish(30'000), 2);
-    EXPECT_THAT(nonsense.output.toStdString(), ::testing::HasSubstr("PARLOWEN_API_BASE_URL is not the address"));
-
-    QTcpServer closed;
-    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
-    const QString base = QStringLiteral("http://127.0.0.1:%1/api/v1").arg(closed.serverPort());
-    closed.close();
-    ProgramRun run(rehearsal(shortRecording(folder, 3)), {{"PARLOWEN_API_BASE_URL", base}});
-    EXPECT_EQ(run.finish(30'000), 1);
-    const std::vector<Event> problems = run.events(QStringLiteral("problem"));
-    ASSERT_FALSE(problems.empty());
-    EXPECT_TRUE(problems.front().text.contains(base)) << problems.front().text.toStdString();
-}
-
-/// A backend that signs in whoever asks, whose speech tokens the test gives.
+/// A backend that signs in whoever asks, whose tokens and answers the test gives, and a speech service that says what
+/// the test wants.
 class ScriptedBackendRehearsalTest : public ::testing::Test {
 protected:
     using Reply = ScriptedHttpServer::Reply;
@@ -134,21 +105,37 @@ protected:
         UserDefaults defaults(folder_.filePath(QStringLiteral("parlowen/parlowen.ini")));
         Settings(defaults).setLoginToken(QStringLiteral("token"));
     }
-
-    void start() {
+    void giveToken() {
+        const QString token = QStringLiteral(R"({"code":0,"data":{"token":"t","area":"%1"}})").arg(speech_.area());
+        backend_.enqueue(Reply::json(200, token.toUtf8()));
+    }
+    void start(const QStringList& more = {}) {
         run_ = std::make_unique<ProgramRun>(
-            rehearsal(shortRecording(folder_, 3)),
+            rehearsal(shortRecording(folder_, 3), more),
             QMap<QString, QString>{{"PARLOWEN_API_BASE_URL", backend_.baseUrl() + "/api/v1"},
                                    {"XDG_CONFIG_HOME", folder_.path()}});
     }
-
+    void say(const std::string& sentence) {
+        ASSERT_TRUE(
+            waitFor([&] { return !speech_.sessions.empty() && !speech_.sessions.back()->turns.empty(); }, 30'000));
+        speech_.sessions.back()->send("speech.phrase",
+                                      R"({"RecognitionStatus":"Success","Offset":0,"Duration":0,"DisplayText":")" +
+                                          sentence + "\"}");
+    }
     int exitCode() {
-        EXPECT_TRUE(waitFor([this] { return run_->process.state() == QProcess::NotRunning; }, 30'000));
+        EXPECT_TRUE(waitFor([this] { return run_->process.state() == QProcess::NotRunning; }, 90'000));
         return run_->process.exitCode();
+    }
+    /// What the one problem says.
+    std::string problem() {
+        const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
+        EXPECT_EQ(problems.size(), 1U) << run_->output.toStdString();
+        return problems.empty() ? std::string() : problems.front().text.toStdString();
     }
 
     QTemporaryDir folder_;
     ScriptedHttpServer backend_;
+    ScriptedSpeechServer speech_;
     std::unique_ptr<ProgramRun> run_;
 };
 
@@ -158,21 +145,40 @@ TEST_F(ScriptedBackendRehearsalTest, ATokenThatIsRefusedIsAskedForAgainAndToldOn
     ASSERT_TRUE(waitFor([this] { return backend_.requests().size() >= 3U + 6U; }, 30'000));
     run_->signal(SIGINT);
     EXPECT_EQ(exitCode(), 1);
-    const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
-    ASSERT_EQ(problems.size(), 1U) << run_->output.toStdString();
-    EXPECT_EQ(problems.front().text, QStringLiteral("没有令牌"));
+    EXPECT_EQ(problem(), "没有令牌");
+}
+
+TEST_F(ScriptedBackendRehearsalTest, AnswersThatFailAreSaidAndShowInTheExitStatus) {
+    giveToken();
+    backend_.enqueue(Reply::json(500, R"({"code":1,"message":"坏了"})"));
+    start();
+    say("Why?");
+    EXPECT_EQ(exitCode(), 3);
+    EXPECT_EQ(problem(), "answer 1 failed: the backend failed (HTTP 500: 坏了)");
+    EXPECT_TRUE(run_->events(QStringLiteral("answered")).empty());
+    EXPECT_THAT(run_->errors.toStdString(),
+                ::testing::HasSubstr("parlowen: answer 1 failed: the backend failed (HTTP 500: 坏了)\n"));
+}
+
+TEST_F(ScriptedBackendRehearsalTest, ManualQuestionsAreAskedTogetherAtTheEnd) {
+    giveToken();
+    backend_.enqueue({Reply::eventStream().bytes + "20\r\ndata: {\"data\":{\"content\":\"@@\"}}\n\r\n0\r\n\r\n"});
+    start({"--manual"});
+    say("One.");
+    say("Two.");
+    EXPECT_EQ(exitCode(), 0) << run_->errors.toStdString();
+    const std::vector<Event> questions = run_->events(QStringLiteral("question"));
+    ASSERT_EQ(questions.size(), 1U);
+    EXPECT_EQ(questions.front().text, "\nOne.\nTwo.");
+    EXPECT_EQ(run_->events(QStringLiteral("answered")).size(), 1U);
 }
 
 TEST_F(ScriptedBackendRehearsalTest, AServiceThatDoesNotTakeTheLanguageEndsIt) {
-    ScriptedSpeechServer speech;
-    speech.onSession = [](SpeechSessionSeen& session) { session.close(1007, QStringLiteral("offered are en-US")); };
-    const QString token = QStringLiteral(R"({"code":0,"data":{"token":"t","area":"%1"}})").arg(speech.area());
-    backend_.enqueue(Reply::json(200, token.toUtf8()));
+    speech_.onSession = [](SpeechSessionSeen& session) { session.close(1007, QStringLiteral("offered are en-US")); };
+    giveToken();
     start();
     EXPECT_EQ(exitCode(), 1);
-    const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
-    ASSERT_EQ(problems.size(), 1U) << run_->output.toStdString();
-    EXPECT_TRUE(problems.front().text.contains(QStringLiteral("offered are en-US")));
+    EXPECT_THAT(problem(), ::testing::HasSubstr("offered are en-US"));
 }
 
 TEST(RehearsalTest, OutputThatCannotBeWrittenIsTold) {
@@ -217,7 +223,8 @@ TEST(RehearsalTest, GoesOnWhenTheServiceIsKilled) {
         ASSERT_EQ(::kill(service, SIGKILL), 0);
         ASSERT_TRUE(waitFor([&] { return serviceOf(run) > 0 && serviceOf(run) != service; }));
     }
-    EXPECT_EQ(run.finish(), 0) << run.errors.toStdString();
+    // An answer that was under way has gone with the service.
+    EXPECT_THAT(run.finish(), ::testing::AnyOf(0, 3)) << run.errors.toStdString();
     const std::vector<Event> rows = run.events(QStringLiteral("row"));
     ASSERT_GE(rows.size(), 2U);
     const std::string heard = rows[0].text.toStdString() + " " + rows[1].text.toStdString();

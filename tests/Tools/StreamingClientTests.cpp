@@ -31,6 +31,7 @@ class StreamingClientTest : public ::testing::Test {
 protected:
     StreamingClientTest() {
         model_->setOnUpdate([this](const QString& text) { note(updates_, text); });
+        model_->setOnEnd([this](const AnswerEnd& end) { note(failures_, answerFailureText(end, Language::English)); });
         model_->setDidComplete([this](const QString& text) { note(ends_, text); });
     }
 
@@ -72,6 +73,7 @@ protected:
     std::mutex mutex_;
     QStringList updates_;
     QStringList ends_;
+    QStringList failures_; ///< why it failed, by end; empty where it did not
     std::set<std::thread::id> threads_;
     const std::shared_ptr<StreamModel> model_ =
         std::make_shared<StreamModel>(4, 2, "为什么选择 \"C++\"?", "工程师", "英语（美国）", "");
@@ -91,8 +93,10 @@ TEST_F(StreamingClientTest, TheQuestionGoesOutWithItsHeaders) {
                                                                            {"prompt", "工程师"},
                                                                            {"original_language", "英语（美国）"},
                                                                            {"trans_language", ""}}));
+    server_.sendPiece(event("@@"));
     server_.endStream();
     expectOneEnd("✅ 流式连接结束");
+    EXPECT_THAT(failures_, ElementsAre(""));
 }
 
 TEST_F(StreamingClientTest, TheAnswerGrowsPieceByPieceOnOneBackgroundThread) {
@@ -111,49 +115,60 @@ TEST_F(StreamingClientTest, TheAnswerGrowsPieceByPieceOnOneBackgroundThread) {
     EXPECT_FALSE(threads_.contains(std::this_thread::get_id()));
 }
 
-TEST_F(StreamingClientTest, AStreamCutInHalfKeepsItsText) {
+TEST_F(StreamingClientTest, AStreamCutInHalfKeepsItsTextAndFails) {
     const QByteArray all = event("half") + event("丢");
     const QByteArray half = all.first(all.indexOf("丢") + 1); // in mid-character, mid-line and mid-chunk
     server_.enqueue({Reply::eventStream().bytes + chunk(all).first(half.size() + chunk(all).indexOf("data"))});
     client()->start();
     ASSERT_TRUE(waitForText("half"));
     server_.closeConnection();
-    expectOneEnd({}); // the library takes such an end now for an error, now for a whole reply
+    expectOneEnd("❌ 流式连接错误："); // the library takes such an end now for an error, now for a whole reply
     EXPECT_EQ(model_->responseText(), "half");
+    EXPECT_TRUE(failures_.front().startsWith("the answer broke off")) << failures_.front().toStdString();
 }
 
-TEST_F(StreamingClientTest, AServiceThatRefusesOrIsSilentEndsTheStreamWithAReason) {
-    environment_.baseUrl = ScriptedHttpServer::refusingUrl();
-    client()->start();
-    expectOneEnd("❌ 流式连接错误：");
-    environment_.baseUrl = server_.baseUrl();
+TEST_F(StreamingClientTest, ABackendThatRefusesFailsOrIsSilentEndsTheStreamWithAReason) {
     environment_.loginToken = [] { return std::optional<QString>(); };
     environment_.timeout = std::chrono::milliseconds(200);
+    server_.enqueue(Reply::json(401, R"({"code":1,"message":"请登录"})"));
+    server_.enqueue(Reply::json(500, "oops"));
+    server_.enqueue(Reply::json(200, R"({"code":7,"message":"次数已用完"})"));
     server_.enqueue(Reply::silence());
-    client()->start();
-    EXPECT_TRUE(waitFor([this] {
-        const std::lock_guard lock(mutex_);
-        return ends_.size() == 2;
-    }));
-    EXPECT_EQ(log_.lines().last(), "❌ 流式连接错误：请求超时");
+    const QStringList expected{"the backend does not take the sign-in (HTTP 401: 请登录)",
+                               "the backend failed (HTTP 500)", "the backend failed (次数已用完)",
+                               "the backend cannot be reached (请求超时)", "the backend cannot be reached"};
+    for (qsizetype i = 0; i < expected.size(); ++i) {
+        environment_.baseUrl = i < 4 ? server_.baseUrl() : ScriptedHttpServer::refusingUrl();
+        client()->start();
+        EXPECT_TRUE(waitFor([&] {
+            const std::lock_guard lock(mutex_);
+            return ends_.size() == i + 1;
+        }));
+        EXPECT_EQ(log_.lines().size(), i + 1);
+        EXPECT_TRUE(log_.lines().last().startsWith("❌ 流式连接错误：")) << log_.lines().last().toStdString();
+        EXPECT_TRUE(failures_.last().startsWith(expected[i])) << failures_.last().toStdString();
+    }
     EXPECT_EQ(server_.requests().front().header("Authorization"), std::nullopt) << "without a token";
 }
 
 TEST_F(StreamingClientTest, CancellingMidAnswerStopsTheText) {
     server_.enqueue(Reply::eventStream());
     const auto running = client();
+    const auto never = client();
+    never->cancel();
+    never->start();
     running->start();
     ASSERT_TRUE(waitForRequest());
     server_.sendPiece(event("a"));
     ASSERT_TRUE(waitForText("a"));
     running->cancel();
-    EXPECT_TRUE(running->isCancelled());
     server_.sendPiece(event("b"));
     ASSERT_TRUE(waitFor([this] { return server_.isConnectionClosed(); }));
     running->cancel();
     EXPECT_TRUE(waitFor([&running] { return running.use_count() == 1; }));
     EXPECT_EQ(model_->responseText(), "a");
-    expectOneEnd("❌ 流式连接错误：已取消");
+    expectOneEnd("🗑️ 流式连接已取消");
+    EXPECT_THAT(server_.requests(), SizeIs(1)) << "the other was cancelled before it began";
 }
 
 TEST_F(StreamingClientTest, CancellingBetweenTwoLinesOfOneDeliveryDropsTheSecond) {
@@ -161,19 +176,8 @@ TEST_F(StreamingClientTest, CancellingBetweenTwoLinesOfOneDeliveryDropsTheSecond
     model_->setOnUpdate([weak = std::weak_ptr(running)](const QString&) { weak.lock()->cancel(); });
     server_.enqueue({Reply::eventStream().bytes + chunk(event("a") + event("b"))});
     running->start();
-    expectOneEnd("❌ 流式连接错误：已取消");
+    expectOneEnd("🗑️ 流式连接已取消");
     EXPECT_EQ(model_->responseText(), "a");
-}
-
-TEST_F(StreamingClientTest, NothingIsSentWhenCancelledBeforeOrWithoutAUrl) {
-    const auto cancelled = client();
-    cancelled->cancel();
-    cancelled->start();
-    environment_.baseUrl = "no url";
-    const auto homeless = client();
-    homeless->start();
-    EXPECT_TRUE(waitFor([&] { return cancelled.use_count() == 1 && homeless.use_count() == 1; }));
-    EXPECT_THAT(server_.requests(), SizeIs(0));
 }
 
 TEST_F(StreamingClientTest, NoAnswerWaitsForThoseBeforeIt) {

@@ -1,67 +1,76 @@
 #include "AIInterviewDetailController.h"
 
-#include "AnswersModel.h"
 #include "FontSteps.h"
-#include "QuestionBox.h"
-#include "StatusChip.h"
-#include "TranscriptModel.h"
 
+#include <Foundation/BackgroundQueue.h>
+#include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
 #include <Network/Settings.h>
-#include <Page/View/ReadingList.h>
+#include <Tools/AudioRouting.h>
+#include <Tools/SpeechRecognitionTool.h>
 
-#include <QLabel>
-#include <QPushButton>
-#include <QToolButton>
 #include <utility>
 
 namespace parlowen {
 
-AIInterviewDetailController::AIInterviewDetailController(SessionServices services, QWidget* parent)
-    : BaseViewController(parent)
+namespace {
+
+using Row = KXTranslationHistoryDetailsModel;
+using Controller = AIInterviewDetailController;
+
+Row makeRow(const QString& text, const QString& translation, std::optional<qint64> start, std::optional<qint64> end) {
+    Row row;
+    row.sourceText = text;
+    row.resultText = translation;
+    row.start = start;
+    row.end = end;
+    return row;
+}
+
+/// Handlers come on the recognition's threads. Each of these takes a call to the main thread, in the order of the
+/// calls, unless the session is gone by then.
+template<class Handler>
+auto textOnMain(Controller* session, Handler handler) {
+    return [session = QPointer(session), handler](const QString& text) {
+        onMain(session, [session, handler, text] { handler(*session, text); });
+    };
+}
+
+template<class Handler>
+auto pairOnMain(Controller* session, Handler handler) {
+    return [session = QPointer(session), handler](const QString& text, const QString& translation) {
+        onMain(session, [session, handler, text, translation] { handler(*session, text, translation); });
+    };
+}
+
+} // namespace
+
+AIInterviewDetailController::AIInterviewDetailController(SessionServices services, QObject* parent)
+    : QObject(parent)
     , services_(std::move(services))
     , langModel1_(services_.settings->aiLangLeftModel())
     , langModel2_(services_.settings->aiLangRightModel())
     , langSpeechModel_(services_.settings->aiLangChinaModel())
     , aiInterviewType_(services_.settings->aiInterviewType())
     , interviewModel_(services_.settings->aiInterviewSetModel())
-    , transcript_(new TranscriptModel(this))
-    , answers_(new AnswersModel(this)) {}
+    , answers_(services_.streaming)
+    , recognition_(services_.status) {
+    connect(&answers_, &SessionAnswers::happened, this, &Controller::tell);
+    connect(&recognition_, &RecognitionWatch::stopped, this,
+            [this](const QString& why) { tell(session::Problem{why}); });
+    connect(&recognition_, &RecognitionWatch::missed, this, [this](int seconds) { tell(session::Missed{seconds}); });
+}
 
 AIInterviewDetailController::~AIInterviewDetailController() {
-    // A page may be destroyed without its window having been closed.
+    // A session may be destroyed without its window having been closed.
     if (azTokenManager_)
         windowWillClose();
-    // A question that came while the window was closing has an answer under way that no one else ends.
-    for (const auto& client : answers_->clients())
-        client->cancel();
 }
 
-const std::optional<KXTranslationHistoryDetailsModel>& AIInterviewDetailController::centerModel() const {
-    return transcript_->centerModel();
+void AIInterviewDetailController::tell(const SessionEvent& event) {
+    if (!isClosing_)
+        Q_EMIT happened(event);
 }
-
-const std::vector<KXTranslationHistoryDetailsModel>& AIInterviewDetailController::topArr() const {
-    return transcript_->topArr();
-}
-
-std::vector<std::shared_ptr<StreamModel>> AIInterviewDetailController::streamModels() const {
-    return answers_->streamModels();
-}
-
-bool AIInterviewDetailController::isManual() const { return interviewModel_ && interviewModel_->antoAnswerType == 1; }
-
-bool AIInterviewDetailController::hasCollectedQuestions() const {
-    return isManual() && !textView_->toPlainText().isEmpty();
-}
-
-std::vector<QWidget*> AIInterviewDetailController::keyboardOrder() const {
-    std::vector<QWidget*> order{topImg_, topTableView_, textView_, aiResponseButton_, bottomTableView_};
-    if (status_ != nullptr)
-        order.insert(order.begin(), status_);
-    return order;
-}
-
-QRect AIInterviewDetailController::pinPlace() const { return topImg_->geometry(); }
 
 QString AIInterviewDetailController::subject() const {
     const auto name = [](const std::optional<LanguageListModel>& language, const char* otherwise) {
@@ -74,37 +83,187 @@ QString AIInterviewDetailController::subject() const {
     return position.isEmpty() ? languages : position + QStringLiteral(" · ") + languages;
 }
 
-void AIInterviewDetailController::addStatusNote(const QString& sentence) {
-    if (status_ != nullptr)
-        status_->addNote(sentence);
-}
-
-void AIInterviewDetailController::stopClock() { services_.timer->setOnTick({}); }
-
-// The window's own ground shows through.
-void AIInterviewDetailController::loadView() {
-    setAutoFillBackground(false);
-    setFocusPolicy(Qt::ClickFocus);
-}
-
 void AIInterviewDetailController::viewDidLoad() {
-    if (interviewModel_)
-        fontSize_ = FontSteps::within(interviewModel_->answerFontSize);
-    BaseViewController::viewDidLoad();
     setUseTimeCount(0);
     isTranslating_ = false;
-    textView_->setReadOnly(true);
+    if (interviewModel_)
+        fontSize_ = FontSteps::within(interviewModel_->answerFontSize);
     startSessionServices();
 }
 
 void AIInterviewDetailController::setUseTimeCount(qint64 seconds) {
     useTimeCount_ = seconds;
-    const qsizetype length = timeLabel_->text().size();
-    timeLabel_->setText(QString::asprintf("%02lld:%02lld:%02lld", static_cast<long long>(seconds / 3600),
-                                          static_cast<long long>(seconds % 3600 / 60),
-                                          static_cast<long long>(seconds % 60)));
-    if (timeLabel_->text().size() != length)
-        buildLayout();
+    Q_EMIT useTimeCountChanged(seconds);
+}
+
+void AIInterviewDetailController::stopClock() { services_.timer->setOnTick({}); }
+
+void AIInterviewDetailController::setFontSize(int size) {
+    if (size == fontSize_)
+        return;
+    fontSize_ = size;
+    Q_EMIT fontSizeChanged(size);
+    // Read anew: another page may have changed the rest of it since the session began.
+    if (auto stored = services_.settings->aiInterviewSetModel()) {
+        stored->answerFontSize = size;
+        services_.settings->setAiInterviewSetModel(stored);
+    }
+}
+
+void AIInterviewDetailController::topupDidTap() {
+    isTop_ = !isTop_;
+    Q_EMIT isTopChanged(isTop_);
+}
+
+void AIInterviewDetailController::startSessionServices() {
+    azTokenManager_ = std::make_shared<AzTokenNewManager>(*services_.http);
+    azTokenManager_->action = 1;
+    azTokenManager_->retry = 0;
+    azTokenManager_->setDelegate(this);
+    azTokenManager_->requestToken();
+    recognition_.begin(azTokenManager_);
+
+    TimerManager& timer = *services_.timer;
+    clock_ = timer.setOnTokenRefresh([tokens = std::weak_ptr(azTokenManager_)] {
+        if (const auto manager = tokens.lock())
+            manager->refreshToken();
+    });
+    timer.start();
+    timer.setOnTick([session = QPointer(this)](qint64 seconds) {
+        if (session)
+            session->setUseTimeCount(seconds);
+    });
+}
+
+void AIInterviewDetailController::tokenDidFetch(const AzTokenModel& token) {
+    if (isClosing_)
+        return;
+    isTranslating_ = true;
+    speechTool_ = SpeechRecognitionTool::make(token.token, token.area, services_.capture);
+    recognition_.follow(speechTool_);
+    if (aiInterviewType_ == 1)
+        startSingleLanguage();
+    else
+        startTwoLanguages();
+    tell(session::Recognizing{});
+}
+
+void AIInterviewDetailController::startSingleLanguage() {
+    const QString language = langSpeechModel_ ? langSpeechModel_->original_key : QStringLiteral("zh-CN");
+    speechTool_->startRecognition(
+        language, textOnMain(this, [](Controller& session, const QString& text) { session.finalSentence(text, {}); }),
+        textOnMain(this, [](Controller& session, const QString& text) { session.partialSentence(text, {}); }),
+        [](const QString& message) { consoleLog(QStringLiteral("识别错误：") + message); });
+}
+
+void AIInterviewDetailController::startTwoLanguages() {
+    const QString source = langModel1_ ? langModel1_->original_key : QStringLiteral("zh-CN");
+    const QString target = langModel2_ ? langModel2_->translation_key : QStringLiteral("en");
+    speechTool_->startTranslation(
+        source, target, [](const QString&) {}, // a sentence without its translation is not used
+        pairOnMain(this, [](Controller& session, const QString& text,
+                            const QString& translation) { session.partialSentence(text, translation); }),
+        [](const QString& message) { consoleLog(QStringLiteral("识别错误: ") + message); },
+        pairOnMain(this, [](Controller& session, const QString& text, const QString& translation) {
+            session.finalSentence(text, translation);
+        }));
+}
+
+void AIInterviewDetailController::tokenDidRefresh(const AzTokenModel& token) {
+    // The first ones did not come.
+    if (!speechTool_)
+        return tokenDidFetch(token);
+    consoleLog(QStringLiteral("Token 刷新成功，Token: ") + token.token + QStringLiteral(", 区域: ") + token.area);
+    consoleLog(QStringLiteral("[SpeechRecognitionTool] 更新 token"));
+    speechTool_->updateToken(token.token);
+}
+
+void AIInterviewDetailController::partialSentence(const QString& text, const QString& translation) {
+    const std::optional<qint64> known = centerModel_ ? centerModel_->start : std::nullopt;
+    centerModel_ = makeRow(text, translation, known ? known : useTimeCount_, 0);
+    tell(session::Partial{static_cast<int>(topArr_.size()) + 1, *centerModel_});
+}
+
+void AIInterviewDetailController::finalSentence(const QString& text, const QString& translation) {
+    std::optional<qint64> start = centerModel_ ? centerModel_->start : std::nullopt;
+    if (!start && !topArr_.empty())
+        start = topArr_.back().end;
+    centerModel_.reset();
+    topArr_.push_back(makeRow(text, translation, start, useTimeCount_));
+    tell(session::Sentence{static_cast<int>(topArr_.size()), topArr_.back()});
+    dispatchQuestion(text);
+}
+
+void AIInterviewDetailController::dispatchQuestion(const QString& text) {
+    if (interviewModel_ && interviewModel_->antoAnswerType == 0)
+        return sendQuestion(text);
+    questionText_ += u'\n' + text;
+    tell(session::Collected{text});
+}
+
+std::shared_ptr<StreamModel> AIInterviewDetailController::makeQuestion(const QString& question) const {
+    const auto name = [](const std::optional<LanguageListModel>& language) {
+        return language ? language->name : QString();
+    };
+    const bool single = aiInterviewType_ == 1;
+    return std::make_shared<StreamModel>(streamID_, interviewModel_->generateAnswerType + 1, question,
+                                         interviewModel_->positioname, name(single ? langSpeechModel_ : langModel1_),
+                                         single ? QString() : name(langModel2_));
+}
+
+void AIInterviewDetailController::sendQuestion(const QString& question) {
+    if (!interviewModel_)
+        return;
+    answers_.ask(makeQuestion(question));
+    streamID_ += 1;
+}
+
+void AIInterviewDetailController::aiResponseTapped() {
+    const QString question = questionText_;
+    if (question.isEmpty()) {
+        if (services_.toast)
+            services_.toast(QStringLiteral("请输入文本"));
+        return;
+    }
+    answers_.drop();
+    questionText_.clear();
+    tell(session::Taken{});
+    sendQuestion(question);
+}
+
+void AIInterviewDetailController::windowWillClose() {
+    if (isClosing_)
+        return;
+    answers_.cutOff();
+    isClosing_ = true;
+    closeSession();
+    Q_EMIT closing();
+}
+
+void AIInterviewDetailController::closeSession() {
+    recognition_.end();
+    if (isTranslating_)
+        stopSessionServices();
+    if (azTokenManager_)
+        azTokenManager_->setDelegate(nullptr);
+    azTokenManager_.reset();
+    speechTool_.reset();
+    services_.router->restoreDevices();
+    if (mainWindow_)
+        onMainAfter(0.1, mainWindow_);
+}
+
+// The work holds what it stops: the session may be gone before it runs.
+void AIInterviewDetailController::stopSessionServices() {
+    inBackground([timer = services_.timer, clock = clock_, tool = speechTool_, clients = answers_.clients()] {
+        timer->stop(clock);
+        consoleLog(QStringLiteral("停止微软轮询"));
+        timer->clearOnTokenRefresh(clock);
+        if (tool)
+            tool->stopRecognition();
+        for (const auto& client : clients)
+            inBackground([client] { client->cancel(); });
+    });
 }
 
 } // namespace parlowen

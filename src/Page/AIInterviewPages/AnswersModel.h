@@ -1,34 +1,26 @@
 #pragma once
 
+#include <Tools/StreamModel.h>
+
 #include <QAbstractListModel>
 #include <QFont>
-#include <memory>
 #include <vector>
 
 namespace parlowen {
 
-class StreamModel;
-class StreamingClient;
-
-/// The answers asked for, oldest first, each with the text of it that is on screen.
+/// The answers as they are on screen, oldest first. Their numbers follow each other.
 class AnswersModel : public QAbstractListModel {
     Q_OBJECT
 public:
     using QAbstractListModel::QAbstractListModel;
 
-    int count() const { return static_cast<int>(answers_.size()); }
-    std::vector<std::shared_ptr<StreamModel>> streamModels() const;
-    /// The clients that carry the listed answers.
-    std::vector<std::shared_ptr<StreamingClient>> clients() const;
-    /// Whether this answer is the one listed at that row.
-    bool isListed(int row, const std::shared_ptr<StreamModel>& model) const;
-
-    void append(std::shared_ptr<StreamModel> model);
-    /// Keeps the client with the last answer.
-    void keepClient(std::shared_ptr<StreamingClient> client);
+    /// An answer is asked for under that number, which is the last one's plus 1.
+    void append(int number);
+    /// The answer of that number goes on with that piece; one that is not listed is passed over.
+    void grow(int number, const QString& piece);
+    /// The answer of that number has ended; where it failed, its row says why.
+    void end(int number, const AnswerEnd& end);
     void clear();
-    /// Takes over what an answer's text has become.
-    void refresh(int row);
 
     /// Size of all rows' font, in points. The view measures its rows anew by itself.
     void setFontSize(int size);
@@ -38,11 +30,15 @@ public:
 
 private:
     struct Answer {
-        std::shared_ptr<StreamModel> model;
-        std::shared_ptr<StreamingClient> client;
-        QString shown; ///< the model's own text grows on another thread while a row is measured and drawn
+        QString text;
+        QString note; ///< why it failed; no part of the answer
     };
+    int count() const { return static_cast<int>(answers_.size()); }
+    Answer* find(int number);
+    void changed(int number);
+
     std::vector<Answer> answers_;
+    int first_ = 1; ///< the number of the first row
     QFont font_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "AIInterviewDetailController.h"
 #include "SessionMenu.h"
+#include "SessionPage.h"
 #include "WindowLevel.h"
 
 #include <Network/Settings.h>
@@ -13,10 +14,12 @@
 
 #include <QContextMenuEvent>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
 #include <QShortcut>
 #include <QToolButton>
+#include <QWindow>
 #include <algorithm>
 #include <utility>
 
@@ -31,18 +34,31 @@ constexpr int closeSize = 20;
 constexpr int closeFromRight = 16;
 constexpr int subjectGap = 10;
 
+constexpr int edgeWidth = 6;
+
 int storedOpacity(const Settings& settings) {
     const qint64 stored = settings.sessionWindowOpacity().value_or(SessionWindow::usualOpacity);
     return static_cast<int>(std::clamp<qint64>(stored, SessionWindow::leastOpacity, SessionWindow::fullOpacity));
 }
 
+Qt::CursorShape cursorAt(Qt::Edges edges) {
+    if (edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge))
+        return Qt::SizeFDiagCursor;
+    if (edges == (Qt::RightEdge | Qt::TopEdge) || edges == (Qt::LeftEdge | Qt::BottomEdge))
+        return Qt::SizeBDiagCursor;
+    if (edges == Qt::LeftEdge || edges == Qt::RightEdge)
+        return Qt::SizeHorCursor;
+    return edges == Qt::Edges() ? Qt::ArrowCursor : Qt::SizeVerCursor;
+}
+
 } // namespace
 
-SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
+SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> session, QWidget* parent)
     : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
-    , settings_(services.settings)
-    , groundOpacity_(storedOpacity(*services.settings))
-    , controller_(new AIInterviewDetailController(std::move(services), this))
+    , controller_(std::move(session))
+    , settings_(controller_->services().settings)
+    , groundOpacity_(storedOpacity(*settings_))
+    , page_(new SessionPage(*controller_, this))
     , title_(new QLabel(QStringLiteral("AI面试"), this))
     , subject_(new ElidedLabel(this))
     , closeButton_(new QToolButton(this)) {
@@ -51,25 +67,38 @@ SessionWindow::SessionWindow(SessionServices services, QWidget* parent)
     setMinimumSize(smallestSize);
     resize(contentSize);
     setMouseTracking(true);
-    controller_->setMouseTracking(true);
+    page_->setMouseTracking(true);
 
     buildHeader();
-    controller_->setGeometry(rect());
-    controller_->loadViewIfNeeded();
-    controller_->lower();
+    page_->setGeometry(rect());
+    page_->loadViewIfNeeded();
+    page_->lower();
     buildKeyboardOrder();
     buildKeys();
-    connect(controller_, &AIInterviewDetailController::menuRequested, this, &SessionWindow::showMenu);
+    connect(page_, &SessionPage::menuRequested, this, &SessionWindow::showMenu);
 }
 
-SessionWindow::~SessionWindow() = default;
+// The page goes first: it shows the session.
+SessionWindow::~SessionWindow() { delete page_; }
+
+void SessionWindow::setMainWindow(QWidget* window) {
+    controller_->setMainWindow([window = QPointer(window)] {
+        if (!window)
+            return;
+        window->show();
+        window->raise();
+        window->activateWindow();
+    });
+}
+
+void SessionWindow::addStatusNote(const QString& sentence) { page_->addStatusNote(sentence); }
 
 void SessionWindow::buildHeader() {
     title_->setFont(systemFont(13, QFont::DemiBold));
     title_->setAlignment(Qt::AlignCenter);
     title_->setStyleSheet(styleSheets::darkTitle());
     title_->setAttribute(Qt::WA_TransparentForMouseEvents);
-    controller_->setTitleWidth(title_->sizeHint().width());
+    page_->setTitleWidth(title_->sizeHint().width());
 
     subject_->setObjectName(QStringLiteral("subject"));
     subject_->setFont(systemFont(12));
@@ -90,7 +119,7 @@ void SessionWindow::buildHeader() {
 
 // From the header downwards.
 void SessionWindow::buildKeyboardOrder() {
-    std::vector<QWidget*> order = controller_->keyboardOrder();
+    std::vector<QWidget*> order = page_->keyboardOrder();
     const auto list = std::find_if(order.begin(), order.end(),
                                    [](QWidget* control) { return qobject_cast<ReadingList*>(control) != nullptr; });
     order.insert(list, closeButton_);
@@ -119,7 +148,7 @@ void SessionWindow::contextMenuEvent(QContextMenuEvent* event) { showMenu(nullpt
 bool SessionWindow::event(QEvent* event) {
     // The first button would get the focus, and be pressed by the next space that is typed.
     if (event->type() == QEvent::WindowActivate && focusWidget() == nullptr)
-        controller_->setFocus(Qt::ActiveWindowFocusReason);
+        page_->setFocus(Qt::ActiveWindowFocusReason);
     return QWidget::event(event);
 }
 
@@ -132,8 +161,8 @@ void SessionWindow::paintEvent(QPaintEvent*) {
 }
 
 void SessionWindow::resizeEvent(QResizeEvent*) {
-    controller_->setGeometry(rect());
-    const QRect pin = controller_->pinPlace();
+    page_->setGeometry(rect());
+    const QRect pin = page_->pinPlace();
     const int middle = pin.center().y() + 1;
     const int titleHeight = title_->sizeHint().height();
     title_->setGeometry(0, middle - titleHeight / 2, width(), titleHeight);
@@ -156,6 +185,64 @@ void SessionWindow::setVisible(bool visible) {
     if (visible && !testAttribute(Qt::WA_Moved))
         move(screen()->availableGeometry().center() - rect().center());
     QWidget::setVisible(visible);
+}
+
+Qt::Edges SessionWindow::edgesAt(QPoint position) const {
+    Qt::Edges edges;
+    edges.setFlag(Qt::LeftEdge, position.x() < edgeWidth);
+    edges.setFlag(Qt::RightEdge, position.x() >= width() - edgeWidth);
+    edges.setFlag(Qt::TopEdge, position.y() < edgeWidth);
+    edges.setFlag(Qt::BottomEdge, position.y() >= height() - edgeWidth);
+    return edges;
+}
+
+void SessionWindow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton)
+        return;
+    dragging_ = true;
+    dragEdges_ = edgesAt(event->position().toPoint());
+    dragStart_ = event->globalPosition().toPoint();
+    dragGeometry_ = geometry();
+}
+
+void SessionWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (dragging_)
+        drag(event->globalPosition().toPoint());
+    else if (event->buttons() == Qt::NoButton)
+        setCursor(cursorAt(edgesAt(event->position().toPoint())));
+}
+
+/// The desktop moves the window where it can. It is asked at the first movement: it would hold on to a window whose
+/// button is up again before it heard of the press.
+void SessionWindow::drag(QPoint global) {
+    if (geometry() == dragGeometry_ && global != dragStart_) {
+        dragging_ = dragEdges_ == Qt::Edges() ? !windowHandle()->startSystemMove()
+                                              : !windowHandle()->startSystemResize(dragEdges_);
+    }
+    if (dragging_)
+        dragTo(global);
+}
+
+void SessionWindow::mouseReleaseEvent(QMouseEvent*) { dragging_ = false; }
+
+void SessionWindow::leaveEvent(QEvent*) { unsetCursor(); }
+
+void SessionWindow::dragTo(QPoint global) {
+    const QPoint way = global - dragStart_;
+    if (dragEdges_ == Qt::Edges()) {
+        move(dragGeometry_.topLeft() + way);
+        return;
+    }
+    QRect target = dragGeometry_;
+    if (dragEdges_.testFlag(Qt::LeftEdge))
+        target.setLeft(std::min(target.left() + way.x(), target.right() - minimumWidth() + 1));
+    if (dragEdges_.testFlag(Qt::TopEdge))
+        target.setTop(std::min(target.top() + way.y(), target.bottom() - minimumHeight() + 1));
+    if (dragEdges_.testFlag(Qt::RightEdge))
+        target.setRight(std::max(target.right() + way.x(), target.left() + minimumWidth() - 1));
+    if (dragEdges_.testFlag(Qt::BottomEdge))
+        target.setBottom(std::max(target.bottom() + way.y(), target.top() + minimumHeight() - 1));
+    setGeometry(target);
 }
 
 } // namespace parlowen

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "SessionServices.h"
-
-#include <QPointer>
 #include <QWidget>
+#include <memory>
 
 class QLabel;
 class QToolButton;
@@ -12,17 +10,23 @@ namespace parlowen {
 
 class AIInterviewDetailController;
 class ReadingList;
+class SessionPage;
+class Settings;
 
 /// The session's window: dark, translucent, without a frame, above ordinary windows. It has a close button of its own,
 /// is moved by its ground and resized at its edges. Closing it ends the session; no key does.
 class SessionWindow : public QWidget {
     Q_OBJECT
 public:
-    /// Makes the page with these collaborators; the session starts at once.
-    explicit SessionWindow(SessionServices services, QWidget* parent = nullptr);
+    /// Shows the session, which starts at once and ends with the window.
+    explicit SessionWindow(std::unique_ptr<AIInterviewDetailController> session, QWidget* parent = nullptr);
     ~SessionWindow() override;
 
-    AIInterviewDetailController* controller() const { return controller_; }
+    AIInterviewDetailController* controller() const { return controller_.get(); }
+    /// The application's main window, brought to the front when the session has ended.
+    void setMainWindow(QWidget* window);
+    /// Adds a sentence to the details of the status, where one is shown.
+    void addStatusNote(const QString& sentence);
 
     /// How opaque the window's ground is, in percent. Its text is always opaque.
     int groundOpacity() const { return groundOpacity_; }
@@ -55,9 +59,10 @@ private:
     void buildKeys();
     void showMenu(ReadingList* list, QPoint globalPosition);
 
+    const std::unique_ptr<AIInterviewDetailController> controller_;
     Settings* const settings_;
     int groundOpacity_;
-    AIInterviewDetailController* controller_;
+    SessionPage* page_;
     QLabel* title_;
     QLabel* subject_; ///< of the interview, beside the title
     QToolButton* closeButton_;

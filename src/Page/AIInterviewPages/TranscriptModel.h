@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Page/View/KXTranslationHistoryDetailsModel.h>
+#include <Network/KXTranslationHistoryDetailsModel.h>
 
 #include <QAbstractListModel>
 #include <QFont>
@@ -16,9 +16,6 @@ class TranscriptModel : public QAbstractListModel {
 public:
     using Row = KXTranslationHistoryDetailsModel;
     using QAbstractListModel::QAbstractListModel;
-
-    const std::vector<Row>& topArr() const { return topArr_; }
-    const std::optional<Row>& centerModel() const { return centerModel_; }
 
     /// Replaces the sentence in progress.
     void setCenterModel(const Row& row);

@@ -1,7 +1,6 @@
 #include "TextCell.h"
 
-#include "KXTranslationHistoryDetailsModel.h"
-
+#include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Tools/PopView/Colors.h>
 
 #include <QAbstractScrollArea>
@@ -31,6 +30,7 @@ struct TextCell::LaidOut {
     TextBlock source;
     std::optional<TextBlock> result; ///< under the source's text, not its number
     bool isUnfinished = false;
+    bool isNote = false; ///< what stands there is a note
 
     int resultLeft() const { return sideInset + qRound(source.indent()); }
     int sourceTop() const { return rowSpacing / 2 + above; }
@@ -57,14 +57,16 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
         kept = std::make_unique<LaidOut>(LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
     const QString cue = shown.isUnfinished ? QStringLiteral(" …") : QString();
     kept->isUnfinished = shown.isUnfinished;
-    kept->source.setText(shown.sourceLab, shown.resultLab.isEmpty() ? cue : QString());
-    if (shown.resultLab.isEmpty())
+    kept->isNote = shown.resultLab.isEmpty() && !shown.note.isEmpty();
+    const QString& under = kept->isNote ? shown.note : shown.resultLab;
+    kept->source.setText(shown.sourceLab, under.isEmpty() ? cue : QString());
+    if (under.isEmpty())
         kept->result.reset();
     else if (!kept->result)
         kept->result.emplace(QString(), font, room - qRound(kept->source.indent()));
     if (kept->result)
-        kept->result->setText(shown.resultLab, cue);
-    const qsizetype cost = std::min(keptCharacters, 100 + shown.sourceLab.size() + shown.resultLab.size());
+        kept->result->setText(under, cue);
+    const qsizetype cost = std::min(keptCharacters, 100 + shown.sourceLab.size() + under.size());
     laidOut_.insert(index.row(), kept.release(), cost);
     return *laidOut_.object(index.row());
 }
@@ -87,7 +89,7 @@ QString TextCell::text(const QModelIndex& index) const {
 
 qsizetype TextCell::offsetAt(const QModelIndex& index, int width, QPoint point) const {
     const LaidOut& row = laidOut(index, width);
-    if (!row.result || point.y() < row.resultTop())
+    if (!row.result || row.isNote || point.y() < row.resultTop())
         return row.source.offsetAt(point - QPoint(sideInset, row.sourceTop()));
     return row.source.textLength() + 1 + row.result->offsetAt(point - QPoint(row.resultLeft(), row.resultTop()));
 }
@@ -99,7 +101,7 @@ QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& 
 void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
     const LaidOut& row = laidOut(index, option.rect.width());
     const qsizetype sourceLength = row.source.textLength();
-    const qsizetype length = sourceLength + (row.result ? 1 + row.result->textLength() : 0);
+    const qsizetype length = sourceLength + (row.result && !row.isNote ? 1 + row.result->textLength() : 0);
     const auto [from, to] =
         selection_ ? selection_->partOf(index.row(), length) : std::pair<qsizetype, qsizetype>(0, 0);
     const QPointF corner = option.rect.topLeft() + QPoint(sideInset, 0);
@@ -111,6 +113,8 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     }
     painter->setPen(hexColor(theme::onDark, row.isUnfinished ? theme::title : 1));
     row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
+    if (row.isNote)
+        painter->setPen(hexColor(theme::problem));
     if (row.result)
         row.result->draw(*painter, option.rect.topLeft() + QPointF(row.resultLeft(), row.resultTop()), clip,
                          {from - sourceLength - 1, to - sourceLength - 1});
@@ -124,7 +128,9 @@ TextCell::Content AiInterviewCellMac::content(const QModelIndex& index) const {
 }
 
 TextCell::Content AiInterviewAiCellMac::content(const QModelIndex& index) const {
-    return {QString::number(index.row() + 1) + u':', index.data(answerRole).toString(), {}};
+    Content content{QString::number(index.row() + 1) + u':', index.data(answerRole).toString(), {}};
+    content.note = index.data(noteRole).toString();
+    return content;
 }
 
 } // namespace parlowen

@@ -51,6 +51,7 @@ protected:
         QString sourceLab;
         QString resultLab;         ///< empty: the label is hidden and takes no space
         bool isUnfinished = false; ///< shown paler, with "…" behind it
+        QString note{};            ///< in the colour of problems under a row without a result, no part of its text
     };
     virtual Content content(const QModelIndex& index) const = 0;
 
@@ -86,6 +87,8 @@ public:
     using TextCell::TextCell;
     /// Gives the answer's text.
     static constexpr int answerRole = Qt::UserRole + 1;
+    /// Gives what is said under the answer and is no part of it; empty for nothing.
+    static constexpr int noteRole = Qt::UserRole + 2;
 
 protected:
     Content content(const QModelIndex& index) const override;

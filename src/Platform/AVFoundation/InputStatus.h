@@ -20,6 +20,7 @@ struct InputStatus {
         NoInput,    ///< there is nothing to record from
         ServerLost, ///< the audio server is away
         Refused,    ///< the audio server does not let the program record
+        Ended,      ///< the recording that was heard is over
     };
 
     State state = State::Opening;

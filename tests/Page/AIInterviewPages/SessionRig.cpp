@@ -6,9 +6,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <algorithm>
+#include <array>
 #include <thread>
 
 namespace parlowen {
@@ -27,21 +26,15 @@ public:
     }
 
     Result<void> start(std::uint32_t frames, Sink sink) override {
-        worker_ = std::jthread([frames, sink = std::move(sink)](const std::stop_token& stop) {
-            std::mutex mutex;
-            std::condition_variable_any pause;
-            std::unique_lock lock(mutex);
-            while (!stop.stop_requested()) {
-                const auto format = AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
-                auto buffer = AVAudioPCMBuffer::make(*format, frames);
+        worker_ = std::jthread([this, frames, sink = std::move(sink)](const std::stop_token& stop) {
+            for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(frames / 16))) {
+                auto buffer = AVAudioPCMBuffer::make(*format(), frames);
                 buffer->setFrameLength(frames);
                 sink(std::move(buffer));
-                pause.wait_for(lock, stop, std::chrono::milliseconds(frames / 16), [] { return false; });
             }
         });
         return {};
     }
-
     void stop() override { worker_ = {}; }
 
 private:
@@ -49,11 +42,7 @@ private:
 };
 
 LanguageListModel language(const char* name, const char* original, const char* translation) {
-    LanguageListModel model;
-    model.name = name;
-    model.original_key = original;
-    model.translation_key = translation;
-    return model;
+    return {0, name, original, translation, {}};
 }
 
 std::string body(const QJsonObject& object) {
@@ -62,6 +51,31 @@ std::string body(const QJsonObject& object) {
 
 QJsonObject phrase(const char* kind, const QString& text) {
     return {{"RecognitionStatus", "Success"}, {kind, text}, {"Offset", 0}, {"Duration", 0}};
+}
+
+std::string inWords(const SessionEvent& event) {
+    const auto words = [](const char* kind, int number, const QString& text) {
+        return QStringLiteral("%1 %2 %3").arg(kind).arg(number).arg(text).toStdString();
+    };
+    const auto sentence = [&](const char* kind, const auto& told) {
+        const QString& result = told.row.resultText;
+        return words(kind, told.number, told.row.sourceText + (result.isEmpty() ? result : '/' + result));
+    };
+    static constexpr std::array ends{"complete", "failed: ", "cut off", "dropped"};
+    return std::visit(
+        SessionHandler{[&](const session::Partial& told) { return sentence("partial", told); },
+                       [&](const session::Sentence& told) { return sentence("row", told); },
+                       [&](const session::Missed& told) { return words("missed", told.seconds, "s"); },
+                       [&](const session::Question& told) { return words("question", told.number, told.text); },
+                       [&](const session::AnswerPiece& told) { return words("piece", told.number, told.piece); },
+                       [&](const session::AnswerEnded& told) {
+                           return words("end", told.number,
+                                        ends.at(static_cast<std::size_t>(told.end.outcome)) +
+                                            answerFailureText(told.end, Language::English));
+                       },
+                       [&](const session::Problem& told) { return words("problem", 0, told.text); },
+                       [](const auto&) { return std::string(); }},
+        event);
 }
 
 } // namespace
@@ -75,7 +89,7 @@ SessionRig::SessionRig() {
 }
 
 SessionRig::~SessionRig() {
-    window_.reset();
+    session_.reset();
     waitForBackground();
 }
 
@@ -99,7 +113,7 @@ void SessionRig::twoLanguages() {
     settings_.setAiLangRightModel(language("西班牙语", "es-ES", "es"));
 }
 
-void SessionRig::openWindow() {
+std::unique_ptr<AIInterviewDetailController> SessionRig::makeSession() {
     timer_ = std::make_unique<TimerManager>(tick_);
     SessionServices services;
     services.settings = &settings_;
@@ -108,20 +122,28 @@ void SessionRig::openWindow() {
     services.router = &router_;
     services.capture = [] { return std::make_unique<Silence>(); };
     services.streaming.baseUrl = answerServer_.baseUrl();
-    services.hud = &hud_;
+    services.toast = [this](const QString& text) { toast_ = text; };
     services.status = &status_;
-    window_ = std::make_unique<SessionWindow>(std::move(services));
-    hud_.containerView = window_.get();
-    window_->show();
+    auto session = std::make_unique<AIInterviewDetailController>(std::move(services));
+    QObject::connect(session.get(), &AIInterviewDetailController::happened, [this](const SessionEvent& event) {
+        if (const std::string words = inWords(event); !words.empty())
+            told_.push_back(words);
+    });
+    return session;
+}
+
+void SessionRig::start() {
+    session_ = makeSession();
+    session_->viewDidLoad();
 }
 
 void SessionRig::open() {
-    openWindow();
+    start();
     ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
 }
 
 void SessionRig::close() {
-    window_->close();
+    session_->windowWillClose();
     waitForBackground();
 }
 
@@ -133,24 +155,16 @@ void SessionRig::partial(const QString& text) {
 void SessionRig::final(const QString& text) {
     const std::size_t before = page().topArr().size();
     speech().send("speech.phrase", body(phrase("DisplayText", text)));
-    ASSERT_TRUE(rows(before + 1));
+    ASSERT_TRUE(waitFor([&] { return page().topArr().size() == before + 1; }));
 }
 
 void SessionRig::translated(const QString& member, const QString& text, const QString& translation) {
-    const bool isFinal = member == "SpeechPhrase";
-    const QJsonObject sentence = phrase(isFinal ? "DisplayText" : "Text", text);
+    const QJsonObject sentence = phrase(member == "SpeechPhrase" ? "DisplayText" : "Text", text);
     const QJsonObject target{{"Language", "es"}, {"DisplayText", translation}};
-    const std::size_t before = page().topArr().size();
+    const std::size_t before = told_.size();
     speech().send("translation.response",
                   body({{member, sentence}, {"TranslationStatus", "Success"}, {"Translations", QJsonArray{target}}}));
-    ASSERT_TRUE(waitFor([&] {
-        return isFinal ? page().topArr().size() == before + 1
-                       : page().centerModel() && page().centerModel()->sourceText == text;
-    }));
-}
-
-bool SessionRig::rows(std::size_t count) {
-    return waitFor([&] { return page().topArr().size() == count; });
+    ASSERT_TRUE(waitFor([&] { return told_.size() > before; }));
 }
 
 bool SessionRig::asked(std::size_t count) {
@@ -166,8 +180,12 @@ void SessionRig::answerPiece(const QString& text) {
     answerServer_.sendPiece("data: " + QJsonDocument(event).toJson(QJsonDocument::Compact) + "\n\n");
 }
 
-std::string SessionRig::shown(const MeasuredList& list, int row) {
-    return list.model()->index(row, 0).data(Qt::DisplayRole).toString().toStdString();
+bool SessionRig::becomes(RecognitionStatus::State state, RecognitionStatus::Cause cause) {
+    return waitFor([&] { return status_.recognition().state == state && status_.recognition().cause == cause; });
+}
+
+bool SessionRig::told(const std::string& words) {
+    return waitFor([&] { return std::ranges::find(told_, words) != told_.end(); });
 }
 
 } // namespace parlowen

@@ -4,17 +4,12 @@
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
-#include <Page/AIInterviewPages/SessionWindow.h>
-#include <Page/View/MeasuredList.h>
 #include <Tools/AudioRouting.h>
-#include <Tools/PopView/ProgressHUD.h>
 #include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
 
-#include <QPlainTextEdit>
-#include <QPushButton>
+#include <QJsonObject>
 #include <QTemporaryDir>
-#include <QToolButton>
 #include <chrono>
 #include <gmock/gmock.h>
 #include <memory>
@@ -33,7 +28,8 @@ struct CountingRouter : AudioRouting {
     void restoreDevices() override { ++restored; }
 };
 
-/// A real session with a scripted backend and speech service, silence for sound and a clock that the test moves.
+/// A real session without a window: a scripted backend and speech service, silence for sound, a clock that the test
+/// moves. What happens is kept in words.
 class SessionRig : public ::testing::Test {
 protected:
     using Reply = testing::ScriptedHttpServer::Reply;
@@ -45,33 +41,28 @@ protected:
     void single();
     void twoLanguages();
 
-    /// Opens the window without waiting for the token.
-    void openWindow();
-    /// Opens the window and waits until recognition runs.
+    std::unique_ptr<AIInterviewDetailController> makeSession();
+    /// Starts the session without waiting for the token.
+    virtual void start();
+    /// Starts it and waits until recognition runs.
     void open();
-    /// Closes the window and waits until its services have stopped.
-    void close();
-
-    AIInterviewDetailController& page() { return *window_->controller(); }
+    /// Closes it and waits until its services have stopped.
+    virtual void close();
+    virtual AIInterviewDetailController& page() { return *session_; }
     testing::SpeechSessionSeen& speech() { return *speechServer_.sessions.back(); }
 
-    /// Lets the speech service say something and waits until the page shows it.
+    /// Lets the speech service say something and waits until the session has it.
     void partial(const QString& text);
     void final(const QString& text);
     void translated(const QString& member, const QString& text, const QString& translation);
-    /// Waits until that many finished rows are there.
-    bool rows(std::size_t count);
     /// Waits until that many questions have reached the backend.
     bool asked(std::size_t count);
     QJsonObject question(std::size_t number) const;
-    /// A piece of the latest question's answer.
+    /// A piece of the latest question's answer; "@@" ends it.
     void answerPiece(const QString& text);
-
-    MeasuredList& transcript() { return *window_->findChild<MeasuredList*>("topTableView"); }
-    MeasuredList& answers() { return *window_->findChild<MeasuredList*>("bottomTableView"); }
-    QPlainTextEdit& box() { return *window_->findChild<QPlainTextEdit*>("textView"); }
-    QPushButton& answerButton() { return *window_->findChild<QPushButton*>("aiResponseButton"); }
-    static std::string shown(const MeasuredList& list, int row);
+    bool becomes(RecognitionStatus::State state, RecognitionStatus::Cause cause = RecognitionStatus::Cause::None);
+    /// Waits until that was told.
+    bool told(const std::string& words);
 
     QTemporaryDir directory_;
     UserDefaults defaults_{directory_.filePath("settings.ini")};
@@ -84,9 +75,10 @@ protected:
     std::chrono::milliseconds tick_ = std::chrono::hours(1);
     std::unique_ptr<TimerManager> timer_;
     CountingRouter router_;
-    ProgressHUD hud_;
     SessionStatus status_;
-    std::unique_ptr<SessionWindow> window_;
+    QString toast_;
+    std::vector<std::string> told_; ///< rows, questions and answers as they come
+    std::unique_ptr<AIInterviewDetailController> session_;
 };
 
 } // namespace parlowen

@@ -2,42 +2,29 @@
 
 #include <Network/ApiBase.h>
 
-#include <QLabel>
+#include <QJsonDocument>
 
 namespace parlowen {
 namespace {
 
 using testing::waitFor;
+using State = RecognitionStatus::State;
+using Cause = RecognitionStatus::Cause;
 
-class SessionStartTest : public SessionRig {
-protected:
-    std::string time() { return window_->findChild<QLabel*>("timeLabel")->text().toStdString(); }
-};
+/// Clock, token, recognition: how a session starts and what keeps it going.
+class SessionStartTest : public SessionRig {};
 
-TEST_F(SessionStartTest, ANewPageAsksForATokenAndTranslatesBetweenTheUsualLanguages) {
-    openWindow();
-    EXPECT_EQ(time(), "00:00:00");
+TEST_F(SessionStartTest, ANewSessionAsksForATokenAndTranslatesBetweenTheUsualLanguages) {
+    start();
+    EXPECT_EQ(page().useTimeCount(), 0);
+    EXPECT_EQ(page().fontSize(), 16);
     EXPECT_FALSE(page().isTranslating());
-    EXPECT_TRUE(box().isReadOnly());
-    ASSERT_TRUE(waitFor([this] { return page().isTranslating(); }));
+    ASSERT_TRUE(waitFor([this] { return page().isTranslating() && !speechServer_.sessions.empty(); }));
     EXPECT_EQ(tokenServer_.requests().at(0).target.toStdString(), "/microsoft/get_token");
-    EXPECT_FALSE(box().isReadOnly());
-    ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty(); }));
     EXPECT_EQ(speech().url().query().toStdString(), "from=zh-CN&to=en&scenario=conversation");
 }
 
-TEST_F(SessionStartTest, TheClockShowsTheSecondsAsTheyPass) {
-    tick_ = std::chrono::milliseconds(5);
-    openWindow();
-    EXPECT_TRUE(waitFor([this] { return page().useTimeCount() >= 3; }));
-    close();
-    page().setUseTimeCount(3'599);
-    EXPECT_EQ(time(), "00:59:59");
-    page().setUseTimeCount(360'061);
-    EXPECT_EQ(time(), "100:01:01");
-}
-
-TEST_F(SessionStartTest, ARefreshedTokenChangesNothingOnScreen) {
+TEST_F(SessionStartTest, ARefreshedTokenIsTakenOverWithoutStartingRecognitionAnew) {
     tick_ = std::chrono::milliseconds(1);
     single();
     open();
@@ -45,8 +32,9 @@ TEST_F(SessionStartTest, ARefreshedTokenChangesNothingOnScreen) {
     ASSERT_TRUE(waitFor([this] { return log_.lines().contains("[SpeechRecognitionTool] 更新 token"); }));
     EXPECT_EQ(log_.linesWith("Token 刷新成功").at(0).toStdString(),
               "Token 刷新成功，Token: t0, 区域: " + speechServer_.area().toStdString());
+    EXPECT_GE(page().useTimeCount(), 480);
     EXPECT_EQ(page().speechTool(), tool);
-    EXPECT_EQ(speechServer_.connections, 1) << "recognition is not restarted";
+    EXPECT_EQ(speechServer_.connections, 1);
 }
 
 TEST_F(SessionStartTest, ATokenThatNeverComesLeavesTheClockRunning) {
@@ -54,30 +42,67 @@ TEST_F(SessionStartTest, ATokenThatNeverComesLeavesTheClockRunning) {
     mute.enqueue(Reply::silence());
     ApiBase::setBuiltIn(mute.baseUrl());
     tick_ = std::chrono::milliseconds(5);
-    openWindow();
+    start();
     EXPECT_TRUE(waitFor([this] { return page().useTimeCount() > 5; }));
     EXPECT_FALSE(page().isTranslating());
-    EXPECT_EQ(mute.requests().size(), 1U);
+    page().windowWillClose();
+    page().tokenDidFetch({"late", speechServer_.area()});
+    EXPECT_EQ(page().speechTool(), nullptr) << "it is closed";
+    EXPECT_EQ(router_.restored, 1);
+    EXPECT_TRUE(log_.linesWith("停止微软轮询").isEmpty());
 }
 
-TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndReported) {
+TEST_F(SessionStartTest, ARecognitionErrorIsLoggedAndTold) {
     single();
-    QString reported;
-    int started = 0;
-    openWindow();
-    AIInterviewDetailController::Observer observer;
-    observer.recognitionStarted = [&started] { ++started; };
-    observer.recognitionError = [&reported](const QString& message) { reported = message; };
-    page().setObserver(observer);
-    ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
-    EXPECT_EQ(started, 1);
+    open();
     speech().close(1007, "no such locale");
-    ASSERT_TRUE(waitFor([&reported] { return !reported.isEmpty(); }));
-    EXPECT_TRUE(log_.lines().contains(QString("识别错误：") + reported));
-    EXPECT_TRUE(window_->isVisible()) << "the session stays open";
-    EXPECT_EQ(status_.recognition().state, RecognitionStatus::State::Stopped);
-    EXPECT_EQ(status_.recognition().cause, RecognitionStatus::Cause::BadSettings);
-    EXPECT_EQ(status_.recognition().details.here(), reported);
+    ASSERT_TRUE(becomes(State::Stopped, Cause::BadSettings));
+    const QString details = status_.recognition().details.here();
+    EXPECT_TRUE(told("problem 0 " + details.toStdString()));
+    EXPECT_TRUE(log_.lines().contains(QString("识别错误：") + details));
+    EXPECT_FALSE(page().isClosing()) << "the session stays open";
+}
+
+TEST_F(SessionStartTest, ALostServiceShowsUntilItIsBackAndARefusedTokenIsReplaced) {
+    single();
+    open();
+    ASSERT_TRUE(becomes(State::Recognizing));
+    speechServer_.refuseNext(503, 2);
+    speech().drop();
+    ASSERT_TRUE(becomes(State::Reconnecting, Cause::ServiceBusy));
+    ASSERT_TRUE(becomes(State::Recognizing));
+    speechServer_.refuseNext(401);
+    speech().drop();
+    ASSERT_TRUE(becomes(State::Reconnecting, Cause::TokenRefused));
+    ASSERT_TRUE(becomes(State::Recognizing));
+    EXPECT_EQ(tokenServer_.requests().size(), 2U);
+
+    speechServer_.hangUpOnNext(1);
+    page().setServiceStarting(true);
+    speech().drop();
+    ASSERT_TRUE(becomes(State::Reconnecting, Cause::LocalServiceStarts));
+    page().setServiceStarting(false);
+    ASSERT_TRUE(becomes(State::Recognizing));
+}
+
+TEST_F(SessionStartTest, AFirstTokenThatComesLateStartsRecognitionAndRefreshesThatFailDoNotEndIt) {
+    testing::ScriptedHttpServer backend;
+    for (int i = 0; i < 5; ++i)
+        backend.enqueue(Reply::json(503, "down"));
+    const QJsonObject access{{"token", "late"}, {"area", speechServer_.area()}};
+    backend.enqueue(Reply::json(200, QJsonDocument(QJsonObject{{"code", 0}, {"data", access}}).toJson()));
+    backend.enqueue(Reply::json(503, "down"));
+    ApiBase::setBuiltIn(backend.baseUrl());
+    single();
+    tick_ = std::chrono::milliseconds(3); // so the first refresh comes soon
+    start();
+    ASSERT_TRUE(becomes(State::Reconnecting, Cause::TokenMissing));
+    ASSERT_TRUE(becomes(State::Recognizing));
+    EXPECT_EQ(speech().header("Authorization"), "Bearer late");
+    ASSERT_TRUE(waitFor([&] { return backend.requests().size() >= 10; })) << "four at once, and again";
+    EXPECT_EQ(status_.recognition().state, State::Recognizing);
+    final("Still here.");
+    EXPECT_EQ(speechServer_.connections, 1);
 }
 
 } // namespace

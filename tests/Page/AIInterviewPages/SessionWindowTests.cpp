@@ -1,10 +1,12 @@
-#include "SessionRig.h"
+#include "WindowRig.h"
 
 #include <Page/AIInterviewPages/SessionLayout.h>
+#include <Page/AIInterviewPages/WindowLevel.h>
 
+#include <QAbstractItemModelTester>
 #include <QLabel>
 #include <QMouseEvent>
-#include <QTest>
+#include <QScrollBar>
 #include <QWindow>
 
 namespace parlowen {
@@ -12,11 +14,29 @@ namespace {
 
 using testing::waitFor;
 
-class SessionWindowTest : public SessionRig {
+class SessionWindowTest : public WindowRig {
 protected:
-    QToolButton& pin() { return *window_->findChild<QToolButton*>("topImg"); }
-    QLabel& tip() { return *window_->findChild<QLabel*>("tipLab"); }
+    QToolButton& pin() { return part<QToolButton>("topImg"); }
+    QLabel& tip() { return part<QLabel>("tipLab"); }
+    std::string time() { return part<QLabel>("timeLabel").text().toStdString(); }
+    QRect place(const QWidget& widget) { return {widget.mapTo(window_.get(), QPoint()), widget.size()}; }
     bool floats() { return window_->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint); }
+
+    void happen(const std::vector<SessionEvent>& events) {
+        for (const SessionEvent& event : events)
+            Q_EMIT page().happened(event);
+    }
+    static KXTranslationHistoryDetailsModel row(const QString& text) {
+        KXTranslationHistoryDetailsModel made;
+        made.sourceText = text;
+        return made;
+    }
+    static std::string texts(const ReadingList& list) {
+        QStringList rows;
+        for (int i = 0; i < list.model()->rowCount(); ++i)
+            rows << list.model()->index(i, 0).data(Qt::AccessibleTextRole).toString();
+        return rows.join(u'|').toStdString();
+    }
 
     /// Drags with the left button, as the window system's events would.
     void drag(QPoint from, QPoint way) {
@@ -33,38 +53,106 @@ protected:
     }
 };
 
+TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
+    using namespace session;
+    start();
+    const QAbstractItemModelTester rows(transcript().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    const QAbstractItemModelTester answered(answers().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    happen({Partial{1, row("so tell")}});
+    EXPECT_EQ(texts(transcript()), "1:so tell（识别中）");
+    happen({Sentence{1, row("So tell me.")}, Missed{7}, Missed{5}, Sentence{2, row("Why?")}});
+    EXPECT_EQ(texts(transcript()), "1:So tell me.|… 12 s 未听到 …|2:Why?");
+    happen({Question{1, ""}, Question{2, ""}, AnswerPiece{2, "先说"}, AnswerPiece{2, "结论"}, AnswerEnded{1, {}}});
+    EXPECT_EQ(texts(answers()), "1:|2:先说结论");
+    const int height = answers().rowHeight(1);
+    happen({AnswerEnded{2, {AnswerEnd::Outcome::Failed, AnswerEnd::Cause::BrokenOff, {}}}});
+    EXPECT_EQ(texts(answers()), "1:|2:先说结论（回答中断）");
+    EXPECT_GT(answers().rowHeight(1), height) << "a line under the answer";
+    EXPECT_EQ(answers().wholeText().toStdString(), "\n先说结论") << "no part of it";
+    happen({Taken{}, Question{3, ""}, AnswerPiece{2, "迟到"}, AnswerPiece{3, "新"}});
+    EXPECT_EQ(texts(answers()), "1:新");
+    page().setUseTimeCount(3'599);
+    EXPECT_EQ(time(), "00:59:59");
+    page().setUseTimeCount(360'061);
+    EXPECT_EQ(time(), "100:01:01");
+    for (int i = 4; i < 20; ++i)
+        happen({Question{i, ""}});
+    EXPECT_GT(answers().verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(answers().verticalScrollBar()->value(), answers().verticalScrollBar()->maximum());
+}
+
+TEST_F(SessionWindowTest, ManualModeTakesWhatTheUserMadeOfItsBox) {
+    openActive(1);
+    EXPECT_TRUE(box().isVisible() && answerButton().isVisible());
+    final("One.");
+    QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
+    QTest::keyClicks(&box(), "Please: ");
+    QTest::mouseClick(&answerButton(), Qt::LeftButton);
+    ASSERT_TRUE(asked(1));
+    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nPlease: One.");
+    EXPECT_TRUE(box().toPlainText().isEmpty());
+    EXPECT_EQ(answers().model()->rowCount(), 1);
+}
+
+TEST_F(SessionWindowTest, ItsCloseButtonEndsTheSessionAndTheMainWindowComesBack) {
+    start();
+    QWidget mainWindow;
+    window_->setMainWindow(&mainWindow);
+    EXPECT_EQ(box().isReadOnly(), !page().isTranslating());
+    QTest::mouseClick(&part<QToolButton>("closeButton"), Qt::LeftButton);
+    EXPECT_TRUE(page().isClosing());
+    EXPECT_FALSE(window_->isVisible());
+    EXPECT_TRUE(waitFor([&mainWindow] { return mainWindow.isVisible(); }));
+    page().sendQuestion("迟到的问题");
+    EXPECT_EQ(answers().model()->rowCount(), 0) << "no list follows a session that has closed";
+}
+
+TEST_F(SessionWindowTest, EveryPartStandsWhereItBelongs) {
+    for (const bool manual : {false, true}) {
+        settings_.setAiInterviewSetModel(interview(manual ? 1 : 0));
+        start();
+        const QRect time = place(part("timeLabel"));
+        const QRect list = place(transcript());
+        const int share = manual ? 175 : 245;
+        const int answersTop = list.top() + share + 23 + (manual ? 175 + 23 : 0);
+        EXPECT_EQ(time.topLeft(), QPoint(16, 16));
+        EXPECT_EQ(list, QRect(16, time.bottom() + 1 + 11, 968, share));
+        EXPECT_EQ(place(answers()), QRect(16, answersTop, 968, 684 - answersTop));
+        EXPECT_EQ(place(pin()), QRect(924, time.center().y() - 12, 26, 26));
+        if (!manual)
+            continue;
+        const QRect question = place(box());
+        EXPECT_EQ(question, QRect(16, list.bottom() + 1 + 23, 968, 175));
+        EXPECT_EQ(place(answerButton()), QRect(1000 - 23 - 85, question.bottom() + 1 - 10 - 35, 85, 35));
+    }
+}
+
 TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
-    openWindow();
-    window_->activateWindow();
-    ASSERT_TRUE(waitFor([this] { return window_->isActiveWindow(); }));
+    start();
+    becomeActive();
     EXPECT_EQ(window_->windowTitle().toStdString(), "AI面试");
     EXPECT_EQ(window_->size(), QSize(1000, 700));
     EXPECT_TRUE(floats());
     const QImage pinned = pin().grab().toImage();
     QTest::mouseMove(window_.get(), {300, 300});
-    EXPECT_FALSE(tip().isVisible());
     QTest::mouseMove(&pin(), {13, 13});
     ASSERT_TRUE(waitFor([this] { return tip().isVisible(); }));
     EXPECT_EQ(tip().text().toStdString(), "取消置顶");
     EXPECT_EQ(tip().geometry().bottom() + 1, pin().y() - 2);
-    EXPECT_NEAR(tip().geometry().center().x(), pin().geometry().center().x(), 1);
 
     QTest::mouseClick(&pin(), Qt::LeftButton);
-    EXPECT_FALSE(page().isTop());
     EXPECT_FALSE(floats());
-    EXPECT_TRUE(window_->isVisible());
     EXPECT_EQ(tip().text().toStdString(), "置顶");
     EXPECT_NE(pin().grab().toImage(), pinned) << "another picture";
 
     QTest::mouseClick(&pin(), Qt::LeftButton);
-    EXPECT_TRUE(page().isTop());
     EXPECT_TRUE(floats());
     QTest::mouseMove(window_.get(), {300, 300});
     EXPECT_TRUE(waitFor([this] { return !tip().isVisible(); }));
 }
 
 TEST_F(SessionWindowTest, IsMovedByItsGroundAndResizedAtItsEdges) {
-    openWindow();
+    start();
     window_->setGeometry(100, 50, 1000, 700);
     drag({300, 20}, {40, 30});
     EXPECT_EQ(window_->geometry(), QRect(140, 80, 1000, 700));
@@ -76,33 +164,40 @@ TEST_F(SessionWindowTest, IsMovedByItsGroundAndResizedAtItsEdges) {
     EXPECT_EQ(window_->geometry(), QRect(170, 100, 1020, 580));
     drag({1018, 300}, {-2000, 0});
     EXPECT_EQ(window_->size(), QSize(window_->minimumWidth(), 580)) << "not smaller than it can be used";
-    EXPECT_EQ(page().size(), window_->size());
+    EXPECT_EQ(place(answers()).bottom(), window_->height() - 17);
     drag({1, 300}, {2000, 0});
     EXPECT_EQ(window_->geometry().left(), 170) << "its right edge stays";
 }
 
-TEST(SessionLayoutTest, NothingOverlapsOrLeavesThePageInTheSmallestWindowWithLargeText) {
-    for (const int textHeight : {13, 20, 34}) { // of tips, at a font scale of 1, 1.5 and more
-        const int header = SessionLayout::headerFor(textHeight * 14 / 10, textHeight);
-        for (const bool manual : {false, true}) {
-            const QRect page(0, 0, 480, 420);
-            const SessionLayout layout =
-                SessionLayout::of(page.size(), manual, {header, 6 * textHeight, 4 * textHeight, {900, header}});
-            std::vector<QRect> below{layout.timeLabel, layout.transcript, layout.answers};
-            if (manual)
-                below.insert(below.begin() + 2, layout.questionBox);
-            for (std::size_t i = 0; i < below.size(); ++i) {
-                EXPECT_TRUE(page.contains(below[i])) << i;
-                EXPECT_GE(below[i].height(), 26) << i;
-                EXPECT_TRUE(i == 0 || below[i].top() > below[i - 1].bottom()) << i;
-            }
-            EXPECT_TRUE(page.contains(layout.tip({80, textHeight}))) << textHeight;
-            EXPECT_GT(layout.status.left(), layout.timeLabel.right());
-            EXPECT_LT(layout.status.right(), 240 - 2 * textHeight) << "not into the title";
-            EXPECT_EQ(layout.pin.center().y(), layout.timeLabel.center().y());
-            EXPECT_TRUE(!manual || layout.questionBox.contains(layout.answerButton));
+TEST(SessionLayoutTest, NothingOverlapsInTheSmallestWindowWithLargeText) {
+    const QRect page(0, 0, 480, 420);
+    for (const int text : {13, 20, 34}) { // of tips, at a font scale of 1, 1.5 and more
+        const int header = SessionLayout::headerFor(text * 14 / 10, text);
+        const SessionLayout layout = SessionLayout::of(page.size(), true, {header, 6 * text, 4 * text, {900, header}});
+        int above = 0;
+        for (const QRect& part : {layout.timeLabel, layout.transcript, layout.questionBox, layout.answers}) {
+            EXPECT_TRUE(page.contains(part) && part.top() > above && part.height() >= 26) << part.top();
+            above = part.bottom();
         }
+        EXPECT_TRUE(page.contains(layout.tip({80, text}))) << text;
+        EXPECT_GT(layout.status.left(), layout.timeLabel.right());
+        EXPECT_LT(layout.status.right(), 240 - 2 * text) << "not into the title";
+        EXPECT_TRUE(layout.questionBox.contains(layout.answerButton));
     }
+}
+
+TEST(WindowLevelTest, OnAWaylandDesktopThatRunsX11ProgramsX11IsChosenUnlessTheUserChose) {
+    const struct {
+        DesktopEnvironment desktop;
+        std::optional<QByteArray> platform;
+    } cases[] = {{{"", "wayland-0", ":0"}, "xcb;wayland"}, {{"", "wayland-0", ""}, std::nullopt},
+                 {{"", "", ":0"}, std::nullopt},           {{"wayland", "wayland-0", ":0"}, std::nullopt},
+                 {{"offscreen", "", ""}, std::nullopt},    {{"", "", ""}, std::nullopt}};
+    EXPECT_FALSE(platformHasLevels("wayland-egl"));
+    EXPECT_TRUE(platformHasLevels("xcb"));
+    for (const auto& [desktop, platform] : cases)
+        EXPECT_EQ(platformWithLevels(desktop), platform)
+            << desktop.chosenPlatform.toStdString() << desktop.waylandDisplay.toStdString();
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include <Page/View/KXTranslationHistoryDetailsModel.h>
+#include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Page/View/TextCell.h>
 #include <Tools/PopView/SystemFont.h>
 #include <gmock/gmock.h>

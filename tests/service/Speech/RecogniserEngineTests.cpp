@@ -172,8 +172,9 @@ TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
     stream->finish();
     ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
     EXPECT_EQ(told.all(Kind::Final).size(), 6U) << told.text();
-    EXPECT_LE(errorRate(told), 0.05)
-        << told.text(); // a sentence that begins a moment elsewhere is heard a little otherwise
+    // A sentence that begins a moment elsewhere is heard a little otherwise: "No, but he is" for "Nobody is". A lost or
+    // doubled one is worth more.
+    EXPECT_LE(errorRate(told), 0.08) << told.text();
 }
 
 TEST_F(RecogniserEngineTest, AProcessThatHangsIsReplaced) {
@@ -248,6 +249,23 @@ TEST_F(RecogniserEngineTest, ModelsThatAreBrokenAreNamedAndTheServiceLives) {
     EXPECT_EQ(registry.modelsFor("en-US").front().name, "moonshine-base-en");
     writeFile(directory.path() / "models/d-good-fr/model.json", R"({"languages": ["en", "fr"], "preferred": true})");
     EXPECT_EQ(registry.modelsFor("en-US").front().name, "d-good-fr");
+}
+
+TEST_F(RecogniserEngineTest, ATrialEndsWithTheService) {
+    modelCopy("models", "a-model-en");
+    auto changed = places();
+    changed.program = directory.path() / "slow";
+    writeFile(changed.program,
+              "#!/bin/sh\ncd '" + directory.path().string() + "'; touch begun; sleep 8; touch ended\n");
+    fs::permissions(changed.program, fs::perms::owner_all);
+    {
+        ModelRegistry registry(changed);
+        registry.entries();
+        for (int i = 0; i < 500 && !fs::exists(directory.path() / "begun"); ++i)
+            std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_TRUE(fs::exists(directory.path() / "begun"));
+    EXPECT_FALSE(fs::exists(directory.path() / "ended"));
 }
 
 TEST_F(RecogniserEngineTest, AModelThatGoesBadIsSetAsideAndTheNextOneTakesOver) {
