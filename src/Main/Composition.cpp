@@ -5,7 +5,6 @@
 #include <Network/ApiBase.h>
 #include <Speech/SpeechEndpoint.h>
 #include <Tools/MicroManagement.h>
-#include <Tools/PopView/Alert.h>
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/TimerManager.h>
 
@@ -36,22 +35,11 @@ MicroManagement::Hooks microphoneHooks() {
     return result;
 }
 
-QMessageBox::Icon iconOf(AlertStyle style) {
-    switch (style) {
-    case AlertStyle::informational:
-        return QMessageBox::Information;
-    case AlertStyle::critical:
-        return QMessageBox::Critical;
-    case AlertStyle::warning:
-        break;
-    }
-    return QMessageBox::Warning;
-}
-
 } // namespace
 
-void Composition::showModally(const Alert& alert) {
-    showAlert(alert.title, alert.text, alert.icon, iconOf(alert.style));
+void Composition::showInPassing(const Alert& alert) {
+    if (!alert.title.isEmpty())
+        ProgressHUD::shared().error(alert.title);
 }
 
 Composition::Composition(Settings& settings, const QString& givenBackend)

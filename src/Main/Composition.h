@@ -33,8 +33,8 @@ public:
     /// The hooks of whoever is in front at the moment, a session or the windows.
     void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
 
-    /// The alert of the windows: modal, over the key window, until its button is pressed.
-    static void showModally(const Alert& alert);
+    /// The alert of a session's window: nobody presses a button in the middle of a call, so it goes by itself.
+    static void showInPassing(const Alert& alert);
 
     Backend& backend() { return backend_; }
     /// Finds the backend and has every layer use it before `found` is called, later and once, unless the context is

@@ -99,7 +99,7 @@ void SessionRun::signIn(const LocalTrust& trust) {
     Composition::Hooks hooks;
     hooks.problem = [this](const QString& text) { requestFailed(text); };
     if (!line_.headless)
-        hooks.alert = Composition::showModally;
+        hooks.alert = Composition::showInPassing;
     hooks.forcedSignOut = [this] {
         if (!signIn_->tokenRefused())
             requestFailed(signedOut.here());
