@@ -37,7 +37,7 @@ public:
         services.timer = &timer_;
         services.router = &router_;
         services.capture = [] { return nullptr; };
-        services.streaming.baseUrl = nobody;
+        services.streaming.baseUrl = QStringLiteral("no URL"); // no question is sent, so no answer fails
         window_ = std::make_unique<SessionWindow>(std::make_unique<AIInterviewDetailController>(std::move(services)));
         hud_.containerView = window_.get();
         window_->show();

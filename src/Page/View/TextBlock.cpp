@@ -64,9 +64,11 @@ void TextBlock::setText(const QString& text, const QString& cue) {
     full.replace(u'\n', QChar::LineSeparator);
     if (!stretches_.empty() && full == full_)
         return;
-    const bool wasMixed = std::exchange(isMixed_, hasRightToLeft(full));
     const auto change = std::mismatch(full.cbegin(), full.cend(), full_.cbegin(), full_.cend());
-    const qsizetype unchanged = isMixed_ != wasMixed ? 0 : change.first - full.cbegin();
+    const qsizetype same = change.first - full.cbegin();
+    // What stays of a text without any has none.
+    const bool wasMixed = std::exchange(isMixed_, hasRightToLeft(QStringView(full).sliced(isMixed_ ? 0 : same)));
+    const qsizetype unchanged = isMixed_ != wasMixed ? 0 : same;
     full_ = std::move(full);
     while (!stretches_.empty() && stretches_.back().settledBy > unchanged)
         stretches_.pop_back();
