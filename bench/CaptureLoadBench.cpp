@@ -9,8 +9,8 @@
 #include <PulseAudio/PulseClient.h>
 #include <Speech/SPXPushAudioInputStream.h>
 #include <Tools/SpeechRecognitionTool.h>
+#include <support/CallSound.h>
 #include <support/PrivateAudioServer.h>
-#include <support/ServerSound.h>
 
 #include <QCoreApplication>
 #include <condition_variable>

@@ -79,7 +79,7 @@ bool measure(const char* what, parlowen::testing::PrivateAudioServer& server) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    using parlowen::testing::PrivatePipeWire;
+    using parlowen::testing::PrivateAudioServer;
     using parlowen::testing::PrivatePulseAudio;
     bool met = true;
     {
@@ -91,7 +91,7 @@ int main(int argc, char** argv) {
         met = measure("PulseAudio, null sink with 2 s of buffer", server) && met;
     }
     {
-        PrivatePipeWire server({QStringLiteral("module-null-sink sink_name=call rate=48000")});
+        PrivateAudioServer server("PipeWire", {QStringLiteral("module-null-sink sink_name=call rate=48000")});
         met = measure("PipeWire, null sink", server) && met;
     }
     return met ? 0 : 1;

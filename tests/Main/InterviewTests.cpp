@@ -8,8 +8,6 @@
 #include "support/CallSound.h"
 #include "support/EitherAudioServer.h"
 #include "support/ProgramRun.h"
-#include "support/ServerDump.h"
-#include "support/ServerSound.h"
 #include "support/ServerWatch.h"
 #include "support/WordErrorRate.h"
 

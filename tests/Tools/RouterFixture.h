@@ -3,20 +3,9 @@
 #include <Tools/KXAudioRouter.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
-#include <support/CapturedSystemLog.h>
 #include <support/SimulatedAudioServer.h>
 
 namespace parlowen::testing {
-
-/// Keeps the descriptions of the aggregate devices that were asked for.
-class DescribingServer : public SimulatedAudioServer {
-public:
-    OSStatus createAggregateDevice(const QVariantMap& description, AudioObjectID& device) override {
-        descriptions.push_back(description);
-        return SimulatedAudioServer::createAggregateDevice(description, device);
-    }
-    std::vector<QVariantMap> descriptions;
-};
 
 /// A machine with speakers, a headset and three inputs, of which the user's own default is the camera, and a router
 /// whose delayed work runs when the test says.
@@ -57,7 +46,7 @@ protected:
         return lines;
     }
 
-    const std::shared_ptr<DescribingServer> server = std::make_shared<DescribingServer>();
+    const std::shared_ptr<SimulatedAudioServer> server = std::make_shared<SimulatedAudioServer>();
     std::vector<double> delays;
     std::vector<std::function<void()>> delayed;
     CapturedLog log;

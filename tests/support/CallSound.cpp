@@ -60,6 +60,13 @@ std::vector<Speech> cutSample() {
     return pieces;
 }
 
+QByteArray tone(double amplitude) {
+    std::vector<float> samples(std::size_t{60} * 48'000);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float>(amplitude * std::sin(2 * std::numbers::pi * 440 * double(i) / 48'000));
+    return {reinterpret_cast<const char*>(samples.data()), qsizetype(samples.size() * sizeof(float))};
+}
+
 } // namespace
 
 Speech sampleSpeech(int first, int count) {
@@ -73,41 +80,35 @@ Speech sampleSpeech(int first, int count) {
     return speech;
 }
 
-Speaker::Speaker(const QByteArray& sound, const QString& sink, const QString& name) {
-    if (sound_.open()) {
-        sound_.write(sound);
-        sound_.flush();
-    }
-    QStringList arguments{"--raw",
-                          "--format=s16le",
-                          "--rate=16000",
-                          "--channels=1",
-                          "--latency-msec=100",
-                          "--client-name=" + name,
-                          "--property=application.name=" + name};
-    if (!sink.isEmpty())
-        arguments << "--device=" + sink;
+SoundProgram::SoundProgram(const QString& program, const QString& device, QStringList options,
+                           const QByteArray& sound) {
+    options << "--raw"
+            << "--channels=1";
+    if (!device.isEmpty())
+        options << "--device=" + device;
+    if (!sound.isEmpty() && sound_.open() && sound_.write(sound) == sound.size() && sound_.flush())
+        options << sound_.fileName();
     endWithParent(process_);
-    process_.start("paplay", arguments << sound_.fileName());
+    process_.start(program, options);
 }
 
-Speaker::~Speaker() {
+SoundProgram::~SoundProgram() {
     process_.kill();
     process_.waitForFinished();
 }
 
-MeetingClient::MeetingClient(const QString& source) {
-    QStringList arguments{"--raw", "--format=float32le", "--rate=48000", "--channels=1", "--latency-msec=50"};
-    if (!source.isEmpty())
-        arguments << "--device=" + source;
-    endWithParent(process_);
-    process_.start("parec", arguments);
-}
+PlayedTone::PlayedTone(const QString& server, const QString& sink, double amplitude, const QStringList& options)
+    : SoundProgram("paplay", sink, QStringList{"--server=" + server, "--format=float32le", "--rate=48000"} + options,
+                   tone(amplitude)) {}
 
-MeetingClient::~MeetingClient() {
-    process_.kill();
-    process_.waitForFinished();
-}
+Speaker::Speaker(const QByteArray& sound, const QString& sink, const QString& name)
+    : SoundProgram("paplay", sink,
+                   {"--format=s16le", "--rate=16000", "--latency-msec=100", "--client-name=" + name,
+                    "--property=application.name=" + name},
+                   sound) {}
+
+MeetingClient::MeetingClient(const QString& source)
+    : SoundProgram("parec", source, {"--format=float32le", "--rate=48000", "--latency-msec=50"}) {}
 
 MeetingClient::Recorded MeetingClient::recorded() {
     constexpr std::size_t tenth = 4'800; // 44 periods of the tone

@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QProcess>
-#include <QString>
 #include <QStringList>
 #include <QTemporaryFile>
 #include <string>
@@ -18,33 +17,44 @@ struct Speech {
 };
 Speech sampleSpeech(int first, int count);
 
-/// Another program that plays speech, into the server's default output unless a sink is named.
-class Speaker {
+/// Another program that plays or records one channel, for as long as this lives.
+class SoundProgram {
 public:
-    /// The name is what other programs know this one by.
+    SoundProgram(const SoundProgram&) = delete;
+    SoundProgram& operator=(const SoundProgram&) = delete;
+
+protected:
+    /// Runs paplay or parec with these options; the default device where that is empty. It plays what is not empty.
+    SoundProgram(const QString& program, const QString& device, QStringList options, const QByteArray& sound = {});
+    ~SoundProgram();
+
+    QProcess process_;
+
+private:
+    QTemporaryFile sound_;
+};
+
+/// A minute of a tone in a sink: 440 Hz, a sine of this amplitude (0 to 1).
+class PlayedTone : public SoundProgram {
+public:
+    PlayedTone(const QString& server, const QString& sink, double amplitude = 0.5, const QStringList& options = {});
+};
+
+/// Speech, into the server's default output unless a sink is named, by a program that others know by that name.
+class Speaker : public SoundProgram {
+public:
     explicit Speaker(const QByteArray& sound, const QString& sink = {}, const QString& name = QStringLiteral("Call"));
-    ~Speaker();
-    Speaker(const Speaker&) = delete;
-    Speaker& operator=(const Speaker&) = delete;
 
     bool isDone() const { return process_.state() == QProcess::NotRunning; }
     /// Whether it ended because the server ended it.
     bool failed() const { return isDone() && process_.exitCode() != 0; }
-
-private:
-    QTemporaryFile sound_;
-    QProcess process_;
 };
 
-/// The meeting client's side of a call: it records a microphone that a tone of 440 Hz comes out of (PlayedTone), for as
-/// long as it lives.
-class MeetingClient {
+/// The meeting client's side of a call: it records a microphone that a PlayedTone comes out of.
+class MeetingClient : public SoundProgram {
 public:
     /// Records the default source unless one is named.
     explicit MeetingClient(const QString& source = {});
-    ~MeetingClient();
-    MeetingClient(const MeetingClient&) = delete;
-    MeetingClient& operator=(const MeetingClient&) = delete;
 
     /// Tenths of a second since the tone was first there.
     struct Recorded {
@@ -55,7 +65,6 @@ public:
     Recorded recorded();
 
 private:
-    QProcess process_;
     QByteArray bytes_;
 };
 

@@ -33,5 +33,6 @@ private:
 };
 
 using CapturedLog = CapturedLines<ConsoleLogCapture>;
+using CapturedSystemLog = CapturedLines<SystemLogCapture>;
 
 } // namespace parlowen::testing

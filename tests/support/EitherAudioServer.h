@@ -2,29 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
-
 #include "PrivateAudioServer.h"
 #include "ServerWatch.h"
 
 namespace parlowen::testing {
 
-/// A private server of that name, "PulseAudio" or "PipeWire", with these modules.
-inline std::unique_ptr<PrivateAudioServer> makeAudioServer(const std::string& name, const QStringList& modules) {
-    if (name == "PipeWire")
-        return std::make_unique<PrivatePipeWire>(modules);
-    return std::make_unique<PrivatePulseAudio>(modules);
-}
-
 /// A test that runs on PulseAudio and on PipeWire, each private: the parameter is the server's name.
 class EitherAudioServer : public ::testing::TestWithParam<const char*> {
 protected:
-    static std::unique_ptr<PrivateAudioServer> makeServer(const QStringList& modules) {
-        return makeAudioServer(GetParam(), modules);
-    }
-
     void startServer(const QStringList& modules) {
-        daemon = makeServer(modules);
+        daemon = std::make_unique<PrivateAudioServer>(GetParam(), modules);
         ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();
     }
 

@@ -3,12 +3,9 @@
 #include "ServerWatch.h"
 
 #include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <QDir>
-#include <algorithm>
+#include <QLocalSocket>
 #include <csignal>
 #include <ranges>
 
@@ -16,19 +13,11 @@ namespace parlowen::testing {
 
 namespace {
 
-/// Whether somebody takes connections on a Unix socket. The file alone says little: it is there before its owner
-/// listens.
-bool takesConnections(const QString& socketPath) {
-    const QByteArray path = QFile::encodeName(socketPath);
-    sockaddr_un address{};
-    if (path.size() >= qsizetype(sizeof address.sun_path))
-        return false;
-    address.sun_family = AF_UNIX;
-    std::copy(path.begin(), path.end(), address.sun_path);
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool taken = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    ::close(socket);
-    return taken;
+/// The file of a socket alone says little: it is there before its owner listens.
+bool takesConnections(const QString& path) {
+    QLocalSocket socket;
+    socket.connectToServer(path);
+    return socket.waitForConnected(1'000);
 }
 
 } // namespace
@@ -37,14 +26,30 @@ void endWithParent(QProcess& process) {
     process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
 }
 
-PrivateAudioServer::PrivateAudioServer(const char* socket, QStringList modules)
-    : modules_(std::move(modules))
-    , socket_(socket) {
+PrivateAudioServer::PrivateAudioServer(const std::string& kind, QStringList modules)
+    : isPipeWire_(kind == "PipeWire")
+    , modules_(std::move(modules)) {
     for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME"})
         environment_.insert(name, directory_.path());
     for (const char* name : {"PULSE_SERVER", "PULSE_RUNTIME_PATH", "PIPEWIRE_RUNTIME_DIR", "PIPEWIRE_REMOTE",
                              "DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
         environment_.remove(name);
+    if (isPipeWire_) {
+        environment_.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path("bus"));
+        write("wireplumber/main.lua.d/51-no-hardware.lua",
+              "alsa_monitor.enabled = false\nv4l2_monitor.enabled = false\nlibcamera_monitor.enabled = false\n");
+        write("wireplumber/bluetooth.lua.d/51-no-hardware.lua", "bluez_monitor.enabled = false\n");
+    } else {
+        QString script;
+        for (const QString& module : modules_)
+            script += "load-module " + module + '\n';
+        // The protocol comes last: once its socket is there, all the rest is.
+        write("start.pa", script + "load-module module-native-protocol-unix auth-anonymous=1 socket=" + path("native"));
+        // The limit of open files that the daemon sets itself would end at some sixty sinks.
+        write("daemon.conf", "rlimit-nofile = 4096\n");
+        environment_.insert("PULSE_CONFIG", path("daemon.conf"));
+    }
+    restart();
 }
 
 PrivateAudioServer::~PrivateAudioServer() {
@@ -105,40 +110,16 @@ bool PrivateAudioServer::startOne(const QString& program, const QStringList& arg
            process->state() == QProcess::Running;
 }
 
-QStringList PrivatePulseAudio::oneSink() {
-    return {"module-null-sink sink_name=call rate=48000 channels=2 format=float32le norewinds=1"};
-}
-
-PrivatePulseAudio::PrivatePulseAudio(QStringList modules)
-    : PrivateAudioServer("native", std::move(modules)) {
-    QString script;
-    for (const QString& module : modules_)
-        script += "load-module " + module + '\n';
-    // The protocol comes last: once its socket is there, all the rest is.
-    write("start.pa", script + "load-module module-native-protocol-unix auth-anonymous=1 socket=" + path("native"));
-    // The limit of open files that the daemon sets itself would end at some sixty sinks.
-    write("daemon.conf", "rlimit-nofile = 4096\n");
-    environment_.insert("PULSE_CONFIG", path("daemon.conf"));
-    restart();
-}
-
-bool PrivatePulseAudio::start() {
+bool PrivateAudioServer::start() {
+    if (isPipeWire_)
+        return startPipeWire();
     return startOne("pulseaudio",
                     {"-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no", "-F", path("start.pa")},
                     "native");
 }
 
-PrivatePipeWire::PrivatePipeWire(QStringList modules)
-    : PrivateAudioServer("pulse/native", std::move(modules)) {
-    environment_.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path("bus"));
-    write("wireplumber/main.lua.d/51-no-hardware.lua",
-          "alsa_monitor.enabled = false\nv4l2_monitor.enabled = false\nlibcamera_monitor.enabled = false\n");
-    write("wireplumber/bluetooth.lua.d/51-no-hardware.lua", "bluez_monitor.enabled = false\n");
-    restart();
-}
-
 /// The session manager is up once it has chosen a default sink: there always is one, if only a dummy.
-bool PrivatePipeWire::start() {
+bool PrivateAudioServer::startPipeWire() {
     const QString bus = "--address=unix:path=" + path("bus");
     const auto hasDefault = [] {
         const QString sink = control({"get-default-sink"}, true);

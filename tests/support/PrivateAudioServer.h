@@ -15,13 +15,16 @@ void endWithParent(QProcess& process);
 /// While it lives PULSE_SERVER names it, for this process and the programs that it starts.
 class PrivateAudioServer {
 public:
-    virtual ~PrivateAudioServer();
+    /// "PulseAudio", or "PipeWire" with its session manager, its PulseAudio server and a message bus. A module is its
+    /// name and arguments. Ready on return, or failed.
+    PrivateAudioServer(const std::string& kind, QStringList modules);
+    ~PrivateAudioServer();
     PrivateAudioServer(const PrivateAudioServer&) = delete;
     PrivateAudioServer& operator=(const PrivateAudioServer&) = delete;
 
     bool isReady() const { return ready_; }
     /// The server's address, as PULSE_SERVER has it.
-    QString address() const { return "unix:" + path(socket_); }
+    QString address() const { return "unix:" + path(isPipeWire_ ? "pulse/native" : "native"); }
     /// What the server has said, to explain a failure.
     QString output();
     /// Sends a signal to all that belongs to the server.
@@ -31,48 +34,29 @@ public:
     /// Ends it at once and starts it again: same address, same modules. False when it does not come up.
     bool restart();
 
-protected:
-    /// The socket for clients, below the directory, and what is loaded: a module a line, its name and arguments.
-    PrivateAudioServer(const char* socket, QStringList modules);
-
-    virtual bool start() = 0;
-
+private:
+    bool start();
+    bool startPipeWire();
     QString path(const QString& name) const { return directory_.filePath(name); }
     void write(const QString& name, const QString& text) const;
     /// Starts a program; the socket, when there is one to wait for, shows that it is up.
     bool startOne(const QString& program, const QStringList& arguments, const QString& socket = {});
 
     QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
+    const bool isPipeWire_;
     const QStringList modules_;
-
-private:
     std::vector<std::unique_ptr<QProcess>> processes_;
-    const QString socket_;
     const QTemporaryDir directory_;
     bool ready_ = false;
 };
 
-/// A private PulseAudio daemon.
-class PrivatePulseAudio final : public PrivateAudioServer {
+/// A private PulseAudio daemon; unless modules are named with a sink without hardware, "call": 48 kHz, stereo. Its
+/// monitor is the default source.
+class PrivatePulseAudio : public PrivateAudioServer {
 public:
-    /// A sink without hardware, "call": 48 kHz, stereo. Its monitor is the default source.
-    static QStringList oneSink();
-
-    /// Ready on return, or failed.
-    explicit PrivatePulseAudio(QStringList modules = oneSink());
-
-private:
-    bool start() override;
-};
-
-/// A private PipeWire with its session manager, its PulseAudio server and a message bus. It leaves real hardware alone.
-class PrivatePipeWire final : public PrivateAudioServer {
-public:
-    /// Ready on return, or failed.
-    explicit PrivatePipeWire(QStringList modules = {});
-
-private:
-    bool start() override;
+    explicit PrivatePulseAudio(
+        QStringList modules = {"module-null-sink sink_name=call rate=48000 channels=2 format=float32le norewinds=1"})
+        : PrivateAudioServer("PulseAudio", std::move(modules)) {}
 };
 
 } // namespace parlowen::testing

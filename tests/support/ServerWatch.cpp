@@ -3,7 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <QDeadlineTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMap>
 #include <QProcess>
+#include <QRegularExpression>
+#include <algorithm>
 #include <atomic>
 #include <pulse/pulseaudio.h>
 
@@ -21,19 +27,6 @@ QString control(const QStringList& arguments, bool mayFail) {
 /// A subscription, on a thread of the library's own.
 struct ServerWatch::Connection {
     Connection() {
-        pa_threaded_mainloop_start(loop);
-        connect();
-    }
-    ~Connection() {
-        pa_threaded_mainloop_stop(loop);
-        drop();
-        pa_threaded_mainloop_free(loop);
-    }
-
-    void connect() {
-        pa_threaded_mainloop_lock(loop);
-        drop();
-        context = pa_context_new(pa_threaded_mainloop_get_api(loop), "Test");
         pa_context_set_state_callback(context, onState, this);
         pa_context_set_subscribe_callback(
             context,
@@ -42,15 +35,14 @@ struct ServerWatch::Connection {
             },
             this);
         pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
-        pa_threaded_mainloop_unlock(loop);
+        pa_threaded_mainloop_start(loop);
     }
-
-    void drop() {
-        if (!context)
-            return;
+    ~Connection() {
+        pa_threaded_mainloop_stop(loop);
         pa_context_set_state_callback(context, nullptr, nullptr);
         pa_context_disconnect(context);
-        pa_context_unref(std::exchange(context, nullptr));
+        pa_context_unref(context);
+        pa_threaded_mainloop_free(loop);
     }
 
     static void onState(pa_context* context, void* data) {
@@ -65,7 +57,7 @@ struct ServerWatch::Connection {
     }
 
     pa_threaded_mainloop* const loop = pa_threaded_mainloop_new();
-    pa_context* context = nullptr;
+    pa_context* const context = pa_context_new(pa_threaded_mainloop_get_api(loop), "Test");
     std::atomic<bool> changed = false; // also once it listens
     std::atomic<bool> lost = false;
 };
@@ -80,8 +72,8 @@ bool ServerWatch::until(const std::function<bool()>& condition, int milliseconds
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
-        if (connection_->lost.exchange(false))
-            connection_->connect();
+        if (connection_->lost)
+            connection_ = std::make_unique<Connection>();
         waitFor([this] { return connection_->changed.exchange(false) || connection_->lost; },
                 static_cast<int>(deadline.remainingTime()));
     }
@@ -92,6 +84,90 @@ void ServerWatch::untilQuiet() {
     const QDeadlineTimer deadline(10'000);
     while (!deadline.hasExpired() && waitFor([this] { return connection_->changed.exchange(false); }, 500)) {
     }
+}
+
+namespace {
+
+QJsonObject answer(const QStringList& arguments) {
+    return QJsonDocument::fromJson(control(QStringList{"--format=json"} + arguments).toUtf8()).object();
+}
+
+/// Without the fields, at any depth, that differ from one moment or one run to the next.
+QJsonValue lasting(const QJsonValue& value) {
+    static const QRegularExpression passing(
+        R"(^(index|state|client|owner_module|usage_counter|n_used|.*latency.*|(object|client|factory|module|device|session)\.(id|serial)|node\.(rate|id|loop.*)|clock\..*|application\.process\.(id|session.*)|native-protocol\..*)$)");
+    if (value.isArray()) {
+        QJsonArray result;
+        for (const QJsonValue& element : value.toArray())
+            result.append(lasting(element));
+        return result;
+    }
+    if (value.isString()) {
+        static const QRegularExpression ofThisServer(R"(loopback-\d+-\d+|socket=\S+)");
+        return value.toString().remove(ofThisServer);
+    }
+    if (!value.isObject())
+        return value;
+    QJsonObject result;
+    const QJsonObject object = value.toObject();
+    for (auto it = object.begin(); it != object.end(); ++it)
+        if (!passing.match(it.key()).hasMatch())
+            result.insert(it.key(), lasting(it.value()));
+    return result;
+}
+
+/// The names of a kind of devices by number.
+QMap<int, QString> namesOf(const QJsonArray& devices) {
+    QMap<int, QString> names;
+    for (const QJsonValue& device : devices)
+        names.insert(device["index"].toInt(), device["name"].toString());
+    return names;
+}
+
+void addStreams(ServerDump& dump, const QJsonArray& streams, const QString& device, const QMap<int, QString>& names,
+                const QString& doing) {
+    for (const QJsonValue& value : streams) {
+        QJsonObject stream = value.toObject();
+        const QString to = names.value(stream[device].toInt());
+        if (stream["properties"].toObject()["application.process.binary"].toString() == QLatin1String("parlowen")) {
+            dump.ours << doing + ' ' + to;
+            continue;
+        }
+        stream[device] = to;
+        // A stream of the server's own runs when somebody wants its sound.
+        if (!stream["properties"].toObject().contains("application.name"))
+            stream.remove("corked");
+        dump.others << doing + ' ' + QJsonDocument(lasting(stream).toObject()).toJson(QJsonDocument::Compact);
+    }
+}
+
+} // namespace
+
+ServerDump dumpServer() {
+    const QJsonObject all = answer({"list"});
+    const QJsonObject info = answer({"info"});
+    EXPECT_FALSE(all.isEmpty());
+    ServerDump dump;
+    for (const char* name : {"default_sink_name", "default_source_name", "default_sample_specification"})
+        dump.others << QLatin1String(name) + ' ' + info[QLatin1String(name)].toString();
+    for (const char* kind : {"modules", "cards", "sinks", "sources"})
+        for (const QJsonValue& object : all[QLatin1String(kind)].toArray())
+            dump.others << QLatin1String(kind) + ' ' +
+                               QJsonDocument(lasting(object).toObject()).toJson(QJsonDocument::Compact);
+    addStreams(dump, all["sink_inputs"].toArray(), "sink", namesOf(all["sinks"].toArray()), "playing to");
+    addStreams(dump, all["source_outputs"].toArray(), "source", namesOf(all["sources"].toArray()), "recording");
+    dump.others.sort();
+    dump.ours.sort();
+    return dump;
+}
+
+std::string differences(const QStringList& before, const QStringList& after) {
+    QStringList gone, come;
+    std::ranges::set_difference(before, after, std::back_inserter(gone));
+    std::ranges::set_difference(after, before, std::back_inserter(come));
+    return (gone.replaceInStrings(QRegularExpression("^"), "- ") + come.replaceInStrings(QRegularExpression("^"), "+ "))
+        .join(u'\n')
+        .toStdString();
 }
 
 } // namespace parlowen::testing

@@ -83,30 +83,16 @@ void SimulatedAudioServer::fail(Call call, OSStatus status, AudioObjectID object
     faults_[{call, object, selector}] = status;
 }
 
-void SimulatedAudioServer::beforeCall(std::size_t n, std::function<void()> action) {
-    const std::lock_guard lock(mutex_);
-    actions_.emplace(calls_ + n, std::move(action));
-}
-
 void SimulatedAudioServer::clearFaults() {
     const std::lock_guard lock(mutex_);
     faults_.clear();
-    actions_.clear();
 }
 
 /// The status that the call is to fail with; 0 when it is not.
 OSStatus SimulatedAudioServer::begin(Call call, AudioObjectID object, FourCharCode selector) {
-    std::unique_lock lock(mutex_);
-    std::multimap<std::size_t, std::function<void()>> due;
-    ++calls_;
-    while (const auto action = actions_.extract(calls_))
-        due.emplace(action.key(), action.mapped());
+    const std::lock_guard lock(mutex_);
     const auto fault = faults_.find({call, object, selector});
-    const OSStatus status = fault == faults_.end() ? kAudioHardwareNoError : fault->second;
-    lock.unlock();
-    for (const auto& [number, action] : due)
-        action();
-    return status;
+    return fault == faults_.end() ? kAudioHardwareNoError : fault->second;
 }
 
 bool SimulatedAudioServer::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
@@ -133,6 +119,7 @@ OSStatus SimulatedAudioServer::addPropertyListener(AudioObjectID object, const A
 }
 
 OSStatus SimulatedAudioServer::createAggregateDevice(const QVariantMap& description, AudioObjectID& device) {
+    descriptions.push_back(description);
     const OSStatus fault = begin(Call::CreateAggregate);
     return fault ? fault : ProgramAudioServer::createAggregateDevice(description, device);
 }

@@ -2,7 +2,6 @@
 
 #include <CoreAudio/ProgramAudioServer.h>
 
-#include <functional>
 #include <map>
 #include <mutex>
 #include <tuple>
@@ -63,9 +62,6 @@ public:
     /// These calls return the status and change nothing, until clearFaults(). Object and selector count for those calls
     /// that have one; a property whose reads fail as unknown looks as if it were not there.
     void fail(Call call, OSStatus status, AudioObjectID object = 0, FourCharCode selector = 0);
-    /// Runs the action at the beginning of the n-th call from now (1: the next), on the caller's thread. The action may
-    /// use this object.
-    void beforeCall(std::size_t n, std::function<void()> action);
     void clearFaults();
 
     bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) override;
@@ -78,6 +74,8 @@ public:
     OSStatus createAggregateDevice(const QVariantMap& description, AudioObjectID& device) override;
     OSStatus destroyAggregateDevice(AudioObjectID device) override;
 
+    std::vector<QVariantMap> descriptions; ///< of the aggregate devices that were asked for; not from several threads
+
 private:
     OSStatus begin(Call call, AudioObjectID object = 0, FourCharCode selector = 0);
     template<class Change>
@@ -86,8 +84,6 @@ private:
     mutable std::mutex mutex_;
     AudioDeviceList devices_; // mutex_, as all that follows
     std::map<std::tuple<Call, AudioObjectID, FourCharCode>, OSStatus> faults_;
-    std::multimap<std::size_t, std::function<void()>> actions_; // by the number of the call that they precede
-    std::size_t calls_ = 0;
 };
 using Call = SimulatedAudioServer::Call;
 

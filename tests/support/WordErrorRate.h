@@ -40,19 +40,6 @@ inline std::size_t wordErrors(const std::vector<std::string>& reference, const s
     return row.back();
 }
 
-/// How many words of `reference` are found in `heard`, in order: the longest common sequence.
-inline std::size_t wordsFound(const std::vector<std::string>& reference, const std::vector<std::string>& heard) {
-    std::vector<std::size_t> row(heard.size() + 1);
-    for (const auto& word : reference) {
-        std::size_t diagonal = 0;
-        for (std::size_t i = 0; i < heard.size(); ++i) {
-            const std::size_t found = word == heard[i] ? diagonal + 1 : std::max(row[i], row[i + 1]);
-            diagonal = std::exchange(row[i + 1], found);
-        }
-    }
-    return row.back();
-}
-
 /// Errors a reference word: 0 is perfect. The reference must hold a word.
 inline double wordErrorRate(std::string_view reference, std::string_view heard) {
     const auto words = wordsOf(reference);

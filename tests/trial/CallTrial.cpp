@@ -1,6 +1,5 @@
 #include "CallTrial.h"
 
-#include "support/ServerDump.h"
 #include "support/ServerWatch.h"
 #include "support/WordErrorRate.h"
 
@@ -56,7 +55,7 @@ CallTrial::CallTrial(const std::string& server, const Row& row, bool withProgram
     : row_(row)
     , withProgram_(withProgram)
     , isPulseAudio_(server == "PulseAudio")
-    , server_(makeAudioServer(server, row.machine)) {}
+    , server_(std::make_unique<PrivateAudioServer>(server, row.machine)) {}
 
 void CallTrial::run() {
     ASSERT_TRUE(server_->isReady()) << server_->output().toStdString();
@@ -166,13 +165,13 @@ std::string CallTrial::report() {
     std::ostringstream text;
     static const QRegularExpression number(QStringLiteral("\\d+"));
     for (Session& session : sessions_) {
-        const auto said = wordsOf(session.said), heard = wordsOf(session.run->heardText());
+        const auto said = wordsOf(session.said);
         QStringList chips = told(*session.run, "status").replaceInStrings(number, QStringLiteral("N"));
         chips.erase(std::unique(chips.begin(), chips.end()), chips.end());
-        text << std::setw(4) << said.size() << " said " << std::setw(4) << wordsFound(said, heard) << " heard "
-             << std::setw(3) << wordErrors(said, heard) << " errors " << std::setw(3) << missedSeconds(*session.run)
-             << " s missed " << std::setw(3) << longestStop(*session.run) << " ms stop | "
-             << chips.join(QStringLiteral(" → ")).toStdString() << '\n';
+        text << std::setw(4) << said.size() << " said " << std::setw(4)
+             << wordErrors(said, wordsOf(session.run->heardText())) << " errors " << std::setw(3)
+             << missedSeconds(*session.run) << " s missed " << std::setw(3) << longestStop(*session.run)
+             << " ms stop | " << chips.join(QStringLiteral(" → ")).toStdString() << '\n';
     }
     return text.str();
 }

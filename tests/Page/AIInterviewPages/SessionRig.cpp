@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <array>
+#include <support/FakeCapture.h>
 #include <thread>
 
 namespace parlowen {
@@ -15,31 +16,6 @@ namespace parlowen {
 namespace {
 
 using testing::waitFor;
-
-/// Silence in real time, 16 kHz mono.
-class Silence : public CaptureSource {
-public:
-    ~Silence() override { stop(); }
-
-    std::optional<AVAudioFormat> format() override {
-        return AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
-    }
-
-    Result<void> start(std::uint32_t frames, Sink sink) override {
-        worker_ = std::jthread([this, frames, sink = std::move(sink)](const std::stop_token& stop) {
-            for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(frames / 16))) {
-                auto buffer = AVAudioPCMBuffer::make(*format(), frames);
-                buffer->setFrameLength(frames);
-                sink(std::move(buffer));
-            }
-        });
-        return {};
-    }
-    void stop() override { worker_ = {}; }
-
-private:
-    std::jthread worker_;
-};
 
 LanguageListModel language(const char* name, const char* original, const char* translation) {
     return {0, name, original, translation, {}};
@@ -120,7 +96,12 @@ std::unique_ptr<AIInterviewDetailController> SessionRig::makeSession() {
     services.http = &http_;
     services.timer = timer_.get();
     services.router = &router_;
-    services.capture = [] { return std::make_unique<Silence>(); };
+    services.capture = [] {
+        auto silence = std::make_shared<testing::FakeInput>();
+        silence->format = AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
+        silence->pace = [](std::chrono::milliseconds length) { std::this_thread::sleep_for(length); };
+        return std::make_unique<testing::FakeCapture>(std::move(silence));
+    };
     services.streaming.baseUrl = answerServer_.baseUrl();
     services.toast = [this](const QString& text) { toast_ = text; };
     services.status = &status_;

@@ -4,9 +4,9 @@
 #include <AVFoundation/ChirpProbe.h>
 #include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
+#include <support/CallSound.h>
 #include <support/CapturedLog.h>
 #include <support/EitherAudioServer.h>
-#include <support/ServerSound.h>
 
 #include <algorithm>
 #include <atomic>

@@ -3,8 +3,8 @@
 #include <CoreAudio/PulseAudioServer.h>
 #include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
+#include <support/CallSound.h>
 #include <support/EitherAudioServer.h>
-#include <support/ServerSound.h>
 
 using namespace parlowen;
 using namespace parlowen::testing;

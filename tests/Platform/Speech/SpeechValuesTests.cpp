@@ -42,7 +42,11 @@ TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
 
 TEST(SpeechVerdictTest, SaysWhatHappenedAndWhatToCheckAndWhetherItMayPass) {
     const std::vector<std::tuple<SpeechVerdict, const char*, bool, SPXTrouble>> cases = {
+        {afterClose(1001, {}), "1001", true, SPXTrouble::ServiceFailed},
+        {afterClose(1002, {}), "1002", false, SPXTrouble::NoSuchService},
         {afterClose(1006, {}), "1006", true, SPXTrouble::NoConnection},
+        {afterClose(1007, {}), "1007", false, SPXTrouble::BadSettings},
+        {afterHttpStatus(400), "400", false, SPXTrouble::BadSettings},
         {afterClose(1003, {}), "1003", false, SPXTrouble::NoSuchService},
         {afterClose(4000, {}), "4000", false, SPXTrouble::SessionRefused},
         {afterHttpStatus(401), "401", false, SPXTrouble::TokenRefused},

@@ -1,7 +1,7 @@
 #include <Tools/SimplyCoreAudio/AudioObjectPool.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 #include <gmock/gmock.h>
-#include <support/CapturedSystemLog.h>
+#include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
 
 namespace parlowen {

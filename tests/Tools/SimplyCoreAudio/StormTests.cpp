@@ -1,6 +1,6 @@
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 #include <gmock/gmock.h>
-#include <support/CapturedSystemLog.h>
+#include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
 
 #include <QCoreApplication>
@@ -21,7 +21,6 @@ class Caller {
 public:
     Caller(std::shared_ptr<SimulatedAudioServer> server, unsigned seed)
         : server_(std::move(server))
-        , pool_(AudioObjectPool::shared(server_))
         , random_(seed) {}
 
     void step() {
@@ -29,11 +28,12 @@ public:
         if (drawn < 8)
             happen();
         else if (drawn < 12)
-            fail();
+            server_->fail(Call::Read, pick(2) * kAudioHardwareUnspecifiedError, anyID(),
+                          pick(2) ? fourCC("clas") : fourCC("lnam"));
         else if (drawn < 16)
-            server_->notify(pick(3) == 0 ? kAudioObjectSystemObject : anyID(), {anySelector()});
+            server_->notify(kAudioObjectSystemObject, {fourCC("dev#")});
         else if (drawn < 20)
-            facades_.size() < 2 ? facades_.push_back(std::make_unique<SimplyCoreAudio>(server_)) : facades_.pop_back();
+            facade_ = facade_ ? nullptr : std::make_unique<SimplyCoreAudio>(server_);
         else if (drawn < 50)
             resolve();
         else if (drawn < 70 && !held.empty())
@@ -43,7 +43,7 @@ public:
     }
     void letGoOfAll() {
         held.clear();
-        facades_.clear();
+        facade_.reset();
     }
 
     std::vector<std::shared_ptr<AudioDevice>> held;
@@ -53,53 +53,31 @@ private:
     std::string anyUid() { return "device" + std::to_string(pick(8)); }
     /// An ID that exists, existed, or never did; of a device, a stream, a control, the system.
     AudioObjectID anyID() { return pick(3) == 0 ? static_cast<AudioObjectID>(pick(80)) : server_->deviceID(anyUid()); }
-    FourCharCode anySelector() {
-        static constexpr std::array selectors{fourCC("lnam"), fourCC("uid "), fourCC("ownd"), fourCC("clas"),
-                                              fourCC("dev#"), fourCC("dOut"), fourCC("volm"), fourCC("????")};
-        return selectors[static_cast<std::size_t>(pick(selectors.size()))];
-    }
 
     void happen() {
         const std::string uid = anyUid();
-        const int kind = pick(6);
-        if (kind < 2)
-            server_->setDevice(kind == 0 ? sink(uid, uid) : combined(uid, uid, {anyUid(), anyUid()}));
-        else if (kind == 2)
-            server_->setDefaults(anyUid(), uid);
-        else
-            server_->removeDevice(uid);
-    }
-
-    void fail() {
         if (pick(2) == 0)
-            server_->clearFaults();
-        else if (pick(2) == 0)
-            server_->fail(Call::Read, kAudioHardwareUnspecifiedError, anyID(), anySelector());
+            server_->removeDevice(uid);
         else
-            server_->beforeCall(static_cast<std::size_t>(1 + pick(5)),
-                                [server = server_.get(), uid = anyUid()] { server->removeDevice(uid); });
+            server_->setDevice(pick(2) == 0 ? sink(uid, uid) : combined(uid, uid, {anyUid(), anyUid()}));
     }
 
     void resolve() {
-        if (pick(20) == 0 && !facades_.empty())
-            held = pick(2) == 0 ? facades_[0]->deviceList() : facades_[0]->aggregateDeviceList();
-        else if (const auto device = pool_->device(anyID()); device && held.size() < 30)
+        if (pick(20) == 0 && facade_)
+            held = pick(2) == 0 ? facade_->deviceList() : facade_->aggregateDeviceList();
+        else if (const auto device = AudioObjectPool::shared(server_)->device(anyID()); device && held.size() < 30)
             held.push_back(device);
     }
 
     void use(AudioDevice& device) {
-        EXPECT_FALSE(device.deviceName().isNull());
-        EXPECT_EQ(pool_->lookup(device.objectID()).get(), &device) << "who is held is in the pool";
-        if (pick(2) == 0)
-            pick(2) == 0 ? device.makeDefaultInput() : device.makeDefaultOutput();
-        else
-            device.isAggregate();
+        EXPECT_EQ(AudioObjectPool::shared(server_)->lookup(device.objectID()).get(), &device);
+        device.makeDefaultOutput();
+        device.isAggregate();
     }
 
     const std::shared_ptr<SimulatedAudioServer> server_;
-    const std::shared_ptr<AudioObjectPool> pool_;
     std::minstd_rand random_;
-    std::vector<std::unique_ptr<SimplyCoreAudio>> facades_;
+    std::unique_ptr<SimplyCoreAudio> facade_;
 };
 
 TEST(DeviceStormTest, OneWrapperForEachDeviceAndTheKnownOnesAreThoseThatAreThere) {
