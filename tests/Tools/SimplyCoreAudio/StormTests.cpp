@@ -50,7 +50,7 @@ public:
 
 private:
     int pick(int below) { return static_cast<int>(random_() % static_cast<unsigned>(below)); }
-    std::string anyUid() { return "device" + std::to_string(pick(8)); }
+    std::string anyUid() { return "device" + std::to_string(pick(4)); }
     /// An ID that exists, existed, or never did; of a device, a stream, a control, the system.
     AudioObjectID anyID() { return pick(3) == 0 ? static_cast<AudioObjectID>(pick(80)) : server_->deviceID(anyUid()); }
 
@@ -65,7 +65,7 @@ private:
     void resolve() {
         if (pick(20) == 0 && facade_)
             held = pick(2) == 0 ? facade_->deviceList() : facade_->aggregateDeviceList();
-        else if (const auto device = AudioObjectPool::shared(server_)->device(anyID()); device && held.size() < 30)
+        else if (const auto device = AudioObjectPool::shared(server_)->device(anyID()); device && held.size() < 3)
             held.push_back(device);
     }
 
