@@ -2,10 +2,14 @@
 # never keep anybody from running the program.
 option(PARLOWEN_WARNINGS_ARE_ERRORS "Let a warning end the build" OFF)
 add_library(parlowen_options INTERFACE)
-target_compile_options(parlowen_options INTERFACE
-  -Wall -Wextra -Wpedantic $<$<BOOL:${PARLOWEN_WARNINGS_ARE_ERRORS}>:-Werror>
-  -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wformat=2
-  -fno-strict-overflow)
+if(CMAKE_UNITY_BUILD) # sources that are compiled as one shadow each other's names, and look like headers
+  target_compile_options(parlowen_options INTERFACE -Wno-subobject-linkage)
+else()
+  target_compile_options(parlowen_options INTERFACE
+    -Wall -Wextra -Wpedantic $<$<BOOL:${PARLOWEN_WARNINGS_ARE_ERRORS}>:-Werror>
+    -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wformat=2)
+endif()
+target_compile_options(parlowen_options INTERFACE -fno-strict-overflow)
 target_compile_definitions(parlowen_options INTERFACE QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII)
 if(PARLOWEN_SANITIZE)
   target_compile_options(parlowen_options INTERFACE -fsanitize=${PARLOWEN_SANITIZE} -fno-omit-frame-pointer)

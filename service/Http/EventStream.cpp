@@ -16,7 +16,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::chrono::seconds closingTime{2};
 
 std::string responseHead(bool chunked) {
     std::string head =

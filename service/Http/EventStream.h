@@ -14,6 +14,9 @@ namespace parlowen::service {
 /// One connection: TLS over TCP, with the time limits of `tcp_stream`.
 using TlsStream = boost::beast::ssl_stream<boost::beast::tcp_stream>;
 
+/// How long the end of a connection may take.
+inline constexpr std::chrono::seconds closingTime{2};
+
 /// A reply that grows: the body of a `text/event-stream` response, in chunks. While nothing is sent for a while,
 /// a comment line ": wait" goes out by itself. Everything here runs on the connection's own executor.
 class EventStream : public std::enable_shared_from_this<EventStream> {

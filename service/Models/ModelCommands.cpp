@@ -11,8 +11,6 @@ namespace parlowen::service {
 
 namespace {
 
-constexpr std::uintmax_t megabyte = 1'000'000;
-
 std::string joinedList(const std::vector<std::string>& words) {
     std::string text;
     for (const auto& word : words)
@@ -20,9 +18,7 @@ std::string joinedList(const std::vector<std::string>& words) {
     return text.empty() ? "none" : text;
 }
 
-std::string sizeText(std::uintmax_t bytes) {
-    return bytes == 0 ? "size unknown" : std::to_string((bytes + megabyte / 2) / megabyte) + " MB";
-}
+std::string sizeText(std::uintmax_t bytes) { return bytes == 0 ? "size unknown" : megabytes(bytes); }
 
 void describe(const ModelRegistry::Entry& entry, const ModelCatalogue& catalogue, std::ostream& out) {
     const auto& model = entry.model;

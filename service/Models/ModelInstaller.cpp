@@ -18,8 +18,6 @@ namespace fs = std::filesystem;
 constexpr std::uintmax_t megabyte = 1'000'000;
 constexpr std::uintmax_t toSpare = 50 * megabyte;
 
-std::string megabytes(std::uintmax_t bytes) { return std::to_string((bytes + megabyte / 2) / megabyte) + " MB"; }
-
 void checkSpace(const fs::path& folder, const fs::path& work, const CatalogueEntry& entry) {
     std::uintmax_t have = 0;
     for (const auto& file : fs::directory_iterator(work))
@@ -48,6 +46,8 @@ void describe(const fs::path& folder, const CatalogueEntry& entry) {
 }
 
 } // namespace
+
+std::string megabytes(std::uintmax_t bytes) { return std::to_string((bytes + megabyte / 2) / megabyte) + " MB"; }
 
 void ModelInstaller::install(const CatalogueEntry& entry) const {
     const auto place = folder / entry.name;

@@ -2,11 +2,15 @@
 
 #include "ModelCatalogue.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
 
 namespace parlowen::service {
+
+/// So many bytes for people, such as "27 MB".
+std::string megabytes(std::uintmax_t bytes);
 
 /// Fetches a model into a folder of models: free space first, then the files, their sums and what they unpack to, at
 /// last the folder appears as a whole. What was fetched before an interruption is gone on with.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -20,6 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds lookEvery{2};
+constexpr std::size_t keptErrors = 400;
 constexpr std::size_t longestAnswer = 1 << 20;
 constexpr std::chrono::milliseconds patience{300}; // for the programs of a pipe to end
 
@@ -136,6 +138,16 @@ std::string ChildPipe::receive(Clock::time_point deadline) const {
         const auto count = ready > 0 ? recv(socket_, buffer.data(), buffer.size(), 0) : 0;
         return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(0, count))};
     }
+}
+
+std::string lastLineOf(int file) {
+    std::string text(keptErrors, '\0');
+    const auto size = lseek(file, 0, SEEK_END);
+    const auto count = pread(file, text.data(), text.size(), std::max<off_t>(0, size - off_t{keptErrors}));
+    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.pop_back();
+    return text.substr(text.rfind('\n') + 1);
 }
 
 std::optional<std::string> ChildPipe::ask(std::string_view text, std::chrono::milliseconds limit) {

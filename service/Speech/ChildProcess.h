@@ -41,6 +41,10 @@ private:
     int descriptor_;
 };
 
+/// The last line of what a child has written to the file, its error output, as far as it lies in the last 400 bytes;
+/// empty where there is none.
+std::string lastLineOf(int file);
+
 /// A child process, with all that it starts, whose standard input and output are one pipe that carries NUL-ended texts.
 class ChildPipe {
 public:

@@ -22,7 +22,6 @@ using recogniser::ModelFolder;
 using namespace std::chrono_literals;
 
 constexpr auto trialLimit = 180s;
-constexpr std::size_t keptErrors = 400;
 
 struct LanguageLocales {
     std::string_view language;
@@ -45,12 +44,6 @@ std::string stampOf(const ModelFolder& model) {
                  std::to_string(fs::last_write_time(file, error).time_since_epoch().count()) + ";";
     }
     return stamp;
-}
-
-std::string lastLine(std::string text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.pop_back();
-    return text.substr(text.rfind('\n') + 1);
 }
 
 /// Until the child ends; false when the time is over before.
@@ -81,16 +74,12 @@ std::string tryModel(const fs::path& program, const ModelFolder& model, const st
             child->signal(SIGKILL);
         const auto end = child->end(1s);
         close(child->socket());
-        std::string text(keptErrors, '\0');
-        const auto size = lseek(errors, 0, SEEK_END);
-        const auto count = pread(errors, text.data(), text.size(), std::max<off_t>(0, size - off_t{keptErrors}));
-        text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
         if (!inTime)
             problem = "its trial did not end in time";
         else if (end.signal != 0)
-            problem = "its trial was killed by signal " + std::to_string(end.signal) + ". " + lastLine(text);
+            problem = "its trial was killed by signal " + std::to_string(end.signal) + ". " + lastLineOf(errors);
         else if (end.status != 0)
-            problem = "its trial failed: " + lastLine(text);
+            problem = "its trial failed: " + lastLineOf(errors);
     }
     close(errors);
     return problem;

@@ -23,10 +23,9 @@ using recogniser::StreamEvent;
 using namespace std::chrono_literals;
 
 constexpr auto endLimit = 1s;
-constexpr auto lookEvery = 1s;
+constexpr auto watchEvery = 1s;
 constexpr auto firstPause = 50ms; // doubles with each failure to get ready
 constexpr int mostFailures = 8;
-constexpr std::size_t keptErrors = 400;
 constexpr std::size_t longestPiece = sampleRate;   // of audio in a frame, in samples
 constexpr std::int64_t workThatShows = sampleRate; // samples that wait
 
@@ -244,7 +243,7 @@ void RecogniserProcess::onReady(const std::string& body) {
 }
 
 void RecogniserProcess::watch() {
-    watchdog.expires_after(lookEvery);
+    watchdog.expires_after(watchEvery);
     watchdog.async_wait([this](const error_code& failed) {
         if (failed || !givenUp)
             return;
@@ -280,7 +279,7 @@ void RecogniserProcess::ended() {
     const bool blamed = hung || !cameFromOutside(end);
     deaths += blamed ? 1 : 0;
     failuresInARow += ready ? 0 : 1;
-    const auto words = lastErrors();
+    const auto words = lastLineOf(errors);
     logLine("the recogniser with model " + servedModel.name + " " + describe(end) +
             (words.empty() ? "" : ": " + words));
     if (deaths >= mostDeaths)
@@ -314,17 +313,6 @@ void RecogniserProcess::giveUp(const std::string& why) {
     const auto tell = std::exchange(givenUp, nullptr);
     if (tell)
         tell(std::exchange(streams, {}), why);
-}
-
-std::string RecogniserProcess::lastErrors() const {
-    std::string text(keptErrors, '\0');
-    const auto size = lseek(errors, 0, SEEK_END);
-    const auto from = std::max<off_t>(0, size - static_cast<off_t>(text.size()));
-    const auto count = pread(errors, text.data(), text.size(), from);
-    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.pop_back();
-    return text.substr(text.rfind('\n') + 1);
 }
 
 } // namespace parlowen::service

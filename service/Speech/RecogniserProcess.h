@@ -76,7 +76,6 @@ private:
     void ended();
     void launchLater();
     void giveUp(const std::string& why);
-    std::string lastErrors() const;
 
     boost::asio::io_context& io;
     const Options options;

@@ -17,7 +17,7 @@ namespace parlowen {
 
 namespace {
 
-constexpr int startMilliseconds = 30'000;
+constexpr int startUpMilliseconds = 30'000;
 constexpr int joinMilliseconds = 5'000;
 constexpr int addressInUse = 3; // the service's exit status
 constexpr int keptErrorBytes = 4096;
@@ -85,7 +85,7 @@ void LocalService::start(Started started) {
 
 void LocalService::launch(quint16 port) {
     port_ = port;
-    patience_.start(startMilliseconds);
+    patience_.start(startUpMilliseconds);
     output_.clear();
     errors_.clear();
     process_.start(place_.program,

@@ -6,8 +6,6 @@ namespace parlowen {
 
 namespace {
 
-using Cause = AnswerEnd::Cause;
-
 constexpr Phrase noConnection{"the backend cannot be reached", "连不上后端"};
 constexpr Phrase signInRefused{"the backend does not take the sign-in", "后端不接受当前的登录"};
 constexpr Phrase backendFailed{"the backend failed", "后端出错"};
@@ -19,18 +17,18 @@ constexpr Phrase withDetails{"%1 (%2)", "%1（%2）"};
 QString answerFailureText(const AnswerEnd& end, Language language) {
     const Phrase* words = nullptr;
     switch (end.cause) {
-    case Cause::None:
+    case AnswerEnd::Cause::None:
         return {};
-    case Cause::NoConnection:
+    case AnswerEnd::Cause::NoConnection:
         words = &noConnection;
         break;
-    case Cause::SignInRefused:
+    case AnswerEnd::Cause::SignInRefused:
         words = &signInRefused;
         break;
-    case Cause::BackendFailed:
+    case AnswerEnd::Cause::BackendFailed:
         words = &backendFailed;
         break;
-    case Cause::BrokenOff:
+    case AnswerEnd::Cause::BrokenOff:
         words = &brokenOff;
         break;
     }

@@ -17,8 +17,6 @@ namespace parlowen {
 namespace {
 
 using Outcome = AnswerEnd::Outcome;
-using Cause = AnswerEnd::Cause;
-
 constexpr qsizetype longestHead = 4'096;
 
 /// What the backend says to people in an envelope that it sends in place of an answer.
@@ -103,7 +101,7 @@ void StreamingClient::receive() {
 
 AnswerEnd StreamingClient::end() const {
     if (isCancelled_)
-        return {Outcome::Cancelled, Cause::None, {}};
+        return {Outcome::Cancelled, AnswerEnd::Cause::None, {}};
     return parser_.hasEnded() ? AnswerEnd{} : endWithoutMark();
 }
 
@@ -112,15 +110,16 @@ AnswerEnd StreamingClient::endWithoutMark() const {
     if (status >= 400) {
         const QString message = messageOf(head_);
         const QString code = QStringLiteral("HTTP %1").arg(status);
-        return {Outcome::Failed, status == 401 || status == 403 ? Cause::SignInRefused : Cause::BackendFailed,
+        return {Outcome::Failed,
+                status == 401 || status == 403 ? AnswerEnd::Cause::SignInRefused : AnswerEnd::Cause::BackendFailed,
                 message.isEmpty() ? code : code + QStringLiteral(": ") + message};
     }
     if (isTransportFailure(*reply_))
-        return {Outcome::Failed, status == 0 ? Cause::NoConnection : Cause::BrokenOff,
+        return {Outcome::Failed, status == 0 ? AnswerEnd::Cause::NoConnection : AnswerEnd::Cause::BrokenOff,
                 transportErrorDescription(reply_->error(), reply_->errorString())};
     if (const QString message = messageOf(head_); !message.isEmpty())
-        return {Outcome::Failed, Cause::BackendFailed, message};
-    return {Outcome::Failed, Cause::BrokenOff, {}};
+        return {Outcome::Failed, AnswerEnd::Cause::BackendFailed, message};
+    return {Outcome::Failed, AnswerEnd::Cause::BrokenOff, {}};
 }
 
 void StreamingClient::finish() {

@@ -20,9 +20,9 @@ namespace {
 
 using Severity = SessionStatusText::Severity;
 
-constexpr int side = 10; // from the chip's end to what is in it
-constexpr int inner = 7; // between mark, words and meter
-constexpr int mark = 8;  // the mark's size
+constexpr int endRoom = 10; // from the chip's end to what is in it
+constexpr int inner = 7;    // between mark, words and meter
+constexpr int mark = 8;     // the mark's size
 constexpr int aboveText = 4;
 constexpr int barWidth = 2;
 constexpr int barGap = 2;
@@ -156,12 +156,12 @@ void StatusChip::timerEvent(QTimerEvent* event) {
 
 QSize StatusChip::sizeHint() const {
     const int words = fontMetrics().horizontalAdvance(text()) + 2; // it is rounded, and elided unrounded
-    return {side + mark + inner + words + (words_.hears ? inner + meterWidth : 0) + side,
+    return {endRoom + mark + inner + words + (words_.hears ? inner + meterWidth : 0) + endRoom,
             fontMetrics().height() + 2 * aboveText};
 }
 
 QRect StatusChip::meterRect() const {
-    return {width() - side - meterWidth, (height() - highestBar) / 2, meterWidth, highestBar};
+    return {width() - endRoom - meterWidth, (height() - highestBar) / 2, meterWidth, highestBar};
 }
 
 void StatusChip::paintEvent(QPaintEvent*) {
@@ -180,8 +180,8 @@ void StatusChip::paintEvent(QPaintEvent*) {
         painter.drawRoundedRect(pill, pill.height() / 2, pill.height() / 2);
     }
     drawMark(painter);
-    const int left = side + mark + inner;
-    const int right = words_.hears ? meterRect().left() - inner : width() - side;
+    const int left = endRoom + mark + inner;
+    const int right = words_.hears ? meterRect().left() - inner : width() - endRoom;
     if (right - left >= leastWords) {
         painter.setPen(hexColor(theme::onDark));
         painter.drawText(QRect(left, 0, right - left, height()), Qt::AlignVCenter | Qt::TextSingleLine,
@@ -193,7 +193,7 @@ void StatusChip::paintEvent(QPaintEvent*) {
 
 /// Severities differ in shape too: a ring while nothing is heard yet, else a dot, a triangle, a square.
 void StatusChip::drawMark(QPainter& painter) const {
-    const QRectF area(side, (height() - mark) / 2.0, mark, mark);
+    const QRectF area(endRoom, (height() - mark) / 2.0, mark, mark);
     const QColor color = markColor(words_.severity);
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);

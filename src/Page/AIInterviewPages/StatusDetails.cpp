@@ -17,7 +17,7 @@ namespace {
 
 constexpr int panelWidth = 340; // at the usual font scale
 constexpr int underChip = 6;
-constexpr int cornerRadius = 10;
+constexpr int cardRadius = 10;
 
 QLabel* addText(QVBoxLayout* layout, const char* name, int size, QFont::Weight weight, const QString& style) {
     auto* label = new QLabel;
@@ -107,7 +107,7 @@ void StatusDetails::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(hexColor(theme::darkGrey), 1));
     painter.setBrush(hexColor(theme::darkMenu));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cardRadius, cardRadius);
 }
 
 void StatusDetails::fit() {

@@ -7,7 +7,7 @@ namespace parlowen {
 
 namespace {
 
-constexpr std::uint32_t lowestRate = 16000, highestRate = 192000, usualRate = 48000;
+constexpr std::uint32_t lowestStreamRate = 16000, highestStreamRate = 192000, usualRate = 48000;
 constexpr std::uint8_t mostChannels = 8;
 
 } // namespace
@@ -16,7 +16,7 @@ InputShape InputShape::of(const std::optional<InputTarget>& target) {
     InputShape shape;
     shape.spec = {PA_SAMPLE_FLOAT32NE, usualRate, 2};
     if (target && pa_sample_spec_valid(&target->spec)) {
-        shape.spec.rate = std::clamp(target->spec.rate, lowestRate, highestRate);
+        shape.spec.rate = std::clamp(target->spec.rate, lowestStreamRate, highestStreamRate);
         if (target->spec.channels <= mostChannels) {
             shape.spec.channels = target->spec.channels;
             shape.map = target->map;

@@ -15,9 +15,9 @@ namespace {
 
 using Edge = Popover::Edge;
 
-constexpr int arrow = 9; // its length; at its foot it is twice as wide
-constexpr int inset = 8; // of the content in the body
-constexpr int cornerRadius = 10;
+constexpr int arrow = 9;        // its length; at its foot it is twice as wide
+constexpr int contentInset = 8; // of the content in the body
+constexpr int bodyRadius = 10;
 
 bool isVertical(Edge edge) { return edge == Edge::above || edge == Edge::below; }
 
@@ -101,7 +101,7 @@ void Popover::setContentView(QWidget* content) {
 }
 
 Popover::Place Popover::place(const QRect& anchor, QSize content, Edge wanted, const QRect& screen) {
-    const QSize body = content + QSize(2 * inset, 2 * inset);
+    const QSize body = content + QSize(2 * contentInset, 2 * contentInset);
     const QSize size = body + (isVertical(wanted) ? QSize(0, arrow) : QSize(arrow, 0));
     const int needed = isVertical(wanted) ? size.height() : size.width();
     const Edge other = opposite(wanted);
@@ -126,12 +126,12 @@ void Popover::show(QWidget* anchor, Edge edge) {
     edge_ = found.edge;
     const QRect body = QRect(QPoint(0, 0), found.frame.size()).marginsRemoved(arrowSide(edge_));
     const QPoint middle = beside.center() - found.frame.topLeft();
-    const int room = cornerRadius + arrow;
+    const int room = bodyRadius + arrow;
     tip_ = isVertical(edge_) ? QPoint(std::clamp(middle.x(), room, std::max(room, body.width() - room)),
                                       edge_ == Edge::below ? 0 : found.frame.height())
                              : QPoint(edge_ == Edge::right ? 0 : found.frame.width(),
                                       std::clamp(middle.y(), room, std::max(room, body.height() - room)));
-    content_->move(body.topLeft() + QPoint(inset, inset));
+    content_->move(body.topLeft() + QPoint(contentInset, contentInset));
     content_->show();
     setAttribute(Qt::WA_NoMouseReplay, false);
     setGeometry(found.frame);
@@ -143,7 +143,7 @@ void Popover::show(QWidget* anchor, Edge edge) {
 void Popover::paintEvent(QPaintEvent*) {
     QPainterPath shape;
     const QRectF body = QRectF(rect().marginsRemoved(arrowSide(edge_))).adjusted(0.5, 0.5, -0.5, -0.5);
-    shape.addRoundedRect(body, cornerRadius, cornerRadius);
+    shape.addRoundedRect(body, bodyRadius, bodyRadius);
     const QPointF back = isVertical(edge_) ? QPointF(0, edge_ == Edge::below ? arrow + 1 : -arrow - 1)
                                            : QPointF(edge_ == Edge::right ? arrow + 1 : -arrow - 1, 0);
     const QPointF aside = isVertical(edge_) ? QPointF(arrow, 0) : QPointF(0, arrow);
