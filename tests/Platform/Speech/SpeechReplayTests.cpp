@@ -12,7 +12,6 @@ namespace parlowen::testing {
 namespace {
 
 constexpr std::size_t sentence = 6400; // bytes
-constexpr std::size_t second = SpeechBacklog::bytesPerSecond;
 
 /// Audio in which every four bytes say where they are, so that a lost or doubled sample shows.
 std::string numberedAudio(std::size_t bytes) {
@@ -102,24 +101,6 @@ TEST(SpeechReplayTest, CutsInMidMessageAndAConnectionThatFallsSilentLoseNoWordAn
         }
     }
     EXPECT_EQ(requests.size(), turns) << "each turn has an id of its own";
-}
-
-TEST(SpeechReplayTest, ACutLongerThanWhatIsKeptTellsWhatIsMissingAndLosesNothingElse) {
-    ScriptedSpeechServer server;
-    const SentenceService service(server);
-    const std::string audio = numberedAudio(80 * second);
-    Recognition recognition(server.area());
-    recognition.stream->write(std::string_view(audio).substr(0, 2 * second));
-    recognition.start();
-    ASSERT_TRUE(waitFor([&] { return recognition.heard.finals().size() == 10; }));
-    server.refuseNext(503, 3);
-    server.sessions[0]->drop();
-    for (std::size_t at = 2; at < 80; at += 2)
-        recognition.stream->write(std::string_view(audio).substr(at * second, 2 * second));
-    ASSERT_TRUE(waitFor([&] { return server.sessions.size() == 2 && recognition.heard.finals().size() >= 36; }));
-    EXPECT_EQ(recognition.heard.finals().mid(0, 10), spansOf(audio.substr(0, 2 * second)));
-    EXPECT_EQ(recognition.heard.finals()[10].toStdString(), "(18 s missing)");
-    EXPECT_EQ(recognition.heard.finals().mid(11, 25), spansOf(audio.substr(20 * second, 5 * second)));
 }
 
 } // namespace
