@@ -24,7 +24,6 @@ namespace http = boost::beast::http;
 using boost::system::error_code;
 using Parser = http::request_parser<http::string_body>;
 
-
 /// The reply to a request that could not be read, or none when there is nobody to reply to.
 std::optional<HttpResponse> replyTo(const error_code& problem) {
     if (problem == http::error::header_limit || problem == http::error::buffer_overflow)

@@ -16,7 +16,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-
 std::string responseHead(bool chunked) {
     std::string head =
         "HTTP/1.1 200 OK\r\nServer: parlowen-service\r\nContent-Type: text/event-stream; charset=utf-8\r\n"
