@@ -23,6 +23,7 @@ namespace {
 constexpr Phrase signedOut{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
 constexpr Phrase didNotStart{"recognition did not start", "识别没有开始"};
 constexpr Phrase endNotRecognised{"the end was not recognised. %1", "结尾没有被识别。%1"};
+constexpr Phrase nothingUnderstood{"no words were understood in it", "其中没有听清任何话"};
 constexpr Phrase answerDidNotEnd{"an answer did not end", "有一个回答没有结束"};
 constexpr Phrase answerFailed{"answer %1 failed: %2", "第 %1 个回答失败：%2"};
 constexpr Phrase onStandardError{"parlowen: %1\n", "parlowen：%1\n"};
@@ -238,6 +239,8 @@ void SessionRun::settle() {
         fail(didNotStart.here());
     else if (ending_.recognitionLags() && !std::exchange(endMissing_, true))
         fail(endNotRecognised.here(status_.recognition().details.here()));
+    else if (!ending_.heardWords() && !std::exchange(emptyTold_, true))
+        warn(nothingUnderstood.here());
     if (line_.headless && line_.manual && session_->hasCollectedQuestions()) {
         session_->aiResponseTapped();
         return;
