@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <sys/resource.h>
 #include <thread>
@@ -72,6 +73,7 @@ struct Call {
     std::vector<double> firstPartials;     ///< seconds after the first sound
     std::vector<double> questions, others; ///< finals of questions and others, after the last sound
     std::size_t settledWords = 0, settledWrong = 0;
+    std::size_t unheard = 0; ///< sounds without a final
 };
 
 /// Settled words that the final does not have, in order.
@@ -88,30 +90,51 @@ std::size_t missingIn(const std::vector<Word>& settled, const std::vector<Word>&
     return missing;
 }
 
+/// Which of the sounds an utterance is about: the one it shares most with. A sentence that was cut in two has two
+/// utterances, of which the last one ends with the sound.
+std::size_t soundOf(const StreamEvent& event, const std::vector<std::pair<std::int64_t, std::int64_t>>& sounds) {
+    const auto shared = [&](const auto& sound) {
+        return std::min(event.to, sound.second) - std::max(event.from, sound.first);
+    };
+    const auto best = std::max_element(sounds.begin(), sounds.end(),
+                                       [&](const auto& a, const auto& b) { return shared(a) < shared(b); });
+    return static_cast<std::size_t>(best - sounds.begin());
+}
+
 Call judgeCall(const std::vector<Told>& told, const Samples& samples) {
+    struct Sound {
+        std::optional<double> firstPartial;
+        std::optional<double> final; // the last one
+        bool question = false;
+    };
     Call call;
     const auto sounds = soundsOf(samples);
-    std::vector<Word> settled;
+    std::vector<Sound> heard(sounds.size());
     std::string settledText;
-    bool first = true;
-    std::size_t sentence = 0;
     for (const auto& [event, at] : told) {
-        if (sentence >= sounds.size())
-            break;
+        if (event.kind != StreamEvent::Kind::Partial && event.kind != StreamEvent::Kind::Final)
+            continue;
+        const std::size_t index = soundOf(event, sounds);
+        Sound& sound = heard[index];
         if (event.kind == StreamEvent::Kind::Partial) {
-            if (std::exchange(first, false))
-                call.firstPartials.push_back(at - static_cast<double>(sounds[sentence].first) / sampleRate);
+            if (!sound.firstPartial)
+                sound.firstPartial = at - static_cast<double>(sounds[index].first) / sampleRate;
             settledText = event.text.substr(0, event.settled);
-        } else if (event.kind == StreamEvent::Kind::Final) {
-            const double after = at - static_cast<double>(sounds[sentence].second) / sampleRate;
-            (event.text.ends_with('?') ? call.questions : call.others).push_back(after);
-            settled = wordsOf(settledText);
+        } else {
+            sound.final = at - static_cast<double>(sounds[index].second) / sampleRate;
+            sound.question = event.text.ends_with('?');
+            const auto settled = wordsOf(std::exchange(settledText, {}));
             call.settledWords += settled.size();
             call.settledWrong += missingIn(settled, wordsOf(event.text));
-            settledText.clear();
-            first = true;
-            ++sentence;
         }
+    }
+    for (const Sound& sound : heard) {
+        if (sound.firstPartial)
+            call.firstPartials.push_back(*sound.firstPartial);
+        if (sound.final)
+            (sound.question ? call.questions : call.others).push_back(*sound.final);
+        else
+            ++call.unheard;
     }
     return call;
 }
@@ -206,6 +229,7 @@ double judgeOne(Calls& calls, Transcriber& bareLibrary, const Recording& recordi
     const auto settled = static_cast<double>(std::max<std::size_t>(1, call.settledWords));
     met &= judge("settled words that the final takes back", 100.0 * static_cast<double>(call.settledWrong) / settled, 2,
                  "%");
+    met &= judge("sounds without a final", static_cast<double>(call.unheard), 0, "");
     met &= judge("cost", 100 * cost / seconds, 35, "% of a core");
     return percentile(call.questions, 0.95);
 }
@@ -214,12 +238,16 @@ void judgeMany(Calls& calls, const Recording& recording, std::uint32_t count, do
     const double before = processorSeconds();
     const double memory = residentMegabytes();
     std::vector<double> finals;
-    for (const auto& call : calls.hear(recording.samples, count))
+    std::size_t unheard = 0;
+    for (const auto& call : calls.hear(recording.samples, count)) {
         finals.insert(finals.end(), call.questions.begin(), call.questions.end());
+        unheard += call.unheard;
+    }
     const double seconds = static_cast<double>(recording.samples.size()) / sampleRate;
     std::printf("-- %u calls at once: %.0f %% of a core, %zu finals of questions\n", count,
                 100 * (processorSeconds() - before) / seconds, finals.size());
     met &= judge("finals later than alone, 95th percentile", percentile(finals, 0.95) - alone, 1.0, "s");
+    met &= judge("sounds without a final", static_cast<double>(unheard), 0, "");
     met &= judge("memory for one more call", (residentMegabytes() - memory) / (count - 1), 20, "MB");
 }
 

@@ -27,6 +27,8 @@ public:
     void stop();
 
     bool isSoundOver() const { return soundOver_; }
+    /// Something that was said has been understood, if only in part.
+    bool heardWords() const { return heardWords_; }
     /// Sound that was captured may still become rows.
     bool recognitionLags() const;
     /// Recognition has stopped for good.

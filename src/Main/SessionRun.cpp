@@ -7,6 +7,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Network/LanguageList.h>
 #include <Tools/SessionStatusText.h>
 
 #include <QRegularExpression>
@@ -23,6 +24,7 @@ namespace {
 constexpr Phrase signedOut{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
 constexpr Phrase didNotStart{"recognition did not start", "识别没有开始"};
 constexpr Phrase endNotRecognised{"the end was not recognised. %1", "结尾没有被识别。%1"};
+constexpr Phrase nothingUnderstood{"no words were understood in it", "其中没有听清任何话"};
 constexpr Phrase answerDidNotEnd{"an answer did not end", "有一个回答没有结束"};
 constexpr Phrase answerFailed{"answer %1 failed: %2", "第 %1 个回答失败：%2"};
 constexpr Phrase onStandardError{"parlowen: %1\n", "parlowen：%1\n"};
@@ -115,10 +117,10 @@ void SessionRun::signIn(const LocalTrust& trust) {
 }
 
 void SessionRun::loadLanguages() {
-    composition_.languageList(1, this, [this](std::vector<LanguageListModel> spoken) {
-        spoken_ = std::move(spoken);
-        composition_.languageList(2, this, [this](const std::vector<LanguageListModel>& targets) {
-            settings_.applyLanguages(line_, spoken_, targets);
+    requestLanguages(composition_.http(), 1, this, [this](const auto& spoken) {
+        spoken_ = spoken.value_or(std::vector<LanguageListModel>());
+        requestLanguages(composition_.http(), 2, this, [this](const auto& targets) {
+            settings_.applyLanguages(line_, spoken_, targets.value_or(std::vector<LanguageListModel>()));
             openSession();
         });
     });
@@ -238,6 +240,8 @@ void SessionRun::settle() {
         fail(didNotStart.here());
     else if (ending_.recognitionLags() && !std::exchange(endMissing_, true))
         fail(endNotRecognised.here(status_.recognition().details.here()));
+    else if (!ending_.heardWords() && !std::exchange(emptyTold_, true))
+        warn(nothingUnderstood.here());
     if (line_.headless && line_.manual && session_->hasCollectedQuestions()) {
         session_->aiResponseTapped();
         return;

@@ -105,6 +105,7 @@ private:
     QString lastStatus_;  ///< as reported
     bool soundFailed_ = false;
     bool endMissing_ = false; ///< the last of the sound was not recognised
+    bool emptyTold_ = false;
     bool unanswered_ = false;
     bool pictureFailed_ = false;
 };

@@ -93,7 +93,7 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     request.setRawHeader("platform", "macOS");
     request.setRawHeader("lan", "zh-Hans");
     if (const std::optional<QString> token = settings_.loginToken())
-        request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+        authorize(request, *token);
     request.setTransferTimeout(timeout.value_or(defaultTimeoutSeconds) * 1000);
     return {request, method, method == HttpMethod::GET || !params ? QByteArray() : jsonText(*params)};
 }

@@ -74,6 +74,11 @@ QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url) {
     return configuration;
 }
 
+void authorize(QNetworkRequest& request, const QString& token) {
+    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
+}
+
 bool isTransportFailure(const QNetworkReply& reply) {
     if (reply.error() == QNetworkReply::NoError)
         return false;

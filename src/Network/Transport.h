@@ -22,6 +22,10 @@ QString fullUrl(const QString& base, const QString& path);
 /// The URL to request: the full one with the query appended. None when that is no http or https URL.
 std::optional<QUrl> requestUrl(const QString& base, const QString& path, const QByteArray& query);
 
+/// Signs the request in with the token. It is not redirected from there to another scheme, host or port: whoever
+/// listens there would get the token.
+void authorize(QNetworkRequest& request, const QString& token);
+
 /// The TLS settings for a request to that URL: the host that the local trust covers is checked against its authority
 /// alone, every other host against the system's.
 QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url);

@@ -67,7 +67,7 @@ std::optional<QNetworkRequest> StreamingClient::request() const {
     request.setRawHeader("lan", "zh-Hans");
     const std::optional<QString> token = environment_.loginToken ? environment_.loginToken() : std::nullopt;
     if (token)
-        request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+        authorize(request, *token);
     request.setTransferTimeout(static_cast<int>(environment_.timeout.count()));
     request.setSslConfiguration(sslConfiguration(environment_.trust, *url));
     return request;

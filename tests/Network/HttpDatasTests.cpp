@@ -184,6 +184,23 @@ TEST_F(HttpDatasTest, TransportFailuresAreNamed) {
     EXPECT_THAT(log_.linesWith("请求错误: "), SizeIs(4));
 }
 
+TEST_F(HttpDatasTest, ARedirectTakesTheTokenNowhereElse) {
+    settings_.setLoginToken("secret");
+    ScriptedHttpServer elsewhere;
+    elsewhere.enqueue(Reply::json(200, R"({"code":0})"));
+    const auto redirect = [](const QString& url) {
+        return Reply{"HTTP/1.1 307 Moved\r\nContent-Length: 0\r\nLocation: " + url.toLatin1() + "\r\n\r\n"};
+    };
+    server_.enqueue(redirect(elsewhere.baseUrl() + "/y"));
+    EXPECT_EQ(outcomeOf("/x").status, FResponseStatus::failure);
+    EXPECT_THAT(elsewhere.requests(), IsEmpty());
+    EXPECT_FALSE(nextAlert().isEmpty());
+    server_.enqueue(redirect(server_.baseUrl() + "/y"));
+    server_.enqueue(Reply::json(200, R"({"code":0})"));
+    EXPECT_EQ(outcomeOf("/x").status, FResponseStatus::success);
+    EXPECT_EQ(lastRequest().target, "/y");
+}
+
 TEST_F(HttpDatasTest, ACompletionFallsSilentWithItsContextAndTheAlertComesAllTheSame) {
     server_.enqueue(Reply::json(200, R"({"code":1,"message":"余额不足"})"));
     for (const bool goes : {true, false}) {

@@ -128,8 +128,13 @@ SpeechVerdict afterRecognitionStatus(const QString& status, const QString& reaso
 }
 
 std::optional<int> httpStatusIn(const QString& webSocketError) {
-    if (!webSocketError.startsWith("QWebSocketPrivate::processHandshake:"))
+    static const QRegularExpression handshake("^QWebSocket(Private)?::processHandshake:");
+    if (!webSocketError.contains(handshake))
         return std::nullopt;
+    // From Qt 6.6 on a 401 is not named: it is told as a challenge that nobody met.
+    static const QRegularExpression challenge("requires authentication|WWW-Authenticate");
+    if (webSocketError.contains(challenge))
+        return 401;
     static const QRegularExpression number("\\b[1-5][0-9][0-9]\\b");
     const QRegularExpressionMatch match = number.match(webSocketError);
     // Status 400 is the one for which it has a text without the number.

@@ -31,8 +31,8 @@ SpeechVerdict afterUntrustedCertificate(const QString& problem);
 /// After a recognition status that ends the session; `reason` is the service's own text, often empty.
 SpeechVerdict afterRecognitionStatus(const QString& status, const QString& reason);
 
-/// The status with which an upgrade was refused, out of the text in which QWebSocket (6.4) reports it; it has no
-/// other way. None when the text is about something else.
+/// The status with which an upgrade was refused, out of the text in which QWebSocket (6.4 to 6.8) reports it; it has
+/// no other way. None when the text is about something else.
 std::optional<int> httpStatusIn(const QString& webSocketError);
 
 } // namespace parlowen
