@@ -85,21 +85,6 @@ void Composition::use(const Backend::Access& access) {
     SpeechEndpoint::setLocalTrust(trust_);
 }
 
-void Composition::languageList(int source, QObject* context,
-                               std::function<void(std::vector<LanguageListModel>)> received) {
-    const QJsonObject parameters{{QStringLiteral("source"), source}};
-    http_.requestData(QStringLiteral("/language/list"), HttpMethod::GET, parameters, std::nullopt, context,
-                      [received = std::move(received)](FResponseStatus, const std::optional<JSON>& json,
-                                                       const std::optional<QString>&) {
-                          std::vector<LanguageListModel> list;
-                          if (json) {
-                              for (const JSON& entry : (*json)["data"].arrayValue())
-                                  list.push_back(mapAccessors<LanguageListModel>(entry));
-                          }
-                          received(std::move(list));
-                      });
-}
-
 SessionServices Composition::sessionServices(CaptureSourceFactory capture, AudioRouting& router,
                                              SessionStatus& status) {
     SessionServices services;

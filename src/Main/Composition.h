@@ -13,7 +13,6 @@
 
 #include <functional>
 #include <memory>
-#include <vector>
 
 namespace parlowen {
 
@@ -44,10 +43,6 @@ public:
     void use(const Backend::Access& access);
 
     HttpDatas& http() { return http_; }
-
-    /// The backend's languages: source 1 those that are recognised, 2 the targets of translation. Empty when there is
-    /// no answer. Nothing is received once the context is gone.
-    void languageList(int source, QObject* context, std::function<void(std::vector<LanguageListModel>)> received);
 
     /// The collaborators of a session, which hears what the factory's sources give and hands the audio devices back
     /// through the router. The router and the status outlive it.

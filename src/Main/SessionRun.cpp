@@ -7,6 +7,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Network/LanguageList.h>
 #include <Tools/SessionStatusText.h>
 
 #include <QRegularExpression>
@@ -116,10 +117,10 @@ void SessionRun::signIn(const LocalTrust& trust) {
 }
 
 void SessionRun::loadLanguages() {
-    composition_.languageList(1, this, [this](std::vector<LanguageListModel> spoken) {
-        spoken_ = std::move(spoken);
-        composition_.languageList(2, this, [this](const std::vector<LanguageListModel>& targets) {
-            settings_.applyLanguages(line_, spoken_, targets);
+    requestLanguages(composition_.http(), 1, this, [this](const auto& spoken) {
+        spoken_ = spoken.value_or(std::vector<LanguageListModel>());
+        requestLanguages(composition_.http(), 2, this, [this](const auto& targets) {
+            settings_.applyLanguages(line_, spoken_, targets.value_or(std::vector<LanguageListModel>()));
             openSession();
         });
     });
