@@ -1,6 +1,7 @@
 #include "Http/Log.h"
 #include "Models/ModelCommands.h"
 #include "Program/Service.h"
+#include "Resumes/ConfinedReader.h"
 
 #include <array>
 #include <boost/asio/error.hpp>
@@ -93,7 +94,10 @@ int main(int argc, char** argv) {
     // A reader of the log that went away, and a limit on file sizes, are errors of a write, not the end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    const auto parsed = parseOptions({argv + 1, argv + argc});
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (!arguments.empty() && arguments.front() == confinedReaderOption)
+        return readConfined({arguments.begin() + 1, arguments.end()});
+    const auto parsed = parseOptions(arguments);
     if (!parsed) {
         std::cerr << "parlowen-service: " << parsed.error() << "\n\n" << usage();
         return wrongOptions;

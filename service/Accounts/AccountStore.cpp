@@ -100,6 +100,14 @@ User AccountStore::openSession(const PhoneNumber& phone, std::string_view tokenH
     });
 }
 
+void AccountStore::setType(std::int64_t userId, std::int64_t type) {
+    database_.use([&](SQLite::Database& database) {
+        SQLite::Statement update(database, "UPDATE users SET type = ? WHERE id = ?");
+        SQLite::bind(update, type, userId);
+        update.exec();
+    });
+}
+
 void AccountStore::endSession(std::string_view tokenHash) {
     database_.use([&](SQLite::Database& database) {
         SQLite::Statement remove(database, "DELETE FROM sessions WHERE token_hash = ?");

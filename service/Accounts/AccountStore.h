@@ -40,6 +40,7 @@ public:
     std::optional<User> create(const PhoneNumber& phone, const std::string& passwordHash, std::string_view tokenHash);
     /// Adds a session to a user.
     User openSession(const PhoneNumber& phone, std::string_view tokenHash);
+    void setType(std::int64_t userId, std::int64_t type);
     void endSession(std::string_view tokenHash);
 
 private:

@@ -93,6 +93,13 @@ std::optional<User> Accounts::userOf(std::string_view token) {
     return token.empty() ? std::nullopt : store_.findByToken(hashedToken(token));
 }
 
+bool Accounts::setType(std::string_view token, std::int64_t type) {
+    const auto user = userOf(token);
+    if (user)
+        store_.setType(user->id, type);
+    return user.has_value();
+}
+
 void Accounts::signOut(std::string_view token) { store_.endSession(hashedToken(token)); }
 
 FailureLimit::FailureLimit(Clock clock)

@@ -69,6 +69,9 @@ public:
     std::variant<SignedIn, Refused> signIn(const Credentials& credentials, bool mayCreate);
     /// The user that a token stands for. Throws StoreError.
     std::optional<User> userOf(std::string_view token);
+    /// Keeps the type of interviews that the token's user prepares for: 1 to 3. False when the token stands for nobody.
+    /// Throws StoreError.
+    bool setType(std::string_view token, std::int64_t type);
     /// Makes a token worthless. Throws StoreError.
     void signOut(std::string_view token);
 

@@ -11,6 +11,7 @@
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 
@@ -22,7 +23,9 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
 using boost::system::error_code;
-using Parser = http::request_parser<http::string_body>;
+using Parser = http::request_parser<RequestBody>;
+
+constexpr std::size_t sinkPiece = 256 * 1024; // bytes, that a sink takes at once
 
 /// The reply to a request that could not be read, or none when there is nobody to reply to.
 std::optional<HttpResponse> replyTo(const error_code& problem) {
@@ -99,7 +102,7 @@ private:
         const auto target = parsedTarget(parser.get().target());
         if (!target)
             co_return co_await refuse(make_error_code(http::error::bad_target));
-        HttpRequest request(parser.get(), *target, {peer_, context_.workers});
+        HttpRequest request(parser.get(), *target, {peer_, context_.workers, context_.slowWorkers});
         Router::Match match = context_.router.find(request.method, request.path);
         request.rest = std::move(match.rest);
         auto refusal = co_await refusalOf(match, request, parser);
@@ -107,7 +110,12 @@ private:
             co_return co_await respond(request.raw, *std::move(refusal));
         if (refusal)
             co_return co_await refuse(std::move(refusal));
-        problem = co_await readBody(parser, match.route->rules.bodyBytes);
+        const RouteRules& rules = match.route->rules;
+        problem = co_await beginBody(parser, rules.bodyBytes);
+        if (!problem && rules.sink)
+            problem = co_await pourBody(parser, request, rules.sink);
+        else if (!problem)
+            problem = co_await readBody(parser);
         if (problem)
             co_return co_await refuse(problem);
         co_return co_await dispatch(request, *match.route);
@@ -132,9 +140,10 @@ private:
         co_return fits ? std::nullopt : std::optional(tooLarge());
     }
 
-    asio::awaitable<bool> dispatch(const HttpRequest& request, const Router::Route& route) {
+    asio::awaitable<bool> dispatch(HttpRequest& request, const Router::Route& route) {
         if (const auto* handler = std::get_if<Handler>(&route.handler)) {
             HttpResponse response = co_await answer(*handler, request);
+            request.sink.reset(); // what it holds is gone when the client learns the end
             co_return co_await respond(request.raw, std::move(response));
         }
         if (const auto* handler = std::get_if<StreamHandler>(&route.handler)) {
@@ -189,14 +198,32 @@ private:
         co_return failed;
     }
 
-    asio::awaitable<error_code> readBody(Parser& parser, std::size_t limit) {
-        error_code failed;
+    asio::awaitable<error_code> beginBody(Parser& parser, std::size_t limit) {
         parser.body_limit(limit);
         if (beast::iequals(parser.get()[http::field::expect], "100-continue"))
-            failed = co_await write("HTTP/1.1 100 Continue\r\n\r\n");
-        if (!failed) {
-            limitTo(limits_.body);
-            co_await http::async_read(stream_, buffer_, parser, asio::redirect_error(asio::use_awaitable, failed));
+            co_return co_await write("HTTP/1.1 100 Continue\r\n\r\n");
+        co_return error_code();
+    }
+
+    asio::awaitable<error_code> readBody(Parser& parser) {
+        error_code failed;
+        limitTo(limits_.body);
+        co_await http::async_read(stream_, buffer_, parser, asio::redirect_error(asio::use_awaitable, failed));
+        co_return failed;
+    }
+
+    /// Reads the body into a sink of the route's, piece by piece. A sink that fails ends the connection.
+    asio::awaitable<error_code> pourBody(Parser& parser, HttpRequest& request, const SinkMaker& makeSink) {
+        auto make = [&] { return makeSink(request); };
+        request.sink = co_await onWorker(context_.workers, std::move(make));
+        error_code failed;
+        limitTo(limits_.upload);
+        while (!failed && !parser.is_done()) {
+            co_await http::async_read_some(stream_, buffer_, parser, asio::redirect_error(asio::use_awaitable, failed));
+            if (parser.get().body().size() < sinkPiece && !parser.is_done())
+                continue;
+            auto take = [&request, piece = std::exchange(parser.get().body(), {})] { request.sink->take(piece); };
+            co_await onWorker(context_.workers, std::move(take));
         }
         co_return failed;
     }

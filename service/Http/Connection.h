@@ -13,6 +13,7 @@ struct ConnectionContext {
     const Router router;
     boost::asio::ssl::context tls;
     boost::asio::any_io_executor workers;
+    boost::asio::any_io_executor slowWorkers;
 };
 
 /// Serves one client from its TLS handshake to its end. Never throws.

@@ -54,7 +54,7 @@ bool HttpRequest::isLocal() const {
     return origin.peer.is_loopback() && header("Forwarded").empty() && header("X-Forwarded-For").empty();
 }
 
-HttpResponse success(const nlohmann::json& data) { return enveloped(0, {}, data, 200); }
+HttpResponse success(const nlohmann::json& data, std::string_view message) { return enveloped(0, message, data, 200); }
 
 HttpResponse failure(int code, std::string_view message, unsigned status) {
     return enveloped(code, message, nullptr, status);

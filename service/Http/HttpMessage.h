@@ -2,10 +2,14 @@
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/ip/address.hpp>
+#include <boost/beast/core/buffer_traits.hpp>
+#include <boost/beast/core/buffers_range.hpp>
 #include <boost/beast/http/message.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/verb.hpp>
+#include <boost/optional.hpp>
 #include <boost/url/url_view.hpp>
+#include <cstdint>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -16,16 +20,50 @@
 namespace parlowen::service {
 
 using boost::beast::http::verb;
-using RawRequest = boost::beast::http::request<boost::beast::http::string_body>;
+
+/// A request's body as a text that grows as it comes: no room is made for what a header only promises.
+struct RequestBody {
+    using value_type = std::string;
+
+    class reader {
+    public:
+        template<bool IsRequest, typename Fields>
+        reader(boost::beast::http::header<IsRequest, Fields>&, value_type& text)
+            : text_(text) {}
+        void init(const boost::optional<std::uint64_t>&, boost::system::error_code& problem) { problem = {}; }
+        template<typename Buffers>
+        std::size_t put(const Buffers& buffers, boost::system::error_code& problem) {
+            problem = {};
+            for (const auto buffer : boost::beast::buffers_range_ref(buffers))
+                text_.append(static_cast<const char*>(buffer.data()), buffer.size());
+            return boost::beast::buffer_bytes(buffers);
+        }
+        void finish(boost::system::error_code& problem) { problem = {}; }
+
+    private:
+        value_type& text_;
+    };
+};
+using RawRequest = boost::beast::http::request<RequestBody>;
+
+/// Takes a body piece by piece where a route does not want it in memory.
+class BodySink {
+public:
+    virtual ~BodySink() = default;
+    /// The next bytes of the body. Called on a worker thread, one call at a time, and may block.
+    virtual void take(std::string_view bytes) = 0;
+};
 
 /// A request as handlers see it. It refers to the raw request, which outlives the handler's run. It is made of the
 /// header alone: a guard sees an empty body, a handler the whole one.
 class HttpRequest {
 public:
-    /// Who asked, and where the handler may do what blocks.
+    /// Who asked, and where the handler may do what blocks: what takes seconds on the slow workers, which hold nobody
+    /// else up.
     struct Origin {
         boost::asio::ip::address peer;
         boost::asio::any_io_executor workers;
+        boost::asio::any_io_executor slowWorkers = {};
     };
 
     /// `target` is parsed from the raw request's.
@@ -34,8 +72,9 @@ public:
     const RawRequest& raw; ///< as Beast reads it, for the acceptance of a WebSocket
     const verb method;
     const std::string path; ///< decoded, without the query
-    std::string rest;       ///< the last segment, where the route's path ends in "/*"
+    std::string rest;       ///< what the "*" of the route's path stands for
     const Origin origin;
+    std::unique_ptr<BodySink> sink{}; ///< that took the body, where the route has one; body() is empty then
 
     const std::string& body() const { return raw.body(); }
     /// The value of a header, its name compared without case; empty when missing.
@@ -62,7 +101,7 @@ struct HttpResponse {
 };
 
 /// The form of every JSON reply: {"code":0,"message":"","data":…}, compact, UTF-8.
-HttpResponse success(const nlohmann::json& data = nullptr);
+HttpResponse success(const nlohmann::json& data = nullptr, std::string_view message = {});
 /// A reply whose code is not 0, with a message for the user. The HTTP status stays 200 unless it is given.
 HttpResponse failure(int code, std::string_view message, unsigned status = 200);
 

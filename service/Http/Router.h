@@ -21,10 +21,14 @@ using WebSocketHandler = std::function<boost::asio::awaitable<void>(const HttpRe
 /// Looks at a request: a response instead of the handler's, or none. It may block: it runs on a worker thread.
 using Guard = std::function<std::optional<HttpResponse>(const HttpRequest&)>;
 
+/// Makes what takes a request's body. Called on a worker thread.
+using SinkMaker = std::function<std::unique_ptr<BodySink>(const HttpRequest&)>;
+
 /// What holds for the requests of a route before their bodies are read.
 struct RouteRules {
     Guard right = {};                                   ///< who may ask; empty: anybody
     std::size_t bodyBytes = std::size_t{1'024} * 1'024; ///< a larger body is refused with 413
+    SinkMaker sink = {};                                ///< where the body goes; empty: into memory
 };
 
 /// Where the API's paths begin; those of speech lie at the root.

@@ -98,7 +98,8 @@ struct Server::Core {
     Core(Options serverOptions, asio::ssl::context tls, Router router)
         : options(std::move(serverOptions))
         , workers(workerThreads)
-        , context{options.limits, std::move(router), std::move(tls), workers.get_executor()}
+        , slowWorkers(workerThreads)
+        , context{options.limits, std::move(router), std::move(tls), workers.get_executor(), slowWorkers.get_executor()}
         , connections(options.limits.connections)
         , io(options.threads)
         , acceptor(asio::make_strand(io)) {}
@@ -110,6 +111,7 @@ struct Server::Core {
 
     const Options options;
     asio::thread_pool workers;
+    asio::thread_pool slowWorkers;
     ConnectionContext context;
     OpenConnections connections;
     asio::io_context io;
@@ -180,6 +182,7 @@ void Server::Core::stop() {
         thread.join();
     threads.clear();
     workers.join();
+    slowWorkers.join();
 }
 
 void Server::stop() { core_->stop(); }

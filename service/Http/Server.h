@@ -17,6 +17,7 @@ struct ServerLimits {
     std::chrono::milliseconds idle{60'000}; ///< between two requests
     std::chrono::milliseconds header{10'000};
     std::chrono::milliseconds body{30'000};
+    std::chrono::milliseconds upload{120'000}; ///< for a body that does not go into memory
     std::chrono::milliseconds write{30'000};
     std::chrono::milliseconds streamComment{15'000}; ///< how long an event stream is quiet before a comment goes out
 };

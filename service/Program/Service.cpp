@@ -8,6 +8,7 @@
 #include "Http/PrivateFiles.h"
 #include "Http/Server.h"
 #include "OtherRoutes.h"
+#include "Resumes/ResumeRoutes.h"
 #include "Speech/Gateway.h"
 
 #include <algorithm>
@@ -56,17 +57,27 @@ struct Service::Parts {
         : data(madeDirectory(options.data))
         , database(data / "parlowen.db")
         , accounts(database)
+        , resumes(database, data / "uploads")
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
         speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         server.start();
     }
 
+    // Files that are read would hold the server's end up.
+    ~Parts() { resumes.stop(); }
+    Parts(const Parts&) = delete;
+    Parts& operator=(const Parts&) = delete;
+
     Router routes() {
         Router router;
         const Guard signedIn = signedInOnly(accounts);
-        addAccountRoutes(router, accounts);
-        addAnswerRoutes(router, answers, signedIn);
+        addAccountRoutes(router, accounts, [this](std::int64_t userId) { return resumes.profileOf(userId); });
+        addResumeRoutes(router, accounts, resumes);
+        addAnswerRoutes(router, answers, signedIn, [this](std::string_view token, std::string_view question) {
+            const auto user = accounts.userOf(token);
+            return user ? resumes.quotesFor(user->id, question) : std::vector<std::string>();
+        });
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(
@@ -80,6 +91,7 @@ struct Service::Parts {
     const std::filesystem::path data;
     Database database;
     Accounts accounts;
+    Resumes resumes;
     Outline answers;
     std::unique_ptr<SpeechService> speech;
     Server server; ///< the last, so that it ends first: its connections use all of the above

@@ -1,6 +1,6 @@
 #include "ApertiumTranslator.h"
 
-#include "ChildProcess.h"
+#include "Process/ChildProcess.h"
 
 #include <array>
 

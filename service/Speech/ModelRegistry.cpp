@@ -1,8 +1,8 @@
 #include "ModelRegistry.h"
 
-#include "ChildProcess.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
+#include "Process/ChildProcess.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ChildProcess.h"
+#include "Process/ChildProcess.h"
 #include "RecogniserStream.h"
 
 #include <Models/ModelFolder.h>

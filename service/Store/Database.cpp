@@ -36,6 +36,18 @@ CREATE TABLE sessions (
 ) WITHOUT ROWID;
 CREATE INDEX sessions_by_user ON sessions (user_id, created_at);
 )",
+    R"(
+CREATE TABLE resumes (
+    id TEXT NOT NULL UNIQUE,
+    user_id INTEGER NOT NULL REFERENCES users (id) ON DELETE CASCADE,
+    name TEXT NOT NULL,
+    text TEXT NOT NULL,
+    bound INTEGER NOT NULL DEFAULT 0,
+    created_at INTEGER NOT NULL
+);
+CREATE INDEX resumes_by_user ON resumes (user_id);
+CREATE UNIQUE INDEX bound_resumes ON resumes (user_id) WHERE bound = 1;
+)",
 };
 
 /// Makes the file before SQLite does, since its side files get the same rights.
@@ -82,7 +94,8 @@ Database::Database(const std::filesystem::path& file) {
         connection_.emplace(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, busyMilliseconds);
         sqlite3_extended_result_codes(connection_->getHandle(), 1);
         requireOwnFile(*connection_);
-        connection_->exec("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON;");
+        connection_->exec(
+            "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA secure_delete=ON;");
         migrate(*connection_);
     } catch (const SQLite::Exception& problem) {
         throw storeError("cannot use the database " + file.string() + ": ", problem);

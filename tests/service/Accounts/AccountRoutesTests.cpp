@@ -30,6 +30,21 @@ TEST(AccountRoutes, SignInGivesATokenAndAProfile) {
     EXPECT_EQ(info.data(), nlohmann::json({{"rights", data.at("rights")}, {"user", user}})) << "without the token";
 }
 
+TEST(AccountRoutes, TheTypeOfInterviewsIsKept) {
+    const RunningService service;
+    const ServiceClient client = service.client();
+    const std::string token = service.token();
+    const auto change = [&](const std::string& type, const std::string& by) {
+        return client.send("PUT", "/api/v1/user/change_user_type/" + type, {}, by);
+    };
+    const Reply changed = change("3", token);
+    EXPECT_TRUE(changed.code() == 0 && !changed.message().empty()) << "clients show the message";
+    for (const char* type : {"0", "4", "12", "x"})
+        EXPECT_EQ(change(type, token).code(), 1001) << type;
+    EXPECT_EQ(change("1", "unknown").status, 401);
+    EXPECT_EQ(client.get(infoPath, token).data().at("user").at("type"), 3);
+}
+
 TEST(AccountRoutes, RefusalsSayWhy) {
     const RunningService service;
     const ServiceClient client = service.client();

@@ -1,0 +1,154 @@
+#include "ResumeRoutes.h"
+
+#include "Accounts/AccountRoutes.h"
+#include "Http/Log.h"
+#include "Http/Workers.h"
+
+#include <charconv>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr int notBound = 1004;
+
+/// An error in the form of the OpenAI API.
+HttpResponse refusal(const UploadProblem& problem) {
+    const char* type = problem.status < 500 ? "invalid_request_error" : "server_error";
+    HttpResponse response{
+        .status = problem.status,
+        .body = compactJson(
+            {{"error", {{"message", problem.message}, {"type", type}, {"param", nullptr}, {"code", problem.code}}}})};
+    if (problem.status == 503)
+        response.headers.emplace_back("Retry-After", "5");
+    return response;
+}
+
+UploadProblem busy() { return {503, "busy", "正在处理的简历过多，请稍后再试"}; }
+
+UploadProblem unknownToken() { return {401, "invalid_upload_token", "上传凭证无效或已过期，请重新上传"}; }
+
+std::size_t contentLength(const HttpRequest& request) {
+    const std::string_view text = request.header("Content-Length");
+    std::size_t length = 0;
+    std::from_chars(text.data(), text.data() + text.size(), length);
+    return length;
+}
+
+/// Why an upload is refused, as far as its header tells.
+std::optional<HttpResponse> refusalByHeader(Resumes& resumes, const HttpRequest& request) {
+    const auto userId = resumes.tokens.userOf(request.bearerToken());
+    if (!userId)
+        return refusal(unknownToken());
+    std::optional<UploadProblem> problem;
+    if (contentLength(request) > Upload::formBytes)
+        problem = fileTooLarge();
+    else if (resumes.isFull())
+        problem = busy();
+    if (!problem)
+        return std::nullopt;
+    resumes.remember(*userId, *problem);
+    return refusal(*problem);
+}
+
+HttpResponse fileRecord(const Resume& resume, const Upload& upload) {
+    return {.body = compactJson({{"id", resume.id},
+                                 {"object", "file"},
+                                 {"bytes", upload.file().size()},
+                                 {"created_at", resume.createdAt},
+                                 {"filename", resume.name},
+                                 {"purpose", upload.purpose()},
+                                 {"status", "processed"}})};
+}
+
+HttpResponse keep(Resumes& resumes, std::int64_t userId, const Upload& upload) {
+    try {
+        const auto kept = resumes.keep(userId, upload);
+        return kept ? fileRecord(*kept, upload) : refusal(kept.error());
+    } catch (const StoreError& problem) {
+        logLine(problem.what());
+        const UploadProblem reason = problem.cannotWrite
+                                         ? UploadProblem{507, "disk_full", "磁盘空间不足或无法写入，文件没有保存"}
+                                         : UploadProblem{500, "internal_error", "服务内部错误，请稍后再试"};
+        resumes.remember(userId, reason);
+        return refusal(reason);
+    }
+}
+
+/// A place among the files that are read, for as long as it exists.
+class Place {
+public:
+    explicit Place(Resumes& resumes)
+        : resumes_(resumes)
+        , isGiven(resumes.enter()) {}
+    ~Place() { resumes_.leave(); }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+
+private:
+    Resumes& resumes_;
+
+public:
+    const bool isGiven;
+};
+
+asio::awaitable<HttpResponse> handleUpload(Resumes& resumes, const HttpRequest& request) {
+    const auto userId = resumes.tokens.userOf(request.bearerToken());
+    if (!userId)
+        co_return refusal(unknownToken()); // it ended meanwhile
+    const Place place(resumes);
+    if (!place.isGiven) {
+        resumes.remember(*userId, busy());
+        co_return refusal(busy());
+    }
+    auto work = [&] { return keep(resumes, *userId, static_cast<const Upload&>(*request.sink)); };
+    co_return co_await onWorker(request.origin.slowWorkers, std::move(work));
+}
+
+/// Calls `reply(user)` on a worker thread for the user whom a request's sign-in token stands for.
+template<typename Reply>
+asio::awaitable<HttpResponse> forUser(Accounts& accounts, const HttpRequest& request, Reply reply) {
+    auto work = [&accounts, &request, reply] {
+        try {
+            const auto user = accounts.userOf(request.bearerToken());
+            return user ? reply(*user) : unauthorized();
+        } catch (const StoreError& problem) {
+            return storeFailure(problem);
+        }
+    };
+    co_return co_await onWorker(request.origin.workers, std::move(work));
+}
+
+asio::awaitable<HttpResponse> handleBind(Accounts& accounts, Resumes& resumes, const HttpRequest& request) {
+    auto bind = [&](const User& user) {
+        const auto bound = resumes.bind(user.id, request.rest);
+        return bound ? success(resumes.profileOf(user.id), "简历已绑定") : failure(notBound, bound.error());
+    };
+    co_return co_await forUser(accounts, request, bind);
+}
+
+} // namespace
+
+void addResumeRoutes(Router& router, Accounts& accounts, Resumes& resumes) {
+    router.route(verb::get, apiPath("/ai/token"), [&accounts, &resumes](const HttpRequest& request) {
+        return forUser(accounts, request, [&](const User& user) { return success(resumes.tokens.issue(user.id)); });
+    });
+    for (const char* path : {"/user/bind_resume/*", "/user/bind_resume/"}) {
+        router.route(
+            verb::post, apiPath(path),
+            [&accounts, &resumes](const HttpRequest& request) { return handleBind(accounts, resumes, request); },
+            {.right = signedInOnly(accounts)});
+    }
+    router.route(verb::post, "/compatible-mode/v1/files",
+                 [&resumes](const HttpRequest& request) { return handleUpload(resumes, request); },
+                 {.right = [&resumes](const HttpRequest& request) { return refusalByHeader(resumes, request); },
+                  .bodyBytes = Upload::formBytes,
+                  .sink =
+                      [&resumes](const HttpRequest& request) {
+                          return std::make_unique<Upload>(resumes.directory, request.header("Content-Type"));
+                      }});
+}
+
+} // namespace parlowen::service

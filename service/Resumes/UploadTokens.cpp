@@ -1,0 +1,34 @@
+#include "UploadTokens.h"
+
+#include "Accounts/Secrets.h"
+
+#include <algorithm>
+
+namespace parlowen::service {
+
+std::string UploadTokens::issue(std::int64_t userId) {
+    std::string token = randomToken();
+    const std::lock_guard lock(mutex_);
+    const TimePoint now = clock_();
+    std::erase_if(grants_, [now](const auto& entry) { return entry.second.goodUntil <= now; });
+    const auto isTheirs = [userId](const auto& entry) { return entry.second.userId == userId; };
+    if (static_cast<std::size_t>(std::count_if(grants_.begin(), grants_.end(), isTheirs)) >= ofAUser) {
+        auto oldest = grants_.end();
+        for (auto entry = grants_.begin(); entry != grants_.end(); ++entry)
+            if (isTheirs(*entry) && (oldest == grants_.end() || entry->second.goodUntil < oldest->second.goodUntil))
+                oldest = entry;
+        grants_.erase(oldest);
+    }
+    grants_[hashedToken(token)] = {userId, now + lifetime};
+    return token;
+}
+
+std::optional<std::int64_t> UploadTokens::userOf(std::string_view token) {
+    const std::lock_guard lock(mutex_);
+    const auto found = grants_.find(hashedToken(token));
+    if (found == grants_.end() || found->second.goodUntil <= clock_())
+        return std::nullopt;
+    return found->second.userId;
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace parlowen::service {
+
+/// Credentials that let a user upload files, and nothing else, for a while. Known in memory alone. Thread-safe.
+class UploadTokens {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+    using Clock = std::function<TimePoint()>;
+
+    static constexpr std::chrono::minutes lifetime{10};
+    static constexpr std::size_t ofAUser = 4; ///< a further one ends the oldest
+
+    explicit UploadTokens(Clock clock = std::chrono::steady_clock::now)
+        : clock_(std::move(clock)) {}
+
+    std::string issue(std::int64_t userId);
+    /// Whose token it is; none when it is unknown or over.
+    std::optional<std::int64_t> userOf(std::string_view token);
+
+private:
+    struct Grant {
+        std::int64_t userId;
+        TimePoint goodUntil;
+    };
+
+    Clock clock_;
+    std::mutex mutex_;
+    std::map<std::string, Grant> grants_; ///< by the hash of the token
+};
+
+} // namespace parlowen::service
