@@ -27,7 +27,7 @@ namespace parlowen {
 namespace {
 
 constexpr int pageGap = 16;
-constexpr int captionGap = 24;    // above a caption
+constexpr int captionGap = 22;    // above a caption
 constexpr int readingWidth = 560; // of the longest line of text
 constexpr int smallestFont = 14;
 constexpr int largestFont = 24;
@@ -225,6 +225,7 @@ void AISettingViewController::imageClicked() {
     MYCenterPopView::show(positionView_, content != nullptr ? content : window());
     positionView_->setTextContent(startAIModel_ ? std::optional(startAIModel_->positioname) : std::nullopt);
     positionView_->roleTextView()->moveCursor(QTextCursor::End);
+    positionView_->roleTextView()->setFocus(Qt::OtherFocusReason);
     positionView_->sureContent = [page = QPointer(this)](const QString& text) {
         if (page)
             page->positionWritten(text);
@@ -254,7 +255,7 @@ void AISettingViewController::showWhatIsMissing() {
     if (!resumeFlow_->holdsResume())
         missing << QStringLiteral("上传简历");
     missingLab_->setVisible(!missing.isEmpty());
-    missingLab_->setText(QStringLiteral("还没有%1：目前的回答只能是通用的。补上之后，回答才会贴合你的岗位和经历。")
+    missingLab_->setText(QStringLiteral("还没有%1：现在的回答只能是通用的，补上才会贴合你。")
                              .arg(missing.join(QStringLiteral("，也没有"))));
 }
 

@@ -62,7 +62,6 @@ void PositionView::build() {
     sureButton_->setToolTip(QStringLiteral("Ctrl+Enter"));
     setAccessibleName(heading->text());
     roleTextView_->setAccessibleName(heading->text());
-    roleTextView_->setFocus(); // a pop-up gives the keyboard to the part that asked for it
 }
 
 /// The framed text area.

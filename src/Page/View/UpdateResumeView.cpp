@@ -199,10 +199,7 @@ void UpdateResumeView::dropEvent(QDropEvent* event) {
 void UpdateResumeView::endDrag() {
     const QString problem = dragProblem_.value_or(QString());
     dragProblem_.reset();
-    if (problem.isEmpty())
-        showTitle();
-    else
-        setNotice(Notice::problem, problem);
+    setNotice(problem.isEmpty() ? Notice::none : Notice::problem, problem);
 }
 
 } // namespace parlowen
