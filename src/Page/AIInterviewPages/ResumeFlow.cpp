@@ -16,6 +16,9 @@ namespace {
 
 const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
 
+/// What file services take at most, as a rule. One may close the connection without a word when it is exceeded.
+constexpr qint64 usualLimit = 32 * 1024 * 1024;
+
 QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
 
 /// Of the panel: file systems tell apart "cv.pdf" and "CV.PDF".
@@ -156,7 +159,11 @@ void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QSt
 }
 
 void ResumeFlow::fail(Runs::iterator run, const QString& text) {
-    card_.setNotice(UpdateResumeView::Notice::problem, QStringLiteral("%1 上传失败，点击重试").arg(run->fileName));
+    const QString notice =
+        run->total > usualLimit
+            ? QStringLiteral("%1 上传失败：文件可能太大（%2）").arg(run->fileName, sizeText(run->total))
+            : QStringLiteral("%1 上传失败，点击重试").arg(run->fileName);
+    card_.setNotice(UpdateResumeView::Notice::problem, notice);
     end(run);
     showAlert(QStringLiteral("上传失败"), text);
 }
