@@ -1,5 +1,7 @@
 #include "ResumeFlow.h"
 
+#include "FilePanel.h"
+
 #include <Foundation/ConsoleLog.h>
 #include <Network/Profile.h>
 #include <Network/Settings.h>
@@ -20,14 +22,6 @@ const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
 constexpr qint64 usualLimit = 32 * 1024 * 1024;
 
 QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
-
-/// Of the panel: file systems tell apart "cv.pdf" and "CV.PDF".
-QString panelFilter() {
-    QStringList patterns;
-    for (const QString& type : allowedTypes)
-        patterns << "*." + type << "*." + type.toUpper();
-    return QStringLiteral("简历文件 (%1)").arg(patterns.join(' '));
-}
 
 QString sizeText(qint64 bytes) {
     return QLocale(QLocale::Chinese).formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
@@ -99,11 +93,7 @@ void ResumeFlow::requestCredential(const std::optional<QUrl>& file) {
 }
 
 void ResumeFlow::openPanel() {
-    panel_ = new QFileDialog(card_.window(), QStringLiteral("选择简历文件"));
-    panel_->setAttribute(Qt::WA_DeleteOnClose);
-    panel_->setFileMode(QFileDialog::ExistingFile);
-    panel_->setSupportedSchemes({QStringLiteral("file")});
-    panel_->setNameFilter(panelFilter());
+    panel_ = makeFilePanel(QStringLiteral("选择简历文件"), QStringLiteral("简历文件"), allowedTypes, card_.window());
     connect(panel_, &QFileDialog::accepted, this, [this] {
         const QList<QUrl> files = panel_->selectedUrls();
         const QString problem = problemOf(files);
