@@ -10,6 +10,7 @@
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/ProgressHUD.h>
 
+#include <QCoreApplication>
 #include <QLabel>
 #include <QTest>
 
@@ -40,6 +41,7 @@ TEST_F(AccountPictures, Account) {
     MineViewController page(http_, settings_, images_);
     show(page);
     ASSERT_TRUE(waitFor([&] { return page.userModel().has_value(); }));
+    QCoreApplication::processEvents(); // the layout
     Sheet::shared().add("account", page);
     page.recordButtons().back()->setFocus();
     QTest::keyClick(page.recordButtons().back(), Qt::Key_Return);
@@ -60,6 +62,7 @@ TEST_F(AccountPictures, About) {
                                      R"("content":"1. 更快的字幕\n2. 更稳的回答\n3. 修复若干问题"}})"));
     page.checkForUpdates();
     ASSERT_TRUE(waitFor([&] { return page.tipView() != nullptr; }));
+    QCoreApplication::processEvents();
     Sheet::shared().add("a newer version", page);
 }
 

@@ -130,7 +130,7 @@ void MineViewController::buildUserInterface() {
     column->setSpacing(scaledPoints(14));
     column->addWidget(buildHeader());
     column->addWidget(buildRecords());
-    column->addStretch();
+    column->addStretch(1);
     auto* middle = new QWidget(this);
     middle->setLayout(column);
     middle->setMaximumWidth(scaledPoints(minePageWidth));

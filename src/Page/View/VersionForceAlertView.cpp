@@ -2,6 +2,7 @@
 
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
@@ -11,6 +12,7 @@
 #include <QPainter>
 #include <QScrollArea>
 #include <QToolButton>
+#include <algorithm>
 
 namespace parlowen {
 
@@ -19,6 +21,7 @@ namespace {
 constexpr double promptRadius = 10;
 constexpr double promptDim = 0.2;
 constexpr int promptWidth = 320;
+constexpr int promptMargin = 24;
 constexpr int promptButtonHeight = 40;
 constexpr int promptIconSide = 64;
 constexpr int notesHeight = 150; // at most, before they scroll
@@ -72,7 +75,7 @@ void VersionForceAlertView::buildStyle() {
 void VersionForceAlertView::build() {
     sharedView_ = new QWidget(this);
     auto* column = new QVBoxLayout(sharedView_);
-    column->setContentsMargins(24, 24, 24, 24);
+    column->setContentsMargins(promptMargin, promptMargin, promptMargin, promptMargin);
     column->setSpacing(12);
     iconImg_ = new QLabel(sharedView_);
     iconImg_->setAlignment(Qt::AlignCenter);
@@ -82,19 +85,18 @@ void VersionForceAlertView::build() {
     tip1Lab_ = makeLabel(hexColor(theme::link), false, 17, nullptr);
     tip1Lab_->setText(QStringLiteral("当前已是最新版本，暂无更新"));
     tip1Lab_->setAlignment(Qt::AlignCenter);
-    auto* notes = new QScrollArea(sharedView_);
-    notes->setWidget(tip1Lab_);
-    notes->setWidgetResizable(true);
-    notes->setFrameShape(QFrame::NoFrame);
-    notes->setMinimumHeight(static_cast<int>(notesHeight / 2 * fontScale()));
-    notes->setMaximumHeight(static_cast<int>(notesHeight * fontScale()));
+    notes_ = new QScrollArea(sharedView_);
+    notes_->setWidget(tip1Lab_);
+    notes_->setWidgetResizable(true);
+    notes_->setFrameShape(QFrame::NoFrame);
+    notes_->setStyleSheet(styleSheets::lightScrollBar());
     sureBtn_ = new CustomButton(QStringLiteral("去更新"), hexColor(theme::link), 20, 15, sharedView_);
     sureBtn_->hasIcon = false;
     sureBtn_->setFixedHeight(static_cast<int>(promptButtonHeight * fontScale()));
     connect(sureBtn_, &CustomButton::clicked, this, &VersionForceAlertView::didTap1);
     column->addWidget(iconImg_);
     column->addWidget(tipLab_);
-    column->addWidget(notes);
+    column->addWidget(notes_);
     column->addSpacing(4);
     column->addWidget(sureBtn_);
     closeImg_ = new QToolButton(sharedView_);
@@ -116,6 +118,8 @@ void VersionForceAlertView::configure() {
     if (!model)
         return;
     tip1Lab_->setText(model->content.value_or(QString()));
+    const int needed = tip1Lab_->heightForWidth(sharedView_->width() - 2 * promptMargin);
+    notes_->setFixedHeight(std::min(needed, static_cast<int>(notesHeight * fontScale())));
     const QSize side = QSize(promptIconSide, promptIconSide) * fontScale();
     iconImg_->setPixmap(namedImage(QStringLiteral("tishi_r")).pixmap(side, devicePixelRatioF()));
     canClose_ = model->version != model->min_version;

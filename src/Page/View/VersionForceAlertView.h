@@ -8,6 +8,7 @@
 #include <optional>
 
 class QLabel;
+class QScrollArea;
 class QToolButton;
 
 namespace parlowen {
@@ -64,6 +65,7 @@ private:
     QToolButton* closeImg_ = nullptr;
     QLabel* tipLab_ = nullptr;
     QLabel* tip1Lab_ = nullptr;
+    QScrollArea* notes_ = nullptr; ///< scrolls them where they are long
     CustomButton* sureBtn_ = nullptr;
     bool canClose_ = false;
 };
