@@ -143,7 +143,11 @@ TEST_F(Samples, ThatAreStillReadDoNotHoldTheServiceUp) {
     Uploader user;
     Reply reply;
     std::thread uploading([&] { reply = user.upload("cv.pdf", sample("bomb.pdf")); });
-    EXPECT_TRUE(eventually([&] { return !user.isClean(); }));
+    const auto isThere = [&] {
+        const fs::directory_iterator files(user.service.data() / "uploads");
+        return files != fs::directory_iterator() && files->file_size() == sample("bomb.pdf").size();
+    };
+    EXPECT_TRUE(eventually(isThere)) << "with the whole body";
     user.service.stop();
     uploading.join();
     EXPECT_EQ(errorOf(reply), "unavailable");
@@ -170,6 +174,7 @@ TEST_F(Samples, GoToTheirOwnersAlone) {
     for (int i = 0; i < ResumeStore::unboundOfAUser + 1; ++i)
         ids.push_back(user.upload("cv.docx", sample("chinese.docx")).json().at("id"));
     EXPECT_EQ(user.bind(ids.back(), other).code(), 1004);
+    EXPECT_TRUE(user.profile().at("resume").is_null());
     EXPECT_EQ(user.bind(ids.front(), user.token).code(), 1004) << "the oldest one has gone";
     EXPECT_EQ(user.bind(ids.back(), user.token).code(), 0);
     EXPECT_EQ(user.bind(ids.at(1), user.token).code(), 0) << "replaces the other";
@@ -215,7 +220,9 @@ TEST(Upload, IsRefusedWhenItIsTooLargeOrTooManyWait) {
     Database database(directory.path() / "test.db");
     Accounts accounts(database);
     const auto user = std::get<SignedIn>(accounts.signIn({"86", "13800000001", "secret-1"}, true));
+    const std::string old = ResumeStore(database).add(user.user.id, "never bound", "text", 0).id;
     Resumes resumes(database, directory.path() / "uploads");
+    EXPECT_FALSE(resumes.store.bind(user.user.id, old, 0)) << "dropped at the start";
     Router router;
     addResumeRoutes(router, accounts, resumes);
     const RunningServer server(std::move(router));
