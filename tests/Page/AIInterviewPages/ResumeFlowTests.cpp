@@ -1,3 +1,6 @@
+#include <Page/AIInterviewPages/FilePanel.h>
+
+#include <QDir>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -5,6 +8,7 @@
 #include <QTcpSocket>
 
 #include "SettingsRig.h"
+#include "support/TemporaryDirectory.h"
 
 namespace parlowen {
 namespace {
@@ -130,6 +134,30 @@ TEST_F(ResumeFlowTest, AnUploadShowsHowFarItIsAndCanBeCancelled) {
     EXPECT_EQ(log_.linesWith("⚠️ 已取消上传：cv.pdf").size(), 2);
     EXPECT_THAT(log_.linesWith("❌"), IsEmpty());
     EXPECT_THAT(alerts_, IsEmpty());
+}
+
+TEST(FilePanelTest, ThePortalIsPreferredWhereItOffersFilesAndNothingElseIsAskedFor) {
+    const QTemporaryDir data;
+    const auto preferred = [&data](const char* interfaces) {
+        for (const auto& [folder, name] : {std::pair("/dbus-1/services", "/org.freedesktop.portal.Desktop.service"),
+                                           {"/xdg-desktop-portal/portals", "/some.portal"}}) {
+            QDir().mkpath(data.path() + folder);
+            testing::writeFile((data.path() + folder + name).toStdString(), std::string("Exec=") + interfaces);
+        }
+        preferPanelOfPortal();
+        const QByteArray theme = qgetenv("QT_QPA_PLATFORMTHEME");
+        qunsetenv("QT_QPA_PLATFORMTHEME");
+        return theme;
+    };
+    const QByteArray dirs = qgetenv("XDG_DATA_DIRS");
+    qputenv("XDG_DATA_DIRS", data.path().toUtf8());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:");
+    EXPECT_EQ(preferred("org.freedesktop.impl.portal.Settings"), "");
+    EXPECT_EQ(preferred("org.freedesktop.impl.portal.FileChooser"), "xdgdesktopportal");
+    qputenv("QT_QPA_PLATFORMTHEME", "gtk3");
+    EXPECT_EQ(preferred("org.freedesktop.impl.portal.FileChooser"), "gtk3");
+    qputenv("XDG_DATA_DIRS", dirs);
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
 }
 
 } // namespace
