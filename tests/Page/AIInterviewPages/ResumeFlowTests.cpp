@@ -50,6 +50,7 @@ TEST_F(ResumeFlowTest, AChosenFileIsUploadedBoundAndShownAlsoTheNextTime) {
     EXPECT_EQ(targets, (QByteArrayList{"GET/ai/token", "GET/ai/token", "POST/files", "POST/user/bind_resume/file-abc",
                                        "GET/user/info"}));
     EXPECT_EQ(server_.requests()[2].header("Authorization"), "Bearer credential");
+    EXPECT_EQ(label(), "已选择文件：CV.PDF");
     open();
     EXPECT_EQ(label(), "已选择文件：CV.PDF");
 }
@@ -110,7 +111,19 @@ TEST_F(ResumeFlowTest, AnUploadShowsHowFarItIsAndCanBeCancelled) {
         EXPECT_FALSE(bar.isVisible());
         EXPECT_EQ(label(), "上传简历");
     }
+    EXPECT_THAT(flow().findChildren<ResumeUpload*>(), IsEmpty());
     EXPECT_THAT(log_.linesWith("❌") + alerts_, IsEmpty());
+
+    server_.enqueue(Reply::eventStream()); // the credential comes too late
+    const std::size_t before = server_.requests().size();
+    QTest::mouseClick(card().childAt(5, 5), Qt::LeftButton);
+    ASSERT_TRUE(waitForRequests(before + 1));
+    QTest::keyClick(&cancel, Qt::Key_Escape);
+    server_.sendPiece(R"({"code":0,"data":"late"})");
+    server_.endStream();
+    ASSERT_TRUE(waitFor([this] { return log_.lines().back().contains("late"); }));
+    EXPECT_EQ(page_->updateToken(), "credential");
+    EXPECT_EQ(flow().panel(), nullptr);
 }
 
 } // namespace
