@@ -23,6 +23,12 @@ protected:
         }
         return titles.join(' ');
     }
+    /// Whether some visible text holds the words.
+    bool says(const QString& words) const {
+        return std::ranges::any_of(page_->findChildren<QLabel*>(), [&words](const QLabel* label) {
+            return label->isVisible() && label->text().contains(words);
+        });
+    }
     AIInterviewModel stored() const { return settings_.aiInterviewSetModel().value_or(AIInterviewModel{"none"}); }
     QPlainTextEdit& text() const { return *page_->positionView()->roleTextView(); }
     bool editorGoes() const {
@@ -54,6 +60,7 @@ TEST_F(AISettingTest, OptionsShowWhatIsStoredAndStoreEachChangeAlone) {
     EXPECT_EQ(selected(), "麦克风声音");
     open(std::nullopt);
     EXPECT_EQ(selected(), "14");
+    EXPECT_TRUE(says("这里的选择不会保存"));
     click(page_->deviceButtons()[1]);
     EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
 }
@@ -85,11 +92,6 @@ TEST_F(AISettingTest, KeysAloneReachAndChangeEverything) {
 
 TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
     open();
-    const auto says = [this](const QString& words) {
-        return std::ranges::any_of(page_->findChildren<QLabel*>(), [&words](const QLabel* label) {
-            return label->isVisible() && label->text().contains(words);
-        });
-    };
     EXPECT_TRUE(says("还没有填写岗位，也没有上传简历"));
     click(page_->roleImgV());
     EXPECT_EQ(log_.lines(), QStringList{"Image was clicked!"});
