@@ -19,7 +19,7 @@ public:
         std::size_t answerBytes = 32 * 1024; ///< after which the model is stopped
     };
 
-    /// Both outlive this.
+    /// Both outlive this; the client is stopped before an executor ends that answers run on.
     ChatAnswers(ChatClient& client, AnswerSource& fallback, Limits limits);
 
     boost::asio::awaitable<void> answer(const Question& question, AnswerSink& sink) override;

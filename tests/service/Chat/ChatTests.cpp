@@ -73,12 +73,13 @@ public:
         , answers(client, fallback_, limits) {}
 
     std::string to(const Question& question, Pieces pieces = {}) {
-        boost::asio::io_context io;
         boost::asio::co_spawn(io, answers.answer(question, pieces), boost::asio::detached);
+        io.restart();
         io.run();
         return pieces.all;
     }
 
+    boost::asio::io_context io; ///< outlives the client, whose thread posts to it
     ChatClient client;
     ChatAnswers answers;
 
@@ -178,10 +179,9 @@ TEST(ChatAnswers, AreRefusedBeyondTheirNumber) {
                                                       {{.text = "Why?", .account = 2}, "(The"},
                                                       {{.text = "为什么？", .account = 3}, "同时进行的回答过多"}};
     std::array<Pieces, std::size(asked)> pieces;
-    boost::asio::io_context io;
     for (std::size_t i = 0; i < pieces.size(); ++i)
-        boost::asio::co_spawn(io, answers.answers.answer(asked[i].first, pieces.at(i)), boost::asio::detached);
-    io.run();
+        boost::asio::co_spawn(answers.io, answers.answers.answer(asked[i].first, pieces.at(i)), boost::asio::detached);
+    answers.io.run();
     for (std::size_t i = 0; i < pieces.size(); ++i)
         EXPECT_THAT(pieces.at(i).all, StartsWith(asked[i].second)) << i;
     EXPECT_THAT(answers.to({.text = "Why?", .account = 1}), StartsWith("(The")) << "places are given back";
