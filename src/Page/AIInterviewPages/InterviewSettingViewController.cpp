@@ -32,9 +32,9 @@ namespace parlowen {
 namespace {
 
 constexpr int leftMargin = 30;
-constexpr int topMargin = 20;
-constexpr int rowHeight = 40;
-constexpr int captionGap = 14;
+constexpr int setupTop = 20;
+constexpr int setupRow = 40;
+constexpr int setupGap = 14;
 constexpr int startGap = 40; // from the language rows to the start
 constexpr QSize startSize(200, 40);
 constexpr int gearSize = 24;
@@ -47,7 +47,7 @@ constexpr int styleTag = 0;
 constexpr int modeTag = 1;
 
 const QString concise = QStringLiteral("极简风格");
-const QString automatic = QStringLiteral("自动回答");
+const QString automaticMode = QStringLiteral("自动回答");
 
 const LanguageListModel builtInChinese{128, QStringLiteral("中文（简体）"), QStringLiteral("zh-CN"),
                                        QStringLiteral("zh-Hans"), QStringLiteral("Z")};
@@ -93,7 +93,7 @@ void InterviewSettingViewController::buildUserInterface() {
 
     stylePopup_ = new PopUpButton(QStringLiteral("回答风格"), {concise, QStringLiteral("详细风格")}, content_);
     stylePopup_->tag = styleTag;
-    modePopup_ = new PopUpButton(QStringLiteral("回答模式"), {automatic, QStringLiteral("手动回答")}, content_);
+    modePopup_ = new PopUpButton(QStringLiteral("回答模式"), {automaticMode, QStringLiteral("手动回答")}, content_);
     modePopup_->tag = modeTag;
     for (PopUpButton* popup : {stylePopup_, modePopup_})
         connect(popup, &QComboBox::activated, this, [this, popup] { popupSelectionChanged(popup); });
@@ -141,11 +141,11 @@ void InterviewSettingViewController::buildStart() {
 
 void InterviewSettingViewController::buildLayout() {
     auto* grid = new QGridLayout(content_);
-    grid->setContentsMargins(leftMargin, topMargin, leftMargin, topMargin);
-    grid->setHorizontalSpacing(captionGap);
+    grid->setContentsMargins(leftMargin, setupTop, leftMargin, setupTop);
+    grid->setHorizontalSpacing(setupGap);
     grid->setVerticalSpacing(0);
     auto* source = new QHBoxLayout;
-    source->setSpacing(captionGap);
+    source->setSpacing(setupGap);
     source->addWidget(voiceLabel_);
     source->addWidget(timeLabel_);
     source->addStretch();
@@ -162,13 +162,13 @@ void InterviewSettingViewController::buildLayout() {
     grid->addWidget(rightLanguageLabel_, 5, 1);
     grid->addWidget(targetNotice_, 5, 2);
     auto* start = new QHBoxLayout;
-    start->setSpacing(captionGap);
+    start->setSpacing(setupGap);
     start->addWidget(startButton_);
     start->addWidget(personal_, 1);
     grid->addLayout(start, 7, 0, 1, 3);
     for (int row = 1; row <= 5; ++row)
-        grid->setRowMinimumHeight(row, scaled(rowHeight));
-    grid->setRowMinimumHeight(0, scaled(rowHeight) - 8);
+        grid->setRowMinimumHeight(row, scaled(setupRow));
+    grid->setRowMinimumHeight(0, scaled(setupRow) - 8);
     grid->setRowMinimumHeight(6, scaled(startGap) - 4);
     grid->setRowStretch(8, 1);
     grid->setColumnStretch(2, 1);
@@ -255,7 +255,7 @@ void InterviewSettingViewController::popupSelectionChanged(PopUpButton* sender) 
     const QString title = sender->currentText();
     if (sender->tag == modeTag) {
         consoleLog(QStringLiteral("回答模式选择：") + title);
-        startAIModel_.antoAnswerType = title == automatic ? 0 : 1;
+        startAIModel_.antoAnswerType = title == automaticMode ? 0 : 1;
     } else if (sender->tag == styleTag) {
         consoleLog(QStringLiteral("回答风格选择：") + title);
         startAIModel_.generateAnswerType = title == concise ? 0 : 1;

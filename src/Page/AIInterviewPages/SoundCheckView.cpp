@@ -22,9 +22,9 @@ namespace {
 
 using Kind = AudioCheck::Finding::Kind;
 
-constexpr int cardWidth = 380; // at the usual font scale
-constexpr int inset = 20;
-constexpr double cardRadius = 10;
+constexpr int checkWidth = 380; // at the usual font scale
+constexpr int checkInset = 20;
+constexpr double checkRadius = 10;
 
 /// Kinds differ in their sign too, for those who do not see the colour.
 QString signOf(Kind kind) { return QString(QChar(kind == Kind::Good ? u'✓' : kind == Kind::Note ? u'△' : u'✕')); }
@@ -44,7 +44,7 @@ void SoundCheckView::buildStyle() { setPalette(lightPalette(Qt::white)); }
 
 void SoundCheckView::build() {
     auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(inset, inset, inset, inset);
+    column->setContentsMargins(checkInset, checkInset, checkInset, checkInset);
     column->setSpacing(12);
     QLabel* title = makeLabel(hexColor(theme::darkText), true, 16, this);
     title->setText(QStringLiteral("声音检测"));
@@ -115,9 +115,10 @@ void SoundCheckView::add(const AudioCheck::Finding& finding) {
 }
 
 QSize SoundCheckView::sizeHint() const {
-    const int wide = static_cast<int>(cardWidth * fontScale());
+    const int wide = static_cast<int>(checkWidth * fontScale());
     const int between = layout()->spacing();
-    int high = 2 * inset + lines_->heightForWidth(wide - 2 * inset) + closeButton_->sizeHint().height() + 3 * between;
+    int high = 2 * checkInset + lines_->heightForWidth(wide - 2 * checkInset) + closeButton_->sizeHint().height() +
+               3 * between;
     high += layout()->itemAt(0)->widget()->sizeHint().height();
     if (!progress_->isHidden())
         high += progress_->sizeHint().height() + between;
@@ -126,7 +127,7 @@ QSize SoundCheckView::sizeHint() const {
 
 /// As high as its lines, within the window that it lies over.
 void SoundCheckView::fit() {
-    const QSize room = window()->size() - QSize(2 * inset, 2 * inset);
+    const QSize room = window()->size() - QSize(2 * checkInset, 2 * checkInset);
     const QPoint middle = geometry().center();
     const QSize wanted = sizeHint().boundedTo(room);
     resize(wanted);
@@ -139,7 +140,7 @@ void SoundCheckView::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(hexColor(theme::secondary), 1));
     painter.setBrush(Qt::white);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cardRadius, cardRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), checkRadius, checkRadius);
 }
 
 } // namespace parlowen

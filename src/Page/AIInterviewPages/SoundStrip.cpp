@@ -23,10 +23,10 @@ namespace parlowen {
 
 namespace {
 
-constexpr int meterMilliseconds = 60;
-constexpr int barWidth = 4;
-constexpr int barGap = 2;
-constexpr int barHeight = 16;
+constexpr int levelMilliseconds = 60;
+constexpr int levelWidth = 4;
+constexpr int levelGap = 2;
+constexpr int levelHeight = 16;
 constexpr double stripRadius = 10;
 constexpr std::uint32_t framesPerBuffer = 2048;
 const QString everything = QStringLiteral("全部声音");
@@ -35,7 +35,7 @@ const QString everything = QStringLiteral("全部声音");
 
 LevelMeter::LevelMeter(QWidget* parent)
     : QWidget(parent) {
-    setFixedSize(bars * (barWidth + barGap) - barGap, barHeight);
+    setFixedSize(bars * (levelWidth + levelGap) - levelGap, levelHeight);
     setAccessibleName(QStringLiteral("音量"));
 }
 
@@ -44,7 +44,7 @@ void LevelMeter::follow(std::shared_ptr<InputMeter> meter) {
     litBars_ = 0;
     if (meter_) {
         meter_->take(); // what was loud before nobody looked
-        ticks_.start(meterMilliseconds, this);
+        ticks_.start(levelMilliseconds, this);
     } else {
         ticks_.stop();
     }
@@ -66,7 +66,7 @@ void LevelMeter::paintEvent(QPaintEvent*) {
     painter.setPen(Qt::NoPen);
     for (int i = 0; i < bars; ++i) {
         painter.setBrush(hexColor(i < litBars_ ? theme::accent : theme::secondary));
-        painter.drawRoundedRect(QRect(i * (barWidth + barGap), 0, barWidth, barHeight), 2, 2);
+        painter.drawRoundedRect(QRect(i * (levelWidth + levelGap), 0, levelWidth, levelHeight), 2, 2);
     }
 }
 

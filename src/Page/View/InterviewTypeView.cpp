@@ -23,7 +23,7 @@ struct TypeWords {
     const char* button;
 };
 
-constexpr std::array<TypeWords, 3> types{
+constexpr std::array<TypeWords, 3> typeWords{
     {{"国内面试AI", "适用于国内校招、公司、机构", "ai_guonei", "国内面试AI"},
      {"国外面试AI", "适应于海外求职或学术面试，涉及翻译", "ai_guowai", "国外面试AI"},
      {"都可能涉及", "", "ai_guoneiwai", "AI面试"}}};
@@ -31,8 +31,8 @@ constexpr std::array<TypeWords, 3> types{
 constexpr int optionHeight = 76;
 constexpr int optionInset = 14;
 constexpr int pictureSize = 40;
-constexpr int markSize = 20;
-constexpr double optionRadius = 10;
+constexpr int typeMark = 20;
+constexpr double typeRadius = 10;
 constexpr int cardInset = 20;
 constexpr int cardButtonHeight = 38;
 
@@ -63,7 +63,7 @@ InterviewContentView::InterviewContentView(QWidget* parent)
     row->addWidget(selectImageView_);
     for (QLabel* part : {imageView_, titleLabel_, subtitleLabel_, selectImageView_})
         part->setAttribute(Qt::WA_TransparentForMouseEvents);
-    selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select")).pixmap(markSize));
+    selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select")).pixmap(typeMark));
     QSizePolicy stays = selectImageView_->sizePolicy();
     stays.setRetainSizeWhenHidden(true); // the texts do not move with the mark
     selectImageView_->setSizePolicy(stays);
@@ -106,20 +106,21 @@ void InterviewContentView::paintEvent(QPaintEvent*) {
     ground.setAlphaF(pointed ? 0.25F : 0.1F);
     painter.setBrush(ground);
     painter.setPen(selected_ ? QPen(hexColor(theme::cardBorder), 1) : QPen(Qt::NoPen));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), optionRadius, optionRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), typeRadius, typeRadius);
     if (!hasFocus())
         return;
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(hexColor(theme::link), 2));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), optionRadius, optionRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), typeRadius, typeRadius);
 }
 
 InterviewTypeView::InterviewTypeView(QWidget* parent)
     : BaseView(parent) {}
 
 QString InterviewTypeView::buttonTitle(const std::optional<qint64>& type) {
-    const bool known = type && *type >= 1 && *type <= static_cast<qint64>(types.size());
-    return QString::fromUtf8(known ? types.at(static_cast<std::size_t>(*type - 1)).button : types.back().button);
+    const bool known = type && *type >= 1 && *type <= static_cast<qint64>(typeWords.size());
+    return QString::fromUtf8(known ? typeWords.at(static_cast<std::size_t>(*type - 1)).button
+                                   : typeWords.back().button);
 }
 
 void InterviewTypeView::buildStyle() { setPalette(lightPalette(Qt::white)); }
@@ -176,7 +177,7 @@ QLayout* InterviewTypeView::buildButtons() {
 
 void InterviewTypeView::refresh() {
     for (std::size_t i = 0; i < options_.size(); ++i) {
-        const TypeWords& words = types.at(i);
+        const TypeWords& words = typeWords.at(i);
         options_.at(i)->configure(QString::fromUtf8(words.image), QString::fromUtf8(words.title),
                                   QString::fromUtf8(words.subtitle), type == static_cast<qint64>(i) + 1);
     }
