@@ -106,8 +106,6 @@ std::vector<Language> listed(const std::vector<std::string>& keys, std::string_v
         list.push_back(std::move(language));
     }
     std::sort(list.begin(), list.end(), [&order](const Language& left, const Language& right) {
-        if (left.letters != right.letters)
-            return left.letters < right.letters;
         UErrorCode failed = U_ZERO_ERROR;
         return order->compareUTF8(left.name, right.name, failed) == UCOL_LESS;
     });

@@ -3,6 +3,7 @@
 #include "Accounts/AccountRoutes.h"
 #include "Answers/AnswerRoutes.h"
 #include "Answers/Outline.h"
+#include "Chat/ChatAnswers.h"
 #include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
@@ -52,6 +53,19 @@ Server::Options serverOptions(const ServiceOptions& options, const Service::Tuni
 
 } // namespace
 
+namespace {
+
+/// A language model, and the answers that it gives.
+struct LanguageModel {
+    LanguageModel(const ServiceOptions& options, AnswerSource& fallback)
+        : client(options.chat)
+        , answers(client, fallback, options.chatLimits) {}
+    ChatClient client;
+    ChatAnswers answers;
+};
+
+} // namespace
+
 struct Service::Parts {
     Parts(const ServiceOptions& options, const Tuning& tuning)
         : data(madeDirectory(options.data))
@@ -59,29 +73,50 @@ struct Service::Parts {
         , accounts(database)
         , resumes(database, data / "uploads")
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
-        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
+        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
         speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         server.start();
     }
 
-    // Files that are read would hold the server's end up.
-    ~Parts() { resumes.stop(); }
+    // Files that are read and answers that run would hold the server's end up.
+    ~Parts() {
+        resumes.stop();
+        if (model)
+            model->client.stop();
+    }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;
 
-    Router routes() {
+    /// Adds what is known of its asker to a question.
+    void fill(std::string_view token, Question& question) {
+        const auto user = accounts.userOf(token);
+        if (!user)
+            return;
+        question.account = user->id;
+        question.quotes = resumes.quotesFor(user->id, question.text);
+        if (model)
+            question.earlier = model->answers.exchanges.of(user->id);
+    }
+
+    Router routes(const ServiceOptions& options) {
+        if (!options.chat.url.empty())
+            model.emplace(options, outlines);
         Router router;
         const Guard signedIn = signedInOnly(accounts);
         addAccountRoutes(router, accounts, [this](std::int64_t userId) { return resumes.profileOf(userId); });
         addResumeRoutes(router, accounts, resumes);
-        addAnswerRoutes(router, answers, signedIn, [this](std::string_view token, std::string_view question) {
-            const auto user = accounts.userOf(token);
-            return user ? resumes.quotesFor(user->id, question) : std::vector<std::string>();
-        });
+        addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
+                        [this](std::string_view token, Question& question) { fill(token, question); });
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(
-            router, [this] { return speech->tokens.issue(); }, signedIn);
+            router,
+            [this] {
+                if (model)
+                    model->client.warm(); // an interview begins
+                return speech->tokens.issue();
+            },
+            signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
         addMissingRoutes(router, signedIn);
@@ -92,7 +127,8 @@ struct Service::Parts {
     Database database;
     Accounts accounts;
     Resumes resumes;
-    Outline answers;
+    Outline outlines;
+    std::optional<LanguageModel> model;
     std::unique_ptr<SpeechService> speech;
     Server server; ///< the last, so that it ends first: its connections use all of the above
 };

@@ -37,8 +37,9 @@ public:
 /// The whole service.
 class RunningService : public Running<service::Service> {
 public:
-    explicit RunningService(const service::Service::Tuning& tuning = {})
-        : tuning_(tuning) {
+    explicit RunningService(const service::Service::Tuning& tuning = {}, service::ChatEndpoint model = {})
+        : tuning_(tuning)
+        , model_(std::move(model)) {
         start();
     }
 
@@ -46,6 +47,7 @@ public:
         service::ServiceOptions options;
         options.port = 0;
         options.data = data();
+        options.chat = model_;
         server_ = std::make_unique<service::Service>(options, tuning_);
     }
     Reply signIn(const std::string& phone = "13800000001", const std::string& password = "secret-1") const {
@@ -57,6 +59,7 @@ public:
 
 private:
     service::Service::Tuning tuning_;
+    service::ChatEndpoint model_;
 };
 
 } // namespace parlowen::testing
