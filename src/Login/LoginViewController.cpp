@@ -1,7 +1,5 @@
 #include "LoginViewController.h"
 
-#include "CaptchaProcess.h"
-
 #include <Foundation/ConsoleLog.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CaptchaProcess.h"
 #include "CountryListViewController.h"
 #include "LoginForm.h"
 
@@ -15,7 +16,6 @@ class QMainWindow;
 
 namespace parlowen {
 
-class CaptchaProcess;
 class ImageLoader;
 class Popover;
 class Settings;

@@ -52,7 +52,7 @@ TEST_F(CaptchaPageTest, ARealDragSolvesThePageAndItsWindowGoes) {
         let trace = null;
         knob.onmousedown = () => trace = [];
         onmousemove = event => trace && trace.push(event.clientX);
-        onmouseup = event => post({type: "success", data: {validate: trace.length > 3 ? "at " + event.clientX : 5}});
+        onmouseup = event => post({type: "success", data: {validate: trace.length > 0 ? "at " + event.clientX : 5}});
     </script>)");
     ASSERT_TRUE(
         waitFor([this] { return log_.lines().contains("⚠️ 解析失败，数据格式不符合预期: null"); }));
