@@ -1,8 +1,9 @@
 #include "Service.h"
 
-#include "Accounts/AccountRoutes.h"
+#include "Accounts/SignInRoutes.h"
 #include "Answers/AnswerRoutes.h"
 #include "Answers/Outline.h"
+#include "Captcha/CaptchaRoutes.h"
 #include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
@@ -50,6 +51,17 @@ Server::Options serverOptions(const ServiceOptions& options, const Service::Tuni
     return server;
 }
 
+CodeDelivery deliveryOf(const ServiceOptions& options, const Service::Tuning& tuning) {
+    if (tuning.deliver)
+        return tuning.deliver;
+    return options.smsCommand.empty() ? deliveryOnConsole() : deliveryByCommand(options.smsCommand);
+}
+
+std::string authority(const std::string& address, std::uint16_t port) {
+    const std::string host = address.find(':') == std::string::npos ? address : "[" + address + "]";
+    return host + ":" + std::to_string(port);
+}
+
 } // namespace
 
 struct Service::Parts {
@@ -59,20 +71,42 @@ struct Service::Parts {
         , accounts(database)
         , resumes(database, data / "uploads")
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
-        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
+        , signIn{.accounts = accounts,
+                 .hashing = hashing,
+                 .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,
+                 .deliver = deliveryOf(options, tuning),
+                 .redeemCaptcha = [this](const std::string& result) { return captchas.redeem(result); },
+                 .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); }}
+        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
+        if (options.loginByCode)
+            startCaptcha(options);
         speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         server.start();
     }
 
-    // Files that are read would hold the server's end up.
-    ~Parts() { resumes.stop(); }
+    // What is read and hashed would hold the server's end up.
+    ~Parts() {
+        resumes.stop();
+        hashing.stop();
+    }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;
 
-    Router routes() {
+    /// A server of its own, in plain HTTP.
+    void startCaptcha(const ServiceOptions& options) {
+        Router pages;
+        addCaptchaRoutes(pages, captchas);
+        Server::Options place{boost::asio::ip::make_address(options.captchaAddress), options.captchaPort, 1, {}};
+        place.limits.connections = 128;
+        captchaServer.emplace(place, std::nullopt, std::move(pages));
+        captchaServer->start();
+    }
+
+    Router routes(const ServiceOptions& options) {
         Router router;
         const Guard signedIn = signedInOnly(accounts);
-        addAccountRoutes(router, accounts, [this](std::int64_t userId) { return resumes.profileOf(userId); });
+        addSignInRoutes(router, signIn);
+        addAccountRoutes(router, accounts, signIn.resumeOf, [this](std::int64_t userId) { resumes.forget(userId); });
         addResumeRoutes(router, accounts, resumes);
         addAnswerRoutes(router, answers, signedIn, [this](std::string_view token, std::string_view question) {
             const auto user = accounts.userOf(token);
@@ -84,7 +118,8 @@ struct Service::Parts {
             router, [this] { return speech->tokens.issue(); }, signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
-        addMissingRoutes(router, signedIn);
+        addCountryRoute(router);
+        addContactRoutes(router, options.contact);
         return router;
     }
 
@@ -94,18 +129,23 @@ struct Service::Parts {
     Resumes resumes;
     Outline answers;
     std::unique_ptr<SpeechService> speech;
+    Captchas captchas;
+    HashingQueue hashing;
+    const SignInParts signIn;
+    std::optional<Server> captchaServer;
     Server server; ///< the last, so that it ends first: its connections use all of the above
 };
 
 Service::Service(const ServiceOptions& options, const Tuning& tuning)
     : parts_(std::make_unique<Parts>(options, tuning))
-    , host_(options.address.find(':') == std::string::npos ? options.address : "[" + options.address + "]") {}
+    , url_("https://" + authority(options.address, parts_->server.port())) {
+    if (parts_->captchaServer)
+        captchaUrl_ = "http://" + authority(options.captchaAddress, parts_->captchaServer->port()) + "/";
+}
 
 Service::~Service() = default;
 
 std::uint16_t Service::port() const { return parts_->server.port(); }
-
-std::string Service::url() const { return "https://" + host_ + ":" + std::to_string(port()); }
 
 std::string serviceVersion() { return PARLOWEN_VERSION; }
 
