@@ -110,22 +110,24 @@ void replayMinute(bench::OfflineSession& session, int minute) {
     settle();
 }
 
-/// What copies of all rows and answers take, as the session keeps them.
+/// What copies of all rows and answers take: the window's rows, and each answer as the session and the window keep it.
 std::size_t dataBytes(bench::OfflineSession& session) {
     const std::size_t before = heapInUse();
-    const std::vector<KXTranslationHistoryDetailsModel>& listedRows = session.page().topArr();
-    std::vector<KXTranslationHistoryDetailsModel> rows;
-    rows.reserve(listedRows.capacity());
-    for (const auto& listed : listedRows) {
-        rows.push_back(listed);
-        rows.back().sourceText.detach();
+    std::vector<KXTranslationHistoryDetailsModel> rows(static_cast<std::size_t>(session.transcript().rowCount()));
+    for (int row = 0; row < session.transcript().rowCount(); ++row) {
+        const QString text = session.transcript().index(row).data().toString();
+        rows[static_cast<std::size_t>(row)].sourceText = QString(text.constData(), text.size());
     }
     std::vector<std::shared_ptr<StreamModel>> answers;
+    std::vector<QString> shown;
     for (const auto& listed : session.page().streamModels()) {
         const auto copy = std::make_shared<StreamModel>(listed->id, listed->type, listed->txt, listed->role,
                                                         listed->original_language, listed->trans_language);
-        for (int piece = 0; piece < piecesAnAnswer; ++piece)
+        shown.emplace_back();
+        for (int piece = 0; piece < piecesAnAnswer; ++piece) {
             copy->append(answerPiece);
+            shown.back() += answerPiece;
+        }
         copy->setOnUpdate([](const QString&) {});
         answers.push_back(copy);
     }

@@ -13,6 +13,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Page/AIInterviewPages/FilePanel.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
 
@@ -159,10 +160,12 @@ int main(int argc, char** argv) {
         write(stderr, noDisplay.here().toUtf8());
         return 2;
     }
-    if (line.headless)
+    if (line.headless) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    else if (session)
+    } else if (session) {
         preferPlatformWithLevels();
+        preferPanelOfPortal();
+    }
     // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     const auto application = makeApplication(session && line.showsWindow(), argc, argv);

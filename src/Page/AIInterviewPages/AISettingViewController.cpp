@@ -121,6 +121,7 @@ void AISettingViewController::buildRoleCard() {
     layout->addWidget(positionLab_, 1);
     for (QLabel* label : {titleLab_, positionLab_})
         label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    positionLab_->setForegroundRole(QPalette::WindowText); // not the button's
 }
 
 void AISettingViewController::buildResumeCard() {

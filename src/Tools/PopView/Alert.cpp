@@ -77,7 +77,11 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     if (subject != nullptr && subject->isVisible()) {
         alert->show(); // which gives it its size and its place
         const QRect covered(subject->mapToGlobal(QPoint(0, 0)), subject->size());
-        alert->move(placeClearOf(covered, alert->frameGeometry(), alert->screen()->availableGeometry()));
+        const QWidget& window = *subject->window(); // whose frame is known already
+        const QRect frame = window.frameGeometry();
+        const QMargins margins(window.geometry().left() - frame.left(), window.geometry().top() - frame.top(),
+                               frame.right() - window.geometry().right(), frame.bottom() - window.geometry().bottom());
+        alert->move(placeClearOf(covered, alert->geometry() + margins, alert->screen()->availableGeometry()));
     }
     alert->exec();
     delete alert;
