@@ -45,7 +45,7 @@ Picture scenery(const RandomBelow& random) {
                     picture.at(x, y) = mixed(picture.at(x, y), colour, 0.45);
     }
     for (Pixel& pixel : picture.pixels) {
-        const double grain = static_cast<double>(random(25)) - 12;
+        const double grain = static_cast<double>(random(13)) - 6;
         pixel = {toByte(pixel.red + grain), toByte(pixel.green + grain), toByte(pixel.blue + grain), 255};
     }
     return picture;
