@@ -83,7 +83,7 @@ TEST_F(SettingsPictures, ResumeCard) {
     takeCard("two files over it");
     leave();
     setProfile("张三-高级后端工程师-2024年最新版简历.pdf");
-    reopen();
+    open();
     takeCard("a résumé");
     card().showProgress("正在准备上传…", -1, true);
     takeCard("before the upload");

@@ -85,11 +85,8 @@ std::vector<Language> listed(const std::vector<std::string>& keys, std::string_v
         language.letters = order.firstLetter(language.name);
         list.push_back(std::move(language));
     }
-    std::sort(list.begin(), list.end(), [&order](const Language& left, const Language& right) {
-        if (left.letters != right.letters)
-            return left.letters < right.letters;
-        return order.less(left.name, right.name);
-    });
+    std::sort(list.begin(), list.end(),
+              [&order](const Language& left, const Language& right) { return order.less(left.name, right.name); });
     return list;
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Chat/ChatAnswers.h"
+
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <tl/expected.hpp>
 #include <vector>
@@ -22,12 +25,24 @@ struct ServiceOptions {
     std::string getModel;                     ///< name of one to fetch; empty: none
     std::string mirror;                       ///< address to fetch from; empty: the catalogue's
     std::filesystem::path catalogue;          ///< empty: the one that is built in
+    ChatEndpoint chat;                        ///< without an address: outlines
+    ChatAnswers::Limits chatLimits;
+    std::filesystem::path config;           ///< the file that was read, or would have been
+    bool checkConfig = false;               ///< only say what is wrong with it and end
+    bool printConfig = false;               ///< print a file with every option and end
+    bool checkAnswers = false;              ///< ask the language model something and end
+    std::optional<std::string> printPrompt; ///< print what would be sent for that question and end
+    std::filesystem::path resume;           ///< a text file for that prompt; empty: none
     bool help = false;
     bool version = false;
 };
 
-/// What the arguments (without the program's name) ask for, or what is wrong with them, in one line.
+/// What the arguments (without the program's name) and the configuration file ask for, or what is wrong with them, in
+/// one line, for the file with its name and the number of the line. An argument goes before the file.
 tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments);
+
+/// `parlowen/service.conf` under the XDG configuration directory.
+std::filesystem::path defaultConfigFile();
 
 /// `parlowen-service` under the XDG data directory.
 std::filesystem::path defaultDataDirectory();

@@ -4,6 +4,7 @@
 #include "Answers/AnswerRoutes.h"
 #include "Answers/Outline.h"
 #include "Captcha/CaptchaRoutes.h"
+#include "Chat/ChatAnswers.h"
 #include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
@@ -64,6 +65,19 @@ std::string authority(const std::string& address, std::uint16_t port) {
 
 } // namespace
 
+namespace {
+
+/// A language model, and the answers that it gives.
+struct LanguageModel {
+    LanguageModel(const ServiceOptions& options, AnswerSource& fallback)
+        : client(options.chat)
+        , answers(client, fallback, options.chatLimits) {}
+    ChatClient client;
+    ChatAnswers answers;
+};
+
+} // namespace
+
 struct Service::Parts {
     Parts(const ServiceOptions& options, const Tuning& tuning)
         : data(madeDirectory(options.data))
@@ -84,10 +98,12 @@ struct Service::Parts {
         server.start();
     }
 
-    // What is read and hashed would hold the server's end up.
+    // What is read and hashed, and answers that run, would hold the server's end up.
     ~Parts() {
         resumes.stop();
         hashing.stop();
+        if (model)
+            model->client.stop();
     }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;
@@ -102,20 +118,37 @@ struct Service::Parts {
         captchaServer->start();
     }
 
+    /// Adds what is known of its asker to a question.
+    void fill(std::string_view token, Question& question) {
+        const auto user = accounts.userOf(token);
+        if (!user)
+            return;
+        question.account = user->id;
+        question.quotes = resumes.quotesFor(user->id, question.text);
+        if (model)
+            question.earlier = model->answers.exchanges.of(user->id);
+    }
+
     Router routes(const ServiceOptions& options) {
+        if (!options.chat.url.empty())
+            model.emplace(options, outlines);
         Router router;
         const Guard signedIn = signedInOnly(accounts);
         addSignInRoutes(router, signIn);
         addAccountRoutes(router, accounts, signIn.resumeOf, [this](std::int64_t userId) { resumes.forget(userId); });
         addResumeRoutes(router, accounts, resumes);
-        addAnswerRoutes(router, answers, signedIn, [this](std::string_view token, std::string_view question) {
-            const auto user = accounts.userOf(token);
-            return user ? resumes.quotesFor(user->id, question) : std::vector<std::string>();
-        });
+        addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
+                        [this](std::string_view token, Question& question) { fill(token, question); });
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(
-            router, [this] { return speech->tokens.issue(); }, signedIn);
+            router,
+            [this] {
+                if (model)
+                    model->client.warm(); // an interview begins
+                return speech->tokens.issue();
+            },
+            signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
         addCountryRoute(router);
@@ -127,7 +160,8 @@ struct Service::Parts {
     Database database;
     Accounts accounts;
     Resumes resumes;
-    Outline answers;
+    Outline outlines;
+    std::optional<LanguageModel> model;
     std::unique_ptr<SpeechService> speech;
     Captchas captchas;
     HashingQueue hashing;

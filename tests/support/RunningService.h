@@ -37,9 +37,11 @@ public:
 /// The whole service.
 class RunningService : public Running<service::Service> {
 public:
-    explicit RunningService(const service::Service::Tuning& tuning = {}, const service::ServiceOptions& options = {})
+    explicit RunningService(const service::Service::Tuning& tuning = {}, service::ChatEndpoint model = {},
+                            service::ServiceOptions options = {})
         : tuning_(tuning)
-        , options_(options) {
+        , options_(std::move(options)) {
+        options_.chat = std::move(model);
         start();
     }
 

@@ -7,6 +7,7 @@
 #include <Network/Settings.h>
 #include <Page/View/UpdateResumeView.h>
 #include <Tools/PopView/Alert.h>
+#include <Tools/PopView/ProgressHUD.h>
 
 #include <QFileInfo>
 #include <QLocale>
@@ -54,7 +55,11 @@ ResumeFlow::ResumeFlow(HttpDatas& http, Settings& settings, UpdateResumeView& ca
     showState();
 }
 
-ResumeFlow::~ResumeFlow() { delete panel_; }
+ResumeFlow::~ResumeFlow() {
+    delete panel_;
+    if (!runs_.empty())
+        ProgressHUD::shared().toast(QStringLiteral("已离开设置页，简历没有上传完"));
+}
 
 void ResumeFlow::uploadResume() {
     if (panel_) { // once is enough
