@@ -30,7 +30,7 @@ protected:
 
     void open(int type, bool local) {
         server_.enqueue(Reply::json(200, QString(R"({"code":0,"data":%1})").arg(type).toUtf8()));
-        LoginServices services{&http_, &settings_, &images_, QUrl("http://127.0.0.1:9/"), {}, {}};
+        LoginServices services{&http_, &settings_, &images_, {}, {}, {}};
         if (local)
             services.enterLocally = [](QObject*, const LoginServices::Entered&) {};
         window_ = LoginViewController::openWindow(services);
@@ -118,7 +118,7 @@ TEST_F(LoginPictures, Captcha) {
     open(2, false);
     const QByteArray root = qgetenv("QTWEBENGINE_DISABLE_SANDBOX");
     qunsetenv("QTWEBENGINE_DISABLE_SANDBOX");
-    QPointer<CaptchaViewController> captcha = CaptchaViewController::open(QUrl("http://127.0.0.1:9/"), page_);
+    QPointer<CaptchaViewController> captcha = CaptchaViewController::open(QUrl("http://127.0.0.1:9/"));
     qputenv("QTWEBENGINE_DISABLE_SANDBOX", root);
     ASSERT_TRUE(QTest::qWaitForWindowActive(captcha->window()));
     Sheet::shared().add("a captcha that cannot be shown", *captcha->window());

@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 
 namespace parlowen {
@@ -99,17 +100,19 @@ void CaptchaViewController::didFinishNavigation(const QUrl& url) {
     consoleLog(QStringLiteral("✅ 页面加载完成: ") + (url.isEmpty() ? QStringLiteral("unknown") : url.toString()));
 }
 
-CaptchaViewController* CaptchaViewController::open(const QUrl& page, const QWidget* above) {
-    auto* window = new QMainWindow(above->window(), Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                                                        Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
+CaptchaViewController* CaptchaViewController::open(const QUrl& page) {
+    auto* window = new QMainWindow(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                                Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
     window->setAttribute(Qt::WA_DeleteOnClose);
     window->setWindowTitle(QStringLiteral("安全验证"));
     auto* content = new CaptchaViewController(page);
     window->setCentralWidget(content);
     window->resize(captchaSize);
-    window->move(above->window()->geometry().center() - window->rect().center());
+    window->move(window->screen()->availableGeometry().center() - window->rect().center());
     connect(new QShortcut(Qt::Key_Escape, window), &QShortcut::activated, window, &QWidget::close);
     window->show();
+    window->raise();
+    window->activateWindow();
     content->setFocus(Qt::OtherFocusReason);
     return content;
 }

@@ -29,8 +29,8 @@ public:
     void didReceiveScriptMessage(const QString& handler, const QJsonValue& body);
     void didFinishNavigation(const QUrl& url);
 
-    /// Shows the page in a window of its own above another one.
-    static CaptchaViewController* open(const QUrl& page, const QWidget* above);
+    /// Shows the page in a window of its own.
+    static CaptchaViewController* open(const QUrl& page);
 
 private:
     void showWebView(CaptchaModule& module, const QUrl& page);

@@ -1,7 +1,5 @@
 #include "LoginViewController.h"
 
-#include "CaptchaViewController.h"
-
 #include <Foundation/ConsoleLog.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
@@ -170,18 +168,21 @@ void LoginViewController::sendCodeTap() {
         controls().phoneLabel->setFocus(Qt::OtherFocusReason);
         return;
     }
-    if (captcha_) {
-        captcha_->window()->raise();
-        captcha_->window()->activateWindow();
-        return;
-    }
-    QTimer::singleShot(0, this, [this] {
-        captcha_ = CaptchaViewController::open(services_.captchaPage, this);
-        captcha_->onValidateReceived = [self = QPointer<LoginViewController>(this)](const QString& validate) {
-            if (self)
-                self->sendCode(validate);
-        };
-    });
+    if (captcha_)
+        captcha_->raise();
+    else
+        openCaptcha();
+}
+
+void LoginViewController::openCaptcha() {
+    captcha_ = new CaptchaProcess(services_.captchaCommand, this);
+    captcha_->onValidateReceived = [this](const QString& validate) { sendCode(validate); };
+    captcha_->onFailure = [] { ProgressHUD::shared().toast(QStringLiteral("安全验证意外退出，请重试")); };
+    captcha_->onClosed = [this] {
+        captcha_->deleteLater();
+        captcha_.clear();
+        window()->activateWindow();
+    };
 }
 
 void LoginViewController::sendCode(const QString& validate) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CaptchaProcess.h"
 #include "CountryListViewController.h"
 #include "LoginForm.h"
 
@@ -7,15 +8,14 @@
 #include <Network/JSON.h>
 
 #include <QPointer>
+#include <QStringList>
 #include <QTimer>
-#include <QUrl>
 #include <functional>
 
 class QMainWindow;
 
 namespace parlowen {
 
-class CaptchaViewController;
 class ImageLoader;
 class Popover;
 class Settings;
@@ -25,7 +25,7 @@ struct LoginServices {
     HttpDatas* http = nullptr;
     Settings* settings = nullptr;
     ImageLoader* images = nullptr;
-    QUrl captchaPage;
+    QStringList captchaCommand; ///< what opens the captcha (`CaptchaProcess::commandFor`)
     /// Makes what takes the page's place once somebody is signed in.
     std::function<QWidget*()> makeMainView;
     using Entered = std::function<void(const Result<void>&)>;
@@ -47,12 +47,12 @@ public:
 
     const LoginControls& controls() const { return form_->controls(); }
     const CountryListModel& countryModel() const { return countryModel_; }
-    qint64 loginType() const { return loginType_; }             ///< 1 password, anything else SMS code
-    bool iseyed() const { return iseyed_; }                     ///< whether the password is masked
-    bool selectAutoLogin() const { return selectAutoLogin_; }   ///< as the user last set it here
-    int remainingSeconds() const { return remainingSeconds_; }  ///< until another code can be sent
-    QTimer* countdownTimer() const { return countdownTimer_; }  ///< null while no code can have been sent just now
-    CaptchaViewController* captcha() const { return captcha_; } ///< null while no captcha is open
+    qint64 loginType() const { return loginType_; }            ///< 1 password, anything else SMS code
+    bool iseyed() const { return iseyed_; }                    ///< whether the password is masked
+    bool selectAutoLogin() const { return selectAutoLogin_; }  ///< as the user last set it here
+    int remainingSeconds() const { return remainingSeconds_; } ///< until another code can be sent
+    QTimer* countdownTimer() const { return countdownTimer_; } ///< null while no code can have been sent just now
+    CaptchaProcess* captcha() const { return captcha_; }       ///< null while no captcha is open
     Popover* popover() const { return popover_; }
 
     void didSelectCountry(CountryListModel country) override;
@@ -63,6 +63,7 @@ private:
     void showLoginType();
     void showCountryList();
     void sendCodeTap();
+    void openCaptcha();
     void sendCode(const QString& validate);
     void startCountdown();
     void countDown();
@@ -82,7 +83,7 @@ private:
     const LoginServices services_;
     LoginForm* form_;
     Popover* popover_;
-    QPointer<CaptchaViewController> captcha_;
+    QPointer<CaptchaProcess> captcha_;
     QPointer<QTimer> countdownTimer_;
     int remainingSeconds_ = 60;
     CountryListModel countryModel_;

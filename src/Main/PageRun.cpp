@@ -52,7 +52,8 @@ PageContext PageRun::context() {
     setup.http = &composition_.http();
     setup.router = []() -> AudioRouting& { return KXAudioRouter::shared(); };
     setup.makeSession = [this](const SessionSound& sound) { return makeSession(sound); };
-    return {settings_, composition_.http(), std::move(setup)};
+    // Signed out, there is nothing to show but a new sign-in.
+    return {settings_, composition_.http(), std::move(setup), &composition_.images(), [this] { connectBackend(); }};
 }
 
 void PageRun::useHooks(std::function<void(const Alert&)> alert) {

@@ -1,6 +1,8 @@
 #include "Pages.h"
 
 #include <Page/AIInterviewPages/AISettingViewController.h>
+#include <Page/AboutMeViewController.h>
+#include <Page/MineViewController.h>
 
 #include <QStringList>
 #include <algorithm>
@@ -14,10 +16,18 @@ constexpr PageEntry pages[] = {
      [](const PageContext& context) -> BaseViewController* {
          return new InterviewSettingViewController(context.setup);
      }},
+    {1, "account", "个人中心",
+     [](const PageContext& context) -> BaseViewController* {
+         auto* account = new MineViewController(context.http, context.settings, *context.images);
+         account->onSignedOut = context.signedOut;
+         return account;
+     }},
     {aiSettingsPage, "settings", "面试设置",
      [](const PageContext& context) -> BaseViewController* {
          return new AISettingViewController(context.settings, context.http);
      }},
+    {5, "about", "版本信息",
+     [](const PageContext& context) -> BaseViewController* { return new AboutMeViewController(context.http); }},
 };
 
 } // namespace

@@ -3,17 +3,21 @@
 #include <Page/AIInterviewPages/InterviewSettingViewController.h>
 
 #include <QString>
+#include <functional>
 #include <span>
 
 namespace parlowen {
 
 class BaseViewController;
+class ImageLoader;
 
 /// What pages are made with. All of it outlives them.
 struct PageContext {
     Settings& settings;
     HttpDatas& http;
     SetupServices setup;
+    ImageLoader* images = nullptr;        ///< needed by the account page
+    std::function<void()> signedOut = {}; ///< the account has been deleted
 };
 
 /// One page of the main window.

@@ -14,6 +14,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Login/CaptchaProcess.h>
 #include <Page/AIInterviewPages/FilePanel.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
@@ -153,6 +154,8 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
 } // namespace
 
 int main(int argc, char** argv) {
+    if (const std::optional<QUrl> captcha = CaptchaProcess::pageOf(argc, argv))
+        return CaptchaProcess::host(*captcha, argc, argv);
     std::signal(SIGPIPE, SIG_IGN); // a session is to end in order also when nobody reads what is printed
     QStringList arguments;
     for (int i = 0; i < argc; ++i)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Login/CaptchaViewController.h>
+#include <Login/CaptchaProcess.h>
 #include <Login/LoginViewController.h>
 #include <Network/ImageLoader.h>
 #include <Tools/PopView/ProgressHUD.h>
@@ -42,7 +42,7 @@ protected:
 
     HttpDatas http_{settings_, {}, {}};
     ImageLoader images_{directory_.filePath("images")};
-    LoginServices services_{&http_, &settings_, &images_, QUrl(ScriptedHttpServer::refusingUrl()), {}, {}};
+    LoginServices services_{&http_, &settings_, &images_, {}, {}, {}};
     QPointer<QMainWindow> window_;
     QPointer<LoginViewController> page_;
     QPointer<QWidget> mainView_;

@@ -1,10 +1,12 @@
 #include "LoginRig.h"
 
+#include <Login/CaptchaViewController.h>
 #include <Page/View/ContactView.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
 
 #include <QCheckBox>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
@@ -91,25 +93,41 @@ TEST_F(LoginTest, WhatIsMissingIsSaidAndNothingIsSent) {
     EXPECT_EQ(server_.requests().size(), 1U);
 }
 
+TEST(CaptchaViewControllerTest, OnlyAResultOfTheRightShapeIsPassedOnAndClosesTheWindow) {
+    const CapturedLog log;
+    QPointer<CaptchaViewController> captcha = CaptchaViewController::open(QUrl(ScriptedHttpServer::refusingUrl()));
+    EXPECT_EQ(captcha->size(), QSize(400, 400));
+    QStringList results;
+    captcha->onValidateReceived = [&](const QString& validate) { results << validate; };
+    const auto post = [&](const char* handler, const QByteArray& body) {
+        captcha->didReceiveScriptMessage(handler, QJsonDocument::fromJson("[" + body + "]")[0]);
+    };
+    post("other", R"({"type":"success","data":{"validate":"abc"}})");
+    EXPECT_TRUE(log.linesWith("⚠️").isEmpty());
+    for (const QByteArray wrong : {R"({"type":"success","data":{"validate":5}})", R"({"type":"success","data":"abc"})",
+                                   R"({"type":"close","data":{"validate":"abc"}})", "\"success\"", "null"})
+        post("captchaHandler", wrong);
+    EXPECT_EQ(log.linesWith("⚠️ 解析失败，数据格式不符合预期: ").size(), 5);
+    EXPECT_EQ(log.lines().back(), "⚠️ 解析失败，数据格式不符合预期: null");
+    EXPECT_TRUE(results.isEmpty() && captcha->isVisible());
+    post("captchaHandler", R"({"type":"success","data":{"validate":"abc"}})");
+    EXPECT_EQ(results, QStringList{"abc"});
+    EXPECT_TRUE(waitFor([&] { return captcha.isNull(); }));
+}
+
 TEST_F(LoginTest, ACodeIsSentOnceTheCaptchaIsSolvedAndSignsIn) {
+    // The captcha's process, without its window: solved when it is brought to the front.
+    services_.captchaCommand = QStringList{
+        "/bin/sh", "-c", R"(echo '{"log":"hello"}'; head -c1 >/dev/null; echo noise; echo '{"validate":"abc"}')"};
     openForCodes();
     EXPECT_FALSE(controls().eyeIcon->isVisible() || controls().secureField->isVisible());
     controls().phoneLabel->setText("138");
     QTest::mouseClick(controls().sendCodeButton, Qt::LeftButton);
-    ASSERT_TRUE(waitFor([this] { return page_->captcha() != nullptr; }));
-    const QPointer<QWidget> captcha = page_->captcha()->window();
+    ASSERT_TRUE(waitFor([this] { return log_.lines().contains("hello"); }));
+    EXPECT_EQ(server_.requests().size(), 1U);
     server_.enqueue(Reply::json(200, R"({"code":0,"message":"已发送"})"));
-    const auto post = [this](const char* handler, const QByteArray& body) {
-        page_->captcha()->didReceiveScriptMessage(handler, QJsonDocument::fromJson(body).object());
-    };
-    post("other", R"({"type":"success","data":{"validate":"abc"}})");
-    EXPECT_TRUE(log_.linesWith("⚠️").isEmpty());
-    post("captchaHandler", R"({"type":"success","data":{"validate":5}})");
-    post("captchaHandler", R"({"type":"close","data":{"validate":"abc"}})");
-    EXPECT_EQ(log_.linesWith("⚠️ 解析失败，数据格式不符合预期: ").size(), 2);
-    ASSERT_TRUE(captcha && captcha->isVisible());
-    post("captchaHandler", R"({"type":"success","data":{"validate":"abc"}})");
-    ASSERT_TRUE(waitFor([&] { return captcha.isNull(); }));
+    QTest::mouseClick(controls().sendCodeButton, Qt::LeftButton);
+    EXPECT_TRUE(waitFor([this] { return page_->captcha() == nullptr; }));
     QPushButton& send = *controls().sendCodeButton;
     ASSERT_TRUE(waitFor([&] { return !send.isEnabled(); }));
     EXPECT_EQ(bodyOf(lastRequest()), (QJsonObject{{"country_code", "86"}, {"phone", "138"}, {"data", "abc"}}));
@@ -139,6 +157,25 @@ TEST_F(LoginTest, ACodeIsSentOnceTheCaptchaIsSolvedAndSignsIn) {
     ASSERT_TRUE(waitFor([] { return ProgressHUD::shared().alpha() == 0; }));
     EXPECT_EQ(window_->centralWidget(), page_);
     EXPECT_EQ(settings_.loginToken(), std::nullopt);
+}
+
+TEST_F(LoginTest, ACaptchaThatDiesIsSaidAndOneThatIsClosedIsNot) {
+    const QString file = directory_.filePath("captcha");
+    services_.captchaCommand = QStringList{"/bin/sh", file};
+    openForCodes();
+    controls().phoneLabel->setText("138");
+    const auto saidAfter = [&](const QByteArray& script) {
+        ProgressHUD::shared().hide(false);
+        QFile captcha(file);
+        EXPECT_TRUE(captcha.open(QFile::WriteOnly) && captcha.write(script) > 0);
+        captcha.close();
+        QTest::mouseClick(controls().sendCodeButton, Qt::LeftButton);
+        EXPECT_TRUE(page_->captcha() && waitFor([this] { return page_->captcha() == nullptr; }));
+        return ProgressHUD::shared().status();
+    };
+    EXPECT_EQ(saidAfter("kill -9 $$"), "安全验证意外退出，请重试");
+    EXPECT_EQ(saidAfter("exit 0"), "");
+    EXPECT_EQ(server_.requests().size(), 1U);
 }
 
 TEST_F(LoginTest, ACountryIsFoundByNameOrCodeAndSentWithTheNumber) {

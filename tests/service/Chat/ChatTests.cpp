@@ -127,7 +127,7 @@ TEST(ChatAnswers, PassPiecesOnAsTheyComeOverOneConnection) {
 TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirstPiece) {
     const std::string page = "<h1>secret page</h1>";
     const auto status = [&](const char* code, const char* headers = "") {
-        return saying(ScriptedModel::reply(page, code, headers));
+        return saying(ScriptedModel::reply(ScriptedModel::event("secret"), code, headers));
     };
     const auto ending = [](const char* reason) {
         return a + "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"" + reason + "\"}]}\n\n";
@@ -145,7 +145,7 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
         {"error event", cutAfter("data: {\"error\":{\"message\":\"secret\"}}\n\n"),
          "(The language model reports an error)\n|OUTLINE"},
         {"page", cutAfter(page), "(The language model's reply cannot be read)\n|OUTLINE"},
-        {"long line", cutAfter("data: " + std::string(70'000, 'x')),
+        {"long line", waitingAfter("data: " + std::string(70'000, 'x')),
          "(The language model's reply cannot be read)\n|OUTLINE"},
         {"broken event", cutAfter(a + "data: {\"choices\n\n" + b), "a|\n(The language model's reply cannot be read)"},
         {"cut", cutAfter(a + b.substr(0, 9)), "a|\n(The language model's reply broke off)"},
@@ -242,4 +242,17 @@ TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
     };
     EXPECT_TRUE(eventually(isWarmed)) << "with a session's token a connection is opened";
     EXPECT_THAT(model.requests().back(), AllOf(HasSubstr(R"(\"asked\":\"Why?\")"), HasSubstr("cook")));
+}
+
+TEST(ChatAnswers, OfTheServiceEndUpstreamWhenTheClientLeaves) {
+    std::atomic<bool> closed = false;
+    const ScriptedModel model(waitingAfter(a, &closed));
+    const RunningService service({}, {.url = model.url(), .model = "m"});
+    const std::string body = R"({"txt":"Why?"})";
+    const auto client = service.client().connect(
+        "POST /api/v1/ai/meeting HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer " + service.token() +
+        "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    EXPECT_THAT(client->receiveUntil("\"a\""), HasSubstr("content"));
+    client->cut();
+    EXPECT_TRUE(eventually([&] { return closed.load(); }));
 }
