@@ -221,6 +221,7 @@ void InterviewSettingViewController::loadStored() {
         settings_.setAiInterviewSetModel(startAIModel_);
     stylePopup_->setCurrentIndex(static_cast<int>(startAIModel_.generateAnswerType));
     modePopup_->setCurrentIndex(static_cast<int>(startAIModel_.antoAnswerType));
+    soundStrip_->setSystem(startAIModel_.deviceType != 0);
     applyInterviewType();
 }
 
