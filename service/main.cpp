@@ -41,6 +41,8 @@ void serve(const ServiceOptions& options) {
     signals.async_wait([&control](const error_code&, int) { control.stop(); });
 
     const Service service(options);
+    if (!service.captchaUrl().empty())
+        std::cout << "captcha on " << service.captchaUrl() << "\n";
     std::cout << "listening on " << service.url() << std::endl;
 
     asio::posix::stream_descriptor input(control);

@@ -18,6 +18,7 @@ namespace {
 namespace po = boost::program_options;
 
 constexpr const char* usualListen = "127.0.0.1:47615";
+constexpr const char* usualCaptchaListen = "127.0.0.1:47616";
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
@@ -33,26 +34,34 @@ std::optional<std::uint16_t> parsePort(std::string_view text) {
 }
 
 /// "127.0.0.1:8443", "[::1]:0", "localhost:0"; an error text, or none.
-std::optional<std::string> parseListen(const std::string& text, ServiceOptions& options) {
+std::optional<std::string> parseListen(const char* option, const std::string& text, std::string& address,
+                                       std::uint16_t& port) {
     const auto colon = text.rfind(':');
-    const auto port = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
-    if (!port)
-        return "--listen takes ADDRESS:PORT, not \"" + text + "\"";
+    const auto parsed = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
+    if (!parsed)
+        return std::string(option) + " takes ADDRESS:PORT, not \"" + text + "\"";
     std::string host = text.substr(0, colon);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
     if (host == "localhost")
         host = "127.0.0.1";
     boost::system::error_code invalid;
-    const auto address = boost::asio::ip::make_address(host, invalid);
+    const auto parsedHost = boost::asio::ip::make_address(host, invalid);
     if (invalid)
         return "\"" + host + "\" is no IP address";
-    if (!address.is_loopback())
+    if (!parsedHost.is_loopback())
         return host + " is no loopback address: whoever reaches the service may make an account, so it serves this "
                       "machine alone";
-    options.address = host;
-    options.port = *port;
+    address = host;
+    port = *parsed;
     return std::nullopt;
+}
+
+std::optional<std::string> parseLoginMethod(const std::string& text, ServiceOptions& options) {
+    options.loginByCode = text == "code";
+    if (text == "code" || text == "password")
+        return std::nullopt;
+    return "--login-method takes password or code, not \"" + text + "\"";
 }
 
 std::optional<std::string> parseData(const std::string& text, ServiceOptions& options) {
@@ -67,6 +76,8 @@ std::optional<std::string> parseData(const std::string& text, ServiceOptions& op
 /// What the options are stored in before they are checked.
 struct RawOptions {
     std::string listen;
+    std::string captchaListen;
+    std::string loginMethod;
     std::string data;
     std::string config;
     std::string question;
@@ -86,6 +97,13 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
         ("data", text(raw.data, "DIR")->default_value(defaultDataDirectory().string()),
          "where accounts and certificates are kept")
         ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
+        ("login-method", text(raw.loginMethod, "METHOD")->default_value("password"),
+         "how users sign in: password, or code (sent to the phone)")
+        ("captcha-listen", text(raw.captchaListen, "ADDRESS:PORT")->default_value(usualCaptchaListen),
+         "where the captcha's page is, in plain HTTP, when users sign in by code")
+        ("sms-command", text(options.smsCommand, "COMMAND"),
+         "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
+        ("contact", text(options.contact, "TEXT"), "what the QR code for support says, such as an address")
         ("models", po::bool_switch(&options.models), "list the speech models: what is here, what can be fetched")
         ("get-model", text(options.getModel, "NAME"), "fetch a speech model of that list, or go on with it")
         ("mirror", text(options.mirror, "ADDRESS"), "where to fetch it from, instead of its makers' place")
@@ -161,7 +179,11 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
                    ? text
                    : inFile(options.config, problem->option, text);
     }
-    auto problem = parseListen(raw.listen, options);
+    auto problem = parseListen("--listen", raw.listen, options.address, options.port);
+    if (!problem)
+        problem = parseListen("--captcha-listen", raw.captchaListen, options.captchaAddress, options.captchaPort);
+    if (!problem)
+        problem = parseLoginMethod(raw.loginMethod, options);
     return problem ? problem : parseData(raw.data, options);
 }
 

@@ -16,11 +16,16 @@ struct ServiceOptions {
     std::uint16_t port = 47'615;       ///< 0: any free one
     std::filesystem::path data;        ///< absolute
     bool exitWithStdin = false;
-    bool models = false;             ///< list the speech models and end
-    std::string getModel;            ///< name of one to fetch; empty: none
-    std::string mirror;              ///< address to fetch from; empty: the catalogue's
-    std::filesystem::path catalogue; ///< empty: the one that is built in
-    ChatEndpoint chat;               ///< without an address: outlines
+    bool loginByCode = false;                 ///< instead of by password
+    std::string captchaAddress = "127.0.0.1"; ///< a loopback address, for the captcha's page in plain HTTP
+    std::uint16_t captchaPort = 47'616;       ///< 0: any free one
+    std::string smsCommand;                   ///< brings codes to phones; empty: they are shown on the console
+    std::string contact;                      ///< text of the QR code that leads to support; empty: none
+    bool models = false;                      ///< list the speech models and end
+    std::string getModel;                     ///< name of one to fetch; empty: none
+    std::string mirror;                       ///< address to fetch from; empty: the catalogue's
+    std::filesystem::path catalogue;          ///< empty: the one that is built in
+    ChatEndpoint chat;                        ///< without an address: outlines
     ChatAnswers::Limits chatLimits;
     std::filesystem::path config;           ///< the file that was read, or would have been
     bool checkConfig = false;               ///< only say what is wrong with it and end

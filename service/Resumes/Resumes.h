@@ -40,6 +40,8 @@ public:
     void leave() { --waiting_; }
     bool isFull() const { return waiting_ >= waitingFiles; }
     void remember(std::int64_t userId, const UploadProblem& problem);
+    /// Ends the credentials of a user who is gone, and what is remembered of them here. Their texts go with them.
+    void forget(std::int64_t userId);
 
     UploadTokens tokens;
     ResumeStore store;
