@@ -2,13 +2,16 @@
 
 #include "support/BackendFixture.h"
 #include "support/FakeCapture.h"
+#include "support/SimulatedAudioServer.h"
 
+#include <CoreAudio/AudioHardwareService.h>
 #include <Main/PageWindow.h>
 #include <Main/TopBarView.h>
 #include <Page/View/InterviewTypeView.h>
 #include <Page/View/SettingFields.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/CommonTipView.h>
+#include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
 
 #include <QApplication>
@@ -31,6 +34,8 @@ const QByteArray profile =
 /// The setup page in the plain window, against a scripted backend, hearing a made-up device.
 class SetupPictures : public BackendFixture {
 protected:
+    SetupPictures() { AudioHardwareService::install(std::make_shared<SimulatedAudioServer>()); }
+
     /// `user` is the answer to the profile, `lists` to each list of languages.
     void open(const QByteArray& lists, const QByteArray& user = R"({"code":0,"data":{"user":{}}})") {
         for (const QByteArray& body : {user, lists, lists})
@@ -152,6 +157,8 @@ TEST_F(SetupPictures, DarkDesktopSettingsAndNoService) {
     QTest::qWait(350);
     take("the sound check");
     QApplication::setPalette(before);
+    closeCurrentPopView();
+    QTest::qWait(400);
     page().settingsButton()->click();
     take("the settings, with the way back");
     window_.say("本地服务无法启动：找不到 parlowen-service", [] {});
