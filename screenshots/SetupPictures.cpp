@@ -2,7 +2,9 @@
 
 #include "support/BackendFixture.h"
 #include "support/FakeCapture.h"
+#include "support/SimulatedAudioServer.h"
 
+#include <CoreAudio/AudioHardwareService.h>
 #include <Main/PageWindow.h>
 #include <Main/TopBarView.h>
 #include <Page/View/InterviewTypeView.h>
@@ -31,6 +33,8 @@ const QByteArray profile =
 /// The setup page in the plain window, against a scripted backend, hearing a made-up device.
 class SetupPictures : public BackendFixture {
 protected:
+    SetupPictures() { AudioHardwareService::install(std::make_shared<SimulatedAudioServer>()); }
+
     /// `user` is the answer to the profile, `lists` to each list of languages.
     void open(const QByteArray& lists, const QByteArray& user = R"({"code":0,"data":{"user":{}}})") {
         for (const QByteArray& body : {user, lists, lists})

@@ -22,7 +22,7 @@ namespace parlowen {
 namespace {
 
 constexpr QSize usualSize(650, 470);
-constexpr QSize smallestSize(480, 360);
+constexpr QSize smallestSize(480, 400);
 
 QString backStyle() {
     return QStringLiteral(
@@ -53,6 +53,8 @@ PageWindow::PageWindow(PageContext context)
     setMinimumSize(smallestSize);
     resize(usualSize * fontScale());
     build();
+    for (QWidget* ground : {backRow_, notice_})
+        ground->setAutoFillBackground(true);
     NotificationCenter::shared().observe(
         QStringLiteral("AiSettingNotification"), this, [this](const Notification& told) {
             if (const QJsonValue message = told.userInfo.value(QStringLiteral("message")); message.isString())

@@ -26,11 +26,11 @@ void hear(const SessionSound& sound, const QString& output) {
     PulseClient::shared()->route()->choose(choiceFor(sound, output));
 }
 
-PlayingPrograms::PlayingPrograms() {
-    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+PlayingPrograms::PlayingPrograms()
+    : client_(PulseClient::shared()) {
     {
-        const PulseClient::Lock lock(*client);
-        watch_ = client->watch(
+        const PulseClient::Lock lock(*client_);
+        watch_ = client_->watch(
             [self = QPointer(this)](const PulseClient::StatePtr&) { onMain(self, [self] { self->read(); }); });
     }
     read();
@@ -40,7 +40,7 @@ PlayingPrograms::~PlayingPrograms() = default;
 
 void PlayingPrograms::read() {
     QStringList names;
-    for (const PulsePlayback& playback : PulseClient::shared()->state()->snapshot.playbacks) {
+    for (const PulsePlayback& playback : client_->state()->snapshot.playbacks) {
         const QString name = QString::fromStdString(playback.application);
         if (playback.sounding && !name.isEmpty() && name != QCoreApplication::applicationName())
             names << name;

@@ -8,6 +8,8 @@
 
 namespace parlowen {
 
+class PulseClient;
+
 /// What a session hears: a microphone, all that the computer plays, or what one program plays. A value.
 struct SessionSound {
     bool system = false; ///< what is played, else a microphone
@@ -36,6 +38,7 @@ Q_SIGNALS:
 private:
     void read();
 
+    const std::shared_ptr<PulseClient> client_;
     QStringList names_;
     std::shared_ptr<void> watch_;
 };

@@ -16,6 +16,7 @@
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
@@ -23,6 +24,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QToolButton>
 #include <algorithm>
 #include <utility>
@@ -41,6 +43,7 @@ constexpr int gearSize = 24;
 constexpr int gearMargin = 10;
 constexpr int widestColumn = 720; // wider, the eye has too far to go
 
+constexpr int targetRow = 5; // of the layout
 constexpr int spokenKind = 1;
 constexpr int targetKind = 2;
 constexpr int styleTag = 0;
@@ -158,13 +161,14 @@ void InterviewSettingViewController::buildLayout() {
     grid->addWidget(makeCaption(QStringLiteral("识别语言")), 4, 0);
     grid->addWidget(lelfLanguageLabel_, 4, 1);
     grid->addWidget(spokenNotice_, 4, 2);
-    grid->addWidget(outputLabel_, 5, 0);
-    grid->addWidget(rightLanguageLabel_, 5, 1);
-    grid->addWidget(targetNotice_, 5, 2);
+    grid->addWidget(outputLabel_, targetRow, 0);
+    grid->addWidget(rightLanguageLabel_, targetRow, 1);
+    grid->addWidget(targetNotice_, targetRow, 2);
     auto* start = new QHBoxLayout;
     start->setSpacing(setupGap);
     start->addWidget(startButton_);
     start->addWidget(personal_, 1);
+    start->addStretch();
     grid->addLayout(start, 7, 0, 1, 3);
     for (int row = 1; row <= 5; ++row)
         grid->setRowMinimumHeight(row, scaled(setupRow));
@@ -178,6 +182,8 @@ void InterviewSettingViewController::buildLayout() {
     area->setFrameShape(QFrame::NoFrame);
     area->setWidgetResizable(true);
     area->setFocusPolicy(Qt::NoFocus);
+    area->verticalScrollBar()->setStyleSheet(styleSheets::lightScrollBar());
+    area->horizontalScrollBar()->setStyleSheet(styleSheets::lightScrollBar());
     area->setWidget(content_);
     for (QWidget* ground : {area->viewport(), content_})
         ground->setAutoFillBackground(false);
@@ -215,6 +221,7 @@ void InterviewSettingViewController::loadStored() {
         settings_.setAiInterviewSetModel(startAIModel_);
     stylePopup_->setCurrentIndex(static_cast<int>(startAIModel_.generateAnswerType));
     modePopup_->setCurrentIndex(static_cast<int>(startAIModel_.antoAnswerType));
+    soundStrip_->setSystem(startAIModel_.deviceType != 0);
     applyInterviewType();
 }
 
@@ -226,6 +233,8 @@ void InterviewSettingViewController::applyInterviewType() {
     lelfLanguageLabel_->showChoice(nameOf(spokenLanguage()));
     outputLabel_->setHidden(isSingle());
     rightLanguageLabel_->setHidden(isSingle());
+    if (auto* grid = qobject_cast<QGridLayout*>(content_->layout()))
+        grid->setRowMinimumHeight(targetRow, isSingle() ? 0 : scaled(setupRow));
     showNotices();
 }
 

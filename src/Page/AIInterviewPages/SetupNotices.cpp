@@ -96,8 +96,8 @@ void LanguageNotice::look() {
     instead_ = missing_ ? findInstead() : std::nullopt;
     if (missing_) {
         const bool spoken = kind_ == Kind::spoken;
-        text_->setText(spoken ? QStringLiteral("当前服务听不懂这种语言，不会有文字。")
-                              : QStringLiteral("当前服务不能译成这种语言。"));
+        text_->setText(spoken ? QStringLiteral("当前服务听不懂，不会有文字。")
+                              : QStringLiteral("当前服务不能译成它。"));
         button_->setText(instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QString());
         button_->setVisible(instead_.has_value());
     }

@@ -99,6 +99,7 @@ void SoundCheckView::add(const AudioCheck::Finding& finding) {
     sign->setText(signOf(finding.kind));
     sign->setFixedWidth(static_cast<int>(16 * fontScale()));
     row->addWidget(sign, 0, Qt::AlignTop);
+    sign->show();
     auto* texts = new QVBoxLayout;
     texts->setSpacing(2);
     for (const auto& [text, color] :
@@ -109,6 +110,7 @@ void SoundCheckView::add(const AudioCheck::Finding& finding) {
         label->setText(text);
         label->setTextInteractionFlags(Qt::TextSelectableByMouse);
         texts->addWidget(label);
+        label->show(); // counts in the size at once
     }
     row->addLayout(texts, 1);
     lines_->addLayout(row);

@@ -111,10 +111,13 @@ void SoundStrip::build() {
 }
 
 void SoundStrip::setSystem(bool system) {
+    const bool again = isListening() && system != system_;
+    if (again)
+        stop(); // a capture does not turn from one kind to the other
     system_ = system;
     programs_->setVisible(system);
     listPrograms();
-    if (isListening())
+    if (again)
         listen();
 }
 
