@@ -391,6 +391,8 @@ void InterviewSettingViewController::beginSession() {
         router.switchInput(true);
     }
     SessionWindow* session = services_.makeSession(soundStrip_->sound());
+    if (session == nullptr)
+        return;
     session->setMainWindow(window());
     session->show();
     session->activateWindow();
