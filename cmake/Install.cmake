@@ -9,6 +9,12 @@ install(TARGETS parlowen-recogniser RUNTIME DESTINATION ${recogniser_folder} COM
 install(DIRECTORY ${PARLOWEN_RECOGNISER_FILES}/ DESTINATION ${recogniser_folder} COMPONENT recogniser OPTIONAL)
 install(FILES packaging/recogniser/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-recogniser COMPONENT recogniser)
 
+# The captcha's plug-in, in a package of its own: it alone needs the web engine.
+if(TARGET captcha_web)
+  install(TARGETS captcha_web LIBRARY DESTINATION lib/parlowen COMPONENT captcha)
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-captcha RENAME copyright COMPONENT captcha)
+endif()
+
 install(TARGETS parlowen parlowen-service RUNTIME)
 install(DIRECTORY resources/sample-interview DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen FILES_MATCHING PATTERN "*.wav" PATTERN "*.txt")
 install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
@@ -47,6 +53,9 @@ set(CPACK_COMPONENT_RECOGNISER_DESCRIPTION
 "Offline speech recognition for Parlowen
 Turns English speech into text for parlowen-service: the program, the library
 sherpa-onnx, and the models Moonshine (base and tiny) and Silero VAD.")
+set(CPACK_COMPONENT_CAPTCHA_DESCRIPTION
+"Sign-in by SMS code for Parlowen
+The page that has to be solved before a code is sent, shown by Qt WebEngine.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
@@ -54,11 +63,15 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL parlowen recogniser)
+if(TARGET captcha_web)
+  list(APPEND CPACK_COMPONENTS_ALL captcha)
+endif()
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PARLOWEN_RECOGNISER_FILES})
 set(CPACK_DEBIAN_PARLOWEN_PACKAGE_NAME parlowen)
 read_run_time_packages(CPACK_DEBIAN_PARLOWEN_PACKAGE_DEPENDS)
-set(CPACK_DEBIAN_PARLOWEN_PACKAGE_RECOMMENDS "parlowen-recogniser (= ${PROJECT_VERSION}), pipewire-pulse | pulseaudio")
+set(CPACK_DEBIAN_PARLOWEN_PACKAGE_RECOMMENDS "parlowen-recogniser (= ${PROJECT_VERSION}), parlowen-captcha (= ${PROJECT_VERSION}), pipewire-pulse | pulseaudio, qt6-xdgdesktopportal-platformtheme")
 set(CPACK_DEBIAN_RECOGNISER_PACKAGE_NAME parlowen-recogniser)
+set(CPACK_DEBIAN_CAPTCHA_PACKAGE_NAME parlowen-captcha)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

@@ -8,7 +8,6 @@
 
 #include <QLineEdit>
 #include <QListView>
-#include <QPlainTextEdit>
 
 namespace parlowen::screenshots {
 namespace {
@@ -24,7 +23,7 @@ protected:
     }
     void takeCard(const QString& state) {
         QCoreApplication::processEvents();
-        Sheet::shared().section("Card of the résumé");
+        Sheet::shared().section("Upload card");
         Sheet::shared().add(state, card());
     }
     void setProfile(const QString& resume) {
@@ -37,8 +36,6 @@ protected:
 TEST_F(SettingsPictures, Page) {
     open();
     take("nothing filled in yet");
-    open(std::nullopt);
-    take("nothing stored");
     AIInterviewModel stored;
     stored.positioname = "高级后端工程师，应聘一家跨境电商公司的支付团队，熟悉 C++ 与分布式系统，带过五人小组";
     stored.deviceType = 1;
@@ -67,8 +64,6 @@ TEST_F(SettingsPictures, OnADarkDesktop) {
         return pop != nullptr && pop->contentAlpha() == 1;
     };
     ASSERT_TRUE(waitFor(shown));
-    take("the position's editor, empty");
-    page_->positionView()->roleTextView()->setPlainText("后端工程师\n应聘电商公司");
     take("the position's editor");
     window_.reset();
     QApplication::setPalette(before);
@@ -88,7 +83,7 @@ TEST_F(SettingsPictures, ResumeCard) {
     takeCard("two files over it");
     leave();
     setProfile("张三-高级后端工程师-2024年最新版简历.pdf");
-    reopen();
+    open();
     takeCard("a résumé");
     card().showProgress("正在准备上传…", -1, true);
     takeCard("before the upload");
@@ -98,8 +93,10 @@ TEST_F(SettingsPictures, ResumeCard) {
     card().showProgress("已发送，正在等待处理…", -1, true);
     takeCard("waiting for the answer");
     card().hideProgress();
+    card().setUpdateText("上传简历");
     card().setNotice(UpdateResumeView::Notice::problem, "cv.pdf 上传失败，点击重试");
     takeCard("failed");
+    card().setUpdateText("已选择文件：cv.pdf");
     card().setNotice(UpdateResumeView::Notice::success, "已上传，回答会参考这份简历");
     takeCard("done");
 }

@@ -1,5 +1,7 @@
 #include "Http/Log.h"
 #include "Models/ModelCommands.h"
+#include "Program/AnswerCommands.h"
+#include "Program/AnswerOptions.h"
 #include "Program/Service.h"
 #include "Resumes/ConfinedReader.h"
 
@@ -39,6 +41,8 @@ void serve(const ServiceOptions& options) {
     signals.async_wait([&control](const error_code&, int) { control.stop(); });
 
     const Service service(options);
+    if (!service.captchaUrl().empty())
+        std::cout << "captcha on " << service.captchaUrl() << "\n";
     std::cout << "listening on " << service.url() << std::endl;
 
     asio::posix::stream_descriptor input(control);
@@ -109,6 +113,14 @@ int main(int argc, char** argv) {
         std::cout << "parlowen-service " << serviceVersion() << "\n";
     else if (options.models || !options.getModel.empty())
         return modelCommand(options);
+    else if (options.printConfig)
+        std::cout << sampleConfig();
+    else if (options.checkConfig)
+        std::cout << "nothing is wrong with " << options.config.string() << "\n";
+    else if (options.printPrompt)
+        printPrompt(options, std::cout);
+    else if (options.checkAnswers)
+        return checkAnswers(options, std::cout) ? ended : cannotStart;
     else
         return start(options);
     return ended;

@@ -2,6 +2,7 @@
 
 #include "Accounts.h"
 #include "Http/Router.h"
+#include "Http/Workers.h"
 
 #include <functional>
 
@@ -17,8 +18,28 @@ HttpResponse storeFailure(const StoreError& problem);
 /// StoreError.
 using ResumeOfUser = std::function<nlohmann::json(std::int64_t userId)>;
 
-/// The login method, sign-in, profile, type of interviews and sign-out. `accounts` outlives the server; without
+/// Drops what is kept of a user elsewhere than in the database. Called on a worker thread.
+using ForgetUser = std::function<void(std::int64_t userId)>;
+
+/// What account and sign-in pages read of a user; the token only for the latter.
+nlohmann::json signInData(const User& user, const ResumeOfUser& resumeOf, const std::string& token = {});
+
+/// Profile, type of interviews, sign-out and the deletion of an account. `accounts` outlives the server; without
 /// `resumeOf` nobody has a résumé.
-void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf = {});
+void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf = {},
+                      const ForgetUser& forget = {});
+
+/// Runs what needs the store on a worker thread; `work` gives a response, and may throw StoreError.
+template<typename Work>
+boost::asio::awaitable<HttpResponse> withStore(const HttpRequest& request, Work work) {
+    auto guarded = [work = std::move(work)] {
+        try {
+            return work();
+        } catch (const StoreError& problem) {
+            return storeFailure(problem);
+        }
+    };
+    co_return co_await onWorker(request.origin.workers, std::move(guarded));
+}
 
 } // namespace parlowen::service

@@ -100,6 +100,39 @@ User AccountStore::openSession(const PhoneNumber& phone, std::string_view tokenH
     });
 }
 
+void AccountStore::addAddress(std::int64_t userId, const std::string& address) {
+    database_.use([&](SQLite::Database& database) {
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement insert(database, "INSERT OR REPLACE INTO addresses (user_id, address) VALUES (?, ?)");
+        SQLite::bind(insert, userId, address);
+        insert.exec();
+        SQLite::Statement forget(database, "DELETE FROM addresses WHERE user_id = ?1 AND rowid NOT IN (SELECT rowid "
+                                           "FROM addresses WHERE user_id = ?1 ORDER BY rowid DESC LIMIT ?2)");
+        SQLite::bind(forget, userId, addressesOfAUser);
+        forget.exec();
+        transaction.commit();
+    });
+}
+
+bool AccountStore::knowsAddress(const PhoneNumber& phone, const std::string& address) {
+    return database_.use([&](SQLite::Database& database) {
+        SQLite::Statement row(database, "SELECT 1 FROM addresses WHERE address = ? AND user_id = (SELECT id FROM users "
+                                        "WHERE country_code = ? AND phone = ?)");
+        SQLite::bind(row, address, phone.countryCode, phone.number);
+        return row.executeStep();
+    });
+}
+
+void AccountStore::remove(std::int64_t userId) {
+    database_.use([&](SQLite::Database& database) {
+        SQLite::Statement remove(database, "DELETE FROM users WHERE id = ?");
+        SQLite::bind(remove, userId);
+        remove.exec();
+        // The journal still has the old pages.
+        SQLite::Statement(database, "PRAGMA wal_checkpoint(TRUNCATE)").executeStep();
+    });
+}
+
 void AccountStore::setType(std::int64_t userId, std::int64_t type) {
     database_.use([&](SQLite::Database& database) {
         SQLite::Statement update(database, "UPDATE users SET type = ? WHERE id = ?");

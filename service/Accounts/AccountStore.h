@@ -13,6 +13,9 @@ struct PhoneNumber {
     std::string number;
 };
 
+/// Country code and number in one text, as a key.
+inline std::string nameOf(const PhoneNumber& phone) { return phone.countryCode + " " + phone.number; }
+
 struct User {
     std::int64_t id = 0;
     PhoneNumber phone;
@@ -26,6 +29,8 @@ class AccountStore {
 public:
     /// A user's newest sessions; older ones end.
     static constexpr int sessionsOfAUser = 20;
+    /// The addresses that a user signed in from last.
+    static constexpr int addressesOfAUser = 20;
 
     explicit AccountStore(Database& database)
         : database_(database) {}
@@ -36,10 +41,16 @@ public:
     };
     std::optional<KnownUser> find(const PhoneNumber& phone);
     std::optional<User> findByToken(std::string_view tokenHash);
-    /// Adds a user with a first session, or neither; none when the number is known already.
+    /// Adds a user with a first session, or neither; none when the number is known already. An empty hash is of no
+    /// password: the user signs in by other means.
     std::optional<User> create(const PhoneNumber& phone, const std::string& passwordHash, std::string_view tokenHash);
     /// Adds a session to a user.
     User openSession(const PhoneNumber& phone, std::string_view tokenHash);
+    /// Remembers that a user has signed in from an address.
+    void addAddress(std::int64_t userId, const std::string& address);
+    bool knowsAddress(const PhoneNumber& phone, const std::string& address);
+    /// Removes a user with all that belongs to them, from the file as well.
+    void remove(std::int64_t userId);
     void setType(std::int64_t userId, std::int64_t type);
     void endSession(std::string_view tokenHash);
 

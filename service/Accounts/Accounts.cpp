@@ -8,15 +8,15 @@ namespace parlowen::service {
 
 namespace {
 
-constexpr std::size_t leastPassword = 6; ///< characters
-constexpr std::size_t longestPassword = 1024;
+using Reason = Refused::Reason;
+
+constexpr std::size_t longestSecret = 1024;
 
 bool isDigits(std::string_view text, std::size_t least, std::size_t most) {
     return text.size() >= least && text.size() <= most &&
            std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-/// Without what people put into numbers to read them more easily.
 std::string bareNumber(std::string text) {
     std::erase_if(text, [](char c) { return c == ' ' || c == '-' || c == '+'; });
     return text;
@@ -27,66 +27,121 @@ std::size_t characters(std::string_view utf8) {
         std::count_if(utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
-std::optional<Refused> problemWith(const PhoneNumber& phone, const std::string& password) {
-    using Reason = Refused::Reason;
+std::optional<Refused> problemWith(const PhoneNumber& phone) {
     if (!isDigits(phone.countryCode, 1, 4))
         return Refused{Reason::Input, "国家/地区代码不正确"};
     if (!isDigits(phone.number, 4, 15))
         return Refused{Reason::Input, "手机号不正确"};
-    if (password.empty() || password.size() > longestPassword)
-        return Refused{Reason::Input, password.empty() ? "密码不能为空" : "密码过长"};
     return std::nullopt;
 }
 
-/// Checked for numbers that have no account, so that the time an answer takes does not tell which ones have.
-const std::string& someHash() {
-    static const std::string hash = hashedPassword(randomToken());
-    return hash;
+std::optional<Refused> problemWith(const Credentials& credentials) {
+    if (auto problem = problemWith(credentials.number()))
+        return problem;
+    if (credentials.secret.empty())
+        return Refused{Reason::Input, "密码或验证码不能为空"};
+    if (credentials.secret.size() > longestSecret)
+        return Refused{Reason::Input, "密码或验证码过长"};
+    return std::nullopt;
 }
+
+Refused tooMany(const char* what, std::chrono::seconds wait) {
+    return {Reason::TooManyFailures, std::string(what) + "，请在 " + std::to_string(wait.count()) + " 秒后再试"};
+}
+
+constexpr const char* manyFailures = "登录失败次数过多";
 
 } // namespace
 
-Accounts::Accounts(Database& database, FailureLimit::Clock clock)
+PhoneNumber Credentials::number() const { return {bareNumber(countryCode), bareNumber(phone)}; }
+
+Accounts::Accounts(Database& database, const LimitClock& clock)
     : store_(database)
-    , limit_(std::move(clock)) {}
+    , limits_(clock)
+    , codes_(clock) {}
+
+SignInTry Accounts::tryOf(const Credentials& credentials) {
+    const PhoneNumber phone = credentials.number();
+    return {nameOf(phone), credentials.address, store_.knowsAddress(phone, credentials.address)};
+}
+
+std::optional<Refused> Accounts::refusal(const Credentials& credentials) {
+    if (auto problem = problemWith(credentials))
+        return problem;
+    const auto wait = limits_.waitFor(tryOf(credentials));
+    return wait.count() > 0 ? std::optional(tooMany(manyFailures, wait)) : std::nullopt;
+}
+
+HashingQueue::Place Accounts::placeOf(const Credentials& credentials) {
+    const SignInTry attempt = tryOf(credentials);
+    return {attempt.address, attempt.number, attempt.fromKnownPlace};
+}
 
 std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials, bool mayCreate) {
-    const PhoneNumber phone{bareNumber(credentials.countryCode), bareNumber(credentials.phone)};
-    if (auto problem = problemWith(phone, credentials.password))
+    if (auto problem = problemWith(credentials))
         return *std::move(problem);
-    const auto wait = limit_.waitFor(phone.countryCode + " " + phone.number);
-    if (wait.count() > 0)
-        return Refused{Refused::Reason::TooManyFailures,
-                       "密码错误次数过多，请在 " + std::to_string(wait.count()) + " 秒后再试"};
+    const SignInTry attempt = tryOf(credentials);
+    if (const auto wait = limits_.begin(attempt); wait.count() > 0)
+        return tooMany(manyFailures, wait);
+    auto outcome = checkPassword(credentials.number(), credentials.secret, mayCreate);
+    if (auto* signedIn = std::get_if<SignedIn>(&outcome))
+        return admitted(attempt, std::move(*signedIn));
+    return outcome;
+}
 
-    auto known = store_.find(phone);
-    if (!known && !mayCreate) {
-        passwordMatches(someHash(), credentials.password);
-        return wrongPassword(phone);
-    }
-    if (!known) {
-        if (characters(credentials.password) < leastPassword)
-            return Refused{Refused::Reason::Input, "首次登录将创建账号，请输入至少6位的密码"};
+/// Hashes once, whatever comes of it.
+std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone, const std::string& password,
+                                                        bool mayCreate) {
+    const auto known = store_.find(phone);
+    const bool longEnough = characters(password) >= leastPassword;
+    if (!known && mayCreate && longEnough) {
         const std::string token = randomToken();
-        if (auto user = store_.create(phone, hashedPassword(credentials.password), hashedToken(token)))
+        if (auto user = store_.create(phone, hashedPassword(password), hashedToken(token)))
             return SignedIn{*std::move(user), token};
-        known = store_.find(phone); // another first sign-in of this number came first
+        return checkPassword(phone, password, false); // another first sign-in of this number came first
     }
-    return known ? checkPassword(phone, *known, credentials.password) : wrongPassword(phone);
+    if (passwordMatches(known ? known->passwordHash : std::string(), password))
+        return newSession(phone);
+    if (!longEnough)
+        return Refused{Reason::Input, "密码不正确，密码至少6位"};
+    return Refused{Reason::WrongPassword, "手机号或密码错误"};
 }
 
-std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone, const AccountStore::KnownUser& known,
-                                                        const std::string& password) {
-    if (!passwordMatches(known.passwordHash, password))
-        return wrongPassword(phone);
-    limit_.succeeded(phone.countryCode + " " + phone.number);
+std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& credentials) {
+    if (auto problem = problemWith(credentials))
+        return *std::move(problem);
+    const SignInTry attempt = tryOf(credentials);
+    if (const auto wait = limits_.begin(attempt); wait.count() > 0)
+        return tooMany(manyFailures, wait);
+    const PhoneNumber phone = credentials.number();
+    if (!codes_.redeem(phone, credentials.secret))
+        return Refused{Reason::WrongCode, "验证码错误或已失效"};
     const std::string token = randomToken();
-    return SignedIn{store_.openSession(phone, hashedToken(token)), token};
+    if (auto created = store_.create(phone, {}, hashedToken(token)))
+        return admitted(attempt, {*std::move(created), token});
+    return admitted(attempt, newSession(phone));
 }
 
-Refused Accounts::wrongPassword(const PhoneNumber& phone) {
-    limit_.failed(phone.countryCode + " " + phone.number);
-    return {Refused::Reason::WrongPassword, "手机号或密码错误"};
+std::variant<std::string, Refused> Accounts::issueCode(const Credentials& credentials) {
+    const PhoneNumber phone = credentials.number();
+    if (auto problem = problemWith(phone))
+        return *std::move(problem);
+    auto code = codes_.issue(phone, credentials.address);
+    if (!code)
+        return tooMany("验证码发送过于频繁", code.error());
+    return *std::move(code);
+}
+
+SignedIn Accounts::admitted(const SignInTry& attempt, SignedIn signedIn) {
+    limits_.succeeded(attempt);
+    if (!attempt.fromKnownPlace && !attempt.address.empty())
+        store_.addAddress(signedIn.user.id, attempt.address);
+    return signedIn;
+}
+
+SignedIn Accounts::newSession(const PhoneNumber& phone) {
+    const std::string token = randomToken();
+    return {store_.openSession(phone, hashedToken(token)), token};
 }
 
 std::optional<User> Accounts::userOf(std::string_view token) {
@@ -102,42 +157,13 @@ bool Accounts::setType(std::string_view token, std::int64_t type) {
 
 void Accounts::signOut(std::string_view token) { store_.endSession(hashedToken(token)); }
 
-FailureLimit::FailureLimit(Clock clock)
-    : clock_(std::move(clock)) {}
-
-std::chrono::seconds FailureLimit::waitFor(const std::string& name) {
-    const std::lock_guard lock(mutex_);
-    const auto known = failures_.find(name);
-    if (known == failures_.end() || known->second.count < freeFailures)
-        return {};
-    const auto left = known->second.last + pause - clock_();
-    return std::max(std::chrono::ceil<std::chrono::seconds>(left), std::chrono::seconds(0));
-}
-
-void FailureLimit::failed(const std::string& name) {
-    const std::lock_guard lock(mutex_);
-    const TimePoint now = clock_();
-    if (!failures_.contains(name))
-        makeRoom(now);
-    Failures& failures = failures_[name];
-    failures.count = now - failures.last > memory ? 1 : failures.count + 1;
-    failures.last = now;
-}
-
-void FailureLimit::succeeded(const std::string& name) {
-    const std::lock_guard lock(mutex_);
-    failures_.erase(name);
-}
-
-void FailureLimit::makeRoom(TimePoint now) {
-    if (failures_.size() < names)
-        return;
-    std::erase_if(failures_, [now](const auto& entry) { return now - entry.second.last > memory; });
-    if (failures_.size() < names)
-        return;
-    failures_.erase(std::min_element(failures_.begin(), failures_.end(), [](const auto& left, const auto& right) {
-        return left.second.last < right.second.last;
-    }));
+std::optional<User> Accounts::remove(std::string_view token) {
+    auto user = userOf(token);
+    if (user) {
+        store_.remove(user->id);
+        codes_.forget(user->phone);
+    }
+    return user;
 }
 
 } // namespace parlowen::service

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "AccountStore.h"
+#include "HashingQueue.h"
+#include "LoginCodes.h"
+#include "SignInLimits.h"
 
-#include <chrono>
-#include <functional>
-#include <map>
-#include <mutex>
 #include <variant>
 
 namespace parlowen::service {
@@ -14,7 +13,11 @@ namespace parlowen::service {
 struct Credentials {
     std::string countryCode;
     std::string phone;
-    std::string password;
+    std::string secret;       ///< a password, or a login code
+    std::string address = {}; ///< of the peer
+
+    /// The number without what people put into one to read it more easily.
+    PhoneNumber number() const;
 };
 
 struct SignedIn {
@@ -23,50 +26,34 @@ struct SignedIn {
 };
 
 struct Refused {
-    enum class Reason { Input = 1001, WrongPassword = 1002, TooManyFailures = 1003 };
+    enum class Reason { Input = 1001, WrongPassword = 1002, TooManyFailures = 1003, WrongCode = 1005 };
     Reason reason; ///< its number is the reply's code
     std::string message;
 };
 
-/// Slows down guessing: after a few failures in a row, the same name has to wait. Keeps little and forgets.
-/// Thread-safe.
-class FailureLimit {
-public:
-    using TimePoint = std::chrono::steady_clock::time_point;
-    using Clock = std::function<TimePoint()>;
-
-    static constexpr int freeFailures = 5;
-    static constexpr std::chrono::seconds pause{60};
-    static constexpr std::chrono::minutes memory{15}; ///< a name without a failure for that long begins anew
-    static constexpr std::size_t names = 10'000;      ///< beyond these the one that failed longest ago is forgotten
-
-    explicit FailureLimit(Clock clock = std::chrono::steady_clock::now);
-
-    /// How long the name has to wait before its next try; 0 when it may try now.
-    std::chrono::seconds waitFor(const std::string& name);
-    void failed(const std::string& name);
-    void succeeded(const std::string& name);
-
-private:
-    struct Failures {
-        int count = 0;
-        TimePoint last;
-    };
-    void makeRoom(TimePoint now);
-
-    Clock clock_;
-    std::mutex mutex_;
-    std::map<std::string, Failures> failures_;
-};
-
-/// Sign-in by password and random bearer tokens. Thread-safe.
+/// Sign-in by password or code, and random bearer tokens. What is told of a refused sign-in, and the work it takes, are
+/// the same for known and unknown numbers. Thread-safe.
 class Accounts {
 public:
-    explicit Accounts(Database& database, FailureLimit::Clock clock = std::chrono::steady_clock::now);
+    static constexpr std::size_t leastPassword = 6; ///< characters
 
+    explicit Accounts(Database& database, const LimitClock& clock = std::chrono::steady_clock::now);
+
+    /// Why a sign-in is refused at once, before anything is hashed for it. Throws StoreError.
+    std::optional<Refused> refusal(const Credentials& credentials);
+    /// Where the hashing for a sign-in waits. Throws StoreError.
+    HashingQueue::Place placeOf(const Credentials& credentials);
     /// Signs in; where `mayCreate` is set, a number that is not known yet gets its account by this. Blocks for the
     /// hashing. Throws StoreError.
     std::variant<SignedIn, Refused> signIn(const Credentials& credentials, bool mayCreate);
+    /// Signs in by a code that was sent to the number, which proves whose it is: a number that is not known yet gets
+    /// its account. Throws StoreError.
+    std::variant<SignedIn, Refused> signInByCode(const Credentials& credentials);
+    /// A code to send to a number.
+    std::variant<std::string, Refused> issueCode(const Credentials& credentials);
+    /// What was issued did not reach the number.
+    void forgetCode(const PhoneNumber& phone) { codes_.forget(phone); }
+
     /// The user that a token stands for. Throws StoreError.
     std::optional<User> userOf(std::string_view token);
     /// Keeps the type of interviews that the token's user prepares for: 1 to 3. False when the token stands for nobody.
@@ -74,14 +61,20 @@ public:
     bool setType(std::string_view token, std::int64_t type);
     /// Makes a token worthless. Throws StoreError.
     void signOut(std::string_view token);
+    /// Deletes the token's user with all that the database holds of them; gives whose account it was. Throws
+    /// StoreError.
+    std::optional<User> remove(std::string_view token);
 
 private:
-    std::variant<SignedIn, Refused> checkPassword(const PhoneNumber& phone, const AccountStore::KnownUser& known,
-                                                  const std::string& password);
-    Refused wrongPassword(const PhoneNumber& phone);
+    SignInTry tryOf(const Credentials& credentials);
+    std::variant<SignedIn, Refused> checkPassword(const PhoneNumber& phone, const std::string& password,
+                                                  bool mayCreate);
+    SignedIn admitted(const SignInTry& attempt, SignedIn signedIn);
+    SignedIn newSession(const PhoneNumber& phone);
 
     AccountStore store_;
-    FailureLimit limit_;
+    SignInLimits limits_;
+    LoginCodes codes_;
 };
 
 } // namespace parlowen::service

@@ -31,6 +31,7 @@ public:
         const std::string lines = text == endMark ? event("@") + event("@") : event(text);
         co_return co_await events_.send(lines);
     }
+    void whenGone(std::function<void()> act) override { events_.whenGone(std::move(act)); }
 
 private:
     EventStream& events_;
@@ -68,24 +69,23 @@ struct Asked {
     boost::asio::any_io_executor workers;
 };
 
-/// A résumé that cannot be looked up leaves the answer without quotations.
-std::vector<std::string> quotesFor(const Asked& asked, const QuoteSource& quotes) {
+/// What cannot be looked up stays out of the answer.
+void fillIn(Asked& asked, const QuestionFiller& fill) {
     try {
-        return quotes(asked.token, asked.question.text);
+        fill(asked.token, asked.question);
     } catch (const std::exception& problem) {
-        logLine(std::string("quotations: ") + problem.what());
-        return {};
+        logLine(std::string("question: ") + problem.what());
     }
 }
 
-asio::awaitable<void> stream(AnswerSource& source, Asked asked, const QuoteSource& quotes, EventStream& events) {
+asio::awaitable<void> stream(AnswerSource& source, Asked asked, const QuestionFiller& fill, EventStream& events) {
     EventSink sink(events);
     if (asked.question.text.empty()) {
         co_await sink.piece("没有收到问题内容。");
     } else {
-        if (quotes) {
-            auto look = [&] { return quotesFor(asked, quotes); };
-            asked.question.quotes = co_await onWorker(asked.workers, std::move(look));
+        if (fill) {
+            auto look = [&] { fillIn(asked, fill); };
+            co_await onWorker(asked.workers, std::move(look));
         }
         co_await answer(source, asked.question, sink);
     }
@@ -95,15 +95,15 @@ asio::awaitable<void> stream(AnswerSource& source, Asked asked, const QuoteSourc
 
 } // namespace
 
-void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuoteSource quotes) {
+void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuestionFiller fill) {
     const auto handle =
-        [&source, quotes = std::move(quotes)](const HttpRequest& request) -> std::variant<EventSource, HttpResponse> {
+        [&source, fill = std::move(fill)](const HttpRequest& request) -> std::variant<EventSource, HttpResponse> {
         const auto body = jsonObject(request.body());
         if (!body)
             return badRequest();
         Asked asked{questionFrom(*body), std::string(request.bearerToken()), request.origin.workers};
-        return [&source, &quotes, asked = std::move(asked)](EventStream& events) {
-            return stream(source, asked, quotes, events);
+        return [&source, &fill, asked = std::move(asked)](EventStream& events) {
+            return stream(source, asked, fill, events);
         };
     };
     router.stream(verb::post, apiPath("/ai/meeting"), handle, {.right = std::move(signedInOnly)});

@@ -7,11 +7,12 @@
 
 namespace parlowen::service {
 
-/// The lines of the résumé of a sign-in token's user that bear on a question, verbatim. Called on a worker thread.
-using QuoteSource = std::function<std::vector<std::string>(std::string_view token, std::string_view question)>;
+/// Adds what is known of the sign-in token's user to a question: the account, the résumé's lines that bear on it, what
+/// was asked before. Called on a worker thread.
+using QuestionFiller = std::function<void(std::string_view token, Question&)>;
 
 /// The answer stream: lines of `data: {"data":{"content":"…"}}`, each followed by an empty one, the last content "@@".
-/// `source` outlives the server. Without `quotes` no question has any.
-void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuoteSource quotes = {});
+/// `source` outlives the server. Without `fill` questions stay as they are sent.
+void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuestionFiller fill = {});
 
 } // namespace parlowen::service

@@ -2,11 +2,18 @@
 
 #include <boost/asio/awaitable.hpp>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace parlowen::service {
+
+/// What was asked before in an interview, and what was answered.
+struct Exchange {
+    std::string asked;
+    std::string answered;
+};
 
 /// What is asked, as the application sends it.
 struct Question {
@@ -15,7 +22,9 @@ struct Question {
     std::string position = {}; ///< that the candidate interviews for; may be empty
     std::string originalLanguage = {};
     std::string translationLanguage = {};
+    std::int64_t account = 0;             ///< of the candidate; 0: unknown
     std::vector<std::string> quotes = {}; ///< lines of the candidate's résumé that bear on it, the best first, verbatim
+    std::vector<Exchange> earlier = {};   ///< of this interview, the oldest first
 };
 
 /// Takes an answer while it grows. After a false nobody reads any more, and the source returns.
@@ -24,6 +33,8 @@ public:
     virtual ~AnswerSink() = default;
     /// Passes a piece on at once.
     virtual boost::asio::awaitable<bool> piece(std::string_view text) = 0;
+    /// Has that called as soon as nobody reads any more, on the executor of the answer.
+    virtual void whenGone(std::function<void()> act) = 0;
 };
 
 /// Where answers come from. One source serves all questions, several at the same time.

@@ -4,12 +4,14 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <ranges>
 
 namespace parlowen::service {
 
 namespace {
 
 constexpr std::int64_t detailedType = 2;
+constexpr std::size_t mostQuotes = 3;
 
 struct Wording {
     std::string_view heading; ///< with the kind's title
@@ -56,7 +58,7 @@ std::string numberedPoints(const OutlineText& text, const Wording& wording, bool
 /// Nothing where there are none. The résumé's words stay as they are.
 std::string quotations(const std::vector<std::string>& quotes, const Wording& wording) {
     std::string lines(quotes.empty() ? std::string_view() : wording.quotes);
-    for (const std::string& quote : quotes)
+    for (const std::string& quote : quotes | std::views::take(mostQuotes))
         lines.append(replaced(std::string(wording.quoted), "{quote}", quote));
     return lines;
 }

@@ -69,20 +69,25 @@ asio::awaitable<void> fill(const EventSource& source, const HttpRequest& request
     }
 }
 
+/// `Stream` is a TlsStream, or a beast::tcp_stream for plain HTTP.
+template<typename Stream>
 class Connection {
 public:
-    Connection(ConnectionContext& context, asio::ip::tcp::socket socket, asio::ip::address peer)
+    static constexpr bool isTls = std::is_same_v<Stream, TlsStream>;
+
+    Connection(ConnectionContext& context, Stream stream, asio::ip::address peer)
         : context_(context)
         , limits_(context.limits)
         , peer_(std::move(peer))
-        , stream_(beast::tcp_stream(std::move(socket)), context.tls)
+        , stream_(std::move(stream))
         , buffer_(limits_.headerBytes + 1024) {}
 
     asio::awaitable<void> run() {
         error_code failed;
         limitTo(limits_.handshake);
-        co_await stream_.async_handshake(asio::ssl::stream_base::server,
-                                         asio::redirect_error(asio::use_awaitable, failed));
+        if constexpr (isTls)
+            co_await stream_.async_handshake(asio::ssl::stream_base::server,
+                                             asio::redirect_error(asio::use_awaitable, failed));
         bool open = !failed;
         while (open)
             open = co_await serveOne();
@@ -146,6 +151,13 @@ private:
             request.sink.reset(); // what it holds is gone when the client learns the end
             co_return co_await respond(request.raw, std::move(response));
         }
+        if constexpr (isTls)
+            co_return co_await dispatchStream(request, route);
+        else
+            co_return co_await respond(request.raw, notFound()); // plain HTTP has pages alone
+    }
+
+    asio::awaitable<bool> dispatchStream(HttpRequest& request, const Router::Route& route) {
         if (const auto* handler = std::get_if<StreamHandler>(&route.handler)) {
             auto reply = loggingFailures(request, [&] { return (*handler)(request); });
             const auto* source = reply ? std::get_if<EventSource>(&*reply) : nullptr;
@@ -285,13 +297,17 @@ private:
     asio::awaitable<void> close() {
         error_code ignored;
         limitTo(closingTime);
-        co_await stream_.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
+        if constexpr (isTls)
+            co_await stream_.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
+        else
+            beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
+        co_return;
     }
 
     ConnectionContext& context_;
     const ServerLimits& limits_;
     const asio::ip::address peer_;
-    TlsStream stream_;
+    Stream stream_;
     beast::flat_buffer buffer_;
 };
 
@@ -303,8 +319,14 @@ asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp:
     if (gone)
         co_return;
     try {
-        Connection connection(context, std::move(socket), peer.address());
-        co_await connection.run();
+        beast::tcp_stream plain(std::move(socket));
+        if (context.tls) {
+            Connection connection(context, TlsStream(std::move(plain), *context.tls), peer.address());
+            co_await connection.run();
+        } else {
+            Connection connection(context, std::move(plain), peer.address());
+            co_await connection.run();
+        }
     } catch (const std::exception& problem) {
         logLine(std::string("connection: ") + problem.what());
     }

@@ -4,6 +4,7 @@
 #include "Server.h"
 
 #include <boost/asio/ip/tcp.hpp>
+#include <optional>
 
 namespace parlowen::service {
 
@@ -11,12 +12,12 @@ namespace parlowen::service {
 struct ConnectionContext {
     const ServerLimits limits;
     const Router router;
-    boost::asio::ssl::context tls;
+    std::optional<boost::asio::ssl::context> tls; ///< none: plain HTTP
     boost::asio::any_io_executor workers;
     boost::asio::any_io_executor slowWorkers;
 };
 
-/// Serves one client from its TLS handshake to its end. Never throws.
+/// Serves one client from its TLS handshake, where there is one, to its end. Never throws.
 boost::asio::awaitable<void> serveConnection(ConnectionContext& context, boost::asio::ip::tcp::socket socket);
 
 } // namespace parlowen::service

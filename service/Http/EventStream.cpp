@@ -7,6 +7,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <cstdio>
+#include <utility>
 
 namespace parlowen::service {
 
@@ -55,6 +56,14 @@ void EventStream::unlockWriting() {
 void EventStream::clientWent() {
     gone_ = true;
     quiet_.cancel();
+    if (const auto act = std::exchange(whenGone_, nullptr))
+        act();
+}
+
+void EventStream::whenGone(std::function<void()> act) {
+    whenGone_ = std::move(act);
+    if (gone_)
+        clientWent();
 }
 
 asio::awaitable<void> EventStream::write(std::string bytes) {

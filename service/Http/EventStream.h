@@ -5,6 +5,7 @@
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -33,6 +34,8 @@ public:
     /// Sends bytes at once; false when the client has gone away.
     boost::asio::awaitable<bool> send(std::string_view bytes);
     bool clientGone() const { return gone_; }
+    /// Has that called once when the client goes; at once where it has gone.
+    void whenGone(std::function<void()> act);
     /// Sends the last chunk and closes the connection.
     boost::asio::awaitable<void> end();
 
@@ -49,6 +52,7 @@ private:
     const Limits limits_;
     const bool chunked_;
     bool gone_ = false;
+    std::function<void()> whenGone_;
     bool writing_ = false;
     bool ending_ = false;
     int tasks_ = 0;

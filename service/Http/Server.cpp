@@ -95,7 +95,7 @@ asio::awaitable<void> serveInPlace(ConnectionContext& context, tcp::socket socke
 } // namespace
 
 struct Server::Core {
-    Core(Options serverOptions, asio::ssl::context tls, Router router)
+    Core(Options serverOptions, std::optional<asio::ssl::context> tls, Router router)
         : options(std::move(serverOptions))
         , workers(workerThreads)
         , slowWorkers(workerThreads)
@@ -155,7 +155,7 @@ asio::awaitable<void> Server::Core::acceptAll() {
     }
 }
 
-Server::Server(Options options, asio::ssl::context tls, Router router)
+Server::Server(Options options, std::optional<asio::ssl::context> tls, Router router)
     : core_(std::make_unique<Core>(std::move(options), std::move(tls), std::move(router))) {}
 
 Server::~Server() { stop(); }

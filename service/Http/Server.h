@@ -22,7 +22,8 @@ struct ServerLimits {
     std::chrono::milliseconds streamComment{15'000}; ///< how long an event stream is quiet before a comment goes out
 };
 
-/// The HTTPS server: connections run as coroutines, each on a strand of a few threads.
+/// The HTTPS server, or without TLS one for pages in plain HTTP: connections run as coroutines, each on a strand of a
+/// few threads.
 class Server {
 public:
     struct Options {
@@ -32,7 +33,7 @@ public:
         ServerLimits limits = {};
     };
 
-    Server(Options options, boost::asio::ssl::context tls, Router router);
+    Server(Options options, std::optional<boost::asio::ssl::context> tls, Router router);
     ~Server(); ///< stops
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

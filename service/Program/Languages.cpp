@@ -1,12 +1,10 @@
 #include "Languages.h"
 
+#include "ChineseOrder.h"
+
 #include <algorithm>
-#include <memory>
-#include <stdexcept>
 #include <tuple>
-#include <unicode/coll.h>
 #include <unicode/locid.h>
-#include <unicode/translit.h>
 
 namespace parlowen::service {
 
@@ -49,11 +47,6 @@ constexpr Known known[] = {
     {137, "en-IN", "en"},
 };
 
-void require(UErrorCode status, const char* what) {
-    if (U_FAILURE(status))
-        throw std::runtime_error(std::string("ICU has no ") + what + ": " + u_errorName(status));
-}
-
 /// FNV-1a, so that a language without an entry has a number of its own that stays.
 int numberOf(std::string_view key) {
     std::uint32_t hash = 2'166'136'261U;
@@ -71,13 +64,6 @@ std::string chineseName(const std::string& locale) {
     return U_FAILURE(status) || text.empty() ? locale : text;
 }
 
-std::string firstLetter(const icu::Transliterator& pinyin, const std::string& name) {
-    auto letters = icu::UnicodeString::fromUTF8(name);
-    pinyin.transliterate(letters);
-    const char16_t first = letters.isEmpty() ? u'#' : letters.charAt(0);
-    return first >= u'A' && first <= u'Z' ? std::string(1, static_cast<char>(first)) : "#";
-}
-
 Language languageOf(const std::string& key, std::string_view Known::*keyField) {
     const auto* found =
         std::find_if(std::begin(known), std::end(known), [&](const Known& entry) { return entry.*keyField == key; });
@@ -92,25 +78,15 @@ Language languageOf(const std::string& key, std::string_view Known::*keyField) {
 }
 
 std::vector<Language> listed(const std::vector<std::string>& keys, std::string_view Known::*keyField) {
-    UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<icu::Transliterator> pinyin(
-        icu::Transliterator::createInstance("Han-Latin; Latin-ASCII; Upper", UTRANS_FORWARD, status));
-    require(status, "transliteration of Chinese");
-    const std::unique_ptr<icu::Collator> order(icu::Collator::createInstance(icu::Locale::getChina(), status));
-    require(status, "Chinese order");
-
+    const ChineseOrder order;
     std::vector<Language> list;
     for (const std::string& key : keys) {
         Language language = languageOf(key, keyField);
-        language.letters = firstLetter(*pinyin, language.name);
+        language.letters = order.firstLetter(language.name);
         list.push_back(std::move(language));
     }
-    std::sort(list.begin(), list.end(), [&order](const Language& left, const Language& right) {
-        if (left.letters != right.letters)
-            return left.letters < right.letters;
-        UErrorCode failed = U_ZERO_ERROR;
-        return order->compareUTF8(left.name, right.name, failed) == UCOL_LESS;
-    });
+    std::sort(list.begin(), list.end(),
+              [&order](const Language& left, const Language& right) { return order.less(left.name, right.name); });
     return list;
 }
 

@@ -15,7 +15,7 @@ struct Language {
     std::string letters; ///< the first letter of the name, of a Chinese one in pinyin; "#" for none
 };
 
-/// What is heard under those locales, ordered by letters and then as a Chinese dictionary has the names.
+/// What is heard under those locales, ordered as a Chinese dictionary has the names: by pinyin.
 std::vector<Language> spokenLanguages(const std::vector<std::string>& locales);
 /// What is translated into under those codes, ordered likewise. A code of several locales goes by its first one.
 std::vector<Language> targetLanguages(const std::vector<std::string>& codes);

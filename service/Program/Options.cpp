@@ -1,10 +1,14 @@
 #include "Options.h"
 
+#include "AnswerOptions.h"
+
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options.hpp>
 #include <charconv>
 #include <cstdlib>
+#include <fstream>
 #include <optional>
+#include <set>
 #include <sstream>
 
 namespace parlowen::service {
@@ -14,6 +18,7 @@ namespace {
 namespace po = boost::program_options;
 
 constexpr const char* usualListen = "127.0.0.1:47615";
+constexpr const char* usualCaptchaListen = "127.0.0.1:47616";
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
@@ -29,26 +34,34 @@ std::optional<std::uint16_t> parsePort(std::string_view text) {
 }
 
 /// "127.0.0.1:8443", "[::1]:0", "localhost:0"; an error text, or none.
-std::optional<std::string> parseListen(const std::string& text, ServiceOptions& options) {
+std::optional<std::string> parseListen(const char* option, const std::string& text, std::string& address,
+                                       std::uint16_t& port) {
     const auto colon = text.rfind(':');
-    const auto port = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
-    if (!port)
-        return "--listen takes ADDRESS:PORT, not \"" + text + "\"";
+    const auto parsed = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
+    if (!parsed)
+        return std::string(option) + " takes ADDRESS:PORT, not \"" + text + "\"";
     std::string host = text.substr(0, colon);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
     if (host == "localhost")
         host = "127.0.0.1";
     boost::system::error_code invalid;
-    const auto address = boost::asio::ip::make_address(host, invalid);
+    const auto parsedHost = boost::asio::ip::make_address(host, invalid);
     if (invalid)
         return "\"" + host + "\" is no IP address";
-    if (!address.is_loopback())
+    if (!parsedHost.is_loopback())
         return host + " is no loopback address: whoever reaches the service may make an account, so it serves this "
                       "machine alone";
-    options.address = host;
-    options.port = *port;
+    address = host;
+    port = *parsed;
     return std::nullopt;
+}
+
+std::optional<std::string> parseLoginMethod(const std::string& text, ServiceOptions& options) {
+    options.loginByCode = text == "code";
+    if (text == "code" || text == "password")
+        return std::nullopt;
+    return "--login-method takes password or code, not \"" + text + "\"";
 }
 
 std::optional<std::string> parseData(const std::string& text, ServiceOptions& options) {
@@ -60,27 +73,118 @@ std::optional<std::string> parseData(const std::string& text, ServiceOptions& op
     return std::nullopt;
 }
 
-/// All options, their values stored in `options`; the two that are checked in the texts.
-po::options_description description(ServiceOptions& options, std::string& listen, std::string& data) {
+/// What the options are stored in before they are checked.
+struct RawOptions {
+    std::string listen;
+    std::string captchaListen;
+    std::string loginMethod;
+    std::string data;
+    std::string config;
+    std::string question;
+    std::string resume;
+    AnswerOptions answers;
+};
+
+/// The options of arguments alone; the simple ones are stored in `options`.
+po::options_description description(ServiceOptions& options, RawOptions& raw) {
     constexpr unsigned lineLength = 110;
     po::options_description all("Options", lineLength);
     const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
     // clang-format off
     all.add_options()
-        ("listen", text(listen, "ADDRESS:PORT")->default_value(usualListen),
+        ("listen", text(raw.listen, "ADDRESS:PORT")->default_value(usualListen),
          "where to listen; a loopback address, port 0 for any free one")
-        ("data", text(data, "DIR")->default_value(defaultDataDirectory().string()),
+        ("data", text(raw.data, "DIR")->default_value(defaultDataDirectory().string()),
          "where accounts and certificates are kept")
         ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
+        ("login-method", text(raw.loginMethod, "METHOD")->default_value("password"),
+         "how users sign in: password, or code (sent to the phone)")
+        ("captcha-listen", text(raw.captchaListen, "ADDRESS:PORT")->default_value(usualCaptchaListen),
+         "where the captcha's page is, in plain HTTP, when users sign in by code")
+        ("sms-command", text(options.smsCommand, "COMMAND"),
+         "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
+        ("contact", text(options.contact, "TEXT"), "what the QR code for support says, such as an address")
         ("models", po::bool_switch(&options.models), "list the speech models: what is here, what can be fetched")
         ("get-model", text(options.getModel, "NAME"), "fetch a speech model of that list, or go on with it")
         ("mirror", text(options.mirror, "ADDRESS"), "where to fetch it from, instead of its makers' place")
         ("catalogue", po::value<std::string>()->value_name("FILE"),
          "list of models that can be fetched, instead of the built-in one")
+        ("config", text(raw.config, "FILE"), "the configuration file, instead of the usual one")
+        ("check-config", po::bool_switch(&options.checkConfig), "say what is wrong with it, and where")
+        ("print-config", po::bool_switch(&options.printConfig), "print one with every option")
+        ("print-prompt", text(raw.question, "QUESTION"), "print what the language model would be sent for a question")
+        ("resume", text(raw.resume, "FILE"), "with --print-prompt: a resume's text")
+        ("check-answers", po::bool_switch(&options.checkAnswers), "ask the language model a question, with the times")
         ("help", po::bool_switch(&options.help), "show this text")
         ("version", po::bool_switch(&options.version), "show the version");
     // clang-format on
     return all;
+}
+
+std::string inFile(const std::filesystem::path& file, const std::string& optionOrLine, const std::string& text) {
+    return file.string() + ":" + std::to_string(lineOf(file, optionOrLine)) + ": " + text;
+}
+
+/// The options of the configuration file that arguments do not name; what is wrong with it, or none.
+std::optional<std::string> readConfig(const std::filesystem::path& file, const po::options_description& known,
+                                      po::variables_map& values) {
+    std::ifstream stream(file);
+    try {
+        po::store(po::parse_config_file(stream, known), values);
+    } catch (const po::unknown_option& problem) {
+        return inFile(file, problem.get_option_name(), "there is no option " + problem.get_option_name());
+    } catch (const po::invalid_config_file_syntax& problem) {
+        return inFile(file, problem.tokens(), "\"" + problem.tokens() + "\" is not NAME = VALUE");
+    } catch (const po::error_with_option_name& problem) {
+        const std::string name = problem.get_option_name();
+        return inFile(file, name.substr(std::min(name.find_first_not_of('-'), name.size())), problem.what());
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> parseAll(const std::vector<std::string>& arguments, ServiceOptions& options) {
+    constexpr int style = po::command_line_style::allow_long | po::command_line_style::long_allow_next |
+                          po::command_line_style::long_allow_adjacent;
+    RawOptions raw;
+    const auto answers = raw.answers.description();
+    auto all = description(options, raw);
+    all.add(answers);
+    po::variables_map values;
+    po::store(po::command_line_parser(arguments).options(all).positional({}).style(style).run(), values);
+    const bool isNamed = values.count("config") > 0;
+    options.config = isNamed ? std::filesystem::path(values["config"].as<std::string>()) : defaultConfigFile();
+    const auto isGiven = [&values](const std::string& name) {
+        return values.count(name) > 0 && !values[name].defaulted();
+    };
+    std::set<std::string> given;
+    for (const auto& option : answers.options())
+        if (isGiven(option->long_name()))
+            given.insert(option->long_name());
+    std::error_code unknown;
+    if (std::filesystem::exists(options.config, unknown)) {
+        if (auto problem = readConfig(options.config, answers, values))
+            return problem;
+    } else if (isNamed) {
+        return "there is no file " + options.config.string();
+    }
+    po::notify(values);
+    if (values.count("catalogue") > 0)
+        options.catalogue = values["catalogue"].as<std::string>();
+    if (values.count("print-prompt") > 0)
+        options.printPrompt = raw.question;
+    options.resume = raw.resume;
+    if (const auto problem = raw.answers.apply(options.chat, options.chatLimits)) {
+        const std::string text = problem->option + ": " + problem->text;
+        return given.contains(problem->option) || lineOf(options.config, problem->option) == 0
+                   ? text
+                   : inFile(options.config, problem->option, text);
+    }
+    auto problem = parseListen("--listen", raw.listen, options.address, options.port);
+    if (!problem)
+        problem = parseListen("--captcha-listen", raw.captchaListen, options.captchaAddress, options.captchaPort);
+    if (!problem)
+        problem = parseLoginMethod(raw.loginMethod, options);
+    return problem ? problem : parseData(raw.data, options);
 }
 
 } // namespace
@@ -93,39 +197,33 @@ std::filesystem::path defaultDataDirectory() {
     return (home.is_absolute() ? home : std::filesystem::current_path()) / ".local" / "share" / "parlowen-service";
 }
 
+std::filesystem::path defaultConfigFile() {
+    const std::filesystem::path config = environment("XDG_CONFIG_HOME");
+    const std::filesystem::path home = environment("HOME");
+    const auto usual = (home.is_absolute() ? home : std::filesystem::current_path()) / ".config";
+    return (config.is_absolute() ? config : usual) / "parlowen" / "service.conf";
+}
+
 tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments) {
     ServiceOptions options;
-    std::string listen;
-    std::string data;
     try {
-        constexpr int style = po::command_line_style::allow_long | po::command_line_style::long_allow_next |
-                              po::command_line_style::long_allow_adjacent;
-        const auto all = description(options, listen, data);
-        po::variables_map values;
-        po::store(po::command_line_parser(arguments).options(all).positional({}).style(style).run(), values);
-        po::notify(values);
-        if (values.count("catalogue") > 0)
-            options.catalogue = values["catalogue"].as<std::string>();
+        if (auto problem = parseAll(arguments, options))
+            return tl::unexpected(*std::move(problem));
     } catch (const po::error& problem) {
         return tl::unexpected(std::string(problem.what()));
     }
-    auto problem = parseListen(listen, options);
-    if (!problem)
-        problem = parseData(data, options);
-    if (problem)
-        return tl::unexpected(*std::move(problem));
     return options;
 }
 
 std::string usage() {
     ServiceOptions options;
-    std::string listen;
-    std::string data;
+    RawOptions raw;
     std::ostringstream text;
     text << "Usage: parlowen-service [options]\n\n"
             "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n\n"
-         << description(options, listen, data)
-         << "\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
+         << description(options, raw) << "\n"
+         << raw.answers.description() << "\nThe configuration file is " << defaultConfigFile().string()
+         << ".\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
             "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use.\n";
     return text.str();
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Chat/ChatAnswers.h"
+
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <tl/expected.hpp>
 #include <vector>
@@ -13,16 +16,33 @@ struct ServiceOptions {
     std::uint16_t port = 47'615;       ///< 0: any free one
     std::filesystem::path data;        ///< absolute
     bool exitWithStdin = false;
-    bool models = false;             ///< list the speech models and end
-    std::string getModel;            ///< name of one to fetch; empty: none
-    std::string mirror;              ///< address to fetch from; empty: the catalogue's
-    std::filesystem::path catalogue; ///< empty: the one that is built in
+    bool loginByCode = false;                 ///< instead of by password
+    std::string captchaAddress = "127.0.0.1"; ///< a loopback address, for the captcha's page in plain HTTP
+    std::uint16_t captchaPort = 47'616;       ///< 0: any free one
+    std::string smsCommand;                   ///< brings codes to phones; empty: they are shown on the console
+    std::string contact;                      ///< text of the QR code that leads to support; empty: none
+    bool models = false;                      ///< list the speech models and end
+    std::string getModel;                     ///< name of one to fetch; empty: none
+    std::string mirror;                       ///< address to fetch from; empty: the catalogue's
+    std::filesystem::path catalogue;          ///< empty: the one that is built in
+    ChatEndpoint chat;                        ///< without an address: outlines
+    ChatAnswers::Limits chatLimits;
+    std::filesystem::path config;           ///< the file that was read, or would have been
+    bool checkConfig = false;               ///< only say what is wrong with it and end
+    bool printConfig = false;               ///< print a file with every option and end
+    bool checkAnswers = false;              ///< ask the language model something and end
+    std::optional<std::string> printPrompt; ///< print what would be sent for that question and end
+    std::filesystem::path resume;           ///< a text file for that prompt; empty: none
     bool help = false;
     bool version = false;
 };
 
-/// What the arguments (without the program's name) ask for, or what is wrong with them, in one line.
+/// What the arguments (without the program's name) and the configuration file ask for, or what is wrong with them, in
+/// one line, for the file with its name and the number of the line. An argument goes before the file.
 tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::string>& arguments);
+
+/// `parlowen/service.conf` under the XDG configuration directory.
+std::filesystem::path defaultConfigFile();
 
 /// `parlowen-service` under the XDG data directory.
 std::filesystem::path defaultDataDirectory();

@@ -1,7 +1,9 @@
 #include "OtherRoutes.h"
 
+#include "Countries.h"
 #include "Http/Workers.h"
 #include "Languages.h"
+#include "Pictures/QrCode.h"
 
 #include <algorithm>
 
@@ -46,6 +48,8 @@ bool isHost(std::string_view text) {
     });
 }
 
+HttpResponse noHost() { return badRequest("缺少有效的 Host 请求头"); }
+
 /// "0.1.0" as 100, two digits a part.
 int buildNumber(std::string_view version) {
     int build = 0;
@@ -78,7 +82,7 @@ void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, con
                  plain([issue = std::move(issue)](const HttpRequest& request) {
                      const std::string host(request.header("Host"));
                      if (!isHost(host))
-                         return badRequest("缺少有效的 Host 请求头");
+                         return noHost();
                      return success({{"token", issue()}, {"area", "wss://" + host}});
                  }),
                  {.right = signedInOnly});
@@ -96,16 +100,30 @@ void addVersionRoute(Router& router) {
                  plain([version](const HttpRequest&) { return success(version); }));
 }
 
-void addMissingRoutes(Router& router, const Guard& signedInOnly) {
-    const auto missing = [&router](verb method, std::string_view path, const char* message, const Guard& guard) {
-        router.route(method, apiPath(path),
-                     plain([message](const HttpRequest&) { return failure(notOffered, message); }), {.right = guard});
-    };
-    missing(verb::post, "/user/send_sms_code", "本服务不支持短信验证码，请使用密码登录", {});
-    missing(verb::post, "/user/login", "本服务不支持短信验证码，请使用密码登录", {});
-    missing(verb::get, "/country/list", "本服务暂不提供国家列表", {});
-    missing(verb::get, "/operation/contact", "本服务暂不提供客服联系方式", {});
-    missing(verb::post, "/user/logoff", "本服务暂不支持注销账号", signedInOnly);
+void addCountryRoute(Router& router) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const Country& country : countries())
+        list.push_back({{"code", country.region},
+                        {"name_en", country.englishName},
+                        {"country_code", country.diallingCode},
+                        {"first_letters", country.firstLetter},
+                        {"name_zn", country.chineseName}});
+    router.route(verb::get, apiPath("/country/list"),
+                 plain([reply = success(list)](const HttpRequest&) { return reply; }));
+}
+
+void addContactRoutes(Router& router, const std::string& text) {
+    const std::string picturePath = apiPath("/operation/contact.png");
+    if (!text.empty())
+        router.route(verb::get, picturePath, plain([png = toPng(qrCode(text))](const HttpRequest&) {
+                         return HttpResponse{.body = png, .contentType = "image/png"};
+                     }));
+    router.route(verb::get, apiPath("/operation/contact"), plain([text, picturePath](const HttpRequest& request) {
+                     const std::string host(request.header("Host"));
+                     if (text.empty())
+                         return failure(notOffered, "本服务没有设置客服联系方式");
+                     return isHost(host) ? success("https://" + host + picturePath) : noHost();
+                 }));
 }
 
 } // namespace parlowen::service

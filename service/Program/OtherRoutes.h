@@ -28,7 +28,11 @@ void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, con
 /// The newest version, which is this one.
 void addVersionRoute(Router& router);
 
-/// Paths that clients know and this service does not offer yet: a code that is not 0, and why.
-void addMissingRoutes(Router& router, const Guard& signedInOnly);
+/// All countries and regions with their dialling codes.
+void addCountryRoute(Router& router);
+
+/// The URL of a QR code that says a text, and the picture itself; an empty text: none is offered. Throws
+/// std::runtime_error for a text that is too long.
+void addContactRoutes(Router& router, const std::string& text);
 
 } // namespace parlowen::service

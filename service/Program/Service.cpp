@@ -1,8 +1,10 @@
 #include "Service.h"
 
-#include "Accounts/AccountRoutes.h"
+#include "Accounts/SignInRoutes.h"
 #include "Answers/AnswerRoutes.h"
 #include "Answers/Outline.h"
+#include "Captcha/CaptchaRoutes.h"
+#include "Chat/ChatAnswers.h"
 #include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
@@ -50,6 +52,30 @@ Server::Options serverOptions(const ServiceOptions& options, const Service::Tuni
     return server;
 }
 
+CodeDelivery deliveryOf(const ServiceOptions& options, const Service::Tuning& tuning) {
+    if (tuning.deliver)
+        return tuning.deliver;
+    return options.smsCommand.empty() ? deliveryOnConsole() : deliveryByCommand(options.smsCommand);
+}
+
+std::string authority(const std::string& address, std::uint16_t port) {
+    const std::string host = address.find(':') == std::string::npos ? address : "[" + address + "]";
+    return host + ":" + std::to_string(port);
+}
+
+} // namespace
+
+namespace {
+
+/// A language model, and the answers that it gives.
+struct LanguageModel {
+    LanguageModel(const ServiceOptions& options, AnswerSource& fallback)
+        : client(options.chat)
+        , answers(client, fallback, options.chatLimits) {}
+    ChatClient client;
+    ChatAnswers answers;
+};
+
 } // namespace
 
 struct Service::Parts {
@@ -59,32 +85,74 @@ struct Service::Parts {
         , accounts(database)
         , resumes(database, data / "uploads")
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
-        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes()) {
+        , signIn{.accounts = accounts,
+                 .hashing = hashing,
+                 .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,
+                 .deliver = deliveryOf(options, tuning),
+                 .redeemCaptcha = [this](const std::string& result) { return captchas.redeem(result); },
+                 .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); }}
+        , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
+        if (options.loginByCode)
+            startCaptcha(options);
         speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         server.start();
     }
 
-    // Files that are read would hold the server's end up.
-    ~Parts() { resumes.stop(); }
+    // What is read and hashed, and answers that run, would hold the server's end up.
+    ~Parts() {
+        resumes.stop();
+        hashing.stop();
+        if (model)
+            model->client.stop();
+    }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;
 
-    Router routes() {
+    /// A server of its own, in plain HTTP.
+    void startCaptcha(const ServiceOptions& options) {
+        Router pages;
+        addCaptchaRoutes(pages, captchas);
+        Server::Options place{boost::asio::ip::make_address(options.captchaAddress), options.captchaPort, 1, {}};
+        place.limits.connections = 128;
+        captchaServer.emplace(place, std::nullopt, std::move(pages));
+        captchaServer->start();
+    }
+
+    /// Adds what is known of its asker to a question.
+    void fill(std::string_view token, Question& question) {
+        const auto user = accounts.userOf(token);
+        if (!user)
+            return;
+        question.account = user->id;
+        question.quotes = resumes.quotesFor(user->id, question.text);
+        if (model)
+            question.earlier = model->answers.exchanges.of(user->id);
+    }
+
+    Router routes(const ServiceOptions& options) {
+        if (!options.chat.url.empty())
+            model.emplace(options, outlines);
         Router router;
         const Guard signedIn = signedInOnly(accounts);
-        addAccountRoutes(router, accounts, [this](std::int64_t userId) { return resumes.profileOf(userId); });
+        addSignInRoutes(router, signIn);
+        addAccountRoutes(router, accounts, signIn.resumeOf, [this](std::int64_t userId) { resumes.forget(userId); });
         addResumeRoutes(router, accounts, resumes);
-        addAnswerRoutes(router, answers, signedIn, [this](std::string_view token, std::string_view question) {
-            const auto user = accounts.userOf(token);
-            return user ? resumes.quotesFor(user->id, question) : std::vector<std::string>();
-        });
+        addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
+                        [this](std::string_view token, Question& question) { fill(token, question); });
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(
-            router, [this] { return speech->tokens.issue(); }, signedIn);
+            router,
+            [this] {
+                if (model)
+                    model->client.warm(); // an interview begins
+                return speech->tokens.issue();
+            },
+            signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
-        addMissingRoutes(router, signedIn);
+        addCountryRoute(router);
+        addContactRoutes(router, options.contact);
         return router;
     }
 
@@ -92,20 +160,26 @@ struct Service::Parts {
     Database database;
     Accounts accounts;
     Resumes resumes;
-    Outline answers;
+    Outline outlines;
+    std::optional<LanguageModel> model;
     std::unique_ptr<SpeechService> speech;
+    Captchas captchas;
+    HashingQueue hashing;
+    const SignInParts signIn;
+    std::optional<Server> captchaServer;
     Server server; ///< the last, so that it ends first: its connections use all of the above
 };
 
 Service::Service(const ServiceOptions& options, const Tuning& tuning)
     : parts_(std::make_unique<Parts>(options, tuning))
-    , host_(options.address.find(':') == std::string::npos ? options.address : "[" + options.address + "]") {}
+    , url_("https://" + authority(options.address, parts_->server.port())) {
+    if (parts_->captchaServer)
+        captchaUrl_ = "http://" + authority(options.captchaAddress, parts_->captchaServer->port()) + "/";
+}
 
 Service::~Service() = default;
 
 std::uint16_t Service::port() const { return parts_->server.port(); }
-
-std::string Service::url() const { return "https://" + host_ + ":" + std::to_string(port()); }
 
 std::string serviceVersion() { return PARLOWEN_VERSION; }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Accounts/CodeDelivery.h"
 #include "Options.h"
 
 #include <functional>
@@ -17,6 +18,7 @@ public:
     struct Tuning {
         std::shared_ptr<const ServerLimits> limits{};             ///< null: the usual ones
         std::function<std::unique_ptr<SpeechService>()> speech{}; ///< empty: the engines that this machine has
+        CodeDelivery deliver{};                                   ///< empty: what the options say
     };
 
     /// Throws std::exception with a plain message when the service cannot start; an address in use is a
@@ -30,12 +32,15 @@ public:
 
     std::uint16_t port() const;
     /// Such as "https://127.0.0.1:47615".
-    std::string url() const;
+    const std::string& url() const { return url_; }
+    /// Such as "http://127.0.0.1:47616/"; empty where nobody signs in by code.
+    const std::string& captchaUrl() const { return captchaUrl_; }
 
 private:
     struct Parts;
     std::unique_ptr<Parts> parts_;
-    std::string host_;
+    std::string url_;
+    std::string captchaUrl_;
 };
 
 /// The version that --version shows.

@@ -26,7 +26,7 @@ constexpr std::string_view emptyWords =
     "out "
     "kind sort use used using make made go going get got take let lets well good best greatest biggest bring brings "
     "next "
-    "ago years year last first current currently previous experience project projects";
+    "ago years year last first after before current currently previous experience project projects";
 
 /// The same in Chinese; longer ones go before those that they hold.
 constexpr std::string_view emptyChinese = "举一个例子 举个例子 自我介绍 介绍一下 为什么 有没有 是不是 能不能 会不会 "

@@ -68,4 +68,10 @@ void Resumes::remember(std::int64_t userId, const UploadProblem& problem) {
     lastProblems_[userId] = problem.message;
 }
 
+void Resumes::forget(std::int64_t userId) {
+    tokens.forget(userId);
+    const std::lock_guard lock(mutex_);
+    lastProblems_.erase(userId);
+}
+
 } // namespace parlowen::service

@@ -17,7 +17,7 @@ namespace parlowen::service {
 class Resumes {
 public:
     static constexpr int waitingFiles = 8;       ///< that are read or wait for it; one more is refused
-    static constexpr std::size_t mostQuotes = 3; ///< for one question
+    static constexpr std::size_t mostQuotes = 6; ///< for one question
 
     /// Makes the directory, and removes what a killed process left in it. Throws std::exception.
     Resumes(Database& database, std::filesystem::path directoryOfUploads, TextExtraction textExtraction = {});
@@ -40,6 +40,8 @@ public:
     void leave() { --waiting_; }
     bool isFull() const { return waiting_ >= waitingFiles; }
     void remember(std::int64_t userId, const UploadProblem& problem);
+    /// Ends the credentials of a user who is gone, and what is remembered of them here. Their texts go with them.
+    void forget(std::int64_t userId);
 
     UploadTokens tokens;
     ResumeStore store;

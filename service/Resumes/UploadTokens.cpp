@@ -31,4 +31,9 @@ std::optional<std::int64_t> UploadTokens::userOf(std::string_view token) {
     return found->second.userId;
 }
 
+void UploadTokens::forget(std::int64_t userId) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(grants_, [userId](const auto& entry) { return entry.second.userId == userId; });
+}
+
 } // namespace parlowen::service

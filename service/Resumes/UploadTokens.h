@@ -26,6 +26,8 @@ public:
     std::string issue(std::int64_t userId);
     /// Whose token it is; none when it is unknown or over.
     std::optional<std::int64_t> userOf(std::string_view token);
+    /// Ends all of a user's.
+    void forget(std::int64_t userId);
 
 private:
     struct Grant {

@@ -48,6 +48,13 @@ CREATE TABLE resumes (
 CREATE INDEX resumes_by_user ON resumes (user_id);
 CREATE UNIQUE INDEX bound_resumes ON resumes (user_id) WHERE bound = 1;
 )",
+    R"(
+CREATE TABLE addresses (
+    user_id INTEGER NOT NULL REFERENCES users (id) ON DELETE CASCADE,
+    address TEXT NOT NULL,
+    UNIQUE (user_id, address)
+);
+)",
 };
 
 /// Makes the file before SQLite does, since its side files get the same rights.

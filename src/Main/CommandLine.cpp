@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "Pages.h"
+
 #include <Foundation/Bundle.h>
 #include <Foundation/Phrase.h>
 
@@ -13,6 +15,7 @@ namespace {
 
 constexpr Phrase help{R"(Usage: parlowen --rehearse FILE [OPTIONS]
        parlowen --interview system|microphone|app:NAME [OPTIONS]
+       parlowen --page NAME
        parlowen --check-audio [--listen]
 
 Listens to an interview, shows what is said, and suggests an answer for each question.
@@ -20,6 +23,7 @@ Listens to an interview, shows what is said, and suggests an answer for each que
   --rehearse FILE      run a session on a recorded interview (WAV, FLAC or Ogg) instead of a call
   --interview SOURCE   run a session on the computer's own sound (system), on the microphone, or on what one program
                        plays (app:NAME, such as app:Firefox); leaves all audio devices as they are
+  --page NAME          open one page in a window: setup, where an interview is prepared and started, or settings
   --check-audio        say what a session would hear, what is missing and what to do
   --listen             with --check-audio: play a short chirp and tell whether it is heard, how loud and how late
 
@@ -49,6 +53,7 @@ headless session heard all and an answer failed.
 )",
                       R"(用法：parlowen --rehearse 文件 [选项]
       parlowen --interview system|microphone|app:名称 [选项]
+      parlowen --page 名称
       parlowen --check-audio [--listen]
 
 收听面试，显示对话文字，并为每个问题给出参考回答。
@@ -56,6 +61,7 @@ headless session heard all and an answer failed.
   --rehearse 文件      用面试录音（WAV、FLAC 或 Ogg）代替通话运行一次会话
   --interview 来源     收听电脑播放的声音（system）、麦克风（microphone），或某个程序播放的声音
                        （app:名称，例如 app:Firefox）；不改动任何音频设备
+  --page 名称          在窗口中打开一个页面：setup（准备并开始面试）或 settings（面试设置）
   --check-audio        说明会话会听到什么、缺少什么、该怎么做
   --listen             与 --check-audio 一起使用：播放一声短音，说明能否听到、电平和延迟
 
@@ -83,20 +89,21 @@ headless session heard all and an answer failed.
 )"};
 
 /// The options that choose what is done; exactly one is needed.
-const std::array<const char*, 3> commands{"rehearse", "interview", "check-audio"};
+const std::array<const char*, 4> commands{"rehearse", "interview", "page", "check-audio"};
 
 constexpr Phrase refused{"parlowen: %1\nTry 'parlowen --help'.\n", "parlowen：%1\n请看 parlowen --help。\n"};
 constexpr Phrase needsFile{"--rehearse needs the name of a file", "--rehearse 需要文件名"};
 constexpr Phrase wrongSource{"--interview takes system, microphone or app:NAME, not '%1'",
                              "--interview 的来源是 system、microphone 或 app:名称，不能是“%1”"};
+constexpr Phrase unknownPage{"there is no page '%1'; the pages are: %2", "没有“%1”页面；可用的页面：%2"};
 constexpr Phrase unknownOption{"there is no option '%1'", "没有“%1”这个选项"};
 constexpr Phrase needsValue{"--%1 needs a value", "--%1 需要一个值"};
 constexpr Phrase takesNoValue{"--%1 takes no value", "--%1 不能带值"};
 constexpr Phrase listenAlone{"--listen goes with --check-audio", "--listen 要与 --check-audio 一起使用"};
 constexpr Phrase optionOfSession{"--%1 goes with a session", "--%1 只用于会话"};
 constexpr Phrase unexpected{"unexpected argument '%1'", "多余的参数“%1”"};
-constexpr Phrase nothingToDo{"nothing to do: give --rehearse FILE, --interview or --check-audio",
-                             "没有要做的事：请给出 --rehearse 文件、--interview 或 --check-audio"};
+constexpr Phrase nothingToDo{"nothing to do: give --rehearse FILE, --interview, --page or --check-audio",
+                             "没有要做的事：请给出 --rehearse 文件、--interview、--page 或 --check-audio"};
 constexpr Phrase notTogether{"--%1 and --%2 do not go together", "--%1 与 --%2 不能一起使用"};
 
 CommandLine refusal(const QString& problem) {
@@ -112,7 +119,7 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
-constexpr std::array<const char*, 6> withValue{"rehearse", "interview", "screenshot",
+constexpr std::array<const char*, 7> withValue{"rehearse", "interview", "page",        "screenshot",
                                                "backend",  "language",  "translate-to"};
 constexpr std::array<const char*, 8> withoutValue{"check-audio", "listen",  "headless", "json",
                                                   "manual",      "verbose", "help",     "version"};
@@ -164,13 +171,21 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
         line.systemAudio = source == QLatin1String("system") || !line.application.isEmpty();
         if (!line.systemAudio && source != QLatin1String("microphone"))
             return refusal(wrongSource.here(source));
+    } else if (name == QLatin1String("page")) {
+        line.action = CommandLine::Action::Page;
+        line.page = parser.value(name);
+        if (findPage(line.page) == nullptr)
+            return refusal(unknownPage.here(line.page, pageNames()));
     } else {
         line.action = CommandLine::Action::CheckAudio;
     }
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
         return refusal(listenAlone.here());
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
-    for (const char* option : {"headless", "json", "screenshot", "backend", "language", "translate-to", "manual"}) {
+    const bool reaches = session || line.action == CommandLine::Action::Page;
+    if (!reaches && parser.isSet(QStringLiteral("backend")))
+        return refusal(optionOfSession.here(QStringLiteral("backend")));
+    for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {
         if (!session && parser.isSet(QString::fromLatin1(option)))
             return refusal(optionOfSession.here(QString::fromLatin1(option)));
     }

@@ -10,6 +10,7 @@ struct CommandLine {
     enum class Action {
         Rehearse,   ///< run a session on a recorded interview
         Interview,  ///< run a session on the call's own sound or the microphone
+        Page,       ///< show one page in a window
         CheckAudio, ///< say what audio devices there are and what is missing
         Print,      ///< write `message` to standard output and end with status 0
         Refuse,     ///< write `message` to standard error and end with status 2
@@ -18,6 +19,7 @@ struct CommandLine {
     Action action = Action::Refuse;
     QString message;
 
+    QString page;             ///< the page's name
     QString file;             ///< the recorded interview
     bool systemAudio = false; ///< an interview hears what is played, else the microphone
     QString application;      ///< of what is played, only what the program of this name plays; empty for everything

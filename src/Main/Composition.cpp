@@ -82,6 +82,7 @@ void Composition::use(const Backend::Access& access) {
     ApiBase::setBuiltIn(access.baseUrl);
     trust_ = access.trust;
     http_.setLocalTrust(trust_);
+    images_.setLocalTrust(trust_);
     SpeechEndpoint::setLocalTrust(trust_);
 }
 

@@ -5,6 +5,7 @@
 #include <AVFoundation/CaptureSource.h>
 #include <Foundation/LocalTrust.h>
 #include <Network/HttpDatas.h>
+#include <Network/ImageLoader.h>
 #include <Network/Settings.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
@@ -43,6 +44,7 @@ public:
     void use(const Backend::Access& access);
 
     HttpDatas& http() { return http_; }
+    ImageLoader& images() { return images_; }
 
     /// The collaborators of a session, which hears what the factory's sources give and hands the audio devices back
     /// through the router. The router and the status outlive it.
@@ -58,6 +60,7 @@ private:
     Backend backend_;
     LocalTrust trust_;
     HttpDatas http_;
+    ImageLoader images_;
 };
 
 } // namespace parlowen

@@ -2,12 +2,11 @@
 
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/ConsoleLog.h>
-#include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
-#include <PulseAudio/PulseClient.h>
 #include <Tools/AudioCheck.h>
 #include <Tools/KXAudioRouter.h>
 #include <Tools/MicroManagement.h>
+#include <Tools/SessionSound.h>
 
 #include <utility>
 
@@ -35,29 +34,12 @@ QString Interview::soundName() const {
     return (line().systemAudio ? computersSound : microphone).in(language);
 }
 
-CaptureSourceFactory Interview::capture() {
-    InputObserver observer;
-    observer.changed = [self = QPointer<Interview>(this)](const InputStatus& input) {
-        onMain(self, [self, input] { self->status().setInput(input); });
-    };
-    observer.missed = [self = QPointer<Interview>(this)](double seconds) {
-        onMain(self, [self, seconds] { self->status().addMissed(seconds); });
-    };
-    observer.meter = status().meter();
-    return inputCapture(std::move(observer));
-}
+CaptureSourceFactory Interview::capture() { return inputCapture(status().inputObserver()); }
 
 AudioRouting& Interview::router() { return KXAudioRouter::shared(); }
 
 /// Whatever devices there are at the moment: the call is heard as soon as there is something to hear it from.
-void Interview::hearWhatIsPlayed(const QString& output) const {
-    const std::string serversDefault = PulseClient::shared()->state()->snapshot.defaultSink;
-    SessionRoute::Choice choice{SessionRoute::What::Output, output.toStdString(),
-                                output.isEmpty() ? std::string() : serversDefault};
-    if (output.isEmpty() && !line().application.isEmpty())
-        choice = {SessionRoute::What::Application, line().application.toStdString()};
-    PulseClient::shared()->route()->choose(choice);
-}
+void Interview::hearWhatIsPlayed(const QString& output) const { hear({true, line().application}, output); }
 
 // A window opens whatever is missing, and can be closed. A run without one would only wait for sound that cannot come.
 std::optional<QString> Interview::prepareSound() {

@@ -2,6 +2,7 @@
 #include "CommandLine.h"
 #include "Composition.h"
 #include "Interview.h"
+#include "PageRun.h"
 #include "Rehearsal.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
@@ -13,6 +14,8 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Login/CaptchaProcess.h>
+#include <Page/AIInterviewPages/FilePanel.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
 
@@ -91,6 +94,13 @@ int runSession(const CommandLine& line) {
     return QCoreApplication::exec();
 }
 
+int showPage(const CommandLine& line) {
+    PageRun run(line, [](int status) { QCoreApplication::exit(status); });
+    const UnixSignals interrupts([&run] { run.interrupt(); });
+    onMain([&run] { run.begin(); });
+    return QCoreApplication::exec();
+}
+
 int checkAudio(PulseClient& client, const std::shared_ptr<AudioServer>& server, bool listen) {
     client.waitUntilKnown(std::chrono::seconds(3));
     const UnixSignals interrupts([] { QCoreApplication::exit(1); });
@@ -113,6 +123,8 @@ int run(const CommandLine& line) {
         return runSession<Rehearsal>(line);
     case CommandLine::Action::Interview:
         return runSession<Interview>(line);
+    case CommandLine::Action::Page:
+        return showPage(line);
     case CommandLine::Action::CheckAudio:
         return checkAudio(*client, server, line.listen);
     case CommandLine::Action::Print:
@@ -142,6 +154,8 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
 } // namespace
 
 int main(int argc, char** argv) {
+    if (const std::optional<QUrl> captcha = CaptchaProcess::pageOf(argc, argv))
+        return CaptchaProcess::host(*captcha, argc, argv);
     std::signal(SIGPIPE, SIG_IGN); // a session is to end in order also when nobody reads what is printed
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
@@ -153,19 +167,23 @@ int main(int argc, char** argv) {
         return refused ? 2 : outputStatus(0);
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
-    if (session && !line.headless && !hasDisplay()) {
-        constexpr Phrase noDisplay{"parlowen: there is no display to open the window on; add --headless\n",
-                                   "parlowen：没有可打开窗口的显示器；请加上 --headless\n"};
+    const bool page = line.action == CommandLine::Action::Page;
+    if ((page || (session && !line.headless)) && !hasDisplay()) {
+        constexpr Phrase noDisplay{
+            "parlowen: there is no display to open the window on; a session goes without one with --headless\n",
+            "parlowen：没有可打开窗口的显示器；会话可以加上 --headless\n"};
         write(stderr, noDisplay.here().toUtf8());
         return 2;
     }
-    if (line.headless)
+    if (line.headless) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    else if (session)
+    } else if (session || page) {
         preferPlatformWithLevels();
+        preferPanelOfPortal();
+    }
     // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    const auto application = makeApplication(session && line.showsWindow(), argc, argv);
+    const auto application = makeApplication(page || (session && line.showsWindow()), argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     QCoreApplication::setApplicationVersion(Bundle::shortVersion());
     return outputStatus(run(line));

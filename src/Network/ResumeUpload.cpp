@@ -95,10 +95,7 @@ ResumeUpload::ResumeUpload(FileService service, QObject* parent)
     : QObject(parent)
     , service_(std::move(service)) {
     inactivity_.setSingleShot(true);
-    connect(&inactivity_, &QTimer::timeout, this, [this] {
-        cause_ = QStringLiteral("请求超时");
-        reply_->abort();
-    });
+    connect(&inactivity_, &QTimer::timeout, this, [this] { reply_->abort(); }); // which reads as a timeout
 }
 
 ResumeUpload::~ResumeUpload() {
@@ -159,7 +156,7 @@ void ResumeUpload::progress(qint64 sent, qint64 total) {
 void ResumeUpload::finished() {
     inactivity_.stop();
     if (isTransportFailure(*reply_)) {
-        fail(cause_.isEmpty() ? transportErrorDescription(reply_->error(), reply_->errorString()) : cause_);
+        fail(transportErrorDescription(reply_->error(), reply_->errorString()));
         return;
     }
     bool decoded = false;

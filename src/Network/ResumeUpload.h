@@ -62,7 +62,6 @@ private:
     QString credential_;
     Callback callback_;
     QNetworkReply* reply_ = nullptr;
-    QString cause_; ///< why this object itself ended the transfer
     std::shared_ptr<std::atomic_bool> isGone_ = std::make_shared<std::atomic_bool>(false);
 };
 

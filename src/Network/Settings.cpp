@@ -89,6 +89,10 @@ std::optional<qint64> Settings::aiInterviewType() const { return read(SettingsKe
 
 void Settings::setAiInterviewType(const std::optional<qint64>& type) { write(SettingsKeys::aiInterviewType, type); }
 
+std::optional<QString> Settings::heardProgram() const { return read(SettingsKeys::heardProgram); }
+
+void Settings::setHeardProgram(const std::optional<QString>& name) { write(SettingsKeys::heardProgram, name); }
+
 std::optional<qint64> Settings::sessionWindowOpacity() const { return read(SettingsKeys::sessionWindowOpacity); }
 
 void Settings::setSessionWindowOpacity(qint64 percent) {

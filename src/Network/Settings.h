@@ -25,6 +25,7 @@ inline constexpr SettingsKey<LanguageListModel> aiLangChinaModel{"aiLangChinaMod
 inline constexpr SettingsKey<LanguageListModel> aiLangLeftModel{"aiLangLeftModel"};
 inline constexpr SettingsKey<LanguageListModel> aiLangRightModel{"aiLangRightModel"};
 inline constexpr SettingsKey<qint64> aiInterviewType{"aiInterviewType"};
+inline constexpr SettingsKey<QString> heardProgram{"heardProgram"};
 inline constexpr SettingsKey<qint64> sessionWindowOpacity{"sessionWindowOpacity"};
 inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
 } // namespace SettingsKeys
@@ -58,6 +59,10 @@ public:
     /// 1 domestic, 2 foreign, 3 either.
     std::optional<qint64> aiInterviewType() const;
     void setAiInterviewType(const std::optional<qint64>& type);
+
+    /// The program that alone is heard of what the computer plays; none for everything.
+    std::optional<QString> heardProgram() const;
+    void setHeardProgram(const std::optional<QString>& name);
 
     /// How opaque the session window's ground is, in percent.
     std::optional<qint64> sessionWindowOpacity() const;

@@ -39,13 +39,12 @@ constexpr Phrase connectMicrophone{"Connect one for microphone interviews.", "�
 constexpr Phrase hearsMicrophone{"A microphone interview hears \"%1\".", "麦克风面试会听到“%1”。"};
 constexpr Phrase inputMuted{"That microphone is muted: a session on it would hear nothing.",
                             "该麦克风已静音：面试将听不到声音。"};
-constexpr Phrase chirpFailed{"problem The sound check could not be made: %1.\n", "问题    无法进行声音检测：%1。\n"};
-constexpr Phrase chirpLost{"problem The chirp did not come back from the output.\n"
-                           "        Look for a muted output or a volume of zero in the sound settings.\n",
-                           "问题    没有从输出设备收到测试音。\n"
-                           "        请在声音设置中检查输出是否静音或音量为零。\n"};
-constexpr Phrase chirpCame{"ok      The chirp came back from the output, %1 dB against what was played, %2 ms late.\n",
-                           "正常    从输出设备收到测试音，电平差 %1 dB，延迟 %2 毫秒。\n"};
+constexpr Phrase chirpFailed{"The sound check could not be made: %1.", "无法进行声音检测：%1。"};
+constexpr Phrase chirpLost{"The chirp did not come back from the output.", "没有从输出设备收到测试音。"};
+constexpr Phrase lookForMute{"Look for a muted output or a volume of zero in the sound settings.",
+                             "请在声音设置中检查输出是否静音或音量为零。"};
+constexpr Phrase chirpCame{"The chirp came back from the output, %1 dB against what was played, %2 ms late.",
+                           "从输出设备收到测试音，电平差 %1 dB，延迟 %2 毫秒。"};
 constexpr Phrase marks[] = {{"ok      ", "正常    "}, {"note    ", "注意    "}, {"problem ", "问题    "}};
 
 class Check {
@@ -151,12 +150,18 @@ AudioCheck checkAudio(const std::shared_ptr<AudioServer>& server, Language langu
     return Check(server, language).run(permission);
 }
 
-QString chirpText(const ChirpResult& result, Language language) {
+AudioCheck::Finding chirpFinding(const ChirpResult& result, Language language) {
     if (!result.problem.isEmpty())
-        return chirpFailed.in(language, result.problem);
+        return {Kind::Problem, chirpFailed.in(language, result.problem), {}};
     if (!result.arrived)
-        return chirpLost.in(language);
-    return chirpCame.in(language, QString::number(result.gainDb, 'f', 1), QString::number(result.delayMs, 'f', 0));
+        return {Kind::Problem, chirpLost.in(language), lookForMute.in(language)};
+    return {Kind::Good,
+            chirpCame.in(language, QString::number(result.gainDb, 'f', 1), QString::number(result.delayMs, 'f', 0)),
+            {}};
+}
+
+QString chirpText(const ChirpResult& result, Language language) {
+    return AudioCheck{{chirpFinding(result, language)}}.text(language);
 }
 
 } // namespace parlowen

@@ -39,7 +39,9 @@ struct AudioCheck {
 AudioCheck checkAudio(const std::shared_ptr<AudioServer>& server, Language language,
                       AVAuthorizationStatus permission = AVCaptureDevice::authorizationStatusForAudio());
 
-/// What came of a chirp that was played and listened for: a line or two, each with its line end.
+/// What came of a chirp that was played and listened for.
+AudioCheck::Finding chirpFinding(const ChirpResult& result, Language language);
+/// The same: a line or two, each with its line end.
 QString chirpText(const ChirpResult& result, Language language);
 
 } // namespace parlowen

@@ -41,6 +41,10 @@ struct RecognitionStatus {
     bool operator==(const RecognitionStatus&) const = default;
 };
 
+/// How far a level meter goes up for a peak (0 to 1, full scale): 0 for what is quieter than quiet speech, 1 for loud
+/// speech, in decibels between.
+double meterShare(float peak);
+
 /// What a session hears, how its recognition keeps up, and what was missed: told by those who capture and recognise,
 /// watched by those who show it. Main thread only.
 class SessionStatus : public QObject {
@@ -53,6 +57,8 @@ public:
     /// Where the capture notes its level; may be handed to other threads.
     const std::shared_ptr<InputMeter>& meter() const { return meter_; }
 
+    /// Tells this status of a capture's input, for as long as it lives. To be handed to the capture.
+    InputObserver inputObserver();
     void setInput(const InputStatus& input);
     void setRecognition(const RecognitionStatus& recognition);
     /// So many seconds of the call were not captured, or captured and lost before they were recognised.

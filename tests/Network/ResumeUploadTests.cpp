@@ -13,18 +13,15 @@ namespace {
 
 using ::testing::IsEmpty;
 
-/// A server that takes a connection and no byte of it, but what the system takes for it.
-class DeafServer : public QTcpServer {
-public:
+/// Takes of an upload what the system buffers for it, until it accepts the connection.
+struct DeafServer : QTcpServer {
     DeafServer() {
-        connect(this, &QTcpServer::newConnection, this, [this] {
-            socket = nextPendingConnection();
-            socket->setReadBufferSize(1);
-        });
         listen(QHostAddress::LocalHost);
+        pauseAccepting();
     }
-    QString url() const { return QString("http://127.0.0.1:%1/").arg(serverPort()); }
-    QPointer<QTcpSocket> socket;
+    FileService service(int sendingBound = 60'000) const {
+        return {QUrl(QString("http://127.0.0.1:%1").arg(serverPort())), {}, sendingBound, 60'000};
+    }
 };
 
 class ResumeUploadTest : public BackendFixture {
@@ -34,9 +31,9 @@ protected:
         EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(start) >= 0 && file.resize(size));
         return file.fileName();
     }
-    void start(const QString& path, FileService service) {
+    void start(const QString& path, const FileService& service) {
         outcome_.clear();
-        upload_ = std::make_unique<ResumeUpload>(std::move(service));
+        upload_ = std::make_unique<ResumeUpload>(service);
         upload_->onProgress = [this](qint64 sent, qint64 total) {
             sent_ = sent;
             total_ = total;
@@ -47,11 +44,20 @@ protected:
                 outcome_ = QString("%1 %2 %3").arg(int(status)).arg(json ? json->rawString() : "-").arg(text);
             });
     }
+    /// Until a part of it has gone out.
+    void startAndWait(const QString& path, const FileService& service) {
+        start(path, service);
+        sent_ = 0;
+        ASSERT_TRUE(waitFor([this] { return sent_ > 0; }));
+    }
     /// Its status, the reply and the text.
-    QString outcomeOf(const QString& path, FileService service) {
-        start(path, std::move(service));
+    QString outcome() {
         EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
         return outcome_;
+    }
+    QString outcomeOf(const QString& path, const FileService& service) {
+        start(path, service);
+        return outcome();
     }
     FileService here() const { return {QUrl(server_.baseUrl() + "/files"), {}}; }
 
@@ -101,33 +107,22 @@ TEST_F(ResumeUploadTest, WhatGoesWrongIsLoggedAndTold) {
 }
 
 TEST_F(ResumeUploadTest, NothingHangsWhenTheServiceOrTheFileStopsInTheMiddle) {
-    constexpr qint64 size = 64'000'000;
-    const QString path = file("cv.pdf", size);
+    const QString path = file("cv.pdf", 64'000'000);
     DeafServer deaf;
-    const FileService service{QUrl(deaf.url()), {}, 300, 60'000};
-    EXPECT_EQ(outcomeOf(path, service), failed) << "not one byte more goes out";
+    EXPECT_EQ(outcomeOf(path, deaf.service(300)), failed) << "not one byte more goes out";
     EXPECT_EQ(log_.lines().back(), "❌ 上传失败：请求超时");
     EXPECT_GT(sent_, 0);
     EXPECT_LT(sent_, total_);
 
-    FileService patient = service;
-    patient.sendingBound = 60'000;
-    start(path, patient);
-    sent_ = 0;
-    ASSERT_TRUE(waitFor([&] { return sent_ > 0 && deaf.socket; }));
-    file("cv.pdf", 0); // the file gets shorter, as when its disk is full or gone
-    deaf.socket->setReadBufferSize(0);
-    QObject::connect(deaf.socket, &QTcpSocket::readyRead, deaf.socket, [&] { deaf.socket->readAll(); });
-    EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
-    EXPECT_EQ(outcome_, failed);
+    startAndWait(path, deaf.service());
+    file("cv.pdf", 0); // the file gets shorter, as when its disk has gone
+    deaf.resumeAccepting();
+    EXPECT_EQ(outcome(), failed);
 
-    file("cv.pdf", size);
-    start(path, patient);
-    sent_ = 0;
-    ASSERT_TRUE(waitFor([&] { return sent_ > 0 && deaf.socket; }));
-    deaf.socket->abort();
-    EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
-    EXPECT_EQ(outcome_, failed);
+    deaf.pauseAccepting();
+    startAndWait(file("cv.pdf", 64'000'000), deaf.service());
+    deaf.close();
+    EXPECT_EQ(outcome(), failed);
 
     server_.enqueue(Reply::silence());
     EXPECT_EQ(outcomeOf(file("small.pdf", 10), {here().url, {}, 60'000, 100}), failed) << "no answer comes";
@@ -145,14 +140,14 @@ TEST_F(ResumeUploadTest, AFileOfAnySizeIsStreamedAndTheUploadEndsWithItsObject) 
     const QString path = file("huge.pdf", size);
     const qint64 before = peakMemory();
     DeafServer deaf;
-    start(path, {QUrl(deaf.url()), {}});
-    ASSERT_TRUE(waitFor([&] { return sent_ > 0 && deaf.socket; }));
+    startAndWait(path, deaf.service());
     EXPECT_LT(peakMemory() - before, size / 4);
-    const QPointer<QTcpSocket> connection = deaf.socket;
-    connection->setReadBufferSize(0);
+    deaf.resumeAccepting();
+    ASSERT_TRUE(waitFor([&] { return deaf.hasPendingConnections(); }));
+    const std::unique_ptr<QTcpSocket> connection(deaf.nextPendingConnection());
     upload_.reset();
     EXPECT_TRUE(waitFor([&] { return connection->state() == QAbstractSocket::UnconnectedState; }));
-    start(path, {QUrl(deaf.url()), {}});
+    start(path, deaf.service());
     upload_.reset(); // while the file is read through
     waitForBackground();
     QCoreApplication::processEvents();
@@ -177,22 +172,8 @@ TEST_F(ResumeUploadTest, TheCredentialGoesToTheServicesOwnHostAlone) {
 }
 
 TEST_F(ResumeUploadTest, TheBuiltInFileServiceMovesWithTheBackendInUse) {
-    const FileService service = FileService::builtIn("https://backend.example:8443/api/v1", {"127.0.0.1", "authority"});
-    EXPECT_EQ(service.url, QUrl("https://backend.example:8443/compatible-mode/v1/files"));
-    EXPECT_TRUE(service.trust.covers("127.0.0.1"));
-}
-
-TEST_F(ResumeUploadTest, BindingNamesTheFileInThePath) {
-    HttpDatas http(settings_, {}, {});
-    QList<bool> outcomes;
-    for (const char* code : {"0", "5"}) {
-        server_.enqueue(Reply::json(200, QByteArray("{\"code\":") + code + "}"));
-        bindResume(http, "file-a/b", &http, [&outcomes](bool succeeded) { outcomes << succeeded; });
-        ASSERT_TRUE(waitFor([&, count = outcomes.size()] { return outcomes.size() > count; }));
-    }
-    EXPECT_EQ(outcomes, (QList<bool>{true, false}));
-    EXPECT_EQ(lastRequest().method + " " + lastRequest().target + lastRequest().body,
-              "POST /user/bind_resume/file-a%2Fb");
+    EXPECT_EQ(FileService::builtIn("https://backend.example:8443/api/v1", {}).url,
+              QUrl("https://backend.example:8443/compatible-mode/v1/files"));
 }
 
 } // namespace

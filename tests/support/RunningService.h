@@ -37,17 +37,23 @@ public:
 /// The whole service.
 class RunningService : public Running<service::Service> {
 public:
-    explicit RunningService(const service::Service::Tuning& tuning = {})
-        : tuning_(tuning) {
+    explicit RunningService(const service::Service::Tuning& tuning = {}, service::ChatEndpoint model = {},
+                            service::ServiceOptions options = {})
+        : tuning_(tuning)
+        , options_(std::move(options)) {
+        options_.chat = std::move(model);
         start();
     }
 
     void start() {
-        service::ServiceOptions options;
+        service::ServiceOptions options = options_;
+        options.captchaPort = 0;
         options.port = 0;
         options.data = data();
         server_ = std::make_unique<service::Service>(options, tuning_);
     }
+    /// Of the captcha's page; empty where nobody signs in by code.
+    const std::string& captchaUrl() const { return server_->captchaUrl(); }
     Reply signIn(const std::string& phone = "13800000001", const std::string& password = "secret-1") const {
         return client().post("/api/v1/user/account/login",
                              {{"country_code", "86"}, {"phone", phone}, {"password", password}});
@@ -57,6 +63,7 @@ public:
 
 private:
     service::Service::Tuning tuning_;
+    service::ServiceOptions options_;
 };
 
 } // namespace parlowen::testing

@@ -121,6 +121,7 @@ void AISettingViewController::buildRoleCard() {
     layout->addWidget(positionLab_, 1);
     for (QLabel* label : {titleLab_, positionLab_})
         label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    positionLab_->setForegroundRole(QPalette::WindowText); // not the button's
 }
 
 void AISettingViewController::buildResumeCard() {
@@ -257,6 +258,8 @@ void AISettingViewController::showWhatIsMissing() {
     missingLab_->setVisible(!missing.isEmpty());
     missingLab_->setText(QStringLiteral("还没有%1：现在的回答只能是通用的，补上才会贴合你。")
                              .arg(missing.join(QStringLiteral("，也没有"))));
+    if (!startAIModel_)
+        missingLab_->setText(QStringLiteral("还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。"));
 }
 
 } // namespace parlowen

@@ -88,6 +88,7 @@ void LanguageListViewController::buildTable() {
     tableView_->setStyleSheet(listStyle());
     tableView_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     tableView_->setUniformItemSizes(true);
+    tableView_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     tableView_->setMouseTracking(true);
     tableView_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     tableView_->installEventFilter(this);

@@ -1,10 +1,13 @@
 #include "ResumeFlow.h"
 
+#include "FilePanel.h"
+
 #include <Foundation/ConsoleLog.h>
 #include <Network/Profile.h>
 #include <Network/Settings.h>
 #include <Page/View/UpdateResumeView.h>
 #include <Tools/PopView/Alert.h>
+#include <Tools/PopView/ProgressHUD.h>
 
 #include <QFileInfo>
 #include <QLocale>
@@ -16,15 +19,10 @@ namespace {
 
 const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
 
-QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
+/// What file services take at most, as a rule. One may close the connection without a word when it is exceeded.
+constexpr qint64 usualLimit = 32 * 1024 * 1024;
 
-/// Of the panel: file systems tell apart "cv.pdf" and "CV.PDF".
-QString panelFilter() {
-    QStringList patterns;
-    for (const QString& type : allowedTypes)
-        patterns << "*." + type << "*." + type.toUpper();
-    return QStringLiteral("简历文件 (%1)").arg(patterns.join(' '));
-}
+QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
 
 QString sizeText(qint64 bytes) {
     return QLocale(QLocale::Chinese).formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
@@ -57,7 +55,11 @@ ResumeFlow::ResumeFlow(HttpDatas& http, Settings& settings, UpdateResumeView& ca
     showState();
 }
 
-ResumeFlow::~ResumeFlow() { delete panel_; }
+ResumeFlow::~ResumeFlow() {
+    delete panel_;
+    if (!runs_.empty())
+        ProgressHUD::shared().toast(QStringLiteral("已离开设置页，简历没有上传完"));
+}
 
 void ResumeFlow::uploadResume() {
     if (panel_) { // once is enough
@@ -96,11 +98,7 @@ void ResumeFlow::requestCredential(const std::optional<QUrl>& file) {
 }
 
 void ResumeFlow::openPanel() {
-    panel_ = new QFileDialog(card_.window(), QStringLiteral("选择简历文件"));
-    panel_->setAttribute(Qt::WA_DeleteOnClose);
-    panel_->setFileMode(QFileDialog::ExistingFile);
-    panel_->setSupportedSchemes({QStringLiteral("file")});
-    panel_->setNameFilter(panelFilter());
+    panel_ = makeFilePanel(QStringLiteral("选择简历文件"), QStringLiteral("简历文件"), allowedTypes, card_.window());
     connect(panel_, &QFileDialog::accepted, this, [this] {
         const QList<QUrl> files = panel_->selectedUrls();
         const QString problem = problemOf(files);
@@ -156,7 +154,11 @@ void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QSt
 }
 
 void ResumeFlow::fail(Runs::iterator run, const QString& text) {
-    card_.setNotice(UpdateResumeView::Notice::problem, QStringLiteral("%1 上传失败，点击重试").arg(run->fileName));
+    const QString notice =
+        run->total > usualLimit
+            ? QStringLiteral("%1 上传失败：文件可能太大（%2）").arg(run->fileName, sizeText(run->total))
+            : QStringLiteral("%1 上传失败，点击重试").arg(run->fileName);
+    card_.setNotice(UpdateResumeView::Notice::problem, notice);
     end(run);
     showAlert(QStringLiteral("上传失败"), text);
 }

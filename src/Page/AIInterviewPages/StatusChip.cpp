@@ -30,9 +30,6 @@ constexpr int highestBar = 12;
 constexpr int lowestBar = 4;
 constexpr int meterWidth = StatusChip::bars * (barWidth + barGap) - barGap;
 constexpr int meterMilliseconds = 80;
-// Speech that is well recorded peaks between these.
-constexpr double quietestDecibels = -50;
-constexpr double loudestDecibels = -8;
 constexpr int leastWords = 24; // narrower than this, words are left out
 
 QColor markColor(Severity severity) {
@@ -45,13 +42,6 @@ QColor markColor(Severity severity) {
         return hexColor(theme::problem);
     }
     return hexColor(theme::accent);
-}
-
-int barsFor(float peak) {
-    if (peak <= 0)
-        return 0;
-    const double share = (20 * std::log10(peak) - quietestDecibels) / (loudestDecibels - quietestDecibels);
-    return static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * StatusChip::bars));
 }
 
 } // namespace
@@ -149,7 +139,7 @@ void StatusChip::timerEvent(QTimerEvent* event) {
         return;
     }
     // It rises at once and falls bar by bar.
-    const int lit = std::max(barsFor(status_.meter()->take()), litBars_ - 1);
+    const int lit = std::max(static_cast<int>(std::lround(meterShare(status_.meter()->take()) * bars)), litBars_ - 1);
     if (std::exchange(litBars_, lit) != lit)
         update(meterRect());
 }

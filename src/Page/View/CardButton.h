@@ -1,13 +1,12 @@
 #pragma once
 
-#include <QAbstractButton>
-#include <QIcon>
+#include "KeyFocusButton.h"
 
 namespace parlowen {
 
 /// A card of 300 × 100 points (at the usual font scale) that is a picture and is pressed as a whole, by mouse or keys.
 /// It shows where the pointer and the keyboard are. Main thread only.
-class CardButton : public QAbstractButton {
+class CardButton : public KeyFocusButton {
     Q_OBJECT
 public:
     /// Shows the picture of that name (`namedImage`).
@@ -18,7 +17,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     QColor outline_;

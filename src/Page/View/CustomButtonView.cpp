@@ -17,13 +17,10 @@ const QColor selectedFill(214, 242, 236);
 } // namespace
 
 CustomButtonView::CustomButtonView(QWidget* parent)
-    : QAbstractButton(parent) {
+    : KeyFocusButton(parent) {
     setText(QStringLiteral("Button"));
     setFont(systemFont(14));
     setCheckable(true);
-    setCursor(Qt::PointingHandCursor);
-    setAttribute(Qt::WA_Hover);
-    setFocusPolicy(Qt::TabFocus); // a line round it says where keys go, which a click does not ask
     connect(this, &QAbstractButton::clicked, this, [this] {
         if (onTapAction)
             onTapAction();
@@ -50,7 +47,7 @@ void CustomButtonView::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(underMouse() ? hexColor(theme::link) : QColor(Qt::gray), 1));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), optionRadius, optionRadius);
     }
-    if (hasFocus()) {
+    if (showsFocus()) {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(hexColor(theme::link), 2));
         painter.drawRoundedRect(rect().adjusted(1, 1, -1, -1), optionRadius, optionRadius);

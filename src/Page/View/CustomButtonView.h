@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QAbstractButton>
+#include "KeyFocusButton.h"
+
 #include <QIcon>
 #include <functional>
 #include <memory>
@@ -11,7 +12,7 @@ namespace parlowen {
 
 /// An option of several: its title in a frame, which is filled and bears a check mark while the option is selected. A
 /// tap (a click, Space, or an arrow key from its neighbour in a group) selects nothing by itself. Main thread only.
-class CustomButtonView : public QAbstractButton {
+class CustomButtonView : public KeyFocusButton {
     Q_OBJECT
 public:
     explicit CustomButtonView(QWidget* parent);

@@ -78,6 +78,7 @@ void PositionView::buildContentView() {
     placeholderLabel_ = makeLabel(hexColor(theme::placeholder), false, 14, roleTextView_->viewport());
     placeholderLabel_->setText(QStringLiteral("例如：后端工程师，应聘电商公司，熟悉 C++ 与分布式系统"));
     placeholderLabel_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    placeholderLabel_->setForegroundRole(QPalette::WindowText); // not the text view's own colour
     placeholderLabel_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     auto* over = new QVBoxLayout(roleTextView_->viewport());
     over->setContentsMargins(1, 0, 4, 0);
@@ -108,7 +109,7 @@ void PositionView::paintEvent(QPaintEvent*) {
     painter.setPen(QPen(hexColor(theme::cardBorder), 1));
     painter.setBrush(Qt::white);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), editorRadius, editorRadius);
-    painter.setPen(QPen(hexColor(roleTextView_->hasFocus() ? theme::accent : theme::lightGrey), 1));
+    painter.setPen(QPen(hexColor(theme::lightGrey), 1));
     painter.drawRoundedRect(QRectF(contentView_->geometry()).adjusted(0.5, 0.5, -0.5, -0.5), areaRadius, areaRadius);
 }
 

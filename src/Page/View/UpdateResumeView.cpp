@@ -20,7 +20,7 @@ namespace parlowen {
 namespace {
 
 constexpr int uploadIconSize = 22;
-constexpr int barSteps = 1000;
+constexpr int barSteps = 10'000;
 const QColor titleGrey(128, 128, 128);
 
 QColor problemColor() { return palette::FlatUI::alizarin().darker(140); }

@@ -54,6 +54,25 @@ QPoint placeClearOf(const QRect& subject, const QRect& wanted, const QRect& scre
     return best;
 }
 
+namespace {
+
+void moveClearOf(const QWidget& subject, QMessageBox& alert) {
+    // Its size and its place are known once it is shown, and a window manager heeds a place that it is shown with.
+    alert.setAttribute(Qt::WA_DontShowOnScreen);
+    alert.show();
+    const QRect covered(subject.mapToGlobal(QPoint(0, 0)), subject.size());
+    const QWidget& window = *subject.window(); // whose frame is known already
+    const QRect frame = window.frameGeometry();
+    const QMargins margins(window.geometry().left() - frame.left(), window.geometry().top() - frame.top(),
+                           frame.right() - window.geometry().right(), frame.bottom() - window.geometry().bottom());
+    const QPoint place = placeClearOf(covered, alert.geometry() + margins, alert.screen()->availableGeometry());
+    alert.hide();
+    alert.setAttribute(Qt::WA_DontShowOnScreen, false);
+    alert.setGeometry({place + QPoint(margins.left(), margins.top()), alert.size()});
+}
+
+} // namespace
+
 void showAlert(const QString& title, const QString& text, const QString& icon, QMessageBox::Icon style,
                const QWidget* subject) {
     // The window that it stands over may be closed meanwhile, and takes it along.
@@ -67,18 +86,17 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     alert->setIconPixmap(alertIcon(icon, style));
     alert->setText(title);
     alert->setInformativeText(text);
-    if (auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label")))
-        label->setMinimumWidth(labelWidth); // without a text there would be none
+    // Without a text there would be no width; a longer one has its own, which this would cut.
+    auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    if (label != nullptr && label->sizeHint().width() < labelWidth)
+        label->setMinimumWidth(labelWidth);
     QPushButton* sure = alert->addButton(QStringLiteral("确定"), QMessageBox::AcceptRole);
     sure->setStyleSheet(styleSheets::button(hexColor(theme::darkText), hexColor(theme::accent), 8));
     sure->setMinimumSize(88, 32);
     sure->setIcon({});
     alert->setEscapeButton(sure);
-    if (subject != nullptr && subject->isVisible()) {
-        alert->show(); // which gives it its size and its place
-        const QRect covered(subject->mapToGlobal(QPoint(0, 0)), subject->size());
-        alert->move(placeClearOf(covered, alert->frameGeometry(), alert->screen()->availableGeometry()));
-    }
+    if (subject != nullptr && subject->isVisible())
+        moveClearOf(*subject, *alert);
     alert->exec();
     delete alert;
 }

@@ -20,8 +20,6 @@ namespace parlowen {
 /// The settings page in a window of its own, against a scripted backend that is the file service too.
 class SettingsRig : public testing::BackendFixture {
 protected:
-    ~SettingsRig() override { window_.reset(); }
-
     void open(const std::optional<AIInterviewModel>& stored = AIInterviewModel(), QSize size = {640, 560}) {
         settings_.setAiInterviewSetModel(stored);
         window_ = std::make_unique<QWidget>();
@@ -30,11 +28,9 @@ protected:
         page_->resize(size);
         window_->show();
         QApplication::setActiveWindow(window_.get());
-        page_->show();
         flow().showAlert = [this](const QString& title, const QString& text) { alerts_ << title + "|" + text; };
         flow().fileService = [this] { return FileService{QUrl(server_.baseUrl() + "/files"), {}}; };
     }
-    void reopen() { open(settings_.aiInterviewSetModel()); }
     ResumeFlow& flow() const { return *page_->resumeFlow(); }
     UpdateResumeView& card() const { return *page_->updateResumeView(); }
     QString file(const QString& name, qint64 size = 1000) const {
@@ -42,29 +38,30 @@ protected:
         EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.resize(size));
         return file.fileName();
     }
+    template<class Event>
+    bool drag() {
+        Event event({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
+        QApplication::sendEvent(&card(), &event);
+        return event.isAccepted();
+    }
     /// Moves these files over the card; whether it would take them.
     bool dragOver(const QStringList& paths) {
         QList<QUrl> urls;
         for (const QString& path : paths)
             urls << QUrl::fromLocalFile(path);
         dragged_.setUrls(urls);
-        QDragEnterEvent enter({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
-        QApplication::sendEvent(&card(), &enter);
-        QDragMoveEvent move({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
-        QApplication::sendEvent(&card(), &move);
-        return enter.isAccepted() && move.isAccepted();
+        return drag<QDragEnterEvent>() && drag<QDragMoveEvent>();
     }
-    void leave() {
+    void leave() const {
         QDragLeaveEvent leave;
         QApplication::sendEvent(&card(), &leave);
     }
-    void drop() {
-        QDropEvent drop({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
-        QApplication::sendEvent(&card(), &drop);
-    }
-    void enqueue(const QByteArray& body) { server_.enqueue(Reply::json(200, body)); }
-    bool alerted() {
-        return testing::waitFor([this] { return !alerts_.isEmpty(); });
+    /// Drops the file and waits for the alert.
+    QString outcomeOf(const QString& path) {
+        alerts_.clear();
+        EXPECT_TRUE(dragOver({path}) && drag<QDropEvent>());
+        EXPECT_TRUE(testing::waitFor([this] { return !alerts_.isEmpty(); }, 60'000));
+        return alerts_.join(' ');
     }
 
     HttpDatas http_{settings_, {}, {}};

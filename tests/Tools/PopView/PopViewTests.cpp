@@ -212,15 +212,28 @@ TEST_F(PopViewTest, AnAlertWaitsForItsOneButtonEvenWithoutText) {
             auto* alert = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
             shown = QString::number(alert->buttons().size()) + alert->buttons().front()->text();
             EXPECT_FALSE(alert->iconPixmap().isNull());
-            const QPalette colors = alert->findChild<QLabel*>("qt_msgbox_label")->palette();
+            const auto& label = *alert->findChild<QLabel*>("qt_msgbox_label");
+            EXPECT_GE(label.height(), label.heightForWidth(label.width())) << "it is shown whole";
+            EXPECT_TRUE(label.wordWrap() || label.width() >= label.sizeHint().width());
+            const QPalette colors = label.palette();
             EXPECT_LT(colors.color(QPalette::WindowText).lightness(), 100) << "on a dark desktop too";
             QTest::mouseClick(alert->buttons().front(), Qt::LeftButton);
         });
-        showAlert(hasIcon ? "无法连接到服务器，请稍后再试" : "", "", hasIcon ? "logo" : "");
+        showAlert(hasIcon ? QString("文件内容不是 PDF、Word 或 JPEG，请换一个文件。").repeated(2) : "", "",
+                  hasIcon ? "logo" : "");
         EXPECT_EQ(shown.toStdString(), "1确定");
         EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
     }
     QApplication::setPalette(before);
+}
+
+TEST_F(PopViewTest, AnAlertStandsClearOfWhatItSpeaksOf) {
+    const QRect card(100, 100, 300, 100), screen(0, 0, 1000, 800);
+    const auto placed = [&](int x, int y) { return placeClearOf(card, {x, y, 200, 120}, screen); };
+    EXPECT_EQ(placed(450, 120), QPoint(450, 120));
+    EXPECT_EQ(placed(150, 190), QPoint(150, 211)) << "below, which is the nearest";
+    EXPECT_EQ(placed(390, 90), QPoint(411, 90)) << "beside it";
+    EXPECT_EQ(placeClearOf(screen, {150, 150, 200, 120}, screen), QPoint(150, 150)) << "there is no room";
 }
 
 TEST_F(PopViewTest, AllWindowsButOneAreClosedAnOpenAlertToo) {

@@ -1,4 +1,5 @@
 #include "Accounts/Accounts.h"
+#include "Accounts/Secrets.h"
 #include "support/TemporaryDirectory.h"
 
 #include <future>
@@ -26,7 +27,7 @@ protected:
 
     TemporaryDirectory directory;
     Database database{directory.path() / "test.db"};
-    FailureLimit::TimePoint now = FailureLimit::TimePoint() + 1000h;
+    LimitTime now = LimitTime() + 1000h;
     Accounts accounts{database, [this] { return now; }};
     const Credentials known{"86", "13800001234", "secret-1"};
 };
@@ -55,28 +56,111 @@ TEST_F(AccountRules, InputIsChecked) {
          {Credentials{"CN", "13800001234", "secret-1"}, Credentials{"12345", "13800001234", "secret-1"},
           Credentials{"86", "138", "secret-1"}, Credentials{"86", "1234567890123456", "secret-1"},
           Credentials{"86", "13800001234", "秘密秘密秘"}, Credentials{"86", "13800001234", std::string(1'025, 'x')}})
-        EXPECT_EQ(refusal(credentials), Reason::Input) << credentials.phone << " " << credentials.password;
+        EXPECT_EQ(refusal(credentials), Reason::Input) << credentials.phone << " " << credentials.secret;
     EXPECT_EQ(refusal({"86", "13800001234", "秘密秘密秘密"}), std::nullopt) << "six characters are enough";
 }
 
-TEST_F(AccountRules, GuessingIsSlowedDown) {
+TEST_F(AccountRules, GuessingANumberIsSlowedDownForLongerEachTime) {
     tokenOf(known);
     const Credentials guess{"86", known.phone, "guess-1"};
-    for (int i = 0; i < FailureLimit::freeFailures; ++i)
+    for (int i = 0; i < SignInLimits::byNumber.free; ++i)
         EXPECT_EQ(refusal(guess), Reason::WrongPassword);
     EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
     EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "also with the right password";
-    now += FailureLimit::pause;
+    now += SignInLimits::byNumber.pause;
     EXPECT_EQ(refusal(guess), Reason::WrongPassword);
-    EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "each further failure costs a pause";
-    now += FailureLimit::pause;
+    now += SignInLimits::byNumber.pause;
+    EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "each further failure costs twice as much";
+    now += SignInLimits::byNumber.pause;
     EXPECT_EQ(refusal(known), std::nullopt);
     EXPECT_EQ(refusal(guess), Reason::WrongPassword) << "a success makes up for what was before";
-    for (int i = 0; i < FailureLimit::freeFailures; ++i)
+    for (int i = 0; i < SignInLimits::byNumber.free; ++i)
         refusal(guess);
-    now += FailureLimit::memory + 1s;
+    now += SignInLimits::byNumber.memory + 1s;
     EXPECT_EQ(refusal(guess), Reason::WrongPassword);
     EXPECT_EQ(refusal(known), std::nullopt) << "failures are forgotten in time";
+}
+
+TEST_F(AccountRules, StrangersLockNobodyOutAndAnAddressIsSlowedDownOverAllNumbers) {
+    Credentials owner = known;
+    owner.address = "127.0.0.2";
+    tokenOf(owner);
+    Credentials guess{"86", known.phone, "guess-1", "127.0.0.3"};
+    for (int i = 0; i <= SignInLimits::byNumber.free; ++i)
+        refusal(guess);
+    EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
+    EXPECT_EQ(refusal(owner), std::nullopt) << "from where the number signed in before";
+    owner.secret = "guess-1";
+    for (int i = 0; i < SignInLimits::byPair.free; ++i)
+        EXPECT_EQ(refusal(owner), Reason::WrongPassword);
+    EXPECT_EQ(refusal(owner), Reason::TooManyFailures) << "which has a limit, too";
+
+    SignInLimits limits([this] { return now; });
+    const auto tryFor = [&](int number, const char* address) {
+        return limits.begin({"86 1380000" + std::to_string(number), address, false}).count();
+    };
+    for (int i = 0; i < SignInLimits::byAddress.free; ++i)
+        EXPECT_EQ(tryFor(1000 + i, "127.0.0.3"), 0);
+    EXPECT_EQ(tryFor(2000, "127.0.0.3"), SignInLimits::byAddress.pause.count());
+    EXPECT_EQ(tryFor(2000, "127.0.0.4"), 0) << "another address";
+}
+
+// What an observer could measure is the hashing and the words.
+TEST_F(AccountRules, KnownAndUnknownNumbersCostAndSayTheSame) {
+    tokenOf(known);
+    std::set<std::string> words;
+    for (const char* phone : {"13800001234", "13900000000"}) {
+        for (const char* password : {"guess-1", "x"}) {
+            const auto before = passwordsHashed();
+            const auto outcome = accounts.signIn({"86", phone, password}, false);
+            EXPECT_EQ(passwordsHashed() - before, 1U) << phone << " " << password;
+            words.insert(std::get<Refused>(outcome).message);
+        }
+    }
+    EXPECT_EQ(words.size(), 2U) << "a password that is too short is told, whatever the number";
+    tokenOf({"86", "13700000000", "secret-1"});
+    EXPECT_EQ(refusal({"86", "13600000000", "12345"}), Reason::Input) << "makes no account";
+}
+
+TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
+    Credentials byCode{"86", "13800001234", "", "127.0.0.2"};
+    const auto issue = [&] {
+        now += LoginCodes::betweenTwo;
+        return std::get<std::string>(accounts.issueCode(byCode));
+    };
+    const auto signsIn = [&](const std::string& code) {
+        byCode.secret = code;
+        return std::holds_alternative<SignedIn>(accounts.signInByCode(byCode));
+    };
+    std::string code = issue();
+    EXPECT_EQ(code.size(), 6U);
+    const std::string wrong = code == "000000" ? "000001" : "000000";
+    EXPECT_EQ(std::get<Refused>(accounts.issueCode(byCode)).reason, Reason::TooManyFailures) << "one a minute";
+    EXPECT_FALSE(signsIn(wrong));
+    EXPECT_TRUE(signsIn(code)) << "and makes the account";
+    EXPECT_FALSE(signsIn(code)) << "once";
+    EXPECT_EQ(refusal({"86", "13800001234", "secret-1"}), Reason::WrongPassword) << "it has no password";
+
+    code = issue();
+    now += LoginCodes::lifetime;
+    EXPECT_FALSE(signsIn(code)) << "too late";
+    code = issue();
+    for (int i = 0; i < LoginCodes::tries; ++i)
+        EXPECT_FALSE(signsIn(wrong));
+    EXPECT_FALSE(signsIn(code)) << "too many tries";
+
+    for (std::size_t i = 4; i <= LoginCodes::ofANumber; ++i)
+        issue();
+    now += LoginCodes::betweenTwo;
+    EXPECT_TRUE(std::holds_alternative<Refused>(accounts.issueCode(byCode))) << "enough for a day";
+    LoginCodes codes([this] { return now; });
+    const auto issuedTo = [&](int number, const char* address) {
+        return codes.issue({"86", "1380000" + std::to_string(number)}, address).has_value();
+    };
+    for (std::size_t i = 0; i < LoginCodes::ofAnAddress; ++i)
+        EXPECT_TRUE(issuedTo(1000 + static_cast<int>(i), "127.0.0.2"));
+    EXPECT_FALSE(issuedTo(2000, "127.0.0.2")) << "enough for an address";
+    EXPECT_TRUE(issuedTo(2000, "127.0.0.3"));
 }
 
 TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {

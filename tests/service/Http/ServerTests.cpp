@@ -1,7 +1,7 @@
 #include "Http/HttpMessage.h"
 #include "support/RunningService.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <random>
 
@@ -21,6 +21,21 @@ awaitable<HttpResponse> broken(const HttpRequest&) {
     co_return success();
 }
 
+/// Keeps how much came in how many pieces.
+struct CountingSink : BodySink {
+    std::size_t bytes = 0;
+    std::size_t pieces = 0;
+    void take(std::string_view piece) override {
+        bytes += piece.size();
+        ++pieces;
+    }
+};
+
+awaitable<HttpResponse> count(const HttpRequest& request) {
+    const auto& sink = static_cast<const CountingSink&>(*request.sink);
+    co_return success({{"bytes", sink.bytes}, {"pieces", sink.pieces}, {"body", request.body()}});
+}
+
 Router testRouter() {
     Router router;
     const RouteRules guarded{.right = [](const HttpRequest& request) {
@@ -33,11 +48,13 @@ Router testRouter() {
     router.route(verb::get, "/guarded", echo, guarded);
     router.route(verb::post, "/guarded", echo, guarded);
     router.route(verb::post, "/small", echo, {.bodyBytes = 10});
+    router.route(verb::post, "/poured", count,
+                 {.bodyBytes = 1 << 20, .sink = [](const HttpRequest&) { return std::make_unique<CountingSink>(); }});
     router.webSocket("/socket", [](const HttpRequest&, TlsStream) -> awaitable<void> { co_return; });
     return router;
 }
 
-const ServerLimits impatient{.handshake = 300ms, .idle = 300ms, .header = 300ms, .body = 300ms};
+const ServerLimits impatient{.handshake = 300ms, .idle = 300ms, .header = 300ms, .body = 300ms, .upload = 300ms};
 
 std::string post(const std::string& path, const std::string& headersAndBody) {
     return "POST " + path + " HTTP/1.1\r\nHost: x\r\n" + headersAndBody;
@@ -112,6 +129,20 @@ TEST(Server, RefusesByTheHeaderBeforeTheBodyIsRead) {
     EXPECT_EQ(answerTo(server, "HELLO\r\n\r\n").substr(0, 12), "HTTP/1.1 400");
 }
 
+TEST(Server, PoursABodyIntoASinkPieceByPiece) {
+    const RunningServer server(testRouter());
+    for (const auto& [bytes, pieces] : {std::pair(0, 0), {1, 1}, {256 * 1024, 1}, {1 << 20, 4}}) {
+        const auto counted = server.client().send("POST", "/poured", std::string(static_cast<std::size_t>(bytes), 'x'));
+        EXPECT_EQ(counted.data().at("bytes"), bytes);
+        EXPECT_LE(counted.data().at("pieces"), pieces) << "not each read by itself";
+        EXPECT_EQ(counted.data().at("body"), "");
+    }
+    EXPECT_EQ(server.client().send("POST", "/poured", std::string((1 << 20) + 1, 'x')).status, 413);
+    const std::string chunked = "Transfer-Encoding: chunked\r\n\r\nb\r\n12345678901\r\n0\r\n\r\n";
+    EXPECT_THAT(server.client().connect(post("/poured", chunked))->receiveUntil("}}"),
+                ::testing::HasSubstr("\"bytes\":11"));
+}
+
 TEST(Server, EndsConnectionsThatTakeTooLong) {
     const RunningServer server(testRouter(), impatient);
     boost::asio::io_context io;
@@ -119,12 +150,13 @@ TEST(Server, EndsConnectionsThatTakeTooLong) {
     noHandshake.connect({boost::asio::ip::address_v4::loopback(), server.port()});
     const auto idle = server.client().connect();
     const auto halfBody = server.client().connect(post("/echo", "Content-Length: 10\r\n\r\nabc"));
+    const auto halfUpload = server.client().connect(post("/poured", "Content-Length: 10\r\n\r\nabc"));
     const auto dribbledHeader = server.client().connect();
     // Each byte comes in time; all together do not.
     pollfd answered{dribbledHeader->stream().next_layer().native_handle(), POLLIN, 0};
     for (int bytes = 0; bytes < 400 && ::poll(&answered, 1, 20) == 0; ++bytes)
         dribbledHeader->send("G");
-    for (Connection* connection : {idle.get(), halfBody.get(), dribbledHeader.get()})
+    for (Connection* connection : {idle.get(), halfBody.get(), halfUpload.get(), dribbledHeader.get()})
         EXPECT_EQ(connection->receiveAll(), "");
     pollfd closed{noHandshake.native_handle(), POLLIN, 0};
     EXPECT_EQ(::poll(&closed, 1, 10'000), 1);

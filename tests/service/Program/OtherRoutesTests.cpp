@@ -1,6 +1,7 @@
 #include "Program/OtherRoutes.h"
 #include "support/RunningService.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace parlowen::service;
@@ -60,6 +61,40 @@ TEST(OtherRoutes, TheWholeServiceAnswersEveryKnownPath) {
         EXPECT_EQ(client.get(std::string("/api/v1") + path).status, 401) << path;
         EXPECT_TRUE(client.get(std::string("/api/v1") + path, token).data().is_array()) << path;
     }
-    const Reply missing = client.send("POST", "/api/v1/user/logoff", {}, token);
-    EXPECT_TRUE(missing.status == 200 && missing.code() == 501 && !missing.message().empty());
+    for (const char* path : {"/user/send_sms_code", "/user/login"}) {
+        const Reply missing = client.send("POST", std::string("/api/v1") + path, "{}");
+        EXPECT_TRUE(missing.status == 200 && missing.code() == 501 && !missing.message().empty()) << path;
+    }
+    EXPECT_EQ(client.get("/api/v1/operation/contact").code(), 501) << "no text is set";
+    EXPECT_TRUE(service.captchaUrl().empty()) << "no port more than needed";
+}
+
+TEST(OtherRoutes, CountriesHaveChineseNamesAndDiallingCodes) {
+    Router router;
+    addCountryRoute(router);
+    const RunningServer server(std::move(router));
+    const auto list = server.client().get("/api/v1/country/list").data();
+    EXPECT_GT(list.size(), 240U);
+    const auto china = std::find_if(list.begin(), list.end(), [](const auto& entry) { return entry["code"] == "CN"; });
+    EXPECT_EQ(*china, nlohmann::json({{"code", "CN"},
+                                      {"name_en", "China"},
+                                      {"country_code", "86"},
+                                      {"first_letters", "Z"},
+                                      {"name_zn", "中国"}}));
+    EXPECT_TRUE(std::is_sorted(list.begin(), list.end(), [](const auto& left, const auto& right) {
+        return left["first_letters"] < right["first_letters"];
+    }));
+}
+
+TEST(OtherRoutes, ContactLeadsToAPictureOfTheText) {
+    Router router;
+    addContactRoutes(router, "https://example.org/帮助");
+    const RunningServer server(std::move(router));
+    const std::string url = server.client().get("/api/v1/operation/contact").data();
+    const std::string base = "https://127.0.0.1:" + std::to_string(server.port());
+    ASSERT_TRUE(url.starts_with(base)) << url;
+    const Reply picture = server.client().get(url.substr(base.size()));
+    EXPECT_EQ(picture.headers.at("content-type"), "image/png");
+    EXPECT_TRUE(picture.body.starts_with("\x89PNG"));
+    EXPECT_THROW(addContactRoutes(router, std::string(3'000, 'x')), std::runtime_error) << "fits no code";
 }

@@ -109,3 +109,44 @@ TEST(Options, WrongOnesAreExplained) {
     for (const auto& arguments : others)
         EXPECT_FALSE(parseOptions(arguments)) << arguments.back();
 }
+
+TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
+    const auto file = directory.path() / "service.conf";
+    const auto key = directory.path() / "key";
+    writeFile(key, "sk-1\n");
+    const auto problemOf = [&](const std::string& text, std::vector<std::string> arguments = {}) {
+        writeFile(file, "# a comment\n" + text);
+        arguments.insert(arguments.end(), {"--config", file.string()});
+        const auto options = parseOptions(arguments);
+        return options ? std::string() : options.error();
+    };
+    const std::string here = file.string();
+    const std::string good = "answers-model = m # comment\nanswers-url = http://127.0.0.1:1/v1/\n";
+    const std::pair<std::string, std::string> wrong[] = {
+        {"nonsense = 1", here + ":2: there is no option nonsense"},
+        {"\nanswers", here + ":3: \"answers\" is not NAME = VALUE"},
+        {"answers-tokens = many", here + ":2: the argument"},
+        {"answers-tokens = 5", here + ":2: answers-tokens: 5 is not from 16"},
+        {"answers-url = http://x/v1", here + ":2: answers-url: answers-model is missing"},
+        {good + "answers-url = x", here + ":"},
+        {"answers-model = m\nanswers-url = ftp://x/v1", here + ":3: answers-url: \"ftp://x/v1\" is no address"},
+        {"answers-model = m\nanswers-url = http://x/v1?a", here + ":3: answers-url: a user, a query"},
+        {good + "answers-key-environment = PARLOWEN_NO_KEY", here + ":4: answers-key-environment: there is no"},
+        {good + "answers-key-file = " + key.string(), here + ":4: answers-key-file: " + key.string() + " is open to"},
+    };
+    for (const auto& [text, problem] : wrong)
+        EXPECT_EQ(problemOf(text).substr(0, problem.size()), problem) << text;
+    EXPECT_EQ(problemOf(good, {"--answers-temperature", "3"}), "answers-temperature: 3 is not from 0 to 2");
+    EXPECT_NE(parseOptions({"--config", here + "-none"}).error().find("there is no file"), std::string::npos);
+
+    std::filesystem::permissions(key, std::filesystem::perms::owner_read);
+    const std::string withKey = "answers-model = m\nanswers-key-file = " + key.string() + "\nanswers-url = ";
+    EXPECT_NE(problemOf(withKey + "http://example.org/v1").find("over https"), std::string::npos);
+    EXPECT_EQ(problemOf(withKey + "https://example.org/v1/"), "");
+    const ServiceOptions options = parsed({"--config", here, "--answers-model", "other"});
+    EXPECT_EQ(options.chat.url + options.chat.key + options.chat.model, "https://example.org/v1sk-1other");
+    writeFile(file, shell(command("--print-config")).output);
+    EXPECT_EQ(shell(command("--check-config --config '" + here + "'")).status, 0);
+    EXPECT_NE(contentsOf(file).find("\n#answers-tokens = 700\n"), std::string::npos);
+    EXPECT_EQ(shell(command("--check-answers --config '" + here + "'")).status, 1) << "there is no model";
+}

@@ -1,10 +1,9 @@
-#include "Resumes/ResumeStore.h"
-#include "Resumes/TemporaryFile.h"
-#include "Resumes/TextExtraction.h"
+#include "Resumes/ResumeRoutes.h"
 #include "support/FileSizeLimit.h"
 #include "support/RunningService.h"
 
 #include <gmock/gmock.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace parlowen::service;
@@ -47,7 +46,7 @@ const std::multimap<std::string, std::string> formHeader{{"Content-Type", "multi
 
 /// A service with a user who may upload.
 struct Uploader {
-    const RunningService service;
+    RunningService service;
     const ServiceClient client = service.client();
     const std::string token = service.token();
     const std::string grant = client.get("/api/v1/ai/token", token).data();
@@ -128,6 +127,8 @@ TEST_F(Samples, ThatTakeTooLongOrHaveNoReaderAreToldApart) {
         return text ? *text : text.error().code + " " + text.error().message;
     };
     EXPECT_THAT(codeOf("bomb.pdf", FileKind::Pdf), StartsWith("limit_exceeded"));
+    const TextExtraction curt({.textBytes = 20});
+    EXPECT_EQ(curt.read(folder->path() / "english.pdf", FileKind::Pdf, {}).error().code, "limit_exceeded");
     std::stop_source stopped;
     stopped.request_stop();
     EXPECT_THAT(codeOf("english.pdf", FileKind::Pdf, stopped.get_token()), StartsWith("unavailable"));
@@ -136,6 +137,20 @@ TEST_F(Samples, ThatTakeTooLongOrHaveNoReaderAreToldApart) {
     EXPECT_THAT(codeOf("english.pdf", FileKind::Pdf), AllOf(StartsWith("tool_missing"), HasSubstr("poppler-utils")));
     EXPECT_EQ(codeOf("chinese.docx", FileKind::Docx).substr(0, 6), "张三") << "needs no tool";
     ::setenv("PATH", path.c_str(), 1);
+}
+
+TEST_F(Samples, ThatAreStillReadDoNotHoldTheServiceUp) {
+    Uploader user;
+    Reply reply;
+    std::thread uploading([&] { reply = user.upload("cv.pdf", sample("bomb.pdf")); });
+    const auto isThere = [&] {
+        const fs::directory_iterator files(user.service.data() / "uploads");
+        return files != fs::directory_iterator() && files->file_size() == sample("bomb.pdf").size();
+    };
+    EXPECT_TRUE(eventually(isThere)) << "with the whole body";
+    user.service.stop();
+    uploading.join();
+    EXPECT_EQ(errorOf(reply), "unavailable");
 }
 
 TEST_F(Samples, AreQuotedInTheirOwnersAnswersOnceTheyAreBound) {
@@ -159,6 +174,7 @@ TEST_F(Samples, GoToTheirOwnersAlone) {
     for (int i = 0; i < ResumeStore::unboundOfAUser + 1; ++i)
         ids.push_back(user.upload("cv.docx", sample("chinese.docx")).json().at("id"));
     EXPECT_EQ(user.bind(ids.back(), other).code(), 1004);
+    EXPECT_TRUE(user.profile().at("resume").is_null());
     EXPECT_EQ(user.bind(ids.front(), user.token).code(), 1004) << "the oldest one has gone";
     EXPECT_EQ(user.bind(ids.back(), user.token).code(), 0);
     EXPECT_EQ(user.bind(ids.at(1), user.token).code(), 0) << "replaces the other";
@@ -193,6 +209,36 @@ TEST(Upload, IsRefusedByItsHeaderAndLeavesNothingWhenItIsCut) {
     const FileSizeLimit full(1'000);
     EXPECT_EQ(errorOf(user.upload("cv.pdf", std::string(2'000, 'x'))), "disk_full");
     EXPECT_TRUE(user.isClean());
+}
+
+TEST(Upload, IsRefusedWhenItIsTooLargeOrTooManyWait) {
+    const TemporaryDirectory directory;
+    Upload large(directory.path(), "multipart/form-data; boundary=cut");
+    large.take(form("cv.pdf", std::string(Upload::fileBytes + 1, 'x')));
+    EXPECT_EQ(large.problem()->code, "file_too_large");
+
+    Database database(directory.path() / "test.db");
+    Accounts accounts(database);
+    const auto user = std::get<SignedIn>(accounts.signIn({"86", "13800000001", "secret-1"}, true));
+    const std::string old = ResumeStore(database).add(user.user.id, "never bound", "text", 0).id;
+    Resumes resumes(database, directory.path() / "uploads");
+    EXPECT_FALSE(resumes.store.bind(user.user.id, old, 0)) << "dropped at the start";
+    Router router;
+    addResumeRoutes(router, accounts, resumes);
+    const RunningServer server(std::move(router));
+    for (int i = 0; i < Resumes::waitingFiles; ++i)
+        EXPECT_TRUE(resumes.enter());
+    const auto upload = [&] {
+        return server.client().send("POST", filesPath, form("cv", ""), resumes.tokens.issue(user.user.id), formHeader);
+    };
+    const Reply refused = upload();
+    EXPECT_TRUE(refused.status == 503 && errorOf(refused) == "busy" && refused.headers.contains("retry-after"));
+    EXPECT_EQ(resumes.bind(user.user.id, "").error(), refused.json().at("error").at("message"));
+    EXPECT_FALSE(resumes.enter());
+    resumes.leave();
+    resumes.leave();
+    EXPECT_EQ(errorOf(upload()), "empty_file");
+    EXPECT_EQ(errorOf(upload()), "empty_file") << "its place was given back";
 }
 
 TEST(TemporaryFiles, OfTheDeadAreRemovedAndThoseOfTheLivingAreNot) {

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <boost/asio/associated_executor.hpp>
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace parlowen::service {
+
+/// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer. Whoever has signed
+/// in from the same place before goes first and has a thread that strangers never take. What finds no place is not
+/// done at all. Thread-safe.
+class HashingQueue {
+public:
+    static constexpr std::size_t placesOfStrangers = 16;
+    static constexpr std::size_t placesOfKnown = 32;
+    static constexpr int secondsUntilRoom = 3; ///< a fair time to come back after there was no place
+
+    /// For whom something is hashed.
+    struct Place {
+        std::string peer;
+        std::string number; ///< one at a time waits for each number of a peer
+        bool known = false;
+    };
+    /// Called once, on a thread of the queue's, with true; or at any time with false when it is not to be done.
+    using Job = std::function<void(bool run)>;
+
+    HashingQueue();
+    ~HashingQueue(); ///< stops
+    HashingQueue(const HashingQueue&) = delete;
+    HashingQueue& operator=(const HashingQueue&) = delete;
+
+    void add(const Place& place, Job job);
+    /// Lets what runs finish, and gives up what waits and what still comes.
+    void stop();
+
+    /// Runs a function in its turn and gives its result, or its exception, back on the caller's executor; none when
+    /// there was no place for it.
+    template<typename Function>
+    boost::asio::awaitable<std::optional<std::invoke_result_t<Function>>> run(Place place, Function function) {
+        using Result = std::optional<std::invoke_result_t<Function>>;
+        const auto executor = co_await boost::asio::this_coro::executor;
+        auto initiate = [this, &place, &function, executor](auto handler) {
+            auto kept = std::make_shared<decltype(handler)>(std::move(handler));
+            add(place, [kept, executor, function](bool run) {
+                Result result;
+                std::exception_ptr problem;
+                try {
+                    if (run)
+                        result.emplace(function());
+                } catch (...) {
+                    problem = std::current_exception();
+                }
+                boost::asio::post(executor, [kept, problem, result = std::move(result)]() mutable {
+                    std::move (*kept)(problem, std::move(result));
+                });
+            });
+        };
+        using Token = const boost::asio::use_awaitable_t<>;
+        auto pending =
+            boost::asio::async_initiate<Token, void(std::exception_ptr, Result)>(initiate, boost::asio::use_awaitable);
+        co_return co_await std::move(pending);
+    }
+
+private:
+    struct Waiting {
+        std::string number;
+        Job job;
+    };
+    using Queue = std::deque<Waiting>;
+
+    void work(bool forStrangersToo);
+    Job next(bool forStrangersToo);
+    Job makeRoomFor(const std::string& peer);
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool stopping_ = false;
+    Queue known_;
+    std::map<std::string, Queue> strangers_; ///< by peer; no queue is empty
+    std::size_t strangersWaiting_ = 0;
+    std::string lastPeer_; ///< whose turn was last
+    std::vector<std::thread> threads_;
+};
+
+} // namespace parlowen::service

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "AccountStore.h"
+#include "Limits.h"
+
+#include <tl/expected.hpp>
+
+namespace parlowen::service {
+
+/// The codes that are sent to phones: six digits, good for a while, a few tries and one sign-in. Known in memory alone,
+/// as hashes. Thread-safe.
+class LoginCodes {
+public:
+    static constexpr std::chrono::minutes lifetime{5};
+    static constexpr int tries = 5;
+    static constexpr std::chrono::seconds betweenTwo{60}; ///< for one number
+    static constexpr std::size_t ofANumber = 10;          ///< a day
+    static constexpr std::size_t ofAnAddress = 30;        ///< an hour
+
+    explicit LoginCodes(LimitClock clock = std::chrono::steady_clock::now);
+
+    /// A new code in place of an older one of the number; the error is how long to wait.
+    tl::expected<std::string, std::chrono::seconds> issue(const PhoneNumber& phone, const std::string& address);
+    /// Whether it is the number's code; if so, it is good no more. A wrong one uses up a try.
+    bool redeem(const PhoneNumber& phone, std::string_view code);
+    /// Forgets a number's code.
+    void forget(const PhoneNumber& phone);
+
+private:
+    struct Issued {
+        std::string hash;
+        LimitTime goodUntil;
+        int triesLeft = tries;
+    };
+
+    const LimitClock clock_;
+    RateLimit pauses_;
+    RateLimit days_;
+    RateLimit addresses_;
+    std::mutex mutex_;
+    std::map<std::string, Issued> codes_; ///< by nameOf()
+};
+
+} // namespace parlowen::service

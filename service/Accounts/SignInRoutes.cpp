@@ -1,0 +1,136 @@
+#include "SignInRoutes.h"
+
+#include <atomic>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr std::size_t bodyBytes = 16'384;
+constexpr int mostDeliveries = 4; // at a time
+constexpr int notOffered = 501;
+constexpr int wrongCaptcha = 1006;
+constexpr int notDelivered = 1007;
+
+HttpResponse busy(const char* what, int seconds) {
+    HttpResponse response = failure(503, std::string(what) + "，请在 " + std::to_string(seconds) + " 秒后再试", 503);
+    response.headers.emplace_back("Retry-After", std::to_string(seconds));
+    return response;
+}
+
+Credentials credentialsIn(const nlohmann::json& body, const char* secret, const HttpRequest& request) {
+    return {textMember(body, "country_code"), textMember(body, "phone"), textMember(body, secret),
+            request.origin.peer.to_string()};
+}
+
+HttpResponse refusedReply(const Refused& refused) { return failure(static_cast<int>(refused.reason), refused.message); }
+
+HttpResponse signInReply(const std::variant<SignedIn, Refused>& outcome, const ResumeOfUser& resumeOf) {
+    if (const auto* refused = std::get_if<Refused>(&outcome))
+        return refusedReply(*refused);
+    const auto& signedIn = std::get<SignedIn>(outcome);
+    return success(signInData(signedIn.user, resumeOf, signedIn.token));
+}
+
+/// Answers at once what needs no hashing, the rest in its turn.
+asio::awaitable<HttpResponse> signInByPassword(const SignInParts& parts, const HttpRequest& request) {
+    const auto body = jsonObject(request.body());
+    if (!body)
+        co_return badRequest();
+    const Credentials credentials = credentialsIn(*body, "password", request);
+    HashingQueue::Place place;
+    std::optional<Refused> refused;
+    auto look = [&] {
+        refused = parts.accounts.refusal(credentials);
+        if (!refused)
+            place = parts.accounts.placeOf(credentials);
+        return refused ? refusedReply(*refused) : HttpResponse{.status = 0};
+    };
+    HttpResponse early = co_await withStore(request, std::move(look));
+    if (early.status != 0)
+        co_return early;
+    const bool mayCreate = parts.method == LoginMethod::Password && request.isLocal();
+    auto check = [&parts, &credentials, mayCreate] {
+        try {
+            return signInReply(parts.accounts.signIn(credentials, mayCreate), parts.resumeOf);
+        } catch (const StoreError& problem) {
+            return storeFailure(problem);
+        }
+    };
+    auto hashing = parts.hashing.run(std::move(place), std::move(check));
+    auto reply = co_await std::move(hashing);
+    co_return reply ? *std::move(reply) : busy("登录的人太多", HashingQueue::secondsUntilRoom);
+}
+
+asio::awaitable<HttpResponse> signInByCode(const SignInParts& parts, const HttpRequest& request) {
+    const auto body = jsonObject(request.body());
+    if (!body)
+        co_return badRequest();
+    const Credentials credentials = credentialsIn(*body, "code", request);
+    co_return co_await withStore(request,
+                                 [&] { return signInReply(parts.accounts.signInByCode(credentials), parts.resumeOf); });
+}
+
+/// Sends what was issued; the number hears nothing of a code that could not be sent.
+HttpResponse deliver(const SignInParts& parts, const PhoneNumber& phone, const std::string& code) {
+    if (parts.deliver(phone, code))
+        return success(nullptr, "验证码已发送");
+    parts.accounts.forgetCode(phone);
+    return failure(notDelivered, "验证码发送失败，请稍后再试");
+}
+
+/// The same for every number, whether it has an account or not.
+asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int>& deliveries,
+                                       const HttpRequest& request) {
+    const auto body = jsonObject(request.body());
+    if (!body)
+        co_return badRequest();
+    if (!parts.redeemCaptcha(textMember(*body, "data")))
+        co_return failure(wrongCaptcha, "安全验证无效或已过期，请重新验证");
+    const Credentials credentials = credentialsIn(*body, "", request);
+    if (++deliveries > mostDeliveries) {
+        --deliveries;
+        co_return busy("正在发送的验证码过多", static_cast<int>(deliveryTime.count()));
+    }
+    auto work = [&] {
+        const auto issued = parts.accounts.issueCode(credentials);
+        const auto* code = std::get_if<std::string>(&issued);
+        return code ? deliver(parts, credentials.number(), *code) : refusedReply(std::get<Refused>(issued));
+    };
+    const std::unique_ptr<std::atomic<int>, void (*)(std::atomic<int>*)> leaving(&deliveries,
+                                                                                 [](auto* count) { --*count; });
+    co_return co_await onWorker(request.origin.slowWorkers, std::move(work));
+}
+
+Handler notOfferedHere() {
+    return [](const HttpRequest&) -> asio::awaitable<HttpResponse> {
+        co_return failure(notOffered, "本服务不支持短信验证码，请使用密码登录");
+    };
+}
+
+} // namespace
+
+void addSignInRoutes(Router& router, const SignInParts& parts) {
+    const auto kept = std::make_shared<const SignInParts>(parts);
+    const auto deliveries = std::make_shared<std::atomic<int>>(0);
+    const RouteRules rules{.bodyBytes = bodyBytes};
+    const bool byCode = parts.method == LoginMethod::Code;
+    router.route(verb::get, apiPath("/user/get_login_method"),
+                 [kept](const HttpRequest&) -> asio::awaitable<HttpResponse> {
+                     co_return success(static_cast<int>(kept->method));
+                 });
+    router.route(
+        verb::post, apiPath("/user/account/login"),
+        [kept](const HttpRequest& request) { return signInByPassword(*kept, request); }, rules);
+    const auto offered = [byCode](Handler handler) { return byCode ? std::move(handler) : notOfferedHere(); };
+    router.route(verb::post, apiPath("/user/login"),
+                 offered([kept](const HttpRequest& request) { return signInByCode(*kept, request); }), rules);
+    router.route(verb::post, apiPath("/user/send_sms_code"), offered([kept, deliveries](const HttpRequest& request) {
+                     return sendCode(*kept, *deliveries, request);
+                 }),
+                 rules);
+}
+
+} // namespace parlowen::service

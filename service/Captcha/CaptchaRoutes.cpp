@@ -1,0 +1,128 @@
+#include "CaptchaRoutes.h"
+
+#include "Http/Workers.h"
+#include "PageText.h"
+
+#include <boost/asio/ip/address.hpp>
+#include <boost/url/parse.hpp>
+#include <cmath>
+#include <openssl/evp.h>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr std::size_t answerBytes = 65'536;
+constexpr int wrongAnswer = 1006;
+constexpr int tooManyCaptchas = 1003;
+
+constexpr const char* contentPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src data:; connect-src 'self'; base-uri 'none'; "
+    "form-action 'none'; frame-ancestors 'none'";
+
+HttpResponse guarded(HttpResponse response) {
+    response.headers = {{"Content-Security-Policy", contentPolicy},
+                        {"X-Content-Type-Options", "nosniff"},
+                        {"Referrer-Policy", "no-referrer"},
+                        {"Cross-Origin-Resource-Policy", "same-origin"}};
+    return response;
+}
+
+/// Whether a Host header names this machine, so that no foreign name that leads here opens the page.
+bool isOwnHost(std::string_view host) {
+    const auto authority = boost::urls::parse_authority({host.data(), host.size()});
+    if (!authority)
+        return false;
+    boost::system::error_code noAddress;
+    const auto address = asio::ip::make_address(authority->host_address(), noAddress);
+    return noAddress ? authority->host() == "localhost" : address.is_loopback();
+}
+
+std::optional<HttpResponse> refusalOf(const HttpRequest& request) {
+    const std::string_view origin = request.header("Origin");
+    const bool sameOrigin = origin.empty() || origin == std::string("http://").append(request.header("Host"));
+    if (isOwnHost(request.header("Host")) && sameOrigin)
+        return std::nullopt;
+    return guarded(failure(403, "不允许从其他网站访问", 403));
+}
+
+/// As browsers send it for a page's script alone, after asking first where the page is another host's.
+bool isJson(const HttpRequest& request) { return request.header("Content-Type").starts_with("application/json"); }
+
+std::string dataUri(const Picture& picture) {
+    const std::string png = toPng(picture);
+    std::string text((png.size() + 2) / 3 * 4 + 1, '\0'); // with the NUL that is written behind it
+    const int length =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                        reinterpret_cast<const unsigned char*>(png.data()), static_cast<int>(png.size()));
+    text.resize(static_cast<std::size_t>(length));
+    return "data:image/png;base64," + text;
+}
+
+HttpResponse challenge(Captchas& captchas, const std::string& address) {
+    const auto made = captchas.make(address);
+    if (!made)
+        return failure(tooManyCaptchas, "尝试次数过多，请在 " + std::to_string(made.error().count()) + " 秒后再试");
+    return success({{"id", made->id},
+                    {"picture", dataUri(made->puzzle.background)},
+                    {"piece", dataUri(made->puzzle.piece)},
+                    {"top", made->puzzle.y},
+                    {"question", made->question}});
+}
+
+/// A finite number in JSON; NaN, which no comparison accepts, for anything else.
+double numberIn(const nlohmann::json& value) { return value.is_number() ? value.get<double>() : std::nan(""); }
+
+CaptchaAnswer answerIn(const nlohmann::json& body) {
+    CaptchaAnswer answer{.id = textMember(body, "id"), .x = numberIn(body.value("x", nlohmann::json()))};
+    answer.text = textMember(body, "text");
+    const auto steps = body.value("trace", nlohmann::json::array());
+    for (const auto& step : steps)
+        if (step.is_array() && step.size() == 2)
+            answer.trace.push_back({numberIn(step[0]), numberIn(step[1])});
+    return answer;
+}
+
+HttpResponse judge(Captchas& captchas, const HttpRequest& request) {
+    const auto body = jsonObject(request.body());
+    if (!body || !isJson(request))
+        return badRequest();
+    const auto result = captchas.solve(answerIn(*body));
+    return result ? success({{"validate", *result}}) : failure(wrongAnswer, "没有对准，请再试一次");
+}
+
+/// A part of the page.
+Handler part(const char* text, const char* contentType) {
+    return [text, contentType](const HttpRequest&) -> asio::awaitable<HttpResponse> {
+        co_return guarded({.body = text, .contentType = contentType});
+    };
+}
+
+} // namespace
+
+void addCaptchaRoutes(Router& router, Captchas& captchas) {
+    const RouteRules rules{.right = refusalOf, .bodyBytes = answerBytes};
+    router.route(verb::get, "/", part(pageHtml, "text/html; charset=utf-8"), rules);
+    router.route(verb::get, "/page.css", part(pageCss, "text/css; charset=utf-8"), rules);
+    router.route(verb::get, "/page.js", part(pageJs, "text/javascript; charset=utf-8"), rules);
+    router.route(
+        verb::post, "/challenge",
+        [&captchas](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
+            auto draw = [&captchas, &request] {
+                return isJson(request) ? challenge(captchas, request.origin.peer.to_string()) : badRequest();
+            };
+            HttpResponse reply = co_await onWorker(request.origin.workers, std::move(draw));
+            co_return guarded(std::move(reply));
+        },
+        rules);
+    router.route(
+        verb::post, "/answer",
+        [&captchas](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
+            co_return guarded(judge(captchas, request));
+        },
+        rules);
+}
+
+} // namespace parlowen::service

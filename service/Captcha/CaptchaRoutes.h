@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Captchas.h"
+#include "Http/Router.h"
+
+namespace parlowen::service {
+
+/// The captcha's page and what it asks for, at the root of a plain HTTP server of its own. The page posts
+/// {"type":"success","data":{"validate":RESULT}} to the message handler "captchaHandler". Only pages of the very same
+/// host may ask, and only by a name of this machine. `captchas` outlives the server.
+void addCaptchaRoutes(Router& router, Captchas& captchas);
+
+} // namespace parlowen::service

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "Accounts/Limits.h"
+#include "Accounts/Secrets.h"
+#include "DragTrace.h"
+#include "SliderPuzzle.h"
+
+#include <optional>
+#include <tl/expected.hpp>
+
+namespace parlowen::service {
+
+/// A puzzle, and the question for those who cannot see it; one of them is to be answered, once.
+struct Captcha {
+    std::string id;
+    SliderPuzzle puzzle;
+    std::string question;
+};
+
+struct CaptchaAnswer {
+    std::string id;
+    double x = 0; ///< where the piece was left, in pixels of the picture
+    std::vector<DragStep> trace{};
+    std::string text{}; ///< the answer to the question; empty: the piece was moved
+};
+
+/// Captchas that wait for an answer, and the results of those that were solved. Known in memory alone. Thread-safe.
+class Captchas {
+public:
+    static constexpr std::chrono::minutes lifetime{5}; ///< of a captcha, and again of its result
+    static constexpr double tolerance = 4;             ///< pixels to either side
+    static constexpr std::chrono::seconds reading{3};  ///< an answer to the question that comes earlier is nobody's
+    static constexpr std::size_t ofAnAddress = 60;     ///< captchas in five minutes
+    static constexpr std::size_t kept = 2'000;         ///< captchas, and results; beyond these the oldest goes
+
+    explicit Captchas(LimitClock clock = std::chrono::steady_clock::now, RandomBelow random = randomBelow);
+
+    /// A new one; the error is how long the address has to wait for it.
+    tl::expected<Captcha, std::chrono::seconds> make(const std::string& address);
+    /// Judges the one answer that a captcha may get; gives the result when it is right.
+    std::optional<std::string> solve(const CaptchaAnswer& answer);
+    /// Whether a text is a result that was not used yet; it is used up by this.
+    bool redeem(const std::string& result);
+
+private:
+    struct Pending {
+        double x;
+        std::string answer;
+        LimitTime made;
+    };
+    /// Takes a captcha out of those that wait; none when it is unknown or over.
+    std::optional<Pending> take(const std::string& id);
+
+    const LimitClock clock_;
+    const RandomBelow random_;
+    RateLimit addresses_;
+    std::mutex mutex_;
+    std::map<std::string, Pending> pending_;
+    std::map<std::string, LimitTime> results_; ///< when they were given, by hash
+};
+
+} // namespace parlowen::service

@@ -1,0 +1,221 @@
+#include "ChatAnswers.h"
+
+#include "Answers/Text.h"
+#include "ChatPrompt.h"
+#include "Http/HttpMessage.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <deque>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace asio = boost::asio;
+using Clock = std::chrono::steady_clock;
+
+struct TroubleText {
+    ChatTrouble trouble;
+    std::string_view chinese;
+    std::string_view english;
+};
+
+constexpr TroubleText troubleTexts[] = {
+    {ChatTrouble::Unreachable, "无法连接语言模型", "The language model cannot be reached"},
+    {ChatTrouble::BadKey, "语言模型不接受所配置的密钥", "The language model does not accept the configured key"},
+    {ChatTrouble::NoModel, "没有找到所配置的语言模型", "The configured language model was not found"},
+    {ChatTrouble::Busy, "语言模型的请求过多", "The language model has too many requests"},
+    {ChatTrouble::Refused, "语言模型出错", "The language model reports an error"},
+    {ChatTrouble::Broken, "语言模型的回复无法识别", "The language model's reply cannot be read"},
+    {ChatTrouble::Cut, "语言模型的回复中断", "The language model's reply broke off"},
+    {ChatTrouble::TooLong, "回答达到长度上限", "The answer reached its greatest length"},
+    {ChatTrouble::Filtered, "回答被语言模型的内容过滤截断", "The language model's content filter ended the answer"},
+    {ChatTrouble::Stalled, "语言模型长时间没有回复", "The language model did not reply in time"},
+    {ChatTrouble::Endless, "语言模型的回复过长，已停止", "The language model would not stop and was cut off"},
+};
+
+constexpr std::string_view refusedChinese = "同时进行的回答过多，请稍后再提问。";
+constexpr std::string_view refusedEnglish = "Too many answers are under way; ask again in a moment.";
+
+/// One request, as the coroutine of its answer sees it. All runs on that coroutine's executor but receive().
+class Conversation : public std::enable_shared_from_this<Conversation> {
+public:
+    explicit Conversation(asio::any_io_executor executor)
+        : executor_(std::move(executor))
+        , changed_(executor_) {}
+
+    /// On any thread.
+    void receive(ChatEvent event) {
+        asio::post(executor_, [self = shared_from_this(), event = std::move(event)]() mutable {
+            self->events_.push_back(std::move(event));
+            self->changed_.cancel();
+        });
+    }
+    void leave() {
+        gone_ = true;
+        changed_.cancel();
+    }
+    bool isGone() const { return gone_; }
+
+    /// The next event, or none when the time is over or the client has gone.
+    asio::awaitable<std::optional<ChatEvent>> next(Clock::time_point deadline) {
+        boost::system::error_code ignored;
+        while (events_.empty() && !gone_ && Clock::now() < deadline) {
+            changed_.expires_at(deadline);
+            co_await changed_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+        }
+        if (events_.empty() || gone_)
+            co_return std::nullopt;
+        std::optional<ChatEvent> event(std::move(events_.front()));
+        events_.pop_front();
+        co_return event;
+    }
+
+private:
+    asio::any_io_executor executor_;
+    asio::steady_timer changed_;
+    std::deque<ChatEvent> events_;
+    bool gone_ = false;
+};
+
+/// Drops its request when the answer ends by any way.
+class Dropping {
+public:
+    Dropping(ChatClient& client, std::size_t request)
+        : client_(client)
+        , request_(request) {}
+    ~Dropping() {
+        if (request_ != 0)
+            client_.cancel(request_);
+    }
+    Dropping(const Dropping&) = delete;
+    Dropping& operator=(const Dropping&) = delete;
+    void keep() { request_ = 0; }
+
+private:
+    ChatClient& client_;
+    std::size_t request_;
+};
+
+} // namespace
+
+std::string troubleLine(ChatTrouble trouble, std::chrono::seconds pause, bool inChinese) {
+    const auto* text = std::find_if(std::begin(troubleTexts), std::end(troubleTexts),
+                                    [trouble](const TroubleText& entry) { return entry.trouble == trouble; });
+    std::string line = inChinese ? "（" : "(";
+    line.append(inChinese ? text->chinese : text->english);
+    if (pause.count() > 0)
+        line.append(inChinese ? "，请在 " + std::to_string(pause.count()) + " 秒后再试"
+                              : "; try again in " + std::to_string(pause.count()) + " s");
+    return line.append(inChinese ? "）" : ")");
+}
+
+std::string chatRequest(const ChatEndpoint& endpoint, const Question& question) {
+    return compactJson({{"model", endpoint.model},
+                        {"temperature", endpoint.temperature},
+                        {"max_tokens", endpoint.mostTokens},
+                        {"stream", true},
+                        {"messages", chatMessages(question)}});
+}
+
+/// A place among the answers that run, for as long as it exists.
+class ChatAnswers::Place {
+public:
+    Place(ChatAnswers& answers, std::int64_t account)
+        : answers_(answers)
+        , account_(account)
+        , given_(answers.enter(account)) {}
+    ~Place() {
+        if (given_)
+            answers_.leave(account_);
+    }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+    bool isGiven() const { return given_; }
+
+private:
+    ChatAnswers& answers_;
+    std::int64_t account_;
+    bool given_;
+};
+
+ChatAnswers::ChatAnswers(ChatClient& client, AnswerSource& fallback, Limits limits)
+    : client_(client)
+    , fallback_(fallback)
+    , limits_(limits) {}
+
+bool ChatAnswers::enter(std::int64_t account) {
+    const std::lock_guard lock(mutex_);
+    if (running_ >= limits_.atOnce || runningOf_[account] >= limits_.atOnceOfAccount)
+        return false;
+    ++running_;
+    ++runningOf_[account];
+    return true;
+}
+
+void ChatAnswers::leave(std::int64_t account) {
+    const std::lock_guard lock(mutex_);
+    --running_;
+    if (--runningOf_[account] == 0)
+        runningOf_.erase(account);
+}
+
+asio::awaitable<void> ChatAnswers::answer(const Question& question, AnswerSink& sink) {
+    const Place place(*this, question.account);
+    if (place.isGiven()) {
+        auto asking = ask(question, sink);
+        co_await std::move(asking);
+    } else {
+        co_await sink.piece(hasChinese(question.text) ? refusedChinese : refusedEnglish);
+    }
+}
+
+asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sink) {
+    const auto executor = co_await asio::this_coro::executor;
+    const auto conversation = std::make_shared<Conversation>(executor);
+    sink.whenGone([conversation] { conversation->leave(); });
+    const auto started = Clock::now();
+    Dropping request(client_, client_.send(chatRequest(client_.endpoint(), question), [conversation](ChatEvent event) {
+        conversation->receive(std::move(event));
+    }));
+    std::string whole;
+    ChatEvent end{.isEnd = true, .trouble = ChatTrouble::Endless};
+    while (whole.size() < limits_.answerBytes) {
+        const auto deadline =
+            whole.empty() ? started + client_.endpoint().firstPiece : Clock::now() + client_.endpoint().stall;
+        auto event = co_await conversation->next(deadline);
+        if (conversation->isGone())
+            co_return;
+        if (!event)
+            event.emplace(ChatEvent{.isEnd = true, .trouble = ChatTrouble::Stalled});
+        if (event->isEnd) {
+            end = *event;
+            break;
+        }
+        whole.append(event->piece);
+        const bool wanted = co_await sink.piece(event->piece);
+        if (!wanted)
+            co_return;
+    }
+    if (end.trouble == ChatTrouble::None) {
+        request.keep(); // what follows the end is read, so that the connection can be used again
+        exchanges.add(question.account, {question.text, whole});
+        co_return;
+    }
+    const std::string line = troubleLine(end.trouble, end.pause, hasChinese(question.text));
+    if (!whole.empty()) {
+        co_await sink.piece("\n" + line);
+        co_return;
+    }
+    const bool wanted = co_await sink.piece(line + "\n");
+    if (!wanted)
+        co_return;
+    auto outline = fallback_.answer(question, sink);
+    co_await std::move(outline);
+}
+
+} // namespace parlowen::service

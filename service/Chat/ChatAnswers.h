@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Answers/AnswerSource.h"
+#include "ChatClient.h"
+#include "Exchanges.h"
+
+#include <map>
+#include <mutex>
+
+namespace parlowen::service {
+
+/// Answers by a language model, each piece passed on as it comes. Where the model fails before its first piece, a line
+/// says so and the answer of `fallback` follows; later, a line ends what there is.
+class ChatAnswers final : public AnswerSource {
+public:
+    struct Limits {
+        int atOnce = 32; ///< answers at the same time; one more is refused with words
+        int atOnceOfAccount = 4;
+        std::size_t answerBytes = 32 * 1024; ///< after which the model is stopped
+    };
+
+    /// Both outlive this; the client is stopped before an executor ends that answers run on.
+    ChatAnswers(ChatClient& client, AnswerSource& fallback, Limits limits);
+
+    boost::asio::awaitable<void> answer(const Question& question, AnswerSink& sink) override;
+
+    Exchanges exchanges;
+
+private:
+    class Place;
+    bool enter(std::int64_t account);
+    void leave(std::int64_t account);
+    boost::asio::awaitable<void> ask(const Question& question, AnswerSink& sink);
+
+    ChatClient& client_;
+    AnswerSource& fallback_;
+    const Limits limits_;
+    std::mutex mutex_;
+    int running_ = 0;
+    std::map<std::int64_t, int> runningOf_;
+};
+
+/// The line that tells a user what went wrong, in the question's language. Never a text of the endpoint's.
+std::string troubleLine(ChatTrouble trouble, std::chrono::seconds pause, bool inChinese);
+
+/// The body of a chat completion's request.
+std::string chatRequest(const ChatEndpoint& endpoint, const Question& question);
+
+} // namespace parlowen::service

@@ -1,0 +1,72 @@
+#include "AnswerCommands.h"
+
+#include "Chat/ChatPrompt.h"
+#include "Resumes/ResumeLines.h"
+#include "Resumes/Resumes.h"
+
+#include <fstream>
+#include <future>
+#include <iostream>
+#include <iterator>
+
+namespace parlowen::service {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* trialQuestion = "What do you like about your work?";
+
+std::int64_t millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+/// One question on its way, its pieces written on the client's thread.
+struct Trial {
+    std::ostream& output;
+    Clock::time_point started = Clock::now();
+    std::int64_t firstPiece = -1; ///< milliseconds; -1: none came
+    std::promise<ChatEvent> end{};
+
+    void take(const ChatEvent& event) {
+        if (event.isEnd)
+            return end.set_value(event);
+        if (firstPiece < 0)
+            firstPiece = millisecondsSince(started);
+        output << event.piece << std::flush;
+    }
+};
+
+} // namespace
+
+void printPrompt(const ServiceOptions& options, std::ostream& output) {
+    Question question{.text = options.printPrompt.value_or("")};
+    if (!options.resume.empty()) {
+        std::ifstream file(options.resume);
+        const std::string resume{std::istreambuf_iterator<char>(file), {}};
+        question.quotes = relevantLines(resume, question.text, Resumes::mostQuotes);
+    }
+    output << promptText(chatMessages(question));
+}
+
+bool checkAnswers(const ServiceOptions& options, std::ostream& output) {
+    if (options.chat.url.empty()) {
+        output << "there is no language model: answers-url is not set in " << options.config.string() << "\n";
+        return false;
+    }
+    ChatClient client(options.chat);
+    Trial trial{output};
+    auto end = trial.end.get_future();
+    client.send(chatRequest(options.chat, {.text = trialQuestion}),
+                [&trial](const ChatEvent& event) { trial.take(event); });
+    const bool inTime = end.wait_for(options.chat.firstPiece + options.chat.stall) == std::future_status::ready;
+    client.stop();
+    const ChatEvent event = inTime ? end.get() : ChatEvent{.isEnd = true, .trouble = ChatTrouble::Stalled};
+    if (event.trouble != ChatTrouble::None)
+        output << "\n" << troubleLine(event.trouble, event.pause, false);
+    output << "\nfirst piece after " << trial.firstPiece << " ms, the end after " << millisecondsSince(trial.started)
+           << " ms\n";
+    return event.trouble == ChatTrouble::None;
+}
+
+} // namespace parlowen::service

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Chat/ChatAnswers.h"
+
+#include <boost/program_options/options_description.hpp>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace parlowen::service {
+
+/// What is wrong with an option.
+struct OptionProblem {
+    std::string option; ///< its name
+    std::string text;
+};
+
+/// The options of the language model, as they stand in arguments and in the configuration file.
+struct AnswerOptions {
+    std::string url;
+    std::string model;
+    std::string keyFile;
+    std::string keyEnvironment;
+    double temperature = 0;
+    int tokens = 0;
+    int connectSeconds = 0;
+    int firstPieceSeconds = 0;
+    int stallSeconds = 0;
+    int atOnce = 0;
+    int atOnceOfAccount = 0;
+
+    /// Their names, defaults and meanings; they are stored here.
+    boost::program_options::options_description description();
+    /// Checks them, reads the key, and fills in what they mean.
+    std::optional<OptionProblem> apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits) const;
+};
+
+/// A configuration file with every option at its default, each with a comment.
+std::string sampleConfig();
+
+/// The number of the first line of a configuration file that sets an option, or that is this text; 0 for none.
+int lineOf(const std::filesystem::path& file, const std::string& optionOrLine);
+
+} // namespace parlowen::service

@@ -1,0 +1,49 @@
+#include "Pages.h"
+
+#include <Page/AIInterviewPages/AISettingViewController.h>
+#include <Page/AboutMeViewController.h>
+#include <Page/MineViewController.h>
+
+#include <QStringList>
+#include <algorithm>
+
+namespace parlowen {
+
+namespace {
+
+constexpr PageEntry pages[] = {
+    {setupPage, "setup", "AI面试",
+     [](const PageContext& context) -> BaseViewController* {
+         return new InterviewSettingViewController(context.setup);
+     }},
+    {1, "account", "个人中心",
+     [](const PageContext& context) -> BaseViewController* {
+         auto* account = new MineViewController(context.http, context.settings, *context.images);
+         account->onSignedOut = context.signedOut;
+         return account;
+     }},
+    {aiSettingsPage, "settings", "面试设置",
+     [](const PageContext& context) -> BaseViewController* {
+         return new AISettingViewController(context.settings, context.http);
+     }},
+    {5, "about", "版本信息",
+     [](const PageContext& context) -> BaseViewController* { return new AboutMeViewController(context.http); }},
+};
+
+} // namespace
+
+std::span<const PageEntry> allPages() { return pages; }
+
+const PageEntry* findPage(const QString& name) {
+    const auto* found = std::ranges::find_if(pages, [&name](const PageEntry& page) { return name == page.name; });
+    return found == std::end(pages) ? nullptr : found;
+}
+
+QString pageNames() {
+    QStringList names;
+    for (const PageEntry& page : pages)
+        names << QString::fromLatin1(page.name);
+    return names.join(QStringLiteral(", "));
+}
+
+} // namespace parlowen

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <Page/AIInterviewPages/InterviewSettingViewController.h>
+
+#include <QString>
+#include <functional>
+#include <span>
+
+namespace parlowen {
+
+class BaseViewController;
+class ImageLoader;
+
+/// What pages are made with. All of it outlives them.
+struct PageContext {
+    Settings& settings;
+    HttpDatas& http;
+    SetupServices setup;
+    ImageLoader* images = nullptr;        ///< needed by the account page
+    std::function<void()> signedOut = {}; ///< the account has been deleted
+};
+
+/// One page of the main window.
+struct PageEntry {
+    int index;         ///< in the content area
+    const char* name;  ///< on the command line
+    const char* title; ///< for people, in Chinese (UTF-8)
+    BaseViewController* (*make)(const PageContext& context);
+};
+
+/// Every page that there is, the first one first.
+std::span<const PageEntry> allPages();
+/// The page of that name; null without one.
+const PageEntry* findPage(const QString& name);
+/// All names, for people.
+QString pageNames();
+
+inline constexpr int setupPage = 0;
+inline constexpr int aiSettingsPage = 3;
+
+} // namespace parlowen

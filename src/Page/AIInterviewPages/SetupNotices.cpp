@@ -1,0 +1,125 @@
+#include "SetupNotices.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <algorithm>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int noteFont = 12;
+
+QString baseOf(const QString& key) { return key.section(u'-', 0, 0).toLower(); }
+
+/// A button that looks like a link.
+QPushButton* makeLink(const QString& title, QWidget* parent) {
+    auto* link = new QPushButton(title, parent);
+    link->setFont(systemFont(noteFont));
+    link->setStyleSheet(
+        QStringLiteral("QPushButton { color: %1; background: transparent; border: 1px solid transparent;"
+                       " padding: 0; text-align: left; text-decoration: underline; }"
+                       "QPushButton:hover { color: %2; }"
+                       "QPushButton:focus { border-color: %2; border-radius: 3px; }")
+            .arg(hexColor(theme::link).name(), hexColor(theme::accent).name()));
+    link->setCursor(Qt::PointingHandCursor);
+    link->setAutoDefault(true);
+    link->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    return link;
+}
+
+/// A text above its link, both in the middle of the height.
+void lay(QWidget* notice, QLabel* text, QPushButton* link) {
+    auto* column = new QVBoxLayout(notice);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addStretch();
+    column->addWidget(text);
+    column->addWidget(link);
+    column->addStretch();
+    notice->hide();
+}
+
+} // namespace
+
+LanguageNotice::LanguageNotice(Kind kind, QWidget* parent)
+    : QWidget(parent)
+    , kind_(kind)
+    , text_(makeLabel(hexColor(theme::warning), false, noteFont, this))
+    , button_(makeLink({}, this)) {
+    lay(this, text_, button_);
+    connect(button_, &QPushButton::clicked, this, &LanguageNotice::insteadTaken);
+}
+
+void LanguageNotice::setOffered(std::optional<std::vector<LanguageListModel>> languages) {
+    offered_ = std::move(languages);
+    look();
+}
+
+void LanguageNotice::setChosen(const std::optional<LanguageListModel>& language) {
+    chosen_ = language.value_or(LanguageListModel());
+    look();
+}
+
+void LanguageNotice::setUsed(bool used) {
+    used_ = used;
+    look();
+}
+
+QString LanguageNotice::keyOf(const LanguageListModel& language) const {
+    return kind_ == Kind::spoken ? language.original_key : language.translation_key;
+}
+
+std::optional<LanguageListModel> LanguageNotice::findInstead() const {
+    const auto firstWith = [this](const auto& fits) {
+        const auto found = std::ranges::find_if(*offered_, fits);
+        return found == offered_->end() ? std::nullopt : std::optional(*found);
+    };
+    const QString base = baseOf(keyOf(chosen_));
+    if (auto sameLanguage = firstWith([&](const auto& other) { return baseOf(keyOf(other)) == base; }))
+        return sameLanguage;
+    if (auto english = firstWith([](const auto& other) { return other.original_key == u"en-US"; }))
+        return english;
+    return firstWith([](const auto&) { return true; });
+}
+
+void LanguageNotice::look() {
+    missing_ = used_ && offered_ && std::ranges::none_of(*offered_, [this](const LanguageListModel& other) {
+                   return keyOf(other).compare(keyOf(chosen_), Qt::CaseInsensitive) == 0;
+               });
+    instead_ = missing_ ? findInstead() : std::nullopt;
+    if (missing_) {
+        const bool spoken = kind_ == Kind::spoken;
+        text_->setText(spoken ? QStringLiteral("当前服务听不懂，不会有文字。")
+                              : QStringLiteral("当前服务不能译成它。"));
+        button_->setText(instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QString());
+        button_->setVisible(instead_.has_value());
+    }
+    setVisible(missing_);
+}
+
+PersonalNotice::PersonalNotice(QWidget* parent)
+    : QWidget(parent)
+    , text_(makeLabel(hexColor(theme::midGrey), false, noteFont, this))
+    , button_(makeLink({}, this)) {
+    lay(this, text_, button_);
+}
+
+void PersonalNotice::show(bool hasPosition, bool hasResume) {
+    if (!hasPosition && !hasResume)
+        text_->setText(QStringLiteral("还没有填写岗位和上传简历，回答会比较笼统。"));
+    else if (!hasPosition)
+        text_->setText(QStringLiteral("还没有填写岗位，回答不知道您应聘什么。"));
+    else
+        text_->setText(QStringLiteral("还没有上传简历，回答用不上您的经历。"));
+    button_->setText(hasPosition ? QStringLiteral("去上传") : QStringLiteral("去填写"));
+    setHidden(hasPosition && hasResume);
+}
+
+} // namespace parlowen

@@ -1,0 +1,148 @@
+#include "SoundCheckView.h"
+
+#include <AVFoundation/ChirpProbe.h>
+#include <CoreAudio/AudioHardwareService.h>
+#include <Foundation/BackgroundQueue.h>
+#include <Foundation/MainQueue.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+
+namespace parlowen {
+
+namespace {
+
+using Kind = AudioCheck::Finding::Kind;
+
+constexpr int checkWidth = 380; // at the usual font scale
+constexpr int checkInset = 20;
+constexpr double checkRadius = 10;
+
+/// Kinds differ in their sign too, for those who do not see the colour.
+QString signOf(Kind kind) { return QString(QChar(kind == Kind::Good ? u'✓' : kind == Kind::Note ? u'△' : u'✕')); }
+
+QColor colorOf(Kind kind) {
+    if (kind == Kind::Good)
+        return hexColor(theme::link);
+    return kind == Kind::Note ? hexColor(theme::warning) : QColor(0xB3261E);
+}
+
+} // namespace
+
+SoundCheckView::SoundCheckView(QWidget* parent)
+    : BaseView(parent) {}
+
+void SoundCheckView::buildStyle() { setPalette(lightPalette(Qt::white)); }
+
+void SoundCheckView::build() {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(checkInset, checkInset, checkInset, checkInset);
+    column->setSpacing(12);
+    QLabel* title = makeLabel(hexColor(theme::darkText), true, 16, this);
+    title->setText(QStringLiteral("声音检测"));
+    title->setAlignment(Qt::AlignCenter);
+    column->addWidget(title);
+    auto* content = new QWidget;
+    lines_ = new QVBoxLayout(content);
+    lines_->setContentsMargins(0, 0, 0, 0);
+    lines_->setSpacing(8);
+    auto* area = new QScrollArea(this);
+    area->setWidget(content);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFocusPolicy(Qt::NoFocus);
+    column->addWidget(area, 1);
+    progress_ = makeLabel(hexColor(theme::midGrey), false, 13, this);
+    column->addWidget(progress_);
+    closeButton_ = makeCardButton(QStringLiteral("关闭"), Qt::white, hexColor(theme::accent), this);
+    closeButton_->setMinimumHeight(static_cast<int>(36 * fontScale()));
+    closeButton_->setAutoDefault(true);
+    connect(closeButton_, &QPushButton::clicked, this, [] { closeCurrentPopView(); });
+    column->addWidget(closeButton_);
+    setAccessibleName(title->text());
+}
+
+void SoundCheckView::run(bool systemSound) {
+    const AudioCheck found = checkAudio(AudioHardwareService::shared(), Language::Chinese);
+    for (const AudioCheck::Finding& finding : found.findings)
+        add(finding);
+    if (!systemSound || !found.isReady()) {
+        progress_->hide();
+        fit();
+        return;
+    }
+    progress_->setText(QStringLiteral("正在播放测试音并收听…"));
+    fit();
+    inBackground([self = QPointer(this)] {
+        const ChirpResult result = playAndListenForChirp();
+        onMain(self, [self, result] {
+            self->add(chirpFinding(result, Language::Chinese));
+            self->progress_->hide();
+            self->fit();
+        });
+    });
+}
+
+void SoundCheckView::add(const AudioCheck::Finding& finding) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(10);
+    QLabel* sign = makeLabel(colorOf(finding.kind), true, 14, this);
+    sign->setText(signOf(finding.kind));
+    sign->setFixedWidth(static_cast<int>(16 * fontScale()));
+    row->addWidget(sign, 0, Qt::AlignTop);
+    sign->show();
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(2);
+    for (const auto& [text, color] :
+         {std::pair(finding.text, theme::darkText), std::pair(finding.advice, theme::midGrey)}) {
+        if (text.isEmpty())
+            continue;
+        QLabel* label = makeLabel(hexColor(color), false, 13, this);
+        label->setText(text);
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        texts->addWidget(label);
+        label->show(); // counts in the size at once
+    }
+    row->addLayout(texts, 1);
+    lines_->addLayout(row);
+}
+
+QSize SoundCheckView::sizeHint() const {
+    const int wide = static_cast<int>(checkWidth * fontScale());
+    const int between = layout()->spacing();
+    int high = 2 * checkInset + lines_->heightForWidth(wide - 2 * checkInset) + closeButton_->sizeHint().height() +
+               3 * between;
+    high += layout()->itemAt(0)->widget()->sizeHint().height();
+    if (!progress_->isHidden())
+        high += progress_->sizeHint().height() + between;
+    return {wide, high};
+}
+
+/// As high as its lines, within the window that it lies over.
+void SoundCheckView::fit() {
+    const QSize room = window()->size() - QSize(2 * checkInset, 2 * checkInset);
+    const QPoint middle = geometry().center();
+    const QSize wanted = sizeHint().boundedTo(room);
+    resize(wanted);
+    if (isVisible())
+        move(middle - QPoint(wanted.width() / 2, wanted.height() / 2));
+}
+
+void SoundCheckView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(hexColor(theme::secondary), 1));
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), checkRadius, checkRadius);
+}
+
+} // namespace parlowen

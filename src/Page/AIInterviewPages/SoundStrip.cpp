@@ -1,0 +1,200 @@
+#include "SoundStrip.h"
+
+#include "SoundCheckView.h"
+
+#include <Network/Settings.h>
+#include <Page/View/SettingFields.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/SystemFont.h>
+#include <Tools/SessionStatusText.h>
+
+#include <QBoxLayout>
+#include <QPainter>
+#include <QPushButton>
+#include <QTimerEvent>
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int levelMilliseconds = 60;
+constexpr int levelWidth = 4;
+constexpr int levelGap = 2;
+constexpr int levelHeight = 16;
+constexpr double stripRadius = 10;
+constexpr std::uint32_t framesPerBuffer = 2048;
+const QString everything = QStringLiteral("全部声音");
+
+} // namespace
+
+LevelMeter::LevelMeter(QWidget* parent)
+    : QWidget(parent) {
+    setFixedSize(bars * (levelWidth + levelGap) - levelGap, levelHeight);
+    setAccessibleName(QStringLiteral("音量"));
+}
+
+void LevelMeter::follow(std::shared_ptr<InputMeter> meter) {
+    meter_ = std::move(meter);
+    litBars_ = 0;
+    if (meter_) {
+        meter_->take(); // what was loud before nobody looked
+        ticks_.start(levelMilliseconds, this);
+    } else {
+        ticks_.stop();
+    }
+    update();
+}
+
+void LevelMeter::timerEvent(QTimerEvent* event) {
+    if (event->timerId() != ticks_.timerId())
+        return;
+    // It rises at once and falls bar by bar.
+    const int lit = std::max(static_cast<int>(std::lround(meterShare(meter_->take()) * bars)), litBars_ - 1);
+    if (std::exchange(litBars_, lit) != lit)
+        update();
+}
+
+void LevelMeter::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    for (int i = 0; i < bars; ++i) {
+        painter.setBrush(hexColor(i < litBars_ ? theme::accent : theme::secondary));
+        painter.drawRoundedRect(QRect(i * (levelWidth + levelGap), 0, levelWidth, levelHeight), 2, 2);
+    }
+}
+
+SoundStrip::SoundStrip(Settings& settings, QWidget* parent, Capture capture)
+    : QWidget(parent)
+    , settings_(settings)
+    , capture_(std::move(capture))
+    , meter_(new LevelMeter(this))
+    , name_(new ElidedLabel(this))
+    , advice_(makeLabel(hexColor(theme::warning), false, 12, this))
+    , programs_(new PopUpButton(QStringLiteral("收听哪个程序"), {everything}, this))
+    , check_(makeButton(
+          QStringLiteral("检测声音"), hexColor(theme::link), hexColor(theme::field), [this] { runCheck(); }, 12, 13,
+          this)) {
+    build();
+    RecognitionStatus none; // of which there is nothing to say here
+    none.state = RecognitionStatus::State::Recognizing;
+    status_.setRecognition(none);
+    connect(&status_, &SessionStatus::inputChanged, this, &SoundStrip::sayWhatIsHeard);
+    connect(&playing_, &PlayingPrograms::changed, this, &SoundStrip::listPrograms);
+    connect(programs_, &QComboBox::activated, this, &SoundStrip::programChosen);
+}
+
+SoundStrip::~SoundStrip() { stop(); }
+
+void SoundStrip::build() {
+    name_->setFont(systemFont(13));
+    check_->setMinimumHeight(PopUpButton::fieldSize().height());
+    check_->setAutoDefault(true);
+    programs_->setFixedWidth(static_cast<int>(120 * fontScale()));
+    auto* row = new QHBoxLayout;
+    row->setSpacing(10);
+    row->addWidget(meter_);
+    row->addWidget(name_, 1);
+    row->addWidget(programs_);
+    row->addWidget(check_);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(12, 4, 6, 4);
+    column->setSpacing(2);
+    column->addLayout(row);
+    column->addWidget(advice_);
+}
+
+void SoundStrip::setSystem(bool system) {
+    const bool again = isListening() && system != system_;
+    if (again)
+        stop(); // a capture does not turn from one kind to the other
+    system_ = system;
+    programs_->setVisible(system);
+    listPrograms();
+    if (again)
+        listen();
+}
+
+SessionSound SoundStrip::sound() const {
+    return {system_, system_ ? settings_.heardProgram().value_or(QString()) : QString()};
+}
+
+void SoundStrip::listen() {
+    hear(sound());
+    if (!source_) {
+        source_ = capture_(status_.inputObserver())();
+        if (!source_->format() || !source_->start(framesPerBuffer, [](const auto&) {}))
+            source_.reset();
+    }
+    meter_->follow(source_ ? status_.meter() : nullptr);
+    sayWhatIsHeard();
+}
+
+void SoundStrip::stop() {
+    meter_->follow(nullptr);
+    if (source_)
+        source_->stop();
+    source_.reset();
+}
+
+void SoundStrip::sayWhatIsHeard() {
+    const SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), Language::Chinese);
+    name_->setText(words.text);
+    const QString advice = words.severity == SessionStatusText::Severity::Plain ? QString() : words.advice.value(0);
+    name_->setToolTip(words.text);
+    setAccessibleName(words.text);
+    advice_->setText(advice);
+    advice_->setHidden(advice.isEmpty());
+}
+
+void SoundStrip::listPrograms() {
+    const QString chosen = settings_.heardProgram().value_or(QString());
+    QStringList names = playing_.names();
+    programs_->clear();
+    programs_->addItem(everything, QString());
+    if (!chosen.isEmpty() && !names.contains(chosen))
+        programs_->addItem(chosen + QStringLiteral("（未播放）"), chosen);
+    for (const QString& name : std::as_const(names))
+        programs_->addItem(name, name);
+    programs_->setCurrentIndex(std::max(0, programs_->findData(chosen)));
+}
+
+void SoundStrip::programChosen(int index) {
+    const QString chosen = programs_->itemData(index).toString();
+    settings_.setHeardProgram(chosen.isEmpty() ? std::nullopt : std::optional(chosen));
+    if (isListening())
+        listen();
+}
+
+void SoundStrip::runCheck() {
+    auto* card = makeView<SoundCheckView>(nullptr);
+    card->resize(card->sizeHint());
+    MYCenterPopView::show(card, window());
+    card->run(system_);
+}
+
+void SoundStrip::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    listen();
+}
+
+void SoundStrip::hideEvent(QHideEvent* event) {
+    stop();
+    QWidget::hideEvent(event);
+}
+
+void SoundStrip::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(hexColor(theme::secondary), 1));
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), stripRadius, stripRadius);
+}
+
+} // namespace parlowen

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <AVFoundation/CaptureSource.h>
+#include <Tools/SessionSound.h>
+#include <Tools/SessionStatus.h>
+
+#include <QBasicTimer>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+class QLabel;
+class QPushButton;
+
+namespace parlowen {
+
+class PopUpButton;
+class Settings;
+class SoundCheckView;
+
+/// The level of a sound as bars that light up, while it is told of.
+class LevelMeter : public QWidget {
+    Q_OBJECT
+public:
+    explicit LevelMeter(QWidget* parent);
+
+    /// Shows it until null is given.
+    void follow(std::shared_ptr<InputMeter> meter);
+    int litBars() const { return litBars_; }
+    static constexpr int bars = 12;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+
+private:
+    std::shared_ptr<InputMeter> meter_;
+    QBasicTimer ticks_;
+    int litBars_ = 0;
+};
+
+/// What a session would hear if it began now: the device, its level, which program of several, and a check of it all.
+/// It listens while it is in sight, and only then. Main thread only.
+class SoundStrip : public QWidget {
+    Q_OBJECT
+public:
+    using Capture = std::function<CaptureSourceFactory(InputObserver)>;
+
+    /// The settings must outlive it, and hold the program that is heard.
+    SoundStrip(Settings& settings, QWidget* parent, Capture capture = inputCapture);
+    ~SoundStrip() override;
+
+    /// Whether the computer's sound is heard, or a microphone.
+    void setSystem(bool system);
+    /// What a session that starts now is to hear.
+    SessionSound sound() const;
+    /// Lets go of the sound until the strip comes into sight again.
+    void stop();
+    bool isListening() const { return source_ != nullptr; }
+
+    LevelMeter* meter() const { return meter_; }
+    QLabel* nameLabel() const { return name_; }
+    PopUpButton* programPopup() const { return programs_; }
+    QPushButton* checkButton() const { return check_; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    void build();
+    void listen();
+    void sayWhatIsHeard();
+    void listPrograms();
+    void programChosen(int index);
+    void runCheck();
+
+    Settings& settings_;
+    const Capture capture_;
+    SessionStatus status_;
+    PlayingPrograms playing_;
+    std::unique_ptr<CaptureSource> source_;
+    bool system_ = false;
+    LevelMeter* meter_;
+    QLabel* name_;
+    QLabel* advice_;
+    PopUpButton* programs_;
+    QPushButton* check_;
+};
+
+} // namespace parlowen

@@ -1,0 +1,207 @@
+#include "InterviewTypeView.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+struct TypeWords {
+    const char* title;
+    const char* subtitle;
+    const char* image;
+    const char* button;
+};
+
+constexpr std::array<TypeWords, 3> typeWords{
+    {{"国内面试AI", "适用于国内校招、公司、机构", "ai_guonei", "国内面试AI"},
+     {"国外面试AI", "适应于海外求职或学术面试，涉及翻译", "ai_guowai", "国外面试AI"},
+     {"都可能涉及", "", "ai_guoneiwai", "AI面试"}}};
+
+constexpr int optionHeight = 76;
+constexpr int optionInset = 14;
+constexpr int pictureSize = 40;
+constexpr int typeMark = 20;
+constexpr double typeRadius = 10;
+constexpr int cardInset = 20;
+constexpr int cardButtonHeight = 38;
+
+int scaled(int points) { return static_cast<int>(points * fontScale()); }
+
+} // namespace
+
+InterviewContentView::InterviewContentView(QWidget* parent)
+    : QAbstractButton(parent)
+    , imageView_(new QLabel(this))
+    , titleLabel_(makeLabel(hexColor(theme::darkText), false, 14, this))
+    , subtitleLabel_(makeLabel(hexColor(theme::midGrey), false, 12, this))
+    , selectImageView_(new QLabel(this)) {
+    setFocusPolicy(Qt::StrongFocus);
+    setCursor(Qt::PointingHandCursor);
+    setAttribute(Qt::WA_Hover);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(optionInset, 0, optionInset, 0);
+    row->setSpacing(optionInset);
+    row->addWidget(imageView_);
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(4);
+    texts->addStretch();
+    texts->addWidget(titleLabel_);
+    texts->addWidget(subtitleLabel_);
+    texts->addStretch();
+    row->addLayout(texts, 1);
+    row->addWidget(selectImageView_);
+    for (QLabel* part : {imageView_, titleLabel_, subtitleLabel_, selectImageView_})
+        part->setAttribute(Qt::WA_TransparentForMouseEvents);
+    selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select")).pixmap(typeMark));
+    QSizePolicy stays = selectImageView_->sizePolicy();
+    stays.setRetainSizeWhenHidden(true); // the texts do not move with the mark
+    selectImageView_->setSizePolicy(stays);
+    connect(this, &QAbstractButton::clicked, this, &InterviewContentView::handleClick);
+}
+
+void InterviewContentView::configure(const QString& image, const QString& title, const QString& subtitle,
+                                     bool selected) {
+    imageView_->setPixmap(namedImage(image).pixmap(pictureSize));
+    titleLabel_->setText(title);
+    subtitleLabel_->setText(subtitle);
+    subtitleLabel_->setHidden(subtitle.isEmpty());
+    selected_ = selected;
+    selectImageView_->setVisible(selected);
+    setAccessibleName(selected ? title + QStringLiteral("，已选择") : title);
+    setAccessibleDescription(subtitle);
+    update();
+}
+
+QSize InterviewContentView::sizeHint() const { return {scaled(300), scaled(optionHeight)}; }
+
+void InterviewContentView::handleClick() {
+    if (clickHandler)
+        clickHandler();
+}
+
+// The base class knows the space bar alone.
+void InterviewContentView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        click();
+    else
+        QAbstractButton::keyPressEvent(event);
+}
+
+void InterviewContentView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const bool pointed = underMouse() || isDown();
+    QColor ground = palette::CSS::lightGray();
+    ground.setAlphaF(pointed ? 0.25F : 0.1F);
+    painter.setBrush(ground);
+    painter.setPen(selected_ ? QPen(hexColor(theme::cardBorder), 1) : QPen(Qt::NoPen));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), typeRadius, typeRadius);
+    if (!hasFocus())
+        return;
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(hexColor(theme::link), 2));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), typeRadius, typeRadius);
+}
+
+InterviewTypeView::InterviewTypeView(QWidget* parent)
+    : BaseView(parent) {}
+
+QString InterviewTypeView::buttonTitle(const std::optional<qint64>& type) {
+    const bool known = type && *type >= 1 && *type <= static_cast<qint64>(typeWords.size());
+    return QString::fromUtf8(known ? typeWords.at(static_cast<std::size_t>(*type - 1)).button
+                                   : typeWords.back().button);
+}
+
+void InterviewTypeView::buildStyle() { setPalette(lightPalette(Qt::white)); }
+
+void InterviewTypeView::build() {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(cardInset, cardInset, cardInset, cardInset);
+    column->setSpacing(10);
+    typeLabel_ = makeLabel(hexColor(theme::darkText), true, 16, this);
+    typeLabel_->setText(QStringLiteral("选择面试类型"));
+    contentLabel_ = makeLabel(hexColor(theme::midGrey), false, 14, this);
+    contentLabel_->setText(QStringLiteral("有助于更好的展示ai面试效果哦～"));
+    for (QLabel* label : {typeLabel_, contentLabel_}) {
+        label->setAlignment(Qt::AlignCenter);
+        column->addWidget(label);
+    }
+    column->addSpacing(4);
+    for (std::size_t i = 0; i < options_.size(); ++i) {
+        options_.at(i) = new InterviewContentView(this);
+        options_.at(i)->clickHandler = [this, chosen = static_cast<qint64>(i) + 1] {
+            type = chosen;
+            refresh();
+        };
+        column->addWidget(options_.at(i), 1);
+    }
+    column->addSpacing(6);
+    column->addLayout(buildButtons());
+    setAccessibleName(typeLabel_->text());
+    refresh();
+}
+
+QLayout* InterviewTypeView::buildButtons() {
+    const QColor accent = hexColor(theme::accent);
+    const auto framed = [&accent](QPushButton* button) {
+        button->setStyleSheet(button->styleSheet() +
+                              QStringLiteral("QPushButton { border: 1px solid %1; } QPushButton:focus { border: 2px "
+                                             "solid %2; }")
+                                  .arg(accent.name(), hexColor(theme::link).name()));
+    };
+    skipButton_ = makeButton(
+        QStringLiteral("跳过"), accent, Qt::white, [this] { skipTap(); }, 5, 14, this);
+    sureButton_ = makeButton(
+        QStringLiteral("确定"), Qt::white, accent, [this] { sureTap(); }, 5, 14, this);
+    auto* row = new QHBoxLayout;
+    row->setSpacing(12);
+    for (QPushButton* button : {skipButton_, sureButton_}) {
+        framed(button);
+        button->setMinimumHeight(scaled(cardButtonHeight));
+        button->setAutoDefault(true); // Enter presses the one that has the keyboard
+        row->addWidget(button, 1);
+    }
+    return row;
+}
+
+void InterviewTypeView::refresh() {
+    for (std::size_t i = 0; i < options_.size(); ++i) {
+        const TypeWords& words = typeWords.at(i);
+        options_.at(i)->configure(QString::fromUtf8(words.image), QString::fromUtf8(words.title),
+                                  QString::fromUtf8(words.subtitle), type == static_cast<qint64>(i) + 1);
+    }
+}
+
+void InterviewTypeView::skipTap() { closeCurrentPopView(); }
+
+void InterviewTypeView::sureTap() {
+    if (type && selectInterviewBlock)
+        selectInterviewBlock(*type);
+    closeCurrentPopView();
+}
+
+void InterviewTypeView::setCornerRadius(double radius) {
+    cornerRadius_ = radius;
+    update();
+}
+
+void InterviewTypeView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(hexColor(theme::secondary), 1)); // lifts it off a ground that is nearly white
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius_, cornerRadius_);
+}
+
+} // namespace parlowen

@@ -1,0 +1,108 @@
+#include "SettingFields.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QAbstractItemView>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QWheelEvent>
+
+namespace parlowen {
+
+namespace {
+
+constexpr double fieldRadius = 12;
+constexpr int chevronSize = 12;
+constexpr int fieldInset = 12;
+
+QString popUpStyle() {
+    return QStringLiteral(
+               "QComboBox { background: %1; color: %2; border: 2px solid %1; border-radius: %3px; padding: 0 10px; }"
+               "QComboBox:hover { background: %4; border-color: %4; } QComboBox:focus { border-color: %5; }"
+               "QComboBox::drop-down { border: none; width: 24px; }"
+               "QComboBox::down-arrow { image: url(:/icons/chevron.svg); width: %6px; height: %6px; }"
+               "QComboBox QAbstractItemView { background: white; color: %2; border: 1px solid %7; outline: none;"
+               " selection-background-color: %8; selection-color: %2; padding: 4px; }")
+        .arg(hexColor(theme::field).name(), hexColor(theme::darkText).name())
+        .arg(fieldRadius)
+        .arg(hexColor(theme::field).darker(104).name(), hexColor(theme::accent).name())
+        .arg(chevronSize)
+        .arg(hexColor(theme::lightGrey).name(), hexColor(theme::secondary).name());
+}
+
+} // namespace
+
+PopUpButton::PopUpButton(const QString& accessibleName, const QStringList& items, QWidget* parent)
+    : QComboBox(parent) {
+    setAccessibleName(accessibleName);
+    addItems(items);
+    setFont(systemFont(13));
+    view()->setFont(font());
+    setStyleSheet(popUpStyle());
+    setFixedSize(fieldSize());
+    setFocusPolicy(Qt::StrongFocus); // the wheel alone does not give it the keyboard
+    setCursor(Qt::PointingHandCursor);
+}
+
+QSize PopUpButton::fieldSize() { return QSize(160, 32) * fontScale(); }
+
+void PopUpButton::wheelEvent(QWheelEvent* event) {
+    if (hasFocus())
+        QComboBox::wheelEvent(event);
+    else
+        event->ignore();
+}
+
+ChoiceBox::ChoiceBox(const QString& caption, QWidget* parent)
+    : QAbstractButton(parent)
+    , caption_(caption) {
+    setFont(systemFont(14));
+    setFixedSize(PopUpButton::fieldSize());
+    setFocusPolicy(Qt::StrongFocus);
+    setCursor(Qt::PointingHandCursor);
+    setAttribute(Qt::WA_Hover);
+    showChoice(QStringLiteral("请选择语言"));
+}
+
+void ChoiceBox::showChoice(const QString& text) {
+    setText(text);
+    setToolTip(text);
+    setAccessibleName(caption_ + QStringLiteral("：") + text);
+}
+
+void ChoiceBox::setMarked(bool marked) {
+    marked_ = marked;
+    update();
+}
+
+// The base class knows the space bar alone.
+void ChoiceBox::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        click();
+    else
+        QAbstractButton::keyPressEvent(event);
+}
+
+void ChoiceBox::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QColor ground = hexColor(theme::field);
+    painter.setBrush(underMouse() || isDown() ? ground.darker(104) : ground);
+    painter.setPen(Qt::NoPen);
+    if (hasFocus())
+        painter.setPen(QPen(hexColor(theme::accent), 2));
+    else if (marked_)
+        painter.setPen(QPen(hexColor(theme::attention), 2));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), fieldRadius, fieldRadius);
+
+    const QRect chevron(width() - fieldInset - chevronSize, (height() - chevronSize) / 2, chevronSize, chevronSize);
+    namedImage(QStringLiteral("chevron")).paint(&painter, chevron);
+    const int room = width() - 2 * (width() - chevron.left() + 2);
+    painter.setPen(palette::CSS::black());
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine,
+                     fontMetrics().elidedText(text(), Qt::ElideRight, room));
+}
+
+} // namespace parlowen

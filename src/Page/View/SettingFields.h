@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QComboBox>
+
+namespace parlowen {
+
+/// A pop-up button for one choice of several, 160 × 32 at the usual font scale. The wheel turns it only while it has
+/// the keyboard, so that a page can be scrolled across it. Main thread only.
+class PopUpButton : public QComboBox {
+    Q_OBJECT
+public:
+    PopUpButton(const QString& accessibleName, const QStringList& items, QWidget* parent);
+
+    int tag = 0; ///< tells a page's fields apart
+
+    /// The size of the fields of a page.
+    static QSize fieldSize();
+
+protected:
+    void wheelEvent(QWheelEvent* event) override;
+};
+
+/// A box of the same size that shows what was chosen and opens a picker on a click, Space or Enter. Main thread only.
+class ChoiceBox : public QAbstractButton {
+    Q_OBJECT
+public:
+    ChoiceBox(const QString& caption, QWidget* parent);
+
+    int tag = 0;
+
+    /// Shows the text, in the middle and cut where the room ends.
+    void showChoice(const QString& text);
+    /// Whether what is shown needs another look.
+    void setMarked(bool marked);
+
+    QSize sizeHint() const override { return PopUpButton::fieldSize(); }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    const QString caption_;
+    bool marked_ = false;
+};
+
+} // namespace parlowen

@@ -1,0 +1,169 @@
+#include "VersionForceAlertView.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/StyleSheets.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScrollArea>
+#include <QToolButton>
+#include <algorithm>
+
+namespace parlowen {
+
+namespace {
+
+constexpr double promptRadius = 10;
+constexpr double promptDim = 0.2;
+constexpr int promptWidth = 320;
+constexpr int promptMargin = 24;
+constexpr int promptButtonHeight = 40;
+constexpr int promptIconSide = 64;
+constexpr int notesHeight = 150; // at most, before they scroll
+constexpr int buttonPadding = 18;
+constexpr int buttonIconSide = 16;
+
+} // namespace
+
+CustomButton::CustomButton(const QString& title, const QColor& ground, double cornerRadius, int fontSize,
+                           QWidget* parent)
+    : QAbstractButton(parent)
+    , ground_(ground)
+    , cornerRadius_(cornerRadius) {
+    setText(title);
+    setAccessibleName(title);
+    setFont(systemFont(fontSize));
+    setIcon(namedImage(QStringLiteral("translate_down")));
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::StrongFocus);
+}
+
+QSize CustomButton::sizeHint() const {
+    const int icon = hasIcon ? buttonIconSide + buttonPadding / 2 : 0;
+    return QSize(fontMetrics().horizontalAdvance(text()), fontMetrics().height()) +
+           QSize(2 * buttonPadding + icon, buttonPadding);
+}
+
+void CustomButton::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(hasFocus() ? QPen(hexColor(theme::darkText), 2) : QPen(Qt::NoPen));
+    painter.setBrush(isDown() ? ground_.darker(115) : underMouse() ? ground_.lighter(106) : ground_);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), cornerRadius_, cornerRadius_);
+    QRect room = rect();
+    if (hasIcon) {
+        const int width = fontMetrics().horizontalAdvance(text()) + buttonIconSide + buttonPadding / 2;
+        const QRect place((room.width() - width) / 2, (room.height() - buttonIconSide) / 2, buttonIconSide,
+                          buttonIconSide);
+        icon().paint(&painter, place);
+        room.setLeft(buttonIconSide + buttonPadding / 2);
+    }
+    painter.setPen(Qt::white);
+    painter.drawText(room, Qt::AlignCenter, text());
+}
+
+void VersionForceAlertView::buildStyle() {
+    setPalette(lightPalette(Qt::white));
+    setFocusPolicy(Qt::StrongFocus);
+}
+
+void VersionForceAlertView::build() {
+    sharedView_ = new QWidget(this);
+    auto* column = new QVBoxLayout(sharedView_);
+    column->setContentsMargins(promptMargin, promptMargin, promptMargin, promptMargin);
+    column->setSpacing(12);
+    iconImg_ = new QLabel(sharedView_);
+    iconImg_->setAlignment(Qt::AlignCenter);
+    tipLab_ = makeLabel(hexColor(theme::darkText), true, 15, sharedView_);
+    tipLab_->setText(QStringLiteral("发现新版本"));
+    tipLab_->setAlignment(Qt::AlignCenter);
+    tip1Lab_ = makeLabel(hexColor(theme::link), false, 17, nullptr);
+    tip1Lab_->setText(QStringLiteral("当前已是最新版本，暂无更新"));
+    tip1Lab_->setAlignment(Qt::AlignCenter);
+    notes_ = new QScrollArea(sharedView_);
+    notes_->setWidget(tip1Lab_);
+    notes_->setWidgetResizable(true);
+    notes_->setFrameShape(QFrame::NoFrame);
+    notes_->setStyleSheet(styleSheets::lightScrollBar());
+    sureBtn_ = new CustomButton(QStringLiteral("去更新"), hexColor(theme::link), 20, 15, sharedView_);
+    sureBtn_->hasIcon = false;
+    sureBtn_->setFixedHeight(static_cast<int>(promptButtonHeight * fontScale()));
+    connect(sureBtn_, &CustomButton::clicked, this, &VersionForceAlertView::didTap1);
+    column->addWidget(iconImg_);
+    column->addWidget(tipLab_);
+    column->addWidget(notes_);
+    column->addSpacing(4);
+    column->addWidget(sureBtn_);
+    closeImg_ = new QToolButton(sharedView_);
+    closeImg_->setIcon(namedImage(QStringLiteral("close")));
+    closeImg_->setIconSize(QSize(20, 20) * fontScale());
+    closeImg_->setAccessibleName(QStringLiteral("关闭"));
+    closeImg_->setAutoRaise(true);
+    closeImg_->setFocusPolicy(Qt::StrongFocus);
+    closeImg_->hide();
+    connect(closeImg_, &QToolButton::clicked, this, &VersionForceAlertView::didTap1);
+    sharedView_->setFixedWidth(static_cast<int>(promptWidth * fontScale()));
+    closeImg_->adjustSize();
+    closeImg_->move(sharedView_->width() - closeImg_->width() - 8, 8);
+    auto* page = new QVBoxLayout(this);
+    page->addWidget(sharedView_, 0, Qt::AlignCenter);
+}
+
+void VersionForceAlertView::configure() {
+    if (!model)
+        return;
+    tip1Lab_->setText(model->content.value_or(QString()));
+    const int needed = tip1Lab_->heightForWidth(sharedView_->width() - 2 * promptMargin);
+    notes_->setFixedHeight(std::min(needed, static_cast<int>(notesHeight * fontScale())));
+    const QSize side = QSize(promptIconSide, promptIconSide) * fontScale();
+    iconImg_->setPixmap(namedImage(QStringLiteral("tishi_r")).pixmap(side, devicePixelRatioF()));
+    canClose_ = model->version != model->min_version;
+    closeImg_->setVisible(canClose_);
+    closeImg_->raise();
+    setAccessibleName(tipLab_->text());
+    setAccessibleDescription(tip1Lab_->text());
+}
+
+void VersionForceAlertView::didTap1() {
+    setVisible(false);
+    if (parentWidget() != nullptr)
+        parentWidget()->setFocus(Qt::OtherFocusReason);
+}
+
+void VersionForceAlertView::showEvent(QShowEvent* event) {
+    BaseView::showEvent(event);
+    sureBtn_->setFocus(Qt::OtherFocusReason);
+}
+
+void VersionForceAlertView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillRect(rect(), QColor::fromRgbF(0, 0, 0, static_cast<float>(promptDim)));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(sharedView_->geometry(), promptRadius, promptRadius);
+}
+
+// A click beside the card closes the prompt, and none goes to the page beneath.
+void VersionForceAlertView::mousePressEvent(QMouseEvent* event) {
+    if (canClose_ && !sharedView_->geometry().contains(event->position().toPoint()))
+        didTap1();
+}
+
+void VersionForceAlertView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && canClose_)
+        didTap1();
+}
+
+// Tab stays in the prompt.
+bool VersionForceAlertView::focusNextPrevChild(bool) {
+    (sureBtn_->hasFocus() && canClose_ ? static_cast<QWidget*>(closeImg_) : sureBtn_)->setFocus(Qt::TabFocusReason);
+    return true;
+}
+
+} // namespace parlowen

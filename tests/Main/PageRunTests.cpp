@@ -1,0 +1,86 @@
+#include <CoreAudio/AudioHardwareService.h>
+#include <CoreAudio/PulseAudioServer.h>
+#include <Main/PageRun.h>
+#include <Page/View/SettingFields.h>
+#include <PulseAudio/PulseClient.h>
+#include <Tools/PopView/Popover.h>
+#include <gmock/gmock.h>
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
+
+#include "support/CallSound.h"
+#include "support/CapturedLog.h"
+#include "support/PrivateAudioServer.h"
+#include "support/WaitFor.h"
+#include "support/WordErrorRate.h"
+
+/// From the setup page through a whole interview and back, against the real service and a private audio server.
+namespace parlowen::testing {
+namespace {
+
+TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBack) {
+    const CapturedLog log;
+    PrivatePulseAudio daemon;
+    ASSERT_TRUE(daemon.isReady());
+    const auto client = PulseClient::shared();
+    client->waitUntilKnown(std::chrono::seconds(5));
+    AudioHardwareService::install(std::make_shared<PulseAudioServer>(client));
+    UserDefaults defaults;
+    Settings stored(defaults);
+    AIInterviewModel model;
+    model.deviceType = 1;
+    stored.setAiInterviewSetModel(model);
+    stored.setAiInterviewType(1);
+
+    CommandLine line;
+    line.page = QStringLiteral("setup");
+    std::optional<int> status;
+    PageRun run(line, [&status](int ended) { status = ended; });
+    run.begin();
+    const auto page = [&run] { return qobject_cast<InterviewSettingViewController*>(run.window().page()); };
+    ASSERT_TRUE(waitFor([&] { return page() != nullptr; }, 40'000));
+
+    QTest::mouseClick(page()->lelfLanguageLabel(), Qt::LeftButton);
+    auto* picker = page()->popover()->findChild<LanguageListViewController*>();
+    ASSERT_NE(picker, nullptr);
+    ASSERT_TRUE(waitFor([picker] { return !picker->countryModels().empty(); }));
+    picker->searchField()->setText(QStringLiteral("美国"));
+    QTest::keyClick(picker->searchField(), Qt::Key_Return);
+    EXPECT_EQ(stored.aiLangChinaModel()->original_key, "en-US");
+
+    const Speech speech = sampleSpeech(0, 1);
+    {
+        const PlayedTone tone(daemon.address(), QStringLiteral("call"));
+        EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->meter()->litBars() > 6; }, 20'000))
+            << page()->soundStrip()->nameLabel()->text().toStdString()
+            << log.lines().join(u'\n').right(1500).toStdString();
+    }
+    QTest::mouseClick(page()->startButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitFor([&run] { return run.session() && run.session()->window()->isVisible(); }, 20'000));
+    EXPECT_FALSE(run.window().isVisible());
+    const AIInterviewDetailController& session = *run.session()->window()->controller();
+    ASSERT_TRUE(waitFor([&] { return session.recognition().state == RecognitionStatus::State::Recognizing; }, 40'000));
+    const Speaker speaker(speech.sound);
+    const auto heard = [&session] {
+        std::string text;
+        for (const auto& row : session.topArr())
+            text += row.sourceText.toStdString() + " ";
+        return wordsOf(text);
+    };
+    const auto said = wordsOf(speech.text);
+    EXPECT_TRUE(waitFor([&] { return wordErrors(said, heard()) <= said.size() / 5; }, 60'000)) << heard().size();
+
+    QTest::mouseClick(run.session()->window()->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
+    EXPECT_TRUE(waitFor([&run] { return run.window().isVisible() && run.session() == nullptr; }));
+    EXPECT_TRUE(page()->soundStrip()->isListening());
+    EXPECT_FALSE(status);
+    run.window().close();
+    EXPECT_EQ(status, 0);
+}
+
+} // namespace
+} // namespace parlowen::testing
