@@ -11,6 +11,7 @@
 #include <Page/View/SettingFields.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/CommonTipView.h>
+#include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
 
 #include <QApplication>
@@ -156,6 +157,8 @@ TEST_F(SetupPictures, DarkDesktopSettingsAndNoService) {
     QTest::qWait(350);
     take("the sound check");
     QApplication::setPalette(before);
+    closeCurrentPopView();
+    QTest::qWait(400);
     page().settingsButton()->click();
     take("the settings, with the way back");
     window_.say("本地服务无法启动：找不到 parlowen-service", [] {});

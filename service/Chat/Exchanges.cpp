@@ -27,4 +27,9 @@ void Exchanges::add(std::int64_t account, Exchange exchange) {
         interview.exchanges.pop_front();
 }
 
+void Exchanges::forget(std::int64_t account) {
+    const std::lock_guard lock(mutex_);
+    interviews_.erase(account);
+}
+
 } // namespace parlowen::service

@@ -29,6 +29,8 @@ public:
     /// The oldest first.
     std::vector<Exchange> of(std::int64_t account);
     void add(std::int64_t account, Exchange exchange);
+    /// Drops those of an account that is gone.
+    void forget(std::int64_t account);
 
 private:
     struct Interview {

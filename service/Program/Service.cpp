@@ -129,13 +129,19 @@ struct Service::Parts {
             question.earlier = model->answers.exchanges.of(user->id);
     }
 
+    void forget(std::int64_t userId) {
+        resumes.forget(userId);
+        if (model)
+            model->answers.exchanges.forget(userId);
+    }
+
     Router routes(const ServiceOptions& options) {
         if (!options.chat.url.empty())
             model.emplace(options, outlines);
         Router router;
         const Guard signedIn = signedInOnly(accounts);
         addSignInRoutes(router, signIn);
-        addAccountRoutes(router, accounts, signIn.resumeOf, [this](std::int64_t userId) { resumes.forget(userId); });
+        addAccountRoutes(router, accounts, signIn.resumeOf, [this](std::int64_t userId) { forget(userId); });
         addResumeRoutes(router, accounts, resumes);
         addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
                         [this](std::string_view token, Question& question) { fill(token, question); });

@@ -110,6 +110,7 @@ void PageWindow::say(const QString& text, const std::function<void()>& retry) {
     tryAgain_ = retry;
     retry_->setVisible(retry != nullptr);
     notice_->show();
+    backRow_->hide();
     pages_->hide();
 }
 

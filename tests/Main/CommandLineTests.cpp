@@ -46,6 +46,8 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--check-audio=loud"}, "--check-audio takes no value"},
         {{"--interview", "loud"}, "not 'loud'"},
         {{"--interview", "app:"}, "not 'app:'"},
+        {{"--page", "attic"}, "setup, "},
+        {{"--page", "setup", "--manual"}, "--manual"},
         {{"--interview", "system", "--rehearse", "a.wav"}, "--interview"},
         {{"--rehearse", "a.wav", "--listen"}, "--check-audio"},
         {{"--check-audio", "--backend", "x"}, "--backend"},

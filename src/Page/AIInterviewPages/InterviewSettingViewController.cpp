@@ -191,7 +191,9 @@ void InterviewSettingViewController::buildLayout() {
     whole->setContentsMargins(0, 0, 0, 0);
     whole->addWidget(area);
     settingsButton_->raise();
-    setTabOrder(startButton_, settingsButton_);
+    setTabOrder(lelfLanguageLabel_, spokenNotice_->insteadButton());
+    setTabOrder(spokenNotice_->insteadButton(), rightLanguageLabel_);
+    setTabOrder(rightLanguageLabel_, targetNotice_->insteadButton());
 }
 
 void InterviewSettingViewController::resizeEvent(QResizeEvent* event) {

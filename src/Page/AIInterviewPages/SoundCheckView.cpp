@@ -13,8 +13,6 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
-#include <QScrollArea>
-#include <QScrollBar>
 
 namespace parlowen {
 
@@ -50,17 +48,9 @@ void SoundCheckView::build() {
     title->setText(QStringLiteral("声音检测"));
     title->setAlignment(Qt::AlignCenter);
     column->addWidget(title);
-    auto* content = new QWidget;
-    lines_ = new QVBoxLayout(content);
-    lines_->setContentsMargins(0, 0, 0, 0);
+    lines_ = new QVBoxLayout;
     lines_->setSpacing(8);
-    auto* area = new QScrollArea(this);
-    area->setWidget(content);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setFocusPolicy(Qt::NoFocus);
-    column->addWidget(area, 1);
+    column->addLayout(lines_, 1);
     progress_ = makeLabel(hexColor(theme::midGrey), false, 13, this);
     column->addWidget(progress_);
     closeButton_ = makeCardButton(QStringLiteral("关闭"), Qt::white, hexColor(theme::accent), this);
@@ -118,13 +108,7 @@ void SoundCheckView::add(const AudioCheck::Finding& finding) {
 
 QSize SoundCheckView::sizeHint() const {
     const int wide = static_cast<int>(checkWidth * fontScale());
-    const int between = layout()->spacing();
-    int high = 2 * checkInset + lines_->heightForWidth(wide - 2 * checkInset) + closeButton_->sizeHint().height() +
-               3 * between;
-    high += layout()->itemAt(0)->widget()->sizeHint().height();
-    if (!progress_->isHidden())
-        high += progress_->sizeHint().height() + between;
-    return {wide, high};
+    return {wide, layout()->totalHeightForWidth(wide)};
 }
 
 /// As high as its lines, within the window that it lies over.
