@@ -106,7 +106,7 @@ TEST_F(SetupPictures, FirstUse) {
     take("the same in a wide window", {1200, 700});
     page().startButton()->click();
     QTest::qWait(350);
-    take("started all the same", {650, 470});
+    take("a start that would not be understood is asked about", {650, 470});
 }
 
 TEST_F(SetupPictures, AllSet) {

@@ -55,9 +55,9 @@ TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBac
     const Speech speech = sampleSpeech(0, 1);
     {
         const PlayedTone tone(daemon.address(), QStringLiteral("call"));
-        EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->meter()->litBars() > 6; }, 20'000))
-            << page()->soundStrip()->nameLabel()->text().toStdString()
-            << log.lines().join(u'\n').right(1500).toStdString();
+        EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->meter()->litBars() > 6; }, 20'000));
+        EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->programPopup()->findText("paplay") > 0; }))
+            << "the programs that play are offered";
     }
     QTest::mouseClick(page()->startButton(), Qt::LeftButton);
     ASSERT_TRUE(waitFor([&run] { return run.session() && run.session()->window()->isVisible(); }, 20'000));

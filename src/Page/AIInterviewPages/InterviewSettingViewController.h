@@ -32,7 +32,7 @@ struct SetupServices {
     Settings* settings = nullptr;
     HttpDatas* http = nullptr;
     std::function<AudioRouting&()> router; ///< asked once an interview starts
-    /// Makes a session that hears that, in a window which is not shown yet.
+    /// Makes a session that hears that, in a window which is not shown yet; null where there can be none.
     std::function<SessionWindow*(const SessionSound&)> makeSession;
     SoundStrip::Capture capture = inputCapture; ///< what is heard beforehand
 };
