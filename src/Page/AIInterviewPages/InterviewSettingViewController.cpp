@@ -362,20 +362,14 @@ void InterviewSettingViewController::startInterview() {
 }
 
 void InterviewSettingViewController::askBeforeStart() {
-    auto* card = new CommonTipView;
-    const auto& instead = spokenNotice_->instead();
-    card->configure(QStringLiteral("听不懂“%1”").arg(spokenNotice_->chosenName()),
-                    QStringLiteral("当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。"),
-                    QStringLiteral("仍然开始"),
-                    instead ? QStringLiteral("改用“%1”").arg(instead->name) : QStringLiteral("返回"));
+    CommonTipView* card = spokenNotice_->makeQuestion();
     connect(card->cancelButton(), &QPushButton::clicked, this, &InterviewSettingViewController::beginSession);
-    if (instead) {
+    if (spokenNotice_->instead()) {
         card->sureBlock = [this] {
             takeInstead(*spokenNotice_);
             beginSession();
         };
     }
-    card->resize(card->sizeHint());
     MYCenterPopView::show(card, window());
     card->sureButton()->setFocus();
 }

@@ -1,6 +1,7 @@
 #include "SetupNotices.h"
 
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -102,6 +103,16 @@ void LanguageNotice::look() {
         button_->setVisible(instead_.has_value());
     }
     setVisible(missing_);
+}
+
+CommonTipView* LanguageNotice::makeQuestion() const {
+    auto* card = new CommonTipView;
+    card->configure(QStringLiteral("听不懂“%1”").arg(chosen_.name),
+                    QStringLiteral("当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。"),
+                    QStringLiteral("仍然开始"),
+                    instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QStringLiteral("返回"));
+    card->resize(card->sizeHint());
+    return card;
 }
 
 PersonalNotice::PersonalNotice(QWidget* parent)

@@ -11,6 +11,8 @@ class QPushButton;
 
 namespace parlowen {
 
+class CommonTipView;
+
 /// Says that the backend does not offer the chosen language, and offers to take one that it does. It is in sight only
 /// while there is something to say. Main thread only.
 class LanguageNotice : public QWidget {
@@ -28,10 +30,12 @@ public:
 
     /// Whether the backend is known not to offer the language that is used.
     bool isMissing() const { return missing_; }
-    const QString& chosenName() const { return chosen_.name; }
     /// What could be taken instead: the same language of another region, else American English, else the first that
     /// there is; none when nothing is offered.
     const std::optional<LanguageListModel>& instead() const { return instead_; }
+    /// A card that asks what to do about it when an interview is to start: to start all the same (the left button), or
+    /// to take the other language. The caller owns it.
+    CommonTipView* makeQuestion() const;
     QPushButton* insteadButton() const { return button_; }
 
 Q_SIGNALS:
