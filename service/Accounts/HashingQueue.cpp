@@ -1,11 +1,14 @@
 #include "HashingQueue.h"
 
 #include <algorithm>
+#include <sys/resource.h>
 #include <utility>
 
 namespace parlowen::service {
 
 namespace {
+
+constexpr int strangersNice = 10;
 
 template<typename Queue>
 bool holds(const Queue& queue, const std::string& number) {
@@ -15,8 +18,8 @@ bool holds(const Queue& queue, const std::string& number) {
 } // namespace
 
 HashingQueue::HashingQueue() {
-    for (const bool forStrangersToo : {true, false})
-        threads_.emplace_back([this, forStrangersToo] { work(forStrangersToo); });
+    for (const bool forStrangers : {true, false, false})
+        threads_.emplace_back([this, forStrangers] { work(forStrangers); });
 }
 
 HashingQueue::~HashingQueue() { stop(); }
@@ -77,12 +80,12 @@ HashingQueue::Job HashingQueue::makeRoomFor(const std::string& peer) {
     return job;
 }
 
-HashingQueue::Job HashingQueue::next(bool forStrangersToo) {
+HashingQueue::Job HashingQueue::next(bool forStrangers) {
     Job job;
-    if (!known_.empty()) {
+    if (!forStrangers && !known_.empty()) {
         job = std::move(known_.front().job);
         known_.pop_front();
-    } else if (forStrangersToo && !strangers_.empty()) {
+    } else if (forStrangers && !strangers_.empty()) {
         auto turn = strangers_.upper_bound(lastPeer_);
         if (turn == strangers_.end())
             turn = strangers_.begin();
@@ -96,10 +99,13 @@ HashingQueue::Job HashingQueue::next(bool forStrangersToo) {
     return job;
 }
 
-void HashingQueue::work(bool forStrangersToo) {
+void HashingQueue::work(bool forStrangers) {
+    // Where processors are few, guesses do not slow down those who belong here. Concerns this thread alone.
+    if (forStrangers)
+        ::setpriority(PRIO_PROCESS, 0, strangersNice);
     std::unique_lock lock(mutex_);
     while (true) {
-        if (const Job job = next(forStrangersToo)) {
+        if (const Job job = next(forStrangers)) {
             lock.unlock();
             job(true);
             lock.lock();

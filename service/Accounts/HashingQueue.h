@@ -21,8 +21,8 @@
 namespace parlowen::service {
 
 /// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer. Whoever has signed
-/// in from the same place before goes first and has a thread that strangers never take. What finds no place is not
-/// done at all. Thread-safe.
+/// in from the same place before has threads of their own; strangers share one of low priority. What finds no place is
+/// not done at all. Thread-safe.
 class HashingQueue {
 public:
     static constexpr std::size_t placesOfStrangers = 16;
@@ -82,8 +82,8 @@ private:
     };
     using Queue = std::deque<Waiting>;
 
-    void work(bool forStrangersToo);
-    Job next(bool forStrangersToo);
+    void work(bool forStrangers);
+    Job next(bool forStrangers);
     Job makeRoomFor(const std::string& peer);
 
     std::mutex mutex_;
