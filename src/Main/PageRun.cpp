@@ -98,7 +98,7 @@ void PageRun::signIn(const LocalTrust& trust) {
 
 SessionWindow* PageRun::makeSession(const SessionSound& sound) {
     session_ = new LiveSession(composition_, sound, this);
-    useHooks(Composition::showInPassing);
+    useHooks(Composition::alertInPassing());
     connect(session_, &QObject::destroyed, this, [this] { useHooks(showModally); });
     return session_->window();
 }
