@@ -1,11 +1,19 @@
 #include <Login/CaptchaProcess.h>
 #include <Login/CaptchaViewController.h>
+#include <Login/LoginViewController.h>
+#include <Main/LocalService.h>
+#include <Network/ImageLoader.h>
 
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QProcess>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTest>
+#include <QWebEngineView>
 
 #include "support/BackendFixture.h"
 
@@ -118,6 +126,95 @@ TEST_F(CaptchaPageTest, TheEngineRunsWhileTheWindowIsOpenAndNoLonger) {
     ASSERT_TRUE(waitForRequests(2));
     delete captcha;
     EXPECT_TRUE(waitFor([&] { return engineProcesses() == before; }));
+}
+
+/// The real service with sign-in by code, its real page, and the code that it prints for its operator.
+class CodeSignInTest : public CaptchaPageTest {
+protected:
+    void start() {
+        service_.start(PARLOWEN_BINARY_DIR "/bin/parlowen-service",
+                       {"--login-method", "code", "--listen", "127.0.0.1:0", "--captcha-listen", "127.0.0.1:0",
+                        "--data", directory_.filePath("data"), "--exit-with-stdin"});
+        service_.setReadChannel(QProcess::StandardOutput);
+        const QString url = "https://" + printed("listening on https://(.*)") + "/api/v1";
+        defaults_.setString("fuwuqi_key", url);
+        http_.setLocalTrust(LocalService::trustFor("127.0.0.1", directory_.filePath("data")));
+    }
+    ~CodeSignInTest() override {
+        service_.closeWriteChannel();
+        service_.waitForFinished();
+    }
+    /// What the service prints in the place of the pattern's group.
+    QString printed(const QString& pattern) {
+        QRegularExpressionMatch match;
+        EXPECT_TRUE(waitFor(
+            [&] {
+                output_ += service_.readAll();
+                match = QRegularExpression(pattern).match(output_);
+                return match.hasMatch();
+            },
+            40'000))
+            << output_.toStdString();
+        return match.captured(1).trimmed();
+    }
+    QString asked(const QString& script) const {
+        std::optional<QString> answer;
+        static_cast<QWebEngineView*>(captcha_->webView())->page()->runJavaScript(script, [&](const QVariant& value) {
+            answer = value.toString();
+        });
+        EXPECT_TRUE(waitFor([&] { return answer.has_value(); }));
+        return answer.value_or(QString());
+    }
+    /// What somebody types who reads "第2、1个数字：五、三": the digits at those places.
+    static QString read(const QString& question) {
+        const QString words = "零一二三四五六七八九";
+        const QString places = question.section("：", 0, 0);
+        QString shown;
+        for (const QChar word : question.section("：", 1))
+            if (words.contains(word))
+                shown += QString::number(words.indexOf(word));
+        QString typed;
+        for (const QChar place : places)
+            if (place.digitValue() > 0)
+                typed += shown.at(place.digitValue() - 1);
+        return typed;
+    }
+
+    QProcess service_;
+    QString output_;
+    HttpDatas http_{settings_, {}, {}};
+    ImageLoader images_{directory_.filePath("images")};
+};
+
+TEST_F(CodeSignInTest, ThePageIsSolvedByKeysAndTheCodeOfTheConsoleSignsIn) {
+    start();
+    captcha_ = CaptchaViewController::open(QUrl(printed("captcha on (.*)")));
+    captcha_->onValidateReceived = [this](const QString& validate) { results_ << validate; };
+    ASSERT_TRUE(waitFor([this] { return !asked("part('question').textContent").isEmpty(); }, 30'000));
+    QWidget* const drawn = captcha_->webView()->focusProxy();
+    asked("part('other').focus()");
+    QTest::keyClick(drawn, Qt::Key_Space);
+    ASSERT_TRUE(waitFor([this] { return asked("document.activeElement.id") == "text"; }));
+    EXPECT_TRUE(holdsFor([this] { return results_.isEmpty(); }, 3'300)) << "the time to read it";
+    QTest::keyClicks(drawn, read(asked("part('question').textContent")));
+    QTest::keyClick(drawn, Qt::Key_Return);
+    ASSERT_TRUE(waitFor([this] { return results_.size() == 1; }, 30'000))
+        << asked("part('status').textContent").toStdString();
+
+    const QString solved = QString(R"({"validate":"%1"})").arg(results_.front());
+    LoginServices services{&http_, &settings_, &images_, {"/bin/echo", solved}, {}, {}};
+    QPointer<QWidget> main;
+    services.makeMainView = [&] { return main = new QWidget; };
+    const std::unique_ptr<QMainWindow> window(LoginViewController::openWindow(services));
+    window->setAttribute(Qt::WA_DeleteOnClose, false);
+    const auto* page = static_cast<LoginViewController*>(window->centralWidget());
+    ASSERT_TRUE(waitFor([&] { return page->controls().sendCodeButton->isVisible(); }));
+    QTest::keyClicks(page->controls().phoneLabel, "13800000001");
+    page->controls().sendCodeButton->click();
+    QTest::keyClicks(page->controls().codeLabel, printed("login code for [^:]*: ([0-9]{6})"));
+    QTest::keyClick(page->controls().codeLabel, Qt::Key_Return);
+    EXPECT_TRUE(waitFor([&] { return main != nullptr; }));
+    EXPECT_FALSE(settings_.loginToken().value_or(QString()).isEmpty());
 }
 
 } // namespace
