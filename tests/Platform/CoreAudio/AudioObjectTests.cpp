@@ -70,13 +70,6 @@ TEST_F(AudioObjects, TheDefaultInputIsWrittenWithADeviceThatFits) {
         EXPECT_EQ(server.setPropertyData(object, {selector}, {}, data), status) << fourCCText(selector).toStdString();
 }
 
-TEST_F(AudioObjects, ADeviceThatComesBackTakesItsIdAndItsPlaceInTheList) {
-    server.removeDevice("loop");
-    const AudioObjectID added = server.setDevice(sink("new", "New"));
-    EXPECT_EQ(server.setDevice(sink("loop", "Back")), loop);
-    EXPECT_THAT(deviceList(server), ElementsAre(loop, output, mic, added));
-}
-
 TEST_F(AudioObjects, AnAggregateNeedsAWholeDescription) {
     const auto subDevices = [](const QStringList& uids) { return multiOutput({}, {}, uids).value("subdevices"); };
     const std::vector<std::tuple<QString, QVariant, OSStatus>> cases = {

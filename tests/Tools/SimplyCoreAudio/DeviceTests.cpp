@@ -84,35 +84,13 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
     EXPECT_EQ(log.lines().last(), QString("Unable to get property with address ('lnam', 'glob', 0). Status: %1")
                                       .arg(kAudioHardwareUnspecifiedError));
     server->clearFaults();
+    server->fail(Call::Read, kAudioHardwareUnspecifiedError, server->deviceID("b"), fourCC("uid "));
+    EXPECT_EQ(device("b")->deviceUID(), std::nullopt);
     server->fail(Call::Read, kAudioHardwareBadObjectError, server->setDevice(sink("c", "New")), fourCC("clas"));
     EXPECT_THAT(names(SimplyCoreAudio(server).deviceList()), ElementsAre("vorlanOutput 2ch", "Headset"))
         << "one does not resolve";
-}
-
-TEST_F(DeviceTest, WhatCannotBeReadIsAbsent) {
-    server->setDevice(sink("a", "Speakers"));
-    const SimplyCoreAudio simply(server);
-    const auto a = device("a");
-    server->fail(Call::Read, kAudioHardwareUnknownPropertyError, a->objectID(), fourCC("uid "));
-    EXPECT_EQ(a->deviceUID(), std::nullopt);
-    EXPECT_THAT(log.lines(), IsEmpty()) << "a property that is not there is not asked for";
-    server->clearFaults();
-    server->fail(Call::Read, kAudioHardwareUnspecifiedError, a->objectID(), fourCC("uid "));
-    EXPECT_EQ(a->deviceUID(), std::nullopt);
-    EXPECT_EQ(log.lines().size(), 1);
-
-    server->fail(Call::Read, kAudioHardwareBadObjectError, a->objectID(), fourCC("ownd"));
-    EXPECT_FALSE(a->isAggregate());
-    for (const FourCharCode selector : {fourCC("dev#"), fourCC("dIn "), fourCC("dOut"), fourCC("sOut")})
-        server->fail(Call::Read, kAudioHardwareNotRunningError, kAudioObjectSystemObject, selector);
-    EXPECT_THAT(simply.deviceList(), IsEmpty());
-    EXPECT_EQ(simply.defaultInput(), nullptr);
-    EXPECT_EQ(simply.defaultOutput(), nullptr);
-    EXPECT_EQ(simply.defaultSystemOutput(), nullptr);
-
-    server->clearFaults();
     server->setDefaults("", "");
-    EXPECT_EQ(simply.defaultInput(), nullptr) << "no default device";
+    EXPECT_EQ(SimplyCoreAudio(server).defaultInput(), nullptr);
 }
 
 TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
@@ -133,21 +111,6 @@ TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
     device("both")->makeDefaultOutput();
     EXPECT_EQ(simply.defaultOutput(), device("both"));
     EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST_F(DeviceTest, ARefusedListenerIsLoggedAndChangesNothingElse) {
-    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
-    server->fail(Call::AddListener, kAudioHardwareIllegalOperationError, id);
-    server->fail(Call::AddListener, kAudioHardwareIllegalOperationError, kAudioObjectSystemObject);
-    {
-        const SimplyCoreAudio simply(server);
-        EXPECT_FALSE(simply.hardware()->isRegisteredForNotifications());
-        ASSERT_THAT(names(simply.deviceList()), ElementsAre("vorlanOutput 2ch", "Speakers"));
-        EXPECT_FALSE(simply.deviceList()[1]->isRegisteredForNotifications());
-    }
-    EXPECT_THAT(log.lines(), ElementsAre("Unable to add property listener for systemObjectID: 1.",
-                                         QString("Unable to add property listener for Speakers (%1).").arg(id)))
-        << "and what was not added is not removed";
 }
 
 TEST_F(DeviceTest, FacadesShareOneMonitorWhichGoesWithTheLast) {

@@ -30,8 +30,6 @@ public:
         else if (drawn < 12)
             server_->fail(Call::Read, pick(2) * kAudioHardwareUnspecifiedError, anyID(),
                           pick(2) ? fourCC("clas") : fourCC("lnam"));
-        else if (drawn < 16)
-            server_->notify(kAudioObjectSystemObject, {fourCC("dev#")});
         else if (drawn < 20)
             facade_ = facade_ ? nullptr : std::make_unique<SimplyCoreAudio>(server_);
         else if (drawn < 50)
@@ -40,10 +38,6 @@ public:
             held.erase(held.begin() + pick(static_cast<int>(held.size())));
         else if (!held.empty())
             use(*held[static_cast<std::size_t>(pick(static_cast<int>(held.size())))]);
-    }
-    void letGoOfAll() {
-        held.clear();
-        facade_.reset();
     }
 
     std::vector<std::shared_ptr<AudioDevice>> held;
@@ -115,8 +109,7 @@ TEST(DeviceStormTest, OneWrapperForEachDeviceAndTheKnownOnesAreThoseThatAreThere
                 ASSERT_EQ(wrappers.emplace(device->objectID(), device).first->second, device);
         ASSERT_EQ(pool->size(), wrappers.size());
     }
-    for (const auto& caller : callers)
-        caller->letGoOfAll();
+    callers.clear();
     settle();
     EXPECT_EQ(pool->size(), 0U);
     EXPECT_EQ(server->listenerCount(), 0U);
