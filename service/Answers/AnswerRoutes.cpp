@@ -1,6 +1,7 @@
 #include "AnswerRoutes.h"
 
 #include "Http/Log.h"
+#include "Http/Workers.h"
 #include "Text.h"
 
 namespace parlowen::service {
@@ -60,25 +61,50 @@ asio::awaitable<void> answer(AnswerSource& source, const Question& question, Ans
         co_await sink.piece("回答中断，请重新提问。");
 }
 
-asio::awaitable<void> stream(AnswerSource& source, const Question& question, EventStream& events) {
+/// One question and where its answer comes from.
+struct Asked {
+    Question question;
+    std::string token;
+    boost::asio::any_io_executor workers;
+};
+
+/// A résumé that cannot be looked up leaves the answer without quotations.
+std::vector<std::string> quotesFor(const Asked& asked, const QuoteSource& quotes) {
+    try {
+        return quotes(asked.token, asked.question.text);
+    } catch (const std::exception& problem) {
+        logLine(std::string("quotations: ") + problem.what());
+        return {};
+    }
+}
+
+asio::awaitable<void> stream(AnswerSource& source, Asked asked, const QuoteSource& quotes, EventStream& events) {
     EventSink sink(events);
-    if (question.text.empty())
+    if (asked.question.text.empty()) {
         co_await sink.piece("没有收到问题内容。");
-    else
-        co_await answer(source, question, sink);
+    } else {
+        if (quotes) {
+            auto look = [&] { return quotesFor(asked, quotes); };
+            asked.question.quotes = co_await onWorker(asked.workers, std::move(look));
+        }
+        co_await answer(source, asked.question, sink);
+    }
     const std::string last = event(endMark);
     co_await events.send(last);
 }
 
 } // namespace
 
-void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly) {
-    const auto handle = [&source](const HttpRequest& request) -> std::variant<EventSource, HttpResponse> {
+void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuoteSource quotes) {
+    const auto handle =
+        [&source, quotes = std::move(quotes)](const HttpRequest& request) -> std::variant<EventSource, HttpResponse> {
         const auto body = jsonObject(request.body());
         if (!body)
             return badRequest();
-        return
-            [&source, question = questionFrom(*body)](EventStream& events) { return stream(source, question, events); };
+        Asked asked{questionFrom(*body), std::string(request.bearerToken()), request.origin.workers};
+        return [&source, &quotes, asked = std::move(asked)](EventStream& events) {
+            return stream(source, asked, quotes, events);
+        };
     };
     router.stream(verb::post, apiPath("/ai/meeting"), handle, {.right = std::move(signedInOnly)});
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace parlowen::service {
 
@@ -14,6 +15,7 @@ struct Question {
     std::string position = {}; ///< that the candidate interviews for; may be empty
     std::string originalLanguage = {};
     std::string translationLanguage = {};
+    std::vector<std::string> quotes = {}; ///< lines of the candidate's résumé that bear on it, the best first, verbatim
 };
 
 /// Takes an answer while it grows. After a false nobody reads any more, and the source returns.

@@ -19,6 +19,8 @@ struct Wording {
     std::string_view opening;
     std::string_view detail;
     std::string_view caution;
+    std::string_view quotes; ///< before those of the résumé
+    std::string_view quoted; ///< one of them, as "{quote}"
 };
 
 constexpr Wording chinese{"【提纲】{title}（按固定模板整理，未使用语言模型）\n",
@@ -27,14 +29,18 @@ constexpr Wording chinese{"【提纲】{title}（按固定模板整理，未使�
                           "目标岗位",
                           "开场：",
                           "   · ",
-                          "注意："};
+                          "注意：",
+                          "简历中的相关内容：\n",
+                          "   “{quote}”\n"};
 constexpr Wording english{"[Outline] {title} (from a fixed template, no language model)\n",
                           "Position: {position}\n",
                           "the {position} role",
                           "the role",
                           "Opening: ",
                           "   - ",
-                          "Mind: "};
+                          "Mind: ",
+                          "From your resume:\n",
+                          "   \"{quote}\"\n"};
 
 std::string numberedPoints(const OutlineText& text, const Wording& wording, bool detailed) {
     std::string lines;
@@ -44,6 +50,14 @@ std::string numberedPoints(const OutlineText& text, const Wording& wording, bool
         if (detailed)
             lines.append(wording.detail).append(point.detail).append("\n");
     }
+    return lines;
+}
+
+/// Nothing where there are none. The résumé's words stay as they are.
+std::string quotations(const std::vector<std::string>& quotes, const Wording& wording) {
+    std::string lines(quotes.empty() ? std::string_view() : wording.quotes);
+    for (const std::string& quote : quotes)
+        lines.append(replaced(std::string(wording.quoted), "{quote}", quote));
     return lines;
 }
 
@@ -63,10 +77,11 @@ std::string outlineFor(const Question& question) {
     outline.append(numberedPoints(text, wording, detailed));
     if (detailed)
         outline.append(wording.caution).append(text.caution).append("\n");
-    outline.pop_back(); // an answer does not end with an empty line
-
     outline = replaced(outline, "{role}", question.position.empty() ? wording.noPosition : wording.positionOrNone);
-    return replaced(outline, "{position}", question.position);
+    outline = replaced(outline, "{position}", question.position);
+    outline.append(quotations(question.quotes, wording));
+    outline.pop_back(); // an answer does not end with an empty line
+    return outline;
 }
 
 boost::asio::awaitable<void> Outline::answer(const Question& question, AnswerSink& sink) {

@@ -140,9 +140,10 @@ private:
         co_return fits ? std::nullopt : std::optional(tooLarge());
     }
 
-    asio::awaitable<bool> dispatch(const HttpRequest& request, const Router::Route& route) {
+    asio::awaitable<bool> dispatch(HttpRequest& request, const Router::Route& route) {
         if (const auto* handler = std::get_if<Handler>(&route.handler)) {
             HttpResponse response = co_await answer(*handler, request);
+            request.sink.reset(); // what it holds is gone when the client learns the end
             co_return co_await respond(request.raw, std::move(response));
         }
         if (const auto* handler = std::get_if<StreamHandler>(&route.handler)) {

@@ -74,7 +74,10 @@ struct Service::Parts {
         const Guard signedIn = signedInOnly(accounts);
         addAccountRoutes(router, accounts, [this](std::int64_t userId) { return resumes.profileOf(userId); });
         addResumeRoutes(router, accounts, resumes);
-        addAnswerRoutes(router, answers, signedIn);
+        addAnswerRoutes(router, answers, signedIn, [this](std::string_view token, std::string_view question) {
+            const auto user = accounts.userOf(token);
+            return user ? resumes.quotesFor(user->id, question) : std::vector<std::string>();
+        });
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(

@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <stop_token>
+#include <vector>
 
 namespace parlowen::service {
 
@@ -15,7 +16,8 @@ namespace parlowen::service {
 /// Outlives the server that its routes are in. Thread-safe.
 class Resumes {
 public:
-    static constexpr int waitingFiles = 8; ///< that are read or wait for it; one more is refused
+    static constexpr int waitingFiles = 8;       ///< that are read or wait for it; one more is refused
+    static constexpr std::size_t mostQuotes = 3; ///< for one question
 
     /// Makes the directory, and removes what a killed process left in it. Throws std::exception.
     Resumes(Database& database, std::filesystem::path directoryOfUploads, TextExtraction textExtraction = {});
@@ -24,6 +26,9 @@ public:
     void stop() { stopping_.request_stop(); }
     /// For a profile: resume_id, resume_name and created_at of a user's résumé, or null.
     nlohmann::json profileOf(std::int64_t userId);
+
+    /// The lines of a user's résumé that bear on a question, the best first. Throws StoreError.
+    std::vector<std::string> quotesFor(std::int64_t userId, std::string_view question);
 
     /// Reads and keeps what was uploaded. Blocks. The error is why not; it is remembered for bind().
     tl::expected<Resume, UploadProblem> keep(std::int64_t userId, const Upload& upload);

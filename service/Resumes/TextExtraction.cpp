@@ -3,6 +3,7 @@
 #include "Answers/Text.h"
 #include "ConfinedReader.h"
 #include "Http/HttpMessage.h"
+#include "Http/Log.h"
 #include "Process/ChildProcess.h"
 
 #include <algorithm>
@@ -61,7 +62,7 @@ Tool toolFor(FileKind kind) {
     case FileKind::Pdf:
         return {"pdftotext", "poppler-utils", {"-q", "-enc", "UTF-8", "-nopgbrk", "-l", "40"}, {"-"}};
     case FileKind::Doc:
-        return {"antiword", "antiword", {"-m", "UTF-8.txt", "-w", "0"}};
+        return {"catdoc", "catdoc", {"-d", "utf-8", "-w"}};
     default:
         return {"tesseract", "tesseract-ocr", {}, {"stdout", "-l", pictureLanguages()}};
     }
@@ -120,8 +121,10 @@ Reading readAll(int socket, const TextExtraction::Limits& limits, std::string& t
 }
 
 std::optional<UploadProblem> problemOf(const ChildEnd& end) {
-    if (end.signal != 0)
+    if (end.signal != 0) {
+        logLine("a file's reader was ended by signal " + std::to_string(end.signal));
         return limitExceeded();
+    }
     if (end.status == 0)
         return std::nullopt;
     switch (static_cast<ReaderExit>(end.status)) {

@@ -58,6 +58,12 @@ TEST(Outline, IsWordedWithAndWithoutAPosition) {
     }
 }
 
+TEST(Outline, EndsWithQuotationsThatNothingIsPutInto) {
+    const std::string quoted = outlineFor({.text = "Why you?", .position = "cook", .quotes = {"a {role}", "b"}});
+    EXPECT_TRUE(quoted.ends_with("\nFrom your resume:\n   \"a {role}\"\n   \"b\"")) << quoted;
+    EXPECT_TRUE(outlineFor({.text = "你好", .quotes = {"甲"}}).ends_with("简历中的相关内容：\n   “甲”"));
+}
+
 TEST(QuestionKind, IsToldByTheWords) {
     for (const Example& example : examples)
         EXPECT_EQ(questionKind(example.question), example.kind) << example.question;

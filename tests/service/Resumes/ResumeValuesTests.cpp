@@ -1,4 +1,5 @@
 #include "Resumes/MultipartParser.h"
+#include "Resumes/ResumeLines.h"
 #include "Resumes/ResumeStore.h"
 #include "Resumes/TextExtraction.h"
 #include "Resumes/UploadTokens.h"
@@ -79,6 +80,26 @@ TEST(ResumeStore, DropsWhatIsNeverBoundAndAllOfAUserWhoGoes) {
     EXPECT_EQ(store.textOf(1), "text");
     execute("DELETE FROM users");
     EXPECT_EQ(store.textOf(1), "");
+}
+
+TEST(ResumeLines, AreJoinedWhereThePageWrappedThemAndSplitWhereTheyAreLong) {
+    const auto linesOf = [](const std::string& text) {
+        std::vector<std::string> lines;
+        for (const ResumeLine& line : resumeLines(text))
+            lines.push_back(line.heading + "|" + line.text);
+        return lines;
+    };
+    using Lines = std::vector<std::string>;
+    EXPECT_EQ(linesOf("Me\nme@x.org\n+44 1\nSkills:\nGo and\nmore\nC"),
+              (Lines{"|Me", "Skills:|Go and more", "Skills:|C"}));
+    const std::string full(40, 'x');
+    EXPECT_EQ(linesOf(full + "\nYes " + full + "\nNo\n"), Lines{"|" + full + " Yes " + full + " No"})
+        << "where several lines reach the margin";
+    EXPECT_EQ(linesOf(full + "\nNo"), (Lines{"|" + full, "|No"})) << "one alone is none";
+    const std::string chinese = "一二三四五六七八九十一二三四五六七八九十一二三四五";
+    EXPECT_EQ(linesOf(chinese + "\n" + chinese + "。\n末"), (Lines{"|" + chinese + chinese + "。", "|末"}));
+    const std::string sentence(90, 'y');
+    EXPECT_EQ(linesOf(sentence + ". " + sentence + "。Z"), (Lines{"|" + sentence + ".", "|" + sentence + "。", "|Z"}));
 }
 
 TEST(ExtractedText, IsTidied) {

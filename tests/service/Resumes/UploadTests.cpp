@@ -15,6 +15,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 constexpr const char* filesPath = "/compatible-mode/v1/files";
@@ -135,6 +136,20 @@ TEST_F(Samples, ThatTakeTooLongOrHaveNoReaderAreToldApart) {
     EXPECT_THAT(codeOf("english.pdf", FileKind::Pdf), AllOf(StartsWith("tool_missing"), HasSubstr("poppler-utils")));
     EXPECT_EQ(codeOf("chinese.docx", FileKind::Docx).substr(0, 6), "张三") << "needs no tool";
     ::setenv("PATH", path.c_str(), 1);
+}
+
+TEST_F(Samples, AreQuotedInTheirOwnersAnswersOnceTheyAreBound) {
+    const Uploader user;
+    const std::string other = user.service.signIn("13800000002").data().at("token");
+    const auto answer = [&](const std::string& token) {
+        return user.client.post("/api/v1/ai/meeting", {{"txt", "你设计过什么架构？"}}, token).body;
+    };
+    const std::string id = user.upload("cv.docx", sample("chinese.docx")).json().at("id");
+    const auto quotes = HasSubstr("“负责订单系统的架构设计”");
+    EXPECT_THAT(answer(user.token), Not(quotes)) << "not bound yet";
+    user.bind(id, user.token);
+    EXPECT_THAT(answer(user.token), quotes);
+    EXPECT_THAT(answer(other), Not(quotes));
 }
 
 TEST_F(Samples, GoToTheirOwnersAlone) {
