@@ -22,16 +22,6 @@ protected:
     }
 };
 
-TEST_F(SessionSettingsTest, WithNothingStoredTakesWhatTheBackendOffersFirst) {
-    SessionSettings rehearsal;
-    rehearsal.applyAnswers({});
-    rehearsal.applyLanguages({}, {english}, {spanish});
-    EXPECT_EQ(rehearsal.settings().aiInterviewType(), 1);
-    EXPECT_EQ(rehearsal.settings().aiLangChinaModel(), english);
-    ASSERT_TRUE(rehearsal.settings().aiInterviewSetModel());
-    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 0);
-}
-
 TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     {
         UserDefaults defaults;
@@ -49,6 +39,9 @@ TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
     SessionSettings plain;
     plain.applyLanguages({}, {english}, {spanish});
     EXPECT_EQ(plain.settings().aiLangChinaModel(), chinese) << "a stored language counts more than an offered one";
+    plain.settings().setAiLangChinaModel(std::nullopt);
+    plain.applyLanguages({}, {english}, {spanish});
+    EXPECT_EQ(plain.settings().aiLangChinaModel(), english);
 
     SessionSettings rehearsal;
     CommandLine line;

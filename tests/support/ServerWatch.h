@@ -33,18 +33,13 @@ private:
     std::unique_ptr<Connection> connection_;
 };
 
-/// What an audio server has and does, as another program sees it, without what differs between two moments or runs of
-/// the same: numbers of objects, latencies, states, process ids.
-struct ServerDump {
-    /// Defaults, modules, cards, sinks and sources with their volumes, streams with what they are routed to: an object
-    /// an entry, sorted.
-    QStringList others;
-    /// The application's own streams, such as "recording speakers.monitor", sorted. Clients without one are left out.
-    QStringList ours;
-};
+/// What the audio server that PULSE_SERVER names has and does, as another program sees it, but for the application: an
+/// entry a default, module, device (with volume and mute) and stream (with what it is routed to), sorted. A test fails
+/// when it does not answer.
+QStringList dumpServer();
 
-/// Of the server that PULSE_SERVER names. A test fails when it does not answer.
-ServerDump dumpServer();
+/// The application's own streams on it, such as "recording speakers.monitor", sorted.
+QStringList applicationStreams();
 
 /// What one sorted list holds and the other does not, marked with - and +, an entry a line; empty when they are the
 /// same.

@@ -27,7 +27,7 @@ TEST_F(EngineTest, DeliversToTheTapAndLooksTheInputUpAnewForEachStart) {
     node.installTap(0, 1234, format, [this](Buffer buffer) { sound.take(std::move(buffer)); });
     ASSERT_TRUE(engine.start());
     EXPECT_TRUE(engine.isRunning());
-    EXPECT_TRUE(engine.start()) << "a start of a running engine is nothing";
+    EXPECT_TRUE(engine.start());
     EXPECT_TRUE(sound.waitForCount(5));
     EXPECT_EQ(input->framesPerBuffer, 1234U);
     EXPECT_EQ(input->made, 1) << "the input that was looked up is the one that is captured";

@@ -33,22 +33,6 @@ TEST_F(AudioObjects, AQualifierPicksOwnedObjectsByClass) {
     EXPECT_EQ(text(server, subDevices[1], fourCC("lnam")), "Speakers");
     EXPECT_EQ(value<FourCharCode>(server, subDevices[0], {fourCC("clas")}), fourCC("asub"));
     EXPECT_EQ(value<AudioObjectID>(server, subDevices[0], {fourCC("ownr")}), combined);
-    std::vector<std::byte> data;
-    EXPECT_EQ(server.getPropertyData(combined, {fourCC("ownd")}, std::vector<std::byte>(3), data),
-              kAudioHardwareBadPropertySizeError);
-}
-
-TEST_F(AudioObjects, ReadsThatCannotBeAnsweredLeaveTheDataAlone) {
-    std::vector<std::byte> data = propertyData(std::string("before"));
-    for (const AudioObjectPropertyAddress& address : {AudioObjectPropertyAddress{fourCC("none")},
-                                                      {fourCC("lnam"), fourCC("inpt")},
-                                                      {fourCC("lnam"), fourCC("glob"), 1},
-                                                      {fourCC("volm"), kAudioObjectPropertyScopeOutput}}) {
-        EXPECT_EQ(server.getPropertyData(mic, address, {}, data), kAudioHardwareUnknownPropertyError);
-        EXPECT_FALSE(server.hasProperty(mic, address));
-    }
-    EXPECT_EQ(propertyText(data), "before");
-    EXPECT_EQ(text(server, 9999, fourCC("lnam")), "status !obj");
 }
 
 TEST_F(AudioObjects, TheDefaultInputIsWrittenWithADeviceThatFits) {
@@ -59,10 +43,8 @@ TEST_F(AudioObjects, TheDefaultInputIsWrittenWithADeviceThatFits) {
     const std::vector<std::tuple<AudioObjectID, FourCharCode, std::vector<std::byte>, OSStatus>> refused = {
         {systemObject, fourCC("dOut"), propertyData(mic), kAudioHardwareBadDeviceError},
         {systemObject, fourCC("dIn "), propertyData(ids(server, mic, {fourCC("stm#")})), kAudioHardwareBadDeviceError},
-        {systemObject, fourCC("dIn "), propertyData(AudioObjectID(0)), kAudioHardwareBadDeviceError},
         {systemObject, fourCC("dIn "), propertyData(std::uint64_t(mic)), kAudioHardwareBadPropertySizeError},
         {systemObject, fourCC("dev#"), propertyData(mic), kAudioHardwareUnsupportedOperationError},
-        {systemObject, fourCC("none"), propertyData(mic), kAudioHardwareUnknownPropertyError},
         {mic, fourCC("lnam"), propertyData(std::string("Mine")), kAudioHardwareUnsupportedOperationError},
         {9999, fourCC("lnam"), {}, kAudioHardwareBadObjectError},
     };
@@ -74,9 +56,6 @@ TEST_F(AudioObjects, AnAggregateNeedsAWholeDescription) {
     const auto subDevices = [](const QStringList& uids) { return multiOutput({}, {}, uids).value("subdevices"); };
     const std::vector<std::tuple<QString, QVariant, OSStatus>> cases = {
         {"uid", "loop", kAudioHardwareIllegalOperationError},
-        {"uid", "two words", kAudioHardwareIllegalOperationError},
-        {"uid", {}, kAudioHardwareIllegalOperationError},
-        {"name", {}, kAudioHardwareIllegalOperationError},
         {"stacked", 0, kAudioHardwareUnsupportedOperationError},
         {"subdevices", {}, kAudioHardwareIllegalOperationError},
         {"subdevices", subDevices({"loop", "loop"}), kAudioHardwareIllegalOperationError},
@@ -91,6 +70,87 @@ TEST_F(AudioObjects, AnAggregateNeedsAWholeDescription) {
         EXPECT_EQ(device, 77U);
     }
     EXPECT_THAT(deviceList(server), ElementsAre(loop, output, mic));
+}
+
+class ProgramAudioServerTest : public ::testing::Test {
+protected:
+    ProgramAudioServerTest() {
+        for (const auto& record : {sink("speakers", "Speakers"), sink("headset", "Headset"), source("mic", "Mic"),
+                                   source("usb", "USB Microphone")})
+            server.setDevice(record);
+        server.setDefaults("mic", "speakers");
+    }
+
+    OSStatus set(FourCharCode selector, const std::string& uid) {
+        return setDefault(server, selector, server.deviceID(uid));
+    }
+    std::string defaultDevice(FourCharCode selector) { return parlowen::testing::defaultDevice(server, selector); }
+    /// The UIDs behind the note "both".
+    std::string subDevices() {
+        std::string uids;
+        for (const AudioObjectID id : ids(server, server.deviceID("both"), {fourCC("agrp")}))
+            uids += text(server, id, fourCC("uid ")) + ' ';
+        return uids;
+    }
+
+    SimulatedAudioServer server;
+};
+
+TEST_F(ProgramAudioServerTest, TheSessionsInputIsTheProgramsOwn) {
+    constexpr auto input = fourCC("dIn "), users = fourCC("uIn ");
+    EXPECT_EQ(defaultDevice(input), "mic") << "the server's, as long as nothing was set";
+    for (const char* uid : {loopbackDevice::uid, "headset", "usb"}) {
+        EXPECT_EQ(set(input, uid), 0);
+        EXPECT_EQ(defaultDevice(input), uid);
+        EXPECT_EQ(defaultDevice(users), "mic");
+        EXPECT_EQ(server.devices().defaultInput, "mic");
+    }
+    server.setDefaults("speakers", "speakers");
+    EXPECT_EQ(defaultDevice(input), "usb") << "a monitor is no choice of a microphone";
+    server.setDefaults("mic", "speakers");
+    server.removeDevice("usb");
+    EXPECT_EQ(defaultDevice(input), "mic");
+    server.setDevice(source("usb", "USB Microphone"));
+    EXPECT_EQ(defaultDevice(input), "usb");
+    server.setDefaults("usb", "speakers");
+    server.setDevice(source("dock", "Dock"));
+    EXPECT_EQ(set(input, "mic"), 0);
+    server.setDefaults("dock", "speakers");
+    EXPECT_EQ(defaultDevice(input), "dock") << "what the user chooses meanwhile";
+    EXPECT_EQ(set(input, "headset"), 0);
+    server.setDefaults("dock", "headset");
+    EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "another default output was chosen since";
+    server.setDefaults("dock", "speakers");
+    server.removeDevice("headset");
+    EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "then what the default output plays";
+}
+
+TEST_F(ProgramAudioServerTest, AnAggregateIsANoteThatEndsWithAnotherDefaultOutputOrItsDestruction) {
+    const QVariantMap description = multiOutput("both", "Both", {loopbackDevice::uid, "speakers"});
+    AudioObjectID both = 0, second = 0;
+    ASSERT_EQ(server.createAggregateDevice(description, both), 0);
+    EXPECT_EQ(server.createAggregateDevice(multiOutput("more", "More", {"headset"}), second),
+              kAudioHardwareIllegalOperationError);
+    EXPECT_EQ(ids(server, both, {fourCC("ownd")}, propertyData(fourCC("asub"))).size(), 2U);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "speakers");
+    EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    const std::string loopback = loopbackDevice::uid;
+    EXPECT_EQ(subDevices(), loopback + " speakers ");
+    EXPECT_EQ(set(fourCC("dIn "), "headset"), 0);
+    EXPECT_EQ(subDevices(), loopback + " headset ") << "chosen in the program";
+    EXPECT_EQ(set(fourCC("dIn "), loopback), 0);
+    EXPECT_EQ(subDevices(), loopback + " speakers ");
+    server.setDefaults("mic", "headset");
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    EXPECT_EQ(subDevices(), loopback + " headset ") << "the note moves on with the session";
+    EXPECT_EQ(set(fourCC("dOut"), "speakers"), 0);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset") << "the server's own";
+    EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
+    EXPECT_EQ(server.destroyAggregateDevice(server.deviceID("speakers")), kAudioHardwareBadDeviceError);
+    EXPECT_EQ(server.destroyAggregateDevice(both), 0);
+    EXPECT_EQ(server.destroyAggregateDevice(both), kAudioHardwareBadObjectError);
+    EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset");
 }
 
 } // namespace

@@ -34,17 +34,14 @@ TEST_F(PropertyListening, EachHearsWhatItAskedFor) {
     server.removeDevice("second");
     EXPECT_THAT(heard(system), ElementsAre("dev#/glob ownd/glob"));
     server.setDefaults("mic", "speakers");
-    EXPECT_THAT(heard(system), ElementsAre("dIn /glob uIn /glob"));
     server.setDefaults("mic", "");
     server.setDefaults("mic", "");
-    EXPECT_THAT(heard(system), ElementsAre("dOut/glob sOut/glob"));
+    EXPECT_THAT(heard(system), ElementsAre("dIn /glob uIn /glob", "dOut/glob sOut/glob"));
     EXPECT_THAT(heard(list), ElementsAre("dev#/glob", "dev#/glob"));
 
     Ear all(server, output);
     Ear loudness(server, output,
                  {fourCC("volm"), kAudioObjectPropertyScopeWildcard, kAudioObjectPropertyElementWildcard});
-    Ear inputs(server, output,
-               {kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeInput, kAudioObjectPropertyElementMain});
     server.renameDevice("speakers", "Loud Speakers");
     AudioDeviceRecord changed = sink("speakers", "Loud Speakers");
     changed.running = true;
@@ -53,10 +50,6 @@ TEST_F(PropertyListening, EachHearsWhatItAskedFor) {
     server.setDevice(changed);
     EXPECT_THAT(heard(all), ElementsAre("lnam/glob", "goin/glob gone/glob mute/inpt volm/outp"));
     EXPECT_THAT(heard(loudness), ElementsAre("volm/outp"));
-    EXPECT_THAT(heard(inputs), ElementsAre("mute/inpt"));
-    server.notify(output, {fourCC("volm"), kAudioObjectPropertyScopeInput, 2});
-    EXPECT_THAT(heard(loudness), ElementsAre("volm/inpt"));
-    EXPECT_THAT(heard(inputs), IsEmpty()) << "of another element";
     Ear grown(server, mic, {fourCC("volm"), kAudioObjectPropertyScopeOutput});
     server.setDevice(sink("mic", "A Microphone"));
     EXPECT_THAT(heard(grown), ElementsAre("volm/outp")) << "a property that was not there before";

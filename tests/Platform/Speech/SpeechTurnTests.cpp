@@ -82,7 +82,6 @@ TEST(SpeechTurnTest, ResultsOfEveryForm) {
          sentence + R"("TranslationStatus":"Error","Translations":[{"Language":"en","DisplayText":""}]})",
          "Final 你好。 6400"},
         // The older form.
-        {translating, "translation.hypothesis", R"({"Text":"你","Translation":{"Translations":[]}})", "Partial 你 0"},
         {translating, "translation.phrase",
          R"({"Text":"你好","Offset":0,"Duration":2000000,"Translation":{"TranslationStatus":"Success",
              "Translations":[{"Language":"en","Text":"Hello"}]}})",
@@ -94,7 +93,6 @@ TEST(SpeechTurnTest, ResultsOfEveryForm) {
          R"({"SpeechPhrase":{"DisplayText":7,"Offset":"0","Duration":-5,"RecognitionStatus":{}},"TranslationStatus":[],
              "Translations":[3,{"Language":"en"},{"DisplayText":"x"},{"Language":1,"DisplayText":2}]})",
          "Final (none) 0"},
-        {plain, "speech.phrase", "{", "0"},
         {translating, "translation.response", "\xFF\xFE", "0"},
         {translating, "translation.response", R"({"SpeechPhrase":3})", "0"},
     };

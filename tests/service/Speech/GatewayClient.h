@@ -4,7 +4,6 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
-#include <span>
 
 #include "support/ServiceClient.h"
 
@@ -39,24 +38,6 @@ public:
     }
     /// Bytes that are no whole frames.
     void sendRaw(const std::string& bytes) { connection_.send(bytes); }
-    /// Configuration, context and all the audio of a turn in messages of 100 ms, and its end.
-    void sendTurn(const std::string& requestId, const std::string& context, std::span<const std::int16_t> samples) {
-        const auto sendPart = [&](const char* path, std::string body, bool binary) {
-            send(wire::encode({{{"Path", path}, {"X-RequestId", requestId}, {"X-Timestamp", wire::timestampNow()}},
-                               std::move(body),
-                               binary}),
-                 !binary);
-        };
-        sendPart("speech.config", R"({"context":{"system":{"name":"test"}}})", false);
-        sendPart("speech.context", context, false);
-        sendPart("audio", wire::waveHeader(), true);
-        while (!samples.empty()) {
-            const auto piece = samples.first(std::min<std::size_t>(1'600, samples.size()));
-            samples = samples.subspan(piece.size());
-            sendPart("audio", {reinterpret_cast<const char*>(piece.data()), piece.size_bytes()}, true);
-        }
-        sendPart("audio", {}, true);
-    }
 
     /// The next message; none once the connection has ended.
     std::optional<wire::SpeechMessage> receive() {
@@ -65,16 +46,6 @@ public:
             return std::nullopt;
         auto message = wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
         return message ? std::optional(std::move(*message)) : std::nullopt;
-    }
-    /// All up to and including the next "turn.end", or the end of the connection.
-    std::vector<wire::SpeechMessage> receiveTurn() {
-        std::vector<wire::SpeechMessage> result;
-        while (auto message = receive()) {
-            result.push_back(std::move(*message));
-            if (result.back().path() == "turn.end")
-                break;
-        }
-        return result;
     }
     /// Why the server closed, once receive() gave none: code and reason. Code 1006: without a word.
     std::pair<unsigned, std::string> closed() const {
