@@ -112,8 +112,9 @@ std::vector<QJsonObject> streams(const QJsonObject& all, const QString& kind, co
         for (const QJsonValue& candidate : all[device + u's'].toArray())
             if (candidate["index"] == stream[device])
                 stream["to"] = candidate["name"];
-        stream["name"] = stream["properties"]["application.name"];
-        stream["application"] = stream["properties"]["application.process.binary"];
+        const QJsonObject properties = stream["properties"].toObject();
+        stream["name"] = properties["application.name"];
+        stream["application"] = properties["application.process.binary"];
         found.push_back(stream);
     }
     return found;

@@ -1,8 +1,17 @@
+#include <Foundation/MainQueue.h>
+#include <Foundation/NotificationCenter.h>
 #include <Tools/SimplyCoreAudio/AudioObjectPool.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <array>
+#include <map>
+#include <random>
+#include <thread>
 
 namespace parlowen {
 namespace {
@@ -124,6 +133,125 @@ TEST_F(DeviceTest, FacadesShareOneMonitorWhichGoesWithTheLast) {
     EXPECT_TRUE(kept->isRegisteredForNotifications());
     second.reset();
     EXPECT_FALSE(kept->isRegisteredForNotifications());
+    EXPECT_EQ(server->listenerCount(), 0U);
+}
+
+using Names = std::vector<std::pair<FourCharCode, const char*>>;
+const Names ofDevice{{fourCC("lnam"), "deviceNameDidChange"},
+                     {fourCC("volm"), "deviceVolumeDidChange"},
+                     {fourCC("mute"), "deviceMuteDidChange"}};
+const Names ofSystem{{fourCC("dIn "), "defaultInputDeviceChanged"},
+                     {fourCC("dOut"), "defaultOutputDeviceChanged"},
+                     {fourCC("ownd"), "deviceListChanged"}};
+
+class DeviceNotificationTest : public ::testing::Test {
+protected:
+    DeviceNotificationTest() {
+        QCoreApplication::processEvents(); // what earlier tests have posted
+        for (const Names& names : {ofDevice, ofSystem})
+            for (const auto& [selector, name] : names)
+                NotificationCenter::shared().observe(fullName(name), &context, [this](const Notification& heard) {
+                    EXPECT_TRUE(isMainThread());
+                    notifications.push_back(heard);
+                });
+    }
+
+    static QString fullName(const char* name) { return QString("SimplyCoreAudio.") + QString::fromLatin1(name); }
+
+    /// All that was posted up to now.
+    std::vector<Notification> takeNotifications() {
+        server->drainListeners();
+        QCoreApplication::processEvents();
+        return std::exchange(notifications, {});
+    }
+
+    QObject context;
+    std::vector<Notification> notifications;
+    std::shared_ptr<SimulatedAudioServer> server = std::make_shared<SimulatedAudioServer>();
+    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
+    const SimplyCoreAudio simply{server};
+};
+
+TEST_F(DeviceNotificationTest, EachChangeHasItsName) {
+    const auto device = simply.deviceList().back();
+    for (const Names& names : {ofDevice, ofSystem}) {
+        const bool isSystem = names == ofSystem;
+        for (const auto& [selector, name] : names) {
+            server->notify(isSystem ? kAudioObjectSystemObject : id, {selector, kAudioObjectPropertyScopeOutput, 2});
+            const std::vector<Notification> heard = takeNotifications();
+            ASSERT_EQ(heard.size(), 1U) << name;
+            EXPECT_EQ(heard[0].name, fullName(name));
+            EXPECT_EQ(heard[0].object, isSystem ? static_cast<void*>(simply.hardware().get()) : device.get());
+            const bool tellsChannel = selector == fourCC("volm") || selector == fourCC("mute");
+            const QJsonObject channel{{"channel", 2}, {"scope", static_cast<qint64>(kAudioObjectPropertyScopeOutput)}};
+            EXPECT_TRUE(isSystem || heard[0].userInfo == (tellsChannel ? channel : QJsonObject())) << name;
+        }
+        server->notify(isSystem ? kAudioObjectSystemObject : id, {fourCC("tran")});
+        EXPECT_THAT(takeNotifications(), IsEmpty());
+    }
+}
+
+TEST_F(DeviceNotificationTest, TheListNotificationTellsWhatCameAndWent) {
+    const AudioObjectID usb = server->setDevice(source("u", "USB Microphone"));
+    const QJsonArray plugged{
+        QJsonObject{{"objectID", static_cast<qint64>(usb)}, {"uid", "u"}, {"name", "USB Microphone"}}};
+    const auto expectList = [&](const QJsonArray& added, const QJsonArray& removed) {
+        std::vector<Notification> heard = takeNotifications();
+        std::erase_if(heard, [](const Notification& one) { return one.name != fullName("deviceListChanged"); });
+        ASSERT_EQ(heard.size(), 1U);
+        EXPECT_EQ(heard[0].userInfo, (QJsonObject{{"addedDevices", added}, {"removedDevices", removed}}));
+        EXPECT_EQ(simply.hardware()->allKnownDevices(), simply.deviceList());
+    };
+    expectList(plugged, {});
+    server->removeDevice("u");
+    expectList({}, plugged);
+    server->notify(kAudioObjectSystemObject, {fourCC("ownd")});
+    expectList({}, {});
+}
+
+/// On several threads devices come and go, are looked up, asked and let go of.
+TEST(DeviceStormTest, OneWrapperForEachDeviceAndNothingIsLeft) {
+    const CapturedSystemLog quiet;
+    const auto server = std::make_shared<SimulatedAudioServer>();
+    const auto pool = AudioObjectPool::shared(server);
+    std::array<std::vector<std::shared_ptr<AudioDevice>>, 4> held;
+    const auto storm = [&](unsigned seed) {
+        std::minstd_rand random(seed);
+        auto& mine = held.at(seed - 1);
+        for (int step = 0; step < 4'000; ++step) {
+            const std::string uid = "device" + std::to_string(random() % 4);
+            const unsigned what = random() % 10;
+            if (what == 0)
+                server->removeDevice(uid);
+            else if (what == 1)
+                server->setDevice(sink(uid, uid));
+            else if (what == 2)
+                SimplyCoreAudio(server).deviceList();
+            else if (what < 6)
+                mine.clear();
+            else if (const auto device = pool->device(server->deviceID(uid))) {
+                EXPECT_EQ(pool->lookup(device->objectID()), device);
+                mine.push_back(device);
+            }
+        }
+    };
+    {
+        std::vector<std::jthread> running;
+        for (unsigned seed = 1; seed <= held.size(); ++seed)
+            running.emplace_back(storm, seed);
+    }
+    {
+        const SimplyCoreAudio simply(server);
+        server->drainListeners();
+        QCoreApplication::processEvents();
+        EXPECT_THAT(simply.hardware()->allKnownDevices(), ::testing::UnorderedElementsAreArray(simply.deviceList()));
+        std::map<AudioObjectID, std::shared_ptr<AudioDevice>> wrappers;
+        for (const auto& each : held)
+            for (const auto& device : each)
+                EXPECT_EQ(wrappers.emplace(device->objectID(), device).first->second, device);
+    }
+    held = {};
+    EXPECT_EQ(pool->size(), 0U);
     EXPECT_EQ(server->listenerCount(), 0U);
 }
 

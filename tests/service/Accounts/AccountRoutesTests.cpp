@@ -1,9 +1,16 @@
+#include "Accounts/Accounts.h"
 #include "support/FileSizeLimit.h"
 #include "support/RunningService.h"
+#include "support/TemporaryDirectory.h"
 
+#include <future>
 #include <gtest/gtest.h>
+#include <set>
 
 using namespace parlowen::testing;
+using namespace parlowen::service;
+using namespace std::chrono_literals;
+using Reason = Refused::Reason;
 
 namespace {
 
@@ -90,4 +97,98 @@ TEST(AccountRoutes, AFullDiskIsSaidAndLosesNothing) {
     }
     EXPECT_EQ(service.signIn("13800000002", "other-secret").code(), 0) << "no half account is left";
     EXPECT_EQ(service.signIn().code(), 0);
+}
+
+namespace {
+
+class AccountRules : public ::testing::Test {
+protected:
+    std::optional<Reason> refusal(const Credentials& credentials, bool mayCreate = true) {
+        const auto outcome = accounts.signIn(credentials, mayCreate);
+        const auto* refused = std::get_if<Refused>(&outcome);
+        return refused == nullptr ? std::nullopt : std::optional(refused->reason);
+    }
+    std::string tokenOf(const Credentials& credentials) {
+        return std::get<SignedIn>(accounts.signIn(credentials, true)).token;
+    }
+
+    TemporaryDirectory directory;
+    Database database{directory.path() / "test.db"};
+    FailureLimit::TimePoint now = FailureLimit::TimePoint() + 1000h;
+    Accounts accounts{database, [this] { return now; }};
+    const Credentials known{"86", "13800001234", "secret-1"};
+};
+
+} // namespace
+
+TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
+    EXPECT_EQ(refusal(known, false), Reason::WrongPassword) << "only this machine's clients make accounts";
+    const auto first = std::get<SignedIn>(accounts.signIn(known, true));
+    EXPECT_EQ(first.user.nickName, "用户1234");
+    EXPECT_EQ(refusal({"86", "13800001234", "secret-2"}), Reason::WrongPassword);
+    const auto second = std::get<SignedIn>(accounts.signIn({"+86", " 138-0000 1234", "secret-1"}, false));
+    EXPECT_EQ(second.user.id, first.user.id) << "signs in numbers are for the eye";
+    EXPECT_NE(second.token, first.token);
+    const auto elsewhere = std::get<SignedIn>(accounts.signIn({"1", "13800001234", "secret-9"}, true));
+    EXPECT_NE(elsewhere.user.id, first.user.id) << "the same number of another country";
+    EXPECT_EQ(accounts.userOf(first.token)->id, first.user.id);
+    accounts.signOut(first.token);
+    EXPECT_FALSE(accounts.userOf(first.token));
+    EXPECT_TRUE(accounts.userOf(second.token));
+    EXPECT_FALSE(accounts.userOf(""));
+}
+
+TEST_F(AccountRules, InputIsChecked) {
+    for (const Credentials& credentials :
+         {Credentials{"CN", "13800001234", "secret-1"}, Credentials{"12345", "13800001234", "secret-1"},
+          Credentials{"86", "138", "secret-1"}, Credentials{"86", "1234567890123456", "secret-1"},
+          Credentials{"86", "13800001234", "秘密秘密秘"}, Credentials{"86", "13800001234", std::string(1'025, 'x')}})
+        EXPECT_EQ(refusal(credentials), Reason::Input) << credentials.phone << " " << credentials.password;
+    EXPECT_EQ(refusal({"86", "13800001234", "秘密秘密秘密"}), std::nullopt) << "six characters are enough";
+}
+
+TEST_F(AccountRules, GuessingIsSlowedDown) {
+    tokenOf(known);
+    const Credentials guess{"86", known.phone, "guess-1"};
+    for (int i = 0; i < FailureLimit::freeFailures; ++i)
+        EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
+    EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "also with the right password";
+    now += FailureLimit::pause;
+    EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "each further failure costs a pause";
+    now += FailureLimit::pause;
+    EXPECT_EQ(refusal(known), std::nullopt);
+    EXPECT_EQ(refusal(guess), Reason::WrongPassword) << "a success makes up for what was before";
+    for (int i = 0; i < FailureLimit::freeFailures; ++i)
+        refusal(guess);
+    now += FailureLimit::memory + 1s;
+    EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(known), std::nullopt) << "failures are forgotten in time";
+}
+
+TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
+    const std::string oldest = tokenOf(known);
+    database.use([](SQLite::Database& connection) {
+        connection.exec("UPDATE sessions SET created_at = 1");
+        for (int i = 0; i < AccountStore::sessionsOfAUser; ++i)
+            connection.exec("INSERT INTO sessions VALUES (randomblob(32), 1, 2)");
+    });
+    const std::string last = tokenOf(known);
+    EXPECT_FALSE(accounts.userOf(oldest));
+    EXPECT_TRUE(accounts.userOf(last));
+    EXPECT_EQ(
+        database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
+        AccountStore::sessionsOfAUser);
+}
+
+TEST_F(AccountRules, SimultaneousFirstSignInsMakeOneAccount) {
+    std::vector<std::future<std::string>> attempts;
+    attempts.reserve(4);
+    for (int i = 0; i < 4; ++i)
+        attempts.push_back(std::async(std::launch::async, [this] { return tokenOf(known); }));
+    std::set<std::int64_t> users;
+    for (auto& attempt : attempts)
+        users.insert(accounts.userOf(attempt.get())->id);
+    EXPECT_EQ(users.size(), 1U);
 }
