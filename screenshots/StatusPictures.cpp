@@ -1,7 +1,7 @@
 #include "Sheet.h"
 
-#include <Page/AIInterviewPages/WindowRig.h>
 #include <Page/AIInterviewPages/StatusChip.h>
+#include <Page/AIInterviewPages/WindowRig.h>
 
 namespace parlowen::screenshots {
 namespace {

@@ -56,6 +56,8 @@ void HttpDatas::setLocalTrust(LocalTrust trust) {
     manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
 }
 
+QString HttpDatas::baseUrl() const { return settings_.fuwuqiKey().value_or(ApiBase::builtIn()); }
+
 void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                             std::optional<int> timeout, Completion completion) {
     const Prepared prepared = prepare(path, method, params, timeout);
@@ -78,7 +80,7 @@ void HttpDatas::requestData(const QString& path, HttpMethod method, const std::o
 
 HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                                        std::optional<int> timeout) const {
-    const QString base = settings_.fuwuqiKey().value_or(ApiBase::builtIn());
+    const QString base = baseUrl();
     const QByteArray query = method == HttpMethod::GET ? encodedQuery(params.value_or(QJsonObject())) : QByteArray();
     const std::optional<QUrl> url = requestUrl(base, path, query);
     consoleLog("🚀🚀🚀🚀🚀🚀url:" + fullUrl(base, path));

@@ -64,6 +64,10 @@ public:
 
     /// What is trusted from the next request on. Main thread.
     void setLocalTrust(LocalTrust trust);
+    const LocalTrust& localTrust() const { return trust_; }
+
+    /// The base URL of requests from now on: that of the settings, else the built-in one.
+    QString baseUrl() const;
 
     /// Shows a modal alert through the hook. Main thread.
     void showAlert(const Alert& alert) const;

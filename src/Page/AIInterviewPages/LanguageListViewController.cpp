@@ -4,6 +4,7 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/Popover.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
@@ -21,9 +22,9 @@ namespace parlowen {
 
 namespace {
 
-constexpr int inset = 10;
+constexpr int pickerInset = 10;
 constexpr int fieldHeight = 30;
-constexpr int rowHeight = 30;
+constexpr int pickerRowHeight = 30;
 constexpr QSize listSize(200, 280);
 
 QString listStyle() {
@@ -31,9 +32,10 @@ QString listStyle() {
                           "QListView::item { height: %2px; padding: 0 6px; border-radius: 5px; }"
                           "QListView::item:hover { background: %3; }"
                           "QListView::item:selected { background: %4; color: %1; }")
-        .arg(hexColor(theme::darkText).name())
-        .arg(static_cast<int>(rowHeight * fontScale()))
-        .arg(hexColor(theme::pale).name(), hexColor(theme::secondary).name());
+               .arg(hexColor(theme::darkText).name())
+               .arg(static_cast<int>(pickerRowHeight * fontScale()))
+               .arg(hexColor(theme::pale).name(), hexColor(theme::secondary).name()) +
+           styleSheets::lightScrollBar();
 }
 
 QString fieldStyle() {
@@ -52,15 +54,15 @@ LanguageListViewController::LanguageListViewController(HttpDatas& http, QWidget*
     , names_(new QStringListModel(this))
     , notice_(makeLabel(hexColor(theme::midGrey), false, 13, this))
     , retry_(makeCardButton(QStringLiteral("重试"), hexColor(theme::darkText), hexColor(theme::secondary), this)) {
-    const int height = inset + fieldHeight + inset + listSize.height() + inset;
-    resize(QSize(listSize.width() + 2 * inset, height) * fontScale());
+    const int height = pickerInset + fieldHeight + pickerInset + listSize.height() + pickerInset;
+    resize(QSize(listSize.width() + 2 * pickerInset, height) * fontScale());
 }
 
 void LanguageListViewController::loadView() {
     setPalette(lightPalette(Qt::white));
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(inset, inset, inset, inset);
-    layout->setSpacing(inset);
+    layout->setContentsMargins(pickerInset, pickerInset, pickerInset, pickerInset);
+    layout->setSpacing(pickerInset);
     buildSearchField();
     layout->addWidget(searchField_);
     buildTable();
@@ -96,6 +98,7 @@ void LanguageListViewController::buildTable() {
     auto* column = new QVBoxLayout(empty);
     column->addStretch();
     column->addWidget(notice_);
+    column->addSpacing(pickerInset);
     column->addWidget(retry_, 0, Qt::AlignHCenter);
     column->addStretch();
     notice_->setAlignment(Qt::AlignCenter);

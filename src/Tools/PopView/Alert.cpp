@@ -10,6 +10,7 @@
 #include <QPainter>
 #include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QStyle>
 
 namespace parlowen {
@@ -19,6 +20,7 @@ namespace {
 constexpr int iconSize = 56;
 constexpr int signSize = 26;
 constexpr int labelWidth = 220;
+constexpr int subjectGap = 12; // between an alert and its subject
 
 QPixmap alertIcon(const QString& name, QMessageBox::Icon style) {
     const QIcon caution = QApplication::style()->standardIcon(QStyle::SP_MessageBoxWarning);
@@ -33,7 +35,27 @@ QPixmap alertIcon(const QString& name, QMessageBox::Icon style) {
 
 } // namespace
 
-void showAlert(const QString& title, const QString& text, const QString& icon, QMessageBox::Icon style) {
+QPoint placeClearOf(const QRect& subject, const QRect& wanted, const QRect& screen) {
+    if (!wanted.intersects(subject))
+        return wanted.topLeft();
+    const int left = subject.left() - subjectGap - wanted.width();
+    const int above = subject.top() - subjectGap - wanted.height();
+    const QPoint corner = wanted.topLeft();
+    const QPoint places[] = {{corner.x(), subject.bottom() + subjectGap},
+                             {subject.right() + subjectGap, corner.y()},
+                             {corner.x(), above},
+                             {left, corner.y()}};
+    QPoint best = corner;
+    for (const QPoint& place : places) {
+        const bool nearer = best == corner || (place - corner).manhattanLength() < (best - corner).manhattanLength();
+        if (nearer && screen.contains(QRect(place, wanted.size())))
+            best = place;
+    }
+    return best;
+}
+
+void showAlert(const QString& title, const QString& text, const QString& icon, QMessageBox::Icon style,
+               const QWidget* subject) {
     // The window that it stands over may be closed meanwhile, and takes it along.
     const QPointer<QMessageBox> alert = new QMessageBox(QApplication::activeWindow());
     alert->setObjectName(QStringLiteral("alert"));
@@ -52,6 +74,11 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     sure->setMinimumSize(88, 32);
     sure->setIcon({});
     alert->setEscapeButton(sure);
+    if (subject != nullptr && subject->isVisible()) {
+        alert->show(); // which gives it its size and its place
+        const QRect covered(subject->mapToGlobal(QPoint(0, 0)), subject->size());
+        alert->move(placeClearOf(covered, alert->frameGeometry(), alert->screen()->availableGeometry()));
+    }
     alert->exec();
     delete alert;
 }

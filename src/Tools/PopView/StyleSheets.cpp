@@ -42,6 +42,16 @@ QString button(const QColor& title, const QColor& ground, double radius) {
              ground.darker(140).name(QColor::HexArgb), hexColor(theme::lightGrey).name());
 }
 
+QString lightScrollBar() {
+    return QStringLiteral("QScrollBar:vertical { width: 8px; background: transparent; margin: 0; }"
+                          "QScrollBar:horizontal { height: 8px; background: transparent; margin: 0; }"
+                          "QScrollBar::handle { background: %1; border-radius: 3px; margin: 1px; min-height: 24px;"
+                          " min-width: 24px; } QScrollBar::handle:hover { background: %2; }"
+                          "QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; }"
+                          "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }")
+        .arg(hexColor(theme::lightGrey).name(), hexColor(theme::midGrey).name());
+}
+
 QString darkAccentButton() {
     return inColors(
         QStringLiteral("QPushButton { background: @accent; color: @ground; border: none; border-radius: 5px; }"

@@ -9,6 +9,9 @@ namespace parlowen::styleSheets {
 /// A push button in two colours of its own, without a border; the radius is in points.
 QString button(const QColor& title, const QColor& ground, double radius);
 
+/// A thin bar of a list or a page on a light ground.
+QString lightScrollBar();
+
 /// A push button in the accent colour.
 QString darkAccentButton();
 /// A tool button that is only its icon.

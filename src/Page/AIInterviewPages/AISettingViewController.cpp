@@ -1,0 +1,262 @@
+#include "AISettingViewController.h"
+
+#include "ResumeFlow.h"
+
+#include <Foundation/ConsoleLog.h>
+#include <Network/Settings.h>
+#include <Page/View/CardButton.h>
+#include <Page/View/PositionView.h>
+#include <Page/View/UpdateResumeView.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/CustomBacTextField.h>
+#include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/StyleSheets.h>
+#include <Tools/PopView/SystemFont.h>
+#include <Tools/PopView/Windows.h>
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QScrollArea>
+#include <QScrollBar>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int pageGap = 16;
+constexpr int captionGap = 22;    // above a caption
+constexpr int readingWidth = 560; // of the longest line of text
+constexpr int smallestFont = 14;
+constexpr int largestFont = 24;
+constexpr int fontStep = 2;
+constexpr double fallbackFont = 16;
+constexpr QSize previewSize(200, 48);
+constexpr QSize fontButtonSize(64, 42);
+constexpr int narrowestFontButton = 40;
+constexpr int pictureWidth = 100; // what the position's card shows at its right
+const QString microphone = QStringLiteral("麦克风声音");
+
+int atFontScale(int points) { return static_cast<int>(points * fontScale()); }
+
+QLabel* makeCaption(const QString& text, int size, QWidget* parent) {
+    auto* label = new ElidedLabel(parent);
+    label->setFont(systemFont(size));
+    label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    label->setText(text);
+    return label;
+}
+
+QHBoxLayout* makeOptionRow(const std::vector<CustomButtonView*>& buttons) {
+    auto* row = new QHBoxLayout;
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(pageGap);
+    for (CustomButtonView* button : buttons)
+        row->addWidget(button);
+    row->addStretch();
+    return row;
+}
+
+} // namespace
+
+AISettingViewController::AISettingViewController(Settings& settings, HttpDatas& http, QWidget* parent)
+    : BaseViewController(parent)
+    , settings_(settings)
+    , http_(http)
+    , content_(new QWidget)
+    , positionView_(makeView<PositionView>(this)) {
+    positionView_->hide();
+    positionView_->resize(positionView_->sizeHint());
+}
+
+AISettingViewController::~AISettingViewController() = default;
+
+void AISettingViewController::viewDidLoad() {
+    startAIModel_ = settings_.aiInterviewSetModel();
+    BaseViewController::viewDidLoad();
+    showPreview(startAIModel_ ? static_cast<double>(startAIModel_->answerFontSize) : fallbackFont);
+    showWhatIsMissing();
+}
+
+void AISettingViewController::buildUserInterface() {
+    buildRoleCard();
+    buildResumeCard();
+    missingLab_ = makeLabel(hexColor(theme::midGrey), false, 13, content_);
+    missingLab_->setMaximumWidth(atFontScale(readingWidth));
+    deviceLab_ = makeCaption(QStringLiteral("音频输入设备"), 16, content_);
+    setFontLab_ = makeCaption(QStringLiteral("字体大小"), 16, content_);
+    fontShowLab_ = new CustomBacTextField(content_);
+    fontShowLab_->setFixedSize(previewSize * fontScale());
+    fontShowLab_->setBackgroundColor(hexColor(theme::accent));
+    fontShowLab_->setCornerRadius(8);
+    fontShowLab_->textField()->setText(QStringLiteral("Hi,Parlowen"));
+    fontShowLab_->textField()->setAlignment(Qt::AlignCenter);
+    QPalette white = fontShowLab_->textField()->palette();
+    white.setColor(QPalette::WindowText, Qt::white);
+    fontShowLab_->textField()->setPalette(white);
+
+    const std::optional<qint64> device = startAIModel_ ? std::optional(startAIModel_->deviceType) : std::nullopt;
+    deviceSelectionGroup_ = makeGroup({microphone, QStringLiteral("系统声音")}, device, deviceButtons_,
+                                      &AISettingViewController::deviceChosen);
+    QStringList sizes;
+    for (int size = smallestFont; size <= largestFont; size += fontStep)
+        sizes << QString::number(size);
+    const qint64 font = startAIModel_ ? (startAIModel_->answerFontSize - smallestFont) / fontStep : 0;
+    fontSelectionGroup_ = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
+}
+
+void AISettingViewController::buildRoleCard() {
+    roleImgV_ = new CardButton(QStringLiteral("start_icon"), content_);
+    connect(roleImgV_, &CardButton::clicked, this, &AISettingViewController::imageClicked);
+    titleLab_ = makeCaption(QStringLiteral("岗位及角色"), 15, roleImgV_);
+    positionLab_ = makeLabel(hexColor(theme::midGrey), false, 13, roleImgV_);
+    positionLab_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    positionLab_->setFixedWidth(roleImgV_->width() - pageGap - atFontScale(pictureWidth));
+    auto* layout = new QVBoxLayout(roleImgV_);
+    layout->setContentsMargins(pageGap, 12, 0, 10);
+    layout->setSpacing(4);
+    layout->addWidget(titleLab_);
+    layout->addWidget(positionLab_, 1);
+    for (QLabel* label : {titleLab_, positionLab_})
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
+}
+
+void AISettingViewController::buildResumeCard() {
+    updateResumeView_ = makeView<UpdateResumeView>(content_);
+    resumeFlow_ = std::make_unique<ResumeFlow>(http_, settings_, *updateResumeView_);
+    resumeFlow_->onBound = [this] { showWhatIsMissing(); };
+    updateResumeView_->updateBlock = [page = QPointer(this)] {
+        if (page)
+            page->uploadResume();
+    };
+}
+
+std::shared_ptr<ExclusiveSelectionGroup> AISettingViewController::makeGroup(const QStringList& titles,
+                                                                            std::optional<qint64> selected,
+                                                                            std::vector<CustomButtonView*>& buttons,
+                                                                            Chosen handler) {
+    auto group = std::make_shared<ExclusiveSelectionGroup>();
+    group->initiallySelectedIndex = selected;
+    auto* const row = new QWidget(content_);
+    for (const QString& title : titles) {
+        auto* button = new CustomButtonView(row);
+        button->setTitle(title);
+        button->setImage(namedImage(QStringLiteral("ai_select")));
+        buttons.push_back(button);
+    }
+    group->attach(buttons);
+    group->seletRowTapAction = [this, handler](const QString& title) { (this->*handler)(title); };
+    return group;
+}
+
+void AISettingViewController::buildLayout() {
+    auto* column = new QVBoxLayout(content_);
+    column->setContentsMargins(pageGap, pageGap, pageGap, pageGap);
+    column->setSpacing(0);
+    column->addWidget(roleImgV_);
+    column->addSpacing(pageGap);
+    column->addWidget(updateResumeView_);
+    column->addSpacing(10);
+    column->addWidget(missingLab_);
+    for (CustomButtonView* button : deviceButtons_)
+        button->setFixedSize(button->sizeHint());
+    for (CustomButtonView* button : fontButtons_) {
+        button->setFixedHeight(atFontScale(fontButtonSize.height()));
+        button->setMinimumWidth(atFontScale(narrowestFontButton));
+        button->setMaximumWidth(atFontScale(fontButtonSize.width()));
+    }
+    for (const auto& [caption, buttons] : {std::pair(deviceLab_, &deviceButtons_), {setFontLab_, &fontButtons_}}) {
+        column->addSpacing(captionGap);
+        column->addWidget(caption);
+        column->addSpacing(pageGap - 4);
+        QWidget* const group = buttons->front()->parentWidget();
+        group->setLayout(makeOptionRow(*buttons));
+        column->addWidget(group);
+    }
+    column->addSpacing(pageGap);
+    column->addWidget(fontShowLab_);
+    column->addStretch();
+
+    auto* scroll = new QScrollArea(this);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setFocusPolicy(Qt::NoFocus);
+    for (QScrollBar* bar : {scroll->verticalScrollBar(), scroll->horizontalScrollBar()})
+        bar->setStyleSheet(styleSheets::lightScrollBar());
+    scroll->setWidget(content_);
+    scroll->viewport()->setAutoFillBackground(false);
+    content_->setAutoFillBackground(false);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(scroll);
+}
+
+QString AISettingViewController::updateToken() const { return resumeFlow_ ? resumeFlow_->updateToken() : QString(); }
+
+void AISettingViewController::uploadResume() { resumeFlow_->uploadResume(); }
+
+void AISettingViewController::deviceChosen(const QString& title) {
+    consoleLog("选中了设备: " + title);
+    if (startAIModel_)
+        startAIModel_->deviceType = title == microphone ? 0 : 1;
+    store();
+}
+
+void AISettingViewController::fontChosen(const QString& title) {
+    consoleLog("选中了字体: " + title);
+    bool isNumber = false;
+    const double number = title.toDouble(&isNumber);
+    const double size = isNumber ? number : fallbackFont;
+    showPreview(size);
+    if (startAIModel_)
+        startAIModel_->answerFontSize = static_cast<qint64>(size);
+    store();
+}
+
+void AISettingViewController::showPreview(double size) {
+    fontShowLab_->textField()->setFont(systemFont(static_cast<int>(size)));
+}
+
+void AISettingViewController::imageClicked() {
+    consoleLog("Image was clicked!");
+    QWidget* const content = keyWindowContent();
+    MYCenterPopView::show(positionView_, content != nullptr ? content : window());
+    positionView_->setTextContent(startAIModel_ ? std::optional(startAIModel_->positioname) : std::nullopt);
+    positionView_->roleTextView()->moveCursor(QTextCursor::End);
+    positionView_->roleTextView()->setFocus(Qt::OtherFocusReason);
+    positionView_->sureContent = [page = QPointer(this)](const QString& text) {
+        if (page)
+            page->positionWritten(text);
+    };
+}
+
+void AISettingViewController::positionWritten(const QString& text) {
+    if (startAIModel_)
+        startAIModel_->positioname = text;
+    store();
+    showWhatIsMissing();
+}
+
+void AISettingViewController::store() { settings_.setAiInterviewSetModel(startAIModel_); }
+
+/// The position and the résumé are what make answers the user's own.
+void AISettingViewController::showWhatIsMissing() {
+    const QString position = startAIModel_ ? startAIModel_->positioname.simplified() : QString();
+    const int room = 2 * positionLab_->width() - positionLab_->fontMetrics().height(); // two lines, less a break
+    positionLab_->setText(position.isEmpty() ? QStringLiteral("点击填写目标岗位和你的角色")
+                                             : positionLab_->fontMetrics().elidedText(position, Qt::ElideRight, room));
+    roleImgV_->setAccessibleName(titleLab_->text());
+    roleImgV_->setAccessibleDescription(positionLab_->text());
+    QStringList missing;
+    if (position.isEmpty())
+        missing << QStringLiteral("填写岗位");
+    if (!resumeFlow_->holdsResume())
+        missing << QStringLiteral("上传简历");
+    missingLab_->setVisible(!missing.isEmpty());
+    missingLab_->setText(QStringLiteral("还没有%1：现在的回答只能是通用的，补上才会贴合你。")
+                             .arg(missing.join(QStringLiteral("，也没有"))));
+}
+
+} // namespace parlowen

@@ -1,0 +1,208 @@
+#include "ResumeFlow.h"
+
+#include <Foundation/ConsoleLog.h>
+#include <Network/Profile.h>
+#include <Network/Settings.h>
+#include <Page/View/UpdateResumeView.h>
+#include <Tools/PopView/Alert.h>
+
+#include <QFileInfo>
+#include <QLocale>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
+
+QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
+
+/// Of the panel: file systems tell apart "cv.pdf" and "CV.PDF".
+QString panelFilter() {
+    QStringList patterns;
+    for (const QString& type : allowedTypes)
+        patterns << "*." + type << "*." + type.toUpper();
+    return QStringLiteral("简历文件 (%1)").arg(patterns.join(' '));
+}
+
+QString sizeText(qint64 bytes) {
+    return QLocale(QLocale::Chinese).formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
+}
+
+} // namespace
+
+QString ResumeFlow::problemOf(const QList<QUrl>& files) {
+    if (files.size() != 1)
+        return QStringLiteral("一次只能上传一个文件");
+    const QFileInfo file(files.front().toLocalFile());
+    if (!files.front().isLocalFile() || file.isDir())
+        return QStringLiteral("只能上传本机上的文件");
+    if (!allowedTypes.contains(file.suffix().toLower()))
+        return QStringLiteral("不支持这种文件，请选择 %1").arg(allowedTypes.join(QStringLiteral("、")));
+    return {};
+}
+
+ResumeFlow::ResumeFlow(HttpDatas& http, Settings& settings, UpdateResumeView& card)
+    : http_(http)
+    , settings_(settings)
+    , card_(card) {
+    showAlert = [this](const QString& title, const QString& text) {
+        parlowen::showAlert(title, text, QStringLiteral("logo"), QMessageBox::Information, &card_);
+    };
+    fileService = [this] { return FileService::builtIn(http_.baseUrl(), http_.localTrust()); };
+    card_.cancelBlock = [this] { cancel(); };
+    card_.dropProblem = &ResumeFlow::problemOf;
+    card_.dropBlock = [this](const QUrl& file) { uploadResume(file); };
+    showState();
+}
+
+ResumeFlow::~ResumeFlow() { delete panel_; }
+
+void ResumeFlow::uploadResume() {
+    if (panel_) { // once is enough
+        panel_->raise();
+        panel_->activateWindow();
+        return;
+    }
+    requestCredential(std::nullopt);
+}
+
+void ResumeFlow::uploadResume(const QUrl& file) { requestCredential(file); }
+
+void ResumeFlow::requestCredential(const std::optional<QUrl>& file) {
+    card_.setNotice(UpdateResumeView::Notice::none);
+    isPreparing_ = true;
+    showState();
+    const auto received = [this, file, number = ++credentialRequest_](
+                              FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
+        if (number != credentialRequest_)
+            return;
+        isPreparing_ = false;
+        if (status != FResponseStatus::success || !json) {
+            card_.setNotice(UpdateResumeView::Notice::problem, QStringLiteral("无法获取上传凭证，点击重试"));
+            showState();
+            showAlert(QStringLiteral("请求失败"), QStringLiteral("无法获取上传凭证"));
+            return;
+        }
+        updateToken_ = (*json)["data"].stringValue();
+        showState();
+        if (file)
+            startUpload(*file);
+        else
+            openPanel();
+    };
+    http_.requestData(QStringLiteral("/ai/token"), HttpMethod::GET, std::nullopt, std::nullopt, this, received);
+}
+
+void ResumeFlow::openPanel() {
+    panel_ = new QFileDialog(card_.window(), QStringLiteral("选择简历文件"));
+    panel_->setAttribute(Qt::WA_DeleteOnClose);
+    panel_->setFileMode(QFileDialog::ExistingFile);
+    panel_->setSupportedSchemes({QStringLiteral("file")});
+    panel_->setNameFilter(panelFilter());
+    connect(panel_, &QFileDialog::accepted, this, [this] {
+        const QList<QUrl> files = panel_->selectedUrls();
+        const QString problem = problemOf(files);
+        if (problem.isEmpty())
+            startUpload(files.front());
+        else
+            card_.setNotice(UpdateResumeView::Notice::problem, problem);
+    });
+    panel_->show();
+}
+
+void ResumeFlow::startUpload(const QUrl& file) {
+    const Runs::iterator run = runs_.insert(runs_.end(), Run{QFileInfo(file.toLocalFile()).fileName()});
+    run->upload = new ResumeUpload(fileService(), this);
+    run->upload->onProgress = [this, run](qint64 sent, qint64 total) {
+        run->sent = sent;
+        run->total = total;
+        showState();
+    };
+    card_.setNotice(UpdateResumeView::Notice::none);
+    showState();
+    run->upload->uploadResumeFile(file, updateToken_,
+                                  [this, run](FResponseStatus status, const std::optional<JSON>& reply,
+                                              const QString& text) { uploadEnded(run, status, reply, text); });
+}
+
+void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const std::optional<JSON>& reply,
+                             const QString& text) {
+    std::exchange(run->upload, nullptr)->deleteLater();
+    if (status != FResponseStatus::success) {
+        fail(run, text);
+        return;
+    }
+    const JSON file = reply.value_or(JSON());
+    bindResume(run, file["id"].stringValue(), file["filename"].stringValue());
+}
+
+void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QString& fileName) {
+    showState();
+    parlowen::bindResume(http_, fileId, this, [this, run, fileName](bool succeeded) {
+        if (!succeeded) {
+            fail(run, {});
+            return;
+        }
+        boundName_ = run->fileName;
+        card_.setNotice(UpdateResumeView::Notice::success, QStringLiteral("已上传，回答会参考这份简历"));
+        end(run);
+        refreshProfile(http_, settings_, this, [](const UserBaseModel&) {});
+        if (onBound)
+            onBound();
+        showAlert(QStringLiteral("上传成功"), QStringLiteral("文件 %1 已成功上传").arg(fileName));
+    });
+}
+
+void ResumeFlow::fail(Runs::iterator run, const QString& text) {
+    card_.setNotice(UpdateResumeView::Notice::problem, QStringLiteral("%1 上传失败，点击重试").arg(run->fileName));
+    end(run);
+    showAlert(QStringLiteral("上传失败"), text);
+}
+
+void ResumeFlow::cancel() {
+    if (isPreparing_) {
+        isPreparing_ = false;
+        ++credentialRequest_;
+        showState();
+        return;
+    }
+    if (runs_.empty() || runs_.back().upload == nullptr)
+        return;
+    const Runs::iterator run = std::prev(runs_.end());
+    consoleLog("⚠️ 已取消上传：" + run->fileName);
+    delete run->upload;
+    end(run);
+}
+
+void ResumeFlow::end(Runs::iterator run) {
+    runs_.erase(run);
+    showState();
+}
+
+QString ResumeFlow::heldName() const {
+    const std::optional<UserBaseModel> user = settings_.userInfo();
+    return !boundName_.isEmpty() ? boundName_ : user && user->resume ? user->resume->resume_name : QString();
+}
+
+void ResumeFlow::showState() {
+    const bool runs = !runs_.empty();
+    const QString name = runs ? runs_.back().fileName : heldName();
+    card_.setUpdateText(name.isEmpty() ? QStringLiteral("上传简历") : chosen(name));
+    if (isPreparing_)
+        card_.showProgress(QStringLiteral("正在准备上传…"), -1, true);
+    else if (!runs)
+        card_.hideProgress();
+    else if (const Run& run = runs_.back(); run.upload == nullptr)
+        card_.showProgress(QStringLiteral("正在绑定到你的账号…"), -1, false);
+    else if (run.total == 0)
+        card_.showProgress(QStringLiteral("正在读取文件…"), -1, true);
+    else if (run.sent < run.total)
+        card_.showProgress(QStringLiteral("%1 / %2").arg(sizeText(run.sent), sizeText(run.total)),
+                           static_cast<double>(run.sent) / static_cast<double>(run.total), true);
+    else
+        card_.showProgress(QStringLiteral("已发送，正在等待处理…"), -1, true);
+}
+
+} // namespace parlowen

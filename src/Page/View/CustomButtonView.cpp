@@ -1,0 +1,83 @@
+#include "CustomButtonView.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QPainter>
+
+namespace parlowen {
+
+namespace {
+
+constexpr double optionRadius = 8;
+constexpr int markSize = 13; // at the usual font scale
+constexpr int markInset = 2;
+const QColor selectedFill(214, 242, 236);
+
+} // namespace
+
+CustomButtonView::CustomButtonView(QWidget* parent)
+    : QAbstractButton(parent) {
+    setText(QStringLiteral("Button"));
+    setFont(systemFont(14));
+    setCheckable(true);
+    setCursor(Qt::PointingHandCursor);
+    setAttribute(Qt::WA_Hover);
+    setFocusPolicy(Qt::TabFocus); // a line round it says where keys go, which a click does not ask
+    connect(this, &QAbstractButton::clicked, this, [this] {
+        if (onTapAction)
+            onTapAction();
+    });
+}
+
+void CustomButtonView::setImage(const QIcon& image) {
+    setIcon(image);
+    update();
+}
+
+QSize CustomButtonView::sizeHint() const { return QSize(100, 42) * fontScale(); }
+
+void CustomButtonView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (isSelected()) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(selectedFill);
+        painter.drawRoundedRect(rect(), optionRadius, optionRadius);
+        const int side = static_cast<int>(markSize * fontScale());
+        icon().paint(&painter, {width() - side - markInset, height() - side - markInset, side, side});
+    } else {
+        painter.setPen(QPen(underMouse() ? hexColor(theme::link) : QColor(Qt::gray), 1));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), optionRadius, optionRadius);
+    }
+    if (hasFocus()) {
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(hexColor(theme::link), 2));
+        painter.drawRoundedRect(rect().adjusted(1, 1, -1, -1), optionRadius, optionRadius);
+    }
+    painter.setPen(isEnabled() ? QColor(Qt::black) : hexColor(theme::lightGrey));
+    painter.drawText(rect(), Qt::AlignCenter, title());
+}
+
+void ExclusiveSelectionGroup::attach(const std::vector<CustomButtonView*>& buttons) {
+    views = buttons;
+    if (initiallySelectedIndex && *initiallySelectedIndex >= 0 &&
+        *initiallySelectedIndex < static_cast<qint64>(views.size()))
+        views.at(static_cast<std::size_t>(*initiallySelectedIndex))->setSelected(true);
+    for (CustomButtonView* button : views) {
+        button->setAutoExclusive(true);
+        button->onTapAction = [group = weak_from_this(), button] {
+            if (const auto alive = group.lock())
+                alive->select(*button);
+        };
+    }
+}
+
+void ExclusiveSelectionGroup::select(CustomButtonView& button) {
+    for (CustomButtonView* each : views)
+        each->setSelected(each == &button);
+    if (seletRowTapAction)
+        seletRowTapAction(button.title());
+}
+
+} // namespace parlowen

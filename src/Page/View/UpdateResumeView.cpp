@@ -1,0 +1,205 @@
+#include "UpdateResumeView.h"
+
+#include "CardButton.h"
+
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QBoxLayout>
+#include <QDragEnterEvent>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int uploadIconSize = 22;
+constexpr int barSteps = 1000;
+const QColor titleGrey(128, 128, 128);
+
+QColor problemColor() { return palette::FlatUI::alizarin().darker(140); }
+
+QString whatMayBeUploaded() { return QStringLiteral("文件格式支持(text，docx，pdf等)，简历如有更新可以重新上传覆盖"); }
+
+QString barStyle() {
+    return QStringLiteral("QProgressBar { background: white; border: none; border-radius: 3px; }"
+                          "QProgressBar::chunk { background: %1; border-radius: 3px; }")
+        .arg(hexColor(theme::accent).name());
+}
+
+void setTextColor(QLabel& label, const QColor& color) {
+    QPalette colors = label.palette();
+    colors.setColor(QPalette::WindowText, color);
+    label.setPalette(colors);
+}
+
+} // namespace
+
+void UpdateResumeView::build() {
+    setPalette(lightPalette(Qt::white));
+    setAcceptDrops(true);
+    contentImgV_ = new CardButton(QStringLiteral("aiText_bg"), this);
+    setFixedSize(contentImgV_->size());
+    connect(contentImgV_, &CardButton::clicked, this, &UpdateResumeView::updateTap);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 10, 16, 10);
+    layout->setSpacing(6);
+    buildFirstLine();
+    auto* line = new QHBoxLayout;
+    line->setSpacing(8);
+    line->addStretch();
+    line->addWidget(icon_);
+    line->addWidget(updateLabel_);
+    line->addStretch();
+    layout->addLayout(line);
+    title_ = makeLabel(titleGrey, false, 14, this);
+    title_->setAlignment(Qt::AlignCenter);
+    title_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    layout->addWidget(title_, 1);
+    buildProgress();
+    layout->addWidget(progress_, 1);
+    setUpdateText(QStringLiteral("上传简历"));
+    showTitle();
+}
+
+void UpdateResumeView::buildFirstLine() {
+    icon_ = new QLabel(this);
+    const int side = static_cast<int>(uploadIconSize * fontScale());
+    icon_->setPixmap(namedImage(QStringLiteral("up_word")).pixmap(QSize(side, side), devicePixelRatioF()));
+    updateLabel_ = new ElidedLabel(this);
+    updateLabel_->setFont(systemFont(16));
+    setTextColor(*updateLabel_, Qt::black);
+    for (QLabel* label : {icon_, static_cast<QLabel*>(updateLabel_)})
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
+}
+
+void UpdateResumeView::buildProgress() {
+    progress_ = new QWidget(this);
+    progressLabel_ = makeLabel(hexColor(theme::midGrey), false, 12, progress_);
+    progressLabel_->setWordWrap(false);
+    bar_ = new QProgressBar(progress_);
+    bar_->setTextVisible(false);
+    bar_->setFixedHeight(6);
+    bar_->setStyleSheet(barStyle());
+    bar_->setAccessibleName(QStringLiteral("上传进度"));
+    cancelButton_ = makeButton(
+        QStringLiteral("取消"), hexColor(theme::darkText), hexColor(theme::secondary),
+        [this] {
+            if (cancelBlock)
+                cancelBlock();
+        },
+        6, 12, progress_);
+    cancelButton_->setToolTip(QStringLiteral("Esc"));
+    cancelButton_->setAutoDefault(true);
+    auto* left = new QVBoxLayout;
+    left->setSpacing(4);
+    left->addStretch();
+    left->addWidget(bar_);
+    left->addWidget(progressLabel_);
+    left->addStretch();
+    auto* row = new QHBoxLayout(progress_);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(12);
+    row->addLayout(left, 1);
+    row->addWidget(cancelButton_);
+}
+
+void UpdateResumeView::setUpdateText(const QString& text) {
+    updateLabel_->setText(text);
+    contentImgV_->setToolTip(text);
+    contentImgV_->setAccessibleName(text);
+}
+
+void UpdateResumeView::showProgress(const QString& text, double share, bool cancellable) {
+    progressLabel_->setText(text);
+    bar_->setRange(0, share < 0 ? 0 : barSteps); // without a range it only shows that something goes on
+    bar_->setValue(static_cast<int>(share * barSteps));
+    if (!cancellable && cancelButton_->hasFocus())
+        contentImgV_->setFocus(Qt::OtherFocusReason);
+    cancelButton_->setVisible(cancellable);
+    isBusy_ = true;
+    showTitle();
+}
+
+void UpdateResumeView::hideProgress() {
+    if (cancelButton_->hasFocus())
+        contentImgV_->setFocus(Qt::OtherFocusReason);
+    isBusy_ = false;
+    showTitle();
+}
+
+void UpdateResumeView::setNotice(Notice kind, const QString& text) {
+    noticeKind_ = kind;
+    notice_ = text;
+    showTitle();
+}
+
+/// What is dragged comes first, then what is to be said.
+void UpdateResumeView::showTitle() {
+    const bool isProblem = dragProblem_ ? !dragProblem_->isEmpty() : noticeKind_ == Notice::problem;
+    QString text = noticeKind_ == Notice::none ? whatMayBeUploaded() : notice_;
+    if (dragProblem_)
+        text = isProblem ? *dragProblem_ : QStringLiteral("松开即可上传");
+    const bool isPlain = !dragProblem_ && noticeKind_ == Notice::none;
+    setTextColor(*title_, isProblem ? problemColor() : isPlain ? titleGrey : hexColor(theme::link));
+    title_->setText(text);
+    contentImgV_->setAccessibleDescription(text);
+    title_->setVisible(dragProblem_ || !isBusy_);
+    progress_->setVisible(title_->isHidden());
+    contentImgV_->setOutline(!dragProblem_ ? QColor() : isProblem ? problemColor() : hexColor(theme::accent));
+}
+
+void UpdateResumeView::updateTap() {
+    if (updateBlock)
+        updateBlock();
+}
+
+void UpdateResumeView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && isBusy_ && !cancelButton_->isHidden())
+        cancelButton_->click();
+    else
+        BaseView::keyPressEvent(event);
+}
+
+void UpdateResumeView::dragEnterEvent(QDragEnterEvent* event) {
+    if (!event->mimeData()->hasUrls()) {
+        event->ignore();
+        return;
+    }
+    dragProblem_ = dropProblem ? dropProblem(event->mimeData()->urls()) : QString();
+    showTitle();
+    event->setDropAction(Qt::CopyAction);
+    event->accept(); // also of what is not taken: only then it is told that it leaves
+}
+
+void UpdateResumeView::dragMoveEvent(QDragMoveEvent* event) {
+    event->setDropAction(Qt::CopyAction);
+    event->setAccepted(dragProblem_ && dragProblem_->isEmpty());
+}
+
+void UpdateResumeView::dragLeaveEvent(QDragLeaveEvent*) { endDrag(); }
+
+void UpdateResumeView::dropEvent(QDropEvent* event) {
+    const QList<QUrl> files = event->mimeData()->urls();
+    const bool isTaken = dragProblem_ && dragProblem_->isEmpty();
+    endDrag();
+    event->setDropAction(Qt::CopyAction);
+    event->setAccepted(isTaken);
+    if (isTaken && dropBlock)
+        dropBlock(files.front());
+}
+
+/// Why something was not taken stays to be read.
+void UpdateResumeView::endDrag() {
+    const QString problem = dragProblem_.value_or(QString());
+    dragProblem_.reset();
+    setNotice(problem.isEmpty() ? Notice::none : Notice::problem, problem);
+}
+
+} // namespace parlowen

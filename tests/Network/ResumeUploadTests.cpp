@@ -1,0 +1,199 @@
+#include <Foundation/BackgroundQueue.h>
+#include <Network/ResumeUpload.h>
+
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <sys/resource.h>
+
+#include "support/BackendFixture.h"
+#include "support/TlsFiles.h"
+
+namespace parlowen::testing {
+namespace {
+
+using ::testing::IsEmpty;
+
+/// A server that takes a connection and no byte of it, but what the system takes for it.
+class DeafServer : public QTcpServer {
+public:
+    DeafServer() {
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            socket = nextPendingConnection();
+            socket->setReadBufferSize(1);
+        });
+        listen(QHostAddress::LocalHost);
+    }
+    QString url() const { return QString("http://127.0.0.1:%1/").arg(serverPort()); }
+    QPointer<QTcpSocket> socket;
+};
+
+class ResumeUploadTest : public BackendFixture {
+protected:
+    QString file(const QString& name, qint64 size, const QByteArray& start = {}) {
+        QFile file(directory_.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(start) >= 0 && file.resize(size));
+        return file.fileName();
+    }
+    void start(const QString& path, FileService service) {
+        outcome_.clear();
+        upload_ = std::make_unique<ResumeUpload>(std::move(service));
+        upload_->onProgress = [this](qint64 sent, qint64 total) {
+            sent_ = sent;
+            total_ = total;
+        };
+        upload_->uploadResumeFile(
+            QUrl::fromLocalFile(path), "credential",
+            [this](FResponseStatus status, const std::optional<JSON>& json, const QString& text) {
+                outcome_ = QString("%1 %2 %3").arg(int(status)).arg(json ? json->rawString() : "-").arg(text);
+            });
+    }
+    /// Its status, the reply and the text.
+    QString outcomeOf(const QString& path, FileService service) {
+        start(path, std::move(service));
+        EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
+        return outcome_;
+    }
+    FileService here() const { return {QUrl(server_.baseUrl() + "/files"), {}}; }
+
+    std::unique_ptr<ResumeUpload> upload_;
+    QString outcome_;
+    qint64 sent_ = 0;
+    qint64 total_ = 0;
+};
+
+const QString failed = "2 - 请求失败";
+
+TEST_F(ResumeUploadTest, TheFormHoldsTheFileUnderItsNameAndAnyJsonAnswerCounts) {
+    server_.enqueue(Reply::json(413, R"({"id":"file-abc"})"));
+    const QString path = file("简 \"历\".PDF", 1234, "%PDF-1.7");
+    EXPECT_EQ(outcomeOf(path, here()), R"(0 {"id":"file-abc"} )");
+    EXPECT_EQ(lastRequest().method + lastRequest().target, "POST/files");
+    EXPECT_EQ(lastRequest().header("Authorization"), "Bearer credential");
+    EXPECT_EQ(lastRequest().header("platform"), std::nullopt);
+    const QByteArray type = lastRequest().header("Content-Type").value_or("");
+    const QByteArray boundary = "--" + type.mid(type.indexOf("boundary=\"") + 10).chopped(1);
+    EXPECT_TRUE(type.startsWith("multipart/form-data;")) << type.toStdString();
+    const QByteArray content = "%PDF-1.7" + QByteArray(1226, '\0');
+    EXPECT_EQ(lastRequest().body,
+              boundary +
+                  "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"简 %22历%22.PDF\"\r\n"
+                  "Content-Type: application/vnd.openxmlformats-officedocument.wordprocessingml.document\r\n\r\n" +
+                  content + "\r\n" + boundary +
+                  "\r\nContent-Disposition: form-data; name=\"purpose\"\r\n\r\nfile-extract\r\n" + boundary + "--\r\n");
+    EXPECT_EQ(sent_, lastRequest().body.size());
+    EXPECT_EQ(total_, sent_);
+    EXPECT_EQ(log_.lines(), (QStringList{"📤 准备上传文件：简 \"历\".PDF", "📦 文件大小：1.2 kB (1234 字节)",
+                                         R"(✅ 上传成功：{"id":"file-abc"})"}));
+}
+
+TEST_F(ResumeUploadTest, WhatGoesWrongIsLoggedAndTold) {
+    const QString path = file("cv.pdf", 10);
+    EXPECT_EQ(outcomeOf(path, {QUrl(ScriptedHttpServer::refusingUrl()), {}}), failed);
+    server_.enqueue(Reply::json(200, "<html>"));
+    EXPECT_EQ(outcomeOf(path, here()), failed);
+    server_.enqueue(Reply::cut(R"({"id":"file-abc"})", 5));
+    EXPECT_EQ(outcomeOf(path, here()), failed);
+    EXPECT_EQ(log_.linesWith("❌ 上传失败：").size(), 3);
+    EXPECT_THAT(log_.linesWith("❌ 无法读取文件内容"), IsEmpty());
+    EXPECT_EQ(outcomeOf(directory_.filePath("gone.pdf"), here()), failed);
+    EXPECT_EQ(log_.lines().mid(log_.lines().size() - 2).front(), "❌ 无法读取文件内容");
+    EXPECT_EQ(server_.requests().size(), 2U);
+}
+
+TEST_F(ResumeUploadTest, NothingHangsWhenTheServiceOrTheFileStopsInTheMiddle) {
+    constexpr qint64 size = 64'000'000;
+    const QString path = file("cv.pdf", size);
+    DeafServer deaf;
+    const FileService service{QUrl(deaf.url()), {}, 300, 60'000};
+    EXPECT_EQ(outcomeOf(path, service), failed) << "not one byte more goes out";
+    EXPECT_EQ(log_.lines().back(), "❌ 上传失败：请求超时");
+    EXPECT_GT(sent_, 0);
+    EXPECT_LT(sent_, total_);
+
+    FileService patient = service;
+    patient.sendingBound = 60'000;
+    start(path, patient);
+    sent_ = 0;
+    ASSERT_TRUE(waitFor([&] { return sent_ > 0 && deaf.socket; }));
+    file("cv.pdf", 0); // the file gets shorter, as when its disk is full or gone
+    deaf.socket->setReadBufferSize(0);
+    QObject::connect(deaf.socket, &QTcpSocket::readyRead, deaf.socket, [&] { deaf.socket->readAll(); });
+    EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
+    EXPECT_EQ(outcome_, failed);
+
+    file("cv.pdf", size);
+    start(path, patient);
+    sent_ = 0;
+    ASSERT_TRUE(waitFor([&] { return sent_ > 0 && deaf.socket; }));
+    deaf.socket->abort();
+    EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
+    EXPECT_EQ(outcome_, failed);
+
+    server_.enqueue(Reply::silence());
+    EXPECT_EQ(outcomeOf(file("small.pdf", 10), {here().url, {}, 60'000, 100}), failed) << "no answer comes";
+}
+
+/// The most memory that this process has stood in so far, in bytes.
+qint64 peakMemory() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss * 1024;
+}
+
+TEST_F(ResumeUploadTest, AFileOfAnySizeIsStreamedAndTheUploadEndsWithItsObject) {
+    constexpr qint64 size = 256'000'000;
+    const QString path = file("huge.pdf", size);
+    const qint64 before = peakMemory();
+    DeafServer deaf;
+    start(path, {QUrl(deaf.url()), {}});
+    ASSERT_TRUE(waitFor([&] { return sent_ > 0 && deaf.socket; }));
+    EXPECT_LT(peakMemory() - before, size / 4);
+    const QPointer<QTcpSocket> connection = deaf.socket;
+    connection->setReadBufferSize(0);
+    upload_.reset();
+    EXPECT_TRUE(waitFor([&] { return connection->state() == QAbstractSocket::UnconnectedState; }));
+    start(path, {QUrl(deaf.url()), {}});
+    upload_.reset(); // while the file is read through
+    waitForBackground();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(log_.lines().size(), 2) << log_.lines().join('\n').toStdString();
+}
+
+TEST_F(ResumeUploadTest, TheCredentialGoesToTheServicesOwnHostAlone) {
+    ScriptedHttpServer other;
+    const QString path = file("cv.pdf", 10);
+    server_.enqueue({"HTTP/1.1 307 Elsewhere\r\nLocation: " + other.baseUrl("localhost").toUtf8() +
+                     "/files\r\nContent-Length: 0\r\n\r\n"});
+    EXPECT_EQ(outcomeOf(path, here()), failed);
+    EXPECT_THAT(other.requests(), IsEmpty());
+
+    ScriptedHttpServer secure(ScriptedHttpServer::Scheme::https);
+    secure.enqueue(Reply::json(200, "{}"));
+    FileService service{QUrl(secure.baseUrl() + "/files"), {"127.0.0.1", tlsFile("authority.pem")}};
+    EXPECT_EQ(outcomeOf(path, service), "0 {} ");
+    service.url = QUrl(secure.baseUrl("localhost") + "/files");
+    EXPECT_EQ(outcomeOf(path, service), failed);
+    EXPECT_EQ(secure.requests().size(), 1U);
+}
+
+TEST_F(ResumeUploadTest, TheBuiltInFileServiceMovesWithTheBackendInUse) {
+    const FileService service = FileService::builtIn("https://backend.example:8443/api/v1", {"127.0.0.1", "authority"});
+    EXPECT_EQ(service.url, QUrl("https://backend.example:8443/compatible-mode/v1/files"));
+    EXPECT_TRUE(service.trust.covers("127.0.0.1"));
+}
+
+TEST_F(ResumeUploadTest, BindingNamesTheFileInThePath) {
+    HttpDatas http(settings_, {}, {});
+    QList<bool> outcomes;
+    for (const char* code : {"0", "5"}) {
+        server_.enqueue(Reply::json(200, QByteArray("{\"code\":") + code + "}"));
+        bindResume(http, "file-a/b", &http, [&outcomes](bool succeeded) { outcomes << succeeded; });
+        ASSERT_TRUE(waitFor([&, count = outcomes.size()] { return outcomes.size() > count; }));
+    }
+    EXPECT_EQ(outcomes, (QList<bool>{true, false}));
+    EXPECT_EQ(lastRequest().method + " " + lastRequest().target + lastRequest().body,
+              "POST /user/bind_resume/file-a%2Fb");
+}
+
+} // namespace
+} // namespace parlowen::testing

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <Page/AIInterviewPages/AISettingViewController.h>
+#include <Page/AIInterviewPages/ResumeFlow.h>
+#include <Page/View/CardButton.h>
+#include <Page/View/PositionView.h>
+#include <Page/View/UpdateResumeView.h>
+#include <Tools/PopView/ElidedLabel.h>
+#include <support/BackendFixture.h>
+
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QFile>
+#include <QLabel>
+#include <QMimeData>
+#include <QTest>
+
+namespace parlowen {
+
+/// The settings page in a window of its own, against a scripted backend that is the file service too.
+class SettingsRig : public testing::BackendFixture {
+protected:
+    ~SettingsRig() override { window_.reset(); }
+
+    void open(const std::optional<AIInterviewModel>& stored = AIInterviewModel(), QSize size = {640, 560}) {
+        settings_.setAiInterviewSetModel(stored);
+        window_ = std::make_unique<QWidget>();
+        page_ = new AISettingViewController(settings_, http_, window_.get());
+        window_->resize(size);
+        page_->resize(size);
+        window_->show();
+        QApplication::setActiveWindow(window_.get());
+        page_->show();
+        flow().showAlert = [this](const QString& title, const QString& text) { alerts_ << title + "|" + text; };
+        flow().fileService = [this] { return FileService{QUrl(server_.baseUrl() + "/files"), {}}; };
+    }
+    void reopen() { open(settings_.aiInterviewSetModel()); }
+    ResumeFlow& flow() const { return *page_->resumeFlow(); }
+    UpdateResumeView& card() const { return *page_->updateResumeView(); }
+    QString file(const QString& name, qint64 size = 1000) const {
+        QFile file(directory_.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.resize(size));
+        return file.fileName();
+    }
+    /// Moves these files over the card; whether it would take them.
+    bool dragOver(const QStringList& paths) {
+        QList<QUrl> urls;
+        for (const QString& path : paths)
+            urls << QUrl::fromLocalFile(path);
+        dragged_.setUrls(urls);
+        QDragEnterEvent enter({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
+        QApplication::sendEvent(&card(), &enter);
+        QDragMoveEvent move({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
+        QApplication::sendEvent(&card(), &move);
+        return enter.isAccepted() && move.isAccepted();
+    }
+    void leave() {
+        QDragLeaveEvent leave;
+        QApplication::sendEvent(&card(), &leave);
+    }
+    void drop() {
+        QDropEvent drop({20, 20}, Qt::CopyAction, &dragged_, Qt::LeftButton, {});
+        QApplication::sendEvent(&card(), &drop);
+    }
+    void enqueue(const QByteArray& body) { server_.enqueue(Reply::json(200, body)); }
+    bool alerted() {
+        return testing::waitFor([this] { return !alerts_.isEmpty(); });
+    }
+
+    HttpDatas http_{settings_, {}, {}};
+    QStringList alerts_; ///< title|text
+    QMimeData dragged_;
+    std::unique_ptr<QWidget> window_;
+    AISettingViewController* page_ = nullptr;
+};
+
+} // namespace parlowen
