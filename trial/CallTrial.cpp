@@ -1,6 +1,6 @@
 #include "CallTrial.h"
 
-#include "support/ServerWatch.h"
+#include "support/PrivateAudioServer.h"
 #include "support/WordErrorRate.h"
 
 #include <QRegularExpression>

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "support/CallSound.h"
-#include "support/EitherAudioServer.h"
+#include "support/PrivateAudioServer.h"
 #include "support/ProgramRun.h"
-#include "support/ServerWatch.h"
 #include "support/WordErrorRate.h"
 
 /// Whole sessions of the program beside a call, on audio servers of their own.

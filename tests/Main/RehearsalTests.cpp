@@ -193,25 +193,6 @@ pid_t serviceOf(const ProgramRun& run) {
         .toInt();
 }
 
-TEST(RehearsalTest, GoesOnWhenTheServiceIsKilled) {
-    QTemporaryDir folder;
-    ProgramRun run(rehearsal(shortRecording(folder, 17)));
-    for (const char* moment : {"partial", "row"}) {
-        ASSERT_TRUE(waitForEvent(run, moment)) << run.errors.toStdString();
-        const pid_t service = serviceOf(run);
-        ASSERT_GT(service, 0);
-        ASSERT_EQ(::kill(service, SIGKILL), 0);
-        ASSERT_TRUE(waitFor([&] { return serviceOf(run) > 0 && serviceOf(run) != service; }));
-    }
-    // An answer that was under way has gone with the service.
-    EXPECT_THAT(run.finish(), ::testing::AnyOf(0, 3)) << run.errors.toStdString();
-    const std::vector<Event> rows = run.events(QStringLiteral("row"));
-    ASSERT_GE(rows.size(), 2U);
-    const std::string heard = rows[0].text.toStdString() + " " + rows[1].text.toStdString();
-    const QByteArrayList sentences = contents(sampleFolder + QStringLiteral("sample-interview.txt")).split('\n');
-    EXPECT_LE(wordErrorRate((sentences[0] + ' ' + sentences[1]).toStdString(), heard), 0.12) << heard;
-}
-
 TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) {
     QTemporaryDir folder;
     const QString file = shortRecording(folder, 20);

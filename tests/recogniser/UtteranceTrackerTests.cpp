@@ -184,33 +184,6 @@ TEST_F(UtteranceTrackerTest, ItWaitsForTextsThatDecideAndFallsNoFurtherBehind) {
     EXPECT_EQ(tracker->taken(), heard);
 }
 
-TEST_F(UtteranceTrackerTest, AReplayFromWhereItIsNeededTellsTheSame) {
-    const auto sound = [this](std::int64_t from) {
-        const std::vector<std::pair<double, std::int16_t>> parts{{1, 0}, {1.5, 9}, {1.5, 0}, {1.2, 9}, {1, 0}};
-        std::vector<std::int16_t> all;
-        for (const auto& [seconds, value] : parts)
-            all.insert(all.end(), static_cast<std::size_t>(seconds * sampleRate), value);
-        return std::vector<std::int16_t>(all.begin() + from, all.end());
-    };
-    const auto whole = sound(0);
-    for (std::size_t cut = 1'600; cut < whole.size(); cut += 3'200) {
-        events.clear();
-        begin();
-        tracker->append(std::span(whole).first(cut));
-        tracker->advance();
-        work();
-        const auto needed = tracker->needed();
-        const auto before = told(Kind::Final).size();
-        begin(needed);
-        tracker->append(sound(needed));
-        finish();
-        const auto finals = told(Kind::Final);
-        ASSERT_EQ(finals.size(), 2U) << cut << " " << before;
-        EXPECT_NEAR(static_cast<double>(finals[0].from), 16'000, 2 * window) << cut;
-        EXPECT_NEAR(static_cast<double>(finals[1].from), 64'000, 2 * window) << cut;
-    }
-}
-
 namespace {
 
 std::vector<std::string> keysOf(std::string_view text) {

@@ -1,4 +1,4 @@
-#include "ServerWatch.h"
+#include "PrivateAudioServer.h"
 
 #include <gtest/gtest.h>
 

@@ -133,6 +133,7 @@ TEST_F(SessionReadingTest, EveryTextStandsOutFromADarkGround) {
     openActive(1);
     const auto grab = [](QWidget& widget) { return widget.grab().toImage().convertToFormat(QImage::Format_RGB32); };
     EXPECT_LT(grab(*window_).pixelColor(300, 6).lightness(), 80);
+    expectReadable(grab(answers()), answers().rect(), "placeholder");
     final("█");
     Q_EMIT page().happened(session::Question{1, ""});
     Q_EMIT page().happened(session::AnswerPiece{1, "█"});
@@ -147,7 +148,7 @@ TEST_F(SessionReadingTest, EveryTextStandsOutFromADarkGround) {
     menu.close();
     QTest::mouseClick(&part("statusChip"), Qt::LeftButton);
     QWidget& details = part("statusDetails");
-    for (const char* name : {"statusHeadline", "statusAdvice"})
+    for (const char* name : {"statusHeadline", "statusSentences"})
         expectReadable(grab(details), part(name).geometry(), name);
 }
 

@@ -298,7 +298,7 @@ TEST_F(SessionTranscriptTest, MissedSoundIsToldInItsPlaceAndInWholeSeconds) {
     status_.addMissed(7.4);
     final("Two.");
     ASSERT_TRUE(told("missed 7 s")) << "behind the sentence that had begun";
-    status_.addMissed(4.6);
+    status_.addMissed(4.3);
     ASSERT_TRUE(told("missed 5 s"));
     EXPECT_THAT(told_, ElementsAre("row 1 One.", "partial 2 tw", "row 2 Two.", "missed 7 s", "missed 5 s"));
 }

@@ -123,6 +123,8 @@ TEST_F(SessionWindowTest, EveryPartStandsWhereItBelongs) {
         if (!manual)
             continue;
         const QRect question = place(box());
+        EXPECT_LE(place(*box().viewport()).right(), place(answerButton()).left()) << "no words under the button";
+        EXPECT_TRUE(answers().accessibleDescription().contains("Ctrl+Enter"));
         EXPECT_EQ(question, QRect(16, list.bottom() + 1 + 23, 968, 175));
         EXPECT_EQ(place(answerButton()), QRect(1000 - 23 - 85, question.bottom() + 1 - 10 - 35, 85, 35));
     }

@@ -89,6 +89,7 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     });
     const QSignalSpy chosen(&status_, &SessionStatus::outputChosen);
     window_->addStatusNote("另一个面试窗口已打开");
+    window_->move(0, window_->screen()->availableGeometry().bottom() - 60);
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space}) {
         chip().setFocus(Qt::TabFocusReason);
         press(key);
@@ -104,6 +105,7 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     auto* sentences = details()->findChild<QLabel*>("statusSentences");
     EXPECT_THAT(sentences->text().toStdString(), ::testing::HasSubstr("另一个面试窗口已打开"));
     EXPECT_FALSE(details()->findChild<QLabel*>("statusAdvice")->text().isEmpty());
+    EXPECT_TRUE(window_->screen()->availableGeometry().contains(details()->geometry()));
     sentences->setSelection(0, 3);
     const QString marked = sentences->selectedText();
     set([](InputStatus& input) { input.elsewhereName = "Headset 2"; });

@@ -192,6 +192,13 @@ TEST_F(ReadingListTest, AMarkLeadsBackToNewerTextAndCoversNoWords) {
     QTest::mouseClick(&mark, Qt::LeftButton);
     EXPECT_EQ(list_.verticalScrollBar()->value(), list_.verticalScrollBar()->maximum());
     EXPECT_FALSE(mark.isVisible());
+    QTest::keyClick(&list_, Qt::Key_PageUp);
+    QTest::keyClick(&list_, Qt::Key_Home);
+    EXPECT_EQ(list_.verticalScrollBar()->value(), 0);
+    EXPECT_THAT(mark.text().toStdString(), ::testing::Not(::testing::HasSubstr("2"))) << "they have been seen";
+    QTest::keyClick(&list_, Qt::Key_End);
+    QTest::keyClick(&list_, Qt::Key_PageUp);
+    EXPECT_TRUE(mark.isVisible());
 }
 
 TEST_F(ReadingListTest, AnotherFontKeepsTheReadersPlace) {

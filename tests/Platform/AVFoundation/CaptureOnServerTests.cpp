@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <support/CallSound.h>
 #include <support/CapturedLog.h>
-#include <support/EitherAudioServer.h>
+#include <support/PrivateAudioServer.h>
 
 #include <QTcpServer>
 #include <algorithm>

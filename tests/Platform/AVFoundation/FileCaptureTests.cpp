@@ -134,19 +134,6 @@ TEST_F(FileCaptureTest, NamesTheProblemOfAFileThatIsNoSound) {
     }
 }
 
-TEST_F(FileCaptureTest, PlaysWhatIsLeftOfACutFile) {
-    constexpr std::size_t frames = 60'000;
-    QFile whole(tone("whole", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 44100, 1, frames));
-    ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
-    Playing playing(write("cut", whole.read(whole.size() * 9 / 10)));
-    ASSERT_TRUE(playing.started);
-    ASSERT_TRUE(playing.sound.waitForCount(frames / chunk + 2));
-    playing.capture.stop();
-    EXPECT_LT(errorOf(playing.sound.buffers(), frames / 4, channelsApart(44100)), -30);
-    ASSERT_EQ(playing.finished.size(), 1U);
-    EXPECT_LT(playing.finished.front(), frames / chunk);
-}
-
 class EngineTest : public ::testing::Test {
 protected:
     EngineTest() {
@@ -225,24 +212,6 @@ TEST_F(EngineTest, SaysWhyItDoesNotStartAndCanTryAgain) {
     ASSERT_TRUE(engine.start());
     EXPECT_TRUE(sound.waitForCount(1));
     EXPECT_FALSE(AVAudioEngine({}).start());
-}
-
-TEST_F(EngineTest, BearsStartsAndStopsOnSeveralThreads) {
-    std::atomic<bool> stopped = false;
-    node.installTap(0, 2048, format, [&stopped](const Buffer&) { EXPECT_FALSE(stopped); });
-    const auto toggle = [this] {
-        for (int i = 0; i < 100; ++i) {
-            EXPECT_TRUE(engine.start());
-            engine.stop();
-        }
-    };
-    std::thread other(toggle);
-    toggle();
-    other.join();
-    engine.stop();
-    stopped = true;
-    EXPECT_FALSE(engine.isRunning());
-    EXPECT_EQ(input->alive, 0);
 }
 
 } // namespace

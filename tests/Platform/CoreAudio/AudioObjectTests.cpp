@@ -23,23 +23,6 @@ protected:
     const AudioObjectID mic = server.setDevice(source("mic", "A Microphone"));
 };
 
-TEST_F(AudioObjects, AQualifierPicksOwnedObjectsByClass) {
-    AudioObjectID combined = 0;
-    ASSERT_EQ(server.createAggregateDevice(multiOutput("both", "Both", {"loop", "speakers"}), combined), 0);
-    const auto owned = [&](const std::vector<FourCharCode>& classes) {
-        return ids(server, combined, {fourCC("ownd")}, propertyData(classes));
-    };
-    EXPECT_EQ(owned({fourCC("aobj")}).size(), 8U); // two sub-devices, two streams, a level and a mute control each side
-    EXPECT_EQ(owned({fourCC("actl")}).size(), 4U);
-    EXPECT_EQ(owned({fourCC("astr"), fourCC("asub")}).size(), 4U);
-    const auto subDevices = owned({fourCC("adev")});
-    EXPECT_EQ(subDevices, ids(server, combined, {fourCC("agrp")}));
-    ASSERT_EQ(subDevices.size(), 2U);
-    EXPECT_EQ(text(server, subDevices[1], fourCC("lnam")), "Speakers");
-    EXPECT_EQ(value<FourCharCode>(server, subDevices[0], {fourCC("clas")}), fourCC("asub"));
-    EXPECT_EQ(value<AudioObjectID>(server, subDevices[0], {fourCC("ownr")}), combined);
-}
-
 TEST_F(AudioObjects, TheDefaultInputIsWrittenWithADeviceThatFits) {
     EXPECT_EQ(setDefault(server, fourCC("dIn "), mic), 0);
     EXPECT_EQ(setDefault(server, fourCC("dIn "), loop), 0); // its monitor

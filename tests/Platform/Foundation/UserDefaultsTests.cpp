@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "support/CapturedLog.h"
-#include "support/FileSizeLimit.h"
+#include "support/TemporaryDirectory.h"
 #include "support/WaitFor.h"
 
 namespace parlowen {

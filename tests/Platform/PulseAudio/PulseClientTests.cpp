@@ -2,7 +2,7 @@
 #include <PulseAudio/SecondLook.h>
 #include <PulseAudio/SessionRoute.h>
 #include <gmock/gmock.h>
-#include <support/EitherAudioServer.h>
+#include <support/PrivateAudioServer.h>
 
 #include <QLocalServer>
 #include <atomic>

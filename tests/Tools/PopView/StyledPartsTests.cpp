@@ -145,8 +145,9 @@ TEST(StyledPartsTest, EveryTextStandsOutFromItsGround) {
     int top = 0;
     for (QWidget* child : page.findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
         if (auto* label = qobject_cast<QLabel*>(child))
-            label->setText(solid);
+            label->setText(solid), label->setAlignment(Qt::AlignCenter);
         child->adjustSize();
+        child->resize(std::max(100, child->width()), child->height());
         child->move(0, std::exchange(top, top + child->height()));
     }
     const QImage picture = shot(page);

@@ -1,11 +1,8 @@
 #include "Accounts/Accounts.h"
-#include "support/FileSizeLimit.h"
 #include "support/RunningService.h"
 #include "support/TemporaryDirectory.h"
 
-#include <future>
 #include <gtest/gtest.h>
-#include <set>
 
 using namespace parlowen::testing;
 using namespace parlowen::service;
@@ -180,15 +177,4 @@ TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
     EXPECT_EQ(
         database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
         AccountStore::sessionsOfAUser);
-}
-
-TEST_F(AccountRules, SimultaneousFirstSignInsMakeOneAccount) {
-    std::vector<std::future<std::string>> attempts;
-    attempts.reserve(4);
-    for (int i = 0; i < 4; ++i)
-        attempts.push_back(std::async(std::launch::async, [this] { return tokenOf(known); }));
-    std::set<std::int64_t> users;
-    for (auto& attempt : attempts)
-        users.insert(accounts.userOf(attempt.get())->id);
-    EXPECT_EQ(users.size(), 1U);
 }

@@ -7,7 +7,6 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <random>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -131,24 +130,6 @@ TEST(Server, EndsConnectionsThatTakeTooLong) {
         EXPECT_EQ(connection->receiveAll(), "");
     pollfd closed{noHandshake.native_handle(), POLLIN, 0};
     EXPECT_EQ(::poll(&closed, 1, 10'000), 1);
-    EXPECT_TRUE(stillServes(server));
-}
-
-TEST(Server, SurvivesWhatIsNoHttps) {
-    const RunningServer server(testRouter(), impatient);
-    boost::asio::io_context io;
-    std::mt19937 random(20'261'124);
-    for (int round = 0; round < 60; ++round) {
-        std::string bytes(1 + random() % 600, '\0');
-        for (char& byte : bytes)
-            byte = static_cast<char>(random());
-        boost::asio::ip::tcp::socket socket(io);
-        socket.connect({boost::asio::ip::address_v4::loopback(), server.port()});
-        boost::system::error_code ignored;
-        socket.send(boost::asio::buffer(bytes), 0, ignored);
-    }
-    EXPECT_EQ(answerTo(server, post("/echo", "\xff\xfe")).find(" 200 "), std::string::npos);
-
     EXPECT_TRUE(stillServes(server));
 }
 

@@ -1,6 +1,5 @@
 #include "Models/Download.h"
 #include "Models/ModelInstaller.h"
-#include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 
 #include <archive.h>

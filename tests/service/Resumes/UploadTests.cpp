@@ -1,8 +1,8 @@
 #include "Resumes/ResumeStore.h"
 #include "Resumes/TemporaryFile.h"
 #include "Resumes/TextExtraction.h"
-#include "support/FileSizeLimit.h"
 #include "support/RunningService.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>

@@ -47,11 +47,11 @@ public:
     void sendRaw(const std::string& bytes) { connection_.send(bytes); }
 
     /// The next message; none once the connection has ended.
-    std::optional<wire::SpeechMessage> receive() {
+    std::optional<parlowen::wire::SpeechMessage> receive() {
         boost::beast::flat_buffer buffer;
         if (connection_.run([&](const Connection::Done& done) { socket_.async_read(buffer, done); }))
             return std::nullopt;
-        auto message = wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+        auto message = parlowen::wire::decodeText({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
         return message ? std::optional(std::move(*message)) : std::nullopt;
     }
     /// Why the server closed, once receive() gave none: code and reason. Code 1006: without a word.
