@@ -8,12 +8,9 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
-#include <QTimerEvent>
 #include <QWindow>
 #include <algorithm>
-#include <cmath>
 #include <memory>
-#include <numbers>
 #include <support/CapturedLog.h>
 #include <support/WaitFor.h>
 #include <tuple>
@@ -141,25 +138,6 @@ TEST_F(ProgressHUDTest, MovesOnceItsWindowIsClosedAndOutlivesIt) {
     testing::CapturedLog log;
     hud_.error("没有麦克风");
     EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "without a container it is not lost";
-}
-
-TEST_F(ProgressHUDTest, TheSpinnerGoesRoundAndFades) {
-    hud_.spinnerSize = 200;
-    hud_.style = ProgressHUDStyle::custom(Qt::white, Qt::black);
-    hud_.opacity = 1;
-    hud_.setProgress(0.25);
-    show({}, ProgressHUDMode::determinate);
-    auto* timer = hud_.progressIndicator()->findChild<QTimer*>();
-    for (int step = 0; step < 15; ++step) {
-        QTimerEvent tick(timer->timerId());
-        QCoreApplication::sendEvent(timer, &tick);
-    }
-    EXPECT_EQ(hud_.progressIndicator()->fposition(), 3);
-    for (const auto& [fin, brightness] : {std::pair(3, 1.0), {2, 0.9}, {0, 0.7}, {11, 0.6}, {6, 0.12}, {4, 0.12}}) {
-        const double angle = fin * std::numbers::pi / 6;
-        const QPointF middle = QPointF(100, 100) + 68 * QPointF(std::sin(angle), -std::cos(angle));
-        EXPECT_NEAR(inIndicator(middle).lightnessF(), brightness, 0.02) << "fin " << fin;
-    }
 }
 
 TEST_F(ProgressHUDTest, OverTheMainWindowAClearWindowStands) {
