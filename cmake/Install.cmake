@@ -11,15 +11,21 @@ install(FILES packaging/recogniser/copyright DESTINATION ${CMAKE_INSTALL_DATADIR
 
 # The captcha's plug-in, in a package of its own: it alone needs the web engine.
 if(TARGET captcha_web)
-  install(TARGETS captcha_web LIBRARY DESTINATION lib/parlowen COMPONENT captcha)
-  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-captcha RENAME copyright COMPONENT captcha)
+  install(TARGETS captcha_web LIBRARY DESTINATION lib/parlowen-captcha COMPONENT captcha)
+  install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-captcha COMPONENT captcha)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-captcha COMPONENT captcha)
 endif()
 
 install(TARGETS parlowen parlowen-service RUNTIME)
 install(DIRECTORY resources/sample-interview DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen FILES_MATCHING PATTERN "*.wav" PATTERN "*.txt")
-install(FILES README.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN screenshots EXCLUDE)
-install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright)
+install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+execute_process(COMMAND gzip -9nc ${CMAKE_CURRENT_SOURCE_DIR}/packaging/changelog OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-recogniser COMPONENT recogniser)
+include(Desktop)
 
 # The packages of the part [run time].
 function(read_run_time_packages result)

@@ -8,6 +8,7 @@
 #include <QIcon>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <QSocketNotifier>
 #include <array>
 #include <cstdio>
@@ -98,6 +99,7 @@ std::optional<QUrl> CaptchaProcess::pageOf(int argc, char** argv) {
 }
 
 int CaptchaProcess::host(const QUrl& page, int argc, char** argv) {
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.webenginecontext*=false")); // how it will draw, at length
     // The engine wants it, though it draws without the graphics card.
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     const QApplication application(argc, argv);

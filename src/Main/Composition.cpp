@@ -37,9 +37,15 @@ MicroManagement::Hooks microphoneHooks() {
 
 } // namespace
 
-void Composition::showInPassing(const Alert& alert) {
-    if (!alert.title.isEmpty())
+std::function<void(const Alert&)> Composition::alertInPassing() {
+    // What is asked for again and again fails in the same words each time.
+    return [last = Alert(), since = QElapsedTimer()](const Alert& alert) mutable {
+        if (alert.title.isEmpty() || (alert == last && since.isValid() && !since.hasExpired(repeatMilliseconds)))
+            return;
+        last = alert;
+        since.start();
         ProgressHUD::shared().error(alert.title);
+    };
 }
 
 Composition::Composition(Settings& settings, const QString& givenBackend)
@@ -52,14 +58,9 @@ Composition::Composition(Settings& settings, const QString& givenBackend)
 
 HttpDatas::Hooks Composition::requestHooks() {
     HttpDatas::Hooks result;
-    // What is asked for again and again fails in the same words each time.
-    result.showAlert = [this, last = Alert(), since = QElapsedTimer()](const Alert& alert) mutable {
+    result.showAlert = [this](const Alert& alert) {
         if (hooks_.problem && !alert.title.isEmpty())
             hooks_.problem(alert.title);
-        if (alert == last && since.isValid() && !since.hasExpired(repeatMilliseconds))
-            return;
-        last = alert;
-        since.start();
         if (hooks_.alert)
             hooks_.alert(alert);
     };

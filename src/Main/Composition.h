@@ -23,7 +23,7 @@ class Composition {
 public:
     struct Hooks {
         std::function<void(const QString&)> problem; ///< what an alert tells the user, each time
-        std::function<void(const Alert&)> alert;     ///< shows an alert; the same one at most once a minute
+        std::function<void(const Alert&)> alert;     ///< shows an alert
         std::function<void()> forcedSignOut;         ///< the backend took the sign-in back
     };
 
@@ -33,8 +33,9 @@ public:
     /// The hooks of whoever is in front at the moment, a session or the windows.
     void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
 
-    /// The alert of a session's window: nobody presses a button in the middle of a call, so it goes by itself.
-    static void showInPassing(const Alert& alert);
+    /// Shows the alerts of a session's window: nobody presses a button in the middle of a call, so they go by
+    /// themselves, the same one at most once a minute.
+    static std::function<void(const Alert&)> alertInPassing();
 
     Backend& backend() { return backend_; }
     /// Finds the backend and has every layer use it before `found` is called, later and once, unless the context is

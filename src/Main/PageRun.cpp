@@ -1,13 +1,16 @@
 #include "PageRun.h"
 
 #include <Foundation/BackgroundQueue.h>
+#include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Network/Alert.h>
 #include <Tools/KXAudioRouter.h>
 #include <Tools/PopView/Alert.h>
 #include <Tools/PopView/ProgressHUD.h>
+#include <Tools/PopView/Windows.h>
 
+#include <QMainWindow>
 #include <utility>
 
 namespace parlowen {
@@ -35,13 +38,18 @@ PageRun::PageRun(const CommandLine& line, std::function<void(int)> finished)
     , finished_(std::move(finished))
     , composition_(settings_, line.backend)
     , window_(context()) {
-    ProgressHUD::shared().mainWindowContent = [window = QPointer<QWidget>(&window_)] { return window.data(); };
+    ProgressHUD::shared().mainWindowContent = [self = QPointer<PageRun>(this)]() -> QWidget* {
+        if (!self)
+            return nullptr;
+        return self->login_ != nullptr ? self->login_->centralWidget() : &self->window_;
+    };
     connect(&window_, &PageWindow::closed, this, [this] { finished_(0); });
     useHooks(showModally);
 }
 
 PageRun::~PageRun() {
     composition_.setHooks({});
+    delete std::exchange(login_, nullptr);
     delete session_;
     waitForBackground(); // where a session stops its services
 }
@@ -79,7 +87,9 @@ void PageRun::connectBackend() {
         return;
     }
     composition_.connectBackend(this, [this, again](const Result<Backend::Access>& access) {
-        if (access)
+        if (access && findPage(page_)->index == loginPage)
+            openLogin(access->trust);
+        else if (access)
             signIn(access->trust);
         else
             window_.say(access.error(), again);
@@ -96,9 +106,42 @@ void PageRun::signIn(const LocalTrust& trust) {
     });
 }
 
+void PageRun::openLogin(const LocalTrust& trust) {
+    LoginServices services{&composition_.http(), &settings_, &composition_.images(), {}, {}, {}};
+    services.captchaCommand = CaptchaProcess::commandFor(QUrl(Bundle::builtInCaptchaUrl()));
+    services.makeMainView = [this] { return makeMainView(); };
+    if (trust.covers(QUrl(composition_.http().baseUrl()).host()))
+        services.enterLocally = [this, trust](QObject*, const LoginServices::Entered& entered) {
+            enterLocally(trust, entered);
+        };
+    QMainWindow* const opened = LoginViewController::openWindow(services);
+    login_ = opened;
+    connect(opened, &QObject::destroyed, this, [this, opened] {
+        if (login_ == opened) {
+            login_ = nullptr;
+            finished_(0);
+        }
+    });
+    window_.hide(); // its end would be the program's
+    closeOtherWindows(opened);
+}
+
+/// With this machine's own account, whatever sign-in is stored.
+void PageRun::enterLocally(const LocalTrust& trust, const LoginServices::Entered& entered) {
+    settings_.setLoginToken(std::nullopt);
+    signIn_ = std::make_unique<SessionSignIn>(composition_.http(), settings_, trust);
+    signIn_->run(entered);
+}
+
+QWidget* PageRun::makeMainView() {
+    auto* main = new PageWindow(context());
+    main->showPage(setupPage);
+    return main;
+}
+
 SessionWindow* PageRun::makeSession(const SessionSound& sound) {
     session_ = new LiveSession(composition_, sound, this);
-    useHooks(Composition::showInPassing);
+    useHooks(Composition::alertInPassing());
     connect(session_, &QObject::destroyed, this, [this] { useHooks(showModally); });
     return session_->window();
 }

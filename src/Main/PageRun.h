@@ -7,6 +7,7 @@
 #include "SessionSignIn.h"
 
 #include <Foundation/UserDefaults.h>
+#include <Login/LoginViewController.h>
 
 #include <QPointer>
 #include <functional>
@@ -34,6 +35,9 @@ private:
     PageContext context();
     void connectBackend();
     void signIn(const LocalTrust& trust);
+    void openLogin(const LocalTrust& trust);
+    void enterLocally(const LocalTrust& trust, const LoginServices::Entered& entered);
+    QWidget* makeMainView();
     void useHooks(std::function<void(const Alert&)> alert);
     SessionWindow* makeSession(const SessionSound& sound);
 
@@ -44,6 +48,7 @@ private:
     Composition composition_;
     std::unique_ptr<SessionSignIn> signIn_;
     PageWindow window_;
+    QMainWindow* login_ = nullptr; ///< the sign-in window, also once it has turned into the main one
     QPointer<LiveSession> session_;
 };
 

@@ -12,6 +12,7 @@
 #include <QCloseEvent>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QToolButton>
 #include <algorithm>
@@ -50,8 +51,9 @@ PageWindow::PageWindow(PageContext context)
     , retry_(makeCardButton(QStringLiteral("重试"), hexColor(theme::darkText), hexColor(theme::secondary), notice_)) {
     setWindowTitle(QStringLiteral("Parlowen"));
     setPalette(lightPalette(hexColor(theme::pageGround)));
-    setMinimumSize(smallestSize);
-    resize(usualSize * fontScale());
+    const QSize room = screen()->availableSize() * 0.9;
+    setMinimumSize((smallestSize * fontScale()).boundedTo(room));
+    resize((usualSize * fontScale()).boundedTo(room));
     build();
     for (QWidget* ground : {backRow_, notice_})
         ground->setAutoFillBackground(true);

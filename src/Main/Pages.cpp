@@ -12,6 +12,7 @@ namespace parlowen {
 namespace {
 
 constexpr PageEntry pages[] = {
+    {loginPage, "login", "登录", [](const PageContext&) -> BaseViewController* { return nullptr; }},
     {setupPage, "setup", "AI面试",
      [](const PageContext& context) -> BaseViewController* {
          return new InterviewSettingViewController(context.setup);

@@ -36,6 +36,7 @@ const PageEntry* findPage(const QString& name);
 QString pageNames();
 
 inline constexpr int setupPage = 0;
+inline constexpr int loginPage = -1; ///< a window of its own, which no page is made for
 inline constexpr int aiSettingsPage = 3;
 
 } // namespace parlowen

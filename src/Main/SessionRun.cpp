@@ -101,7 +101,7 @@ void SessionRun::signIn(const LocalTrust& trust) {
     Composition::Hooks hooks;
     hooks.problem = [this](const QString& text) { requestFailed(text); };
     if (!line_.headless)
-        hooks.alert = Composition::showInPassing;
+        hooks.alert = Composition::alertInPassing();
     hooks.forcedSignOut = [this] {
         if (!signIn_->tokenRefused())
             requestFailed(signedOut.here());
@@ -220,11 +220,14 @@ void SessionRun::answerEnded(const session::AnswerEnded& answer) {
         warn(answerCutOff.here(number));
     if (answer.end.outcome != AnswerEnd::Outcome::Failed)
         return;
+    answerIsMissing(answerFailed.here(number, answerFailureText(answer.end, terminalLanguage())));
+}
+
+void SessionRun::answerIsMissing(const QString& problem) {
     unanswered_ = true;
-    const QString problem = answerFailed.here(number, answerFailureText(answer.end, terminalLanguage()));
     fail(problem);
     // Those who look at the terminal have it before them.
-    if (line_.json || ::isatty(STDOUT_FILENO) == 0)
+    if (line_.json || ::isatty(STDOUT_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)
         std::fputs(onStandardError.here(problem).toUtf8().constData(), stderr);
 }
 
@@ -247,7 +250,7 @@ void SessionRun::settle() {
         return;
     }
     if (ending_.isAnswering())
-        fail(answerDidNotEnd.here());
+        answerIsMissing(answerDidNotEnd.here());
     writeScreenshot();
     if (line_.headless)
         closeSession();

@@ -70,6 +70,7 @@ private:
     void openSession();
     void startSession();
     void note(const SessionEvent& event);
+    void answerIsMissing(const QString& problem);
     void answerEnded(const session::AnswerEnded& answer);
     void sayIfSecond();
     CaptureSourceFactory watchedCapture();

@@ -78,6 +78,8 @@ void SessionSignIn::useOwnAccount() {
                 return;
             }
             settings_.setLoginToken(token);
+            settings_.setUserInfo(mapAccessors<UserBaseModel>((*json)["data"]["user"]));
+            settings_.synchronize();
             finish({});
         });
 }

@@ -46,6 +46,30 @@ protected:
 const QByteArray posting =
     "<script>const post = body => webkit.messageHandlers.captchaHandler.postMessage(body);</script>";
 
+TEST_F(CaptchaPageTest, ARealDragSolvesThePageAndItsWindowGoes) {
+    open(posting + R"(<div id=knob style="position:absolute;left:20px;top:200px;width:60px;height:60px"></div><script>
+        post(undefined); // before the page stands
+        let trace = null;
+        knob.onmousedown = () => trace = [];
+        onmousemove = event => trace && trace.push(event.clientX);
+        onmouseup = event => post({type: "success", data: {validate: trace.length > 0 ? "at " + event.clientX : 5}});
+    </script>)");
+    ASSERT_TRUE(
+        waitFor([this] { return log_.lines().contains("⚠️ 解析失败，数据格式不符合预期: null"); }));
+    QWidget* const drawn = captcha_->webView()->focusProxy();
+    ASSERT_NE(drawn, nullptr);
+    // What happens before the page has been drawn for the first time reaches nothing of it.
+    for (int attempt = 0; attempt < 60 && results_.isEmpty(); ++attempt) {
+        QTest::mousePress(drawn, Qt::LeftButton, {}, {50, 230});
+        for (int x = 50; x <= 250; x += 20)
+            QTest::mouseMove(drawn, {x, 230}, 5);
+        QTest::mouseRelease(drawn, Qt::LeftButton, {}, {250, 230});
+        waitFor([this] { return !results_.isEmpty(); }, 500);
+    }
+    ASSERT_TRUE(waitFor([this] { return captcha_.isNull(); }, 30'000));
+    EXPECT_EQ(results_, QStringList{"at 250"});
+}
+
 TEST_F(CaptchaPageTest, ThePageCannotLeaveItsHostOpenWindowsOrSave) {
     ScriptedHttpServer elsewhere;
     elsewhere.enqueue(page(posting + R"(<script>post({type: "success", data: {validate: "foreign"}})</script>)"));

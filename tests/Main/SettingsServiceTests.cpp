@@ -47,8 +47,8 @@ TEST_F(SettingsServiceTest, TheLanguagesComeAndOfTwoResumesTheOneThatIsNotTooLar
     }
     ASSERT_TRUE(QFile::resize(path, 20'000'000));
     EXPECT_EQ(outcomeOf(path), "上传成功|文件 简历.pdf 已成功上传");
-    ASSERT_TRUE(waitFor([this] { return settings_.userInfo().has_value(); }));
-    EXPECT_EQ(settings_.userInfo()->resume.value_or(UserResumeInfo()).resume_name, "简历.pdf");
+    const auto bound = [this] { return settings_.userInfo()->resume.value_or(UserResumeInfo()).resume_name; };
+    EXPECT_TRUE(waitFor([&] { return bound() == "简历.pdf"; }));
     EXPECT_TRUE(outcomeOf(file("big.pdf", 40'000'000)).startsWith("上传失败|"));
     EXPECT_EQ(card().title()->text(), "big.pdf 上传失败：文件可能太大（40.0 MB）");
     EXPECT_EQ(card().updateLabel()->text(), "已选择文件：简历.pdf") << "which the account still holds";

@@ -220,7 +220,7 @@ void AIInterviewDetailController::sendQuestion(const QString& question) {
 
 void AIInterviewDetailController::aiResponseTapped() {
     const QString question = questionText_;
-    if (question.isEmpty()) {
+    if (!hasText()) {
         if (services_.toast)
             services_.toast(QStringLiteral("请输入文本"));
         return;

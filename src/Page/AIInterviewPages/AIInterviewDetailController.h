@@ -49,7 +49,7 @@ public:
     /// Whether sentences are collected as questions instead of being asked at once.
     bool isManual() const { return interviewModel_ && interviewModel_->antoAnswerType == 1; }
     /// Whether sentences wait in the question box of manual mode.
-    bool hasCollectedQuestions() const { return isManual() && !questionText_.isEmpty(); }
+    bool hasCollectedQuestions() const { return isManual() && hasText(); }
     /// The question box's text, as the user has made it.
     void setQuestionText(const QString& text) { questionText_ = text; }
     /// What the interview is about, for people: the position, and the languages.
@@ -100,6 +100,8 @@ private:
     std::shared_ptr<StreamModel> makeQuestion(const QString& question) const;
 
     void closeSession();
+    // The line feed before the first sentence is not shown: a box with that alone looks empty.
+    bool hasText() const { return !questionText_.trimmed().isEmpty(); }
     void stopSessionServices();
 
     const SessionServices services_;

@@ -25,6 +25,11 @@ RecognitionWatch::RecognitionWatch(SessionStatus* status, QObject* parent)
 
 void RecognitionWatch::begin(std::weak_ptr<AzTokenNewManager> tokens) {
     tokens_ = std::move(tokens);
+    connect(&tick_, &QTimer::timeout, this, [this] {
+        tell();
+        askForTokenAgain();
+    });
+    tick_.start(tickLength);
     tell();
 }
 
@@ -45,11 +50,6 @@ void RecognitionWatch::follow(const std::shared_ptr<SpeechRecognitionTool>& tool
     tool->follow(std::move(follower));
     if (status_ != nullptr)
         connect(status_, &SessionStatus::missed, this, &RecognitionWatch::gapInCapture);
-    connect(&tick_, &QTimer::timeout, this, [this] {
-        tell();
-        askForTokenAgain();
-    });
-    tick_.start(tickLength);
 }
 
 void RecognitionWatch::end() {
@@ -92,7 +92,8 @@ bool RecognitionWatch::waitsForToken() const {
 
 // A request whose sign-in is refused has no reply.
 void RecognitionWatch::askForTokenAgain() {
-    withoutToken_ = waitsForToken() && recognition_.state == State::Reconnecting ? withoutToken_ + 1 : 0;
+    const bool waits = waitsForToken() && (!tool_ || recognition_.state == State::Reconnecting);
+    withoutToken_ = waits ? withoutToken_ + 1 : 0;
     if (withoutToken_ == 0 || withoutToken_ % longestReply != 0)
         return;
     if (const auto manager = tokens_.lock())

@@ -65,9 +65,14 @@ TEST_F(SessionQuestionsTest, AnAnswerThatFailsIsToldWithWhatCameOfIt) {
 
 TEST_F(SessionQuestionsTest, InManualModeSentencesCollectAndEachPressStartsANewList) {
     openMode(1);
-    page().aiResponseTapped();
-    EXPECT_EQ(toast_.toStdString(), "请输入文本");
+    for (const char* text : {"", "\n"}) {
+        toast_.clear();
+        page().setQuestionText(text);
+        page().aiResponseTapped();
+        EXPECT_EQ(toast_.toStdString(), "请输入文本");
+    }
     EXPECT_EQ(page().streamID(), 0) << "an empty box sends nothing";
+    page().setQuestionText({});
     for (const char* text : {"One.", "Two."})
         final(QString::fromUtf8(text));
     EXPECT_TRUE(page().hasCollectedQuestions());

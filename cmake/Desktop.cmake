@@ -1,0 +1,37 @@
+# What the desktop, the shell and the reader of manuals find: menu entry, description for software centres, icon, manual pages
+# made from --help, completions, and a unit for those who run the service by themselves.
+set(sample ${CMAKE_INSTALL_FULL_DATADIR}/parlowen/sample-interview/sample-interview.wav)
+set(service ${CMAKE_INSTALL_FULL_BINDIR}/parlowen-service)
+set(version ${PROJECT_VERSION})
+set(license Apache-2.0)
+foreach(file desktop/org.parlowen.Parlowen.desktop desktop/org.parlowen.Parlowen.metainfo.xml systemd/parlowen-service.service)
+  get_filename_component(name ${file} NAME)
+  configure_file(packaging/${file} ${name} @ONLY)
+endforeach()
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/org.parlowen.Parlowen.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/org.parlowen.Parlowen.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+install(FILES resources/icons/logo.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps RENAME org.parlowen.Parlowen.svg)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/parlowen-service.service DESTINATION lib/systemd/user)
+install(FILES packaging/completions/parlowen.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME parlowen)
+install(FILES packaging/completions/parlowen.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME parlowen-service)
+install(FILES packaging/completions/_parlowen DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+
+# manual_page(PROGRAM "what it is"): only where help2man is, as for a package.
+find_program(HELP2MAN help2man)
+function(manual_page program name)
+  set(page ${CMAKE_CURRENT_BINARY_DIR}/${program}.1)
+  # The service shows the folder of whoever asks.
+  add_custom_command(
+    OUTPUT ${page}.gz
+    COMMAND ${CMAKE_COMMAND} -E env --unset=XDG_DATA_HOME LC_ALL=C.UTF-8 "HOME=~" ${HELP2MAN} --no-info --no-discard-stderr "--name=${name}"
+            --include=${CMAKE_CURRENT_SOURCE_DIR}/packaging/man/${program}.h2m --output=${page} $<TARGET_FILE:${program}>
+    COMMAND gzip -9nf ${page}
+    DEPENDS ${program} packaging/man/${program}.h2m
+    VERBATIM)
+  add_custom_target(${program}_manual ALL DEPENDS ${page}.gz)
+  install(FILES ${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endfunction()
+if(HELP2MAN)
+  manual_page(parlowen "hear an interview, read along, and get answers")
+  manual_page(parlowen-service "backend of Parlowen")
+endif()
