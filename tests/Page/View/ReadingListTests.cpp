@@ -319,17 +319,6 @@ TEST_F(MeasuredListTest, AReaderWhoScrolledBackKeepsThePlaceUntilNearTheEndAgain
     EXPECT_EQ(scrolled(), end());
 }
 
-TEST_F(MeasuredListTest, ARowStandsWholeOnTopWhileTheEndIsFollowed) {
-    add(40);
-    for (int height = 150; height < 200; height += 7) {
-        list_.resize(300, height);
-        grow(39, QString("长").repeated(height / 2));
-        EXPECT_EQ(scrolled(), end());
-        EXPECT_GE(list_.rowViewportPosition(list_.rowAt(0)), -8) << height << ": what is cut off is blank";
-        EXPECT_LE(list_.rowViewportPosition(39) + list_.rowHeight(39), list_.viewport()->height()) << height;
-    }
-}
-
 TEST_F(MeasuredListTest, AChangedWidthMeasuresTheRowsInSightAtOnceAndTheOthersBehindThem) {
     add(3'000);
     list_.verticalScrollBar()->setValue(end() / 2);

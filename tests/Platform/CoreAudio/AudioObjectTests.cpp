@@ -223,10 +223,7 @@ TEST_F(PropertyListening, RemovingWaitsForTheCallThatIsRunning) {
     server.drainListeners(); // a second call would set the promises again and throw
 }
 
-TEST_F(PropertyListening, AListenerMayRemoveItselfAndDropTheServer) {
-    std::promise<void> changed, dropped;
-    auto held = std::make_shared<SimulatedAudioServer>();
-    const std::weak_ptr<SimulatedAudioServer> watch = held;
+TEST_F(PropertyListening, AListenerMayRemoveItself) {
     ListenerToken token = 0;
     std::atomic<int> calls = 0;
     const auto once = [&](AudioObjectID, std::span<const AudioObjectPropertyAddress>) {
@@ -238,17 +235,6 @@ TEST_F(PropertyListening, AListenerMayRemoveItselfAndDropTheServer) {
     server.renameDevice("mic", "Two");
     server.drainListeners();
     EXPECT_EQ(calls, 1);
-    const auto drop = [&](AudioObjectID, std::span<const AudioObjectPropertyAddress>) {
-        changed.get_future().wait();
-        held.reset();
-        dropped.set_value();
-        return OSStatus(0);
-    };
-    held->addPropertyListener(systemObject, {fourCC("dIn ")}, drop, token);
-    held->notify(systemObject, {fourCC("dIn ")});
-    changed.set_value();
-    dropped.get_future().wait();
-    EXPECT_TRUE(watch.expired());
 }
 
 } // namespace

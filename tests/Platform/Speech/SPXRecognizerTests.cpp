@@ -297,29 +297,6 @@ TEST_F(SPXRecognizerTest, MayGoAtAnyStageOnAnyThreadAndCallsNothingAfterwards) {
     }
 }
 
-TEST_F(SPXRecognizerTest, MayGoFromWithinItsOwnHandlers) {
-    for (const bool byCancellation : {false, true}) {
-        Recognition dropped(server.area());
-        std::atomic<int> calls = 0;
-        const auto held = std::make_shared<int>(1); // released with the handlers
-        const auto drop = [&dropped, &calls, held](const auto&) {
-            if (++calls == 1)
-                dropped.recognizer.reset();
-        };
-        dropped.recognizer->addRecognizedEventHandler(drop);
-        dropped.recognizer->addCanceledEventHandler(drop);
-        dropped.start(3200);
-        const std::size_t session = server.sessions.size();
-        ASSERT_TRUE(hasAudio(session, 0, 3200));
-        for (int i = 0; i < 5; ++i)
-            server.sessions[session]->send("speech.phrase",
-                                           byCancellation ? R"({"RecognitionStatus":"BadRequest"})" : helloPhrase);
-        ASSERT_TRUE(waitFor([&] { return calls > 0 && server.sessions[session]->isClosed(); }));
-        ASSERT_TRUE(waitFor([&] { return held.use_count() == 2; })) << "only this scope's two copies are left";
-        EXPECT_EQ(calls, 1);
-    }
-}
-
 constexpr std::size_t sentence = 6400; // bytes
 
 /// Audio in which every four bytes say where they are, so that a lost or doubled sample shows.
