@@ -97,7 +97,7 @@ bool showRequests(const std::string& address) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    const testing::PrivatePulseAudio daemon(manySinks());
+    const parlowen::testing::PrivatePulseAudio daemon(manySinks());
     const std::string address = daemon.address().toStdString();
     if (!daemon.isReady() || BareClient(address).listSinks() != sinkCount) {
         std::fputs("The audio server with its sinks does not start.\n", stderr);

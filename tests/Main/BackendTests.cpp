@@ -138,15 +138,6 @@ TEST_F(LocalServiceTest, ASecondProgramGetsOneOfItsOwnWhenTheFirstEnds) {
     EXPECT_EQ(reach(*shared), QNetworkReply::NoError);
 }
 
-TEST_F(LocalServiceTest, TheBackendTriesAServiceThatCouldNotBeStartedAgain) {
-    Backend backend({}, std::nullopt, {data_.filePath("program"), data_.path(), 0});
-    EXPECT_FALSE(find(backend));
-    ASSERT_TRUE(QFile::link(program_, data_.filePath("program")));
-    const Result<Access> found = find(backend);
-    ASSERT_TRUE(found) << found.error().toStdString();
-    EXPECT_EQ(find(backend)->baseUrl, found->baseUrl) << "it is found already";
-}
-
 TEST_F(LocalServiceTest, TheBackendsAuthorityIsTrustedForAnAddressOnThisMachineAlone) {
     QDir(data_.path()).mkdir("tls");
     QFile authority(data_.filePath("tls/ca.pem"));

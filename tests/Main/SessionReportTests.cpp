@@ -1,8 +1,17 @@
+#include <Main/CommandLine.h>
 #include <Main/SessionReport.h>
+#include <Main/SessionSettings.h>
+#include <Main/UnixSignals.h>
 #include <gmock/gmock.h>
+#include <support/WaitFor.h>
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
+#include <csignal>
 #include <vector>
 
 namespace parlowen {
@@ -71,6 +80,180 @@ TEST_F(SessionReportTest, WhatWasNotHeardIsToldInTheLanguageOfTheTerminal) {
     JsonReport(write(), clock()).tell(session::Missed{12});
     EXPECT_THAT(lines, ElementsAre("\n[01:01] … 12 s not heard …\n", "\n[01:01] … 12 s 未听到 …\n",
                                    "{\"kind\":\"missed\",\"seconds\":12,\"time\":61}\n"));
+}
+
+using Action = CommandLine::Action;
+
+CommandLine parse(QStringList arguments) {
+    arguments.prepend(QStringLiteral("parlowen"));
+    return parseCommandLine(arguments);
+}
+
+TEST(CommandLineTest, ReadsWhatIsAskedFor) {
+    const CommandLine line =
+        parse({"--rehearse", "a b.wav", "--headless", "--json", "--manual", "--verbose", "--language", "en-US",
+               "--translate-to=es", "--screenshot", "p.png", "--backend", "https://b/v1"});
+    EXPECT_EQ(line.action, Action::Rehearse);
+    EXPECT_TRUE(line.headless && line.json && line.manual && line.verbose);
+    EXPECT_EQ((QStringList{line.file, line.language, line.translateTo, line.screenshot, line.backend}),
+              (QStringList{"a b.wav", "en-US", "es", "p.png", "https://b/v1"}));
+    const CommandLine plain = parse({"--interview", "app: Firefox"});
+    EXPECT_EQ(plain.action, Action::Interview);
+    EXPECT_EQ(plain.application, "Firefox");
+    EXPECT_TRUE(plain.systemAudio && parse({"--interview", "system"}).systemAudio);
+    EXPECT_FALSE(plain.headless || plain.json || plain.manual || parse({"--interview", "microphone"}).systemAudio);
+    EXPECT_EQ(parse({"--check-audio"}).action, Action::CheckAudio);
+    EXPECT_TRUE(parse({"--check-audio", "--listen"}).listen && !parse({"--check-audio"}).listen);
+    for (const char* option : {"--rehearse", "--interview", "--check-audio", "--listen", "--headless", "--json",
+                               "--screenshot", "--backend", "--language", "--translate-to", "--manual", "--verbose"})
+        EXPECT_TRUE(parse({"--help"}).message.contains(QLatin1String(option))) << option;
+    EXPECT_EQ(parse({"--version"}).action, Action::Print);
+    EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
+}
+
+TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage) {
+    const std::vector<std::pair<QStringList, QString>> cases{
+        {{}, "--rehearse FILE"},
+        {{"--rehearse"}, "--rehearse needs a value"},
+        {{"--rehearse", ""}, "--rehearse needs the name of a file"},
+        {{"--rehearse", "a.wav", "b.wav"}, "b.wav"},
+        {{"--rehearse", "a.wav", "--loud"}, "no option 'loud'"},
+        {{"--check-audio=loud"}, "--check-audio takes no value"},
+        {{"--interview", "loud"}, "not 'loud'"},
+        {{"--page", "attic"}, "setup, "},
+        {{"--page", "setup", "--manual"}, "--manual"},
+        {{"--interview", "system", "--rehearse", "a.wav"}, "--interview"},
+        {{"--rehearse", "a.wav", "--listen"}, "--check-audio"},
+    };
+    for (const auto& [arguments, words] : cases) {
+        const CommandLine line = parse(arguments);
+        EXPECT_EQ(line.action, Action::Refuse) << arguments.join(' ').toStdString();
+        EXPECT_TRUE(line.message.contains(words)) << line.message.toStdString();
+    }
+    qputenv("LC_ALL", "zh_CN.UTF-8");
+    EXPECT_TRUE(parse({"--rehearse", "a.wav", "--language"}).message.contains("--language 需要一个值"));
+    EXPECT_TRUE(parse({"--loud"}).message.contains("没有“loud”这个选项"));
+    qunsetenv("LC_ALL");
+}
+
+TEST(UnixSignals, EachWayToEndAProgramIsToldAndAHangUpThatIsIgnoredStaysSo) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        int told = 0;
+        const UnixSignals signals([&told] { ++told; });
+        ::raise(number);
+        EXPECT_TRUE(parlowen::testing::waitFor([&told] { return told == 1; })) << number;
+    }
+    std::signal(SIGHUP, SIG_IGN);
+    {
+        const UnixSignals signals([] {});
+        EXPECT_EQ(std::signal(SIGHUP, SIG_IGN), SIG_IGN);
+    }
+    EXPECT_EQ(std::signal(SIGHUP, SIG_DFL), SIG_IGN);
+}
+
+const LanguageListModel english{135, "英语（美国）", "en-US", "en", "Y"};
+const LanguageListModel chinese{128, "中文（简体）", "zh-CN", "zh-Hans", "Z"};
+const LanguageListModel spanish{200, "西班牙语", "es-ES", "es", "X"};
+
+class SessionSettingsTest : public ::testing::Test {
+protected:
+    void SetUp() override { QFile::remove(UserDefaults::defaultPath()); }
+
+    QByteArray storedFile() {
+        QFile file(UserDefaults::defaultPath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+};
+
+TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
+    {
+        UserDefaults defaults;
+        Settings stored(defaults);
+        stored.setLoginToken("token");
+        stored.setAiInterviewType(1);
+        stored.setAiLangChinaModel(chinese);
+        AIInterviewModel model;
+        model.positioname = "Chef";
+        stored.setAiInterviewSetModel(model);
+    }
+    const QByteArray before = storedFile();
+    ASSERT_FALSE(before.isEmpty());
+
+    SessionSettings plain;
+    plain.applyLanguages({}, {english}, {spanish});
+    EXPECT_EQ(plain.settings().aiLangChinaModel(), chinese) << "a stored language counts more than an offered one";
+    plain.settings().setAiLangChinaModel(std::nullopt);
+    plain.applyLanguages({}, {english}, {spanish});
+    EXPECT_EQ(plain.settings().aiLangChinaModel(), english);
+
+    SessionSettings rehearsal;
+    CommandLine line;
+    line.language = "en-us";
+    line.translateTo = "es";
+    line.manual = true;
+    rehearsal.applyAnswers(line);
+    rehearsal.applyLanguages(line, {english}, {spanish});
+    rehearsal.settings().setLoginToken("another");
+    rehearsal.settings().clearRejectedSignIn();
+    EXPECT_EQ(rehearsal.settings().aiInterviewType(), 2);
+    EXPECT_EQ(rehearsal.settings().aiLangLeftModel(), english);
+    EXPECT_EQ(rehearsal.settings().aiLangRightModel(), spanish);
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 1);
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->positioname, "Chef");
+    EXPECT_EQ(storedFile(), before);
+
+    line.headless = true;
+    line.manual = false;
+    rehearsal.applyAnswers(line);
+    EXPECT_EQ(rehearsal.settings().aiInterviewSetModel()->antoAnswerType, 0) << "without a window nobody could ask";
+    line.language = "fr-FR";
+    line.translateTo.clear();
+    rehearsal.applyLanguages(line, {english}, {spanish});
+    EXPECT_EQ(rehearsal.settings().aiLangChinaModel()->original_key, "fr-FR") << "the service says what it offers";
+}
+
+TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
+    AIInterviewModel model;
+    model.positioname = "Chef";
+    {
+        UserDefaults defaults;
+        Settings(defaults).setAiInterviewSetModel(model);
+    }
+    SessionSettings session;
+    CommandLine line;
+    line.manual = true;
+    session.applyAnswers(line);
+    const QByteArray before = storedFile();
+    session.storeLooks();
+    EXPECT_EQ(storedFile(), before) << "nothing was changed in the window";
+
+    AIInterviewModel grown = *session.settings().aiInterviewSetModel();
+    grown.answerFontSize = 20;
+    session.settings().setAiInterviewSetModel(grown);
+    session.settings().setSessionWindowOpacity(90);
+    session.storeLooks();
+    UserDefaults defaults;
+    const Settings stored(defaults);
+    model.answerFontSize = 20;
+    EXPECT_EQ(stored.aiInterviewSetModel(), model) << "the size alone, not what the command line asked for";
+    EXPECT_EQ(stored.sessionWindowOpacity(), 90);
+}
+
+TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
+    const QString path = UserDefaults::defaultPath();
+    QDir().mkpath(QFileInfo(path).path());
+    const QByteArray garbage("\x00\xff no settings [\n", 17);
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(garbage);
+    file.close();
+
+    SessionSettings rehearsal;
+    rehearsal.applyAnswers({});
+    ASSERT_TRUE(rehearsal.storedProblem());
+    EXPECT_TRUE(rehearsal.storedProblem()->contains(path)) << rehearsal.storedProblem()->toStdString();
+    EXPECT_TRUE(rehearsal.settings().aiInterviewSetModel());
+    EXPECT_EQ(storedFile(), garbage);
 }
 
 } // namespace

@@ -1,10 +1,56 @@
+#include <Foundation/UserDefaults.h>
 #include <Network/Models.h>
+#include <Network/Settings.h>
+#include <Network/Transport.h>
 #include <gtest/gtest.h>
 
+#include <QJsonArray>
+#include <QTemporaryDir>
 #include <limits>
 
 namespace parlowen {
 namespace {
+
+TEST(JSONTest, MissingAndIllTypedValuesReadAsNothing) {
+    const JSON json = JSON::parse(R"({"null":null,"list":[1],"object":{}})");
+    for (const JSON& nothing : {json["gone"], json["null"], json["gone"]["deeper"][3], json["list"]["key"],
+                                json["list"][1], json["list"][-1], json["object"][0], JSON()}) {
+        EXPECT_TRUE(nothing.isNull() && nothing.arrayValue().empty());
+        EXPECT_EQ(nothing.stringValue(), "");
+        EXPECT_EQ(nothing.intValue(), 0);
+    }
+    EXPECT_TRUE(json["null"].exists() && !json["gone"].exists());
+    EXPECT_EQ(json["list"].stringValue(), "");
+    EXPECT_EQ(json["object"].intValue(), 0);
+}
+
+TEST(JSONTest, TextsAndNumbersStandInForEachOther) {
+    const std::tuple<const char*, const char*, qint64> cases[] = {
+        {"\"5\"", "5", 5},
+        {"\" -12 \"", " -12 ", -12},
+        {"\"3.9\"", "3.9", 3},
+        {"\"many\"", "many", 0},
+        {"2.0", "2", 2},
+        {"2.75", "2.75", 2},
+        {"true", "true", 1},
+        {"9007199254740993", "9007199254740993", 9007199254740993},
+        {"1e300", "1e+300", std::numeric_limits<qint64>::max()},
+    };
+    for (const auto& [text, string, number] : cases) {
+        EXPECT_EQ(JSON::parse(text).stringValue(), string) << text;
+        EXPECT_EQ(JSON::parse(text).intValue(), number) << text;
+    }
+}
+
+TEST(JSONTest, OnlyOneWholeJsonTextIsRead) {
+    const auto nested = [](int depth) { return QByteArray(depth, '[') + QByteArray(depth, ']'); };
+    bool ok = true;
+    for (const QByteArray& text : {QByteArray(), QByteArray("{\"a\":1"), QByteArray("{}{}"), QByteArray("\"\xff\""),
+                                   QByteArray("<html>"), nested(100'000)})
+        EXPECT_TRUE(!JSON::parse(text, &ok).exists() && !ok) << text.left(20).toStdString();
+    EXPECT_TRUE(JSON::parse(nested(500), &ok).isArray() && ok);
+    EXPECT_TRUE(JSON::parse("null", &ok).exists() && ok);
+}
 
 TEST(LenientMappingTest, ConvertsWhatItCanAndLeavesTheRest) {
     const auto country = mapLenient<CountryListModel>(R"({"country_code":86,"name_en":null,"code":["CN"]})");
@@ -19,7 +65,6 @@ TEST(LenientMappingTest, ConvertsWhatItCanAndLeavesTheRest) {
     ASSERT_TRUE(login);
     EXPECT_EQ(login->rights, (std::vector<QString>{"a", "2"}));
     EXPECT_EQ(login->user, (UserModel{"10", "小明", std::nullopt, std::nullopt, std::nullopt}));
-    EXPECT_EQ(mapLenient<LoginUserModel>(R"({"rights":"all","user":"me"})"), LoginUserModel());
     const auto countries = mapLenientList<CountryListModel>(R"([{"code":"CN"},7])");
     ASSERT_EQ(countries.size(), 2U);
     EXPECT_EQ(countries[0]->code, "CN");
@@ -39,7 +84,6 @@ TEST(AccessorMappingTest, NeverFails) {
 
     const auto language = mapAccessors<LanguageListModel>(JSON::parse(R"({"name":"英语","original_key":"en-US"})"));
     EXPECT_EQ(language, (LanguageListModel{0, "英语", "en-US", "", ""}));
-    EXPECT_EQ(mapAccessors<LanguageListModel>(JSON::parse(R"({"ID":9007199254740993})")).ID, 9007199254740993);
 }
 
 TEST(StrictMappingTest, WhatIsWrittenReadsBack) {
@@ -73,8 +117,104 @@ TEST(StrictMappingTest, EveryRequiredMemberCounts) {
         changed.replace(good, bad);
         EXPECT_EQ(decodeStrict<LanguageListModel>(changed), std::nullopt) << changed.toStdString();
     }
-    for (const char* text : {"", "[]", "null", "{}", "{\"ID\":128"})
-        EXPECT_EQ(decodeStrict<LanguageListModel>(text), std::nullopt) << text;
+}
+
+class SettingsTest : public ::testing::Test {
+protected:
+    QTemporaryDir directory_;
+    UserDefaults defaults_{directory_.filePath("settings.ini")};
+    Settings settings_{defaults_};
+};
+
+TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
+    const LanguageListModel china{1, "中文", "zh-CN", "zh-Hans", "Z"}, left{2, "英语", "en-US", "en", "Y"},
+        right{3, "西语", "es-ES", "es", "X"};
+    const AIInterviewModel interview{"工程师", 1, 1, 1, 1, 18};
+    settings_.setLoginToken("");
+    settings_.setAiInterviewSetModel(interview);
+    settings_.setAiInterviewType(3);
+    settings_.setAiLangChinaModel(china);
+    settings_.setAiLangLeftModel(left);
+    settings_.setAiLangRightModel(right);
+
+    UserDefaults nextStart(directory_.filePath("settings.ini"));
+    const Settings settings(nextStart);
+    EXPECT_EQ(settings.aiInterviewSetModel(), interview);
+    EXPECT_EQ(settings.aiLangRightModel(), right);
+    EXPECT_EQ(nextStart.data("aiInterviewSetModel"), encodeStrict(interview));
+    EXPECT_EQ(nextStart.data("aiLangChinaModel"), encodeStrict(china));
+    EXPECT_EQ(nextStart.data("aiLangLeftModel"), encodeStrict(left));
+    EXPECT_EQ(nextStart.string("aiInterviewType"), "3");
+    EXPECT_EQ(nextStart.string("LOGIN_TOKEN"), "");
+
+    QByteArray incomplete = encodeStrict(interview);
+    incomplete.replace("\"answerFontSize\":18,", "");
+    nextStart.setData("aiInterviewSetModel", incomplete);
+    EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
+}
+
+TEST_F(SettingsTest, SigningOutTakesTheUserAndARejectedSignInKeepsAutomaticSignIn) {
+    EXPECT_FALSE(settings_.isAutoLogin());
+    for (const bool rejected : {true, false}) {
+        settings_.setLoginToken("token");
+        settings_.setUserInfo(UserBaseModel());
+        settings_.setAutoLogin(true);
+        settings_.setAiInterviewType(2);
+        if (rejected)
+            settings_.clearRejectedSignIn();
+        else
+            settings_.clearSignIn();
+        EXPECT_TRUE(!settings_.loginToken() && !settings_.userInfo());
+        EXPECT_EQ(settings_.isAutoLogin(), rejected);
+        EXPECT_EQ(settings_.aiInterviewType(), 2) << "the interview's settings stay";
+    }
+}
+
+TEST(RequestEncodingTest, ParametersBecomeASortedQuery) {
+    EXPECT_EQ(encodedQuery({}), "");
+    EXPECT_EQ(encodedQuery({{"half", 0.5}, {"c", false}}), "c=0&half=0.5");
+    EXPECT_EQ(encodedQuery({{"list", QJsonArray{2, "x", true}}}), "list%5B%5D=2&list%5B%5D=x&list%5B%5D=1");
+    EXPECT_EQ(encodedQuery({{"中", "a b&c=d+e"}}), "%E4%B8%AD=a%20b%26c%3Dd%2Be");
+    EXPECT_EQ(encodedQuery({{"o", QJsonObject{{"k", "v"}}}}), "o%5Bk%5D=v");
+}
+
+TEST(RequestEncodingTest, APathFollowsTheBaseAndAWholeUrlStandsAlone) {
+    const auto text = [](const QString& base, const QString& path, const QByteArray& query) {
+        const auto url = requestUrl(base, path, query);
+        return url ? url->toString(QUrl::FullyEncoded) : QString("none");
+    };
+    EXPECT_EQ(text("https://a.example", "http://b.example/x?y=1", "a=1"), "http://b.example/x?y=1&a=1");
+    EXPECT_EQ(text("https://a.example/v1", "/x", "list%5B%5D=a%26b%2Bc"),
+              "https://a.example/v1/x?list%5B%5D=a%26b%2Bc");
+    EXPECT_EQ(text("https://a.example", "/中 文", ""), "https://a.example/%E4%B8%AD%20%E6%96%87");
+    for (const char* base : {"", "no url", "ftp://a.example", "https://", "https://a b.example", "https://a:port"})
+        EXPECT_EQ(text(base, "/x", ""), "none") << base;
+}
+
+TEST(TransportErrorTest, EachKindOfFailureHasItsWords) {
+    using Reply = QNetworkReply;
+    const auto text = [](Reply::NetworkError error, bool online) { return transportAlertText(error, "why", online); };
+    EXPECT_EQ(text(Reply::ConnectionRefusedError, false), "无法连接到服务器，请稍后再试");
+    EXPECT_EQ(text(Reply::UnknownNetworkError, true), "无法连接到服务器，请稍后再试");
+    EXPECT_EQ(text(Reply::UnknownNetworkError, false), "网络未连接，请检查你的网络设置");
+    EXPECT_EQ(text(Reply::HostNotFoundError, false), "网络未连接，请检查你的网络设置");
+    EXPECT_EQ(text(Reply::HostNotFoundError, true), "请求失败：why");
+}
+
+TEST(TransportErrorTest, ADefaultRouteOfAnyKindIsOnlineAndABridgeOfContainersIsNot) {
+    // As the kernel of a machine with a running container and no network says.
+    const QByteArray bridge = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
+                              "docker0\t000011AC\t00000000\t0001\t0\t0\t0\t0000FFFF\t0\t0\t0\n";
+    const QByteArray zeros(32, '0'), local = "fe80" + QByteArray(28, '0');
+    const QByteArray noIpv6 = local + " 40 " + zeros + " 00 " + zeros +
+                              " 00000100 00000001 00000000 00000001 docker0\n" + zeros + " 00 " + zeros + " 00 " +
+                              zeros + " ffffffff 00000001 00000000 00200200       lo\n";
+    EXPECT_FALSE(hasRoute(bridge, noIpv6));
+    EXPECT_FALSE(hasRoute({}, {}));
+    EXPECT_TRUE(hasRoute(bridge + "wlan0\t00000000\t0101A8C0\t0003\t0\t0\t600\t00000000\t0\t0\t0\n", {}));
+    EXPECT_TRUE(hasRoute(bridge + "ppp0\t00000000\t00000000\t0001\t0\t0\t0\t00000000\t0\t0\t0\n", {}));
+    EXPECT_TRUE(hasRoute({}, noIpv6 + zeros + " 00 " + zeros + " 00 " + local +
+                                 " 00000400 00000001 00000000 00000003    wlan0\n"));
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <QStringList>
-#include <cmath>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -103,8 +102,6 @@ TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
     input->deliverTone(5);
     ASSERT_TRUE(waitFor([&] { return called() == QStringList{"missed|7"}; })) << "behind the sound before it";
     EXPECT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 55 * 1364 / 3200 * 3200; }));
-    for (const auto& [frames, rate, converted] : {std::tuple{2048U, 48'000.0, 682U}, {2048, 16'000, 2048}, {9, 0, 0}})
-        EXPECT_EQ(SpeechRecognitionTool::convertedFrames(frames, rate), converted);
 }
 
 TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
@@ -121,7 +118,6 @@ TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
     EXPECT_EQ(statuses.back().cause, Cause::BadSettings);
     EXPECT_THAT(statuses.back().details.chinese.toStdString(), HasSubstr("请检查识别语言"));
     EXPECT_TRUE(tool->isRecognizing()) << "until it is stopped";
-    EXPECT_EQ(SpeechRecognitionTool::cancellationText({}), "Unknown error");
 }
 
 TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
@@ -217,9 +213,6 @@ TEST_F(SpeechRecognitionToolTest, AfterARefusedTokenTheNewestOneGoesOnWithTheSam
     ASSERT_TRUE(waitFor([&] { return second.turns[0].audio.size() >= captured - 32'000; })) << "and what came since";
     EXPECT_EQ(second.turns[0].audio.substr(0, 32'000), first.turns[0].audio.substr(32'000, 32'000))
         << "from the end of the last final result";
-    EXPECT_GT(std::count_if(second.turns[0].audio.begin(), second.turns[0].audio.end(), [](char c) { return c != 0; }),
-              90'000)
-        << "it is the tone";
     EXPECT_EQ(statuses.back().state, State::Recognizing);
 
     sendFinal(second, "Two.");

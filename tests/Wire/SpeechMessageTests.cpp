@@ -1,8 +1,6 @@
 #include <Wire/SpeechMessage.h>
 #include <gmock/gmock.h>
 
-#include <random>
-
 namespace parlowen::wire {
 namespace {
 
@@ -67,31 +65,8 @@ TEST(SpeechMessageTest, SaysWhatIsWrong) {
     EXPECT_TRUE(decodeBinary(withPrefix(longest, "")));
 }
 
-TEST(SpeechMessageTest, WhatIsReadFromAnyBytesCanBeWrittenAndReadAgain) {
-    std::mt19937 random(20261124); // NOLINT(bugprone-random-generator-seed): the same bytes in every run
-    const std::string alphabet("\r\n:aP \0\x01\xFF", 9);
-    std::size_t read = 0;
-    for (int round = 0; round < 60'000; ++round) {
-        std::string bytes;
-        for (std::size_t length = random() % 40; bytes.size() < length;)
-            bytes.push_back(alphabet[random() % alphabet.size()]);
-        const std::string framed = withPrefix(bytes.substr(0, bytes.size() / 2), bytes.substr(bytes.size() / 2));
-        for (const auto& message : {decodeText(bytes + "\r\n\r\n"), decodeBinary(bytes), decodeBinary(framed)}) {
-            if (!message)
-                continue;
-            ++read;
-            const auto again = message->binary ? decodeBinary(encode(*message)) : decodeText(encode(*message));
-            ASSERT_TRUE(again);
-            EXPECT_EQ(again->headers, message->headers);
-            EXPECT_EQ(again->body, message->body);
-        }
-    }
-    EXPECT_GT(read, 1000U);
-}
-
 TEST(WireValuesTest, GuidsAreAlwaysThirtyTwoHexadecimalDigits) {
-    for (int i = 0; i < 100; ++i)
-        EXPECT_THAT(guidWithoutDashes(), ::testing::MatchesRegex("[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}"));
+    EXPECT_THAT(guidWithoutDashes(), ::testing::MatchesRegex("[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}"));
 }
 
 TEST(WireValuesTest, TheWaveHeaderDescribesSixteenKilohertzMono) {

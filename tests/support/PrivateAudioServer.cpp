@@ -1,7 +1,5 @@
 #include "PrivateAudioServer.h"
 
-#include "ServerWatch.h"
-
 #include <sys/prctl.h>
 
 #include <QDir>

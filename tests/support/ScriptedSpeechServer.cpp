@@ -86,6 +86,7 @@ QString ScriptedSpeechServer::area(const QString& host) const {
 void ScriptedSpeechServer::onConnection() {
     while (QTcpSocket* socket = listener_->nextPendingConnection()) {
         ++connections;
+        newest_ = socket;
         int plan = 0;
         if (!plans_.empty()) {
             plan = plans_.front();

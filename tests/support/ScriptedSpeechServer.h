@@ -70,6 +70,8 @@ public:
     }
     void hangUpOnNext(int times = 1) { refuseNext(hangUp, times); } ///< closes without an answer to the upgrade
     void leaveNextUnanswered() { refuseNext(unanswered); }
+    /// The newest connection stays open, and nothing of it is read or answered any more.
+    void stallNewest() { newest_->blockSignals(true); }
 
     int connections = 0;                                      ///< all that came, refused ones as well
     std::vector<std::unique_ptr<SpeechSessionSeen>> sessions; ///< accepted ones, in order
@@ -85,6 +87,7 @@ private:
     Scheme scheme_;
     std::unique_ptr<QTcpServer> listener_;
     QWebSocketServer upgrader_;
+    QTcpSocket* newest_ = nullptr;
     std::deque<int> plans_; ///< HTTP statuses, or 0, hangUp, unanswered
 };
 

@@ -1,4 +1,4 @@
-#include "ServerWatch.h"
+#include "PrivateAudioServer.h"
 
 #include <gtest/gtest.h>
 
@@ -6,12 +6,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMap>
 #include <QProcess>
 #include <QRegularExpression>
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <pulse/pulseaudio.h>
+#include <vector>
 
 namespace parlowen::testing {
 
@@ -92,73 +93,65 @@ QJsonObject answer(const QStringList& arguments) {
     return QJsonDocument::fromJson(control(QStringList{"--format=json"} + arguments).toUtf8()).object();
 }
 
-/// Without the fields, at any depth, that differ from one moment or one run to the next.
-QJsonValue lasting(const QJsonValue& value) {
-    static const QRegularExpression passing(
-        R"(^(index|state|client|owner_module|usage_counter|n_used|.*latency.*|(object|client|factory|module|device|session)\.(id|serial)|node\.(rate|id|loop.*)|clock\..*|application\.process\.(id|session.*)|native-protocol\..*)$)");
-    if (value.isArray()) {
-        QJsonArray result;
-        for (const QJsonValue& element : value.toArray())
-            result.append(lasting(element));
-        return result;
-    }
-    if (value.isString()) {
-        static const QRegularExpression ofThisServer(R"(loopback-\d+-\d+|socket=\S+)");
-        return value.toString().remove(ofThisServer);
-    }
-    if (!value.isObject())
-        return value;
-    QJsonObject result;
-    const QJsonObject object = value.toObject();
-    for (auto it = object.begin(); it != object.end(); ++it)
-        if (!passing.match(it.key()).hasMatch())
-            result.insert(it.key(), lasting(it.value()));
-    return result;
+/// What lasts of an object: numbers, latencies and states differ between two moments or runs of the same.
+QString lasting(const QString& kind, const QJsonObject& object) {
+    static const QRegularExpression ofThisServer(R"(loopback-\d+-\d+|socket=\S+|"latency":[^,}]*)");
+    QJsonObject kept;
+    for (const char* key : {"name", "description", "argument", "sample_specification", "mute", "volume", "active_port",
+                            "to", "application"})
+        if (object.contains(QLatin1String(key)))
+            kept.insert(QLatin1String(key), object[QLatin1String(key)]);
+    return kind + ' ' + QString::fromUtf8(QJsonDocument(kept).toJson(QJsonDocument::Compact)).remove(ofThisServer);
 }
 
-/// The names of a kind of devices by number.
-QMap<int, QString> namesOf(const QJsonArray& devices) {
-    QMap<int, QString> names;
-    for (const QJsonValue& device : devices)
-        names.insert(device["index"].toInt(), device["name"].toString());
-    return names;
-}
-
-void addStreams(ServerDump& dump, const QJsonArray& streams, const QString& device, const QMap<int, QString>& names,
-                const QString& doing) {
-    for (const QJsonValue& value : streams) {
+/// The streams of a kind, with the names of what they are routed to and of their programs.
+std::vector<QJsonObject> streams(const QJsonObject& all, const QString& kind, const QString& device) {
+    std::vector<QJsonObject> found;
+    for (const QJsonValue& value : all[kind].toArray()) {
         QJsonObject stream = value.toObject();
-        const QString to = names.value(stream[device].toInt());
-        if (stream["properties"].toObject()["application.process.binary"].toString() == QLatin1String("parlowen")) {
-            dump.ours << doing + ' ' + to;
-            continue;
-        }
-        stream[device] = to;
-        // A stream of the server's own runs when somebody wants its sound.
-        if (!stream["properties"].toObject().contains("application.name"))
-            stream.remove("corked");
-        dump.others << doing + ' ' + QJsonDocument(lasting(stream).toObject()).toJson(QJsonDocument::Compact);
+        for (const QJsonValue& candidate : all[device + u's'].toArray())
+            if (candidate["index"] == stream[device])
+                stream["to"] = candidate["name"];
+        const QJsonObject properties = stream["properties"].toObject();
+        stream["name"] = properties["application.name"];
+        stream["application"] = properties["application.process.binary"];
+        found.push_back(stream);
     }
+    return found;
 }
+
+constexpr std::array streamKinds{std::array{"sink_inputs", "sink", "playing to "},
+                                 std::array{"source_outputs", "source", "recording "}};
+const QString ours = QStringLiteral("parlowen");
 
 } // namespace
 
-ServerDump dumpServer() {
-    const QJsonObject all = answer({"list"});
-    const QJsonObject info = answer({"info"});
+QStringList dumpServer() {
+    const QJsonObject all = answer({"list"}), info = answer({"info"});
     EXPECT_FALSE(all.isEmpty());
-    ServerDump dump;
+    QStringList dump;
     for (const char* name : {"default_sink_name", "default_source_name", "default_sample_specification"})
-        dump.others << QLatin1String(name) + ' ' + info[QLatin1String(name)].toString();
+        dump << QLatin1String(name) + ' ' + info[QLatin1String(name)].toString();
     for (const char* kind : {"modules", "cards", "sinks", "sources"})
         for (const QJsonValue& object : all[QLatin1String(kind)].toArray())
-            dump.others << QLatin1String(kind) + ' ' +
-                               QJsonDocument(lasting(object).toObject()).toJson(QJsonDocument::Compact);
-    addStreams(dump, all["sink_inputs"].toArray(), "sink", namesOf(all["sinks"].toArray()), "playing to");
-    addStreams(dump, all["source_outputs"].toArray(), "source", namesOf(all["sources"].toArray()), "recording");
-    dump.others.sort();
-    dump.ours.sort();
+            dump << lasting(kind, object.toObject());
+    for (const auto& [kind, device, doing] : streamKinds)
+        for (const QJsonObject& stream : streams(all, kind, device))
+            if (stream["application"] != ours)
+                dump << lasting(doing, stream);
+    dump.sort();
     return dump;
+}
+
+QStringList applicationStreams() {
+    const QJsonObject all = answer({"list"});
+    QStringList found;
+    for (const auto& [kind, device, doing] : streamKinds)
+        for (const QJsonObject& stream : streams(all, kind, device))
+            if (stream["application"] == ours)
+                found << doing + stream["to"].toString();
+    found.sort();
+    return found;
 }
 
 std::string differences(const QStringList& before, const QStringList& after) {

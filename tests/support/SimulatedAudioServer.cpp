@@ -112,12 +112,6 @@ OSStatus SimulatedAudioServer::setPropertyData(AudioObjectID object, const Audio
     return fault ? fault : ProgramAudioServer::setPropertyData(object, address, qualifier, data);
 }
 
-OSStatus SimulatedAudioServer::addPropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                                   Listener listener, ListenerToken& token) {
-    const OSStatus fault = begin(Call::AddListener, object);
-    return fault ? fault : ProgramAudioServer::addPropertyListener(object, address, std::move(listener), token);
-}
-
 OSStatus SimulatedAudioServer::createAggregateDevice(const QVariantMap& description, AudioObjectID& device) {
     descriptions.push_back(description);
     const OSStatus fault = begin(Call::CreateAggregate);

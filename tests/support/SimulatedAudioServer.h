@@ -58,7 +58,7 @@ public:
     std::size_t listenerCount() const { return store().listeners().count(); }
 
     /// What is to fail.
-    enum class Call { Read, Write, AddListener, CreateAggregate, DestroyAggregate };
+    enum class Call { Read, Write, CreateAggregate, DestroyAggregate };
     /// These calls return the status and change nothing, until clearFaults(). Object and selector count for those calls
     /// that have one; a property whose reads fail as unknown looks as if it were not there.
     void fail(Call call, OSStatus status, AudioObjectID object = 0, FourCharCode selector = 0);
@@ -69,8 +69,6 @@ public:
                              std::span<const std::byte> qualifier, std::vector<std::byte>& data) override;
     OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                              std::span<const std::byte> qualifier, std::span<const std::byte> data) override;
-    OSStatus addPropertyListener(AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener,
-                                 ListenerToken& token) override;
     OSStatus createAggregateDevice(const QVariantMap& description, AudioObjectID& device) override;
     OSStatus destroyAggregateDevice(AudioObjectID device) override;
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
 
 namespace parlowen::testing {
 
@@ -44,5 +46,22 @@ inline void writeFile(const std::filesystem::path& file, const std::string& cont
 inline unsigned modeOf(const std::filesystem::path& file) {
     return static_cast<unsigned>(std::filesystem::status(file).permissions()) & 0777U;
 }
+
+/// For as long as it lives, no file of this process grows beyond so many bytes: a disk that is full.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit before_{};
+};
 
 } // namespace parlowen::testing

@@ -85,8 +85,10 @@ TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
         EXPECT_EQ(clipboard(), "Tell me.\nWhy?");
         QApplication::clipboard()->clear();
     }
-    choose(menuAt(inWindow(transcript(), 0)), "largerFont");
-    EXPECT_EQ(storedSize(), 18);
+    for (const auto& [name, size] : {std::pair("largerFont", 18), {"smallerFont", 16}}) {
+        choose(menuAt(inWindow(transcript(), 0)), name);
+        EXPECT_EQ(storedSize(), size);
+    }
     settings_.setAiInterviewSetModel(std::nullopt);
     choose(menuAt({300, 30}), "usualFont");
     EXPECT_EQ(page().fontSize(), 14);
@@ -114,6 +116,40 @@ TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
     settings_.setSessionWindowOpacity(3);
     start();
     EXPECT_EQ(window_->groundOpacity(), 50) << "whatever is stored";
+}
+
+TEST_F(SessionReadingTest, EveryTextStandsOutFromADarkGround) {
+    const auto expectReadable = [](const QImage& picture, const QRect& area, const std::string& what) {
+        int darkest = 255, lightest = 0;
+        for (int x = area.left(); x <= area.right(); ++x)
+            for (int y = area.top(); y <= area.bottom(); ++y) {
+                const int lightness = picture.pixelColor(x, y).lightness();
+                darkest = std::min(darkest, lightness);
+                lightest = std::max(lightest, lightness);
+            }
+        EXPECT_LT(darkest, 80) << what;
+        EXPECT_GT(lightest, 130) << what;
+    };
+    openActive(1);
+    const auto grab = [](QWidget& widget) { return widget.grab().toImage().convertToFormat(QImage::Format_RGB32); };
+    EXPECT_LT(grab(*window_).pixelColor(300, 6).lightness(), 80);
+    expectReadable(grab(answers()), answers().rect(), "placeholder");
+    final("█");
+    Q_EMIT page().happened(session::Question{1, ""});
+    Q_EMIT page().happened(session::AnswerPiece{1, "█"});
+    const QImage picture = grab(*window_);
+    for (const char* name :
+         {"timeLabel", "subject", "statusChip", "textView", "aiResponseButton", "topTableView", "bottomTableView"}) {
+        const QWidget& shown = part(name);
+        expectReadable(picture, {shown.mapTo(window_.get(), QPoint()), shown.size()}, name);
+    }
+    QMenu& menu = *menuAt({300, 30});
+    expectReadable(grab(menu), menu.actionGeometry(menu.actions().front()), "menu");
+    menu.close();
+    QTest::mouseClick(&part("statusChip"), Qt::LeftButton);
+    QWidget& details = part("statusDetails");
+    for (const char* name : {"statusHeadline", "statusSentences"})
+        expectReadable(grab(details), part(name).geometry(), name);
 }
 
 TEST_F(SessionReadingTest, KeysOpenTheMenuSetTheOpacityAndAsk) {

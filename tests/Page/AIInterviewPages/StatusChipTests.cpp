@@ -1,10 +1,16 @@
-#include "WindowRig.h"
-
+#include <Page/AIInterviewPages/QuestionBox.h>
 #include <Page/AIInterviewPages/StatusChip.h>
+#include <gmock/gmock.h>
+#include <support/WaitFor.h>
 
 #include <QAccessible>
 #include <QLabel>
+#include <QScrollBar>
 #include <QSignalSpy>
+#include <QTest>
+#include <set>
+
+#include "WindowRig.h"
 
 namespace parlowen {
 namespace {
@@ -46,10 +52,15 @@ TEST_F(StatusChipTest, SaysWhatIsSoAsLongAsItIsToEveryReader) {
     });
     EXPECT_EQ(face->text(QAccessible::Name).toStdString(), "“Speakers”已静音");
     EXPECT_THAT(face->text(QAccessible::Description).toStdString(), ::testing::HasSubstr("取消静音"));
-    const QImage muted = chip().grab().toImage();
+    std::set<QRgb> marks;
+    const auto seeMark = [&] { marks.insert(chip().grab().toImage().pixel(14, chip().height() / 2 + 1)); };
+    seeMark();
+    set([](InputStatus& input) { input.state = InputStatus::State::NoInput; });
+    seeMark();
     set([](InputStatus& input) { input.state = InputStatus::State::Ended; });
     EXPECT_EQ(chip().text().toStdString(), "录音已播放完 · Speakers");
-    EXPECT_NE(chip().grab().toImage(), muted);
+    seeMark();
+    EXPECT_EQ(marks.size(), 3U) << "of another colour each";
     set([](InputStatus& input) { input.name = QString("Speakers ").repeated(40); });
     EXPECT_LT(chip().geometry().right(), window_->width() / 2 - 20) << "not into the title";
 }
@@ -78,6 +89,7 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     });
     const QSignalSpy chosen(&status_, &SessionStatus::outputChosen);
     window_->addStatusNote("另一个面试窗口已打开");
+    window_->move(0, window_->screen()->availableGeometry().bottom() - 60);
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space}) {
         chip().setFocus(Qt::TabFocusReason);
         press(key);
@@ -92,6 +104,8 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     press(Qt::Key_Space);
     auto* sentences = details()->findChild<QLabel*>("statusSentences");
     EXPECT_THAT(sentences->text().toStdString(), ::testing::HasSubstr("另一个面试窗口已打开"));
+    EXPECT_FALSE(details()->findChild<QLabel*>("statusAdvice")->text().isEmpty());
+    EXPECT_TRUE(window_->screen()->availableGeometry().contains(details()->geometry()));
     sentences->setSelection(0, 3);
     const QString marked = sentences->selectedText();
     set([](InputStatus& input) { input.elsewhereName = "Headset 2"; });
@@ -103,6 +117,96 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     ASSERT_EQ(chosen.count(), 1);
     EXPECT_EQ(chosen[0][0].toString().toStdString(), "sink.2");
     EXPECT_TRUE(waitFor([this] { return details() == nullptr; }));
+}
+
+class QuestionBoxTest : public ::testing::Test {
+protected:
+    QuestionBoxTest() {
+        box_.resize(300, 120);
+        box_.show();
+        box_.activateWindow();
+        EXPECT_TRUE(testing::waitFor([this] { return box_.hasFocus(); }));
+    }
+    std::string text() const { return box_.toPlainText().toStdString(); }
+    bool isAtEnd() const { return box_.verticalScrollBar()->value() == box_.verticalScrollBar()->maximum(); }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(&box_, key, modifiers); }
+    void addMany(int count) {
+        for (int i = 0; i < count; ++i)
+            box_.addSentence(QString("Sentence number %1, which is longer than a line of the box.").arg(i));
+    }
+
+    QuestionBox box_{nullptr};
+};
+
+TEST_F(QuestionBoxTest, ASentenceLeavesTheCaretAndTheSelectionAtTheEndAlone) {
+    box_.addSentence("One.");
+    key(Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClicks(&box_, " And w");
+    box_.addSentence("Two.");
+    QTest::keyClicks(&box_, "hy?");
+    EXPECT_EQ(text(), "\nOne. And why?\nTwo.");
+    for (const auto& [anchor, position] : {std::pair(15, 19), {19, 15}}) {
+        QTextCursor caret = box_.textCursor();
+        caret.setPosition(anchor);
+        caret.setPosition(position, QTextCursor::KeepAnchor);
+        box_.setTextCursor(caret);
+        box_.addSentence("Three.");
+        EXPECT_EQ(box_.textCursor().selectedText().toStdString(), "Two.");
+        key(Qt::Key_Delete);
+        EXPECT_EQ(text(), "\nOne. And why?\n\nThree.");
+        box_.setPlainText("\nOne. And why?\nTwo.");
+    }
+}
+
+TEST_F(QuestionBoxTest, UndoingTakesBackWhatWasTypedAndNoSentence) {
+    box_.addSentence("One.");
+    QTest::keyClicks(&box_, "Why");
+    for (int i = 0; i < 3; ++i)
+        key(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(text(), "\nOne.");
+}
+
+TEST_F(QuestionBoxTest, TheFirstSentenceStandsInTheFirstLineWhereTypingBegins) {
+    const int top = box_.cursorRect().top();
+    box_.addSentence("One.");
+    EXPECT_EQ(box_.cursorRect().top(), top);
+    for (const Qt::Key home : {Qt::Key_End, Qt::Key_Home}) {
+        key(home, Qt::ControlModifier);
+        EXPECT_EQ(box_.cursorRect().top(), top);
+    }
+    QTest::keyClicks(&box_, "A");
+    EXPECT_EQ(text(), "\nAOne.");
+    key(Qt::Key_Backspace);
+    key(Qt::Key_Backspace);
+    EXPECT_EQ(text(), "One.");
+    EXPECT_EQ(box_.cursorRect().top(), top) << "the line is shown again";
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_Delete);
+    key(Qt::Key_Return);
+    EXPECT_GT(box_.cursorRect().top(), top) << "a line feed of the user's is shown";
+}
+
+TEST_F(QuestionBoxTest, TheNewestSentenceIsFollowedUnlessTheUserScrollsBackOrTypes) {
+    addMany(9);
+    EXPECT_GT(box_.verticalScrollBar()->maximum(), 0);
+    EXPECT_TRUE(isAtEnd());
+    box_.verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMinimum);
+    addMany(1);
+    EXPECT_EQ(box_.verticalScrollBar()->value(), 0);
+    box_.verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMaximum);
+    addMany(1);
+    EXPECT_TRUE(isAtEnd());
+    key(Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClicks(&box_, "Why");
+    const QRect caret = box_.cursorRect();
+    addMany(3);
+    EXPECT_EQ(box_.cursorRect(), caret) << "what is typed in stays in sight";
+    box_.clearFocus();
+    addMany(1);
+    EXPECT_TRUE(isAtEnd()) << "it is left";
+    box_.clear(); // as when it is asked
+    addMany(9);
+    EXPECT_TRUE(isAtEnd());
 }
 
 } // namespace

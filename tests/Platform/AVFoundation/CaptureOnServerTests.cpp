@@ -1,17 +1,20 @@
 #include "Sounds.h"
 
+#include <AVFoundation/AVCaptureDevice.h>
 #include <AVFoundation/CaptureSource.h>
 #include <AVFoundation/ChirpProbe.h>
 #include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
 #include <support/CallSound.h>
 #include <support/CapturedLog.h>
-#include <support/EitherAudioServer.h>
+#include <support/PrivateAudioServer.h>
 
+#include <QTcpServer>
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <csignal>
+#include <future>
 #include <mutex>
 
 namespace parlowen::testing {
@@ -199,6 +202,45 @@ TEST_P(CaptureOnPulseAudioTest, GoesOnWhenAServerThatHangsAnswersAgainAndMeasure
     const PlayedTone sound = tone("call");
     EXPECT_TRUE(hears(true));
     EXPECT_EQ(status().state, State::Listening);
+}
+
+bool isGranted() {
+    std::promise<bool> granted;
+    std::shared_ptr<PulseClient> client = PulseClient::shared();
+    AVCaptureDevice::requestAccessForAudio([&granted](bool value) { granted.set_value(value); });
+    const bool answer = granted.get_future().get();
+    const std::weak_ptr<PulseClient> held = client;
+    client.reset();
+    EXPECT_TRUE(waitFor([&held] { return held.expired(); })) << "the next server needs a client of its own";
+    return answer;
+}
+
+/// Once the server that PULSE_SERVER names is known.
+AVAuthorizationStatus permission() {
+    const std::shared_ptr<PulseClient> client = PulseClient::shared();
+    client->waitUntilKnown(std::chrono::seconds(30));
+    return AVCaptureDevice::authorizationStatusForAudio();
+}
+
+TEST(AVCaptureDeviceTest, WhatTheServerHasAndAllowsIsThePermission) {
+    {
+        const PrivatePulseAudio withMonitorsOnly;
+        EXPECT_EQ(permission(), AVAuthorizationStatus::Restricted);
+    }
+    QTcpServer free;
+    ASSERT_TRUE(free.listen(QHostAddress::LocalHost));
+    const QString port = QString::number(free.serverPort());
+    free.close();
+    const PrivatePulseAudio server({"module-null-source", "module-native-protocol-tcp listen=127.0.0.1 port=" + port});
+    EXPECT_EQ(permission(), AVAuthorizationStatus::Authorized);
+    EXPECT_TRUE(isGranted());
+    qputenv("PULSE_SERVER", "tcp:127.0.0.1:" + port.toUtf8());
+    qputenv("PULSE_COOKIE", "/nowhere/another-cookie");
+    EXPECT_EQ(permission(), AVAuthorizationStatus::Denied);
+    qunsetenv("PULSE_COOKIE");
+    qputenv("PULSE_SERVER", "unix:/nowhere/native");
+    EXPECT_EQ(permission(), AVAuthorizationStatus::NotDetermined);
+    EXPECT_FALSE(isGranted());
 }
 
 } // namespace

@@ -2,12 +2,15 @@
 
 #include <AVFoundation/AVAudioConverter.h>
 
-#include <QString>
+#include <QFile>
+#include <algorithm>
+#include <cmath>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <numbers>
+#include <sndfile.h>
 #include <vector>
 
 /// Sounds to feed in, and what to ask of those that come out.
@@ -17,38 +20,99 @@ using Buffer = std::shared_ptr<AVAudioPCMBuffer>;
 /// A sample of full scale 1.0 by frame and channel.
 using Wave = std::function<double(std::size_t frame, int channel)>;
 
-AVAudioFormat floatFormat(double rate, int channels, bool interleaved = true);
+inline AVAudioFormat floatFormat(double rate, int channels, bool interleaved = true) {
+    return AVAudioFormat::make(AVAudioCommonFormat::Float32, rate, channels, interleaved).value();
+}
+
 /// 16 kHz, mono, 16-bit: what a speech service takes.
-AVAudioFormat speechFormat();
+inline AVAudioFormat speechFormat() {
+    return AVAudioFormat::make(AVAudioCommonFormat::Int16, 16'000, 1, false).value();
+}
 
 /// The same on every channel, half of full scale.
-Wave toneOf(double hertz, double rate);
+inline Wave toneOf(double hertz, double rate) {
+    return [hertz, rate](std::size_t frame, int /*channel*/) {
+        return 0.5 * std::sin(2 * std::numbers::pi * hertz * static_cast<double>(frame) / rate);
+    };
+}
 
 /// A full buffer that begins at that frame of the wave; of either sample type.
-Buffer bufferOf(const AVAudioFormat& format, std::uint32_t frames, const Wave& wave, std::size_t firstFrame = 0);
+inline Buffer bufferOf(const AVAudioFormat& format, std::uint32_t frames, const Wave& wave,
+                       std::size_t firstFrame = 0) {
+    Buffer buffer = AVAudioPCMBuffer::make(format, frames);
+    buffer->setFrameLength(frames);
+    const auto stride = static_cast<std::size_t>(buffer->stride());
+    for (int channel = 0; channel < format.channelCount(); ++channel)
+        for (std::size_t i = 0; i < frames; ++i) {
+            const double sample = wave(firstFrame + i, channel);
+            if (float* floats = buffer->floatChannelData(channel))
+                floats[i * stride] = static_cast<float>(sample);
+            else
+                buffer->int16ChannelData(channel)[i * stride] = static_cast<std::int16_t>(std::lround(sample * 32768));
+        }
+    return buffer;
+}
 
 /// How many frames at 16 kHz the speech pipeline asks for.
-std::uint32_t askedFor(std::uint32_t frames, double rate);
+inline std::uint32_t askedFor(std::uint32_t frames, double rate) {
+    return static_cast<std::uint32_t>(frames / rate * 16'000);
+}
 
-/// Converts them to speechFormat() as the speech pipeline does. A failed conversion leaves an empty result.
-std::vector<double> asSpeech(const std::vector<Buffer>& buffers);
-
-/// The same for the wave in buffers of the given sizes.
-std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::uint32_t>& sizes, const Wave& wave);
-
-/// All that is not the tone of `cycles` a sample, in dB relative to the tone, in the worst block of 1024 samples; the
-/// first 400, a resampler's start, are left out. 0 when there is no block.
-double worstImpurity(const std::vector<double>& samples, double cycles);
+/// Converts the wave, in buffers of the given sizes, to speechFormat() as the speech pipeline does. A failed conversion
+/// leaves an empty result.
+inline std::vector<double> converted(const AVAudioFormat& from, const std::vector<std::uint32_t>& sizes,
+                                     const Wave& wave) {
+    const auto converter = AVAudioConverter::make(from, speechFormat());
+    std::vector<double> all;
+    std::size_t frame = 0;
+    for (const std::uint32_t size : sizes) {
+        const std::uint32_t asked = askedFor(size, from.sampleRate());
+        const Buffer input = bufferOf(from, size, wave, frame), output = AVAudioPCMBuffer::make(speechFormat(), asked);
+        output->setFrameLength(asked);
+        if (!converter || !converter->convert(*output, [&input] { return input; }))
+            return {};
+        all.insert(all.end(), output->int16ChannelData(0), output->int16ChannelData(0) + asked);
+        frame += size;
+    }
+    return all;
+}
 
 /// Writes the wave to a sound file of the format, a libsndfile word such as SF_FORMAT_WAV | SF_FORMAT_PCM_16.
-bool writeSoundFile(const QString& path, int format, int rate, int channels, std::size_t frames, const Wave& wave);
+inline bool writeSoundFile(const QString& path, int format, int rate, int channels, std::size_t frames,
+                           const Wave& wave) {
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE* file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!file)
+        return false;
+    std::vector<double> frame(static_cast<std::size_t>(channels));
+    std::size_t written = 0;
+    for (std::size_t i = 0; i < frames; ++i) {
+        for (int channel = 0; channel < channels; ++channel)
+            frame[static_cast<std::size_t>(channel)] = wave(i, channel);
+        written += static_cast<std::size_t>(sf_writef_double(file, frame.data(), 1));
+    }
+    return sf_close(file) == 0 && written == frames;
+}
 
 /// Takes captured buffers on any thread.
 class Collector {
 public:
-    void take(Buffer buffer);
-    bool waitForCount(std::size_t count, int milliseconds = 20'000);
-    std::vector<Buffer> buffers();
+    void take(Buffer buffer) {
+        const std::lock_guard lock(mutex_);
+        buffers_.push_back(std::move(buffer));
+        more_.notify_all();
+    }
+    bool waitForCount(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        return more_.wait_for(lock, std::chrono::seconds(20), [this, count] { return buffers_.size() >= count; });
+    }
+    std::vector<Buffer> buffers() {
+        const std::lock_guard lock(mutex_);
+        return buffers_;
+    }
 
 private:
     std::mutex mutex_;

@@ -4,7 +4,7 @@
 #include <PulseAudio/PulseClient.h>
 #include <gmock/gmock.h>
 #include <support/CallSound.h>
-#include <support/EitherAudioServer.h>
+#include <support/PrivateAudioServer.h>
 
 using namespace parlowen;
 using namespace parlowen::testing;

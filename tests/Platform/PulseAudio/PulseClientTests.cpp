@@ -1,6 +1,7 @@
 #include <PulseAudio/PulseClient.h>
+#include <PulseAudio/SessionRoute.h>
 #include <gmock/gmock.h>
-#include <support/EitherAudioServer.h>
+#include <support/PrivateAudioServer.h>
 
 #include <QLocalServer>
 #include <atomic>
@@ -86,6 +87,167 @@ TEST(PulseClientWithoutServer, SaysSoAndNoCallOfItWaits) {
     PulseClient hanging("unix:" + silent.fullServerName().toStdString());
     EXPECT_EQ(hanging.state()->phase, Phase::Connecting);
     EXPECT_TRUE(waitFor([&] { return hanging.state()->phase == Phase::Away; }, 30'000));
+}
+
+using Choice = SessionRoute::Choice;
+using What = SessionRoute::What;
+
+PulseEndpoint endpoint(std::uint32_t index, const std::string& name, const std::string& description,
+                       const std::string& partner = {}) {
+    PulseEndpoint result;
+    result.index = index;
+    result.name = name;
+    result.description = description;
+    result.partner = partner;
+    result.spec = {PA_SAMPLE_S16LE, 44100, 2};
+    return result;
+}
+
+/// A desk: speakers and a headset, both with monitors, a line input, a laptop's microphone and a camera's.
+PulseSnapshot desk() {
+    PulseSnapshot server;
+    server.sinks = {endpoint(1, "speakers", "Speakers", "speakers.monitor"),
+                    endpoint(2, "headset", "Headset Microphone Combo", "headset.monitor")};
+    server.sources = {endpoint(1, "speakers.monitor", "Monitor of Speakers", "speakers"),
+                      endpoint(2, "headset.monitor", "Monitor of Headset Microphone Combo", "headset"),
+                      endpoint(3, "line", "Line In"), endpoint(4, "laptop", "Laptop MICROPHONE"),
+                      endpoint(5, "camera", "摄像头麦克风")};
+    server.defaultSink = "speakers";
+    server.defaultSource = "line";
+    return server;
+}
+
+std::string heard(const PulseSnapshot& server, const std::optional<Choice>& choice, const std::string& instead = {}) {
+    const auto target = inputTarget(server, choice, instead);
+    return target ? target->source : "nothing";
+}
+
+TEST(InputTargetTest, AMicrophoneIsTheUsersOwnElseAFitOneAndNeverAMonitor) {
+    PulseSnapshot server = desk();
+    EXPECT_EQ(heard(server, std::nullopt), "line") << "the user's choice, whatever it is called";
+    server.defaultSource = "headset.monitor";
+    EXPECT_EQ(heard(server, Choice()), "laptop") << "called a microphone";
+    server.sources[3].plugged = false;
+    EXPECT_EQ(heard(server, Choice()), "camera");
+    server.sources[4].plugged = false;
+    EXPECT_EQ(heard(server, Choice()), "line") << "plugged in";
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "camera", "headset"}), "camera");
+    server.defaultSource = "line";
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "camera", "headset"}), "line") << "chosen anew since";
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "camera", "line"}), "camera");
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "unplugged", "line"}), "line");
+    server.sources.resize(2);
+    EXPECT_EQ(heard(server, Choice()), "nothing");
+}
+
+TEST(SessionRouteTest, TellsOfEachChangeOnceUntilTheWatchEnds) {
+    SessionRoute route;
+    EXPECT_EQ(route.choice(), std::nullopt);
+    int told = 0;
+    auto watch = route.watch([&told] { ++told; });
+    const Choice output{What::Output, "headset"};
+    route.choose(output);
+    route.choose(output);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(route.choice(), output);
+    watch.reset();
+    route.choose({});
+    EXPECT_EQ(told, 1);
+}
+
+TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
+    PulseSnapshot server = desk();
+    EXPECT_EQ(heard(server, Choice{What::Output}), "speakers.monitor");
+    EXPECT_EQ(heard(server, Choice{What::Output}, "headset"), "headset.monitor");
+    EXPECT_EQ(heard(server, Choice{What::Output, "headset"}, "speakers"), "headset.monitor");
+    EXPECT_EQ(heard(server, Choice{What::Output, "gone"}, "gone"), "speakers.monitor");
+    EXPECT_EQ(inputTarget(server, Choice{What::Output})->name, "Speakers");
+    EXPECT_FALSE(inputTarget(server, Choice{What::Output})->muted);
+    server.sinks[0].mute = true;
+    EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
+    const Choice chosen{What::Output, "headset", "speakers"};
+    EXPECT_EQ(heard(server, chosen), "headset.monitor");
+    EXPECT_EQ(chosenOutput(server, chosen), "headset");
+    EXPECT_EQ(chosenOutput(server, {What::Output, "gone", "speakers"}), "") << "as if nothing were chosen";
+    EXPECT_EQ(chosenOutput(server, {What::Application, "headset"}), "");
+    server.sinks.push_back(endpoint(3, "dock", "Dock", "headset.monitor"));
+    server.defaultSink = "dock";
+    EXPECT_EQ(inputTarget(server, chosen)->sink, "dock") << "the user has chosen anew";
+    EXPECT_EQ(chosenOutput(server, chosen), "");
+    server.defaultSink.clear();
+    EXPECT_EQ(heard(server, Choice{What::Output}), "nothing");
+}
+
+TEST(InputTargetTest, ASourceOfTheSameNameAsASinkIsAnInputOfItsOwn) {
+    PulseSnapshot server = desk();
+    server.sources.push_back(endpoint(6, "headset", "Headset's own"));
+    EXPECT_EQ(server.inputUID("headset"), "headset:input");
+    EXPECT_EQ(heard(server, Choice{What::Microphone, "headset:input", "line"}), "headset");
+    EXPECT_EQ(heard(server, Choice{What::Output, "headset"}), "headset.monitor");
+}
+
+TEST(InputTargetTest, OutputsOfOneDescriptionAreNumbered) {
+    PulseSnapshot server = desk();
+    server.sinks.push_back(endpoint(3, "second", "Speakers", "second.monitor"));
+    tellApart(server.sinks);
+    EXPECT_EQ(server.sinks[0].description + ", " + server.sinks[1].description + ", " + server.sinks[2].description,
+              "Speakers (1), Headset Microphone Combo, Speakers (2)");
+}
+
+TEST(InputTargetTest, OneProgramIsFoundByItsName) {
+    PulseSnapshot server = desk();
+    server.playbacks = {{7, 1, "Music", "mplayer", true},
+                        {8, 2, "Firefox", "firefox-esr", false},
+                        {9, 2, "Firefox", "firefox-esr", true},
+                        {10, 1, "Firefox", "firefox-esr", false}};
+    const auto firefox = inputTarget(server, Choice{What::Application, "fireFOX"});
+    ASSERT_TRUE(firefox);
+    EXPECT_EQ(firefox->playback, 9U) << "the one that sounds";
+    EXPECT_EQ(firefox->source, "headset.monitor");
+    EXPECT_EQ(firefox->name, "Firefox");
+    EXPECT_EQ(heard(server, Choice{What::Application, "zoom"}), "nothing");
+    server.playbacks.push_back({11, 1, "Firefox", "firefox-esr", true});
+    EXPECT_EQ(inputTarget(server, Choice{What::Application, "firefox"}, {}, 9)->playback, 9U)
+        << "a short sound does not take the call's place";
+    server.playbacks[2].sounding = server.playbacks[4].sounding = false;
+    EXPECT_TRUE(inputTarget(server, Choice{What::Application, "firefox"}, {}, 9)->paused);
+}
+
+/// What is decided of `away`, as "watch offers turns".
+std::string away(const PulseSnapshot& server, int quietSeconds, const OutputTurn::Scouted& scouted,
+                 bool isChosen = false) {
+    const OutputTurn turn = OutputTurn::away(server, "speakers", isChosen, std::chrono::seconds(quietSeconds), scouted);
+    return turn.watch + (turn.offers ? " offers" : "") + (turn.turns ? " turns" : "");
+}
+
+TEST(OutputTurnTest, ACallElsewhereIsOfferedThenTurnedToAndTheDefaultOutputComesFirst) {
+    PulseSnapshot server = desk();
+    EXPECT_EQ(away(server, 9, {}), "") << "nobody plays";
+    server.playbacks = {{8, 2, "Firefox", "firefox-esr", true}, {9, 1, "Music", "mplayer", true}};
+    EXPECT_EQ(away(server, 1, {}), "");
+    EXPECT_EQ(away(server, 2, {}), "headset");
+    EXPECT_EQ(away(server, 4, {"headset", 2}), "headset offers");
+    EXPECT_EQ(away(server, 5, {"headset", 0.9}), "headset offers");
+    EXPECT_EQ(away(server, 5, {"headset", 1}), "headset offers turns");
+    EXPECT_EQ(away(server, 9, {"headset", 9}, true), "headset offers") << "the user chose what is heard";
+    server.sinks.push_back(endpoint(3, "dock", "Dock", "dock.monitor"));
+    server.sources.push_back(endpoint(7, "dock.monitor", "Monitor of Dock", "dock"));
+    server.playbacks.push_back({10, 3, "Radio", "radio", true});
+    EXPECT_EQ(away(server, 9, {"headset", 0, 3}), "headset");
+    EXPECT_EQ(away(server, 9, {"headset", 0, 3.1}), "dock") << "each in turn";
+    EXPECT_EQ(away(server, 9, {"dock", 9, 3.1}), "headset");
+
+    const auto back = [&server](const OutputTurn::Scouted& scouted) {
+        return OutputTurn::back(server, "headset", scouted);
+    };
+    EXPECT_EQ(back({"dock", 9}).watch, "speakers");
+    EXPECT_FALSE(back({"dock", 9}).turns || back({"speakers", 0.1}).turns || back({"speakers", 9}).isOver);
+    EXPECT_TRUE(back({"speakers", 0.2}).turns);
+    server.playbacks[0].sounding = false;
+    EXPECT_TRUE(back({"speakers", 0}).isOver) << "it has paused";
+    server.playbacks[0].sounding = true;
+    server.defaultSink = "gone";
+    EXPECT_TRUE(back({"speakers", 0}).isOver);
 }
 
 } // namespace

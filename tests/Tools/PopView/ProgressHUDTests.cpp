@@ -8,12 +8,9 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
-#include <QTimerEvent>
 #include <QWindow>
 #include <algorithm>
-#include <cmath>
 #include <memory>
-#include <numbers>
 #include <support/CapturedLog.h>
 #include <support/WaitFor.h>
 #include <tuple>
@@ -143,25 +140,6 @@ TEST_F(ProgressHUDTest, MovesOnceItsWindowIsClosedAndOutlivesIt) {
     EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "without a container it is not lost";
 }
 
-TEST_F(ProgressHUDTest, TheSpinnerGoesRoundAndFades) {
-    hud_.spinnerSize = 200;
-    hud_.style = ProgressHUDStyle::custom(Qt::white, Qt::black);
-    hud_.opacity = 1;
-    hud_.setProgress(0.25);
-    show({}, ProgressHUDMode::determinate);
-    auto* timer = hud_.progressIndicator()->findChild<QTimer*>();
-    for (int step = 0; step < 15; ++step) {
-        QTimerEvent tick(timer->timerId());
-        QCoreApplication::sendEvent(timer, &tick);
-    }
-    EXPECT_EQ(hud_.progressIndicator()->fposition(), 3);
-    for (const auto& [fin, brightness] : {std::pair(3, 1.0), {2, 0.9}, {0, 0.7}, {11, 0.6}, {6, 0.12}, {4, 0.12}}) {
-        const double angle = fin * std::numbers::pi / 6;
-        const QPointF middle = QPointF(100, 100) + 68 * QPointF(std::sin(angle), -std::cos(angle));
-        EXPECT_NEAR(inIndicator(middle).lightnessF(), brightness, 0.02) << "fin " << fin;
-    }
-}
-
 TEST_F(ProgressHUDTest, OverTheMainWindowAClearWindowStands) {
     hud_.containerView = nullptr;
     hud_.mainWindowContent = [this] { return container_.get(); };
@@ -185,7 +163,6 @@ TEST_F(ProgressHUDTest, AMaskCoversTheWindowAndLetsClicksThroughOrNot) {
     QObject::connect(&button, &QPushButton::clicked, [&clicks] { ++clicks; });
     const std::tuple<ProgressHUDMaskType, QColor, int> cases[] = {
         {ProgressHUDMaskType::none(), ground_, 2},
-        {ProgressHUDMaskType::clear(), ground_, 0},
         {ProgressHUDMaskType::black(), over(Qt::black, 0.6, ground_), 0},
         {ProgressHUDMaskType::custom(QColor(255, 0, 0, 51)), over(Qt::red, 0.2, ground_), 0}};
     for (const auto& [mask, ground, passed] : cases) {
@@ -232,13 +209,6 @@ TEST_F(ProgressHUDTest, TheBoxHoldsItsContentAndStandsWhereAskedFor) {
             EXPECT_TRUE(label.isNull() || (ink.left() > 0 && ink.right() < label.width() - 1)) << "nothing is cut off";
         }
     }
-    hud_.margin = 30;
-    hud_.padding = 10;
-    hud_.spinnerSize = 90;
-    hud_.cornerRadius = 30;
-    show({}, ProgressHUDMode::indeterminate);
-    EXPECT_EQ(hud_.box().size(), QSize(150, 160));
-    EXPECT_THAT(picture().pixelColor(hud_.box().topLeft() + QPoint(6, 6)), Looks(ground_)) << "a round corner";
 }
 
 TEST_F(ProgressHUDTest, ColoursAndIconsAreThoseAskedFor) {

@@ -1,9 +1,11 @@
 #include "Pixels.h"
 
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/MouseTracker.h>
+#include <Tools/PopView/StyleSheets.h>
 
 #include <QApplication>
 #include <QDir>
@@ -128,6 +130,34 @@ TEST(StyledPartsTest, LabelsWrapAndButtonsDoTheirAction) {
         solid, Qt::red, hexColor(theme::accent), [&clicks] { ++clicks; }, 10, 15, &page);
     QTest::mouseClick(button, Qt::LeftButton);
     EXPECT_EQ(clicks, 1);
+}
+
+TEST(StyledPartsTest, EveryTextStandsOutFromItsGround) {
+    QWidget page;
+    page.resize(300, 400);
+    paintGround(page, Qt::white);
+    auto* tip = new CommonTipView(&page);
+    tip->configure(solid, solid, solid, solid);
+    auto* accent = new QPushButton(solid, &page);
+    accent->setStyleSheet(styleSheets::darkAccentButton());
+    const QWidget* texts[] = {tip->cancelButton(), tip->sureButton(), accent, makeLabel(Qt::black, false, 14, &page),
+                              makeButton(solid, Qt::red, Qt::white, {}, 3, 14, &page)};
+    int top = 0;
+    for (QWidget* child : page.findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
+        if (auto* label = qobject_cast<QLabel*>(child))
+            label->setText(solid), label->setAlignment(Qt::AlignCenter);
+        child->adjustSize();
+        child->resize(std::max(100, child->width()), child->height());
+        child->move(0, std::exchange(top, top + child->height()));
+    }
+    const QImage picture = shot(page);
+    for (const QWidget* text : texts) {
+        const QRect area(text->mapTo(&page, QPoint(0, 0)), text->size());
+        const QColor ink = picture.pixelColor(area.center()),
+                     ground = picture.pixelColor(area.left() + 4, area.center().y());
+        EXPECT_GT(std::abs(ink.red() - ground.red()) + std::abs(ink.green() - ground.green()), 100)
+            << text->metaObject()->className() << area.top();
+    }
 }
 
 TEST(StyledPartsTest, EveryPictureIsSharpAtBothScalesAndAMissingOneIsSeen) {

@@ -1,5 +1,5 @@
-#include "support/FileSizeLimit.h"
 #include "support/RunningService.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "Resumes/ResumeRoutes.h"
-#include "support/FileSizeLimit.h"
 #include "support/RunningService.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <thread>

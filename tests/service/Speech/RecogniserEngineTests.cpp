@@ -252,23 +252,6 @@ TEST_F(RecogniserEngineTest, ModelsThatAreBrokenAreNamedAndTheServiceLives) {
     EXPECT_EQ(registry.modelsFor("en-US").front().name, "d-good-fr");
 }
 
-TEST_F(RecogniserEngineTest, ATrialEndsWithTheService) {
-    modelCopy("models", "a-model-en");
-    auto changed = places();
-    changed.program = directory.path() / "slow";
-    writeFile(changed.program,
-              "#!/bin/sh\ncd '" + directory.path().string() + "'; touch begun; sleep 8; touch ended\n");
-    fs::permissions(changed.program, fs::perms::owner_all);
-    {
-        ModelRegistry registry(changed);
-        registry.entries();
-        for (int i = 0; i < 500 && !fs::exists(directory.path() / "begun"); ++i)
-            std::this_thread::sleep_for(10ms);
-    }
-    EXPECT_TRUE(fs::exists(directory.path() / "begun"));
-    EXPECT_FALSE(fs::exists(directory.path() / "ended"));
-}
-
 TEST_F(RecogniserEngineTest, AModelThatGoesBadIsSetAsideAndTheNextOneTakesOver) {
     auto changed = places();
     changed.installed = directory.path() / "installed";

@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-namespace parlowen::testing {
+namespace parlowen::trial {
 
 /// A TCP proxy on the loopback interface that makes the network's bad days. It works as long as the thread that made
 /// it runs its event loop, and carries TLS as well as anything else.
@@ -55,4 +55,4 @@ private:
     bool held_ = false;
 };
 
-} // namespace parlowen::testing
+} // namespace parlowen::trial

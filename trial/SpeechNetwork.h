@@ -2,7 +2,7 @@
 
 #include <QRegularExpression>
 
-#include "support/FaultProxy.h"
+#include "FaultProxy.h"
 #include "support/PrivateAudioServer.h"
 #include "support/ProgramRun.h"
 
@@ -18,7 +18,7 @@ public:
         testing::endWithParent(service_);
         service_.setStandardErrorFile(QProcess::nullDevice());
         start(0);
-        network_ = std::make_unique<testing::FaultProxy>(port_);
+        network_ = std::make_unique<FaultProxy>(port_);
     }
     ~SpeechNetwork() { stop(); }
     SpeechNetwork(const SpeechNetwork&) = delete;
@@ -26,7 +26,7 @@ public:
 
     /// PARLOWEN_API_BASE_URL of a program that comes this way.
     QString baseUrl() const { return QStringLiteral("https://127.0.0.1:%1/api/v1").arg(network_->port()); }
-    testing::FaultProxy& network() { return *network_; }
+    FaultProxy& network() { return *network_; }
     /// Restarts the service in the same place so that it takes none of the tokens for speech that it gave.
     void forgetTokens() {
         stop();
@@ -50,7 +50,7 @@ private:
     const QString data_;
     QProcess service_;
     quint16 port_ = 0;
-    std::unique_ptr<testing::FaultProxy> network_;
+    std::unique_ptr<FaultProxy> network_;
 };
 
 } // namespace parlowen::trial

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace parlowen::testing {
+namespace parlowen::trial {
 
 FaultProxy::FaultProxy(quint16 serverPort)
     : serverPort_(serverPort) {
@@ -79,4 +79,4 @@ void FaultProxy::cut(Pair& pair) {
     }
 }
 
-} // namespace parlowen::testing
+} // namespace parlowen::trial

@@ -9,7 +9,7 @@
 
 #include "SpeechNetwork.h"
 #include "support/CallSound.h"
-#include "support/EitherAudioServer.h"
+#include "support/PrivateAudioServer.h"
 #include "support/ProgramRun.h"
 
 /// Whole sessions beside a call, row by row of a table: what happens to the call, and what the transcript then holds,

@@ -1,6 +1,6 @@
 #include "CallTrial.h"
 
-#include "support/ServerWatch.h"
+#include "support/PrivateAudioServer.h"
 #include "support/WordErrorRate.h"
 
 #include <QRegularExpression>
@@ -85,9 +85,8 @@ void CallTrial::run() {
     standIn_.waitForFinished();
     // The session manager may still be at work on what the hand did.
     ServerWatch().untilQuiet();
-    const ServerDump end = dumpServer();
-    dump_ = end.others;
-    EXPECT_TRUE(end.ours.isEmpty());
+    dump_ = dumpServer();
+    EXPECT_TRUE(applicationStreams().isEmpty());
 }
 
 void CallTrial::startSessions() {
@@ -103,7 +102,7 @@ void CallTrial::startSessions() {
             home_);
     }
     const auto hear = [this] {
-        return row_.sessions.filter("app:").isEmpty() ? dumpServer().ours.size() == row_.sessions.size()
+        return row_.sessions.filter("app:").isEmpty() ? applicationStreams().size() == row_.sessions.size()
                                                       : !chipOf(sessions_.front()).isEmpty();
     };
     ASSERT_TRUE(ServerWatch().until(hear, 40'000))
