@@ -20,12 +20,17 @@
 namespace parlowen::testing {
 namespace {
 
-/// The web engine's processes of this user's that run now.
+/// The web engine's processes that have come of this one, told by a variable of its environment.
 int engineProcesses() {
+    static const QByteArray mark = "ENGINE_OF=" + QByteArray::number(QCoreApplication::applicationPid());
+    qputenv("ENGINE_OF", QByteArray::number(QCoreApplication::applicationPid()));
     const QStringList ids = QDir("/proc").entryList({"[1-9]*"}, QDir::Dirs);
     return static_cast<int>(std::count_if(ids.begin(), ids.end(), [](const QString& id) {
-        QFile line("/proc/" + id + "/cmdline");
-        return line.open(QFile::ReadOnly) && line.readAll().contains("QtWebEngineProcess");
+        const auto contains = [&](const char* file, const QByteArray& what) {
+            QFile content("/proc/" + id + file);
+            return content.open(QFile::ReadOnly) && content.readAll().contains(what);
+        };
+        return contains("/cmdline", "QtWebEngineProcess") && contains("/environ", mark + '\0');
     }));
 }
 
