@@ -186,7 +186,7 @@ void LoginViewController::openCaptcha() {
 }
 
 void LoginViewController::sendCode(const QString& validate) {
-    consoleLog(QStringLiteral("✅ 收到验证码 validate: ") + validate);
+    consoleLog(QStringLiteral("✅ 收到验证码 validate: •••")); // it opens a sign-in
     QJsonObject parameters = numberParameters();
     parameters.insert(QStringLiteral("data"), validate);
     services_.http->requestData(

@@ -38,7 +38,8 @@ Options of a session:
   --translate-to KEY   translate into this language, such as es
   --manual             collect the questions; a headless rehearsal asks them together at the end
   --backend URL        talk to this backend, such as https://example.org/api/v1
-  --verbose            write the console log to standard error: every request and reply, sign-in included
+  --verbose            write the console log to standard error: every request and reply, without passwords,
+                       codes and tokens
 
   --help               this page
   --version            the version
@@ -75,7 +76,7 @@ headless session heard all and an answer failed.
   --translate-to 代码  翻译成这种语言，例如 es
   --manual             先收集问题；无窗口的排练在结束时一并提问
   --backend 网址       使用这个后端，例如 https://example.org/api/v1
-  --verbose            把日志写到标准错误：每个请求和回复，包括登录
+  --verbose            把日志写到标准错误：每个请求和回复，不含密码、验证码和令牌
 
   --help               本页
   --version            版本

@@ -84,7 +84,7 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     const QByteArray query = method == HttpMethod::GET ? encodedQuery(params.value_or(QJsonObject())) : QByteArray();
     const std::optional<QUrl> url = requestUrl(base, path, query);
     consoleLog("🚀🚀🚀🚀🚀🚀url:" + fullUrl(base, path));
-    consoleLog("params:" + QString::fromUtf8(jsonText(params.value_or(QJsonObject()))));
+    consoleLog("params:" + JSON::parse(jsonText(params.value_or(QJsonObject()))).withoutSecrets().rawString());
     if (!url)
         return {std::nullopt, method, {}};
 
@@ -139,7 +139,7 @@ void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completio
 }
 
 void HttpDatas::handleReply(int httpStatus, const JSON& body, const Completion& completion) {
-    consoleLog("🍺🍺🍺🍺🍺🍺result:" + body.prettyString());
+    consoleLog("🍺🍺🍺🍺🍺🍺result:" + body.withoutSecrets().prettyString());
     if (httpStatus == unauthorized) {
         settings_.clearRejectedSignIn();
         if (hooks_.forcedSignOut)

@@ -37,6 +37,20 @@ QString write(const nlohmann::json& value, int indent) {
     }
 }
 
+bool isSecret(const std::string& name, const std::string& text) {
+    return name == "password" || name == "code" || name == "token" || (name == "data" && !text.starts_with("http"));
+}
+
+// No deeper than what is parsed.
+void hideSecrets(nlohmann::json& json) {
+    for (auto member = json.begin(); json.is_structured() && member != json.end(); ++member) {
+        if (member->is_structured())
+            hideSecrets(*member);
+        else if (json.is_object() && member->is_string() && isSecret(member.key(), member->get_ref<std::string&>()))
+            *member = "•••";
+    }
+}
+
 } // namespace
 
 JSON::JSON(nlohmann::json value)
@@ -129,6 +143,12 @@ std::vector<JSON> JSON::arrayValue() const {
 QString JSON::rawString() const { return write(value(), -1); }
 
 QString JSON::prettyString() const { return write(value(), 2); }
+
+JSON JSON::withoutSecrets() const {
+    nlohmann::json copy = value();
+    hideSecrets(copy);
+    return JSON(std::move(copy));
+}
 
 const nlohmann::json& JSON::value() const { return node_ ? *node_ : nullValue; }
 

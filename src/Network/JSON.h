@@ -45,6 +45,9 @@ public:
     QString rawString() const;
     /// The same with line breaks and indents.
     QString prettyString() const;
+    /// The value without what lets somebody in: passwords, codes, tokens, and a reply's `data` that is a bare text and
+    /// no URL. Three dots stand for each of them. For logs.
+    JSON withoutSecrets() const;
 
     /// The library's value; null when missing.
     const nlohmann::json& value() const;

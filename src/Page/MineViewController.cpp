@@ -60,24 +60,14 @@ protected:
 } // namespace
 
 RecordButton::RecordButton(const QString& title, const QString& image, QWidget* parent)
-    : QAbstractButton(parent) {
+    : KeyFocusButton(parent) {
     setText(title);
     setAccessibleName(title);
     setIcon(namedImage(image));
     setFont(systemFont(14));
-    setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::StrongFocus);
-    setAttribute(Qt::WA_Hover);
 }
 
 QSize RecordButton::sizeHint() const { return {scaledPoints(240), scaledPoints(recordHeight)}; }
-
-void RecordButton::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
-        QAbstractButton::keyPressEvent(event);
-}
 
 void RecordButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -89,7 +79,7 @@ void RecordButton::paintEvent(QPaintEvent*) {
     }
     const int icon = scaledPoints(recordIconSide);
     const int inset = scaledPoints(recordInset);
-    QAbstractButton::icon().paint(&painter, inset, (height() - icon) / 2, icon, icon);
+    KeyFocusButton::icon().paint(&painter, inset, (height() - icon) / 2, icon, icon);
     painter.setPen(hexColor(theme::darkText));
     painter.drawText(rect().adjusted(inset + icon + 10, 0, -inset, 0), Qt::AlignVCenter | Qt::AlignLeft, text());
     painter.setPen(hexColor(theme::midGrey));

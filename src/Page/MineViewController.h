@@ -2,8 +2,8 @@
 
 #include <Network/Models.h>
 #include <Page/View/BaseViewController.h>
+#include <Page/View/KeyFocusButton.h>
 
-#include <QAbstractButton>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -19,7 +19,7 @@ class ImageLoader;
 class Settings;
 
 /// An entry of the account page: an icon, a title, and the way on at its right. Main thread only.
-class RecordButton : public QAbstractButton {
+class RecordButton : public KeyFocusButton {
     Q_OBJECT
 public:
     RecordButton(const QString& title, const QString& image, QWidget* parent);
@@ -28,7 +28,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
 };
 
 /// Who is signed in, with the ways to the support and to the deletion of the account. Main thread only.

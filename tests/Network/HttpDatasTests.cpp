@@ -188,6 +188,16 @@ TEST_F(HttpDatasTest, TransportFailuresAreNamed) {
     EXPECT_THAT(log_.linesWith("请求错误: "), SizeIs(4));
 }
 
+TEST_F(HttpDatasTest, TheLogHoldsNothingThatLetsSomebodyIn) {
+    for (const char* data : {R"({"token":"hush-1","name":"plain"})", R"("hush-2")", R"([{"token":"hush-3"}])"}) {
+        server_.enqueue(Reply::json(200, QByteArray(R"({"code":0,"data":)") + data + "}"));
+        outcomeOf("/x", HttpMethod::POST, QJsonObject{{"password", "hush-4"}, {"code", "hush-5"}, {"phone", "138"}});
+    }
+    const QString lines = log_.lines().join('\n');
+    EXPECT_FALSE(lines.contains("hush"));
+    EXPECT_TRUE(lines.contains("plain") && lines.contains("138"));
+}
+
 TEST_F(HttpDatasTest, ARedirectTakesTheTokenNowhereElse) {
     settings_.setLoginToken("secret");
     ScriptedHttpServer elsewhere;

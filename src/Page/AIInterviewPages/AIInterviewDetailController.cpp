@@ -173,7 +173,7 @@ void AIInterviewDetailController::tokenDidRefresh(const AzTokenModel& token) {
     // The first ones did not come.
     if (!speechTool_)
         return tokenDidFetch(token);
-    consoleLog(QStringLiteral("Token 刷新成功，Token: ") + token.token + QStringLiteral(", 区域: ") + token.area);
+    consoleLog(QStringLiteral("Token 刷新成功，Token: •••, 区域: ") + token.area);
     consoleLog(QStringLiteral("[SpeechRecognitionTool] 更新 token"));
     speechTool_->updateToken(token.token);
 }

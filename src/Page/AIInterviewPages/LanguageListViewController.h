@@ -2,16 +2,10 @@
 
 #include <Network/Models.h>
 #include <Page/View/BaseViewController.h>
+#include <Page/View/SearchList.h>
 
 #include <QPointer>
 #include <vector>
-
-class QLabel;
-class QLineEdit;
-class QListView;
-class QPushButton;
-class QStackedLayout;
-class QStringListModel;
 
 namespace parlowen {
 
@@ -26,9 +20,7 @@ protected:
     ~LanguageSelectorDelegate() = default;
 };
 
-/// The picker of a language, the content of a popover: a search field above the backend's list. A click chooses, as
-/// does Enter for the marked row, which the arrow keys move while the field keeps the keyboard. It has a size of its
-/// own. Main thread only.
+/// The picker of a language, the content of a popover: a search field above the backend's list. Main thread only.
 class LanguageListViewController : public BaseViewController {
     Q_OBJECT
 public:
@@ -50,25 +42,19 @@ public:
     const std::vector<LanguageListModel>& countryModels() const { return countryModels_; }
     /// What is shown of it.
     const std::vector<LanguageListModel>& filteredModels() const { return filteredModels_; }
-    QLineEdit* searchField() const { return searchField_; }
-    QListView* tableView() const { return tableView_; }
+    QLineEdit* searchField() const { return list_->searchField(); }
+    QListView* tableView() const { return list_->tableView(); }
 
 protected:
-    /// Builds the field and the list and asks for the languages.
+    /// Asks for the languages.
     void loadView() override;
     void viewDidLoad() override {} // the field takes the keyboard
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    void buildSearchField();
-    void buildTable();
     void request();
     void receive(const std::optional<std::vector<LanguageListModel>>& languages);
     void controlTextDidChange();
-    void showRows();
-    void moveMark(int rows);
     void tableViewSelectionDidChange(int row);
-    void dismiss();
 
     HttpDatas& http_;
     LanguageSelectorDelegate* delegate_ = nullptr;
@@ -76,12 +62,7 @@ private:
     bool isReceived_ = false;
     std::vector<LanguageListModel> countryModels_;
     std::vector<LanguageListModel> filteredModels_;
-    QLineEdit* searchField_;
-    QListView* tableView_;
-    QStringListModel* names_;
-    QLabel* notice_; ///< in the list's place: why it is empty
-    QPushButton* retry_;
-    QStackedLayout* pages_ = nullptr;
+    SearchList* list_;
 };
 
 } // namespace parlowen

@@ -47,13 +47,11 @@ QColor markColor(Severity severity) {
 } // namespace
 
 StatusChip::StatusChip(SessionStatus& status, QWidget* parent)
-    : QAbstractButton(parent)
+    : KeyFocusButton(parent)
     , status_(status) {
     setObjectName(QStringLiteral("statusChip"));
     setFont(systemFont(12));
     setFocusPolicy(Qt::TabFocus);
-    setCursor(Qt::PointingHandCursor);
-    setAttribute(Qt::WA_Hover);
     connect(&status_, &SessionStatus::inputChanged, this, &StatusChip::refresh);
     connect(&status_, &SessionStatus::recognitionChanged, this, &StatusChip::refresh);
     connect(this, &QAbstractButton::clicked, this, &StatusChip::showDetails);
@@ -96,23 +94,15 @@ void StatusChip::showDetails() {
     details_->popUpUnder(*this);
 }
 
-// The base class knows the space bar alone.
-void StatusChip::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
-        QAbstractButton::keyPressEvent(event);
-}
-
 void StatusChip::showEvent(QShowEvent* event) {
     window()->installEventFilter(this);
     meterWhileSeen();
-    QAbstractButton::showEvent(event);
+    KeyFocusButton::showEvent(event);
 }
 
 void StatusChip::hideEvent(QHideEvent* event) {
     meterWhileSeen();
-    QAbstractButton::hideEvent(event);
+    KeyFocusButton::hideEvent(event);
 }
 
 bool StatusChip::eventFilter(QObject* watched, QEvent* event) {
@@ -135,7 +125,7 @@ void StatusChip::meterWhileSeen() {
 
 void StatusChip::timerEvent(QTimerEvent* event) {
     if (event->timerId() != metering_.timerId()) {
-        QAbstractButton::timerEvent(event);
+        KeyFocusButton::timerEvent(event);
         return;
     }
     // It rises at once and falls bar by bar.

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <Page/View/KeyFocusButton.h>
 #include <Tools/SessionStatusText.h>
 
-#include <QAbstractButton>
 #include <QBasicTimer>
 #include <QPointer>
 
@@ -13,7 +13,7 @@ class StatusDetails;
 /// What the session hears and how its recognition keeps up, in one line beside the clock: a mark for how serious it is,
 /// a few words, and the level of the sound, which moves while it can be seen. It says what is so for as long as it is
 /// so. A click, Enter or Space shows the details. Main thread only.
-class StatusChip : public QAbstractButton {
+class StatusChip : public KeyFocusButton {
     Q_OBJECT
 public:
     /// The status outlives the chip.
@@ -37,7 +37,6 @@ Q_SIGNALS:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void timerEvent(QTimerEvent* event) override;

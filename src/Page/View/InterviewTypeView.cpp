@@ -41,14 +41,11 @@ int scaled(int points) { return static_cast<int>(points * fontScale()); }
 } // namespace
 
 InterviewContentView::InterviewContentView(QWidget* parent)
-    : QAbstractButton(parent)
+    : KeyFocusButton(parent)
     , imageView_(new QLabel(this))
     , titleLabel_(makeLabel(hexColor(theme::darkText), false, 14, this))
     , subtitleLabel_(makeLabel(hexColor(theme::midGrey), false, 12, this))
     , selectImageView_(new QLabel(this)) {
-    setFocusPolicy(Qt::StrongFocus);
-    setCursor(Qt::PointingHandCursor);
-    setAttribute(Qt::WA_Hover);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(optionInset, 0, optionInset, 0);
     row->setSpacing(optionInset);
@@ -88,14 +85,6 @@ QSize InterviewContentView::sizeHint() const { return {scaled(300), scaled(optio
 void InterviewContentView::handleClick() {
     if (clickHandler)
         clickHandler();
-}
-
-// The base class knows the space bar alone.
-void InterviewContentView::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
-        QAbstractButton::keyPressEvent(event);
 }
 
 void InterviewContentView::paintEvent(QPaintEvent*) {

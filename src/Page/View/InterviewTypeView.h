@@ -1,8 +1,8 @@
 #pragma once
 
 #include "BaseViewController.h"
+#include "KeyFocusButton.h"
 
-#include <QAbstractButton>
 #include <array>
 #include <functional>
 #include <optional>
@@ -14,7 +14,7 @@ namespace parlowen {
 
 /// One of the interview types to choose from: a picture, a title, a subtitle that may be empty, and a mark while it is
 /// selected. A click, Space or Enter reports it and selects nothing by itself; the arrow keys go to its neighbours.
-class InterviewContentView : public QAbstractButton {
+class InterviewContentView : public KeyFocusButton {
     Q_OBJECT
 public:
     explicit InterviewContentView(QWidget* parent);
@@ -32,7 +32,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void handleClick();

@@ -2,6 +2,7 @@
 
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
@@ -28,9 +29,10 @@ QString rowsStyle() {
                           "QListView::item { height: %2px; padding: 0 6px; border-radius: 5px; }"
                           "QListView::item:hover { background: %3; }"
                           "QListView::item:selected { background: %4; color: %1; }")
-        .arg(hexColor(theme::darkText).name())
-        .arg(static_cast<int>(listRowHeight * fontScale()))
-        .arg(hexColor(theme::pale).name(), hexColor(theme::secondary).name());
+               .arg(hexColor(theme::darkText).name())
+               .arg(static_cast<int>(listRowHeight * fontScale()))
+               .arg(hexColor(theme::pale).name(), hexColor(theme::secondary).name()) +
+           styleSheets::lightScrollBar();
 }
 
 QString searchStyle() {
@@ -82,6 +84,7 @@ void SearchList::buildTable(const QString& listName) {
     tableView_->setStyleSheet(rowsStyle());
     tableView_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     tableView_->setUniformItemSizes(true);
+    tableView_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     tableView_->setMouseTracking(true);
     tableView_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     tableView_->installEventFilter(this);

@@ -56,13 +56,10 @@ void PopUpButton::wheelEvent(QWheelEvent* event) {
 }
 
 ChoiceBox::ChoiceBox(const QString& caption, QWidget* parent)
-    : QAbstractButton(parent)
+    : KeyFocusButton(parent)
     , caption_(caption) {
     setFont(systemFont(14));
     setFixedSize(PopUpButton::fieldSize());
-    setFocusPolicy(Qt::StrongFocus);
-    setCursor(Qt::PointingHandCursor);
-    setAttribute(Qt::WA_Hover);
     showChoice(QStringLiteral("请选择语言"));
 }
 
@@ -75,14 +72,6 @@ void ChoiceBox::showChoice(const QString& text) {
 void ChoiceBox::setMarked(bool marked) {
     marked_ = marked;
     update();
-}
-
-// The base class knows the space bar alone.
-void ChoiceBox::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
-        QAbstractButton::keyPressEvent(event);
 }
 
 void ChoiceBox::paintEvent(QPaintEvent*) {

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QAbstractButton>
+#include "KeyFocusButton.h"
+
 #include <QComboBox>
 
 namespace parlowen {
@@ -22,7 +23,7 @@ protected:
 };
 
 /// A box of the same size that shows what was chosen and opens a picker on a click, Space or Enter. Main thread only.
-class ChoiceBox : public QAbstractButton {
+class ChoiceBox : public KeyFocusButton {
     Q_OBJECT
 public:
     ChoiceBox(const QString& caption, QWidget* parent);
@@ -38,7 +39,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     const QString caption_;

@@ -119,7 +119,7 @@ TEST_F(ResumeFlowTest, AnUploadShowsHowFarItIsAndCanBeCancelled) {
     QTest::mouseClick(card().childAt(5, 5), Qt::LeftButton);
     ASSERT_TRUE(waitForRequests(before + 1));
     QTest::keyClick(&cancel, Qt::Key_Escape);
-    server_.sendPiece(R"({"code":0,"data":"late"})");
+    server_.sendPiece(R"({"code":0,"message":"late","data":"other"})");
     server_.endStream();
     ASSERT_TRUE(waitFor([this] { return log_.lines().back().contains("late"); }));
     EXPECT_EQ(page_->updateToken(), "credential");

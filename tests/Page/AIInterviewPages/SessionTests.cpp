@@ -174,7 +174,7 @@ TEST_F(SessionStartTest, ARefreshedTokenIsTakenOverWithoutStartingRecognitionAne
     const auto tool = page().speechTool();
     ASSERT_TRUE(waitFor([this] { return log_.lines().contains("[SpeechRecognitionTool] 更新 token"); }));
     EXPECT_EQ(log_.linesWith("Token 刷新成功").at(0).toStdString(),
-              "Token 刷新成功，Token: t0, 区域: " + speechServer_.area().toStdString());
+              "Token 刷新成功，Token: •••, 区域: " + speechServer_.area().toStdString());
     EXPECT_GE(page().useTimeCount(), 480);
     EXPECT_EQ(page().speechTool(), tool);
     EXPECT_EQ(speechServer_.connections, 1);
