@@ -1,4 +1,5 @@
 #include <Main/CommandLine.h>
+#include <Main/SessionEnding.h>
 #include <Main/SessionReport.h>
 #include <Main/SessionSettings.h>
 #include <Main/UnixSignals.h>
@@ -254,6 +255,19 @@ TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
     EXPECT_TRUE(rehearsal.storedProblem()->contains(path)) << rehearsal.storedProblem()->toStdString();
     EXPECT_TRUE(rehearsal.settings().aiInterviewSetModel());
     EXPECT_EQ(storedFile(), garbage);
+}
+
+TEST(SessionEndingTest, AnAnswerThatGrowsIsWaitedForWhenTheSoundIsOver) {
+    const SessionStatus status;
+    SessionEnding ending(status);
+    int settled = 0;
+    QObject::connect(&ending, &SessionEnding::settled, [&settled] { ++settled; });
+    ending.note(session::Sentence{1, {}});
+    ending.note(session::Question{1, "Why?"});
+    ending.soundEnded();
+    EXPECT_TRUE(testing::holdsFor([&settled] { return settled == 0; }, 4'500)) << "longer than for a quiet end";
+    ending.note(session::AnswerEnded{1, {}});
+    EXPECT_TRUE(testing::waitFor([&settled] { return settled == 1; }));
 }
 
 } // namespace

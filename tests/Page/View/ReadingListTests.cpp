@@ -121,6 +121,11 @@ TEST_F(ReadingListTest, KeysMarkAndCopyARowSomeRowsAndAll) {
     EXPECT_EQ(copied(), "delta");
     QTest::keyClick(&list_, Qt::Key_Up, Qt::ShiftModifier);
     EXPECT_EQ(copied(), "alpha beta gamma\ndelta");
+    QTest::keyClick(&list_, Qt::Key_Down);
+    QTest::keyClick(&list_, Qt::Key_Down);
+    for (int i = 0; i < 2; ++i)
+        QTest::keyClick(&list_, Qt::Key_Up, Qt::ShiftModifier);
+    EXPECT_EQ(copied(), "alpha beta gamma\ndelta\nepsilon zeta") << "from where the marking began";
     QTest::keyClick(&list_, Qt::Key_A, Qt::ControlModifier);
     EXPECT_EQ(copied(), "alpha beta gamma\ndelta\nepsilon zeta");
 }

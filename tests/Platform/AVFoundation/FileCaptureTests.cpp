@@ -94,6 +94,19 @@ TEST_F(FileCaptureTest, PlaysEveryFormatAndChannelCountToItsLastFrame) {
     }
 }
 
+TEST_F(FileCaptureTest, PlaysWhatIsLeftOfACutFile) {
+    constexpr std::size_t frames = 60'000;
+    QFile whole(tone("whole", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 44100, 1, frames));
+    ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
+    Playing playing(write("cut", whole.read(whole.size() * 9 / 10)));
+    ASSERT_TRUE(playing.started);
+    ASSERT_TRUE(playing.sound.waitForCount(frames / chunk + 2));
+    playing.capture.stop();
+    EXPECT_LT(errorOf(playing.sound.buffers(), frames / 4, channelsApart(44100)), -30);
+    ASSERT_EQ(playing.finished.size(), 1U);
+    EXPECT_LT(playing.finished.front(), frames / chunk);
+}
+
 TEST_F(FileCaptureTest, KeepsAPaceStopsAndStartsAnew) {
     const QString path = tone("again.wav", wave16, 48000, 1, 96000);
     Playing slow(path, 1), fast(path, 8);

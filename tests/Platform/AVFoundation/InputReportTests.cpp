@@ -246,5 +246,13 @@ TEST_F(LevelControlTest, WhatHasNoSyllablesIsNotRaised) {
     EXPECT_EQ(control_.gain(), 0);
 }
 
+TEST_F(LevelControlTest, NoiseUnderQuietSpeechStaysLow) {
+    Sound sound = speech(5, -60);
+    const Sound noise = steady(5, -80);
+    std::transform(sound.begin(), sound.end(), noise.begin(), sound.begin(), std::plus<>());
+    after(sound);
+    EXPECT_NEAR(control_.gain(), 30, 2);
+}
+
 } // namespace
 } // namespace parlowen::testing

@@ -199,6 +199,9 @@ TEST(SpeechVerdictTest, SaysWhatHappenedAndWhatToCheckAndWhetherItMayPass) {
         {afterHttpStatus(401), "401", false, SPXTrouble::TokenRefused},
         {afterHttpStatus(403), "403", false, SPXTrouble::Denied},
         {afterHttpStatus(404), "404", false, SPXTrouble::NoSuchService},
+        {afterHttpStatus(302), "302", false, SPXTrouble::NoSuchService},
+        {afterHttpStatus(429), "429", true, SPXTrouble::Busy},
+        {afterHttpStatus(500), "500", true, SPXTrouble::ServiceFailed},
         {afterHttpStatus(503), "503", true, SPXTrouble::Busy},
         {afterRecognitionStatus("Error", "why"), "why", true, SPXTrouble::ServiceFailed},
         {afterRecognitionStatus("Forbidden", {}), "Forbidden", false, SPXTrouble::Denied},
@@ -211,6 +214,18 @@ TEST(SpeechVerdictTest, SaysWhatHappenedAndWhatToCheckAndWhetherItMayPass) {
         EXPECT_THAT(verdict.details.english.toStdString(), ::testing::ContainsRegex("check|tried again"));
         EXPECT_THAT(verdict.details.chinese.toStdString(), ::testing::ContainsRegex("请|会再次尝试"));
     }
+}
+
+TEST(SpeechVerdictTest, FindsTheStatusInTheWordsOfEachQt) {
+    const std::vector<std::pair<const char*, std::optional<int>>> cases = {
+        {"QWebSocketPrivate::processHandshake: Unhandled http status code: 403 (Forbidden).", 403},
+        {"QWebSocketPrivate::processHandshake: Unsupported WWW-Authenticate challenge encountered.", 401},
+        {"QWebSocket::processHandshake: Host requires authentication", 401},
+        {"QWebSocketPrivate::processHandshake: Bad request", 400},
+        {"Connection refused", std::nullopt},
+    };
+    for (const auto& [words, status] : cases)
+        EXPECT_EQ(httpStatusIn(words), status) << words;
 }
 
 TEST(SpeechPacingTest, FiveSecondsAtOnceThenTwiceRealTime) {
