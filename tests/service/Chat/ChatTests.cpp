@@ -132,15 +132,28 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
     const auto ending = [](const char* reason) {
         return a + "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"" + reason + "\"}]}\n\n";
     };
+    const auto dripping = [](ScriptedModel::Stream& stream) {
+        stream << ScriptedModel::opening() << std::flush;
+        while (stream << ':' << std::flush)
+            std::this_thread::sleep_for(10ms);
+    };
+    const auto endlessPage = [](ScriptedModel::Stream& stream) {
+        stream << "HTTP/1.1 500 No\r\nRetry-After: 9999999\r\n\r\n" << std::flush;
+        stream.get();
+    };
     std::string flood = ScriptedModel::opening();
+    std::string most;
     for (int i = 0; i < 3'000; ++i)
         flood += a;
+    for (int i = 0; i < 1'000; ++i)
+        most += "a|";
     const std::tuple<const char*, ScriptedModel::Script, std::string> cases[] = {
         {"401", status("401 No"), "(The language model does not accept the configured key)\n|OUTLINE"},
         {"404", status("404 No"), "(The configured language model was not found)\n|OUTLINE"},
         {"429", status("429 No", "Retry-After: 7\r\n"),
          "(The language model has too many requests; try again in 7 s)\n|OUTLINE"},
         {"500", status("500 No"), "(The language model reports an error)\n|OUTLINE"},
+        {"500 without end", endlessPage, "(The language model reports an error; try again in 3600 s)\n|OUTLINE"},
         {"elsewhere", status("302 No", "Location: /v2\r\n"), "(The language model reports an error)\n|OUTLINE"},
         {"error event", cutAfter("data: {\"error\":{\"message\":\"secret\"}}\n\n"),
          "(The language model reports an error)\n|OUTLINE"},
@@ -152,11 +165,12 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
         {"length", cutAfter(ending("length")), "a|\n(The answer reached its greatest length)"},
         {"filter", cutAfter(ending("content_filter")), "a|\n(The language model's content filter ended the answer)"},
         {"silence", waitingAfter(""), "(The language model did not reply in time)\n|OUTLINE"},
+        {"drip", dripping, "(The language model did not reply in time)\n|OUTLINE"},
+        {"flood", saying(flood), most + "\n(The language model would not stop and was cut off)"},
         {"stall", waitingAfter(a), "a|\n(The language model did not reply in time)"},
     };
     for (const auto& [name, script, expected] : cases)
         EXPECT_EQ(answerBy(script), expected) << name;
-    EXPECT_THAT(answerBy(saying(flood)), HasSubstr("(The language model would not stop and was cut off)"));
     EXPECT_EQ(answerBy(status("401 No"), "为什么？"), "（语言模型不接受所配置的密钥）\n|OUTLINE");
     EXPECT_EQ(Answers("http://127.0.0.1:1").to({.text = "Why?"}), "(The language model cannot be reached)\n|OUTLINE");
 }
