@@ -185,6 +185,12 @@ asio::awaitable<void> ChatAnswers::answer(const Question& question, AnswerSink& 
     }
 }
 
+asio::awaitable<void> ChatAnswers::sayGrounds(const Question& question, std::string_view whole, AnswerSink& sink) {
+    const auto lines = grounds ? grounds(question, whole) : std::vector<std::string>();
+    if (!lines.empty())
+        co_await sink.grounds(lines);
+}
+
 asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sink) {
     const auto executor = co_await asio::this_coro::executor;
     const auto conversation = std::make_shared<Conversation>(executor, limits_.answerBytes);
@@ -215,11 +221,13 @@ asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sin
     if (end.trouble == ChatTrouble::None) {
         request.keep(); // what follows the end is read, so that the connection can be used again
         exchanges.add(question.account, {question.text, whole});
+        co_await sayGrounds(question, whole, sink);
         co_return;
     }
     const std::string line = troubleLine(end.trouble, end.pause, hasChinese(question.text));
     if (!whole.empty()) {
         co_await sink.piece("\n" + line);
+        co_await sayGrounds(question, whole, sink);
         co_return;
     }
     const bool wanted = co_await sink.piece(line + "\n");
