@@ -133,11 +133,14 @@ TEST_F(ScriptedBackendRehearsalTest, TheCheckOfAnswersAsksOnceAndSaysHowLongItTo
     const auto check = [&](Reply answer) {
         backend.enqueue(Reply::json(200, R"({"code":0,"message":"","data":{}})"));
         backend.enqueue(std::move(answer));
-        ProgramRun run({"--check-answers"}, {{"PARLOWEN_API_BASE_URL", backend.baseUrl() + "/api/v1"},
-                                             {"XDG_CONFIG_HOME", folder_.path()},
-                                             {"LC_ALL", "C"}});
-        const int status = run.finish(30'000);
-        return std::to_string(status) + " " + run.output.toStdString();
+        run_ = std::make_unique<ProgramRun>(
+            QStringList{"--check-answers"},
+            QMap<QString, QString>{{"PARLOWEN_API_BASE_URL", backend.baseUrl() + "/api/v1"},
+                                   {"XDG_CONFIG_HOME", folder_.path()},
+                                   {"LC_ALL", "C"}});
+        const int status = exitCode();
+        run_->read();
+        return std::to_string(status) + " " + run_->output.toStdString();
     };
     Reply whole = Reply::json(200, "data: {\"data\":{\"content\":\"My \"}}\ndata: {\"data\":{\"content\":\"team\"}}\n"
                                    "data: {\"data\":{\"content\":\"@@\"}}\n");
