@@ -61,7 +61,7 @@ Router testRouter() {
 const ServerLimits impatient{.handshake = 300ms, .idle = 300ms, .header = 300ms, .body = 300ms, .upload = 300ms};
 
 std::string post(const std::string& path, const std::string& headersAndBody) {
-    return "POST " + path + " HTTP/1.1\r\nHost: x\r\n" + headersAndBody;
+    return "POST " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headersAndBody;
 }
 
 /// The first line and the headers of what a connection answers to those bytes.
@@ -107,7 +107,7 @@ TEST(Server, KeepsAConnectionForFurtherRequests) {
     for (const char* body : {"one", "two"}) {
         ASSERT_TRUE(connection->send(post("/echo", "Content-Length: 3\r\n\r\n") + body));
         EXPECT_NE(connection->receiveUntil("\"}}").find(body), std::string::npos);
-        ASSERT_TRUE(connection->send("GET /guarded HTTP/1.1\r\nHost: x\r\n\r\n"));
+        ASSERT_TRUE(connection->send("GET /guarded HTTP/1.1\r\nHost: localhost\r\n\r\n"));
         EXPECT_NE(connection->receiveUntil("null}").find("401"), std::string::npos) << "also after a refusal";
     }
     ASSERT_TRUE(connection->send(post("/echo", "Expect: 100-continue\r\nContent-Length: 3\r\n\r\n")));
@@ -172,7 +172,7 @@ TEST(Server, TurnsAwayWhatIsTooMuchAndRecovers) {
         const auto first = server.client().connect();
         const auto second = server.client().connect();
         EXPECT_FALSE(stillServes(server));
-        EXPECT_TRUE(second->send("GET /echo HTTP/1.1\r\nHost: x\r\n\r\n"));
+        EXPECT_TRUE(second->send("GET /echo HTTP/1.1\r\nHost: localhost\r\n\r\n"));
         EXPECT_EQ(second->receiveUntil("\r\n"), "HTTP/1.1 200 OK\r\n");
     }
     bool serves = false; // as soon as the server has seen the ends
@@ -192,7 +192,7 @@ TEST(Server, IsTrustedThroughItsAuthorityForLoopbackAlone) {
 
 namespace {
 
-constexpr const char* request = "GET /events HTTP/1.1\r\nHost: x\r\n\r\n";
+constexpr const char* request = "GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n";
 
 struct EventServer : RunningServer {
     explicit EventServer(const EventSource& source)
