@@ -223,9 +223,9 @@ private:
             const std::size_t known = buffer_.size();
             if (known >= limits_.headerBytes)
                 co_return make_error_code(http::error::header_limit);
-            const std::size_t count = co_await stream_.async_read_some(
-                buffer_.prepare(std::min(readAtOnce, buffer_.max_size() - known)),
-                asio::redirect_error(asio::use_awaitable, failed));
+            const std::size_t count =
+                co_await stream_.async_read_some(buffer_.prepare(std::min(readAtOnce, buffer_.max_size() - known)),
+                                                 asio::redirect_error(asio::use_awaitable, failed));
             buffer_.commit(count);
             length = headLength(buffered(), known);
             if (known == 0 && !length)
@@ -363,7 +363,7 @@ private:
 } // namespace
 
 asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp::socket socket,
-                                     std::unique_ptr<OpenConnections::Place> place) {
+                                      std::unique_ptr<OpenConnections::Place> place) {
     error_code gone;
     const auto peer = socket.remote_endpoint(gone);
     if (gone)

@@ -42,7 +42,7 @@ std::unique_ptr<OpenConnections::Place> OpenConnections::enter(int socket, const
     if (!peer.empty() && count(isTheirs) >= limits_.ofAPeer && !makeRoom(isTheirs))
         return nullptr;
     Entry entry{.socket = socket, .peer = peer, .waitingSince = Clock::now()};
-    if (count(isStranger) >= limits_.all - limits_.reserve && !makeRoom(isStranger))
+    if (count(isStranger) >= limits_.all - std::min(limits_.all, limits_.reserve) && !makeRoom(isStranger))
         entry.ofTheReserve = true;
     if (count([](const Entry&) { return true; }) >= limits_.all && !makeRoom(isStranger))
         return nullptr;

@@ -3,6 +3,7 @@
 #include "Connection.h"
 #include "Log.h"
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
@@ -12,7 +13,6 @@
 #include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <algorithm>
 #include <malloc.h>
 #include <thread>
 
@@ -25,7 +25,7 @@ using boost::system::error_code;
 namespace {
 
 constexpr std::chrono::milliseconds pauseWhenExhausted{100};
-constexpr std::chrono::milliseconds timeToEnd{3'000};
+constexpr std::chrono::milliseconds timeToEnd{2'000};
 constexpr std::size_t workerThreads = 2;
 constexpr std::size_t slowWorkerThreads = 6;
 
@@ -43,8 +43,8 @@ struct Server::Core {
         : options(std::move(serverOptions))
         , workers(workerThreads)
         , slowWorkers(slowWorkerThreads)
-        , context{options.limits,     {tls.has_value(), options.hosts, options.proxies},
-                  std::move(router),  std::move(tls),
+        , context{options.limits,         {tls.has_value(), options.hosts, options.proxies},
+                  std::move(router),      std::move(tls),
                   workers.get_executor(), slowWorkers.get_executor()}
         , connections({options.limits.connections, options.limits.connectionsOfAPeer, options.limits.reserve})
         , io(options.threads)
