@@ -28,7 +28,9 @@ constexpr PageEntry pages[] = {
          return new AISettingViewController(context.settings, context.http);
      }},
     {5, "about", "版本信息",
-     [](const PageContext& context) -> BaseViewController* { return new AboutMeViewController(context.http); }},
+     [](const PageContext& context) -> BaseViewController* {
+         return new AboutMeViewController(context.http, context.settings);
+     }},
 };
 
 } // namespace
