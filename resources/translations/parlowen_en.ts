@@ -2,10 +2,87 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="zh_CN">
 <context>
+    <name>QFileDialog</name>
+    <message>
+        <source>位置：</source>
+        <translation>Look in:</translation>
+    </message>
+    <message>
+        <source>文件名：</source>
+        <translation>File name:</translation>
+    </message>
+    <message>
+        <source>类型：</source>
+        <translation>Type:</translation>
+    </message>
+    <message>
+        <source>打开</source>
+        <translation>Open</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>Cancel</translation>
+    </message>
+</context>
+<context>
     <name>QMessageBox</name>
     <message>
         <source>确定</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::AIInterviewDetailController</name>
+    <message>
+        <source>请输入文本</source>
+        <translation>Please enter a text</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::AISettingViewController</name>
+    <message>
+        <source>麦克风声音</source>
+        <translation>Microphone</translation>
+    </message>
+    <message>
+        <source>系统声音</source>
+        <translation>System sound</translation>
+    </message>
+    <message>
+        <source>音频输入设备</source>
+        <translation>Audio input</translation>
+    </message>
+    <message>
+        <source>字体大小</source>
+        <translation>Text size</translation>
+    </message>
+    <message>
+        <source>岗位及角色</source>
+        <translation>Position and role</translation>
+    </message>
+    <message>
+        <source>点击填写目标岗位和你的角色</source>
+        <translation>Click to enter the position and your role</translation>
+    </message>
+    <message>
+        <source>填写岗位</source>
+        <translation>position</translation>
+    </message>
+    <message>
+        <source>上传简历</source>
+        <translation>résumé</translation>
+    </message>
+    <message>
+        <source>还没有%1：现在的回答只能是通用的，补上才会贴合你。</source>
+        <translation>No %1 yet: until it is there, answers stay general.</translation>
+    </message>
+    <message>
+        <source>，也没有</source>
+        <translation> and no </translation>
+    </message>
+    <message>
+        <source>还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。</source>
+        <translation>There are no interview settings yet, and choices here are not kept: open the page “AI interview” once first.</translation>
     </message>
 </context>
 <context>
@@ -118,6 +195,57 @@
     </message>
 </context>
 <context>
+    <name>parlowen::InterviewSettingViewController</name>
+    <message>
+        <source>极简风格</source>
+        <translation>Concise</translation>
+    </message>
+    <message>
+        <source>详细风格</source>
+        <translation>Detailed</translation>
+    </message>
+    <message>
+        <source>自动回答</source>
+        <translation>Automatic</translation>
+    </message>
+    <message>
+        <source>手动回答</source>
+        <translation>On request</translation>
+    </message>
+    <message>
+        <source>系统声音</source>
+        <translation>System sound</translation>
+    </message>
+    <message>
+        <source>回答风格</source>
+        <translation>Style</translation>
+    </message>
+    <message>
+        <source>回答模式</source>
+        <translation>Answers</translation>
+    </message>
+    <message>
+        <source>面试设置</source>
+        <translation>Interview settings</translation>
+    </message>
+    <message>
+        <source>翻译语言</source>
+        <translation>Translation</translation>
+    </message>
+    <message>
+        <source>识别语言</source>
+        <translation>Spoken language</translation>
+    </message>
+    <message>
+        <source>悬浮窗开始面试</source>
+        <translation>Start the interview</translation>
+    </message>
+    <message>
+        <source>麦克风声音</source>
+        <translation>Microphone</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::InterviewTypeView</name>
     <message>
         <source>国内面试AI</source>
@@ -158,6 +286,71 @@
     <message>
         <source>确定</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::LanguageListViewController</name>
+    <message>
+        <source>搜索国家/地区</source>
+        <translation>Search languages</translation>
+    </message>
+    <message>
+        <source>国家</source>
+        <translation>Languages</translation>
+    </message>
+    <message>
+        <source>正在获取语言列表…</source>
+        <translation>Getting the list of languages…</translation>
+    </message>
+    <message>
+        <source>无法获取语言列表</source>
+        <translation>The list of languages could not be fetched</translation>
+    </message>
+    <message>
+        <source>暂无可选语言</source>
+        <translation>There is no language to choose</translation>
+    </message>
+    <message>
+        <source>没有匹配的语言</source>
+        <translation>No language matches</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::LanguageNotice</name>
+    <message>
+        <source>当前服务听不懂，不会有文字。</source>
+        <translation>The service does not understand it; there would be no text.</translation>
+    </message>
+    <message>
+        <source>当前服务不能译成它。</source>
+        <translation>The service cannot translate into it.</translation>
+    </message>
+    <message>
+        <source>改用“%1”</source>
+        <translation>Use “%1”</translation>
+    </message>
+    <message>
+        <source>听不懂“%1”</source>
+        <translation>“%1” is not understood</translation>
+    </message>
+    <message>
+        <source>当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。</source>
+        <translation>The service cannot recognise this language: such an interview would have no text and no answers.</translation>
+    </message>
+    <message>
+        <source>仍然开始</source>
+        <translation>Start anyway</translation>
+    </message>
+    <message>
+        <source>返回</source>
+        <translation>Back</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::LevelMeter</name>
+    <message>
+        <source>音量</source>
+        <translation>Level</translation>
     </message>
 </context>
 <context>
@@ -337,6 +530,29 @@
     </message>
 </context>
 <context>
+    <name>parlowen::PersonalNotice</name>
+    <message>
+        <source>还没有填写岗位和上传简历，回答会比较笼统。</source>
+        <translation>Without a position and a résumé, answers stay general.</translation>
+    </message>
+    <message>
+        <source>还没有填写岗位，回答不知道您应聘什么。</source>
+        <translation>Without a position, answers do not know what you apply for.</translation>
+    </message>
+    <message>
+        <source>还没有上传简历，回答用不上您的经历。</source>
+        <translation>Without a résumé, answers cannot draw on your experience.</translation>
+    </message>
+    <message>
+        <source>去上传</source>
+        <translation>Upload</translation>
+    </message>
+    <message>
+        <source>去填写</source>
+        <translation>Fill in</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::PositionView</name>
     <message>
         <source>岗位及角色</source>
@@ -357,6 +573,37 @@
     <message>
         <source>例如：后端工程师，应聘电商公司，熟悉 C++ 与分布式系统</source>
         <translation>For example: backend engineer, applying to an online shop, at home in C++ and distributed systems</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::QuestionBox</name>
+    <message>
+        <source>撤销</source>
+        <translation>Undo</translation>
+    </message>
+    <message>
+        <source>重做</source>
+        <translation>Redo</translation>
+    </message>
+    <message>
+        <source>剪切</source>
+        <translation>Cut</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>Copy</translation>
+    </message>
+    <message>
+        <source>粘贴</source>
+        <translation>Paste</translation>
+    </message>
+    <message>
+        <source>删除</source>
+        <translation>Delete</translation>
+    </message>
+    <message>
+        <source>全选</source>
+        <translation>Select all</translation>
     </message>
 </context>
 <context>
@@ -385,6 +632,147 @@
     </message>
 </context>
 <context>
+    <name>parlowen::SessionMenu</name>
+    <message>
+        <source>背景不透明度</source>
+        <translation>Background opacity</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>Copy</translation>
+    </message>
+    <message>
+        <source>复制全部</source>
+        <translation>Copy all</translation>
+    </message>
+    <message>
+        <source>全选</source>
+        <translation>Select all</translation>
+    </message>
+    <message>
+        <source>放大文字</source>
+        <translation>Larger text</translation>
+    </message>
+    <message>
+        <source>缩小文字</source>
+        <translation>Smaller text</translation>
+    </message>
+    <message>
+        <source>默认大小</source>
+        <translation>Usual size</translation>
+    </message>
+    <message>
+        <source>背景更实</source>
+        <translation>Denser background</translation>
+    </message>
+    <message>
+        <source>背景更透</source>
+        <translation>Clearer background</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::SessionPage</name>
+    <message>
+        <source>面试记录</source>
+        <translation>Transcript</translation>
+    </message>
+    <message>
+        <source>AI回答</source>
+        <translation>AI answers</translation>
+    </message>
+    <message>
+        <source>对话的文字会显示在这里</source>
+        <translation>What is said appears here</translation>
+    </message>
+    <message>
+        <source>点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里</source>
+        <translation>Press “Answer” or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
+    </message>
+    <message>
+        <source>AI 对每个问题的回答会显示在这里</source>
+        <translation>The AI&apos;s answer to each question appears here</translation>
+    </message>
+    <message>
+        <source>问题</source>
+        <translation>Question</translation>
+    </message>
+    <message>
+        <source>回答</source>
+        <translation>Answer</translation>
+    </message>
+    <message>
+        <source>取消置顶</source>
+        <translation>Unpin</translation>
+    </message>
+    <message>
+        <source>置顶</source>
+        <translation>Keep on top</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::SessionWindow</name>
+    <message>
+        <source>AI面试</source>
+        <translation>AI interview</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::SoundCheckView</name>
+    <message>
+        <source>声音检测</source>
+        <translation>Sound check</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>正在播放测试音并收听…</source>
+        <translation>Playing a test tone and listening…</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::SoundStrip</name>
+    <message>
+        <source>收听哪个程序</source>
+        <translation>Which program is heard</translation>
+    </message>
+    <message>
+        <source>全部声音</source>
+        <translation>All sound</translation>
+    </message>
+    <message>
+        <source>检测声音</source>
+        <translation>Check sound</translation>
+    </message>
+    <message>
+        <source>%1（未播放）</source>
+        <translation>%1 (not playing)</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::StatusDetails</name>
+    <message>
+        <source>可以这样做</source>
+        <translation>What you can do</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::TranscriptModel</name>
+    <message>
+        <source>… %1 s 未听到 …</source>
+        <translation>… %1 s not heard …</translation>
+    </message>
+    <message>
+        <source>（识别中）</source>
+        <translation> (being recognised)</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::UpdateResumeView</name>
     <message>
         <source>文件格式支持(text，docx，pdf等)，简历如有更新可以重新上传覆盖</source>
@@ -405,6 +793,86 @@
     <message>
         <source>松开即可上传</source>
         <translation>Release to upload</translation>
+    </message>
+    <message>
+        <source>已选择文件：%1</source>
+        <translation>Chosen file: %1</translation>
+    </message>
+    <message>
+        <source>一次只能上传一个文件</source>
+        <translation>Only one file can be uploaded at a time</translation>
+    </message>
+    <message>
+        <source>只能上传本机上的文件</source>
+        <translation>Only files on this computer can be uploaded</translation>
+    </message>
+    <message>
+        <source>不支持这种文件，请选择 %1</source>
+        <translation>Files of this type are not taken; choose %1</translation>
+    </message>
+    <message>
+        <source>已离开设置页，简历没有上传完</source>
+        <translation>The settings were left before the résumé was uploaded</translation>
+    </message>
+    <message>
+        <source>无法获取上传凭证，点击重试</source>
+        <translation>The permission to upload could not be fetched; click to try again</translation>
+    </message>
+    <message>
+        <source>请求失败</source>
+        <translation>Request failed</translation>
+    </message>
+    <message>
+        <source>无法获取上传凭证</source>
+        <translation>The permission to upload could not be fetched</translation>
+    </message>
+    <message>
+        <source>选择简历文件</source>
+        <translation>Choose a résumé</translation>
+    </message>
+    <message>
+        <source>简历文件</source>
+        <translation>Résumé files</translation>
+    </message>
+    <message>
+        <source>已上传，回答会参考这份简历</source>
+        <translation>Uploaded; answers will draw on this résumé</translation>
+    </message>
+    <message>
+        <source>上传成功</source>
+        <translation>Uploaded</translation>
+    </message>
+    <message>
+        <source>文件 %1 已成功上传</source>
+        <translation>The file %1 was uploaded</translation>
+    </message>
+    <message>
+        <source>%1 上传失败：文件可能太大（%2）</source>
+        <translation>%1 could not be uploaded: the file may be too large (%2)</translation>
+    </message>
+    <message>
+        <source>%1 上传失败，点击重试</source>
+        <translation>%1 could not be uploaded; click to try again</translation>
+    </message>
+    <message>
+        <source>上传失败</source>
+        <translation>Upload failed</translation>
+    </message>
+    <message>
+        <source>正在准备上传…</source>
+        <translation>Preparing the upload…</translation>
+    </message>
+    <message>
+        <source>正在绑定到你的账号…</source>
+        <translation>Adding it to your account…</translation>
+    </message>
+    <message>
+        <source>正在读取文件…</source>
+        <translation>Reading the file…</translation>
+    </message>
+    <message>
+        <source>已发送，正在等待处理…</source>
+        <translation>Sent; waiting until it is processed…</translation>
     </message>
 </context>
 <context>

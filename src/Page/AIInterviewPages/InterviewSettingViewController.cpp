@@ -49,8 +49,11 @@ constexpr int targetKind = 2;
 constexpr int styleTag = 0;
 constexpr int modeTag = 1;
 
-const QString concise = QStringLiteral("极简风格");
-const QString automaticMode = QStringLiteral("自动回答");
+// As the index of each is stored.
+constexpr std::array styleTitles{QT_TRANSLATE_NOOP("parlowen::InterviewSettingViewController", "极简风格"),
+                                 QT_TRANSLATE_NOOP("parlowen::InterviewSettingViewController", "详细风格")};
+constexpr std::array modeTitles{QT_TRANSLATE_NOOP("parlowen::InterviewSettingViewController", "自动回答"),
+                                QT_TRANSLATE_NOOP("parlowen::InterviewSettingViewController", "手动回答")};
 
 const LanguageListModel builtInChinese{128, QStringLiteral("中文（简体）"), QStringLiteral("zh-CN"),
                                        QStringLiteral("zh-Hans"), QStringLiteral("Z")};
@@ -87,16 +90,16 @@ QLabel* InterviewSettingViewController::makeCaption(const QString& text) {
 
 void InterviewSettingViewController::buildUserInterface() {
     voiceLabel_ = makeLabel(hexColor(theme::start), true, 14, content_);
-    voiceLabel_->setText(QStringLiteral("系统声音"));
+    voiceLabel_->setText(tr("系统声音"));
     timeLabel_ = makeLabel(palette::CSS::black(), false, 14, content_);
     timeLabel_->setText(QStringLiteral("00:00:00"));
     for (QLabel* label : {voiceLabel_, timeLabel_})
         label->setWordWrap(false);
     soundStrip_ = new SoundStrip(settings_, content_, services_.capture);
 
-    stylePopup_ = new PopUpButton(QStringLiteral("回答风格"), {concise, QStringLiteral("详细风格")}, content_);
+    stylePopup_ = new PopUpButton(tr("回答风格"), {tr(styleTitles[0]), tr(styleTitles[1])}, content_);
     stylePopup_->tag = styleTag;
-    modePopup_ = new PopUpButton(QStringLiteral("回答模式"), {automaticMode, QStringLiteral("手动回答")}, content_);
+    modePopup_ = new PopUpButton(tr("回答模式"), {tr(modeTitles[0]), tr(modeTitles[1])}, content_);
     modePopup_->tag = modeTag;
     for (PopUpButton* popup : {stylePopup_, modePopup_})
         connect(popup, &QComboBox::activated, this, [this, popup] { popupSelectionChanged(popup); });
@@ -113,14 +116,14 @@ void InterviewSettingViewController::buildUserInterface() {
                                        .arg(hexColor(theme::secondary).name(), hexColor(theme::accent).name()));
     settingsButton_->setCursor(Qt::PointingHandCursor);
     settingsButton_->setFocusPolicy(Qt::TabFocus);
-    settingsButton_->setToolTip(QStringLiteral("面试设置"));
+    settingsButton_->setToolTip(tr("面试设置"));
     settingsButton_->setAccessibleName(settingsButton_->toolTip());
     connect(settingsButton_, &QToolButton::clicked, this, &InterviewSettingViewController::openSettings);
 }
 
 void InterviewSettingViewController::buildLanguages() {
-    outputLabel_ = makeCaption(QStringLiteral("翻译语言"));
-    lelfLanguageLabel_ = new ChoiceBox(QStringLiteral("识别语言"), content_);
+    outputLabel_ = makeCaption(tr("翻译语言"));
+    lelfLanguageLabel_ = new ChoiceBox(tr("识别语言"), content_);
     lelfLanguageLabel_->tag = spokenKind;
     rightLanguageLabel_ = new ChoiceBox(outputLabel_->text(), content_);
     rightLanguageLabel_->tag = targetKind;
@@ -134,8 +137,7 @@ void InterviewSettingViewController::buildLanguages() {
 
 void InterviewSettingViewController::buildStart() {
     startButton_ = makeButton(
-        QStringLiteral("悬浮窗开始面试"), Qt::white, hexColor(theme::start), [this] { startInterview(); }, 8, 15,
-        content_);
+        tr("悬浮窗开始面试"), Qt::white, hexColor(theme::start), [this] { startInterview(); }, 8, 15, content_);
     startButton_->setFixedSize(startSize * fontScale());
     startButton_->setAutoDefault(true);
     personal_ = new PersonalNotice(content_);
@@ -154,11 +156,11 @@ void InterviewSettingViewController::buildLayout() {
     source->addStretch();
     grid->addLayout(source, 0, 0, 1, 3, Qt::AlignTop);
     grid->addWidget(soundStrip_, 1, 0, 1, 3, Qt::AlignVCenter);
-    grid->addWidget(makeCaption(QStringLiteral("回答风格")), 2, 0);
+    grid->addWidget(makeCaption(tr("回答风格")), 2, 0);
     grid->addWidget(stylePopup_, 2, 1);
-    grid->addWidget(makeCaption(QStringLiteral("回答模式")), 3, 0);
+    grid->addWidget(makeCaption(tr("回答模式")), 3, 0);
     grid->addWidget(modePopup_, 3, 1);
-    grid->addWidget(makeCaption(QStringLiteral("识别语言")), 4, 0);
+    grid->addWidget(makeCaption(tr("识别语言")), 4, 0);
     grid->addWidget(lelfLanguageLabel_, 4, 1);
     grid->addWidget(spokenNotice_, 4, 2);
     grid->addWidget(outputLabel_, targetRow, 0);
@@ -246,7 +248,7 @@ void InterviewSettingViewController::viewDidAppear() {
     if (stored)
         startAIModel_ = *stored;
     const bool microphone = stored && stored->deviceType == 0;
-    voiceLabel_->setText(microphone ? QStringLiteral("麦克风声音") : QStringLiteral("系统声音"));
+    voiceLabel_->setText(microphone ? tr("麦克风声音") : tr("系统声音"));
     soundStrip_->setSystem(!microphone);
     showPersonalHint();
     refreshProfile(*services_.http, settings_, this, [this](const UserBaseModel&) { showPersonalHint(); });
@@ -263,13 +265,15 @@ void InterviewSettingViewController::handleMyNotification(const Notification& no
 }
 
 void InterviewSettingViewController::popupSelectionChanged(PopUpButton* sender) {
-    const QString title = sender->currentText();
+    const int index = sender->currentIndex();
     if (sender->tag == modeTag) {
-        consoleLog(QStringLiteral("回答模式选择：") + title);
-        startAIModel_.antoAnswerType = title == automaticMode ? 0 : 1;
+        consoleLog(QStringLiteral("回答模式选择：") +
+                   QString::fromUtf8(modeTitles.at(static_cast<std::size_t>(index))));
+        startAIModel_.antoAnswerType = index;
     } else if (sender->tag == styleTag) {
-        consoleLog(QStringLiteral("回答风格选择：") + title);
-        startAIModel_.generateAnswerType = title == concise ? 0 : 1;
+        consoleLog(QStringLiteral("回答风格选择：") +
+                   QString::fromUtf8(styleTitles.at(static_cast<std::size_t>(index))));
+        startAIModel_.generateAnswerType = index;
     } else {
         return;
     }
