@@ -2,6 +2,61 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="zh_CN">
 <context>
+    <name>CaptchaModule</name>
+    <message>
+        <source>以 root 身份运行时无法打开验证码，请用普通用户运行本程序。</source>
+        <translation>The captcha cannot be opened by root; run the program as an ordinary user.</translation>
+    </message>
+    <message>
+        <source>短信验证需要网页引擎，请安装软件包 parlowen-captcha。
+（自行编译时：安装 qt6-webengine-dev 后重新构建）</source>
+        <translation>Codes by SMS need the web engine: install the package parlowen-captcha.
+(Built by yourself: install qt6-webengine-dev and build again.)</translation>
+    </message>
+    <message>
+        <source>短信验证需要网页引擎，请安装软件包 libqt6webenginewidgets6。</source>
+        <translation>Codes by SMS need the web engine: install the package libqt6webenginewidgets6.</translation>
+    </message>
+</context>
+<context>
+    <name>MicroManagement</name>
+    <message>
+        <source>没有麦克风权限</source>
+        <translation>No permission to use the microphone</translation>
+    </message>
+    <message>
+        <source>没有授权麦克风</source>
+        <translation>The microphone is not permitted</translation>
+    </message>
+    <message>
+        <source>没有授权</source>
+        <translation>No permission</translation>
+    </message>
+</context>
+<context>
+    <name>Pages</name>
+    <message>
+        <source>登录</source>
+        <translation>Sign in</translation>
+    </message>
+    <message>
+        <source>AI面试</source>
+        <translation>AI interview</translation>
+    </message>
+    <message>
+        <source>个人中心</source>
+        <translation>Account</translation>
+    </message>
+    <message>
+        <source>面试设置</source>
+        <translation>Interview settings</translation>
+    </message>
+    <message>
+        <source>版本信息</source>
+        <translation>About</translation>
+    </message>
+</context>
+<context>
     <name>QFileDialog</name>
     <message>
         <source>位置：</source>
@@ -29,6 +84,25 @@
     <message>
         <source>确定</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>Transport</name>
+    <message>
+        <source>请求超时，请重试</source>
+        <translation>The request timed out; please try again</translation>
+    </message>
+    <message>
+        <source>无法连接到服务器，请稍后再试</source>
+        <translation>The server cannot be reached; please try again later</translation>
+    </message>
+    <message>
+        <source>网络未连接，请检查你的网络设置</source>
+        <translation>There is no network connection; please check your network settings</translation>
+    </message>
+    <message>
+        <source>请求失败：%1</source>
+        <translation>Request failed: %1</translation>
     </message>
 </context>
 <context>
@@ -530,6 +604,24 @@
     </message>
 </context>
 <context>
+    <name>parlowen::PageRun</name>
+    <message>
+        <source>正在连接服务…</source>
+        <translation>Connecting to the service…</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::PageWindow</name>
+    <message>
+        <source>返回</source>
+        <translation>Back</translation>
+    </message>
+    <message>
+        <source>重试</source>
+        <translation>Try again</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::PersonalNotice</name>
     <message>
         <source>还没有填写岗位和上传简历，回答会比较笼统。</source>
@@ -759,6 +851,17 @@
     <message>
         <source>可以这样做</source>
         <translation>What you can do</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::TopBarView</name>
+    <message>
+        <source>你的面试翻译助手</source>
+        <translation>Your interview and translation assistant</translation>
+    </message>
+    <message>
+        <source>切换面试类型</source>
+        <translation>Change the kind of interview</translation>
     </message>
 </context>
 <context>

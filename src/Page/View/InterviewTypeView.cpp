@@ -25,10 +25,11 @@ struct TypeWords {
 
 constexpr std::array<TypeWords, 3> typeWords{
     {{QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国内面试AI"),
-      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "适用于国内校招、公司、机构"), "ai_guonei", "国内面试AI"},
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "适用于国内校招、公司、机构"), "ai_guonei",
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国内面试AI")},
      {QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国外面试AI"),
       QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "适应于海外求职或学术面试，涉及翻译"), "ai_guowai",
-      "国外面试AI"},
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国外面试AI")},
      {QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "都可能涉及"), "", "ai_guoneiwai",
       QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "AI面试")}}};
 
