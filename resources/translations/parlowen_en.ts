@@ -271,52 +271,8 @@
 <context>
     <name>parlowen::InterviewSettingViewController</name>
     <message>
-        <source>极简风格</source>
-        <translation>Concise</translation>
-    </message>
-    <message>
-        <source>详细风格</source>
-        <translation>Detailed</translation>
-    </message>
-    <message>
-        <source>自动回答</source>
-        <translation>Automatic</translation>
-    </message>
-    <message>
-        <source>手动回答</source>
-        <translation>On request</translation>
-    </message>
-    <message>
-        <source>系统声音</source>
-        <translation>System sound</translation>
-    </message>
-    <message>
-        <source>回答风格</source>
-        <translation>Style</translation>
-    </message>
-    <message>
-        <source>回答模式</source>
-        <translation>Answers</translation>
-    </message>
-    <message>
         <source>面试设置</source>
         <translation>Interview settings</translation>
-    </message>
-    <message>
-        <source>翻译语言</source>
-        <translation>Translation</translation>
-    </message>
-    <message>
-        <source>识别语言</source>
-        <translation>Spoken language</translation>
-    </message>
-    <message>
-        <source>悬浮窗开始面试</source>
-        <translation>Start the interview</translation>
-    </message>
-    <message>
-        <source>麦克风声音</source>
-        <translation>Microphone</translation>
     </message>
 </context>
 <context>
@@ -810,6 +766,57 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::SetupForm</name>
+    <message>
+        <source>系统声音</source>
+        <translation>System sound</translation>
+    </message>
+    <message>
+        <source>回答风格</source>
+        <translation>Style</translation>
+    </message>
+    <message>
+        <source>极简风格</source>
+        <translation>Concise</translation>
+    </message>
+    <message>
+        <source>详细风格</source>
+        <translation>Detailed</translation>
+    </message>
+    <message>
+        <source>回答模式</source>
+        <translation>Answers</translation>
+    </message>
+    <message>
+        <source>自动回答</source>
+        <translation>Automatic</translation>
+    </message>
+    <message>
+        <source>手动回答</source>
+        <translation>On request</translation>
+    </message>
+    <message>
+        <source>识别语言</source>
+        <translation>Spoken language</translation>
+    </message>
+    <message>
+        <source>翻译语言</source>
+        <translation>Translation</translation>
+    </message>
+    <message>
+        <source>悬浮窗开始面试</source>
+        <translation>Start the interview</translation>
+    </message>
+    <message>
+        <source>麦克风声音</source>
+        <translation>Microphone</translation>
+    </message>
+    <message>
+        <source>正在确认语言…</source>
+        <translation>Checking languages…</translation>
     </message>
 </context>
 <context>

@@ -26,6 +26,7 @@ constexpr PageEntry pages[] = {
      }},
     {aiSettingsPage, "settings", QT_TRANSLATE_NOOP("Pages", "面试设置"),
      [](const PageContext& context) -> BaseViewController* {
+         InterviewSettingViewController::storedModel(context.settings); // also where it is the first page of all
          return new AISettingViewController(context.settings, context.http);
      }},
     {5, "about", QT_TRANSLATE_NOOP("Pages", "版本信息"),

@@ -6,21 +6,19 @@
 #include <Network/Settings.h>
 #include <Page/View/CardButton.h>
 #include <Page/View/PositionView.h>
+#include <Page/View/SettingFields.h>
 #include <Page/View/UpdateResumeView.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
-#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Windows.h>
 
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QScrollArea>
-#include <QScrollBar>
 
 namespace parlowen {
 
@@ -37,8 +35,6 @@ constexpr QSize previewSize(200, 48);
 constexpr QSize fontButtonSize(64, 42);
 constexpr int narrowestFontButton = 40;
 constexpr int pictureWidth = 100; // what the position's card shows at its right
-constexpr auto microphone = QT_TRANSLATE_NOOP("parlowen::AISettingViewController", "麦克风声音");
-constexpr auto systemSound = QT_TRANSLATE_NOOP("parlowen::AISettingViewController", "系统声音");
 
 int atFontScale(int points) { return static_cast<int>(points * fontScale()); }
 
@@ -86,8 +82,8 @@ void AISettingViewController::buildUserInterface() {
     buildResumeCard();
     missingLab_ = makeLabel(hexColor(theme::midGrey), false, 13, content_);
     missingLab_->setMaximumWidth(atFontScale(readingWidth));
-    deviceLab_ = makeCaption(tr("音频输入设备"), 16, content_);
-    setFontLab_ = makeCaption(tr("字体大小"), 16, content_);
+    deviceLab = makeCaption(tr("音频输入设备"), 16, content_);
+    setFontLab = makeCaption(tr("字体大小"), 16, content_);
     fontShowLab_ = new CustomBacTextField(content_);
     fontShowLab_->setFixedSize(previewSize * fontScale());
     fontShowLab_->setBackgroundColor(hexColor(theme::accent));
@@ -99,28 +95,28 @@ void AISettingViewController::buildUserInterface() {
     fontShowLab_->textField()->setPalette(white);
 
     const std::optional<qint64> device = startAIModel_ ? std::optional(startAIModel_->deviceType) : std::nullopt;
-    deviceSelectionGroup_ =
-        makeGroup({tr(microphone), tr(systemSound)}, device, deviceButtons_, &AISettingViewController::deviceChosen);
+    deviceSelectionGroup =
+        makeGroup({tr("麦克风声音"), tr("系统声音")}, device, deviceButtons_, &AISettingViewController::deviceChosen);
     QStringList sizes;
     for (int size = smallestFont; size <= largestFont; size += fontStep)
         sizes << QString::number(size);
     const qint64 font = startAIModel_ ? (startAIModel_->answerFontSize - smallestFont) / fontStep : 0;
-    fontSelectionGroup_ = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
+    fontSelectionGroup = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
 }
 
 void AISettingViewController::buildRoleCard() {
     roleImgV_ = new CardButton(QStringLiteral("start_icon"), content_);
     connect(roleImgV_, &CardButton::clicked, this, &AISettingViewController::imageClicked);
-    titleLab_ = makeCaption(tr("岗位及角色"), 15, roleImgV_);
+    titleLab = makeCaption(tr("岗位及角色"), 15, roleImgV_);
     positionLab_ = makeLabel(hexColor(theme::midGrey), false, 13, roleImgV_);
     positionLab_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     positionLab_->setFixedWidth(roleImgV_->width() - pageGap - atFontScale(pictureWidth));
     auto* layout = new QVBoxLayout(roleImgV_);
     layout->setContentsMargins(pageGap, 12, 0, 10);
     layout->setSpacing(4);
-    layout->addWidget(titleLab_);
+    layout->addWidget(titleLab);
     layout->addWidget(positionLab_, 1);
-    for (QLabel* label : {titleLab_, positionLab_})
+    for (QLabel* label : {titleLab, positionLab_})
         label->setAttribute(Qt::WA_TransparentForMouseEvents);
     positionLab_->setForegroundRole(QPalette::WindowText); // not the button's
 }
@@ -169,7 +165,7 @@ void AISettingViewController::buildLayout() {
         button->setMinimumWidth(atFontScale(narrowestFontButton));
         button->setMaximumWidth(atFontScale(fontButtonSize.width()));
     }
-    for (const auto& [caption, buttons] : {std::pair(deviceLab_, &deviceButtons_), {setFontLab_, &fontButtons_}}) {
+    for (const auto& [caption, buttons] : {std::pair(deviceLab, &deviceButtons_), {setFontLab, &fontButtons_}}) {
         column->addSpacing(captionGap);
         column->addWidget(caption);
         column->addSpacing(pageGap - 4);
@@ -181,18 +177,7 @@ void AISettingViewController::buildLayout() {
     column->addWidget(fontShowLab_);
     column->addStretch();
 
-    auto* scroll = new QScrollArea(this);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setWidgetResizable(true);
-    scroll->setFocusPolicy(Qt::NoFocus);
-    for (QScrollBar* bar : {scroll->verticalScrollBar(), scroll->horizontalScrollBar()})
-        bar->setStyleSheet(styleSheets::lightScrollBar());
-    scroll->setWidget(content_);
-    scroll->viewport()->setAutoFillBackground(false);
-    content_->setAutoFillBackground(false);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(scroll);
+    fillScrolling(*this, content_);
 }
 
 QString AISettingViewController::updateToken() const { return resumeFlow_ ? resumeFlow_->updateToken() : QString(); }
@@ -200,10 +185,10 @@ QString AISettingViewController::updateToken() const { return resumeFlow_ ? resu
 void AISettingViewController::uploadResume() { resumeFlow_->uploadResume(); }
 
 void AISettingViewController::deviceChosen(const QString& title) {
-    const bool isMicrophone = title == tr(microphone);
-    consoleLog(QStringLiteral("选中了设备: ") + QString::fromUtf8(isMicrophone ? microphone : systemSound));
+    const qint64 device = title == deviceButtons_.front()->title() ? 0 : 1;
+    consoleLog(QStringLiteral("选中了设备: ") + (device == 0 ? "麦克风声音" : "系统声音"));
     if (startAIModel_)
-        startAIModel_->deviceType = isMicrophone ? 0 : 1;
+        startAIModel_->deviceType = device;
     store();
 }
 
@@ -250,7 +235,7 @@ void AISettingViewController::showWhatIsMissing() {
     const int room = 2 * positionLab_->width() - positionLab_->fontMetrics().height(); // two lines, less a break
     positionLab_->setText(position.isEmpty() ? tr("点击填写目标岗位和你的角色")
                                              : positionLab_->fontMetrics().elidedText(position, Qt::ElideRight, room));
-    roleImgV_->setAccessibleName(titleLab_->text());
+    roleImgV_->setAccessibleName(titleLab->text());
     roleImgV_->setAccessibleDescription(positionLab_->text());
     QStringList missing;
     if (position.isEmpty())
