@@ -957,10 +957,6 @@
         <translation>The file %1 was uploaded</translation>
     </message>
     <message>
-        <source>%1 上传失败：文件可能太大（%2）</source>
-        <translation>%1 could not be uploaded: the file may be too large (%2)</translation>
-    </message>
-    <message>
         <source>%1 上传失败，点击重试</source>
         <translation>%1 could not be uploaded; click to try again</translation>
     </message>
@@ -983,6 +979,18 @@
     <message>
         <source>已发送，正在等待处理…</source>
         <translation>Sent; waiting until it is processed…</translation>
+    </message>
+    <message>
+        <source>文件可能太大（%1）</source>
+        <translation>the file may be too large (%1)</translation>
+    </message>
+    <message>
+        <source>%1 上传失败：%2</source>
+        <translation>%1 could not be uploaded: %2</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
     </message>
 </context>
 <context>

@@ -11,6 +11,7 @@
 #include <Tools/PopView/ProgressHUD.h>
 
 #include <QFileInfo>
+#include <QLabel>
 #include <QLocale>
 #include <utility>
 
@@ -22,6 +23,8 @@ const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
 
 /// What file services take at most, as a rule. One may close the connection without a word when it is exceeded.
 constexpr qint64 usualLimit = 32 * 1024 * 1024;
+
+constexpr int nameRoom = 120; // of a file's name in a notice, in points
 
 QString chosen(const QString& fileName) { return UpdateResumeView::tr("已选择文件：%1").arg(fileName); }
 
@@ -40,7 +43,7 @@ QString ResumeFlow::problemOf(const QList<QUrl>& files) {
     if (!files.front().isLocalFile() || file.isDir())
         return UpdateResumeView::tr("只能上传本机上的文件");
     if (!allowedTypes.contains(file.suffix().toLower()))
-        return UpdateResumeView::tr("不支持这种文件，请选择 %1").arg(allowedTypes.join(QStringLiteral("、")));
+        return UpdateResumeView::tr("不支持这种文件，请选择 %1").arg(allowedTypes.join(UpdateResumeView::tr("、")));
     return {};
 }
 
@@ -133,7 +136,8 @@ void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const s
                              const QString& text) {
     std::exchange(run->upload, nullptr)->deleteLater();
     if (status != FResponseStatus::success) {
-        fail(run, text);
+        const bool isLarge = run->total > usualLimit;
+        fail(run, text, isLarge ? UpdateResumeView::tr("文件可能太大（%1）").arg(sizeText(run->total)) : QString());
         return;
     }
     const JSON file = reply.value_or(JSON());
@@ -142,9 +146,9 @@ void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const s
 
 void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QString& fileName) {
     showState();
-    parlowen::bindResume(http_, fileId, this, [this, run, fileName](bool succeeded) {
-        if (!succeeded) {
-            fail(run, {});
+    parlowen::bindResume(http_, fileId, this, [this, run, fileName](const Result<void>& bound) {
+        if (!bound) {
+            fail(run, {}, bound.error());
             return;
         }
         boundName_ = run->fileName;
@@ -157,12 +161,12 @@ void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QSt
     });
 }
 
-void ResumeFlow::fail(Runs::iterator run, const QString& text) {
-    const QString notice =
-        run->total > usualLimit
-            ? UpdateResumeView::tr("%1 上传失败：文件可能太大（%2）").arg(run->fileName, sizeText(run->total))
-            : UpdateResumeView::tr("%1 上传失败，点击重试").arg(run->fileName);
-    card_.setNotice(UpdateResumeView::Notice::problem, notice);
+/// The reason stays on the card when the alerts are gone.
+void ResumeFlow::fail(Runs::iterator run, const QString& text, const QString& reason) {
+    const QString name = card_.title()->fontMetrics().elidedText(run->fileName, Qt::ElideMiddle, nameRoom);
+    const QString why = reason.isEmpty() ? UpdateResumeView::tr("%1 上传失败，点击重试").arg(name)
+                                         : UpdateResumeView::tr("%1 上传失败：%2").arg(name, reason);
+    card_.setNotice(UpdateResumeView::Notice::problem, why);
     end(run);
     showAlert(UpdateResumeView::tr("上传失败"), text);
 }
