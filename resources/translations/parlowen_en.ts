@@ -156,7 +156,7 @@
     </message>
     <message>
         <source>还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。</source>
-        <translation>There are no interview settings yet, and choices here are not kept: open the page “AI interview” once first.</translation>
+        <translation>There are no interview settings yet, and choices here are not kept: open the page &quot;AI interview&quot; once first.</translation>
     </message>
 </context>
 <context>
@@ -223,7 +223,7 @@
     <name>parlowen::ContactView</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>扫一扫上面二维码，添加客服</source>
@@ -283,7 +283,7 @@
     </message>
     <message>
         <source>适用于国内校招、公司、机构</source>
-        <translation>For campus recruiting, companies and institutions at home</translation>
+        <translation>Campus recruiting and companies at home</translation>
     </message>
     <message>
         <source>国外面试AI</source>
@@ -291,7 +291,7 @@
     </message>
     <message>
         <source>适应于海外求职或学术面试，涉及翻译</source>
-        <translation>For jobs or academic interviews abroad, with translation</translation>
+        <translation>Jobs and studies abroad, translated</translation>
     </message>
     <message>
         <source>都可能涉及</source>
@@ -357,11 +357,11 @@
     </message>
     <message>
         <source>改用“%1”</source>
-        <translation>Use “%1”</translation>
+        <translation>Use %1</translation>
     </message>
     <message>
         <source>听不懂“%1”</source>
-        <translation>“%1” is not understood</translation>
+        <translation>&quot;%1&quot; is not understood</translation>
     </message>
     <message>
         <source>当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。</source>
@@ -395,7 +395,7 @@
     </message>
     <message>
         <source>逐题给出思路</source>
-        <translation>Ideas for each question</translation>
+        <translation>Ideas per question</translation>
     </message>
     <message>
         <source>贴合你的简历</source>
@@ -426,11 +426,11 @@
     </message>
     <message>
         <source>自动登录</source>
-        <translation>Sign in automatically</translation>
+        <translation>Stay signed in</translation>
     </message>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>登录</source>
@@ -442,7 +442,7 @@
     </message>
     <message>
         <source>服务就在这台电脑上，任何内容都不会离开本机</source>
-        <translation>The service runs on this computer; nothing leaves it</translation>
+        <translation>All on this computer; nothing leaves it</translation>
     </message>
 </context>
 <context>
@@ -457,7 +457,7 @@
     </message>
     <message>
         <source>请输入至少6位的密码</source>
-        <translation>Password, 6 characters or more</translation>
+        <translation>At least 6 characters</translation>
     </message>
     <message>
         <source>请输入验证码</source>
@@ -524,7 +524,7 @@
     <name>parlowen::MineViewController</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>账号注销</source>
@@ -734,7 +734,7 @@
     </message>
     <message>
         <source>点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里</source>
-        <translation>Press “Answer” or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
+        <translation>Press &quot;Answer&quot; or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
     </message>
     <message>
         <source>AI 对每个问题的回答会显示在这里</source>
@@ -864,7 +864,7 @@
     <name>parlowen::TopBarView</name>
     <message>
         <source>你的面试翻译助手</source>
-        <translation>Your interview and translation assistant</translation>
+        <translation>Your interview assistant</translation>
     </message>
     <message>
         <source>切换面试类型</source>
