@@ -39,6 +39,7 @@ constexpr int setupRow = 40;
 constexpr int setupGap = 14;
 constexpr int startGap = 40; // from the language rows to the start
 constexpr QSize startSize(200, 40);
+constexpr int rehearseHeight = 24;
 constexpr int gearSize = 24;
 constexpr int gearMargin = 10;
 constexpr int widestColumn = 720; // wider, the eye has too far to go
@@ -138,6 +139,13 @@ void InterviewSettingViewController::buildStart() {
         content_);
     startButton_->setFixedSize(startSize * fontScale());
     startButton_->setAutoDefault(true);
+    if (services_.rehearse) {
+        rehearseButton_ = makeButton(QStringLiteral("用示例排练"), hexColor(theme::link), hexColor(theme::secondary),
+                                     services_.rehearse, 6, 12, content_);
+        rehearseButton_->setAutoDefault(true);
+        rehearseButton_->setFixedHeight(scaled(rehearseHeight));
+        rehearseButton_->setToolTip(QStringLiteral("用一段英文面试录音试一次，不占用麦克风"));
+    }
     personal_ = new PersonalNotice(content_);
     connect(personal_->settingsButton(), &QPushButton::clicked, this, &InterviewSettingViewController::openSettings);
 }
@@ -152,6 +160,10 @@ void InterviewSettingViewController::buildLayout() {
     source->addWidget(voiceLabel_);
     source->addWidget(timeLabel_);
     source->addStretch();
+    if (rehearseButton_ != nullptr) {
+        source->addWidget(rehearseButton_);
+        source->addSpacing(gearMargin);
+    }
     grid->addLayout(source, 0, 0, 1, 3, Qt::AlignTop);
     grid->addWidget(soundStrip_, 1, 0, 1, 3, Qt::AlignVCenter);
     grid->addWidget(makeCaption(QStringLiteral("回答风格")), 2, 0);

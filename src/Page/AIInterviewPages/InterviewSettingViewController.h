@@ -35,6 +35,7 @@ struct SetupServices {
     /// Makes a session that hears that, in a window which is not shown yet; null where there can be none.
     std::function<SessionWindow*(const SessionSound&)> makeSession;
     SoundStrip::Capture capture = inputCapture; ///< what is heard beforehand
+    std::function<void()> rehearse = {};        ///< opens a rehearsal with the sample; empty where there is none
 };
 
 /// The page on which an interview is prepared and started: how answers are given, the languages, the sound. Each choice
@@ -55,6 +56,7 @@ public:
     SoundStrip* soundStrip() const { return soundStrip_; }
     Popover* popover() const { return popover_; }
     QPushButton* startButton() const { return startButton_; }
+    QPushButton* rehearseButton() const { return rehearseButton_; }
     QToolButton* settingsButton() const { return settingsButton_; }
 
     void startInterview();
@@ -115,6 +117,7 @@ private:
     LanguageNotice* spokenNotice_ = nullptr;
     LanguageNotice* targetNotice_ = nullptr;
     QPushButton* startButton_ = nullptr;
+    QPushButton* rehearseButton_ = nullptr; ///< none where nothing can be rehearsed
     PersonalNotice* personal_ = nullptr;
     QToolButton* settingsButton_ = nullptr;
 };
