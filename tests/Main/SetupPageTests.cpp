@@ -258,6 +258,10 @@ TEST_F(SetupPageTest, TheSettingsTakeItsPlaceAndTheSidebarShowsSo) {
     HomeLeftView& column = *window_.sidebar()->leftView();
     EXPECT_TRUE(column.settingBtn()->isHighlighted());
     EXPECT_FALSE(column.toolBtn()->isHighlighted());
+
+    settings_.remove("aiInterviewSetModel");
+    window_.showPage(aiSettingsPage);
+    EXPECT_EQ(onDisk().aiInterviewSetModel(), AIInterviewModel()) << "so that choices made there first are kept";
 }
 
 } // namespace
