@@ -17,6 +17,7 @@ constexpr Phrase help{R"(Usage: parlowen [--page NAME | --start interview|rehear
        parlowen --rehearse FILE [OPTIONS]
        parlowen --interview system|microphone|app:NAME [OPTIONS]
        parlowen --check-audio [--listen]
+       parlowen --check-answers [--backend URL]
 
 Listens to an interview, shows what is said, and suggests an answer for each question. Without a command it opens its
 window; where it runs already, that window comes to the front and does what is asked.
@@ -28,6 +29,7 @@ window; where it runs already, that window comes to the front and does what is a
                        plays (app:NAME, such as app:Firefox); leaves all audio devices as they are
   --check-audio        say what a session would hear, what is missing and what to do
   --listen             with --check-audio: play a short chirp and tell whether it is heard, how loud and how late
+  --check-answers      ask one question, print the answer and the times of its first piece and of the whole
 
 Options of a session:
 
@@ -58,6 +60,7 @@ headless session heard all and an answer failed.
       parlowen --rehearse 文件 [选项]
       parlowen --interview system|microphone|app:名称 [选项]
       parlowen --check-audio [--listen]
+      parlowen --check-answers [--backend 网址]
 
 收听面试，显示对话文字，并为每个问题给出参考回答。没有命令时打开窗口；程序已在运行时，窗口回到前面并执行
 所要求的操作。
@@ -69,6 +72,7 @@ headless session heard all and an answer failed.
                        （app:名称，例如 app:Firefox）；不改动任何音频设备
   --check-audio        说明会话会听到什么、缺少什么、该怎么做
   --listen             与 --check-audio 一起使用：播放一声短音，说明能否听到、电平和延迟
+  --check-answers      提一个问题，打印回答，以及首段和完整回答的用时
 
 会话选项：
 
@@ -94,7 +98,7 @@ headless session heard all and an answer failed.
 )"};
 
 /// The options that choose what is done; at most one is given.
-const std::array<const char*, 5> commands{"rehearse", "interview", "page", "start", "check-audio"};
+const std::array<const char*, 6> commands{"rehearse", "interview", "page", "start", "check-audio", "check-answers"};
 
 constexpr Phrase refused{"parlowen: %1\nTry 'parlowen --help'.\n", "parlowen：%1\n请看 parlowen --help。\n"};
 constexpr Phrase needsFile{"--rehearse needs the name of a file", "--rehearse 需要文件名"};
@@ -126,8 +130,8 @@ CommandLine printing(const QString& text) {
 
 constexpr std::array<const char*, 8> withValue{"rehearse",   "interview", "page",     "start",
                                                "screenshot", "backend",   "language", "translate-to"};
-constexpr std::array<const char*, 8> withoutValue{"check-audio", "listen",  "headless", "json",
-                                                  "manual",      "verbose", "help",     "version"};
+constexpr std::array<const char*, 9> withoutValue{"check-audio", "check-answers", "listen", "headless", "json",
+                                                  "manual",      "verbose",       "help",   "version"};
 
 void addOptions(QCommandLineParser& parser) {
     for (const char* name : withValue)
@@ -190,12 +194,13 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
         if (findPage(line.page) == nullptr)
             return refusal(unknownPage.here(line.page, pageNames()));
     } else {
-        line.action = CommandLine::Action::CheckAudio;
+        line.action =
+            name == QLatin1String("check-audio") ? CommandLine::Action::CheckAudio : CommandLine::Action::CheckAnswers;
     }
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
         return refusal(listenAlone.here());
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
-    const bool reaches = session || line.action == CommandLine::Action::Shell;
+    const bool reaches = line.action != CommandLine::Action::CheckAudio;
     if (!reaches && parser.isSet(QStringLiteral("backend")))
         return refusal(optionOfSession.here(QStringLiteral("backend")));
     for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {

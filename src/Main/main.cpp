@@ -1,3 +1,4 @@
+#include "AnswerCheck.h"
 #include "AppDelegate.h"
 #include "AudioCommands.h"
 #include "CommandLine.h"
@@ -72,13 +73,21 @@ std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Write toOutp
     return std::make_unique<TextReport>(std::move(toOutput), std::move(clock));
 }
 
+/// The program's parts on a copy of the settings.
+struct Parts {
+    explicit Parts(const CommandLine& line)
+        : composition(settings.settings(), line.backend) {
+        if (composition.backend().isGiven())
+            settings.settings().remove(SettingsKeys::fuwuqiKey.name); // of the copy: requests go where this run's do
+    }
+    SessionSettings settings;
+    Composition composition;
+};
+
 /// Runs one session and returns its exit status.
 template<class Run>
 int runSession(const CommandLine& line) {
-    SessionSettings settings;
-    Composition composition(settings.settings(), line.backend);
-    if (composition.backend().isGiven())
-        settings.settings().remove(SettingsKeys::fuwuqiKey.name); // of the copy: requests go where this run's do
+    Parts parts(line);
     SessionRun* running = nullptr;
     const auto toOutput = [&running, &line, left = false](const QByteArray& text) mutable {
         write(stdout, text);
@@ -87,7 +96,7 @@ int runSession(const CommandLine& line) {
             onMain(QPointer<SessionRun>(running), [running] { running->interrupt(); });
     };
     const auto report = makeReport(line.json, toOutput, [&running] { return running->heardSeconds(); });
-    Run run(line, *report, settings, composition, [](int status) { QCoreApplication::exit(status); });
+    Run run(line, *report, parts.settings, parts.composition, [](int status) { QCoreApplication::exit(status); });
     running = &run;
     const UnixSignals interrupts([&run] { run.interrupt(); });
     onMain([&run] { run.begin(); });
@@ -110,6 +119,16 @@ int checkAudio(PulseClient& client, const std::shared_ptr<AudioServer>& server, 
     return QCoreApplication::exec();
 }
 
+int checkAnswers(const CommandLine& line) {
+    Parts parts(line);
+    AnswerCheck check(
+        parts.settings, parts.composition, [](const QByteArray& text) { write(stdout, text); },
+        [](int status) { QCoreApplication::exit(status); });
+    const UnixSignals interrupts([] { QCoreApplication::exit(1); });
+    onMain([&check] { check.begin(); });
+    return QCoreApplication::exec();
+}
+
 int run(const CommandLine& line) {
     setSystemLogOnStandardError(line.verbose);
     const std::shared_ptr<PulseClient> client = PulseClient::shared();
@@ -127,6 +146,8 @@ int run(const CommandLine& line) {
         return runShell(line);
     case CommandLine::Action::CheckAudio:
         return checkAudio(*client, server, line.listen);
+    case CommandLine::Action::CheckAnswers:
+        return checkAnswers(line);
     case CommandLine::Action::Print:
     case CommandLine::Action::Refuse:
         break;

@@ -10,6 +10,7 @@
 #include <Tools/PopView/ProgressHUD.h>
 
 #include <QFileInfo>
+#include <QLabel>
 #include <QLocale>
 #include <utility>
 
@@ -21,6 +22,8 @@ const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
 
 /// What file services take at most, as a rule. One may close the connection without a word when it is exceeded.
 constexpr qint64 usualLimit = 32 * 1024 * 1024;
+
+constexpr int nameRoom = 120; // of a file's name in a notice, in points
 
 QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
 
@@ -129,7 +132,8 @@ void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const s
                              const QString& text) {
     std::exchange(run->upload, nullptr)->deleteLater();
     if (status != FResponseStatus::success) {
-        fail(run, text);
+        const bool isLarge = run->total > usualLimit;
+        fail(run, text, isLarge ? QStringLiteral("文件可能太大（%1）").arg(sizeText(run->total)) : QString());
         return;
     }
     const JSON file = reply.value_or(JSON());
@@ -138,9 +142,9 @@ void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const s
 
 void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QString& fileName) {
     showState();
-    parlowen::bindResume(http_, fileId, this, [this, run, fileName](bool succeeded) {
-        if (!succeeded) {
-            fail(run, {});
+    parlowen::bindResume(http_, fileId, this, [this, run, fileName](const Result<void>& bound) {
+        if (!bound) {
+            fail(run, {}, bound.error());
             return;
         }
         boundName_ = run->fileName;
@@ -153,12 +157,12 @@ void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QSt
     });
 }
 
-void ResumeFlow::fail(Runs::iterator run, const QString& text) {
-    const QString notice =
-        run->total > usualLimit
-            ? QStringLiteral("%1 上传失败：文件可能太大（%2）").arg(run->fileName, sizeText(run->total))
-            : QStringLiteral("%1 上传失败，点击重试").arg(run->fileName);
-    card_.setNotice(UpdateResumeView::Notice::problem, notice);
+/// The reason stays on the card when the alerts are gone.
+void ResumeFlow::fail(Runs::iterator run, const QString& text, const QString& reason) {
+    const QString name = card_.title()->fontMetrics().elidedText(run->fileName, Qt::ElideMiddle, nameRoom);
+    const QString why = reason.isEmpty() ? QStringLiteral("%1 上传失败，点击重试").arg(name)
+                                         : QStringLiteral("%1 上传失败：%2").arg(name, reason);
+    card_.setNotice(UpdateResumeView::Notice::problem, why);
     end(run);
     showAlert(QStringLiteral("上传失败"), text);
 }

@@ -191,7 +191,10 @@ void UpdateResumeView::dropEvent(QDropEvent* event) {
     endDrag();
     event->setDropAction(Qt::CopyAction);
     event->setAccepted(isTaken);
-    if (isTaken && dropBlock)
+    if (!isTaken)
+        return;
+    contentImgV->setFocus(Qt::OtherFocusReason); // as after a click
+    if (dropBlock)
         dropBlock(files.front());
 }
 
