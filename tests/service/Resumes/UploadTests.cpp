@@ -114,7 +114,7 @@ TEST_F(Samples, ThatAreNoneAreRefusedWithAReasonThatBindingRepeats) {
         EXPECT_EQ(errorOf(reply), code) << name;
         const Reply bound = user.bind("", user.token);
         EXPECT_EQ(bound.code(), 1004);
-        EXPECT_EQ(bound.message(), reply.json().at("error").at("message")) << name;
+        EXPECT_EQ(bound.message(), reply.json().at("error").at("message").get<std::string>()) << name;
         EXPECT_TRUE(user.isClean()) << name;
     }
     EXPECT_TRUE(user.profile().at("resume").is_null());
