@@ -233,7 +233,7 @@ TEST(Upload, IsRefusedWhenItIsTooLargeOrTooManyWait) {
     };
     const Reply refused = upload();
     EXPECT_TRUE(refused.status == 503 && errorOf(refused) == "busy" && refused.headers.contains("retry-after"));
-    EXPECT_EQ(resumes.bind(user.user.id, "").error(), refused.json().at("error").at("message"));
+    EXPECT_EQ(resumes.bind(user.user.id, "").error(), refused.json().at("error").at("message").get<std::string>());
     EXPECT_FALSE(resumes.enter());
     resumes.leave();
     resumes.leave();
