@@ -55,6 +55,97 @@
         <source>版本信息</source>
         <translation>About</translation>
     </message>
+    <message>
+        <source>历史</source>
+        <translation>History</translation>
+    </message>
+    <message>
+        <source>学霸卡</source>
+        <translation>Study card</translation>
+    </message>
+    <message>
+        <source>活动</source>
+        <translation>Activities</translation>
+    </message>
+    <message>
+        <source>退出登录</source>
+        <translation>Sign out</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::AppDelegate</name>
+    <message>
+        <source>无法连接服务</source>
+        <translation>The service cannot be reached</translation>
+    </message>
+    <message>
+        <source>退出程序</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>重试</source>
+        <translation>Try again</translation>
+    </message>
+    <message>
+        <source>关闭窗口后继续运行吗？</source>
+        <translation>Keep running when the window is closed?</translation>
+    </message>
+    <message>
+        <source>这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。</source>
+        <translation>This desktop has no tray. In the background, starting Parlowen again brings this window back. You will not be asked again.</translation>
+    </message>
+    <message>
+        <source>留在后台</source>
+        <translation>Keep running</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ContentContainerViewController</name>
+    <message>
+        <source>账号已退出登录</source>
+        <translation>Signed out</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::HomeLeftCustomView</name>
+    <message>
+        <source>当前页面</source>
+        <translation>current page</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::TrayIcon</name>
+    <message>
+        <source>显示主窗口</source>
+        <translation>Show Main Window</translation>
+    </message>
+    <message>
+        <source>开始面试</source>
+        <translation>Start an Interview</translation>
+    </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse with the Sample</translation>
+    </message>
+    <message>
+        <source>退出</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>Parlowen 仍在运行</source>
+        <translation>Parlowen is still running</translation>
+    </message>
+    <message>
+        <source>点击托盘图标可以随时打开或退出。</source>
+        <translation>Click its icon in the tray to open it or to quit.</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ViewController</name>
+    <message>
+        <source>菜单</source>
+        <translation>Menu</translation>
+    </message>
 </context>
 <context>
     <name>QFileDialog</name>
@@ -560,24 +651,6 @@
     </message>
 </context>
 <context>
-    <name>parlowen::PageRun</name>
-    <message>
-        <source>正在连接服务…</source>
-        <translation>Connecting to the service…</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::PageWindow</name>
-    <message>
-        <source>返回</source>
-        <translation>Back</translation>
-    </message>
-    <message>
-        <source>重试</source>
-        <translation>Try again</translation>
-    </message>
-</context>
-<context>
     <name>parlowen::PersonalNotice</name>
     <message>
         <source>还没有填写岗位和上传简历，回答会比较笼统。</source>
@@ -817,6 +890,14 @@
     <message>
         <source>正在确认语言…</source>
         <translation>Checking languages…</translation>
+    </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse</translation>
+    </message>
+    <message>
+        <source>用一段英文面试录音试一次，不占用麦克风</source>
+        <translation>Try it on a recorded interview in English; the microphone is left alone</translation>
     </message>
 </context>
 <context>
