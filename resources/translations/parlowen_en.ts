@@ -73,81 +73,6 @@
     </message>
 </context>
 <context>
-    <name>parlowen::AppDelegate</name>
-    <message>
-        <source>无法连接服务</source>
-        <translation>The service cannot be reached</translation>
-    </message>
-    <message>
-        <source>退出程序</source>
-        <translation>Quit</translation>
-    </message>
-    <message>
-        <source>重试</source>
-        <translation>Try again</translation>
-    </message>
-    <message>
-        <source>关闭窗口后继续运行吗？</source>
-        <translation>Keep running when the window is closed?</translation>
-    </message>
-    <message>
-        <source>这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。</source>
-        <translation>This desktop has no tray. In the background, starting Parlowen again brings this window back. You will not be asked again.</translation>
-    </message>
-    <message>
-        <source>留在后台</source>
-        <translation>Keep running</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::ContentContainerViewController</name>
-    <message>
-        <source>账号已退出登录</source>
-        <translation>Signed out</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::HomeLeftCustomView</name>
-    <message>
-        <source>当前页面</source>
-        <translation>current page</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::TrayIcon</name>
-    <message>
-        <source>显示主窗口</source>
-        <translation>Show Main Window</translation>
-    </message>
-    <message>
-        <source>开始面试</source>
-        <translation>Start an Interview</translation>
-    </message>
-    <message>
-        <source>用示例排练</source>
-        <translation>Rehearse with the Sample</translation>
-    </message>
-    <message>
-        <source>退出</source>
-        <translation>Quit</translation>
-    </message>
-    <message>
-        <source>Parlowen 仍在运行</source>
-        <translation>Parlowen is still running</translation>
-    </message>
-    <message>
-        <source>点击托盘图标可以随时打开或退出。</source>
-        <translation>Click its icon in the tray to open it or to quit.</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::ViewController</name>
-    <message>
-        <source>菜单</source>
-        <translation>Menu</translation>
-    </message>
-</context>
-<context>
     <name>QFileDialog</name>
     <message>
         <source>位置：</source>
@@ -266,6 +191,33 @@
     </message>
 </context>
 <context>
+    <name>parlowen::AppDelegate</name>
+    <message>
+        <source>无法连接服务</source>
+        <translation>The service cannot be reached</translation>
+    </message>
+    <message>
+        <source>退出程序</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>重试</source>
+        <translation>Try again</translation>
+    </message>
+    <message>
+        <source>关闭窗口后继续运行吗？</source>
+        <translation>Keep running when the window is closed?</translation>
+    </message>
+    <message>
+        <source>这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。</source>
+        <translation>This desktop has no tray. In the background, starting Parlowen again brings this window back. You will not be asked again.</translation>
+    </message>
+    <message>
+        <source>留在后台</source>
+        <translation>Keep running</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::CaptchaViewController</name>
     <message>
         <source>无法打开安全验证</source>
@@ -330,6 +282,13 @@
     </message>
 </context>
 <context>
+    <name>parlowen::ContentContainerViewController</name>
+    <message>
+        <source>账号已退出登录</source>
+        <translation>Signed out</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::CountryListViewController</name>
     <message>
         <source>搜索国家/地区</source>
@@ -350,6 +309,13 @@
     <message>
         <source>没有匹配的国家/地区</source>
         <translation>No country matches</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::HomeLeftCustomView</name>
+    <message>
+        <source>当前页面</source>
+        <translation>current page</translation>
     </message>
 </context>
 <context>
@@ -964,6 +930,33 @@
     </message>
 </context>
 <context>
+    <name>parlowen::TrayIcon</name>
+    <message>
+        <source>显示主窗口</source>
+        <translation>Show Main Window</translation>
+    </message>
+    <message>
+        <source>开始面试</source>
+        <translation>Start an Interview</translation>
+    </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse with the Sample</translation>
+    </message>
+    <message>
+        <source>退出</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>Parlowen 仍在运行</source>
+        <translation>Parlowen is still running</translation>
+    </message>
+    <message>
+        <source>点击托盘图标可以随时打开或退出。</source>
+        <translation>Click its icon in the tray to open it or to quit.</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::UpdateResumeView</name>
     <message>
         <source>文件格式支持(text，docx，pdf等)，简历如有更新可以重新上传覆盖</source>
@@ -1091,6 +1084,13 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ViewController</name>
+    <message>
+        <source>菜单</source>
+        <translation>Menu</translation>
     </message>
 </context>
 </TS>
