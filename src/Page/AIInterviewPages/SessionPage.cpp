@@ -30,6 +30,7 @@ namespace parlowen {
 
 namespace {
 
+constexpr int buttonPadding = 10;
 constexpr int frameMargin = 2; // a frame is so much larger than what it holds on every side
 
 QString clockText(qint64 seconds) {
@@ -71,7 +72,7 @@ std::vector<QWidget*> SessionPage::keyboardOrder() const {
 
 QRect SessionPage::pinPlace() const { return topImg_->geometry(); }
 
-void SessionPage::addStatusNote(const QString& sentence) {
+void SessionPage::addStatusNote(const BilingualText& sentence) {
     if (status_ != nullptr)
         status_->addNote(sentence);
 }
@@ -94,6 +95,26 @@ void SessionPage::buildUserInterface() {
     buildLists();
     buildQuestionBox();
     buildReading();
+    sayTexts();
+}
+
+void SessionPage::sayTexts() {
+    topTableView_->setAccessibleName(tr("面试记录"));
+    bottomTableView_->setAccessibleName(tr("AI回答"));
+    topTableView_->setPlaceholder(tr("对话的文字会显示在这里"));
+    bottomTableView_->setPlaceholder(session_.isManual() ? tr("点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里")
+                                                         : tr("AI 对每个问题的回答会显示在这里"));
+    textView_->setAccessibleName(tr("问题"));
+    aiResponseButton_->setText(tr("回答"));
+    showPinState();
+}
+
+void SessionPage::changeEvent(QEvent* event) {
+    BaseViewController::changeEvent(event);
+    if (event->type() != QEvent::LanguageChange || timeLabel_ == nullptr)
+        return;
+    sayTexts();
+    buildLayout();
 }
 
 void SessionPage::buildHeader() {
@@ -130,16 +151,10 @@ void SessionPage::buildLists() {
     bottomView_ = makeView<ListFrame>(this);
     topTableView_ = new ReadingList(new AiInterviewCellMac, this);
     topTableView_->setObjectName(QStringLiteral("topTableView"));
-    topTableView_->setAccessibleName(QStringLiteral("面试记录"));
     topTableView_->setModel(transcript_);
     bottomTableView_ = new ReadingList(new AiInterviewAiCellMac, this);
     bottomTableView_->setObjectName(QStringLiteral("bottomTableView"));
-    bottomTableView_->setAccessibleName(QStringLiteral("AI回答"));
     bottomTableView_->setModel(answers_);
-    topTableView_->setPlaceholder(QStringLiteral("对话的文字会显示在这里"));
-    bottomTableView_->setPlaceholder(session_.isManual()
-                                         ? QStringLiteral("点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里")
-                                         : QStringLiteral("AI 对每个问题的回答会显示在这里"));
     for (ReadingList* list : {topTableView_, bottomTableView_})
         list->setNominalRowHeight(TextCell::nominalHeight(systemFont(session_.fontSize())));
     connect(topTableView_, &ReadingList::focusShown, topView_, &ListFrame::setHighlighted);
@@ -150,7 +165,7 @@ void SessionPage::buildQuestionBox() {
     textView_ = new QuestionBox(this);
     textView_->setObjectName(QStringLiteral("textView"));
     textView_->setVisible(session_.isManual());
-    aiResponseButton_ = new QPushButton(QStringLiteral("回答"), this);
+    aiResponseButton_ = new QPushButton(this);
     aiResponseButton_->setObjectName(QStringLiteral("aiResponseButton"));
     aiResponseButton_->setFont(systemFont(14));
     aiResponseButton_->setFocusPolicy(Qt::TabFocus);
@@ -168,6 +183,7 @@ SessionLayout SessionPage::currentLayout() const {
     header.clockWidth = timeLabel_->sizeHint().width();
     header.titleWidth = titleWidth_;
     header.status = status_ == nullptr ? QSize() : status_->sizeHint();
+    header.answerButton = aiResponseButton_->sizeHint() + QSize(2 * buttonPadding, buttonPadding);
     header.height = SessionLayout::headerFor(std::max(timeLabel_->sizeHint().height(), header.status.height()),
                                              tipLab_->sizeHint().height());
     return SessionLayout::of(size(), session_.isManual(), header);
@@ -202,7 +218,7 @@ void SessionPage::resizeEvent(QResizeEvent* event) {
 void SessionPage::showPinState() {
     topImg_->setIcon(QIcon(session_.isTop() ? QStringLiteral(":/icons/translate_up.svg")
                                             : QStringLiteral(":/icons/translate_up1.svg")));
-    tipLab_->setText(session_.isTop() ? QStringLiteral("取消置顶") : QStringLiteral("置顶"));
+    tipLab_->setText(session_.isTop() ? tr("取消置顶") : tr("置顶"));
     topImg_->setAccessibleName(tipLab_->text());
     hoverPin(topImg_->underMouse());
 }
