@@ -1,7 +1,6 @@
 #include "CountryListViewController.h"
 
 #include <Network/HttpDatas.h>
-#include <Tools/PopView/Popover.h>
 
 #include <QBoxLayout>
 #include <algorithm>
@@ -67,20 +66,12 @@ void CountryListViewController::controlTextDidChange() {
     QStringList rows;
     for (const CountryListModel& country : filteredModels_)
         rows << countryRow(country);
-    if (rows.isEmpty())
-        list_->showNotice(QStringLiteral("没有匹配的国家/地区"), false);
-    else
-        list_->showRows(rows);
+    list_->showRows(rows, QStringLiteral("没有匹配的国家/地区"));
 }
 
 void CountryListViewController::tableViewSelectionDidChange(int row) {
-    const QPointer<CountryListViewController> self(this); // the delegate may close what holds it
     if (delegateObject_)
         delegate_->didSelectCountry(filteredModels_.at(static_cast<std::size_t>(row)));
-    if (!self)
-        return;
-    if (auto* popover = qobject_cast<Popover*>(window()))
-        popover->close();
 }
 
 } // namespace parlowen

@@ -139,6 +139,22 @@ TEST_F(LocalServiceTest, ASecondProgramGetsOneOfItsOwnWhenTheFirstEnds) {
     EXPECT_EQ(reach(*shared), QNetworkReply::NoError);
 }
 
+TEST_F(LocalServiceTest, IsStartedOnceThoughItIsAskedForTwice) {
+    QFile script(data_.filePath("service"));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write("#!/bin/sh\necho started >>\"$0.log\"\nexec " + program_.toUtf8() + " \"$@\"\n");
+    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    script.close();
+    Backend backend(QString(), std::nullopt, {script.fileName(), data_.filePath("data"), 0});
+    QObject context;
+    int found = 0;
+    backend.find(&context, [&found](const Result<Access>& access) { found += access ? 1 : 0; });
+    ASSERT_TRUE(find(backend));
+    EXPECT_EQ(found, 1);
+    QFile log(script.fileName() + ".log");
+    EXPECT_TRUE(log.open(QIODevice::ReadOnly) && log.readAll() == "started\n");
+}
+
 TEST_F(LocalServiceTest, TheBackendsAuthorityIsTrustedForAnAddressOnThisMachineAlone) {
     QDir(data_.path()).mkdir("tls");
     QFile authority(data_.filePath("tls/ca.pem"));
