@@ -25,6 +25,7 @@ constexpr PageEntry pages[] = {
      }},
     {aiSettingsPage, "settings", "面试设置",
      [](const PageContext& context) -> BaseViewController* {
+         InterviewSettingViewController::storedModel(context.settings); // also where it is the first page of all
          return new AISettingViewController(context.settings, context.http);
      }},
     {5, "about", "版本信息",

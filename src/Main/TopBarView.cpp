@@ -42,9 +42,9 @@ TopBarView::TopBarView(Settings& settings, HttpDatas& http, QWidget* parent)
     : QWidget(parent)
     , settings_(settings)
     , http_(http)
-    , iconImageView_(new QLabel(this))
-    , titleLabel_(makeLabel(palette::CSS::black(), false, 14, this))
-    , subTitleLabel_(makeLabel(hexColor(theme::midGrey), false, 12, this))
+    , iconImageView(new QLabel(this))
+    , titleLabel(makeLabel(palette::CSS::black(), false, 14, this))
+    , subTitleLabel(makeLabel(hexColor(theme::midGrey), false, 12, this))
     , modeSwithButton_(new QPushButton(QStringLiteral("都有可能涉及"), this)) {
     setPalette(lightPalette(hexColor(theme::topBar)));
     setMinimumHeight(static_cast<int>(barHeight * fontScale()));
@@ -53,23 +53,23 @@ TopBarView::TopBarView(Settings& settings, HttpDatas& http, QWidget* parent)
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(16, 0, 16, 0);
     row->setSpacing(10);
-    row->addWidget(iconImageView_);
+    row->addWidget(iconImageView);
     auto* titleStack = new QVBoxLayout;
     titleStack->setSpacing(2);
     titleStack->addStretch();
-    titleStack->addWidget(titleLabel_);
-    titleStack->addWidget(subTitleLabel_);
+    titleStack->addWidget(titleLabel);
+    titleStack->addWidget(subTitleLabel);
     titleStack->addStretch();
     row->addLayout(titleStack, 1);
     row->addWidget(modeSwithButton_);
 }
 
 void TopBarView::buildTitles() {
-    iconImageView_->setPixmap(namedImage(QStringLiteral("logo")).pixmap(logoSize));
-    titleLabel_->setFont(systemFont(14, QFont::DemiBold));
-    titleLabel_->setText(QStringLiteral("Parlowen"));
-    subTitleLabel_->setText(QStringLiteral("你的面试翻译助手"));
-    for (QLabel* label : {titleLabel_, subTitleLabel_})
+    iconImageView->setPixmap(namedImage(QStringLiteral("logo")).pixmap(logoSize));
+    titleLabel->setFont(systemFont(14, QFont::DemiBold));
+    titleLabel->setText(QStringLiteral("Parlowen"));
+    subTitleLabel->setText(QStringLiteral("你的面试翻译助手"));
+    for (QLabel* label : {titleLabel, subTitleLabel})
         label->setWordWrap(false);
 }
 

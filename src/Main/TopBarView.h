@@ -39,9 +39,9 @@ private:
     Settings& settings_;
     HttpDatas& http_;
     InterviewTypeView* interviewTypeView_ = nullptr;
-    QLabel* iconImageView_;
-    QLabel* titleLabel_;
-    QLabel* subTitleLabel_;
+    QLabel* iconImageView;
+    QLabel* titleLabel;
+    QLabel* subTitleLabel;
     QPushButton* modeSwithButton_;
 };
 

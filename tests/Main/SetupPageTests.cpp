@@ -254,6 +254,10 @@ TEST_F(SetupPageTest, TheSettingsArePutInItsPlaceWithAWayBack) {
     QTest::keyClick(window_.backButton(), Qt::Key_Space);
     EXPECT_NE(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr);
     EXPECT_FALSE(window_.backButton()->isVisible());
+
+    settings_.remove("aiInterviewSetModel");
+    window_.showPage(aiSettingsPage);
+    EXPECT_EQ(onDisk().aiInterviewSetModel(), AIInterviewModel()) << "so that choices made there first are kept";
 }
 
 } // namespace

@@ -6,21 +6,19 @@
 #include <Network/Settings.h>
 #include <Page/View/CardButton.h>
 #include <Page/View/PositionView.h>
+#include <Page/View/SettingFields.h>
 #include <Page/View/UpdateResumeView.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
-#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Windows.h>
 
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QScrollArea>
-#include <QScrollBar>
 
 namespace parlowen {
 
@@ -37,7 +35,6 @@ constexpr QSize previewSize(200, 48);
 constexpr QSize fontButtonSize(64, 42);
 constexpr int narrowestFontButton = 40;
 constexpr int pictureWidth = 100; // what the position's card shows at its right
-const QString microphone = QStringLiteral("麦克风声音");
 
 int atFontScale(int points) { return static_cast<int>(points * fontScale()); }
 
@@ -85,8 +82,8 @@ void AISettingViewController::buildUserInterface() {
     buildResumeCard();
     missingLab_ = makeLabel(hexColor(theme::midGrey), false, 13, content_);
     missingLab_->setMaximumWidth(atFontScale(readingWidth));
-    deviceLab_ = makeCaption(QStringLiteral("音频输入设备"), 16, content_);
-    setFontLab_ = makeCaption(QStringLiteral("字体大小"), 16, content_);
+    deviceLab = makeCaption(QStringLiteral("音频输入设备"), 16, content_);
+    setFontLab = makeCaption(QStringLiteral("字体大小"), 16, content_);
     fontShowLab_ = new CustomBacTextField(content_);
     fontShowLab_->setFixedSize(previewSize * fontScale());
     fontShowLab_->setBackgroundColor(hexColor(theme::accent));
@@ -98,28 +95,28 @@ void AISettingViewController::buildUserInterface() {
     fontShowLab_->textField()->setPalette(white);
 
     const std::optional<qint64> device = startAIModel_ ? std::optional(startAIModel_->deviceType) : std::nullopt;
-    deviceSelectionGroup_ = makeGroup({microphone, QStringLiteral("系统声音")}, device, deviceButtons_,
-                                      &AISettingViewController::deviceChosen);
+    deviceSelectionGroup = makeGroup({QStringLiteral("麦克风声音"), QStringLiteral("系统声音")}, device, deviceButtons_,
+                                     &AISettingViewController::deviceChosen);
     QStringList sizes;
     for (int size = smallestFont; size <= largestFont; size += fontStep)
         sizes << QString::number(size);
     const qint64 font = startAIModel_ ? (startAIModel_->answerFontSize - smallestFont) / fontStep : 0;
-    fontSelectionGroup_ = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
+    fontSelectionGroup = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
 }
 
 void AISettingViewController::buildRoleCard() {
     roleImgV_ = new CardButton(QStringLiteral("start_icon"), content_);
     connect(roleImgV_, &CardButton::clicked, this, &AISettingViewController::imageClicked);
-    titleLab_ = makeCaption(QStringLiteral("岗位及角色"), 15, roleImgV_);
+    titleLab = makeCaption(QStringLiteral("岗位及角色"), 15, roleImgV_);
     positionLab_ = makeLabel(hexColor(theme::midGrey), false, 13, roleImgV_);
     positionLab_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     positionLab_->setFixedWidth(roleImgV_->width() - pageGap - atFontScale(pictureWidth));
     auto* layout = new QVBoxLayout(roleImgV_);
     layout->setContentsMargins(pageGap, 12, 0, 10);
     layout->setSpacing(4);
-    layout->addWidget(titleLab_);
+    layout->addWidget(titleLab);
     layout->addWidget(positionLab_, 1);
-    for (QLabel* label : {titleLab_, positionLab_})
+    for (QLabel* label : {titleLab, positionLab_})
         label->setAttribute(Qt::WA_TransparentForMouseEvents);
     positionLab_->setForegroundRole(QPalette::WindowText); // not the button's
 }
@@ -168,7 +165,7 @@ void AISettingViewController::buildLayout() {
         button->setMinimumWidth(atFontScale(narrowestFontButton));
         button->setMaximumWidth(atFontScale(fontButtonSize.width()));
     }
-    for (const auto& [caption, buttons] : {std::pair(deviceLab_, &deviceButtons_), {setFontLab_, &fontButtons_}}) {
+    for (const auto& [caption, buttons] : {std::pair(deviceLab, &deviceButtons_), {setFontLab, &fontButtons_}}) {
         column->addSpacing(captionGap);
         column->addWidget(caption);
         column->addSpacing(pageGap - 4);
@@ -180,18 +177,7 @@ void AISettingViewController::buildLayout() {
     column->addWidget(fontShowLab_);
     column->addStretch();
 
-    auto* scroll = new QScrollArea(this);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setWidgetResizable(true);
-    scroll->setFocusPolicy(Qt::NoFocus);
-    for (QScrollBar* bar : {scroll->verticalScrollBar(), scroll->horizontalScrollBar()})
-        bar->setStyleSheet(styleSheets::lightScrollBar());
-    scroll->setWidget(content_);
-    scroll->viewport()->setAutoFillBackground(false);
-    content_->setAutoFillBackground(false);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(scroll);
+    fillScrolling(*this, content_);
 }
 
 QString AISettingViewController::updateToken() const { return resumeFlow_ ? resumeFlow_->updateToken() : QString(); }
@@ -201,7 +187,7 @@ void AISettingViewController::uploadResume() { resumeFlow_->uploadResume(); }
 void AISettingViewController::deviceChosen(const QString& title) {
     consoleLog("选中了设备: " + title);
     if (startAIModel_)
-        startAIModel_->deviceType = title == microphone ? 0 : 1;
+        startAIModel_->deviceType = title == deviceButtons_.front()->title() ? 0 : 1;
     store();
 }
 
@@ -248,7 +234,7 @@ void AISettingViewController::showWhatIsMissing() {
     const int room = 2 * positionLab_->width() - positionLab_->fontMetrics().height(); // two lines, less a break
     positionLab_->setText(position.isEmpty() ? QStringLiteral("点击填写目标岗位和你的角色")
                                              : positionLab_->fontMetrics().elidedText(position, Qt::ElideRight, room));
-    roleImgV_->setAccessibleName(titleLab_->text());
+    roleImgV_->setAccessibleName(titleLab->text());
     roleImgV_->setAccessibleDescription(positionLab_->text());
     QStringList missing;
     if (position.isEmpty())

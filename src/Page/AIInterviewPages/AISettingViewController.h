@@ -73,17 +73,17 @@ private:
     std::optional<AIInterviewModel> startAIModel_;
     QWidget* content_; ///< what scrolls
     CardButton* roleImgV_ = nullptr;
-    QLabel* titleLab_ = nullptr;
+    QLabel* titleLab = nullptr;
     QLabel* positionLab_ = nullptr; ///< the position, or what to do about it
     UpdateResumeView* updateResumeView_ = nullptr;
     QLabel* missingLab_ = nullptr; ///< what answers suffer from as things stand
-    QLabel* deviceLab_ = nullptr;
-    QLabel* setFontLab_ = nullptr;
+    QLabel* deviceLab = nullptr;
+    QLabel* setFontLab = nullptr;
     CustomBacTextField* fontShowLab_ = nullptr;
     std::vector<CustomButtonView*> deviceButtons_;
     std::vector<CustomButtonView*> fontButtons_;
-    std::shared_ptr<ExclusiveSelectionGroup> deviceSelectionGroup_;
-    std::shared_ptr<ExclusiveSelectionGroup> fontSelectionGroup_;
+    std::shared_ptr<ExclusiveSelectionGroup> deviceSelectionGroup;
+    std::shared_ptr<ExclusiveSelectionGroup> fontSelectionGroup;
     PositionView* positionView_;
     std::unique_ptr<ResumeFlow> resumeFlow_;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "LanguageListViewController.h"
-#include "SoundStrip.h"
+#include "SetupForm.h"
 
 #include <Network/Models.h>
 #include <Page/View/BaseViewController.h>
@@ -10,19 +10,13 @@
 #include <optional>
 #include <vector>
 
-class QLabel;
-class QPushButton;
 class QToolButton;
 
 namespace parlowen {
 
 class AudioRouting;
-class ChoiceBox;
 class HttpDatas;
-class LanguageNotice;
-class PersonalNotice;
 class Popover;
-class PopUpButton;
 class SessionWindow;
 class Settings;
 struct Notification;
@@ -45,16 +39,20 @@ class InterviewSettingViewController : public BaseViewController, public Languag
 public:
     explicit InterviewSettingViewController(SetupServices services, QWidget* parent = nullptr);
 
+    /// Stores the answers' settings that a first use begins with, unless there are some already, and gives what is
+    /// stored then.
+    static AIInterviewModel storedModel(Settings& settings);
+
     const AIInterviewModel& startAIModel() const { return startAIModel_; }
-    PopUpButton* stylePopup() const { return stylePopup_; }
-    PopUpButton* modePopup() const { return modePopup_; }
-    ChoiceBox* lelfLanguageLabel() const { return lelfLanguageLabel_; }
-    ChoiceBox* rightLanguageLabel() const { return rightLanguageLabel_; }
-    QLabel* outputLabel() const { return outputLabel_; }
-    QLabel* voiceLabel() const { return voiceLabel_; }
-    SoundStrip* soundStrip() const { return soundStrip_; }
+    PopUpButton* stylePopup() const { return form_->stylePopup(); }
+    PopUpButton* modePopup() const { return form_->modePopup(); }
+    ChoiceBox* lelfLanguageLabel() const { return form_->lelfLanguageLabel(); }
+    ChoiceBox* rightLanguageLabel() const { return form_->rightLanguageLabel(); }
+    QLabel* outputLabel() const { return form_->outputLabel(); }
+    QLabel* voiceLabel() const { return form_->voiceLabel(); }
+    SoundStrip* soundStrip() const { return form_->soundStrip(); }
     Popover* popover() const { return popover_; }
-    QPushButton* startButton() const { return startButton_; }
+    QPushButton* startButton() const { return form_->startButton(); }
     QToolButton* settingsButton() const { return settingsButton_; }
 
     void startInterview();
@@ -69,23 +67,20 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    QLabel* makeCaption(const QString& text);
-    void buildLanguages();
-    void buildStart();
     void loadStored();
     void applyInterviewType();
-    bool isSingle() const { return aiInterviewType_ == 1; }
+    void showLanguages();
+    bool isSingle() const { return aiInterviewType == 1; }
     const std::optional<LanguageListModel>& spokenLanguage() const {
-        return isSingle() ? chinaLangModel_ : lelfLangModel_;
+        return isSingle() ? chinaLangModel : lelfLangModel;
     }
 
     void handleMyNotification(const Notification& notification);
     void popupSelectionChanged(PopUpButton* sender);
-    void languagePopupClicked(const ChoiceBox* box);
+    void languagePopupClicked(ChoiceBox* box);
 
     void requestOffered();
     void receiveOffered(LanguageNotice& notice, std::optional<std::vector<LanguageListModel>> languages);
-    void showNotices();
     void takeInstead(const LanguageNotice& notice);
     void askBeforeStart();
     void beginSession();
@@ -94,28 +89,16 @@ private:
     const SetupServices services_;
     Settings& settings_;
     AIInterviewModel startAIModel_;
-    std::optional<qint64> aiInterviewType_;
-    std::optional<LanguageListModel> chinaLangModel_;
-    std::optional<LanguageListModel> lelfLangModel_;
-    std::optional<LanguageListModel> rightLangModel_;
-    int source_ = 1;
+    std::optional<qint64> aiInterviewType;
+    std::optional<LanguageListModel> chinaLangModel;
+    std::optional<LanguageListModel> lelfLangModel;
+    std::optional<LanguageListModel> rightLangModel;
+    int source = 1;
     int requests_ = 0;        ///< lists of languages that are on their way
     bool startsThen_ = false; ///< the start waits for them
 
-    QWidget* content_; ///< what scrolls
+    SetupForm* form_; ///< what scrolls
     Popover* popover_;
-    QLabel* voiceLabel_ = nullptr;
-    QLabel* timeLabel_ = nullptr;
-    SoundStrip* soundStrip_ = nullptr;
-    PopUpButton* stylePopup_ = nullptr;
-    PopUpButton* modePopup_ = nullptr;
-    ChoiceBox* lelfLanguageLabel_ = nullptr;
-    ChoiceBox* rightLanguageLabel_ = nullptr;
-    QLabel* outputLabel_ = nullptr;
-    LanguageNotice* spokenNotice_ = nullptr;
-    LanguageNotice* targetNotice_ = nullptr;
-    QPushButton* startButton_ = nullptr;
-    PersonalNotice* personal_ = nullptr;
     QToolButton* settingsButton_ = nullptr;
 };
 

@@ -42,14 +42,14 @@ int scaled(int points) { return static_cast<int>(points * fontScale()); }
 
 InterviewContentView::InterviewContentView(QWidget* parent)
     : KeyFocusButton(parent)
-    , imageView_(new QLabel(this))
+    , imageView(new QLabel(this))
     , titleLabel_(makeLabel(hexColor(theme::darkText), false, 14, this))
     , subtitleLabel_(makeLabel(hexColor(theme::midGrey), false, 12, this))
     , selectImageView_(new QLabel(this)) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(optionInset, 0, optionInset, 0);
     row->setSpacing(optionInset);
-    row->addWidget(imageView_);
+    row->addWidget(imageView);
     auto* texts = new QVBoxLayout;
     texts->setSpacing(4);
     texts->addStretch();
@@ -58,7 +58,7 @@ InterviewContentView::InterviewContentView(QWidget* parent)
     texts->addStretch();
     row->addLayout(texts, 1);
     row->addWidget(selectImageView_);
-    for (QLabel* part : {imageView_, titleLabel_, subtitleLabel_, selectImageView_})
+    for (QLabel* part : {imageView, titleLabel_, subtitleLabel_, selectImageView_})
         part->setAttribute(Qt::WA_TransparentForMouseEvents);
     selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select")).pixmap(typeMark));
     QSizePolicy stays = selectImageView_->sizePolicy();
@@ -69,7 +69,7 @@ InterviewContentView::InterviewContentView(QWidget* parent)
 
 void InterviewContentView::configure(const QString& image, const QString& title, const QString& subtitle,
                                      bool selected) {
-    imageView_->setPixmap(namedImage(image).pixmap(pictureSize));
+    imageView->setPixmap(namedImage(image).pixmap(pictureSize));
     titleLabel_->setText(title);
     subtitleLabel_->setText(subtitle);
     subtitleLabel_->setHidden(subtitle.isEmpty());
@@ -127,13 +127,14 @@ void InterviewTypeView::build() {
         column->addWidget(label);
     }
     column->addSpacing(4);
-    for (std::size_t i = 0; i < options_.size(); ++i) {
-        options_.at(i) = new InterviewContentView(this);
-        options_.at(i)->clickHandler = [this, chosen = static_cast<qint64>(i) + 1] {
+    qint64 value = 0;
+    for (InterviewContentView** option : {&ai1view, &ai2view, &ai3view}) {
+        *option = new InterviewContentView(this);
+        (*option)->clickHandler = [this, chosen = ++value] {
             type = chosen;
             refresh();
         };
-        column->addWidget(options_.at(i), 1);
+        column->addWidget(*option, 1);
     }
     column->addSpacing(6);
     column->addLayout(buildButtons());
@@ -165,10 +166,11 @@ QLayout* InterviewTypeView::buildButtons() {
 }
 
 void InterviewTypeView::refresh() {
-    for (std::size_t i = 0; i < options_.size(); ++i) {
+    const auto views = options();
+    for (std::size_t i = 0; i < views.size(); ++i) {
         const TypeWords& words = typeWords.at(i);
-        options_.at(i)->configure(QString::fromUtf8(words.image), QString::fromUtf8(words.title),
-                                  QString::fromUtf8(words.subtitle), type == static_cast<qint64>(i) + 1);
+        views.at(i)->configure(QString::fromUtf8(words.image), QString::fromUtf8(words.title),
+                               QString::fromUtf8(words.subtitle), type == static_cast<qint64>(i) + 1);
     }
 }
 

@@ -36,7 +36,7 @@ protected:
 private:
     void handleClick();
 
-    QLabel* imageView_;
+    QLabel* imageView;
     QLabel* titleLabel_;
     QLabel* subtitleLabel_;
     QLabel* selectImageView_;
@@ -60,7 +60,9 @@ public:
     void sureTap();
 
     void setCornerRadius(double radius);
-    const std::array<InterviewContentView*, 3>& options() const { return options_; } ///< of the types 1, 2 and 3
+    std::array<InterviewContentView*, 3> options() const {
+        return {ai1view, ai2view, ai3view};
+    } ///< of the types 1 to 3
     QPushButton* skipButton() const { return skipButton_; }
     QPushButton* sureButton() const { return sureButton_; }
 
@@ -78,7 +80,9 @@ private:
     double cornerRadius_ = 16;
     QLabel* typeLabel_ = nullptr;
     QLabel* contentLabel_ = nullptr;
-    std::array<InterviewContentView*, 3> options_{};
+    InterviewContentView* ai1view = nullptr;
+    InterviewContentView* ai2view = nullptr;
+    InterviewContentView* ai3view = nullptr;
     QPushButton* skipButton_ = nullptr;
     QPushButton* sureButton_ = nullptr;
 };

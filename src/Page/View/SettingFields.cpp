@@ -2,11 +2,15 @@
 
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QAbstractItemView>
+#include <QBoxLayout>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QWheelEvent>
 
 namespace parlowen {
@@ -33,6 +37,21 @@ QString popUpStyle() {
 }
 
 } // namespace
+
+void fillScrolling(QWidget& page, QWidget* content) {
+    auto* area = new QScrollArea(&page);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidgetResizable(true);
+    area->setFocusPolicy(Qt::NoFocus);
+    for (QScrollBar* bar : {area->verticalScrollBar(), area->horizontalScrollBar()})
+        bar->setStyleSheet(styleSheets::lightScrollBar());
+    area->setWidget(content);
+    for (QWidget* ground : {area->viewport(), content})
+        ground->setAutoFillBackground(false);
+    auto* whole = new QVBoxLayout(&page);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(area);
+}
 
 PopUpButton::PopUpButton(const QString& accessibleName, const QStringList& items, QWidget* parent)
     : QComboBox(parent) {

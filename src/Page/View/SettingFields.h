@@ -6,6 +6,9 @@
 
 namespace parlowen {
 
+/// Lets the content fill the page, which takes it over, and scroll where the page is smaller.
+void fillScrolling(QWidget& page, QWidget* content);
+
 /// A pop-up button for one choice of several, 160 × 32 at the usual font scale. The wheel turns it only while it has
 /// the keyboard, so that a page can be scrolled across it. Main thread only.
 class PopUpButton : public QComboBox {

@@ -44,9 +44,9 @@ void setTextColor(QLabel& label, const QColor& color) {
 void UpdateResumeView::build() {
     setPalette(lightPalette(Qt::white));
     setAcceptDrops(true);
-    contentImgV_ = new CardButton(QStringLiteral("aiText_bg"), this);
-    setFixedSize(contentImgV_->size());
-    connect(contentImgV_, &CardButton::clicked, this, &UpdateResumeView::updateTap);
+    contentImgV = new CardButton(QStringLiteral("aiText_bg"), this);
+    setFixedSize(contentImgV->size());
+    connect(contentImgV, &CardButton::clicked, this, &UpdateResumeView::updateTap);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 10, 16, 10);
     layout->setSpacing(6);
@@ -112,8 +112,8 @@ void UpdateResumeView::buildProgress() {
 
 void UpdateResumeView::setUpdateText(const QString& text) {
     updateLabel_->setText(text);
-    contentImgV_->setToolTip(text);
-    contentImgV_->setAccessibleName(text);
+    contentImgV->setToolTip(text);
+    contentImgV->setAccessibleName(text);
 }
 
 void UpdateResumeView::showProgress(const QString& text, double share, bool cancellable) {
@@ -121,7 +121,7 @@ void UpdateResumeView::showProgress(const QString& text, double share, bool canc
     bar_->setRange(0, share < 0 ? 0 : barSteps); // without a range it only shows that something goes on
     bar_->setValue(static_cast<int>(share * barSteps));
     if (!cancellable && cancelButton_->hasFocus())
-        contentImgV_->setFocus(Qt::OtherFocusReason);
+        contentImgV->setFocus(Qt::OtherFocusReason);
     cancelButton_->setVisible(cancellable);
     isBusy_ = true;
     showTitle();
@@ -129,7 +129,7 @@ void UpdateResumeView::showProgress(const QString& text, double share, bool canc
 
 void UpdateResumeView::hideProgress() {
     if (cancelButton_->hasFocus())
-        contentImgV_->setFocus(Qt::OtherFocusReason);
+        contentImgV->setFocus(Qt::OtherFocusReason);
     isBusy_ = false;
     showTitle();
 }
@@ -149,10 +149,10 @@ void UpdateResumeView::showTitle() {
     const bool isPlain = !dragProblem_ && noticeKind_ == Notice::none;
     setTextColor(*title_, isProblem ? problemColor() : isPlain ? titleGrey : hexColor(theme::link));
     title_->setText(text);
-    contentImgV_->setAccessibleDescription(text);
+    contentImgV->setAccessibleDescription(text);
     title_->setVisible(dragProblem_ || !isBusy_);
     progress_->setVisible(title_->isHidden());
-    contentImgV_->setOutline(!dragProblem_ ? QColor() : isProblem ? problemColor() : hexColor(theme::accent));
+    contentImgV->setOutline(!dragProblem_ ? QColor() : isProblem ? problemColor() : hexColor(theme::accent));
 }
 
 void UpdateResumeView::updateTap() {

@@ -60,7 +60,7 @@ private:
     void showTitle();
     void endDrag();
 
-    CardButton* contentImgV_ = nullptr;
+    CardButton* contentImgV = nullptr;
     QLabel* icon_ = nullptr;
     ElidedLabel* updateLabel_ = nullptr;
     QLabel* title_ = nullptr;

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "SoundStrip.h"
+
+#include <QWidget>
+#include <optional>
+
+class QGridLayout;
+class QLabel;
+class QPushButton;
+
+namespace parlowen {
+
+class ChoiceBox;
+class LanguageNotice;
+class PersonalNotice;
+class PopUpButton;
+class Settings;
+struct LanguageListModel;
+
+/// What stands on the setup page, row by row, each where it belongs. It shows what it is told and decides nothing. Main
+/// thread only.
+class SetupForm : public QWidget {
+    Q_OBJECT
+public:
+    enum Tag { styleTag = 0, modeTag = 1, spokenTag = 1, targetTag = 2 }; ///< of the pop-up buttons, of the boxes
+
+    /// The settings must outlive it.
+    SetupForm(Settings& settings, SoundStrip::Capture capture, QWidget* parent = nullptr);
+
+    /// Whether the sound of the computer is heard, or a microphone's.
+    void showSource(bool system);
+    /// The languages; none is shown as an empty text. Without a translation its row is not there.
+    void showLanguages(const std::optional<LanguageListModel>& spoken, const std::optional<LanguageListModel>& target,
+                       bool translates);
+    /// Whether a start waits for something.
+    void showWaiting(bool waits);
+
+    QLabel* voiceLabel() const { return voiceLabel_; }
+    SoundStrip* soundStrip() const { return soundStrip_; }
+    PopUpButton* stylePopup() const { return stylePopup_; }
+    PopUpButton* modePopup() const { return modePopup_; }
+    ChoiceBox* lelfLanguageLabel() const { return lelfLanguageLabel_; }
+    ChoiceBox* rightLanguageLabel() const { return rightLanguageLabel_; }
+    QLabel* outputLabel() const { return outputLabel_; }
+    LanguageNotice* spokenNotice() const { return spokenNotice_; }
+    LanguageNotice* targetNotice() const { return targetNotice_; }
+    QPushButton* startButton() const { return startButton_; }
+    PersonalNotice* personalNotice() const { return personal_; }
+
+private:
+    void layRows();
+
+    QLabel* voiceLabel_;
+    QLabel* timeLabel_;
+    SoundStrip* soundStrip_;
+    PopUpButton* stylePopup_;
+    PopUpButton* modePopup_;
+    ChoiceBox* lelfLanguageLabel_;
+    LanguageNotice* spokenNotice_;
+    QLabel* outputLabel_;
+    ChoiceBox* rightLanguageLabel_;
+    LanguageNotice* targetNotice_;
+    QPushButton* startButton_;
+    PersonalNotice* personal_;
+    QGridLayout* grid_;
+};
+
+} // namespace parlowen
