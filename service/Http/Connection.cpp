@@ -14,6 +14,7 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <limits>
 
 namespace parlowen::service {
 
@@ -25,7 +26,8 @@ namespace http = boost::beast::http;
 using boost::system::error_code;
 using Parser = http::request_parser<RequestBody>;
 
-constexpr std::size_t sinkPiece = 256 * 1024; // bytes, that a sink takes at once
+constexpr std::size_t sinkPiece = 256 * 1024;                             // bytes, that a sink takes at once
+constexpr std::uint64_t mostForgotten = std::uint64_t{256} * 1024 * 1024; // bytes of a refused upload
 
 /// The reply to a request that could not be read, or none when there is nobody to reply to.
 std::optional<HttpResponse> replyTo(const error_code& problem) {
@@ -113,8 +115,11 @@ private:
         auto refusal = co_await refusalOf(match, request, parser);
         if (refusal && parser.is_done())
             co_return co_await respond(request.raw, *std::move(refusal));
-        if (refusal)
-            co_return co_await refuse(std::move(refusal));
+        if (refusal) {
+            const bool isUpload = match.route != nullptr && match.route->rules.sink;
+            const std::uint64_t coming = isUpload ? parser.content_length().value_or(0) : 0;
+            co_return co_await refuse(std::move(refusal), coming);
+        }
         const RouteRules& rules = match.route->rules;
         problem = co_await beginBody(parser, rules.bodyBytes);
         if (!problem && rules.sink)
@@ -276,22 +281,37 @@ private:
 
     asio::awaitable<bool> refuse(error_code problem) {
         auto reply = replyTo(problem);
-        co_return co_await refuse(std::move(reply));
+        co_return co_await refuse(std::move(reply), 0);
     }
 
     /// Replies and closes. What the client still sends is read for a while, since a connection that is closed with
-    /// unread data loses the reply on its way.
-    asio::awaitable<bool> refuse(std::optional<HttpResponse> reply) {
+    /// unread data loses the reply on its way. Many clients read no reply before all of an upload is out, so this is
+    /// let come in as far as that is bearable: `coming` bytes.
+    asio::awaitable<bool> refuse(std::optional<HttpResponse> reply, std::uint64_t coming) {
         if (!reply)
             co_return false;
-        error_code failed = co_await send(*std::move(reply), 11, false, false);
+        const error_code failed = co_await send(*std::move(reply), 11, false, false);
+        if (failed)
+            co_return false;
+        const std::uint64_t unread = coming - std::min<std::uint64_t>(coming, buffer_.size());
+        limitTo(limits_.upload);
+        co_await forget(std::min(unread, mostForgotten));
         error_code ignored;
         beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
-        std::array<char, 4096> unread{};
         limitTo(closingTime);
-        while (!failed)
-            co_await stream_.async_read_some(asio::buffer(unread), asio::redirect_error(asio::use_awaitable, failed));
+        co_await forget(std::numeric_limits<std::uint64_t>::max());
         co_return false;
+    }
+
+    /// Reads that many bytes unless the connection ends before.
+    asio::awaitable<void> forget(std::uint64_t bytes) {
+        std::array<char, 16 * 1024> unread{};
+        error_code failed;
+        while (!failed && bytes > 0) {
+            const std::size_t count = co_await stream_.async_read_some(
+                asio::buffer(unread), asio::redirect_error(asio::use_awaitable, failed));
+            bytes -= std::min<std::uint64_t>(bytes, count);
+        }
     }
 
     asio::awaitable<void> close() {

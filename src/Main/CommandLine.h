@@ -8,12 +8,13 @@ namespace parlowen {
 /// What the command line asks for.
 struct CommandLine {
     enum class Action {
-        Rehearse,   ///< run a session on a recorded interview
-        Interview,  ///< run a session on the call's own sound or the microphone
-        Page,       ///< show one page in a window
-        CheckAudio, ///< say what audio devices there are and what is missing
-        Print,      ///< write `message` to standard output and end with status 0
-        Refuse,     ///< write `message` to standard error and end with status 2
+        Rehearse,     ///< run a session on a recorded interview
+        Interview,    ///< run a session on the call's own sound or the microphone
+        Page,         ///< show one page in a window
+        CheckAudio,   ///< say what audio devices there are and what is missing
+        CheckAnswers, ///< ask one question and say how long its answer took
+        Print,        ///< write `message` to standard output and end with status 0
+        Refuse,       ///< write `message` to standard error and end with status 2
     };
 
     Action action = Action::Refuse;
@@ -37,7 +38,8 @@ struct CommandLine {
     bool showsWindow() const { return !headless || !screenshot.isEmpty(); }
 };
 
-/// Reads the arguments, the program's own name first.
+/// Reads the arguments, the program's own name first. A language for the program holds from then on, also for what is
+/// refused.
 CommandLine parseCommandLine(const QStringList& arguments);
 
 } // namespace parlowen

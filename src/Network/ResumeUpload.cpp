@@ -6,7 +6,6 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
-#include <Foundation/Result.h>
 
 #include <QFileInfo>
 #include <QHttpMultiPart>
@@ -181,13 +180,18 @@ void ResumeUpload::tell(FResponseStatus status, const std::optional<JSON>& body,
     });
 }
 
-void bindResume(HttpDatas& http, const QString& fileId, QObject* context, std::function<void(bool)> done) {
+void bindResume(HttpDatas& http, const QString& fileId, QObject* context,
+                std::function<void(const Result<void>&)> done) {
     const QString path = QStringLiteral("/user/bind_resume/") + QString::fromLatin1(QUrl::toPercentEncoding(fileId));
-    http.requestData(
-        path, HttpMethod::POST, std::nullopt, std::nullopt, context,
-        [done = std::move(done)](FResponseStatus status, const std::optional<JSON>&, const std::optional<QString>&) {
-            done(status == FResponseStatus::success);
-        });
+    http.requestData(path, HttpMethod::POST, std::nullopt, std::nullopt, context,
+                     [done = std::move(done)](FResponseStatus status, const std::optional<JSON>&,
+                                              const std::optional<QString>& message) {
+                         if (status == FResponseStatus::success)
+                             done({});
+                         else
+                             done(
+                                 failure(status == FResponseStatus::unusual ? message.value_or(QString()) : QString()));
+                     });
 }
 
 } // namespace parlowen

@@ -3,6 +3,7 @@
 #include "HttpDatas.h"
 
 #include <Foundation/LocalTrust.h>
+#include <Foundation/Result.h>
 
 #include <QNetworkAccessManager>
 #include <QObject>
@@ -65,8 +66,9 @@ private:
     std::shared_ptr<std::atomic_bool> isGone_ = std::make_shared<std::atomic_bool>(false);
 };
 
-/// Binds the uploaded file of that id to the account. `done` hears whether it succeeded; never once the context is
-/// gone. On the context's thread.
-void bindResume(HttpDatas& http, const QString& fileId, QObject* context, std::function<void(bool)> done);
+/// Binds the uploaded file of that id to the account. `done` hears how it ended, the error being the backend's own
+/// words or empty; never once the context is gone. On the context's thread.
+void bindResume(HttpDatas& http, const QString& fileId, QObject* context,
+                std::function<void(const Result<void>&)> done);
 
 } // namespace parlowen

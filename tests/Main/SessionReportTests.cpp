@@ -104,9 +104,11 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
     EXPECT_TRUE(plain.systemAudio && parse({"--interview", "system"}).systemAudio);
     EXPECT_FALSE(plain.headless || plain.json || plain.manual || parse({"--interview", "microphone"}).systemAudio);
     EXPECT_EQ(parse({"--check-audio"}).action, Action::CheckAudio);
+    EXPECT_EQ(parse({"--check-answers", "--backend", "https://b/v1"}).action, Action::CheckAnswers);
     EXPECT_TRUE(parse({"--check-audio", "--listen"}).listen && !parse({"--check-audio"}).listen);
-    for (const char* option : {"--rehearse", "--interview", "--check-audio", "--listen", "--headless", "--json",
-                               "--screenshot", "--backend", "--language", "--translate-to", "--manual", "--verbose"})
+    for (const char* option :
+         {"--rehearse", "--interview", "--check-audio", "--check-answers", "--listen", "--headless", "--json",
+          "--screenshot", "--backend", "--language", "--translate-to", "--manual", "--verbose"})
         EXPECT_TRUE(parse({"--help"}).message.contains(QLatin1String(option))) << option;
     EXPECT_EQ(parse({"--version"}).action, Action::Print);
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
@@ -121,6 +123,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--rehearse", "a.wav", "--loud"}, "no option 'loud'"},
         {{"--check-audio=loud"}, "--check-audio takes no value"},
         {{"--interview", "loud"}, "not 'loud'"},
+        {{"--check-audio", "--backend", "https://b"}, "--backend goes with"},
         {{"--page", "attic"}, "setup, "},
         {{"--page", "setup", "--manual"}, "--manual"},
         {{"--interview", "system", "--rehearse", "a.wav"}, "--interview"},

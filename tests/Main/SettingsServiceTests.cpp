@@ -49,8 +49,8 @@ TEST_F(SettingsServiceTest, TheLanguagesComeAndOfTwoResumesTheOneThatIsNotTooLar
     EXPECT_EQ(outcomeOf(path), "上传成功|文件 简历.pdf 已成功上传");
     const auto bound = [this] { return settings_.userInfo()->resume.value_or(UserResumeInfo()).resume_name; };
     EXPECT_TRUE(waitFor([&] { return bound() == "简历.pdf"; }));
-    EXPECT_TRUE(outcomeOf(file("big.pdf", 40'000'000)).startsWith("上传失败|"));
-    EXPECT_EQ(card().title()->text(), "big.pdf 上传失败：文件可能太大（40.0 MB）");
+    EXPECT_EQ(outcomeOf(file("big.pdf", 40'000'000)), "上传失败|");
+    EXPECT_EQ(card().title()->text(), "big.pdf 上传失败：文件超过 32 MB，请压缩后再上传") << "the service's own words";
     EXPECT_EQ(card().updateLabel()->text(), "已选择文件：简历.pdf") << "which the account still holds";
 }
 

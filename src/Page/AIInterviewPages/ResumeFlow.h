@@ -62,7 +62,7 @@ private:
     void uploadEnded(Runs::iterator run, FResponseStatus status, const std::optional<JSON>& reply, const QString& text);
     void bindResume(Runs::iterator run, const QString& fileId, const QString& fileName);
     void end(Runs::iterator run);
-    void fail(Runs::iterator run, const QString& text);
+    void fail(Runs::iterator run, const QString& text, const QString& reason);
     void cancel();
     QString heldName() const;
     void showState();

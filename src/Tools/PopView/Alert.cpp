@@ -21,6 +21,7 @@ constexpr int iconSize = 56;
 constexpr int signSize = 26;
 constexpr int labelWidth = 220;
 constexpr int subjectGap = 12; // between an alert and its subject
+const QString alertName = QStringLiteral("alert");
 
 QPixmap alertIcon(const QString& name, QMessageBox::Icon style) {
     const QIcon caution = QApplication::style()->standardIcon(QStyle::SP_MessageBoxWarning);
@@ -71,13 +72,23 @@ void moveClearOf(const QWidget& subject, QMessageBox& alert) {
     alert.setGeometry({place + QPoint(margins.left(), margins.top()), alert.size()});
 }
 
+/// What the user did something with last: what an alert without a subject is most likely about.
+const QWidget* actedOn() {
+    const QWidget* window = QApplication::activeWindow();
+    while (window != nullptr && window->objectName() == alertName && window->parentWidget() != nullptr)
+        window = window->parentWidget()->window();
+    return window == nullptr ? nullptr : window->focusWidget();
+}
+
 } // namespace
 
 void showAlert(const QString& title, const QString& text, const QString& icon, QMessageBox::Icon style,
                const QWidget* subject) {
+    if (subject == nullptr)
+        subject = actedOn();
     // The window that it stands over may be closed meanwhile, and takes it along.
     const QPointer<QMessageBox> alert = new QMessageBox(QApplication::activeWindow());
-    alert->setObjectName(QStringLiteral("alert"));
+    alert->setObjectName(alertName);
     alert->setWindowModality(Qt::ApplicationModal);
     alert->setPalette(lightPalette(Qt::white));
     alert->setFont(systemFont(14));
@@ -90,7 +101,7 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
     if (label != nullptr && label->sizeHint().width() < labelWidth)
         label->setMinimumWidth(labelWidth);
-    QPushButton* sure = alert->addButton(QStringLiteral("确定"), QMessageBox::AcceptRole);
+    QPushButton* sure = alert->addButton(QMessageBox::tr("确定"), QMessageBox::AcceptRole);
     sure->setStyleSheet(styleSheets::button(hexColor(theme::darkText), hexColor(theme::accent), 8));
     sure->setMinimumSize(88, 32);
     sure->setIcon({});

@@ -8,8 +8,8 @@ namespace parlowen {
 /// Shows a modal alert with the one button "确定" over the key window and returns when it has been pressed, or closed
 /// with Escape. Either text may be empty. The icon is the picture of that name (`namedImage`), the platform's caution
 /// icon for an empty one; a critical alert's bears the platform's sign for that. It does not cover the subject that it
-/// speaks of, where there is one and the screen has room beside it. Main thread only: other events are handled
-/// meanwhile.
+/// speaks of, else the part that had the keyboard, where the screen has room beside it. Main thread only: other events
+/// are handled meanwhile.
 void showAlert(const QString& title, const QString& text, const QString& icon,
                QMessageBox::Icon style = QMessageBox::Warning, const QWidget* subject = nullptr);
 

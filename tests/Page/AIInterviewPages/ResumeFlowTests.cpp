@@ -57,15 +57,17 @@ TEST_F(ResumeFlowTest, AChosenFileIsUploadedBoundAndShownAlsoTheNextTime) {
 
 TEST_F(ResumeFlowTest, EachFailureIsSaidInAnAlertAndOnTheCard) {
     open();
-    const auto failureOf = [this](const QList<Reply>& replies) {
+    const auto failureOf = [this](const QList<Reply>& replies, qint64 size = 1000) {
         for (const Reply& reply : replies)
             server_.enqueue(reply);
-        const QString alert = outcomeOf(file("cv.docx"));
+        const QString alert = outcomeOf(file("cv.docx", size));
         return alert + ' ' + label() + ' ' + notice();
     };
     EXPECT_EQ(failureOf({Reply::json(200, R"({"code":1,"message":"no"})")}),
               "请求失败|无法获取上传凭证 上传简历 无法获取上传凭证，点击重试");
     EXPECT_EQ(failureOf({token_, Reply::json(200, "<html>")}), "上传失败|请求失败 上传简历 cv.docx 上传失败，点击重试");
+    EXPECT_EQ(failureOf({token_, Reply::json(200, "<html>")}, 40'000'000),
+              "上传失败|请求失败 上传简历 cv.docx 上传失败：文件可能太大（40.0 MB）");
     EXPECT_EQ(failureOf({token_, Reply::json(400, R"({"error":{}})"), Reply::json(200, R"({"code":1})")}),
               "上传失败| 上传简历 cv.docx 上传失败，点击重试");
     EXPECT_EQ(lastRequest().target, "/user/bind_resume/") << "an answer that is no file's has an empty id";
