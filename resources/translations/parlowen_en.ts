@@ -55,6 +55,22 @@
         <source>版本信息</source>
         <translation>About</translation>
     </message>
+    <message>
+        <source>历史</source>
+        <translation>History</translation>
+    </message>
+    <message>
+        <source>学霸卡</source>
+        <translation>Study card</translation>
+    </message>
+    <message>
+        <source>活动</source>
+        <translation>Activities</translation>
+    </message>
+    <message>
+        <source>退出登录</source>
+        <translation>Sign out</translation>
+    </message>
 </context>
 <context>
     <name>QFileDialog</name>
@@ -156,7 +172,7 @@
     </message>
     <message>
         <source>还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。</source>
-        <translation>There are no interview settings yet, and choices here are not kept: open the page “AI interview” once first.</translation>
+        <translation>There are no interview settings yet, and choices here are not kept: open the page &quot;AI interview&quot; once first.</translation>
     </message>
 </context>
 <context>
@@ -172,6 +188,33 @@
     <message>
         <source>当前已经是最新版本</source>
         <translation>This is the newest version</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::AppDelegate</name>
+    <message>
+        <source>无法连接服务</source>
+        <translation>The service cannot be reached</translation>
+    </message>
+    <message>
+        <source>退出程序</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>重试</source>
+        <translation>Try again</translation>
+    </message>
+    <message>
+        <source>关闭窗口后继续运行吗？</source>
+        <translation>Keep running when the window is closed?</translation>
+    </message>
+    <message>
+        <source>这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。</source>
+        <translation>This desktop has no tray. In the background, starting Parlowen again brings this window back. You will not be asked again.</translation>
+    </message>
+    <message>
+        <source>留在后台</source>
+        <translation>Keep running</translation>
     </message>
 </context>
 <context>
@@ -223,7 +266,7 @@
     <name>parlowen::ContactView</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>扫一扫上面二维码，添加客服</source>
@@ -236,6 +279,13 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ContentContainerViewController</name>
+    <message>
+        <source>账号已退出登录</source>
+        <translation>Signed out</translation>
     </message>
 </context>
 <context>
@@ -262,6 +312,13 @@
     </message>
 </context>
 <context>
+    <name>parlowen::HomeLeftCustomView</name>
+    <message>
+        <source>当前页面</source>
+        <translation>current page</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::InterviewContentView</name>
     <message>
         <source>，已选择</source>
@@ -283,7 +340,7 @@
     </message>
     <message>
         <source>适用于国内校招、公司、机构</source>
-        <translation>For campus recruiting, companies and institutions at home</translation>
+        <translation>Campus recruiting and companies at home</translation>
     </message>
     <message>
         <source>国外面试AI</source>
@@ -291,7 +348,7 @@
     </message>
     <message>
         <source>适应于海外求职或学术面试，涉及翻译</source>
-        <translation>For jobs or academic interviews abroad, with translation</translation>
+        <translation>Jobs and studies abroad, translated</translation>
     </message>
     <message>
         <source>都可能涉及</source>
@@ -357,11 +414,11 @@
     </message>
     <message>
         <source>改用“%1”</source>
-        <translation>Use “%1”</translation>
+        <translation>Use %1</translation>
     </message>
     <message>
         <source>听不懂“%1”</source>
-        <translation>“%1” is not understood</translation>
+        <translation>&quot;%1&quot; is not understood</translation>
     </message>
     <message>
         <source>当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。</source>
@@ -395,7 +452,7 @@
     </message>
     <message>
         <source>逐题给出思路</source>
-        <translation>Ideas for each question</translation>
+        <translation>Ideas per question</translation>
     </message>
     <message>
         <source>贴合你的简历</source>
@@ -426,11 +483,11 @@
     </message>
     <message>
         <source>自动登录</source>
-        <translation>Sign in automatically</translation>
+        <translation>Stay signed in</translation>
     </message>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>登录</source>
@@ -442,7 +499,7 @@
     </message>
     <message>
         <source>服务就在这台电脑上，任何内容都不会离开本机</source>
-        <translation>The service runs on this computer; nothing leaves it</translation>
+        <translation>All on this computer; nothing leaves it</translation>
     </message>
 </context>
 <context>
@@ -457,7 +514,7 @@
     </message>
     <message>
         <source>请输入至少6位的密码</source>
-        <translation>Password, 6 characters or more</translation>
+        <translation>At least 6 characters</translation>
     </message>
     <message>
         <source>请输入验证码</source>
@@ -524,7 +581,7 @@
     <name>parlowen::MineViewController</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>账号注销</source>
@@ -557,24 +614,6 @@
     <message>
         <source>已复制到剪切板</source>
         <translation>Copied to the clipboard</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::PageRun</name>
-    <message>
-        <source>正在连接服务…</source>
-        <translation>Connecting to the service…</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::PageWindow</name>
-    <message>
-        <source>返回</source>
-        <translation>Back</translation>
-    </message>
-    <message>
-        <source>重试</source>
-        <translation>Try again</translation>
     </message>
 </context>
 <context>
@@ -734,7 +773,7 @@
     </message>
     <message>
         <source>点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里</source>
-        <translation>Press “Answer” or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
+        <translation>Press &quot;Answer&quot; or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
     </message>
     <message>
         <source>AI 对每个问题的回答会显示在这里</source>
@@ -818,6 +857,14 @@
         <source>正在确认语言…</source>
         <translation>Checking languages…</translation>
     </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse</translation>
+    </message>
+    <message>
+        <source>用一段英文面试录音试一次，不占用麦克风</source>
+        <translation>Try it on a recorded interview in English; the microphone is left alone</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::SoundCheckView</name>
@@ -864,7 +911,7 @@
     <name>parlowen::TopBarView</name>
     <message>
         <source>你的面试翻译助手</source>
-        <translation>Your interview and translation assistant</translation>
+        <translation>Your interview assistant</translation>
     </message>
     <message>
         <source>切换面试类型</source>
@@ -880,6 +927,33 @@
     <message>
         <source>（识别中）</source>
         <translation> (being recognised)</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::TrayIcon</name>
+    <message>
+        <source>显示主窗口</source>
+        <translation>Show Main Window</translation>
+    </message>
+    <message>
+        <source>开始面试</source>
+        <translation>Start an Interview</translation>
+    </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse with the Sample</translation>
+    </message>
+    <message>
+        <source>退出</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>Parlowen 仍在运行</source>
+        <translation>Parlowen is still running</translation>
+    </message>
+    <message>
+        <source>点击托盘图标可以随时打开或退出。</source>
+        <translation>Click its icon in the tray to open it or to quit.</translation>
     </message>
 </context>
 <context>
@@ -1010,6 +1084,13 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ViewController</name>
+    <message>
+        <source>菜单</source>
+        <translation>Menu</translation>
     </message>
 </context>
 </TS>
