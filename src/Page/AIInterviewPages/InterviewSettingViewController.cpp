@@ -229,21 +229,50 @@ void InterviewSettingViewController::startInterview() {
     form_->showWaiting(startsThen_);
     if (startsThen_)
         return;
-    if (form_->spokenNotice()->isMissing())
-        askBeforeStart();
+    if (form_->spokenNotice()->isMissing() || form_->targetNotice()->isMissing())
+        askAboutLanguages();
     else
-        beginSession();
+        startHeard();
 }
 
-void InterviewSettingViewController::askBeforeStart() {
-    CommonTipView* card = form_->spokenNotice()->makeQuestion();
-    connect(card->cancelButton(), &QPushButton::clicked, this, &InterviewSettingViewController::beginSession);
-    if (form_->spokenNotice()->instead()) {
-        card->sureBlock = [this] {
+void InterviewSettingViewController::askAboutLanguages() {
+    const LanguageNotice& spoken = *form_->spokenNotice();
+    const LanguageNotice& target = *form_->targetNotice();
+    const bool hasRemedy = spoken.instead() || target.instead();
+    ask(
+        makeLanguageQuestion(spoken, target), [this] { startHeard(); },
+        [this, hasRemedy] {
             takeInstead(*form_->spokenNotice());
-            beginSession();
-        };
+            takeInstead(*form_->targetNotice());
+            if (hasRemedy)
+                startHeard();
+        });
+}
+
+/// Begins where something can be heard, and asks before where nothing can.
+void InterviewSettingViewController::startHeard() {
+    const auto problem = soundStrip()->problem();
+    if (!problem) {
+        beginSession();
+        return;
     }
+    const bool system = startAIModel_.deviceType != 0;
+    ask(
+        makeSoundQuestion(problem->text, problem->advice,
+                          system ? QStringLiteral("检测声音") : QStringLiteral("改听系统声音")),
+        [this] { beginSession(); },
+        [this, system] {
+            if (system)
+                soundStrip()->runCheck();
+            else
+                openSettings();
+        });
+}
+
+void InterviewSettingViewController::ask(CommonTipView* card, const std::function<void()>& startsAnyway,
+                                         const std::function<void()>& remedy) {
+    connect(card->cancelButton(), &QPushButton::clicked, this, startsAnyway);
+    card->sureBlock = remedy;
     MYCenterPopView::show(card, window());
     card->sureButton()->setFocus();
 }

@@ -47,6 +47,13 @@ void lay(QWidget* notice, QLabel* text, QPushButton* link) {
     notice->hide();
 }
 
+CommonTipView* makeStartQuestion(const QString& title, const QString& text, const QString& remedy) {
+    auto* card = new CommonTipView;
+    card->configure(title, text, QStringLiteral("仍然开始"), remedy);
+    card->resize(card->sizeHint());
+    return card;
+}
+
 } // namespace
 
 LanguageNotice::LanguageNotice(Kind kind, QWidget* parent)
@@ -105,14 +112,28 @@ void LanguageNotice::look() {
     setVisible(missing_);
 }
 
-CommonTipView* LanguageNotice::makeQuestion() const {
-    auto* card = new CommonTipView;
-    card->configure(QStringLiteral("听不懂“%1”").arg(chosen_.name),
-                    QStringLiteral("当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。"),
-                    QStringLiteral("仍然开始"),
-                    instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QStringLiteral("返回"));
-    card->resize(card->sizeHint());
-    return card;
+CommonTipView* makeLanguageQuestion(const LanguageNotice& spoken, const LanguageNotice& target) {
+    QStringList problems;
+    QStringList remedies;
+    if (spoken.isMissing())
+        problems << QStringLiteral("听不懂“%1”").arg(spoken.chosen().name);
+    if (target.isMissing())
+        problems << QStringLiteral("不能译成“%1”").arg(target.chosen().name);
+    if (spoken.instead())
+        remedies << QStringLiteral("识别“%1”").arg(spoken.instead()->name);
+    if (target.instead())
+        remedies << QStringLiteral("译成“%1”").arg(target.instead()->name);
+    QString text = QStringLiteral("当前服务没有所选的语言，这样开始的面试不会有文字，也不会有回答。");
+    if (!remedies.isEmpty())
+        text += QStringLiteral("可以改为%1。").arg(remedies.join(QStringLiteral("，")));
+    if (target.isMissing())
+        text += QStringLiteral("不需要译文时，请在右上角改选“国内面试AI”。");
+    return makeStartQuestion(problems.join(QStringLiteral("，")), text,
+                             remedies.isEmpty() ? QStringLiteral("返回") : QStringLiteral("改用并开始"));
+}
+
+CommonTipView* makeSoundQuestion(const QString& problem, const QString& advice, const QString& remedy) {
+    return makeStartQuestion(problem, QStringLiteral("现在开始的面试什么也听不到。") + advice, remedy);
 }
 
 PersonalNotice::PersonalNotice(QWidget* parent)

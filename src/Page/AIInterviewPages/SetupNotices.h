@@ -33,9 +33,7 @@ public:
     /// What could be taken instead: the same language of another region, else American English, else the first that
     /// there is; none when nothing is offered.
     const std::optional<LanguageListModel>& instead() const { return instead_; }
-    /// A card that asks what to do about it when an interview is to start: to start all the same (the left button), or
-    /// to take the other language. The caller owns it.
-    CommonTipView* makeQuestion() const;
+    const LanguageListModel& chosen() const { return chosen_; }
     QPushButton* insteadButton() const { return button_; }
 
 Q_SIGNALS:
@@ -56,6 +54,13 @@ private:
     QLabel* text_;
     QPushButton* button_;
 };
+
+/// A card that asks what to do about an interview which would write nothing because a language is not offered: to start
+/// all the same (the left button), or to take what is offered; the latter only goes back where nothing is. The caller
+/// owns it.
+CommonTipView* makeLanguageQuestion(const LanguageNotice& spoken, const LanguageNotice& target);
+/// The same of sound that cannot be heard, for the words of it; the right button leads on to what `remedy` says.
+CommonTipView* makeSoundQuestion(const QString& problem, const QString& advice, const QString& remedy);
 
 /// Says what answers lack, while the position or the résumé are missing, and leads to where they are given. Main thread
 /// only.

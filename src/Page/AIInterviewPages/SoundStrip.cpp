@@ -145,6 +145,9 @@ void SoundStrip::stop() {
 
 void SoundStrip::sayWhatIsHeard() {
     const SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), Language::Chinese);
+    problem_.reset();
+    if (words.severity == SessionStatusText::Severity::Problem)
+        problem_ = Problem{words.text, words.advice.value(0)};
     name_->setText(words.text);
     const QString advice = words.severity == SessionStatusText::Severity::Plain ? QString() : words.advice.value(0);
     name_->setToolTip(words.text);

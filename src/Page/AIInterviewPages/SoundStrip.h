@@ -8,6 +8,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QLabel;
 class QPushButton;
@@ -54,6 +55,14 @@ public:
     void setSystem(bool system);
     /// What a session that starts now is to hear.
     SessionSound sound() const;
+    /// Why nothing can be heard as things stand, and what to do about it; none while something can.
+    struct Problem {
+        QString text;
+        QString advice;
+    };
+    const std::optional<Problem>& problem() const { return problem_; }
+    /// Looks at the devices, plays a chirp of the computer's sound, and says in a card what came of it.
+    void runCheck();
     /// Lets go of the sound until the strip comes into sight again.
     void stop();
     bool isListening() const { return source_ != nullptr; }
@@ -74,7 +83,6 @@ private:
     void sayWhatIsHeard();
     void listPrograms();
     void programChosen(int index);
-    void runCheck();
 
     Settings& settings_;
     const Capture capture_;
@@ -82,6 +90,7 @@ private:
     PlayingPrograms playing_;
     std::unique_ptr<CaptureSource> source_;
     bool system_ = false;
+    std::optional<Problem> problem_;
     LevelMeter* meter_;
     QLabel* name_;
     QLabel* advice_;
