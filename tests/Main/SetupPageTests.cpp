@@ -1,5 +1,8 @@
-#include <Main/PageWindow.h>
+#include <Foundation/NotificationCenter.h>
+#include <Main/HomeLeftView.h>
 #include <Main/TopBarView.h>
+#include <Main/ViewController.h>
+#include <Page/AIInterviewPages/AISettingViewController.h>
 #include <Page/AIInterviewPages/SetupNotices.h>
 #include <Page/View/InterviewTypeView.h>
 #include <Page/View/SettingFields.h>
@@ -45,7 +48,7 @@ protected:
         for (const QByteArray& body : {nobody, spoken, targets})
             server_.enqueue(Reply::json(200, body));
         window_.showPage(setupPage);
-        window_.QWidget::show();
+        window_.show();
         window_.activateWindow();
         ASSERT_TRUE(waitForRequests(before + 3));
     }
@@ -114,7 +117,7 @@ protected:
     NotedRouting routing_;
     std::vector<SessionSound> started_;
     HttpDatas http_{settings_, {}, {}};
-    PageWindow window_{context()};
+    ViewController window_{context()};
 };
 
 TEST_F(SetupPageTest, TheFirstUseStoresDefaultsAndEachChoiceIsStoredAtOnce) {
@@ -239,21 +242,22 @@ TEST_F(SetupPageTest, TheSoundIsMeteredWhileItIsInSightAlone) {
     EXPECT_EQ(strip.sound(), (SessionSound{true, {}}));
     window_.hide();
     EXPECT_EQ(input_->alive, 0);
-    window_.QWidget::show();
+    window_.show();
     EXPECT_EQ(input_->alive, 1);
 }
 
-TEST_F(SetupPageTest, TheSettingsArePutInItsPlaceWithAWayBack) {
+TEST_F(SetupPageTest, TheSettingsTakeItsPlaceAndTheSidebarShowsSo) {
     ASSERT_NO_FATAL_FAILURE(open());
     const auto* hint = page().findChild<PersonalNotice*>();
     ASSERT_TRUE(waitFor([hint] { return hint->isVisible(); })) << "nothing personal is there";
+    NotificationCenter::shared().post("AiSettingNotification", nullptr, {{"message", 1}});
+    ASSERT_NE(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr) << "that is no text";
     QTest::mouseClick(page().settingsButton(), Qt::LeftButton);
-    EXPECT_EQ(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr);
+    EXPECT_NE(qobject_cast<AISettingViewController*>(window_.page()), nullptr);
     EXPECT_TRUE(said("打开设置") && said("收到通知内容：打开设置"));
-    ASSERT_TRUE(window_.backButton()->isVisible());
-    QTest::keyClick(window_.backButton(), Qt::Key_Space);
-    EXPECT_NE(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr);
-    EXPECT_FALSE(window_.backButton()->isVisible());
+    HomeLeftView& column = *window_.sidebar()->leftView();
+    EXPECT_TRUE(column.settingBtn()->isHighlighted());
+    EXPECT_FALSE(column.toolBtn()->isHighlighted());
 
     settings_.remove("aiInterviewSetModel");
     window_.showPage(aiSettingsPage);

@@ -67,6 +67,9 @@ void InterviewSettingViewController::buildUserInterface() {
     for (const LanguageNotice* notice : {form_->spokenNotice(), form_->targetNotice()})
         connect(notice, &LanguageNotice::insteadTaken, this, [this, notice] { takeInstead(*notice); });
     connect(startButton(), &QPushButton::clicked, this, &InterviewSettingViewController::startInterview);
+    form_->rehearseButton()->setVisible(static_cast<bool>(services_.rehearse));
+    if (services_.rehearse)
+        connect(form_->rehearseButton(), &QPushButton::clicked, this, services_.rehearse);
     connect(form_->personalNotice()->settingsButton(), &QPushButton::clicked, this,
             &InterviewSettingViewController::openSettings);
 

@@ -30,6 +30,7 @@ struct SetupServices {
     /// Makes a session that hears that, in a window which is not shown yet; null where there can be none.
     std::function<SessionWindow*(const SessionSound&)> makeSession;
     SoundStrip::Capture capture = inputCapture; ///< what is heard beforehand
+    std::function<void()> rehearse = {};        ///< opens a rehearsal with the sample; empty where there is none
 };
 
 /// The page on which an interview is prepared and started: how answers are given, the languages, the sound. Each choice

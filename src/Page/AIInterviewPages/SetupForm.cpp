@@ -19,6 +19,7 @@ constexpr int leftMargin = 30;
 constexpr int formTop = 20;
 constexpr int formRow = 40;
 constexpr int formGap = 14;
+constexpr int rehearseHeight = 24;
 constexpr int startGap = 40; // from the language rows to the start
 constexpr QSize startSize(200, 40);
 constexpr int widestColumn = 720; // wider, the eye has too far to go
@@ -46,6 +47,8 @@ SetupForm::SetupForm(Settings& settings, SoundStrip::Capture capture, QWidget* p
     : QWidget(parent)
     , voiceLabel_(makeLine(hexColor(theme::start), true, 14, QStringLiteral("系统声音"), this))
     , timeLabel_(makeLine(palette::CSS::black(), false, 14, QStringLiteral("00:00:00"), this))
+    , rehearseButton_(
+          makeButton(QStringLiteral("用示例排练"), hexColor(theme::link), hexColor(theme::secondary), {}, 6, 12, this))
     , soundStrip_(new SoundStrip(settings, this, std::move(capture)))
     , stylePopup_(
           new PopUpButton(QStringLiteral("回答风格"), {QStringLiteral("极简风格"), QStringLiteral("详细风格")}, this))
@@ -65,6 +68,10 @@ SetupForm::SetupForm(Settings& settings, SoundStrip::Capture capture, QWidget* p
     rightLanguageLabel_->tag = targetTag;
     startButton_->setFixedSize(startSize * fontScale());
     startButton_->setAutoDefault(true);
+    rehearseButton_->setFixedHeight(inPoints(rehearseHeight));
+    rehearseButton_->setAutoDefault(true);
+    rehearseButton_->setToolTip(QStringLiteral("用一段英文面试录音试一次，不占用麦克风"));
+    rehearseButton_->hide();
     setMaximumWidth(inPoints(widestColumn));
     layRows();
 }
@@ -78,6 +85,8 @@ void SetupForm::layRows() {
     source->addWidget(voiceLabel_);
     source->addWidget(timeLabel_);
     source->addStretch();
+    source->addWidget(rehearseButton_);
+    source->addSpacing(formGap);
     grid_->addLayout(source, sourceRow, 0, 1, 3, Qt::AlignTop);
     grid_->addWidget(soundStrip_, stripRow, 0, 1, 3, Qt::AlignVCenter);
     const std::pair<PopUpButton*, Row> popUps[] = {{stylePopup_, styleRow}, {modePopup_, modeRow}};

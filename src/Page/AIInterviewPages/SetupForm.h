@@ -46,6 +46,8 @@ public:
     LanguageNotice* spokenNotice() const { return spokenNotice_; }
     LanguageNotice* targetNotice() const { return targetNotice_; }
     QPushButton* startButton() const { return startButton_; }
+    /// Hidden until its owner knows what it is for.
+    QPushButton* rehearseButton() const { return rehearseButton_; }
     PersonalNotice* personalNotice() const { return personal_; }
 
 private:
@@ -53,6 +55,7 @@ private:
 
     QLabel* voiceLabel_;
     QLabel* timeLabel_;
+    QPushButton* rehearseButton_;
     SoundStrip* soundStrip_;
     PopUpButton* stylePopup_;
     PopUpButton* modePopup_;
