@@ -70,8 +70,8 @@ void InterviewSettingViewController::buildUserInterface() {
     form_->rehearseButton()->setVisible(static_cast<bool>(services_.rehearse));
     if (services_.rehearse)
         connect(form_->rehearseButton(), &QPushButton::clicked, this, services_.rehearse);
-    connect(form_->personalNotice()->settingsButton(), &QPushButton::clicked, this,
-            &InterviewSettingViewController::openSettings);
+    for (const QPushButton* link : {form_->sourceLink(), form_->personalNotice()->settingsButton()})
+        connect(link, &QPushButton::clicked, this, &InterviewSettingViewController::openSettings);
 
     settingsButton_ = new QToolButton(this);
     settingsButton_->setIcon(namedImage(QStringLiteral("action")));

@@ -19,22 +19,6 @@ constexpr int noteFont = 12;
 
 QString baseOf(const QString& key) { return key.section(u'-', 0, 0).toLower(); }
 
-/// A button that looks like a link.
-QPushButton* makeLink(const QString& title, QWidget* parent) {
-    auto* link = new QPushButton(title, parent);
-    link->setFont(systemFont(noteFont));
-    link->setStyleSheet(
-        QStringLiteral("QPushButton { color: %1; background: transparent; border: 1px solid transparent;"
-                       " padding: 0; text-align: left; text-decoration: underline; }"
-                       "QPushButton:hover { color: %2; }"
-                       "QPushButton:focus { border-color: %2; border-radius: 3px; }")
-            .arg(hexColor(theme::link).name(), hexColor(theme::accent).name()));
-    link->setCursor(Qt::PointingHandCursor);
-    link->setAutoDefault(true);
-    link->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
-    return link;
-}
-
 /// A text above its link, both in the middle of the height.
 void lay(QWidget* notice, QLabel* text, QPushButton* link) {
     auto* column = new QVBoxLayout(notice);
@@ -55,6 +39,21 @@ CommonTipView* makeStartQuestion(const QString& title, const QString& text, cons
 }
 
 } // namespace
+
+QPushButton* makeLink(const QString& title, QWidget* parent) {
+    auto* link = new QPushButton(title, parent);
+    link->setFont(systemFont(noteFont));
+    link->setStyleSheet(
+        QStringLiteral("QPushButton { color: %1; background: transparent; border: 1px solid transparent;"
+                       " padding: 0; text-align: left; text-decoration: underline; }"
+                       "QPushButton:hover { color: %2; }"
+                       "QPushButton:focus { border-color: %2; border-radius: 3px; }")
+            .arg(hexColor(theme::link).name(), hexColor(theme::accent).name()));
+    link->setCursor(Qt::PointingHandCursor);
+    link->setAutoDefault(true);
+    link->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    return link;
+}
 
 LanguageNotice::LanguageNotice(Kind kind, QWidget* parent)
     : QWidget(parent)
@@ -104,8 +103,8 @@ void LanguageNotice::look() {
     instead_ = missing_ ? findInstead() : std::nullopt;
     if (missing_) {
         const bool spoken = kind_ == Kind::spoken;
-        text_->setText(spoken ? QStringLiteral("当前服务听不懂，不会有文字。")
-                              : QStringLiteral("当前服务不能译成它。"));
+        text_->setText(spoken ? QStringLiteral("服务听不懂，不会有文字")
+                              : QStringLiteral("服务不能译成它，不会有文字"));
         button_->setText(instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QString());
         button_->setVisible(instead_.has_value());
     }
@@ -145,11 +144,11 @@ PersonalNotice::PersonalNotice(QWidget* parent)
 
 void PersonalNotice::show(bool hasPosition, bool hasResume) {
     if (!hasPosition && !hasResume)
-        text_->setText(QStringLiteral("还没有填写岗位和上传简历，回答会比较笼统。"));
+        text_->setText(QStringLiteral("没有岗位和简历，回答会笼统"));
     else if (!hasPosition)
-        text_->setText(QStringLiteral("还没有填写岗位，回答不知道您应聘什么。"));
+        text_->setText(QStringLiteral("没有岗位，回答会笼统"));
     else
-        text_->setText(QStringLiteral("还没有上传简历，回答用不上您的经历。"));
+        text_->setText(QStringLiteral("没有简历，回答用不上您的经历"));
     button_->setText(hasPosition ? QStringLiteral("去上传") : QStringLiteral("去填写"));
     setHidden(hasPosition && hasResume);
 }

@@ -13,6 +13,9 @@ namespace parlowen {
 
 class CommonTipView;
 
+/// A button that looks like a link in a text of second rank. The parent owns it.
+QPushButton* makeLink(const QString& title, QWidget* parent);
+
 /// Says that the backend does not offer the chosen language, and offers to take one that it does. It is in sight only
 /// while there is something to say. Main thread only.
 class LanguageNotice : public QWidget {

@@ -24,6 +24,7 @@ namespace parlowen {
 namespace {
 
 constexpr int levelMilliseconds = 60;
+constexpr int checkHeight = 28;
 constexpr int levelWidth = 4;
 constexpr int levelGap = 2;
 constexpr int levelHeight = 16;
@@ -94,7 +95,7 @@ SoundStrip::~SoundStrip() { stop(); }
 
 void SoundStrip::build() {
     name_->setFont(systemFont(13));
-    check_->setMinimumHeight(PopUpButton::fieldSize().height());
+    check_->setMinimumHeight(static_cast<int>(checkHeight * fontScale()));
     check_->setAutoDefault(true);
     programs_->setFixedWidth(static_cast<int>(120 * fontScale()));
     auto* row = new QHBoxLayout;
@@ -105,7 +106,7 @@ void SoundStrip::build() {
     row->addWidget(check_);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(12, 4, 6, 4);
-    column->setSpacing(2);
+    column->setSpacing(0);
     column->addLayout(row);
     column->addWidget(advice_);
 }
