@@ -122,12 +122,13 @@ CommonTipView* makeLanguageQuestion(const LanguageNotice& spoken, const Language
         remedies << QStringLiteral("识别“%1”").arg(spoken.instead()->name);
     if (target.instead())
         remedies << QStringLiteral("译成“%1”").arg(target.instead()->name);
-    QString text = QStringLiteral("当前服务没有所选的语言，这样开始的面试不会有文字，也不会有回答。");
+    const QString separator = QStringLiteral("，");
+    QStringList text{QStringLiteral("它%1。这样开始的面试不会有文字，也不会有回答。").arg(problems.join(separator))};
     if (!remedies.isEmpty())
-        text += QStringLiteral("可以改为%1。").arg(remedies.join(QStringLiteral("，")));
+        text << QStringLiteral("可以改为%1。").arg(remedies.join(separator));
     if (target.isMissing())
-        text += QStringLiteral("不需要译文时，请在右上角改选“国内面试AI”。");
-    return makeStartQuestion(problems.join(QStringLiteral("，")), text,
+        text << QStringLiteral("不需要译文时，请在右上角改选“国内面试AI”。");
+    return makeStartQuestion(QStringLiteral("当前服务没有所选的语言"), text.join(u'\n'),
                              remedies.isEmpty() ? QStringLiteral("返回") : QStringLiteral("改用并开始"));
 }
 
