@@ -31,6 +31,11 @@ public:
         const std::string lines = text == endMark ? event("@") + event("@") : event(text);
         co_return co_await events_.send(lines);
     }
+    /// In a comment, which every reader of event streams passes over.
+    asio::awaitable<bool> grounds(const std::vector<std::string>& resumeLines) override {
+        const std::string line = ": grounds " + compactJson(resumeLines) + "\n\n";
+        co_return co_await events_.send(line);
+    }
     void whenGone(std::function<void()> act) override { events_.whenGone(std::move(act)); }
 
 private:

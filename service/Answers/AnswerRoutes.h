@@ -12,6 +12,7 @@ namespace parlowen::service {
 using QuestionFiller = std::function<void(std::string_view token, Question&)>;
 
 /// The answer stream: lines of `data: {"data":{"content":"…"}}`, each followed by an empty one, the last content "@@".
+/// Before that one may stand a comment, `: grounds ["…"]`, with the lines of the résumé that the answer leans on.
 /// `source` outlives the server. Without `fill` questions stay as they are sent.
 void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuestionFiller fill = {});
 

@@ -24,7 +24,8 @@ struct Question {
     std::string translationLanguage = {};
     std::int64_t account = 0;             ///< of the candidate; 0: unknown
     std::vector<std::string> quotes = {}; ///< lines of the candidate's résumé that bear on it, the best first, verbatim
-    std::vector<Exchange> earlier = {};   ///< of this interview, the oldest first
+    std::vector<std::string> excerpt = {}; ///< of the résumé, in its order: these lines and what they belong under
+    std::vector<Exchange> earlier = {};    ///< of this interview, the oldest first
 };
 
 /// Takes an answer while it grows. After a false nobody reads any more, and the source returns.
@@ -33,6 +34,8 @@ public:
     virtual ~AnswerSink() = default;
     /// Passes a piece on at once.
     virtual boost::asio::awaitable<bool> piece(std::string_view text) = 0;
+    /// Says which lines of the résumé the answer leans on; after its last piece.
+    virtual boost::asio::awaitable<bool> grounds(const std::vector<std::string>& lines) = 0;
     /// Has that called as soon as nobody reads any more, on the executor of the answer.
     virtual void whenGone(std::function<void()> act) = 0;
 };

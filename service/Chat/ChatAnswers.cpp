@@ -41,15 +41,23 @@ constexpr TroubleText troubleTexts[] = {
 constexpr std::string_view refusedChinese = "同时进行的回答过多，请稍后再提问。";
 constexpr std::string_view refusedEnglish = "Too many answers are under way; ask again in a moment.";
 
-/// One request, as the coroutine of its answer sees it. All runs on that coroutine's executor but receive().
+/// One request, as the coroutine of its answer sees it. All runs on that coroutine's executor but receive(), to which
+/// alone `left_` and `over_` belong.
 class Conversation : public std::enable_shared_from_this<Conversation> {
 public:
-    explicit Conversation(asio::any_io_executor executor)
+    Conversation(asio::any_io_executor executor, std::size_t mostBytes)
         : executor_(std::move(executor))
+        , left_(mostBytes)
         , changed_(executor_) {}
 
-    /// On any thread.
+    /// On the client's thread. However slowly the answer is read, no more of it waits than it may have.
     void receive(ChatEvent event) {
+        if (over_)
+            return;
+        over_ = event.isEnd || event.piece.size() > left_;
+        if (over_ && !event.isEnd)
+            event = {.isEnd = true, .trouble = ChatTrouble::Endless};
+        left_ -= event.piece.size();
         asio::post(executor_, [self = shared_from_this(), event = std::move(event)]() mutable {
             self->events_.push_back(std::move(event));
             self->changed_.cancel();
@@ -77,6 +85,8 @@ public:
 
 private:
     asio::any_io_executor executor_;
+    std::size_t left_; ///< bytes
+    bool over_ = false;
     asio::steady_timer changed_;
     std::deque<ChatEvent> events_;
     bool gone_ = false;
@@ -150,7 +160,8 @@ ChatAnswers::ChatAnswers(ChatClient& client, AnswerSource& fallback, Limits limi
 
 bool ChatAnswers::enter(std::int64_t account) {
     const std::lock_guard lock(mutex_);
-    if (running_ >= limits_.atOnce || runningOf_[account] >= limits_.atOnceOfAccount)
+    const auto ofAccount = runningOf_.find(account);
+    if (running_ >= limits_.atOnce || (ofAccount != runningOf_.end() && ofAccount->second >= limits_.atOnceOfAccount))
         return false;
     ++running_;
     ++runningOf_[account];
@@ -174,17 +185,23 @@ asio::awaitable<void> ChatAnswers::answer(const Question& question, AnswerSink& 
     }
 }
 
+asio::awaitable<void> ChatAnswers::sayGrounds(const Question& question, std::string_view whole, AnswerSink& sink) {
+    const auto lines = grounds ? grounds(question, whole) : std::vector<std::string>();
+    if (!lines.empty())
+        co_await sink.grounds(lines);
+}
+
 asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sink) {
     const auto executor = co_await asio::this_coro::executor;
-    const auto conversation = std::make_shared<Conversation>(executor);
+    const auto conversation = std::make_shared<Conversation>(executor, limits_.answerBytes);
     sink.whenGone([conversation] { conversation->leave(); });
     const auto started = Clock::now();
     Dropping request(client_, client_.send(chatRequest(client_.endpoint(), question), [conversation](ChatEvent event) {
         conversation->receive(std::move(event));
     }));
     std::string whole;
-    ChatEvent end{.isEnd = true, .trouble = ChatTrouble::Endless};
-    while (whole.size() < limits_.answerBytes) {
+    ChatEvent end;
+    while (!end.isEnd) {
         const auto deadline =
             whole.empty() ? started + client_.endpoint().firstPiece : Clock::now() + client_.endpoint().stall;
         auto event = co_await conversation->next(deadline);
@@ -193,8 +210,8 @@ asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sin
         if (!event)
             event.emplace(ChatEvent{.isEnd = true, .trouble = ChatTrouble::Stalled});
         if (event->isEnd) {
-            end = *event;
-            break;
+            end = *std::move(event);
+            continue;
         }
         whole.append(event->piece);
         const bool wanted = co_await sink.piece(event->piece);
@@ -204,11 +221,13 @@ asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sin
     if (end.trouble == ChatTrouble::None) {
         request.keep(); // what follows the end is read, so that the connection can be used again
         exchanges.add(question.account, {question.text, whole});
+        co_await sayGrounds(question, whole, sink);
         co_return;
     }
     const std::string line = troubleLine(end.trouble, end.pause, hasChinese(question.text));
     if (!whole.empty()) {
         co_await sink.piece("\n" + line);
+        co_await sayGrounds(question, whole, sink);
         co_return;
     }
     const bool wanted = co_await sink.piece(line + "\n");

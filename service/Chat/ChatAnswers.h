@@ -25,12 +25,15 @@ public:
     boost::asio::awaitable<void> answer(const Question& question, AnswerSink& sink) override;
 
     Exchanges exchanges;
+    /// Which lines of the résumé an answer leans on; empty: nothing is said of it. Thread-safe.
+    std::function<std::vector<std::string>(const Question&, std::string_view answer)> grounds;
 
 private:
     class Place;
     bool enter(std::int64_t account);
     void leave(std::int64_t account);
     boost::asio::awaitable<void> ask(const Question& question, AnswerSink& sink);
+    boost::asio::awaitable<void> sayGrounds(const Question& question, std::string_view whole, AnswerSink& sink);
 
     ChatClient& client_;
     AnswerSource& fallback_;

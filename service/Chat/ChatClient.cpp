@@ -19,7 +19,10 @@ using Clock = std::chrono::steady_clock;
 constexpr long keptConnections = 16;
 constexpr long receiveBytes = 8 * 1024;
 constexpr long longestAnswerSeconds = 180;
+constexpr long longestIdleSeconds = 900;   // of a kept connection, which libcurl looks at before it is used again
+constexpr std::chrono::seconds restFor{5}; // for what follows the end of an answer
 constexpr std::chrono::seconds warmFor{30};
+constexpr std::chrono::hours longestPause{1};
 constexpr int pollMilliseconds = 1'000;
 
 struct FreeEasy {
@@ -45,6 +48,9 @@ struct Request {
         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(endpoint.connect.count()));
         set(CURLOPT_TIMEOUT, longestAnswerSeconds);
         set(CURLOPT_BUFFERSIZE, receiveBytes);
+        set(CURLOPT_TCP_KEEPALIVE, 1L);
+        set(CURLOPT_MAXAGE_CONN, longestIdleSeconds);
+        set(CURLOPT_FAILONERROR, isQuestion ? 1L : 0L); // at once, however long the page is that says so
         add("Content-Type: application/json");
         add(isQuestion ? "Accept: text/event-stream" : "Accept: application/json");
         add("Expect:"); // a large question would wait for it
@@ -76,20 +82,27 @@ struct Request {
     void emit(const ChatEvent& event) {
         if (receive)
             receive(event);
-        if (event.isEnd)
-            receive = nullptr; // what is left is read so that the connection can be kept
+        if (event.isEnd) { // what is left is read so that the connection can be kept
+            receive = nullptr;
+            ended = Clock::now();
+        }
     }
+    bool isOverdue() const { return !receive && ended != Clock::time_point() && Clock::now() - ended > restFor; }
 
     const std::string body; ///< empty: only the list of models is asked for
     ChatClient::Receiver receive;
     ChatStreamParser parser;
+    Clock::time_point ended;
     std::unique_ptr<CURL, FreeEasy> easy;
     std::unique_ptr<curl_slist, FreeList> headers;
 };
 
 std::size_t receivePiece(char* bytes, std::size_t size, std::size_t count, void* context) {
     auto& request = *static_cast<Request*>(context);
-    if (request.receive && request.status() == 200)
+    const bool isQuestion = !request.body.empty();
+    if (isQuestion && request.status() != 200)
+        return 0; // ends the request
+    if (request.receive)
         for (const ChatEvent& event : request.parser.feed({bytes, size * count}))
             request.emit(event);
     return size * count;
@@ -114,10 +127,14 @@ ChatEvent endOf(Request& request, CURLcode result) {
     if (status != 0 && status != 200) {
         curl_off_t pause = 0;
         curl_easy_getinfo(request.easy.get(), CURLINFO_RETRY_AFTER, &pause);
-        return {.isEnd = true, .trouble = troubleOfStatus(status), .pause = std::chrono::seconds(pause)};
+        return {.isEnd = true,
+                .trouble = troubleOfStatus(status),
+                .pause = std::min<std::chrono::seconds>(std::chrono::seconds(pause), longestPause)};
     }
     if (status == 0)
         return {.isEnd = true, .trouble = ChatTrouble::Unreachable};
+    if (result == CURLE_OPERATION_TIMEDOUT)
+        return {.isEnd = true, .trouble = ChatTrouble::Endless};
     const auto end = request.parser.finish();
     return result == CURLE_OK && end ? *end : ChatEvent{.isEnd = true, .trouble = ChatTrouble::Cut};
 }
@@ -164,6 +181,9 @@ void ChatClient::Core::begin() {
         curl_multi_add_handle(multi, request->easy.get());
         running.emplace(number, std::move(request));
     }
+    for (const auto& [number, request] : running)
+        if (request->isOverdue())
+            dropped.push_back(number);
     for (const std::size_t number : dropped)
         remove(number);
 }

@@ -1,8 +1,7 @@
 #include "AnswerCommands.h"
 
 #include "Chat/ChatPrompt.h"
-#include "Resumes/ResumeLines.h"
-#include "Resumes/Resumes.h"
+#include "Resumes/ResumeExcerpt.h"
 
 #include <fstream>
 #include <future>
@@ -44,7 +43,7 @@ void printPrompt(const ServiceOptions& options, std::ostream& output) {
     if (!options.resume.empty()) {
         std::ifstream file(options.resume);
         const std::string resume{std::istreambuf_iterator<char>(file), {}};
-        question.quotes = relevantLines(resume, question.text, Resumes::mostQuotes);
+        question.excerpt = bearingOn(resume, question.text).excerpt;
     }
     output << promptText(chatMessages(question));
 }

@@ -71,7 +71,11 @@ namespace {
 struct LanguageModel {
     LanguageModel(const ServiceOptions& options, AnswerSource& fallback)
         : client(options.chat)
-        , answers(client, fallback, options.chatLimits) {}
+        , answers(client, fallback, options.chatLimits) {
+        answers.grounds = [](const Question& question, std::string_view answer) {
+            return linesBehind(question.excerpt, question.text, answer);
+        };
+    }
     ChatClient client;
     ChatAnswers answers;
 };
@@ -124,7 +128,9 @@ struct Service::Parts {
         if (!user)
             return;
         question.account = user->id;
-        question.quotes = resumes.quotesFor(user->id, question.text);
+        ResumeBearing bearing = resumes.bearingOn(user->id, question.text);
+        question.quotes = std::move(bearing.quotes);
+        question.excerpt = std::move(bearing.excerpt);
         if (model)
             question.earlier = model->answers.exchanges.of(user->id);
     }

@@ -2,7 +2,6 @@
 
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
-#include "ResumeLines.h"
 
 namespace parlowen::service {
 
@@ -28,9 +27,9 @@ nlohmann::json Resumes::profileOf(std::int64_t userId) {
     return {{"resume_id", resume->id}, {"resume_name", resume->name}, {"created_at", localTime(resume->createdAt)}};
 }
 
-std::vector<std::string> Resumes::quotesFor(std::int64_t userId, std::string_view question) {
+ResumeBearing Resumes::bearingOn(std::int64_t userId, std::string_view question) {
     const std::string text = store.textOf(userId);
-    return text.empty() ? std::vector<std::string>() : relevantLines(text, question, mostQuotes);
+    return text.empty() ? ResumeBearing() : service::bearingOn(text, question);
 }
 
 tl::expected<Resume, UploadProblem> Resumes::keep(std::int64_t userId, const Upload& upload) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ResumeExcerpt.h"
 #include "ResumeStore.h"
 #include "Upload.h"
 #include "UploadTokens.h"
@@ -16,8 +17,7 @@ namespace parlowen::service {
 /// Outlives the server that its routes are in. Thread-safe.
 class Resumes {
 public:
-    static constexpr int waitingFiles = 8;       ///< that are read or wait for it; one more is refused
-    static constexpr std::size_t mostQuotes = 6; ///< for one question
+    static constexpr int waitingFiles = 8; ///< that are read or wait for it; one more is refused
 
     /// Makes the directory, and removes what a killed process left in it. Throws std::exception.
     Resumes(Database& database, std::filesystem::path directoryOfUploads, TextExtraction textExtraction = {});
@@ -27,8 +27,8 @@ public:
     /// For a profile: resume_id, resume_name and created_at of a user's résumé, or null.
     nlohmann::json profileOf(std::int64_t userId);
 
-    /// The lines of a user's résumé that bear on a question, the best first. Throws StoreError.
-    std::vector<std::string> quotesFor(std::int64_t userId, std::string_view question);
+    /// What a user's résumé says to a question. Throws StoreError.
+    ResumeBearing bearingOn(std::int64_t userId, std::string_view question);
 
     /// Reads and keeps what was uploaded. Blocks. The error is why not; it is remembered for bind().
     tl::expected<Resume, UploadProblem> keep(std::int64_t userId, const Upload& upload);

@@ -208,8 +208,7 @@ void AppDelegate::findBackend() {
 void AppDelegate::sayThatThereIsNoBackend(const QString& why) {
     if (!window_)
         return;
-    CommonTipView* card =
-        ask(*window_, QStringLiteral("无法连接服务"), why, QStringLiteral("退出程序"), QStringLiteral("重试"));
+    CommonTipView* card = ask(*window_, tr("无法连接服务"), why, tr("退出程序"), tr("重试"));
     card->sureBlock = [this] { findBackend(); };
     connect(card->cancelButton(), &QPushButton::clicked, this, &AppDelegate::quit);
 }
@@ -319,10 +318,9 @@ void AppDelegate::windowIsClosed() {
 void AppDelegate::askWhetherToStay() {
     if (window_->findChild<CommonTipView*>(stayKey) != nullptr)
         return;
-    CommonTipView* card =
-        ask(*window_, QStringLiteral("关闭窗口后继续运行吗？"),
-            QStringLiteral("这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。"),
-            QStringLiteral("退出程序"), QStringLiteral("留在后台"));
+    CommonTipView* card = ask(*window_, tr("关闭窗口后继续运行吗？"),
+                              tr("这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。"),
+                              tr("退出程序"), tr("留在后台"));
     card->setObjectName(stayKey);
     card->sureBlock = [this] {
         defaults_.setBoolean(stayKey, true);

@@ -3,6 +3,7 @@
 #include "Pages.h"
 
 #include <Foundation/Bundle.h>
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/Phrase.h>
 
 #include <QCommandLineParser>
@@ -17,6 +18,7 @@ constexpr Phrase help{R"(Usage: parlowen [--page NAME | --start interview|rehear
        parlowen --rehearse FILE [OPTIONS]
        parlowen --interview system|microphone|app:NAME [OPTIONS]
        parlowen --check-audio [--listen]
+       parlowen --check-answers [--backend URL]
 
 Listens to an interview, shows what is said, and suggests an answer for each question. Without a command it opens its
 window; where it runs already, that window comes to the front and does what is asked.
@@ -28,6 +30,7 @@ window; where it runs already, that window comes to the front and does what is a
                        plays (app:NAME, such as app:Firefox); leaves all audio devices as they are
   --check-audio        say what a session would hear, what is missing and what to do
   --listen             with --check-audio: play a short chirp and tell whether it is heard, how loud and how late
+  --check-answers      ask one question, print the answer and the times of its first piece and of the whole
 
 Options of a session:
 
@@ -43,6 +46,8 @@ Options of a session:
   --verbose            write the console log to standard error: every request and reply, without passwords,
                        codes and tokens
 
+  --ui-language en|zh  the language of windows and of what is printed, in place of the stored one; without either,
+                       windows speak Chinese, and what is printed follows the locale
   --help               this page
   --version            the version
 
@@ -58,6 +63,7 @@ headless session heard all and an answer failed.
       parlowen --rehearse 文件 [选项]
       parlowen --interview system|microphone|app:名称 [选项]
       parlowen --check-audio [--listen]
+      parlowen --check-answers [--backend 网址]
 
 收听面试，显示对话文字，并为每个问题给出参考回答。没有命令时打开窗口；程序已在运行时，窗口回到前面并执行
 所要求的操作。
@@ -69,6 +75,7 @@ headless session heard all and an answer failed.
                        （app:名称，例如 app:Firefox）；不改动任何音频设备
   --check-audio        说明会话会听到什么、缺少什么、该怎么做
   --listen             与 --check-audio 一起使用：播放一声短音，说明能否听到、电平和延迟
+  --check-answers      提一个问题，打印回答，以及首段和完整回答的用时
 
 会话选项：
 
@@ -82,6 +89,8 @@ headless session heard all and an answer failed.
   --backend 网址       使用这个后端，例如 https://example.org/api/v1
   --verbose            把日志写到标准错误：每个请求和回复，不含密码、验证码和令牌
 
+  --ui-language en|zh  窗口和打印内容所用的语言，代替已保存的设置；两者都没有时，窗口用中文，
+                       打印内容随系统的语言设置
   --help               本页
   --version            版本
 
@@ -94,7 +103,7 @@ headless session heard all and an answer failed.
 )"};
 
 /// The options that choose what is done; at most one is given.
-const std::array<const char*, 5> commands{"rehearse", "interview", "page", "start", "check-audio"};
+const std::array<const char*, 6> commands{"rehearse", "interview", "page", "start", "check-audio", "check-answers"};
 
 constexpr Phrase refused{"parlowen: %1\nTry 'parlowen --help'.\n", "parlowen：%1\n请看 parlowen --help。\n"};
 constexpr Phrase needsFile{"--rehearse needs the name of a file", "--rehearse 需要文件名"};
@@ -102,6 +111,7 @@ constexpr Phrase wrongSource{"--interview takes system, microphone or app:NAME, 
                              "--interview 的来源是 system、microphone 或 app:名称，不能是“%1”"};
 constexpr Phrase unknownPage{"there is no page '%1'; the pages are: %2", "没有“%1”页面；可用的页面：%2"};
 constexpr Phrase unknownOption{"there is no option '%1'", "没有“%1”这个选项"};
+constexpr Phrase wrongUiLanguage{"--ui-language takes en or zh, not '%1'", "--ui-language 只能是 en 或 zh，不能是“%1”"};
 constexpr Phrase needsValue{"--%1 needs a value", "--%1 需要一个值"};
 constexpr Phrase takesNoValue{"--%1 takes no value", "--%1 不能带值"};
 constexpr Phrase listenAlone{"--listen goes with --check-audio", "--listen 要与 --check-audio 一起使用"};
@@ -124,10 +134,10 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
-constexpr std::array<const char*, 8> withValue{"rehearse",   "interview", "page",     "start",
-                                               "screenshot", "backend",   "language", "translate-to"};
-constexpr std::array<const char*, 8> withoutValue{"check-audio", "listen",  "headless", "json",
-                                                  "manual",      "verbose", "help",     "version"};
+constexpr std::array<const char*, 9> withValue{"rehearse",    "interview", "page",     "start",       "screenshot",
+                                               "ui-language", "backend",   "language", "translate-to"};
+constexpr std::array<const char*, 9> withoutValue{"check-audio", "check-answers", "listen", "headless", "json",
+                                                  "manual",      "verbose",       "help",   "version"};
 
 void addOptions(QCommandLineParser& parser) {
     for (const char* name : withValue)
@@ -190,12 +200,13 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
         if (findPage(line.page) == nullptr)
             return refusal(unknownPage.here(line.page, pageNames()));
     } else {
-        line.action = CommandLine::Action::CheckAudio;
+        line.action =
+            name == QLatin1String("check-audio") ? CommandLine::Action::CheckAudio : CommandLine::Action::CheckAnswers;
     }
     if (line.listen && line.action != CommandLine::Action::CheckAudio)
         return refusal(listenAlone.here());
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
-    const bool reaches = session || line.action == CommandLine::Action::Shell;
+    const bool reaches = line.action != CommandLine::Action::CheckAudio;
     if (!reaches && parser.isSet(QStringLiteral("backend")))
         return refusal(optionOfSession.here(QStringLiteral("backend")));
     for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {
@@ -217,6 +228,12 @@ CommandLine parseCommandLine(const QStringList& arguments) {
     addOptions(parser);
     if (!parser.parse(arguments))
         return refusal(problemOf(parser));
+    if (parser.isSet(QStringLiteral("ui-language"))) {
+        const QString code = parser.value(QStringLiteral("ui-language"));
+        if (!languageOfCode(code))
+            return refusal(wrongUiLanguage.here(code));
+        chooseLanguage(languageOfCode(code));
+    }
     if (parser.isSet(QStringLiteral("help")))
         return printing(help.here());
     if (parser.isSet(QStringLiteral("version")))

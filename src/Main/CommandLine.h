@@ -9,12 +9,13 @@ namespace parlowen {
 /// What the command line asks for.
 struct CommandLine {
     enum class Action {
-        Rehearse,   ///< run a session on a recorded interview
-        Interview,  ///< run a session on the call's own sound or the microphone
-        Shell,      ///< open the program's windows
-        CheckAudio, ///< say what audio devices there are and what is missing
-        Print,      ///< write `message` to standard output and end with status 0
-        Refuse,     ///< write `message` to standard error and end with status 2
+        Rehearse,     ///< run a session on a recorded interview
+        Interview,    ///< run a session on the call's own sound or the microphone
+        Shell,        ///< open the program's windows
+        CheckAudio,   ///< say what audio devices there are and what is missing
+        CheckAnswers, ///< ask one question and say how long its answer took
+        Print,        ///< write `message` to standard output and end with status 0
+        Refuse,       ///< write `message` to standard error and end with status 2
     };
 
     Action action = Action::Refuse;
@@ -44,7 +45,8 @@ struct CommandLine {
     std::optional<int> pageIndex() const;
 };
 
-/// Reads the arguments, the program's own name first.
+/// Reads the arguments, the program's own name first. A language for the program holds from then on, also for what is
+/// refused.
 CommandLine parseCommandLine(const QStringList& arguments);
 
 } // namespace parlowen

@@ -7,6 +7,8 @@
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QLabel>
 #include <QPainter>
 
@@ -30,29 +32,28 @@ struct Entry {
 };
 
 constexpr std::array<Entry, 8> entries{{
-    {"AI面试", "home_gj", setupPage, true},
-    {"个人中心", "home_me", accountPage, true},
-    {"历史", "", 2, false},
-    {"面试设置", "home_sz", aiSettingsPage, true},
-    {"版本信息", "home_bb", aboutPage, true},
-    {"学霸卡", "home_xbk", 6, false},
-    {"活动", "home_hd", 9, false},
-    {"退出登录", "home_tui", signOutPage, true},
+    {QT_TRANSLATE_NOOP("Pages", "AI面试"), "home_gj", setupPage, true},
+    {QT_TRANSLATE_NOOP("Pages", "个人中心"), "home_me", accountPage, true},
+    {QT_TRANSLATE_NOOP("Pages", "历史"), "", 2, false},
+    {QT_TRANSLATE_NOOP("Pages", "面试设置"), "home_sz", aiSettingsPage, true},
+    {QT_TRANSLATE_NOOP("Pages", "版本信息"), "home_bb", aboutPage, true},
+    {QT_TRANSLATE_NOOP("Pages", "学霸卡"), "home_xbk", 6, false},
+    {QT_TRANSLATE_NOOP("Pages", "活动"), "home_hd", 9, false},
+    {QT_TRANSLATE_NOOP("Pages", "退出登录"), "home_tui", signOutPage, true},
 }};
 constexpr std::size_t followers = entries.size() - 1; // signing out is no page that could be shown
 
 } // namespace
 
-HomeLeftCustomView::HomeLeftCustomView(const QString& title, const QString& icon, int tag, QWidget* parent)
+HomeLeftCustomView::HomeLeftCustomView(const char* title, const QString& icon, int tag, QWidget* parent)
     : KeyFocusButton(parent)
     , menuTag(tag)
+    , title_(title)
     , icon_(icon)
     , iconImg_(new QLabel(this))
     , titleLab_(makeLabel(palette::CSS::black(), false, 14, this)) {
-    setText(title);
-    setAccessibleName(title);
-    titleLab_->setText(title);
     titleLab_->setWordWrap(false);
+    sayTexts();
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(14, 0, 10, 0);
     row->setSpacing(10);
@@ -66,11 +67,24 @@ HomeLeftCustomView::HomeLeftCustomView(const QString& title, const QString& icon
         iconImg_->setPixmap(namedImage(icon_).pixmap(iconImg_->size(), devicePixelRatioF()));
 }
 
+void HomeLeftCustomView::sayTexts() {
+    setText(QCoreApplication::translate("Pages", title_));
+    setAccessibleName(text());
+    setAccessibleDescription(isHighlighted_ ? tr("当前页面") : QString());
+    titleLab_->setText(text());
+}
+
+void HomeLeftCustomView::changeEvent(QEvent* event) {
+    KeyFocusButton::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        sayTexts();
+}
+
 QSize HomeLeftCustomView::sizeHint() const { return buttonSize * fontScale(); }
 
 void HomeLeftCustomView::setHighlighted(bool highlighted) {
     isHighlighted_ = highlighted;
-    setAccessibleDescription(highlighted ? QStringLiteral("当前页面") : QString());
+    sayTexts();
     titleLab_->setStyleSheet(
         QStringLiteral("color: %1").arg((highlighted ? palette::CSS::white() : hexColor(theme::midGrey)).name()));
     titleLab_->setFont(systemFont(14, highlighted ? QFont::DemiBold : QFont::Normal));
@@ -110,8 +124,7 @@ HomeLeftCustomView* HomeLeftView::button(std::size_t number) {
     HomeLeftCustomView*& made = made_.at(number);
     if (made == nullptr) {
         const Entry& entry = entries.at(number);
-        made = new HomeLeftCustomView(QString::fromUtf8(entry.title), QString::fromLatin1(entry.icon), entry.menuTag,
-                                      this);
+        made = new HomeLeftCustomView(entry.title, QString::fromLatin1(entry.icon), entry.menuTag, this);
         made->setVisible(entry.isShown);
         connect(made, &QAbstractButton::clicked, this, [this, tag = entry.menuTag] { didTap(tag); });
     }

@@ -15,7 +15,8 @@ namespace parlowen {
 class HomeLeftCustomView : public KeyFocusButton {
     Q_OBJECT
 public:
-    HomeLeftCustomView(const QString& title, const QString& icon, int menuTag, QWidget* parent);
+    /// `title` is translated in the context "Pages" (UTF-8).
+    HomeLeftCustomView(const char* title, const QString& icon, int menuTag, QWidget* parent);
 
     const int menuTag; ///< the index of the page that it opens
 
@@ -28,9 +29,13 @@ public:
     QSize sizeHint() const override;
 
 protected:
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void sayTexts();
+
+    const char* title_;
     QString icon_; ///< the picture's name; empty for none
     bool isHighlighted_ = false;
     QLabel* iconImg_;

@@ -27,7 +27,13 @@ public:
     /// Says once that the program goes on here; later calls do nothing.
     void sayThatItIsHere();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void add(const char* text, const std::function<void()>& action);
+    void sayTexts();
+
     QMenu menu_; ///< before the icon, which shows it
     QSystemTrayIcon icon_;
     bool said_ = false;

@@ -14,6 +14,7 @@
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
+#include <QEvent>
 #include <QMenu>
 #include <QPainter>
 #include <QSplitter>
@@ -104,14 +105,15 @@ void ContentContainerViewController::signOut() {
     const QPointer<HttpDatas> http(&context_.http); // the window may have gone by then
     context_.http.requestData(QStringLiteral("/user/logout"), HttpMethod::POST, std::nullopt, std::nullopt,
                               [http, tail](FResponseStatus, const std::optional<JSON>&, const std::optional<QString>&) {
-                                  ProgressHUD::shared().toast(QStringLiteral("账号已退出登录"));
+                                  ProgressHUD::shared().toast(tr("账号已退出登录"));
                                   afterDelay(signOutDelay, http, tail);
                               });
 }
 
 ViewController::ViewController(const PageContext& context, QWidget* parent)
     : QWidget(parent)
-    , topBar_(new TopBarView(context.settings, context.http, this)) {
+    , topBar_(new TopBarView(context.settings, context.http, this))
+    , menuButton_(new QToolButton(topBar_)) {
     setPalette(lightPalette(hexColor(theme::pageGround)));
     auto* split = new QSplitter(Qt::Horizontal, this);
     split->setHandleWidth(0);
@@ -126,21 +128,36 @@ ViewController::ViewController(const PageContext& context, QWidget* parent)
     auto* whole = new QVBoxLayout(this);
     whole->setContentsMargins(0, 0, 0, 0);
     whole->setSpacing(0);
+    buildMenuButton();
     whole->addWidget(topBar_);
     whole->addWidget(split, 1);
 }
 
+void ViewController::buildMenuButton() {
+    menuButton_->setIcon(namedImage(QStringLiteral("menu")));
+    menuButton_->setFocusPolicy(Qt::StrongFocus);
+    menuButton_->setCursor(Qt::PointingHandCursor);
+    menuButton_->setPopupMode(QToolButton::InstantPopup);
+    menuButton_->setStyleSheet(menuButtonStyle());
+    menuButton_->hide();
+    topBar_->layout()->addWidget(menuButton_);
+    sayTexts();
+}
+
+void ViewController::sayTexts() {
+    menuButton_->setToolTip(tr("菜单"));
+    menuButton_->setAccessibleName(menuButton_->toolTip());
+}
+
 void ViewController::setMenu(QMenu* menu) {
-    auto* button = new QToolButton(topBar_);
-    button->setIcon(namedImage(QStringLiteral("menu")));
-    button->setToolTip(QStringLiteral("菜单"));
-    button->setAccessibleName(button->toolTip());
-    button->setFocusPolicy(Qt::StrongFocus);
-    button->setCursor(Qt::PointingHandCursor);
-    button->setPopupMode(QToolButton::InstantPopup);
-    button->setStyleSheet(menuButtonStyle());
-    button->setMenu(menu);
-    topBar_->layout()->addWidget(button);
+    menuButton_->setMenu(menu);
+    menuButton_->show();
+}
+
+void ViewController::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        sayTexts();
 }
 
 } // namespace parlowen

@@ -8,6 +8,7 @@
 #include <QWidget>
 
 class QMenu;
+class QToolButton;
 
 namespace parlowen {
 
@@ -74,10 +75,17 @@ public:
     /// At the usual font scale.
     static constexpr QSize usualSize{650, 400};
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void buildMenuButton();
+    void sayTexts();
+
     TopBarView* topBar_;
     SidebarViewController* sidebar_;
     ContentContainerViewController* content_;
+    QToolButton* menuButton_;
 };
 
 } // namespace parlowen

@@ -1,3 +1,4 @@
+#include "AnswerCheck.h"
 #include "AppDelegate.h"
 #include "AudioCommands.h"
 #include "CommandLine.h"
@@ -11,13 +12,17 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
 #include <Foundation/Bundle.h>
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Foundation/UserDefaults.h>
 #include <Login/CaptchaProcess.h>
+#include <Network/Settings.h>
 #include <Page/AIInterviewPages/FilePanel.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
+#include <Tools/PopView/Translation.h>
 
 #include <openssl/crypto.h>
 
@@ -72,13 +77,21 @@ std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Write toOutp
     return std::make_unique<TextReport>(std::move(toOutput), std::move(clock));
 }
 
+/// The program's parts on a copy of the settings.
+struct Parts {
+    explicit Parts(const CommandLine& line)
+        : composition(settings.settings(), line.backend) {
+        if (composition.backend().isGiven())
+            settings.settings().remove(SettingsKeys::fuwuqiKey.name); // of the copy: requests go where this run's do
+    }
+    SessionSettings settings;
+    Composition composition;
+};
+
 /// Runs one session and returns its exit status.
 template<class Run>
 int runSession(const CommandLine& line) {
-    SessionSettings settings;
-    Composition composition(settings.settings(), line.backend);
-    if (composition.backend().isGiven())
-        settings.settings().remove(SettingsKeys::fuwuqiKey.name); // of the copy: requests go where this run's do
+    Parts parts(line);
     SessionRun* running = nullptr;
     const auto toOutput = [&running, &line, left = false](const QByteArray& text) mutable {
         write(stdout, text);
@@ -87,7 +100,7 @@ int runSession(const CommandLine& line) {
             onMain(QPointer<SessionRun>(running), [running] { running->interrupt(); });
     };
     const auto report = makeReport(line.json, toOutput, [&running] { return running->heardSeconds(); });
-    Run run(line, *report, settings, composition, [](int status) { QCoreApplication::exit(status); });
+    Run run(line, *report, parts.settings, parts.composition, [](int status) { QCoreApplication::exit(status); });
     running = &run;
     const UnixSignals interrupts([&run] { run.interrupt(); });
     onMain([&run] { run.begin(); });
@@ -110,6 +123,16 @@ int checkAudio(PulseClient& client, const std::shared_ptr<AudioServer>& server, 
     return QCoreApplication::exec();
 }
 
+int checkAnswers(const CommandLine& line) {
+    Parts parts(line);
+    AnswerCheck check(
+        parts.settings, parts.composition, [](const QByteArray& text) { write(stdout, text); },
+        [](int status) { QCoreApplication::exit(status); });
+    const UnixSignals interrupts([] { QCoreApplication::exit(1); });
+    onMain([&check] { check.begin(); });
+    return QCoreApplication::exec();
+}
+
 int run(const CommandLine& line) {
     setSystemLogOnStandardError(line.verbose);
     const std::shared_ptr<PulseClient> client = PulseClient::shared();
@@ -127,6 +150,8 @@ int run(const CommandLine& line) {
         return runShell(line);
     case CommandLine::Action::CheckAudio:
         return checkAudio(*client, server, line.listen);
+    case CommandLine::Action::CheckAnswers:
+        return checkAnswers(line);
     case CommandLine::Action::Print:
     case CommandLine::Action::Refuse:
         break;
@@ -149,6 +174,7 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
     QApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Parlowen"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.parlowen.Parlowen"));
+    translateWindows();
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
     return application;
 }
@@ -162,6 +188,7 @@ int main(int argc, char** argv) {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
+    chooseLanguage(Settings::uiLanguageIn(UserDefaults::defaultPath()));
     const CommandLine line = parseCommandLine(arguments);
     if (line.action == CommandLine::Action::Print || line.action == CommandLine::Action::Refuse) {
         const bool refused = line.action == CommandLine::Action::Refuse;
@@ -170,6 +197,8 @@ int main(int argc, char** argv) {
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     const bool shell = line.action == CommandLine::Action::Shell;
+    if (shell)
+        chooseLanguage(windowLanguage()); // what a window shows may be worded for the terminal
     if ((shell || (session && !line.headless)) && !hasDisplay()) {
         constexpr Phrase noDisplay{
             "parlowen: there is no display to open the window on; a session goes without one with --headless\n",

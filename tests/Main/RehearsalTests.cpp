@@ -128,6 +128,29 @@ TEST_F(ScriptedBackendRehearsalTest, ATokenThatIsRefusedIsAskedForAgainAndToldOn
     EXPECT_EQ(problem(), "没有令牌");
 }
 
+TEST_F(ScriptedBackendRehearsalTest, TheCheckOfAnswersAsksOnceAndSaysHowLongItTook) {
+    ScriptedHttpServer backend;
+    const auto check = [&](Reply answer) {
+        backend.enqueue(Reply::json(200, R"({"code":0,"message":"","data":{}})"));
+        backend.enqueue(std::move(answer));
+        run_ = std::make_unique<ProgramRun>(
+            QStringList{"--check-answers"},
+            QMap<QString, QString>{{"PARLOWEN_API_BASE_URL", backend.baseUrl() + "/api/v1"},
+                                   {"XDG_CONFIG_HOME", folder_.path()},
+                                   {"LC_ALL", "C"}});
+        const int status = exitCode();
+        run_->read();
+        return std::to_string(status) + " " + run_->output.toStdString();
+    };
+    Reply whole = Reply::json(200, "data: {\"data\":{\"content\":\"My \"}}\ndata: {\"data\":{\"content\":\"team\"}}\n"
+                                   "data: {\"data\":{\"content\":\"@@\"}}\n");
+    EXPECT_THAT(check(whole),
+                ::testing::MatchesRegex("0 What do .*\n\nMy team\n\nfirst piece after [0-9]+ ms, the whole "
+                                        "answer after [0-9]+ ms\n"));
+    EXPECT_THAT(check(Reply::json(500, R"({"code":1,"message":"broken"})")),
+                ::testing::MatchesRegex("1 What do .*HTTP 500: broken.*"));
+}
+
 TEST_F(ScriptedBackendRehearsalTest, AnswersThatFailAreSaidAndShowInTheExitStatus) {
     giveToken();
     backend_.enqueue(Reply::json(500, R"({"code":1,"message":"坏了"})"));

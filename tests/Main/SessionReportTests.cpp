@@ -110,9 +110,11 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
     EXPECT_FALSE(parse({"--start", "rehearsal"}).pageIndex());
     EXPECT_EQ(parse({"--start", "rehearsal"}).start, CommandLine::Start::Rehearsal);
     EXPECT_EQ(parse({"--start", "interview"}).start, CommandLine::Start::Interview);
+    EXPECT_EQ(parse({"--check-answers", "--backend", "https://b/v1"}).action, Action::CheckAnswers);
     EXPECT_TRUE(parse({"--check-audio", "--listen"}).listen && !parse({"--check-audio"}).listen);
-    for (const char* option : {"--rehearse", "--interview", "--check-audio", "--listen", "--headless", "--json",
-                               "--screenshot", "--backend", "--language", "--translate-to", "--manual", "--verbose"})
+    for (const char* option :
+         {"--rehearse", "--interview", "--check-audio", "--check-answers", "--listen", "--headless", "--json",
+          "--screenshot", "--backend", "--language", "--translate-to", "--manual", "--verbose"})
         EXPECT_TRUE(parse({"--help"}).message.contains(QLatin1String(option))) << option;
     EXPECT_EQ(parse({"--version"}).action, Action::Print);
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
@@ -126,6 +128,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--rehearse", "a.wav", "--loud"}, "no option 'loud'"},
         {{"--check-audio=loud"}, "--check-audio takes no value"},
         {{"--interview", "loud"}, "not 'loud'"},
+        {{"--check-audio", "--backend", "https://b"}, "--backend goes with"},
         {{"--page", "attic"}, "setup, "},
         {{"--start", "over"}, "not 'over'"},
         {{"--page", "setup", "--manual"}, "--manual"},

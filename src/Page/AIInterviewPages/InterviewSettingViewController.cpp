@@ -82,7 +82,7 @@ void InterviewSettingViewController::buildUserInterface() {
                                        .arg(hexColor(theme::secondary).name(), hexColor(theme::accent).name()));
     settingsButton_->setCursor(Qt::PointingHandCursor);
     settingsButton_->setFocusPolicy(Qt::TabFocus);
-    settingsButton_->setToolTip(QStringLiteral("面试设置"));
+    settingsButton_->setToolTip(tr("面试设置"));
     settingsButton_->setAccessibleName(settingsButton_->toolTip());
     connect(settingsButton_, &QToolButton::clicked, this, &InterviewSettingViewController::openSettings);
 }
@@ -152,13 +152,12 @@ void InterviewSettingViewController::handleMyNotification(const Notification& no
 }
 
 void InterviewSettingViewController::popupSelectionChanged(PopUpButton* sender) {
-    const QString title = sender->currentText();
     const qint64 value = sender->currentIndex() == 0 ? 0 : 1;
     if (sender == modePopup()) {
-        consoleLog(QStringLiteral("回答模式选择：") + title);
+        consoleLog(QStringLiteral("回答模式选择：") + (value == 0 ? "自动回答" : "手动回答"));
         startAIModel_.antoAnswerType = value;
     } else {
-        consoleLog(QStringLiteral("回答风格选择：") + title);
+        consoleLog(QStringLiteral("回答风格选择：") + (value == 0 ? "极简风格" : "详细风格"));
         startAIModel_.generateAnswerType = value;
     }
     settings_.setAiInterviewSetModel(startAIModel_);
@@ -243,7 +242,7 @@ void InterviewSettingViewController::askAboutLanguages() {
     const LanguageNotice& target = *form_->targetNotice();
     const bool hasRemedy = spoken.instead() || target.instead();
     ask(
-        makeLanguageQuestion(spoken, target), [this] { startHeard(); },
+        LanguageNotice::makeQuestion(spoken, target), [this] { startHeard(); },
         [this, hasRemedy] {
             takeInstead(*form_->spokenNotice());
             takeInstead(*form_->targetNotice());
@@ -254,18 +253,14 @@ void InterviewSettingViewController::askAboutLanguages() {
 
 /// Begins where something can be heard, and asks before where nothing can.
 void InterviewSettingViewController::startHeard() {
-    const auto problem = soundStrip()->problem();
-    if (!problem) {
+    if (!soundStrip()->isDeaf()) {
         beginSession();
         return;
     }
-    const bool system = startAIModel_.deviceType != 0;
     ask(
-        makeSoundQuestion(problem->text, problem->advice,
-                          system ? QStringLiteral("检测声音") : QStringLiteral("改听系统声音")),
-        [this] { beginSession(); },
-        [this, system] {
-            if (system)
+        soundStrip()->makeQuestion(), [this] { beginSession(); },
+        [this] {
+            if (startAIModel_.deviceType != 0)
                 soundStrip()->runCheck();
             else
                 openSettings();

@@ -31,13 +31,6 @@ void lay(QWidget* notice, QLabel* text, QPushButton* link) {
     notice->hide();
 }
 
-CommonTipView* makeStartQuestion(const QString& title, const QString& text, const QString& remedy) {
-    auto* card = new CommonTipView;
-    card->configure(title, text, QStringLiteral("仍然开始"), remedy);
-    card->resize(card->sizeHint());
-    return card;
-}
-
 } // namespace
 
 QPushButton* makeLink(const QString& title, QWidget* parent) {
@@ -53,6 +46,13 @@ QPushButton* makeLink(const QString& title, QWidget* parent) {
     link->setAutoDefault(true);
     link->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
     return link;
+}
+
+CommonTipView* makeStartQuestion(const QString& title, const QString& text, const QString& remedy) {
+    auto* card = new CommonTipView;
+    card->configure(title, text, LanguageNotice::tr("仍然开始"), remedy);
+    card->resize(card->sizeHint());
+    return card;
 }
 
 LanguageNotice::LanguageNotice(Kind kind, QWidget* parent)
@@ -103,37 +103,32 @@ void LanguageNotice::look() {
     instead_ = missing_ ? findInstead() : std::nullopt;
     if (missing_) {
         const bool spoken = kind_ == Kind::spoken;
-        text_->setText(spoken ? QStringLiteral("服务听不懂，不会有文字")
-                              : QStringLiteral("服务不能译成它，不会有文字"));
-        button_->setText(instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QString());
+        text_->setText(spoken ? tr("服务听不懂，不会有文字") : tr("服务不能译成它，不会有文字"));
+        button_->setText(instead_ ? tr("改用“%1”").arg(instead_->name) : QString());
         button_->setVisible(instead_.has_value());
     }
     setVisible(missing_);
 }
 
-CommonTipView* makeLanguageQuestion(const LanguageNotice& spoken, const LanguageNotice& target) {
+CommonTipView* LanguageNotice::makeQuestion(const LanguageNotice& spoken, const LanguageNotice& target) {
     QStringList problems;
     QStringList remedies;
     if (spoken.isMissing())
-        problems << QStringLiteral("听不懂“%1”").arg(spoken.chosen().name);
+        problems << tr("听不懂“%1”").arg(spoken.chosen_.name);
     if (target.isMissing())
-        problems << QStringLiteral("不能译成“%1”").arg(target.chosen().name);
+        problems << tr("不能译成“%1”").arg(target.chosen_.name);
     if (spoken.instead())
-        remedies << QStringLiteral("识别“%1”").arg(spoken.instead()->name);
+        remedies << tr("识别“%1”").arg(spoken.instead()->name);
     if (target.instead())
-        remedies << QStringLiteral("译成“%1”").arg(target.instead()->name);
-    const QString separator = QStringLiteral("，");
-    QStringList text{QStringLiteral("它%1。这样开始的面试不会有文字，也不会有回答。").arg(problems.join(separator))};
+        remedies << tr("译成“%1”").arg(target.instead()->name);
+    const QString separator = tr("，");
+    QStringList text{tr("它%1。这样开始的面试不会有文字，也不会有回答。").arg(problems.join(separator))};
     if (!remedies.isEmpty())
-        text << QStringLiteral("可以改为%1。").arg(remedies.join(separator));
+        text << tr("可以改为%1。").arg(remedies.join(separator));
     if (target.isMissing())
-        text << QStringLiteral("不需要译文时，请在右上角改选“国内面试AI”。");
-    return makeStartQuestion(QStringLiteral("当前服务没有所选的语言"), text.join(u'\n'),
-                             remedies.isEmpty() ? QStringLiteral("返回") : QStringLiteral("改用并开始"));
-}
-
-CommonTipView* makeSoundQuestion(const QString& problem, const QString& advice, const QString& remedy) {
-    return makeStartQuestion(problem, QStringLiteral("现在开始的面试什么也听不到。") + advice, remedy);
+        text << tr("不需要译文时，请在右上角改选“国内面试AI”。");
+    return makeStartQuestion(tr("当前服务没有所选的语言"), text.join(u'\n'),
+                             remedies.isEmpty() ? tr("返回") : tr("改用并开始"));
 }
 
 PersonalNotice::PersonalNotice(QWidget* parent)
@@ -145,12 +140,12 @@ PersonalNotice::PersonalNotice(QWidget* parent)
 
 void PersonalNotice::show(bool hasPosition, bool hasResume) {
     if (!hasPosition && !hasResume)
-        text_->setText(QStringLiteral("没有岗位和简历，回答会笼统"));
+        text_->setText(tr("没有岗位和简历，回答会笼统"));
     else if (!hasPosition)
-        text_->setText(QStringLiteral("没有岗位，回答会笼统"));
+        text_->setText(tr("没有岗位，回答会笼统"));
     else
-        text_->setText(QStringLiteral("没有简历，回答用不上您的经历"));
-    button_->setText(hasPosition ? QStringLiteral("去上传") : QStringLiteral("去填写"));
+        text_->setText(tr("没有简历，回答用不上您的经历"));
+    button_->setText(hasPosition ? tr("去上传") : tr("去填写"));
     setHidden(hasPosition && hasResume);
 }
 

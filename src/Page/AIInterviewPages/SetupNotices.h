@@ -16,6 +16,10 @@ class CommonTipView;
 /// A button that looks like a link in a text of second rank. The parent owns it.
 QPushButton* makeLink(const QString& title, QWidget* parent);
 
+/// A card that asks before a start that would come to nothing: to start all the same (the left button), or to take the
+/// remedy (the right one). The caller owns it.
+CommonTipView* makeStartQuestion(const QString& title, const QString& text, const QString& remedy);
+
 /// Says that the backend does not offer the chosen language, and offers to take one that it does. It is in sight only
 /// while there is something to say. Main thread only.
 class LanguageNotice : public QWidget {
@@ -36,7 +40,9 @@ public:
     /// What could be taken instead: the same language of another region, else American English, else the first that
     /// there is; none when nothing is offered.
     const std::optional<LanguageListModel>& instead() const { return instead_; }
-    const LanguageListModel& chosen() const { return chosen_; }
+    /// A card that asks what to do about an interview which would write nothing because a language is not offered: to
+    /// start all the same, or to take what is offered, or only to go back where nothing is. The caller owns it.
+    static CommonTipView* makeQuestion(const LanguageNotice& spoken, const LanguageNotice& target);
     QPushButton* insteadButton() const { return button_; }
 
 Q_SIGNALS:
@@ -57,13 +63,6 @@ private:
     QLabel* text_;
     QPushButton* button_;
 };
-
-/// A card that asks what to do about an interview which would write nothing because a language is not offered: to start
-/// all the same (the left button), or to take what is offered; the latter only goes back where nothing is. The caller
-/// owns it.
-CommonTipView* makeLanguageQuestion(const LanguageNotice& spoken, const LanguageNotice& target);
-/// The same of sound that cannot be heard, for the words of it; the right button leads on to what `remedy` says.
-CommonTipView* makeSoundQuestion(const QString& problem, const QString& advice, const QString& remedy);
 
 /// Says what answers lack, while the position or the résumé are missing, and leads to where they are given. Main thread
 /// only.

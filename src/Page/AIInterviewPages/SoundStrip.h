@@ -8,13 +8,13 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
-#include <optional>
 
 class QLabel;
 class QPushButton;
 
 namespace parlowen {
 
+class CommonTipView;
 class PopUpButton;
 class Settings;
 class SoundCheckView;
@@ -55,12 +55,11 @@ public:
     void setSystem(bool system);
     /// What a session that starts now is to hear.
     SessionSound sound() const;
-    /// Why nothing can be heard as things stand, and what to do about it; none while something can.
-    struct Problem {
-        QString text;
-        QString advice;
-    };
-    const std::optional<Problem>& problem() const { return problem_; }
+    /// Whether nothing can be heard as things stand.
+    bool isDeaf() const { return isDeaf_; }
+    /// A card that asks what to do about it when an interview is to start: to start all the same, or to hear the
+    /// computer instead of a microphone, or else to check the sound. The caller owns it.
+    CommonTipView* makeQuestion() const;
     /// Looks at the devices, plays a chirp of the computer's sound, and says in a card what came of it.
     void runCheck();
     /// Lets go of the sound until the strip comes into sight again.
@@ -90,7 +89,7 @@ private:
     PlayingPrograms playing_;
     std::unique_ptr<CaptureSource> source_;
     bool system_ = false;
-    std::optional<Problem> problem_;
+    bool isDeaf_ = false;
     LevelMeter* meter_;
     QLabel* name_;
     QLabel* advice_;

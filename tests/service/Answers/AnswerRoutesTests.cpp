@@ -20,6 +20,11 @@ std::vector<std::string> contentsOfEvents(const std::string& body) {
     std::size_t start = 0;
     for (auto end = body.find("\n\n"); end != std::string::npos; end = body.find("\n\n", start)) {
         const std::string line = body.substr(start, end - start);
+        if (line == R"(: grounds ["data: line\n","zeile"])") {
+            contents.emplace_back("GROUNDS");
+            start = end + 2;
+            continue;
+        }
         EXPECT_EQ(line.rfind("data: {", 0), 0U) << line;
         EXPECT_EQ(line.find('\n'), std::string::npos) << line;
         EXPECT_EQ(line.find("data: ", 1), std::string::npos) << line;
@@ -40,6 +45,8 @@ public:
     awaitable<void> answer(const Question&, AnswerSink& sink) override {
         for (const char* text : {"data: x\n\"", "@@", ""})
             co_await sink.piece(text);
+        const std::vector<std::string> lines{"data: line\n", "zeile"};
+        co_await sink.grounds(lines);
         throw std::runtime_error("fails on purpose");
     }
 };
@@ -74,5 +81,6 @@ TEST(AnswerRoutes, EscapeWhatWouldReadAsPartOfTheStream) {
     addAnswerRoutes(router, source, [](const HttpRequest&) { return std::nullopt; });
     const RunningServer server(std::move(router));
     const auto contents = contentsOfEvents(server.client().post(path, question("hello")).body);
-    EXPECT_EQ(contents, (std::vector<std::string>{"data: x\n\"", "@", "@", "", "回答中断，请重新提问。", "@@"}));
+    EXPECT_EQ(contents,
+              (std::vector<std::string>{"data: x\n\"", "@", "@", "", "GROUNDS", "回答中断，请重新提问。", "@@"}));
 }

@@ -1,3 +1,4 @@
+#include "Resumes/ResumeExcerpt.h"
 #include "Resumes/ResumeLines.h"
 #include "support/TemporaryDirectory.h"
 
@@ -60,4 +61,21 @@ TEST(RelevantLinesOfOthers, AreNone) {
     }
     EXPECT_THAT(relevantLines("", "Kubernetes", most), ElementsAre());
     EXPECT_THAT(relevantLines("Kubernetes", "\" OR ( * NEAR", most), ElementsAre()) << "nobody writes queries";
+}
+
+TEST(ResumeExcerpt, KeepsWhatWasDoneUnderWhereItWasDone) {
+    const std::string resume =
+        "Jane\n\nSummary\nCook of soups.\n\nExperience\nChef, Alpha, 2015 - 2019\n- Led a team of five in "
+        "2018.\n- Baked bread.\nHead chef, Beta, 2019.07 - 至今\n- Mentored 12 apprentices.\n"
+        "Room 120199 of house B.\n";
+    const ResumeBearing bearing = bearingOn(resume, "How did you lead and mentor?");
+    EXPECT_THAT(bearing.quotes, ElementsAre("- Mentored 12 apprentices.", "- Led a team of five in 2018."));
+    EXPECT_THAT(bearing.excerpt,
+                ElementsAre("Cook of soups.", "Chef, Alpha, 2015 - 2019", "- Led a team of five in 2018.",
+                            "Head chef, Beta, 2019.07 - 至今", "- Mentored 12 apprentices."));
+    EXPECT_THAT(
+        linesBehind(bearing.excerpt, "How did you lead and mentor?", "How I mentor: with 12 apprentices, patience."),
+        ElementsAre("- Mentored 12 apprentices."));
+    EXPECT_THAT(linesBehind({"首屏时间由 42 秒降到 11 秒", "熟悉前端"}, "性能？", "我熟悉优化，把首屏时间降到 11 秒。"),
+                ElementsAre("首屏时间由 42 秒降到 11 秒"));
 }

@@ -115,7 +115,7 @@ TEST_F(Samples, ThatAreNoneAreRefusedWithAReasonThatBindingRepeats) {
         EXPECT_EQ(errorOf(reply), code) << name;
         const Reply bound = user.bind("", user.token);
         EXPECT_EQ(bound.code(), 1004);
-        EXPECT_EQ(bound.message(), reply.json().at("error").at("message")) << name;
+        EXPECT_EQ(bound.message(), reply.json().at("error").at("message").get<std::string>()) << name;
         EXPECT_TRUE(user.isClean()) << name;
     }
     EXPECT_TRUE(user.profile().at("resume").is_null());
@@ -234,7 +234,7 @@ TEST(Upload, IsRefusedWhenItIsTooLargeOrTooManyWait) {
     };
     const Reply refused = upload();
     EXPECT_TRUE(refused.status == 503 && errorOf(refused) == "busy" && refused.headers.contains("retry-after"));
-    EXPECT_EQ(resumes.bind(user.user.id, "").error(), refused.json().at("error").at("message"));
+    EXPECT_EQ(resumes.bind(user.user.id, "").error(), refused.json().at("error").at("message").get<std::string>());
     EXPECT_FALSE(resumes.enter());
     resumes.leave();
     resumes.leave();
