@@ -168,7 +168,7 @@
     </message>
     <message>
         <source>还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。</source>
-        <translation>There are no interview settings yet, and choices here are not kept: open the page “AI interview” once first.</translation>
+        <translation>There are no interview settings yet, and choices here are not kept: open the page &quot;AI interview&quot; once first.</translation>
     </message>
     <message>
         <source>还没有%1，回答只能是通用的</source>
@@ -266,7 +266,7 @@
     <name>parlowen::ContactView</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>扫一扫上面二维码，添加客服</source>
@@ -340,7 +340,7 @@
     </message>
     <message>
         <source>适用于国内校招、公司、机构</source>
-        <translation>For campus recruiting, companies and institutions at home</translation>
+        <translation>Campus recruiting and companies at home</translation>
     </message>
     <message>
         <source>国外面试AI</source>
@@ -348,7 +348,7 @@
     </message>
     <message>
         <source>适应于海外求职或学术面试，涉及翻译</source>
-        <translation>For jobs or academic interviews abroad, with translation</translation>
+        <translation>Jobs and studies abroad, translated</translation>
     </message>
     <message>
         <source>都可能涉及</source>
@@ -406,11 +406,11 @@
     <name>parlowen::LanguageNotice</name>
     <message>
         <source>改用“%1”</source>
-        <translation>Use “%1”</translation>
+        <translation>Use %1</translation>
     </message>
     <message>
         <source>听不懂“%1”</source>
-        <translation>does not understand “%1”</translation>
+        <translation>does not understand &quot;%1&quot;</translation>
     </message>
     <message>
         <source>仍然开始</source>
@@ -430,15 +430,15 @@
     </message>
     <message>
         <source>不能译成“%1”</source>
-        <translation>cannot translate into “%1”</translation>
+        <translation>cannot translate into &quot;%1&quot;</translation>
     </message>
     <message>
         <source>识别“%1”</source>
-        <translation>listen for “%1”</translation>
+        <translation>listen for &quot;%1&quot;</translation>
     </message>
     <message>
         <source>译成“%1”</source>
-        <translation>translate into “%1”</translation>
+        <translation>translate into &quot;%1&quot;</translation>
     </message>
     <message>
         <source>，</source>
@@ -454,7 +454,7 @@
     </message>
     <message>
         <source>不需要译文时，请在右上角改选“国内面试AI”。</source>
-        <translation>Without need of a translation, choose “Domestic interviews” at the top right.</translation>
+        <translation>Without need of a translation, choose &quot;Domestic interviews&quot; at the top right.</translation>
     </message>
     <message>
         <source>当前服务没有所选的语言</source>
@@ -484,7 +484,7 @@
     </message>
     <message>
         <source>逐题给出思路</source>
-        <translation>Ideas for each question</translation>
+        <translation>Ideas per question</translation>
     </message>
     <message>
         <source>贴合你的简历</source>
@@ -515,11 +515,11 @@
     </message>
     <message>
         <source>自动登录</source>
-        <translation>Sign in automatically</translation>
+        <translation>Stay signed in</translation>
     </message>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>登录</source>
@@ -531,7 +531,7 @@
     </message>
     <message>
         <source>服务就在这台电脑上，任何内容都不会离开本机</source>
-        <translation>The service runs on this computer; nothing leaves it</translation>
+        <translation>All on this computer; nothing leaves it</translation>
     </message>
 </context>
 <context>
@@ -546,7 +546,7 @@
     </message>
     <message>
         <source>请输入至少6位的密码</source>
-        <translation>Password, 6 characters or more</translation>
+        <translation>At least 6 characters</translation>
     </message>
     <message>
         <source>请输入验证码</source>
@@ -613,7 +613,7 @@
     <name>parlowen::MineViewController</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>账号注销</source>
@@ -805,7 +805,7 @@
     </message>
     <message>
         <source>点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里</source>
-        <translation>Press “Answer” or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
+        <translation>Press &quot;Answer&quot; or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
     </message>
     <message>
         <source>AI 对每个问题的回答会显示在这里</source>
@@ -911,7 +911,7 @@
     </message>
     <message>
         <source>线上的面试，在面试设置里改听电脑播放的声音</source>
-        <translation>For an interview online: change to the computer's sound in the settings</translation>
+        <translation>For an interview online: change to the computer&apos;s sound in the settings</translation>
     </message>
 </context>
 <context>
@@ -967,7 +967,7 @@
     <name>parlowen::TopBarView</name>
     <message>
         <source>你的面试翻译助手</source>
-        <translation>Your interview and translation assistant</translation>
+        <translation>Your interview assistant</translation>
     </message>
     <message>
         <source>切换面试类型</source>
