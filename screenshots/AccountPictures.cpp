@@ -55,7 +55,7 @@ TEST_F(AccountPictures, Account) {
 }
 
 TEST_F(AccountPictures, About) {
-    AboutMeViewController page(http_);
+    AboutMeViewController page(http_, settings_);
     show(page);
     Sheet::shared().add("about", page);
     server_.enqueue(Reply::json(200, R"({"code":0,"data":{"version":"0.2.0","min_version":"0.1.0",)"

@@ -2,7 +2,9 @@
 
 #include "CaptchaViewController.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
+#include <Tools/PopView/Translation.h>
 
 #include <QApplication>
 #include <QIcon>
@@ -89,11 +91,12 @@ void CaptchaProcess::ended(bool well) {
 }
 
 QStringList CaptchaProcess::commandFor(const QUrl& page) {
-    return {QCoreApplication::applicationFilePath(), QLatin1String(hostOption), page.toString(QUrl::FullyEncoded)};
+    return {QCoreApplication::applicationFilePath(), QLatin1String(hostOption), page.toString(QUrl::FullyEncoded),
+            languageCode(windowLanguage())};
 }
 
 std::optional<QUrl> CaptchaProcess::pageOf(int argc, char** argv) {
-    if (argc != 3 || QLatin1String(argv[1]) != QLatin1String(hostOption))
+    if (argc != 4 || QLatin1String(argv[1]) != QLatin1String(hostOption))
         return std::nullopt;
     return QUrl(QString::fromUtf8(argv[2]), QUrl::StrictMode);
 }
@@ -103,6 +106,8 @@ int CaptchaProcess::host(const QUrl& page, int argc, char** argv) {
     // The engine wants it, though it draws without the graphics card.
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     const QApplication application(argc, argv);
+    chooseLanguage(languageOfCode(QString::fromUtf8(argv[3])));
+    translateWindows();
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     const ConsoleLogCapture log([](const QString& line) { tell("log", line); });

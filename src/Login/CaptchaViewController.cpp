@@ -64,7 +64,7 @@ void CaptchaViewController::showProblem(const QString& text) {
     auto* sign = new QLabel(this);
     sign->setPixmap(namedImage(QStringLiteral("login_lock")).pixmap(QSize(56, 56), devicePixelRatioF()));
     QLabel* heading = makeLabel(hexColor(theme::darkText), true, 16, this);
-    heading->setText(QStringLiteral("无法打开安全验证"));
+    heading->setText(tr("无法打开安全验证"));
     QLabel* reason = makeLabel(hexColor(theme::midGrey), false, 14, this);
     reason->setText(text);
     reason->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -74,7 +74,7 @@ void CaptchaViewController::showProblem(const QString& text) {
         column->addWidget(label);
     }
     column->addStretch();
-    auto* close = makeCardButton(QStringLiteral("关闭"), hexColor(theme::darkText), hexColor(theme::secondary), this);
+    auto* close = makeCardButton(tr("关闭"), hexColor(theme::darkText), hexColor(theme::secondary), this);
     close->setAutoDefault(true);
     connect(close, &QPushButton::clicked, this, [this] { window()->close(); });
     column->addWidget(close, 0, Qt::AlignHCenter);
@@ -104,7 +104,7 @@ CaptchaViewController* CaptchaViewController::open(const QUrl& page) {
     auto* window = new QMainWindow(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                                                 Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
     window->setAttribute(Qt::WA_DeleteOnClose);
-    window->setWindowTitle(QStringLiteral("安全验证"));
+    window->setWindowTitle(tr("安全验证"));
     auto* content = new CaptchaViewController(page);
     window->setCentralWidget(content);
     window->resize(captchaSize);

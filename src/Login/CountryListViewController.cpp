@@ -1,5 +1,6 @@
 #include "CountryListViewController.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Network/HttpDatas.h>
 #include <Tools/PopView/Popover.h>
 
@@ -11,7 +12,7 @@ namespace parlowen {
 namespace {
 
 QString countryRow(const CountryListModel& country) {
-    return country.name_zn.value_or(QString()) + QStringLiteral(" +") + country.country_code.value_or(QString());
+    return countryName(country) + QStringLiteral(" +") + country.country_code.value_or(QString());
 }
 
 bool contains(const std::optional<QString>& field, const QString& query) {
@@ -20,10 +21,15 @@ bool contains(const std::optional<QString>& field, const QString& query) {
 
 } // namespace
 
+QString countryName(const CountryListModel& country) {
+    const bool isEnglish = windowLanguage() == Language::English && country.name_en;
+    return (isEnglish ? country.name_en : country.name_zn).value_or(QString());
+}
+
 CountryListViewController::CountryListViewController(HttpDatas& http, QWidget* parent)
     : QWidget(parent)
     , http_(http)
-    , list_(new SearchList(QStringLiteral("搜索国家/地区"), QStringLiteral("国家"), this)) {
+    , list_(new SearchList(tr("搜索国家/地区"), tr("国家"), this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     resize(list_->size());
@@ -35,14 +41,14 @@ CountryListViewController::CountryListViewController(HttpDatas& http, QWidget* p
 }
 
 void CountryListViewController::request() {
-    list_->showNotice(QStringLiteral("正在获取国家/地区列表…"), false);
+    list_->showNotice(tr("正在获取国家/地区列表…"), false);
     http_.requestData(QStringLiteral("/country/list"), HttpMethod::GET, std::nullopt, std::nullopt, this,
                       [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
                           const bool isList = status == FResponseStatus::success && json && (*json)["data"].isArray();
                           if (isList)
                               receive(mapLenientList<CountryListModel>((*json)["data"].rawString()));
                           if (!isReceived_)
-                              list_->showNotice(QStringLiteral("无法获取国家/地区列表"), true);
+                              list_->showNotice(tr("无法获取国家/地区列表"), true);
                       });
 }
 
@@ -62,13 +68,13 @@ void CountryListViewController::controlTextDidChange() {
     filteredModels_.clear();
     std::copy_if(countryModels_.begin(), countryModels_.end(), std::back_inserter(filteredModels_),
                  [&query](const CountryListModel& country) {
-                     return contains(country.name_zn, query) || contains(country.country_code, query);
+                     return contains(countryName(country), query) || contains(country.country_code, query);
                  });
     QStringList rows;
     for (const CountryListModel& country : filteredModels_)
         rows << countryRow(country);
     if (rows.isEmpty())
-        list_->showNotice(QStringLiteral("没有匹配的国家/地区"), false);
+        list_->showNotice(tr("没有匹配的国家/地区"), false);
     else
         list_->showRows(rows);
 }

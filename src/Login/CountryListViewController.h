@@ -20,8 +20,11 @@ protected:
     ~CountrySelectorDelegate() = default;
 };
 
+/// The country's name in the language of windows.
+QString countryName(const CountryListModel& country);
+
 /// The picker of a phone number's country, the content of a popover: the backend's list, asked for each time, with a
-/// search by Chinese name or dialling code. Main thread only.
+/// search by that name or dialling code. Main thread only.
 class CountryListViewController : public QWidget {
     Q_OBJECT
 public:

@@ -51,10 +51,10 @@ LoginBrand::LoginBrand(QWidget* parent)
     column->addWidget(logo);
     column->addSpacing(static_cast<int>(6 * fontScale()));
     addLine(QStringLiteral("Parlowen"), 22, true);
-    addLine(QStringLiteral("听得清，答得稳"), 14, false);
+    addLine(tr("听得清，答得稳"), 14, false);
     column->addSpacing(static_cast<int>(14 * fontScale()));
-    for (const char16_t* point : {u"实时转写对话", u"逐题给出思路", u"贴合你的简历"})
-        addLine(QStringLiteral("·  ") + QString::fromUtf16(point), 12, false);
+    for (const QString& point : {tr("实时转写对话"), tr("逐题给出思路"), tr("贴合你的简历")})
+        addLine(QStringLiteral("·  ") + point, 12, false);
     column->addStretch();
 }
 

@@ -2,6 +2,7 @@
 
 #include "LoginBrand.h"
 
+#include <Page/View/LanguageSwitch.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/SystemFont.h>
@@ -67,14 +68,14 @@ void FieldBox::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), boxRadius, boxRadius);
 }
 
-LoginForm::LoginForm(bool hasLocalButton, QWidget* parent)
+LoginForm::LoginForm(Settings& settings, bool hasLocalButton, QWidget* parent)
     : QWidget(parent)
     , brand_(new LoginBrand(this))
     , scroll_(new QScrollArea(this)) {
     auto* page = new QWidget;
     auto* column = new QVBoxLayout;
     column->setSpacing(0);
-    buildHeading(*column);
+    buildHeading(*column, settings);
     buildArea(*column);
     column->addSpacing(inScale(10));
     buildPhone(*column);
@@ -103,11 +104,15 @@ LoginForm::LoginForm(bool hasLocalButton, QWidget* parent)
     page->setAutoFillBackground(false);
 }
 
-void LoginForm::buildHeading(QVBoxLayout& column) {
+void LoginForm::buildHeading(QVBoxLayout& column, Settings& settings) {
     QLabel* heading = makeLabel(hexColor(theme::darkText), true, 20, this);
-    heading->setText(QStringLiteral("登录 Parlowen"));
+    heading->setText(tr("登录 Parlowen"));
     controls_.hint = makeLabel(hexColor(theme::midGrey), false, 13, this);
-    column.addWidget(heading);
+    controls_.languageSwitch = new LanguageSwitch(settings, this);
+    auto* row = new QHBoxLayout;
+    row->addWidget(heading, 1);
+    row->addWidget(controls_.languageSwitch, 0, Qt::AlignTop);
+    column.addLayout(row);
     column.addSpacing(inScale(4));
     column.addWidget(controls_.hint);
     column.addSpacing(inScale(16));
@@ -121,7 +126,7 @@ void LoginForm::buildArea(QVBoxLayout& column) {
     controls_.areaLabel->setCursor(Qt::PointingHandCursor);
     controls_.areaLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Expanding);
     controls_.areaLabel->setAutoDefault(true);
-    controls_.areaLabel->setAccessibleDescription(QStringLiteral("国家/地区"));
+    controls_.areaLabel->setAccessibleDescription(tr("国家/地区"));
     auto* inside = new QHBoxLayout(controls_.areaLabel);
     inside->setContentsMargins(0, 0, inScale(4), 0);
     inside->addStretch();
@@ -143,8 +148,8 @@ QLineEdit* LoginForm::makeField(const QString& name, QWidget* parent) {
 
 void LoginForm::buildPhone(QVBoxLayout& column) {
     auto* box = new FieldBox(QStringLiteral("login_phone"), this);
-    controls_.phoneLabel = makeField(QStringLiteral("手机号"), box);
-    controls_.phoneLabel->setPlaceholderText(QStringLiteral("请输入手机号"));
+    controls_.phoneLabel = makeField(tr("手机号"), box);
+    controls_.phoneLabel->setPlaceholderText(tr("请输入手机号"));
     controls_.phoneLabel->setInputMethodHints(Qt::ImhDialableCharactersOnly);
     box->layout()->addWidget(controls_.phoneLabel);
     column.addWidget(box);
@@ -152,7 +157,7 @@ void LoginForm::buildPhone(QVBoxLayout& column) {
 
 void LoginForm::buildSecret(QVBoxLayout& column) {
     auto* box = new FieldBox(QStringLiteral("login_lock"), this);
-    controls_.secureField = makeField(QStringLiteral("密码"), box);
+    controls_.secureField = makeField(tr("密码"), box);
     controls_.secureField->setEchoMode(QLineEdit::Password);
     controls_.codeLabel = makeField({}, box);
     controls_.eyeIcon = new QToolButton(box);
@@ -176,10 +181,10 @@ void LoginForm::buildSecret(QVBoxLayout& column) {
 }
 
 void LoginForm::buildOptions(QVBoxLayout& column) {
-    controls_.autoLoginBtn = new QCheckBox(QStringLiteral("自动登录"), this);
+    controls_.autoLoginBtn = new QCheckBox(tr("自动登录"), this);
     controls_.autoLoginBtn->setFont(systemFont(13));
     controls_.autoLoginBtn->setStyleSheet(loginStyle::checkBox());
-    controls_.contractLabel = new QPushButton(QStringLiteral("联系客服"), this);
+    controls_.contractLabel = new QPushButton(tr("联系客服"), this);
     controls_.contractLabel->setFont(systemFont(13));
     controls_.contractLabel->setStyleSheet(loginStyle::link());
     controls_.contractLabel->setCursor(Qt::PointingHandCursor);
@@ -192,7 +197,7 @@ void LoginForm::buildOptions(QVBoxLayout& column) {
 }
 
 void LoginForm::buildButtons(QVBoxLayout& column) {
-    controls_.loginButton = new QPushButton(QStringLiteral("登录"), this);
+    controls_.loginButton = new QPushButton(tr("登录"), this);
     controls_.loginButton->setFont(systemFont(16, QFont::DemiBold));
     controls_.loginButton->setStyleSheet(loginStyle::primaryButton());
     controls_.loginButton->setFixedHeight(inScale(loginButtonHeight));
@@ -202,14 +207,14 @@ void LoginForm::buildButtons(QVBoxLayout& column) {
 }
 
 void LoginForm::buildLocalButton(QVBoxLayout& column) {
-    controls_.localButton = new QPushButton(QStringLiteral("无需手机号，直接进入"), this);
+    controls_.localButton = new QPushButton(tr("无需手机号，直接进入"), this);
     controls_.localButton->setFont(systemFont(14));
     controls_.localButton->setStyleSheet(loginStyle::secondaryButton());
     controls_.localButton->setFixedHeight(inScale(localButtonHeight));
     controls_.localButton->setCursor(Qt::PointingHandCursor);
     controls_.localButton->setAutoDefault(true);
     QLabel* promise = makeLabel(hexColor(theme::midGrey), false, 12, this);
-    promise->setText(QStringLiteral("服务就在这台电脑上，任何内容都不会离开本机"));
+    promise->setText(tr("服务就在这台电脑上，任何内容都不会离开本机"));
     promise->setAlignment(Qt::AlignHCenter);
     controls_.localButton->setAccessibleDescription(promise->text());
     column.addSpacing(inScale(10));

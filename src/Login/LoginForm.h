@@ -13,6 +13,9 @@ class QVBoxLayout;
 
 namespace parlowen {
 
+class LanguageSwitch;
+class Settings;
+
 /// What the user works with on the sign-in page.
 struct LoginControls {
     QLabel* hint = nullptr;           ///< beneath the heading
@@ -25,6 +28,7 @@ struct LoginControls {
     QCheckBox* autoLoginBtn = nullptr;
     QPushButton* contractLabel = nullptr; ///< opens the contact card
     QPushButton* loginButton = nullptr;
+    LanguageSwitch* languageSwitch = nullptr;
     QPushButton* localButton = nullptr; ///< enters without a number; null where that cannot be
 };
 
@@ -43,7 +47,7 @@ protected:
 class LoginForm : public QWidget {
     Q_OBJECT
 public:
-    LoginForm(bool hasLocalButton, QWidget* parent);
+    LoginForm(Settings& settings, bool hasLocalButton, QWidget* parent);
 
     const LoginControls& controls() const { return controls_; }
 
@@ -51,7 +55,7 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    void buildHeading(QVBoxLayout& column);
+    void buildHeading(QVBoxLayout& column, Settings& settings);
     void buildArea(QVBoxLayout& column);
     void buildPhone(QVBoxLayout& column);
     void buildSecret(QVBoxLayout& column);

@@ -4,6 +4,7 @@
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
 #include <Page/View/ContactView.h>
+#include <Page/View/LanguageSwitch.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/Popover.h>
@@ -12,6 +13,7 @@
 
 #include <QBoxLayout>
 #include <QCheckBox>
+#include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -40,7 +42,7 @@ void centre(QWidget& window, QSize size) {
 LoginViewController::LoginViewController(LoginServices services, QWidget* parent)
     : QWidget(parent)
     , services_(std::move(services))
-    , form_(new LoginForm(static_cast<bool>(services_.enterLocally), this))
+    , form_(new LoginForm(*services_.settings, static_cast<bool>(services_.enterLocally), this))
     , popover_(new Popover(this))
     , countryModel_{QStringLiteral("CN"), QStringLiteral("China"), QStringLiteral("86"), {}, QStringLiteral("中国")} {
     setPalette(lightPalette(hexColor(theme::pale)));
@@ -48,13 +50,44 @@ LoginViewController::LoginViewController(LoginServices services, QWidget* parent
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(form_);
+    fillForm();
+    requestLoginMethod();
+}
+
+void LoginViewController::fillForm() {
     connectControls();
-    controls().sendCodeButton->setText(QStringLiteral("发送验证码"));
+    controls().sendCodeButton->setText(tr("发送验证码"));
     controls().autoLoginBtn->setChecked(selectAutoLogin_);
     didSelectCountry(countryModel_);
     showLoginType();
     setFocusProxy(controls().phoneLabel);
-    requestLoginMethod();
+}
+
+void LoginViewController::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        makeFormAnew();
+}
+
+/// In the language that windows speak now; what was typed stays.
+void LoginViewController::makeFormAnew() {
+    LoginForm* const before = form_;
+    form_ = new LoginForm(*services_.settings, static_cast<bool>(services_.enterLocally), this);
+    layout()->replaceWidget(before, form_);
+    before->hide();
+    before->deleteLater(); // its switch may be what asks for this
+    fillForm();
+    const LoginControls& old = before->controls();
+    controls().phoneLabel->setText(old.phoneLabel->text());
+    controls().codeLabel->setText(old.codeLabel->text());
+    controls().secureField->setText(old.secureField->text());
+    if (countdownTimer_) {
+        controls().sendCodeButton->setEnabled(false);
+        showRemainingSeconds();
+    }
+    window()->setWindowTitle(tr("登录"));
+    form_->show();
+    controls().languageSwitch->setFocus(Qt::OtherFocusReason);
 }
 
 LoginViewController::~LoginViewController() {
@@ -65,7 +98,7 @@ LoginViewController::~LoginViewController() {
 QMainWindow* LoginViewController::openWindow(const LoginServices& services) {
     auto* window = new QMainWindow;
     window->setAttribute(Qt::WA_DeleteOnClose);
-    window->setWindowTitle(QStringLiteral("登录"));
+    window->setWindowTitle(tr("登录"));
     auto* page = new LoginViewController(services);
     window->setCentralWidget(page);
     centre(*window, loginSize * fontScale());
@@ -106,16 +139,16 @@ void LoginViewController::showLoginType() {
     const LoginControls& all = controls();
     const bool isPassword = loginType_ == passwordType;
     const bool hadFocus = all.codeLabel->hasFocus() || all.secureField->hasFocus();
-    const QString wanted = isPassword ? QStringLiteral("请输入至少6位的密码") : QStringLiteral("请输入验证码");
-    all.hint->setText(isPassword ? QStringLiteral("使用手机号和密码") : QStringLiteral("使用手机号和短信验证码"));
+    const QString wanted = isPassword ? tr("请输入至少6位的密码") : tr("请输入验证码");
+    all.hint->setText(isPassword ? tr("使用手机号和密码") : tr("使用手机号和短信验证码"));
     all.codeLabel->setPlaceholderText(wanted);
-    all.codeLabel->setAccessibleName(isPassword ? QStringLiteral("密码") : QStringLiteral("验证码"));
+    all.codeLabel->setAccessibleName(isPassword ? tr("密码") : tr("验证码"));
     all.codeLabel->setInputMethodHints(isPassword ? Qt::ImhSensitiveData | Qt::ImhNoPredictiveText : Qt::ImhDigitsOnly);
     all.secureField->setPlaceholderText(wanted);
     all.sendCodeButton->setVisible(!isPassword);
     all.eyeIcon->setVisible(isPassword);
     all.eyeIcon->setIcon(namedImage(iseyed_ ? QStringLiteral("icon_pd_true") : QStringLiteral("icon_pd_false")));
-    all.eyeIcon->setAccessibleName(iseyed_ ? QStringLiteral("显示密码") : QStringLiteral("隐藏密码"));
+    all.eyeIcon->setAccessibleName(iseyed_ ? tr("显示密码") : tr("隐藏密码"));
     all.eyeIcon->setToolTip(all.eyeIcon->accessibleName());
     all.secureField->setVisible(isPassword && iseyed_);
     all.codeLabel->setVisible(!isPassword || !iseyed_);
@@ -140,8 +173,7 @@ void LoginViewController::showCountryList() {
 void LoginViewController::didSelectCountry(CountryListModel country) {
     countryModel_ = std::move(country);
     const QString text =
-        QStringLiteral("+%1 (%2)")
-            .arg(countryModel_.country_code.value_or(QString()), countryModel_.name_zn.value_or(QString()));
+        QStringLiteral("+%1 (%2)").arg(countryModel_.country_code.value_or(QString()), countryName(countryModel_));
     controls().areaLabel->setText(text);
     controls().areaLabel->setToolTip(text);
     popover_->close();
@@ -149,9 +181,9 @@ void LoginViewController::didSelectCountry(CountryListModel country) {
 
 /// Says so where there is none.
 bool LoginViewController::hasCountry() const {
-    if (controls().areaLabel->text() != QStringLiteral("国家/地区"))
+    if (controls().areaLabel->text() != tr("国家/地区"))
         return true;
-    ProgressHUD::shared().toast(QStringLiteral("请选择国家！"));
+    ProgressHUD::shared().toast(tr("请选择国家！"));
     return false;
 }
 
@@ -164,7 +196,7 @@ void LoginViewController::sendCodeTap() {
     if (!hasCountry())
         return;
     if (controls().phoneLabel->text().isEmpty()) {
-        ProgressHUD::shared().toast(QStringLiteral("请输入手机号！"));
+        ProgressHUD::shared().toast(tr("请输入手机号！"));
         controls().phoneLabel->setFocus(Qt::OtherFocusReason);
         return;
     }
@@ -177,7 +209,7 @@ void LoginViewController::sendCodeTap() {
 void LoginViewController::openCaptcha() {
     captcha_ = new CaptchaProcess(services_.captchaCommand, this);
     captcha_->onValidateReceived = [this](const QString& validate) { sendCode(validate); };
-    captcha_->onFailure = [] { ProgressHUD::shared().toast(QStringLiteral("安全验证意外退出，请重试")); };
+    captcha_->onFailure = [] { ProgressHUD::shared().toast(tr("安全验证意外退出，请重试")); };
     captcha_->onClosed = [this] {
         captcha_->deleteLater();
         captcha_.clear();
@@ -220,12 +252,12 @@ void LoginViewController::countDown() {
     countdownTimer_->deleteLater();
     countdownTimer_.clear();
     remainingSeconds_ = countdownSeconds;
-    controls().sendCodeButton->setText(QStringLiteral("发送验证码"));
+    controls().sendCodeButton->setText(tr("发送验证码"));
     controls().sendCodeButton->setEnabled(true);
 }
 
 void LoginViewController::showRemainingSeconds() {
-    controls().sendCodeButton->setText(QStringLiteral("%1s 后可重试").arg(remainingSeconds_));
+    controls().sendCodeButton->setText(tr("%1s 后可重试").arg(remainingSeconds_));
 }
 
 void LoginViewController::loginTap() {
@@ -237,7 +269,7 @@ void LoginViewController::loginTap() {
     for (QLineEdit* field : {all.phoneLabel, secret}) {
         if (!field->text().isEmpty())
             continue;
-        ProgressHUD::shared().toast(QStringLiteral("用户名和密码不能为空！"));
+        ProgressHUD::shared().toast(tr("用户名和密码不能为空！"));
         field->setFocus(Qt::OtherFocusReason);
         return;
     }
@@ -286,7 +318,7 @@ void LoginViewController::showMainView() {
     if (window == nullptr || !services_.makeMainView)
         return;
     QWidget* main = services_.makeMainView();
-    window->setWindowTitle(QStringLiteral("主面板"));
+    window->setWindowTitle(tr("主面板"));
     window->setCentralWidget(main); // this page goes
     centre(*window, mainSize);
 }
@@ -294,7 +326,7 @@ void LoginViewController::showMainView() {
 void LoginViewController::setBusy(bool isBusy) {
     isBusy_ = isBusy;
     if (isBusy)
-        ProgressHUD::shared().show(QStringLiteral("登录中..."), ProgressHUDMode::indeterminate);
+        ProgressHUD::shared().show(tr("登录中..."), ProgressHUDMode::indeterminate);
     else
         ProgressHUD::shared().hide(true);
 }

@@ -57,7 +57,12 @@ public:
 
     void didSelectCountry(CountryListModel country) override;
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void fillForm();
+    void makeFormAnew();
     void connectControls();
     void requestLoginMethod();
     void showLoginType();

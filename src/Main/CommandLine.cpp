@@ -3,6 +3,7 @@
 #include "Pages.h"
 
 #include <Foundation/Bundle.h>
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/Phrase.h>
 
 #include <QCommandLineParser>
@@ -43,6 +44,8 @@ Options of a session:
   --verbose            write the console log to standard error: every request and reply, without passwords,
                        codes and tokens
 
+  --ui-language en|zh  the language of windows and of what is printed, in place of the stored one; without either,
+                       windows speak Chinese, and what is printed follows the locale
   --help               this page
   --version            the version
 
@@ -82,6 +85,8 @@ headless session heard all and an answer failed.
   --backend 网址       使用这个后端，例如 https://example.org/api/v1
   --verbose            把日志写到标准错误：每个请求和回复，不含密码、验证码和令牌
 
+  --ui-language en|zh  窗口和打印内容所用的语言，代替已保存的设置；两者都没有时，窗口用中文，
+                       打印内容随系统的语言设置
   --help               本页
   --version            版本
 
@@ -102,6 +107,7 @@ constexpr Phrase wrongSource{"--interview takes system, microphone or app:NAME, 
                              "--interview 的来源是 system、microphone 或 app:名称，不能是“%1”"};
 constexpr Phrase unknownPage{"there is no page '%1'; the pages are: %2", "没有“%1”页面；可用的页面：%2"};
 constexpr Phrase unknownOption{"there is no option '%1'", "没有“%1”这个选项"};
+constexpr Phrase wrongUiLanguage{"--ui-language takes en or zh, not '%1'", "--ui-language 只能是 en 或 zh，不能是“%1”"};
 constexpr Phrase needsValue{"--%1 needs a value", "--%1 需要一个值"};
 constexpr Phrase takesNoValue{"--%1 takes no value", "--%1 不能带值"};
 constexpr Phrase listenAlone{"--listen goes with --check-audio", "--listen 要与 --check-audio 一起使用"};
@@ -126,8 +132,8 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
-constexpr std::array<const char*, 7> withValue{"rehearse", "interview", "page",        "screenshot",
-                                               "backend",  "language",  "translate-to"};
+constexpr std::array<const char*, 8> withValue{"rehearse",    "interview", "page",     "screenshot",
+                                               "ui-language", "backend",   "language", "translate-to"};
 constexpr std::array<const char*, 9> withoutValue{"check-audio", "check-answers", "listen", "headless", "json",
                                                   "manual",      "verbose",       "help",   "version"};
 
@@ -207,6 +213,12 @@ CommandLine parseCommandLine(const QStringList& arguments) {
     addOptions(parser);
     if (!parser.parse(arguments))
         return refusal(problemOf(parser));
+    if (parser.isSet(QStringLiteral("ui-language"))) {
+        const QString code = parser.value(QStringLiteral("ui-language"));
+        if (!languageOfCode(code))
+            return refusal(wrongUiLanguage.here(code));
+        chooseLanguage(languageOfCode(code));
+    }
     if (parser.isSet(QStringLiteral("help")))
         return printing(help.here());
     if (parser.isSet(QStringLiteral("version")))

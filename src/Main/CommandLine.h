@@ -38,7 +38,8 @@ struct CommandLine {
     bool showsWindow() const { return !headless || !screenshot.isEmpty(); }
 };
 
-/// Reads the arguments, the program's own name first.
+/// Reads the arguments, the program's own name first. A language for the program holds from then on, also for what is
+/// refused.
 CommandLine parseCommandLine(const QStringList& arguments);
 
 } // namespace parlowen

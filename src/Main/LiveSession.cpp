@@ -19,7 +19,8 @@ LiveSession::LiveSession(Composition& composition, const SessionSound& sound, QO
     AIInterviewDetailController* controller = session.get();
     window_ = Composition::openWindow(std::move(session));
     if (presence_.isSecond())
-        window_->addStatusNote(QStringLiteral("另一个面试窗口已打开，两个都会继续"));
+        window_->addStatusNote({QStringLiteral("Another interview window is open; both go on"),
+                                QStringLiteral("另一个面试窗口已打开，两个都会继续")});
     connect(&composition.backend(), &Backend::servingChanged, controller,
             [controller](bool serves) { controller->setServiceStarting(!serves); });
     connect(controller, &AIInterviewDetailController::closing, this, &QObject::deleteLater);

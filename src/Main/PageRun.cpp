@@ -80,7 +80,7 @@ void PageRun::begin() {
 }
 
 void PageRun::connectBackend() {
-    window_.say(QStringLiteral("正在连接服务…"));
+    window_.say(tr("正在连接服务…"));
     const auto again = [this] { connectBackend(); };
     if (const Result<void> usable = composition_.backend().checkAddress(); !usable) {
         window_.say(usable.error(), again);

@@ -10,6 +10,7 @@
 
 #include <QBoxLayout>
 #include <QCloseEvent>
+#include <QEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
@@ -48,13 +49,14 @@ PageWindow::PageWindow(PageContext context)
     , pages_(new PageContainer([this](int index) { return makePage(index, context_); }, this))
     , notice_(new QWidget(this))
     , noticeText_(makeLabel(hexColor(theme::midGrey), false, 14, notice_))
-    , retry_(makeCardButton(QStringLiteral("重试"), hexColor(theme::darkText), hexColor(theme::secondary), notice_)) {
+    , retry_(makeCardButton({}, hexColor(theme::darkText), hexColor(theme::secondary), notice_)) {
     setWindowTitle(QStringLiteral("Parlowen"));
     setPalette(lightPalette(hexColor(theme::pageGround)));
     const QSize room = screen()->availableSize() * 0.9;
     setMinimumSize((smallestSize * fontScale()).boundedTo(room));
     resize((usualSize * fontScale()).boundedTo(room));
     build();
+    sayTexts();
     for (QWidget* ground : {backRow_, notice_})
         ground->setAutoFillBackground(true);
     NotificationCenter::shared().observe(
@@ -64,8 +66,18 @@ PageWindow::PageWindow(PageContext context)
         });
 }
 
+void PageWindow::sayTexts() {
+    back_->setText(tr("返回"));
+    retry_->setText(tr("重试"));
+}
+
+void PageWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        sayTexts();
+}
+
 void PageWindow::build() {
-    back_->setText(QStringLiteral("返回"));
     back_->setIcon(namedImage(QStringLiteral("back")));
     back_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     back_->setFont(systemFont(13));

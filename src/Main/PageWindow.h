@@ -36,9 +36,11 @@ Q_SIGNALS:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void build();
+    void sayTexts();
     void openSettings(const QString& message);
     void show(int index);
 

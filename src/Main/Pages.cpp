@@ -12,24 +12,27 @@ namespace parlowen {
 namespace {
 
 constexpr PageEntry pages[] = {
-    {loginPage, "login", "登录", [](const PageContext&) -> BaseViewController* { return nullptr; }},
-    {setupPage, "setup", "AI面试",
+    {loginPage, "login", QT_TRANSLATE_NOOP("Pages", "登录"),
+     [](const PageContext&) -> BaseViewController* { return nullptr; }},
+    {setupPage, "setup", QT_TRANSLATE_NOOP("Pages", "AI面试"),
      [](const PageContext& context) -> BaseViewController* {
          return new InterviewSettingViewController(context.setup);
      }},
-    {1, "account", "个人中心",
+    {1, "account", QT_TRANSLATE_NOOP("Pages", "个人中心"),
      [](const PageContext& context) -> BaseViewController* {
          auto* account = new MineViewController(context.http, context.settings, *context.images);
          account->onSignedOut = context.signedOut;
          return account;
      }},
-    {aiSettingsPage, "settings", "面试设置",
+    {aiSettingsPage, "settings", QT_TRANSLATE_NOOP("Pages", "面试设置"),
      [](const PageContext& context) -> BaseViewController* {
          InterviewSettingViewController::storedModel(context.settings); // also where it is the first page of all
          return new AISettingViewController(context.settings, context.http);
      }},
-    {5, "about", "版本信息",
-     [](const PageContext& context) -> BaseViewController* { return new AboutMeViewController(context.http); }},
+    {5, "about", QT_TRANSLATE_NOOP("Pages", "版本信息"),
+     [](const PageContext& context) -> BaseViewController* {
+         return new AboutMeViewController(context.http, context.settings);
+     }},
 };
 
 } // namespace

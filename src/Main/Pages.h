@@ -24,7 +24,7 @@ struct PageContext {
 struct PageEntry {
     int index;         ///< in the content area
     const char* name;  ///< on the command line
-    const char* title; ///< for people, in Chinese (UTF-8)
+    const char* title; ///< for people, to be translated in the context "Pages"
     BaseViewController* (*make)(const PageContext& context);
 };
 

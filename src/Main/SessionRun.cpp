@@ -165,7 +165,7 @@ void SessionRun::sayIfSecond() {
     if (!presence_->isSecond())
         return;
     warn(anotherSession.here());
-    window_->addStatusNote(anotherSession.in(Language::Chinese));
+    window_->addStatusNote(anotherSession.both());
     // Not exactly over the first one's window.
     constexpr QPoint beside(48, 48);
     window_->move(window_->screen()->availableGeometry().center() - window_->rect().center() + beside);

@@ -13,9 +13,11 @@
 #include <Tools/PopView/Windows.h>
 
 #include <QBoxLayout>
+#include <QEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <utility>
 
 namespace parlowen {
 
@@ -45,11 +47,12 @@ TopBarView::TopBarView(Settings& settings, HttpDatas& http, QWidget* parent)
     , iconImageView(new QLabel(this))
     , titleLabel(makeLabel(palette::CSS::black(), false, 14, this))
     , subTitleLabel(makeLabel(hexColor(theme::midGrey), false, 12, this))
-    , modeSwithButton_(new QPushButton(QStringLiteral("都有可能涉及"), this)) {
+    , modeSwithButton_(new QPushButton(this)) {
     setPalette(lightPalette(hexColor(theme::topBar)));
     setMinimumHeight(static_cast<int>(barHeight * fontScale()));
     buildTitles();
     buildSwitch();
+    sayTexts();
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(16, 0, 16, 0);
     row->setSpacing(10);
@@ -68,7 +71,6 @@ void TopBarView::buildTitles() {
     iconImageView->setPixmap(namedImage(QStringLiteral("logo")).pixmap(logoSize));
     titleLabel->setFont(systemFont(14, QFont::DemiBold));
     titleLabel->setText(QStringLiteral("Parlowen"));
-    subTitleLabel->setText(QStringLiteral("你的面试翻译助手"));
     for (QLabel* label : {titleLabel, subTitleLabel})
         label->setWordWrap(false);
 }
@@ -79,9 +81,21 @@ void TopBarView::buildSwitch() {
     modeSwithButton_->setStyleSheet(switchStyle());
     modeSwithButton_->setCursor(Qt::PointingHandCursor);
     modeSwithButton_->setAutoDefault(true);
-    modeSwithButton_->setToolTip(QStringLiteral("切换面试类型"));
-    modeSwithButton_->setText(InterviewTypeView::buttonTitle(settings_.aiInterviewType()));
     connect(modeSwithButton_, &QPushButton::clicked, this, &TopBarView::modeSwithButtonClicked);
+}
+
+void TopBarView::sayTexts() {
+    subTitleLabel->setText(tr("你的面试翻译助手"));
+    modeSwithButton_->setToolTip(tr("切换面试类型"));
+    modeSwithButton_->setText(InterviewTypeView::buttonTitle(settings_.aiInterviewType()));
+}
+
+void TopBarView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() != QEvent::LanguageChange)
+        return;
+    delete std::exchange(interviewTypeView_, nullptr); // made anew when it is asked for
+    sayTexts();
 }
 
 InterviewTypeView* TopBarView::interviewTypeView() {

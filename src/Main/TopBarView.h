@@ -29,10 +29,12 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void buildTitles();
     void buildSwitch();
+    void sayTexts();
     void changeType(qint64 type);
     void typeAccepted(qint64 type, const QString& message);
 

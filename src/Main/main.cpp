@@ -12,13 +12,17 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
 #include <Foundation/Bundle.h>
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/Phrase.h>
+#include <Foundation/UserDefaults.h>
 #include <Login/CaptchaProcess.h>
+#include <Network/Settings.h>
 #include <Page/AIInterviewPages/FilePanel.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
+#include <Tools/PopView/Translation.h>
 
 #include <openssl/crypto.h>
 
@@ -168,6 +172,7 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
         return std::make_unique<QCoreApplication>(argc, argv);
     auto application = std::make_unique<QApplication>(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    translateWindows();
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
     return application;
 }
@@ -181,6 +186,7 @@ int main(int argc, char** argv) {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
+    chooseLanguage(Settings::uiLanguageIn(UserDefaults::defaultPath()));
     const CommandLine line = parseCommandLine(arguments);
     if (line.action == CommandLine::Action::Print || line.action == CommandLine::Action::Refuse) {
         const bool refused = line.action == CommandLine::Action::Refuse;
@@ -189,6 +195,8 @@ int main(int argc, char** argv) {
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     const bool page = line.action == CommandLine::Action::Page;
+    if (page)
+        chooseLanguage(windowLanguage()); // what a window shows may be worded for the terminal
     if ((page || (session && !line.headless)) && !hasDisplay()) {
         constexpr Phrase noDisplay{
             "parlowen: there is no display to open the window on; a session goes without one with --headless\n",

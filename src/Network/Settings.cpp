@@ -1,6 +1,9 @@
 #include "Settings.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/UserDefaults.h>
+
+#include <QSettings>
 
 namespace parlowen {
 
@@ -97,6 +100,19 @@ std::optional<qint64> Settings::sessionWindowOpacity() const { return read(Setti
 
 void Settings::setSessionWindowOpacity(qint64 percent) {
     write(SettingsKeys::sessionWindowOpacity, std::optional(percent));
+}
+
+std::optional<Language> Settings::uiLanguage() const {
+    return languageOfCode(read(SettingsKeys::uiLanguage).value_or(QString()));
+}
+
+std::optional<Language> Settings::uiLanguageIn(const QString& filePath) {
+    const QSettings file(filePath, QSettings::IniFormat);
+    return languageOfCode(file.value(QLatin1String(SettingsKeys::uiLanguage.name)).toString());
+}
+
+void Settings::setUiLanguage(Language language) {
+    write(SettingsKeys::uiLanguage, std::optional(languageCode(language)));
 }
 
 std::optional<QString> Settings::fuwuqiKey() const { return read(SettingsKeys::fuwuqiKey); }

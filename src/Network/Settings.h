@@ -2,6 +2,8 @@
 
 #include "Models.h"
 
+#include <Foundation/Phrase.h>
+
 #include <QString>
 #include <optional>
 
@@ -27,6 +29,7 @@ inline constexpr SettingsKey<LanguageListModel> aiLangRightModel{"aiLangRightMod
 inline constexpr SettingsKey<qint64> aiInterviewType{"aiInterviewType"};
 inline constexpr SettingsKey<QString> heardProgram{"heardProgram"};
 inline constexpr SettingsKey<qint64> sessionWindowOpacity{"sessionWindowOpacity"};
+inline constexpr SettingsKey<QString> uiLanguage{"uiLanguage"};
 inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
 } // namespace SettingsKeys
 
@@ -67,6 +70,12 @@ public:
     /// How opaque the session window's ground is, in percent.
     std::optional<qint64> sessionWindowOpacity() const;
     void setSessionWindowOpacity(qint64 percent);
+
+    /// The language that was chosen for the program, "en" or "zh" in the store; none before that.
+    std::optional<Language> uiLanguage() const;
+    /// The same, read from the file alone, which stays as it is.
+    static std::optional<Language> uiLanguageIn(const QString& filePath);
+    void setUiLanguage(Language language);
 
     /// Stands in for the request layer's base URL; the application never writes it.
     std::optional<QString> fuwuqiKey() const;

@@ -1,5 +1,6 @@
 #include "Transport.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QSslCertificate>
@@ -92,24 +93,24 @@ QString transportErrorDescription(QNetworkReply::NetworkError error, const QStri
 
 QString transportAlertText(QNetworkReply::NetworkError error, const QString& description, bool online) {
     if (isTimeout(error))
-        return QStringLiteral("请求超时，请重试");
+        return QCoreApplication::translate("Transport", "请求超时，请重试");
     switch (error) {
     case QNetworkReply::ConnectionRefusedError:
-        return QStringLiteral("无法连接到服务器，请稍后再试");
+        return QCoreApplication::translate("Transport", "无法连接到服务器，请稍后再试");
     case QNetworkReply::UnknownNetworkError: // no route to the host or to its network
-        return online ? QStringLiteral("无法连接到服务器，请稍后再试")
-                      : QStringLiteral("网络未连接，请检查你的网络设置");
+        return online ? QCoreApplication::translate("Transport", "无法连接到服务器，请稍后再试")
+                      : QCoreApplication::translate("Transport", "网络未连接，请检查你的网络设置");
     case QNetworkReply::HostNotFoundError:
         if (online)
             break;
         [[fallthrough]];
     case QNetworkReply::TemporaryNetworkFailureError:
     case QNetworkReply::NetworkSessionFailedError:
-        return QStringLiteral("网络未连接，请检查你的网络设置");
+        return QCoreApplication::translate("Transport", "网络未连接，请检查你的网络设置");
     default:
         break;
     }
-    return QStringLiteral("请求失败：") + description;
+    return QCoreApplication::translate("Transport", "请求失败：%1").arg(description);
 }
 
 bool hasRoute(const QByteArray& ipv4, const QByteArray& ipv6) {

@@ -3,6 +3,7 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Network/HttpDatas.h>
+#include <Page/View/LanguageSwitch.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/SystemFont.h>
@@ -19,9 +20,10 @@ constexpr int aboutSpacing = 10;
 
 } // namespace
 
-AboutMeViewController::AboutMeViewController(HttpDatas& http, QWidget* parent)
+AboutMeViewController::AboutMeViewController(HttpDatas& http, Settings& settings, QWidget* parent)
     : BaseViewController(parent)
-    , http_(http) {}
+    , http_(http)
+    , settings_(settings) {}
 
 void AboutMeViewController::buildUserInterface() {
     auto* column = new QVBoxLayout(this);
@@ -39,7 +41,8 @@ void AboutMeViewController::buildUserInterface() {
         label->setAlignment(Qt::AlignCenter);
         column->addWidget(label);
     }
-    sureBtn_ = new CustomButton(QStringLiteral("检查最新版本"), hexColor(theme::accent), 10, 14, this);
+    column->addWidget(new LanguageSwitch(settings_, this), 0, Qt::AlignHCenter);
+    sureBtn_ = new CustomButton(tr("检查最新版本"), hexColor(theme::accent), 10, 14, this);
     sureBtn_->hasIcon = false;
     connect(sureBtn_, &CustomButton::clicked, this, &AboutMeViewController::checkForUpdates);
     column->addWidget(sureBtn_, 0, Qt::AlignHCenter);
@@ -47,9 +50,7 @@ void AboutMeViewController::buildUserInterface() {
     sureBtn_->hide();
 }
 
-void AboutMeViewController::viewWillAppear() {
-    versionLabel_->setText(QStringLiteral("当前版本：") + Bundle::shortVersion());
-}
+void AboutMeViewController::viewWillAppear() { versionLabel_->setText(tr("当前版本：") + Bundle::shortVersion()); }
 
 void AboutMeViewController::checkForUpdates() {
     consoleLog(QStringLiteral("检查最新版本"));
@@ -65,7 +66,7 @@ void AboutMeViewController::receive(const JSON& payload) {
     if (!found || !found->version || !found->min_version)
         return;
     if (found->version == found->min_version) {
-        http_.showAlert({QStringLiteral("当前已经是最新版本"), {}, QStringLiteral("logo"), AlertStyle::warning});
+        http_.showAlert({tr("当前已经是最新版本"), {}, QStringLiteral("logo"), AlertStyle::warning});
         return;
     }
     if (tipView_ == nullptr)

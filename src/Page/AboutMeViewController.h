@@ -6,14 +6,15 @@
 namespace parlowen {
 
 class HttpDatas;
+class Settings;
 
 /// The page about the program: its logo, its name and its running version, and the check for a newer one. Main thread
 /// only.
 class AboutMeViewController : public BaseViewController {
     Q_OBJECT
 public:
-    /// The request layer must outlive the page.
-    explicit AboutMeViewController(HttpDatas& http, QWidget* parent = nullptr);
+    /// Both must outlive the page.
+    explicit AboutMeViewController(HttpDatas& http, Settings& settings, QWidget* parent = nullptr);
 
     QLabel* versionLabel() const { return versionLabel_; }
     CustomButton* sureBtn() const { return sureBtn_; }          ///< asks for the check; not shown
@@ -31,6 +32,7 @@ private:
     void receive(const JSON& payload);
 
     HttpDatas& http_;
+    Settings& settings_;
     QLabel* versionLabel_ = nullptr;
     CustomButton* sureBtn_ = nullptr;
     VersionForceAlertView* tipView_ = nullptr;

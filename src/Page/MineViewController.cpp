@@ -37,8 +37,8 @@ constexpr int recordInset = 18;
 constexpr int minePageWidth = 560;
 constexpr double mineRadius = 12;
 
-QString contactTitle() { return QStringLiteral("联系客服"); }
-QString logoffTitle() { return QStringLiteral("账号注销"); }
+QString contactTitle() { return MineViewController::tr("联系客服"); }
+QString logoffTitle() { return MineViewController::tr("账号注销"); }
 
 int scaledPoints(int points) { return static_cast<int>(points * fontScale()); }
 
@@ -83,7 +83,7 @@ void RecordButton::paintEvent(QPaintEvent*) {
     painter.setPen(hexColor(theme::darkText));
     painter.drawText(rect().adjusted(inset + icon + 10, 0, -inset, 0), Qt::AlignVCenter | Qt::AlignLeft, text());
     painter.setPen(hexColor(theme::midGrey));
-    painter.drawText(rect().adjusted(inset, 0, -inset, 0), Qt::AlignVCenter | Qt::AlignRight, QStringLiteral("查看"));
+    painter.drawText(rect().adjusted(inset, 0, -inset, 0), Qt::AlignVCenter | Qt::AlignRight, tr("查看"));
 }
 
 MineViewController::MineViewController(HttpDatas& http, Settings& settings, ImageLoader& images, QWidget* parent)
@@ -93,10 +93,9 @@ MineViewController::MineViewController(HttpDatas& http, Settings& settings, Imag
     , images_(images)
     , logoffTipView_(new CommonTipView(this)) {
     logoffTipView_->hide();
-    logoffTipView_->configure(
-        QStringLiteral("温馨提示"),
-        QStringLiteral("注销后您的身份、账户信息、钱包余额及优惠卷、订单信息都将会被清空且无法找回"),
-        QStringLiteral("取消"), QStringLiteral("注销"));
+    logoffTipView_->configure(tr("温馨提示"),
+                              tr("注销后您的身份、账户信息、钱包余额及优惠卷、订单信息都将会被清空且无法找回"),
+                              tr("取消"), tr("注销"));
     logoffTipView_->resize(logoffTipSize * fontScale());
 }
 
@@ -145,9 +144,9 @@ QWidget* MineViewController::buildHeader() {
     for (QLabel* label : {phoneLabel_, idLabel_})
         label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     copyButton_ = makeButton(
-        QStringLiteral("复制"), hexColor(theme::link), hexColor(theme::secondary), [this] { copyTap(); }, 6, 12, card);
+        tr("复制"), hexColor(theme::link), hexColor(theme::secondary), [this] { copyTap(); }, 6, 12, card);
     copyButton_->setAutoDefault(true);
-    copyButton_->setAccessibleDescription(QStringLiteral("复制 ID"));
+    copyButton_->setAccessibleDescription(tr("复制 ID"));
 
     auto* identity = new QHBoxLayout;
     identity->setSpacing(scaledPoints(10));
@@ -195,7 +194,7 @@ void MineViewController::refresh() {
 
 void MineViewController::copyTap() {
     QGuiApplication::clipboard()->setText(userModel_ ? userModel_->user_code : QString());
-    ProgressHUD::shared().toast(QStringLiteral("已复制到剪切板"));
+    ProgressHUD::shared().toast(tr("已复制到剪切板"));
 }
 
 void MineViewController::recordButtonTapped(const QString& title) {

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include <QCoreApplication>
+
 namespace parlowen {
 
 namespace {
@@ -25,17 +27,17 @@ void MicroManagement::setHooks(Hooks newHooks) { hooks() = std::move(newHooks); 
 void MicroManagement::checkMicrophonePermission() {
     switch (hooks().status()) {
     case AVAuthorizationStatus::NotDetermined:
-        show(QStringLiteral("没有麦克风权限"));
+        show(QCoreApplication::translate("MicroManagement", "没有麦克风权限"));
         consoleLog(QStringLiteral("没有麦克风权限"));
         hooks().requestAccess();
         break;
     case AVAuthorizationStatus::Restricted:
-        show(QStringLiteral("没有授权麦克风"));
+        show(QCoreApplication::translate("MicroManagement", "没有授权麦克风"));
         consoleLog(QStringLiteral("没有授权麦克风"));
         break;
     case AVAuthorizationStatus::Denied:
         consoleLog(QStringLiteral("没有授权"));
-        show(QStringLiteral("没有授权"));
+        show(QCoreApplication::translate("MicroManagement", "没有授权"));
         break;
     case AVAuthorizationStatus::Authorized:
         consoleLog(QStringLiteral("已经授权"));

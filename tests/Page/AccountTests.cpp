@@ -120,7 +120,7 @@ protected:
 
     std::vector<Alert> alerts_;
     HttpDatas http_{settings_, {}, {[this](const Alert& alert) { alerts_.push_back(alert); }, {}}};
-    AboutMeViewController page_{http_};
+    AboutMeViewController page_{http_, settings_};
 };
 
 TEST_F(AboutTest, ANewerVersionIsToldWithItsNotesAndAnythingLessIsNot) {

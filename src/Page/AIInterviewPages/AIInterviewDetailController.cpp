@@ -222,7 +222,7 @@ void AIInterviewDetailController::aiResponseTapped() {
     const QString question = questionText_;
     if (!hasText()) {
         if (services_.toast)
-            services_.toast(QStringLiteral("请输入文本"));
+            services_.toast(tr("请输入文本"));
         return;
     }
     answers_.drop();

@@ -82,8 +82,8 @@ void AISettingViewController::buildUserInterface() {
     buildResumeCard();
     missingLab_ = makeLabel(hexColor(theme::midGrey), false, 13, content_);
     missingLab_->setMaximumWidth(atFontScale(readingWidth));
-    deviceLab = makeCaption(QStringLiteral("音频输入设备"), 16, content_);
-    setFontLab = makeCaption(QStringLiteral("字体大小"), 16, content_);
+    deviceLab = makeCaption(tr("音频输入设备"), 16, content_);
+    setFontLab = makeCaption(tr("字体大小"), 16, content_);
     fontShowLab_ = new CustomBacTextField(content_);
     fontShowLab_->setFixedSize(previewSize * fontScale());
     fontShowLab_->setBackgroundColor(hexColor(theme::accent));
@@ -95,8 +95,8 @@ void AISettingViewController::buildUserInterface() {
     fontShowLab_->textField()->setPalette(white);
 
     const std::optional<qint64> device = startAIModel_ ? std::optional(startAIModel_->deviceType) : std::nullopt;
-    deviceSelectionGroup = makeGroup({QStringLiteral("麦克风声音"), QStringLiteral("系统声音")}, device, deviceButtons_,
-                                     &AISettingViewController::deviceChosen);
+    deviceSelectionGroup =
+        makeGroup({tr("麦克风声音"), tr("系统声音")}, device, deviceButtons_, &AISettingViewController::deviceChosen);
     QStringList sizes;
     for (int size = smallestFont; size <= largestFont; size += fontStep)
         sizes << QString::number(size);
@@ -107,7 +107,7 @@ void AISettingViewController::buildUserInterface() {
 void AISettingViewController::buildRoleCard() {
     roleImgV_ = new CardButton(QStringLiteral("start_icon"), content_);
     connect(roleImgV_, &CardButton::clicked, this, &AISettingViewController::imageClicked);
-    titleLab = makeCaption(QStringLiteral("岗位及角色"), 15, roleImgV_);
+    titleLab = makeCaption(tr("岗位及角色"), 15, roleImgV_);
     positionLab_ = makeLabel(hexColor(theme::midGrey), false, 13, roleImgV_);
     positionLab_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     positionLab_->setFixedWidth(roleImgV_->width() - pageGap - atFontScale(pictureWidth));
@@ -185,9 +185,10 @@ QString AISettingViewController::updateToken() const { return resumeFlow_ ? resu
 void AISettingViewController::uploadResume() { resumeFlow_->uploadResume(); }
 
 void AISettingViewController::deviceChosen(const QString& title) {
-    consoleLog("选中了设备: " + title);
+    const qint64 device = title == deviceButtons_.front()->title() ? 0 : 1;
+    consoleLog(QStringLiteral("选中了设备: ") + (device == 0 ? "麦克风声音" : "系统声音"));
     if (startAIModel_)
-        startAIModel_->deviceType = title == deviceButtons_.front()->title() ? 0 : 1;
+        startAIModel_->deviceType = device;
     store();
 }
 
@@ -232,20 +233,19 @@ void AISettingViewController::store() { settings_.setAiInterviewSetModel(startAI
 void AISettingViewController::showWhatIsMissing() {
     const QString position = startAIModel_ ? startAIModel_->positioname.simplified() : QString();
     const int room = 2 * positionLab_->width() - positionLab_->fontMetrics().height(); // two lines, less a break
-    positionLab_->setText(position.isEmpty() ? QStringLiteral("点击填写目标岗位和你的角色")
+    positionLab_->setText(position.isEmpty() ? tr("点击填写目标岗位和你的角色")
                                              : positionLab_->fontMetrics().elidedText(position, Qt::ElideRight, room));
     roleImgV_->setAccessibleName(titleLab->text());
     roleImgV_->setAccessibleDescription(positionLab_->text());
     QStringList missing;
     if (position.isEmpty())
-        missing << QStringLiteral("填写岗位");
+        missing << tr("填写岗位");
     if (!resumeFlow_->holdsResume())
-        missing << QStringLiteral("上传简历");
+        missing << tr("上传简历");
     missingLab_->setVisible(!missing.isEmpty());
-    missingLab_->setText(QStringLiteral("还没有%1：现在的回答只能是通用的，补上才会贴合你。")
-                             .arg(missing.join(QStringLiteral("，也没有"))));
+    missingLab_->setText(tr("还没有%1：现在的回答只能是通用的，补上才会贴合你。").arg(missing.join(tr("，也没有"))));
     if (!startAIModel_)
-        missingLab_->setText(QStringLiteral("还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。"));
+        missingLab_->setText(tr("还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。"));
 }
 
 } // namespace parlowen

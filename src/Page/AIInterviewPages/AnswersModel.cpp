@@ -1,5 +1,6 @@
 #include "AnswersModel.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Page/View/TextCell.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -33,7 +34,7 @@ void AnswersModel::end(int number, const AnswerEnd& end) {
     Answer* answer = find(number);
     if (answer == nullptr || end.outcome != AnswerEnd::Outcome::Failed)
         return;
-    answer->note = answerFailureText(end, Language::Chinese);
+    answer->note = answerFailureText(end, windowLanguage());
     changed(number);
 }
 

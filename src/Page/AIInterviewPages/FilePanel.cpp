@@ -46,11 +46,11 @@ QFileDialog* makeFilePanel(const QString& title, const QString& kind, const QStr
     panel->setSupportedSchemes({QStringLiteral("file")});
     panel->setOption(QFileDialog::HideNameFilterDetails);
     panel->setNameFilter(QStringLiteral("%1 (%2)").arg(kind, patterns.join(' ')));
-    panel->setLabelText(QFileDialog::LookIn, QStringLiteral("位置："));
-    panel->setLabelText(QFileDialog::FileName, QStringLiteral("文件名："));
-    panel->setLabelText(QFileDialog::FileType, QStringLiteral("类型："));
-    panel->setLabelText(QFileDialog::Accept, QStringLiteral("打开"));
-    panel->setLabelText(QFileDialog::Reject, QStringLiteral("取消"));
+    panel->setLabelText(QFileDialog::LookIn, QFileDialog::tr("位置："));
+    panel->setLabelText(QFileDialog::FileName, QFileDialog::tr("文件名："));
+    panel->setLabelText(QFileDialog::FileType, QFileDialog::tr("类型："));
+    panel->setLabelText(QFileDialog::Accept, QFileDialog::tr("打开"));
+    panel->setLabelText(QFileDialog::Reject, QFileDialog::tr("取消"));
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     panel->setDirectory(QDir(documents).exists() ? documents : QDir::homePath());
     return panel;

@@ -79,7 +79,7 @@ void InterviewSettingViewController::buildUserInterface() {
                                        .arg(hexColor(theme::secondary).name(), hexColor(theme::accent).name()));
     settingsButton_->setCursor(Qt::PointingHandCursor);
     settingsButton_->setFocusPolicy(Qt::TabFocus);
-    settingsButton_->setToolTip(QStringLiteral("面试设置"));
+    settingsButton_->setToolTip(tr("面试设置"));
     settingsButton_->setAccessibleName(settingsButton_->toolTip());
     connect(settingsButton_, &QToolButton::clicked, this, &InterviewSettingViewController::openSettings);
 }
@@ -149,13 +149,12 @@ void InterviewSettingViewController::handleMyNotification(const Notification& no
 }
 
 void InterviewSettingViewController::popupSelectionChanged(PopUpButton* sender) {
-    const QString title = sender->currentText();
     const qint64 value = sender->currentIndex() == 0 ? 0 : 1;
     if (sender == modePopup()) {
-        consoleLog(QStringLiteral("回答模式选择：") + title);
+        consoleLog(QStringLiteral("回答模式选择：") + (value == 0 ? "自动回答" : "手动回答"));
         startAIModel_.antoAnswerType = value;
     } else {
-        consoleLog(QStringLiteral("回答风格选择：") + title);
+        consoleLog(QStringLiteral("回答风格选择：") + (value == 0 ? "极简风格" : "详细风格"));
         startAIModel_.generateAnswerType = value;
     }
     settings_.setAiInterviewSetModel(startAIModel_);

@@ -12,7 +12,7 @@ namespace parlowen {
 LanguageListViewController::LanguageListViewController(HttpDatas& http, QWidget* parent)
     : BaseViewController(parent)
     , http_(http)
-    , list_(new SearchList(QStringLiteral("搜索国家/地区"), QStringLiteral("国家"), this)) {
+    , list_(new SearchList(tr("搜索国家/地区"), tr("国家"), this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     resize(list_->size());
@@ -25,14 +25,14 @@ LanguageListViewController::LanguageListViewController(HttpDatas& http, QWidget*
 void LanguageListViewController::loadView() { request(); }
 
 void LanguageListViewController::request() {
-    list_->showNotice(QStringLiteral("正在获取语言列表…"), false);
+    list_->showNotice(tr("正在获取语言列表…"), false);
     searchField()->setFocus(Qt::OtherFocusReason);
     requestLanguages(http_, source, this, [this](const auto& languages) { receive(languages); });
 }
 
 void LanguageListViewController::receive(const std::optional<std::vector<LanguageListModel>>& languages) {
     if (!languages) {
-        list_->showNotice(QStringLiteral("无法获取语言列表"), true);
+        list_->showNotice(tr("无法获取语言列表"), true);
         return;
     }
     isReceived_ = true;
@@ -51,8 +51,7 @@ void LanguageListViewController::controlTextDidChange() {
     for (const LanguageListModel& language : filteredModels_)
         names << language.name;
     if (names.isEmpty())
-        list_->showNotice(countryModels_.empty() ? QStringLiteral("暂无可选语言") : QStringLiteral("没有匹配的语言"),
-                          false);
+        list_->showNotice(countryModels_.empty() ? tr("暂无可选语言") : tr("没有匹配的语言"), false);
     else
         list_->showRows(names);
 }

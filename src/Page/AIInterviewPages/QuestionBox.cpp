@@ -27,13 +27,16 @@ constexpr int fromFrame = 6;
 
 struct ActionText {
     const char* name;
-    QStringView text;
+    const char* text; ///< to be translated
 };
 
-constexpr std::array actionTexts{ActionText{"edit-undo", u"撤销"},  ActionText{"edit-redo", u"重做"},
-                                 ActionText{"edit-cut", u"剪切"},   ActionText{"edit-copy", u"复制"},
-                                 ActionText{"edit-paste", u"粘贴"}, ActionText{"edit-delete", u"删除"},
-                                 ActionText{"select-all", u"全选"}};
+constexpr std::array actionTexts{ActionText{"edit-undo", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "撤销")},
+                                 ActionText{"edit-redo", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "重做")},
+                                 ActionText{"edit-cut", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "剪切")},
+                                 ActionText{"edit-copy", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "复制")},
+                                 ActionText{"edit-paste", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "粘贴")},
+                                 ActionText{"edit-delete", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "删除")},
+                                 ActionText{"select-all", QT_TRANSLATE_NOOP("parlowen::QuestionBox", "全选")}};
 
 /// The system's own texts are in the system's language, and for a light ground.
 void translate(QMenu& menu) {
@@ -42,7 +45,7 @@ void translate(QMenu& menu) {
         if (action == nullptr)
             continue;
         const QString keys = action->text().section(u'\t', 1);
-        action->setText(known.text.toString() + (keys.isEmpty() ? QString() : u'\t' + keys));
+        action->setText(QuestionBox::tr(known.text) + (keys.isEmpty() ? QString() : u'\t' + keys));
         action->setIcon({});
     }
 }
@@ -53,7 +56,6 @@ QuestionBox::QuestionBox(QWidget* parent)
     : QPlainTextEdit(parent)
     , frame_(makeView<ListFrame>(this)) {
     setFont(systemFont(15));
-    setAccessibleName(QStringLiteral("问题"));
     setTabChangesFocus(true);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -2,6 +2,7 @@
 
 #include "FilePanel.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
 #include <Network/Profile.h>
 #include <Network/Settings.h>
@@ -25,22 +26,24 @@ constexpr qint64 usualLimit = 32 * 1024 * 1024;
 
 constexpr int nameRoom = 120; // of a file's name in a notice, in points
 
-QString chosen(const QString& fileName) { return QStringLiteral("已选择文件：") + fileName; }
+QString chosen(const QString& fileName) { return UpdateResumeView::tr("已选择文件：%1").arg(fileName); }
 
 QString sizeText(qint64 bytes) {
-    return QLocale(QLocale::Chinese).formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
+    const bool isChinese = windowLanguage() == Language::Chinese;
+    return QLocale(isChinese ? QLocale::Chinese : QLocale::English)
+        .formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
 }
 
 } // namespace
 
 QString ResumeFlow::problemOf(const QList<QUrl>& files) {
     if (files.size() != 1)
-        return QStringLiteral("一次只能上传一个文件");
+        return UpdateResumeView::tr("一次只能上传一个文件");
     const QFileInfo file(files.front().toLocalFile());
     if (!files.front().isLocalFile() || file.isDir())
-        return QStringLiteral("只能上传本机上的文件");
+        return UpdateResumeView::tr("只能上传本机上的文件");
     if (!allowedTypes.contains(file.suffix().toLower()))
-        return QStringLiteral("不支持这种文件，请选择 %1").arg(allowedTypes.join(QStringLiteral("、")));
+        return UpdateResumeView::tr("不支持这种文件，请选择 %1").arg(allowedTypes.join(UpdateResumeView::tr("、")));
     return {};
 }
 
@@ -61,7 +64,7 @@ ResumeFlow::ResumeFlow(HttpDatas& http, Settings& settings, UpdateResumeView& ca
 ResumeFlow::~ResumeFlow() {
     delete panel_;
     if (!runs_.empty())
-        ProgressHUD::shared().toast(QStringLiteral("已离开设置页，简历没有上传完"));
+        ProgressHUD::shared().toast(UpdateResumeView::tr("已离开设置页，简历没有上传完"));
 }
 
 void ResumeFlow::uploadResume() {
@@ -85,9 +88,9 @@ void ResumeFlow::requestCredential(const std::optional<QUrl>& file) {
             return;
         isPreparing_ = false;
         if (status != FResponseStatus::success || !json) {
-            card_.setNotice(UpdateResumeView::Notice::problem, QStringLiteral("无法获取上传凭证，点击重试"));
+            card_.setNotice(UpdateResumeView::Notice::problem, UpdateResumeView::tr("无法获取上传凭证，点击重试"));
             showState();
-            showAlert(QStringLiteral("请求失败"), QStringLiteral("无法获取上传凭证"));
+            showAlert(UpdateResumeView::tr("请求失败"), UpdateResumeView::tr("无法获取上传凭证"));
             return;
         }
         updateToken_ = (*json)["data"].stringValue();
@@ -101,7 +104,8 @@ void ResumeFlow::requestCredential(const std::optional<QUrl>& file) {
 }
 
 void ResumeFlow::openPanel() {
-    panel_ = makeFilePanel(QStringLiteral("选择简历文件"), QStringLiteral("简历文件"), allowedTypes, card_.window());
+    panel_ = makeFilePanel(UpdateResumeView::tr("选择简历文件"), UpdateResumeView::tr("简历文件"), allowedTypes,
+                           card_.window());
     connect(panel_, &QFileDialog::accepted, this, [this] {
         const QList<QUrl> files = panel_->selectedUrls();
         const QString problem = problemOf(files);
@@ -133,7 +137,7 @@ void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const s
     std::exchange(run->upload, nullptr)->deleteLater();
     if (status != FResponseStatus::success) {
         const bool isLarge = run->total > usualLimit;
-        fail(run, text, isLarge ? QStringLiteral("文件可能太大（%1）").arg(sizeText(run->total)) : QString());
+        fail(run, text, isLarge ? UpdateResumeView::tr("文件可能太大（%1）").arg(sizeText(run->total)) : QString());
         return;
     }
     const JSON file = reply.value_or(JSON());
@@ -148,23 +152,23 @@ void ResumeFlow::bindResume(Runs::iterator run, const QString& fileId, const QSt
             return;
         }
         boundName_ = run->fileName;
-        card_.setNotice(UpdateResumeView::Notice::success, QStringLiteral("已上传，回答会参考这份简历"));
+        card_.setNotice(UpdateResumeView::Notice::success, UpdateResumeView::tr("已上传，回答会参考这份简历"));
         end(run);
         refreshProfile(http_, settings_, this, [](const UserBaseModel&) {});
         if (onBound)
             onBound();
-        showAlert(QStringLiteral("上传成功"), QStringLiteral("文件 %1 已成功上传").arg(fileName));
+        showAlert(UpdateResumeView::tr("上传成功"), UpdateResumeView::tr("文件 %1 已成功上传").arg(fileName));
     });
 }
 
 /// The reason stays on the card when the alerts are gone.
 void ResumeFlow::fail(Runs::iterator run, const QString& text, const QString& reason) {
     const QString name = card_.title()->fontMetrics().elidedText(run->fileName, Qt::ElideMiddle, nameRoom);
-    const QString why = reason.isEmpty() ? QStringLiteral("%1 上传失败，点击重试").arg(name)
-                                         : QStringLiteral("%1 上传失败：%2").arg(name, reason);
+    const QString why = reason.isEmpty() ? UpdateResumeView::tr("%1 上传失败，点击重试").arg(name)
+                                         : UpdateResumeView::tr("%1 上传失败：%2").arg(name, reason);
     card_.setNotice(UpdateResumeView::Notice::problem, why);
     end(run);
-    showAlert(QStringLiteral("上传失败"), text);
+    showAlert(UpdateResumeView::tr("上传失败"), text);
 }
 
 void ResumeFlow::cancel() {
@@ -195,20 +199,20 @@ QString ResumeFlow::heldName() const {
 void ResumeFlow::showState() {
     const bool runs = !runs_.empty();
     const QString name = runs ? runs_.back().fileName : heldName();
-    card_.setUpdateText(name.isEmpty() ? QStringLiteral("上传简历") : chosen(name));
+    card_.setUpdateText(name.isEmpty() ? UpdateResumeView::tr("上传简历") : chosen(name));
     if (isPreparing_)
-        card_.showProgress(QStringLiteral("正在准备上传…"), -1, true);
+        card_.showProgress(UpdateResumeView::tr("正在准备上传…"), -1, true);
     else if (!runs)
         card_.hideProgress();
     else if (const Run& run = runs_.back(); run.upload == nullptr)
-        card_.showProgress(QStringLiteral("正在绑定到你的账号…"), -1, false);
+        card_.showProgress(UpdateResumeView::tr("正在绑定到你的账号…"), -1, false);
     else if (run.total == 0)
-        card_.showProgress(QStringLiteral("正在读取文件…"), -1, true);
+        card_.showProgress(UpdateResumeView::tr("正在读取文件…"), -1, true);
     else if (run.sent < run.total)
         card_.showProgress(QStringLiteral("%1 / %2").arg(sizeText(run.sent), sizeText(run.total)),
                            static_cast<double>(run.sent) / static_cast<double>(run.total), true);
     else
-        card_.showProgress(QStringLiteral("已发送，正在等待处理…"), -1, true);
+        card_.showProgress(UpdateResumeView::tr("已发送，正在等待处理…"), -1, true);
 }
 
 } // namespace parlowen

@@ -30,7 +30,7 @@ QLabel* makeLabel(const QString& text, QWidget* parent) {
 QSlider* makeSlider(int percent, QWidget* parent) {
     auto* slider = new QSlider(Qt::Horizontal, parent);
     slider->setObjectName(QStringLiteral("opacity"));
-    slider->setAccessibleName(QStringLiteral("背景不透明度"));
+    slider->setAccessibleName(SessionMenu::tr("背景不透明度"));
     slider->setRange(SessionWindow::leastOpacity, SessionWindow::fullOpacity);
     slider->setPageStep(10);
     slider->setSingleStep(SessionWindow::opacityStep);
@@ -67,10 +67,10 @@ QAction* SessionMenu::add(const char* name, const QString& text, const QKeySeque
 
 void SessionMenu::addCopying(ReadingList* list) {
     const bool any = list->model()->rowCount() > 0;
-    connect(add("copy", QStringLiteral("复制"), QKeySequence::Copy, list->canCopy()), &QAction::triggered, list,
+    connect(add("copy", tr("复制"), QKeySequence::Copy, list->canCopy()), &QAction::triggered, list,
             &ReadingList::copy);
-    connect(add("copyAll", QStringLiteral("复制全部"), {}, any), &QAction::triggered, list, &ReadingList::copyAll);
-    connect(add("selectAll", QStringLiteral("全选"), QKeySequence::SelectAll, any), &QAction::triggered, list,
+    connect(add("copyAll", tr("复制全部"), {}, any), &QAction::triggered, list, &ReadingList::copyAll);
+    connect(add("selectAll", tr("全选"), QKeySequence::SelectAll, any), &QAction::triggered, list,
             &ReadingList::selectAll);
     addSeparator();
 }
@@ -82,9 +82,9 @@ void SessionMenu::addFont(SessionWindow* window) {
         connect(add(name, text, keys, target != size), &QAction::triggered, page,
                 [page, target] { page->setFontSize(target); });
     };
-    offer("largerFont", QStringLiteral("放大文字"), QKeySequence(Qt::CTRL | Qt::Key_Plus), FontSteps::larger(size));
-    offer("smallerFont", QStringLiteral("缩小文字"), QKeySequence(Qt::CTRL | Qt::Key_Minus), FontSteps::smaller(size));
-    offer("usualFont", QStringLiteral("默认大小"), {}, FontSteps::usual);
+    offer("largerFont", tr("放大文字"), QKeySequence(Qt::CTRL | Qt::Key_Plus), FontSteps::larger(size));
+    offer("smallerFont", tr("缩小文字"), QKeySequence(Qt::CTRL | Qt::Key_Minus), FontSteps::smaller(size));
+    offer("usualFont", tr("默认大小"), {}, FontSteps::usual);
 }
 
 void SessionMenu::addOpacity(SessionWindow* window) {
@@ -93,10 +93,8 @@ void SessionMenu::addOpacity(SessionWindow* window) {
         connect(add(name, text, Qt::ALT | key, opacity != limit), &QAction::triggered, window,
                 [window, target] { window->setGroundOpacity(target); });
     };
-    offer("denser", QStringLiteral("背景更实"), Qt::Key_Up, opacity + SessionWindow::opacityStep,
-          SessionWindow::fullOpacity);
-    offer("clearer", QStringLiteral("背景更透"), Qt::Key_Down, opacity - SessionWindow::opacityStep,
-          SessionWindow::leastOpacity);
+    offer("denser", tr("背景更实"), Qt::Key_Up, opacity + SessionWindow::opacityStep, SessionWindow::fullOpacity);
+    offer("clearer", tr("背景更透"), Qt::Key_Down, opacity - SessionWindow::opacityStep, SessionWindow::leastOpacity);
     auto* row = new QWidget(this);
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(14, 4, 12, 6);
@@ -105,7 +103,7 @@ void SessionMenu::addOpacity(SessionWindow* window) {
     auto* figure = makeLabel(percentText(slider->maximum()), row);
     figure->setFixedWidth(figure->sizeHint().width());
     figure->setText(percentText(slider->value()));
-    layout->addWidget(makeLabel(QStringLiteral("背景不透明度"), row));
+    layout->addWidget(makeLabel(tr("背景不透明度"), row));
     layout->addWidget(slider, 1);
     layout->addWidget(figure);
     row->setFocusProxy(slider);

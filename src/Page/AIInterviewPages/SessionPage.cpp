@@ -71,7 +71,7 @@ std::vector<QWidget*> SessionPage::keyboardOrder() const {
 
 QRect SessionPage::pinPlace() const { return topImg_->geometry(); }
 
-void SessionPage::addStatusNote(const QString& sentence) {
+void SessionPage::addStatusNote(const BilingualText& sentence) {
     if (status_ != nullptr)
         status_->addNote(sentence);
 }
@@ -94,6 +94,26 @@ void SessionPage::buildUserInterface() {
     buildLists();
     buildQuestionBox();
     buildReading();
+    sayTexts();
+}
+
+void SessionPage::sayTexts() {
+    topTableView_->setAccessibleName(tr("面试记录"));
+    bottomTableView_->setAccessibleName(tr("AI回答"));
+    topTableView_->setPlaceholder(tr("对话的文字会显示在这里"));
+    bottomTableView_->setPlaceholder(session_.isManual() ? tr("点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里")
+                                                         : tr("AI 对每个问题的回答会显示在这里"));
+    textView_->setAccessibleName(tr("问题"));
+    aiResponseButton_->setText(tr("回答"));
+    showPinState();
+}
+
+void SessionPage::changeEvent(QEvent* event) {
+    BaseViewController::changeEvent(event);
+    if (event->type() != QEvent::LanguageChange || timeLabel_ == nullptr)
+        return;
+    sayTexts();
+    buildLayout();
 }
 
 void SessionPage::buildHeader() {
@@ -130,16 +150,10 @@ void SessionPage::buildLists() {
     bottomView_ = makeView<ListFrame>(this);
     topTableView_ = new ReadingList(new AiInterviewCellMac, this);
     topTableView_->setObjectName(QStringLiteral("topTableView"));
-    topTableView_->setAccessibleName(QStringLiteral("面试记录"));
     topTableView_->setModel(transcript_);
     bottomTableView_ = new ReadingList(new AiInterviewAiCellMac, this);
     bottomTableView_->setObjectName(QStringLiteral("bottomTableView"));
-    bottomTableView_->setAccessibleName(QStringLiteral("AI回答"));
     bottomTableView_->setModel(answers_);
-    topTableView_->setPlaceholder(QStringLiteral("对话的文字会显示在这里"));
-    bottomTableView_->setPlaceholder(session_.isManual()
-                                         ? QStringLiteral("点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里")
-                                         : QStringLiteral("AI 对每个问题的回答会显示在这里"));
     for (ReadingList* list : {topTableView_, bottomTableView_})
         list->setNominalRowHeight(TextCell::nominalHeight(systemFont(session_.fontSize())));
     connect(bottomTableView_, &ReadingList::disclosureRequested, this,
@@ -152,7 +166,7 @@ void SessionPage::buildQuestionBox() {
     textView_ = new QuestionBox(this);
     textView_->setObjectName(QStringLiteral("textView"));
     textView_->setVisible(session_.isManual());
-    aiResponseButton_ = new QPushButton(QStringLiteral("回答"), this);
+    aiResponseButton_ = new QPushButton(this);
     aiResponseButton_->setObjectName(QStringLiteral("aiResponseButton"));
     aiResponseButton_->setFont(systemFont(14));
     aiResponseButton_->setFocusPolicy(Qt::TabFocus);
@@ -204,7 +218,7 @@ void SessionPage::resizeEvent(QResizeEvent* event) {
 void SessionPage::showPinState() {
     topImg_->setIcon(QIcon(session_.isTop() ? QStringLiteral(":/icons/translate_up.svg")
                                             : QStringLiteral(":/icons/translate_up1.svg")));
-    tipLab_->setText(session_.isTop() ? QStringLiteral("取消置顶") : QStringLiteral("置顶"));
+    tipLab_->setText(session_.isTop() ? tr("取消置顶") : tr("置顶"));
     topImg_->setAccessibleName(tipLab_->text());
     hoverPin(topImg_->underMouse());
 }

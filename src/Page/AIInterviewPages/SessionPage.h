@@ -3,6 +3,7 @@
 #include "SessionEvent.h"
 #include "SessionLayout.h"
 
+#include <Foundation/Phrase.h>
 #include <Page/View/BaseViewController.h>
 
 #include <QPoint>
@@ -38,7 +39,7 @@ public:
     /// How wide the title is that the window shows in the header's middle.
     void setTitleWidth(int width) { titleWidth_ = width; }
     /// Adds a sentence to the details of the status, where one is shown.
-    void addStatusNote(const QString& sentence);
+    void addStatusNote(const BilingualText& sentence);
 
 Q_SIGNALS:
     /// A context menu is asked for on one of the lists.
@@ -53,7 +54,10 @@ protected:
     void showEvent(QShowEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
+    void changeEvent(QEvent* event) override;
+
 private:
+    void sayTexts();
     void buildHeader();
     void buildLists();
     void buildQuestionBox();

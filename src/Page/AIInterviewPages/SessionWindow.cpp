@@ -59,11 +59,10 @@ SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> sessio
     , settings_(controller_->services().settings)
     , groundOpacity_(storedOpacity(*settings_))
     , page_(new SessionPage(*controller_, this))
-    , title_(new QLabel(QStringLiteral("AI面试"), this))
+    , title_(new QLabel(this))
     , subject_(new ElidedLabel(this))
     , closeButton_(new QToolButton(this)) {
     setAttribute(Qt::WA_TranslucentBackground);
-    setWindowTitle(title_->text());
     setMinimumSize(smallestSize);
     resize(contentSize);
     setMouseTracking(true);
@@ -91,15 +90,13 @@ void SessionWindow::setMainWindow(QWidget* window) {
     });
 }
 
-void SessionWindow::addStatusNote(const QString& sentence) { page_->addStatusNote(sentence); }
+void SessionWindow::addStatusNote(const BilingualText& sentence) { page_->addStatusNote(sentence); }
 
 void SessionWindow::buildHeader() {
     title_->setFont(systemFont(13, QFont::DemiBold));
     title_->setAlignment(Qt::AlignCenter);
     title_->setStyleSheet(styleSheets::darkTitle());
     title_->setAttribute(Qt::WA_TransparentForMouseEvents);
-    page_->setTitleWidth(title_->sizeHint().width());
-
     subject_->setObjectName(QStringLiteral("subject"));
     subject_->setFont(systemFont(12));
     subject_->setStyleSheet(styleSheets::darkTitle());
@@ -108,13 +105,28 @@ void SessionWindow::buildHeader() {
     subject_->setToolTip(subject_->text());
 
     closeButton_->setObjectName(QStringLiteral("closeButton"));
-    closeButton_->setAccessibleName(QStringLiteral("关闭"));
     closeButton_->setIcon(QIcon(QStringLiteral(":/icons/close.svg")));
     closeButton_->setIconSize({closeSize, closeSize});
     closeButton_->setFocusPolicy(Qt::TabFocus);
     closeButton_->setCursor(Qt::PointingHandCursor);
     closeButton_->setStyleSheet(styleSheets::darkRoundButton());
     connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
+    sayTexts();
+}
+
+void SessionWindow::sayTexts() {
+    title_->setText(tr("AI面试"));
+    setWindowTitle(title_->text());
+    closeButton_->setAccessibleName(tr("关闭"));
+    page_->setTitleWidth(title_->sizeHint().width());
+}
+
+void SessionWindow::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::LanguageChange) {
+        sayTexts();
+        placeHeader();
+    }
+    QWidget::changeEvent(event);
 }
 
 // From the header downwards.
@@ -162,6 +174,10 @@ void SessionWindow::paintEvent(QPaintEvent*) {
 
 void SessionWindow::resizeEvent(QResizeEvent*) {
     page_->setGeometry(rect());
+    placeHeader();
+}
+
+void SessionWindow::placeHeader() {
     const QRect pin = page_->pinPlace();
     const int middle = pin.center().y() + 1;
     const int titleHeight = title_->sizeHint().height();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Foundation/Phrase.h>
+
 #include <QWidget>
 #include <memory>
 
@@ -26,7 +28,7 @@ public:
     /// The application's main window, brought to the front when the session has ended.
     void setMainWindow(QWidget* window);
     /// Adds a sentence to the details of the status, where one is shown.
-    void addStatusNote(const QString& sentence);
+    void addStatusNote(const BilingualText& sentence);
 
     /// How opaque the window's ground is, in percent. Its text is always opaque.
     int groundOpacity() const { return groundOpacity_; }
@@ -40,6 +42,7 @@ public:
     void setVisible(bool visible) override;
 
 protected:
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -54,6 +57,8 @@ private:
     Qt::Edges edgesAt(QPoint position) const;
     void drag(QPoint global);
     void dragTo(QPoint global);
+    void sayTexts();
+    void placeHeader();
     void buildHeader();
     void buildKeyboardOrder();
     void buildKeys();

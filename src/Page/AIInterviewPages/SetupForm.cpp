@@ -25,8 +25,6 @@ constexpr int widestColumn = 720; // wider, the eye has too far to go
 
 enum Row { sourceRow, stripRow, styleRow, modeRow, spokenRow, targetRow, gapRow, startRow, restRow };
 
-const QString startTitle = QStringLiteral("悬浮窗开始面试");
-
 int inPoints(int points) { return static_cast<int>(points * fontScale()); }
 
 QLabel* makeLine(const QColor& color, bool bold, int size, const QString& text, QWidget* parent) {
@@ -44,19 +42,17 @@ QLabel* makeRowCaption(const QString& text, QWidget* parent) {
 
 SetupForm::SetupForm(Settings& settings, SoundStrip::Capture capture, QWidget* parent)
     : QWidget(parent)
-    , voiceLabel_(makeLine(hexColor(theme::start), true, 14, QStringLiteral("系统声音"), this))
+    , voiceLabel_(makeLine(hexColor(theme::start), true, 14, tr("系统声音"), this))
     , timeLabel_(makeLine(palette::CSS::black(), false, 14, QStringLiteral("00:00:00"), this))
     , soundStrip_(new SoundStrip(settings, this, std::move(capture)))
-    , stylePopup_(
-          new PopUpButton(QStringLiteral("回答风格"), {QStringLiteral("极简风格"), QStringLiteral("详细风格")}, this))
-    , modePopup_(
-          new PopUpButton(QStringLiteral("回答模式"), {QStringLiteral("自动回答"), QStringLiteral("手动回答")}, this))
-    , lelfLanguageLabel_(new ChoiceBox(QStringLiteral("识别语言"), this))
+    , stylePopup_(new PopUpButton(tr("回答风格"), {tr("极简风格"), tr("详细风格")}, this))
+    , modePopup_(new PopUpButton(tr("回答模式"), {tr("自动回答"), tr("手动回答")}, this))
+    , lelfLanguageLabel_(new ChoiceBox(tr("识别语言"), this))
     , spokenNotice_(new LanguageNotice(LanguageNotice::Kind::spoken, this))
-    , outputLabel_(makeRowCaption(QStringLiteral("翻译语言"), this))
+    , outputLabel_(makeRowCaption(tr("翻译语言"), this))
     , rightLanguageLabel_(new ChoiceBox(outputLabel_->text(), this))
     , targetNotice_(new LanguageNotice(LanguageNotice::Kind::target, this))
-    , startButton_(makeButton(startTitle, Qt::white, hexColor(theme::start), {}, 8, 15, this))
+    , startButton_(makeButton(tr("悬浮窗开始面试"), Qt::white, hexColor(theme::start), {}, 8, 15, this))
     , personal_(new PersonalNotice(this))
     , grid_(new QGridLayout(this)) {
     stylePopup_->tag = styleTag;
@@ -85,7 +81,7 @@ void SetupForm::layRows() {
         grid_->addWidget(makeRowCaption(popUp->accessibleName(), this), row, 0);
         grid_->addWidget(popUp, row, 1);
     }
-    grid_->addWidget(makeRowCaption(QStringLiteral("识别语言"), this), spokenRow, 0);
+    grid_->addWidget(makeRowCaption(tr("识别语言"), this), spokenRow, 0);
     grid_->addWidget(lelfLanguageLabel_, spokenRow, 1);
     grid_->addWidget(spokenNotice_, spokenRow, 2);
     grid_->addWidget(outputLabel_, targetRow, 0);
@@ -109,7 +105,7 @@ void SetupForm::layRows() {
 }
 
 void SetupForm::showSource(bool system) {
-    voiceLabel_->setText(system ? QStringLiteral("系统声音") : QStringLiteral("麦克风声音"));
+    voiceLabel_->setText(system ? tr("系统声音") : tr("麦克风声音"));
     soundStrip_->setSystem(system);
 }
 
@@ -127,6 +123,6 @@ void SetupForm::showLanguages(const std::optional<LanguageListModel>& spoken,
     rightLanguageLabel_->setMarked(targetNotice_->isMissing());
 }
 
-void SetupForm::showWaiting(bool waits) { startButton_->setText(waits ? QStringLiteral("正在确认语言…") : startTitle); }
+void SetupForm::showWaiting(bool waits) { startButton_->setText(waits ? tr("正在确认语言…") : tr("悬浮窗开始面试")); }
 
 } // namespace parlowen

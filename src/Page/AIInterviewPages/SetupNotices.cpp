@@ -97,9 +97,8 @@ void LanguageNotice::look() {
     instead_ = missing_ ? findInstead() : std::nullopt;
     if (missing_) {
         const bool spoken = kind_ == Kind::spoken;
-        text_->setText(spoken ? QStringLiteral("当前服务听不懂，不会有文字。")
-                              : QStringLiteral("当前服务不能译成它。"));
-        button_->setText(instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QString());
+        text_->setText(spoken ? tr("当前服务听不懂，不会有文字。") : tr("当前服务不能译成它。"));
+        button_->setText(instead_ ? tr("改用“%1”").arg(instead_->name) : QString());
         button_->setVisible(instead_.has_value());
     }
     setVisible(missing_);
@@ -107,10 +106,9 @@ void LanguageNotice::look() {
 
 CommonTipView* LanguageNotice::makeQuestion() const {
     auto* card = new CommonTipView;
-    card->configure(QStringLiteral("听不懂“%1”").arg(chosen_.name),
-                    QStringLiteral("当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。"),
-                    QStringLiteral("仍然开始"),
-                    instead_ ? QStringLiteral("改用“%1”").arg(instead_->name) : QStringLiteral("返回"));
+    card->configure(tr("听不懂“%1”").arg(chosen_.name),
+                    tr("当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。"), tr("仍然开始"),
+                    instead_ ? tr("改用“%1”").arg(instead_->name) : tr("返回"));
     card->resize(card->sizeHint());
     return card;
 }
@@ -124,12 +122,12 @@ PersonalNotice::PersonalNotice(QWidget* parent)
 
 void PersonalNotice::show(bool hasPosition, bool hasResume) {
     if (!hasPosition && !hasResume)
-        text_->setText(QStringLiteral("还没有填写岗位和上传简历，回答会比较笼统。"));
+        text_->setText(tr("还没有填写岗位和上传简历，回答会比较笼统。"));
     else if (!hasPosition)
-        text_->setText(QStringLiteral("还没有填写岗位，回答不知道您应聘什么。"));
+        text_->setText(tr("还没有填写岗位，回答不知道您应聘什么。"));
     else
-        text_->setText(QStringLiteral("还没有上传简历，回答用不上您的经历。"));
-    button_->setText(hasPosition ? QStringLiteral("去上传") : QStringLiteral("去填写"));
+        text_->setText(tr("还没有上传简历，回答用不上您的经历。"));
+    button_->setText(hasPosition ? tr("去上传") : tr("去填写"));
     setHidden(hasPosition && hasResume);
 }
 

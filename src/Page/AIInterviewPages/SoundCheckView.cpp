@@ -3,6 +3,7 @@
 #include <AVFoundation/ChirpProbe.h>
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/BackgroundQueue.h>
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/MainQueue.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
@@ -45,7 +46,7 @@ void SoundCheckView::build() {
     column->setContentsMargins(checkInset, checkInset, checkInset, checkInset);
     column->setSpacing(12);
     QLabel* title = makeLabel(hexColor(theme::darkText), true, 16, this);
-    title->setText(QStringLiteral("声音检测"));
+    title->setText(tr("声音检测"));
     title->setAlignment(Qt::AlignCenter);
     column->addWidget(title);
     lines_ = new QVBoxLayout;
@@ -53,7 +54,7 @@ void SoundCheckView::build() {
     column->addLayout(lines_, 1);
     progress_ = makeLabel(hexColor(theme::midGrey), false, 13, this);
     column->addWidget(progress_);
-    closeButton_ = makeCardButton(QStringLiteral("关闭"), Qt::white, hexColor(theme::accent), this);
+    closeButton_ = makeCardButton(tr("关闭"), Qt::white, hexColor(theme::accent), this);
     closeButton_->setMinimumHeight(static_cast<int>(36 * fontScale()));
     closeButton_->setAutoDefault(true);
     connect(closeButton_, &QPushButton::clicked, this, [] { closeCurrentPopView(); });
@@ -62,7 +63,7 @@ void SoundCheckView::build() {
 }
 
 void SoundCheckView::run(bool systemSound) {
-    const AudioCheck found = checkAudio(AudioHardwareService::shared(), Language::Chinese);
+    const AudioCheck found = checkAudio(AudioHardwareService::shared(), windowLanguage());
     for (const AudioCheck::Finding& finding : found.findings)
         add(finding);
     if (!systemSound || !found.isReady()) {
@@ -70,12 +71,12 @@ void SoundCheckView::run(bool systemSound) {
         fit();
         return;
     }
-    progress_->setText(QStringLiteral("正在播放测试音并收听…"));
+    progress_->setText(tr("正在播放测试音并收听…"));
     fit();
     inBackground([self = QPointer(this)] {
         const ChirpResult result = playAndListenForChirp();
         onMain(self, [self, result] {
-            self->add(chirpFinding(result, Language::Chinese));
+            self->add(chirpFinding(result, windowLanguage()));
             self->progress_->hide();
             self->fit();
         });

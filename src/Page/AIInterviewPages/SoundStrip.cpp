@@ -2,6 +2,7 @@
 
 #include "SoundCheckView.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Network/Settings.h>
 #include <Page/View/SettingFields.h>
 #include <Tools/PopView/Colors.h>
@@ -29,14 +30,13 @@ constexpr int levelGap = 2;
 constexpr int levelHeight = 16;
 constexpr double stripRadius = 10;
 constexpr std::uint32_t framesPerBuffer = 2048;
-const QString everything = QStringLiteral("全部声音");
 
 } // namespace
 
 LevelMeter::LevelMeter(QWidget* parent)
     : QWidget(parent) {
     setFixedSize(bars * (levelWidth + levelGap) - levelGap, levelHeight);
-    setAccessibleName(QStringLiteral("音量"));
+    setAccessibleName(tr("音量"));
 }
 
 void LevelMeter::follow(std::shared_ptr<InputMeter> meter) {
@@ -77,10 +77,9 @@ SoundStrip::SoundStrip(Settings& settings, QWidget* parent, Capture capture)
     , meter_(new LevelMeter(this))
     , name_(new ElidedLabel(this))
     , advice_(makeLabel(hexColor(theme::warning), false, 12, this))
-    , programs_(new PopUpButton(QStringLiteral("收听哪个程序"), {everything}, this))
+    , programs_(new PopUpButton(tr("收听哪个程序"), {tr("全部声音")}, this))
     , check_(makeButton(
-          QStringLiteral("检测声音"), hexColor(theme::link), hexColor(theme::field), [this] { runCheck(); }, 12, 13,
-          this)) {
+          tr("检测声音"), hexColor(theme::link), hexColor(theme::field), [this] { runCheck(); }, 12, 13, this)) {
     build();
     RecognitionStatus none; // of which there is nothing to say here
     none.state = RecognitionStatus::State::Recognizing;
@@ -144,7 +143,7 @@ void SoundStrip::stop() {
 }
 
 void SoundStrip::sayWhatIsHeard() {
-    const SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), Language::Chinese);
+    const SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), windowLanguage());
     name_->setText(words.text);
     const QString advice = words.severity == SessionStatusText::Severity::Plain ? QString() : words.advice.value(0);
     name_->setToolTip(words.text);
@@ -157,9 +156,9 @@ void SoundStrip::listPrograms() {
     const QString chosen = settings_.heardProgram().value_or(QString());
     QStringList names = playing_.names();
     programs_->clear();
-    programs_->addItem(everything, QString());
+    programs_->addItem(tr("全部声音"), QString());
     if (!chosen.isEmpty() && !names.contains(chosen))
-        programs_->addItem(chosen + QStringLiteral("（未播放）"), chosen);
+        programs_->addItem(tr("%1（未播放）").arg(chosen), chosen);
     for (const QString& name : std::as_const(names))
         programs_->addItem(name, name);
     programs_->setCurrentIndex(std::max(0, programs_->findData(chosen)));

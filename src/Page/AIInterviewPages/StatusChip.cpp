@@ -2,6 +2,7 @@
 
 #include "StatusDetails.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -58,14 +59,15 @@ StatusChip::StatusChip(SessionStatus& status, QWidget* parent)
     refresh();
 }
 
-void StatusChip::addNote(const QString& sentence) {
-    notes_ << sentence;
+void StatusChip::addNote(const BilingualText& sentence) {
+    notes_.push_back(sentence);
     refresh();
 }
 
 void StatusChip::refresh() {
-    SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), Language::Chinese);
-    words.details << notes_;
+    SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), windowLanguage());
+    for (const BilingualText& note : notes_)
+        words.details << note.in(windowLanguage());
     if (words == words_)
         return;
     const bool isOtherSeverity = words.severity != words_.severity;
@@ -83,6 +85,12 @@ void StatusChip::refresh() {
     meterWhileSeen();
     update();
     Q_EMIT widthChanged();
+}
+
+void StatusChip::changeEvent(QEvent* event) {
+    KeyFocusButton::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        refresh();
 }
 
 void StatusChip::showDetails() {

@@ -5,6 +5,7 @@
 
 #include <QBasicTimer>
 #include <QPointer>
+#include <vector>
 
 namespace parlowen {
 
@@ -21,7 +22,7 @@ public:
 
     const SessionStatusText& words() const { return words_; }
     /// One more sentence for the details, which stays.
-    void addNote(const QString& sentence);
+    void addNote(const BilingualText& sentence);
     /// Whether the level is being looked at.
     bool isMetering() const { return metering_.isActive(); }
     /// How many of the meter's bars are lit.
@@ -36,6 +37,7 @@ Q_SIGNALS:
     void widthChanged();
 
 protected:
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
@@ -52,7 +54,7 @@ private:
 
     SessionStatus& status_;
     SessionStatusText words_;
-    QStringList notes_;
+    std::vector<BilingualText> notes_;
     QBasicTimer metering_;
     int litBars_ = 0;
     QPointer<StatusDetails> details_;

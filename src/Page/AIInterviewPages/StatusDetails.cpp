@@ -61,7 +61,7 @@ StatusDetails::StatusDetails(QWidget* parent)
     headline_ = addText(layout, "statusHeadline", 14, QFont::DemiBold, styleSheets::darkLabel());
     details_ = addText(layout, "statusSentences", 13, QFont::Normal, styleSheets::darkLabel());
     caption_ = addText(layout, "statusCaption", 12, QFont::Normal, styleSheets::darkTitle());
-    caption_->setText(QStringLiteral("可以这样做"));
+    caption_->setText(tr("可以这样做"));
     caption_->setContentsMargins(0, 6, 0, 0);
     advice_ = addText(layout, "statusAdvice", 13, QFont::Normal, styleSheets::darkLabel());
     for (QLabel* label : {headline_, details_, advice_})
@@ -85,6 +85,7 @@ void StatusDetails::say(const SessionStatusText& words) {
     setLines(headline_, {words.text});
     setLines(details_, words.details);
     setLines(advice_, words.advice);
+    caption_->setText(tr("可以这样做"));
     for (QLabel* label : {caption_, advice_})
         label->setVisible(!words.advice.isEmpty());
     actionUID_ = words.actionUID;

@@ -58,7 +58,7 @@ TranscriptModel::Row TranscriptModel::record(int row) const {
         record = *centerModel_;
         record.index = static_cast<qint64>(topArr_.size()) + 1;
     } else if (const Shown& shown = shown_[static_cast<std::size_t>(row)]; shown.missedSeconds > 0) {
-        record.sourceText = QStringLiteral("… %1 s 未听到 …").arg(shown.missedSeconds);
+        record.sourceText = tr("… %1 s 未听到 …").arg(shown.missedSeconds);
     } else {
         record = topArr_[shown.sentence];
         record.index = static_cast<qint64>(shown.sentence) + 1;
@@ -80,8 +80,7 @@ QVariant TranscriptModel::data(const QModelIndex& index, int role) const {
         return row.resultText.isEmpty() ? row.sourceText : row.sourceText + u'\n' + row.resultText;
     case Qt::AccessibleTextRole:
         return (row.index > 0 ? QString::number(row.index) + u':' : QString()) +
-               index.data(Qt::DisplayRole).toString() +
-               (index.row() < shownRows() ? QString() : QStringLiteral("（识别中）"));
+               index.data(Qt::DisplayRole).toString() + (index.row() < shownRows() ? QString() : tr("（识别中）"));
     case AiInterviewCellMac::unfinishedRole:
         return index.row() == shownRows();
     default:

@@ -59,6 +59,7 @@ void PageContainer::showPage(int index) {
         currentVC_->setParent(nullptr);
         currentVC_->deleteLater(); // one of its buttons may be what asks for the switch
     }
+    index_ = index;
     BaseViewController* page = maker_(index);
     currentVC_ = page != nullptr ? page : new BaseViewController;
     currentVC_->setParent(this);
@@ -69,6 +70,12 @@ void PageContainer::showPage(int index) {
 void PageContainer::resizeEvent(QResizeEvent*) {
     if (currentVC_)
         currentVC_->setGeometry(rect());
+}
+
+void PageContainer::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange && currentVC_)
+        showPage(index_);
 }
 
 void BaseView::buildStyle() {

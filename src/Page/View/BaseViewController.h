@@ -51,14 +51,16 @@ public:
     PageContainer(Maker maker, QWidget* parent);
 
     void showPage(int index);
-    /// The page shown now; null before the first.
+    /// The page shown now, made anew when the language of windows changes; null before the first.
     BaseViewController* currentVC() const { return currentVC_; }
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     Maker maker_;
+    int index_ = 0;
     QPointer<BaseViewController> currentVC_;
 };
 

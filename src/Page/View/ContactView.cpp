@@ -45,19 +45,19 @@ void ContactView::buildStyle() { setPalette(lightPalette(Qt::white)); }
 
 void ContactView::build() {
     titleL_ = makeLabel(hexColor(theme::darkText), false, 14, this);
-    titleL_->setText(QStringLiteral("联系客服"));
+    titleL_->setText(tr("联系客服"));
     titleL_->setWordWrap(false);
     subTitleL_ = makeLabel(hexColor(theme::midGrey), false, 13, this);
-    subTitleL_->setText(QStringLiteral("扫一扫上面二维码，添加客服"));
+    subTitleL_->setText(tr("扫一扫上面二维码，添加客服"));
     subTitleL_->setWordWrap(false);
     subTitleL_->setAlignment(Qt::AlignCenter);
     iconV_ = new QLabel(this);
     iconV_->setAlignment(Qt::AlignCenter);
-    iconV_->setAccessibleName(QStringLiteral("客服二维码"));
+    iconV_->setAccessibleName(tr("客服二维码"));
     closeImg_ = new QToolButton(this);
     closeImg_->setIcon(namedImage(QStringLiteral("close")));
     closeImg_->setIconSize(QSize(inPoints(closeSide), inPoints(closeSide)));
-    closeImg_->setAccessibleName(QStringLiteral("关闭"));
+    closeImg_->setAccessibleName(tr("关闭"));
     closeImg_->setCursor(Qt::PointingHandCursor);
     closeImg_->setFocusPolicy(Qt::StrongFocus);
     closeImg_->setStyleSheet(QStringLiteral("QToolButton { border: 1px solid transparent; border-radius: 13px; }"

@@ -24,9 +24,14 @@ struct TypeWords {
 };
 
 constexpr std::array<TypeWords, 3> typeWords{
-    {{"国内面试AI", "适用于国内校招、公司、机构", "ai_guonei", "国内面试AI"},
-     {"国外面试AI", "适应于海外求职或学术面试，涉及翻译", "ai_guowai", "国外面试AI"},
-     {"都可能涉及", "", "ai_guoneiwai", "AI面试"}}};
+    {{QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国内面试AI"),
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "适用于国内校招、公司、机构"), "ai_guonei",
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国内面试AI")},
+     {QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国外面试AI"),
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "适应于海外求职或学术面试，涉及翻译"), "ai_guowai",
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "国外面试AI")},
+     {QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "都可能涉及"), "", "ai_guoneiwai",
+      QT_TRANSLATE_NOOP("parlowen::InterviewTypeView", "AI面试")}}};
 
 constexpr int optionHeight = 76;
 constexpr int optionInset = 14;
@@ -75,7 +80,7 @@ void InterviewContentView::configure(const QString& image, const QString& title,
     subtitleLabel_->setHidden(subtitle.isEmpty());
     selected_ = selected;
     selectImageView_->setVisible(selected);
-    setAccessibleName(selected ? title + QStringLiteral("，已选择") : title);
+    setAccessibleName(selected ? title + tr("，已选择") : title);
     setAccessibleDescription(subtitle);
     update();
 }
@@ -108,8 +113,7 @@ InterviewTypeView::InterviewTypeView(QWidget* parent)
 
 QString InterviewTypeView::buttonTitle(const std::optional<qint64>& type) {
     const bool known = type && *type >= 1 && *type <= static_cast<qint64>(typeWords.size());
-    return QString::fromUtf8(known ? typeWords.at(static_cast<std::size_t>(*type - 1)).button
-                                   : typeWords.back().button);
+    return tr(known ? typeWords.at(static_cast<std::size_t>(*type - 1)).button : typeWords.back().button);
 }
 
 void InterviewTypeView::buildStyle() { setPalette(lightPalette(Qt::white)); }
@@ -119,9 +123,9 @@ void InterviewTypeView::build() {
     column->setContentsMargins(cardInset, cardInset, cardInset, cardInset);
     column->setSpacing(10);
     typeLabel_ = makeLabel(hexColor(theme::darkText), true, 16, this);
-    typeLabel_->setText(QStringLiteral("选择面试类型"));
+    typeLabel_->setText(tr("选择面试类型"));
     contentLabel_ = makeLabel(hexColor(theme::midGrey), false, 14, this);
-    contentLabel_->setText(QStringLiteral("有助于更好的展示ai面试效果哦～"));
+    contentLabel_->setText(tr("有助于更好的展示ai面试效果哦～"));
     for (QLabel* label : {typeLabel_, contentLabel_}) {
         label->setAlignment(Qt::AlignCenter);
         column->addWidget(label);
@@ -151,9 +155,9 @@ QLayout* InterviewTypeView::buildButtons() {
                                   .arg(accent.name(), hexColor(theme::link).name()));
     };
     skipButton_ = makeButton(
-        QStringLiteral("跳过"), accent, Qt::white, [this] { skipTap(); }, 5, 14, this);
+        tr("跳过"), accent, Qt::white, [this] { skipTap(); }, 5, 14, this);
     sureButton_ = makeButton(
-        QStringLiteral("确定"), Qt::white, accent, [this] { sureTap(); }, 5, 14, this);
+        tr("确定"), Qt::white, accent, [this] { sureTap(); }, 5, 14, this);
     auto* row = new QHBoxLayout;
     row->setSpacing(12);
     for (QPushButton* button : {skipButton_, sureButton_}) {
@@ -169,8 +173,9 @@ void InterviewTypeView::refresh() {
     const auto views = options();
     for (std::size_t i = 0; i < views.size(); ++i) {
         const TypeWords& words = typeWords.at(i);
-        views.at(i)->configure(QString::fromUtf8(words.image), QString::fromUtf8(words.title),
-                               QString::fromUtf8(words.subtitle), type == static_cast<qint64>(i) + 1);
+        views.at(i)->configure(QString::fromUtf8(words.image), tr(words.title),
+                               *words.subtitle == 0 ? QString() : tr(words.subtitle),
+                               type == static_cast<qint64>(i) + 1);
     }
 }
 

@@ -35,17 +35,17 @@ void PositionView::build() {
     layout->setContentsMargins(20, 18, 20, 18);
     layout->setSpacing(8);
     QLabel* heading = makeLabel(hexColor(theme::darkText), false, 16, this);
-    heading->setText(QStringLiteral("岗位及角色"));
+    heading->setText(tr("岗位及角色"));
     QLabel* hint = makeLabel(hexColor(theme::midGrey), false, 13, this);
-    hint->setText(QStringLiteral("填写内容有助于更好的AI面试效果哦~"));
+    hint->setText(tr("填写内容有助于更好的AI面试效果哦~"));
     layout->addWidget(heading);
     layout->addWidget(hint);
     buildContentView();
     layout->addWidget(contentView_, 1);
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
-    cancelButton_ = makeCardButton(QStringLiteral("取消"), Qt::black, hexColor(theme::secondary), this);
-    sureButton_ = makeCardButton(QStringLiteral("确定"), Qt::white, hexColor(theme::accent), this);
+    cancelButton_ = makeCardButton(tr("取消"), Qt::black, hexColor(theme::secondary), this);
+    sureButton_ = makeCardButton(tr("确定"), Qt::white, hexColor(theme::accent), this);
     for (QPushButton* button : {cancelButton_, sureButton_}) {
         button->setMinimumHeight(static_cast<int>(editorButtonHeight * fontScale()));
         button->setAutoDefault(true);
@@ -76,7 +76,7 @@ void PositionView::buildContentView() {
     layout->setContentsMargins(10, 8, 6, 8);
     layout->addWidget(roleTextView_);
     placeholderLabel_ = makeLabel(hexColor(theme::placeholder), false, 14, roleTextView_->viewport());
-    placeholderLabel_->setText(QStringLiteral("例如：后端工程师，应聘电商公司，熟悉 C++ 与分布式系统"));
+    placeholderLabel_->setText(tr("例如：后端工程师，应聘电商公司，熟悉 C++ 与分布式系统"));
     placeholderLabel_->setAttribute(Qt::WA_TransparentForMouseEvents);
     placeholderLabel_->setForegroundRole(QPalette::WindowText); // not the text view's own colour
     placeholderLabel_->setAlignment(Qt::AlignTop | Qt::AlignLeft);

@@ -60,7 +60,7 @@ void ReadingList::rowsInserted(const QModelIndex& parent, int start, int end) {
 void ReadingList::placeChanged() {
     const bool isBehind = !isNearBottom();
     if (isBehind) {
-        newer_->setText(unread_ == 0 ? QStringLiteral("↓ 最新内容") : QStringLiteral("↓ %1 条新内容").arg(unread_));
+        newer_->setText(unread_ == 0 ? tr("↓ 最新内容") : tr("↓ %1 条新内容").arg(unread_));
         const QSize size = newer_->sizeHint();
         newer_->setGeometry({QPoint((width() - size.width()) / 2, height() - size.height() - newerFromBottom), size});
         newer_->raise();

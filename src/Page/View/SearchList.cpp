@@ -49,7 +49,7 @@ SearchList::SearchList(const QString& placeholder, const QString& listName, QWid
     , tableView_(new QListView(this))
     , rows_(new QStringListModel(this))
     , notice_(makeLabel(hexColor(theme::midGrey), false, 13, this))
-    , retry_(makeCardButton(QStringLiteral("重试"), hexColor(theme::darkText), hexColor(theme::secondary), this))
+    , retry_(makeCardButton(tr("重试"), hexColor(theme::darkText), hexColor(theme::secondary), this))
     , pages_(new QStackedLayout) {
     setPalette(lightPalette(Qt::white));
     auto* layout = new QVBoxLayout(this);

@@ -79,13 +79,13 @@ ChoiceBox::ChoiceBox(const QString& caption, QWidget* parent)
     , caption_(caption) {
     setFont(systemFont(14));
     setFixedSize(PopUpButton::fieldSize());
-    showChoice(QStringLiteral("请选择语言"));
+    showChoice(tr("请选择语言"));
 }
 
 void ChoiceBox::showChoice(const QString& text) {
     setText(text);
     setToolTip(text);
-    setAccessibleName(caption_ + QStringLiteral("：") + text);
+    setAccessibleName(tr("%1：%2").arg(caption_, text));
 }
 
 void ChoiceBox::setMarked(bool marked) {

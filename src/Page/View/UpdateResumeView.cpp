@@ -25,7 +25,9 @@ const QColor titleGrey(128, 128, 128);
 
 QColor problemColor() { return palette::FlatUI::alizarin().darker(140); }
 
-QString whatMayBeUploaded() { return QStringLiteral("文件格式支持(text，docx，pdf等)，简历如有更新可以重新上传覆盖"); }
+QString whatMayBeUploaded() {
+    return UpdateResumeView::tr("文件格式支持(text，docx，pdf等)，简历如有更新可以重新上传覆盖");
+}
 
 QString barStyle() {
     return QStringLiteral("QProgressBar { background: white; border: none; border-radius: 3px; }"
@@ -64,7 +66,7 @@ void UpdateResumeView::build() {
     layout->addWidget(title_, 1);
     buildProgress();
     layout->addWidget(progress_, 1);
-    setUpdateText(QStringLiteral("上传简历"));
+    setUpdateText(tr("上传简历"));
     showTitle();
 }
 
@@ -87,9 +89,9 @@ void UpdateResumeView::buildProgress() {
     bar_->setTextVisible(false);
     bar_->setFixedHeight(6);
     bar_->setStyleSheet(barStyle());
-    bar_->setAccessibleName(QStringLiteral("上传进度"));
+    bar_->setAccessibleName(tr("上传进度"));
     cancelButton_ = makeButton(
-        QStringLiteral("取消"), hexColor(theme::darkText), hexColor(theme::secondary),
+        tr("取消"), hexColor(theme::darkText), hexColor(theme::secondary),
         [this] {
             if (cancelBlock)
                 cancelBlock();
@@ -145,7 +147,7 @@ void UpdateResumeView::showTitle() {
     const bool isProblem = dragProblem_ ? !dragProblem_->isEmpty() : noticeKind_ == Notice::problem;
     QString text = noticeKind_ == Notice::none ? whatMayBeUploaded() : notice_;
     if (dragProblem_)
-        text = isProblem ? *dragProblem_ : QStringLiteral("松开即可上传");
+        text = isProblem ? *dragProblem_ : tr("松开即可上传");
     const bool isPlain = !dragProblem_ && noticeKind_ == Notice::none;
     setTextColor(*title_, isProblem ? problemColor() : isPlain ? titleGrey : hexColor(theme::link));
     title_->setText(text);

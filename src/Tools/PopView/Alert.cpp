@@ -101,7 +101,7 @@ void showAlert(const QString& title, const QString& text, const QString& icon, Q
     auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
     if (label != nullptr && label->sizeHint().width() < labelWidth)
         label->setMinimumWidth(labelWidth);
-    QPushButton* sure = alert->addButton(QStringLiteral("确定"), QMessageBox::AcceptRole);
+    QPushButton* sure = alert->addButton(QMessageBox::tr("确定"), QMessageBox::AcceptRole);
     sure->setStyleSheet(styleSheets::button(hexColor(theme::darkText), hexColor(theme::accent), 8));
     sure->setMinimumSize(88, 32);
     sure->setIcon({});

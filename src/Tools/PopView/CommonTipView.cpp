@@ -43,9 +43,8 @@ CommonTipView::CommonTipView(QWidget* parent)
     layout->addLayout(buttons);
     connect(cancelButton_, &QPushButton::clicked, this, &CommonTipView::button1Tap);
     connect(sureButton_, &QPushButton::clicked, this, &CommonTipView::button2Tap);
-    configure(QStringLiteral("更新提示"),
-              QStringLiteral("请更新到最新版本体验更多功能，点击下方按钮可更新，无需可忽略。"), QStringLiteral("忽略"),
-              QStringLiteral("去更新"));
+    configure(tr("更新提示"), tr("请更新到最新版本体验更多功能，点击下方按钮可更新，无需可忽略。"), tr("忽略"),
+              tr("去更新"));
 }
 
 void CommonTipView::configure(const QString& title, const QString& content, const QString& cancelTitle,

@@ -88,7 +88,7 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
         input.elsewhereName = "Headset";
     });
     const QSignalSpy chosen(&status_, &SessionStatus::outputChosen);
-    window_->addStatusNote("另一个面试窗口已打开");
+    window_->addStatusNote({"another", "另一个面试窗口已打开"});
     window_->move(0, window_->screen()->availableGeometry().bottom() - 60);
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space}) {
         chip().setFocus(Qt::TabFocusReason);
