@@ -175,6 +175,19 @@
     </message>
 </context>
 <context>
+    <name>parlowen::AnswersModel</name>
+    <message>
+        <source>▸ 简历依据（%1）</source>
+        <translation>▸ From your résumé (%1)</translation>
+    </message>
+    <message>
+        <source>▾ 简历依据
+%1</source>
+        <translation>▾ From your résumé
+%1</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::CaptchaViewController</name>
     <message>
         <source>无法打开安全验证</source>

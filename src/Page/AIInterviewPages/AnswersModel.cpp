@@ -42,8 +42,8 @@ QString AnswersModel::Answer::groundsText() const {
     if (grounds.isEmpty())
         return {};
     if (!groundsShown)
-        return QStringLiteral("▸ 简历依据（%1）").arg(grounds.size());
-    return QStringLiteral("▾ 简历依据\n%1").arg(grounds.join(u'\n'));
+        return tr("▸ 简历依据（%1）").arg(grounds.size());
+    return tr("▾ 简历依据\n%1").arg(grounds.join(u'\n'));
 }
 
 void AnswersModel::ground(int number, const QStringList& lines) {
