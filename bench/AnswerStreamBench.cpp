@@ -79,7 +79,8 @@ private:
             }
             lastRequest = now();
             read.erase(0, head + body);
-            co_await answer(socket);
+            auto answering = answer(socket);
+            co_await std::move(answering);
         }
     }
     static constexpr std::string_view opening =
@@ -178,7 +179,8 @@ awaitable<void> throughService(asio::ssl::context& tls, tcp::endpoint place, std
         *asked = now();
     co_await asio::async_write(stream, asio::buffer(sent), use_awaitable);
     Reader reader(seen, pieces);
-    co_await readAll(stream, reader);
+    auto reading = readAll(stream, reader);
+    co_await std::move(reading);
 }
 
 awaitable<void> straight(tcp::endpoint place, Seen& seen, int pieces) {
@@ -187,10 +189,10 @@ awaitable<void> straight(tcp::endpoint place, Seen& seen, int pieces) {
     const std::string sent = request("POST", "/v1/chat/completions", "none", "{}");
     co_await asio::async_write(socket, asio::buffer(sent), use_awaitable);
     Reader reader(seen, pieces);
-    const auto watch = [&]() -> awaitable<void> { co_await readAll(socket, reader); };
+    auto reading = readAll(socket, reader);
     asio::steady_timer over(socket.get_executor(), piecePause * (pieces + 60));
     over.async_wait([&socket](const boost::system::error_code&) { socket.close(); }); // the model keeps connections
-    co_await watch();
+    co_await std::move(reading);
 }
 
 /// parlowen-service as a process.
