@@ -104,9 +104,8 @@ void addVersionRoute(Router& router) {
 void addDescriptionRoute(Router& router) {
     nlohmann::json document = nlohmann::json::parse(openApiText);
     document["info"]["version"] = PARLOWEN_VERSION;
-    router.route(verb::get, apiPath("/openapi.json"), plain([text = compactJson(document)](const HttpRequest&) {
-                     return HttpResponse{.body = text};
-                 }));
+    router.route(verb::get, apiPath("/openapi.json"),
+                 plain([text = compactJson(document)](const HttpRequest&) { return HttpResponse{.body = text}; }));
 }
 
 void addCountryRoute(Router& router) {
