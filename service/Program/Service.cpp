@@ -217,6 +217,7 @@ struct Service::Parts {
             router, [this](std::string_view signInToken) { return speechTokenFor(signInToken); }, signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
+        addDescriptionRoute(router);
         addCountryRoute(router);
         addContactRoutes(router, options.contact);
         return router;
