@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Composition.h"
 #include "LiveSession.h"
+#include "SessionShortcuts.h"
 #include "SessionSignIn.h"
 #include "TrayIcon.h"
 #include "ViewController.h"
@@ -54,6 +55,7 @@ private:
     PageContext context();
     LoginServices loginServices();
     TrayIcon::Actions trayActions();
+    SessionShortcuts::Hooks shortcutHooks();
     void keepWindow(QMainWindow* window);
     void openMainWindow();
     void openLogin();
@@ -79,6 +81,7 @@ private:
     QPointer<LiveSession> session_;
     WindowMenu menu_;
     TrayIcon tray_;
+    SessionShortcuts shortcuts_;
     bool isQuitting_ = false;
 };
 
