@@ -163,16 +163,16 @@
         <translation>résumé</translation>
     </message>
     <message>
-        <source>还没有%1：现在的回答只能是通用的，补上才会贴合你。</source>
-        <translation>No %1 yet: until it is there, answers stay general.</translation>
-    </message>
-    <message>
         <source>，也没有</source>
         <translation> and no </translation>
     </message>
     <message>
         <source>还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。</source>
         <translation>There are no interview settings yet, and choices here are not kept: open the page &quot;AI interview&quot; once first.</translation>
+    </message>
+    <message>
+        <source>还没有%1，回答只能是通用的</source>
+        <translation>There is no %1 yet: answers can only be general</translation>
     </message>
 </context>
 <context>
@@ -409,24 +409,12 @@
 <context>
     <name>parlowen::LanguageNotice</name>
     <message>
-        <source>当前服务听不懂，不会有文字。</source>
-        <translation>The service does not understand it; there would be no text.</translation>
-    </message>
-    <message>
-        <source>当前服务不能译成它。</source>
-        <translation>The service cannot translate into it.</translation>
-    </message>
-    <message>
         <source>改用“%1”</source>
         <translation>Use %1</translation>
     </message>
     <message>
         <source>听不懂“%1”</source>
-        <translation>&quot;%1&quot; is not understood</translation>
-    </message>
-    <message>
-        <source>当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。</source>
-        <translation>The service cannot recognise this language: such an interview would have no text and no answers.</translation>
+        <translation>does not understand &quot;%1&quot;</translation>
     </message>
     <message>
         <source>仍然开始</source>
@@ -435,6 +423,50 @@
     <message>
         <source>返回</source>
         <translation>Back</translation>
+    </message>
+    <message>
+        <source>服务听不懂，不会有文字</source>
+        <translation>Not understood: there would be no text</translation>
+    </message>
+    <message>
+        <source>服务不能译成它，不会有文字</source>
+        <translation>No translation into it: no text</translation>
+    </message>
+    <message>
+        <source>不能译成“%1”</source>
+        <translation>cannot translate into &quot;%1&quot;</translation>
+    </message>
+    <message>
+        <source>识别“%1”</source>
+        <translation>listen for &quot;%1&quot;</translation>
+    </message>
+    <message>
+        <source>译成“%1”</source>
+        <translation>translate into &quot;%1&quot;</translation>
+    </message>
+    <message>
+        <source>，</source>
+        <translation> and </translation>
+    </message>
+    <message>
+        <source>它%1。这样开始的面试不会有文字，也不会有回答。</source>
+        <translation>It %1. Started like this, the interview would have no text and no answers.</translation>
+    </message>
+    <message>
+        <source>可以改为%1。</source>
+        <translation>It can %1 instead.</translation>
+    </message>
+    <message>
+        <source>不需要译文时，请在右上角改选“国内面试AI”。</source>
+        <translation>Without need of a translation, choose &quot;Domestic interviews&quot; at the top right.</translation>
+    </message>
+    <message>
+        <source>当前服务没有所选的语言</source>
+        <translation>The service does not have these languages</translation>
+    </message>
+    <message>
+        <source>改用并开始</source>
+        <translation>Change and start</translation>
     </message>
 </context>
 <context>
@@ -623,24 +655,24 @@
 <context>
     <name>parlowen::PersonalNotice</name>
     <message>
-        <source>还没有填写岗位和上传简历，回答会比较笼统。</source>
-        <translation>Without a position and a résumé, answers stay general.</translation>
-    </message>
-    <message>
-        <source>还没有填写岗位，回答不知道您应聘什么。</source>
-        <translation>Without a position, answers do not know what you apply for.</translation>
-    </message>
-    <message>
-        <source>还没有上传简历，回答用不上您的经历。</source>
-        <translation>Without a résumé, answers cannot draw on your experience.</translation>
-    </message>
-    <message>
         <source>去上传</source>
         <translation>Upload</translation>
     </message>
     <message>
         <source>去填写</source>
         <translation>Fill in</translation>
+    </message>
+    <message>
+        <source>没有岗位和简历，回答会笼统</source>
+        <translation>No position, no résumé: answers stay general</translation>
+    </message>
+    <message>
+        <source>没有岗位，回答会笼统</source>
+        <translation>No position: answers stay general</translation>
+    </message>
+    <message>
+        <source>没有简历，回答用不上您的经历</source>
+        <translation>No résumé: answers cannot use your experience</translation>
     </message>
 </context>
 <context>
@@ -869,6 +901,22 @@
         <source>用一段英文面试录音试一次，不占用麦克风</source>
         <translation>Try it on a recorded interview in English; the microphone is left alone</translation>
     </message>
+    <message>
+        <source>改听麦克风</source>
+        <translation>Hear a microphone</translation>
+    </message>
+    <message>
+        <source>改听系统声音</source>
+        <translation>Hear the computer</translation>
+    </message>
+    <message>
+        <source>面对面的面试，在面试设置里改听麦克风</source>
+        <translation>For an interview face to face: change to the microphone in the settings</translation>
+    </message>
+    <message>
+        <source>线上的面试，在面试设置里改听电脑播放的声音</source>
+        <translation>For an interview online: change to the computer&apos;s sound in the settings</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::ShortcutSwitch</name>
@@ -921,6 +969,14 @@
     <message>
         <source>%1（未播放）</source>
         <translation>%1 (not playing)</translation>
+    </message>
+    <message>
+        <source>现在开始的面试什么也听不到。</source>
+        <translation>Started now, the interview would hear nothing. </translation>
+    </message>
+    <message>
+        <source>改听系统声音</source>
+        <translation>Hear the computer</translation>
     </message>
 </context>
 <context>

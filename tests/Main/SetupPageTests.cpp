@@ -10,6 +10,7 @@
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Popover.h>
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
@@ -105,6 +106,7 @@ protected:
                             }};
         setup.capture = [this](InputObserver observer) -> CaptureSourceFactory {
             meter_ = observer.meter;
+            changed_ = observer.changed;
             return
                 [input = input_]() -> std::unique_ptr<CaptureSource> { return std::make_unique<FakeCapture>(input); };
         };
@@ -114,6 +116,7 @@ protected:
     const QString file_ = directory_.filePath("settings.ini");
     std::shared_ptr<FakeInput> input_ = std::make_shared<FakeInput>();
     std::shared_ptr<InputMeter> meter_;
+    std::function<void(const InputStatus&)> changed_;
     NotedRouting routing_;
     std::vector<SessionSound> started_;
     HttpDatas http_{settings_, {}, {}};
@@ -134,6 +137,9 @@ TEST_F(SetupPageTest, TheFirstUseStoresDefaultsAndEachChoiceIsStoredAtOnce) {
     choose(page().stylePopup(), 1);
     choose(page().modePopup(), 1);
     EXPECT_EQ(onDisk().aiInterviewSetModel(), (AIInterviewModel{{}, 0, 1, 1, 0, 14}));
+    QTest::keyClick(page().modePopup(), Qt::Key_Return);
+    EXPECT_TRUE(page().modePopup()->view()->isVisible()) << "a list opens by Enter as by Space";
+    page().modePopup()->hidePopup();
     EXPECT_TRUE(said("回答风格选择：详细风格") && said("回答模式选择：手动回答"));
     ASSERT_NO_FATAL_FAILURE(pick(page().lelfLanguageLabel(), "英"));
     ASSERT_NO_FATAL_FAILURE(pick(page().rightLanguageLabel(), "西"));
@@ -192,13 +198,40 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     ASSERT_TRUE(started_.empty());
     EXPECT_TRUE(notice(0)->isVisible() && notice(1)->isVisible());
     EXPECT_TRUE(started_.empty());
-    EXPECT_EQ(question()->sureButton()->text(), "改用“英语（美国）”");
     QTest::keyClick(question(), Qt::Key_Escape);
     ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
     EXPECT_TRUE(started_.empty());
     QTest::mouseClick(notice(1)->insteadButton(), Qt::LeftButton);
     EXPECT_EQ(onDisk().aiLangRightModel()->translation_key, "fr");
     EXPECT_FALSE(notice(1)->isVisible());
+
+    settings_.setAiLangRightModel(english);
+    ASSERT_NO_FATAL_FAILURE(open(lists, R"({"code":0,"data":[{"name":"法语","translation_key":"fr"}]})"));
+    QTest::mouseClick(page().startButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitFor([this] { return question() != nullptr; }));
+    QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
+    EXPECT_EQ(started_.size(), 1U);
+    EXPECT_EQ(onDisk().aiLangRightModel()->translation_key + onDisk().aiLangLeftModel()->original_key, "fren-US");
+}
+
+TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
+    settings_.setAiLangLeftModel(english);
+    ASSERT_NO_FATAL_FAILURE(open());
+    InputStatus none;
+    none.state = InputStatus::State::NoInput;
+    changed_(none);
+    const auto ask = [this] {
+        QTest::mouseClick(page().startButton(), Qt::LeftButton);
+        return waitFor([this] { return question() != nullptr; });
+    };
+    ASSERT_TRUE(ask());
+    EXPECT_TRUE(started_.empty());
+    QTest::mouseClick(question()->cancelButton(), Qt::LeftButton);
+    EXPECT_EQ(started_.size(), 1U) << "all the same";
+    ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
+    ASSERT_TRUE(ask());
+    QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
+    EXPECT_NE(qobject_cast<AISettingViewController*>(window_.page()), nullptr) << "where the source is chosen";
 }
 
 TEST_F(SetupPageTest, AStartAsksTheRouterForTheStoredSourceOnceTheLanguageIsUnderstood) {

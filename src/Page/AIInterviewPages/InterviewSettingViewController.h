@@ -15,6 +15,7 @@ class QToolButton;
 namespace parlowen {
 
 class AudioRouting;
+class CommonTipView;
 class HttpDatas;
 class Popover;
 class SessionWindow;
@@ -83,7 +84,9 @@ private:
     void requestOffered();
     void receiveOffered(LanguageNotice& notice, std::optional<std::vector<LanguageListModel>> languages);
     void takeInstead(const LanguageNotice& notice);
-    void askBeforeStart();
+    void askAboutLanguages();
+    void startHeard();
+    void ask(CommonTipView* card, const std::function<void()>& startsAnyway, const std::function<void()>& remedy);
     void beginSession();
     void showPersonalHint();
 

@@ -37,6 +37,8 @@ public:
     void showWaiting(bool waits);
 
     QLabel* voiceLabel() const { return voiceLabel_; }
+    /// Leads to where the other source is chosen.
+    QPushButton* sourceLink() const { return sourceLink_; }
     SoundStrip* soundStrip() const { return soundStrip_; }
     PopUpButton* stylePopup() const { return stylePopup_; }
     PopUpButton* modePopup() const { return modePopup_; }
@@ -55,6 +57,7 @@ private:
 
     QLabel* voiceLabel_;
     QLabel* timeLabel_;
+    QPushButton* sourceLink_;
     QPushButton* rehearseButton_;
     SoundStrip* soundStrip_;
     PopUpButton* stylePopup_;

@@ -84,8 +84,9 @@ TEST_F(Samples, OfEveryTypeAreReadWhateverTheirNames) {
     const std::string english = "Jane Doe\nSenior Backend Engineer\nMoved the billing service to Kubernetes\n";
     const std::string chinese = "张三 后端工程师\n负责订单系统的架构设计\n接口耗时降低 40%\n";
     const std::pair<const char*, std::string> expected[] = {
-        {"english.pdf", english}, {"chinese.docx", chinese}, {"chinese.doc", chinese + english},
-        {"picture.png", english}, {"picture.jpeg", english}, {"large.pdf", english},
+        {"english.pdf", english},        {"chinese.docx", chinese}, {"chinese.doc", chinese + english},
+        {"picture.png", english},        {"picture.jpeg", english}, {"large.pdf", english},
+        {"scan.pdf", english + english},
     };
     for (const auto& [name, text] : expected) {
         const Reply reply = user.upload("/home/me/我的简历.docx", sample(name));
