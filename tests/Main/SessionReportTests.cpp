@@ -260,8 +260,8 @@ TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
 
     SessionSettings rehearsal;
     rehearsal.applyAnswers({});
-    ASSERT_TRUE(rehearsal.storedProblem());
-    EXPECT_TRUE(rehearsal.storedProblem()->contains(path)) << rehearsal.storedProblem()->toStdString();
+    ASSERT_FALSE(rehearsal.stored());
+    EXPECT_TRUE(rehearsal.stored().error().contains(path)) << rehearsal.stored().error().toStdString();
     EXPECT_TRUE(rehearsal.settings().aiInterviewSetModel());
     EXPECT_EQ(storedFile(), garbage);
 }

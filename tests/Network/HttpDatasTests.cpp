@@ -235,6 +235,10 @@ TEST_F(HttpDatasTest, TheLocalAuthorityCountsForItsHostAlone) {
     http_.setLocalTrust({"127.0.0.1", tlsFile("authority.pem")});
     EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success);
     EXPECT_EQ(outcomeOf(server.baseUrl("localhost")).status, FResponseStatus::failure);
+    const SystemTrusts system(tlsFile("authority.pem"));
+    http_.setLocalTrust({"127.0.0.1", "another authority"});
+    server.enqueue(Reply::json(200, "{}"));
+    EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success) << "it adds to the system's";
 }
 
 using Reply = ScriptedHttpServer::Reply;

@@ -1,5 +1,6 @@
 #include "Speech/ApertiumTranslator.h"
 #include "Speech/DisplayText.h"
+#include "Speech/RecogniserStream.h"
 #include "Speech/SpeechSession.h"
 #include "Speech/SpeechTokens.h"
 
@@ -34,6 +35,21 @@ TEST(PcmInput, IsReadWithAndWithoutHeaderCutAnywhere) {
             EXPECT_EQ(samples, (std::vector<std::int16_t>{1, -1, -32'768, 32'767, 0x1234})) << "cut at " << cut;
         }
     }
+}
+
+TEST(RecogniserStream, TellsOfRoomOnceWhenHalfOfWhatWasTooMuchIsTaken) {
+    int drained = 0;
+    RecogniserStream stream(1, "en-US", [&drained](const RecognitionEvent& event) {
+        drained += event.kind == RecognitionEvent::Kind::Drained ? 1 : 0;
+    });
+    EXPECT_TRUE(stream.arrived(RecogniserStream::mostBacklog));
+    stream.onTaken(sampleRate, 0);
+    EXPECT_FALSE(stream.arrived(2 * sampleRate));
+    stream.onTaken(2 * sampleRate, 0);
+    EXPECT_EQ(drained, 0);
+    for (const auto taken : {25, 26})
+        stream.onTaken(taken * std::int64_t{sampleRate}, 0);
+    EXPECT_EQ(drained, 1);
 }
 
 class SpeechTokensTest : public testing::Test {
