@@ -49,7 +49,7 @@
     </message>
     <message>
         <source>面试设置</source>
-        <translation>Interview settings</translation>
+        <translation>Settings</translation>
     </message>
     <message>
         <source>版本信息</source>
