@@ -38,7 +38,7 @@ public:
 class RunningService : public Running<service::Service> {
 public:
     explicit RunningService(const service::Service::Tuning& tuning = {}, service::ChatEndpoint model = {},
-                            service::ServiceOptions options = {})
+                            service::ServiceOptions options = {.createAccounts = true})
         : tuning_(tuning)
         , options_(std::move(options)) {
         options_.chat = std::move(model);
@@ -47,7 +47,6 @@ public:
 
     void start() {
         service::ServiceOptions options = options_;
-        options.createAccounts = true;
         options.captchaPort = 0;
         options.port = 0;
         options.data = data();
