@@ -49,7 +49,7 @@
     </message>
     <message>
         <source>面试设置</source>
-        <translation>Interview settings</translation>
+        <translation>Settings</translation>
     </message>
     <message>
         <source>版本信息</source>
@@ -188,6 +188,19 @@
     <message>
         <source>当前已经是最新版本</source>
         <translation>This is the newest version</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::AnswersModel</name>
+    <message>
+        <source>▸ 简历依据（%1）</source>
+        <translation>▸ From your résumé (%1)</translation>
+    </message>
+    <message>
+        <source>▾ 简历依据
+%1</source>
+        <translation>▾ From your résumé
+%1</translation>
     </message>
 </context>
 <context>
@@ -422,11 +435,11 @@
     </message>
     <message>
         <source>服务听不懂，不会有文字</source>
-        <translation>Not understood: there would be no text</translation>
+        <translation>Not understood: no text</translation>
     </message>
     <message>
         <source>服务不能译成它，不会有文字</source>
-        <translation>No translation into it: no text</translation>
+        <translation>No translation: no text</translation>
     </message>
     <message>
         <source>不能译成“%1”</source>
@@ -458,7 +471,7 @@
     </message>
     <message>
         <source>当前服务没有所选的语言</source>
-        <translation>The service does not have these languages</translation>
+        <translation>The service does not offer what is chosen</translation>
     </message>
     <message>
         <source>改用并开始</source>
@@ -660,15 +673,15 @@
     </message>
     <message>
         <source>没有岗位和简历，回答会笼统</source>
-        <translation>No position, no résumé: answers stay general</translation>
+        <translation>Answers lack position, résumé</translation>
     </message>
     <message>
         <source>没有岗位，回答会笼统</source>
-        <translation>No position: answers stay general</translation>
+        <translation>Answers lack your position</translation>
     </message>
     <message>
         <source>没有简历，回答用不上您的经历</source>
-        <translation>No résumé: answers cannot use your experience</translation>
+        <translation>Answers lack your résumé</translation>
     </message>
 </context>
 <context>
@@ -871,11 +884,11 @@
     </message>
     <message>
         <source>识别语言</source>
-        <translation>Spoken language</translation>
+        <translation>Spoken</translation>
     </message>
     <message>
         <source>翻译语言</source>
-        <translation>Translation</translation>
+        <translation>Translated</translation>
     </message>
     <message>
         <source>悬浮窗开始面试</source>

@@ -234,12 +234,15 @@ void AppDelegate::raise() {
         showMainWindow();
 }
 
-void AppDelegate::carryOut(const CommandLine& line) {
+bool AppDelegate::carryOut(const CommandLine& line) {
+    if (isQuitting_)
+        return false;
     pending_ = line;
     raise();
     if (line.pageIndex() == loginPage)
         openLogin();
     doPending();
+    return true;
 }
 
 void AppDelegate::doPending() {

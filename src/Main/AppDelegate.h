@@ -33,8 +33,9 @@ public:
     void showMainWindow();
     /// The program is called once more: where none of its windows is to be seen, the window is brought back.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
-    /// Does what a command line asks of the windows, as soon as somebody is signed in.
-    void carryOut(const CommandLine& line);
+    /// Comes to the front and does what a command line asks of the windows, as soon as somebody is signed in. False
+    /// when the program is about to end.
+    bool carryOut(const CommandLine& line);
     /// Ends an interview in order, then the program.
     void quit();
     /// Ends an interview in order, and returns once its services have stopped.

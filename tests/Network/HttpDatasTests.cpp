@@ -101,10 +101,14 @@ TEST_F(HttpDatasTest, TheBaseIsTheOverrideThenTheBuiltInOne) {
     outcomeOf(builtIn.baseUrl() + "/whole");
     ASSERT_THAT(builtIn.requests(), SizeIs(1));
     EXPECT_EQ(builtIn.requests().back().target, "/whole");
+    outcomes_.clear();
+    http_.setHeld(true);
+    http_.requestData("/held", HttpMethod::GET, {}, {}, completion_);
     defaults_.remove("fuwuqi_key");
-    outcomeOf("/x");
+    http_.setHeld(false);
+    ASSERT_TRUE(waitFor([this] { return !outcomes_.empty(); }));
     ASSERT_THAT(builtIn.requests(), SizeIs(2));
-    EXPECT_EQ(builtIn.requests().back().target, "/api/v1/x");
+    EXPECT_EQ(builtIn.requests().back().target, "/api/v1/held") << "as of when it was let go";
     EXPECT_THAT(server_.requests(), SizeIs(1));
     ApiBase::setBuiltIn(before);
 }
