@@ -52,7 +52,7 @@ TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
 }
 
 TEST_F(AccountRules, AnAccountKnowsThePlacesItSignedInFromLast) {
-    AccountStore store(database);
+    AccountStore store(database, 24h);
     const PhoneNumber phone{"86", "13800001234"};
     const auto user = store.create(phone, {}, "token");
     for (int i = 0; i <= AccountStore::addressesOfAUser; ++i)
