@@ -108,7 +108,6 @@ void PageRun::signIn(const LocalTrust& trust) {
 
 void PageRun::openLogin(const LocalTrust& trust) {
     LoginServices services{&composition_.http(), &settings_, &composition_.images(), {}, {}, {}};
-    services.captchaCommand = CaptchaProcess::commandFor(QUrl(Bundle::builtInCaptchaUrl()));
     services.makeMainView = [this] { return makeMainView(); };
     if (trust.covers(QUrl(composition_.http().baseUrl()).host()))
         services.enterLocally = [this, trust](QObject*, const LoginServices::Entered& entered) {

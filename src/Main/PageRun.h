@@ -44,7 +44,7 @@ private:
     const QString page_;
     std::function<void(int)> finished_;
     UserDefaults defaults_;
-    Settings settings_{defaults_};
+    Settings settings_{defaults_, Composition::secretKeeper()};
     Composition composition_;
     std::unique_ptr<SessionSignIn> signIn_;
     PageWindow window_;
