@@ -1,6 +1,5 @@
 # What the desktop, the shell and the reader of manuals find: menu entry, description for software centres, icon, manual pages
 # made from --help, completions, and a unit for those who run the service by themselves.
-set(sample ${CMAKE_INSTALL_FULL_DATADIR}/parlowen/sample-interview/sample-interview.wav)
 set(service ${CMAKE_INSTALL_FULL_BINDIR}/parlowen-service)
 set(version ${PROJECT_VERSION})
 set(license Apache-2.0)

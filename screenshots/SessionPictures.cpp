@@ -97,7 +97,7 @@ TEST_P(SessionPictures, TheSmallestWindowUnderThePointer) {
     ASSERT_TRUE(waitFor([tip] { return tip->isVisible(); }));
     take("as small as it gets, the pointer on the pin");
     QTest::mouseClick(pin, Qt::LeftButton);
-    ASSERT_EQ(tip->text(), "置顶");
+    ASSERT_EQ(tip->text(), QCoreApplication::translate("parlowen::SessionPage", "置顶"));
     take("the same, let go");
     QTest::mouseMove(window_.get(), {200, 200});
 }

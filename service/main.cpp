@@ -13,6 +13,7 @@
 #include <csignal>
 #include <fstream>
 #include <iostream>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -36,6 +37,7 @@ void watchInput(asio::posix::stream_descriptor& input, asio::io_context& control
 
 /// Serves until a signal, or the end of standard input where that is asked for.
 void serve(const ServiceOptions& options) {
+    ::prctl(PR_SET_DUMPABLE, 0); // tokens, codes and keys are in memory, and belong in no core dump
     asio::io_context control;
     asio::signal_set signals(control, SIGINT, SIGTERM);
     signals.async_wait([&control](const error_code&, int) { control.stop(); });

@@ -7,6 +7,10 @@ _parlowen() {
         _filedir
         return
         ;;
+    --start)
+        mapfile -t COMPREPLY < <(compgen -W "interview rehearsal" -- "$cur")
+        return
+        ;;
     --interview)
         mapfile -t COMPREPLY < <(compgen -W "system microphone app:" -- "$cur")
         return

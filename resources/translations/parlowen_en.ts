@@ -55,6 +55,22 @@
         <source>版本信息</source>
         <translation>About</translation>
     </message>
+    <message>
+        <source>历史</source>
+        <translation>History</translation>
+    </message>
+    <message>
+        <source>学霸卡</source>
+        <translation>Study card</translation>
+    </message>
+    <message>
+        <source>活动</source>
+        <translation>Activities</translation>
+    </message>
+    <message>
+        <source>退出登录</source>
+        <translation>Sign out</translation>
+    </message>
 </context>
 <context>
     <name>QFileDialog</name>
@@ -147,16 +163,16 @@
         <translation>résumé</translation>
     </message>
     <message>
-        <source>还没有%1：现在的回答只能是通用的，补上才会贴合你。</source>
-        <translation>No %1 yet: until it is there, answers stay general.</translation>
-    </message>
-    <message>
         <source>，也没有</source>
         <translation> and no </translation>
     </message>
     <message>
         <source>还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。</source>
-        <translation>There are no interview settings yet, and choices here are not kept: open the page “AI interview” once first.</translation>
+        <translation>There are no interview settings yet, and choices here are not kept: open the page &quot;AI interview&quot; once first.</translation>
+    </message>
+    <message>
+        <source>还没有%1，回答只能是通用的</source>
+        <translation>There is no %1 yet: answers can only be general</translation>
     </message>
 </context>
 <context>
@@ -172,6 +188,33 @@
     <message>
         <source>当前已经是最新版本</source>
         <translation>This is the newest version</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::AppDelegate</name>
+    <message>
+        <source>无法连接服务</source>
+        <translation>The service cannot be reached</translation>
+    </message>
+    <message>
+        <source>退出程序</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>重试</source>
+        <translation>Try again</translation>
+    </message>
+    <message>
+        <source>关闭窗口后继续运行吗？</source>
+        <translation>Keep running when the window is closed?</translation>
+    </message>
+    <message>
+        <source>这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。</source>
+        <translation>This desktop has no tray. In the background, starting Parlowen again brings this window back. You will not be asked again.</translation>
+    </message>
+    <message>
+        <source>留在后台</source>
+        <translation>Keep running</translation>
     </message>
 </context>
 <context>
@@ -223,7 +266,7 @@
     <name>parlowen::ContactView</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>扫一扫上面二维码，添加客服</source>
@@ -236,6 +279,13 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ContentContainerViewController</name>
+    <message>
+        <source>账号已退出登录</source>
+        <translation>Signed out</translation>
     </message>
 </context>
 <context>
@@ -262,6 +312,13 @@
     </message>
 </context>
 <context>
+    <name>parlowen::HomeLeftCustomView</name>
+    <message>
+        <source>当前页面</source>
+        <translation>current page</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::InterviewContentView</name>
     <message>
         <source>，已选择</source>
@@ -283,7 +340,7 @@
     </message>
     <message>
         <source>适用于国内校招、公司、机构</source>
-        <translation>For campus recruiting, companies and institutions at home</translation>
+        <translation>Campus recruiting and companies at home</translation>
     </message>
     <message>
         <source>国外面试AI</source>
@@ -291,7 +348,7 @@
     </message>
     <message>
         <source>适应于海外求职或学术面试，涉及翻译</source>
-        <translation>For jobs or academic interviews abroad, with translation</translation>
+        <translation>Jobs and studies abroad, translated</translation>
     </message>
     <message>
         <source>都可能涉及</source>
@@ -348,24 +405,12 @@
 <context>
     <name>parlowen::LanguageNotice</name>
     <message>
-        <source>当前服务听不懂，不会有文字。</source>
-        <translation>The service does not understand it; there would be no text.</translation>
-    </message>
-    <message>
-        <source>当前服务不能译成它。</source>
-        <translation>The service cannot translate into it.</translation>
-    </message>
-    <message>
         <source>改用“%1”</source>
-        <translation>Use “%1”</translation>
+        <translation>Use %1</translation>
     </message>
     <message>
         <source>听不懂“%1”</source>
-        <translation>“%1” is not understood</translation>
-    </message>
-    <message>
-        <source>当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。</source>
-        <translation>The service cannot recognise this language: such an interview would have no text and no answers.</translation>
+        <translation>does not understand &quot;%1&quot;</translation>
     </message>
     <message>
         <source>仍然开始</source>
@@ -374,6 +419,50 @@
     <message>
         <source>返回</source>
         <translation>Back</translation>
+    </message>
+    <message>
+        <source>服务听不懂，不会有文字</source>
+        <translation>Not understood: there would be no text</translation>
+    </message>
+    <message>
+        <source>服务不能译成它，不会有文字</source>
+        <translation>No translation into it: no text</translation>
+    </message>
+    <message>
+        <source>不能译成“%1”</source>
+        <translation>cannot translate into &quot;%1&quot;</translation>
+    </message>
+    <message>
+        <source>识别“%1”</source>
+        <translation>listen for &quot;%1&quot;</translation>
+    </message>
+    <message>
+        <source>译成“%1”</source>
+        <translation>translate into &quot;%1&quot;</translation>
+    </message>
+    <message>
+        <source>，</source>
+        <translation> and </translation>
+    </message>
+    <message>
+        <source>它%1。这样开始的面试不会有文字，也不会有回答。</source>
+        <translation>It %1. Started like this, the interview would have no text and no answers.</translation>
+    </message>
+    <message>
+        <source>可以改为%1。</source>
+        <translation>It can %1 instead.</translation>
+    </message>
+    <message>
+        <source>不需要译文时，请在右上角改选“国内面试AI”。</source>
+        <translation>Without need of a translation, choose &quot;Domestic interviews&quot; at the top right.</translation>
+    </message>
+    <message>
+        <source>当前服务没有所选的语言</source>
+        <translation>The service does not have these languages</translation>
+    </message>
+    <message>
+        <source>改用并开始</source>
+        <translation>Change and start</translation>
     </message>
 </context>
 <context>
@@ -395,7 +484,7 @@
     </message>
     <message>
         <source>逐题给出思路</source>
-        <translation>Ideas for each question</translation>
+        <translation>Ideas per question</translation>
     </message>
     <message>
         <source>贴合你的简历</source>
@@ -426,11 +515,11 @@
     </message>
     <message>
         <source>自动登录</source>
-        <translation>Sign in automatically</translation>
+        <translation>Stay signed in</translation>
     </message>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>登录</source>
@@ -442,7 +531,7 @@
     </message>
     <message>
         <source>服务就在这台电脑上，任何内容都不会离开本机</source>
-        <translation>The service runs on this computer; nothing leaves it</translation>
+        <translation>All on this computer; nothing leaves it</translation>
     </message>
 </context>
 <context>
@@ -461,7 +550,7 @@
     </message>
     <message>
         <source>请输入至少6位的密码</source>
-        <translation>Password, 6 characters or more</translation>
+        <translation>At least 6 characters</translation>
     </message>
     <message>
         <source>请输入验证码</source>
@@ -528,7 +617,7 @@
     <name>parlowen::MineViewController</name>
     <message>
         <source>联系客服</source>
-        <translation>Contact support</translation>
+        <translation>Support</translation>
     </message>
     <message>
         <source>账号注销</source>
@@ -564,37 +653,7 @@
     </message>
 </context>
 <context>
-    <name>parlowen::PageRun</name>
-    <message>
-        <source>正在连接服务…</source>
-        <translation>Connecting to the service…</translation>
-    </message>
-</context>
-<context>
-    <name>parlowen::PageWindow</name>
-    <message>
-        <source>返回</source>
-        <translation>Back</translation>
-    </message>
-    <message>
-        <source>重试</source>
-        <translation>Try again</translation>
-    </message>
-</context>
-<context>
     <name>parlowen::PersonalNotice</name>
-    <message>
-        <source>还没有填写岗位和上传简历，回答会比较笼统。</source>
-        <translation>Without a position and a résumé, answers stay general.</translation>
-    </message>
-    <message>
-        <source>还没有填写岗位，回答不知道您应聘什么。</source>
-        <translation>Without a position, answers do not know what you apply for.</translation>
-    </message>
-    <message>
-        <source>还没有上传简历，回答用不上您的经历。</source>
-        <translation>Without a résumé, answers cannot draw on your experience.</translation>
-    </message>
     <message>
         <source>去上传</source>
         <translation>Upload</translation>
@@ -602,6 +661,18 @@
     <message>
         <source>去填写</source>
         <translation>Fill in</translation>
+    </message>
+    <message>
+        <source>没有岗位和简历，回答会笼统</source>
+        <translation>No position, no résumé: answers stay general</translation>
+    </message>
+    <message>
+        <source>没有岗位，回答会笼统</source>
+        <translation>No position: answers stay general</translation>
+    </message>
+    <message>
+        <source>没有简历，回答用不上您的经历</source>
+        <translation>No résumé: answers cannot use your experience</translation>
     </message>
 </context>
 <context>
@@ -738,7 +809,7 @@
     </message>
     <message>
         <source>点“回答”或按 Ctrl+Enter，AI 的回答会显示在这里</source>
-        <translation>Press “Answer” or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
+        <translation>Press &quot;Answer&quot; or Ctrl+Enter, and the AI&apos;s answer appears here</translation>
     </message>
     <message>
         <source>AI 对每个问题的回答会显示在这里</source>
@@ -822,6 +893,30 @@
         <source>正在确认语言…</source>
         <translation>Checking languages…</translation>
     </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse</translation>
+    </message>
+    <message>
+        <source>用一段英文面试录音试一次，不占用麦克风</source>
+        <translation>Try it on a recorded interview in English; the microphone is left alone</translation>
+    </message>
+    <message>
+        <source>改听麦克风</source>
+        <translation>Hear a microphone</translation>
+    </message>
+    <message>
+        <source>改听系统声音</source>
+        <translation>Hear the computer</translation>
+    </message>
+    <message>
+        <source>面对面的面试，在面试设置里改听麦克风</source>
+        <translation>For an interview face to face: change to the microphone in the settings</translation>
+    </message>
+    <message>
+        <source>线上的面试，在面试设置里改听电脑播放的声音</source>
+        <translation>For an interview online: change to the computer&apos;s sound in the settings</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::SoundCheckView</name>
@@ -856,6 +951,14 @@
         <source>%1（未播放）</source>
         <translation>%1 (not playing)</translation>
     </message>
+    <message>
+        <source>现在开始的面试什么也听不到。</source>
+        <translation>Started now, the interview would hear nothing. </translation>
+    </message>
+    <message>
+        <source>改听系统声音</source>
+        <translation>Hear the computer</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::StatusDetails</name>
@@ -868,7 +971,7 @@
     <name>parlowen::TopBarView</name>
     <message>
         <source>你的面试翻译助手</source>
-        <translation>Your interview and translation assistant</translation>
+        <translation>Your interview assistant</translation>
     </message>
     <message>
         <source>切换面试类型</source>
@@ -884,6 +987,33 @@
     <message>
         <source>（识别中）</source>
         <translation> (being recognised)</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::TrayIcon</name>
+    <message>
+        <source>显示主窗口</source>
+        <translation>Show Main Window</translation>
+    </message>
+    <message>
+        <source>开始面试</source>
+        <translation>Start an Interview</translation>
+    </message>
+    <message>
+        <source>用示例排练</source>
+        <translation>Rehearse with the Sample</translation>
+    </message>
+    <message>
+        <source>退出</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>Parlowen 仍在运行</source>
+        <translation>Parlowen is still running</translation>
+    </message>
+    <message>
+        <source>点击托盘图标可以随时打开或退出。</source>
+        <translation>Click its icon in the tray to open it or to quit.</translation>
     </message>
 </context>
 <context>
@@ -1014,6 +1144,13 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ViewController</name>
+    <message>
+        <source>菜单</source>
+        <translation>Menu</translation>
     </message>
 </context>
 </TS>

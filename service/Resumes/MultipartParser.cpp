@@ -1,5 +1,8 @@
 #include "MultipartParser.h"
 
+// Before Boost 1.83, whose token tables forget to name it.
+#include <cstdint>
+
 #include <algorithm>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/rfc7230.hpp>

@@ -1,18 +1,13 @@
 #include "TextExtraction.h"
 
 #include "Answers/Text.h"
-#include "ConfinedReader.h"
+#include "ConfinedChild.h"
 #include "Http/HttpMessage.h"
-#include "Http/Log.h"
-#include "Process/ChildProcess.h"
+#include "TemporaryFile.h"
 
 #include <algorithm>
-#include <array>
-#include <csignal>
 #include <cstdlib>
-#include <poll.h>
 #include <sstream>
-#include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
 
@@ -21,8 +16,11 @@ namespace parlowen::service {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 using Command = std::vector<std::string>;
+
+constexpr int mostScans = 5;                                    // pages of a PDF that are read as pictures
+constexpr std::size_t scanBytes = std::size_t{8} * 1024 * 1024; // of one such picture, in grey
+constexpr const char* scanPixels = "2400";                      // on its longer side: A4 at 205 dpi
 
 /// A program that reads one kind of file.
 struct Tool {
@@ -36,7 +34,7 @@ UploadProblem limitExceeded() {
     return {400, "limit_exceeded", "文件展开后过大或处理时间过长，已停止读取，请换一个文件"};
 }
 UploadProblem damaged() { return {400, "unreadable_file", "文件已损坏或带有密码，无法读取"}; }
-UploadProblem noText() { return {400, "no_text", "文件中没有找到文字；扫描件请以图片（PNG 或 JPEG）上传"}; }
+UploadProblem noText() { return {400, "no_text", "文件中没有找到文字；扫描件请换一份更清楚的"}; }
 UploadProblem toolMissing(const std::string& name, const std::string& package) {
     return {503, "tool_missing", "服务器缺少读取这类文件的程序 " + name + "（软件包 " + package + "），请安装后再上传"};
 }
@@ -68,6 +66,12 @@ Tool toolFor(FileKind kind) {
     }
 }
 
+/// Draws one page of a PDF as a picture.
+Tool toolForPage(int page) {
+    const std::string number = std::to_string(page);
+    return {"pdftoppm", "poppler-utils", {"-q", "-gray", "-scale-to", scanPixels, "-f", number, "-l", number}};
+}
+
 /// Empty where no folder of the PATH has it.
 fs::path programOf(const std::string& name) {
     const char* path = std::getenv("PATH");
@@ -80,11 +84,8 @@ fs::path programOf(const std::string& name) {
     return {};
 }
 
-/// The file's reader and its arguments; of a Docx none, which the confined child reads itself.
-tl::expected<Command, UploadProblem> commandFor(const fs::path& file, FileKind kind) {
-    if (kind == FileKind::Docx)
-        return Command{};
-    const Tool tool = toolFor(kind);
+/// The program and its arguments.
+tl::expected<Command, UploadProblem> commandOf(const Tool& tool, const fs::path& file) {
     const fs::path program = programOf(tool.name);
     if (program.empty())
         return tl::unexpected(toolMissing(tool.name, tool.package));
@@ -97,46 +98,58 @@ tl::expected<Command, UploadProblem> commandFor(const fs::path& file, FileKind k
     return command;
 }
 
-enum class Reading { Ended, TooMuch, TooLong };
-
-/// All that comes from a child until it ends.
-Reading readAll(int socket, const TextExtraction::Limits& limits, std::string& text) {
-    const auto deadline = Clock::now() + limits.time;
-    std::array<char, 16 * 1024> bytes{};
-    while (true) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        pollfd readable{socket, POLLIN, 0};
-        const int ready = left.count() > 0 ? ::poll(&readable, 1, static_cast<int>(left.count())) : 0;
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready <= 0)
-            return Reading::TooLong;
-        const ssize_t count = ::recv(socket, bytes.data(), bytes.size(), 0);
-        if (count <= 0)
-            return Reading::Ended;
-        text.append(bytes.data(), static_cast<std::size_t>(count));
-        if (text.size() > limits.textBytes)
-            return Reading::TooMuch;
-    }
-}
-
-std::optional<UploadProblem> problemOf(const ChildEnd& end) {
-    if (end.signal != 0) {
-        logLine("a file's reader was ended by signal " + std::to_string(end.signal));
-        return limitExceeded();
-    }
-    if (end.status == 0)
-        return std::nullopt;
-    switch (static_cast<ReaderExit>(end.status)) {
-    case ReaderExit::TooLarge:
-        return limitExceeded();
-    case ReaderExit::WrongType:
+UploadProblem problemOf(ReaderOutput::End end) {
+    switch (end) {
+    case ReaderOutput::End::WrongType:
         return wrongType();
-    case ReaderExit::CannotStart:
+    case ReaderOutput::End::LimitExceeded:
+        return limitExceeded();
+    case ReaderOutput::End::Unavailable:
         return unavailable();
     default:
         return damaged();
     }
+}
+
+/// What a tool makes of a file; of a Docx, which needs none, its text.
+tl::expected<std::string, UploadProblem> outputOf(const std::optional<Tool>& tool, const fs::path& file,
+                                                  const ReaderLimits& limits, const std::stop_token& stop) {
+    const auto command = tool ? commandOf(*tool, file) : Command();
+    if (!command)
+        return tl::unexpected(command.error());
+    ReaderOutput output = readInConfinedChild(file, *command, limits, stop);
+    if (output.end != ReaderOutput::End::Done)
+        return tl::unexpected(problemOf(output.end));
+    return std::move(output.bytes);
+}
+
+/// The text of one page of a PDF that is drawn as a picture; empty where none is found.
+tl::expected<std::string, UploadProblem> scanOf(const fs::path& file, int page, const ReaderLimits& limits,
+                                                const std::stop_token& stop) {
+    auto picture = outputOf(toolForPage(page), file, {limits.deadline, scanBytes}, stop);
+    if (!picture)
+        return picture;
+    TemporaryFile drawn(file.parent_path());
+    drawn.append(*picture);
+    auto raw = outputOf(toolFor(FileKind::Png), drawn.path(), limits, stop);
+    return raw ? tidiedLines(*raw, true) : raw;
+}
+
+/// The text of pages that are pictures, of as many as the time allows.
+tl::expected<std::string, UploadProblem> textOfScans(const fs::path& file, const ReaderLimits& limits,
+                                                     const std::stop_token& stop) {
+    std::string text;
+    for (int page = 1; page <= mostScans; ++page) {
+        const auto read = scanOf(file, page, limits, stop);
+        if (!read && page == 1)
+            return read;
+        if (!read)
+            break; // as a rule there is no such page
+        text += *read;
+    }
+    if (stop.stop_requested())
+        return tl::unexpected(unavailable());
+    return text.empty() ? tl::unexpected(noText()) : tl::expected<std::string, UploadProblem>(std::move(text));
 }
 
 bool isChinese(std::string_view text) { return hasChinese(text.substr(0, 3)); }
@@ -171,36 +184,18 @@ TextExtraction::TextExtraction()
     : TextExtraction(Limits{}) {}
 
 TextExtraction::TextExtraction(Limits limits)
-    : limits_(limits)
-    , reader_(fs::read_symlink("/proc/self/exe").parent_path() / "parlowen-service") {}
+    : limits_(limits) {}
 
 tl::expected<std::string, UploadProblem> TextExtraction::read(const fs::path& file, FileKind kind,
                                                               const std::stop_token& stop) const {
-    const auto command = commandFor(file, kind);
-    if (!command)
-        return tl::unexpected(command.error());
-    Command confined{reader_.string(), confinedReaderOption, file.string()};
-    confined.insert(confined.end(), command->begin(), command->end());
-    const auto child = stop.stop_requested() ? std::nullopt : ChildProcess::start(std::move(confined));
-    if (!child)
-        return tl::unexpected(unavailable());
-    std::string raw;
-    Reading reading{};
-    {
-        const std::stop_callback kill(stop, [&child] { child->signal(SIGKILL); });
-        reading = readAll(child->socket(), limits_, raw);
-        if (reading != Reading::Ended)
-            child->signal(SIGKILL);
-    }
-    ::close(child->socket());
-    const ChildEnd end = child->end(std::chrono::seconds(1));
-    if (stop.stop_requested())
-        return tl::unexpected(unavailable());
-    if (reading != Reading::Ended)
-        return tl::unexpected(limitExceeded());
-    if (auto problem = problemOf(end))
-        return tl::unexpected(*std::move(problem));
-    std::string text = tidiedLines(raw, kind == FileKind::Png || kind == FileKind::Jpeg);
+    const ReaderLimits limits{std::chrono::steady_clock::now() + limits_.time, limits_.textBytes};
+    const auto tool = kind == FileKind::Docx ? std::nullopt : std::optional(toolFor(kind));
+    auto raw = outputOf(tool, file, limits, stop);
+    if (!raw)
+        return raw;
+    std::string text = tidiedLines(*raw, kind == FileKind::Png || kind == FileKind::Jpeg);
+    if (text.empty() && kind == FileKind::Pdf)
+        return textOfScans(file, limits, stop);
     if (text.empty())
         return tl::unexpected(noText());
     return text;

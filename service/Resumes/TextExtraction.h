@@ -38,13 +38,13 @@ public:
     TextExtraction();
     explicit TextExtraction(Limits limits);
 
-    /// The text in UTF-8, its lines tidied, never empty; or why there is none. Blocks. A stop ends the children.
+    /// The text in UTF-8, its lines tidied, never empty; or why there is none. Of a PDF without any, the first pages
+    /// are read as pictures. Blocks. A stop ends the children.
     tl::expected<std::string, UploadProblem> read(const std::filesystem::path& file, FileKind kind,
                                                   const std::stop_token& stop) const;
 
 private:
     const Limits limits_;
-    const std::filesystem::path reader_; ///< the program that becomes the confined child
 };
 
 /// What a tool wrote as lines: blanks joined, empty lines and control characters gone, bytes that are no UTF-8

@@ -4,6 +4,7 @@
 #include <Login/Captcha/CaptchaModule.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
 #include <QJsonArray>
@@ -108,7 +109,7 @@ CaptchaViewController* CaptchaViewController::open(const QUrl& page) {
     window->setWindowTitle(tr("安全验证"));
     auto* content = new CaptchaViewController(page);
     window->setCentralWidget(content);
-    window->resize(captchaSize);
+    window->resize(content->webView_ != nullptr ? captchaSize : captchaSize * fontScale());
     window->move(window->screen()->availableGeometry().center() - window->rect().center());
     connect(new QShortcut(Qt::Key_Escape, window), &QShortcut::activated, window, &QWidget::close);
     window->show();

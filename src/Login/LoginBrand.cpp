@@ -61,7 +61,6 @@ LoginBrand::LoginBrand(QWidget* parent)
 void LoginBrand::addLine(const QString& text, int size, bool bold) {
     QLabel* line = makeLabel(Qt::white, bold, size, this);
     line->setText(text);
-    line->setWordWrap(false);
     layout()->addWidget(line);
 }
 

@@ -14,18 +14,20 @@ namespace parlowen {
 
 namespace {
 
-constexpr Phrase help{R"(Usage: parlowen --rehearse FILE [OPTIONS]
+constexpr Phrase help{R"(Usage: parlowen [--page NAME | --start interview|rehearsal]
+       parlowen --rehearse FILE [OPTIONS]
        parlowen --interview system|microphone|app:NAME [OPTIONS]
-       parlowen --page NAME
        parlowen --check-audio [--listen]
        parlowen --check-answers [--backend URL]
 
-Listens to an interview, shows what is said, and suggests an answer for each question.
+Listens to an interview, shows what is said, and suggests an answer for each question. Without a command it opens its
+window; where it runs already, that window comes to the front and does what is asked.
 
+  --page NAME          show this page in the window: setup, account, settings, about, or login
+  --start WHAT         start an interview in the window as it is set up, or a rehearsal with the sample interview
   --rehearse FILE      run a session on a recorded interview (WAV, FLAC or Ogg) instead of a call
   --interview SOURCE   run a session on the computer's own sound (system), on the microphone, or on what one program
                        plays (app:NAME, such as app:Firefox); leaves all audio devices as they are
-  --page NAME          open one page in a window: setup, where an interview is prepared and started, or settings
   --check-audio        say what a session would hear, what is missing and what to do
   --listen             with --check-audio: play a short chirp and tell whether it is heard, how loud and how late
   --check-answers      ask one question, print the answer and the times of its first piece and of the whole
@@ -57,18 +59,20 @@ Exit status: 0 when recognition ran (or the check found all well), 1 when it did
 not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display, 3 when a
 headless session heard all and an answer failed.
 )",
-                      R"(用法：parlowen --rehearse 文件 [选项]
+                      R"(用法：parlowen [--page 名称 | --start interview|rehearsal]
+      parlowen --rehearse 文件 [选项]
       parlowen --interview system|microphone|app:名称 [选项]
-      parlowen --page 名称
       parlowen --check-audio [--listen]
       parlowen --check-answers [--backend 网址]
 
-收听面试，显示对话文字，并为每个问题给出参考回答。
+收听面试，显示对话文字，并为每个问题给出参考回答。没有命令时打开窗口；程序已在运行时，窗口回到前面并执行
+所要求的操作。
 
+  --page 名称          在窗口中显示这个页面：setup、account、settings、about 或 login
+  --start 内容         在窗口中按已有设置开始面试（interview），或用示例录音排练（rehearsal）
   --rehearse 文件      用面试录音（WAV、FLAC 或 Ogg）代替通话运行一次会话
   --interview 来源     收听电脑播放的声音（system）、麦克风（microphone），或某个程序播放的声音
                        （app:名称，例如 app:Firefox）；不改动任何音频设备
-  --page 名称          在窗口中打开一个页面：setup（准备并开始面试）或 settings（面试设置）
   --check-audio        说明会话会听到什么、缺少什么、该怎么做
   --listen             与 --check-audio 一起使用：播放一声短音，说明能否听到、电平和延迟
   --check-answers      提一个问题，打印回答，以及首段和完整回答的用时
@@ -98,8 +102,8 @@ headless session heard all and an answer failed.
 有误、文件无法播放，或没有显示器可打开窗口；3 表示无窗口的会话已听完，但有回答失败。
 )"};
 
-/// The options that choose what is done; exactly one is needed.
-const std::array<const char*, 5> commands{"rehearse", "interview", "page", "check-audio", "check-answers"};
+/// The options that choose what is done; at most one is given.
+const std::array<const char*, 6> commands{"rehearse", "interview", "page", "start", "check-audio", "check-answers"};
 
 constexpr Phrase refused{"parlowen: %1\nTry 'parlowen --help'.\n", "parlowen：%1\n请看 parlowen --help。\n"};
 constexpr Phrase needsFile{"--rehearse needs the name of a file", "--rehearse 需要文件名"};
@@ -113,10 +117,8 @@ constexpr Phrase takesNoValue{"--%1 takes no value", "--%1 不能带值"};
 constexpr Phrase listenAlone{"--listen goes with --check-audio", "--listen 要与 --check-audio 一起使用"};
 constexpr Phrase optionOfSession{"--%1 goes with a session", "--%1 只用于会话"};
 constexpr Phrase unexpected{"unexpected argument '%1'", "多余的参数“%1”"};
-constexpr Phrase nothingToDo{"nothing to do: give --rehearse FILE, --interview, --page, --check-audio or "
-                             "--check-answers",
-                             "没有要做的事：请给出 --rehearse 文件、--interview、--page、--check-audio 或 "
-                             "--check-answers"};
+constexpr Phrase wrongStart{"--start takes interview or rehearsal, not '%1'",
+                            "--start 的内容是 interview 或 rehearsal，不能是“%1”"};
 constexpr Phrase notTogether{"--%1 and --%2 do not go together", "--%1 与 --%2 不能一起使用"};
 
 CommandLine refusal(const QString& problem) {
@@ -132,7 +134,7 @@ CommandLine printing(const QString& text) {
     return line;
 }
 
-constexpr std::array<const char*, 8> withValue{"rehearse",    "interview", "page",     "screenshot",
+constexpr std::array<const char*, 9> withValue{"rehearse",    "interview", "page",     "start",       "screenshot",
                                                "ui-language", "backend",   "language", "translate-to"};
 constexpr std::array<const char*, 9> withoutValue{"check-audio", "check-answers", "listen", "headless", "json",
                                                   "manual",      "verbose",       "help",   "version"};
@@ -184,8 +186,16 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
         line.systemAudio = source == QLatin1String("system") || !line.application.isEmpty();
         if (!line.systemAudio && source != QLatin1String("microphone"))
             return refusal(wrongSource.here(source));
+    } else if (name.isEmpty()) {
+        line.action = CommandLine::Action::Shell;
+    } else if (name == QLatin1String("start")) {
+        line.action = CommandLine::Action::Shell;
+        const QString what = parser.value(name);
+        if (what != QLatin1String("interview") && what != QLatin1String("rehearsal"))
+            return refusal(wrongStart.here(what));
+        line.start = what == QLatin1String("interview") ? CommandLine::Start::Interview : CommandLine::Start::Rehearsal;
     } else if (name == QLatin1String("page")) {
-        line.action = CommandLine::Action::Page;
+        line.action = CommandLine::Action::Shell;
         line.page = parser.value(name);
         if (findPage(line.page) == nullptr)
             return refusal(unknownPage.here(line.page, pageNames()));
@@ -207,6 +217,11 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
 }
 
 } // namespace
+
+std::optional<int> CommandLine::pageIndex() const {
+    const PageEntry* entry = findPage(page);
+    return entry == nullptr ? std::nullopt : std::optional(entry->index);
+}
 
 CommandLine parseCommandLine(const QStringList& arguments) {
     QCommandLineParser parser;
@@ -230,11 +245,9 @@ CommandLine parseCommandLine(const QStringList& arguments) {
         if (parser.isSet(QString::fromLatin1(name)))
             chosen << QString::fromLatin1(name);
     }
-    if (chosen.isEmpty())
-        return refusal(nothingToDo.here());
     if (chosen.size() > 1)
         return refusal(notTogether.here(chosen[0], chosen[1]));
-    return command(chosen.constFirst(), parser);
+    return command(chosen.value(0), parser);
 }
 
 } // namespace parlowen

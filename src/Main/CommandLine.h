@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <optional>
 
 namespace parlowen {
 
@@ -10,7 +11,7 @@ struct CommandLine {
     enum class Action {
         Rehearse,     ///< run a session on a recorded interview
         Interview,    ///< run a session on the call's own sound or the microphone
-        Page,         ///< show one page in a window
+        Shell,        ///< open the program's windows
         CheckAudio,   ///< say what audio devices there are and what is missing
         CheckAnswers, ///< ask one question and say how long its answer took
         Print,        ///< write `message` to standard output and end with status 0
@@ -20,7 +21,11 @@ struct CommandLine {
     Action action = Action::Refuse;
     QString message;
 
-    QString page;             ///< the page's name
+    /// What the windows do as soon as somebody is signed in.
+    enum class Start { Nothing, Interview, Rehearsal };
+
+    Start start = Start::Nothing;
+    QString page;             ///< the name of the page that the windows show; empty for the first one
     QString file;             ///< the recorded interview
     bool systemAudio = false; ///< an interview hears what is played, else the microphone
     QString application;      ///< of what is played, only what the program of this name plays; empty for everything
@@ -36,6 +41,8 @@ struct CommandLine {
 
     /// Whether a session has a window: a headless one has it, off screen, for its picture alone.
     bool showsWindow() const { return !headless || !screenshot.isEmpty(); }
+    /// That page's index; none without one.
+    std::optional<int> pageIndex() const;
 };
 
 /// Reads the arguments, the program's own name first. A language for the program holds from then on, also for what is

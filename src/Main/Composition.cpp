@@ -90,10 +90,10 @@ void Composition::use(const Backend::Access& access) {
     SpeechEndpoint::setLocalTrust(trust_);
 }
 
-SessionServices Composition::sessionServices(CaptureSourceFactory capture, AudioRouting& router,
-                                             SessionStatus& status) {
+SessionServices Composition::sessionServices(CaptureSourceFactory capture, AudioRouting& router, SessionStatus& status,
+                                             Settings* choices) {
     SessionServices services;
-    services.settings = &settings_;
+    services.settings = choices != nullptr ? choices : &settings_;
     services.http = &http_;
     services.timer = &TimerManager::shared();
     services.router = &router;

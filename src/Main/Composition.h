@@ -51,8 +51,10 @@ public:
     ImageLoader& images() { return images_; }
 
     /// The collaborators of a session, which hears what the factory's sources give and hands the audio devices back
-    /// through the router. The router and the status outlive it.
-    SessionServices sessionServices(CaptureSourceFactory capture, AudioRouting& router, SessionStatus& status);
+    /// through the router. It reads its choices in `choices`, where there are some beside the program's settings. All
+    /// of them outlive it.
+    SessionServices sessionServices(CaptureSourceFactory capture, AudioRouting& router, SessionStatus& status,
+                                    Settings* choices = nullptr);
     /// A window that shows that session, not shown itself yet.
     static std::unique_ptr<SessionWindow> openWindow(std::unique_ptr<AIInterviewDetailController> session);
 

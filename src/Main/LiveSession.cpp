@@ -1,21 +1,44 @@
 #include "LiveSession.h"
 
 #include "Composition.h"
+#include "Rehearsal.h"
 
-#include <AVFoundation/CaptureSource.h>
 #include <Tools/KXAudioRouter.h>
 
 #include <utility>
 
 namespace parlowen {
 
+namespace {
+
+const LanguageListModel recordedLanguage{135, QStringLiteral("英语（美国）"), QStringLiteral("en-US"),
+                                         QStringLiteral("en"), QStringLiteral("Y")};
+
+} // namespace
+
 LiveSession::LiveSession(Composition& composition, const SessionSound& sound, QObject* parent)
     : QObject(parent) {
     if (sound.system)
         hear(sound);
     connect(&status_, &SessionStatus::outputChosen, this, [sound](const QString& output) { hear(sound, output); });
-    auto session = std::make_unique<AIInterviewDetailController>(
-        composition.sessionServices(inputCapture(status_.inputObserver()), KXAudioRouter::shared(), status_));
+    open(composition,
+         composition.sessionServices(inputCapture(status_.inputObserver()), KXAudioRouter::shared(), status_));
+}
+
+LiveSession::LiveSession(Composition& composition, const QString& recording, QObject* parent)
+    : QObject(parent) {
+    CommandLine line;
+    line.language = recordedLanguage.original_key;
+    choices_.emplace();
+    choices_->applyAnswers(line);
+    choices_->applyLanguages(line, {recordedLanguage}, {});
+    const auto ended = [this] { window_->controller()->stopClock(); };
+    open(composition, composition.sessionServices(recordedCapture(recording, status_, this, ended), noRouting_, status_,
+                                                  &choices_->settings()));
+}
+
+void LiveSession::open(Composition& composition, SessionServices services) {
+    auto session = std::make_unique<AIInterviewDetailController>(std::move(services));
     AIInterviewDetailController* controller = session.get();
     window_ = Composition::openWindow(std::move(session));
     if (presence_.isSecond())

@@ -18,7 +18,7 @@ constexpr PageEntry pages[] = {
      [](const PageContext& context) -> BaseViewController* {
          return new InterviewSettingViewController(context.setup);
      }},
-    {1, "account", QT_TRANSLATE_NOOP("Pages", "个人中心"),
+    {accountPage, "account", QT_TRANSLATE_NOOP("Pages", "个人中心"),
      [](const PageContext& context) -> BaseViewController* {
          auto* account = new MineViewController(context.http, context.settings, *context.images);
          account->onSignedOut = context.signedOut;
@@ -29,7 +29,7 @@ constexpr PageEntry pages[] = {
          InterviewSettingViewController::storedModel(context.settings); // also where it is the first page of all
          return new AISettingViewController(context.settings, context.http);
      }},
-    {5, "about", QT_TRANSLATE_NOOP("Pages", "版本信息"),
+    {aboutPage, "about", QT_TRANSLATE_NOOP("Pages", "版本信息"),
      [](const PageContext& context) -> BaseViewController* {
          return new AboutMeViewController(context.http, context.settings);
      }},
@@ -42,6 +42,11 @@ std::span<const PageEntry> allPages() { return pages; }
 const PageEntry* findPage(const QString& name) {
     const auto* found = std::ranges::find_if(pages, [&name](const PageEntry& page) { return name == page.name; });
     return found == std::end(pages) ? nullptr : found;
+}
+
+BaseViewController* makePage(int index, const PageContext& context) {
+    const auto* found = std::ranges::find(pages, index, &PageEntry::index);
+    return found == std::end(pages) ? nullptr : found->make(context);
 }
 
 QString pageNames() {

@@ -32,11 +32,16 @@ struct PageEntry {
 std::span<const PageEntry> allPages();
 /// The page of that name; null without one.
 const PageEntry* findPage(const QString& name);
+/// Makes the page of that index; null for an index without one.
+BaseViewController* makePage(int index, const PageContext& context);
 /// All names, for people.
 QString pageNames();
 
-inline constexpr int setupPage = 0;
 inline constexpr int loginPage = -1; ///< a window of its own, which no page is made for
+inline constexpr int setupPage = 0;
+inline constexpr int accountPage = 1;
 inline constexpr int aiSettingsPage = 3;
+inline constexpr int aboutPage = 5;
+inline constexpr int signOutPage = 7; ///< no page: signs out
 
 } // namespace parlowen

@@ -1,9 +1,9 @@
 #include "AnswerCheck.h"
+#include "AppDelegate.h"
 #include "AudioCommands.h"
 #include "CommandLine.h"
 #include "Composition.h"
 #include "Interview.h"
-#include "PageRun.h"
 #include "Rehearsal.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
@@ -108,10 +108,10 @@ int runSession(const CommandLine& line) {
     return QCoreApplication::exec();
 }
 
-int showPage(const CommandLine& line) {
-    PageRun run(line, [](int status) { QCoreApplication::exit(status); });
-    const UnixSignals interrupts([&run] { run.interrupt(); });
-    onMain([&run] { run.begin(); });
+int runShell(const CommandLine& line) {
+    AppDelegate delegate(line, [](int status) { QCoreApplication::exit(status); });
+    const UnixSignals interrupts([&delegate] { delegate.quit(); });
+    onMain([&delegate] { delegate.applicationDidFinishLaunching(); });
     return QCoreApplication::exec();
 }
 
@@ -147,8 +147,8 @@ int run(const CommandLine& line) {
         return runSession<Rehearsal>(line);
     case CommandLine::Action::Interview:
         return runSession<Interview>(line);
-    case CommandLine::Action::Page:
-        return showPage(line);
+    case CommandLine::Action::Shell:
+        return runShell(line);
     case CommandLine::Action::CheckAudio:
         return checkAudio(*client, server, line.listen);
     case CommandLine::Action::CheckAnswers:
@@ -173,6 +173,8 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
         return std::make_unique<QCoreApplication>(argc, argv);
     auto application = std::make_unique<QApplication>(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Parlowen"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.parlowen.Parlowen"));
     translateWindows();
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
     return application;
@@ -195,10 +197,10 @@ int main(int argc, char** argv) {
         return refused ? 2 : outputStatus(0);
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
-    const bool page = line.action == CommandLine::Action::Page;
-    if (page)
+    const bool shell = line.action == CommandLine::Action::Shell;
+    if (shell)
         chooseLanguage(windowLanguage()); // what a window shows may be worded for the terminal
-    if ((page || (session && !line.headless)) && !hasDisplay()) {
+    if ((shell || (session && !line.headless)) && !hasDisplay()) {
         constexpr Phrase noDisplay{
             "parlowen: there is no display to open the window on; a session goes without one with --headless\n",
             "parlowen：没有可打开窗口的显示器；会话可以加上 --headless\n"};
@@ -207,13 +209,13 @@ int main(int argc, char** argv) {
     }
     if (line.headless) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    } else if (session || page) {
+    } else if (session || shell) {
         preferPlatformWithLevels();
         preferPanelOfPortal();
     }
     // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    const auto application = makeApplication(page || (session && line.showsWindow()), argc, argv);
+    const auto application = makeApplication(shell || (session && line.showsWindow()), argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     QCoreApplication::setApplicationVersion(Bundle::shortVersion());
     return outputStatus(run(line));

@@ -56,10 +56,23 @@ void HttpDatas::setLocalTrust(LocalTrust trust) {
     manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
 }
 
+void HttpDatas::setHeld(bool held) {
+    isHeld_ = held;
+    if (held)
+        return;
+    for (const auto& request : std::exchange(held_, {}))
+        request();
+}
+
 QString HttpDatas::baseUrl() const { return settings_.fuwuqiKey().value_or(ApiBase::builtIn()); }
 
 void HttpDatas::requestData(const QString& path, HttpMethod method, const std::optional<QJsonObject>& params,
                             std::optional<int> timeout, Completion completion) {
+    if (isHeld_ && isMainThread()) {
+        held_.emplace_back(
+            [=, this, completion = std::move(completion)] { requestData(path, method, params, timeout, completion); });
+        return;
+    }
     const Prepared prepared = prepare(path, method, params, timeout);
     if (isMainThread()) {
         send(prepared, std::move(completion));

@@ -11,6 +11,7 @@
 #include <QPointer>
 #include <functional>
 #include <optional>
+#include <vector>
 
 class QNetworkReply;
 
@@ -66,6 +67,10 @@ public:
     void setLocalTrust(LocalTrust trust);
     const LocalTrust& localTrust() const { return trust_; }
 
+    /// Keeps the requests that are made from now on until it is let go, and sends them then, as of that moment: the
+    /// backend is not known yet. Main thread.
+    void setHeld(bool held);
+
     /// The base URL of requests from now on: that of the settings, else the built-in one.
     QString baseUrl() const;
 
@@ -87,6 +92,8 @@ private:
     LocalTrust trust_;
     const Hooks hooks_;
     QNetworkAccessManager manager_;
+    bool isHeld_ = false;
+    std::vector<std::function<void()>> held_;
     const QPointer<HttpDatas> self_; // made on the main thread, for use on others
 };
 

@@ -1,4 +1,4 @@
-#include <Main/PageRun.h>
+#include <Main/AppDelegate.h>
 #include <Page/MineViewController.h>
 #include <PulseAudio/PulseClient.h>
 #include <Tools/PopView/CommonTipView.h>
@@ -23,10 +23,9 @@ protected:
     LoginRunTest() {
         QApplication::setQuitOnLastWindowClosed(false);
         CommandLine line;
-        line.action = CommandLine::Action::Page;
-        line.page = "login";
-        run_ = std::make_unique<PageRun>(line, [this](int status) { status_ = status; });
-        run_->begin();
+        line.action = CommandLine::Action::Shell;
+        run_ = std::make_unique<AppDelegate>(line, [this](int status) { status_ = status; });
+        run_->applicationDidFinishLaunching();
     }
     static QWidget* content() {
         const QWidgetList windows = QApplication::topLevelWidgets();
@@ -51,7 +50,7 @@ protected:
     }
 
     const std::shared_ptr<PulseClient> client_ = PulseClient::shared(); // which the program holds, too
-    std::unique_ptr<PageRun> run_;
+    std::unique_ptr<AppDelegate> run_;
     std::optional<int> status_;
 };
 
@@ -67,12 +66,12 @@ TEST_F(LoginRunTest, ANumberSignsInItsAccountIsDeletedAndTheLocalServiceIsEntere
     QTest::keyClicks(login->controls().phoneLabel, "612345678");
     QTest::keyClicks(login->controls().secureField, "secret-1");
     QTest::keyClick(login->controls().secureField, Qt::Key_Return);
-    auto* main = waitForPage<PageWindow>();
+    auto* main = waitForPage<ViewController>();
     ASSERT_NE(main, nullptr);
     const QString first = stored(SettingsKeys::loginToken);
     EXPECT_FALSE(first.isEmpty());
 
-    main->showPage(1);
+    main->showPage(accountPage);
     auto* account = static_cast<MineViewController*>(main->page());
     ASSERT_TRUE(waitFor([&] { return account->userModel() && account->userModel()->phone.contains("612345678"); }));
     QTest::mouseClick(account->recordButtons().back(), Qt::LeftButton);
@@ -82,11 +81,11 @@ TEST_F(LoginRunTest, ANumberSignsInItsAccountIsDeletedAndTheLocalServiceIsEntere
     EXPECT_EQ(stored(SettingsKeys::loginToken), "");
 
     QTest::mouseClick(login->controls().localButton, Qt::LeftButton);
-    main = waitForPage<PageWindow>();
+    main = waitForPage<ViewController>();
     ASSERT_NE(main, nullptr);
     EXPECT_FALSE(stored(SettingsKeys::loginToken).isEmpty() || stored(SettingsKeys::loginToken) == first);
     EXPECT_EQ(status_, std::nullopt);
-    main->window()->close();
+    run_->quit();
     EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
 }
 

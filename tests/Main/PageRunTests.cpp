@@ -1,6 +1,6 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
-#include <Main/PageRun.h>
+#include <Main/AppDelegate.h>
 #include <Page/View/SettingFields.h>
 #include <PulseAudio/PulseClient.h>
 #include <Tools/PopView/Popover.h>
@@ -37,11 +37,15 @@ TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBac
     stored.setAiInterviewType(1);
 
     CommandLine line;
-    line.page = QStringLiteral("setup");
+    line.action = CommandLine::Action::Shell;
     std::optional<int> status;
-    PageRun run(line, [&status](int ended) { status = ended; });
-    run.begin();
-    const auto page = [&run] { return qobject_cast<InterviewSettingViewController*>(run.window().page()); };
+    AppDelegate run(line, [&status](int ended) { status = ended; });
+    run.applicationDidFinishLaunching();
+    auto* login = qobject_cast<LoginViewController*>(run.window()->centralWidget());
+    ASSERT_NE(login, nullptr);
+    QTest::mouseClick(login->controls().localButton, Qt::LeftButton);
+    ASSERT_TRUE(waitFor([&run] { return run.mainView() != nullptr; }, 40'000));
+    const auto page = [&run] { return qobject_cast<InterviewSettingViewController*>(run.mainView()->page()); };
     ASSERT_TRUE(waitFor([&] { return page() != nullptr; }, 40'000));
 
     QTest::mouseClick(page()->lelfLanguageLabel(), Qt::LeftButton);
@@ -61,7 +65,7 @@ TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBac
     }
     QTest::mouseClick(page()->startButton(), Qt::LeftButton);
     ASSERT_TRUE(waitFor([&run] { return run.session() && run.session()->window()->isVisible(); }, 20'000));
-    EXPECT_FALSE(run.window().isVisible());
+    EXPECT_FALSE(run.window()->isVisible());
     const AIInterviewDetailController& session = *run.session()->window()->controller();
     ASSERT_TRUE(waitFor([&] { return session.recognition().state == RecognitionStatus::State::Recognizing; }, 40'000));
     const Speaker speaker(speech.sound);
@@ -75,11 +79,11 @@ TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBac
     EXPECT_TRUE(waitFor([&] { return wordErrors(said, heard()) <= said.size() / 5; }, 60'000)) << heard().size();
 
     QTest::mouseClick(run.session()->window()->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
-    EXPECT_TRUE(waitFor([&run] { return run.window().isVisible() && run.session() == nullptr; }));
+    EXPECT_TRUE(waitFor([&run] { return run.window()->isVisible() && run.session() == nullptr; }));
     EXPECT_TRUE(page()->soundStrip()->isListening());
     EXPECT_FALSE(status);
-    run.window().close();
-    EXPECT_EQ(status, 0);
+    run.quit();
+    EXPECT_TRUE(waitFor([&status] { return status == 0; }));
 }
 
 } // namespace

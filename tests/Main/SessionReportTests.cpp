@@ -1,4 +1,5 @@
 #include <Main/CommandLine.h>
+#include <Main/Pages.h>
 #include <Main/SessionEnding.h>
 #include <Main/SessionReport.h>
 #include <Main/SessionSettings.h>
@@ -104,6 +105,11 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
     EXPECT_TRUE(plain.systemAudio && parse({"--interview", "system"}).systemAudio);
     EXPECT_FALSE(plain.headless || plain.json || plain.manual || parse({"--interview", "microphone"}).systemAudio);
     EXPECT_EQ(parse({"--check-audio"}).action, Action::CheckAudio);
+    EXPECT_EQ(parse({}).action, Action::Shell);
+    EXPECT_EQ(parse({"--page", "account"}).pageIndex(), accountPage);
+    EXPECT_FALSE(parse({"--start", "rehearsal"}).pageIndex());
+    EXPECT_EQ(parse({"--start", "rehearsal"}).start, CommandLine::Start::Rehearsal);
+    EXPECT_EQ(parse({"--start", "interview"}).start, CommandLine::Start::Interview);
     EXPECT_EQ(parse({"--check-answers", "--backend", "https://b/v1"}).action, Action::CheckAnswers);
     EXPECT_TRUE(parse({"--check-audio", "--listen"}).listen && !parse({"--check-audio"}).listen);
     for (const char* option :
@@ -116,7 +122,6 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
 
 TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage) {
     const std::vector<std::pair<QStringList, QString>> cases{
-        {{}, "--rehearse FILE"},
         {{"--rehearse"}, "--rehearse needs a value"},
         {{"--rehearse", ""}, "--rehearse needs the name of a file"},
         {{"--rehearse", "a.wav", "b.wav"}, "b.wav"},
@@ -125,6 +130,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--interview", "loud"}, "not 'loud'"},
         {{"--check-audio", "--backend", "https://b"}, "--backend goes with"},
         {{"--page", "attic"}, "setup, "},
+        {{"--start", "over"}, "not 'over'"},
         {{"--page", "setup", "--manual"}, "--manual"},
         {{"--interview", "system", "--rehearse", "a.wav"}, "--interview"},
         {{"--rehearse", "a.wav", "--listen"}, "--check-audio"},

@@ -1,5 +1,8 @@
-#include <Main/PageWindow.h>
+#include <Foundation/NotificationCenter.h>
+#include <Main/HomeLeftView.h>
 #include <Main/TopBarView.h>
+#include <Main/ViewController.h>
+#include <Page/AIInterviewPages/AISettingViewController.h>
 #include <Page/AIInterviewPages/SetupNotices.h>
 #include <Page/View/InterviewTypeView.h>
 #include <Page/View/SettingFields.h>
@@ -7,6 +10,7 @@
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Popover.h>
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
@@ -45,7 +49,7 @@ protected:
         for (const QByteArray& body : {nobody, spoken, targets})
             server_.enqueue(Reply::json(200, body));
         window_.showPage(setupPage);
-        window_.QWidget::show();
+        window_.show();
         window_.activateWindow();
         ASSERT_TRUE(waitForRequests(before + 3));
     }
@@ -102,6 +106,7 @@ protected:
                             }};
         setup.capture = [this](InputObserver observer) -> CaptureSourceFactory {
             meter_ = observer.meter;
+            changed_ = observer.changed;
             return
                 [input = input_]() -> std::unique_ptr<CaptureSource> { return std::make_unique<FakeCapture>(input); };
         };
@@ -111,10 +116,11 @@ protected:
     const QString file_ = directory_.filePath("settings.ini");
     std::shared_ptr<FakeInput> input_ = std::make_shared<FakeInput>();
     std::shared_ptr<InputMeter> meter_;
+    std::function<void(const InputStatus&)> changed_;
     NotedRouting routing_;
     std::vector<SessionSound> started_;
     HttpDatas http_{settings_, {}, {}};
-    PageWindow window_{context()};
+    ViewController window_{context()};
 };
 
 TEST_F(SetupPageTest, TheFirstUseStoresDefaultsAndEachChoiceIsStoredAtOnce) {
@@ -131,6 +137,9 @@ TEST_F(SetupPageTest, TheFirstUseStoresDefaultsAndEachChoiceIsStoredAtOnce) {
     choose(page().stylePopup(), 1);
     choose(page().modePopup(), 1);
     EXPECT_EQ(onDisk().aiInterviewSetModel(), (AIInterviewModel{{}, 0, 1, 1, 0, 14}));
+    QTest::keyClick(page().modePopup(), Qt::Key_Return);
+    EXPECT_TRUE(page().modePopup()->view()->isVisible()) << "a list opens by Enter as by Space";
+    page().modePopup()->hidePopup();
     EXPECT_TRUE(said("回答风格选择：详细风格") && said("回答模式选择：手动回答"));
     ASSERT_NO_FATAL_FAILURE(pick(page().lelfLanguageLabel(), "英"));
     ASSERT_NO_FATAL_FAILURE(pick(page().rightLanguageLabel(), "西"));
@@ -189,13 +198,40 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     ASSERT_TRUE(started_.empty());
     EXPECT_TRUE(notice(0)->isVisible() && notice(1)->isVisible());
     EXPECT_TRUE(started_.empty());
-    EXPECT_EQ(question()->sureButton()->text(), "改用“英语（美国）”");
     QTest::keyClick(question(), Qt::Key_Escape);
     ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
     EXPECT_TRUE(started_.empty());
     QTest::mouseClick(notice(1)->insteadButton(), Qt::LeftButton);
     EXPECT_EQ(onDisk().aiLangRightModel()->translation_key, "fr");
     EXPECT_FALSE(notice(1)->isVisible());
+
+    settings_.setAiLangRightModel(english);
+    ASSERT_NO_FATAL_FAILURE(open(lists, R"({"code":0,"data":[{"name":"法语","translation_key":"fr"}]})"));
+    QTest::mouseClick(page().startButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitFor([this] { return question() != nullptr; }));
+    QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
+    EXPECT_EQ(started_.size(), 1U);
+    EXPECT_EQ(onDisk().aiLangRightModel()->translation_key + onDisk().aiLangLeftModel()->original_key, "fren-US");
+}
+
+TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
+    settings_.setAiLangLeftModel(english);
+    ASSERT_NO_FATAL_FAILURE(open());
+    InputStatus none;
+    none.state = InputStatus::State::NoInput;
+    changed_(none);
+    const auto ask = [this] {
+        QTest::mouseClick(page().startButton(), Qt::LeftButton);
+        return waitFor([this] { return question() != nullptr; });
+    };
+    ASSERT_TRUE(ask());
+    EXPECT_TRUE(started_.empty());
+    QTest::mouseClick(question()->cancelButton(), Qt::LeftButton);
+    EXPECT_EQ(started_.size(), 1U) << "all the same";
+    ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
+    ASSERT_TRUE(ask());
+    QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
+    EXPECT_NE(qobject_cast<AISettingViewController*>(window_.page()), nullptr) << "where the source is chosen";
 }
 
 TEST_F(SetupPageTest, AStartAsksTheRouterForTheStoredSourceOnceTheLanguageIsUnderstood) {
@@ -239,21 +275,22 @@ TEST_F(SetupPageTest, TheSoundIsMeteredWhileItIsInSightAlone) {
     EXPECT_EQ(strip.sound(), (SessionSound{true, {}}));
     window_.hide();
     EXPECT_EQ(input_->alive, 0);
-    window_.QWidget::show();
+    window_.show();
     EXPECT_EQ(input_->alive, 1);
 }
 
-TEST_F(SetupPageTest, TheSettingsArePutInItsPlaceWithAWayBack) {
+TEST_F(SetupPageTest, TheSettingsTakeItsPlaceAndTheSidebarShowsSo) {
     ASSERT_NO_FATAL_FAILURE(open());
     const auto* hint = page().findChild<PersonalNotice*>();
     ASSERT_TRUE(waitFor([hint] { return hint->isVisible(); })) << "nothing personal is there";
+    NotificationCenter::shared().post("AiSettingNotification", nullptr, {{"message", 1}});
+    ASSERT_NE(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr) << "that is no text";
     QTest::mouseClick(page().settingsButton(), Qt::LeftButton);
-    EXPECT_EQ(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr);
+    EXPECT_NE(qobject_cast<AISettingViewController*>(window_.page()), nullptr);
     EXPECT_TRUE(said("打开设置") && said("收到通知内容：打开设置"));
-    ASSERT_TRUE(window_.backButton()->isVisible());
-    QTest::keyClick(window_.backButton(), Qt::Key_Space);
-    EXPECT_NE(qobject_cast<InterviewSettingViewController*>(window_.page()), nullptr);
-    EXPECT_FALSE(window_.backButton()->isVisible());
+    HomeLeftView& column = *window_.sidebar()->leftView();
+    EXPECT_TRUE(column.settingBtn()->isHighlighted());
+    EXPECT_FALSE(column.toolBtn()->isHighlighted());
 
     settings_.remove("aiInterviewSetModel");
     window_.showPage(aiSettingsPage);

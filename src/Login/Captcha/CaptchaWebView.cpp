@@ -5,6 +5,9 @@
 #include <QTimer>
 #include <QWebChannel>
 #include <QWebEngineDownloadRequest>
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+#include <QWebEnginePermission>
+#endif
 #include <QWebEngineScript>
 #include <QWebEngineScriptCollection>
 #include <QWebEngineSettings>
@@ -105,10 +108,15 @@ void CaptchaWebView::limitPage() {
           Settings::AllowGeolocationOnInsecureOrigins, Settings::AllowRunningInsecureContent,
           Settings::NavigateOnDropEnabled, Settings::ErrorPageEnabled})
         page_.settings()->setAttribute(off, off == Settings::ErrorPageEnabled);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+    connect(&page_, &QWebEnginePage::permissionRequested, &page_,
+            [](const QWebEnginePermission& permission) { permission.deny(); });
+#else
     connect(&page_, &QWebEnginePage::featurePermissionRequested, &page_,
             [this](const QUrl& origin, QWebEnginePage::Feature feature) {
                 page_.setFeaturePermission(origin, feature, QWebEnginePage::PermissionDeniedByUser);
             });
+#endif
 }
 
 void CaptchaWebView::offerMessageHandler() {

@@ -25,7 +25,7 @@ namespace parlowen {
 namespace {
 
 constexpr int pageGap = 16;
-constexpr int captionGap = 22;    // above a caption
+constexpr int captionGap = 14;    // above a caption
 constexpr int readingWidth = 560; // of the longest line of text
 constexpr int smallestFont = 14;
 constexpr int largestFont = 24;
@@ -156,7 +156,7 @@ void AISettingViewController::buildLayout() {
     column->addWidget(roleImgV_);
     column->addSpacing(pageGap);
     column->addWidget(updateResumeView_);
-    column->addSpacing(10);
+    column->addSpacing(8);
     column->addWidget(missingLab_);
     for (CustomButtonView* button : deviceButtons_)
         button->setFixedSize(button->sizeHint());
@@ -168,7 +168,7 @@ void AISettingViewController::buildLayout() {
     for (const auto& [caption, buttons] : {std::pair(deviceLab, &deviceButtons_), {setFontLab, &fontButtons_}}) {
         column->addSpacing(captionGap);
         column->addWidget(caption);
-        column->addSpacing(pageGap - 4);
+        column->addSpacing(pageGap / 2);
         QWidget* const group = buttons->front()->parentWidget();
         group->setLayout(makeOptionRow(*buttons));
         column->addWidget(group);
@@ -243,7 +243,7 @@ void AISettingViewController::showWhatIsMissing() {
     if (!resumeFlow_->holdsResume())
         missing << tr("上传简历");
     missingLab_->setVisible(!missing.isEmpty());
-    missingLab_->setText(tr("还没有%1：现在的回答只能是通用的，补上才会贴合你。").arg(missing.join(tr("，也没有"))));
+    missingLab_->setText(tr("还没有%1，回答只能是通用的").arg(missing.join(tr("，也没有"))));
     if (!startAIModel_)
         missingLab_->setText(tr("还没有面试设置，这里的选择不会保存：请先打开一次 AI面试 页。"));
 }

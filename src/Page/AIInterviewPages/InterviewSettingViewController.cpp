@@ -67,8 +67,11 @@ void InterviewSettingViewController::buildUserInterface() {
     for (const LanguageNotice* notice : {form_->spokenNotice(), form_->targetNotice()})
         connect(notice, &LanguageNotice::insteadTaken, this, [this, notice] { takeInstead(*notice); });
     connect(startButton(), &QPushButton::clicked, this, &InterviewSettingViewController::startInterview);
-    connect(form_->personalNotice()->settingsButton(), &QPushButton::clicked, this,
-            &InterviewSettingViewController::openSettings);
+    form_->rehearseButton()->setVisible(static_cast<bool>(services_.rehearse));
+    if (services_.rehearse)
+        connect(form_->rehearseButton(), &QPushButton::clicked, this, services_.rehearse);
+    for (const QPushButton* link : {form_->sourceLink(), form_->personalNotice()->settingsButton()})
+        connect(link, &QPushButton::clicked, this, &InterviewSettingViewController::openSettings);
 
     settingsButton_ = new QToolButton(this);
     settingsButton_->setIcon(namedImage(QStringLiteral("action")));
@@ -228,21 +231,46 @@ void InterviewSettingViewController::startInterview() {
     form_->showWaiting(startsThen_);
     if (startsThen_)
         return;
-    if (form_->spokenNotice()->isMissing())
-        askBeforeStart();
+    if (form_->spokenNotice()->isMissing() || form_->targetNotice()->isMissing())
+        askAboutLanguages();
     else
-        beginSession();
+        startHeard();
 }
 
-void InterviewSettingViewController::askBeforeStart() {
-    CommonTipView* card = form_->spokenNotice()->makeQuestion();
-    connect(card->cancelButton(), &QPushButton::clicked, this, &InterviewSettingViewController::beginSession);
-    if (form_->spokenNotice()->instead()) {
-        card->sureBlock = [this] {
+void InterviewSettingViewController::askAboutLanguages() {
+    const LanguageNotice& spoken = *form_->spokenNotice();
+    const LanguageNotice& target = *form_->targetNotice();
+    const bool hasRemedy = spoken.instead() || target.instead();
+    ask(
+        LanguageNotice::makeQuestion(spoken, target), [this] { startHeard(); },
+        [this, hasRemedy] {
             takeInstead(*form_->spokenNotice());
-            beginSession();
-        };
+            takeInstead(*form_->targetNotice());
+            if (hasRemedy)
+                startHeard();
+        });
+}
+
+/// Begins where something can be heard, and asks before where nothing can.
+void InterviewSettingViewController::startHeard() {
+    if (!soundStrip()->isDeaf()) {
+        beginSession();
+        return;
     }
+    ask(
+        soundStrip()->makeQuestion(), [this] { beginSession(); },
+        [this] {
+            if (startAIModel_.deviceType != 0)
+                soundStrip()->runCheck();
+            else
+                openSettings();
+        });
+}
+
+void InterviewSettingViewController::ask(CommonTipView* card, const std::function<void()>& startsAnyway,
+                                         const std::function<void()>& remedy) {
+    connect(card->cancelButton(), &QPushButton::clicked, this, startsAnyway);
+    card->sureBlock = remedy;
     MYCenterPopView::show(card, window());
     card->sureButton()->setFocus();
 }

@@ -15,6 +15,7 @@ class QToolButton;
 namespace parlowen {
 
 class AudioRouting;
+class CommonTipView;
 class HttpDatas;
 class Popover;
 class SessionWindow;
@@ -29,6 +30,7 @@ struct SetupServices {
     /// Makes a session that hears that, in a window which is not shown yet; null where there can be none.
     std::function<SessionWindow*(const SessionSound&)> makeSession;
     SoundStrip::Capture capture = inputCapture; ///< what is heard beforehand
+    std::function<void()> rehearse = {};        ///< opens a rehearsal with the sample; empty where there is none
 };
 
 /// The page on which an interview is prepared and started: how answers are given, the languages, the sound. Each choice
@@ -82,7 +84,9 @@ private:
     void requestOffered();
     void receiveOffered(LanguageNotice& notice, std::optional<std::vector<LanguageListModel>> languages);
     void takeInstead(const LanguageNotice& notice);
-    void askBeforeStart();
+    void askAboutLanguages();
+    void startHeard();
+    void ask(CommonTipView* card, const std::function<void()>& startsAnyway, const std::function<void()>& remedy);
     void beginSession();
     void showPersonalHint();
 

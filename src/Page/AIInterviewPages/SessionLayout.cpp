@@ -49,9 +49,10 @@ SessionLayout SessionLayout::of(QSize page, bool manual, const Header& parts) {
     if (manual) {
         layout.questionBox = QRect(side, top, width, part(0.25));
         top += layout.questionBox.height();
-        layout.answerButton = QRect(QPoint(page.width() - buttonFromPageRight - buttonSize.width(),
-                                           top - buttonFromBoxBottom - buttonSize.height()),
-                                    buttonSize);
+        const QSize button = buttonSize.expandedTo(parts.answerButton);
+        layout.answerButton = QRect(
+            QPoint(page.width() - buttonFromPageRight - button.width(), top - buttonFromBoxBottom - button.height()),
+            button);
         top += gap;
     }
     layout.answers = QRect(side, top, width, page.height() - bottom - top);

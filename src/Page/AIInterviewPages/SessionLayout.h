@@ -24,8 +24,9 @@ struct SessionLayout {
     struct Header {
         int height = usualHeader;
         int clockWidth = 0;
-        int titleWidth = 0; ///< of the window's title, in the page's middle
-        QSize status;       ///< what it would take; empty without one
+        int titleWidth = 0;      ///< of the window's title, in the page's middle
+        QSize status;            ///< what it would take; empty without one
+        QSize answerButton = {}; ///< the least that its text takes; it is larger by itself where that is small
     };
     static SessionLayout of(QSize page, bool manual, const Header& header);
     /// Where the pin's tip of that size stands.

@@ -30,6 +30,7 @@ namespace parlowen {
 
 namespace {
 
+constexpr int buttonPadding = 10;
 constexpr int frameMargin = 2; // a frame is so much larger than what it holds on every side
 
 QString clockText(qint64 seconds) {
@@ -182,6 +183,7 @@ SessionLayout SessionPage::currentLayout() const {
     header.clockWidth = timeLabel_->sizeHint().width();
     header.titleWidth = titleWidth_;
     header.status = status_ == nullptr ? QSize() : status_->sizeHint();
+    header.answerButton = aiResponseButton_->sizeHint() + QSize(2 * buttonPadding, buttonPadding);
     header.height = SessionLayout::headerFor(std::max(timeLabel_->sizeHint().height(), header.status.height()),
                                              tipLab_->sizeHint().height());
     return SessionLayout::of(size(), session_.isManual(), header);

@@ -17,8 +17,11 @@ namespace {
 
 constexpr int leftMargin = 30;
 constexpr int formTop = 20;
+constexpr int formBottom = 8;
 constexpr int formRow = 40;
+constexpr int firstRow = 28; // the strip belongs to it
 constexpr int formGap = 14;
+constexpr int rehearseHeight = 24;
 constexpr int startGap = 40; // from the language rows to the start
 constexpr QSize startSize(200, 40);
 constexpr int widestColumn = 720; // wider, the eye has too far to go
@@ -44,6 +47,8 @@ SetupForm::SetupForm(Settings& settings, SoundStrip::Capture capture, QWidget* p
     : QWidget(parent)
     , voiceLabel_(makeLine(hexColor(theme::start), true, 14, tr("系统声音"), this))
     , timeLabel_(makeLine(palette::CSS::black(), false, 14, QStringLiteral("00:00:00"), this))
+    , sourceLink_(makeLink({}, this))
+    , rehearseButton_(makeButton(tr("用示例排练"), hexColor(theme::link), hexColor(theme::secondary), {}, 6, 12, this))
     , soundStrip_(new SoundStrip(settings, this, std::move(capture)))
     , stylePopup_(new PopUpButton(tr("回答风格"), {tr("极简风格"), tr("详细风格")}, this))
     , modePopup_(new PopUpButton(tr("回答模式"), {tr("自动回答"), tr("手动回答")}, this))
@@ -61,19 +66,26 @@ SetupForm::SetupForm(Settings& settings, SoundStrip::Capture capture, QWidget* p
     rightLanguageLabel_->tag = targetTag;
     startButton_->setFixedSize(startSize * fontScale());
     startButton_->setAutoDefault(true);
+    rehearseButton_->setFixedHeight(inPoints(rehearseHeight));
+    rehearseButton_->setAutoDefault(true);
+    rehearseButton_->setToolTip(tr("用一段英文面试录音试一次，不占用麦克风"));
+    rehearseButton_->hide();
     setMaximumWidth(inPoints(widestColumn));
     layRows();
 }
 
 void SetupForm::layRows() {
-    grid_->setContentsMargins(leftMargin, formTop, leftMargin, formTop);
+    grid_->setContentsMargins(leftMargin, formTop, leftMargin, formBottom);
     grid_->setHorizontalSpacing(formGap);
     grid_->setVerticalSpacing(0);
     auto* source = new QHBoxLayout;
     source->setSpacing(formGap);
     source->addWidget(voiceLabel_);
     source->addWidget(timeLabel_);
+    source->addWidget(sourceLink_);
     source->addStretch();
+    source->addWidget(rehearseButton_);
+    source->addSpacing(formGap);
     grid_->addLayout(source, sourceRow, 0, 1, 3, Qt::AlignTop);
     grid_->addWidget(soundStrip_, stripRow, 0, 1, 3, Qt::AlignVCenter);
     const std::pair<PopUpButton*, Row> popUps[] = {{stylePopup_, styleRow}, {modePopup_, modeRow}};
@@ -95,7 +107,7 @@ void SetupForm::layRows() {
     grid_->addLayout(start, startRow, 0, 1, 3);
     for (int row = stripRow; row <= targetRow; ++row)
         grid_->setRowMinimumHeight(row, inPoints(formRow));
-    grid_->setRowMinimumHeight(sourceRow, inPoints(formRow) - 8);
+    grid_->setRowMinimumHeight(sourceRow, inPoints(firstRow));
     grid_->setRowMinimumHeight(gapRow, inPoints(startGap) - 4);
     grid_->setRowStretch(restRow, 1);
     grid_->setColumnStretch(2, 1);
@@ -106,6 +118,9 @@ void SetupForm::layRows() {
 
 void SetupForm::showSource(bool system) {
     voiceLabel_->setText(system ? tr("系统声音") : tr("麦克风声音"));
+    sourceLink_->setText(system ? tr("改听麦克风") : tr("改听系统声音"));
+    sourceLink_->setToolTip(system ? tr("面对面的面试，在面试设置里改听麦克风")
+                                   : tr("线上的面试，在面试设置里改听电脑播放的声音"));
     soundStrip_->setSystem(system);
 }
 

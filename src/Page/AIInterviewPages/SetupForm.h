@@ -37,6 +37,8 @@ public:
     void showWaiting(bool waits);
 
     QLabel* voiceLabel() const { return voiceLabel_; }
+    /// Leads to where the other source is chosen.
+    QPushButton* sourceLink() const { return sourceLink_; }
     SoundStrip* soundStrip() const { return soundStrip_; }
     PopUpButton* stylePopup() const { return stylePopup_; }
     PopUpButton* modePopup() const { return modePopup_; }
@@ -46,6 +48,8 @@ public:
     LanguageNotice* spokenNotice() const { return spokenNotice_; }
     LanguageNotice* targetNotice() const { return targetNotice_; }
     QPushButton* startButton() const { return startButton_; }
+    /// Hidden until its owner knows what it is for.
+    QPushButton* rehearseButton() const { return rehearseButton_; }
     PersonalNotice* personalNotice() const { return personal_; }
 
 private:
@@ -53,6 +57,8 @@ private:
 
     QLabel* voiceLabel_;
     QLabel* timeLabel_;
+    QPushButton* sourceLink_;
+    QPushButton* rehearseButton_;
     SoundStrip* soundStrip_;
     PopUpButton* stylePopup_;
     PopUpButton* modePopup_;

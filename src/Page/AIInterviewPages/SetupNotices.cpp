@@ -19,7 +19,20 @@ constexpr int noteFont = 12;
 
 QString baseOf(const QString& key) { return key.section(u'-', 0, 0).toLower(); }
 
-/// A button that looks like a link.
+/// A text above its link, both in the middle of the height.
+void lay(QWidget* notice, QLabel* text, QPushButton* link) {
+    auto* column = new QVBoxLayout(notice);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addStretch();
+    column->addWidget(text);
+    column->addWidget(link);
+    column->addStretch();
+    notice->hide();
+}
+
+} // namespace
+
 QPushButton* makeLink(const QString& title, QWidget* parent) {
     auto* link = new QPushButton(title, parent);
     link->setFont(systemFont(noteFont));
@@ -35,19 +48,12 @@ QPushButton* makeLink(const QString& title, QWidget* parent) {
     return link;
 }
 
-/// A text above its link, both in the middle of the height.
-void lay(QWidget* notice, QLabel* text, QPushButton* link) {
-    auto* column = new QVBoxLayout(notice);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->addStretch();
-    column->addWidget(text);
-    column->addWidget(link);
-    column->addStretch();
-    notice->hide();
+CommonTipView* makeStartQuestion(const QString& title, const QString& text, const QString& remedy) {
+    auto* card = new CommonTipView;
+    card->configure(title, text, LanguageNotice::tr("仍然开始"), remedy);
+    card->resize(card->sizeHint());
+    return card;
 }
-
-} // namespace
 
 LanguageNotice::LanguageNotice(Kind kind, QWidget* parent)
     : QWidget(parent)
@@ -97,20 +103,32 @@ void LanguageNotice::look() {
     instead_ = missing_ ? findInstead() : std::nullopt;
     if (missing_) {
         const bool spoken = kind_ == Kind::spoken;
-        text_->setText(spoken ? tr("当前服务听不懂，不会有文字。") : tr("当前服务不能译成它。"));
+        text_->setText(spoken ? tr("服务听不懂，不会有文字") : tr("服务不能译成它，不会有文字"));
         button_->setText(instead_ ? tr("改用“%1”").arg(instead_->name) : QString());
         button_->setVisible(instead_.has_value());
     }
     setVisible(missing_);
 }
 
-CommonTipView* LanguageNotice::makeQuestion() const {
-    auto* card = new CommonTipView;
-    card->configure(tr("听不懂“%1”").arg(chosen_.name),
-                    tr("当前服务不能识别这种语言，这样开始的面试不会有文字，也不会有回答。"), tr("仍然开始"),
-                    instead_ ? tr("改用“%1”").arg(instead_->name) : tr("返回"));
-    card->resize(card->sizeHint());
-    return card;
+CommonTipView* LanguageNotice::makeQuestion(const LanguageNotice& spoken, const LanguageNotice& target) {
+    QStringList problems;
+    QStringList remedies;
+    if (spoken.isMissing())
+        problems << tr("听不懂“%1”").arg(spoken.chosen_.name);
+    if (target.isMissing())
+        problems << tr("不能译成“%1”").arg(target.chosen_.name);
+    if (spoken.instead())
+        remedies << tr("识别“%1”").arg(spoken.instead()->name);
+    if (target.instead())
+        remedies << tr("译成“%1”").arg(target.instead()->name);
+    const QString separator = tr("，");
+    QStringList text{tr("它%1。这样开始的面试不会有文字，也不会有回答。").arg(problems.join(separator))};
+    if (!remedies.isEmpty())
+        text << tr("可以改为%1。").arg(remedies.join(separator));
+    if (target.isMissing())
+        text << tr("不需要译文时，请在右上角改选“国内面试AI”。");
+    return makeStartQuestion(tr("当前服务没有所选的语言"), text.join(u'\n'),
+                             remedies.isEmpty() ? tr("返回") : tr("改用并开始"));
 }
 
 PersonalNotice::PersonalNotice(QWidget* parent)
@@ -122,11 +140,11 @@ PersonalNotice::PersonalNotice(QWidget* parent)
 
 void PersonalNotice::show(bool hasPosition, bool hasResume) {
     if (!hasPosition && !hasResume)
-        text_->setText(tr("还没有填写岗位和上传简历，回答会比较笼统。"));
+        text_->setText(tr("没有岗位和简历，回答会笼统"));
     else if (!hasPosition)
-        text_->setText(tr("还没有填写岗位，回答不知道您应聘什么。"));
+        text_->setText(tr("没有岗位，回答会笼统"));
     else
-        text_->setText(tr("还没有上传简历，回答用不上您的经历。"));
+        text_->setText(tr("没有简历，回答用不上您的经历"));
     button_->setText(hasPosition ? tr("去上传") : tr("去填写"));
     setHidden(hasPosition && hasResume);
 }

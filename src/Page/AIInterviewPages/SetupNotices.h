@@ -13,6 +13,13 @@ namespace parlowen {
 
 class CommonTipView;
 
+/// A button that looks like a link in a text of second rank. The parent owns it.
+QPushButton* makeLink(const QString& title, QWidget* parent);
+
+/// A card that asks before a start that would come to nothing: to start all the same (the left button), or to take the
+/// remedy (the right one). The caller owns it.
+CommonTipView* makeStartQuestion(const QString& title, const QString& text, const QString& remedy);
+
 /// Says that the backend does not offer the chosen language, and offers to take one that it does. It is in sight only
 /// while there is something to say. Main thread only.
 class LanguageNotice : public QWidget {
@@ -33,9 +40,9 @@ public:
     /// What could be taken instead: the same language of another region, else American English, else the first that
     /// there is; none when nothing is offered.
     const std::optional<LanguageListModel>& instead() const { return instead_; }
-    /// A card that asks what to do about it when an interview is to start: to start all the same (the left button), or
-    /// to take the other language. The caller owns it.
-    CommonTipView* makeQuestion() const;
+    /// A card that asks what to do about an interview which would write nothing because a language is not offered: to
+    /// start all the same, or to take what is offered, or only to go back where nothing is. The caller owns it.
+    static CommonTipView* makeQuestion(const LanguageNotice& spoken, const LanguageNotice& target);
     QPushButton* insteadButton() const { return button_; }
 
 Q_SIGNALS:

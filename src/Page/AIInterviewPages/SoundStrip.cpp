@@ -1,5 +1,6 @@
 #include "SoundStrip.h"
 
+#include "SetupNotices.h"
 #include "SoundCheckView.h"
 
 #include <Foundation/ChosenLanguage.h>
@@ -25,6 +26,7 @@ namespace parlowen {
 namespace {
 
 constexpr int levelMilliseconds = 60;
+constexpr int checkHeight = 28;
 constexpr int levelWidth = 4;
 constexpr int levelGap = 2;
 constexpr int levelHeight = 16;
@@ -93,7 +95,7 @@ SoundStrip::~SoundStrip() { stop(); }
 
 void SoundStrip::build() {
     name_->setFont(systemFont(13));
-    check_->setMinimumHeight(PopUpButton::fieldSize().height());
+    check_->setMinimumHeight(static_cast<int>(checkHeight * fontScale()));
     check_->setAutoDefault(true);
     programs_->setFixedWidth(static_cast<int>(120 * fontScale()));
     auto* row = new QHBoxLayout;
@@ -104,7 +106,7 @@ void SoundStrip::build() {
     row->addWidget(check_);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(12, 4, 6, 4);
-    column->setSpacing(2);
+    column->setSpacing(0);
     column->addLayout(row);
     column->addWidget(advice_);
 }
@@ -144,12 +146,18 @@ void SoundStrip::stop() {
 
 void SoundStrip::sayWhatIsHeard() {
     const SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), windowLanguage());
+    isDeaf_ = words.severity == SessionStatusText::Severity::Problem;
     name_->setText(words.text);
     const QString advice = words.severity == SessionStatusText::Severity::Plain ? QString() : words.advice.value(0);
     name_->setToolTip(words.text);
     setAccessibleName(words.text);
     advice_->setText(advice);
     advice_->setHidden(advice.isEmpty());
+}
+
+CommonTipView* SoundStrip::makeQuestion() const {
+    return makeStartQuestion(name_->text(), tr("现在开始的面试什么也听不到。") + advice_->text(),
+                             system_ ? check_->text() : tr("改听系统声音"));
 }
 
 void SoundStrip::listPrograms() {

@@ -14,6 +14,7 @@ class QPushButton;
 
 namespace parlowen {
 
+class CommonTipView;
 class PopUpButton;
 class Settings;
 class SoundCheckView;
@@ -54,6 +55,13 @@ public:
     void setSystem(bool system);
     /// What a session that starts now is to hear.
     SessionSound sound() const;
+    /// Whether nothing can be heard as things stand.
+    bool isDeaf() const { return isDeaf_; }
+    /// A card that asks what to do about it when an interview is to start: to start all the same, or to hear the
+    /// computer instead of a microphone, or else to check the sound. The caller owns it.
+    CommonTipView* makeQuestion() const;
+    /// Looks at the devices, plays a chirp of the computer's sound, and says in a card what came of it.
+    void runCheck();
     /// Lets go of the sound until the strip comes into sight again.
     void stop();
     bool isListening() const { return source_ != nullptr; }
@@ -74,7 +82,6 @@ private:
     void sayWhatIsHeard();
     void listPrograms();
     void programChosen(int index);
-    void runCheck();
 
     Settings& settings_;
     const Capture capture_;
@@ -82,6 +89,7 @@ private:
     PlayingPrograms playing_;
     std::unique_ptr<CaptureSource> source_;
     bool system_ = false;
+    bool isDeaf_ = false;
     LevelMeter* meter_;
     QLabel* name_;
     QLabel* advice_;

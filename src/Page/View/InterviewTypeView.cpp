@@ -63,8 +63,10 @@ InterviewContentView::InterviewContentView(QWidget* parent)
     texts->addStretch();
     row->addLayout(texts, 1);
     row->addWidget(selectImageView_);
-    for (QLabel* part : {imageView, titleLabel_, subtitleLabel_, selectImageView_})
+    for (QLabel* part : {imageView, titleLabel_, subtitleLabel_, selectImageView_}) {
         part->setAttribute(Qt::WA_TransparentForMouseEvents);
+        part->setForegroundRole(QPalette::WindowText); // not the button's
+    }
     selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select")).pixmap(typeMark));
     QSizePolicy stays = selectImageView_->sizePolicy();
     stays.setRetainSizeWhenHidden(true); // the texts do not move with the mark

@@ -74,6 +74,13 @@ void PopUpButton::wheelEvent(QWheelEvent* event) {
         event->ignore();
 }
 
+void PopUpButton::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        showPopup(); // as Space does
+    else
+        QComboBox::keyPressEvent(event);
+}
+
 ChoiceBox::ChoiceBox(const QString& caption, QWidget* parent)
     : KeyFocusButton(parent)
     , caption_(caption) {

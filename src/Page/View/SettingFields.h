@@ -9,8 +9,8 @@ namespace parlowen {
 /// Lets the content fill the page, which takes it over, and scroll where the page is smaller.
 void fillScrolling(QWidget& page, QWidget* content);
 
-/// A pop-up button for one choice of several, 160 × 32 at the usual font scale. The wheel turns it only while it has
-/// the keyboard, so that a page can be scrolled across it. Main thread only.
+/// A pop-up button for one choice of several, 160 × 32 at the usual font scale. Space or Enter opens it. The wheel
+/// turns it only while it has the keyboard, so that a page can be scrolled across it. Main thread only.
 class PopUpButton : public QComboBox {
     Q_OBJECT
 public:
@@ -23,6 +23,7 @@ public:
 
 protected:
     void wheelEvent(QWheelEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 };
 
 /// A box of the same size that shows what was chosen and opens a picker on a click, Space or Enter. Main thread only.

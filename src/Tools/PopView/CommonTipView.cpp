@@ -73,9 +73,9 @@ QSize CommonTipView::sizeHint() const {
 void CommonTipView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
+    painter.setPen(QPen(hexColor(theme::secondary), 1)); // lifts it off a ground that is nearly white
     painter.setBrush(Qt::white);
-    painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
 }
 
 } // namespace parlowen

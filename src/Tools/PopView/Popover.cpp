@@ -68,6 +68,16 @@ QMargins arrowSide(Edge edge) {
             edge == Edge::above ? arrow : 0};
 }
 
+/// What lies in the outline and a point round it, for its smooth edge. Beside it the window is cut off: without a
+/// compositor it would be black there.
+QRegion grown(const QPainterPath& outline) {
+    const QRegion inside(outline.toFillPolygon().toPolygon());
+    QRegion all = inside;
+    for (const QPoint step : {QPoint(1, 0), QPoint(-1, 0), QPoint(0, 1), QPoint(0, -1)})
+        all += inside.translated(step);
+    return all;
+}
+
 QWidget* firstField(QWidget* content) {
     for (QWidget* field = content; field != nullptr; field = field->nextInFocusChain()) {
         const bool inside = field == content || content->isAncestorOf(field);
@@ -135,12 +145,13 @@ void Popover::show(QWidget* anchor, Edge edge) {
     content_->show();
     setAttribute(Qt::WA_NoMouseReplay, false);
     setGeometry(found.frame);
+    setMask(grown(outline()));
     setVisible(true);
     update();
     firstField(content_)->setFocus(Qt::PopupFocusReason);
 }
 
-void Popover::paintEvent(QPaintEvent*) {
+QPainterPath Popover::outline() const {
     QPainterPath shape;
     const QRectF body = QRectF(rect().marginsRemoved(arrowSide(edge_))).adjusted(0.5, 0.5, -0.5, -0.5);
     shape.addRoundedRect(body, bodyRadius, bodyRadius);
@@ -149,11 +160,15 @@ void Popover::paintEvent(QPaintEvent*) {
     const QPointF aside = isVertical(edge_) ? QPointF(arrow, 0) : QPointF(0, arrow);
     QPainterPath pointer;
     pointer.addPolygon(QPolygonF({QPointF(tip_), tip_ + back + aside, tip_ + back - aside, QPointF(tip_)}));
+    return shape.united(pointer);
+}
+
+void Popover::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(hexColor(theme::lightGrey), 1));
     painter.setBrush(palette().color(QPalette::Window));
-    painter.drawPath(shape.united(pointer));
+    painter.drawPath(outline());
 }
 
 // The press is handed on to what lies beneath; on the anchor it would open the popover again.

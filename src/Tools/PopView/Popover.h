@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPainterPath>
 #include <QPointer>
 #include <QWidget>
 
@@ -39,6 +40,8 @@ protected:
     void hideEvent(QHideEvent* event) override;
 
 private:
+    QPainterPath outline() const;
+
     QPointer<QWidget> content_;
     QPointer<QWidget> anchor_;
     QPointer<QWidget> focusBefore_;

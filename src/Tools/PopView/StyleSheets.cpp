@@ -32,7 +32,8 @@ QString inColors(QString sheet) {
 
 QString button(const QColor& title, const QColor& ground, double radius) {
     return QStringLiteral(
-               "QPushButton { color: %1; background: %2; border: none; border-radius: %3px; padding: 5px 12px; }"
+               "QPushButton { color: %1; background: %2; border: none; border-radius: %3px; padding: 5px 12px;"
+               " outline: none; }"
                "QPushButton:hover { background: %4; } QPushButton:pressed { background: %5; }"
                "QPushButton:focus { border: 1px solid %6; }"
                "QPushButton:disabled { color: %7; }")

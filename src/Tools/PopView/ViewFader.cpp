@@ -41,7 +41,13 @@ void ViewFader::apply(double alpha) {
     if (!effect_)
         return;
     effect_->setOpacity(alpha);
-    effect_->setEnabled(alpha < 1);
+    const bool isNeeded = alpha < 1;
+    if (effect_->isEnabled() == isNeeded)
+        return;
+    effect_->setEnabled(isNeeded);
+    // Under the effect nothing counted as opaque, and what does again is not drawn by itself.
+    for (QWidget* each : static_cast<QWidget*>(parent())->findChildren<QWidget*>())
+        each->update();
 }
 
 } // namespace parlowen

@@ -179,7 +179,8 @@ TEST(SessionLayoutTest, NothingOverlapsInTheSmallestWindowWithLargeText) {
     const QRect page(0, 0, 480, 420);
     for (const int text : {13, 20, 34}) { // of tips, at a font scale of 1, 1.5 and more
         const int header = SessionLayout::headerFor(text * 14 / 10, text);
-        const SessionLayout layout = SessionLayout::of(page.size(), true, {header, 6 * text, 4 * text, {900, header}});
+        const SessionLayout layout =
+            SessionLayout::of(page.size(), true, {header, 6 * text, 4 * text, {900, header}, {5 * text, 2 * text}});
         int above = 0;
         for (const QRect& part : {layout.timeLabel, layout.transcript, layout.questionBox, layout.answers}) {
             EXPECT_TRUE(page.contains(part) && part.top() > above && part.height() >= 26) << part.top();
@@ -189,6 +190,7 @@ TEST(SessionLayoutTest, NothingOverlapsInTheSmallestWindowWithLargeText) {
         EXPECT_GT(layout.status.left(), layout.timeLabel.right());
         EXPECT_LT(layout.status.right(), 240 - 2 * text) << "not into the title";
         EXPECT_TRUE(layout.questionBox.contains(layout.answerButton));
+        EXPECT_GE(layout.answerButton.width(), 5 * text) << "its text is whole";
     }
 }
 

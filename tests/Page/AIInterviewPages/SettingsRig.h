@@ -27,7 +27,8 @@ protected:
         window_->resize(size);
         page_->resize(size);
         window_->show();
-        QApplication::setActiveWindow(window_.get());
+        window_->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window_.get()));
         flow().showAlert = [this](const QString& title, const QString& text) { alerts_ << title + "|" + text; };
         flow().fileService = [this] { return FileService{QUrl(server_.baseUrl() + "/files"), {}}; };
     }

@@ -9,6 +9,8 @@
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QScreen>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
@@ -62,6 +64,21 @@ protected:
     QLineEdit* field_ = new QLineEdit(&window_);
     int clicksBelow_ = 0;
 };
+
+TEST_F(PopViewTest, WhatACardHoldsIsDrawnOnceItHasFadedIn) {
+    QWidget* view = card({260, 260});
+    auto* text = new QPlainTextEdit(view);
+    text->setFrameShape(QFrame::NoFrame);
+    text->setGeometry(view->rect().adjusted(20, 20, -20, -20));
+    paintGround(*text, Qt::white);
+    const auto* pop = MYCenterPopView::show(view, &window_);
+    ASSERT_TRUE(waitFor([pop] { return pop->contentAlpha() == 1; }));
+    const auto onScreen = [this](QPoint place) {
+        return window_.screen()->grabWindow(window_.winId()).toImage().pixelColor(place);
+    };
+    EXPECT_TRUE(waitFor([&] { return onScreen({375, 225}) == Qt::red; }));
+    EXPECT_TRUE(waitFor([&] { return onScreen({500, 350}) == Qt::white; })) << "which fills its part by itself";
+}
 
 TEST_F(PopViewTest, ACardFadesInInTheMiddleAndLeavesNothing) {
     const auto before = QApplication::allWidgets().size();

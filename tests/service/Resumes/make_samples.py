@@ -22,11 +22,12 @@ def docx(name, body, doctype=""):
         archive.writestr("word/document.xml", f"{doctype}<w:document {WORD}><w:body>{body}</w:body></w:document>")
 
 
-def pdf(name, lines, more=(), tail=b""):
-    """One page in Helvetica. `more` are further objects, from number 6 on, the first of which the page may draw as /X."""
+def pdf(name, lines, more=(), tail=b"", place="", pages=1):
+    """Pages in Helvetica, all the same. `more` are further objects, from number 6 on, the first of which the page draws as /X, after
+    what places it."""
     drawing = "BT /F 18 Tf 60 760 Td 24 TL " + " ".join(f"({line}) Tj T*" for line in lines) + " ET"
-    drawing += " /X Do" if more else ""
-    objects = ["<</Type/Catalog/Pages 2 0 R>>", "<</Type/Pages/Kids[3 0 R]/Count 1>>",
+    drawing += f" {place}/X Do" if more else ""
+    objects = ["<</Type/Catalog/Pages 2 0 R>>", f"<</Type/Pages/Kids[{'3 0 R ' * pages}]/Count {pages}>>",
                "<</Type/Page/Parent 2 0 R/MediaBox[0 0 595 842]/Contents 4 0 R"
                "/Resources<</Font<</F 5 0 R>>/XObject<</X 6 0 R>>>>>>",
                f"<</Length {len(drawing)}>>stream\n{drawing}\nendstream",
@@ -34,7 +35,7 @@ def pdf(name, lines, more=(), tail=b""):
     data, places = b"%PDF-1.4\n", []
     for number, text in enumerate(objects, 1):
         places.append(len(data))
-        data += b"%d 0 obj\n%s\nendobj\n" % (number, text.encode())
+        data += b"%d 0 obj\n%s\nendobj\n" % (number, text if isinstance(text, bytes) else text.encode())
     start, size = len(data), len(objects) + 1
     data += b"xref\n0 %d\n0000000000 65535 f \n" % size + b"".join(b"%010d 00000 n \n" % place for place in places)
     data += b"trailer<</Size %d/Root 1 0 R>>\nstartxref\n%d\n%%%%EOF\n" % (size, start)
@@ -77,6 +78,12 @@ doc("chinese.doc", "\n".join(CHINESE) + "\n" + "\n".join(ENGLISH) + "\n")
 for kind in ("png", "jpeg"):
     subprocess.run(["pdftoppm", "-singlefile", "-r", "150", "-" + kind, folder / "english.pdf", folder / "picture"], check=True)
 (folder / "picture.jpg").rename(folder / "picture.jpeg")
+
+# Two scanned pages.
+scan = (folder / "picture.jpeg").read_bytes()
+pdf("scan.pdf", [], more=[b"<</Type/XObject/Subtype/Image/Width 1240/Height 1755/ColorSpace/DeviceRGB/BitsPerComponent 8"
+                          b"/Filter/DCTDecode/Length %d>>stream\n%s\nendstream" % (len(scan), scan)],
+    place="595 0 0 842 0 0 cm ", pages=2)
 
 (folder / "empty.pdf").write_bytes(b"")
 (folder / "text.pdf").write_bytes(b"I call myself a PDF.\n")

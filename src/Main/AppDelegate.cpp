@@ -1,0 +1,350 @@
+#include "AppDelegate.h"
+
+#include "Rehearsal.h"
+
+#include <Foundation/BackgroundQueue.h>
+#include <Foundation/MainQueue.h>
+#include <Page/AIInterviewPages/SessionWindow.h>
+#include <Tools/KXAudioRouter.h>
+#include <Tools/PopView/Alert.h>
+#include <Tools/PopView/CommonTipView.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/ProgressHUD.h>
+#include <Tools/PopView/SystemFont.h>
+#include <Tools/PopView/Windows.h>
+
+#include <QApplication>
+#include <QEvent>
+#include <QPushButton>
+#include <QScreen>
+#include <algorithm>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr QSize smallestMainSize(600, 400); // at the usual font scale
+const QString stayKey = QStringLiteral("staysWithoutTray");
+
+QMessageBox::Icon iconOf(AlertStyle style) {
+    switch (style) {
+    case AlertStyle::informational:
+        return QMessageBox::Information;
+    case AlertStyle::critical:
+        return QMessageBox::Critical;
+    case AlertStyle::warning:
+        break;
+    }
+    return QMessageBox::Warning;
+}
+
+/// A question over the window, with two answers; none is given by Escape.
+CommonTipView* ask(QMainWindow& window, const QString& title, const QString& text, const QString& left,
+                   const QString& right) {
+    auto* card = new CommonTipView;
+    card->configure(title, text, left, right);
+    card->resize(card->sizeHint());
+    MYCenterPopView::show(card, window.centralWidget());
+    card->sureButton()->setFocus();
+    return card;
+}
+
+void bringToFront(QWidget& window) {
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finished)
+    : finished_(std::move(finished))
+    , composition_(settings_, line.backend)
+    , pending_(line)
+    , menu_([this] { showMainWindow(); }, [this] { quit(); })
+    , tray_(trayActions()) {
+    ProgressHUD::shared().mainWindowContent = [self = QPointer(this)]() -> QWidget* {
+        return self && self->window_ ? self->window_->centralWidget() : nullptr;
+    };
+    Composition::Hooks hooks;
+    hooks.alert = [this, passing = Composition::alertInPassing()](const Alert& alert) {
+        if (session_)
+            passing(alert);
+        else
+            showAlert(alert.title, alert.text, alert.icon, iconOf(alert.style));
+    };
+    hooks.forcedSignOut = [this] {
+        if (!signIn_ || !signIn_->tokenRefused())
+            openLogin();
+    };
+    composition_.setHooks(std::move(hooks));
+    connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::endSession, Qt::DirectConnection);
+    qApp->installEventFilter(this);
+}
+
+AppDelegate::~AppDelegate() {
+    qApp->removeEventFilter(this);
+    composition_.setHooks({});
+    endSession();
+    delete session_;
+    delete window_;
+}
+
+PageContext AppDelegate::context() {
+    SetupServices setup;
+    setup.settings = &settings_;
+    setup.http = &composition_.http();
+    setup.router = []() -> AudioRouting& { return KXAudioRouter::shared(); };
+    setup.makeSession = [this](const SessionSound& sound) {
+        return takeSession(new LiveSession(composition_, sound, this));
+    };
+    if (!sampleInterview().isEmpty())
+        setup.rehearse = [this] { rehearse(); };
+    return {settings_, composition_.http(), std::move(setup), &composition_.images(), [this] { openLogin(); }};
+}
+
+TrayIcon::Actions AppDelegate::trayActions() {
+    TrayIcon::Actions actions;
+    actions.show = [this] { raise(); };
+    actions.interview = [this] { startInterview(); };
+    if (!sampleInterview().isEmpty())
+        actions.rehearse = [this] { rehearse(); };
+    actions.quit = [this] { quit(); };
+    return actions;
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    composition_.http().setHeld(true); // the pages ask for what they show as soon as they are there
+    const bool hasToken = !settings_.loginToken().value_or(QString()).isEmpty();
+    if (settings_.isAutoLogin() && hasToken && pending_.pageIndex() != loginPage)
+        openMainWindow();
+    else
+        openLogin();
+    findBackend();
+}
+
+void AppDelegate::keepWindow(QMainWindow* window) {
+    window_ = window;
+    window->setAttribute(Qt::WA_DeleteOnClose, false);
+    menu_.serve(window);
+}
+
+void AppDelegate::openMainWindow() {
+    auto* window = new QMainWindow;
+    keepWindow(window);
+    window->setCentralWidget(makeMainView());
+    const QRect room = window->screen()->availableGeometry();
+    window->resize((ViewController::usualSize * fontScale()).boundedTo(room.size()));
+    window->move(room.center() - window->rect().center());
+    bringToFront(*window);
+}
+
+QWidget* AppDelegate::makeMainView() {
+    auto* view = new ViewController(context());
+    view->setMenu(&menu_);
+    view->setMinimumSize((smallestMainSize * fontScale()).boundedTo(view->screen()->availableSize() * 0.9));
+    onMain(QPointer(this), [this] { doPending(); });
+    return view;
+}
+
+ViewController* AppDelegate::mainView() const {
+    return window_ ? qobject_cast<ViewController*>(window_->centralWidget()) : nullptr;
+}
+
+LoginServices AppDelegate::loginServices() {
+    LoginServices services{&composition_.http(), &settings_, &composition_.images(), {}, {}, {}};
+    services.makeMainView = [this] { return makeMainView(); };
+    if (composition_.backend().isLocalService())
+        services.enterLocally = [this](QObject*, const LoginServices::Entered& entered) { enterLocally(entered); };
+    return services;
+}
+
+/// In the place of every other window.
+void AppDelegate::openLogin() {
+    if (window_ && mainView() == nullptr) {
+        closeOtherWindows(window_); // refused once more, for another request
+        bringToFront(*window_);
+        return;
+    }
+    const QPointer<QMainWindow> before = window_;
+    keepWindow(LoginViewController::openWindow(loginServices()));
+    if (session_)
+        session_->window()->setMainWindow(window_);
+    closeOtherWindows(window_);
+    if (before)
+        before->deleteLater(); // one of its buttons may be what asks for it
+}
+
+/// With this machine's own account, whatever sign-in is stored.
+void AppDelegate::enterLocally(const LoginServices::Entered& entered) {
+    composition_.connectBackend(this, [this, entered](const Result<Backend::Access>& access) {
+        if (!access) {
+            entered(failure(access.error()));
+            return;
+        }
+        settings_.setLoginToken(std::nullopt);
+        signIn_ = std::make_unique<SessionSignIn>(composition_.http(), settings_, access->trust);
+        signIn_->run(entered);
+    });
+}
+
+void AppDelegate::findBackend() {
+    if (const Result<void> usable = composition_.backend().checkAddress(); !usable) {
+        sayThatThereIsNoBackend(usable.error());
+        return;
+    }
+    composition_.connectBackend(this, [this](const Result<Backend::Access>& access) {
+        if (access)
+            composition_.http().setHeld(false);
+        else
+            sayThatThereIsNoBackend(access.error());
+    });
+}
+
+void AppDelegate::sayThatThereIsNoBackend(const QString& why) {
+    if (!window_)
+        return;
+    CommonTipView* card = ask(*window_, tr("无法连接服务"), why, tr("退出程序"), tr("重试"));
+    card->sureBlock = [this] { findBackend(); };
+    connect(card->cancelButton(), &QPushButton::clicked, this, &AppDelegate::quit);
+}
+
+void AppDelegate::showMainWindow() {
+    if (window_)
+        bringToFront(*window_);
+    else
+        openMainWindow();
+}
+
+bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
+    if (!hasVisibleWindows && window_)
+        bringToFront(*window_);
+    return true;
+}
+
+/// What the user looks at: the interview while there is one.
+void AppDelegate::raise() {
+    if (session_ && session_->window()->isVisible())
+        bringToFront(*session_->window());
+    else
+        showMainWindow();
+}
+
+void AppDelegate::carryOut(const CommandLine& line) {
+    pending_ = line;
+    raise();
+    if (line.pageIndex() == loginPage)
+        openLogin();
+    doPending();
+}
+
+void AppDelegate::doPending() {
+    if (mainView() == nullptr)
+        return; // once somebody is signed in
+    const CommandLine line = std::exchange(pending_, {});
+    if (const auto page = line.pageIndex(); page && *page != loginPage)
+        mainView()->showPage(*page);
+    if (line.start == CommandLine::Start::Interview)
+        startInterview();
+    else if (line.start == CommandLine::Start::Rehearsal)
+        rehearse();
+}
+
+void AppDelegate::startInterview() {
+    raise();
+    if (session_)
+        return;
+    if (mainView() == nullptr) {
+        pending_.start = CommandLine::Start::Interview;
+        return;
+    }
+    if (qobject_cast<InterviewSettingViewController*>(mainView()->page()) == nullptr)
+        mainView()->showPage(setupPage);
+    // After the page has heard that it is in sight, and asks whether the interview will be understood.
+    const QPointer page(qobject_cast<InterviewSettingViewController*>(mainView()->page()));
+    onMain(page, [page] { page->startInterview(); });
+}
+
+void AppDelegate::rehearse() {
+    if (session_ || mainView() == nullptr) {
+        raise();
+        if (!session_)
+            pending_.start = CommandLine::Start::Rehearsal;
+        return;
+    }
+    SessionWindow* opened = takeSession(new LiveSession(composition_, sampleInterview(), this));
+    opened->setMainWindow(window_);
+    opened->show();
+    opened->activateWindow();
+    window_->hide();
+}
+
+SessionWindow* AppDelegate::takeSession(LiveSession* session) {
+    session_ = session;
+    session->window()->addAction(menu_.showMainWindow());
+    return session->window();
+}
+
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Quit && !isQuitting_) {
+        quit();
+        return true;
+    }
+    if (event->type() == QEvent::Close && watched == window_ && !isQuitting_) {
+        event->ignore();
+        windowIsClosed();
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void AppDelegate::windowIsClosed() {
+    const std::optional<bool> stays = defaults_.boolean(stayKey);
+    if (tray_.isInSight() || stays == true) {
+        window_->hide();
+        tray_.sayThatItIsHere();
+    } else if (stays == false) {
+        quit();
+    } else {
+        askWhetherToStay();
+    }
+}
+
+/// Once: where there is no tray, only a further start of the program brings it back.
+void AppDelegate::askWhetherToStay() {
+    if (window_->findChild<CommonTipView*>(stayKey) != nullptr)
+        return;
+    CommonTipView* card = ask(*window_, tr("关闭窗口后继续运行吗？"),
+                              tr("这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。"),
+                              tr("退出程序"), tr("留在后台"));
+    card->setObjectName(stayKey);
+    card->sureBlock = [this] {
+        defaults_.setBoolean(stayKey, true);
+        window_->hide();
+    };
+    connect(card->cancelButton(), &QPushButton::clicked, this, [this] {
+        defaults_.setBoolean(stayKey, false);
+        quit();
+    });
+}
+
+void AppDelegate::endSession() {
+    if (session_ && session_->window()->isVisible())
+        session_->window()->close();
+    waitForBackground();
+}
+
+void AppDelegate::quit() {
+    if (std::exchange(isQuitting_, true))
+        return;
+    if (session_)
+        session_->window()->setMainWindow(nullptr);
+    endSession();
+    if (window_)
+        window_->hide();
+    onMain(QPointer(this), [this] { finished_(0); });
+}
+
+} // namespace parlowen

@@ -1,0 +1,163 @@
+#include "ViewController.h"
+
+#include "HomeLeftView.h"
+#include "TopBarView.h"
+
+#include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
+#include <Foundation/NotificationCenter.h>
+#include <Network/HttpDatas.h>
+#include <Network/Settings.h>
+#include <Tools/PopView/Colors.h>
+#include <Tools/PopView/Factories.h>
+#include <Tools/PopView/ProgressHUD.h>
+#include <Tools/PopView/SystemFont.h>
+
+#include <QBoxLayout>
+#include <QEvent>
+#include <QMenu>
+#include <QPainter>
+#include <QSplitter>
+#include <QToolButton>
+#include <utility>
+
+namespace parlowen {
+
+namespace {
+
+constexpr int sidebarWidth = 180; // at the usual font scale
+constexpr double signOutDelay = 0.25;
+
+QString menuButtonStyle() {
+    return QStringLiteral("QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 4px; }"
+                          "QToolButton:hover, QToolButton:open { background: %1; }"
+                          "QToolButton:focus { border-color: %2; } QToolButton::menu-indicator { image: none; }")
+        .arg(hexColor(theme::secondary).name(), hexColor(theme::accent).name());
+}
+
+} // namespace
+
+SidebarViewController::SidebarViewController(QWidget* parent)
+    : QWidget(parent) {
+    setPalette(lightPalette(hexColor(theme::topBar)));
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(leftView());
+    leftView()->didSelectItem = [self = QPointer(this)](int index) {
+        if (!self)
+            return;
+        consoleLog(QStringLiteral("选中了 %1").arg(index));
+        self->select(index);
+    };
+    NotificationCenter::shared().observe(
+        QStringLiteral("AiSettingNotification"), this, [this](const Notification& told) {
+            if (const QJsonValue message = told.userInfo.value(QStringLiteral("message")); message.isString())
+                handleMyNotification1(message.toString());
+        });
+}
+
+HomeLeftView* SidebarViewController::leftView() {
+    if (leftView_ == nullptr)
+        leftView_ = new HomeLeftView(this);
+    return leftView_;
+}
+
+void SidebarViewController::select(int index) {
+    leftView()->selectIndex = index;
+    leftView()->refresh();
+    if (delegate != nullptr)
+        delegate->showPage(index);
+}
+
+void SidebarViewController::handleMyNotification1(const QString& message) {
+    consoleLog(QStringLiteral("收到通知内容：") + message);
+    select(aiSettingsPage);
+}
+
+void SidebarViewController::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), hexColor(theme::topBar));
+    painter.setPen(hexColor(theme::secondary));
+    painter.drawLine(rect().topRight(), rect().bottomRight());
+}
+
+ContentContainerViewController::ContentContainerViewController(PageContext context, QWidget* parent)
+    : PageContainer([this](int index) { return makePage(index, context_); }, parent)
+    , context_(std::move(context)) {
+    showPage(setupPage);
+}
+
+void ContentContainerViewController::showPage(int index) {
+    if (index == signOutPage)
+        signOut();
+    else
+        PageContainer::showPage(index);
+}
+
+// The backend is told, but whatever it says nobody stays signed in here.
+void ContentContainerViewController::signOut() {
+    const auto tail = [&settings = context_.settings, signedOut = context_.signedOut] {
+        consoleLog(QStringLiteral("======="));
+        settings.clearSignIn();
+        if (signedOut)
+            signedOut();
+    };
+    const QPointer<HttpDatas> http(&context_.http); // the window may have gone by then
+    context_.http.requestData(QStringLiteral("/user/logout"), HttpMethod::POST, std::nullopt, std::nullopt,
+                              [http, tail](FResponseStatus, const std::optional<JSON>&, const std::optional<QString>&) {
+                                  ProgressHUD::shared().toast(tr("账号已退出登录"));
+                                  afterDelay(signOutDelay, http, tail);
+                              });
+}
+
+ViewController::ViewController(const PageContext& context, QWidget* parent)
+    : QWidget(parent)
+    , topBar_(new TopBarView(context.settings, context.http, this))
+    , menuButton_(new QToolButton(topBar_)) {
+    setPalette(lightPalette(hexColor(theme::pageGround)));
+    auto* split = new QSplitter(Qt::Horizontal, this);
+    split->setHandleWidth(0);
+    split->setChildrenCollapsible(false);
+    sidebar_ = new SidebarViewController(split);
+    content_ = new ContentContainerViewController(context, split);
+    sidebar_->delegate = content_;
+    const int width = static_cast<int>(sidebarWidth * fontScale());
+    sidebar_->setMinimumWidth(width);
+    split->setStretchFactor(1, 1);
+    split->setSizes({width, static_cast<int>(usualSize.width() * fontScale()) - width});
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->setSpacing(0);
+    buildMenuButton();
+    whole->addWidget(topBar_);
+    whole->addWidget(split, 1);
+}
+
+void ViewController::buildMenuButton() {
+    menuButton_->setIcon(namedImage(QStringLiteral("menu")));
+    menuButton_->setFocusPolicy(Qt::StrongFocus);
+    menuButton_->setCursor(Qt::PointingHandCursor);
+    menuButton_->setPopupMode(QToolButton::InstantPopup);
+    menuButton_->setStyleSheet(menuButtonStyle());
+    menuButton_->hide();
+    topBar_->layout()->addWidget(menuButton_);
+    sayTexts();
+}
+
+void ViewController::sayTexts() {
+    menuButton_->setToolTip(tr("菜单"));
+    menuButton_->setAccessibleName(menuButton_->toolTip());
+}
+
+void ViewController::setMenu(QMenu* menu) {
+    menuButton_->setMenu(menu);
+    menuButton_->show();
+}
+
+void ViewController::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        sayTexts();
+}
+
+} // namespace parlowen
