@@ -49,7 +49,7 @@
     </message>
     <message>
         <source>面试设置</source>
-        <translation>Interview settings</translation>
+        <translation>Settings</translation>
     </message>
     <message>
         <source>版本信息</source>
@@ -191,6 +191,19 @@
     </message>
 </context>
 <context>
+    <name>parlowen::AnswersModel</name>
+    <message>
+        <source>▸ 简历依据（%1）</source>
+        <translation>▸ From your résumé (%1)</translation>
+    </message>
+    <message>
+        <source>▾ 简历依据
+%1</source>
+        <translation>▾ From your résumé
+%1</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::AppDelegate</name>
     <message>
         <source>无法连接服务</source>
@@ -215,6 +228,10 @@
     <message>
         <source>留在后台</source>
         <translation>Keep running</translation>
+    </message>
+    <message>
+        <source>全局快捷键不可用：%1</source>
+        <translation>Shortcuts cannot be used in other programs: %1</translation>
     </message>
 </context>
 <context>
@@ -422,11 +439,11 @@
     </message>
     <message>
         <source>服务听不懂，不会有文字</source>
-        <translation>Not understood: there would be no text</translation>
+        <translation>Not understood: no text</translation>
     </message>
     <message>
         <source>服务不能译成它，不会有文字</source>
-        <translation>No translation into it: no text</translation>
+        <translation>No translation: no text</translation>
     </message>
     <message>
         <source>不能译成“%1”</source>
@@ -458,7 +475,7 @@
     </message>
     <message>
         <source>当前服务没有所选的语言</source>
-        <translation>The service does not have these languages</translation>
+        <translation>The service does not offer what is chosen</translation>
     </message>
     <message>
         <source>改用并开始</source>
@@ -664,15 +681,15 @@
     </message>
     <message>
         <source>没有岗位和简历，回答会笼统</source>
-        <translation>No position, no résumé: answers stay general</translation>
+        <translation>Answers lack position, résumé</translation>
     </message>
     <message>
         <source>没有岗位，回答会笼统</source>
-        <translation>No position: answers stay general</translation>
+        <translation>Answers lack your position</translation>
     </message>
     <message>
         <source>没有简历，回答用不上您的经历</source>
-        <translation>No résumé: answers cannot use your experience</translation>
+        <translation>Answers lack your résumé</translation>
     </message>
 </context>
 <context>
@@ -875,11 +892,11 @@
     </message>
     <message>
         <source>识别语言</source>
-        <translation>Spoken language</translation>
+        <translation>Spoken</translation>
     </message>
     <message>
         <source>翻译语言</source>
-        <translation>Translation</translation>
+        <translation>Translated</translation>
     </message>
     <message>
         <source>悬浮窗开始面试</source>
@@ -916,6 +933,25 @@
     <message>
         <source>线上的面试，在面试设置里改听电脑播放的声音</source>
         <translation>For an interview online: change to the computer&apos;s sound in the settings</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ShortcutSwitch</name>
+    <message>
+        <source>显示或隐藏面试窗口</source>
+        <translation>show or hide the interview window</translation>
+    </message>
+    <message>
+        <source>立即回答（手动回答时）</source>
+        <translation>answer now (with answers on request)</translation>
+    </message>
+    <message>
+        <source>开始或结束面试</source>
+        <translation>start or end an interview</translation>
+    </message>
+    <message>
+        <source>在其他程序中也能使用的快捷键</source>
+        <translation>Shortcuts that work in other programs too</translation>
     </message>
 </context>
 <context>

@@ -1,6 +1,7 @@
 #include "ModelCatalogue.h"
 
 #include "CatalogueText.h"
+#include "Http/HttpMessage.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -50,9 +51,11 @@ ModelCatalogue ModelCatalogue::builtIn() { return parse(catalogueText); }
 
 ModelCatalogue ModelCatalogue::parse(const std::string& text) {
     try {
-        const auto value = json::parse(text);
-        ModelCatalogue catalogue{value.at("base"), {}};
-        for (const auto& model : value.at("models"))
+        const auto value = jsonObject(text);
+        if (!value)
+            throw std::runtime_error("the catalogue of models is no JSON object");
+        ModelCatalogue catalogue{value->at("base"), {}};
+        for (const auto& model : value->at("models"))
             catalogue.models.push_back(entryOf(model));
         return catalogue;
     } catch (const json::exception& problem) {

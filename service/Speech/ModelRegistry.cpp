@@ -1,5 +1,6 @@
 #include "ModelRegistry.h"
 
+#include "Http/HttpMessage.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
 #include "Process/ChildProcess.h"
@@ -217,7 +218,7 @@ void ModelRegistry::tryAll(const std::vector<ModelFolder>& models, const std::st
 
 void ModelRegistry::readTrials() {
     try {
-        const auto json = nlohmann::json::parse(readPrivateFile(trialsFile(where.own)).value_or("{}"));
+        const auto json = jsonObject(readPrivateFile(trialsFile(where.own)).value_or("{}")).value();
         for (const auto& [name, trial] : json.items())
             trials[name] = {trial.at("stamp"), trial.at("problem").get<std::string>()};
     } catch (const std::exception&) {

@@ -2,7 +2,6 @@
 
 #include <Foundation/ChosenLanguage.h>
 #include <Network/HttpDatas.h>
-#include <Tools/PopView/Popover.h>
 
 #include <QBoxLayout>
 #include <algorithm>
@@ -73,20 +72,12 @@ void CountryListViewController::controlTextDidChange() {
     QStringList rows;
     for (const CountryListModel& country : filteredModels_)
         rows << countryRow(country);
-    if (rows.isEmpty())
-        list_->showNotice(tr("没有匹配的国家/地区"), false);
-    else
-        list_->showRows(rows);
+    list_->showRows(rows, tr("没有匹配的国家/地区"));
 }
 
 void CountryListViewController::tableViewSelectionDidChange(int row) {
-    const QPointer<CountryListViewController> self(this); // the delegate may close what holds it
     if (delegateObject_)
         delegate_->didSelectCountry(filteredModels_.at(static_cast<std::size_t>(row)));
-    if (!self)
-        return;
-    if (auto* popover = qobject_cast<Popover*>(window()))
-        popover->close();
 }
 
 } // namespace parlowen

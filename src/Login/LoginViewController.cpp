@@ -62,7 +62,6 @@ void LoginViewController::fillForm() {
     controls().autoLoginBtn->setChecked(selectAutoLogin_);
     didSelectCountry(countryModel_);
     showLoginType();
-    setFocusProxy(controls().phoneLabel);
 }
 
 void LoginViewController::changeEvent(QEvent* event) {
@@ -107,7 +106,7 @@ QMainWindow* LoginViewController::openWindow(const LoginServices& services) {
     window->show();
     window->raise();
     window->activateWindow();
-    page->setFocus(Qt::OtherFocusReason);
+    page->controls().phoneLabel->setFocus(Qt::OtherFocusReason);
     return window;
 }
 

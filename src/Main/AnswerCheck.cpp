@@ -17,7 +17,7 @@ constexpr Phrase trialQuestion{"What do you like about your work?", "你喜欢�
 constexpr Phrase times{"first piece after %1 ms, the whole answer after %2 ms\n",
                        "首段用时 %1 毫秒，完整回答用时 %2 毫秒\n"};
 constexpr Phrase noAnswer{"the answer was empty", "回答为空"};
-constexpr Phrase refused{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
+constexpr Phrase signInRefused{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
 
 } // namespace
 
@@ -50,7 +50,7 @@ void AnswerCheck::signIn(const LocalTrust& trust) {
     Composition::Hooks hooks;
     hooks.forcedSignOut = [this] {
         if (!signIn_->tokenRefused())
-            fail(refused.here());
+            fail(signInRefused.here());
     };
     composition_.setHooks(std::move(hooks));
     signIn_ = std::make_unique<SessionSignIn>(composition_.http(), settings_.settings(), trust);

@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Composition.h"
 #include "LiveSession.h"
+#include "SessionShortcuts.h"
 #include "SessionSignIn.h"
 #include "TrayIcon.h"
 #include "ViewController.h"
@@ -33,8 +34,9 @@ public:
     void showMainWindow();
     /// The program is called once more: where none of its windows is to be seen, the window is brought back.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
-    /// Does what a command line asks of the windows, as soon as somebody is signed in.
-    void carryOut(const CommandLine& line);
+    /// Comes to the front and does what a command line asks of the windows, as soon as somebody is signed in. False
+    /// when the program is about to end.
+    bool carryOut(const CommandLine& line);
     /// Ends an interview in order, then the program.
     void quit();
     /// Ends an interview in order, and returns once its services have stopped.
@@ -54,6 +56,7 @@ private:
     PageContext context();
     LoginServices loginServices();
     TrayIcon::Actions trayActions();
+    SessionShortcuts::Hooks shortcutHooks();
     void keepWindow(QMainWindow* window);
     void openMainWindow();
     void openLogin();
@@ -79,6 +82,7 @@ private:
     QPointer<LiveSession> session_;
     WindowMenu menu_;
     TrayIcon tray_;
+    SessionShortcuts shortcuts_;
     bool isQuitting_ = false;
 };
 

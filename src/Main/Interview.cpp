@@ -42,11 +42,11 @@ AudioRouting& Interview::router() { return KXAudioRouter::shared(); }
 void Interview::hearWhatIsPlayed(const QString& output) const { hear({true, line().application}, output); }
 
 // A window opens whatever is missing, and can be closed. A run without one would only wait for sound that cannot come.
-std::optional<QString> Interview::prepareSound() {
+Result<void> Interview::prepareSound() {
     consoleLog(QStringLiteral("开始面试"));
     const AudioCheck found = checkAudio(AudioHardwareService::shared(), terminalLanguage());
     if (!found.isReady() && line().headless)
-        return cannotBeHeard.in(terminalLanguage(), found.problems());
+        return failure(cannotBeHeard.in(terminalLanguage(), found.problems()));
     if (line().systemAudio) {
         router().setupSystemAudio();
         hearWhatIsPlayed({});
@@ -56,7 +56,7 @@ std::optional<QString> Interview::prepareSound() {
     }
     if (!found.isReady())
         warn(cannotBeHeard.in(terminalLanguage(), found.problems()));
-    return std::nullopt;
+    return {};
 }
 
 } // namespace parlowen

@@ -13,10 +13,10 @@ public:
 
 protected:
     QString soundName() const override;
-    std::optional<QString> soundProblem() const override { return std::nullopt; }
+    Result<void> checkSound() const override { return {}; }
     CaptureSourceFactory capture() override;
     AudioRouting& router() override;
-    std::optional<QString> prepareSound() override;
+    Result<void> prepareSound() override;
     void keep(SessionSettings& settings) override { settings.storeLooks(); }
 
 private:

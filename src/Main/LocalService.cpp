@@ -3,11 +3,12 @@
 #include <Foundation/Bundle.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/Phrase.h>
-#include <Network/Transport.h>
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QStandardPaths>
 #include <QUrl>
 #include <algorithm>
@@ -49,10 +50,12 @@ LocalService::LocalService(Place place, QObject* parent)
     connect(&process_, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error != QProcess::FailedToStart)
             return;
-        if (started_)
+        if (started_) {
             finish(failure(cannotStart.here(process_.errorString())));
-        else
-            restartAfterPause();
+            return;
+        }
+        consoleLog(QStringLiteral("❌ ") + cannotStart.in(Language::Chinese, process_.errorString()));
+        restartAfterPause();
     });
     connect(&process_, &QProcess::finished, this, &LocalService::ended);
     connect(&other_, &QSslSocket::encrypted, this, &LocalService::joined);
@@ -88,9 +91,9 @@ void LocalService::launch(quint16 port) {
     patience_.start(startUpMilliseconds);
     output_.clear();
     errors_.clear();
-    process_.start(place_.program,
-                   {QStringLiteral("--listen"), QStringLiteral("%1:%2").arg(loopback).arg(port),
-                    QStringLiteral("--data"), place_.dataDirectory, QStringLiteral("--exit-with-stdin")});
+    process_.start(place_.program, {QStringLiteral("--listen"), QStringLiteral("%1:%2").arg(loopback).arg(port),
+                                    QStringLiteral("--data"), place_.dataDirectory, QStringLiteral("--exit-with-stdin"),
+                                    QStringLiteral("--create-accounts")});
 }
 
 void LocalService::outOfPatience() {
@@ -160,7 +163,9 @@ void LocalService::joinOther() {
         return;
     }
     patience_.start(joinMilliseconds);
-    other_.setSslConfiguration(sslConfiguration(trust, QUrl(access().baseUrl)));
+    QSslConfiguration ownAuthorityAlone = QSslConfiguration::defaultConfiguration();
+    ownAuthorityAlone.setCaCertificates(QSslCertificate::fromData(trust.certificateAuthority, QSsl::Pem));
+    other_.setSslConfiguration(ownAuthorityAlone);
     other_.connectToHostEncrypted(loopback, port_);
 }
 

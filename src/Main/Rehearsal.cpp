@@ -54,10 +54,7 @@ QString sampleInterview() {
 
 QString Rehearsal::soundName() const { return line().file; }
 
-std::optional<QString> Rehearsal::soundProblem() const {
-    const Result<void> playable = FileCapture::check(line().file);
-    return playable ? std::nullopt : std::optional(playable.error());
-}
+Result<void> Rehearsal::checkSound() const { return FileCapture::check(line().file); }
 
 CaptureSourceFactory Rehearsal::capture() {
     return recordedCapture(line().file, status(), this, [this] { soundEnded(); });

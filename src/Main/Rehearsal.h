@@ -23,7 +23,7 @@ public:
 
 protected:
     QString soundName() const override;
-    std::optional<QString> soundProblem() const override;
+    Result<void> checkSound() const override;
     CaptureSourceFactory capture() override;
     AudioRouting& router() override { return router_; }
     bool endsByItself() const override { return true; }

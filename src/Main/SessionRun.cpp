@@ -68,13 +68,13 @@ double SessionRun::heardSeconds() const {
 }
 
 void SessionRun::begin() {
-    if (const auto problem = soundProblem()) {
-        giveUp(*problem, statusBadInput);
+    if (const Result<void> playable = checkSound(); !playable) {
+        giveUp(playable.error(), statusBadInput);
         return;
     }
     report_.tell(session::Started{soundName()});
-    if (const auto& problem = settings_.storedProblem())
-        fail(*problem);
+    if (const Result<void>& used = settings_.stored(); !used)
+        fail(used.error());
     settings_.applyAnswers(line_);
     connectBackend();
 }
@@ -127,8 +127,8 @@ void SessionRun::loadLanguages() {
 }
 
 void SessionRun::openSession() {
-    if (const auto problem = prepareSound()) {
-        giveUp(*problem, statusNotRun);
+    if (const Result<void> prepared = prepareSound(); !prepared) {
+        giveUp(prepared.error(), statusNotRun);
         return;
     }
     startSession();

@@ -8,6 +8,7 @@
 #include "SessionSignIn.h"
 
 #include <AVFoundation/CaptureSource.h>
+#include <Foundation/Result.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/SessionPresence.h>
@@ -48,12 +49,12 @@ protected:
     SessionStatus& status() { return status_; }
     /// What is heard, for the report.
     virtual QString soundName() const = 0;
-    /// Why there is nothing to hear, in plain words, or none.
-    virtual std::optional<QString> soundProblem() const = 0;
+    /// Fails, in plain words, when there is nothing to hear.
+    virtual Result<void> checkSound() const = 0;
     virtual CaptureSourceFactory capture() = 0;
     virtual AudioRouting& router() = 0;
-    /// What is done with the audio devices before the window opens. Returns why it need not open, or none.
-    virtual std::optional<QString> prepareSound() { return std::nullopt; }
+    /// What is done with the audio devices before the window opens. Fails when it need not open.
+    virtual Result<void> prepareSound() { return {}; }
     /// Called at the end, when the window's settings are what they stay.
     virtual void keep(SessionSettings&) {}
     /// Reports what keeps the session from hearing what it should, though it goes on.

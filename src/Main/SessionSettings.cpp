@@ -55,7 +55,7 @@ SessionSettings::SessionSettings(std::unique_ptr<SecretKeeper> keeper, const QSt
     if (usable && QFile::exists(storedFile) && !QFile::copy(storedFile, copy))
         usable = failure(notCopied.here());
     if (!usable)
-        storedProblem_ = notUsed.here(storedFile, usable.error());
+        stored_ = failure(notUsed.here(storedFile, usable.error()));
     defaults_ = std::make_unique<UserDefaults>(copy);
     settings_ = std::make_unique<Settings>(*defaults_);
     if (keeper && usable) {
@@ -88,7 +88,7 @@ void SessionSettings::storeLooks() {
     const Looks now(*settings_);
     const bool sameSize = !opened_ || now.fontSize == opened_->fontSize;
     const bool sameGround = !opened_ || now.opacity == opened_->opacity;
-    if (storedProblem_ || (sameSize && sameGround))
+    if (!stored_ || (sameSize && sameGround))
         return;
     UserDefaults storedDefaults(storedFile_);
     Settings stored(storedDefaults);

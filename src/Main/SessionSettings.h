@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 
+#include <Foundation/Result.h>
 #include <Foundation/UserDefaults.h>
 #include <Network/Models.h>
 #include <Network/Settings.h>
@@ -23,8 +24,8 @@ public:
 
     Settings& settings() { return *settings_; }
 
-    /// Why the stored settings are not used, in plain words; none when they are, or when there are none.
-    const std::optional<QString>& storedProblem() const { return storedProblem_; }
+    /// Fails, in plain words, when there are stored settings that are not used.
+    const Result<void>& stored() const { return stored_; }
 
     /// Answer settings: the stored ones, or automatic concise answers; manual ones when the command line asks for them,
     /// else automatic ones where there is no window with an answer button.
@@ -50,7 +51,7 @@ private:
 
     QString storedFile_;
     QTemporaryDir folder_;
-    std::optional<QString> storedProblem_;
+    Result<void> stored_;
     std::unique_ptr<UserDefaults> defaults_;
     std::unique_ptr<Settings> settings_;
     std::optional<Looks> opened_; ///< as the window opens

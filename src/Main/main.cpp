@@ -7,6 +7,7 @@
 #include "Rehearsal.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
+#include "SingleInstance.h"
 #include "UnixSignals.h"
 
 #include <CoreAudio/AudioHardwareService.h>
@@ -108,9 +109,25 @@ int runSession(const CommandLine& line) {
     return QCoreApplication::exec();
 }
 
+/// The windows, once for each user: a later start has the first one do what it asks for.
 int runShell(const CommandLine& line) {
+    SingleInstance instance;
+    switch (instance.begin(QCoreApplication::arguments())) {
+    case SingleInstance::Role::First:
+        break;
+    case SingleInstance::Role::HandedOver:
+        return 0;
+    case SingleInstance::Role::Unanswered:
+        constexpr Phrase unanswered{"parlowen: it runs already, but does not answer\n",
+                                    "parlowen：程序已在运行，但没有响应\n"};
+        write(stderr, unanswered.here().toUtf8());
+        return 1;
+    }
     AppDelegate delegate(line, [](int status) { QCoreApplication::exit(status); });
     const UnixSignals interrupts([&delegate] { delegate.quit(); });
+    instance.onLaunch = [&delegate](const QStringList& arguments) {
+        return delegate.carryOut(parseCommandLine(arguments));
+    };
     onMain([&delegate] { delegate.applicationDidFinishLaunching(); });
     return QCoreApplication::exec();
 }

@@ -143,9 +143,7 @@ void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completio
         handleFailure(name, description, transportAlertText(reply.error(), description, isOnline()), completion);
         return;
     }
-    bool decoded = false;
-    const JSON body = JSON::parse(reply.readAll(), &decoded);
-    if (decoded)
+    if (const JSON body = JSON::parse(reply.readAll()); body.exists())
         handleReply(reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), body, completion);
     else
         handleFailure("UndecodableReply", QStringLiteral("服务器的回复无法识别"), {}, completion);

@@ -59,17 +59,14 @@ JSON::JSON(nlohmann::json value)
 JSON::JSON(std::shared_ptr<const nlohmann::json> node)
     : node_(std::move(node)) {}
 
-JSON JSON::parse(const QByteArray& text, bool* ok) {
+JSON JSON::parse(const QByteArray& text) {
     bool tooDeep = false;
     const auto watchDepth = [&tooDeep](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
         tooDeep = tooDeep || depth >= maxDepth;
         return !tooDeep;
     };
     nlohmann::json value = nlohmann::json::parse(text.cbegin(), text.cend(), watchDepth, false);
-    const bool read = !tooDeep && !value.is_discarded();
-    if (ok != nullptr)
-        *ok = read;
-    return read ? JSON(std::move(value)) : JSON();
+    return tooDeep || value.is_discarded() ? JSON() : JSON(std::move(value));
 }
 
 JSON JSON::within(const nlohmann::json& part) const {

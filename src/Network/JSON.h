@@ -17,8 +17,8 @@ public:
     JSON() = default;
     explicit JSON(nlohmann::json value);
 
-    /// Reads one whole JSON text (UTF-8). Anything else, or nesting deeper than 512, gives the missing value and false.
-    static JSON parse(const QByteArray& text, bool* ok = nullptr);
+    /// Reads one whole JSON text (UTF-8). Anything else, or nesting deeper than 512, gives the missing value.
+    static JSON parse(const QByteArray& text);
 
     /// The member of an object or the element of an array; missing when there is none or this is of another kind.
     JSON operator[](const QString& key) const;

@@ -158,9 +158,8 @@ void ResumeUpload::finished() {
         fail(transportErrorDescription(reply_->error(), reply_->errorString()));
         return;
     }
-    bool decoded = false;
-    const JSON body = JSON::parse(reply_->readAll(), &decoded);
-    if (!decoded) {
+    const JSON body = JSON::parse(reply_->readAll());
+    if (!body.exists()) {
         fail(QStringLiteral("服务器的回复无法识别"));
         return;
     }

@@ -70,8 +70,8 @@ std::optional<QUrl> requestUrl(const QString& base, const QString& path, const Q
 
 QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url) {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    if (trust.covers(url.host()))
-        configuration.setCaCertificates(QSslCertificate::fromData(trust.certificateAuthority, QSsl::Pem));
+    if (trust.covers(url.host())) // adding, unlike setting, leaves the system's to be looked up when they are needed
+        configuration.addCaCertificates(QSslCertificate::fromData(trust.certificateAuthority, QSsl::Pem));
     return configuration;
 }
 

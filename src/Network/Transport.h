@@ -26,8 +26,8 @@ std::optional<QUrl> requestUrl(const QString& base, const QString& path, const Q
 /// listens there would get the token.
 void authorize(QNetworkRequest& request, const QString& token);
 
-/// The TLS settings for a request to that URL: the host that the local trust covers is checked against its authority
-/// alone, every other host against the system's.
+/// The TLS settings for a request to that URL: a host is checked against the system's authorities, and the one that the
+/// local trust covers against its authority as well.
 QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url);
 
 /// Whether the transfer itself failed. A reply that arrived whole with an HTTP error status did not.

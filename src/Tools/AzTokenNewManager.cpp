@@ -47,6 +47,7 @@ void AzTokenNewManager::requestToken() {
 void AzTokenNewManager::refreshToken() {
     action = 2;
     retry = 0;
+    gaveUp_ = false;
     requestToken();
 }
 
@@ -64,6 +65,7 @@ void AzTokenNewManager::handleReply(FResponseStatus status, const std::optional<
             delegate_->tokenDidRefresh(token);
     }
     retry = 0;
+    gaveUp_ = false;
 }
 
 void AzTokenNewManager::handleFailure() {
@@ -73,10 +75,13 @@ void AzTokenNewManager::handleFailure() {
         requestToken();
         return;
     }
-    consoleLog("请求终止");
+    const bool gaveUp = std::exchange(gaveUp_, true);
+    if (!gaveUp)
+        consoleLog("请求终止");
     if (delegate_ == nullptr)
         return;
-    consoleLog("获取 token 失败，停止轮训。");
+    if (!gaveUp)
+        consoleLog("获取 token 失败，停止轮训。");
     delegate_->tokenDidFail();
     askAgain();
 }

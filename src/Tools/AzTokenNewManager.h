@@ -69,6 +69,7 @@ private:
     std::optional<std::chrono::seconds> lastAsked_; ///< when askAgain() last began a pause
     std::chrono::milliseconds pause_{0};
     bool pausing_ = false;
+    bool gaveUp_ = false; ///< in this cycle, and said so
 };
 
 } // namespace parlowen

@@ -113,6 +113,12 @@ void TimerManager::setOnTick(std::function<void(qint64)> onTick) {
     state_->onTick = std::move(onTick);
 }
 
+void TimerManager::clearOnTick(Session session) {
+    const std::lock_guard lock(state_->hooksMutex);
+    if (state_->session == session)
+        state_->onTick = nullptr;
+}
+
 TimerManager::Session TimerManager::setOnTokenRefresh(std::function<void()> onTokenRefresh) {
     const std::lock_guard lock(state_->hooksMutex);
     state_->onTokenRefresh = std::move(onTokenRefresh);

@@ -41,6 +41,8 @@ public:
 
     /// Called every second with the new count. Any thread may set it.
     void setOnTick(std::function<void(qint64)> onTick);
+    /// Takes onTick back, unless another session has taken the clock since. Any thread.
+    void clearOnTick(Session session);
     /// Called every 480 seconds, after onTick. Any thread may set it. From here on the clock is this session's.
     Session setOnTokenRefresh(std::function<void()> onTokenRefresh);
     /// Takes the hook back, unless another session has set its own since. Any thread.

@@ -49,7 +49,7 @@ protected:
 
     std::pair<int, std::string> print(const QStringList& arguments) const {
         ProgramRun run(arguments, {{"LC_ALL", "C"}}, home);
-        const int status = run.finish(30'000);
+        const int status = run.finish();
         return {status, run.output.toStdString()};
     }
 
@@ -105,7 +105,7 @@ protected:
     static void endOrderly(ProgramRun& run, int number) {
         run.signal(number);
         EXPECT_TRUE(waitFor([&run] { return run.process.state() == QProcess::NotRunning; }, 20'000));
-        EXPECT_EQ(run.finish(20'000), 0) << run.errors.right(2000).toStdString();
+        EXPECT_EQ(run.finish(), 0) << run.errors.right(2000).toStdString();
         EXPECT_EQ(run.events(QStringLiteral("ended")).size(), 1U);
         EXPECT_TRUE(run.events(QStringLiteral("problem")).empty()) << run.output.toStdString();
     }
@@ -151,7 +151,7 @@ TEST_P(InterviewTest, TheCheckSaysWhatWouldBeHeardAndTouchesNothing) {
 TEST(AudioCommandsTest, WithoutAServerTheySaySoAtOnce) {
     for (const QStringList& command : {QStringList{"--check-audio"}, QStringList{"--check-audio", "--listen"}}) {
         ProgramRun run(command, {{"LC_ALL", "C"}});
-        EXPECT_EQ(run.finish(5'000), 1);
+        EXPECT_EQ(run.finish(), 1);
         EXPECT_THAT(run.output.toStdString(),
                     AllOf(HasSubstr("problem No audio server answers.\n        Start "), Not(HasSubstr("ok  "))));
     }

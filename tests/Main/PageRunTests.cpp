@@ -22,10 +22,12 @@
 namespace parlowen::testing {
 namespace {
 
-TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBack) {
+class PageRunTest : public EitherAudioServer {};
+ON_EITHER_AUDIO_SERVER(PageRunTest);
+
+TEST_P(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBack) {
     const CapturedLog log;
-    PrivatePulseAudio daemon;
-    ASSERT_TRUE(daemon.isReady());
+    startServer({QStringLiteral("module-null-sink sink_name=call rate=48000 channels=2")});
     const auto client = PulseClient::shared();
     client->waitUntilKnown(std::chrono::seconds(5));
     AudioHardwareService::install(std::make_shared<PulseAudioServer>(client));
@@ -58,7 +60,7 @@ TEST(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBac
 
     const Speech speech = sampleSpeech(0, 1);
     {
-        const PlayedTone tone(daemon.address(), QStringLiteral("call"));
+        const PlayedTone tone(daemon->address(), QStringLiteral("call"));
         EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->meter()->litBars() > 6; }, 20'000));
         EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->programPopup()->findText("paplay") > 0; }))
             << "the programs that play are offered";

@@ -101,10 +101,14 @@ TEST_F(HttpDatasTest, TheBaseIsTheOverrideThenTheBuiltInOne) {
     outcomeOf(builtIn.baseUrl() + "/whole");
     ASSERT_THAT(builtIn.requests(), SizeIs(1));
     EXPECT_EQ(builtIn.requests().back().target, "/whole");
+    outcomes_.clear();
+    http_.setHeld(true);
+    http_.requestData("/held", HttpMethod::GET, {}, {}, completion_);
     defaults_.remove("fuwuqi_key");
-    outcomeOf("/x");
+    http_.setHeld(false);
+    ASSERT_TRUE(waitFor([this] { return !outcomes_.empty(); }));
     ASSERT_THAT(builtIn.requests(), SizeIs(2));
-    EXPECT_EQ(builtIn.requests().back().target, "/api/v1/x");
+    EXPECT_EQ(builtIn.requests().back().target, "/api/v1/held") << "as of when it was let go";
     EXPECT_THAT(server_.requests(), SizeIs(1));
     ApiBase::setBuiltIn(before);
 }
@@ -235,6 +239,10 @@ TEST_F(HttpDatasTest, TheLocalAuthorityCountsForItsHostAlone) {
     http_.setLocalTrust({"127.0.0.1", tlsFile("authority.pem")});
     EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success);
     EXPECT_EQ(outcomeOf(server.baseUrl("localhost")).status, FResponseStatus::failure);
+    const SystemTrusts system(tlsFile("authority.pem"));
+    http_.setLocalTrust({"127.0.0.1", "another authority"});
+    server.enqueue(Reply::json(200, "{}"));
+    EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success) << "it adds to the system's";
 }
 
 using Reply = ScriptedHttpServer::Reply;

@@ -124,10 +124,10 @@ inline QByteArray contents(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// The first seconds of the sample interview, as a file of its own: about one question.
+/// The first seconds of the sample interview, as a file of its own: about one question. Behind its end it is quiet.
 inline QString shortRecording(const QTemporaryDir& folder, int seconds = 8) {
     QString path = folder.filePath(QStringLiteral("short.wav"));
-    QByteArray wave = contents(sampleInterview).left(44 + seconds * 32'000);
+    QByteArray wave = contents(sampleInterview).leftJustified(44 + seconds * 32'000, '\0', true);
     const auto patch = [&wave](int at, quint32 value) {
         for (int i = 0; i < 4; ++i)
             wave[at + i] = static_cast<char>(value >> (8 * i));

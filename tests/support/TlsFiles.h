@@ -16,6 +16,20 @@ inline QByteArray tlsFile(const char* name) {
     return file.readAll();
 }
 
+/// Stands in for the system's authorities while it lives.
+class SystemTrusts {
+public:
+    explicit SystemTrusts(const QByteArray& pem) {
+        QSslConfiguration configuration = before_;
+        configuration.setCaCertificates(QSslCertificate::fromData(pem));
+        QSslConfiguration::setDefaultConfiguration(configuration);
+    }
+    ~SystemTrusts() { QSslConfiguration::setDefaultConfiguration(before_); }
+
+private:
+    const QSslConfiguration before_ = QSslConfiguration::defaultConfiguration();
+};
+
 /// A server that speaks plain TCP, or TLS with the certificate of server.pem, which authority.pem signed for 127.0.0.1
 /// and localhost.
 inline std::unique_ptr<QTcpServer> makeListener(bool overTls) {

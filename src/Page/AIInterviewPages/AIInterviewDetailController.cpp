@@ -96,7 +96,7 @@ void AIInterviewDetailController::setUseTimeCount(qint64 seconds) {
     Q_EMIT useTimeCountChanged(seconds);
 }
 
-void AIInterviewDetailController::stopClock() { services_.timer->setOnTick({}); }
+void AIInterviewDetailController::stopClock() { services_.timer->clearOnTick(clock_); }
 
 void AIInterviewDetailController::setFontSize(int size) {
     if (size == fontSize_)

@@ -1,7 +1,6 @@
 #include "LanguageListViewController.h"
 
 #include <Network/LanguageList.h>
-#include <Tools/PopView/Popover.h>
 
 #include <QBoxLayout>
 #include <QLineEdit>
@@ -50,20 +49,12 @@ void LanguageListViewController::controlTextDidChange() {
     QStringList names;
     for (const LanguageListModel& language : filteredModels_)
         names << language.name;
-    if (names.isEmpty())
-        list_->showNotice(countryModels_.empty() ? tr("暂无可选语言") : tr("没有匹配的语言"), false);
-    else
-        list_->showRows(names);
+    list_->showRows(names, countryModels_.empty() ? tr("暂无可选语言") : tr("没有匹配的语言"));
 }
 
 void LanguageListViewController::tableViewSelectionDidChange(int row) {
-    const QPointer<LanguageListViewController> self(this); // the delegate may close what holds it
     if (delegateObject_)
         delegate_->didSelectLanguage(filteredModels_.at(static_cast<std::size_t>(row)));
-    if (!self)
-        return;
-    if (auto* popover = qobject_cast<Popover*>(window()))
-        popover->close();
 }
 
 } // namespace parlowen

@@ -45,6 +45,7 @@ QPushButton* makeLink(const QString& title, QWidget* parent) {
     link->setCursor(Qt::PointingHandCursor);
     link->setAutoDefault(true);
     link->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    link->setMinimumWidth(1); // rather cut than that the page scrolls sideways
     return link;
 }
 

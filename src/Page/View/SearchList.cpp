@@ -2,6 +2,7 @@
 
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/Popover.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -10,6 +11,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QPointer>
 #include <QPushButton>
 #include <QStackedLayout>
 #include <QStringListModel>
@@ -108,7 +110,11 @@ void SearchList::buildTable(const QString& listName) {
 
 QString SearchList::query() const { return searchField_->text().toLower(); }
 
-void SearchList::showRows(const QStringList& rows) {
+void SearchList::showRows(const QStringList& rows, const QString& insteadOfNone) {
+    if (rows.isEmpty()) {
+        showNotice(insteadOfNone, false);
+        return;
+    }
     rows_->setStringList(rows);
     pages_->setCurrentIndex(0);
     if (!searchField_->text().isEmpty())
@@ -157,8 +163,13 @@ bool SearchList::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void SearchList::choose(int row) {
-    if (row >= 0 && row < rows_->rowCount() && onSelection)
+    if (row < 0 || row >= rows_->rowCount())
+        return;
+    const QPointer<SearchList> self(this); // whoever hears of it may close what holds the list
+    if (onSelection)
         onSelection(row);
+    if (auto* popover = self ? qobject_cast<Popover*>(window()) : nullptr)
+        popover->close();
 }
 
 } // namespace parlowen

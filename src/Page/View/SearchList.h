@@ -22,13 +22,13 @@ public:
     SearchList(const QString& placeholder, const QString& listName, QWidget* parent);
 
     std::function<void()> onSearch;           ///< the field's text has changed
-    std::function<void(int row)> onSelection; ///< a row was chosen
+    std::function<void(int row)> onSelection; ///< a row was chosen; the popover around the list closes after it
     std::function<void()> onRetry;            ///< the button beneath a notice was pressed
 
     /// The search text in lower case.
     QString query() const;
-    /// Shows the rows; the first one is marked while something is searched for.
-    void showRows(const QStringList& rows);
+    /// Shows the rows, or the text in the place of none; the first one is marked while something is searched for.
+    void showRows(const QStringList& rows, const QString& insteadOfNone);
     /// Shows a text in the rows' place, with a button to try again where that may help.
     void showNotice(const QString& text, bool canRetry);
 

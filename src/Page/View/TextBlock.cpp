@@ -7,6 +7,7 @@
 #include <QTextLayout>
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace parlowen {
@@ -26,6 +27,8 @@ double indentFor(const QString& prefix, const QFont& font, int width) {
     const double wanted = QFontMetricsF(font).horizontalAdvance(prefix);
     return wanted > width / 3.0 ? 0 : wanted;
 }
+
+QChar asKept(QChar character) { return character == u'\n' ? QChar(QChar::LineSeparator) : character; }
 
 /// Whether the order of a line's characters may depend on what stands in another line.
 bool hasRightToLeft(QStringView text) {
@@ -52,7 +55,8 @@ TextBlock::TextBlock(QString prefix, const QFont& font, int width)
     : prefix_(std::move(prefix))
     , font_(font)
     , width_(std::max(1, width))
-    , indent_(indentFor(prefix_, font_, width_)) {}
+    , indent_(indentFor(prefix_, font_, width_))
+    , full_(prefix_) {}
 
 TextBlock::~TextBlock() = default;
 TextBlock::TextBlock(TextBlock&&) noexcept = default;
@@ -60,16 +64,19 @@ TextBlock& TextBlock::operator=(TextBlock&&) noexcept = default;
 
 void TextBlock::setText(const QString& text, const QString& cue) {
     cue_ = cue;
-    QString full = prefix_ + text + cue;
-    full.replace(u'\n', QChar::LineSeparator);
-    if (!stretches_.empty() && full == full_)
+    // What a long text that grows keeps is compared, not written anew.
+    const QStringView old = QStringView(full_).sliced(prefix_.size());
+    const auto change = std::mismatch(text.cbegin(), text.cend(), old.cbegin(), old.cend(),
+                                      [](QChar given, QChar kept) { return asKept(given) == kept; });
+    if (!stretches_.empty() && change.first == text.cend() && QStringView(change.second, old.cend()) == cue)
         return;
-    const auto change = std::mismatch(full.cbegin(), full.cend(), full_.cbegin(), full_.cend());
-    const qsizetype same = change.first - full.cbegin();
+    const qsizetype same = prefix_.size() + (change.first - text.cbegin());
+    full_.truncate(same);
+    std::transform(change.first, text.cend(), std::back_inserter(full_), asKept);
+    full_ += cue;
     // What stays of a text without any has none.
-    const bool wasMixed = std::exchange(isMixed_, hasRightToLeft(QStringView(full).sliced(isMixed_ ? 0 : same)));
+    const bool wasMixed = std::exchange(isMixed_, hasRightToLeft(QStringView(full_).sliced(isMixed_ ? 0 : same)));
     const qsizetype unchanged = isMixed_ != wasMixed ? 0 : same;
-    full_ = std::move(full);
     while (!stretches_.empty() && stretches_.back().settledBy > unchanged)
         stretches_.pop_back();
     layOutFrom(stretches_.empty() ? 0 : stretches_.back().end);

@@ -23,6 +23,8 @@ namespace {
 
 constexpr Phrase cannotBeOpened{"it cannot be opened", "无法打开"};
 constexpr Phrase isDamaged{"it is damaged", "文件已损坏"};
+constexpr Phrase isHeld{"another program is writing them and does not come to an end", "另一个程序一直在写入"};
+constexpr Phrase cannotBeWritten{"the disk is full or the directory cannot be written", "磁盘已满，或目录不可写"};
 constexpr Phrase keptAside{
     "⚠️ The settings file %1 was not read: %2. It is kept as %3; starting with empty settings.",
     "⚠️ 设置文件 %1 未被读取：%2。原文件保留为 %3；从空设置开始。"};
@@ -151,14 +153,16 @@ void SettingsFile::makeUsable(const QString& filePath) {
         QFile::setPermissions(filePath, QFile::ReadOwner | QFile::WriteOwner);
 }
 
-bool SettingsFile::rewrite(const QString& filePath, const QHash<QString, QVariant>& changes) {
+Result<void> SettingsFile::rewrite(const QString& filePath, const QHash<QString, QVariant>& changes) {
     const QString target = behindLinks(filePath);
     makeDirectory(QFileInfo(QFileInfo(target).path()));
     QLockFile lock(target + ".lock"); // QSettings takes the same one
     if (!lock.tryLock(lockMilliseconds))
-        return false;
+        return failure((lock.error() == QLockFile::LockFailedError ? isHeld : cannotBeWritten).here());
     const QByteArray bytes = withChanges(target, changes);
-    return !bytes.isEmpty() && replaceFile(target, bytes);
+    if (bytes.isEmpty() || !replaceFile(target, bytes))
+        return failure(cannotBeWritten.here());
+    return {};
 }
 
 } // namespace parlowen

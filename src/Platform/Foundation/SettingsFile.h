@@ -25,8 +25,9 @@ Result<void> check(const QString& filePath);
 void makeUsable(const QString& filePath);
 
 /// Changes these values in the file, whatever else other programs wrote there; an invalid value is removed. One program
-/// at a time does so. False when the new file could not be written whole; the old one is then as it was.
-bool rewrite(const QString& filePath, const QHash<QString, QVariant>& changes);
+/// at a time does so. Fails, with the reason in plain words, when the new file could not be written whole; the old one
+/// is then as it was.
+Result<void> rewrite(const QString& filePath, const QHash<QString, QVariant>& changes);
 
 } // namespace SettingsFile
 

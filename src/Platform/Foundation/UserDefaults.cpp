@@ -38,15 +38,15 @@ bool UserDefaults::synchronize() {
 }
 
 bool UserDefaults::save() {
-    if (SettingsFile::rewrite(filePath_, unsaved_)) {
+    const Result<void> saved = SettingsFile::rewrite(filePath_, unsaved_);
+    if (saved) {
         unsaved_.clear();
         return true;
     }
     constexpr Phrase notSaved{
-        "❌ Saving the settings to %1 failed: the disk is full or the directory cannot be written. "
-        "The file stays as it was; changes last until the program ends.",
-        "❌ 设置无法保存到 %1：磁盘已满，或目录不可写。文件保持原样；更改只在程序结束前有效。"};
-    consoleLog(notSaved.here(filePath_));
+        "❌ Saving the settings to %1 failed: %2. The file stays as it was; changes last until the program ends.",
+        "❌ 设置无法保存到 %1：%2。文件保持原样；更改只在程序结束前有效。"};
+    consoleLog(notSaved.here(filePath_, saved.error()));
     return false;
 }
 

@@ -84,8 +84,8 @@ void SpeechEndpoint::setLocalTrust(const LocalTrust& trust) {
 QSslConfiguration SpeechEndpoint::sslConfiguration(const QString& host) {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     const std::lock_guard lock(trust().mutex);
-    if (trust().local.covers(host))
-        configuration.setCaCertificates(QSslCertificate::fromData(trust().local.certificateAuthority, QSsl::Pem));
+    if (trust().local.covers(host)) // adding, unlike setting, leaves the system's to be looked up when they are needed
+        configuration.addCaCertificates(QSslCertificate::fromData(trust().local.certificateAuthority, QSsl::Pem));
     return configuration;
 }
 

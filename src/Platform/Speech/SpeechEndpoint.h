@@ -23,10 +23,10 @@ public:
     /// The URL for recognition with translation into the targets.
     QUrl translationUrl(const QString& language, const QStringList& targets) const;
 
-    /// Names the one host that is checked against an authority of its own. Whole process, any thread; counts for
+    /// Names the one host that is also checked against an authority of its own. Whole process, any thread; counts for
     /// connections made from then on.
     static void setLocalTrust(const LocalTrust& trust);
-    /// How to check a wss host: the trusted one against its authority alone, every other against the system's.
+    /// How to check a wss host: against the system's authorities, and the trusted one against its authority as well.
     static QSslConfiguration sslConfiguration(const QString& host);
 
 private:

@@ -80,12 +80,30 @@ TEST(Converter, KeepsAToneCleanAndShowsNoSeam) {
     std::vector<std::uint32_t> odd(60);
     std::ranges::generate(odd, [&random] { return 400 + random() % 3800; });
     // Here each size is another ratio of its own, so the pitch wavers a little; there must be no click.
-    for (const double rate : {44100., 48000.}) {
+    for (const double rate : {11025., 44100., 48000.}) { // the first leaves samples over from buffer to buffer
         const std::vector<double> wavering = converted(floatFormat(rate, 2), odd, toneOf(1000, rate));
         const double bend = 16384 * std::pow(2 * std::numbers::pi / 16, 2); // of the tone's curve at its top
         for (std::size_t i = 401; i + 1 < wavering.size(); ++i)
             ASSERT_LT(std::abs(wavering[i + 1] - 2 * wavering[i] + wavering[i - 1]), 1.05 * bend) << i;
     }
+}
+
+TEST(Converter, ABufferAskedForInAnotherLengthAtTheSameRateLeavesNoSeamEither) {
+    const auto converter = AVAudioConverter::make(floatFormat(16000, 1), speechFormat());
+    std::vector<double> out;
+    std::size_t frame = 0;
+    for (const std::uint32_t asked : {800U, 800U, 796U, 800U, 800U}) {
+        const Buffer input = bufferOf(floatFormat(16000, 1), 800, toneOf(1000, 16000), frame);
+        const Buffer output = AVAudioPCMBuffer::make(speechFormat(), asked);
+        output->setFrameLength(asked);
+        ASSERT_TRUE(converter->convert(*output, [&input] { return input; }));
+        out.insert(out.end(), output->int16ChannelData(0), output->int16ChannelData(0) + asked);
+        frame += 800;
+    }
+    // It is delayed from the first stretched buffer on, where it may repeat a little.
+    const double bend = 16384 * std::pow(2 * std::numbers::pi / 16, 2);
+    for (std::size_t i = 1610; i + 1 < out.size(); ++i)
+        ASSERT_LT(std::abs(out[i + 1] - 2 * out[i] + out[i - 1]), 1.05 * bend) << i;
 }
 
 TEST(Converter, AveragesEveryChannelOfEveryLayout) {

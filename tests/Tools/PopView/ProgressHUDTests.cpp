@@ -94,7 +94,10 @@ TEST_F(ProgressHUDTest, FadesInAndOutWithItsNotifications) {
     EXPECT_EQ(completed, 1);
     EXPECT_THAT(posted_, ElementsAre("willAppear", "didAppear", "willDisappear", "didDisappear"));
     hud_.show("再来", ProgressHUDMode::indeterminate);
-    EXPECT_TRUE(hud_.progressIndicator()->isRunning());
+    const ProgressIndicatorLayer& spinner = *hud_.progressIndicator();
+    const int first = spinner.fposition();
+    EXPECT_TRUE(waitFor([&] { return spinner.fposition() != first && spinner.finOpacity(spinner.fposition()) == 1; }))
+        << "it turns";
     hud_.hideDelayed(0);
     EXPECT_FALSE(hud_.isVisible()) << "0 hides without a fade";
     EXPECT_FALSE(hud_.progressIndicator()->isRunning());

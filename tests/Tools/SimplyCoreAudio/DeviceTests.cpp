@@ -83,6 +83,9 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
     EXPECT_EQ(a->deviceName(), "Loudspeakers");
     server->removeDevice("a");
     EXPECT_EQ(a->deviceName(), "Speakers");
+    const auto lines = log.lines();
+    EXPECT_EQ(a->deviceUID(), std::nullopt);
+    EXPECT_EQ(log.lines(), lines) << "a UID that is not there is no fault";
 
     server->fail(Call::Read, kAudioHardwareUnspecifiedError, server->deviceID("b"), fourCC("lnam"));
     EXPECT_EQ(device("b")->deviceName(), "<Unknown Device Name>");
@@ -97,6 +100,28 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
         << "one does not resolve";
     server->setDefaults("", "");
     EXPECT_EQ(SimplyCoreAudio(server).defaultInput(), nullptr);
+}
+
+/// Does something, once, when an object's class has been read.
+struct ServerThatIsRead : SimulatedAudioServer {
+    std::function<void()> onClassRead;
+    OSStatus getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                             std::span<const std::byte> qualifier, std::vector<std::byte>& data) override {
+        const OSStatus status = SimulatedAudioServer::getPropertyData(object, address, qualifier, data);
+        if (const auto act = address.selector == fourCC("clas") ? std::exchange(onClassRead, nullptr) : nullptr)
+            act();
+        return status;
+    }
+};
+
+TEST(AudioObjectPoolTest, OfTwoThatWrapADeviceAtTheSameTimeTheQuickerOnesWrapperIsTheDevice) {
+    const auto server = std::make_shared<ServerThatIsRead>();
+    const AudioObjectID id = server->setDevice(sink("a", "Speakers"));
+    const auto pool = AudioObjectPool::shared(server);
+    std::shared_ptr<AudioDevice> quicker;
+    server->onClassRead = [&] { quicker = pool->device(id); };
+    EXPECT_EQ(pool->device(id), quicker);
+    EXPECT_EQ(server->listenerCount(), 1U);
 }
 
 TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {

@@ -1,0 +1,337 @@
+#include <CoreAudio/AudioHardwareService.h>
+#include <Main/AppDelegate.h>
+#include <Main/HomeLeftView.h>
+#include <Main/SingleInstance.h>
+#include <Main/TopBarView.h>
+#include <Page/AIInterviewPages/AISettingViewController.h>
+#include <Page/AboutMeViewController.h>
+#include <Page/MineViewController.h>
+#include <Tools/PopView/CommonTipView.h>
+#include <Tools/PopView/PopView.h>
+#include <Tools/PopView/ProgressHUD.h>
+
+#include <QAccessible>
+#include <QAccessibleInterface>
+#include <QApplication>
+#include <QFile>
+#include <QLabel>
+#include <QLocalServer>
+#include <QPushButton>
+#include <QTest>
+#include <QThread>
+
+#include "support/BackendFixture.h"
+#include "support/SimulatedAudioServer.h"
+
+namespace parlowen::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// The program's windows against a scripted backend, without a tray.
+class ShellTest : public BackendFixture {
+protected:
+    ShellTest() {
+        QFile::remove(UserDefaults::defaultPath());
+        QApplication::setQuitOnLastWindowClosed(false);
+        AudioHardwareService::install(std::make_shared<SimulatedAudioServer>());
+        server_.enqueue(Reply::json(200, R"({"code":0,"data":{}})"));
+    }
+    void start(const QString& token, bool automatic, const QString& page = {}) {
+        stored().setLoginToken(token);
+        stored().setAutoLogin(automatic);
+        CommandLine line;
+        line.action = CommandLine::Action::Shell;
+        line.backend = server_.baseUrl();
+        line.page = page;
+        run_.reset();
+        run_ = std::make_unique<AppDelegate>(line, [this](int status) { status_ = status; });
+        run_->applicationDidFinishLaunching();
+    }
+    Settings& stored() {
+        static UserDefaults defaults;
+        static Settings settings(defaults);
+        return settings;
+    }
+    ViewController& view() { return *run_->mainView(); }
+    HomeLeftView& column() { return *view().sidebar()->leftView(); }
+    bool isLogin() const { return qobject_cast<LoginViewController*>(run_->window()->centralWidget()) != nullptr; }
+    bool isAskedFor(const QByteArray& path) const {
+        return waitFor([&] {
+            return std::ranges::any_of(server_.requests(), [&](const auto& request) { return request.target == path; });
+        });
+    }
+    static std::vector<const QWidget*> windowsInSight() {
+        std::vector<const QWidget*> result;
+        for (const QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->isVisible())
+                result.push_back(window);
+        }
+        return result;
+    }
+    CommonTipView* question() const { return run_->window()->findChild<CommonTipView*>("staysWithoutTray"); }
+    void askedOnClosing() {
+        run_->window()->close();
+        ASSERT_TRUE(run_->window()->isVisible() && question() != nullptr);
+    }
+
+    std::optional<int> status_;
+    std::unique_ptr<AppDelegate> run_;
+};
+
+TEST_F(ShellTest, TheStoredSignInDecidesWhichWindowOpensAndItIsTheOneThatComesBack) {
+    for (const auto& [token, automatic] : {std::pair("", true), {"t", false}}) {
+        start(token, automatic);
+        EXPECT_TRUE(isLogin());
+        EXPECT_EQ(run_->window()->windowTitle(), "登录");
+        EXPECT_EQ(run_->window()->size(), QSize(510, 460));
+    }
+    start("t", true);
+    EXPECT_EQ(run_->window()->windowTitle(), "");
+    EXPECT_EQ(view().size(), QSize(650, 400));
+    EXPECT_EQ(column().parentWidget()->width(), 180);
+    EXPECT_TRUE(column().toolBtn()->isHighlighted());
+    EXPECT_THAT(windowsInSight(), ElementsAre(run_->window()));
+
+    const QMainWindow* window = run_->window();
+    ASSERT_NO_FATAL_FAILURE(askedOnClosing());
+    question()->sureButton()->click();
+    EXPECT_FALSE(window->isVisible());
+    run_->showMainWindow();
+    EXPECT_TRUE(window->isVisible() && run_->window() == window);
+    run_->window()->close();
+    EXPECT_FALSE(window->isVisible()) << "asked once";
+    EXPECT_TRUE(run_->applicationShouldHandleReopen(true));
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_TRUE(run_->applicationShouldHandleReopen(false));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(status_, std::nullopt);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(run_->window()));
+    QTest::keyClick(run_->window(), Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
+}
+
+TEST_F(ShellTest, AWindowWhoseClosingIsToEndTheProgramDoesSo) {
+    start("", false);
+    ASSERT_NO_FATAL_FAILURE(askedOnClosing());
+    run_->window()->close();
+    EXPECT_EQ(run_->window()->findChildren<CommonTipView*>("staysWithoutTray").size(), 1) << "it is being asked";
+    question()->cancelButton()->click();
+    EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
+    start("", false);
+    status_.reset();
+    run_->window()->close();
+    EXPECT_TRUE(waitFor([this] { return status_ == 0; })) << "the answer is remembered";
+}
+
+TEST_F(ShellTest, TheSidebarMakesEachPageAnew) {
+    start("t", true);
+    EXPECT_EQ(column().buttons().size(), 7U);
+    std::vector<QString> shown;
+    for (const HomeLeftCustomView* button : column().findChildren<HomeLeftCustomView*>()) {
+        if (button->isVisible())
+            shown.push_back(button->titleLab()->text());
+    }
+    EXPECT_THAT(shown, ElementsAre("AI面试", "个人中心", "面试设置", "版本信息", "退出登录"));
+    const auto press = [this](HomeLeftCustomView* button) {
+        QTest::mouseClick(button, Qt::LeftButton);
+        EXPECT_EQ(column().selectIndex, button->menuTag);
+        EXPECT_TRUE(button->isHighlighted());
+    };
+    press(column().myBtn());
+    EXPECT_NE(qobject_cast<MineViewController*>(view().page()), nullptr);
+    EXPECT_FALSE(column().toolBtn()->isHighlighted());
+    const QPointer<BaseViewController> before = view().page();
+    press(column().myBtn());
+    EXPECT_NE(view().page(), before);
+    EXPECT_TRUE(waitFor([&] { return !before; }));
+    press(column().settingBtn());
+    EXPECT_NE(qobject_cast<AISettingViewController*>(view().page()), nullptr);
+    press(column().versionBtn());
+    EXPECT_NE(qobject_cast<AboutMeViewController*>(view().page()), nullptr);
+    view().showPage(2);
+    EXPECT_THAT(view().page()->children(), IsEmpty());
+    EXPECT_FALSE(column().versionBtn()->isHighlighted());
+    press(column().toolBtn());
+    EXPECT_NE(qobject_cast<InterviewSettingViewController*>(view().page()), nullptr);
+    EXPECT_TRUE(log_.lines().contains("选中了 5"));
+}
+
+TEST_F(ShellTest, SigningOutIsToldToTheBackendAndLeavesTheSignInAlone) {
+    start("t", true, "account");
+    ASSERT_TRUE(waitFor([this] { return qobject_cast<MineViewController*>(view().page()) != nullptr; }));
+    stored().setUserInfo(UserBaseModel{});
+    QWidget other;
+    other.show();
+    const QPointer<QMainWindow> main = run_->window();
+    QTest::keyClick(column().loingouBtn(), Qt::Key_Return);
+    EXPECT_TRUE(isAskedFor("/user/logout"));
+    EXPECT_EQ(column().selectIndex, signOutPage);
+    EXPECT_FALSE(column().myBtn()->isHighlighted());
+    EXPECT_TRUE(waitFor([] { return ProgressHUD::shared().status() == "账号已退出登录"; }));
+    EXPECT_EQ(stored().loginToken(), "t") << "a moment later";
+    ASSERT_TRUE(waitFor([&] { return isLogin() && !main; }));
+    EXPECT_THAT(windowsInSight(), ElementsAre(run_->window()));
+    EXPECT_EQ(stored().loginToken(), std::nullopt);
+    EXPECT_FALSE(stored().isAutoLogin() || stored().userInfo());
+    EXPECT_TRUE(log_.lines().contains("======="));
+}
+
+TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
+    start("t", true);
+    CommandLine wish;
+    wish.action = CommandLine::Action::Shell;
+    wish.start = CommandLine::Start::Rehearsal;
+    EXPECT_TRUE(run_->carryOut(wish));
+    ASSERT_TRUE(run_->session() != nullptr && run_->session()->window()->isVisible());
+    EXPECT_FALSE(run_->window()->isVisible());
+    const QPointer<LiveSession> session = run_->session();
+    EXPECT_TRUE(run_->carryOut(wish));
+    EXPECT_EQ(run_->session(), session) << "one at a time";
+    ScriptedHttpServer refusing;
+    refusing.enqueue(Reply::json(401, R"({"code":0})"));
+    HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);
+    ASSERT_TRUE(waitFor([&] { return isLogin() && !session; }));
+    EXPECT_TRUE(waitFor([this] { return windowsInSight() == std::vector<const QWidget*>{run_->window()}; }));
+    EXPECT_EQ(stored().loginToken(), std::nullopt);
+    const QMainWindow* login = run_->window();
+    HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);
+    ASSERT_TRUE(waitFor([&] { return refusing.requests().size() == 2; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(run_->window(), login) << "what is typed there stays";
+}
+
+TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBack) {
+    start("t", true);
+    QMenu& tray = *run_->tray().menu();
+    const auto choose = [&tray](const QString& text) {
+        for (QAction* action : tray.actions()) {
+            if (action->text() == text)
+                action->trigger();
+        }
+    };
+    choose("用示例排练");
+    ASSERT_NE(run_->session(), nullptr);
+    run_->session()->window()->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(run_->session()->window()));
+    QTest::keyClick(run_->session()->window(), Qt::Key_0, Qt::ControlModifier);
+    EXPECT_TRUE(run_->window()->isVisible());
+    run_->window()->hide();
+    run_->session()->window()->close();
+    EXPECT_TRUE(waitFor([this] { return run_->window()->isVisible() && run_->session() == nullptr; }));
+    choose("用示例排练");
+    ASSERT_NE(run_->session(), nullptr);
+    const QPointer<AIInterviewDetailController> session = run_->session()->window()->controller();
+    bool closed = false;
+    QObject::connect(session, &AIInterviewDetailController::closing, [&closed] { closed = true; });
+    choose("退出");
+    EXPECT_TRUE(closed);
+    EXPECT_FALSE(run_->window()->isVisible());
+    EXPECT_FALSE(run_->carryOut({})) << "it is about to end";
+    EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
+}
+
+/// What keys can reach, and what a screen reader can name.
+class ReachTest : public ShellTest {
+protected:
+    static QStringList namesMissing(const QWidget& root) {
+        QStringList missing;
+        for (const QWidget* widget : root.findChildren<const QWidget*>()) {
+            const auto* label = qobject_cast<const QLabel*>(widget);
+            const bool isControl = (widget->focusPolicy() & Qt::TabFocus) != 0 && label == nullptr;
+            if (!isControl || !widget->isVisibleTo(&root) || widget->focusProxy() != nullptr)
+                continue;
+            auto* interface = QAccessible::queryAccessibleInterface(const_cast<QWidget*>(widget));
+            if (interface == nullptr || interface->text(QAccessible::Name).isEmpty())
+                missing << widget->metaObject()->className() + QStringLiteral(" ") + widget->objectName();
+        }
+        return missing;
+    }
+    /// The buttons and fields in sight that Tab never comes to, from wherever it starts.
+    static QStringList unreachable(QWidget& root) {
+        QSet<const QWidget*> reached;
+        for (int i = 0; i < 200; ++i) {
+            QTest::keyClick(root.window(), Qt::Key_Tab);
+            reached.insert(QApplication::focusWidget());
+        }
+        QStringList missed;
+        for (const QWidget* widget : root.findChildren<const QWidget*>()) {
+            const bool counts = widget->inherits("QAbstractButton") || widget->inherits("QLineEdit") ||
+                                widget->inherits("QComboBox") || widget->inherits("QAbstractSlider");
+            // In a group of which one is chosen, the arrows go on from that one.
+            const auto* button = qobject_cast<const QAbstractButton*>(widget);
+            const bool isChoice = button != nullptr && button->autoExclusive() && !button->isChecked();
+            if (counts && !widget->inherits("QScrollBar") && !isChoice && widget->isVisible() && widget->isEnabled() &&
+                !reached.contains(widget))
+                missed
+                    << widget->metaObject()->className() + QStringLiteral(" ") +
+                           QAccessible::queryAccessibleInterface(const_cast<QWidget*>(widget))->text(QAccessible::Name);
+        }
+        return missed;
+    }
+    void expectReach(QWidget& root) {
+        root.window()->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(root.window()));
+        EXPECT_EQ(namesMissing(root).join(", ").toStdString(), "");
+        EXPECT_EQ(unreachable(root).join(", ").toStdString(), "");
+    }
+};
+
+TEST_F(ReachTest, EveryControlOfEveryPageIsReachedByKeysAndHasAName) {
+    start("", false);
+    ASSERT_NO_FATAL_FAILURE(expectReach(*run_->window()));
+    start("t", true);
+    for (const PageEntry& entry : allPages()) {
+        SCOPED_TRACE(entry.name);
+        if (entry.index == loginPage)
+            continue;
+        view().showPage(entry.index);
+        ASSERT_NO_FATAL_FAILURE(expectReach(*run_->window()));
+    }
+    view().topBar()->modeSwithButtonClicked();
+    ASSERT_TRUE(waitFor([this] { return run_->window()->findChild<PopView*>() != nullptr; }));
+    EXPECT_EQ(namesMissing(*run_->window()).join(", ").toStdString(), "");
+    CommandLine wish;
+    wish.start = CommandLine::Start::Rehearsal;
+    run_->carryOut(wish);
+    ASSERT_NE(run_->session(), nullptr);
+    ASSERT_NO_FATAL_FAILURE(expectReach(*run_->session()->window()));
+}
+
+TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLeftBehindStops) {
+    const QTemporaryDir directory;
+    const QString folder = directory.filePath("made/here");
+    auto first = std::make_unique<SingleInstance>(folder);
+    ASSERT_EQ(first->begin({}), SingleInstance::Role::First);
+    const auto launch = [&folder](int patience) {
+        std::optional<SingleInstance::Role> role;
+        const std::unique_ptr<QThread> other(QThread::create(
+            [&] { role = SingleInstance(folder).begin({"parlowen", "--page", "关于"}, patience); }));
+        other->start();
+        EXPECT_TRUE(waitFor([&other] { return other->isFinished(); }, 20'000));
+        return *role;
+    };
+    EXPECT_EQ(launch(100), SingleInstance::Role::Unanswered) << "nobody takes it";
+    QStringList taken;
+    first->onLaunch = [&taken](const QStringList& arguments) {
+        taken = arguments;
+        return true;
+    };
+    EXPECT_EQ(launch(10'000), SingleInstance::Role::HandedOver);
+    EXPECT_EQ(taken, (QStringList{"parlowen", "--page", "关于"}));
+    first->onLaunch = [&first](const QStringList&) {
+        QMetaObject::invokeMethod(
+            qApp, [&first] { first.reset(); }, Qt::QueuedConnection);
+        return false;
+    };
+    EXPECT_EQ(launch(10'000), SingleInstance::Role::First) << "the first one was about to end";
+
+    QFile leftBehind(folder + "/windows.socket");
+    ASSERT_TRUE(leftBehind.open(QIODevice::WriteOnly));
+    EXPECT_EQ(SingleInstance(folder).begin({}), SingleInstance::Role::First);
+    EXPECT_EQ(SingleInstance("/proc/nowhere").begin({}), SingleInstance::Role::First);
+}
+
+} // namespace
+} // namespace parlowen::testing
