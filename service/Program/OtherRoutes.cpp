@@ -3,6 +3,7 @@
 #include "Countries.h"
 #include "Http/Workers.h"
 #include "Languages.h"
+#include "OpenApiText.h"
 #include "Pictures/QrCode.h"
 
 #include <algorithm>
@@ -77,14 +78,17 @@ void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& sig
                  {.right = signedInOnly});
 }
 
-void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, const Guard& signedInOnly) {
+void addSpeechTokenRoute(Router& router, std::function<std::string(std::string_view)> issue,
+                         const Guard& signedInOnly) {
     router.route(verb::get, apiPath("/microsoft/get_token"),
-                 plain([issue = std::move(issue)](const HttpRequest& request) {
+                 [issue = std::move(issue)](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
                      const std::string host(request.header("Host"));
                      if (!isHost(host))
-                         return noHost();
-                     return success({{"token", issue()}, {"area", "wss://" + host}});
-                 }),
+                         co_return noHost();
+                     auto work = [&] { return issue(request.bearerToken()); };
+                     const std::string token = co_await onWorker(request.origin.workers, std::move(work));
+                     co_return token.empty() ? unauthorized() : success({{"token", token}, {"area", "wss://" + host}});
+                 },
                  {.right = signedInOnly});
 }
 
@@ -98,6 +102,13 @@ void addVersionRoute(Router& router) {
                                     {"is_force", 0}};
     router.route(verb::get, apiPath("/operation/version"),
                  plain([version](const HttpRequest&) { return success(version); }));
+}
+
+void addDescriptionRoute(Router& router) {
+    nlohmann::json document = nlohmann::json::parse(openApiText);
+    document["info"]["version"] = PARLOWEN_VERSION;
+    router.route(verb::get, apiPath("/openapi.json"),
+                 plain([text = compactJson(document)](const HttpRequest&) { return HttpResponse{.body = text}; }));
 }
 
 void addCountryRoute(Router& router) {
