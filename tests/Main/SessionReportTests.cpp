@@ -238,16 +238,24 @@ TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
     session.storeLooks();
     EXPECT_EQ(storedFile(), before) << "nothing was changed in the window";
 
-    AIInterviewModel grown = *session.settings().aiInterviewSetModel();
-    grown.answerFontSize = 20;
-    session.settings().setAiInterviewSetModel(grown);
+    model.answerFontSize = 24; // another program
+    {
+        UserDefaults defaults;
+        Settings(defaults).setAiInterviewSetModel(model);
+    }
     session.settings().setSessionWindowOpacity(90);
     session.storeLooks();
     UserDefaults defaults;
     const Settings stored(defaults);
+    EXPECT_EQ(stored.aiInterviewSetModel(), model) << "a size that was not changed stays";
+    EXPECT_EQ(stored.sessionWindowOpacity(), 90);
+
+    AIInterviewModel grown = *session.settings().aiInterviewSetModel();
+    grown.answerFontSize = 20;
+    session.settings().setAiInterviewSetModel(grown);
+    session.storeLooks();
     model.answerFontSize = 20;
     EXPECT_EQ(stored.aiInterviewSetModel(), model) << "the size alone, not what the command line asked for";
-    EXPECT_EQ(stored.sessionWindowOpacity(), 90);
 }
 
 TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
@@ -275,6 +283,12 @@ TEST(SessionEndingTest, AnAnswerThatGrowsIsWaitedForWhenTheSoundIsOver) {
     ending.note(session::Sentence{1, {}});
     ending.note(session::Question{1, "Why?"});
     ending.soundEnded();
+    SessionEnding begun(status); // a sentence that has begun is waited for as well
+    QObject::connect(&begun, &SessionEnding::settled, [&settled] { ++settled; });
+    KXTranslationHistoryDetailsModel row;
+    row.sourceText = "Tell me";
+    begun.note(session::Partial{1, row});
+    begun.soundEnded();
     EXPECT_TRUE(testing::holdsFor([&settled] { return settled == 0; }, 4'500)) << "longer than for a quiet end";
     ending.note(session::AnswerEnded{1, {}});
     EXPECT_TRUE(testing::waitFor([&settled] { return settled == 1; }));

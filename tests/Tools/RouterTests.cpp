@@ -105,8 +105,10 @@ TEST_F(KXAudioRouterTest, ASystemAudioSessionChangesAndGivesBackInOrder) {
     EXPECT_EQ(defaultOutput(), "speakers");
     EXPECT_EQ(server->devices().defaultInput + server->devices().defaultOutput, "cameraspeakers");
 
+    server->setDefaults("camera", "headset");
     router().setupSystemAudio();
     router().restoreDevices();
+    EXPECT_EQ(defaultOutput(), "headset") << "the one that this session found";
     takeLog();
     runDelayed();
     EXPECT_THAT(takeLog(), ElementsAre("❌ 聚合设备未找到")) << "what is delayed does no harm after the end";
