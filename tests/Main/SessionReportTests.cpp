@@ -1,3 +1,4 @@
+#include <Foundation/ChosenLanguage.h>
 #include <Main/CommandLine.h>
 #include <Main/Pages.h>
 #include <Main/SessionEnding.h>
@@ -121,6 +122,15 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
 }
 
+TEST(CommandLineTest, TheLanguageThatIsChosenHoldsAtOnce) {
+    EXPECT_TRUE(parse({"--ui-language", "zh", "--help"}).message.startsWith("用法"));
+    EXPECT_EQ(windowLanguage(), Language::Chinese);
+    EXPECT_TRUE(parse({"--rehearse", "", "--ui-language=en"}).message.contains("needs the name"));
+    EXPECT_EQ(windowLanguage(), Language::English);
+    chooseLanguage(std::nullopt);
+    EXPECT_EQ(windowLanguage(), Language::Chinese);
+}
+
 TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage) {
     const std::vector<std::pair<QStringList, QString>> cases{
         {{"--rehearse"}, "--rehearse needs a value"},
@@ -129,6 +139,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--rehearse", "a.wav", "--loud"}, "no option 'loud'"},
         {{"--check-audio=loud"}, "--check-audio takes no value"},
         {{"--interview", "loud"}, "not 'loud'"},
+        {{"--ui-language", "fr"}, "not 'fr'"},
         {{"--check-audio", "--backend", "https://b"}, "--backend goes with"},
         {{"--page", "attic"}, "setup, "},
         {{"--start", "over"}, "not 'over'"},
