@@ -4,6 +4,7 @@
 
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/KXAudioRouter.h>
@@ -293,6 +294,10 @@ SessionWindow* AppDelegate::takeSession(LiveSession* session) {
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    if (!isPainted_ && event->type() == QEvent::Paint && watched == window_) {
+        isPainted_ = true;
+        onMain([] { consoleLog(QStringLiteral("✅ 窗口已显示")); }); // once all of it is on the screen
+    }
     if (event->type() == QEvent::Quit && !isQuitting_) {
         quit();
         return true;

@@ -80,6 +80,7 @@ private:
     QPointer<LiveSession> session_;
     WindowMenu menu_;
     TrayIcon tray_;
+    bool isPainted_ = false; ///< a window has been, for the first time
     bool isQuitting_ = false;
 };
 
