@@ -27,6 +27,7 @@ namespace parlowen {
 namespace {
 
 constexpr QSize smallestMainSize(600, 400); // at the usual font scale
+constexpr double longestPaintSeconds = 1; // the local service is started behind the first paint, not beside it
 const QString stayKey = QStringLiteral("staysWithoutTray");
 
 QMessageBox::Icon iconOf(AlertStyle style) {
@@ -124,7 +125,10 @@ void AppDelegate::applicationDidFinishLaunching() {
         openMainWindow();
     else
         openLogin();
-    findBackend();
+    afterDelay(longestPaintSeconds, QPointer(this), [this] {
+        if (!std::exchange(isPainted_, true)) // it was opened out of sight
+            findBackend();
+    });
 }
 
 void AppDelegate::keepWindow(QMainWindow* window) {
@@ -296,7 +300,10 @@ SessionWindow* AppDelegate::takeSession(LiveSession* session) {
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
     if (!isPainted_ && event->type() == QEvent::Paint && watched == window_) {
         isPainted_ = true;
-        onMain([] { consoleLog(QStringLiteral("✅ 窗口已显示")); }); // once all of it is on the screen
+        onMain(QPointer(this), [this] { // once all of it is on the screen
+            consoleLog(QStringLiteral("✅ 窗口已显示"));
+            findBackend();
+        });
     }
     if (event->type() == QEvent::Quit && !isQuitting_) {
         quit();
