@@ -191,6 +191,19 @@
     </message>
 </context>
 <context>
+    <name>parlowen::AnswersModel</name>
+    <message>
+        <source>▸ 简历依据（%1）</source>
+        <translation>▸ From your résumé (%1)</translation>
+    </message>
+    <message>
+        <source>▾ 简历依据
+%1</source>
+        <translation>▾ From your résumé
+%1</translation>
+    </message>
+</context>
+<context>
     <name>parlowen::AppDelegate</name>
     <message>
         <source>无法连接服务</source>

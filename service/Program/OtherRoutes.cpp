@@ -3,6 +3,7 @@
 #include "Countries.h"
 #include "Http/Workers.h"
 #include "Languages.h"
+#include "OpenApiText.h"
 #include "Pictures/QrCode.h"
 
 #include <algorithm>
@@ -98,6 +99,13 @@ void addVersionRoute(Router& router) {
                                     {"is_force", 0}};
     router.route(verb::get, apiPath("/operation/version"),
                  plain([version](const HttpRequest&) { return success(version); }));
+}
+
+void addDescriptionRoute(Router& router) {
+    nlohmann::json document = nlohmann::json::parse(openApiText);
+    document["info"]["version"] = PARLOWEN_VERSION;
+    router.route(verb::get, apiPath("/openapi.json"),
+                 plain([text = compactJson(document)](const HttpRequest&) { return HttpResponse{.body = text}; }));
 }
 
 void addCountryRoute(Router& router) {

@@ -28,6 +28,9 @@ void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, con
 /// The newest version, which is this one.
 void addVersionRoute(Router& router);
 
+/// The description of the JSON API, as an OpenAPI document.
+void addDescriptionRoute(Router& router);
+
 /// All countries and regions with their dialling codes.
 void addCountryRoute(Router& router);
 

@@ -163,6 +163,7 @@ struct Service::Parts {
             signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
+        addDescriptionRoute(router);
         addCountryRoute(router);
         addContactRoutes(router, options.contact);
         return router;

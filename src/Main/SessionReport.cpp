@@ -1,5 +1,6 @@
 #include "SessionReport.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <cmath>
 #include <utility>
@@ -53,6 +54,7 @@ void TextReport::tell(const SessionEvent& event) {
                 line(QStringLiteral("\n[%1] %2").arg(clockText(clock_()), notHeard.in(language_, missed.seconds)));
             },
             [this](const session::AnswerPiece& answer) { grow(answer); },
+            [this](const session::AnswerGrounds& answer) { grounds(answer); },
             [this](const session::AnswerEnded& answer) {
                 if (const auto rest = begun_.extract(answer.number); rest && !rest.mapped().isEmpty())
                     answerLine(answer.number, rest.mapped());
@@ -83,6 +85,13 @@ void TextReport::grow(const session::AnswerPiece& answer) {
         answerLine(answer.number, whole);
 }
 
+void TextReport::grounds(const session::AnswerGrounds& answer) {
+    if (const QString rest = std::exchange(begun_[answer.number], {}); !rest.isEmpty())
+        answerLine(answer.number, rest);
+    for (const QString& ground : answer.lines)
+        line(QStringLiteral("    %1 ← %2").arg(answer.number).arg(ground));
+}
+
 void TextReport::answerLine(int number, const QString& text) {
     line(QStringLiteral("    %1 | %2").arg(number).arg(text));
 }
@@ -111,6 +120,11 @@ void JsonReport::tell(const SessionEvent& event) {
             [this](const session::AnswerPiece& answer) {
                 answers_[answer.number] += answer.piece;
                 write("answer", answer.piece, rowNumber(answer.number));
+            },
+            [this](const session::AnswerGrounds& answer) {
+                QJsonObject more = rowNumber(answer.number);
+                more.insert(QStringLiteral("lines"), QJsonArray::fromStringList(answer.lines));
+                write("grounds", {}, more);
             },
             [this](const session::AnswerEnded& answer) { answerEnded(answer); },
             [this](const session::Status& status) { write("status", status.text); },

@@ -33,6 +33,7 @@ private:
     void line(const QString& text);
     void sentence(const session::Sentence& sentence);
     void grow(const session::AnswerPiece& answer);
+    void grounds(const session::AnswerGrounds& answer);
     void status(const session::Status& status);
     void answerLine(int number, const QString& text);
 

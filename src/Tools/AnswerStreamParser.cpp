@@ -11,6 +11,7 @@ namespace parlowen {
 namespace {
 
 constexpr std::string_view prefix = "data: ";
+constexpr std::string_view groundsPrefix = ": grounds ";
 constexpr std::string_view endMark = "@@";
 
 /// Reads JSON and keeps nothing but the text at data.content; of members named alike the last one counts.
@@ -102,6 +103,16 @@ std::optional<std::string> contentOfLine(std::string_view line) {
     return contentOf(withoutPrefixes(line)); // rare: it is removed inside the line too
 }
 
+QStringList groundsOf(std::string_view json) {
+    const auto lines = nlohmann::json::parse(json, nullptr, false);
+    QStringList grounds;
+    if (lines.is_array())
+        for (const auto& line : lines)
+            if (line.is_string())
+                grounds << QString::fromStdString(line.get<std::string>());
+    return grounds;
+}
+
 } // namespace
 
 std::vector<QString> AnswerStreamParser::feed(QByteArrayView bytes) {
@@ -115,7 +126,10 @@ std::vector<QString> AnswerStreamParser::feed(QByteArrayView bytes) {
             searched_ = buffer.size();
             break;
         }
-        const std::optional<std::string> content = contentOfLine(buffer.substr(start, end - start));
+        const std::string_view line = buffer.substr(start, end - start);
+        const std::optional<std::string> content = contentOfLine(line);
+        if (line.starts_with(groundsPrefix))
+            grounds_ += groundsOf(line.substr(groundsPrefix.size()));
         start = end + 1;
         if (content == endMark) {
             hasEnded_ = true;

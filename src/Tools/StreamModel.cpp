@@ -60,6 +60,11 @@ void StreamModel::setDidComplete(std::function<void(const QString&)> didComplete
     didComplete_ = std::move(didComplete);
 }
 
+void StreamModel::setOnGrounds(std::function<void(const QStringList&)> onGrounds) {
+    const std::lock_guard lock(mutex_);
+    onGrounds_ = std::move(onGrounds);
+}
+
 void StreamModel::setOnEnd(std::function<void(const AnswerEnd&)> onEnd) {
     const std::lock_guard lock(mutex_);
     onEnd_ = std::move(onEnd);
@@ -74,6 +79,14 @@ void StreamModel::append(const QString& piece) {
     lock.unlock();
     if (onUpdate)
         onUpdate(text);
+}
+
+void StreamModel::ground(const QStringList& lines) {
+    std::unique_lock lock(mutex_);
+    const auto onGrounds = onGrounds_;
+    lock.unlock();
+    if (onGrounds)
+        onGrounds(lines);
 }
 
 void StreamModel::complete(const AnswerEnd& end) {

@@ -2,7 +2,7 @@
 
 #include <Foundation/Phrase.h>
 
-#include <QString>
+#include <QStringList>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -58,11 +58,15 @@ public:
     /// Called once with "已完成" when the connection has ended, on the client's thread.
     void setDidComplete(std::function<void(const QString&)> didComplete);
 
+    /// Called with the lines of the résumé that the answer leans on, where the backend names them.
+    void setOnGrounds(std::function<void(const QStringList&)> onGrounds);
     /// Called just before `didComplete`, with how it ended.
     void setOnEnd(std::function<void(const AnswerEnd&)> onEnd);
 
     /// Adds a piece to the answer and reports it.
     void append(const QString& piece);
+    /// Reports what the answer leans on.
+    void ground(const QStringList& lines);
     /// Reports the end of the connection.
     void complete(const AnswerEnd& end = {});
 
@@ -71,6 +75,7 @@ private:
     QString responseText_;
     std::function<void(const QString&)> onUpdate_;
     std::function<void(const QString&)> didComplete_;
+    std::function<void(const QStringList&)> onGrounds_;
     std::function<void(const AnswerEnd&)> onEnd_;
 };
 

@@ -97,6 +97,8 @@ void StreamingClient::receive() {
             return;
         model_->append(piece);
     }
+    if (const QStringList grounds = parser_.takeGrounds(); !grounds.isEmpty() && !isCancelled_)
+        model_->ground(grounds);
 }
 
 AnswerEnd StreamingClient::end() const {

@@ -51,16 +51,16 @@ TEST_F(SessionReportTest, TextWritesTheLinesOfAnswersAsSoonAsTheyAreWholeAndKeep
     tell(report, {AnswerPiece{1, "ne\nSecond\nThi"}, AnswerPiece{2, "two\n"}, AnswerPiece{1, "rd"}});
     EXPECT_THAT(lines, ElementsAre("    1 | First line\n", "    1 | Second\n", "    2 | two\n"));
     lines.clear();
-    tell(report, {AnswerEnded{2, {}}, AnswerEnded{1, failed()}});
-    EXPECT_THAT(lines, ElementsAre("    1 | Third\n"));
+    tell(report, {AnswerEnded{2, {}}, AnswerGrounds{1, {"Led a team."}}, AnswerEnded{1, failed()}});
+    EXPECT_THAT(lines, ElementsAre("    1 | Third\n", "    1 ← Led a team.\n"));
 }
 
 TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswerAndOneThatFailedIsNotAnswered) {
     JsonReport report(write(), clock());
     seconds = 1.23456;
     using namespace session;
-    tell(report, {Question{3, "q \"quoted\"\n"}, AnswerPiece{3, "你"}, AnswerPiece{3, "好"}, AnswerEnded{3, {}},
-                  Question{4, ""}, AnswerEnded{4, failed()}});
+    tell(report, {Question{3, "q \"quoted\"\n"}, AnswerPiece{3, "你"}, AnswerPiece{3, "好"},
+                  AnswerGrounds{3, {"甲", "乙"}}, AnswerEnded{3, {}}, Question{4, ""}, AnswerEnded{4, failed()}});
     std::vector<std::string> told;
     for (const std::string& line : lines) {
         EXPECT_EQ(line.find('\n'), line.size() - 1);
@@ -68,11 +68,12 @@ TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswerAndOneThatFailedIsNotAnswered
         EXPECT_DOUBLE_EQ(event["time"].toDouble(), 1.235);
         told.push_back(QString("%1 %2 %3%4")
                            .arg(event["kind"].toString(), QString::number(event["row"].toInt()),
-                                event["text"].toString(), event["outcome"].toString())
+                                event["text"].toString() + event["lines"].toVariant().toStringList().join('+'),
+                                event["outcome"].toString())
                            .toStdString());
     }
-    EXPECT_THAT(told, ElementsAre("question 3 q \"quoted\"\n", "answer 3 你", "answer 3 好", "answered 3 你好",
-                                  "question 4 ", "unanswered 4 failed"));
+    EXPECT_THAT(told, ElementsAre("question 3 q \"quoted\"\n", "answer 3 你", "answer 3 好", "grounds 3 甲+乙",
+                                  "answered 3 你好", "question 4 ", "unanswered 4 failed"));
 }
 
 TEST_F(SessionReportTest, WhatWasNotHeardIsToldInTheLanguageOfTheTerminal) {

@@ -38,6 +38,29 @@ void AnswersModel::end(int number, const AnswerEnd& end) {
     changed(number);
 }
 
+QString AnswersModel::Answer::groundsText() const {
+    if (grounds.isEmpty())
+        return {};
+    if (!groundsShown)
+        return tr("▸ 简历依据（%1）").arg(grounds.size());
+    return tr("▾ 简历依据\n%1").arg(grounds.join(u'\n'));
+}
+
+void AnswersModel::ground(int number, const QStringList& lines) {
+    if (Answer* answer = find(number)) {
+        answer->grounds = lines;
+        changed(number);
+    }
+}
+
+void AnswersModel::toggleGrounds(int row) {
+    Answer* answer = find(first_ + row);
+    if (answer == nullptr || answer->grounds.isEmpty())
+        return;
+    answer->groundsShown = !answer->groundsShown;
+    changed(first_ + row);
+}
+
 void AnswersModel::clear() {
     if (answers_.empty())
         return;
@@ -58,9 +81,12 @@ QVariant AnswersModel::data(const QModelIndex& index, int role) const {
         return answer.text;
     case AiInterviewAiCellMac::noteRole:
         return answer.note;
+    case AiInterviewAiCellMac::groundsRole:
+        return answer.groundsText();
     case Qt::AccessibleTextRole:
         return QString::number(index.row() + 1) + u':' + answer.text +
-               (answer.note.isEmpty() ? QString() : u'（' + answer.note + u'）');
+               (answer.note.isEmpty() ? QString() : u'（' + answer.note + u'）') +
+               (answer.grounds.isEmpty() ? QString() : u'\n' + answer.groundsText());
     case Qt::FontRole:
         return font_;
     default:

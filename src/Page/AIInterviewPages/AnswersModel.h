@@ -4,6 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QFont>
+#include <QStringList>
 #include <vector>
 
 namespace parlowen {
@@ -20,6 +21,10 @@ public:
     void grow(int number, const QString& piece);
     /// The answer of that number has ended; where it failed, its row says why.
     void end(int number, const AnswerEnd& end);
+    /// The answer of that number leans on these lines of the résumé: its row gets a mark that opens them.
+    void ground(int number, const QStringList& lines);
+    /// Opens or closes what the answer of that row leans on; nothing where it is not known.
+    void toggleGrounds(int row);
     void clear();
 
     /// Size of all rows' font, in points. The view measures its rows anew by itself.
@@ -31,7 +36,11 @@ public:
 private:
     struct Answer {
         QString text;
-        QString note; ///< why it failed; no part of the answer
+        QString note{}; ///< why it failed; no part of the answer
+        QStringList grounds{};
+        bool groundsShown = false;
+
+        QString groundsText() const;
     };
     int count() const { return static_cast<int>(answers_.size()); }
     Answer* find(int number);

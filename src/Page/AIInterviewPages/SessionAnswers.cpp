@@ -35,6 +35,12 @@ void SessionAnswers::follow(StreamModel& model) {
         if (!piece.isEmpty())
             onMain(self, [self, number, piece] { self->grew(number, piece); });
     });
+    model.setOnGrounds([self = QPointer(this), number](const QStringList& lines) {
+        onMain(self, [self, number, lines] {
+            if (self->growing_.contains(number))
+                Q_EMIT self->happened(session::AnswerGrounds{number, lines});
+        });
+    });
     model.setOnEnd([self = QPointer(this), number](const AnswerEnd& end) {
         onMain(self, [self, number, end] { self->ended(number, end); });
     });

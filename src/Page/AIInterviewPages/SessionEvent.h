@@ -3,7 +3,7 @@
 #include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Tools/StreamModel.h>
 
-#include <QString>
+#include <QStringList>
 #include <variant>
 
 /// What can happen in a session. Rows and answers are numbered from 1.
@@ -45,6 +45,11 @@ struct AnswerPiece {
     int number;
     QString piece;
 };
+/// That answer leans on these lines of the résumé.
+struct AnswerGrounds {
+    int number;
+    QStringList lines;
+};
 /// That answer grows no more.
 struct AnswerEnded {
     int number;
@@ -75,8 +80,8 @@ namespace parlowen {
 /// whoever keeps a history are told. A value.
 using SessionEvent =
     std::variant<session::Started, session::Recognizing, session::Partial, session::Sentence, session::Missed,
-                 session::Collected, session::Taken, session::Question, session::AnswerPiece, session::AnswerEnded,
-                 session::Status, session::Problem, session::Warning, session::Ended>;
+                 session::Collected, session::Taken, session::Question, session::AnswerPiece, session::AnswerGrounds,
+                 session::AnswerEnded, session::Status, session::Problem, session::Warning, session::Ended>;
 
 /// A visitor made of functions: `std::visit(SessionHandler{[](const session::Sentence&) { … }, [](const auto&) {}},
 /// event)`.

@@ -157,6 +157,8 @@ void SessionPage::buildLists() {
     bottomTableView_->setModel(answers_);
     for (ReadingList* list : {topTableView_, bottomTableView_})
         list->setNominalRowHeight(TextCell::nominalHeight(systemFont(session_.fontSize())));
+    connect(bottomTableView_, &ReadingList::disclosureRequested, this,
+            [this](int row) { reloadAnswers([&] { answers_->toggleGrounds(row); }); });
     connect(topTableView_, &ReadingList::focusShown, topView_, &ListFrame::setHighlighted);
     connect(bottomTableView_, &ReadingList::focusShown, bottomView_, &ListFrame::setHighlighted);
 }
@@ -290,6 +292,9 @@ void SessionPage::show(const SessionEvent& event) {
             [this](const session::Question& question) { reloadAnswers([&] { answers_->append(question.number); }); },
             [this](const session::AnswerPiece& answer) {
                 reloadAnswers([&] { answers_->grow(answer.number, answer.piece); });
+            },
+            [this](const session::AnswerGrounds& answer) {
+                reloadAnswers([&] { answers_->ground(answer.number, answer.lines); });
             },
             [this](const session::AnswerEnded& answer) {
                 reloadAnswers([&] { answers_->end(answer.number, answer.end); });

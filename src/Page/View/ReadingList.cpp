@@ -30,6 +30,7 @@ ReadingList::ReadingList(TextCell* cell, QWidget* parent)
     setTabKeyNavigation(false);
     setAutoScroll(false);
     viewport()->setCursor(Qt::IBeamCursor);
+    viewport()->setMouseTracking(true);
     newer_->setObjectName(QStringLiteral("newer"));
     newer_->setFont(systemFont(12));
     newer_->setFocusPolicy(Qt::NoFocus); // the keys have End
@@ -171,12 +172,23 @@ TextPosition ReadingList::positionAt(QPoint point) const {
     return {row, cell().offsetAt(model()->index(row, 0), viewport()->width(), inRow)};
 }
 
+bool ReadingList::isOnDisclosure(QPoint point) const {
+    const int row = rowAt(point.y());
+    return row >= 0 && cell().isOnDisclosure(model()->index(row, 0), viewport()->width(),
+                                             {point.x(), point.y() - rowViewportPosition(row)});
+}
+
 void ReadingList::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || count() == 0)
         return;
     endDrag();
     showFocus(false);
     const QPoint point = event->position().toPoint();
+    if (isOnDisclosure(point)) {
+        setCurrentRow(rowAt(point.y()));
+        Q_EMIT disclosureRequested(currentIndex().row());
+        return;
+    }
     const TextPosition position = positionAt(point);
     const bool wholeRow = isTripleClick(point);
     tripleClick_ = QDeadlineTimer();
@@ -201,6 +213,8 @@ void ReadingList::mouseMoveEvent(QMouseEvent* event) {
         endDrag();
     if (dragging_)
         dragTo(event->position().toPoint());
+    else
+        viewport()->setCursor(isOnDisclosure(event->position().toPoint()) ? Qt::PointingHandCursor : Qt::IBeamCursor);
 }
 
 void ReadingList::dragTo(QPoint point) {
@@ -286,6 +300,8 @@ bool ReadingList::handleKey(const QKeyEvent& event) {
         unmark();
     else if (event.key() == Qt::Key_Up || event.key() == Qt::Key_Down)
         stepRow(event.key() == Qt::Key_Up ? -1 : 1, event.modifiers().testFlag(Qt::ShiftModifier));
+    else if (event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter || event.key() == Qt::Key_Space)
+        Q_EMIT disclosureRequested(currentIndex().row());
     else if (event.key() == Qt::Key_PageUp || event.key() == Qt::Key_PageDown)
         scrollBy((event.key() == Qt::Key_PageUp ? -1 : 1) * viewport()->height() * 9 / 10);
     else if (event.key() == Qt::Key_Home)

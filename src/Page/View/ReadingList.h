@@ -41,6 +41,8 @@ public:
 Q_SIGNALS:
     /// A context menu is asked for; with the keys, where the row is that they are on.
     void menuRequested(QPoint globalPosition);
+    /// What a row can open was clicked, or Enter or Space pressed on the row.
+    void disclosureRequested(int row);
     /// The list has the keyboard, and the user goes by keys.
     void focusShown(bool shown);
 
@@ -63,6 +65,7 @@ protected:
 private:
     int count() const { return model()->rowCount(); }
     QString rowText(int row) const;
+    bool isOnDisclosure(QPoint point) const;
     QString textOf(const TextSelection& selection) const;
     TextPosition positionAt(QPoint point) const;
     TextPosition endOf(int row) const;

@@ -30,7 +30,8 @@ struct TextCell::LaidOut {
     TextBlock source;
     std::optional<TextBlock> result; ///< under the source's text, not its number
     bool isUnfinished = false;
-    bool isNote = false; ///< what stands there is a note
+    bool isNote = false;       ///< what stands there is a note, or can be opened and closed
+    bool isDisclosure = false; ///< it can be
 
     int resultLeft() const { return sideInset + qRound(source.indent()); }
     int sourceTop() const { return rowSpacing / 2 + above; }
@@ -57,8 +58,10 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
         kept = std::make_unique<LaidOut>(LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
     const QString cue = shown.isUnfinished ? QStringLiteral(" …") : QString();
     kept->isUnfinished = shown.isUnfinished;
-    kept->isNote = shown.resultLab.isEmpty() && !shown.note.isEmpty();
-    const QString& under = kept->isNote ? shown.note : shown.resultLab;
+    const QString& note = shown.note.isEmpty() ? shown.disclosure : shown.note;
+    kept->isNote = shown.resultLab.isEmpty() && !note.isEmpty();
+    kept->isDisclosure = kept->isNote && shown.note.isEmpty();
+    const QString& under = kept->isNote ? note : shown.resultLab;
     kept->source.setText(shown.sourceLab, under.isEmpty() ? cue : QString());
     if (under.isEmpty())
         kept->result.reset();
@@ -94,6 +97,11 @@ qsizetype TextCell::offsetAt(const QModelIndex& index, int width, QPoint point) 
     return row.source.textLength() + 1 + row.result->offsetAt(point - QPoint(row.resultLeft(), row.resultTop()));
 }
 
+bool TextCell::isOnDisclosure(const QModelIndex& index, int width, QPoint point) const {
+    const LaidOut& row = laidOut(index, width);
+    return row.isDisclosure && point.y() >= row.resultTop() && point.y() < row.resultTop() + row.result->height();
+}
+
 QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
     return {option.rect.width(), measure(index, option.rect.width())};
 }
@@ -114,7 +122,7 @@ void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     painter->setPen(hexColor(theme::onDark, row.isUnfinished ? theme::title : 1));
     row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
     if (row.isNote)
-        painter->setPen(hexColor(theme::problem));
+        painter->setPen(hexColor(row.isDisclosure ? theme::accent : theme::problem));
     if (row.result)
         row.result->draw(*painter, option.rect.topLeft() + QPointF(row.resultLeft(), row.resultTop()), clip,
                          {from - sourceLength - 1, to - sourceLength - 1});
@@ -130,6 +138,7 @@ TextCell::Content AiInterviewCellMac::content(const QModelIndex& index) const {
 TextCell::Content AiInterviewAiCellMac::content(const QModelIndex& index) const {
     Content content{QString::number(index.row() + 1) + u':', index.data(answerRole).toString(), {}};
     content.note = index.data(noteRole).toString();
+    content.disclosure = index.data(groundsRole).toString();
     return content;
 }
 

@@ -36,6 +36,8 @@ public:
     QString text(const QModelIndex& index) const;
     /// The offset in the row's text that is nearest to a point, which is relative to the row's corner.
     qsizetype offsetAt(const QModelIndex& index, int width, QPoint point) const;
+    /// Whether a point, relative to the row's corner, is on what opens and closes under the row.
+    bool isOnDisclosure(const QModelIndex& index, int width, QPoint point) const;
     /// What is drawn as marked from now on.
     void setSelection(const std::optional<TextSelection>& selection) { selection_ = selection; }
 
@@ -52,6 +54,7 @@ protected:
         QString resultLab;         ///< empty: the label is hidden and takes no space
         bool isUnfinished = false; ///< shown paler, with "…" behind it
         QString note{};            ///< in the colour of problems under a row without a result, no part of its text
+        QString disclosure{};      ///< in place of a note, in the accent colour: opens and closes with a click
     };
     virtual Content content(const QModelIndex& index) const = 0;
 
@@ -89,6 +92,8 @@ public:
     static constexpr int answerRole = Qt::UserRole + 1;
     /// Gives what is said under the answer and is no part of it; empty for nothing.
     static constexpr int noteRole = Qt::UserRole + 2;
+    /// Gives what can be opened under the answer, as it stands now; empty for nothing.
+    static constexpr int groundsRole = Qt::UserRole + 3;
 
 protected:
     Content content(const QModelIndex& index) const override;

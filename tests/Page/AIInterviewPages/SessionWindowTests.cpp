@@ -82,6 +82,33 @@ TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
     EXPECT_EQ(answers().verticalScrollBar()->value(), answers().verticalScrollBar()->maximum());
 }
 
+TEST_F(SessionWindowTest, AMarkUnderAnAnswerOpensWhatItLeansOn) {
+    openActive();
+    final("Why?");
+    ASSERT_TRUE(asked(1));
+    answerPiece("答案");
+    answerServer_.sendPiece(": grounds [\"甲\",\"乙\"]\n: grounds {\"no\":\"list\"}\n: grounds [\n");
+    ASSERT_TRUE(waitFor([this] { return texts(answers()) == "1:答案\n▸ 简历依据（2）"; })) << texts(answers());
+    const std::string opened = "1:答案\n▾ 简历依据\n甲\n乙";
+    const int height = answers().rowHeight(0);
+    const QRect row = answers().visualRect(answers().model()->index(0, 0));
+    QWidget* list = answers().viewport();
+    QTest::mouseClick(list, Qt::LeftButton, {}, {30, row.top() + 12});
+    EXPECT_EQ(answers().rowHeight(0), height) << "the answer itself opens nothing";
+    const QPoint mark(30, row.bottom() - 16);
+    QTest::mouseMove(list, mark);
+    EXPECT_EQ(list->cursor().shape(), Qt::PointingHandCursor);
+    QTest::mouseClick(list, Qt::LeftButton, {}, mark);
+    EXPECT_EQ(texts(answers()), opened);
+    EXPECT_GT(answers().rowHeight(0), height);
+    answers().setFocus(Qt::TabFocusReason);
+    for (const auto key : {Qt::Key_Space, Qt::Key_Return}) {
+        QTest::keyClick(&answers(), key);
+        EXPECT_EQ(answers().rowHeight(0) > height, key == Qt::Key_Return);
+    }
+    EXPECT_EQ(answers().wholeText(), QStringLiteral("答案")) << "no part of it";
+}
+
 TEST_F(SessionWindowTest, ManualModeTakesWhatTheUserMadeOfItsBox) {
     openActive(1);
     EXPECT_TRUE(box().isVisible() && answerButton().isVisible());
