@@ -27,7 +27,7 @@ namespace parlowen {
 namespace {
 
 constexpr QSize smallestMainSize(600, 400); // at the usual font scale
-constexpr double longestPaintSeconds = 1; // the local service is started behind the first paint, not beside it
+constexpr double longestPaintSeconds = 1;   // the local service is started behind the first paint, not beside it
 const QString stayKey = QStringLiteral("staysWithoutTray");
 
 QMessageBox::Icon iconOf(AlertStyle style) {
@@ -83,6 +83,10 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
             openLogin();
     };
     composition_.setHooks(std::move(hooks));
+    connect(&composition_.backend(), &Backend::portTaken, this, [](int port) {
+        ProgressHUD::shared().error(
+            tr("端口 %1 被别的程序占用，它不是您的服务，没有向它发送密码。已改用自己的服务。").arg(port));
+    });
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::endSession, Qt::DirectConnection);
     qApp->installEventFilter(this);
 }
