@@ -67,7 +67,8 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
     , composition_(settings_, line.backend)
     , pending_(line)
     , menu_([this] { showMainWindow(); }, [this] { quit(); })
-    , tray_(trayActions()) {
+    , tray_(trayActions())
+    , shortcuts_(settings_, shortcutHooks()) {
     ProgressHUD::shared().mainWindowContent = [self = QPointer(this)]() -> QWidget* {
         return self && self->window_ ? self->window_->centralWidget() : nullptr;
     };
@@ -120,6 +121,14 @@ TrayIcon::Actions AppDelegate::trayActions() {
         actions.rehearse = [this] { rehearse(); };
     actions.quit = [this] { quit(); };
     return actions;
+}
+
+SessionShortcuts::Hooks AppDelegate::shortcutHooks() {
+    SessionShortcuts::Hooks hooks;
+    hooks.session = [this] { return session_ ? session_->window() : nullptr; };
+    hooks.start = [this] { startInterview(); };
+    hooks.failed = [](const QString& why) { ProgressHUD::shared().toast(tr("全局快捷键不可用：%1").arg(why)); };
+    return hooks;
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
@@ -237,7 +246,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 
 /// What the user looks at: the interview while there is one.
 void AppDelegate::raise() {
-    if (session_ && session_->window()->isVisible())
+    if (session_)
         bringToFront(*session_->window());
     else
         showMainWindow();
@@ -288,6 +297,14 @@ void AppDelegate::rehearse() {
             pending_.start = CommandLine::Start::Rehearsal;
         return;
     }
+    // A session keeps to the backend as it is known when it is made.
+    composition_.connectBackend(this, [this](const Result<Backend::Access>& access) {
+        if (access && !session_ && mainView() != nullptr && !isQuitting_)
+            openRehearsal();
+    });
+}
+
+void AppDelegate::openRehearsal() {
     SessionWindow* opened = takeSession(new LiveSession(composition_, sampleInterview(), this));
     opened->setMainWindow(window_);
     opened->show();
@@ -302,7 +319,8 @@ SessionWindow* AppDelegate::takeSession(LiveSession* session) {
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
-    if (!isPainted_ && event->type() == QEvent::Paint && watched == window_) {
+    if (!isPainted_ && event->type() == QEvent::Paint && watched->isWidgetType() &&
+        static_cast<QWidget*>(watched)->isWindow()) {
         isPainted_ = true;
         onMain(QPointer(this), [this] { // once all of it is on the screen
             consoleLog(QStringLiteral("✅ 窗口已显示"));
@@ -352,7 +370,7 @@ void AppDelegate::askWhetherToStay() {
 }
 
 void AppDelegate::endSession() {
-    if (session_ && session_->window()->isVisible())
+    if (session_) // also where a shortcut has hidden it
         session_->window()->close();
     waitForBackground();
 }

@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Composition.h"
 #include "LiveSession.h"
+#include "SessionShortcuts.h"
 #include "SessionSignIn.h"
 #include "TrayIcon.h"
 #include "ViewController.h"
@@ -55,6 +56,7 @@ private:
     PageContext context();
     LoginServices loginServices();
     TrayIcon::Actions trayActions();
+    SessionShortcuts::Hooks shortcutHooks();
     void keepWindow(QMainWindow* window);
     void openMainWindow();
     void openLogin();
@@ -63,6 +65,7 @@ private:
     void doPending();
     void startInterview();
     void rehearse();
+    void openRehearsal();
     SessionWindow* takeSession(LiveSession* session);
     void findBackend();
     void sayThatThereIsNoBackend(const QString& why);
@@ -81,6 +84,7 @@ private:
     WindowMenu menu_;
     TrayIcon tray_;
     bool isPainted_ = false; ///< a window has been, for the first time
+    SessionShortcuts shortcuts_;
     bool isQuitting_ = false;
 };
 
