@@ -48,6 +48,7 @@ void SessionShortcuts::holdOrRelease() {
 }
 
 void SessionShortcuts::act(const QString& id) const {
+    consoleLog(QStringLiteral("⌨️ 全局快捷键: ") + id);
     SessionWindow* const session = hooks_.session();
     if (id == QLatin1String("run") && session == nullptr)
         hooks_.start();

@@ -210,6 +210,7 @@ TEST(TransportErrorTest, ADefaultRouteOfAnyKindIsOnlineAndABridgeOfContainersIsN
                               zeros + " ffffffff 00000001 00000000 00200200       lo\n";
     EXPECT_FALSE(hasRoute(bridge, noIpv6));
     EXPECT_FALSE(hasRoute({}, {}));
+    EXPECT_FALSE(hasRoute(bridge + "eth0\t00000000\t00000000\t0201\t0\t0\t0\t00000000\t0\t0\t0\n", {})) << "it refuses";
     EXPECT_TRUE(hasRoute(bridge + "wlan0\t00000000\t0101A8C0\t0003\t0\t0\t600\t00000000\t0\t0\t0\n", {}));
     EXPECT_TRUE(hasRoute(bridge + "ppp0\t00000000\t00000000\t0001\t0\t0\t0\t00000000\t0\t0\t0\n", {}));
     EXPECT_TRUE(hasRoute({}, noIpv6 + zeros + " 00 " + zeros + " 00 " + local +

@@ -19,6 +19,7 @@ const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
 const QString appId = QStringLiteral("org.parlowen.Parlowen"); // of the desktop file
 
+constexpr Phrase noBus{"there is no session bus", "没有会话总线"};
 constexpr Phrase refused{"the desktop did not permit global shortcuts", "桌面没有允许全局快捷键"};
 
 /// (sa{sv}) on the bus.
@@ -70,6 +71,10 @@ PortalShortcuts::~PortalShortcuts() {
 }
 
 void PortalShortcuts::bind(const std::vector<GlobalShortcut>& shortcuts, Bound bound) {
+    if (!bus_.isConnected()) { // whose calls would never end
+        bound(failure(noBus.here()));
+        return;
+    }
     shortcuts_ = shortcuts;
     bound_ = std::move(bound);
     // Newer portals want to know who a program outside a sandbox is; older ones know no such request.

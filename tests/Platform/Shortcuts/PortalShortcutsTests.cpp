@@ -118,6 +118,10 @@ TEST_F(PortalShortcutsTest, ShortcutsAreOfferedInASessionHeardAndGivenBack) {
 TEST_F(PortalShortcutsTest, WhatTheDesktopRefusesOrDoesNotOfferIsAFailure) {
     EXPECT_TRUE(bind()) << "without a portal";
     EXPECT_THAT(bound_, ElementsAre(false));
+    PortalShortcuts(QDBusConnection("nowhere")).bind({}, [this](const Result<void>& result) {
+        bound_.push_back(result.has_value());
+    });
+    EXPECT_THAT(bound_, ElementsAre(false, false)) << "without a bus, at once";
     startPortal();
     for (const char* refused : {"CreateSession", "BindShortcuts"}) {
         fake_.refusedCall = refused;
