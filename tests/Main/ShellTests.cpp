@@ -306,8 +306,9 @@ TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLe
     ASSERT_EQ(first->begin({}), SingleInstance::Role::First);
     const auto launch = [&folder](int patience) {
         std::optional<SingleInstance::Role> role;
-        const std::unique_ptr<QThread> other(QThread::create(
-            [&] { role = SingleInstance(folder).begin({"parlowen", "--page", "关于"}, patience); }));
+        const std::unique_ptr<QThread> other(QThread::create([&] {
+            role = SingleInstance(folder).begin({"parlowen", "--page", "关于"}, patience);
+        }));
         other->start();
         EXPECT_TRUE(waitFor([&other] { return other->isFinished(); }, 20'000));
         return *role;
