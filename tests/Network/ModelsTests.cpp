@@ -1,4 +1,5 @@
 #include <Foundation/UserDefaults.h>
+#include <Network/ApiBase.h>
 #include <Network/Models.h>
 #include <Network/Settings.h>
 #include <Network/Transport.h>
@@ -175,6 +176,12 @@ TEST(RequestEncodingTest, ParametersBecomeASortedQuery) {
     EXPECT_EQ(encodedQuery({{"list", QJsonArray{2, "x", true}}}), "list%5B%5D=2&list%5B%5D=x&list%5B%5D=1");
     EXPECT_EQ(encodedQuery({{"中", "a b&c=d+e"}}), "%E4%B8%AD=a%20b%26c%3Dd%2Be");
     EXPECT_EQ(encodedQuery({{"o", QJsonObject{{"k", "v"}}}}), "o%5Bk%5D=v");
+}
+
+TEST(RequestEncodingTest, TheCaptchasPageIsBesideTheBackend) {
+    EXPECT_EQ(ApiBase::captchaPage("https://127.0.0.1:8443/api/v1").toString(), "http://127.0.0.1:8444/");
+    EXPECT_EQ(ApiBase::captchaPage("https://[::1]:47615/api/v1").toString(), "http://[::1]:47616/");
+    EXPECT_EQ(ApiBase::captchaPage("https://a.example/api/v1").toString(), "http://a.example/");
 }
 
 TEST(RequestEncodingTest, APathFollowsTheBaseAndAWholeUrlStandsAlone) {
