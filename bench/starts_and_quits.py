@@ -39,7 +39,7 @@ def environment(home):
 def sign_in(service, home, variables):
     """Makes an account on the local service and stores its sign-in."""
     data = variables["XDG_DATA_HOME"] + "/parlowen-service"
-    running = subprocess.Popen([service, "--listen", "127.0.0.1:0", "--data", data, "--exit-with-stdin"], env=variables,
+    running = subprocess.Popen([service, "--listen", "127.0.0.1:0", "--data", data, "--create-accounts", "--exit-with-stdin"], env=variables,
                                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
     port = int(running.stdout.readline().rsplit(":", 1)[1])
     client = http.client.HTTPSConnection("127.0.0.1", port, context=ssl.create_default_context(cafile=data + "/tls/ca.pem"))
