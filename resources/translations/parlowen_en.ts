@@ -206,6 +206,22 @@
 <context>
     <name>parlowen::AppDelegate</name>
     <message>
+        <source>面试还在进行，要退出吗？</source>
+        <translation>An interview is running. Quit all the same?</translation>
+    </message>
+    <message>
+        <source>退出会结束这场面试，窗口里的文字和回答随之消失。</source>
+        <translation>Quitting ends it; the text and the answers in its window go with it.</translation>
+    </message>
+    <message>
+        <source>继续面试</source>
+        <translation>Go on</translation>
+    </message>
+    <message>
+        <source>结束并退出</source>
+        <translation>End and quit</translation>
+    </message>
+    <message>
         <source>端口 %1 被别的程序占用，它不是您的服务，没有向它发送密码。已改用自己的服务。</source>
         <translation>Another program holds port %1. It is not your service, and no password was sent to it. Your own service is used instead.</translation>
     </message>

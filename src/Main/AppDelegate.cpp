@@ -27,7 +27,7 @@ namespace {
 
 constexpr QSize smallestMainSize(600, 400); // at the usual font scale
 constexpr double longestPaintSeconds = 1;   // the local service is started behind the first paint, not beside it
-const QString stayKey = QStringLiteral("staysWithoutTray");
+const QString leaveKey = QStringLiteral("leavesAnInterview"), stayKey = QStringLiteral("staysWithoutTray");
 
 QMessageBox::Icon iconOf(AlertStyle style) {
     switch (style) {
@@ -65,7 +65,7 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
     : finished_(std::move(finished))
     , composition_(settings_, line.backend)
     , pending_(line)
-    , menu_([this] { showMainWindow(); }, [this] { quit(); })
+    , menu_([this] { showMainWindow(); }, [this] { quitUnlessInterviewed(); })
     , tray_(trayActions())
     , shortcuts_(settings_, shortcutHooks()) {
     ProgressHUD::shared().mainWindowContent = [self = QPointer(this)]() -> QWidget* {
@@ -338,7 +338,7 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void AppDelegate::windowIsClosed() {
-    const std::optional<bool> stays = defaults_.boolean(stayKey);
+    const auto stays = defaults_.boolean(stayKey);
     if (tray_.isInSight() || stays == true) {
         window_->hide();
         tray_.sayThatItIsHere();
@@ -371,6 +371,19 @@ void AppDelegate::endSession() {
     if (session_) // also where a shortcut has hidden it
         session_->window()->close();
     waitForBackground();
+}
+
+/// By the menu or its key, which one hits by mistake, too: not out of an interview unasked.
+void AppDelegate::quitUnlessInterviewed() {
+    if (!window_ || !session_)
+        return quit();
+    if (window_->findChild<CommonTipView*>(leaveKey))
+        return;
+    CommonTipView* card = ask(*window_, tr("面试还在进行，要退出吗？"),
+                              tr("退出会结束这场面试，窗口里的文字和回答随之消失。"), tr("继续面试"), tr("结束并退出"));
+    card->setObjectName(leaveKey);
+    card->cancelButton()->setFocus();
+    card->sureBlock = [this] { quit(); };
 }
 
 void AppDelegate::quit() {

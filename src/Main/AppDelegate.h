@@ -70,6 +70,7 @@ private:
     void findBackend();
     void sayThatThereIsNoBackend(const QString& why);
     void enterLocally(const LoginServices::Entered& entered);
+    void quitUnlessInterviewed();
     void windowIsClosed();
     void askWhetherToStay();
 

@@ -252,7 +252,8 @@ TEST_F(LoginTest, TheContactCardShowsTheBackendsCodeAndClosesByItsCross) {
     ASSERT_TRUE(waitFor([&] { return !card->iconV()->pixmap().isNull(); }));
     EXPECT_EQ(card->iconV()->pixmap().toImage().pixelColor(75, 50), QColor(Qt::red));
     EXPECT_EQ(lastRequest().target, "/code");
-    QTest::mouseClick(card->closeImg(), Qt::LeftButton);
+    card->closeImg()->setFocus();
+    QTest::keyClick(card->closeImg(), Qt::Key_Return);
     EXPECT_TRUE(waitFor([this] { return window_->findChild<ContactView*>() == nullptr; }));
 }
 

@@ -221,6 +221,9 @@ TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBa
     ASSERT_TRUE(QTest::qWaitForWindowActive(run_->session()->window()));
     QTest::keyClick(run_->session()->window(), Qt::Key_0, Qt::ControlModifier);
     EXPECT_TRUE(run_->window()->isVisible());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(run_->window()));
+    QTest::keyClick(run_->window(), Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_TRUE(run_->session() != nullptr && QApplication::focusWidget()->inherits("QPushButton")) << "asked first";
     run_->window()->hide();
     run_->session()->window()->close();
     EXPECT_TRUE(waitFor([this] { return run_->window()->isVisible() && run_->session() == nullptr; }));

@@ -3,6 +3,8 @@
 #include "ViewFader.h"
 #include "Windows.h"
 
+#include <QAbstractButton>
+#include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPropertyAnimation>
@@ -137,9 +139,17 @@ bool PopView::focusNextPrevChild(bool next) {
 }
 
 // What the card has no use for is nothing for the page beneath either.
+void PopView::pressFocusedButton() {
+    auto* button = qobject_cast<QAbstractButton*>(QApplication::focusWidget());
+    if (button && isAncestorOf(button))
+        button->click();
+}
+
 void PopView::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape)
         dismiss();
+    else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        pressFocusedButton(); // buttons with a picture alone leave this key to those around them
     event->accept();
 }
 

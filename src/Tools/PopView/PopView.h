@@ -54,6 +54,7 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
+    void pressFocusedButton();
     static QWidget* ownerOf(QWidget* content);
     void letGo();
     void remove();
