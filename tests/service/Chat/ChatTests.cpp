@@ -164,6 +164,8 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
         {"elsewhere", status("302 No", "Location: /v2\r\n"), "(The language model reports an error)\n|OUTLINE"},
         {"error event", cutAfter("data: {\"error\":{\"message\":\"secret\"}}\n\n"),
          "(The language model reports an error)\n|OUTLINE"},
+        {"error event with a code", cutAfter("data: {\"error\":{\"code\":\"invalid_api_key\"}}\n\n"),
+         "(The language model does not accept the configured key)\n|OUTLINE"},
         {"page", cutAfter(page), "(The language model's reply cannot be read)\n|OUTLINE"},
         {"long line", waitingAfter("data: " + std::string(70'000, 'x')),
          "(The language model's reply cannot be read)\n|OUTLINE"},
