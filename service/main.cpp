@@ -10,9 +10,15 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <malloc.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -34,6 +40,22 @@ void watchInput(asio::posix::stream_descriptor& input, asio::io_context& control
     });
 }
 
+/// What has not ended within three seconds is cut: whatever was acknowledged is on the disk by then.
+void endInTime() {
+    std::thread([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2'900));
+        logLine("what has not ended by now is cut");
+        std::_Exit(ended);
+    }).detach();
+}
+
+/// Nothing of what is in memory, keys and passwords among it, gets into a file or before another process.
+void keepMemoryPrivate() {
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+    ::prctl(PR_SET_DUMPABLE, 0);
+}
+
 /// Serves until a signal, or the end of standard input where that is asked for.
 void serve(const ServiceOptions& options) {
     asio::io_context control;
@@ -52,6 +74,7 @@ void serve(const ServiceOptions& options) {
     }
     control.run();
     logLine("ending");
+    endInTime();
 }
 
 int start(const ServiceOptions& options) {
@@ -98,6 +121,9 @@ int main(int argc, char** argv) {
     // A reader of the log that went away, and a limit on file sizes, are errors of a write, not the end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    keepMemoryPrivate();
+    // Few arenas: what a flood leaves in many never goes back.
+    ::mallopt(M_ARENA_MAX, 2);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (!arguments.empty() && arguments.front() == confinedReaderOption)
         return readConfined({arguments.begin() + 1, arguments.end()});

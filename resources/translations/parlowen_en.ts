@@ -229,6 +229,10 @@
         <source>留在后台</source>
         <translation>Keep running</translation>
     </message>
+    <message>
+        <source>全局快捷键不可用：%1</source>
+        <translation>Shortcuts cannot be used in other programs: %1</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::CaptchaViewController</name>
@@ -925,6 +929,25 @@
     <message>
         <source>线上的面试，在面试设置里改听电脑播放的声音</source>
         <translation>For an interview online: change to the computer&apos;s sound in the settings</translation>
+    </message>
+</context>
+<context>
+    <name>parlowen::ShortcutSwitch</name>
+    <message>
+        <source>显示或隐藏面试窗口</source>
+        <translation>show or hide the interview window</translation>
+    </message>
+    <message>
+        <source>立即回答（手动回答时）</source>
+        <translation>answer now (with answers on request)</translation>
+    </message>
+    <message>
+        <source>开始或结束面试</source>
+        <translation>start or end an interview</translation>
+    </message>
+    <message>
+        <source>在其他程序中也能使用的快捷键</source>
+        <translation>Shortcuts that work in other programs too</translation>
     </message>
 </context>
 <context>

@@ -29,12 +29,12 @@ HttpResponse changeType(Accounts& accounts, std::string_view token, std::string_
     return accounts.setType(token, type.front() - '0') ? success(nullptr, "面试类型已更新") : unauthorized();
 }
 
-HttpResponse logOff(Accounts& accounts, std::string_view token, const ForgetUser& forget) {
+HttpResponse logOff(Accounts& accounts, std::string_view token, const Forget& forget) {
     const auto removed = accounts.remove(token);
     if (!removed)
         return unauthorized();
-    if (forget)
-        forget(removed->id);
+    if (forget.user)
+        forget.user(removed->id);
     return success(nullptr, "账号已注销");
 }
 
@@ -60,7 +60,7 @@ nlohmann::json signInData(const User& user, const ResumeOfUser& resumeOf, const 
     return data;
 }
 
-void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf, const ForgetUser& forget) {
+void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf, const Forget& forget) {
     router.route(verb::get, apiPath("/user/info"), [&accounts, resumeOf](const HttpRequest& request) {
         return withStore(request, [&] { return info(accounts, request.bearerToken(), resumeOf); });
     });
@@ -71,9 +71,11 @@ void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& re
                  },
                  {.right = signedInOnly(accounts)});
     router.route(verb::post, apiPath("/user/logout"),
-                 [&accounts](const HttpRequest& request) {
+                 [&accounts, forget](const HttpRequest& request) {
                      return withStore(request, [&] {
                          accounts.signOut(request.bearerToken());
+                         if (forget.session)
+                             forget.session(Accounts::sessionOf(request.bearerToken()));
                          return success();
                      });
                  },

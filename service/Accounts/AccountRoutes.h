@@ -18,16 +18,19 @@ HttpResponse storeFailure(const StoreError& problem);
 /// StoreError.
 using ResumeOfUser = std::function<nlohmann::json(std::int64_t userId)>;
 
-/// Drops what is kept of a user elsewhere than in the database. Called on a worker thread.
-using ForgetUser = std::function<void(std::int64_t userId)>;
+/// Drops what is kept elsewhere than in the database, of a user, or of a session (Accounts::sessionOf()) that has
+/// ended. Each is called on a worker thread.
+struct Forget {
+    std::function<void(std::int64_t userId)> user = {};
+    std::function<void(std::string_view session)> session = {};
+};
 
 /// What account and sign-in pages read of a user; the token only for the latter.
 nlohmann::json signInData(const User& user, const ResumeOfUser& resumeOf, const std::string& token = {});
 
 /// Profile, type of interviews, sign-out and the deletion of an account. `accounts` outlives the server; without
 /// `resumeOf` nobody has a résumé.
-void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf = {},
-                      const ForgetUser& forget = {});
+void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf = {}, const Forget& forget = {});
 
 /// Runs what needs the store on a worker thread; `work` gives a response, and may throw StoreError.
 template<typename Work>

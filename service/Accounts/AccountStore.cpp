@@ -1,5 +1,7 @@
 #include "AccountStore.h"
 
+#include "Http/Log.h"
+
 #include <SQLiteCpp/VariadicBind.h>
 #include <ctime>
 
@@ -36,7 +38,8 @@ std::optional<AccountStore::KnownUser> select(SQLite::Database& database, const 
 }
 
 void insertSession(SQLite::Database& database, std::int64_t userId, std::string_view tokenHash, std::int64_t now) {
-    SQLite::Statement insert(database, "INSERT INTO sessions (token_hash, user_id, created_at) VALUES (?, ?, ?)");
+    SQLite::Statement insert(database,
+                             "INSERT INTO sessions (token_hash, user_id, created_at, used_at) VALUES (?, ?, ?3, ?3)");
     bindHash(insert, 1, tokenHash);
     insert.bind(2, userId);
     insert.bind(3, now);
@@ -51,7 +54,28 @@ void insertSession(SQLite::Database& database, std::int64_t userId, std::string_
     forget.exec();
 }
 
+/// How often the use of a session is noted, in seconds.
+constexpr std::int64_t useNotedEvery = 3'600;
+constexpr std::int64_t speechGrace = 60;       // seconds
+constexpr std::int64_t failuresKept = 60 * 60; // seconds
+
+/// A session that is used is good whether that can be noted or not.
+void noteUse(SQLite::Database& database, std::string_view tokenHash, std::int64_t now) {
+    try {
+        SQLite::Statement update(database, "UPDATE sessions SET used_at = ? WHERE token_hash = ?");
+        update.bind(1, now);
+        bindHash(update, 2, tokenHash);
+        update.exec();
+    } catch (const SQLite::Exception& problem) {
+        logLine(std::string("the use of a session cannot be noted: ") + problem.what());
+    }
+}
+
 } // namespace
+
+AccountStore::AccountStore(Database& database, std::chrono::seconds sessionLife)
+    : database_(database)
+    , sessionLife_(sessionLife) {}
 
 std::optional<AccountStore::KnownUser> AccountStore::find(const PhoneNumber& phone) {
     return database_.use([&](SQLite::Database& database) { return select(database, phone); });
@@ -59,10 +83,16 @@ std::optional<AccountStore::KnownUser> AccountStore::find(const PhoneNumber& pho
 
 std::optional<User> AccountStore::findByToken(std::string_view tokenHash) {
     return database_.use([&](SQLite::Database& database) -> std::optional<User> {
-        SQLite::Statement row(database, "SELECT " USER_COLUMNS
-                                        " FROM users WHERE id = (SELECT user_id FROM sessions WHERE token_hash = ?)");
+        const std::int64_t now = std::time(nullptr);
+        SQLite::Statement row(database, "SELECT " USER_COLUMNS ", used_at FROM users JOIN sessions ON user_id = id "
+                                        "WHERE token_hash = ? AND used_at >= ?");
         bindHash(row, 1, tokenHash);
-        return row.executeStep() ? std::optional(userFrom(row)) : std::nullopt;
+        row.bind(2, now - sessionLife_.count());
+        if (!row.executeStep())
+            return std::nullopt;
+        if (now - row.getColumn(6).getInt64() >= useNotedEvery)
+            noteUse(database, tokenHash, now);
+        return userFrom(row);
     });
 }
 
@@ -130,6 +160,70 @@ void AccountStore::remove(std::int64_t userId) {
         remove.exec();
         // The journal still has the old pages.
         SQLite::Statement(database, "PRAGMA wal_checkpoint(TRUNCATE)").executeStep();
+    });
+}
+
+void AccountStore::noteSpeechToken(const std::string& token, std::string_view tokenHash, bool open) {
+    database_.use([&](SQLite::Database& database) {
+        const std::int64_t now = std::time(nullptr);
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement forget(database, "DELETE FROM speech_tokens WHERE ended_at < ?");
+        forget.bind(1, now - speechGrace);
+        forget.exec();
+        SQLite::Statement note(
+            database, open ? "INSERT OR REPLACE INTO speech_tokens (token, session) SELECT ?1, token_hash FROM "
+                             "sessions WHERE token_hash = ?2"
+                           : "UPDATE speech_tokens SET ended_at = ?3 WHERE token = ?1 AND session = ?2");
+        note.bind(1, token);
+        bindHash(note, 2, tokenHash);
+        if (!open)
+            note.bind(3, now);
+        note.exec();
+        transaction.commit();
+    });
+}
+
+std::vector<std::string> AccountStore::speechTokensOfTheLastRun() {
+    return database_.use([](SQLite::Database& database) {
+        SQLite::Statement row(database, "SELECT token FROM speech_tokens WHERE ended_at IS NULL OR ended_at >= ?");
+        row.bind(1, std::int64_t{std::time(nullptr)} - speechGrace);
+        std::vector<std::string> tokens;
+        while (row.executeStep())
+            tokens.push_back(row.getColumn(0));
+        return tokens;
+    });
+}
+
+void AccountStore::keepFailures(const std::vector<KeptFailures>& failures) {
+    database_.use([&](SQLite::Database& database) {
+        const std::int64_t now = std::time(nullptr);
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement forget(database, "DELETE FROM failures WHERE last_at < ?");
+        forget.bind(1, now - failuresKept);
+        forget.exec();
+        for (const KeptFailures& one : failures) {
+            SQLite::Statement keep(database, one.count == 0
+                                                 ? "DELETE FROM failures WHERE kind = ?1 AND name = ?2"
+                                                 : "INSERT OR REPLACE INTO failures VALUES (?1, ?2, ?3, ?4)");
+            SQLite::bind(keep, one.kind, one.name);
+            if (one.count > 0) {
+                keep.bind(3, one.count);
+                keep.bind(4, now);
+            }
+            keep.exec();
+        }
+        transaction.commit();
+    });
+}
+
+std::vector<KeptFailures> AccountStore::keptFailures() {
+    return database_.use([](SQLite::Database& database) {
+        SQLite::Statement row(database, "SELECT kind, name, count, last_at FROM failures");
+        std::vector<KeptFailures> failures;
+        while (row.executeStep())
+            failures.push_back({row.getColumn(0), row.getColumn(1), row.getColumn(2).getInt(),
+                                std::chrono::seconds(std::time(nullptr) - row.getColumn(3).getInt64())});
+        return failures;
     });
 }
 

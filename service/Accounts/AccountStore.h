@@ -1,9 +1,12 @@
 #pragma once
 
+#include "SignInLimits.h"
 #include "Store/Database.h"
 
+#include <chrono>
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 namespace parlowen::service {
 
@@ -32,14 +35,15 @@ public:
     /// The addresses that a user signed in from last.
     static constexpr int addressesOfAUser = 20;
 
-    explicit AccountStore(Database& database)
-        : database_(database) {}
+    /// Ends the sessions that were not used for `sessionLife`.
+    AccountStore(Database& database, std::chrono::seconds sessionLife);
 
     struct KnownUser {
         User user;
         std::string passwordHash;
     };
     std::optional<KnownUser> find(const PhoneNumber& phone);
+    /// Counts as a use of the session, noted once an hour.
     std::optional<User> findByToken(std::string_view tokenHash);
     /// Adds a user with a first session, or neither; none when the number is known already. An empty hash is of no
     /// password: the user signs in by other means.
@@ -54,8 +58,17 @@ public:
     void setType(std::int64_t userId, std::int64_t type);
     void endSession(std::string_view tokenHash);
 
+    /// That a speech token of a session has an open connection, or has lost its last one.
+    void noteSpeechToken(const std::string& token, std::string_view tokenHash, bool open);
+    /// The speech tokens that had one at the end of the last run, or in the minute before.
+    std::vector<std::string> speechTokensOfTheLastRun();
+
+    void keepFailures(const std::vector<KeptFailures>& failures);
+    std::vector<KeptFailures> keptFailures();
+
 private:
     Database& database_;
+    const std::chrono::seconds sessionLife_;
 };
 
 } // namespace parlowen::service

@@ -1,5 +1,6 @@
 #include "Accounts.h"
 
+#include "Http/Log.h"
 #include "Secrets.h"
 
 #include <algorithm>
@@ -55,10 +56,21 @@ constexpr const char* manyFailures = "登录失败次数过多";
 
 PhoneNumber Credentials::number() const { return {bareNumber(countryCode), bareNumber(phone)}; }
 
-Accounts::Accounts(Database& database, const LimitClock& clock)
-    : store_(database)
-    , limits_(clock)
-    , codes_(clock) {}
+Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::seconds sessionLife)
+    : store_(database, sessionLife)
+    , limits_(clock,
+              [this](const std::vector<KeptFailures>& failures) {
+                  try {
+                      store_.keepFailures(failures);
+                  } catch (const StoreError& problem) {
+                      logLine(problem.what()); // they are remembered until the end of the process
+                  }
+              })
+    , codes_(clock) {
+    limits_.restore(store_.keptFailures());
+}
+
+Accounts::~Accounts() { storeEnded(); }
 
 SignInTry Accounts::tryOf(const Credentials& credentials) {
     const PhoneNumber phone = credentials.number();
@@ -86,6 +98,7 @@ std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials,
     auto outcome = checkPassword(credentials.number(), credentials.secret, mayCreate);
     if (auto* signedIn = std::get_if<SignedIn>(&outcome))
         return admitted(attempt, std::move(*signedIn));
+    limits_.failed(attempt);
     return outcome;
 }
 
@@ -114,8 +127,10 @@ std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& creden
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
         return tooMany(manyFailures, wait);
     const PhoneNumber phone = credentials.number();
-    if (!codes_.redeem(phone, credentials.secret))
+    if (!codes_.redeem(phone, credentials.secret)) {
+        limits_.failed(attempt);
         return Refused{Reason::WrongCode, "验证码错误或已失效"};
+    }
     const std::string token = randomToken();
     if (auto created = store_.create(phone, {}, hashedToken(token)))
         return admitted(attempt, {*std::move(created), token});
@@ -140,12 +155,19 @@ SignedIn Accounts::admitted(const SignInTry& attempt, SignedIn signedIn) {
 }
 
 SignedIn Accounts::newSession(const PhoneNumber& phone) {
+    storeEnded();
     const std::string token = randomToken();
     return {store_.openSession(phone, hashedToken(token)), token};
 }
 
 std::optional<User> Accounts::userOf(std::string_view token) {
-    return token.empty() ? std::nullopt : store_.findByToken(hashedToken(token));
+    const std::string session = token.empty() ? std::string() : sessionOf(token);
+    {
+        const std::lock_guard lock(endedMutex_);
+        if (session.empty() || ended_.contains(session))
+            return std::nullopt;
+    }
+    return store_.findByToken(session);
 }
 
 bool Accounts::setType(std::string_view token, std::int64_t type) {
@@ -155,7 +177,35 @@ bool Accounts::setType(std::string_view token, std::int64_t type) {
     return user.has_value();
 }
 
-void Accounts::signOut(std::string_view token) { store_.endSession(hashedToken(token)); }
+std::string Accounts::sessionOf(std::string_view token) { return hashedToken(token); }
+
+bool Accounts::sessionLasts(std::string_view session) {
+    const std::lock_guard lock(endedMutex_);
+    return !ended_.contains(std::string(session)) && store_.findByToken(session).has_value();
+}
+
+void Accounts::signOut(std::string_view token) {
+    const std::string session = sessionOf(token);
+    try {
+        store_.endSession(session);
+    } catch (const StoreError& problem) {
+        if (!problem.cannotWrite)
+            throw;
+        logLine(problem.what());
+        const std::lock_guard lock(endedMutex_);
+        ended_.insert(session);
+    }
+}
+
+void Accounts::storeEnded() {
+    const std::lock_guard lock(endedMutex_);
+    try {
+        for (; !ended_.empty(); ended_.erase(ended_.begin()))
+            store_.endSession(*ended_.begin());
+    } catch (const StoreError&) {
+        // The next one tries again.
+    }
+}
 
 std::optional<User> Accounts::remove(std::string_view token) {
     auto user = userOf(token);

@@ -5,6 +5,8 @@
 #include "LoginCodes.h"
 #include "SignInLimits.h"
 
+#include <mutex>
+#include <set>
 #include <variant>
 
 namespace parlowen::service {
@@ -37,7 +39,12 @@ class Accounts {
 public:
     static constexpr std::size_t leastPassword = 6; ///< characters
 
-    explicit Accounts(Database& database, const LimitClock& clock = std::chrono::steady_clock::now);
+    /// `sessionLife`: without a use, a session ends after it.
+    explicit Accounts(Database& database, const LimitClock& clock = std::chrono::steady_clock::now,
+                      std::chrono::seconds sessionLife = std::chrono::hours(24 * 30));
+    ~Accounts();
+    Accounts(const Accounts&) = delete;
+    Accounts& operator=(const Accounts&) = delete;
 
     /// Why a sign-in is refused at once, before anything is hashed for it. Throws StoreError.
     std::optional<Refused> refusal(const Credentials& credentials);
@@ -59,11 +66,19 @@ public:
     /// Keeps the type of interviews that the token's user prepares for: 1 to 3. False when the token stands for nobody.
     /// Throws StoreError.
     bool setType(std::string_view token, std::int64_t type);
-    /// Makes a token worthless. Throws StoreError.
+    /// Makes a token worthless. Where the disk takes no more data it is worthless all the same, and stored as soon as
+    /// that goes. Throws StoreError.
     void signOut(std::string_view token);
+    /// What the session of a token is known by elsewhere.
+    static std::string sessionOf(std::string_view token);
+    /// Whether that session lasts. Throws StoreError.
+    bool sessionLasts(std::string_view session);
     /// Deletes the token's user with all that the database holds of them; gives whose account it was. Throws
     /// StoreError.
     std::optional<User> remove(std::string_view token);
+
+    /// For the speech tokens that were in use; see AccountStore.
+    AccountStore& store() { return store_; }
 
 private:
     SignInTry tryOf(const Credentials& credentials);
@@ -71,8 +86,11 @@ private:
                                                   bool mayCreate);
     SignedIn admitted(const SignInTry& attempt, SignedIn signedIn);
     SignedIn newSession(const PhoneNumber& phone);
+    void storeEnded();
 
     AccountStore store_;
+    std::mutex endedMutex_;
+    std::set<std::string> ended_; ///< sessions whose end is not stored yet
     SignInLimits limits_;
     LoginCodes codes_;
 };

@@ -69,6 +69,18 @@ void FailureLimit::succeeded(const std::string& name) {
     failures_.erase(name);
 }
 
+int FailureLimit::failuresOf(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    const auto known = failures_.find(name);
+    return known == failures_.end() || clock_() - known->second.last > rule_.memory ? 0 : known->second.count;
+}
+
+void FailureLimit::restore(const std::string& name, int count, std::chrono::seconds ago) {
+    const std::lock_guard lock(mutex_);
+    if (failures_.size() < limitedNames)
+        failures_[name] = {count, clock_() - ago};
+}
+
 RateLimit::RateLimit(std::size_t times, seconds period, LimitClock clock)
     : times_(times)
     , period_(period)

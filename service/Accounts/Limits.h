@@ -35,6 +35,10 @@ public:
     /// Takes back what the last failure cost: it was none.
     void takeBack(const std::string& name);
     void succeeded(const std::string& name);
+    /// How many failures in a row are remembered.
+    int failuresOf(const std::string& name);
+    /// Takes what an earlier run remembered in again.
+    void restore(const std::string& name, int count, std::chrono::seconds ago);
 
 private:
     struct Failures {

@@ -10,10 +10,18 @@ std::string pairOf(const SignInTry& attempt) { return attempt.number + " " + att
 
 } // namespace
 
-SignInLimits::SignInLimits(const LimitClock& clock)
-    : numbers_(byNumber, clock)
+SignInLimits::SignInLimits(const LimitClock& clock, KeepFailures keep)
+    : keep_(std::move(keep))
+    , numbers_(byNumber, clock)
     , addresses_(byAddress, clock)
     , pairs_(byPair, clock) {}
+
+void SignInLimits::restore(const std::vector<KeptFailures>& kept) {
+    const auto limits = kinds();
+    for (const KeptFailures& failures : kept)
+        if (const auto limit = limits.find(failures.kind); limit != limits.end())
+            limit->second->restore(failures.name, failures.count, failures.ago);
+}
 
 std::chrono::seconds SignInLimits::waitFor(const SignInTry& attempt) {
     if (attempt.fromKnownPlace)
@@ -26,21 +34,39 @@ std::chrono::seconds SignInLimits::begin(const SignInTry& attempt) {
     const auto wait = waitFor(attempt);
     if (wait.count() > 0)
         return wait;
-    if (attempt.fromKnownPlace) {
-        pairs_.failed(pairOf(attempt));
-    } else {
+    if (!attempt.fromKnownPlace) {
         numbers_.failed(attempt.number);
-        addresses_.failed(attempt.address);
+        if (pairs_.failuresOf(pairOf(attempt)) == 0)
+            addresses_.failed(attempt.address);
     }
+    pairs_.failed(pairOf(attempt));
     return {};
 }
 
+void SignInLimits::failed(const SignInTry& attempt) { keep(attempt); }
+
 void SignInLimits::succeeded(const SignInTry& attempt) {
+    const bool anyBefore = pairs_.failuresOf(pairOf(attempt)) > 1 || numbers_.failuresOf(attempt.number) > 1;
+    if (!attempt.fromKnownPlace) {
+        numbers_.succeeded(attempt.number);
+        if (pairs_.failuresOf(pairOf(attempt)) <= 1)
+            addresses_.takeBack(attempt.address);
+    }
     pairs_.succeeded(pairOf(attempt));
-    if (attempt.fromKnownPlace)
+    if (anyBefore)
+        keep(attempt);
+}
+
+void SignInLimits::keep(const SignInTry& attempt) {
+    if (!keep_)
         return;
-    numbers_.succeeded(attempt.number);
-    addresses_.takeBack(attempt.address);
+    const std::string pair = pairOf(attempt);
+    std::vector<KeptFailures> kept{{"pair", pair, pairs_.failuresOf(pair)}};
+    if (!attempt.fromKnownPlace) {
+        kept.push_back({"number", attempt.number, numbers_.failuresOf(attempt.number)});
+        kept.push_back({"address", attempt.address, addresses_.failuresOf(attempt.address)});
+    }
+    keep_(kept);
 }
 
 } // namespace parlowen::service

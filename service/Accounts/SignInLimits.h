@@ -2,6 +2,8 @@
 
 #include "Limits.h"
 
+#include <vector>
+
 namespace parlowen::service {
 
 /// Who tries to sign in as whom.
@@ -11,25 +13,46 @@ struct SignInTry {
     bool fromKnownPlace = false; ///< the number has signed in from that address before
 };
 
+/// Failures in a row of one name, as they are kept.
+struct KeptFailures {
+    std::string kind; ///< "number", "address" or "pair"
+    std::string name;
+    int count; ///< 0: none any more
+    std::chrono::seconds ago{0};
+};
+/// Keeps them beyond the end of the process. May block; does not throw.
+using KeepFailures = std::function<void(const std::vector<KeptFailures>&)>;
+
 /// The limits of guessing: by number and by address apart. Whoever tries from an address that the number has signed in
-/// from before meets a limit of that pair alone, so that strangers lock nobody out of their account. Thread-safe.
+/// from before meets a limit of that pair alone, so that strangers lock nobody out of their account. An address is
+/// counted once for each number that it fails at: whoever guesses at one number shuts nobody at the same address out.
+/// Thread-safe.
 class SignInLimits {
 public:
     static constexpr FailureRule byNumber{5, std::chrono::seconds(60), std::chrono::seconds(900)};
     static constexpr FailureRule byAddress{50, std::chrono::seconds(1), std::chrono::seconds(60)};
     static constexpr FailureRule byPair{10, std::chrono::seconds(30), std::chrono::seconds(900)};
 
-    explicit SignInLimits(const LimitClock& clock);
+    explicit SignInLimits(const LimitClock& clock, KeepFailures keep = {});
+    void restore(const std::vector<KeptFailures>& kept);
 
     /// How long to wait before a try; 0 when it may be made now.
     std::chrono::seconds waitFor(const SignInTry& attempt);
     /// Counts a try as a failure from its beginning, so that many at a time do not all get through before the first
     /// has failed; gives how long to wait instead when none may be made now.
     std::chrono::seconds begin(const SignInTry& attempt);
+    /// What was counted was a failure.
+    void failed(const SignInTry& attempt);
     /// What was counted was no failure.
     void succeeded(const SignInTry& attempt);
 
 private:
+    void keep(const SignInTry& attempt);
+    std::map<std::string, FailureLimit*> kinds() {
+        return {{"number", &numbers_}, {"address", &addresses_}, {"pair", &pairs_}};
+    }
+
+    const KeepFailures keep_;
     std::mutex beginning_;
     FailureLimit numbers_;
     FailureLimit addresses_;

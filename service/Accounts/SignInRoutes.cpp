@@ -51,7 +51,7 @@ asio::awaitable<HttpResponse> signInByPassword(const SignInParts& parts, const H
     HttpResponse early = co_await withStore(request, std::move(look));
     if (early.status != 0)
         co_return early;
-    const bool mayCreate = parts.method == LoginMethod::Password && request.isLocal();
+    const bool mayCreate = parts.createByPassword && parts.method == LoginMethod::Password && request.isLocal();
     auto check = [&parts, &credentials, mayCreate] {
         try {
             return signInReply(parts.accounts.signIn(credentials, mayCreate), parts.resumeOf);

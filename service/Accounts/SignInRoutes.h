@@ -17,6 +17,7 @@ struct SignInParts {
     /// Whether a text is the result of a captcha that was solved; it is good once.
     std::function<bool(const std::string& result)> redeemCaptcha = {};
     ResumeOfUser resumeOf = {};
+    bool createByPassword = false; ///< a first sign-in by password makes an account, where it comes from this machine
 };
 
 /// The login method, and sign-in by password and by code. By code, accounts are made by a code alone.

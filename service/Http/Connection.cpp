@@ -9,7 +9,6 @@
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/error.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
@@ -24,22 +23,11 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
 using boost::system::error_code;
-using Parser = http::request_parser<RequestBody>;
+using Parser = RequestParser;
 
+constexpr std::size_t readAtOnce = 1024;                                  // bytes of a header
 constexpr std::size_t sinkPiece = 256 * 1024;                             // bytes, that a sink takes at once
 constexpr std::uint64_t mostForgotten = std::uint64_t{256} * 1024 * 1024; // bytes of a refused upload
-
-/// The reply to a request that could not be read, or none when there is nobody to reply to.
-std::optional<HttpResponse> replyTo(const error_code& problem) {
-    if (problem == http::error::header_limit || problem == http::error::buffer_overflow)
-        return failure(431, "请求头过大", 431);
-    if (problem == http::error::body_limit)
-        return tooLarge();
-    const bool silent = problem == http::error::end_of_stream || problem == http::error::partial_message;
-    if (!silent && problem.category() == make_error_code(http::error::bad_method).category())
-        return badRequest();
-    return std::nullopt;
-}
 
 /// What a handler or a guard gave, or why there is nothing, in the log.
 template<typename Function>
@@ -50,6 +38,12 @@ auto loggingFailures(const HttpRequest& request, Function function) -> std::opti
         logLine(request.path + ": " + problem.what());
         return std::nullopt;
     }
+}
+
+HttpResponse crowded() {
+    HttpResponse response = failure(503, "连接的人太多，请在 3 秒后再试", 503);
+    response.headers.emplace_back("Retry-After", "3");
+    return response;
 }
 
 asio::awaitable<HttpResponse> answer(const Handler& handler, const HttpRequest& request) {
@@ -77,12 +71,14 @@ class Connection {
 public:
     static constexpr bool isTls = std::is_same_v<Stream, TlsStream>;
 
-    Connection(ConnectionContext& context, Stream stream, asio::ip::address peer)
+    Connection(ConnectionContext& context, Stream stream, asio::ip::address peer,
+               std::unique_ptr<OpenConnections::Place> place)
         : context_(context)
         , limits_(context.limits)
         , peer_(std::move(peer))
         , stream_(std::move(stream))
-        , buffer_(limits_.headerBytes + 1024) {}
+        , buffer_(limits_.headerBytes + 1024)
+        , place_(std::move(place)) {}
 
     asio::awaitable<void> run() {
         error_code failed;
@@ -106,10 +102,12 @@ private:
         error_code problem = co_await readHeader(parser);
         if (problem)
             co_return co_await refuse(problem);
+        if (auto refusal = refusalOfHead(parser.get(), context_.rules))
+            co_return co_await refuse(std::move(refusal), 0);
         const auto target = parsedTarget(parser.get().target());
         if (!target)
             co_return co_await refuse(make_error_code(http::error::bad_target));
-        HttpRequest request(parser.get(), *target, {peer_, context_.workers, context_.slowWorkers});
+        HttpRequest request(parser.get(), *target, originOfRequest(parser.get()));
         Router::Match match = context_.router.find(request.method, request.path);
         request.rest = std::move(match.rest);
         auto refusal = co_await refusalOf(match, request, parser);
@@ -131,7 +129,14 @@ private:
         co_return co_await dispatch(request, *match.route);
     }
 
-    /// Why a request is not served, as far as its header tells.
+    HttpRequest::Origin originOfRequest(const RawRequest& request) const {
+        auto origin = originOf(request, peer_, context_.rules);
+        origin.workers = context_.workers;
+        origin.slowWorkers = context_.slowWorkers;
+        return origin;
+    }
+
+    /// Why a request is not served, as far as its header and its route tell.
     asio::awaitable<std::optional<HttpResponse>> refusalOf(const Router::Match& match, const HttpRequest& request,
                                                            const Parser& parser) {
         if (match.route == nullptr)
@@ -145,7 +150,12 @@ private:
             auto refusal = co_await onWorker(context_.workers, std::move(ask));
             if (refusal)
                 co_return refusal;
+            if (!request.bearerToken().empty())
+                place_->signedIn();
         }
+        const bool isUpgrade = std::holds_alternative<WebSocketHandler>(match.route->handler); // has places of its own
+        if (!isUpgrade && place_->isOfTheReserve())
+            co_return crowded();
         const bool fits = parser.content_length().value_or(0) <= rules.bodyBytes;
         co_return fits ? std::nullopt : std::optional(tooLarge());
     }
@@ -173,8 +183,11 @@ private:
             co_await streamTo(*source, request);
             co_return false;
         }
-        if (!beast::websocket::is_upgrade(request.raw)) {
-            HttpResponse response = failure(426, "这个接口只接受 WebSocket 连接", 426);
+        if (!beast::websocket::is_upgrade(request.raw) || !isWebSocketKey(request.header("Sec-WebSocket-Key"))) {
+            const bool isUpgrade = beast::websocket::is_upgrade(request.raw);
+            HttpResponse response = isUpgrade ? badRequest("缺少有效的 Sec-WebSocket-Key 请求头")
+                                              : failure(426, "这个接口只接受 WebSocket 连接", 426);
+            response.headers.emplace_back("Sec-WebSocket-Version", "13");
             co_return co_await respond(request.raw, std::move(response));
         }
         co_await handOver(std::get<WebSocketHandler>(route.handler), request);
@@ -192,7 +205,9 @@ private:
     asio::awaitable<void> handOver(const WebSocketHandler& handler, const HttpRequest& request) {
         beast::get_lowest_layer(stream_).expires_never();
         try {
-            auto serving = handler(request, std::move(stream_));
+            UpgradedStream upgraded(std::move(stream_));
+            upgraded.buffer() = std::move(buffer_);
+            auto serving = handler(request, std::move(upgraded));
             co_await std::move(serving);
         } catch (const std::exception& problem) {
             logLine(request.path + ": " + problem.what());
@@ -201,19 +216,30 @@ private:
 
     asio::awaitable<error_code> readHeader(Parser& parser) {
         error_code failed;
-        if (buffer_.size() == 0) {
-            limitTo(limits_.idle);
-            const std::size_t count = co_await stream_.async_read_some(
-                buffer_.prepare(1024), asio::redirect_error(asio::use_awaitable, failed));
+        place_->waits();
+        std::optional<std::size_t> length = headLength(buffered(), 0);
+        limitTo(buffer_.size() == 0 ? limits_.idle : limits_.header);
+        while (!failed && !length) {
+            const std::size_t known = buffer_.size();
+            if (known >= limits_.headerBytes)
+                co_return make_error_code(http::error::header_limit);
+            const std::size_t count =
+                co_await stream_.async_read_some(buffer_.prepare(std::min(readAtOnce, buffer_.max_size() - known)),
+                                                 asio::redirect_error(asio::use_awaitable, failed));
             buffer_.commit(count);
+            length = headLength(buffered(), known);
+            if (known == 0 && !length)
+                limitTo(limits_.header);
         }
         if (!failed) {
-            limitTo(limits_.header);
-            co_await http::async_read_header(stream_, buffer_, parser,
-                                             asio::redirect_error(asio::use_awaitable, failed));
+            failed = parseHead(parser, buffered().substr(0, *length));
+            buffer_.consume(*length);
         }
+        place_->works();
         co_return failed;
     }
+
+    std::string_view buffered() const { return {static_cast<const char*>(buffer_.cdata().data()), buffer_.size()}; }
 
     asio::awaitable<error_code> beginBody(Parser& parser, std::size_t limit) {
         parser.body_limit(limit);
@@ -225,7 +251,9 @@ private:
     asio::awaitable<error_code> readBody(Parser& parser) {
         error_code failed;
         limitTo(limits_.body);
+        place_->waits();
         co_await http::async_read(stream_, buffer_, parser, asio::redirect_error(asio::use_awaitable, failed));
+        place_->works();
         co_return failed;
     }
 
@@ -329,11 +357,13 @@ private:
     const asio::ip::address peer_;
     Stream stream_;
     beast::flat_buffer buffer_;
+    const std::unique_ptr<OpenConnections::Place> place_; ///< given back before the socket is closed
 };
 
 } // namespace
 
-asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp::socket socket) {
+asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp::socket socket,
+                                      std::unique_ptr<OpenConnections::Place> place) {
     error_code gone;
     const auto peer = socket.remote_endpoint(gone);
     if (gone)
@@ -341,10 +371,10 @@ asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp:
     try {
         beast::tcp_stream plain(std::move(socket));
         if (context.tls) {
-            Connection connection(context, TlsStream(std::move(plain), *context.tls), peer.address());
+            Connection connection(context, TlsStream(std::move(plain), *context.tls), peer.address(), std::move(place));
             co_await connection.run();
         } else {
-            Connection connection(context, std::move(plain), peer.address());
+            Connection connection(context, std::move(plain), peer.address(), std::move(place));
             co_await connection.run();
         }
     } catch (const std::exception& problem) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OpenConnections.h"
+#include "RequestHead.h"
 #include "Router.h"
 #include "Server.h"
 
@@ -11,6 +13,7 @@ namespace parlowen::service {
 /// What all connections of a server share. It outlives them.
 struct ConnectionContext {
     const ServerLimits limits;
+    const HeadRules rules;
     const Router router;
     std::optional<boost::asio::ssl::context> tls; ///< none: plain HTTP
     boost::asio::any_io_executor workers;
@@ -18,6 +21,7 @@ struct ConnectionContext {
 };
 
 /// Serves one client from its TLS handshake, where there is one, to its end. Never throws.
-boost::asio::awaitable<void> serveConnection(ConnectionContext& context, boost::asio::ip::tcp::socket socket);
+boost::asio::awaitable<void> serveConnection(ConnectionContext& context, boost::asio::ip::tcp::socket socket,
+                                             std::unique_ptr<OpenConnections::Place> place);
 
 } // namespace parlowen::service

@@ -51,7 +51,8 @@ std::string_view HttpRequest::bearerToken() const {
 }
 
 bool HttpRequest::isLocal() const {
-    return origin.peer.is_loopback() && header("Forwarded").empty() && header("X-Forwarded-For").empty();
+    return !origin.viaProxy && origin.peer.is_loopback() && header("Forwarded").empty() &&
+           header("X-Forwarded-For").empty();
 }
 
 HttpResponse success(const nlohmann::json& data, std::string_view message) { return enveloped(0, message, data, 200); }
@@ -77,15 +78,17 @@ HttpResponse tooLarge() { return failure(413, "请求内容过大", 413); }
 HttpResponse internalError() { return failure(500, "服务内部错误，请稍后再试", 500); }
 
 std::optional<nlohmann::json> jsonObject(std::string_view text) {
-    bool tooDeep = false;
+    bool outOfBounds = false;
+    int values = 0;
     using Event = nlohmann::json::parse_event_t;
-    const auto inBounds = [&tooDeep](int depth, Event event, const nlohmann::json&) {
+    const auto inBounds = [&](int depth, Event event, const nlohmann::json&) {
         const bool opens = event == Event::object_start || event == Event::array_start;
-        tooDeep = tooDeep || (opens && depth >= deepestJson);
-        return !tooDeep; // false drops the value, so that nothing deep is ever built
+        values += opens || event == Event::value ? 1 : 0;
+        outOfBounds = outOfBounds || (opens && depth >= deepestJson) || values > mostJsonValues;
+        return !outOfBounds; // false drops the value, so that nothing beyond the bounds is ever built
     };
     std::optional<nlohmann::json> value(nlohmann::json::parse(text, inBounds, false));
-    if (tooDeep || !value->is_object())
+    if (outOfBounds || !value->is_object())
         value.reset();
     return value;
 }

@@ -62,8 +62,9 @@ public:
     /// else up.
     struct Origin {
         boost::asio::ip::address peer;
-        boost::asio::any_io_executor workers;
+        boost::asio::any_io_executor workers = {};
         boost::asio::any_io_executor slowWorkers = {};
+        bool viaProxy = false; ///< a proxy that is trusted passed it on
     };
 
     /// `target` is parsed from the raw request's.
@@ -114,7 +115,10 @@ HttpResponse internalError();
 
 /// How deep objects and arrays of foreign JSON may lie in each other: what walks through a value does so recursively.
 inline constexpr int deepestJson = 32;
-/// The JSON object in a text of anybody's; none when it is anything else, or deeper than `deepestJson`.
+/// How many values foreign JSON may hold in all.
+inline constexpr int mostJsonValues = 20'000;
+/// The JSON object in a text of anybody's; none when it is anything else, deeper than `deepestJson` or of more than
+/// `mostJsonValues`.
 std::optional<nlohmann::json> jsonObject(std::string_view text);
 /// A member that is a string; empty when it is missing or anything else.
 std::string textMember(const nlohmann::json& object, const char* name);

@@ -55,11 +55,22 @@ void writeTemporary(const fs::path& temporary, std::string_view contents) {
 } // namespace
 
 void makePrivateDirectory(const fs::path& directory) {
-    fs::create_directories(directory.parent_path());
+    if (!fs::exists(directory.parent_path()))
+        makePrivateDirectory(directory.parent_path());
     if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
         fail(errno, "cannot create", directory);
     if (!fs::is_directory(directory))
         fail(ENOTDIR, "cannot use", directory);
+}
+
+void requirePrivateDirectory(const fs::path& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0)
+        fail(errno, "cannot use", directory);
+    if (status.st_uid != ::geteuid())
+        throw std::runtime_error(directory.string() + " belongs to another user");
+    if ((status.st_mode & 077) != 0)
+        throw std::runtime_error(directory.string() + " is open to other users; run: chmod 700 " + directory.string());
 }
 
 void writePrivateFile(const fs::path& file, std::string_view contents) {
@@ -96,13 +107,23 @@ std::optional<std::string> readPrivateFile(const fs::path& file, std::size_t max
 }
 
 DirectoryLock::DirectoryLock(const fs::path& directory)
+    : DirectoryLock(directory, LOCK_EX) {}
+
+DirectoryLock::DirectoryLock(const fs::path& directory, int how)
     : descriptor_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     if (descriptor_ < 0)
         fail(errno, "cannot open", directory);
-    while (::flock(descriptor_, LOCK_EX) != 0) {
+    while (!(held_ = ::flock(descriptor_, how) == 0)) {
+        if (errno == EWOULDBLOCK)
+            return;
         if (errno != EINTR)
             fail(errno, "cannot lock", directory);
     }
+}
+
+std::unique_ptr<DirectoryLock> DirectoryLock::take(const fs::path& directory) {
+    std::unique_ptr<DirectoryLock> lock(new DirectoryLock(directory, LOCK_EX | LOCK_NB));
+    return lock->held_ ? std::move(lock) : nullptr;
 }
 
 DirectoryLock::~DirectoryLock() { ::close(descriptor_); }

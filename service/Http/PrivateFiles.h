@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +11,9 @@ namespace parlowen::service {
 /// Makes a directory for this user alone (mode 0700), and those above it. One that exists keeps its mode.
 /// Throws std::system_error.
 void makePrivateDirectory(const std::filesystem::path& directory);
+
+/// Throws std::runtime_error, with what to do, for a directory of another user, or one that others may look into.
+void requirePrivateDirectory(const std::filesystem::path& directory);
 
 /// Replaces a file as a whole: readers see the old contents or the new ones, also after a crash. Mode 0600.
 /// Throws std::system_error that names the file.
@@ -23,12 +27,18 @@ std::optional<std::string> readPrivateFile(const std::filesystem::path& file,
 /// Holds other processes off a directory for as long as it lives.
 class DirectoryLock {
 public:
+    /// Waits for whoever holds it.
     explicit DirectoryLock(const std::filesystem::path& directory);
+    /// Null when another process holds it.
+    static std::unique_ptr<DirectoryLock> take(const std::filesystem::path& directory);
     ~DirectoryLock();
     DirectoryLock(const DirectoryLock&) = delete;
     DirectoryLock& operator=(const DirectoryLock&) = delete;
 
 private:
+    DirectoryLock(const std::filesystem::path& directory, int how);
+
+    bool held_ = false;
     int descriptor_;
 };
 

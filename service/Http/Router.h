@@ -2,6 +2,7 @@
 
 #include "EventStream.h"
 #include "HttpMessage.h"
+#include "UpgradedStream.h"
 
 #include <functional>
 #include <map>
@@ -17,7 +18,7 @@ using EventSource = std::function<boost::asio::awaitable<void>(EventStream&)>;
 using StreamHandler = std::function<std::variant<EventSource, HttpResponse>(const HttpRequest&)>;
 /// Gets the connection right after an upgrade request was read from it, with no time limit set, and owns it from then
 /// on. The request lives until the handler ends.
-using WebSocketHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, TlsStream)>;
+using WebSocketHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, UpgradedStream)>;
 /// Looks at a request: a response instead of the handler's, or none. It may block: it runs on a worker thread.
 using Guard = std::function<std::optional<HttpResponse>(const HttpRequest&)>;
 

@@ -3,6 +3,7 @@
 #include "Connection.h"
 #include "Log.h"
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
@@ -12,10 +13,7 @@
 #include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <condition_variable>
-#include <map>
-#include <mutex>
-#include <sys/socket.h>
+#include <malloc.h>
 #include <thread>
 
 namespace parlowen::service {
@@ -27,69 +25,15 @@ using boost::system::error_code;
 namespace {
 
 constexpr std::chrono::milliseconds pauseWhenExhausted{100};
-constexpr std::chrono::milliseconds timeToEnd{3'000};
+constexpr std::chrono::milliseconds timeToEnd{2'000};
 constexpr std::size_t workerThreads = 2;
+constexpr std::size_t slowWorkerThreads = 6;
 
-/// The connections of a server, by their sockets: counted, limited, and told to end. Thread-safe.
-class OpenConnections {
-public:
-    explicit OpenConnections(std::size_t most)
-        : most_(most) {}
-
-    /// Keeps its connection's place for as long as it exists, which is longer than the socket is open.
-    class Place {
-    public:
-        Place(OpenConnections& all, std::size_t id)
-            : all_(&all)
-            , id_(id) {}
-        ~Place() { all_->leave(id_); }
-        Place(const Place&) = delete;
-        Place& operator=(const Place&) = delete;
-
-    private:
-        OpenConnections* all_;
-        std::size_t id_;
-    };
-
-    /// Null when there are too many.
-    std::unique_ptr<Place> enter(int socket) {
-        const std::lock_guard lock(mutex_);
-        if (sockets_.size() >= most_)
-            return nullptr;
-        const std::size_t id = nextId_++;
-        sockets_.emplace(id, socket);
-        return std::make_unique<Place>(*this, id);
-    }
-    /// Ends the reading side of every socket, so that each connection finishes what it writes and closes.
-    void endAll() {
-        const std::lock_guard lock(mutex_);
-        for (const auto& [id, socket] : sockets_)
-            ::shutdown(socket, SHUT_RD);
-    }
-    /// Whether the last one was gone within the bound.
-    bool waitUntilNone(std::chrono::milliseconds bound) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, bound, [this] { return sockets_.empty(); });
-    }
-
-private:
-    void leave(std::size_t id) {
-        const std::lock_guard lock(mutex_);
-        sockets_.erase(id);
-        changed_.notify_all();
-    }
-
-    const std::size_t most_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::size_t nextId_ = 0;
-    std::map<std::size_t, int> sockets_;
-};
-
-asio::awaitable<void> serveInPlace(ConnectionContext& context, tcp::socket socket,
-                                   std::unique_ptr<OpenConnections::Place> /*place*/) {
-    auto serving = serveConnection(context, std::move(socket));
-    co_await std::move(serving);
+/// Of whom a connection is; empty for a proxy, which speaks for many.
+std::string peerOf(const tcp::socket& socket, const std::vector<asio::ip::address>& proxies) {
+    error_code gone;
+    const auto peer = socket.remote_endpoint(gone).address();
+    return std::find(proxies.begin(), proxies.end(), peer) == proxies.end() ? peer.to_string() : std::string();
 }
 
 } // namespace
@@ -98,11 +42,16 @@ struct Server::Core {
     Core(Options serverOptions, std::optional<asio::ssl::context> tls, Router router)
         : options(std::move(serverOptions))
         , workers(workerThreads)
-        , slowWorkers(workerThreads)
-        , context{options.limits, std::move(router), std::move(tls), workers.get_executor(), slowWorkers.get_executor()}
-        , connections(options.limits.connections)
+        , slowWorkers(slowWorkerThreads)
+        , context{options.limits,         {tls.has_value(), options.hosts, options.proxies},
+                  std::move(router),      std::move(tls),
+                  workers.get_executor(), slowWorkers.get_executor()}
+        , connections({options.limits.connections, options.limits.connectionsOfAPeer, options.limits.reserve})
         , io(options.threads)
-        , acceptor(asio::make_strand(io)) {}
+        , acceptor(asio::make_strand(io)) {
+        // What a flood took goes back to the system.
+        connections.calmed = [this] { asio::post(workers, [] { ::malloc_trim(0); }); };
+    }
 
     void listen();
     asio::awaitable<void> acceptAll();
@@ -130,13 +79,13 @@ void Server::Core::listen() {
 }
 
 void Server::Core::accepted(tcp::socket socket) {
-    auto place = connections.enter(socket.native_handle());
+    auto place = connections.enter(socket.native_handle(), peerOf(socket, options.proxies));
     if (!place)
         return;
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto executor = socket.get_executor();
-    asio::co_spawn(executor, serveInPlace(context, std::move(socket), std::move(place)), asio::detached);
+    asio::co_spawn(executor, serveConnection(context, std::move(socket), std::move(place)), asio::detached);
 }
 
 asio::awaitable<void> Server::Core::acceptAll() {

@@ -12,7 +12,9 @@ namespace parlowen::service {
 /// What one client may use up. A stage that takes longer ends the connection.
 struct ServerLimits {
     std::size_t headerBytes = 8'192;
-    std::size_t connections = 512; ///< further ones are closed at once
+    std::size_t connections = 512;
+    std::size_t connectionsOfAPeer = 256; ///< which a proxy does not count as
+    std::size_t reserve = 64;             ///< of the connections, for those who have signed in
     std::chrono::milliseconds handshake{10'000};
     std::chrono::milliseconds idle{60'000}; ///< between two requests
     std::chrono::milliseconds header{10'000};
@@ -31,6 +33,8 @@ public:
         std::uint16_t port = 0; ///< 0: any free one
         int threads = 2;
         ServerLimits limits = {};
+        std::vector<std::string> hosts = {};                ///< that may be asked for beside the loopback names
+        std::vector<boost::asio::ip::address> proxies = {}; ///< whose word on the peer counts
     };
 
     Server(Options options, std::optional<boost::asio::ssl::context> tls, Router router);

@@ -59,6 +59,8 @@ public:
     /// Sends a text, without a NUL in it, and waits for the answer. None when the process ended, answered too much or
     /// took too long: it is of no use any more then.
     std::optional<std::string> ask(std::string_view text, std::chrono::milliseconds limit);
+    /// Has an ask() that runs come to nothing. Any thread.
+    void giveUp() const;
 
 private:
     using Clock = std::chrono::steady_clock;

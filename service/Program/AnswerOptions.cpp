@@ -161,23 +161,6 @@ Problem AnswerOptions::apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits
     return checkUrl(endpoint.url, !endpoint.key.empty());
 }
 
-std::string sampleConfig() {
-    std::ostringstream text;
-    text << "# The configuration of parlowen-service. A line is NAME = VALUE; arguments of the same names go before "
-            "it.\n";
-    AnswerOptions options;
-    const auto all = options.description();
-    for (const auto& option : all.options()) {
-        boost::any usual;
-        option->semantic()->apply_default(usual);
-        const std::string parameter = option->format_parameter(); // "NUMBER (=32)"
-        const auto value = parameter.find("(=");
-        text << "\n# " << option->description() << "\n#" << option->long_name() << " = "
-             << (usual.empty() ? std::string() : parameter.substr(value + 2, parameter.rfind(')') - value - 2)) << "\n";
-    }
-    return text.str();
-}
-
 int lineOf(const std::filesystem::path& file, const std::string& optionOrLine) {
     std::ifstream lines(file);
     int number = 0;

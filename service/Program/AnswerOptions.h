@@ -36,9 +36,6 @@ struct AnswerOptions {
     std::optional<OptionProblem> apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits) const;
 };
 
-/// A configuration file with every option at its default, each with a comment.
-std::string sampleConfig();
-
 /// The number of the first line of a configuration file that sets an option, or that is this text; 0 for none.
 int lineOf(const std::filesystem::path& file, const std::string& optionOrLine);
 

@@ -64,6 +64,21 @@ std::optional<std::string> parseLoginMethod(const std::string& text, ServiceOpti
     return "--login-method takes password or code, not \"" + text + "\"";
 }
 
+/// A problem is that of an option's name.
+std::optional<OptionProblem> checkServer(const ServiceOptions& options) {
+    constexpr int longestDays = 3'650;
+    if (options.sessionDays < 1 || options.sessionDays > longestDays)
+        return OptionProblem{"session-days", std::to_string(options.sessionDays) + " is not from 1 to 3650"};
+    for (const std::string& host : options.hosts)
+        if (host.empty() || host.find_first_of(":/ ") != std::string::npos)
+            return OptionProblem{"host", "\"" + host + "\" is no name of a host"};
+    boost::system::error_code invalid;
+    for (const std::string& proxy : options.proxies)
+        if (boost::asio::ip::make_address(proxy, invalid); invalid)
+            return OptionProblem{"proxy", "\"" + proxy + "\" is no IP address"};
+    return std::nullopt;
+}
+
 std::optional<std::string> parseData(const std::string& text, ServiceOptions& options) {
     if (text.empty())
         return "--data takes a directory";
@@ -84,6 +99,27 @@ struct RawOptions {
     std::string resume;
     AnswerOptions answers;
 };
+
+/// Those of the server that the configuration file can hold, too; stored in `options`.
+po::options_description serverDescription(ServiceOptions& options) {
+    constexpr unsigned lineLength = 110;
+    po::options_description all("The server (also in the configuration file)", lineLength);
+    const auto list = [](std::vector<std::string>& values, const char* name) {
+        return po::value(&values)->value_name(name)->composing();
+    };
+    // clang-format off
+    all.add_options()
+        ("create-accounts", po::bool_switch(&options.createAccounts),
+         "the first sign-in of a number by password, from this machine, makes its account")
+        ("session-days", po::value(&options.sessionDays)->value_name("NUMBER")->default_value(options.sessionDays),
+         "days without a use, after which a sign-in is over")
+        ("host", list(options.hosts, "NAME"),
+         "a name that the service may be asked for by, such as a reverse proxy's, beside the loopback ones; once for each")
+        ("proxy", list(options.proxies, "ADDRESS"),
+         "the address of a reverse proxy, whose X-Forwarded-For says who asks; once for each");
+    // clang-format on
+    return all;
+}
 
 /// The options of arguments alone; the simple ones are stored in `options`.
 po::options_description description(ServiceOptions& options, RawOptions& raw) {
@@ -148,7 +184,9 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     RawOptions raw;
     const auto answers = raw.answers.description();
     auto all = description(options, raw);
-    all.add(answers);
+    po::options_description inFiles;
+    inFiles.add(serverDescription(options)).add(answers);
+    all.add(inFiles);
     po::variables_map values;
     po::store(po::command_line_parser(arguments).options(all).positional({}).style(style).run(), values);
     const bool isNamed = values.count("config") > 0;
@@ -157,12 +195,12 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
         return values.count(name) > 0 && !values[name].defaulted();
     };
     std::set<std::string> given;
-    for (const auto& option : answers.options())
+    for (const auto& option : inFiles.options())
         if (isGiven(option->long_name()))
             given.insert(option->long_name());
     std::error_code unknown;
     if (std::filesystem::exists(options.config, unknown)) {
-        if (auto problem = readConfig(options.config, answers, values))
+        if (auto problem = readConfig(options.config, inFiles, values))
             return problem;
     } else if (isNamed) {
         return "there is no file " + options.config.string();
@@ -173,7 +211,10 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     if (values.count("print-prompt") > 0)
         options.printPrompt = raw.question;
     options.resume = raw.resume;
-    if (const auto problem = raw.answers.apply(options.chat, options.chatLimits)) {
+    auto wrong = checkServer(options);
+    if (!wrong)
+        wrong = raw.answers.apply(options.chat, options.chatLimits);
+    if (const auto& problem = wrong) {
         const std::string text = problem->option + ": " + problem->text;
         return given.contains(problem->option) || lineOf(options.config, problem->option) == 0
                    ? text
@@ -222,9 +263,33 @@ std::string usage() {
     text << "Usage: parlowen-service [options]\n\n"
             "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n\n"
          << description(options, raw) << "\n"
+         << serverDescription(options) << "\n"
          << raw.answers.description() << "\nThe configuration file is " << defaultConfigFile().string()
          << ".\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
             "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use.\n";
+    return text.str();
+}
+
+std::string sampleConfig() {
+    std::ostringstream text;
+    text << "# The configuration of parlowen-service. A line is NAME = VALUE; arguments of the same names go before "
+            "it.\n";
+    ServiceOptions options;
+    AnswerOptions answers;
+    po::options_description all;
+    all.add(serverDescription(options)).add(answers.description());
+    for (const auto& option : all.options()) {
+        boost::any usual;
+        option->semantic()->apply_default(usual);
+        const std::string parameter = option->format_parameter(); // "NUMBER (=32)"
+        const auto value = parameter.find("(=");
+        text << "\n# " << option->description() << "\n#" << option->long_name() << " = ";
+        if (value != std::string::npos)
+            text << parameter.substr(value + 2, parameter.rfind(')') - value - 2);
+        else if (!usual.empty())
+            text << "false"; // a switch
+        text << "\n";
+    }
     return text.str();
 }
 

@@ -16,6 +16,10 @@ struct ServiceOptions {
     std::uint16_t port = 47'615;       ///< 0: any free one
     std::filesystem::path data;        ///< absolute
     bool exitWithStdin = false;
+    bool createAccounts = false;              ///< by a first sign-in by password on this machine
+    int sessionDays = 30;                     ///< without a use, after which a sign-in is over
+    std::vector<std::string> hosts;           ///< names that the service is asked for by, beside the loopback ones
+    std::vector<std::string> proxies;         ///< addresses of proxies whose X-Forwarded-For counts
     bool loginByCode = false;                 ///< instead of by password
     std::string captchaAddress = "127.0.0.1"; ///< a loopback address, for the captcha's page in plain HTTP
     std::uint16_t captchaPort = 47'616;       ///< 0: any free one
@@ -49,5 +53,8 @@ std::filesystem::path defaultDataDirectory();
 
 /// The text of --help.
 std::string usage();
+
+/// A configuration file with every option at its default, each with a comment.
+std::string sampleConfig();
 
 } // namespace parlowen::service

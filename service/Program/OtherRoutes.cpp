@@ -78,14 +78,17 @@ void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& sig
                  {.right = signedInOnly});
 }
 
-void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, const Guard& signedInOnly) {
+void addSpeechTokenRoute(Router& router, std::function<std::string(std::string_view)> issue,
+                         const Guard& signedInOnly) {
     router.route(verb::get, apiPath("/microsoft/get_token"),
-                 plain([issue = std::move(issue)](const HttpRequest& request) {
+                 [issue = std::move(issue)](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
                      const std::string host(request.header("Host"));
                      if (!isHost(host))
-                         return noHost();
-                     return success({{"token", issue()}, {"area", "wss://" + host}});
-                 }),
+                         co_return noHost();
+                     auto work = [&] { return issue(request.bearerToken()); };
+                     const std::string token = co_await onWorker(request.origin.workers, std::move(work));
+                     co_return token.empty() ? unauthorized() : success({{"token", token}, {"area", "wss://" + host}});
+                 },
                  {.right = signedInOnly});
 }
 

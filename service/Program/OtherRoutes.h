@@ -22,8 +22,9 @@ using LanguageCatalog = std::function<LanguageOffer()>;
 void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& signedInOnly);
 
 /// Hands out what opens the speech gateway of this very service: a token, and the base URL that the client reached it
-/// by.
-void addSpeechTokenRoute(Router& router, std::function<std::string()> issue, const Guard& signedInOnly);
+/// by. `issue` gives an empty text where the sign-in is over; it runs on a worker thread.
+void addSpeechTokenRoute(Router& router, std::function<std::string(std::string_view signInToken)> issue,
+                         const Guard& signedInOnly);
 
 /// The newest version, which is this one.
 void addVersionRoute(Router& router);

@@ -15,6 +15,10 @@
 #include "Speech/Gateway.h"
 
 #include <algorithm>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <system_error>
 
 namespace parlowen::service {
@@ -23,13 +27,28 @@ namespace {
 
 std::filesystem::path madeDirectory(const std::filesystem::path& directory) {
     makePrivateDirectory(directory);
+    requirePrivateDirectory(directory);
     return directory;
+}
+
+/// One service a directory. Where its port is taken, too, that is what people want to hear.
+std::unique_ptr<DirectoryLock> lockOf(const ServiceOptions& options) {
+    if (auto lock = DirectoryLock::take(options.data))
+        return lock;
+    boost::asio::io_context none;
+    const boost::asio::ip::tcp::endpoint place(boost::asio::ip::make_address(options.address), options.port);
+    boost::asio::ip::tcp::acceptor(none, place); // throws where it is in use
+    throw std::runtime_error(options.data.string() + " is another parlowen-service's, which runs");
 }
 
 /// The key that signs speech tokens, made at the first start.
 std::string speechTokenKey(const std::filesystem::path& file) {
-    if (auto kept = readPrivateFile(file); kept && !kept->empty())
+    if (auto kept = readPrivateFile(file)) {
+        if (kept->size() != SpeechTokens::keyBytes)
+            throw std::runtime_error(file.string() + " is no key of " + std::to_string(SpeechTokens::keyBytes) +
+                                     " bytes. Remove it to have a new one made.");
         return *std::move(kept);
+    }
     std::string made = SpeechTokens::randomKey();
     writePrivateFile(file, made);
     return made;
@@ -48,6 +67,9 @@ Server::Options serverOptions(const ServiceOptions& options, const Service::Tuni
     Server::Options server;
     server.address = boost::asio::ip::make_address(options.address);
     server.port = options.port;
+    server.hosts = options.hosts;
+    for (const std::string& proxy : options.proxies)
+        server.proxies.push_back(boost::asio::ip::make_address(proxy));
     if (tuning.limits)
         server.limits = *tuning.limits;
     return server;
@@ -86,8 +108,9 @@ struct LanguageModel {
 struct Service::Parts {
     Parts(const ServiceOptions& options, const Tuning& tuning)
         : data(madeDirectory(options.data))
+        , lock(lockOf(options))
         , database(data / "parlowen.db")
-        , accounts(database)
+        , accounts(database, std::chrono::steady_clock::now, std::chrono::hours(24 * options.sessionDays))
         , resumes(database, data / "uploads")
         , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
         , signIn{.accounts = accounts,
@@ -95,20 +118,53 @@ struct Service::Parts {
                  .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,
                  .deliver = deliveryOf(options, tuning),
                  .redeemCaptcha = [this](const std::string& result) { return captchas.redeem(result); },
-                 .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); }}
+                 .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); },
+                 .createByPassword = options.createAccounts}
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
         if (options.loginByCode)
             startCaptcha(options);
-        speech->tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
+        startSpeechTokens();
         server.start();
+    }
+
+    void startSpeechTokens() {
+        SpeechTokens& tokens = speech->tokens;
+        tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
+        tokens.recall(accounts.store().speechTokensOfTheLastRun());
+        tokens.setHooks({.lasts = [this](std::string_view session) { return accounts.sessionLasts(session); },
+                         .changed =
+                             [this](const std::string& token, std::string_view session, bool open) {
+                                 boost::asio::post(speechNotes, [this, token, session = std::string(session), open] {
+                                     noteSpeechToken(token, session, open);
+                                 });
+                             }});
+    }
+
+    /// What is not noted is missed at the next start alone.
+    void noteSpeechToken(const std::string& token, const std::string& session, bool open) {
+        try {
+            accounts.store().noteSpeechToken(token, session, open);
+        } catch (const StoreError& problem) {
+            logLine(problem.what());
+        }
+    }
+
+    std::string speechTokenFor(std::string_view signInToken) {
+        if (model)
+            model->client.warm(); // an interview begins
+        const auto user = accounts.userOf(signInToken);
+        return user ? speech->tokens.issue({user->id, Accounts::sessionOf(signInToken)}) : std::string();
     }
 
     // What is read and hashed, and answers that run, would hold the server's end up.
     ~Parts() {
         resumes.stop();
         hashing.stop();
+        speech->engines.stop();
         if (model)
             model->client.stop();
+        server.stop();
+        speechNotes.join();
     }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;
@@ -119,6 +175,7 @@ struct Service::Parts {
         addCaptchaRoutes(pages, captchas);
         Server::Options place{boost::asio::ip::make_address(options.captchaAddress), options.captchaPort, 1, {}};
         place.limits.connections = 128;
+        place.limits.reserve = 0; // nobody signs in there
         captchaServer.emplace(place, std::nullopt, std::move(pages));
         captchaServer->start();
     }
@@ -138,6 +195,7 @@ struct Service::Parts {
 
     void forget(std::int64_t userId) {
         resumes.forget(userId);
+        speech->tokens.endUser(userId);
         if (model)
             model->answers.exchanges.forget(userId);
     }
@@ -150,20 +208,16 @@ struct Service::Parts {
         Router router;
         const Guard signedIn = signedInOnly(accounts);
         addSignInRoutes(router, signIn);
-        addAccountRoutes(router, accounts, signIn.resumeOf, [this](std::int64_t userId) { forget(userId); });
+        addAccountRoutes(router, accounts, signIn.resumeOf,
+                         {.user = [this](std::int64_t userId) { forget(userId); },
+                          .session = [this](std::string_view session) { speech->tokens.endSession(session); }});
         addResumeRoutes(router, accounts, resumes);
         addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
                         [this](std::string_view token, Question& question) { fill(token, question); });
         addLanguageRoutes(
             router, [this] { return offerOf(speech->languages()); }, signedIn);
         addSpeechTokenRoute(
-            router,
-            [this] {
-                if (model)
-                    model->client.warm(); // an interview begins
-                return speech->tokens.issue();
-            },
-            signedIn);
+            router, [this](std::string_view signInToken) { return speechTokenFor(signInToken); }, signedIn);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
         addDescriptionRoute(router);
@@ -173,6 +227,7 @@ struct Service::Parts {
     }
 
     const std::filesystem::path data;
+    const std::unique_ptr<DirectoryLock> lock;
     Database database;
     Accounts accounts;
     Resumes resumes;
@@ -182,6 +237,7 @@ struct Service::Parts {
     Captchas captchas;
     HashingQueue hashing;
     const SignInParts signIn;
+    boost::asio::thread_pool speechNotes{1}; ///< in order
     std::optional<Server> captchaServer;
     Server server; ///< the last, so that it ends first: its connections use all of the above
 };

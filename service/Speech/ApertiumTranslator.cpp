@@ -28,15 +28,32 @@ std::vector<std::string> pipeline(const std::filesystem::path& mode) {
 struct ApertiumTranslator::Direction {
     LanguagePair pair;
     std::filesystem::path mode;
-    std::mutex mutex; ///< one text at a time
-    std::unique_ptr<ChildPipe> process;
+    std::mutex mutex;        ///< one text at a time
+    std::mutex processMutex; ///< of what follows
+    std::shared_ptr<ChildPipe> process;
+    bool stopped = false;
 
-    std::optional<std::string> ask(const std::string& input, std::chrono::milliseconds limit) {
-        if (!process)
+    std::shared_ptr<ChildPipe> running() {
+        const std::lock_guard lock(processMutex);
+        if (!process && !stopped)
             process = ChildPipe::start(pipeline(mode));
-        auto answer = process ? process->ask(input, limit) : std::nullopt;
+        return process;
+    }
+    void drop() {
+        const std::lock_guard lock(processMutex);
+        process.reset();
+    }
+    void stop() {
+        const std::lock_guard lock(processMutex);
+        stopped = true;
+        if (process)
+            process->giveUp();
+    }
+    std::optional<std::string> ask(const std::string& input, std::chrono::milliseconds limit) {
+        const auto pipe = running();
+        auto answer = pipe ? pipe->ask(input, limit) : std::nullopt;
         if (!answer)
-            process.reset();
+            drop();
         return answer;
     }
 };
@@ -81,6 +98,11 @@ std::optional<std::string> ApertiumTranslator::translate(const LanguagePair& pai
         return answer ? std::optional(textOfApertium(*answer)) : std::nullopt;
     }
     return std::nullopt;
+}
+
+void ApertiumTranslator::stop() {
+    for (const auto& direction : directions_)
+        direction->stop();
 }
 
 std::string apertiumInput(std::string_view text) {

@@ -29,6 +29,7 @@ public:
 
     std::vector<LanguagePair> pairs() const override;
     std::optional<std::string> translate(const LanguagePair& pair, std::string_view text) override;
+    void stop() override;
 
 private:
     struct Direction;

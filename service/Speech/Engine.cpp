@@ -15,6 +15,11 @@ std::string lowered(std::string_view text) {
 
 } // namespace
 
+void EngineSet::stop() const {
+    for (const auto& translator : translators_)
+        translator->stop();
+}
+
 std::string primarySubtag(std::string_view locale) { return lowered(locale.substr(0, locale.find('-'))); }
 
 void EngineSet::add(std::shared_ptr<RecognitionEngine> engine) { engines_.push_back(std::move(engine)); }

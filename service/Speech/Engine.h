@@ -76,6 +76,8 @@ public:
     virtual bool isForFinalsAlone() const { return false; }
     /// Blocks, for a bounded time. None when the pair is not offered or the translation failed.
     virtual std::optional<std::string> translate(const LanguagePair& pair, std::string_view text) = 0;
+    /// Translations that run fail soon, and those that follow at once. Any thread.
+    virtual void stop() {}
 };
 
 /// What a set of engines can do for a session.
@@ -95,6 +97,8 @@ public:
     /// Null when nothing translates this pair.
     std::shared_ptr<Translator> translatorFor(const LanguagePair& pair) const;
     OfferedLanguages languages() const;
+    /// Gives up what blocks.
+    void stop() const;
 
 private:
     std::vector<std::shared_ptr<RecognitionEngine>> engines_;

@@ -2,14 +2,16 @@
 
 #include "ApertiumTranslator.h"
 #include "Http/HttpMessage.h"
+#include "Http/Workers.h"
 #include "RecogniserEngine.h"
 #include "SpeechConnection.h"
 
-#include <atomic>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
+#include <mutex>
+#include <set>
 
 namespace parlowen::service {
 
@@ -29,29 +31,35 @@ struct GatewayState {
     SpeechTokens& tokens;
     const EngineSet& engines;
     const SpeechGatewayOptions options;
-    std::atomic<std::size_t> open = 0;
+    std::mutex mutex;
+    std::multiset<std::int64_t> open; ///< whose connections they are
 };
 
-/// One of the places for connections; none when all are taken.
+/// One of the places for connections; none when all are taken, or all that a user may have.
 class Place {
 public:
-    static std::optional<Place> take(const std::shared_ptr<GatewayState>& state) {
-        if (++state->open <= state->options.sessions)
-            return Place(state);
-        --state->open;
-        return std::nullopt;
+    static std::optional<Place> take(const std::shared_ptr<GatewayState>& state, std::int64_t user) {
+        const std::lock_guard lock(state->mutex);
+        if (state->open.size() >= state->options.sessions || state->open.count(user) >= state->options.sessionsOfAUser)
+            return std::nullopt;
+        return Place(state, state->open.insert(user));
     }
     Place(Place&&) noexcept = default;
     Place& operator=(Place&&) = delete;
     ~Place() {
-        if (state_)
-            --state_->open;
+        if (!state_) // moved from
+            return;
+        const std::lock_guard lock(state_->mutex);
+        state_->open.erase(entry_);
     }
 
 private:
-    explicit Place(std::shared_ptr<GatewayState> state)
-        : state_(std::move(state)) {}
+    using Entry = std::multiset<std::int64_t>::iterator;
+    Place(std::shared_ptr<GatewayState> state, Entry entry)
+        : state_(std::move(state))
+        , entry_(entry) {}
     std::shared_ptr<GatewayState> state_;
+    Entry entry_;
 };
 
 std::string tokenOf(const HttpRequest& request) {
@@ -63,37 +71,45 @@ std::string tokenOf(const HttpRequest& request) {
     return parameter.starts_with(scheme) ? parameter.substr(scheme.size()) : parameter;
 }
 
-asio::awaitable<void> refuse(TlsStream& stream, HttpResponse response) {
+/// Refuses an upgrade. Clients of the protocol show people the status line, so that says why.
+asio::awaitable<void> refuse(UpgradedStream& stream, HttpResponse response, std::string_view why) {
     http::response<http::string_body> reply(http::int_to_status(response.status), 11);
+    reply.reason({why.data(), why.size()});
     reply.set(http::field::content_type, response.contentType);
+    for (const auto& [name, value] : response.headers)
+        reply.set(name, value);
     reply.keep_alive(false);
     reply.body() = std::move(response.body);
     reply.prepare_payload();
     boost::system::error_code ignored;
     boost::beast::get_lowest_layer(stream).expires_after(refusalLimit);
     co_await http::async_write(stream, reply, asio::redirect_error(asio::use_awaitable, ignored));
-    co_await stream.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
+    co_await stream.next_layer().async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
 }
 
-asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpRequest& request, TlsStream stream) {
-    const auto token = state->tokens.open(tokenOf(request));
+asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpRequest& request, UpgradedStream stream) {
+    auto look = [state, given = tokenOf(request)] { return state->tokens.open(given); };
+    auto token = co_await onWorker(request.origin.workers, std::move(look));
     if (!token) {
-        co_await refuse(stream, unauthorized());
+        co_await refuse(stream, unauthorized(), "The speech token is wrong or over, or its user has signed out");
         co_return;
     }
-    const auto place = Place::take(state);
+    const auto place = Place::take(state, token->user());
     if (!place) {
-        co_await refuse(stream, failure(503, "语音识别的连接已满，请稍后再试", 503));
+        HttpResponse full = failure(503, "语音识别的连接已满，请稍后再试", 503);
+        full.headers.emplace_back("Retry-After", "5");
+        co_await refuse(stream, std::move(full), "All places for speech are taken, come back in 5 seconds");
         co_return;
     }
-    co_await serveSpeech(state->engines, state->options, request, std::move(stream));
+    co_await serveSpeech(state->engines, state->options, request, *token, std::move(stream));
 }
 
 } // namespace
 
 WebSocketHandler makeSpeechGateway(SpeechTokens& tokens, EngineSet& engines, SpeechGatewayOptions options) {
     auto state = std::make_shared<GatewayState>(tokens, engines, options);
-    return [state](const HttpRequest& request, TlsStream stream) { return serve(state, request, std::move(stream)); };
+    return
+        [state](const HttpRequest& request, UpgradedStream stream) { return serve(state, request, std::move(stream)); };
 }
 
 std::unique_ptr<SpeechService> SpeechService::withLocalEngines(const std::filesystem::path& data,

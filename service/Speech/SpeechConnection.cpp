@@ -73,7 +73,7 @@ private:
 /// One client's WebSocket. Two parts read and write; run() watches the time, and outlives them whatever they wait for.
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    Connection(const asio::any_io_executor& executor, TlsStream stream, const SpeechGatewayOptions& options)
+    Connection(const asio::any_io_executor& executor, UpgradedStream stream, const SpeechGatewayOptions& options)
         : executor_(executor)
         , options_(options)
         , socket_(std::in_place, std::move(stream))
@@ -85,7 +85,7 @@ public:
     Connection& operator=(const Connection&) = delete;
     ~Connection() { mailbox_->close(); }
 
-    asio::awaitable<void> run(const EngineSet& engines, const HttpRequest& request);
+    asio::awaitable<void> run(const EngineSet& engines, const HttpRequest& request, const SpeechTokens::Session& token);
 
 private:
     asio::awaitable<bool> accept(const RawRequest& request);
@@ -103,7 +103,7 @@ private:
 
     const asio::any_io_executor executor_;
     const SpeechGatewayOptions options_;
-    std::optional<websocket::stream<TlsStream>> socket_;
+    std::optional<websocket::stream<UpgradedStream>> socket_;
     std::unique_ptr<SpeechSession> session_;
     const std::shared_ptr<Mailbox> mailbox_;
     Signal readable_; ///< the session takes frames again
@@ -118,12 +118,19 @@ private:
     int parts_ = 0;
 };
 
-asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpRequest& request) {
+asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpRequest& request,
+                                      const SpeechTokens::Session& token) {
     const bool accepted = co_await accept(request.raw);
     if (!accepted)
         co_return;
     auto settings = settingsOfRequest(request.path, [&request](std::string_view name) { return request.query(name); });
-    session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.workers));
+    session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.slowWorkers));
+    token.whenEnded([mailbox = mailbox_, weak = weak_from_this()] {
+        mailbox->post([weak] {
+            if (const auto self = weak.lock())
+                self->requestClose({websocket::close_code::policy_error, "signed out"});
+        });
+    });
     start(write());
     start(read());
     co_await watchTime();
@@ -266,10 +273,10 @@ void Connection::giveUp() { beast::get_lowest_layer(*socket_).close(); }
 } // namespace
 
 asio::awaitable<void> serveSpeech(const EngineSet& engines, const SpeechGatewayOptions& options,
-                                  const HttpRequest& request, TlsStream stream) {
+                                  const HttpRequest& request, SpeechTokens::Session& token, UpgradedStream stream) {
     const auto executor = co_await asio::this_coro::executor;
     const auto connection = std::make_shared<Connection>(executor, std::move(stream), options);
-    co_await connection->run(engines, request);
+    co_await connection->run(engines, request, token);
 }
 
 } // namespace parlowen::service

@@ -8,6 +8,7 @@ namespace parlowen::service {
 
 /// Serves the speech protocol on a connection whose upgrade request was let in. Returns once it has ended.
 boost::asio::awaitable<void> serveSpeech(const EngineSet& engines, const SpeechGatewayOptions& options,
-                                         const HttpRequest& request, TlsStream stream);
+                                         const HttpRequest& request, SpeechTokens::Session& token,
+                                         UpgradedStream stream);
 
 } // namespace parlowen::service

@@ -1,8 +1,8 @@
 #include "SpeechTokens.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdint>
 #include <openssl/crypto.h>
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
@@ -10,31 +10,14 @@
 
 namespace parlowen::service {
 
-struct SpeechTokens::Record {
-    TimePoint goodUntil;
-    int sessions = 0;
-};
-
-struct SpeechTokens::Table {
-    explicit Table(Clock clockToUse)
-        : clock(std::move(clockToUse)) {}
-
-    bool isGood(const Record& record) const { return record.sessions > 0 || clock() < record.goodUntil; }
-
-    void dropExpired() {
-        std::erase_if(records, [this](const auto& entry) { return !isGood(entry.second); });
-    }
-
-    Clock clock;
-    std::mutex mutex;
-    std::map<std::string, Record, std::less<>> records;
-};
-
 namespace {
 
-constexpr std::size_t keyBytes = 32;
+using TimePoint = SpeechTokens::TimePoint;
+
 constexpr std::size_t numberDigits = 16;
-constexpr std::size_t headDigits = 2 * numberDigits;
+constexpr std::size_t macBytes = 16;
+constexpr std::size_t sessionDigits = 2 * SpeechTokens::sessionBytes;
+constexpr std::size_t headDigits = 3 * numberDigits + sessionDigits;
 
 std::string randomBytes(std::size_t count) {
     std::string bytes(count, '\0');
@@ -61,69 +44,193 @@ std::string bigEndian(std::int64_t number) {
     return bytes;
 }
 
+template<typename Number>
+Number numberAt(std::string_view hexDigits, std::size_t at, std::size_t digits) {
+    Number number = 0;
+    std::from_chars(hexDigits.data() + at, hexDigits.data() + at + digits, number, 16);
+    return number;
+}
+
+std::string bytesAt(std::string_view hexDigits, std::size_t at, std::size_t digits) {
+    std::string bytes;
+    for (std::size_t i = at; i < at + digits; i += 2)
+        bytes += static_cast<char>(numberAt<unsigned>(hexDigits, i, 2));
+    return bytes;
+}
+
 std::string signature(std::string_view key, std::string_view head) {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     if (HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()),
              reinterpret_cast<const unsigned char*>(head.data()), head.size(), digest.data(), nullptr) == nullptr)
         throw std::runtime_error("a speech token cannot be signed");
-    return hex({reinterpret_cast<const char*>(digest.data()), 16});
+    return hex({reinterpret_cast<const char*>(digest.data()), macBytes});
 }
 
-std::int64_t secondsOf(SpeechTokens::TimePoint time) {
-    return std::chrono::duration_cast<std::chrono::seconds>(time.time_since_epoch()).count();
+/// What a token says of itself; none when it was not signed with the key.
+struct Said {
+    SpeechTokens::Owner owner;
+    TimePoint issued;
+};
+
+std::optional<Said> read(std::string_view token, std::string_view key) {
+    if (token.size() != headDigits + 2 * macBytes)
+        return std::nullopt;
+    const std::string right = signature(key, token.substr(0, headDigits));
+    if (CRYPTO_memcmp(right.data(), token.data() + headDigits, right.size()) != 0)
+        return std::nullopt;
+    Said said;
+    said.issued = TimePoint(std::chrono::seconds(numberAt<std::int64_t>(token, 0, numberDigits)));
+    said.owner.user = numberAt<std::int64_t>(token, 2 * numberDigits, numberDigits);
+    said.owner.session = bytesAt(token, 3 * numberDigits, sessionDigits);
+    return said;
 }
+
+using Act = std::function<void()>;
+
+/// A token that has opened something.
+struct Use {
+    SpeechTokens::Owner owner;
+    TimePoint endedAt{};
+    std::map<int, Act> connections; ///< what to call when the sign-in session ends, by number
+    bool over = false;              ///< the sign-in session has ended
+};
 
 } // namespace
 
+struct SpeechTokens::Table {
+    explicit Table(Clock clockToUse)
+        : clock(std::move(clockToUse)) {}
+
+    bool isInUse(const std::string& token) {
+        const auto use = uses.find(token);
+        return use != uses.end() && !use->second.over &&
+               (!use->second.connections.empty() || clock() < use->second.endedAt + grace);
+    }
+
+    void dropOld() {
+        std::erase_if(uses, [this](const auto& entry) {
+            return entry.second.connections.empty() && clock() >= entry.second.endedAt + grace;
+        });
+    }
+
+    template<typename Which>
+    void end(Which which) {
+        std::vector<Act> acts;
+        {
+            const std::lock_guard lock(mutex);
+            for (auto& [token, use] : uses) {
+                if (!which(use.owner))
+                    continue;
+                use.over = true;
+                for (auto& [number, act] : use.connections)
+                    acts.push_back(std::exchange(act, nullptr));
+            }
+        }
+        for (const Act& act : acts)
+            if (act)
+                act();
+    }
+
+    void tell(const std::string& token, std::string_view session, bool open) const {
+        if (hooks.changed)
+            hooks.changed(token, session, open);
+    }
+
+    const Clock clock;
+    Hooks hooks;
+    std::mutex mutex;
+    int numbers = 0;
+    std::map<std::string, Use> uses;
+};
+
 SpeechTokens::SpeechTokens(Clock clock)
     : table_(std::make_shared<Table>(std::move(clock)))
-    , key_(randomKey())
-    , started_(table_->clock()) {}
+    , key_(randomKey()) {}
 
 std::string SpeechTokens::randomKey() { return randomBytes(keyBytes); }
 
-std::string SpeechTokens::issue() {
-    const std::string head = hex(bigEndian(secondsOf(table_->clock()))) + hex(randomBytes(numberDigits / 2));
-    std::string token = head + signature(key_, head);
+void SpeechTokens::setHooks(Hooks hooks) { table_->hooks = std::move(hooks); }
+
+void SpeechTokens::recall(const std::vector<std::string>& tokens) {
     const std::lock_guard lock(table_->mutex);
-    table_->dropExpired();
-    table_->records[token] = {table_->clock() + lifetime};
-    return token;
+    for (const std::string& token : tokens)
+        if (auto said = read(token, key_))
+            table_->uses[token] = {.owner = std::move(said->owner), .endedAt = table_->clock(), .connections = {}};
 }
 
-bool SpeechTokens::isOfEarlierRun(std::string_view token) const {
-    if (table_->clock() >= started_ + grace || token.size() != headDigits + numberDigits * 2)
-        return false;
-    const std::string right = signature(key_, token.substr(0, headDigits));
-    if (CRYPTO_memcmp(right.data(), token.data() + headDigits, right.size()) != 0)
-        return false;
-    std::int64_t issued = 0;
-    std::from_chars(token.data(), token.data() + numberDigits, issued, 16);
-    return issued <= secondsOf(started_) && issued > secondsOf(started_ - longestSession);
+std::string SpeechTokens::issue(const Owner& owner) const {
+    const auto now = std::chrono::duration_cast<std::chrono::seconds>(table_->clock().time_since_epoch()).count();
+    std::string session = owner.session;
+    session.resize(sessionBytes);
+    const std::string head =
+        hex(bigEndian(now)) + hex(randomBytes(numberDigits / 2)) + hex(bigEndian(owner.user)) + hex(session);
+    return head + signature(key_, head);
 }
 
-std::optional<SpeechTokens::Session> SpeechTokens::open(std::string_view token) {
-    const std::lock_guard lock(table_->mutex);
-    auto found = table_->records.find(token);
-    if (found == table_->records.end() && isOfEarlierRun(token))
-        found = table_->records.emplace(token, Record{table_->clock() + grace}).first;
-    if (found == table_->records.end() || !table_->isGood(found->second))
+std::optional<SpeechTokens::Session> SpeechTokens::open(const std::string& token) {
+    auto said = read(token, key_);
+    if (!said)
         return std::nullopt;
-    ++found->second.sessions;
-    return std::optional<Session>(std::in_place, table_, found->first);
+    const auto age = table_->clock() - said->issued;
+    std::optional<Session> session;
+    bool isFirst = false;
+    {
+        const std::lock_guard lock(table_->mutex);
+        table_->dropOld();
+        if (age >= longestUse || (age >= lifetime && !table_->isInUse(token)))
+            return std::nullopt;
+        Use& use = table_->uses[token];
+        use.owner = said->owner;
+        isFirst = use.connections.empty();
+        use.connections[++table_->numbers] = nullptr;
+        session.emplace(table_, token, table_->numbers, use.owner.user);
+    }
+    // From here on the end of the sign-in session finds the connection; one that came before is seen now.
+    if (table_->hooks.lasts && !table_->hooks.lasts(said->owner.session))
+        return std::nullopt;
+    if (isFirst)
+        table_->tell(token, said->owner.session, true);
+    return session;
 }
 
-SpeechTokens::Session::Session(std::shared_ptr<Table> table, std::string token)
+void SpeechTokens::endSession(std::string_view session) {
+    table_->end([session](const Owner& owner) { return owner.session == session; });
+}
+
+void SpeechTokens::endUser(std::int64_t user) {
+    table_->end([user](const Owner& owner) { return owner.user == user; });
+}
+
+SpeechTokens::Session::Session(std::shared_ptr<Table> table, std::string token, int number, std::int64_t user)
     : table_(std::move(table))
-    , token_(std::move(token)) {}
+    , token_(std::move(token))
+    , number_(number)
+    , user_(user) {}
+
+void SpeechTokens::Session::whenEnded(std::function<void()> act) const {
+    {
+        const std::lock_guard lock(table_->mutex);
+        Use& use = table_->uses.at(token_);
+        if (!use.over)
+            return void(use.connections[number_] = std::move(act));
+    }
+    act();
+}
 
 SpeechTokens::Session::~Session() {
     if (!table_) // moved from
         return;
-    const std::lock_guard lock(table_->mutex);
-    auto& record = table_->records.at(token_);
-    --record.sessions;
-    record.goodUntil = std::max(record.goodUntil, table_->clock() + grace);
+    std::string session;
+    {
+        const std::lock_guard lock(table_->mutex);
+        Use& use = table_->uses.at(token_);
+        use.connections.erase(number_);
+        if (!use.connections.empty())
+            return;
+        use.endedAt = table_->clock();
+        session = use.owner.session;
+    }
+    table_->tell(token_, session, false);
 }
 
 } // namespace parlowen::service

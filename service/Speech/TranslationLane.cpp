@@ -50,8 +50,11 @@ std::vector<Translation> TranslationLane::translate(const RecognitionEvent& even
     std::vector<Translation> result;
     if (event.text.empty())
         return result;
-    for (const auto& target : targets_)
+    for (const auto& target : targets_) {
+        if (cancelled_) // whoever asked is gone
+            break;
         result.push_back({target.target, target.translator->translate(target.pair, event.text)});
+    }
     return result;
 }
 

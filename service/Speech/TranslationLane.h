@@ -4,6 +4,7 @@
 #include "ServerMessages.h"
 #include "TurnSettings.h"
 
+#include <atomic>
 #include <boost/asio/any_io_executor.hpp>
 #include <deque>
 #include <functional>
@@ -39,7 +40,7 @@ private:
     std::mutex mutex_; ///< of what follows
     std::deque<RecognitionEvent> waiting_;
     bool running_ = false;
-    bool cancelled_ = false;
+    std::atomic<bool> cancelled_ = false;
 };
 
 } // namespace parlowen::service

@@ -39,12 +39,17 @@ std::string textAt(const json& root, std::initializer_list<const char*> way) {
     return value.is_string() ? value.get<std::string>() : std::string();
 }
 
+void addTarget(std::vector<std::string>& targets, std::string_view target) {
+    if (targets.size() <= mostTargets && std::find(targets.begin(), targets.end(), target) == targets.end())
+        targets.emplace_back(target);
+}
+
 std::vector<std::string> splitAtCommas(std::string_view text) {
     std::vector<std::string> parts;
     while (!text.empty()) {
         const auto end = std::min(text.find(','), text.size());
         if (end > 0)
-            parts.emplace_back(text.substr(0, end));
+            addTarget(parts, text.substr(0, end));
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return parts;
@@ -62,7 +67,7 @@ void addTranslation(TurnSettings& settings, const json& context) {
     settings.targets.clear();
     for (const auto& target : targets)
         if (target.is_string())
-            settings.targets.push_back(target.get<std::string>());
+            addTarget(settings.targets, target.get_ref<const std::string&>());
     settings.lateTranslation = memberAt(translation, {"output", "lateResults"}) == true;
     settings.interimTranslation = isOn(textAt(context, {"phraseDetection", "onInterim", "action"}), "Translate") &&
                                   !sameWord(textAt(translation, {"output", "interimResults", "mode"}), "None");
@@ -135,6 +140,8 @@ std::variant<TurnEngines, std::string> enginesFor(const TurnSettings& settings, 
                                                        : "locale " + shown(settings.language) + " is not offered";
         return closeReason(problem + "; offered: " + offeredLocales(engines));
     }
+    if (settings.targets.size() > mostTargets)
+        return closeReason("a turn is translated into at most " + std::to_string(mostTargets) + " languages");
     for (const auto& target : settings.targets) {
         auto translation = translationTo(target, settings.language, engines);
         if (!translation)

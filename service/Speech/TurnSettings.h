@@ -14,7 +14,8 @@ namespace parlowen::service {
 /// What a client asks of a turn: the connection's path and query, and what the turn's `speech.context` says beyond it.
 struct TurnSettings {
     std::string language;             ///< a recognition locale as it was asked for
-    std::vector<std::string> targets; ///< translation codes as they were asked for; empty: plain recognition
+    std::vector<std::string> targets; ///< translation codes as they were asked for, each once and no more than one
+                                      ///< beyond `mostTargets`; empty: plain recognition
     bool olderTranslation = false;    ///< messages in the form of the older translation path
     bool detailed = false;            ///< phrases list alternatives instead of one text
     bool interimTranslation = true;   ///< translate while somebody speaks
@@ -22,6 +23,9 @@ struct TurnSettings {
     bool plainHypotheses = true;      ///< send `speech.hypothesis`
     bool plainPhrases = true;         ///< send `speech.phrase`
 };
+
+/// How many languages a turn can be translated into.
+inline constexpr std::size_t mostTargets = 4;
 
 /// The value of a query parameter of the upgrade request; empty when missing.
 using QueryLookup = std::function<std::string(std::string_view)>;

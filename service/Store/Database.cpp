@@ -55,6 +55,24 @@ CREATE TABLE addresses (
     UNIQUE (user_id, address)
 );
 )",
+    R"(
+ALTER TABLE sessions ADD COLUMN used_at INTEGER NOT NULL DEFAULT 0;
+UPDATE sessions SET used_at = unixepoch();
+CREATE TABLE speech_tokens (
+    token TEXT PRIMARY KEY,
+    session BLOB NOT NULL REFERENCES sessions (token_hash) ON DELETE CASCADE,
+    ended_at INTEGER
+) WITHOUT ROWID;
+CREATE INDEX speech_tokens_by_session ON speech_tokens (session);
+CREATE TABLE failures (
+    kind TEXT NOT NULL,
+    name TEXT NOT NULL,
+    count INTEGER NOT NULL,
+    last_at INTEGER NOT NULL,
+    PRIMARY KEY (kind, name)
+) WITHOUT ROWID;
+CREATE INDEX failures_by_time ON failures (last_at);
+)",
 };
 
 /// Makes the file before SQLite does, since its side files get the same rights.
@@ -101,6 +119,8 @@ Database::Database(const std::filesystem::path& file) {
         connection_.emplace(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, busyMilliseconds);
         sqlite3_extended_result_codes(connection_->getHandle(), 1);
         requireOwnFile(*connection_);
+        if (const std::string found = connection_->execAndGet("PRAGMA quick_check(1)").getString(); found != "ok")
+            throw SQLite::Exception("it is damaged (" + found + "); put back a copy, or try sqlite3's .recover");
         connection_->exec(
             "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA secure_delete=ON;");
         migrate(*connection_);

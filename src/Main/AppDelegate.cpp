@@ -65,7 +65,8 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
     , composition_(settings_, line.backend)
     , pending_(line)
     , menu_([this] { showMainWindow(); }, [this] { quit(); })
-    , tray_(trayActions()) {
+    , tray_(trayActions())
+    , shortcuts_(settings_, shortcutHooks()) {
     ProgressHUD::shared().mainWindowContent = [self = QPointer(this)]() -> QWidget* {
         return self && self->window_ ? self->window_->centralWidget() : nullptr;
     };
@@ -114,6 +115,14 @@ TrayIcon::Actions AppDelegate::trayActions() {
         actions.rehearse = [this] { rehearse(); };
     actions.quit = [this] { quit(); };
     return actions;
+}
+
+SessionShortcuts::Hooks AppDelegate::shortcutHooks() {
+    SessionShortcuts::Hooks hooks;
+    hooks.session = [this] { return session_ ? session_->window() : nullptr; };
+    hooks.start = [this] { startInterview(); };
+    hooks.failed = [](const QString& why) { ProgressHUD::shared().toast(tr("全局快捷键不可用：%1").arg(why)); };
+    return hooks;
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
@@ -228,7 +237,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 
 /// What the user looks at: the interview while there is one.
 void AppDelegate::raise() {
-    if (session_ && session_->window()->isVisible())
+    if (session_)
         bringToFront(*session_->window());
     else
         showMainWindow();
@@ -336,7 +345,7 @@ void AppDelegate::askWhetherToStay() {
 }
 
 void AppDelegate::endSession() {
-    if (session_ && session_->window()->isVisible())
+    if (session_) // also where a shortcut has hidden it
         session_->window()->close();
     waitForBackground();
 }

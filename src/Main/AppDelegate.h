@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Composition.h"
 #include "LiveSession.h"
+#include "SessionShortcuts.h"
 #include "SessionSignIn.h"
 #include "TrayIcon.h"
 #include "ViewController.h"
@@ -55,6 +56,7 @@ private:
     PageContext context();
     LoginServices loginServices();
     TrayIcon::Actions trayActions();
+    SessionShortcuts::Hooks shortcutHooks();
     void keepWindow(QMainWindow* window);
     void openMainWindow();
     void openLogin();
@@ -80,6 +82,7 @@ private:
     QPointer<LiveSession> session_;
     WindowMenu menu_;
     TrayIcon tray_;
+    SessionShortcuts shortcuts_;
     bool isQuitting_ = false;
 };
 

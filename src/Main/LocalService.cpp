@@ -91,9 +91,9 @@ void LocalService::launch(quint16 port) {
     patience_.start(startUpMilliseconds);
     output_.clear();
     errors_.clear();
-    process_.start(place_.program,
-                   {QStringLiteral("--listen"), QStringLiteral("%1:%2").arg(loopback).arg(port),
-                    QStringLiteral("--data"), place_.dataDirectory, QStringLiteral("--exit-with-stdin")});
+    process_.start(place_.program, {QStringLiteral("--listen"), QStringLiteral("%1:%2").arg(loopback).arg(port),
+                                    QStringLiteral("--data"), place_.dataDirectory, QStringLiteral("--exit-with-stdin"),
+                                    QStringLiteral("--create-accounts")});
 }
 
 void LocalService::outOfPatience() {

@@ -102,6 +102,10 @@ void Settings::setSessionWindowOpacity(qint64 percent) {
     write(SettingsKeys::sessionWindowOpacity, std::optional(percent));
 }
 
+bool Settings::globalShortcuts() const { return read(SettingsKeys::globalShortcuts).value_or(false); }
+
+void Settings::setGlobalShortcuts(bool on) { write(SettingsKeys::globalShortcuts, std::optional(on)); }
+
 std::optional<Language> Settings::uiLanguage() const {
     return languageOfCode(read(SettingsKeys::uiLanguage).value_or(QString()));
 }

@@ -29,6 +29,7 @@ inline constexpr SettingsKey<LanguageListModel> aiLangRightModel{"aiLangRightMod
 inline constexpr SettingsKey<qint64> aiInterviewType{"aiInterviewType"};
 inline constexpr SettingsKey<QString> heardProgram{"heardProgram"};
 inline constexpr SettingsKey<qint64> sessionWindowOpacity{"sessionWindowOpacity"};
+inline constexpr SettingsKey<bool> globalShortcuts{"globalShortcuts"};
 inline constexpr SettingsKey<QString> uiLanguage{"uiLanguage"};
 inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
 } // namespace SettingsKeys
@@ -70,6 +71,10 @@ public:
     /// How opaque the session window's ground is, in percent.
     std::optional<qint64> sessionWindowOpacity() const;
     void setSessionWindowOpacity(qint64 percent);
+
+    /// Whether shortcuts work while another program has the keyboard; false when missing.
+    bool globalShortcuts() const;
+    void setGlobalShortcuts(bool on);
 
     /// The language that was chosen for the program, "en" or "zh" in the store; none before that.
     std::optional<Language> uiLanguage() const;

@@ -4,6 +4,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Network/HttpDatas.h>
 #include <Page/View/LanguageSwitch.h>
+#include <Page/View/ShortcutSwitch.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/SystemFont.h>
@@ -42,6 +43,7 @@ void AboutMeViewController::buildUserInterface() {
         column->addWidget(label);
     }
     column->addWidget(new LanguageSwitch(settings_, this), 0, Qt::AlignHCenter);
+    column->addWidget(new ShortcutSwitch(settings_, this), 0, Qt::AlignHCenter);
     sureBtn_ = new CustomButton(tr("检查最新版本"), hexColor(theme::accent), 10, 14, this);
     sureBtn_->hasIcon = false;
     connect(sureBtn_, &CustomButton::clicked, this, &AboutMeViewController::checkForUpdates);

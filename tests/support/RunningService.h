@@ -47,6 +47,7 @@ public:
 
     void start() {
         service::ServiceOptions options = options_;
+        options.createAccounts = true;
         options.captchaPort = 0;
         options.port = 0;
         options.data = data();

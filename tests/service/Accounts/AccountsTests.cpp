@@ -168,7 +168,7 @@ TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
     database.use([](SQLite::Database& connection) {
         connection.exec("UPDATE sessions SET created_at = 1");
         for (int i = 0; i < AccountStore::sessionsOfAUser; ++i)
-            connection.exec("INSERT INTO sessions VALUES (randomblob(32), 1, 2)");
+            connection.exec("INSERT INTO sessions VALUES (randomblob(32), 1, 2, unixepoch())");
     });
     const std::string last = tokenOf(known);
     EXPECT_FALSE(accounts.userOf(oldest));

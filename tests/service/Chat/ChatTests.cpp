@@ -275,15 +275,15 @@ TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
     const RunningService service({}, {.url = model.url(), .model = "m"});
     const std::string token = service.token();
     service.client().get("/api/v1/microsoft/get_token", token);
-    for (const char* question : {"Why?", "How?"})
-        EXPECT_EQ(service.client().post("/api/v1/ai/meeting", {{"txt", question}, {"prompt", "cook"}}, token).body,
-                  "data: {\"data\":{\"content\":\"a\"}}\n\ndata: {\"data\":{\"content\":\"@@\"}}\n\n");
     const auto isWarmed = [&] {
         const auto requests = model.requests();
         return std::any_of(requests.begin(), requests.end(),
                            [](const std::string& request) { return request.starts_with("GET /v1/models "); });
     };
     EXPECT_TRUE(eventually(isWarmed)) << "with a session's token a connection is opened";
+    for (const char* question : {"Why?", "How?"})
+        EXPECT_EQ(service.client().post("/api/v1/ai/meeting", {{"txt", question}, {"prompt", "cook"}}, token).body,
+                  "data: {\"data\":{\"content\":\"a\"}}\n\ndata: {\"data\":{\"content\":\"@@\"}}\n\n");
     EXPECT_THAT(model.requests().back(), AllOf(HasSubstr(R"(\"asked\":\"Why?\")"), HasSubstr("cook")));
 }
 
@@ -293,7 +293,7 @@ TEST(ChatAnswers, OfTheServiceEndUpstreamWhenTheClientLeaves) {
     const RunningService service({}, {.url = model.url(), .model = "m"});
     const std::string body = R"({"txt":"Why?"})";
     const auto client = service.client().connect(
-        "POST /api/v1/ai/meeting HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer " + service.token() +
+        "POST /api/v1/ai/meeting HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer " + service.token() +
         "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
     EXPECT_THAT(client->receiveUntil("\"a\""), HasSubstr("content"));
     client->cut();

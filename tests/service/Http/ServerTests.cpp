@@ -1,4 +1,5 @@
 #include "Http/HttpMessage.h"
+#include "Http/OpenConnections.h"
 #include "support/RunningService.h"
 
 #include <boost/asio/steady_timer.hpp>
@@ -8,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -54,14 +57,14 @@ Router testRouter() {
     router.route(verb::post, "/small", echo, {.bodyBytes = 10});
     router.route(verb::post, "/poured", count,
                  {.bodyBytes = 1 << 20, .sink = [](const HttpRequest&) { return std::make_unique<CountingSink>(); }});
-    router.webSocket("/socket", [](const HttpRequest&, TlsStream) -> awaitable<void> { co_return; });
+    router.webSocket("/socket", [](const HttpRequest&, UpgradedStream) -> awaitable<void> { co_return; });
     return router;
 }
 
 const ServerLimits impatient{.handshake = 300ms, .idle = 300ms, .header = 300ms, .body = 300ms, .upload = 300ms};
 
 std::string post(const std::string& path, const std::string& headersAndBody) {
-    return "POST " + path + " HTTP/1.1\r\nHost: x\r\n" + headersAndBody;
+    return "POST " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headersAndBody;
 }
 
 /// The first line and the headers of what a connection answers to those bytes.
@@ -107,7 +110,7 @@ TEST(Server, KeepsAConnectionForFurtherRequests) {
     for (const char* body : {"one", "two"}) {
         ASSERT_TRUE(connection->send(post("/echo", "Content-Length: 3\r\n\r\n") + body));
         EXPECT_NE(connection->receiveUntil("\"}}").find(body), std::string::npos);
-        ASSERT_TRUE(connection->send("GET /guarded HTTP/1.1\r\nHost: x\r\n\r\n"));
+        ASSERT_TRUE(connection->send("GET /guarded HTTP/1.1\r\nHost: localhost\r\n\r\n"));
         EXPECT_NE(connection->receiveUntil("null}").find("401"), std::string::npos) << "also after a refusal";
     }
     ASSERT_TRUE(connection->send(post("/echo", "Expect: 100-continue\r\nContent-Length: 3\r\n\r\n")));
@@ -166,19 +169,64 @@ TEST(Server, EndsConnectionsThatTakeTooLong) {
     EXPECT_TRUE(stillServes(server));
 }
 
-TEST(Server, TurnsAwayWhatIsTooMuchAndRecovers) {
-    const RunningServer server(testRouter(), {.connections = 2});
-    {
-        const auto first = server.client().connect();
-        const auto second = server.client().connect();
-        EXPECT_FALSE(stillServes(server));
-        EXPECT_TRUE(second->send("GET /echo HTTP/1.1\r\nHost: x\r\n\r\n"));
-        EXPECT_EQ(second->receiveUntil("\r\n"), "HTTP/1.1 200 OK\r\n");
+TEST(Server, SharesItsPlacesOut) {
+    const RunningServer server(testRouter(), {.connections = 2, .reserve = 0});
+    const auto first = server.client().connect();
+    const auto second = server.client().connect("GET /echo HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(second->receiveUntil("\r\n"), "HTTP/1.1 200 OK\r\n");
+    EXPECT_TRUE(stillServes(server));
+    EXPECT_EQ(first->receiveAll(), "") << "it has waited for longest";
+    EXPECT_TRUE(second->send("GET /echo HTTP/1.1\r\nHost: localhost\r\n\r\n"));
+
+    const RunningServer reserved(testRouter(), {.connections = 2, .reserve = 2});
+    const Reply refused = reserved.client().get("/echo");
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_EQ(refused.headers.at("retry-after"), "3");
+    EXPECT_EQ(reserved.client().get("/guarded", "good").status, 200) << "who has signed in gets in";
+}
+
+namespace {
+
+/// The server's end of a connection, and the client's.
+struct SocketPair {
+    SocketPair() { ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()); }
+    ~SocketPair() {
+        ::close(ends[0]);
+        ::close(ends[1]);
     }
-    bool serves = false; // as soon as the server has seen the ends
-    for (int attempt = 0; attempt < 1'000 && !serves; ++attempt)
-        serves = stillServes(server);
-    EXPECT_TRUE(serves);
+    bool wasEnded() const {
+        char byte = 0;
+        return ::recv(ends[1], &byte, 1, 0) == 0;
+    }
+    std::array<int, 2> ends{};
+};
+
+} // namespace
+
+TEST(OpenConnections, WhoWaitsForLongestGoesFirst) {
+    OpenConnections all({.all = 5, .ofAPeer = 3, .reserve = 1});
+    std::array<SocketPair, 8> sockets;
+    const auto enter = [&](std::size_t i, const char* peer) { return all.enter(sockets.at(i).ends[0], peer); };
+    const auto working = enter(0, "x");
+    working->works();
+    const auto signedIn = enter(1, "x");
+    signedIn->signedIn();
+    auto stranger = enter(2, "x");
+    const auto fourth = enter(3, "x");
+    EXPECT_TRUE(sockets[2].wasEnded()) << "a stranger, of the same peer, not at work";
+    EXPECT_FALSE(sockets[0].wasEnded() || sockets[1].wasEnded());
+    stranger.reset();
+
+    const auto other = enter(4, "y");
+    other->works();
+    fourth->works();
+    const auto third = enter(5, "y");
+    EXPECT_FALSE(third->isOfTheReserve());
+    third->works();
+    const auto last = enter(6, "");
+    EXPECT_EQ(last, nullptr) << "nobody waits whose place could be taken";
+    signedIn->waits();
+    EXPECT_FALSE(sockets[1].wasEnded()) << "not for a stranger of another peer";
 }
 
 TEST(Server, IsTrustedThroughItsAuthorityForLoopbackAlone) {
@@ -192,7 +240,7 @@ TEST(Server, IsTrustedThroughItsAuthorityForLoopbackAlone) {
 
 namespace {
 
-constexpr const char* request = "GET /events HTTP/1.1\r\nHost: x\r\n\r\n";
+constexpr const char* request = "GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n";
 
 struct EventServer : RunningServer {
     explicit EventServer(const EventSource& source)

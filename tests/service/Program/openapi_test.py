@@ -25,7 +25,7 @@ class OpenApi(unittest.TestCase):
         cls.folder = tempfile.TemporaryDirectory()
         cls.service = subprocess.Popen(
             [SERVICE, "--listen", "127.0.0.1:0", "--data", cls.folder.name + "/data", "--config", "/dev/null",
-             "--contact", "https://example.org", "--exit-with-stdin"],
+             "--contact", "https://example.org", "--create-accounts", "--exit-with-stdin"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         cls.port = int(cls.service.stdout.readline().rsplit(":", 1)[1])
         cls.tls = ssl.create_default_context(cafile=cls.folder.name + "/data/tls/ca.pem")

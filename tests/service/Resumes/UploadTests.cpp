@@ -190,7 +190,7 @@ TEST_F(Samples, GoToTheirOwnersAlone) {
 TEST(Upload, IsRefusedByItsHeaderAndLeavesNothingWhenItIsCut) {
     const Uploader user;
     const auto head = [&](const std::string& grant, std::size_t length) {
-        return "POST " + std::string(filesPath) + " HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer " + grant +
+        return "POST " + std::string(filesPath) + " HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer " + grant +
                "\r\nContent-Type: multipart/form-data; boundary=cut\r\nContent-Length: " + std::to_string(length) +
                "\r\n\r\n";
     };

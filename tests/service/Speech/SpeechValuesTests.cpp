@@ -9,6 +9,7 @@
 #include <fstream>
 #include <future>
 #include <gmock/gmock.h>
+#include <set>
 #include <unistd.h>
 
 using namespace parlowen::service;
@@ -61,7 +62,6 @@ protected:
 TEST_F(SpeechTokensTest, OpenForTenMinutes) {
     const auto token = tokens.issue();
     const auto other = tokens.issue();
-    EXPECT_EQ(token.size(), 64U);
     EXPECT_NE(other, token);
     EXPECT_FALSE(tokens.open(""));
     EXPECT_FALSE(tokens.open(token.substr(1)));
@@ -88,30 +88,66 @@ TEST_F(SpeechTokensTest, StayGoodAsLongAsASessionAndAMinuteLonger) {
     EXPECT_FALSE(tokens.open(token));
 }
 
-TEST_F(SpeechTokensTest, OpenInTheFirstMinuteOfTheNextRun) {
+TEST_F(SpeechTokensTest, TellWhatTheNextRunNeedsAndTakeNoOther) {
     tokens.useKey("the key");
-    const auto old = tokens.issue();
-    now += 11h;
-    const auto token = tokens.issue();
+    std::string changes;
+    tokens.setHooks({.lasts = {}, .changed = [&](const std::string&, std::string_view session, bool open) {
+                         changes += std::string(session.substr(0, 1)) + (open ? "+" : "-");
+                     }});
+    const auto token = tokens.issue({7, std::string(SpeechTokens::sessionBytes, 's')});
+    const auto unused = tokens.issue();
     auto forged = token;
     forged[15] ^= 1; // another second
-    now += 1h;
-    const auto nextRun = [this](const char* key) {
+    {
+        const auto first = tokens.open(token);
+        EXPECT_EQ(first.value().user(), 7);
+        const auto second = tokens.open(token);
+        EXPECT_EQ(changes, "s+");
+    }
+    EXPECT_EQ(changes, "s+s-") << "when the last one is gone";
+    now += 10min;
+    const auto nextRun = [this](const char* key, const std::vector<std::string>& recalled) {
         auto next = std::make_unique<SpeechTokens>([this] { return now; });
         next->useKey(key);
+        next->recall(recalled);
         return next;
     };
-    EXPECT_FALSE(nextRun("another key")->open(token));
-    const auto next = nextRun("the key");
+    EXPECT_FALSE(nextRun("another key", {token})->open(token));
+    const auto next = nextRun("the key", {token, forged});
     EXPECT_FALSE(next->open(forged));
-    EXPECT_FALSE(next->open(old));
-    const auto late = nextRun("the key");
+    EXPECT_FALSE(next->open(unused)) << "over also across a restart";
+    const auto late = nextRun("the key", {token});
     now += 59s;
     const auto session = next->open(token);
     ASSERT_TRUE(session);
     now += 1h;
     EXPECT_TRUE(next->open(token)) << "the session goes on";
     EXPECT_FALSE(late->open(token));
+    now += 11h;
+    EXPECT_FALSE(next->open(token)) << "but not without end";
+}
+
+TEST_F(SpeechTokensTest, EndWithTheirSignInSession) {
+    const auto sessionOf = [](char name) { return std::string(SpeechTokens::sessionBytes, name); };
+    std::set<std::string> over;
+    tokens.setHooks(
+        {.lasts = [&](std::string_view session) { return !over.contains(std::string(session)); }, .changed = {}});
+    const auto mine = tokens.issue({1, sessionOf('a')});
+    const auto others = tokens.issue({2, sessionOf('b')});
+    const auto first = tokens.open(mine);
+    const auto second = tokens.open(others);
+    std::string ended;
+    first.value().whenEnded([&] { ended += "a"; });
+    second.value().whenEnded([&] { ended += "b"; });
+    over.insert(sessionOf('a'));
+    tokens.endSession(sessionOf('a'));
+    EXPECT_EQ(ended, "a");
+    EXPECT_FALSE(tokens.open(mine));
+    EXPECT_TRUE(tokens.open(others));
+    first.value().whenEnded([&] { ended += "late"; });
+    EXPECT_EQ(ended, "alate") << "at once";
+    tokens.endUser(2);
+    EXPECT_EQ(ended, "alateb");
 }
 
 namespace {

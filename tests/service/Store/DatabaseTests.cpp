@@ -37,8 +37,8 @@ TEST_F(DatabaseFile, HoldsToItsConstraints) {
     Database database(file);
     addUser(database);
     EXPECT_THROW(addUser(database), StoreError);
-    EXPECT_THROW(execute(database, "INSERT INTO sessions VALUES (x'00', 99, 1)"), StoreError) << "no such user";
-    execute(database, "INSERT INTO sessions VALUES (x'00', 1, 1); DELETE FROM users");
+    EXPECT_THROW(execute(database, "INSERT INTO sessions VALUES (x'00', 99, 1, 1)"), StoreError) << "no such user";
+    execute(database, "INSERT INTO sessions VALUES (x'00', 1, 1, 1); DELETE FROM users");
     EXPECT_EQ(
         database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
         0)

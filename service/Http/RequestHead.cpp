@@ -1,0 +1,124 @@
+#include "RequestHead.h"
+
+#include <algorithm>
+#include <boost/beast/core/string.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/url/parse.hpp>
+
+namespace parlowen::service {
+
+namespace {
+
+namespace http = boost::beast::http;
+using boost::beast::iequals;
+using boost::system::error_code;
+
+constexpr std::string_view headEnd = "\r\n\r\n";
+
+/// A line that goes on in the next one, which servers read in different ways.
+bool hasFoldedLine(std::string_view head) {
+    return head.find("\r\n ") != std::string_view::npos || head.find("\r\n\t") != std::string_view::npos;
+}
+
+std::string_view text(boost::beast::string_view value) { return {value.data(), value.size()}; }
+
+HttpResponse foreign() { return failure(403, "不允许从其他网站访问", 403); }
+
+std::optional<HttpResponse> refusalOfHost(const RawRequest& request, const HeadRules& rules) {
+    const auto count = request.count(http::field::host);
+    if (count == 0 && request.version() < 11)
+        return std::nullopt;
+    if (count != 1)
+        return badRequest("缺少有效的 Host 请求头");
+    return isAllowedHost(text(request[http::field::host]), rules) ? std::nullopt : std::optional(foreign());
+}
+
+/// Programs name no origin; a browser names the page's, which must be one of this server's own.
+bool isOwnOrigin(const RawRequest& request, const HeadRules& rules) {
+    const auto count = request.count(http::field::origin);
+    const std::string own = (rules.tls ? "https://" : "http://") + std::string(text(request[http::field::host]));
+    return count == 0 || (count == 1 && iequals(request[http::field::origin], own));
+}
+
+} // namespace
+
+std::optional<std::size_t> headLength(std::string_view bytes, std::size_t known) {
+    const auto end = bytes.find(headEnd, known - std::min(known, headEnd.size() - 1));
+    return end == std::string_view::npos ? std::nullopt : std::optional(end + headEnd.size());
+}
+
+error_code parseHead(RequestParser& parser, std::string_view head) {
+    error_code problem;
+    parser.put(boost::asio::buffer(head), problem);
+    return !problem && hasFoldedLine(head) ? make_error_code(http::error::bad_obs_fold) : problem;
+}
+
+bool isAllowedHost(std::string_view host, const HeadRules& rules) {
+    const auto authority = boost::urls::parse_authority({host.data(), host.size()});
+    if (!authority || authority->has_userinfo())
+        return false;
+    error_code noAddress;
+    const auto address = boost::asio::ip::make_address(authority->host_address(), noAddress);
+    std::string name = authority->host();
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    const bool isHere = noAddress ? name == "localhost" : address.is_loopback();
+    return isHere || std::find(rules.hosts.begin(), rules.hosts.end(), name) != rules.hosts.end();
+}
+
+std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadRules& rules) {
+    const auto encoding = request[http::field::transfer_encoding];
+    if (request.count(http::field::transfer_encoding) > 0 && !iequals(encoding, "chunked"))
+        return failure(501, "不支持这种传输编码", 501);
+    if (request.count(http::field::transfer_encoding) > 0 && request.version() < 11)
+        return badRequest();
+    if (auto refusal = refusalOfHost(request, rules))
+        return refusal;
+    if (!isOwnOrigin(request, rules))
+        return foreign();
+    const auto expectation = request[http::field::expect];
+    if (!expectation.empty() && !iequals(expectation, "100-continue"))
+        return failure(417, "不支持这种 Expect 请求头", 417);
+    return std::nullopt;
+}
+
+bool isWebSocketKey(std::string_view key) {
+    constexpr std::size_t length = 24;
+    constexpr std::string_view lastDigits = "AQgw"; // four bits of which none counts
+    return key.size() == length && key.ends_with("==") && lastDigits.find(key[length - 3]) != std::string_view::npos &&
+           std::all_of(key.begin(), key.end() - 2, [](unsigned char c) {
+               return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '+' ||
+                      c == '/';
+           });
+}
+
+HttpRequest::Origin originOf(const RawRequest& request, boost::asio::ip::address peer, const HeadRules& rules) {
+    HttpRequest::Origin origin{.peer = std::move(peer)};
+    origin.viaProxy = std::find(rules.proxies.begin(), rules.proxies.end(), origin.peer) != rules.proxies.end();
+    if (!origin.viaProxy)
+        return origin;
+    std::string_view last;
+    const auto fields = request.equal_range("X-Forwarded-For");
+    for (auto field = fields.first; field != fields.second; ++field)
+        last = text(field->value());
+    last.remove_prefix(last.rfind(',') + 1); // npos + 1 is 0
+    last.remove_prefix(std::min(last.find_first_not_of(' '), last.size()));
+    error_code wrong;
+    const auto named = boost::asio::ip::make_address(std::string(last), wrong);
+    if (!wrong)
+        origin.peer = named;
+    return origin;
+}
+
+std::optional<HttpResponse> replyTo(const error_code& problem) {
+    if (problem == http::error::header_limit || problem == http::error::buffer_overflow)
+        return failure(431, "请求头过大", 431);
+    if (problem == http::error::body_limit)
+        return tooLarge();
+    const bool silent = problem == http::error::end_of_stream || problem == http::error::partial_message;
+    if (!silent && problem.category() == make_error_code(http::error::bad_method).category())
+        return badRequest();
+    return std::nullopt;
+}
+
+} // namespace parlowen::service
