@@ -11,6 +11,10 @@ _parlowen() {
         mapfile -t COMPREPLY < <(compgen -W "interview rehearsal" -- "$cur")
         return
         ;;
+    --ui-language)
+        mapfile -t COMPREPLY < <(compgen -W "en zh" -- "$cur")
+        return
+        ;;
     --interview)
         mapfile -t COMPREPLY < <(compgen -W "system microphone app:" -- "$cur")
         return

@@ -554,6 +554,10 @@
 <context>
     <name>parlowen::LoginViewController</name>
     <message>
+        <source>请解锁密钥环，以自动登录</source>
+        <translation>Unlock the keyring to be signed in automatically</translation>
+    </message>
+    <message>
         <source>发送验证码</source>
         <translation>Send code</translation>
     </message>

@@ -18,7 +18,6 @@ namespace {
 namespace po = boost::program_options;
 
 constexpr const char* usualListen = "127.0.0.1:47615";
-constexpr const char* usualCaptchaListen = "127.0.0.1:47616";
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
@@ -54,6 +53,14 @@ std::optional<std::string> parseListen(const char* option, const std::string& te
                       "machine alone";
     address = host;
     port = *parsed;
+    return std::nullopt;
+}
+
+std::optional<std::string> parseCaptchaListen(const std::string& text, ServiceOptions& options) {
+    if (!text.empty())
+        return parseListen("--captcha-listen", text, options.captchaAddress, options.captchaPort);
+    options.captchaAddress = options.address;
+    options.captchaPort = static_cast<std::uint16_t>(options.port == 0 ? 0 : options.port + 1);
     return std::nullopt;
 }
 
@@ -135,8 +142,9 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
         ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
         ("login-method", text(raw.loginMethod, "METHOD")->default_value("password"),
          "how users sign in: password, or code (sent to the phone)")
-        ("captcha-listen", text(raw.captchaListen, "ADDRESS:PORT")->default_value(usualCaptchaListen),
-         "where the captcha's page is, in plain HTTP, when users sign in by code")
+        ("captcha-listen", text(raw.captchaListen, "ADDRESS:PORT"),
+         "where the captcha's page is, in plain HTTP, when users sign in by code; by default at the port after that of "
+         "--listen, where the application looks for it")
         ("sms-command", text(options.smsCommand, "COMMAND"),
          "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
         ("contact", text(options.contact, "TEXT"), "what the QR code for support says, such as an address")
@@ -222,7 +230,7 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     }
     auto problem = parseListen("--listen", raw.listen, options.address, options.port);
     if (!problem)
-        problem = parseListen("--captcha-listen", raw.captchaListen, options.captchaAddress, options.captchaPort);
+        problem = parseCaptchaListen(raw.captchaListen, options);
     if (!problem)
         problem = parseLoginMethod(raw.loginMethod, options);
     return problem ? problem : parseData(raw.data, options);

@@ -15,6 +15,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
+#include <utility>
 
 namespace parlowen {
 
@@ -91,8 +92,8 @@ void CaptchaViewController::didReceiveScriptMessage(const QString& handler, cons
         return;
     }
     const QPointer<CaptchaViewController> self(this);
-    if (onValidateReceived)
-        onValidateReceived(validate.toString());
+    if (const auto receive = std::exchange(onValidateReceived, nullptr)) // once, whatever the page still posts
+        receive(validate.toString());
     if (self)
         window()->close();
 }

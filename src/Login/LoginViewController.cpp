@@ -1,6 +1,7 @@
 #include "LoginViewController.h"
 
 #include <Foundation/ConsoleLog.h>
+#include <Network/ApiBase.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
 #include <Page/View/ContactView.h>
@@ -52,6 +53,7 @@ LoginViewController::LoginViewController(LoginServices services, QWidget* parent
     layout->addWidget(form_);
     fillForm();
     requestLoginMethod();
+    awaitStoredSignIn();
 }
 
 void LoginViewController::fillForm() {
@@ -206,7 +208,8 @@ void LoginViewController::sendCodeTap() {
 }
 
 void LoginViewController::openCaptcha() {
-    captcha_ = new CaptchaProcess(services_.captchaCommand, this);
+    const QStringList ownCommand = CaptchaProcess::commandFor(ApiBase::captchaPage(services_.http->baseUrl()));
+    captcha_ = new CaptchaProcess(services_.captchaCommand.isEmpty() ? ownCommand : services_.captchaCommand, this);
     captcha_->onValidateReceived = [this](const QString& validate) { sendCode(validate); };
     captcha_->onFailure = [] { ProgressHUD::shared().toast(tr("安全验证意外退出，请重试")); };
     captcha_->onClosed = [this] {
@@ -309,7 +312,19 @@ void LoginViewController::enterLocally() {
         setBusy(false);
         if (result)
             showMainView();
+        else
+            ProgressHUD::shared().error(result.error());
     });
+}
+
+/// A keyring that is unlocked only now still signs in by itself.
+void LoginViewController::awaitStoredSignIn() {
+    const auto enter = [self = QPointer<LoginViewController>(this)] {
+        if (self && !self->isBusy_)
+            self->showMainView();
+    };
+    if (services_.settings->isAutoLogin() && services_.settings->awaitLateToken(enter))
+        ProgressHUD::shared().toast(tr("请解锁密钥环，以自动登录"));
 }
 
 void LoginViewController::showMainView() {

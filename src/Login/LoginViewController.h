@@ -25,7 +25,7 @@ struct LoginServices {
     HttpDatas* http = nullptr;
     Settings* settings = nullptr;
     ImageLoader* images = nullptr;
-    QStringList captchaCommand; ///< what opens the captcha (`CaptchaProcess::commandFor`)
+    QStringList captchaCommand; ///< opens the captcha; empty: this program does, with the page of the backend in use
     /// Makes what takes the page's place once somebody is signed in.
     std::function<QWidget*()> makeMainView;
     using Entered = std::function<void(const Result<void>&)>;
@@ -77,6 +77,7 @@ private:
     void signIn(const QString& path, const QString& secretName, const QString& secret);
     void receiveSignIn(const JSON& payload);
     void enterLocally();
+    void awaitStoredSignIn();
     void showMainView();
     void setBusy(bool isBusy);
     void autoLoginTap();

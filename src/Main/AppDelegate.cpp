@@ -3,7 +3,6 @@
 #include "Rehearsal.h"
 
 #include <Foundation/BackgroundQueue.h>
-#include <Foundation/Bundle.h>
 #include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/KXAudioRouter.h>
@@ -165,7 +164,6 @@ ViewController* AppDelegate::mainView() const {
 
 LoginServices AppDelegate::loginServices() {
     LoginServices services{&composition_.http(), &settings_, &composition_.images(), {}, {}, {}};
-    services.captchaCommand = CaptchaProcess::commandFor(QUrl(Bundle::builtInCaptchaUrl()));
     services.makeMainView = [this] { return makeMainView(); };
     if (composition_.backend().isLocalService())
         services.enterLocally = [this](QObject*, const LoginServices::Entered& entered) { enterLocally(entered); };

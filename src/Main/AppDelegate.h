@@ -74,7 +74,7 @@ private:
 
     std::function<void(int)> finished_;
     UserDefaults defaults_;
-    Settings settings_{defaults_};
+    Settings settings_{defaults_, Composition::secretKeeper()};
     Composition composition_;
     std::unique_ptr<SessionSignIn> signIn_;
     CommandLine pending_; ///< what waits for somebody to be signed in

@@ -3,6 +3,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Network/ApiBase.h>
+#include <Secrets/SecretService.h>
 #include <Speech/SpeechEndpoint.h>
 #include <Tools/MicroManagement.h>
 #include <Tools/PopView/ProgressHUD.h>
@@ -70,6 +71,8 @@ HttpDatas::Hooks Composition::requestHooks() {
     };
     return result;
 }
+
+std::unique_ptr<SecretKeeper> Composition::secretKeeper() { return SecretService::ofThisDesktop(); }
 
 void Composition::connectBackend(QObject* context, Backend::Found found) {
     backend_.find(context, [this, found = std::move(found)](const Result<Backend::Access>& access) {

@@ -37,6 +37,9 @@ public:
     /// themselves, the same one at most once a minute.
     static std::function<void(const Alert&)> alertInPassing();
 
+    /// The keeper of the sign-in token on this desktop; null where there is none.
+    static std::unique_ptr<SecretKeeper> secretKeeper();
+
     Backend& backend() { return backend_; }
     /// Finds the backend and has every layer use it before `found` is called, later and once, unless the context is
     /// gone by then.

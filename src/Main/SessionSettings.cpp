@@ -47,7 +47,7 @@ std::optional<LanguageListModel> firstOf(const std::vector<LanguageListModel>& l
 
 } // namespace
 
-SessionSettings::SessionSettings(const QString& storedFile)
+SessionSettings::SessionSettings(std::unique_ptr<SecretKeeper> keeper, const QString& storedFile)
     : storedFile_(storedFile)
     , folder_(folderTemplate()) {
     const QString copy = folder_.filePath(QStringLiteral("settings.ini"));
@@ -58,6 +58,10 @@ SessionSettings::SessionSettings(const QString& storedFile)
         stored_ = failure(notUsed.here(storedFile, usable.error()));
     defaults_ = std::make_unique<UserDefaults>(copy);
     settings_ = std::make_unique<Settings>(*defaults_);
+    if (keeper && usable) {
+        UserDefaults storedDefaults(storedFile);
+        settings_->setLoginToken(Settings(storedDefaults, std::move(keeper)).loginToken());
+    }
 }
 
 void SessionSettings::applyAnswers(const CommandLine& line) {

@@ -18,7 +18,9 @@ namespace parlowen {
 /// is stored. The stored settings are read once, and written by storeLooks() alone. Main thread only.
 class SessionSettings {
 public:
-    explicit SessionSettings(const QString& storedFile = UserDefaults::defaultPath());
+    /// The keeper gives the stored token, where it has it.
+    explicit SessionSettings(std::unique_ptr<SecretKeeper> keeper = nullptr,
+                             const QString& storedFile = UserDefaults::defaultPath());
 
     Settings& settings() { return *settings_; }
 

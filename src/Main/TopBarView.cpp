@@ -110,9 +110,7 @@ InterviewTypeView* TopBarView::interviewTypeView() {
 
 void TopBarView::modeSwithButtonClicked() {
     consoleLog(QStringLiteral("📤 模型切换"));
-    QWidget* container = keyWindowContent();
-    if (container == nullptr)
-        container = window();
+    QWidget* container = keyWindowContent(this);
     InterviewTypeView* card = interviewTypeView();
     card->type = settings_.aiInterviewType();
     card->refresh();

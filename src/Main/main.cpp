@@ -81,7 +81,8 @@ std::unique_ptr<SessionReport> makeReport(bool json, SessionReport::Write toOutp
 /// The program's parts on a copy of the settings.
 struct Parts {
     explicit Parts(const CommandLine& line)
-        : composition(settings.settings(), line.backend) {
+        : settings(line.headless ? nullptr : Composition::secretKeeper())
+        , composition(settings.settings(), line.backend) {
         if (composition.backend().isGiven())
             settings.settings().remove(SettingsKeys::fuwuqiKey.name); // of the copy: requests go where this run's do
     }

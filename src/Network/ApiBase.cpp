@@ -34,6 +34,18 @@ QString ApiBase::trimmed(QString url) {
 
 QString ApiBase::fromEnvironment() { return trimmed(qEnvironmentVariable("PARLOWEN_API_BASE_URL")); }
 
+QUrl ApiBase::captchaPage(const QString& baseUrl) {
+    if (const QString ofBuild = Bundle::captchaUrlOfBuild(); !ofBuild.isEmpty())
+        return QUrl(ofBuild);
+    const QUrl backend(baseUrl);
+    QUrl page;
+    page.setScheme(QStringLiteral("http"));
+    page.setHost(backend.host());
+    page.setPort(backend.port() < 0 ? -1 : backend.port() + 1);
+    page.setPath(QStringLiteral("/"));
+    return page;
+}
+
 QString ApiBase::builtIn() {
     const std::lock_guard lock(base().mutex);
     return base().url;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QUrl>
 
 namespace parlowen {
 
@@ -15,6 +16,11 @@ struct ApiBase {
     static QString fromEnvironment();
     /// A base URL as it is used: without blanks around it and slashes at its end.
     static QString trimmed(QString url);
+
+    /// The captcha's page of the backend with that base URL: that of the build where it has one, else in plain HTTP on
+    /// the backend's host, at the port after the backend's, or at HTTP's own where the backend is at that of its
+    /// scheme.
+    static QUrl captchaPage(const QString& baseUrl);
 };
 
 } // namespace parlowen

@@ -34,8 +34,9 @@ void store(UserDefaults& defaults, const char* key, qint64 number) { defaults.se
 
 } // namespace
 
-Settings::Settings(UserDefaults& defaults)
-    : defaults_(defaults) {}
+Settings::Settings(UserDefaults& defaults, std::unique_ptr<SecretKeeper> keeper)
+    : defaults_(defaults)
+    , token_(std::make_unique<TokenStore>(defaults, std::move(keeper))) {}
 
 template<class Value>
 std::optional<Value> Settings::read(const SettingsKey<Value>& key) const {
@@ -50,9 +51,9 @@ void Settings::write(const SettingsKey<Value>& key, const std::optional<Value>& 
         defaults_.remove(key.name);
 }
 
-std::optional<QString> Settings::loginToken() const { return read(SettingsKeys::loginToken); }
+std::optional<QString> Settings::loginToken() const { return token_->read(); }
 
-void Settings::setLoginToken(const std::optional<QString>& token) { write(SettingsKeys::loginToken, token); }
+void Settings::setLoginToken(const std::optional<QString>& token) { token_->write(token); }
 
 bool Settings::isAutoLogin() const { return read(SettingsKeys::isAutoLogin).value_or(false); }
 
@@ -122,7 +123,7 @@ void Settings::setUiLanguage(Language language) {
 std::optional<QString> Settings::fuwuqiKey() const { return read(SettingsKeys::fuwuqiKey); }
 
 void Settings::clearRejectedSignIn() {
-    remove(SettingsKeys::loginToken.name);
+    setLoginToken(std::nullopt);
     remove(SettingsKeys::userInfo.name);
 }
 
@@ -131,8 +132,16 @@ void Settings::clearSignIn() {
     remove(SettingsKeys::isAutoLogin.name);
 }
 
-void Settings::remove(const QString& key) { defaults_.remove(key); }
+void Settings::remove(const QString& key) {
+    if (key == QLatin1String(SettingsKeys::loginToken.name))
+        setLoginToken(std::nullopt);
+    else
+        defaults_.remove(key);
+}
 
-bool Settings::synchronize() { return defaults_.synchronize(); }
+bool Settings::synchronize() {
+    token_->flush();
+    return defaults_.synchronize();
+}
 
 } // namespace parlowen

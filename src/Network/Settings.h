@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Models.h"
+#include "TokenStore.h"
 
 #include <Foundation/Phrase.h>
 
@@ -38,10 +39,13 @@ inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
 /// that no longer decodes reads as absent. Any thread.
 class Settings {
 public:
-    explicit Settings(UserDefaults& defaults);
+    /// The defaults outlive it. The keeper, where there is one, takes the sign-in token.
+    explicit Settings(UserDefaults& defaults, std::unique_ptr<SecretKeeper> keeper = nullptr);
 
     std::optional<QString> loginToken() const;
     void setLoginToken(const std::optional<QString>& token);
+    /// Calls `arrived` on the main thread when the keeper gives the token after all; true when that may happen.
+    bool awaitLateToken(std::function<void()> arrived) { return token_->awaitLate(std::move(arrived)); }
 
     /// False when missing.
     bool isAutoLogin() const;
@@ -92,7 +96,7 @@ public:
 
     void remove(const QString& key);
 
-    /// Saves what an earlier write could not; false when that fails.
+    /// Saves what an earlier write could not, and the token wherever it is kept; false when that fails.
     bool synchronize();
 
 private:
@@ -102,6 +106,7 @@ private:
     void write(const SettingsKey<Value>& key, const std::optional<Value>& value);
 
     UserDefaults& defaults_;
+    const std::unique_ptr<TokenStore> token_;
 };
 
 } // namespace parlowen

@@ -3,11 +3,10 @@
 #include <Main/AppDelegate.h>
 #include <Page/View/SettingFields.h>
 #include <PulseAudio/PulseClient.h>
-#include <Tools/PopView/Popover.h>
+#include <Tools/PopView/CommonTipView.h>
 #include <gmock/gmock.h>
 
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
@@ -37,6 +36,7 @@ TEST_P(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsB
     model.deviceType = 1;
     stored.setAiInterviewSetModel(model);
     stored.setAiInterviewType(1);
+    stored.setAiLangChinaModel(std::nullopt);
 
     CommandLine line;
     line.action = CommandLine::Action::Shell;
@@ -50,14 +50,6 @@ TEST_P(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsB
     const auto page = [&run] { return qobject_cast<InterviewSettingViewController*>(run.mainView()->page()); };
     ASSERT_TRUE(waitFor([&] { return page() != nullptr; }, 40'000));
 
-    QTest::mouseClick(page()->lelfLanguageLabel(), Qt::LeftButton);
-    auto* picker = page()->popover()->findChild<LanguageListViewController*>();
-    ASSERT_NE(picker, nullptr);
-    ASSERT_TRUE(waitFor([picker] { return !picker->countryModels().empty(); }));
-    picker->searchField()->setText(QStringLiteral("美国"));
-    QTest::keyClick(picker->searchField(), Qt::Key_Return);
-    EXPECT_EQ(stored.aiLangChinaModel()->original_key, "en-US");
-
     const Speech speech = sampleSpeech(0, 1);
     {
         const PlayedTone tone(daemon->address(), QStringLiteral("call"));
@@ -65,7 +57,11 @@ TEST_P(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsB
         EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->programPopup()->findText("paplay") > 0; }))
             << "the programs that play are offered";
     }
+    const auto question = [&run] { return run.window()->findChild<CommonTipView*>(); };
     QTest::mouseClick(page()->startButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitFor([&] { return question() != nullptr; })) << "the service hears no Chinese";
+    QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
+    EXPECT_EQ(stored.aiLangChinaModel()->original_key, "en-US");
     ASSERT_TRUE(waitFor([&run] { return run.session() && run.session()->window()->isVisible(); }, 20'000));
     EXPECT_FALSE(run.window()->isVisible());
     const AIInterviewDetailController& session = *run.session()->window()->controller();
@@ -83,6 +79,7 @@ TEST_P(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsB
     QTest::mouseClick(run.session()->window()->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
     EXPECT_TRUE(waitFor([&run] { return run.window()->isVisible() && run.session() == nullptr; }));
     EXPECT_TRUE(page()->soundStrip()->isListening());
+    EXPECT_TRUE(waitFor([&] { return question() == nullptr; })) << "it has been answered";
     EXPECT_FALSE(status);
     run.quit();
     EXPECT_TRUE(waitFor([&status] { return status == 0; }));

@@ -73,6 +73,14 @@ TEST(RehearsalTest, WhatCannotBeHeardOrReachedIsRefusedWithPlainWords) {
     }
 }
 
+TEST(StoredLanguageTest, WhatIsPrintedIsInTheLanguageThatIsStored) {
+    const QTemporaryDir folder;
+    UserDefaults(folder.filePath("parlowen/parlowen.ini")).setString("uiLanguage", "zh");
+    ProgramRun run({"--help"}, {{"XDG_CONFIG_HOME", folder.path()}});
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(run.output.startsWith("用法")) << run.output.toStdString();
+}
+
 /// A backend that signs in whoever asks, whose tokens and answers the test gives, and a speech service that says what
 /// the test wants.
 class ScriptedBackendRehearsalTest : public ::testing::Test {

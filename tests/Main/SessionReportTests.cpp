@@ -1,3 +1,4 @@
+#include <Foundation/ChosenLanguage.h>
 #include <Main/CommandLine.h>
 #include <Main/Pages.h>
 #include <Main/SessionEnding.h>
@@ -121,6 +122,15 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
     EXPECT_TRUE(parse({"--version"}).message.contains(QRegularExpression("^parlowen \\d+\\.\\d+\\.\\d+\n$")));
 }
 
+TEST(CommandLineTest, TheLanguageThatIsChosenHoldsAtOnce) {
+    EXPECT_TRUE(parse({"--ui-language", "zh", "--help"}).message.startsWith("用法"));
+    EXPECT_EQ(windowLanguage(), Language::Chinese);
+    EXPECT_TRUE(parse({"--rehearse", "", "--ui-language=en"}).message.contains("needs the name"));
+    EXPECT_EQ(windowLanguage(), Language::English);
+    chooseLanguage(std::nullopt);
+    EXPECT_EQ(windowLanguage(), Language::Chinese);
+}
+
 TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage) {
     const std::vector<std::pair<QStringList, QString>> cases{
         {{"--rehearse"}, "--rehearse needs a value"},
@@ -129,6 +139,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--rehearse", "a.wav", "--loud"}, "no option 'loud'"},
         {{"--check-audio=loud"}, "--check-audio takes no value"},
         {{"--interview", "loud"}, "not 'loud'"},
+        {{"--ui-language", "fr"}, "not 'fr'"},
         {{"--check-audio", "--backend", "https://b"}, "--backend goes with"},
         {{"--page", "attic"}, "setup, "},
         {{"--start", "over"}, "not 'over'"},
@@ -238,16 +249,24 @@ TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
     session.storeLooks();
     EXPECT_EQ(storedFile(), before) << "nothing was changed in the window";
 
-    AIInterviewModel grown = *session.settings().aiInterviewSetModel();
-    grown.answerFontSize = 20;
-    session.settings().setAiInterviewSetModel(grown);
+    model.answerFontSize = 24; // another program
+    {
+        UserDefaults defaults;
+        Settings(defaults).setAiInterviewSetModel(model);
+    }
     session.settings().setSessionWindowOpacity(90);
     session.storeLooks();
     UserDefaults defaults;
     const Settings stored(defaults);
+    EXPECT_EQ(stored.aiInterviewSetModel(), model) << "a size that was not changed stays";
+    EXPECT_EQ(stored.sessionWindowOpacity(), 90);
+
+    AIInterviewModel grown = *session.settings().aiInterviewSetModel();
+    grown.answerFontSize = 20;
+    session.settings().setAiInterviewSetModel(grown);
+    session.storeLooks();
     model.answerFontSize = 20;
     EXPECT_EQ(stored.aiInterviewSetModel(), model) << "the size alone, not what the command line asked for";
-    EXPECT_EQ(stored.sessionWindowOpacity(), 90);
 }
 
 TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
@@ -275,6 +294,12 @@ TEST(SessionEndingTest, AnAnswerThatGrowsIsWaitedForWhenTheSoundIsOver) {
     ending.note(session::Sentence{1, {}});
     ending.note(session::Question{1, "Why?"});
     ending.soundEnded();
+    SessionEnding begun(status); // a sentence that has begun is waited for as well
+    QObject::connect(&begun, &SessionEnding::settled, [&settled] { ++settled; });
+    KXTranslationHistoryDetailsModel row;
+    row.sourceText = "Tell me";
+    begun.note(session::Partial{1, row});
+    begun.soundEnded();
     EXPECT_TRUE(testing::holdsFor([&settled] { return settled == 0; }, 4'500)) << "longer than for a quiet end";
     ending.note(session::AnswerEnded{1, {}});
     EXPECT_TRUE(testing::waitFor([&settled] { return settled == 1; }));

@@ -128,6 +128,7 @@ TEST_F(HttpDatasTest, TheCodeAloneJudgesADecodedReply) {
         {500, R"({"code":0})", FResponseStatus::success, {}, noAlert},
         {200, R"({"code":"5","message":"余额不足"})", FResponseStatus::unusual, "余额不足", "余额不足"},
         {404, R"({"code":7,"message":"没有"})", FResponseStatus::unusual, "没有", "没有"},
+        {200, R"({"code":7})", FResponseStatus::unusual, "", noAlert},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.body);

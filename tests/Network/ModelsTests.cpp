@@ -1,4 +1,5 @@
 #include <Foundation/UserDefaults.h>
+#include <Network/ApiBase.h>
 #include <Network/Models.h>
 #include <Network/Settings.h>
 #include <Network/Transport.h>
@@ -177,6 +178,12 @@ TEST(RequestEncodingTest, ParametersBecomeASortedQuery) {
     EXPECT_EQ(encodedQuery({{"o", QJsonObject{{"k", "v"}}}}), "o%5Bk%5D=v");
 }
 
+TEST(RequestEncodingTest, TheCaptchasPageIsBesideTheBackend) {
+    EXPECT_EQ(ApiBase::captchaPage("https://127.0.0.1:8443/api/v1").toString(), "http://127.0.0.1:8444/");
+    EXPECT_EQ(ApiBase::captchaPage("https://[::1]:47615/api/v1").toString(), "http://[::1]:47616/");
+    EXPECT_EQ(ApiBase::captchaPage("https://a.example/api/v1").toString(), "http://a.example/");
+}
+
 TEST(RequestEncodingTest, APathFollowsTheBaseAndAWholeUrlStandsAlone) {
     const auto text = [](const QString& base, const QString& path, const QByteArray& query) {
         const auto url = requestUrl(base, path, query);
@@ -210,6 +217,7 @@ TEST(TransportErrorTest, ADefaultRouteOfAnyKindIsOnlineAndABridgeOfContainersIsN
                               zeros + " ffffffff 00000001 00000000 00200200       lo\n";
     EXPECT_FALSE(hasRoute(bridge, noIpv6));
     EXPECT_FALSE(hasRoute({}, {}));
+    EXPECT_FALSE(hasRoute(bridge + "eth0\t00000000\t00000000\t0201\t0\t0\t0\t00000000\t0\t0\t0\n", {})) << "it refuses";
     EXPECT_TRUE(hasRoute(bridge + "wlan0\t00000000\t0101A8C0\t0003\t0\t0\t600\t00000000\t0\t0\t0\n", {}));
     EXPECT_TRUE(hasRoute(bridge + "ppp0\t00000000\t00000000\t0001\t0\t0\t0\t00000000\t0\t0\t0\n", {}));
     EXPECT_TRUE(hasRoute({}, noIpv6 + zeros + " 00 " + zeros + " 00 " + local +

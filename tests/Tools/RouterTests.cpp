@@ -123,12 +123,22 @@ TEST_F(KXAudioRouterTest, WithoutFitDevicesNothingIsChanged) {
     router().setupSystemAudio();
     EXPECT_EQ(defaultInput() + defaultOutput(), "camera");
     dropRouter();
+    router(); // while there is no output yet
+    server->setDefaults("camera", "headset");
+    EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备"));
+    router().setupSystemAudio();
+    router().restoreDevices();
+    EXPECT_EQ(takeLog().last(), "🗑️ 聚合设备销毁成功");
+    runDelayed();
+    server->descriptions.clear();
+    takeLog();
+    dropRouter();
     server->stop();
     router().setupSystemAudio();
     router().switchInput(false);
     router().restoreDevices();
-    EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备", "❌ 找不到合法的 BlackHole 或输出设备",
-                                       "❌ BlackHole 设备不可用", "⚠️ 原始输出设备未记录"));
+    EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备", "❌ BlackHole 设备不可用",
+                                       "⚠️ 原始输出设备未记录"));
     EXPECT_TRUE(server->descriptions.empty() && delayed.empty());
 }
 

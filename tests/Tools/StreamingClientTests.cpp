@@ -186,14 +186,18 @@ TEST_F(StreamingClientTest, ABackendThatRefusesFailsOrIsSilentEndsTheStreamWithA
     environment_.loginToken = [] { return std::optional<QString>(); };
     environment_.timeout = std::chrono::milliseconds(200);
     server_.enqueue(Reply::json(401, R"({"code":1,"message":"请登录"})"));
+    server_.enqueue(Reply::json(403, "no"));
     server_.enqueue(Reply::json(500, "oops"));
     server_.enqueue(Reply::json(200, R"({"code":7,"message":"次数已用完"})"));
     server_.enqueue(Reply::silence());
     const QStringList expected{"the backend does not take the sign-in (HTTP 401: 请登录)",
-                               "the backend failed (HTTP 500)", "the backend failed (次数已用完)",
-                               "the backend cannot be reached (请求超时)", "the backend cannot be reached"};
+                               "the backend does not take the sign-in (HTTP 403)",
+                               "the backend failed (HTTP 500)",
+                               "the backend failed (次数已用完)",
+                               "the backend cannot be reached (请求超时)",
+                               "the backend cannot be reached"};
     for (qsizetype i = 0; i < expected.size(); ++i) {
-        environment_.baseUrl = i < 4 ? server_.baseUrl() : ScriptedHttpServer::refusingUrl();
+        environment_.baseUrl = i < 5 ? server_.baseUrl() : ScriptedHttpServer::refusingUrl();
         client()->start();
         EXPECT_TRUE(waitFor([&] {
             const std::lock_guard lock(mutex_);

@@ -2,6 +2,7 @@
 #include "Decoding/SettledWords.h"
 #include "Decoding/Words.h"
 #include "Protocol/Frames.h"
+#include "Streams/DecodingLoad.h"
 #include "Streams/NoiseReduction.h"
 #include "Streams/UtteranceTracker.h"
 #include "Streams/UtteranceWait.h"
@@ -68,7 +69,7 @@ protected:
                 return;
             EXPECT_EQ(tracker->samplesOf(*job).size(), static_cast<std::size_t>(job->to - job->from));
             jobs.push_back(*job);
-            tracker->onText(*job, say(*job), now, std::chrono::milliseconds(50));
+            tracker->onText(*job, say(*job), now, took);
         }
     }
     std::vector<StreamEvent> told(Kind kind) const {
@@ -88,6 +89,7 @@ protected:
     std::function<std::string(const Job&)> say = [](const Job&) { return "It may be so."; };
     bool decoding = true;
     Clock::time_point now{};
+    Clock::duration took = std::chrono::milliseconds(50); ///< for each decoding
     std::int64_t heard = 0;
     std::unique_ptr<UtteranceTracker> tracker;
 };
@@ -109,6 +111,12 @@ TEST_F(UtteranceTrackerTest, AnUtteranceHasItsPlaceAndPartialsBeforeItsEnd) {
     finish();
     EXPECT_EQ(told(Kind::End).size(), 1U);
     EXPECT_EQ(tracker->taken(), heard);
+}
+
+TEST_F(UtteranceTrackerTest, PartialsTakeTheirShareOfTimeAndNoMore) {
+    took = std::chrono::seconds(1);
+    hear(7, 9);
+    EXPECT_EQ(jobs.size(), 3U) << "in the first, the fourth and the seventh second";
 }
 
 TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
@@ -293,4 +301,16 @@ TEST(NoiseReduction, TakesNoiseAwayAndLeavesWhatIsLoudInItsPlace) {
     EXPECT_LT(power(part(whole, 16'000, 8'000)), 0.2 * power(part(samples, 16'000, 8'000)));
     EXPECT_GT(power(part(whole, 32'400, 7'200)), 0.5 * power(part(samples, 32'400, 7'200)));
     EXPECT_LT(power(part(whole, 31'500, 400)), 0.1 * power(part(whole, 32'100, 400))) << "it begins where it did";
+}
+
+TEST(DecodingLoad, ThereIsRoomForNoMoreStreamsWhileFinalsComeLate) {
+    using namespace std::chrono_literals;
+    const DecodingLoad::Clock::time_point now{};
+    DecodingLoad load(2);
+    EXPECT_EQ(load.capacity(now), 1U) << "nothing is known yet";
+    load.add(10, 300ms, 0ms, now);
+    EXPECT_EQ(load.capacity(now, 3), 26U);
+    load.add(10, 300ms, 1s, now);
+    EXPECT_EQ(load.capacity(now + 9s, 3), 3U);
+    EXPECT_EQ(load.capacity(now + 11s, 3), 26U);
 }

@@ -209,8 +209,7 @@ void AISettingViewController::showPreview(double size) {
 
 void AISettingViewController::imageClicked() {
     consoleLog("Image was clicked!");
-    QWidget* const content = keyWindowContent();
-    MYCenterPopView::show(positionView_, content != nullptr ? content : window());
+    MYCenterPopView::show(positionView_, keyWindowContent(this));
     positionView_->setTextContent(startAIModel_ ? std::optional(startAIModel_->positioname) : std::nullopt);
     positionView_->roleTextView()->moveCursor(QTextCursor::End);
     positionView_->roleTextView()->setFocus(Qt::OtherFocusReason);

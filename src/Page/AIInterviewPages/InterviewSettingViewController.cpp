@@ -16,6 +16,7 @@
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
+#include <Tools/PopView/Windows.h>
 
 #include <QLabel>
 #include <QPushButton>
@@ -271,7 +272,7 @@ void InterviewSettingViewController::ask(CommonTipView* card, const std::functio
                                          const std::function<void()>& remedy) {
     connect(card->cancelButton(), &QPushButton::clicked, this, startsAnyway);
     card->sureBlock = remedy;
-    MYCenterPopView::show(card, window());
+    MYCenterPopView::show(card, keyWindowContent(this));
     card->sureButton()->setFocus();
 }
 

@@ -57,7 +57,7 @@ void SoundCheckView::build() {
     closeButton_ = makeCardButton(tr("关闭"), Qt::white, hexColor(theme::accent), this);
     closeButton_->setMinimumHeight(static_cast<int>(36 * fontScale()));
     closeButton_->setAutoDefault(true);
-    connect(closeButton_, &QPushButton::clicked, this, [] { closeCurrentPopView(); });
+    connect(closeButton_, &QPushButton::clicked, this, [this] { closeCurrentPopView(this); });
     column->addWidget(closeButton_);
     setAccessibleName(title->text());
 }

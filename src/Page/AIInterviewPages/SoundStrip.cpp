@@ -11,6 +11,7 @@
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/SystemFont.h>
+#include <Tools/PopView/Windows.h>
 #include <Tools/SessionStatusText.h>
 
 #include <QBoxLayout>
@@ -182,7 +183,7 @@ void SoundStrip::programChosen(int index) {
 void SoundStrip::runCheck() {
     auto* card = makeView<SoundCheckView>(nullptr);
     card->resize(card->sizeHint());
-    MYCenterPopView::show(card, window());
+    MYCenterPopView::show(card, keyWindowContent(this));
     card->run(system_);
 }
 

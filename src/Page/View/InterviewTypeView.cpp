@@ -181,12 +181,12 @@ void InterviewTypeView::refresh() {
     }
 }
 
-void InterviewTypeView::skipTap() { closeCurrentPopView(); }
+void InterviewTypeView::skipTap() { closeCurrentPopView(this); }
 
 void InterviewTypeView::sureTap() {
     if (type && selectInterviewBlock)
         selectInterviewBlock(*type);
-    closeCurrentPopView();
+    closeCurrentPopView(this);
 }
 
 void InterviewTypeView::setCornerRadius(double radius) {

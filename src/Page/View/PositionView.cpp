@@ -92,13 +92,13 @@ void PositionView::textDidChange() { placeholderLabel_->setHidden(!roleTextView_
 void PositionView::sureTapped() {
     if (sureContent)
         sureContent(roleTextView_->toPlainText());
-    closeCurrentPopView();
+    closeCurrentPopView(this);
 }
 
 void PositionView::cancelTapped() {
     if (cancelContent)
         cancelContent();
-    closeCurrentPopView();
+    closeCurrentPopView(this);
 }
 
 QSize PositionView::sizeHint() const { return QSize(360, 360) * fontScale(); }

@@ -1,5 +1,6 @@
 #include "VersionForceAlertView.h"
 
+#include <Foundation/ConsoleLog.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/StyleSheets.h>
@@ -149,10 +150,18 @@ void VersionForceAlertView::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(sharedView_->geometry(), promptRadius, promptRadius);
 }
 
+void VersionForceAlertView::didTap() {}
+
+void VersionForceAlertView::bgTap() { consoleLog(QStringLiteral("111")); }
+
 // A click beside the card closes the prompt, and none goes to the page beneath.
 void VersionForceAlertView::mousePressEvent(QMouseEvent* event) {
-    if (canClose_ && !sharedView_->geometry().contains(event->position().toPoint()))
+    if (sharedView_->geometry().contains(event->position().toPoint()))
+        bgTap();
+    else if (canClose_)
         didTap1();
+    else
+        didTap();
 }
 
 void VersionForceAlertView::keyPressEvent(QKeyEvent* event) {

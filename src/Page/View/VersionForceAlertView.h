@@ -45,6 +45,8 @@ public:
     void configure();
     /// Takes the prompt away.
     void didTap1();
+    static void didTap(); ///< a click beside the card of a prompt that cannot be closed: nothing
+    static void bgTap();  ///< a click on the card: a line in the log
 
     QToolButton* closeImg() const { return closeImg_; }
     QLabel* tip1Lab() const { return tip1Lab_; } ///< the notes

@@ -8,6 +8,6 @@ QString builtInApiBaseUrl() { return QStringLiteral(PARLOWEN_BUILT_IN_API_BASE_U
 
 QString builtInFileServiceUrl() { return QStringLiteral(PARLOWEN_BUILT_IN_FILE_SERVICE_URL); }
 
-QString builtInCaptchaUrl() { return QStringLiteral(PARLOWEN_BUILT_IN_CAPTCHA_URL); }
+QString captchaUrlOfBuild() { return QStringLiteral(PARLOWEN_BUILT_IN_CAPTCHA_URL); }
 
 } // namespace parlowen::Bundle

@@ -14,7 +14,7 @@ QString builtInApiBaseUrl();
 /// The base URL of the service that takes uploaded files, as this program was built (no slash at the end).
 QString builtInFileServiceUrl();
 
-/// The captcha's page, as this program was built (plain HTTP, path /).
-QString builtInCaptchaUrl();
+/// The captcha's page, where this program was built with one (plain HTTP, path /); else empty.
+QString captchaUrlOfBuild();
 
 } // namespace parlowen::Bundle

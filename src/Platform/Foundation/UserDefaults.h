@@ -25,6 +25,7 @@ public:
 
     /// parlowen/parlowen.ini in the user's configuration directory (XDG).
     static QString defaultPath();
+    const QString& filePath() const { return filePath_; }
 
     /// Each read gives none when the key is missing or holds something else.
     std::optional<QString> string(const QString& key) const;

@@ -57,10 +57,10 @@ void CommonTipView::configure(const QString& title, const QString& content, cons
     setAccessibleDescription(content);
 }
 
-void CommonTipView::button1Tap() { closeCurrentPopView(); }
+void CommonTipView::button1Tap() { closeCurrentPopView(this); }
 
 void CommonTipView::button2Tap() {
-    closeCurrentPopView();
+    closeCurrentPopView(this);
     if (sureBlock)
         sureBlock();
 }

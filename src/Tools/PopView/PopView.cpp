@@ -188,8 +188,8 @@ void MYCenterPopView::shape() {
         setMask(contentView()->geometry());
 }
 
-void closeCurrentPopView() {
-    const QWidget* content = keyWindowContent();
+void closeCurrentPopView(const QWidget* otherwise) {
+    const QWidget* content = keyWindowContent(otherwise);
     if (content == nullptr)
         return;
     const auto shown = content->findChildren<MYCenterPopView*>(centerIdentifier());

@@ -92,9 +92,10 @@ private:
     bool enableGes_ = true;
 };
 
-/// Dismisses the centred pop-up of the key window, wherever in it, and of several the lowest. Does nothing without
-/// one, nor while the lowest is on its way out: a second click on its button leaves those above alone.
-void closeCurrentPopView();
+/// Dismisses the centred pop-up of the key window, wherever in it, and of several the lowest; while no window is key,
+/// of the one that `otherwise` is in. Does nothing without one, nor while the lowest is on its way out: a second click
+/// on its button leaves those above alone.
+void closeCurrentPopView(const QWidget* otherwise = nullptr);
 
 /// A card at the bottom edge of its container that slides in and out. A click beside the card dismisses it.
 class MYBottomPopView : public PopView {

@@ -7,8 +7,10 @@
 
 namespace parlowen {
 
-QWidget* keyWindowContent() {
+QWidget* keyWindowContent(const QWidget* otherwise) {
     QWidget* window = QApplication::activeWindow();
+    if (window == nullptr && otherwise != nullptr)
+        window = otherwise->window();
     const auto* framed = qobject_cast<const QMainWindow*>(window);
     return framed != nullptr && framed->centralWidget() != nullptr ? framed->centralWidget() : window;
 }

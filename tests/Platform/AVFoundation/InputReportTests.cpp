@@ -169,6 +169,18 @@ TEST_F(CaptureTimelineTest, TellsOfAllThatIsMissedAndFillsTwoSecondsOfIt) {
     for (auto now = 629s; now <= 660s; now += 1s)
         timeline.rest(now);
     EXPECT_EQ(sound(660s), -1) << "nothing is missed of a program that does not play";
+    timeline.rest(670s);
+    timeline.interrupt();
+    EXPECT_NEAR(sound(670s + 10ms), 0, 0.2) << "nor when its server goes meanwhile";
+}
+
+TEST_F(CaptureTimelineTest, JoinsWhatComesInPiecesFrameByFrame) {
+    CaptureTimeline stereo{floatFormat(48000, 2), 4, [this](Buffer buffer) { collector.take(std::move(buffer)); }};
+    const std::vector<float> samples{1, 2, 3, 4, 5, 6, 7, 8};
+    stereo.append(samples.data(), 1);
+    stereo.append(samples.data() + 2, 3);
+    const float* joined = collector.buffers().at(0)->floatChannelData(0);
+    EXPECT_EQ(std::vector<float>(joined, joined + 8), samples);
 }
 
 constexpr std::size_t rate = 16'000;

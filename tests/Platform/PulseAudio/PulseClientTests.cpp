@@ -165,6 +165,9 @@ TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {
     EXPECT_FALSE(inputTarget(server, Choice{What::Output})->muted);
     server.sinks[0].mute = true;
     EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
+    server.sinks[0].mute = false;
+    server.sinks[0].volume = 0;
+    EXPECT_TRUE(inputTarget(server, Choice{What::Output})->muted);
     const Choice chosen{What::Output, "headset", "speakers"};
     EXPECT_EQ(heard(server, chosen), "headset.monitor");
     EXPECT_EQ(chosenOutput(server, chosen), "headset");
@@ -207,6 +210,7 @@ TEST(InputTargetTest, OneProgramIsFoundByItsName) {
     EXPECT_EQ(firefox->name, "Firefox");
     EXPECT_EQ(heard(server, Choice{What::Application, "zoom"}), "nothing");
     server.playbacks.push_back({11, 1, "Firefox", "firefox-esr", true});
+    EXPECT_EQ(inputTarget(server, Choice{What::Application, "firefox"})->playback, 11U) << "the newest";
     EXPECT_EQ(inputTarget(server, Choice{What::Application, "firefox"}, {}, 9)->playback, 9U)
         << "a short sound does not take the call's place";
     server.playbacks[2].sounding = server.playbacks[4].sounding = false;

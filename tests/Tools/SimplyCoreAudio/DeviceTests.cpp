@@ -1,6 +1,7 @@
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 #include <Tools/SimplyCoreAudio/AudioObjectPool.h>
+#include <Tools/SimplyCoreAudio/PropertyAccess.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 #include <gmock/gmock.h>
 #include <support/CapturedLog.h>
@@ -73,6 +74,12 @@ TEST_F(DeviceTest, OnlyObjectsOfADeviceClassAreDevices) {
     EXPECT_THAT(names(SimplyCoreAudio(server).aggregateDeviceList()), ElementsAre("Both"));
     EXPECT_EQ(subDevice->owningDevice(), both);
     EXPECT_EQ(both->owningDevice(), nullptr);
+    const auto lives = [&] {
+        return PropertyAccess::integer(*server, subDevice->objectID(), PropertyAccess::global(fourCC("livn")));
+    };
+    EXPECT_EQ(lives(), 1U);
+    server->removeDevice("a");
+    EXPECT_EQ(lives(), 0U);
 }
 
 TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {

@@ -51,6 +51,16 @@ TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
     EXPECT_FALSE(accounts.userOf(""));
 }
 
+TEST_F(AccountRules, AnAccountKnowsThePlacesItSignedInFromLast) {
+    AccountStore store(database, 24h);
+    const PhoneNumber phone{"86", "13800001234"};
+    const auto user = store.create(phone, {}, "token");
+    for (int i = 0; i <= AccountStore::addressesOfAUser; ++i)
+        store.addAddress(user->id, "127.0.1." + std::to_string(i));
+    EXPECT_FALSE(store.knowsAddress(phone, "127.0.1.0"));
+    EXPECT_TRUE(store.knowsAddress(phone, "127.0.1.1"));
+}
+
 TEST_F(AccountRules, InputIsChecked) {
     for (const Credentials& credentials :
          {Credentials{"CN", "13800001234", "secret-1"}, Credentials{"12345", "13800001234", "secret-1"},

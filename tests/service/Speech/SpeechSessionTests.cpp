@@ -154,7 +154,7 @@ TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
 }
 
 TEST_F(SpeechSessionTest, TheOlderTranslationPathNestsItsTexts) {
-    connect("/speech/translation/cognitiveservices/v1", {{"from", "en-US"}, {"to", "es,fr-FR"}});
+    connect("/speech/translation/cognitiveservices/v1", {{"from", "en-US"}, {"to", "es,,fr-FR"}});
     context(R"({})");
     heard(Kind::Partial, "good", 1, 2);
     settle();
@@ -260,4 +260,9 @@ TEST_F(SpeechSessionTest, AFullEngineHoldsTheReaderBackUntilItHasRoom) {
     context(plainContext, "turn2"); // its engine has room
     EXPECT_FALSE(session->isFull());
     EXPECT_EQ(resumed, 2);
+    audio(waveHeader() + "gh", "turn2");
+    EXPECT_TRUE(session->isFull());
+    heard(Kind::SpeechEnd);
+    settle();
+    EXPECT_EQ(resumed, 3) << "another turn may be on its way";
 }
