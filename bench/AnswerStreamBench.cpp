@@ -209,8 +209,9 @@ public:
             ::close(pipe[0]);
             const std::string url = "http://" + modelAuthority + "/v1";
             ::execl(PARLOWEN_BINARY_DIR "/bin/parlowen-service", "parlowen-service", "--listen", "127.0.0.1:0",
-                    "--data", data().c_str(), "--config", "/dev/null", "--answers-url", url.c_str(), "--answers-model",
-                    "m", "--answers-at-once", "1000", "--answers-at-once-per-account", "1000", nullptr);
+                    "--data", data().c_str(), "--create-accounts", "--config", "/dev/null", "--answers-url",
+                    url.c_str(), "--answers-model", "m", "--answers-at-once", "1000", "--answers-at-once-per-account",
+                    "1000", nullptr);
             ::_exit(127);
         }
         ::close(pipe[1]);

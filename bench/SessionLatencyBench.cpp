@@ -227,6 +227,7 @@ int main(int argc, char** argv) {
     const QTemporaryDir data;
     const auto spoken = std::make_shared<Spoken>();
     service::ServiceOptions options;
+    options.createAccounts = true;
     options.port = 0;
     options.data = data.path().toStdString();
     const service::Service service(options, talkingTuning(spoken));

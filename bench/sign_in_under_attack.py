@@ -58,7 +58,8 @@ def known_and_unknown(attack, rounds):
 def main():
     program, attempts, connections = sys.argv[1], int((sys.argv[2:] + ["10000"])[0]), int((sys.argv[3:] + ["32"])[0])
     with tempfile.TemporaryDirectory() as directory:
-        service = subprocess.Popen([program, "--listen", "127.0.0.1:0", "--data", directory + "/data", "--exit-with-stdin"],
+        service = subprocess.Popen([program, "--listen", "127.0.0.1:0", "--data", directory + "/data", "--create-accounts",
+                                    "--exit-with-stdin"],
                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         port = int(service.stdout.readline().rsplit(":", 1)[1])
         new_client = lambda source: Client(port, directory + "/data/tls/ca.pem", source)

@@ -37,7 +37,7 @@ public:
 private:
     void start(quint16 port) {
         service_.start(QStringLiteral(PARLOWEN_BINARY_DIR "/bin/parlowen-service"),
-                       {"--listen", QStringLiteral("127.0.0.1:%1").arg(port), "--data", data_});
+                       {"--listen", QStringLiteral("127.0.0.1:%1").arg(port), "--data", data_, "--create-accounts"});
         EXPECT_TRUE(testing::waitFor([this] { return service_.canReadLine(); }, 30'000));
         static const QRegularExpression address(QStringLiteral(":(\\d+)\\s*$"));
         port_ = address.match(QString::fromUtf8(service_.readLine())).captured(1).toUShort();

@@ -211,7 +211,7 @@ def by_code(desk):
     wait("no process of the engine", lambda: desk.engines() == 0)
     desk.window("登录")
     desk.picture("code-sent")
-    desk.do("key", "Tab", "Tab", "space", "shift+Tab", "shift+Tab")  # sign in automatically, from the code's field and back
+    desk.do("key", "Tab", "space", "shift+Tab")  # sign in automatically; no second code can be sent yet
     desk.do("type", code)
     desk.picture("filled")
     desk.do("key", "Return")
@@ -298,7 +298,7 @@ def run(desk):
     desk.picture("taken-back")
     windows = [desk.do("getwindowname", w) for w in desk.do("search", "--onlyvisible", "--name", ".+")]
     assert "LOGIN_TOKEN_KEPT" not in settings_of(desk) and "isAutoLogin=true" in settings_of(desk)
-    assert windows.count(["登录"]) == 1 and ["主面板"] not in windows, windows
+    assert [name[0] for name in windows] == ["登录"], windows
     desk.quit()
     search_secrets(desk, [token, code])
     print("nothing secret in logs and files")

@@ -206,6 +206,10 @@
 <context>
     <name>parlowen::AppDelegate</name>
     <message>
+        <source>端口 %1 被别的程序占用，它不是您的服务，没有向它发送密码。已改用自己的服务。</source>
+        <translation>Another program holds port %1. It is not your service, and no password was sent to it. Your own service is used instead.</translation>
+    </message>
+    <message>
         <source>无法连接服务</source>
         <translation>The service cannot be reached</translation>
     </message>

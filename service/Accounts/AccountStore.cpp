@@ -56,8 +56,8 @@ void insertSession(SQLite::Database& database, std::int64_t userId, std::string_
 
 /// How often the use of a session is noted, in seconds.
 constexpr std::int64_t useNotedEvery = 3'600;
-constexpr std::int64_t speechGrace = 60;       // seconds
-constexpr std::int64_t failuresKept = 60 * 60; // seconds
+constexpr std::int64_t speechGrace = 60;                     // seconds
+constexpr std::int64_t failuresKept = std::int64_t{60} * 60; // seconds
 
 /// A session that is used is good whether that can be noted or not.
 void noteUse(SQLite::Database& database, std::string_view tokenHash, std::int64_t now) {

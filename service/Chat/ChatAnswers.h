@@ -16,7 +16,7 @@ public:
     struct Limits {
         int atOnce = 32; ///< answers at the same time; one more is refused with words
         int atOnceOfAccount = 4;
-        std::size_t answerBytes = 32 * 1024; ///< after which the model is stopped
+        std::size_t answerBytes = std::size_t{32} * 1024; ///< after which the model is stopped
     };
 
     /// Both outlive this; the client is stopped before an executor ends that answers run on.

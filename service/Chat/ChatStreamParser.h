@@ -13,7 +13,7 @@ namespace parlowen::service {
 /// it comes, in pieces of any size.
 class ChatStreamParser {
 public:
-    static constexpr std::size_t eventBytes = 64 * 1024; ///< of one line; a longer one is broken
+    static constexpr std::size_t eventBytes = std::size_t{64} * 1024; ///< of one line; a longer one is broken
 
     /// The pieces that these bytes complete, and the end where they say so. After an end nothing follows.
     std::vector<ChatEvent> feed(std::string_view bytes);

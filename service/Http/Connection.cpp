@@ -26,7 +26,7 @@ using boost::system::error_code;
 using Parser = RequestParser;
 
 constexpr std::size_t readAtOnce = 1024;                                  // bytes of a header
-constexpr std::size_t sinkPiece = 256 * 1024;                             // bytes, that a sink takes at once
+constexpr std::size_t sinkPiece = std::size_t{256} * 1024;                // bytes, that a sink takes at once
 constexpr std::uint64_t mostForgotten = std::uint64_t{256} * 1024 * 1024; // bytes of a refused upload
 
 /// What a handler or a guard gave, or why there is nothing, in the log.

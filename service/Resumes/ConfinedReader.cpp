@@ -46,6 +46,7 @@ int readDocx(const std::string& file) {
 void become(const std::vector<std::string>& command) {
     std::vector<std::string> words(command);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

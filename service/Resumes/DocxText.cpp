@@ -13,7 +13,7 @@ namespace {
 using Reason = DocxError::Reason;
 
 constexpr std::string_view textPart = "word/document.xml";
-constexpr std::size_t blockBytes = 64 * 1024;
+constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 constexpr std::size_t mostXml = std::size_t{48} * 1024 * 1024;
 constexpr std::size_t mostText = std::size_t{1024} * 1024;
 constexpr int mostEntries = 10'000;

@@ -22,7 +22,7 @@ namespace parlowen {
 namespace {
 
 const char* const hostOption = "--captcha";
-constexpr qint64 longestLine = 64 * 1024; // bytes
+constexpr qint64 longestLine = qint64{64} * 1024; // bytes
 constexpr int endMilliseconds = 2000;
 
 void tell(const char* what, const QString& text) {

@@ -1,6 +1,7 @@
 #include "LoginViewController.h"
 
 #include <Foundation/ConsoleLog.h>
+#include <Foundation/MainQueue.h>
 #include <Network/ApiBase.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
@@ -323,8 +324,10 @@ void LoginViewController::awaitStoredSignIn() {
         if (self && !self->isBusy_)
             self->showMainView();
     };
-    if (services_.settings->isAutoLogin() && services_.settings->awaitLateToken(enter))
-        ProgressHUD::shared().toast(tr("请解锁密钥环，以自动登录"));
+    if (services_.settings->isAutoLogin() &&
+        services_.settings->awaitLateToken(enter)) // said in the window, once it is there
+        onMain(QPointer<LoginViewController>(this),
+               [] { ProgressHUD::shared().toast(tr("请解锁密钥环，以自动登录")); });
 }
 
 void LoginViewController::showMainView() {

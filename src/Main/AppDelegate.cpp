@@ -3,6 +3,7 @@
 #include "Rehearsal.h"
 
 #include <Foundation/BackgroundQueue.h>
+#include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/KXAudioRouter.h>
@@ -25,6 +26,7 @@ namespace parlowen {
 namespace {
 
 constexpr QSize smallestMainSize(600, 400); // at the usual font scale
+constexpr double longestPaintSeconds = 1;   // the local service is started behind the first paint, not beside it
 const QString stayKey = QStringLiteral("staysWithoutTray");
 
 QMessageBox::Icon iconOf(AlertStyle style) {
@@ -81,6 +83,10 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
             openLogin();
     };
     composition_.setHooks(std::move(hooks));
+    connect(&composition_.backend(), &Backend::portTaken, this, [](int port) {
+        ProgressHUD::shared().error(
+            tr("端口 %1 被别的程序占用，它不是您的服务，没有向它发送密码。已改用自己的服务。").arg(port));
+    });
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::endSession, Qt::DirectConnection);
     qApp->installEventFilter(this);
 }
@@ -131,7 +137,10 @@ void AppDelegate::applicationDidFinishLaunching() {
         openMainWindow();
     else
         openLogin();
-    findBackend();
+    afterDelay(longestPaintSeconds, QPointer(this), [this] {
+        if (!std::exchange(isPainted_, true)) // it was opened out of sight
+            findBackend();
+    });
 }
 
 void AppDelegate::keepWindow(QMainWindow* window) {
@@ -286,6 +295,14 @@ void AppDelegate::rehearse() {
             pending_.start = CommandLine::Start::Rehearsal;
         return;
     }
+    // A session keeps to the backend as it is known when it is made.
+    composition_.connectBackend(this, [this](const Result<Backend::Access>& access) {
+        if (access && !session_ && mainView() != nullptr && !isQuitting_)
+            openRehearsal();
+    });
+}
+
+void AppDelegate::openRehearsal() {
     SessionWindow* opened = takeSession(new LiveSession(composition_, sampleInterview(), this));
     opened->setMainWindow(window_);
     opened->show();
@@ -300,6 +317,14 @@ SessionWindow* AppDelegate::takeSession(LiveSession* session) {
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    if (!isPainted_ && event->type() == QEvent::Paint && watched->isWidgetType() &&
+        static_cast<QWidget*>(watched)->isWindow()) {
+        isPainted_ = true;
+        onMain(QPointer(this), [this] { // once all of it is on the screen
+            consoleLog(QStringLiteral("✅ 窗口已显示"));
+            findBackend();
+        });
+    }
     if (event->type() == QEvent::Quit && !isQuitting_) {
         quit();
         return true;

@@ -65,6 +65,7 @@ private:
     void doPending();
     void startInterview();
     void rehearse();
+    void openRehearsal();
     SessionWindow* takeSession(LiveSession* session);
     void findBackend();
     void sayThatThereIsNoBackend(const QString& why);
@@ -82,6 +83,7 @@ private:
     QPointer<LiveSession> session_;
     WindowMenu menu_;
     TrayIcon tray_;
+    bool isPainted_ = false; ///< a window has been, for the first time
     SessionShortcuts shortcuts_;
     bool isQuitting_ = false;
 };

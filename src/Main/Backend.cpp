@@ -56,6 +56,7 @@ void Backend::find(QObject* context, Found found) {
         return; // it is being started
     service_ = std::make_unique<LocalService>(place_);
     service_->onServing([this](bool serves) { Q_EMIT servingChanged(serves); });
+    service_->onStranger([this](quint16 port) { Q_EMIT portTaken(port); });
     service_->start([this](const Result<Access>& started) {
         if (started)
             access_ = *started;

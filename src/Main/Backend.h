@@ -45,6 +45,8 @@ public:
 Q_SIGNALS:
     /// The local service, which had been found, is gone and is being started again (false), or serves again (true).
     void servingChanged(bool serves);
+    /// Something else than this user's service holds the local service's port. Nothing is sent to it.
+    void portTaken(int port);
 
 private:
     void tell(const Result<Access>& result);

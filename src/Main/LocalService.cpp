@@ -59,6 +59,7 @@ LocalService::LocalService(Place place, QObject* parent)
     });
     connect(&process_, &QProcess::finished, this, &LocalService::ended);
     connect(&other_, &QSslSocket::encrypted, this, &LocalService::joined);
+    connect(&other_, &QSslSocket::sslErrors, this, &LocalService::tellOfStranger); // its certificate is another's
     connect(&other_, &QSslSocket::stateChanged, this, [this](QAbstractSocket::SocketState state) {
         if (state == QAbstractSocket::UnconnectedState)
             otherIsGone();
@@ -97,12 +98,14 @@ void LocalService::launch(quint16 port) {
 }
 
 void LocalService::outOfPatience() {
-    if (other_.state() != QAbstractSocket::UnconnectedState)
+    if (other_.state() != QAbstractSocket::UnconnectedState) {
+        tellOfStranger();
         other_.abort();
-    else if (started_)
+    } else if (started_) {
         finish(failure(notReady.here(lastWords())));
-    else
+    } else {
         process_.kill(); // and then it is started again
+    }
 }
 
 void LocalService::readOutput() {
@@ -188,6 +191,16 @@ void LocalService::otherIsGone() {
         launch(0);
     else
         restartAfterPause();
+}
+
+void LocalService::tellOfStranger() {
+    const auto told = std::exchange(toldOfStranger_, nullptr);
+    if (!told)
+        return;
+    consoleLog(QStringLiteral(
+                   "⚠️ 端口 %1 被占用，占用者没有证明是您的服务；没有向它发送任何内容")
+                   .arg(port_));
+    told(port_);
 }
 
 LocalService::Access LocalService::access() const {

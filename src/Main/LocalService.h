@@ -39,6 +39,9 @@ public:
     void start(Started started);
     /// Told once it has started: false when the service is gone and is being started again, true when it serves again.
     void onServing(std::function<void(bool serves)> told) { told_ = std::move(told); }
+    /// Told once when something holds the port that does not prove to be this user's service. It gets nothing; at the
+    /// start another port is taken, later the port is waited for.
+    void onStranger(std::function<void(quint16 port)> told) { toldOfStranger_ = std::move(told); }
 
     /// The program, the data directory and the port (that of the build's URL) of this user's own.
     static Place ownPlace();
@@ -60,6 +63,7 @@ private:
     void joinOther();
     void joined();
     void otherIsGone();
+    void tellOfStranger();
     Access access() const;
     void finish(const Result<Access>& result);
     QString lastWords() const;
@@ -67,6 +71,7 @@ private:
     Place place_;
     Started started_;
     std::function<void(bool)> told_;
+    std::function<void(quint16)> toldOfStranger_;
     QProcess process_;
     QSslSocket other_; ///< open for as long as another program's service is used: its end tells that service's end
     QTimer patience_;

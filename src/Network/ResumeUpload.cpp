@@ -17,7 +17,7 @@ namespace parlowen {
 
 namespace {
 
-constexpr qint64 pieceSize = 256 * 1024;
+constexpr qint64 pieceSize = qint64{256} * 1024;
 
 QUrl originOf(const QUrl& url) {
     QUrl origin;

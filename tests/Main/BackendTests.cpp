@@ -139,6 +139,26 @@ TEST_F(LocalServiceTest, ASecondProgramGetsOneOfItsOwnWhenTheFirstEnds) {
     EXPECT_EQ(reach(*shared), QNetworkReply::NoError);
 }
 
+TEST_F(LocalServiceTest, AStrangerOnItsPortGetsNothingAndIsTold) {
+    {
+        LocalService before(place()); // which leaves its certificate
+        ASSERT_TRUE(start(before));
+    }
+    const ScriptedHttpServer stranger(ScriptedHttpServer::Scheme::https);
+    const int port = QUrl(stranger.baseUrl()).port();
+    Backend backend({}, std::nullopt, place(static_cast<quint16>(port)));
+    QList<int> told;
+    QObject::connect(&backend, &Backend::portTaken, [&told](int taken) { told << taken; });
+    const Result<Access> found = find(backend);
+    ASSERT_TRUE(found) << found.error().toStdString();
+    EXPECT_EQ(told, QList<int>{port});
+    EXPECT_EQ(reach(*found), QNetworkReply::NoError);
+    EXPECT_NE(QUrl(found->baseUrl).port(), port);
+    EXPECT_TRUE(stranger.requests().empty());
+    EXPECT_EQ(reach({stranger.baseUrl(), found->trust}), QNetworkReply::SslHandshakeFailedError);
+    EXPECT_TRUE(stranger.requests().empty());
+}
+
 TEST_F(LocalServiceTest, IsStartedOnceThoughItIsAskedForTwice) {
     QFile script(data_.filePath("service"));
     ASSERT_TRUE(script.open(QIODevice::WriteOnly));

@@ -70,6 +70,9 @@ protected:
         }
         return result;
     }
+    bool waitForSession() const {
+        return waitFor([this] { return run_->session() != nullptr && run_->session()->window()->isVisible(); });
+    }
     CommonTipView* question() const { return run_->window()->findChild<CommonTipView*>("staysWithoutTray"); }
     void askedOnClosing() {
         run_->window()->close();
@@ -184,7 +187,8 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     wish.action = CommandLine::Action::Shell;
     wish.start = CommandLine::Start::Rehearsal;
     EXPECT_TRUE(run_->carryOut(wish));
-    ASSERT_TRUE(run_->session() != nullptr && run_->session()->window()->isVisible());
+    ASSERT_TRUE(waitForSession());
+    EXPECT_EQ(run_->session()->window()->controller()->services().streaming.baseUrl, server_.baseUrl());
     EXPECT_FALSE(run_->window()->isVisible());
     const QPointer<LiveSession> session = run_->session();
     EXPECT_TRUE(run_->carryOut(wish));
@@ -212,7 +216,7 @@ TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBa
         }
     };
     choose("用示例排练");
-    ASSERT_NE(run_->session(), nullptr);
+    ASSERT_TRUE(waitForSession());
     run_->session()->window()->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(run_->session()->window()));
     QTest::keyClick(run_->session()->window(), Qt::Key_0, Qt::ControlModifier);
@@ -221,7 +225,7 @@ TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBa
     run_->session()->window()->close();
     EXPECT_TRUE(waitFor([this] { return run_->window()->isVisible() && run_->session() == nullptr; }));
     choose("用示例排练");
-    ASSERT_NE(run_->session(), nullptr);
+    ASSERT_TRUE(waitForSession());
     const QPointer<AIInterviewDetailController> session = run_->session()->window()->controller();
     bool closed = false;
     QObject::connect(session, &AIInterviewDetailController::closing, [&closed] { closed = true; });
@@ -295,7 +299,7 @@ TEST_F(ReachTest, EveryControlOfEveryPageIsReachedByKeysAndHasAName) {
     CommandLine wish;
     wish.start = CommandLine::Start::Rehearsal;
     run_->carryOut(wish);
-    ASSERT_NE(run_->session(), nullptr);
+    ASSERT_TRUE(waitForSession());
     ASSERT_NO_FATAL_FAILURE(expectReach(*run_->session()->window()));
 }
 
@@ -306,8 +310,9 @@ TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLe
     ASSERT_EQ(first->begin({}), SingleInstance::Role::First);
     const auto launch = [&folder](int patience) {
         std::optional<SingleInstance::Role> role;
-        const std::unique_ptr<QThread> other(QThread::create(
-            [&] { role = SingleInstance(folder).begin({"parlowen", "--page", "关于"}, patience); }));
+        const std::unique_ptr<QThread> other(QThread::create([&] {
+            role = SingleInstance(folder).begin({"parlowen", "--page", "关于"}, patience);
+        }));
         other->start();
         EXPECT_TRUE(waitFor([&other] { return other->isFinished(); }, 20'000));
         return *role;

@@ -34,11 +34,17 @@ public:
     }
 };
 
+inline service::ServiceOptions makingAccounts() {
+    service::ServiceOptions options;
+    options.createAccounts = true;
+    return options;
+}
+
 /// The whole service.
 class RunningService : public Running<service::Service> {
 public:
     explicit RunningService(const service::Service::Tuning& tuning = {}, service::ChatEndpoint model = {},
-                            service::ServiceOptions options = {})
+                            service::ServiceOptions options = makingAccounts())
         : tuning_(tuning)
         , options_(std::move(options)) {
         options_.chat = std::move(model);
@@ -47,7 +53,6 @@ public:
 
     void start() {
         service::ServiceOptions options = options_;
-        options.createAccounts = true;
         options.captchaPort = 0;
         options.port = 0;
         options.data = data();

@@ -22,7 +22,7 @@ namespace {
 const QStringList allowedTypes{"pdf", "doc", "docx", "png", "jpg", "jpeg"};
 
 /// What file services take at most, as a rule. One may close the connection without a word when it is exceeded.
-constexpr qint64 usualLimit = 32 * 1024 * 1024;
+constexpr qint64 usualLimit = qint64{32} * 1024 * 1024;
 
 constexpr int nameRoom = 120; // of a file's name in a notice, in points
 

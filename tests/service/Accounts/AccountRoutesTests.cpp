@@ -80,7 +80,7 @@ TEST(AccountRoutes, AccountsAndTokensOutliveARestartAndSignOutEndsThem) {
 }
 
 TEST(AccountRoutes, AFullDiskIsSaidAndLosesNothing) {
-    const RunningService service;
+    RunningService service;
     const std::string token = service.token();
     {
         const FileSizeLimit full(1);
@@ -89,7 +89,13 @@ TEST(AccountRoutes, AFullDiskIsSaidAndLosesNothing) {
         EXPECT_NE(refused.code(), 0);
         EXPECT_EQ(refused.message(), "磁盘空间不足或无法写入，数据没有保存");
         EXPECT_EQ(service.client().get(infoPath, token).status, 200);
+        EXPECT_EQ(service.client().send("POST", "/api/v1/user/logout", {}, token).code(), 0);
+        EXPECT_EQ(service.client().get(infoPath, token).status, 401) << "a sign-out needs no room";
     }
     EXPECT_EQ(service.signIn("13800000002", "other-secret").code(), 0) << "no half account is left";
     EXPECT_EQ(service.signIn().code(), 0);
+    service.stop();
+    service.start();
+    EXPECT_EQ(service.client().get(infoPath, token).status, 401) << "and is stored later";
+    EXPECT_EQ(RunningService({}, {}, {}).signIn().code(), 1002) << "accounts are made where that is asked for";
 }

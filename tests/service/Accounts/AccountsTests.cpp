@@ -113,6 +113,11 @@ TEST_F(AccountRules, StrangersLockNobodyOutAndAnAddressIsSlowedDownOverAllNumber
         EXPECT_EQ(tryFor(1000 + i, "127.0.0.3"), 0);
     EXPECT_EQ(tryFor(2000, "127.0.0.3"), SignInLimits::byAddress.pause.count());
     EXPECT_EQ(tryFor(2000, "127.0.0.4"), 0) << "another address";
+    for (int i = 0; i <= 2 * SignInLimits::byAddress.free; ++i) {
+        now += 900s;
+        tryFor(1000, "127.0.0.5");
+    }
+    EXPECT_EQ(tryFor(2000, "127.0.0.5"), 0) << "guesses at one number shut out nobody else there";
 }
 
 // What an observer could measure is the hashing and the words.
@@ -186,6 +191,58 @@ TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
     EXPECT_EQ(
         database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
         AccountStore::sessionsOfAUser);
+}
+
+TEST_F(AccountRules, ASessionEndsWhenItIsNotUsed) {
+    const std::string token = tokenOf(known);
+    const auto use = [&](const std::string& time) {
+        database.use([&](SQLite::Database& connection) { connection.exec("UPDATE sessions SET used_at = " + time); });
+        return accounts.userOf(token).has_value();
+    };
+    EXPECT_TRUE(use("unixepoch() - 29 * 86400"));
+    EXPECT_TRUE(accounts.sessionLasts(Accounts::sessionOf(token)));
+    EXPECT_EQ(database.use([](SQLite::Database& connection) {
+        return connection.execAndGet("SELECT unixepoch() - used_at < 60 FROM sessions").getInt();
+    }),
+              1)
+        << "a use is noted";
+    EXPECT_FALSE(use("unixepoch() - 30 * 86400 - 1"));
+    EXPECT_FALSE(accounts.sessionLasts(Accounts::sessionOf(token)));
+}
+
+TEST_F(AccountRules, FailuresOutliveARestart) {
+    tokenOf(known);
+    Credentials guess{"86", known.phone, "guess-1", "127.0.0.3"};
+    for (int i = 0; i < SignInLimits::byNumber.free; ++i)
+        refusal(guess);
+    Accounts next(database, [this] { return now; });
+    const auto outcome = [&](const Credentials& credentials) {
+        const auto result = next.signIn(credentials, false);
+        const auto* refused = std::get_if<Refused>(&result);
+        return refused ? refused->reason : Reason();
+    };
+    EXPECT_EQ(outcome(guess), Reason::TooManyFailures);
+    now += SignInLimits::byNumber.pause;
+    EXPECT_EQ(outcome({"86", known.phone, known.secret, "127.0.0.4"}), Reason()) << "signs in";
+    Accounts third(database, [this] { return now; });
+    EXPECT_FALSE(third.refusal(guess)) << "which is kept as well";
+}
+
+TEST_F(AccountRules, SpeechTokensInUseAreKnownToTheNextRun) {
+    const std::string token = tokenOf(known);
+    AccountStore& store = accounts.store();
+    store.noteSpeechToken("open", Accounts::sessionOf(token), true);
+    store.noteSpeechToken("ended", Accounts::sessionOf(token), true);
+    store.noteSpeechToken("ended", Accounts::sessionOf(token), false);
+    store.noteSpeechToken("nobody's", Accounts::sessionOf("x"), true);
+    using Tokens = std::vector<std::string>;
+    EXPECT_EQ(store.speechTokensOfTheLastRun(), (Tokens{"ended", "open"}));
+    database.use([](SQLite::Database& connection) {
+        connection.exec("UPDATE speech_tokens SET ended_at = ended_at - 61 WHERE ended_at IS NOT NULL");
+    });
+    EXPECT_EQ(store.speechTokensOfTheLastRun(), Tokens{"open"});
+    accounts.signOut(token);
+    EXPECT_EQ(store.speechTokensOfTheLastRun(), Tokens());
 }
 
 TEST_F(AccountRules, SimultaneousFirstSignInsMakeOneAccount) {

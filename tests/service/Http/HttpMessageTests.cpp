@@ -1,6 +1,7 @@
 #include "Http/Certificates.h"
 #include "Http/HttpMessage.h"
 #include "Http/PrivateFiles.h"
+#include "Http/RequestHead.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -44,6 +45,22 @@ TEST(HttpMessage, OnlyThisMachineIsLocal) {
     EXPECT_FALSE(from(raw, "192.168.1.2").isLocal());
     raw.set("X-Forwarded-For", "203.0.113.9");
     EXPECT_FALSE(from(raw).isLocal()) << "passed on by a proxy";
+}
+
+TEST(RequestHead, AKnownProxySaysWhoAsks) {
+    const auto at = [](const char* address) { return boost::asio::ip::make_address(address); };
+    const HeadRules rules{true, {"example.org"}, {at("127.0.0.1")}};
+    RawRequest raw(verb::get, "/", 11);
+    const auto target = parsedTarget("/").value();
+    EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("127.0.0.1"));
+    EXPECT_FALSE(HttpRequest(raw, target, originOf(raw, at("127.0.0.1"), rules)).isLocal()) << "without a word of it";
+    raw.set("X-Forwarded-For", "198.51.100.1, 127.0.0.1, 203.0.113.9");
+    EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("203.0.113.9"));
+    EXPECT_EQ(originOf(raw, at("127.0.0.2"), rules).peer, at("127.0.0.2"));
+    raw.insert("X-Forwarded-For", "nonsense");
+    EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("127.0.0.1"));
+    EXPECT_TRUE(isAllowedHost("Example.ORG:443", rules) && isAllowedHost("[::1]:1", rules));
+    EXPECT_FALSE(isAllowedHost("a.example.org", rules));
 }
 
 TEST(HttpMessage, JsonIsTakenAsFarAsItIsAnObjectOfBoundedDepth) {

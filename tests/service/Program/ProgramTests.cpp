@@ -1,3 +1,4 @@
+#include "Http/PrivateFiles.h"
 #include "Program/Options.h"
 #include "support/TemporaryDirectory.h"
 
@@ -70,7 +71,7 @@ TEST_F(Program, NamesTheFileThatItCannotUseAndLeavesItAlone) {
     EXPECT_TRUE(has(shell("ulimit -f 0; " + start + " | cat"), "cannot start")) << "a full disk";
     EXPECT_TRUE(!exists(data / "tls") || is_empty(data / "tls")) << "nothing is half written";
     ASSERT_EQ(shell(start).status, 0);
-    for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/server.key"}) {
+    for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/server.key", "speech-tokens.key"}) {
         const auto file = data / name;
         const std::string kept = contentsOf(file);
         writeFile(file, std::string(5'000, '?'));
@@ -80,6 +81,12 @@ TEST_F(Program, NamesTheFileThatItCannotUseAndLeavesItAlone) {
         EXPECT_EQ(contentsOf(file), std::string(5'000, '?'));
         writeFile(file, kept);
     }
+    {
+        const auto lock = DirectoryLock::take(data);
+        EXPECT_TRUE(has(shell(start), "another parlowen-service"));
+    }
+    std::filesystem::permissions(data, std::filesystem::perms(0750));
+    EXPECT_TRUE(has(shell(start), "chmod 700 " + data.string()));
 }
 
 TEST(Options, HaveDefaultsAndAreTaken) {
@@ -136,6 +143,13 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
     };
     for (const auto& [text, problem] : wrong)
         EXPECT_EQ(problemOf(text).substr(0, problem.size()), problem) << text;
+    EXPECT_EQ(problemOf("session-days = 0"), here + ":2: session-days: 0 is not from 1 to 3650");
+    EXPECT_EQ(problemOf("\nproxy = localhost"), here + ":3: proxy: \"localhost\" is no IP address");
+    EXPECT_EQ(problemOf("host = a:1"), here + ":2: host: \"a:1\" is no name of a host");
+    EXPECT_EQ(problemOf("create-accounts = true\nhost = a\nhost = b\nproxy = ::1\nsession-days = 7"), "");
+    const ServiceOptions server = parsed({"--config", here});
+    EXPECT_TRUE(server.createAccounts && server.sessionDays == 7 && server.proxies.front() == "::1");
+    EXPECT_EQ(server.hosts, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(problemOf(good, {"--answers-temperature", "3"}), "answers-temperature: 3 is not from 0 to 2");
     EXPECT_NE(parseOptions({"--config", here + "-none"}).error().find("there is no file"), std::string::npos);
 

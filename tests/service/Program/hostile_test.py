@@ -167,6 +167,9 @@ def main():
             places.append(place)
         if len(places) != 4:
             wrong.append(f"{len(places)} places for speech of a user are free, of 4; then {place}")
+        service.ask("POST", "/user/logout")
+        if any(next_frame(place)[1][:2] != b"\x03\xf0" for place in places) or "401" not in service.speech():
+            wrong.append("a sign-out does not end speech")
         service.process.send_signal(signal.SIGTERM)
         if (status := service.process.wait(PATIENCE)) != 0:
             wrong.append(f"it ended with {status}")

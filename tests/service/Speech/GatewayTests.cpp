@@ -128,6 +128,15 @@ TEST(Gateway, OnlyAValidTokenOpensIt) {
     }
 }
 
+TEST(Gateway, TakesWhatCameWithTheUpgrade) {
+    RunningGateway gateway(scriptedService());
+    const auto client = gateway.server.client().connect(
+        "GET " + plainPath + " HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n" +
+        "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: MDEyMzQ1Njc4OTAxMjM0NQ==\r\nAuthorization: Bearer " +
+        gateway.speech->tokens.issue() + "\r\n\r\n" + maskedFrame("Path: speech.context\r\n\r\n{}"));
+    EXPECT_NE(client->receiveUntil("turn.start").find("101"), std::string::npos);
+}
+
 TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
     RunningGateway gateway(
         scriptedService({.sessions = 1, .unsentBytes = 1 << 30, .idle = 5s, .write = 200ms, .closing = 200ms}));
@@ -136,6 +145,10 @@ TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
         ASSERT_EQ(client.status(), 101U);
         EXPECT_EQ(gateway.client().status(), 503U);
     }
+    RunningGateway shared(scriptedService({.sessions = 3, .sessionsOfAUser = 1}));
+    const auto first = shared.client();
+    EXPECT_EQ(shared.client().status(), 503U) << "another of the same user";
+    EXPECT_EQ(shared.client(plainPath, shared.speech->tokens.issue({5, {}})).status(), 101U);
     EXPECT_TRUE(placeIsFree(gateway)) << "after a connection that was cut";
     {
         // A bad message and the start of a frame in one piece: the server closes while it reads. Then bad UTF-8.

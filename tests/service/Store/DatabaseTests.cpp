@@ -60,6 +60,14 @@ TEST_F(DatabaseFile, WhatIsNotOursIsRefusedAndLeftAlone) {
     EXPECT_NE(problem().find("another program"), std::string::npos) << problem();
 
     std::filesystem::remove(file);
+    {
+        Database damaged(file);
+        execute(damaged, "PRAGMA wal_checkpoint(TRUNCATE)");
+    }
+    std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(4'096) << std::string(100, '?');
+    EXPECT_NE(problem().find("damaged"), std::string::npos) << problem();
+
+    std::filesystem::remove(file);
     std::filesystem::create_directory(file);
     EXPECT_NE(problem().find(file.string()), std::string::npos) << problem();
 }
