@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace parlowen::service {
 
@@ -17,6 +18,7 @@ struct ChatEndpoint {
     std::chrono::milliseconds connect{5'000};
     std::chrono::milliseconds firstPiece{20'000}; ///< until the first piece, from the question on
     std::chrono::milliseconds stall{15'000};      ///< without a piece
+    std::vector<std::string> translateTo{};       ///< codes of the languages that it translates into, such as "zh-Hans"
 };
 
 /// What can go wrong with a model's answer.

@@ -20,6 +20,16 @@ ChatTrouble troubleOf(const std::string& finishReason) {
     return finishReason == "content_filter" ? ChatTrouble::Filtered : ChatTrouble::None;
 }
 
+/// Some say in the stream what others say by the status of HTTP.
+ChatTrouble troubleOfError(const nlohmann::json& error) {
+    const std::string code = error.is_object() ? textMember(error, "code") : std::string();
+    if (code == "invalid_api_key")
+        return ChatTrouble::BadKey;
+    if (code == "model_not_found")
+        return ChatTrouble::NoModel;
+    return code == "rate_limit_exceeded" ? ChatTrouble::Busy : ChatTrouble::Refused;
+}
+
 } // namespace
 
 std::vector<ChatEvent> ChatStreamParser::feed(std::string_view bytes) {
@@ -64,8 +74,8 @@ void ChatStreamParser::takeData(std::string_view data, std::vector<ChatEvent>& e
     const auto object = jsonObject(data);
     if (!object)
         return end(ChatTrouble::Broken, events);
-    if (object->contains("error"))
-        return end(ChatTrouble::Refused, events);
+    if (const auto error = object->find("error"); error != object->end())
+        return end(troubleOfError(*error), events);
     const nlohmann::json& choice = firstOf(*object, "choices");
     if (!choice.is_object()) // such as the count of tokens
         return;

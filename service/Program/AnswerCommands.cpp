@@ -63,8 +63,10 @@ bool checkAnswers(const ServiceOptions& options, std::ostream& output) {
     const ChatEvent event = inTime ? end.get() : ChatEvent{.isEnd = true, .trouble = ChatTrouble::Stalled};
     if (event.trouble != ChatTrouble::None)
         output << "\n" << troubleLine(event.trouble, event.pause, false);
-    output << "\nfirst piece after " << trial.firstPiece << " ms, the end after " << millisecondsSince(trial.started)
-           << " ms\n";
+    output << "\n";
+    if (trial.firstPiece >= 0)
+        output << "first piece after " << trial.firstPiece << " ms, ";
+    output << "the end after " << millisecondsSince(trial.started) << " ms\n";
     return event.trouble == ChatTrouble::None;
 }
 

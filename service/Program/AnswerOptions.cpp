@@ -2,9 +2,11 @@
 
 #include "Http/PrivateFiles.h"
 
+#include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/url/parse.hpp>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -59,6 +61,20 @@ Problem readKey(const std::string& file, std::string& key) {
     return std::nullopt;
 }
 
+Problem readTargets(const std::string& list, std::vector<std::string>& targets) {
+    std::istringstream parts(list);
+    for (std::string part; std::getline(parts, part, ',');) {
+        const std::string code = trimmed(part);
+        const bool isCode = !code.empty() && std::all_of(code.begin(), code.end(), [](unsigned char c) {
+            return std::isalnum(c) != 0 || c == '-';
+        });
+        if (!isCode)
+            return OptionProblem{"answers-translate-to", "\"" + part + "\" is no code of a language, such as zh-Hans"};
+        targets.push_back(code);
+    }
+    return std::nullopt;
+}
+
 Problem outOfRange(const char* option, double value, double least, double most) {
     if (value >= least && value <= most)
         return std::nullopt;
@@ -93,7 +109,9 @@ po::options_description AnswerOptions::description() {
          "until the first piece of an answer; an outline takes its place then")
         ("answers-stall-seconds", number(stallSeconds, seconds(usual.stall)), "without a piece, after which an answer ends")
         ("answers-at-once", number(atOnce, limits.atOnce), "answers at the same time; one more is refused")
-        ("answers-at-once-per-account", number(atOnceOfAccount, limits.atOnceOfAccount), "the same for one account");
+        ("answers-at-once-per-account", number(atOnceOfAccount, limits.atOnceOfAccount), "the same for one account")
+        ("answers-translate-to", po::value(&translateTo)->value_name("CODES")->default_value("zh-Hans,en"),
+         "languages that the model translates finished sentences into, where nothing here does; none when empty");
     // clang-format on
     return all;
 }
@@ -119,7 +137,10 @@ Problem AnswerOptions::apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits
                 tokens,
                 std::chrono::seconds(connectSeconds),
                 std::chrono::seconds(firstPieceSeconds),
-                std::chrono::seconds(stallSeconds)};
+                std::chrono::seconds(stallSeconds),
+                {}};
+    if (auto problem = readTargets(translateTo, endpoint.translateTo))
+        return problem;
     limits.atOnce = atOnce;
     limits.atOnceOfAccount = atOnceOfAccount;
     if (!keyFile.empty())

@@ -28,6 +28,7 @@ struct AnswerOptions {
     int stallSeconds = 0;
     int atOnce = 0;
     int atOnceOfAccount = 0;
+    std::string translateTo;
 
     /// Their names, defaults and meanings; they are stored here.
     boost::program_options::options_description description();

@@ -5,6 +5,7 @@
 #include "Answers/Outline.h"
 #include "Captcha/CaptchaRoutes.h"
 #include "Chat/ChatAnswers.h"
+#include "Chat/ChatTranslator.h"
 #include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
@@ -202,6 +203,8 @@ struct Service::Parts {
     Router routes(const ServiceOptions& options) {
         if (!options.chat.url.empty())
             model.emplace(options, outlines);
+        if (model && !options.chat.translateTo.empty())
+            speech->engines.add(std::make_shared<ChatTranslator>(model->client, options.chat.translateTo));
         Router router;
         const Guard signedIn = signedInOnly(accounts);
         addSignInRoutes(router, signIn);

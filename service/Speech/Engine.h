@@ -72,6 +72,8 @@ class Translator {
 public:
     virtual ~Translator() = default;
     virtual std::vector<LanguagePair> pairs() const = 0;
+    /// Whether it takes too long for texts that still grow.
+    virtual bool isForFinalsAlone() const { return false; }
     /// Blocks, for a bounded time. None when the pair is not offered or the translation failed.
     virtual std::optional<std::string> translate(const LanguagePair& pair, std::string_view text) = 0;
     /// Translations that run fail soon, and those that follow at once. Any thread.

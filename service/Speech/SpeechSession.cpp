@@ -69,6 +69,16 @@ struct SpeechSession::Turn {
     std::shared_ptr<RecognitionEngine> engine; ///< before the stream, which must end first
     std::unique_ptr<RecognitionStream> stream;
     std::shared_ptr<TranslationLane> lane; ///< null for plain recognition
+    bool translatesFinalsAlone = false;
+
+    bool isLate() const { return translatesFinalsAlone && settings.lateTranslation; }
+    /// What stands in a translation's place before it is known.
+    std::vector<Translation> nothingYet() const {
+        std::vector<Translation> empty;
+        for (const std::string& target : settings.targets)
+            empty.push_back({target, std::string()});
+        return empty;
+    }
 
     ~Turn() {
         if (lane)
@@ -118,6 +128,9 @@ std::optional<SpeechSession::Close> SpeechSession::beginTurn(std::string_view id
 
 void SpeechSession::openStream(TurnEngines turnEngines) {
     const auto number = turn_->number;
+    turn_->translatesFinalsAlone =
+        std::any_of(turnEngines.translations.begin(), turnEngines.translations.end(),
+                    [](const auto& translation) { return translation.translator->isForFinalsAlone(); });
     if (!turnEngines.translations.empty())
         turn_->lane = std::make_shared<TranslationLane>(
             hooks_.workers, std::move(turnEngines.translations),
@@ -192,7 +205,12 @@ void SpeechSession::onEvent(std::uint64_t number, const RecognitionEvent& event)
 void SpeechSession::onResult(const RecognitionEvent& event) {
     for (const auto& message : turn_->messages.plain(event))
         send(message);
-    if (turn_->lane && (event.kind == Kind::Final || turn_->settings.interimTranslation))
+    const bool isFinal = event.kind == Kind::Final;
+    if (!turn_->lane || !(isFinal || turn_->settings.interimTranslation))
+        return;
+    if (turn_->translatesFinalsAlone && (!isFinal || turn_->isLate()))
+        send(turn_->messages.translated(event, turn_->nothingYet()));
+    if (isFinal || !turn_->translatesFinalsAlone)
         turn_->lane->add(event);
 }
 
@@ -200,6 +218,12 @@ void SpeechSession::onTranslated(std::uint64_t number, const RecognitionEvent& e
                                  const std::vector<Translation>& translations) {
     if (!turn_ || turn_->number != number)
         return;
+    const auto isMissing = [](const Translation& translation) {
+        return !translation.text || translation.text->empty();
+    };
+    if (event.kind == Kind::Final && turn_->isLate() &&
+        (translations.empty() || std::any_of(translations.begin(), translations.end(), isMissing)))
+        return; // the final itself is said already
     if (event.kind != Kind::SpeechEnd)
         return send(turn_->messages.translated(event, translations));
     send(turn_->messages.endDetected(event.offset));

@@ -68,6 +68,7 @@ void addTranslation(TurnSettings& settings, const json& context) {
     for (const auto& target : targets)
         if (target.is_string())
             addTarget(settings.targets, target.get_ref<const std::string&>());
+    settings.lateTranslation = memberAt(translation, {"output", "lateResults"}) == true;
     settings.interimTranslation = isOn(textAt(context, {"phraseDetection", "onInterim", "action"}), "Translate") &&
                                   !sameWord(textAt(translation, {"output", "interimResults", "mode"}), "None");
 }

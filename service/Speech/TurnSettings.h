@@ -19,6 +19,7 @@ struct TurnSettings {
     bool olderTranslation = false;    ///< messages in the form of the older translation path
     bool detailed = false;            ///< phrases list alternatives instead of one text
     bool interimTranslation = true;   ///< translate while somebody speaks
+    bool lateTranslation = false;     ///< a final may come again, with a translation that was not ready
     bool plainHypotheses = true;      ///< send `speech.hypothesis`
     bool plainPhrases = true;         ///< send `speech.phrase`
 };

@@ -50,6 +50,9 @@ void TextReport::tell(const SessionEvent& event) {
         SessionHandler{
             [this](const session::Started& started) { line(listening.in(language_, started.sound)); },
             [this](const session::Sentence& told) { sentence(told); },
+            [this](const session::Translated& told) {
+                line(QStringLiteral("    %1   → %2").arg(told.number).arg(told.row.resultText));
+            },
             [this](const session::Missed& missed) {
                 line(QStringLiteral("\n[%1] %2").arg(clockText(clock_()), notHeard.in(language_, missed.seconds)));
             },
@@ -113,6 +116,9 @@ void JsonReport::tell(const SessionEvent& event) {
             [this](const session::Started& started) { write("started", started.sound); },
             [this](const session::Partial& partial) { row("partial", partial.number, partial.row); },
             [this](const session::Sentence& sentence) { row("row", sentence.number, sentence.row); },
+            [this](const session::Translated& told) {
+                write("translated", told.row.resultText, rowNumber(told.number));
+            },
             [this](const session::Missed& missed) {
                 write("missed", {}, {{QStringLiteral("seconds"), missed.seconds}});
             },

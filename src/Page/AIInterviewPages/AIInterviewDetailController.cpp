@@ -165,7 +165,11 @@ void AIInterviewDetailController::startTwoLanguages() {
                             const QString& translation) { session.partialSentence(text, translation); }),
         [](const QString& message) { consoleLog(QStringLiteral("识别错误: ") + message); },
         pairOnMain(this, [](Controller& session, const QString& text, const QString& translation) {
+            if (session.translateEarlier(text, translation))
+                return;
             session.finalSentence(text, translation);
+            if (translation.isEmpty())
+                session.untranslated_.push_back(session.topArr_.size() - 1);
         }));
 }
 
@@ -192,6 +196,19 @@ void AIInterviewDetailController::finalSentence(const QString& text, const QStri
     topArr_.push_back(makeRow(text, translation, start, useTimeCount_));
     tell(session::Sentence{static_cast<int>(topArr_.size()), topArr_.back()});
     dispatchQuestion(text);
+}
+
+// A slow translator's service tells a sentence at once with an empty translation, and again once it is translated.
+bool AIInterviewDetailController::translateEarlier(const QString& text, const QString& translation) {
+    const auto found = std::find_if(untranslated_.begin(), untranslated_.end(),
+                                    [&](std::size_t place) { return topArr_[place].sourceText == text; });
+    if (found == untranslated_.end() || translation.isEmpty())
+        return false;
+    Row& row = topArr_[*found];
+    row.resultText = translation;
+    tell(session::Translated{static_cast<int>(*found) + 1, row});
+    untranslated_.erase(found);
+    return true;
 }
 
 void AIInterviewDetailController::dispatchQuestion(const QString& text) {

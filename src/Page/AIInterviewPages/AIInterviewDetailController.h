@@ -10,6 +10,7 @@
 #include <Tools/TimerManager.h>
 
 #include <QObject>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -96,6 +97,7 @@ private:
 
     void partialSentence(const QString& text, const QString& translation);
     void finalSentence(const QString& text, const QString& translation);
+    bool translateEarlier(const QString& text, const QString& translation);
     void dispatchQuestion(const QString& text);
     std::shared_ptr<StreamModel> makeQuestion(const QString& question) const;
 
@@ -118,6 +120,7 @@ private:
     int fontSize_ = 14;
     std::optional<KXTranslationHistoryDetailsModel> centerModel_;
     std::vector<KXTranslationHistoryDetailsModel> topArr_;
+    std::deque<std::size_t> untranslated_; ///< places in it, of sentences whose translation is still to come
     SessionAnswers answers_; ///< holds `streamModels` with their clients
     qint64 streamID_ = 0;
     std::optional<qint64> useTimeCount_;

@@ -25,6 +25,11 @@ struct Sentence {
     int number;
     KXTranslationHistoryDetailsModel row;
 };
+/// The translation of a finished sentence, which had none when it was told.
+struct Translated {
+    int number;
+    KXTranslationHistoryDetailsModel row;
+};
 /// Behind the rows so far, so many seconds were not heard.
 struct Missed {
     int seconds;
@@ -79,7 +84,7 @@ namespace parlowen {
 /// One thing that happens in a session: the one form in which windows, the terminal, programs that read along and
 /// whoever keeps a history are told. A value.
 using SessionEvent =
-    std::variant<session::Started, session::Recognizing, session::Partial, session::Sentence, session::Missed,
+    std::variant<session::Started, session::Recognizing, session::Partial, session::Sentence, session::Translated, session::Missed,
                  session::Collected, session::Taken, session::Question, session::AnswerPiece, session::AnswerGrounds,
                  session::AnswerEnded, session::Status, session::Problem, session::Warning, session::Ended>;
 

@@ -281,6 +281,9 @@ void SessionPage::show(const SessionEvent& event) {
                 reloadTranscript([&] { transcript_->setCenterModel(partial.row); });
             },
             [this](const session::Sentence& sentence) { reloadTranscript([&] { transcript_->finish(sentence.row); }); },
+            [this](const session::Translated& sentence) {
+                reloadTranscript([&] { transcript_->translate(sentence.number, sentence.row); });
+            },
             [this](const session::Missed& missed) {
                 reloadTranscript([&] { transcript_->markMissed(missed.seconds); });
             },

@@ -34,6 +34,17 @@ void TranscriptModel::finish(const Row& row) {
     append(shown);
 }
 
+void TranscriptModel::translate(int number, const Row& row) {
+    const auto sentence = static_cast<std::size_t>(number) - 1;
+    if (sentence >= topArr_.size())
+        return;
+    topArr_[sentence] = row;
+    for (int i = 0; i < shownRows(); ++i)
+        if (const Shown& shown = shown_[static_cast<std::size_t>(i)];
+            shown.missedSeconds == 0 && shown.sentence == sentence)
+            changed(i);
+}
+
 void TranscriptModel::markMissed(int seconds) {
     if (shown_.empty() || shown_.back().missedSeconds == 0)
         return append({0, seconds});

@@ -21,6 +21,8 @@ public:
     void setCenterModel(const Row& row);
     /// Takes the sentence in progress away and appends the finished one, which stands in its place on screen.
     void finish(const Row& row);
+    /// The finished sentence of that number, from 1, has got its translation.
+    void translate(int number, const Row& row);
     /// Behind the finished sentences, so many seconds were not heard. A mark that stands there already grows.
     void markMissed(int seconds);
 

@@ -23,7 +23,8 @@ json translationOf(const SpeechTask& task) {
     for (const QString& target : task.targets)
         targets.push_back(target.toStdString());
     return {{"targetLanguages", targets},
-            {"output", {{"includePassThroughResults", true}, {"interimResults", {{"mode", "Always"}}}}},
+            {"output",
+             {{"includePassThroughResults", true}, {"lateResults", true}, {"interimResults", {{"mode", "Always"}}}}},
             {"onSuccess", {{"action", "None"}}},
             {"onPassthrough", {{"action", "None"}}}};
 }

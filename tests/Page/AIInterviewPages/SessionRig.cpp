@@ -41,6 +41,7 @@ std::string inWords(const SessionEvent& event) {
     return std::visit(
         SessionHandler{[&](const session::Partial& told) { return sentence("partial", told); },
                        [&](const session::Sentence& told) { return sentence("row", told); },
+                       [&](const session::Translated& told) { return sentence("translated", told); },
                        [&](const session::Missed& told) { return words("missed", told.seconds, "s"); },
                        [&](const session::Question& told) { return words("question", told.number, told.text); },
                        [&](const session::AnswerPiece& told) { return words("piece", told.number, told.piece); },

@@ -294,6 +294,13 @@ TEST_F(SessionTranscriptTest, ATwoLanguageInterviewHasTheTranslationAndAsksTheSo
     EXPECT_THAT(told_, ElementsAre("partial 1 why/por qué", "row 1 Why?/¿Por qué?", "question 1 Why?"));
     ASSERT_TRUE(asked(1));
     EXPECT_EQ(question(0)["trans_language"].toString().toStdString(), "西班牙语");
+    told_.clear();
+    translated("SpeechPhrase", "How?", "");
+    translated("SpeechPhrase", "How?", "");
+    translated("SpeechPhrase", "How?", "¿Cómo?");
+    EXPECT_THAT(told_, ElementsAre("row 2 How?", "question 2 How?", "row 3 How?", "question 3 How?",
+                                   "translated 2 How?/¿Cómo?"))
+        << "a late translation reaches its row and asks nothing";
 }
 
 TEST_F(SessionTranscriptTest, MissedSoundIsToldInItsPlaceAndInWholeSeconds) {

@@ -62,6 +62,8 @@ TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
     EXPECT_EQ(texts(transcript()), "1:so tell（识别中）");
     happen({Sentence{1, row("So tell me.")}, Missed{7}, Missed{5}, Sentence{2, row("Why?")}});
     EXPECT_EQ(texts(transcript()), "1:So tell me.|… 12 s 未听到 …|2:Why?");
+    happen({Translated{2, row("Why not?")}});
+    EXPECT_EQ(texts(transcript()), "1:So tell me.|… 12 s 未听到 …|2:Why not?");
     happen({Question{1, ""}, Question{2, ""}, AnswerPiece{2, "先说"}, AnswerPiece{2, "结论"}, AnswerEnded{1, {}},
             AnswerEnded{1, {AnswerEnd::Outcome::Cancelled, AnswerEnd::Cause::BrokenOff, {}}}});
     EXPECT_EQ(texts(answers()), "1:|2:先说结论");

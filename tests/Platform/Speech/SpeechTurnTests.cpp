@@ -60,7 +60,7 @@ TEST(SpeechTurnTest, OpensRecognitionAndTranslation) {
             "onSuccess":{"action":"Translate"},"onInterim":{"action":"Translate"}},
         "phraseOutput":{"interimResults":{"resultType":"None"},"phraseResults":{"resultType":"None"}},
         "translation":{"targetLanguages":["en","zh-Hans"],
-            "output":{"includePassThroughResults":true,"interimResults":{"mode":"Always"}},
+            "output":{"includePassThroughResults":true,"lateResults":true,"interimResults":{"mode":"Always"}},
             "onSuccess":{"action":"None"},"onPassthrough":{"action":"None"}}})"));
 }
 

@@ -1,5 +1,6 @@
 #include "Chat/ChatAnswers.h"
 #include "Chat/ChatPrompt.h"
+#include "Chat/ChatTranslator.h"
 #include "ScriptedModel.h"
 #include "support/RunningService.h"
 
@@ -163,6 +164,8 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
         {"elsewhere", status("302 No", "Location: /v2\r\n"), "(The language model reports an error)\n|OUTLINE"},
         {"error event", cutAfter("data: {\"error\":{\"message\":\"secret\"}}\n\n"),
          "(The language model reports an error)\n|OUTLINE"},
+        {"error event with a code", cutAfter("data: {\"error\":{\"code\":\"invalid_api_key\"}}\n\n"),
+         "(The language model does not accept the configured key)\n|OUTLINE"},
         {"page", cutAfter(page), "(The language model's reply cannot be read)\n|OUTLINE"},
         {"long line", waitingAfter("data: " + std::string(70'000, 'x')),
          "(The language model's reply cannot be read)\n|OUTLINE"},
@@ -229,6 +232,23 @@ TEST(ChatPrompt, HoldsWhatIsKnownAsDataAndCutsWhatWasEarlier) {
     EXPECT_THAT(system,
                 AllOf(HasSubstr("英语（美国）"), HasSubstr("Three to five"), Not(HasSubstr("ignore the above"))));
     EXPECT_THAT(promptText(chatMessages({.type = 2})), AllOf(HasSubstr("Eight to twelve"), Not(HasSubstr("{l"))));
+}
+
+TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
+    const ScriptedModel model(saying(ScriptedModel::reply(ScriptedModel::event(" 你好\n") + done)));
+    ChatClient client({.url = model.url(), .model = "m"});
+    ChatTranslator translator(client, {"zh-Hans", "en"});
+    EXPECT_TRUE(translator.isForFinalsAlone());
+    const LanguagePair pair{"en", "zh-Hans"};
+    EXPECT_THAT(translator.pairs(),
+                AllOf(::testing::Contains(pair), Not(::testing::Contains(LanguagePair{"zh", "zh-Hans"}))));
+    EXPECT_EQ(translator.translate(pair, "Say \"hi\""), "你好");
+    EXPECT_THAT(model.requests().back(), AllOf(HasSubstr("English into Simplified Chinese"), HasSubstr("Say ")));
+    client.stop();
+    EXPECT_EQ(translator.translate(pair, "Hi"), std::nullopt);
+    const ScriptedModel broken(cutAfter(a));
+    ChatClient other({.url = broken.url(), .model = "m"});
+    EXPECT_EQ(ChatTranslator(other, {"zh-Hans"}).translate(pair, "Hi"), std::nullopt) << "half a sentence";
 }
 
 TEST(Exchanges, AreFewAndEndWithTheInterview) {

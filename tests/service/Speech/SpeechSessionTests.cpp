@@ -111,6 +111,30 @@ TEST_F(SpeechSessionTest, APlainTurnFromContextToEnd) {
         EXPECT_EQ(message.requestId(), "turn1");
 }
 
+TEST_F(SpeechSessionTest, ASlowTranslatorHoldsNoFinalUpWhereItMayComeAgain) {
+    translator->slow = true;
+    context(std::string(translationContext)
+                .insert(translationContext.find("\"interimResults\""), "\"lateResults\": true, "));
+    heard(Kind::Partial, "good", 5, 6);
+    heard(Kind::Final, "Good.", 5, 9);
+    heard(Kind::Final, "untranslatable", 20, 9);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.response", "translation.response",
+                                     "translation.response", "translation.response"));
+    const auto saidLast = [this](std::size_t fromLast) {
+        return body(fromLast).at("Translations").front().at("DisplayText");
+    };
+    EXPECT_EQ(saidLast(3), "") << "of a text that grows";
+    EXPECT_EQ(saidLast(2), "");
+    EXPECT_EQ(body(1).at("SpeechPhrase").at("DisplayText"), "untranslatable") << "not behind the translation";
+    EXPECT_EQ(saidLast(0), "es:Good.");
+    EXPECT_THAT(translator->asked, ElementsAre("Good.", "untranslatable"));
+    context(translationContext, "turn2");
+    heard(Kind::Partial, "well", 5, 6);
+    heard(Kind::Final, "Well.", 5, 9);
+    EXPECT_THAT(paths(), ElementsAre("turn.start", "translation.response", "translation.response"));
+    EXPECT_EQ(saidLast(0), "es:Well.") << "other clients get it whole";
+}
+
 TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
     context(translationContext);
     heard(Kind::Partial, "good", 5, 6);
