@@ -121,7 +121,7 @@ private:
     std::optional<KXTranslationHistoryDetailsModel> centerModel_;
     std::vector<KXTranslationHistoryDetailsModel> topArr_;
     std::deque<std::size_t> untranslated_; ///< places in it, of sentences whose translation is still to come
-    SessionAnswers answers_; ///< holds `streamModels` with their clients
+    SessionAnswers answers_;               ///< holds `streamModels` with their clients
     qint64 streamID_ = 0;
     std::optional<qint64> useTimeCount_;
     std::function<void()> mainWindow_;

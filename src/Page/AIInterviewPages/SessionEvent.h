@@ -83,10 +83,10 @@ namespace parlowen {
 
 /// One thing that happens in a session: the one form in which windows, the terminal, programs that read along and
 /// whoever keeps a history are told. A value.
-using SessionEvent =
-    std::variant<session::Started, session::Recognizing, session::Partial, session::Sentence, session::Translated, session::Missed,
-                 session::Collected, session::Taken, session::Question, session::AnswerPiece, session::AnswerGrounds,
-                 session::AnswerEnded, session::Status, session::Problem, session::Warning, session::Ended>;
+using SessionEvent = std::variant<session::Started, session::Recognizing, session::Partial, session::Sentence,
+                                  session::Translated, session::Missed, session::Collected, session::Taken,
+                                  session::Question, session::AnswerPiece, session::AnswerGrounds, session::AnswerEnded,
+                                  session::Status, session::Problem, session::Warning, session::Ended>;
 
 /// A visitor made of functions: `std::visit(SessionHandler{[](const session::Sentence&) { … }, [](const auto&) {}},
 /// event)`.
