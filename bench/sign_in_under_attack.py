@@ -9,7 +9,7 @@ Starts PROGRAM (parlowen-service) in a directory of its own, then
 3. lets the connections be held open without a word, and floods of other kinds follow; then compares memory with before;
 4. ends it by SIGTERM while all of that hangs on;
 5. kills it KILLS times while accounts are made, and looks whether each that was acknowledged is there;
-6. where nginx is (on the PATH, or named by the variable NGINX), compares small replies a second with its own, one worker, TLS.
+6. where nginx is (on the PATH, or named by the variable NGINX_PROGRAM), compares small replies a second with its own, one worker, TLS.
 Times are in milliseconds.
 """
 import collections
@@ -202,12 +202,12 @@ def hold_on(service, count):
     return held
 
 
-def attacked(program, attempts, connections):
+def attacked(program, attempts, connections, rounds=60):
     model = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Model)
     threading.Thread(target=model.serve_forever, daemon=True).start()
     with tempfile.TemporaryDirectory() as directory:
         service = Service(program, directory, "--answers-url", f"http://127.0.0.1:{model.server_port}/v1", "--answers-model", "m")
-        honest, rounds = service.client(), 60
+        honest = service.client()
         for i in range(rounds):
             honest.sign_in(f"1380000{1000 + i}", "secret-1")
         reply, _ = honest.ask("POST", PATH, {"country_code": "86", "phone": HONEST, "password": "secret-1"})
@@ -230,11 +230,11 @@ def attacked(program, attempts, connections):
         coming.join()
         print(f"  a newcomer got in after {waited[0]:.0f}")
         print(f"  {sum(counts.values())} attempts in {time.monotonic() - begin:.1f} s, answered {dict(counts)} (0: got in)")
-        for held in [hold_on(service, 600)]:
-            code, took = honest.sign_in(HONEST, "secret-1")
-            print(f"while 600 connections are held: honest sign-in {code} after {took:.0f}")
-            for one in held:
-                one.close()
+        held = hold_on(service, 600)
+        code, took = honest.sign_in(HONEST, "secret-1")
+        print(f"while 600 connections are held: honest sign-in {code} after {took:.0f}")
+        for one in held:
+            one.close()
         time.sleep(3)
         after = service.resident()
         print(f"memory: {before:.0f} MiB before, {after:.0f} MiB after, {after / before:.2f} times")
@@ -253,13 +253,14 @@ def killed(program, kills):
                 lost += reply["code"] != 0
             if turn == kills:
                 break
-            threading.Timer(0.15 + 0.01 * (turn % 20), service.process.kill).start()
             client, number = service.client(), 0
             while service.process.poll() is None:
                 number += 1
                 reply, _ = client.ask("POST", PATH, {"country_code": "86", "phone": f"1{turn:03}{number:07}", "password": "secret-1"})
                 if reply["code"] == 0:
                     acknowledged.append(reply["data"]["token"])
+                    if number == 1:
+                        threading.Timer(0.3 * (turn % 10) / 10, service.process.kill).start()
                 elif reply["code"] == "cut":
                     break
             service.process.wait()
@@ -295,7 +296,7 @@ def replies_a_second(port, authority, path):
 
 
 def beside_nginx(program):
-    nginx = os.environ.get("NGINX") or shutil.which("nginx")
+    nginx = os.environ.get("NGINX_PROGRAM") or shutil.which("nginx")
     if not nginx:
         print("nginx is not here")
         return
