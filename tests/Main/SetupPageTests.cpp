@@ -205,6 +205,7 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     EXPECT_EQ(onDisk().aiLangRightModel()->translation_key, "fr");
     EXPECT_FALSE(notice(1)->isVisible());
 
+    settings_.setAiLangLeftModel(english); // that the translation is missing is enough
     settings_.setAiLangRightModel(english);
     ASSERT_NO_FATAL_FAILURE(open(lists, R"({"code":0,"data":[{"name":"法语","translation_key":"fr"}]})"));
     QTest::mouseClick(page().startButton(), Qt::LeftButton);
