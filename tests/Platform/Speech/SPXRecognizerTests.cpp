@@ -54,10 +54,10 @@ public:
     QStringList cancellations() const { return copyOf(cancellations_); }
 
 private:
-    template<class T>
-    T copyOf(const T& value) const {
+    /// A list of its own: what shares one counts its owners outside of the lock.
+    QStringList copyOf(const QStringList& list) const {
         const std::lock_guard lock(mutex_);
-        return value;
+        return {list.cbegin(), list.cend()};
     }
 
     mutable std::mutex mutex_;
