@@ -1,5 +1,7 @@
 #include "CallTrial.h"
 
+#include "ServerDump.h"
+
 #include "support/PrivateAudioServer.h"
 #include "support/WordErrorRate.h"
 

@@ -89,7 +89,7 @@ protected:
     ImageLoader images_{directory_.filePath("images")};
 };
 
-TEST_F(EnglishTest, NoPageShowsAChineseText) {
+TEST_F(EnglishTest, NoPageAndNoCardShowsAChineseText) {
     ViewController window(context());
     for (const PageEntry& entry : allPages()) {
         EXPECT_FALSE(QCoreApplication::translate("Pages", entry.title).contains(QRegularExpression("[^ -~]")));
@@ -109,9 +109,6 @@ TEST_F(EnglishTest, NoPageShowsAChineseText) {
     static_cast<LoginViewController*>(login->centralWidget())->controls().loginButton->click();
     EXPECT_TRUE(ProgressHUD::shared().status().startsWith("Phone number"));
     delete login;
-}
-
-TEST_F(EnglishTest, NoCardShowsAChineseText) {
     QWidget ground;
     makeView<InterviewTypeView>(&ground)->type = 1;
     makeView<PositionView>(&ground);

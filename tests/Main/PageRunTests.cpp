@@ -1,88 +1,161 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
 #include <Main/AppDelegate.h>
+#include <Page/AIInterviewPages/AISettingViewController.h>
+#include <Page/AIInterviewPages/ResumeFlow.h>
+#include <Page/MineViewController.h>
 #include <Page/View/SettingFields.h>
+#include <Page/View/UpdateResumeView.h>
 #include <PulseAudio/PulseClient.h>
 #include <Tools/PopView/CommonTipView.h>
-#include <gmock/gmock.h>
+#include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/Popover.h>
 
-#include <QLabel>
-#include <QPushButton>
-#include <QTest>
-#include <QToolButton>
+#include <QPainter>
+#include <QPdfWriter>
 
 #include "support/CallSound.h"
 #include "support/CapturedLog.h"
 #include "support/PrivateAudioServer.h"
-#include "support/WaitFor.h"
+#include "support/WidgetTest.h"
 #include "support/WordErrorRate.h"
 
-/// From the setup page through a whole interview and back, against the real service and a private audio server.
+/// From the sign-in through the pages and a whole interview to the account's end, against the real service, which the
+/// program starts, and a private audio server.
 namespace parlowen::testing {
 namespace {
 
-class PageRunTest : public EitherAudioServer {};
+class PageRunTest : public EitherAudioServer {
+protected:
+    void start() {
+        ASSERT_NO_FATAL_FAILURE(startServer({QStringLiteral("module-null-sink sink_name=call rate=48000 channels=2")}));
+        client_ = PulseClient::shared();
+        client_->waitUntilKnown(std::chrono::seconds(5));
+        AudioHardwareService::install(std::make_shared<PulseAudioServer>(client_));
+        QApplication::setQuitOnLastWindowClosed(false);
+        AIInterviewModel model;
+        model.deviceType = 1;
+        stored_.setAiInterviewSetModel(model);
+        stored_.setAiInterviewType(1);
+        stored_.setAiLangChinaModel(std::nullopt);
+        stored_.clearSignIn();
+        CommandLine line;
+        line.action = CommandLine::Action::Shell;
+        run_ = std::make_unique<AppDelegate>(line, [this](int status) { status_ = status; });
+        run_->applicationDidFinishLaunching();
+    }
+    /// What the program's window shows, once it is of that kind; it then has the keyboard.
+    template<class Page>
+    Page& waitForPage() {
+        const auto page = [this] { return qobject_cast<Page*>(run_->window()->centralWidget()); };
+        if (!waitFor([&] { return page() != nullptr && run_->window()->isVisible(); }, 40'000))
+            throw std::runtime_error("the page does not come");
+        run_->window()->activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(run_->window()));
+        return *page();
+    }
+    void signInByNumber() {
+        auto& login = waitForPage<LoginViewController>();
+        login.controls().areaLabel->click();
+        auto* countries = static_cast<CountryListViewController*>(login.popover()->contentView());
+        ASSERT_TRUE(waitFor([&] { return countries->countryModels().size() > 200; }, 40'000));
+        countries->searchField()->setText("法国");
+        QTest::keyClick(countries->searchField(), Qt::Key_Return);
+        QTest::keyClicks(login.controls().phoneLabel, "612345678");
+        QTest::keyClicks(login.controls().secureField, "secret-1");
+        QTest::keyClick(login.controls().secureField, Qt::Key_Return);
+    }
+    /// Of two résumés the one that is not too large is bound.
+    void uploadResumes(ViewController& main) {
+        main.showPage(aiSettingsPage);
+        auto& page = *static_cast<AISettingViewController*>(main.page());
+        QStringList alerts;
+        page.resumeFlow()->showAlert = [&](const QString& title, const QString& text) { alerts << title + "|" + text; };
+        QTemporaryDir folder;
+        for (const auto& [name, size] : {std::pair("简历.pdf", 20'000'000), {"big.pdf", 40'000'000}}) {
+            QPdfWriter writer(folder.filePath(name));
+            QPainter(&writer).drawText(400, 400, "Senior engineer who led the payments team at Acme");
+            ASSERT_TRUE(QFile::resize(folder.filePath(name), size));
+            const qsizetype before = alerts.size();
+            page.resumeFlow()->uploadResume(QUrl::fromLocalFile(folder.filePath(name)));
+            ASSERT_TRUE(waitFor([&] { return alerts.size() > before; }, 60'000));
+        }
+        EXPECT_EQ(alerts, (QStringList{"上传成功|文件 简历.pdf 已成功上传", "上传失败|"}));
+        EXPECT_EQ(page.updateResumeView()->title()->text(), "big.pdf 上传失败：文件超过 32 MB，请压缩后再上传");
+        EXPECT_EQ(page.updateResumeView()->updateLabel()->text(), "已选择文件：简历.pdf");
+    }
+    InterviewSettingViewController* setup() const {
+        return qobject_cast<InterviewSettingViewController*>(run_->mainView()->page());
+    }
+    CommonTipView* question() const { return run_->window()->findChild<CommonTipView*>(); }
+    /// Answers what is asked before the start.
+    void startInterview() {
+        QTest::mouseClick(setup()->startButton(), Qt::LeftButton);
+        ASSERT_TRUE(waitFor([this] { return question() != nullptr; })) << "the service hears no Chinese";
+        QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
+        EXPECT_EQ(stored_.aiLangChinaModel()->original_key, "en-US");
+        ASSERT_TRUE(waitFor([this] { return run_->session() && run_->session()->window()->isVisible(); }, 20'000));
+        EXPECT_FALSE(run_->window()->isVisible());
+    }
+    void expectHeard(const Speech& speech) {
+        const AIInterviewDetailController& session = *run_->session()->window()->controller();
+        ASSERT_TRUE(
+            waitFor([&] { return session.recognition().state == RecognitionStatus::State::Recognizing; }, 40'000));
+        const Speaker speaker(speech.sound);
+        const auto heard = [&session] {
+            std::string text;
+            for (const auto& row : session.topArr())
+                text += row.sourceText.toStdString() + " ";
+            return wordsOf(text);
+        };
+        const auto said = wordsOf(speech.text);
+        EXPECT_TRUE(waitFor([&] { return wordErrors(said, heard()) <= said.size() / 5; }, 60'000)) << heard().size();
+    }
+
+    const CapturedLog log_;
+    std::shared_ptr<PulseClient> client_;
+    UserDefaults defaults_;
+    Settings stored_{defaults_};
+    std::unique_ptr<AppDelegate> run_;
+    std::optional<int> status_;
+};
+
 ON_EITHER_AUDIO_SERVER(PageRunTest);
 
-TEST_P(PageRunTest, AnInterviewIsPreparedStartedHeardAndClosedAndTheSetupPageIsBack) {
-    const CapturedLog log;
-    startServer({QStringLiteral("module-null-sink sink_name=call rate=48000 channels=2")});
-    const auto client = PulseClient::shared();
-    client->waitUntilKnown(std::chrono::seconds(5));
-    AudioHardwareService::install(std::make_shared<PulseAudioServer>(client));
-    UserDefaults defaults;
-    Settings stored(defaults);
-    AIInterviewModel model;
-    model.deviceType = 1;
-    stored.setAiInterviewSetModel(model);
-    stored.setAiInterviewType(1);
-    stored.setAiLangChinaModel(std::nullopt);
-
-    CommandLine line;
-    line.action = CommandLine::Action::Shell;
-    std::optional<int> status;
-    AppDelegate run(line, [&status](int ended) { status = ended; });
-    run.applicationDidFinishLaunching();
-    auto* login = qobject_cast<LoginViewController*>(run.window()->centralWidget());
-    ASSERT_NE(login, nullptr);
-    QTest::mouseClick(login->controls().localButton, Qt::LeftButton);
-    ASSERT_TRUE(waitFor([&run] { return run.mainView() != nullptr; }, 40'000));
-    const auto page = [&run] { return qobject_cast<InterviewSettingViewController*>(run.mainView()->page()); };
-    ASSERT_TRUE(waitFor([&] { return page() != nullptr; }, 40'000));
-
-    const Speech speech = sampleSpeech(0, 1);
+TEST_P(PageRunTest, FromTheSignInThroughAnInterviewToTheEndOfTheAccount) {
+    ASSERT_NO_FATAL_FAILURE(start());
+    ASSERT_NO_FATAL_FAILURE(signInByNumber());
+    auto& main = waitForPage<ViewController>();
+    const auto first = stored_.loginToken();
+    ASSERT_TRUE(first);
+    ASSERT_NO_FATAL_FAILURE(uploadResumes(main));
+    main.showPage(setupPage);
     {
         const PlayedTone tone(daemon->address(), QStringLiteral("call"));
-        EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->meter()->litBars() > 6; }, 20'000));
-        EXPECT_TRUE(waitFor([&] { return page()->soundStrip()->programPopup()->findText("paplay") > 0; }))
+        EXPECT_TRUE(waitFor([this] { return setup()->soundStrip()->meter()->litBars() > 6; }, 20'000));
+        EXPECT_TRUE(waitFor([this] { return setup()->soundStrip()->programPopup()->findText("paplay") > 0; }))
             << "the programs that play are offered";
     }
-    const auto question = [&run] { return run.window()->findChild<CommonTipView*>(); };
-    QTest::mouseClick(page()->startButton(), Qt::LeftButton);
-    ASSERT_TRUE(waitFor([&] { return question() != nullptr; })) << "the service hears no Chinese";
-    QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
-    EXPECT_EQ(stored.aiLangChinaModel()->original_key, "en-US");
-    ASSERT_TRUE(waitFor([&run] { return run.session() && run.session()->window()->isVisible(); }, 20'000));
-    EXPECT_FALSE(run.window()->isVisible());
-    const AIInterviewDetailController& session = *run.session()->window()->controller();
-    ASSERT_TRUE(waitFor([&] { return session.recognition().state == RecognitionStatus::State::Recognizing; }, 40'000));
-    const Speaker speaker(speech.sound);
-    const auto heard = [&session] {
-        std::string text;
-        for (const auto& row : session.topArr())
-            text += row.sourceText.toStdString() + " ";
-        return wordsOf(text);
-    };
-    const auto said = wordsOf(speech.text);
-    EXPECT_TRUE(waitFor([&] { return wordErrors(said, heard()) <= said.size() / 5; }, 60'000)) << heard().size();
+    ASSERT_NO_FATAL_FAILURE(startInterview());
+    ASSERT_NO_FATAL_FAILURE(expectHeard(sampleSpeech(0, 1)));
+    QTest::mouseClick(run_->session()->window()->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
+    EXPECT_TRUE(waitFor([this] { return run_->window()->isVisible() && run_->session() == nullptr; }));
+    EXPECT_TRUE(setup()->soundStrip()->isListening());
+    EXPECT_TRUE(waitFor([this] { return question() == nullptr; })) << "it has been answered";
 
-    QTest::mouseClick(run.session()->window()->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
-    EXPECT_TRUE(waitFor([&run] { return run.window()->isVisible() && run.session() == nullptr; }));
-    EXPECT_TRUE(page()->soundStrip()->isListening());
-    EXPECT_TRUE(waitFor([&] { return question() == nullptr; })) << "it has been answered";
-    EXPECT_FALSE(status);
-    run.quit();
-    EXPECT_TRUE(waitFor([&status] { return status == 0; }));
+    main.showPage(accountPage);
+    auto* account = static_cast<MineViewController*>(main.page());
+    ASSERT_TRUE(waitFor([&] { return account->userModel() && account->userModel()->phone.contains("612345678"); }));
+    QTest::mouseClick(account->recordButtons().back(), Qt::LeftButton);
+    QTest::mouseClick(account->logoffTipView()->sureButton(), Qt::LeftButton);
+    auto& login = waitForPage<LoginViewController>();
+    EXPECT_EQ(stored_.loginToken(), std::nullopt);
+    QTest::mouseClick(login.controls().localButton, Qt::LeftButton);
+    waitForPage<ViewController>();
+    EXPECT_TRUE(stored_.loginToken() && stored_.loginToken() != first);
+    EXPECT_FALSE(status_);
+    run_->quit();
+    EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
 }
 
 } // namespace

@@ -56,13 +56,10 @@ TEST(RehearsalTest, WhatCannotBeHeardOrReachedIsRefusedWithPlainWords) {
     QTemporaryDir folder;
     const QString sound = shortRecording(folder, 3);
     const QString closed = ScriptedHttpServer::refusingUrl() + "/api/v1";
-    const struct {
-        QString file, backend;
-        int status;
-        QString says;
-    } cases[] = {{QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), "", 2, "README.md"},
-                 {sound, "nonsense", 2, "PARLOWEN_API_BASE_URL is not the address"},
-                 {sound, closed, 1, closed}};
+    const std::tuple<QString, QString, int, QString> cases[] = {
+        {QStringLiteral(PARLOWEN_SOURCE_DIR "/README.md"), "", 2, "README.md"},
+        {sound, "nonsense", 2, "PARLOWEN_API_BASE_URL is not the address"},
+        {sound, closed, 1, closed}};
     for (const auto& [file, backend, status, says] : cases) {
         ProgramRun run(rehearsal(file), {{"PARLOWEN_API_BASE_URL", backend}});
         EXPECT_EQ(run.finish(), status) << says.toStdString();
@@ -193,24 +190,19 @@ TEST_F(ScriptedBackendRehearsalTest, AServiceThatDoesNotTakeTheLanguageEndsIt) {
 }
 
 TEST(RehearsalTest, OutputThatCannotBeWrittenIsTold) {
-    struct Case {
-        QString command;
-        const char* error;
-    };
     // The one who reads along leaves long before that is over.
     QTemporaryDir folder;
     const QString file = shortRecording(folder, 1200);
-    for (const Case& c :
-         {Case{QStringLiteral("\"$0\" --version >/dev/full"), "No space left on device"},
-          Case{QStringLiteral("set -o pipefail; \"$0\" --rehearse \"$1\" --headless | head -1"), "Broken pipe"}}) {
-        SCOPED_TRACE(c.command.toStdString());
+    for (const auto& [command, error] :
+         {std::pair("\"$0\" --version >/dev/full", "No space left on device"),
+          {"set -o pipefail; \"$0\" --rehearse \"$1\" --headless | head -1", "Broken pipe"}}) {
         const ProgramHome home;
         QProcess shell;
         shell.setProcessEnvironment(home.environment());
-        shell.start(QStringLiteral("bash"), {QStringLiteral("-c"), c.command, parlowenProgram, file});
+        shell.start(QStringLiteral("bash"), {QStringLiteral("-c"), command, parlowenProgram, file});
         ASSERT_TRUE(shell.waitForFinished(120'000));
-        EXPECT_EQ(shell.exitCode(), 1);
-        EXPECT_THAT(shell.readAllStandardError().toStdString(), ::testing::HasSubstr(c.error));
+        EXPECT_EQ(shell.exitCode(), 1) << command;
+        EXPECT_THAT(shell.readAllStandardError().toStdString(), ::testing::HasSubstr(error));
     }
 }
 

@@ -56,13 +56,6 @@ protected:
     InterviewSettingViewController& page() const {
         return *qobject_cast<InterviewSettingViewController*>(window_.page());
     }
-    /// As another program reads them from the disk.
-    struct Disk : UserDefaults, Settings {
-        explicit Disk(const QString& file)
-            : UserDefaults(file)
-            , Settings(static_cast<UserDefaults&>(*this)) {}
-    };
-    Disk onDisk() const { return Disk(file_); }
     void choose(PopUpButton* popup, int row) const {
         popup->setFocus();
         for (int i = 0; i < row; ++i)
@@ -113,7 +106,6 @@ protected:
         return {settings_, http_, setup};
     }
 
-    const QString file_ = directory_.filePath("settings.ini");
     std::shared_ptr<FakeInput> input_ = std::make_shared<FakeInput>();
     std::shared_ptr<InputMeter> meter_;
     std::function<void(const InputStatus&)> changed_;
@@ -128,32 +120,32 @@ TEST_F(SetupPageTest, TheFirstUseStoresDefaultsAndEachChoiceIsStoredAtOnce) {
     ASSERT_TRUE(waitFor([this] { return page().voiceLabel()->text() == "麦克风声音"; }));
     EXPECT_EQ(page().lelfLanguageLabel()->text(), "中文（简体）");
     EXPECT_EQ(page().rightLanguageLabel()->text(), "英语（美国）");
-    EXPECT_EQ(onDisk().aiInterviewSetModel(), AIInterviewModel());
+    EXPECT_EQ(settings_.aiInterviewSetModel(), AIInterviewModel());
     const LanguageListModel chinese{128, "中文（简体）", "zh-CN", "zh-Hans", "Z"};
-    EXPECT_EQ(onDisk().aiLangChinaModel(), chinese);
-    EXPECT_EQ(onDisk().aiLangLeftModel(), chinese);
-    EXPECT_EQ(onDisk().aiLangRightModel(), english);
+    EXPECT_EQ(settings_.aiLangChinaModel(), chinese);
+    EXPECT_EQ(settings_.aiLangLeftModel(), chinese);
+    EXPECT_EQ(settings_.aiLangRightModel(), english);
 
     choose(page().stylePopup(), 1);
     choose(page().modePopup(), 1);
-    EXPECT_EQ(onDisk().aiInterviewSetModel(), (AIInterviewModel{{}, 0, 1, 1, 0, 14}));
+    EXPECT_EQ(settings_.aiInterviewSetModel(), (AIInterviewModel{{}, 0, 1, 1, 0, 14}));
     QTest::keyClick(page().modePopup(), Qt::Key_Return);
     EXPECT_TRUE(page().modePopup()->view()->isVisible()) << "a list opens by Enter as by Space";
     page().modePopup()->hidePopup();
     EXPECT_TRUE(said("回答风格选择：详细风格") && said("回答模式选择：手动回答"));
     ASSERT_NO_FATAL_FAILURE(pick(page().lelfLanguageLabel(), "英"));
     ASSERT_NO_FATAL_FAILURE(pick(page().rightLanguageLabel(), "西"));
-    EXPECT_EQ(onDisk().aiLangLeftModel(), english);
-    EXPECT_EQ(onDisk().aiLangRightModel(), spanish);
-    EXPECT_EQ(onDisk().aiLangChinaModel(), chinese) << "another type's";
+    EXPECT_EQ(settings_.aiLangLeftModel(), english);
+    EXPECT_EQ(settings_.aiLangRightModel(), spanish);
+    EXPECT_EQ(settings_.aiLangChinaModel(), chinese) << "another type's";
 
     settings_.setAiInterviewType(1);
     ASSERT_NO_FATAL_FAILURE(open());
     EXPECT_EQ(page().stylePopup()->currentText(), "详细风格");
     EXPECT_FALSE(page().rightLanguageLabel()->isVisible() || page().outputLabel()->isVisible());
     ASSERT_NO_FATAL_FAILURE(pick(page().lelfLanguageLabel(), "西"));
-    EXPECT_EQ(onDisk().aiLangChinaModel(), spanish);
-    EXPECT_EQ(onDisk().aiLangLeftModel(), english);
+    EXPECT_EQ(settings_.aiLangChinaModel(), spanish);
+    EXPECT_EQ(settings_.aiLangLeftModel(), english);
 }
 
 TEST_F(SetupPageTest, ATypeIsStoredAndToldOnceTheBackendTookIt) {
@@ -180,7 +172,7 @@ TEST_F(SetupPageTest, ATypeIsStoredAndToldOnceTheBackendTookIt) {
         QTest::keyClick(types().options()[0], Qt::Key_Return);
         ASSERT_NO_FATAL_FAILURE(closeTypes(types().sureButton()));
         ASSERT_TRUE(waitForRequests(asked + 1));
-        EXPECT_TRUE(waitFor([&] { return onDisk().aiInterviewType() == stored; }));
+        EXPECT_TRUE(waitFor([&] { return settings_.aiInterviewType() == stored; }));
     }
     EXPECT_EQ(lastRequest().method + ' ' + lastRequest().target, "PUT /user/change_user_type/1");
     EXPECT_EQ(lastRequest().body, "");
@@ -202,7 +194,7 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
     EXPECT_TRUE(started_.empty());
     QTest::mouseClick(notice(1)->insteadButton(), Qt::LeftButton);
-    EXPECT_EQ(onDisk().aiLangRightModel()->translation_key, "fr");
+    EXPECT_EQ(settings_.aiLangRightModel()->translation_key, "fr");
     EXPECT_FALSE(notice(1)->isVisible());
 
     settings_.setAiLangLeftModel(english); // that the translation is missing is enough
@@ -212,7 +204,7 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     ASSERT_TRUE(waitFor([this] { return question() != nullptr; }));
     QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
     EXPECT_EQ(started_.size(), 1U);
-    EXPECT_EQ(onDisk().aiLangRightModel()->translation_key + onDisk().aiLangLeftModel()->original_key, "fren-US");
+    EXPECT_EQ(settings_.aiLangRightModel()->translation_key + settings_.aiLangLeftModel()->original_key, "fren-US");
 }
 
 TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
@@ -241,7 +233,7 @@ TEST_F(SetupPageTest, AStartAsksTheRouterForTheStoredSourceOnceTheLanguageIsUnde
     ASSERT_TRUE(waitFor([this] { return question() != nullptr; }));
     question()->sureButton()->setFocus();
     QTest::keyClick(question()->sureButton(), Qt::Key_Return);
-    EXPECT_EQ(onDisk().aiLangLeftModel(), english);
+    EXPECT_EQ(settings_.aiLangLeftModel(), english);
     EXPECT_THAT(started_, ElementsAre(SessionSound{}));
     EXPECT_FALSE(page().soundStrip()->isListening());
     EXPECT_EQ(routing_.asked, QStringList{"microphone"});
@@ -272,7 +264,7 @@ TEST_F(SetupPageTest, TheSoundIsMeteredWhileItIsInSightAlone) {
     EXPECT_TRUE(waitFor([&] { return strip.meter()->litBars() == 0; })) << "it falls when it is quiet";
     choose(strip.programPopup(), 0);
     QTest::keyClick(strip.programPopup(), Qt::Key_Up);
-    EXPECT_EQ(onDisk().heardProgram(), std::nullopt);
+    EXPECT_EQ(settings_.heardProgram(), std::nullopt);
     EXPECT_EQ(strip.sound(), (SessionSound{true, {}}));
     window_.hide();
     EXPECT_EQ(input_->alive, 0);
@@ -295,7 +287,7 @@ TEST_F(SetupPageTest, TheSettingsTakeItsPlaceAndTheSidebarShowsSo) {
 
     settings_.remove("aiInterviewSetModel");
     window_.showPage(aiSettingsPage);
-    EXPECT_EQ(onDisk().aiInterviewSetModel(), AIInterviewModel()) << "so that choices made there first are kept";
+    EXPECT_EQ(settings_.aiInterviewSetModel(), AIInterviewModel()) << "so that choices made there first are kept";
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstring>
 #include <numbers>
-#include <span>
 #include <vector>
 
 namespace parlowen::testing {
@@ -106,35 +105,5 @@ Speaker::Speaker(const QByteArray& sound, const QString& sink, const QString& na
                    {"--format=s16le", "--rate=16000", "--latency-msec=100", "--client-name=" + name,
                     "--property=application.name=" + name},
                    sound) {}
-
-MeetingClient::MeetingClient(const QString& source)
-    : SoundProgram("parec", source, {"--format=float32le", "--rate=48000", "--latency-msec=50"}) {}
-
-MeetingClient::Recorded MeetingClient::recorded() {
-    constexpr std::size_t tenth = 4'800; // 44 periods of the tone
-    bytes_ += process_.readAllStandardOutput();
-    const std::span<const float> samples(reinterpret_cast<const float*>(bytes_.constData()),
-                                         std::size_t(bytes_.size()) / sizeof(float));
-    Recorded recorded;
-    double loudest = 0;
-    for (std::size_t begin = 0; begin + tenth <= samples.size(); begin += tenth) {
-        double sine = 0, cosine = 0, power = 0;
-        for (std::size_t i = 0; i < tenth; ++i) {
-            const double sample = double{samples[begin + i]};
-            const double phase = 2 * std::numbers::pi * 44 * double(i) / tenth;
-            sine += 2 * sample * std::sin(phase) / tenth;
-            cosine += 2 * sample * std::cos(phase) / tenth;
-            power += sample * sample / tenth;
-        }
-        const double tone = std::hypot(sine, cosine);
-        loudest = std::max(loudest, tone);
-        if (loudest < 0.1)
-            continue;
-        ++recorded.all;
-        recorded.withoutTone += tone < loudest / 2 ? 1 : 0;
-        recorded.withMore += power - tone * tone / 2 > 1e-4 ? 1 : 0;
-    }
-    return recorded;
-}
 
 } // namespace parlowen::testing

@@ -50,22 +50,4 @@ public:
     bool failed() const { return isDone() && process_.exitCode() != 0; }
 };
 
-/// The meeting client's side of a call: it records a microphone that a PlayedTone comes out of.
-class MeetingClient : public SoundProgram {
-public:
-    /// Records the default source unless one is named.
-    explicit MeetingClient(const QString& source = {});
-
-    /// Tenths of a second since the tone was first there.
-    struct Recorded {
-        int all = 0;
-        int withoutTone = 0; ///< the tone is away or less than half as loud as at first
-        int withMore = 0;    ///< there is something beside the tone, louder than -40 dB
-    };
-    Recorded recorded();
-
-private:
-    QByteArray bytes_;
-};
-
 } // namespace parlowen::testing

@@ -90,18 +90,6 @@ private:
     std::unique_ptr<Connection> connection_;
 };
 
-/// What the audio server that PULSE_SERVER names has and does, as another program sees it, but for the application: an
-/// entry a default, module, device (with volume and mute) and stream (with what it is routed to), sorted. A test fails
-/// when it does not answer.
-QStringList dumpServer();
-
-/// The application's own streams on it, such as "recording speakers.monitor", sorted.
-QStringList applicationStreams();
-
-/// What one sorted list holds and the other does not, marked with - and +, an entry a line; empty when they are the
-/// same.
-std::string differences(const QStringList& before, const QStringList& after);
-
 /// A test that runs on PulseAudio and on PipeWire, each private: the parameter is the server's name.
 class EitherAudioServer : public ::testing::TestWithParam<const char*> {
 protected:

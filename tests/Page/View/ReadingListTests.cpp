@@ -20,6 +20,13 @@ namespace {
 
 using testing::waitFor;
 
+QStandardItem* rowOf(const QString& text) {
+    auto* made = new QStandardItem;
+    made->setData(systemFont(14), Qt::FontRole);
+    made->setData(text, AiInterviewAiCellMac::answerRole);
+    return made;
+}
+
 class ReadingListTest : public ::testing::Test {
 protected:
     ReadingListTest() {
@@ -33,12 +40,7 @@ protected:
     }
 
     void add(const QString& text) {
-        list_.keepPlace([&] {
-            auto* item = new QStandardItem;
-            item->setData(systemFont(14), Qt::FontRole);
-            item->setData(text, AiInterviewAiCellMac::answerRole);
-            model_.appendRow(item);
-        });
+        list_.keepPlace([&] { model_.appendRow(rowOf(text)); });
     }
     void addThree() {
         for (const char* text : {"alpha beta gamma", "delta", "epsilon zeta"})
@@ -252,17 +254,10 @@ protected:
         list_.show();
     }
 
-    static QStandardItem* item(const QString& text) {
-        auto* made = new QStandardItem;
-        made->setData(systemFont(14), Qt::FontRole);
-        made->setData(text, AiInterviewAiCellMac::answerRole);
-        return made;
-    }
-
     void add(int rows, const QString& text = "请介绍一下你自己，以及你最近做过的一个项目。") {
         list_.keepPlace([&] {
             for (int i = 0; i < rows; ++i)
-                model_.appendRow(item(text));
+                model_.appendRow(rowOf(text));
         });
     }
 

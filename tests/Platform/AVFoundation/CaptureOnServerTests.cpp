@@ -170,12 +170,6 @@ TEST_P(CaptureOnServerTest, HearsTheMicrophoneAloneAndOneProgramAlone) {
         const PlayedTone speech = tone("room");
         EXPECT_TRUE(hears(true));
     }
-    control({"load-module", "module-remap-source", "master=other.monitor", "source_name=headset",
-             "source_properties=device.description=Headset"});
-    makeDefault("source", "headset");
-    EXPECT_TRUE(waitUntilHearing("Headset"));
-    makeDefault("source", "call.monitor");
-    EXPECT_EQ(status().kind, InputKind::Microphone) << "never a monitor";
 
     capture({What::Application, "meeting"}, State::NoInput); // it does not play yet
     const PlayedTone meeting = tone("call", 0.03, {"--client-name=Faint Meeting"});

@@ -53,14 +53,8 @@ TEST_P(AudioServers, SinksAndSourcesAreDevicesOthersChangesAreToldAndWhatIsSetSt
     EXPECT_EQ(ids(*server, mic, {fourCC("stm#"), kAudioObjectPropertyScopeOutput}).size(), 0U);
     EXPECT_EQ(device("headset.monitor"), 0U);
 
-    AudioObjectID both = 0;
-    ASSERT_EQ(server->createAggregateDevice(multiOutput("both", "Both", {loopbackDevice::uid, "speakers"}), both), 0);
     EXPECT_EQ(setDefault(*server, input, loopback), 0);
-    EXPECT_EQ(setDefault(*server, output, both), 0);
-    EXPECT_EQ(defaultDevice(*server, output), "both");
     expectDefaults("mic", "speakers");
-    EXPECT_FALSE(control({"list", "short", "sinks"}).contains("both"));
-    EXPECT_EQ(server->destroyAggregateDevice(both), 0);
 
     Ear ofSystem(*server, kAudioObjectSystemObject), ofDevice(*server, headset);
     control({"set-default-sink", "headset"});
@@ -81,9 +75,6 @@ TEST_P(AudioServers, SinksAndSourcesAreDevicesOthersChangesAreToldAndWhatIsSetSt
         return server->getPropertyData(kAudioObjectSystemObject, {fourCC("dev#")}, {}, devices) ==
                kAudioHardwareNotRunningError;
     }));
-    EXPECT_EQ(setDefault(*server, output, headset), kAudioHardwareNotRunningError);
-    EXPECT_EQ(server->createAggregateDevice(multiOutput("both", "Both", {"headset"}), both),
-              kAudioHardwareNotRunningError);
     ASSERT_TRUE(daemon->restart());
     EXPECT_TRUE(waitFor([&] { return device("headset") == headset && device(loopbackDevice::uid) == loopback; }));
     EXPECT_EQ(defaultDevice(*server, input), loopbackDevice::uid) << "the session hears what it heard";

@@ -29,15 +29,9 @@ using parlowen::testing::FileSizeLimit;
 using ::testing::SizeIs;
 
 QByteArray contentOf(const QString& path) {
-    QFile file(path);
-    return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
+    return QByteArray::fromStdString(testing::contentsOf(path.toStdString()));
 }
-
-void fill(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QFile::WriteOnly));
-    ASSERT_EQ(file.write(bytes), bytes.size());
-}
+void fill(const QString& path, const QByteArray& bytes) { testing::writeFile(path.toStdString(), bytes.toStdString()); }
 
 QFile::Permissions othersMay(const QString& path) {
     return QFile::permissions(path) & (QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther |

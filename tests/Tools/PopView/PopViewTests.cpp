@@ -64,21 +64,6 @@ protected:
     int clicksBelow_ = 0;
 };
 
-TEST_F(PopViewTest, WhatACardHoldsIsDrawnOnceItHasFadedIn) {
-    QWidget* view = card({260, 260});
-    auto* text = new QPlainTextEdit(view);
-    text->setFrameShape(QFrame::NoFrame);
-    text->setGeometry(view->rect().adjusted(20, 20, -20, -20));
-    paintGround(*text, Qt::white);
-    const auto* pop = MYCenterPopView::show(view, &window_);
-    ASSERT_TRUE(waitFor([pop] { return pop->contentAlpha() == 1; }));
-    const auto onScreen = [this](QPoint place) {
-        return window_.screen()->grabWindow(window_.winId()).toImage().pixelColor(place);
-    };
-    EXPECT_TRUE(waitFor([&] { return onScreen({375, 225}) == Qt::red; }));
-    EXPECT_TRUE(waitFor([&] { return onScreen({500, 350}) == Qt::white; })) << "which fills its part by itself";
-}
-
 TEST_F(PopViewTest, ACardFadesInInTheMiddleAndLeavesNothing) {
     const auto before = QApplication::allWidgets().size();
     const QPointer<MYCenterPopView> pop = center(&window_);

@@ -119,19 +119,6 @@ TEST(StyledPartsTest, FieldsKeepTheirTextInsideTheirGround) {
     EXPECT_LT(ink.height(), 20) << "in one line";
 }
 
-TEST(StyledPartsTest, LabelsWrapAndButtonsDoTheirAction) {
-    QWidget page;
-    QLabel* label = makeLabel(hexColor(theme::accent), true, 17, &page);
-    label->setText("one two three four five six ");
-    EXPECT_TRUE(label->font().bold());
-    EXPECT_GE(label->heightForWidth(60), 4 * 17) << "any number of lines";
-    int clicks = 0;
-    QPushButton* button = makeButton(
-        solid, Qt::red, hexColor(theme::accent), [&clicks] { ++clicks; }, 10, 15, &page);
-    QTest::mouseClick(button, Qt::LeftButton);
-    EXPECT_EQ(clicks, 1);
-}
-
 TEST(StyledPartsTest, EveryTextStandsOutFromItsGround) {
     QWidget page;
     page.resize(300, 400);

@@ -131,26 +131,6 @@ TEST(AudioObjectPoolTest, OfTwoThatWrapADeviceAtTheSameTimeTheQuickerOnesWrapper
     EXPECT_EQ(server->listenerCount(), 1U);
 }
 
-TEST_F(DeviceTest, MakesDefaultsAndBearsARefusal) {
-    server->setDevice(sink("a", "Speakers"));
-    server->setDevice(sink("b", "Headset"));
-    const SimplyCoreAudio simply(server);
-    const auto b = device("b");
-    b->makeDefaultInput();
-    EXPECT_EQ(simply.defaultInput(), b);
-    EXPECT_EQ(simply.defaultOutput(), device("a"));
-    AudioObjectID both = 0;
-    const QVariantMap description{
-        {"uid", "both"}, {"name", "Both"}, {"subdevices", QVariantList{QVariantMap{{"uid", "a"}}}}, {"stacked", 1}};
-    ASSERT_EQ(server->createAggregateDevice(description, both), 0);
-    server->fail(Call::Write, kAudioHardwareIllegalOperationError, kAudioObjectSystemObject, fourCC("sOut"));
-    device("both")->makeDefaultSystemOutput();
-    EXPECT_EQ(simply.defaultSystemOutput(), device("a"));
-    device("both")->makeDefaultOutput();
-    EXPECT_EQ(simply.defaultOutput(), device("both"));
-    EXPECT_THAT(log.lines(), IsEmpty());
-}
-
 TEST_F(DeviceTest, FacadesShareOneMonitorWhichGoesWithTheLast) {
     server->setDevice(sink("a", "Speakers"));
     auto first = std::make_unique<SimplyCoreAudio>(server);

@@ -93,16 +93,6 @@ TEST_F(CaptchaJudging, AHandIsToldFromAScript) {
     }
 }
 
-TEST_F(CaptchaJudging, AScriptWithoutATraceHardlyEverPasses) {
-    int passed = 0;
-    for (int i = 0; i < 200; ++i) {
-        const auto captcha = made("127.0.0." + std::to_string(i));
-        const CaptchaAnswer guess{captcha.id, 80.0 + i % 184, {}, i % 2 == 0 ? "" : std::to_string(1'000 + i)};
-        passed += captchas.solve(guess) ? 1 : 0;
-    }
-    EXPECT_LE(passed, 3);
-}
-
 TEST_F(CaptchaJudging, AnAnswerAndAResultCountOnceAndForTheirOwnCaptcha) {
     const auto first = made();
     auto answer = dragged(first, 20);

@@ -91,8 +91,10 @@ class OpenApi(unittest.TestCase):
         self.ask("GET", "/language/list?source=3", token=token, code=400)
         self.assertIn("wss://", self.ask("GET", "/microsoft/get_token", token=token)["area"])
         self.assertGreater(len(self.ask("GET", "/country/list")), 200)
-        self.ask("GET", "/operation/version")
-        self.ask("GET", "/operation/contact")
+        version = self.ask("GET", "/operation/version")
+        self.assertEqual(version["version"], version["min_version"], "nothing newer to offer")
+        picture = f"https://127.0.0.1:{self.port}{BASE}/operation/contact.png"
+        self.assertTrue(self.ask("GET", "/operation/contact").startswith(picture))
         self.assertTrue(self.ask("GET", "/operation/contact.png").startswith(b"\x89PNG"))
         lines = self.ask("POST", "/ai/meeting", {"type": 1, "txt": "Why?"}, token).decode().split("\n\n")
         events = [json.loads(line[6:]) for line in lines if line.startswith("data: ")]

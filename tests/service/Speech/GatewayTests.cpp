@@ -183,12 +183,7 @@ TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
                   client.send("Path: speech.context\r\n\r\n{\"phraseDetection\":{\"language\":\"zh-CN\"}}");
               }),
               std::pair(1007U, std::string("locale zh-CN is not offered; offered: en-US, en-GB")));
-    EXPECT_EQ(closeAfter([](auto& client) { client.send("\xff", false); }).first, 1007U);
-    EXPECT_EQ(closeAfter([](auto& client) { client.send("a\xff\xfe"); }).first, 1007U);
     EXPECT_EQ(closeAfter([](auto&) {}), std::pair(1000U, std::string("nothing arrived for too long")));
-    // A client that is still sending may find the connection gone before it reads the close.
-    EXPECT_THAT(closeAfter([](auto& client) { client.send(std::string(100'000, 'x'), false); }).first,
-                AnyOf(1009U, 1006U));
 }
 
 TEST(Gateway, AServerThatStopsEndsItsSessions) {

@@ -218,22 +218,6 @@ TEST_F(SpeechSessionTest, WhatIsNotOfferedEndsTheConnectionAndNamesWhatIs) {
     EXPECT_THAT(sent, IsEmpty());
 }
 
-TEST_F(SpeechSessionTest, BrokenMessagesEndTheConnectionWithAReason) {
-    const auto codeOf = [](const std::optional<SpeechSession::Close>& close) {
-        EXPECT_TRUE(!close || (!close->reason.empty() && close->reason.size() <= 123));
-        return close ? close->code : 0;
-    };
-    EXPECT_EQ(codeOf(session->onText("no headers at all")), 1007);
-    EXPECT_EQ(codeOf(context("[1]")), 1007);
-    const std::string deep = std::string(30'000, '[') + std::string(30'000, ']');
-    EXPECT_EQ(codeOf(context("{\"translation\":{\"targetLanguages\":" + deep + "}}")), 1007);
-    EXPECT_EQ(codeOf(session->onBinary("")), 1007);
-    EXPECT_EQ(codeOf(session->onBinary("\xff\xffPath: audio\r\n")), 1007);
-    EXPECT_EQ(codeOf(audio(std::string(8'193, 'x'))), 1007);
-    EXPECT_EQ(codeOf(audio(waveHeader(44'100))), 1007);
-    EXPECT_EQ(codeOf(context(R"({"phraseDetection":7,"translation":{"targetLanguages":"es"},"phraseOutput":[]})")), 0);
-}
-
 TEST_F(SpeechSessionTest, AnEngineWithoutRoomOrOutOfOrderCancels) {
     engine->refuses = true;
     context(plainContext);

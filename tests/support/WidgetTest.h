@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QtTest>
+#include <QtWidgets>
+
+#include "Testing.h"
+#include "WaitFor.h"
