@@ -4,18 +4,10 @@
 #include <Main/LocalService.h>
 #include <Network/ImageLoader.h>
 
-#include <QApplication>
-#include <QDir>
-#include <QFile>
-#include <QLineEdit>
-#include <QMainWindow>
-#include <QProcess>
-#include <QPushButton>
-#include <QRegularExpression>
-#include <QTest>
 #include <QWebEngineView>
 
 #include "support/BackendFixture.h"
+#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {
@@ -42,7 +34,6 @@ protected:
                 "\r\n\r\n" + html};
     }
     QUrl url() const { return QUrl(server_.baseUrl() + "/"); }
-    /// Opens the page in this process.
     void open(const QByteArray& html) {
         server_.enqueue(page("<!doctype html><meta charset=utf-8><body style='margin:0'>" + html));
         captcha_ = CaptchaViewController::open(url());

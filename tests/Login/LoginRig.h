@@ -5,10 +5,8 @@
 #include <Network/ImageLoader.h>
 #include <Tools/PopView/ProgressHUD.h>
 
-#include <QMainWindow>
-#include <QTest>
-
 #include "support/BackendFixture.h"
+#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 
@@ -36,7 +34,6 @@ protected:
         ASSERT_TRUE(waitFor([this] { return page_->loginType() == 2; }));
     }
     const LoginControls& controls() const { return page_->controls(); }
-    /// Presses the keys where the keyboard is.
     void type(const QString& text) const { QTest::keyClicks(window_->focusWidget(), text); }
     void press(Qt::Key key) const { QTest::keyClick(window_->focusWidget(), key); }
 

@@ -5,16 +5,6 @@
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
 
-#include <QCheckBox>
-#include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListView>
-#include <QPushButton>
-#include <QToolButton>
-
 namespace parlowen::testing {
 namespace {
 

@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QNetworkReply>
-#include <QTcpServer>
 #include <csignal>
 #include <unistd.h>
 
@@ -46,7 +45,6 @@ protected:
         return reply->error();
     }
 
-    /// The services that this process has started and that run.
     static QByteArrayList services() {
         QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(::getpid()));
         return children.open(QIODevice::ReadOnly) ? children.readAll().trimmed().split(' ') : QByteArrayList();

@@ -12,18 +12,10 @@
 #include <Page/View/InterviewTypeView.h>
 #include <Page/View/LanguageSwitch.h>
 #include <Page/View/PositionView.h>
-#include <Page/View/ReadingList.h>
 #include <Page/View/VersionForceAlertView.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/PopView/Translation.h>
-
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMainWindow>
-#include <QMenu>
-#include <QRegularExpression>
 
 #include "WindowRig.h"
 #include "support/FakeCapture.h"
@@ -31,9 +23,6 @@
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::IsEmpty;
-using ::testing::Not;
 
 /// All that a widget and those in it show, or tell a screen reader.
 QStringList textsOf(const QWidget& root) {

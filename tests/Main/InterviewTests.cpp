@@ -3,15 +3,11 @@
 #include "support/ProgramRun.h"
 #include "support/WordErrorRate.h"
 
-#include <gmock/gmock.h>
+#include "support/Testing.h"
 
 /// Whole sessions of the program beside a call, on audio servers of their own.
 namespace parlowen::testing {
 namespace {
-
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
 
 /// What is played into "room" comes out of the microphone.
 const QStringList wholeMachine{

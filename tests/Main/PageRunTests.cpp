@@ -11,9 +11,6 @@
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/Popover.h>
 
-#include <QPainter>
-#include <QPdfWriter>
-
 #include "support/CallSound.h"
 #include "support/CapturedLog.h"
 #include "support/PrivateAudioServer.h"
@@ -88,7 +85,6 @@ protected:
         return qobject_cast<InterviewSettingViewController*>(run_->mainView()->page());
     }
     CommonTipView* question() const { return run_->window()->findChild<CommonTipView*>(); }
-    /// Answers what is asked before the start.
     void startInterview() {
         QTest::mouseClick(setup()->startButton(), Qt::LeftButton);
         ASSERT_TRUE(waitFor([this] { return question() != nullptr; })) << "the service hears no Chinese";

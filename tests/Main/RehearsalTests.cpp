@@ -1,23 +1,16 @@
 #include <Foundation/UserDefaults.h>
 #include <Network/Settings.h>
-#include <gmock/gmock.h>
 
-#include <QFile>
 #include <QImage>
-#include <QTemporaryDir>
-#include <csignal>
-#include <memory>
-#include <vector>
 
 #include "support/ProgramRun.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/ScriptedSpeechServer.h"
+#include "support/Testing.h"
 #include "support/WordErrorRate.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using namespace ::parlowen::testing;
 
 QStringList rehearsal(const QString& file, const QStringList& more = {}) {
     return QStringList{"--rehearse", file, "--headless", "--json"} + more;
@@ -111,7 +104,6 @@ protected:
         EXPECT_TRUE(waitFor([this] { return run_->process.state() == QProcess::NotRunning; }, 90'000));
         return run_->process.exitCode();
     }
-    /// What the one problem says.
     std::string problem() {
         const std::vector<Event> problems = run_->events(QStringLiteral("problem"));
         EXPECT_EQ(problems.size(), 1U) << run_->output.toStdString();
@@ -210,7 +202,6 @@ bool waitForEvent(ProgramRun& run, const char* kind) {
     return waitFor([&] { return run.process.waitForReadyRead(50), !run.events(QLatin1String(kind)).empty(); }, 30'000);
 }
 
-/// The service that the program started.
 pid_t serviceOf(const ProgramRun& run) {
     return contents(QStringLiteral("/proc/%1/task/%1/children").arg(run.process.processId()))
         .split(' ')
@@ -240,4 +231,4 @@ TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) 
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

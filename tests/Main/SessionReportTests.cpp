@@ -5,31 +5,20 @@
 #include <Main/SessionReport.h>
 #include <Main/SessionSettings.h>
 #include <Main/UnixSignals.h>
-#include <gmock/gmock.h>
 #include <support/WaitFor.h>
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QRegularExpression>
+#include <QtCore>
 #include <csignal>
-#include <vector>
 
-namespace parlowen {
+#include "support/Testing.h"
+
+namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
 
 class SessionReportTest : public ::testing::Test {
 protected:
-    SessionReport::Write write() {
-        return [this](const QByteArray& line) { lines.push_back(line.toStdString()); };
-    }
-    SessionReport::Clock clock() {
-        return [this] { return seconds; };
-    }
+    SessionReport::Write write = [this](const QByteArray& line) { lines.push_back(line.toStdString()); };
+    SessionReport::Clock clock = [this] { return seconds; };
     static void tell(SessionReport& report, const std::vector<SessionEvent>& events) {
         for (const SessionEvent& event : events)
             report.tell(event);
@@ -40,7 +29,7 @@ protected:
 };
 
 TEST_F(SessionReportTest, TextWritesTheLinesOfAnswersAsSoonAsTheyAreWholeAndKeepsThemApart) {
-    TextReport report(write(), clock());
+    TextReport report(write, clock);
     seconds = 65.4;
     KXTranslationHistoryDetailsModel row;
     row.sourceText = "Why us?";
@@ -57,7 +46,7 @@ TEST_F(SessionReportTest, TextWritesTheLinesOfAnswersAsSoonAsTheyAreWholeAndKeep
 }
 
 TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswerAndOneThatFailedIsNotAnswered) {
-    JsonReport report(write(), clock());
+    JsonReport report(write, clock);
     seconds = 1.23456;
     using namespace session;
     tell(report, {Question{3, "q \"quoted\"\n"}, AnswerPiece{3, "你"}, AnswerPiece{3, "好"},
@@ -79,9 +68,9 @@ TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswerAndOneThatFailedIsNotAnswered
 
 TEST_F(SessionReportTest, WhatWasNotHeardIsToldInTheLanguageOfTheTerminal) {
     seconds = 61;
-    TextReport(write(), clock(), Language::English).tell(session::Missed{12});
-    TextReport(write(), clock(), Language::Chinese).tell(session::Missed{12});
-    JsonReport(write(), clock()).tell(session::Missed{12});
+    TextReport(write, clock, Language::English).tell(session::Missed{12});
+    TextReport(write, clock, Language::Chinese).tell(session::Missed{12});
+    JsonReport(write, clock).tell(session::Missed{12});
     EXPECT_THAT(lines, ElementsAre("\n[01:01] … 12 s not heard …\n", "\n[01:01] … 12 s 未听到 …\n",
                                    "{\"kind\":\"missed\",\"seconds\":12,\"time\":61}\n"));
 }
@@ -159,7 +148,7 @@ TEST(UnixSignals, EachWayToEndAProgramIsToldAndAHangUpThatIsIgnoredStaysSo) {
         int told = 0;
         const UnixSignals signals([&told] { ++told; });
         ::raise(number);
-        EXPECT_TRUE(parlowen::testing::waitFor([&told] { return told == 1; })) << number;
+        EXPECT_TRUE(waitFor([&told] { return told == 1; })) << number;
     }
     std::signal(SIGHUP, SIG_IGN);
     {
@@ -292,10 +281,10 @@ TEST(SessionEndingTest, AnAnswerThatGrowsIsWaitedForWhenTheSoundIsOver) {
     row.sourceText = "Tell me";
     begun.note(session::Partial{1, row});
     begun.soundEnded();
-    EXPECT_TRUE(testing::holdsFor([&settled] { return settled == 0; }, 4'500)) << "longer than for a quiet end";
+    EXPECT_TRUE(holdsFor([&settled] { return settled == 0; }, 4'500)) << "longer than for a quiet end";
     ending.note(session::AnswerEnded{1, {}});
-    EXPECT_TRUE(testing::waitFor([&settled] { return settled == 1; }));
+    EXPECT_TRUE(waitFor([&settled] { return settled == 1; }));
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -1,15 +1,10 @@
 #include <Main/SessionShortcuts.h>
 #include <Page/View/ShortcutSwitch.h>
 
-#include <QCheckBox>
-
 #include "WindowRig.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// A desktop that gives or refuses.
 struct FakeShortcuts : GlobalShortcuts {

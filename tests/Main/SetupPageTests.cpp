@@ -10,21 +10,12 @@
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Popover.h>
 
-#include <QAbstractItemView>
-#include <QApplication>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
-#include <QToolButton>
-
 #include "support/BackendFixture.h"
 #include "support/FakeCapture.h"
+#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
 
 const LanguageListModel spanish{105, "西班牙语（西班牙）", "es-ES", "es", "X"};
 const LanguageListModel english{135, "英语（美国）", "en-US", "en", "Y"};

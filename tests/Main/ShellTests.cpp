@@ -10,24 +10,14 @@
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/ProgressHUD.h>
 
-#include <QAccessible>
-#include <QAccessibleInterface>
-#include <QApplication>
-#include <QFile>
-#include <QLabel>
 #include <QLocalServer>
-#include <QPushButton>
-#include <QTest>
-#include <QThread>
 
 #include "support/BackendFixture.h"
 #include "support/SimulatedAudioServer.h"
+#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// The program's windows against a scripted backend, without a tray.
 class ShellTest : public BackendFixture {

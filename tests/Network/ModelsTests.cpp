@@ -7,9 +7,8 @@
 
 #include <QJsonArray>
 #include <QTemporaryDir>
-#include <limits>
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
 TEST(JSONTest, MissingAndIllTypedValuesReadAsNothing) {
@@ -225,4 +224,4 @@ TEST(TransportErrorTest, ADefaultRouteOfAnyKindIsOnlineAndABridgeOfContainersIsN
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -1,8 +1,6 @@
 #include <Foundation/BackgroundQueue.h>
 #include <Network/ResumeUpload.h>
 
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <sys/resource.h>
 
 #include "support/BackendFixture.h"
@@ -10,8 +8,6 @@
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::IsEmpty;
 
 /// Takes of an upload what the system buffers for it, until it accepts the connection.
 struct DeafServer : QTcpServer {
@@ -44,13 +40,11 @@ protected:
                 outcome_ = QString("%1 %2 %3").arg(int(status)).arg(json ? json->rawString() : "-").arg(text);
             });
     }
-    /// Until a part of it has gone out.
     void startAndWait(const QString& path, const FileService& service) {
         start(path, service);
         sent_ = 0;
         ASSERT_TRUE(waitFor([this] { return sent_ > 0; }));
     }
-    /// Its status, the reply and the text.
     QString outcome() {
         EXPECT_TRUE(waitFor([this] { return !outcome_.isEmpty(); }));
         return outcome_;

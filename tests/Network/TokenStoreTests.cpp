@@ -1,11 +1,10 @@
 #include <Foundation/UserDefaults.h>
 #include <Network/Settings.h>
-#include <gmock/gmock.h>
 
 #include <QFile>
 #include <QTemporaryDir>
-#include <map>
 
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
 namespace parlowen::testing {
@@ -71,7 +70,6 @@ private:
 
 class TokenStoreTest : public ::testing::Test {
 protected:
-    /// The program's next start.
     void start() {
         settings_.reset();
         settings_ = std::make_unique<Settings>(defaults_, std::make_unique<Keeper>(keyring_));

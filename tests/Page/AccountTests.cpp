@@ -7,14 +7,8 @@
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/ProgressHUD.h>
 
-#include <QClipboard>
-#include <QGuiApplication>
-#include <QLabel>
-#include <QPushButton>
-#include <QTest>
-#include <QToolButton>
-
 #include "support/BackendFixture.h"
+#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {

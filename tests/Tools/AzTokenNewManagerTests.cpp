@@ -1,22 +1,15 @@
 #include <Foundation/MainQueue.h>
 #include <Tools/AzTokenNewManager.h>
 #include <Tools/TimerManager.h>
-#include <gmock/gmock.h>
 
-#include <QCoreApplication>
 #include <thread>
-#include <vector>
 
 #include "support/BackendFixture.h"
-#include "support/CapturedLog.h"
 
 namespace parlowen::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
 
 struct Delegate : AzTokenNewDelegate {
     std::vector<AzTokenModel> fetched;
@@ -38,7 +31,6 @@ protected:
     }
     void success(const QByteArray& data) { server_.enqueue(Reply::json(200, R"({"code":0,"data":)" + data + "}")); }
 
-    /// Waits for the pause that the manager begins, and ends it.
     void endNextPause() {
         ASSERT_TRUE(waitFor([this] { return static_cast<bool>(afterPause_); }));
         std::exchange(afterPause_, nullptr)();

@@ -2,20 +2,13 @@
 #include <Tools/AudioCheck.h>
 #include <Tools/KXAudioRouter.h>
 #include <Tools/MicroManagement.h>
-#include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
 
-#include <cmath>
+#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
 
 /// A machine with speakers, a headset and three inputs, of which the user's own default is the camera, and a router
 /// whose delayed work runs when the test says.
@@ -45,11 +38,9 @@ protected:
             work();
     }
 
-    /// As the program sees them.
     QString defaultInput() const { return uidOf(simply_.defaultInput()); }
     QString defaultOutput() const { return uidOf(simply_.defaultOutput()); }
 
-    /// The console log's lines since the last call.
     QStringList takeLog() {
         QStringList lines = log.lines().mid(seen_);
         seen_ += lines.size();

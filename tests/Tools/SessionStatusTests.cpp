@@ -1,6 +1,5 @@
 #include <Tools/SessionPresence.h>
 #include <Tools/SessionStatusText.h>
-#include <gmock/gmock.h>
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -8,7 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace parlowen {
+#include "support/Testing.h"
+
+namespace parlowen::testing {
 namespace {
 
 using Cause = RecognitionStatus::Cause;
@@ -105,4 +106,4 @@ TEST(SessionPresenceTest, ASecondSessionKnowsOfTheFirstWhicheverEndsFirstAndNotO
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

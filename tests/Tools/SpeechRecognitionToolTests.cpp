@@ -1,21 +1,14 @@
 #include <Foundation/MainQueue.h>
 #include <Tools/SpeechRecognitionTool.h>
-#include <gmock/gmock.h>
-
-#include <QStringList>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 #include "support/CapturedLog.h"
 #include "support/FakeCapture.h"
 #include "support/ScriptedSpeechServer.h"
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::HasSubstr;
 
 constexpr const char* started = "✅ 🎤AudioEngine 启动成功，监听语音中...";
 constexpr const char* stopped = "[SpeechRecognitionTool] 停止识别";
@@ -45,7 +38,6 @@ protected:
         return calls;
     }
 
-    /// A tool, with someone who notes what it tells.
     void make(const QString& area) {
         tool = SpeechRecognitionTool::make("token-1", area,
                                            [input = input] { return std::make_unique<FakeCapture>(input); });
@@ -59,13 +51,11 @@ protected:
         tool->startTranslation("en-US", "es", note("result"), note("partial"), note("error"), note("translation"));
     }
 
-    /// A session whose turn has begun.
     SpeechSessionSeen& session(std::size_t index) {
         if (!waitFor([&] { return server.sessions.size() > index && !server.sessions[index]->turns.empty(); }))
             throw std::runtime_error("the session does not come");
         return *server.sessions[index];
     }
-    /// Starts recognition; its session.
     SpeechSessionSeen& startedSession() {
         make(server.area());
         startPlain();

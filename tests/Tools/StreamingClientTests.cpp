@@ -2,25 +2,20 @@
 #include <Foundation/MainQueue.h>
 #include <Tools/AnswerStreamParser.h>
 #include <Tools/StreamingClient.h>
-#include <gmock/gmock.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <mutex>
-#include <set>
 #include <thread>
 
 #include "support/CapturedLog.h"
 #include "support/ScriptedHttpServer.h"
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
 
 using Reply = ScriptedHttpServer::Reply;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
 
 using Pieces = std::vector<QString>;
 

@@ -1,10 +1,9 @@
 #include <Wire/SpeechMessage.h>
-#include <gmock/gmock.h>
+
+#include "support/Testing.h"
 
 namespace parlowen::wire {
 namespace {
-
-using ::testing::HasSubstr;
 
 std::string withPrefix(std::string_view block, std::string_view payload) {
     std::string frame{static_cast<char>(block.size() >> 8U), static_cast<char>(block.size() & 0xFFU)};

@@ -7,15 +7,14 @@
 #include "Streams/UtteranceTracker.h"
 #include "Streams/UtteranceWait.h"
 
-#include <cmath>
-#include <gmock/gmock.h>
 #include <random>
+
+#include "support/Testing.h"
 
 using namespace parlowen::recogniser;
 using Job = UtteranceTracker::Job;
 using Kind = StreamEvent::Kind;
 using Clock = UtteranceTracker::Clock;
-using ::testing::ElementsAre;
 using Samples = std::vector<std::int16_t>;
 
 namespace {
@@ -59,7 +58,6 @@ protected:
         tracker->advance();
         work();
     }
-    /// Decodes into what `say` makes of it.
     void work() {
         while (decoding) {
             auto job = tracker->nextFinalJob();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Testing.h"
 #include <Foundation/UserDefaults.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
-#include <gmock/gmock.h>
 
 #include <QTemporaryDir>
 

@@ -3,59 +3,25 @@
 #include "PrivateAudioServer.h"
 
 #include <QFile>
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdint>
-#include <cstring>
-#include <numbers>
-#include <vector>
 
 namespace parlowen::testing {
 
 namespace {
-
-constexpr qsizetype waveHeader = 44;
-constexpr qsizetype hundredth = 160 * 2; // bytes of the sample
-constexpr int pauseHundredths = 90;      // between two lines; within a line it is half of that
-constexpr int silentPeak = 150;
 
 QByteArray fileOfSample(const char* extension) {
     QFile file(QString(PARLOWEN_SOURCE_DIR "/resources/sample-interview/sample-interview.") + extension);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-bool isSilent(const QByteArray& sound, qsizetype at) {
-    std::array<std::int16_t, hundredth / 2> samples;
-    std::memcpy(samples.data(), sound.constData() + at, hundredth);
-    return std::all_of(samples.begin(), samples.end(), [](int sample) { return std::abs(sample) <= silentPeak; });
-}
-
 /// The sample cut in the middle of its long pauses, with the line of the text that is said in each piece.
 std::vector<Speech> cutSample() {
-    const QByteArray sound = fileOfSample("wav").mid(waveHeader);
-    std::vector<Speech> pieces;
-    qsizetype begin = 0;
-    int quiet = 0;
-    bool spoken = false;
-    for (qsizetype at = 0; at + hundredth <= sound.size(); at += hundredth) {
-        if (isSilent(sound, at)) {
-            ++quiet;
-            continue;
-        }
-        if (spoken && quiet >= pauseHundredths) {
-            const qsizetype cut = at - quiet / 2 * hundredth;
-            pieces.push_back({sound.mid(begin, cut - begin), {}});
-            begin = cut;
-        }
-        quiet = 0;
-        spoken = true;
-    }
-    pieces.push_back({sound.mid(begin), {}});
+    constexpr qsizetype cuts[] = {0, 268'800, 485'440, 711'680, 920'000, 1'159'680, 1'370'400}; // bytes
+    const QByteArray sound = fileOfSample("wav").mid(44);
     const QByteArrayList lines = fileOfSample("txt").trimmed().split('\n');
-    Q_ASSERT(std::size_t(lines.size()) == pieces.size());
+    Q_ASSERT(sound.size() == cuts[6] && lines.size() == 6);
+    std::vector<Speech> pieces;
     for (qsizetype i = 0; i < lines.size(); ++i)
-        pieces[std::size_t(i)].text = lines[i].toStdString();
+        pieces.push_back({sound.mid(cuts[i], cuts[i + 1] - cuts[i]), lines[i].toStdString()});
     return pieces;
 }
 

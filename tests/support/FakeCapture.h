@@ -21,7 +21,6 @@ struct FakeInput {
     std::atomic<int> made = 0, starts = 0, stops = 0, alive = 0;
     CaptureSource::Sink sink;
 
-    /// Delivers buffers of a loud tone.
     void deliverTone(int buffers) const {
         for (int i = 0; i < buffers; ++i) {
             const auto buffer = AVAudioPCMBuffer::make(*format, 2048);

@@ -6,9 +6,6 @@
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <QTemporaryDir>
-#include <functional>
-#include <memory>
-#include <vector>
 
 #include "WaitFor.h"
 
@@ -31,9 +28,7 @@ public:
     bool isReady() const { return ready_; }
     /// The server's address, as PULSE_SERVER has it.
     QString address() const { return "unix:" + path(isPipeWire_ ? "pulse/native" : "native"); }
-    /// What the server has said, to explain a failure.
     QString output();
-    /// Sends a signal to all that belongs to the server.
     void signal(int number);
     /// Ends the server at once, as a crash would.
     void kill();
@@ -73,7 +68,6 @@ QString control(const QStringList& arguments, bool mayFail = false);
 /// again.
 class ServerWatch {
 public:
-    /// Listens from here on.
     ServerWatch();
     ~ServerWatch();
     ServerWatch(const ServerWatch&) = delete;

@@ -9,8 +9,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <csignal>
-#include <memory>
-#include <vector>
 
 #include "WaitFor.h"
 
@@ -66,7 +64,6 @@ public:
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
-    /// Sends a signal, while it runs.
     void signal(int number) const {
         if (process.processId() > 0) // 0 would be the test itself and all its children
             ::kill(static_cast<pid_t>(process.processId()), number);

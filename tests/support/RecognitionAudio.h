@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <string>
 #include <vector>
 
 #include "TemporaryDirectory.h"

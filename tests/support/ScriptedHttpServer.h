@@ -47,7 +47,6 @@ public:
     /// localhost.
     explicit ScriptedHttpServer(Scheme scheme = Scheme::http);
 
-    /// Without a slash at its end.
     QString baseUrl(const QString& host = QStringLiteral("127.0.0.1")) const;
     /// One reply a request, in order; the last one is given again and again.
     void enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
@@ -55,9 +54,7 @@ public:
 
     /// Sends a piece of the latest request's event stream.
     void sendPiece(const QByteArray& bytes);
-    /// Ends that event stream as it should end.
     void endStream() { latest_->write("0\r\n\r\n"); }
-    /// Closes the latest request's connection.
     void closeConnection() { latest_->disconnectFromHost(); }
     /// Whether the latest request's client has closed its connection.
     bool isConnectionClosed() const { return !requests_.empty() && latest_.isNull(); }

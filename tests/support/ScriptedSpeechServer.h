@@ -15,7 +15,6 @@
 
 namespace parlowen::testing {
 
-/// What a client did in one turn.
 struct SpeechTurnSeen {
     std::string requestId;
     std::string waveHeader; ///< payload of the first audio message
@@ -23,7 +22,6 @@ struct SpeechTurnSeen {
     bool audioEnded = false;
 };
 
-/// One accepted connection of the scripted server.
 class SpeechSessionSeen : public QObject {
 public:
     explicit SpeechSessionSeen(std::unique_ptr<QWebSocket> socket);

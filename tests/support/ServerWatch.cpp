@@ -1,10 +1,5 @@
 #include "PrivateAudioServer.h"
 
-#include <gtest/gtest.h>
-
-#include <QDeadlineTimer>
-#include <QProcess>
-#include <atomic>
 #include <pulse/pulseaudio.h>
 
 namespace parlowen::testing {

@@ -27,12 +27,10 @@ public:
     Connection(std::uint16_t port, const std::filesystem::path& authority, const std::string& host = "127.0.0.1",
                std::chrono::seconds patience = std::chrono::seconds(10));
 
-    /// False when the other side has closed.
     bool send(std::string_view bytes);
     /// Up to and including the mark, or to the end. What follows stays for the next call.
     std::string receiveUntil(std::string_view mark);
     std::string receiveAll() { return receiveUntil({}); }
-    /// Closes without a word.
     void cut() { stream_.next_layer().close(); }
 
     /// Starts an operation and runs it to its end; a connection that exhausts the patience is closed.

@@ -17,7 +17,6 @@ inline AudioDeviceRecord sink(const std::string& uid, const std::string& name) {
     return device;
 }
 
-/// A device to record from.
 inline AudioDeviceRecord source(const std::string& uid, const std::string& name) {
     AudioDeviceRecord device = sink(uid, name);
     device.output.reset();
@@ -42,9 +41,7 @@ public:
     /// When it was a default device, the first one left with that side takes its place.
     void removeDevice(const std::string& uid);
     void renameDevice(const std::string& uid, const std::string& name);
-    /// Empty: none.
     void setDefaults(const std::string& inputUid, const std::string& outputUid);
-    /// The server ends.
     void stop() { setServerDevices(std::nullopt); }
     /// Tells the listeners of the object that this property changed, true or not.
     void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
@@ -54,7 +51,6 @@ public:
     /// 0 as long as no device has had that UID.
     AudioObjectID deviceID(const std::string& uid) const { return store().deviceID(uid); }
     AudioDeviceList devices() const;
-    /// How many listeners are registered.
     std::size_t listenerCount() const { return store().listeners().count(); }
 
     /// What is to fail.

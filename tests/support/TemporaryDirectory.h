@@ -1,13 +1,19 @@
 #pragma once
 
+#include <array>
+#include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
 
 namespace parlowen::testing {
 
@@ -45,6 +51,27 @@ inline void writeFile(const std::filesystem::path& file, const std::string& cont
 /// The nine bits of a file's mode, such as 0600.
 inline unsigned modeOf(const std::filesystem::path& file) {
     return static_cast<unsigned>(std::filesystem::status(file).permissions()) & 0777U;
+}
+
+/// A shell's exit status, -1 where a signal ended it, and what it said on both outputs.
+struct ShellRun {
+    explicit ShellRun(const std::string& command) {
+        FILE* pipe = ::popen(("exec 2>&1; " + command).c_str(), "r");
+        std::array<char, 4096> bytes{};
+        while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
+            output.append(bytes.data(), count);
+        const int ended = ::pclose(pipe);
+        status = WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+    }
+    int status = -1;
+    std::string output;
+};
+
+/// Whether it comes true, for what another thread does.
+inline bool eventually(const std::function<bool()>& condition) {
+    for (int look = 0; look < 2'000 && !condition(); ++look)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return condition();
 }
 
 /// For as long as it lives, no file of this process grows beyond so many bytes: a disk that is full.

@@ -1,20 +1,14 @@
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/SystemFont.h>
 
-#include <QPlainTextEdit>
-#include <QPushButton>
-
 #include "SettingsRig.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using testing::waitFor;
 
 class AISettingTest : public SettingsRig {
 protected:
     static void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
-    /// The titles of the selected options.
     QString selected() const {
         QStringList titles;
         for (const auto* buttons : {&page_->deviceButtons(), &page_->fontButtons()}) {
@@ -23,7 +17,6 @@ protected:
         }
         return titles.join(' ');
     }
-    /// Whether some visible text holds the words.
     bool says(const QString& words) const {
         return std::ranges::any_of(page_->findChildren<QLabel*>(), [&words](const QLabel* label) {
             return label->isVisible() && label->text().contains(words);
@@ -113,4 +106,4 @@ TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

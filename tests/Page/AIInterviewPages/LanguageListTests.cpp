@@ -1,19 +1,11 @@
 #include <Page/AIInterviewPages/LanguageListViewController.h>
 #include <Tools/PopView/Popover.h>
 
-#include <QLabel>
-#include <QLineEdit>
-#include <QListView>
-#include <QPushButton>
-#include <QTest>
-
 #include "support/BackendFixture.h"
+#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 const QByteArray threeLanguages =
     R"({"code":0,"data":[{"ID":7,"name":"法语","original_key":"fr-FR","translation_key":"fr","first_letters":"F"},)"
@@ -40,7 +32,6 @@ protected:
         ASSERT_TRUE(waitFor([this] { return !picker_->countryModels().empty(); }));
     }
     void press(Qt::Key key) const { QTest::keyClick(popover_.focusWidget(), key); }
-    /// The rows, or what stands in their place.
     QString shown() const {
         const QAbstractItemModel& rows = *picker_->tableView()->model();
         const auto* notice = picker_->findChild<QLabel*>();

@@ -1,21 +1,13 @@
-#include <QLineEdit>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QTcpServer>
 
 #include "SettingsRig.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using ::testing::IsEmpty;
-using testing::waitFor;
 
 class ResumeFlowTest : public SettingsRig {
 protected:
     QString label() const { return card().updateLabel()->text(); }
     QString notice() const { return card().title()->text(); }
-    /// Clicks on the card, with the credential that comes then.
     bool panelOpens() {
         server_.enqueue(token_);
         QTest::mouseClick(card().childAt(5, 5), Qt::LeftButton);
@@ -129,4 +121,4 @@ TEST_F(ResumeFlowTest, AnUploadShowsHowFarItIsAndCanBeCancelled) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -1,17 +1,8 @@
 #include "WindowRig.h"
 
-#include <QAccessible>
-#include <QClipboard>
-#include <QMenu>
-#include <QSlider>
-#include <QWindow>
-
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using testing::waitFor;
-
-/// What readers do beside reading, by real keys and clicks.
 class SessionReadingTest : public WindowRig {
 protected:
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -204,4 +195,4 @@ TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlAndNoKeyClosesTheWindowOr
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

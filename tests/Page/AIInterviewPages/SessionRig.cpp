@@ -1,21 +1,14 @@
 #include "SessionRig.h"
 
 #include <Foundation/BackgroundQueue.h>
-#include <Network/ApiBase.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
-#include <algorithm>
-#include <array>
 #include <support/FakeCapture.h>
-#include <thread>
 
-namespace parlowen {
+namespace parlowen::testing {
 
 namespace {
-
-using testing::waitFor;
 
 LanguageListModel language(const char* name, const char* original, const char* translation) {
     return {0, name, original, translation, {}};
@@ -58,9 +51,8 @@ std::string inWords(const SessionEvent& event) {
 } // namespace
 
 SessionRig::SessionRig() {
-    ApiBase::setBuiltIn(tokenServer_.baseUrl());
     const QJsonObject access{{"token", "t0"}, {"area", speechServer_.area()}};
-    tokenServer_.enqueue(Reply::json(200, QJsonDocument(QJsonObject{{"code", 0}, {"data", access}}).toJson()));
+    server_.enqueue(Reply::json(200, QJsonDocument(QJsonObject{{"code", 0}, {"data", access}}).toJson()));
     answerServer_.enqueue(Reply::eventStream());
     settings_.setAiInterviewSetModel(interview(0));
 }
@@ -98,7 +90,7 @@ std::unique_ptr<AIInterviewDetailController> SessionRig::makeSession() {
     services.timer = timer_.get();
     services.router = &router_;
     services.capture = [] {
-        auto silence = std::make_shared<testing::FakeInput>();
+        auto silence = std::make_shared<FakeInput>();
         silence->format = AVAudioFormat::make(AVAudioCommonFormat::Float32, 16'000, 1, true);
         silence->pace = [](std::chrono::milliseconds length) { std::this_thread::sleep_for(length); };
         return std::make_unique<testing::FakeCapture>(std::move(silence));
@@ -170,4 +162,4 @@ bool SessionRig::told(const std::string& words) {
     return waitFor([&] { return std::ranges::find(told_, words) != told_.end(); });
 }
 
-} // namespace parlowen
+} // namespace parlowen::testing

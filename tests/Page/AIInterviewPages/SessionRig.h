@@ -1,26 +1,16 @@
 #pragma once
 
-#include <Foundation/UserDefaults.h>
-#include <Network/HttpDatas.h>
-#include <Network/Settings.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
 
 #include <QJsonObject>
-#include <QTemporaryDir>
-#include <chrono>
-#include <gmock/gmock.h>
-#include <memory>
-#include <support/CapturedLog.h>
-#include <support/ScriptedHttpServer.h>
+#include <support/BackendFixture.h>
 #include <support/ScriptedSpeechServer.h>
-#include <support/WaitFor.h>
 
 namespace parlowen {
 
-/// Counts what it is asked for.
 struct CountingRouter : AudioRouting {
     int restored = 0;
     void setupSystemAudio() override {}
@@ -30,10 +20,8 @@ struct CountingRouter : AudioRouting {
 
 /// A real session without a window: a scripted backend and speech service, silence for sound, a clock that the test
 /// moves. What happens is kept in words.
-class SessionRig : public ::testing::Test {
+class SessionRig : public testing::BackendFixture {
 protected:
-    using Reply = testing::ScriptedHttpServer::Reply;
-
     SessionRig();
     ~SessionRig() override;
 
@@ -42,11 +30,8 @@ protected:
     void twoLanguages();
 
     std::unique_ptr<AIInterviewDetailController> makeSession();
-    /// Starts the session without waiting for the token.
     virtual void start();
-    /// Starts it and waits until recognition runs.
     void open();
-    /// Closes it and waits until its services have stopped.
     virtual void close();
     virtual AIInterviewDetailController& page() { return *session_; }
     testing::SpeechSessionSeen& speech() { return *speechServer_.sessions.back(); }
@@ -55,22 +40,15 @@ protected:
     void partial(const QString& text);
     void final(const QString& text);
     void translated(const QString& member, const QString& text, const QString& translation);
-    /// Waits until that many questions have reached the backend.
     bool asked(std::size_t count);
     QJsonObject question(std::size_t number) const;
     /// A piece of the latest question's answer; "@@" ends it.
     void answerPiece(const QString& text);
     bool becomes(RecognitionStatus::State state, RecognitionStatus::Cause cause = RecognitionStatus::Cause::None);
-    /// Waits until that was told.
     bool told(const std::string& words);
 
-    QTemporaryDir directory_;
-    UserDefaults defaults_{directory_.filePath("settings.ini")};
-    Settings settings_{defaults_};
-    testing::ScriptedHttpServer tokenServer_;
-    testing::ScriptedHttpServer answerServer_;
+    testing::ScriptedHttpServer answerServer_; ///< beside the fixture's, which gives tokens
     testing::ScriptedSpeechServer speechServer_;
-    testing::CapturedLog log_;
     HttpDatas http_{settings_, {}, {}};
     std::chrono::milliseconds tick_ = std::chrono::hours(1);
     std::unique_ptr<TimerManager> timer_;

@@ -1,19 +1,15 @@
 #include "SessionRig.h"
 
 #include <Foundation/BackgroundQueue.h>
-#include <Network/ApiBase.h>
 
 #include <QJsonDocument>
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::waitFor;
 using State = RecognitionStatus::State;
 using Cause = RecognitionStatus::Cause;
 
-/// Questions, answers, and how a session closes.
 class SessionQuestionsTest : public SessionRig {
 protected:
     void openMode(int answerType) {
@@ -153,7 +149,6 @@ TEST_F(SessionQuestionsTest, ASecondSessionFollowsAFirstThatWasDestroyed) {
     EXPECT_EQ(page().streamModels().at(0)->id, 0);
 }
 
-/// Clock, token, recognition: how a session starts and what keeps it going.
 class SessionStartTest : public SessionRig {};
 
 TEST_F(SessionStartTest, ANewSessionAsksForATokenAndTranslatesBetweenTheUsualLanguages) {
@@ -163,7 +158,7 @@ TEST_F(SessionStartTest, ANewSessionAsksForATokenAndTranslatesBetweenTheUsualLan
     EXPECT_FALSE(page().isTranslating());
     EXPECT_EQ(page().subject().toStdString(), "后端工程师 · zh-CN → en");
     ASSERT_TRUE(waitFor([this] { return page().isTranslating() && !speechServer_.sessions.empty(); }));
-    EXPECT_EQ(tokenServer_.requests().at(0).target.toStdString(), "/microsoft/get_token");
+    EXPECT_EQ(server_.requests().at(0).target.toStdString(), "/microsoft/get_token");
     EXPECT_EQ(speech().url().query().toStdString(), "from=zh-CN&to=en&scenario=conversation");
 }
 
@@ -181,9 +176,9 @@ TEST_F(SessionStartTest, ARefreshedTokenIsTakenOverWithoutStartingRecognitionAne
 }
 
 TEST_F(SessionStartTest, ATokenThatNeverComesLeavesTheClockRunning) {
-    testing::ScriptedHttpServer mute;
+    ScriptedHttpServer mute;
     mute.enqueue(Reply::silence());
-    ApiBase::setBuiltIn(mute.baseUrl());
+    defaults_.setString("fuwuqi_key", mute.baseUrl());
     tick_ = std::chrono::milliseconds(5);
     start();
     EXPECT_TRUE(waitFor([this] { return page().useTimeCount() > 5; }));
@@ -218,7 +213,7 @@ TEST_F(SessionStartTest, ALostServiceShowsUntilItIsBackAndARefusedTokenIsReplace
     speech().drop();
     ASSERT_TRUE(becomes(State::Reconnecting, Cause::TokenRefused));
     ASSERT_TRUE(becomes(State::Recognizing));
-    EXPECT_EQ(tokenServer_.requests().size(), 2U);
+    EXPECT_EQ(server_.requests().size(), 2U);
 
     speechServer_.hangUpOnNext(1);
     page().setServiceStarting(true);
@@ -229,13 +224,13 @@ TEST_F(SessionStartTest, ALostServiceShowsUntilItIsBackAndARefusedTokenIsReplace
 }
 
 TEST_F(SessionStartTest, AFirstTokenThatComesLateStartsRecognitionAndRefreshesThatFailDoNotEndIt) {
-    testing::ScriptedHttpServer backend;
+    ScriptedHttpServer backend;
     for (int i = 0; i < 5; ++i)
         backend.enqueue(Reply::json(503, "down"));
     const QJsonObject access{{"token", "late"}, {"area", speechServer_.area()}};
     backend.enqueue(Reply::json(200, QJsonDocument(QJsonObject{{"code", 0}, {"data", access}}).toJson()));
     backend.enqueue(Reply::json(503, "down"));
-    ApiBase::setBuiltIn(backend.baseUrl());
+    defaults_.setString("fuwuqi_key", backend.baseUrl());
     single();
     tick_ = std::chrono::milliseconds(3); // so the first refresh comes soon
     start();
@@ -248,7 +243,6 @@ TEST_F(SessionStartTest, AFirstTokenThatComesLateStartsRecognitionAndRefreshesTh
     EXPECT_EQ(speechServer_.connections, 1);
 }
 
-/// What a session makes of what it hears.
 class SessionTranscriptTest : public SessionRig {
 protected:
     SessionTranscriptTest() {
@@ -273,14 +267,10 @@ TEST_F(SessionTranscriptTest, RowsKnowWhenTheyBeganAndEnded) {
     final("So tell me.");
     EXPECT_FALSE(page().centerModel());
     EXPECT_TRUE(page().streamModels().empty()) << "without settings nothing is asked";
-    const struct {
-        std::optional<qint64> start;
-        qint64 end;
-    } times[] = {{std::nullopt, 4}, {4, 9}, {12, 17}};
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(page().topArr()[i].start, times[i].start) << "of its first partial, or where the row before ended";
-        EXPECT_EQ(page().topArr()[i].end, times[i].end) << i;
-    }
+    const std::pair<std::optional<qint64>, qint64> times[] = {{std::nullopt, 4}, {4, 9}, {12, 17}};
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(std::pair(page().topArr()[i].start, page().topArr()[i].end), times[i])
+            << "of its first partial, or where the row before ended";
     EXPECT_THAT(told_, ElementsAre("row 1 No partial.", "row 2 Nor here.", "partial 3 so tell", "partial 3 so tell me",
                                    "row 3 So tell me."));
 }
@@ -316,4 +306,4 @@ TEST_F(SessionTranscriptTest, MissedSoundIsToldInItsPlaceAndInWholeSeconds) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

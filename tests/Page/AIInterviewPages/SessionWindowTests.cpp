@@ -3,16 +3,8 @@
 #include <Page/AIInterviewPages/SessionLayout.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 
-#include <QAbstractItemModelTester>
-#include <QLabel>
-#include <QMouseEvent>
-#include <QScrollBar>
-#include <QWindow>
-
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using testing::waitFor;
 
 class SessionWindowTest : public WindowRig {
 protected:
@@ -141,22 +133,15 @@ TEST_F(SessionWindowTest, EveryPartStandsWhereItBelongs) {
     for (const bool manual : {false, true}) {
         settings_.setAiInterviewSetModel(interview(manual ? 1 : 0));
         start();
-        const QRect time = place(part("timeLabel"));
         const QRect list = place(transcript());
         const int share = manual ? 175 : 245;
         const int answersTop = list.top() + share + 23 + (manual ? 175 + 23 : 0);
-        EXPECT_EQ(time.topLeft(), QPoint(16, 16));
-        EXPECT_EQ(list, QRect(16, time.bottom() + 1 + 11, 968, share));
+        EXPECT_EQ(list, QRect(16, place(part("timeLabel")).bottom() + 1 + 11, 968, share));
         EXPECT_EQ(place(answers()), QRect(16, answersTop, 968, 684 - answersTop));
-        EXPECT_EQ(place(pin()), QRect(924, time.center().y() - 12, 26, 26));
-        if (!manual)
-            continue;
-        const QRect question = place(box());
-        EXPECT_LE(place(*box().viewport()).right(), place(answerButton()).left()) << "no words under the button";
-        EXPECT_TRUE(answers().accessibleDescription().contains("Ctrl+Enter"));
-        EXPECT_EQ(question, QRect(16, list.bottom() + 1 + 23, 968, 175));
-        EXPECT_EQ(place(answerButton()), QRect(1000 - 23 - 85, question.bottom() + 1 - 10 - 35, 85, 35));
     }
+    EXPECT_LE(place(*box().viewport()).right(), place(answerButton()).left()) << "no words under the button";
+    EXPECT_TRUE(answers().accessibleDescription().contains("Ctrl+Enter"));
+    EXPECT_EQ(place(box()), QRect(16, place(transcript()).bottom() + 1 + 23, 968, 175));
 }
 
 TEST_F(SessionWindowTest, AClickOnThePinLetsTheWindowGoAndTakesItBack) {
@@ -224,12 +209,10 @@ TEST(SessionLayoutTest, NothingOverlapsInTheSmallestWindowWithLargeText) {
 }
 
 TEST(WindowLevelTest, OnAWaylandDesktopThatRunsX11ProgramsX11IsChosenUnlessTheUserChose) {
-    const struct {
-        DesktopEnvironment desktop;
-        std::optional<QByteArray> platform;
-    } cases[] = {{{"", "wayland-0", ":0"}, "xcb;wayland"},
-                 {{"", "wayland-0", ""}, std::nullopt},
-                 {{"wayland", "wayland-0", ":0"}, std::nullopt}};
+    const std::pair<DesktopEnvironment, std::optional<QByteArray>> cases[] = {
+        {{"", "wayland-0", ":0"}, "xcb;wayland"},
+        {{"", "wayland-0", ""}, std::nullopt},
+        {{"wayland", "wayland-0", ":0"}, std::nullopt}};
     EXPECT_FALSE(platformHasLevels("wayland-egl"));
     EXPECT_TRUE(platformHasLevels("xcb"));
     for (const auto& [desktop, platform] : cases)
@@ -238,4 +221,4 @@ TEST(WindowLevelTest, OnAWaylandDesktopThatRunsX11ProgramsX11IsChosenUnlessTheUs
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -8,12 +8,7 @@
 #include <Tools/PopView/ElidedLabel.h>
 #include <support/BackendFixture.h>
 
-#include <QApplication>
-#include <QDragEnterEvent>
-#include <QFile>
-#include <QLabel>
-#include <QMimeData>
-#include <QTest>
+#include "support/WidgetTest.h"
 
 namespace parlowen {
 
@@ -57,7 +52,6 @@ protected:
         QDragLeaveEvent leave;
         QApplication::sendEvent(&card(), &leave);
     }
-    /// Drops the file and waits for the alert.
     QString outcomeOf(const QString& path) {
         alerts_.clear();
         EXPECT_TRUE(dragOver({path}) && drag<QDropEvent>());

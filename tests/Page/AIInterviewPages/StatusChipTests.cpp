@@ -1,21 +1,10 @@
 #include <Page/AIInterviewPages/QuestionBox.h>
 #include <Page/AIInterviewPages/StatusChip.h>
-#include <gmock/gmock.h>
-#include <support/WaitFor.h>
-
-#include <QAccessible>
-#include <QLabel>
-#include <QScrollBar>
-#include <QSignalSpy>
-#include <QTest>
-#include <set>
 
 #include "WindowRig.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using testing::waitFor;
 
 class StatusChipTest : public WindowRig {
 protected:
@@ -125,7 +114,7 @@ protected:
         box_.resize(300, 120);
         box_.show();
         box_.activateWindow();
-        EXPECT_TRUE(testing::waitFor([this] { return box_.hasFocus(); }));
+        EXPECT_TRUE(waitFor([this] { return box_.hasFocus(); }));
     }
     std::string text() const { return box_.toPlainText().toStdString(); }
     bool isAtEnd() const { return box_.verticalScrollBar()->value() == box_.verticalScrollBar()->maximum(); }
@@ -210,4 +199,4 @@ TEST_F(QuestionBoxTest, TheNewestSentenceIsFollowedUnlessTheUserScrollsBackOrTyp
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -7,11 +7,7 @@
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Page/View/ReadingList.h>
 
-#include <QApplication>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QTest>
-#include <QToolButton>
+#include "support/WidgetTest.h"
 
 namespace parlowen {
 

@@ -1,24 +1,11 @@
 #include <Page/View/MeasuredList.h>
 #include <Page/View/ReadingList.h>
 #include <Tools/PopView/SystemFont.h>
-#include <gmock/gmock.h>
-#include <support/WaitFor.h>
 
-#include <QApplication>
-#include <QClipboard>
-#include <QContextMenuEvent>
-#include <QMouseEvent>
-#include <QPushButton>
-#include <QScrollBar>
-#include <QStandardItemModel>
-#include <QTest>
-#include <QWheelEvent>
-#include <functional>
+#include "support/WidgetTest.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using testing::waitFor;
 
 QStandardItem* rowOf(const QString& text) {
     auto* made = new QStandardItem;
@@ -164,7 +151,7 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
         act();
         const int place = bar.value();
         QTest::mouseMove(list_.viewport(), {80, 60});
-        EXPECT_TRUE(testing::holdsFor([&] { return bar.value() == place; }, 100)) << what << ": it scrolls no more";
+        EXPECT_TRUE(holdsFor([&] { return bar.value() == place; }, 100)) << what << ": it scrolls no more";
         list_.show();
         list_.setFocus();
         list_.scrollToEnd();
@@ -337,11 +324,11 @@ TEST_F(MeasuredListTest, AChangedWidthMeasuresTheRowsInSightAtOnceAndTheOthersBe
     EXPECT_TRUE(right(list_.rowAt(0))) << "a row that comes into sight meanwhile";
     const int place = list_.rowAt(0);
     const int offset = list_.rowViewportPosition(place);
-    ASSERT_TRUE(testing::waitFor([this] { return list_.isMeasured(); }));
+    ASSERT_TRUE(waitFor([this] { return list_.isMeasured(); }));
     EXPECT_EQ(list_.rowAt(0), place);
     EXPECT_EQ(list_.rowViewportPosition(place), offset);
     EXPECT_TRUE(right(0) && right(2'999));
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

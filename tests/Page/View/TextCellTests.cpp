@@ -4,18 +4,12 @@
 #include <Page/View/TextCell.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
-#include <gmock/gmock.h>
-#include <support/WaitFor.h>
 
-#include <QApplication>
-#include <QImage>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPainter>
-#include <QStandardItemModel>
 #include <random>
 
-namespace parlowen {
+#include "support/WidgetTest.h"
+
+namespace parlowen::testing {
 namespace {
 
 constexpr int width = 300;
@@ -132,9 +126,6 @@ TEST(TextBlockTest, ATextThatChangesIsLaidOutLikeOneThatCameWhole) {
     }
 }
 
-using ::testing::ElementsAre;
-using testing::waitFor;
-
 /// Notes its steps; holds a label and a field that wants the keyboard.
 class Page : public BaseViewController {
 public:
@@ -206,4 +197,4 @@ TEST(PageContainerTest, APageIsReadableOnADarkDesktop) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

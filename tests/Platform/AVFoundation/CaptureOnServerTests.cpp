@@ -4,18 +4,15 @@
 #include <AVFoundation/CaptureSource.h>
 #include <AVFoundation/ChirpProbe.h>
 #include <PulseAudio/PulseClient.h>
-#include <gmock/gmock.h>
 #include <support/CallSound.h>
 #include <support/CapturedLog.h>
 #include <support/PrivateAudioServer.h>
 
 #include <QTcpServer>
-#include <algorithm>
-#include <atomic>
-#include <cmath>
 #include <csignal>
 #include <future>
-#include <mutex>
+
+#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
@@ -209,7 +206,6 @@ bool isGranted() {
     return answer;
 }
 
-/// Once the server that PULSE_SERVER names is known.
 AVAuthorizationStatus permission() {
     const std::shared_ptr<PulseClient> client = PulseClient::shared();
     client->waitUntilKnown(std::chrono::seconds(30));

@@ -1,11 +1,7 @@
 #include "Sounds.h"
 
-#include <gmock/gmock.h>
+#include "support/Testing.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <numbers>
 #include <random>
 
 namespace parlowen::testing {

@@ -1,15 +1,11 @@
 #include <AVFoundation/AVAudioEngine.h>
 #include <AVFoundation/FileCapture.h>
-#include <gmock/gmock.h>
 #include <support/FakeCapture.h>
 
-#include <QFile>
 #include <QTemporaryDir>
-#include <atomic>
-#include <cmath>
-#include <sndfile.h>
 
 #include "Sounds.h"
+#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {

@@ -1,22 +1,17 @@
 #include <AVFoundation/CaptureTimeline.h>
 #include <AVFoundation/InputReport.h>
 #include <AVFoundation/LevelControl.h>
-#include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 
-#include <algorithm>
-#include <cmath>
-#include <numbers>
 #include <random>
-#include <vector>
 
 #include "Sounds.h"
+#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using ::testing::ElementsAre;
 using State = InputStatus::State;
 
 class InputReportTest : public ::testing::Test {
@@ -216,7 +211,6 @@ float highest(const Sound& sound) {
 
 class LevelControlTest : public ::testing::Test {
 protected:
-    /// In buffers as they are converted.
     Sound after(Sound sound) {
         for (std::size_t at = 0; at < sound.size(); at += 682)
             control_.apply(sound.data() + at, std::min<std::size_t>(682, sound.size() - at));

@@ -13,7 +13,6 @@
 #include <sndfile.h>
 #include <vector>
 
-/// Sounds to feed in, and what to ask of those that come out.
 namespace parlowen::testing {
 
 using Buffer = std::shared_ptr<AVAudioPCMBuffer>;
@@ -97,7 +96,6 @@ inline bool writeSoundFile(const QString& path, int format, int rate, int channe
     return sf_close(file) == 0 && written == frames;
 }
 
-/// Takes captured buffers on any thread.
 class Collector {
 public:
     void take(Buffer buffer) {

@@ -1,6 +1,5 @@
-#include <gmock/gmock.h>
+#include "support/Testing.h"
 
-#include <atomic>
 #include <future>
 #include <thread>
 
@@ -8,8 +7,6 @@
 
 using namespace parlowen;
 using namespace parlowen::testing;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 namespace {
 

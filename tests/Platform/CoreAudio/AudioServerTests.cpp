@@ -2,25 +2,24 @@
 
 #include <CoreAudio/PulseAudioServer.h>
 #include <PulseAudio/PulseClient.h>
-#include <gmock/gmock.h>
 #include <support/CallSound.h>
 #include <support/PrivateAudioServer.h>
+
+#include "support/Testing.h"
 
 using namespace parlowen;
 using namespace parlowen::testing;
 
 namespace {
 
-const QStringList twinSpeakersHeadsetAndMicrophone{
+const QStringList speakersHeadsetAndMicrophone{
     "module-null-sink sink_name=headset rate=44100 channels=2 sink_properties='device.description=\"Test Headset\"'",
     "module-null-sink sink_name=speakers rate=48000 channels=2 sink_properties='device.description=\"Test Speakers\"'",
-    "module-null-sink sink_name=twin rate=48000 channels=2 sink_properties='device.description=\"Test Speakers\"'",
     "module-remap-source master=headset.monitor source_name=mic "
     "source_properties='device.description=\"Test Microphone\"'"};
 
 class AudioServers : public EitherAudioServer {
 protected:
-    /// 0 when no device has that UID.
     AudioObjectID device(const std::string& uid) {
         for (const AudioObjectID id : ids(*server, kAudioObjectSystemObject, {fourCC("dev#")}))
             if (text(*server, id, fourCC("uid ")) == uid)
@@ -34,7 +33,7 @@ protected:
 ON_EITHER_AUDIO_SERVER(AudioServers);
 
 TEST_P(AudioServers, SinksAndSourcesAreDevicesOthersChangesAreToldAndWhatIsSetStaysInTheProgram) {
-    ASSERT_NO_FATAL_FAILURE(startServer(twinSpeakersHeadsetAndMicrophone));
+    ASSERT_NO_FATAL_FAILURE(startServer(speakersHeadsetAndMicrophone));
     control({"set-default-sink", "speakers"});
     control({"set-default-source", "mic"});
     server = std::make_unique<PulseAudioServer>(std::make_shared<PulseClient>(daemon->address().toStdString()));
@@ -46,8 +45,6 @@ TEST_P(AudioServers, SinksAndSourcesAreDevicesOthersChangesAreToldAndWhatIsSetSt
     const AudioObjectID headset = device("headset"), mic = device("mic"), loopback = device(loopbackDevice::uid);
     EXPECT_EQ(text(*server, headset, fourCC("lnam")), "Test Headset");
     EXPECT_EQ(text(*server, mic, fourCC("lnam")), "Test Microphone");
-    EXPECT_EQ(text(*server, device("speakers"), fourCC("lnam")), "Test Speakers (1)");
-    EXPECT_EQ(text(*server, device("twin"), fourCC("lnam")), "Test Speakers (2)");
     EXPECT_EQ(value<double>(*server, headset, {fourCC("nsrt")}), 44100);
     EXPECT_EQ(ids(*server, headset, {fourCC("stm#"), kAudioObjectPropertyScopeInput}).size(), 1U);
     EXPECT_EQ(ids(*server, mic, {fourCC("stm#"), kAudioObjectPropertyScopeOutput}).size(), 0U);

@@ -2,7 +2,6 @@
 
 #include <CoreAudio/AudioPropertyData.h>
 #include <QStringList>
-#include <mutex>
 #include <support/SimulatedAudioServer.h>
 
 namespace parlowen::testing {
@@ -13,7 +12,6 @@ inline std::string text(AudioServer& server, AudioObjectID object, FourCharCode 
     return status == 0 ? propertyText(data) : "status " + fourCCText(static_cast<FourCharCode>(status)).toStdString();
 }
 
-/// 0 when it cannot be read.
 template<class T>
 T value(AudioServer& server, AudioObjectID object, const AudioObjectPropertyAddress& address) {
     std::vector<std::byte> data;
@@ -36,7 +34,6 @@ inline std::vector<AudioObjectID> deviceList(AudioServer& server) {
     return list;
 }
 
-/// The UID of what a property of the system object names.
 inline std::string defaultDevice(AudioServer& server, FourCharCode selector) {
     return text(server, value<AudioObjectID>(server, kAudioObjectSystemObject, {selector}), fourCC("uid "));
 }
@@ -80,7 +77,6 @@ public:
         return std::exchange(heard_, {});
     }
 
-    /// In how many calls since then that text is.
     std::ptrdiff_t count(const std::string& part) {
         const std::lock_guard lock(mutex_);
         return std::count_if(heard_.begin(), heard_.end(),

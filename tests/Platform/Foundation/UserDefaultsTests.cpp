@@ -4,34 +4,21 @@
 #include <Foundation/NotificationCenter.h>
 #include <Foundation/SerialQueue.h>
 #include <Foundation/UserDefaults.h>
-#include <gmock/gmock.h>
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QLockFile>
-#include <QTemporaryDir>
-#include <QUrl>
+#include <QtCore>
 #include <future>
-#include <limits>
 #include <thread>
-#include <vector>
 
 #include "support/CapturedLog.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using parlowen::testing::CapturedLog;
-using parlowen::testing::FileSizeLimit;
-using ::testing::SizeIs;
-
-QByteArray contentOf(const QString& path) {
-    return QByteArray::fromStdString(testing::contentsOf(path.toStdString()));
-}
-void fill(const QString& path, const QByteArray& bytes) { testing::writeFile(path.toStdString(), bytes.toStdString()); }
+QByteArray contentOf(const QString& path) { return QByteArray::fromStdString(contentsOf(path.toStdString())); }
+void fill(const QString& path, const QByteArray& bytes) { writeFile(path.toStdString(), bytes.toStdString()); }
 
 QFile::Permissions othersMay(const QString& path) {
     return QFile::permissions(path) & (QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther |
@@ -180,8 +167,6 @@ TEST_F(UserDefaultsTest, AFullDiskLeavesTheOldFileWholeAndSaysSo) {
     }
 }
 
-using parlowen::testing::waitFor;
-
 TEST(SerialQueueTest, RunsAllWorkInOrderOnOneThreadThoughItIsDropped) {
     std::vector<std::pair<int, std::thread::id>> seen;
     {
@@ -275,4 +260,4 @@ TEST(LocalTrustTest, IsForTheNamedLoopbackHostAlone) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -1,10 +1,10 @@
 #include <PulseAudio/PulseClient.h>
 #include <PulseAudio/SessionRoute.h>
-#include <gmock/gmock.h>
 #include <support/PrivateAudioServer.h>
 
 #include <QLocalServer>
-#include <atomic>
+
+#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
@@ -138,21 +138,6 @@ TEST(InputTargetTest, AMicrophoneIsTheUsersOwnElseAFitOneAndNeverAMonitor) {
     EXPECT_EQ(heard(server, Choice{What::Microphone, "unplugged", "line"}), "line");
     server.sources.resize(2);
     EXPECT_EQ(heard(server, Choice()), "nothing");
-}
-
-TEST(SessionRouteTest, TellsOfEachChangeOnceUntilTheWatchEnds) {
-    SessionRoute route;
-    EXPECT_EQ(route.choice(), std::nullopt);
-    int told = 0;
-    auto watch = route.watch([&told] { ++told; });
-    const Choice output{What::Output, "headset"};
-    route.choose(output);
-    route.choose(output);
-    EXPECT_EQ(told, 1);
-    EXPECT_EQ(route.choice(), output);
-    watch.reset();
-    route.choose({});
-    EXPECT_EQ(told, 1);
 }
 
 TEST(InputTargetTest, WhatIsPlayedComesFromTheMonitorOfTheRightOutput) {

@@ -1,12 +1,10 @@
 #include <PulseAudio/PulseEventLoop.h>
 
-#include <array>
 #include <gtest/gtest.h>
-#include <string>
 #include <thread>
 #include <unistd.h>
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
 using namespace std::chrono_literals;
@@ -79,4 +77,4 @@ TEST_F(PulseEventLoopTest, RestsOnceNothingIsAtHandButNotBeyondATimer) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

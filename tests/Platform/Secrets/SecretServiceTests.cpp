@@ -1,10 +1,10 @@
 #include <Secrets/SecretService.h>
-#include <gmock/gmock.h>
 
 #include <QProcess>
 #include <csignal>
 #include <future>
 
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
 namespace parlowen::testing {

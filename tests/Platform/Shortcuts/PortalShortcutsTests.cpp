@@ -1,17 +1,15 @@
 #include <Shortcuts/PortalShortcuts.h>
-#include <gmock/gmock.h>
 
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
 #include <QProcess>
 
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
 
 const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 

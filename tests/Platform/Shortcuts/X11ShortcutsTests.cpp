@@ -1,16 +1,14 @@
 #include <Shortcuts/X11Shortcuts.h>
-#include <gmock/gmock.h>
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
 
 #include <QProcess>
 
+#include "support/Testing.h"
 #include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
-
-using ::testing::ElementsAre;
 
 /// An X server of its own, whose keys soon repeat themselves, with somebody at its keyboard.
 class X11ShortcutsTest : public ::testing::Test {

@@ -1,18 +1,12 @@
 #include <Speech/SPXRecognizer.h>
-#include <gmock/gmock.h>
 
 #include <QRegularExpression>
-#include <QSslConfiguration>
 #include <QStringList>
-#include <atomic>
 #include <chrono>
-#include <cstring>
-#include <memory>
-#include <mutex>
-#include <set>
 #include <thread>
 
 #include "support/ScriptedSpeechServer.h"
+#include "support/Testing.h"
 #include "support/TlsFiles.h"
 #include "support/WaitFor.h"
 
@@ -20,40 +14,33 @@ namespace parlowen::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using ::testing::AllOf;
-using ::testing::HasSubstr;
 
 /// What a recognizer told, from whichever thread.
 class Heard {
 public:
     void listenTo(SPXRecognizer& recognizer) {
-        recognizer.addRecognizedEventHandler([this](const SPXRecognitionEvent& event) {
-            const std::lock_guard lock(mutex_);
-            finals_.append(event.result.text.value_or(QString()));
-        });
-        recognizer.addRecognizingEventHandler([this](const SPXRecognitionEvent&) { ++partials_; });
-        recognizer.addGapEventHandler([this](const SPXGapEvent& event) {
-            const std::lock_guard lock(mutex_);
-            finals_.append(QString("(%1 s missing)").arg(event.seconds));
-        });
-        recognizer.addConnectionEventHandler([this](const SPXConnectionEvent& event) {
-            const std::lock_guard lock(mutex_);
-            connections_.append(event.connected ? "reached" : event.details.english);
-        });
-        recognizer.addCanceledEventHandler([this](const SPXCanceledEvent& event) {
-            const std::lock_guard lock(mutex_);
-            cancellations_.append(event.errorDetails ? event.errorDetails->english : "(no details)");
+        recognizer.addRecognizedEventHandler(
+            [this](const auto& event) { note(finals_, event.result.text.value_or(QString())); });
+        recognizer.addRecognizingEventHandler([this](const auto&) { ++partials_; });
+        recognizer.addGapEventHandler(
+            [this](const auto& event) { note(finals_, QString("(%1 s missing)").arg(event.seconds)); });
+        recognizer.addConnectionEventHandler(
+            [this](const auto& event) { note(connections_, event.connected ? "reached" : event.details.english); });
+        recognizer.addCanceledEventHandler([this](const auto& event) {
+            note(cancellations_, event.errorDetails ? event.errorDetails->english : "(no details)");
         });
     }
 
-    /// The texts of the final results, and gaps in their place among them.
-    QStringList finals() const { return copyOf(finals_); }
+    QStringList finals() const { return copyOf(finals_); } ///< and gaps in their place among them
     int partials() const { return partials_; }
-    /// "reached", or why it was lost, for each change.
-    QStringList connections() const { return copyOf(connections_); }
+    QStringList connections() const { return copyOf(connections_); } ///< "reached", or why it was lost
     QStringList cancellations() const { return copyOf(cancellations_); }
 
 private:
+    void note(QStringList& list, const QString& text) {
+        const std::lock_guard lock(mutex_);
+        list << text;
+    }
     /// A list of its own: what shares one counts its owners outside of the lock.
     QStringList copyOf(const QStringList& list) const {
         const std::lock_guard lock(mutex_);
@@ -61,10 +48,8 @@ private:
     }
 
     mutable std::mutex mutex_;
-    QStringList finals_;
-    QStringList connections_;
+    QStringList finals_, connections_, cancellations_;
     std::atomic<int> partials_ = 0;
-    QStringList cancellations_;
 };
 
 /// A recognizer on a stream, with someone who listens. Short pauses, so that tests of reconnects are quick.
@@ -78,7 +63,6 @@ struct Recognition {
         heard.listenTo(*recognizer);
     }
 
-    /// Starts with so many bytes of audio.
     void start(std::size_t bytes = 0) {
         stream->write(std::string(bytes, 'a'));
         EXPECT_TRUE(recognizer->startContinuousRecognition());
@@ -94,7 +78,6 @@ constexpr const char* helloPhrase =
 
 class SPXRecognizerTest : public ::testing::Test {
 protected:
-    /// Waits until a turn of the session has that much audio.
     bool hasAudio(std::size_t session, std::size_t turn, std::size_t bytes) const {
         return waitFor([&] {
             return server.sessions.size() > session && server.sessions[session]->turns.size() > turn &&

@@ -1,12 +1,11 @@
 #include <Speech/SpeechConnection.h>
 #include <Speech/SpeechTurn.h>
-#include <gmock/gmock.h>
 
-#include <array>
 #include <nlohmann/json.hpp>
-#include <string>
 
-namespace parlowen {
+#include "support/Testing.h"
+
+namespace parlowen::testing {
 namespace {
 
 using nlohmann::json;
@@ -331,4 +330,4 @@ TEST(PushStreamTest, WhatTheServiceFoundSilentIsNoLossAndSentAgainForItsLastFift
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

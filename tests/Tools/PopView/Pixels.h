@@ -1,13 +1,6 @@
 #pragma once
 
-#include <QColor>
-#include <QImage>
-#include <QPixmap>
-#include <QVariantAnimation>
-#include <QWidget>
-#include <cstdlib>
-#include <functional>
-#include <gmock/gmock.h>
+#include "support/WidgetTest.h"
 
 /// What a test reads off the screen, and how it moves what fades there.
 namespace parlowen {

@@ -6,21 +6,8 @@
 #include <Tools/PopView/Popover.h>
 #include <Tools/PopView/Windows.h>
 
-#include <QApplication>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QScreen>
-#include <QTest>
-#include <QTimer>
-#include <QWindow>
-#include <support/WaitFor.h>
-
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
-
-using testing::waitFor;
 
 /// A window with a field that has the keyboard, over a button that counts its clicks.
 class PopViewTest : public ::testing::Test {
@@ -263,4 +250,4 @@ TEST_F(PopViewTest, AllWindowsButOneAreClosedAnOpenAlertToo) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -3,26 +3,13 @@
 #include <Foundation/NotificationCenter.h>
 #include <Tools/PopView/ProgressHUD.h>
 
-#include <QApplication>
-#include <QLabel>
-#include <QPushButton>
-#include <QScreen>
-#include <QTest>
-#include <QWindow>
-#include <algorithm>
-#include <memory>
 #include <support/CapturedLog.h>
-#include <support/WaitFor.h>
-#include <tuple>
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::waitFor;
 constexpr auto textMode = ProgressHUDMode::text;
 
-/// An overlay over a window, and what it announces.
 class ProgressHUDTest : public ::testing::Test {
 protected:
     ProgressHUDTest() {
@@ -113,7 +100,7 @@ TEST_F(ProgressHUDTest, AHideMeetsALaterMessage) {
     hud_.performHideDelayed(1, 0.01);
     hud_.hide(false);
     show("二", textMode);
-    EXPECT_TRUE(testing::holdsFor([this] { return hud_.isVisible(); }, 300)) << "a hide drops the scheduled ones";
+    EXPECT_TRUE(holdsFor([this] { return hud_.isVisible(); }, 300)) << "a hide drops the scheduled ones";
     posted_.clear();
     hud_.hide(true);
     show("三", textMode);
@@ -138,7 +125,7 @@ TEST_F(ProgressHUDTest, MovesOnceItsWindowIsClosedAndOutlivesIt) {
     hud_.show("四", ProgressHUDMode::determinate);
     delete hud_.containerView;
     EXPECT_FALSE(hud_.isVisible());
-    testing::CapturedLog log;
+    CapturedLog log;
     hud_.error("没有麦克风");
     EXPECT_TRUE(log.lines().join(u' ').contains("没有麦克风")) << "without a container it is not lost";
 }
@@ -180,7 +167,7 @@ TEST_F(ProgressHUDTest, AMaskCoversTheWindowAndLetsClicksThroughOrNot) {
         click(hud_.box().center());
         EXPECT_EQ(clicks, passed);
         EXPECT_THAT(posted_, ElementsAre("didReceiveMouseDownEvent", "didReceiveMouseDownEvent"));
-        EXPECT_TRUE(testing::holdsFor([this] { return hud_.alpha() == 1; }, 20)) << "a click alone does not hide it";
+        EXPECT_TRUE(holdsFor([this] { return hud_.alpha() == 1; }, 20)) << "a click alone does not hide it";
         hud_.dismissible = true;
         click({20, 20});
         EXPECT_TRUE(waitFor([this] { return !hud_.isVisible(); }));
@@ -216,20 +203,13 @@ TEST_F(ProgressHUDTest, TheBoxHoldsItsContentAndStandsWhereAskedFor) {
 
 TEST_F(ProgressHUDTest, ColoursAndIconsAreThoseAskedFor) {
     using Mode = ProgressHUDMode;
-    const std::tuple<Mode::Kind, ProgressHUDStyle, QColor, QColor, std::vector<QPoint>, QPoint> looks[] = {
-        {Mode::success,
-         ProgressHUDStyle::dark(),
-         QColor(242, 242, 242),
-         Qt::black,
-         {{19, 48}, {5, 32}, {54, 13}},
-         {30, 10}},
-        {Mode::error, ProgressHUDStyle::light(), Qt::black, Qt::white, {{9, 9}, {51, 51}, {51, 9}, {9, 51}}, {30, 15}},
-        {Mode::info,
-         ProgressHUDStyle::custom(Qt::red, Qt::blue),
-         Qt::red,
-         Qt::blue,
-         {{30, 1}, {30, 44}, {30, 16}},
-         {20, 30}}};
+    using Points = std::vector<QPoint>;
+    const std::tuple looks[] = {std::tuple(Mode::success, ProgressHUDStyle::dark(), QColor(242, 242, 242),
+                                           QColor(Qt::black), Points{{19, 48}, {5, 32}, {54, 13}}, QPoint(30, 10)),
+                                std::tuple(Mode::error, ProgressHUDStyle::light(), QColor(Qt::black), QColor(Qt::white),
+                                           Points{{9, 9}, {51, 51}, {51, 9}, {9, 51}}, QPoint(30, 15)),
+                                std::tuple(Mode::info, ProgressHUDStyle::custom(Qt::red, Qt::blue), QColor(Qt::red),
+                                           QColor(Qt::blue), Points{{30, 1}, {30, 44}, {30, 16}}, QPoint(20, 30))};
     hud_.opacity = 0.8;
     for (const auto& [kind, style, foreground, ground, drawn, clear] : looks) {
         hud_.style = style;
@@ -251,4 +231,4 @@ TEST_F(ProgressHUDTest, ColoursAndIconsAreThoseAskedFor) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

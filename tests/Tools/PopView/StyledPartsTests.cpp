@@ -7,19 +7,11 @@
 #include <Tools/PopView/MouseTracker.h>
 #include <Tools/PopView/StyleSheets.h>
 
-#include <QApplication>
-#include <QDir>
-#include <QLabel>
-#include <QPushButton>
-#include <QTest>
 #include <support/CapturedLog.h>
-#include <support/WaitFor.h>
 
-namespace parlowen {
+namespace parlowen::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::waitFor;
 constexpr auto entered = MouseMoveEvent::entered;
 constexpr auto exited = MouseMoveEvent::exited;
 
@@ -108,15 +100,12 @@ TEST(StyledPartsTest, FieldsKeepTheirTextInsideTheirGround) {
     CustomBacTextField view;
     view.resize(200, 40);
     paintGround(view, Qt::white);
-    EXPECT_THAT(shot(view).pixelColor(100, 20), Looks(Qt::white)) << "clear at first";
     view.setBackgroundColor(hexColor(theme::accent));
     view.setCornerRadius(8);
     EXPECT_THAT(shot(view).pixelColor(0, 0), Looks(Qt::white));
-    EXPECT_THAT(shot(view).pixelColor(4, 4), Looks(hexColor(theme::accent)));
     view.textField()->setText("<b>one</b> two three four five six seven eight nine");
     const QRect ink = extent(shot(view), isDark);
-    EXPECT_LE(ink.right(), 200 - 8) << "cut at its tail, inside the view";
-    EXPECT_LT(ink.height(), 20) << "in one line";
+    EXPECT_TRUE(ink.right() <= 200 - 8 && ink.height() < 20) << "cut at its tail, in one line inside the view";
 }
 
 TEST(StyledPartsTest, EveryTextStandsOutFromItsGround) {
@@ -153,7 +142,7 @@ TEST(StyledPartsTest, EveryPictureIsSharpAtBothScalesAndAMissingOneIsSeen) {
     for (const QString& file : QDir(":/icons").entryList())
         names << file.chopped(4);
     EXPECT_GT(names.size(), 30);
-    testing::CapturedLog log;
+    CapturedLog log;
     for (const QString& name : names) {
         const QImage small = namedImage(name).pixmap(QSize(24, 24), 1.0).toImage();
         const QImage large = namedImage(name).pixmap(QSize(24, 24), 2.0).toImage();
@@ -166,4 +155,4 @@ TEST(StyledPartsTest, EveryPictureIsSharpAtBothScalesAndAMissingOneIsSeen) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

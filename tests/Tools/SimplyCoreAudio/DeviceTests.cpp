@@ -3,23 +3,18 @@
 #include <Tools/SimplyCoreAudio/AudioObjectPool.h>
 #include <Tools/SimplyCoreAudio/PropertyAccess.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
-#include <gmock/gmock.h>
 #include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
 
 #include <QCoreApplication>
 #include <QJsonArray>
-#include <array>
-#include <map>
 #include <random>
 #include <thread>
 
-namespace parlowen {
-namespace {
+#include "support/Testing.h"
 
-using namespace ::parlowen::testing;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+namespace parlowen::testing {
+namespace {
 
 class DeviceTest : public ::testing::Test {
 protected:
@@ -265,4 +260,4 @@ TEST(DeviceStormTest, OneWrapperForEachDeviceAndNothingIsLeft) {
 }
 
 } // namespace
-} // namespace parlowen
+} // namespace parlowen::testing

@@ -1,5 +1,4 @@
 #include "support/RunningService.h"
-#include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 
 #include <future>
 #include <gtest/gtest.h>
-#include <set>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;

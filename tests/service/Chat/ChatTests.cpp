@@ -6,17 +6,13 @@
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/io_context.hpp>
-#include <gmock/gmock.h>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
 using namespace std::chrono_literals;
 using boost::asio::awaitable;
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 namespace {
 
@@ -96,13 +92,6 @@ private:
 std::string answerBy(ScriptedModel::Script script, const std::string& question = "Why?") {
     const ScriptedModel model(std::move(script));
     return Answers(model.url()).to({.text = question});
-}
-
-/// Whether it comes true, for what another thread does.
-bool eventually(const std::function<bool()>& condition) {
-    for (int look = 0; look < 2'000 && !condition(); ++look)
-        std::this_thread::sleep_for(5ms);
-    return condition();
 }
 
 const std::string a = ScriptedModel::event("a");

@@ -6,11 +6,11 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <future>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;

@@ -3,20 +3,16 @@
 #include "support/TemporaryDirectory.h"
 
 #include <archive.h>
-#include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <filesystem>
-#include <gmock/gmock.h>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
-#include <string>
 #include <sys/wait.h>
 #include <thread>
 
+#include "support/Testing.h"
+
 using namespace parlowen::service;
 using namespace parlowen::testing;
-using ::testing::HasSubstr;
 
 namespace {
 
@@ -109,8 +105,7 @@ protected:
         }
     }
 
-    /// The program's exit status and what it said.
-    std::pair<int, std::string> program(const std::string& options, const std::string& before = "") {
+    ShellRun program(const std::string& options, const std::string& before = "") {
         nlohmann::json files;
         for (const auto& file : entry.files)
             files.push_back({{"path", file.path}, {"bytes", file.bytes}, {"sha256", file.sha256}});
@@ -118,15 +113,8 @@ protected:
         writeFile(catalogue, nlohmann::json{{"base", "http://127.0.0.1:1/"},
                                             {"models", {{{"name", "my-en"}, {"languages", {"en"}}, {"files", files}}}}}
                                  .dump());
-        const auto command = "exec 2>&1; " + before + " '" PARLOWEN_SERVICE "' --data '" + data.string() +
-                             "' --catalogue '" + catalogue.string() + "' " + options;
-        FILE* pipe = ::popen(command.c_str(), "r");
-        std::string said;
-        std::array<char, 4096> bytes{};
-        while (const auto count = std::fread(bytes.data(), 1, bytes.size(), pipe))
-            said.append(bytes.data(), count);
-        const int status = ::pclose(pipe);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, said};
+        return ShellRun(before + " '" PARLOWEN_SERVICE "' --data '" + data.string() + "' --catalogue '" +
+                        catalogue.string() + "' " + options);
     }
 
     TemporaryDirectory directory;
@@ -201,9 +189,9 @@ TEST_F(GetModel, TheProgramGoesOnAfterAKillAndTriesTheModel) {
     ASSERT_GT(server.served, 0U);
     server.cutAfter = 0;
     const auto again = program(fetch);
-    EXPECT_EQ(again.first, 0) << again.second;
+    EXPECT_EQ(again.status, 0) << again.output;
     EXPECT_LT(server.served, entry.bytes() + 2'500'000) << "it went on from what was there";
-    EXPECT_THAT(again.second, HasSubstr("languages: en"));
-    EXPECT_THAT(program("--models").second, HasSubstr("my-en\n    Moonshine, 29 MB, licence: unknown"));
-    EXPECT_EQ(program("--get-model nothing").first, 1);
+    EXPECT_THAT(again.output, HasSubstr("languages: en"));
+    EXPECT_THAT(program("--models").output, HasSubstr("my-en\n    Moonshine, 29 MB, licence: unknown"));
+    EXPECT_EQ(program("--get-model nothing").status, 1);
 }

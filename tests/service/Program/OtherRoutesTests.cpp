@@ -1,7 +1,6 @@
 #include "Program/OtherRoutes.h"
 #include "support/RunningService.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace parlowen::service;

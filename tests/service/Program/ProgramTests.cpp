@@ -2,8 +2,6 @@
 #include "Program/Options.h"
 #include "support/TemporaryDirectory.h"
 
-#include <array>
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -12,22 +10,7 @@ using namespace parlowen::testing;
 
 namespace {
 
-struct Outcome {
-    int status;
-    std::string output; ///< standard output and the log
-};
-
-Outcome shell(const std::string& command) {
-    FILE* pipe = ::popen(("exec 2>&1; " + command).c_str(), "r");
-    Outcome run{-1, {}};
-    std::array<char, 4096> bytes{};
-    while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
-        run.output.append(bytes.data(), count);
-    run.status = WEXITSTATUS(::pclose(pipe));
-    return run;
-}
-
-bool has(const Outcome& run, const std::string& part) { return run.output.find(part) != std::string::npos; }
+bool has(const ShellRun& run, const std::string& part) { return run.output.find(part) != std::string::npos; }
 
 class Program : public ::testing::Test {
 protected:
@@ -44,12 +27,12 @@ ServiceOptions parsed(const std::vector<std::string>& arguments) { return parseO
 } // namespace
 
 TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
-    const Outcome run = shell(command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null"));
+    const ShellRun run(command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null"));
     EXPECT_EQ(run.status, 0) << run.output;
     EXPECT_TRUE(has(run, "listening on https://127.0.0.1:")) << run.output;
     EXPECT_EQ(modeOf(data), 0700U);
     EXPECT_EQ(modeOf(data / "parlowen.db"), 0600U);
-    const Outcome wrong = shell(command("--nonsense"));
+    const ShellRun wrong(command("--nonsense"));
     EXPECT_EQ(wrong.status, 2);
     EXPECT_TRUE(has(wrong, "'--nonsense'") && has(wrong, "Usage:"));
 }
@@ -57,25 +40,24 @@ TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
 TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
     for (const char* signal : {"TERM", "INT"}) {
         // An interactive interrupt is ignored by what a shell starts in the background, so env takes that back.
-        const Outcome run =
-            shell("(env --default-signal " + command("--listen 127.0.0.1:0") + " & echo pid=$!; wait $!; " +
-                  "echo status=$?) | while read -r line; do echo \"$line\"; case $line in pid=*) " +
-                  "pid=${line#pid=};; listening*) port=${line##*:}; " + command("--listen 127.0.0.1:$port") +
-                  "; echo second=$?; kill -" + signal + " $pid;; esac; done");
+        const ShellRun run("(env --default-signal " + command("--listen 127.0.0.1:0") + " & echo pid=$!; wait $!; " +
+                           "echo status=$?) | while read -r line; do echo \"$line\"; case $line in pid=*) " +
+                           "pid=${line#pid=};; listening*) port=${line##*:}; " + command("--listen 127.0.0.1:$port") +
+                           "; echo second=$?; kill -" + signal + " $pid;; esac; done");
         EXPECT_TRUE(has(run, "second=3") && has(run, "is in use") && has(run, "status=0")) << run.output;
     }
 }
 
 TEST_F(Program, NamesTheFileThatItCannotUseAndLeavesItAlone) {
     const std::string start = command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null");
-    EXPECT_TRUE(has(shell("ulimit -f 0; " + start + " | cat"), "cannot start")) << "a full disk";
+    EXPECT_TRUE(has(ShellRun("ulimit -f 0; " + start + " | cat"), "cannot start")) << "a full disk";
     EXPECT_TRUE(!exists(data / "tls") || is_empty(data / "tls")) << "nothing is half written";
-    ASSERT_EQ(shell(start).status, 0);
+    ASSERT_EQ(ShellRun(start).status, 0);
     for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/server.key", "speech-tokens.key"}) {
         const auto file = data / name;
         const std::string kept = contentsOf(file);
         writeFile(file, std::string(5'000, '?'));
-        const Outcome run = shell(start);
+        const ShellRun run(start);
         EXPECT_EQ(run.status, 1) << run.output;
         EXPECT_TRUE(has(run, file.string())) << run.output;
         EXPECT_EQ(contentsOf(file), std::string(5'000, '?'));
@@ -83,10 +65,10 @@ TEST_F(Program, NamesTheFileThatItCannotUseAndLeavesItAlone) {
     }
     {
         const auto lock = DirectoryLock::take(data);
-        EXPECT_TRUE(has(shell(start), "another parlowen-service"));
+        EXPECT_TRUE(has(ShellRun(start), "another parlowen-service"));
     }
     std::filesystem::permissions(data, std::filesystem::perms(0750));
-    EXPECT_TRUE(has(shell(start), "chmod 700 " + data.string()));
+    EXPECT_TRUE(has(ShellRun(start), "chmod 700 " + data.string()));
 }
 
 TEST(Options, HaveDefaultsAndAreTaken) {
@@ -159,8 +141,8 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
     EXPECT_EQ(problemOf(withKey + "https://example.org/v1/"), "");
     const ServiceOptions options = parsed({"--config", here, "--answers-model", "other"});
     EXPECT_EQ(options.chat.url + options.chat.key + options.chat.model, "https://example.org/v1sk-1other");
-    writeFile(file, shell(command("--print-config")).output);
-    EXPECT_EQ(shell(command("--check-config --config '" + here + "'")).status, 0);
+    writeFile(file, ShellRun(command("--print-config")).output);
+    EXPECT_EQ(ShellRun(command("--check-config --config '" + here + "'")).status, 0);
     EXPECT_NE(contentsOf(file).find("\n#answers-tokens = 700\n"), std::string::npos);
-    EXPECT_EQ(shell(command("--check-answers --config '" + here + "'")).status, 1) << "there is no model";
+    EXPECT_EQ(ShellRun(command("--check-answers --config '" + here + "'")).status, 1) << "there is no model";
 }

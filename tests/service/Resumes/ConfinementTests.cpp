@@ -1,17 +1,15 @@
 #include "Resumes/ConfinedReader.h"
 #include "support/TemporaryDirectory.h"
 
-#include <array>
-#include <cstdio>
-#include <gmock/gmock.h>
 #include <linux/landlock.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/Testing.h"
+
 using namespace parlowen::service;
 using namespace parlowen::testing;
-using ::testing::HasSubstr;
 
 namespace {
 
@@ -25,14 +23,10 @@ protected:
     }
     /// What a shell says that runs in place of the file's reader.
     std::string shell(const std::string& script) const {
-        const std::string command = "SECRET=known '" PARLOWEN_BINARY_DIR "/bin/parlowen-service' " +
-                                    std::string(confinedReaderOption) + " '" + file.string() + "' /usr/bin/bash -c '" +
-                                    script + "' 2>&1";
-        FILE* pipe = ::popen(command.c_str(), "r");
-        std::array<char, 4096> bytes{};
-        const std::string said(bytes.data(), std::fread(bytes.data(), 1, bytes.size(), pipe));
-        ::pclose(pipe);
-        return said;
+        return ShellRun("SECRET=known '" PARLOWEN_BINARY_DIR "/bin/parlowen-service' " +
+                        std::string(confinedReaderOption) + " '" + file.string() + "' /usr/bin/bash -c '" + script +
+                        "' 2>&1")
+            .output;
     }
 
     TemporaryDirectory directory;

@@ -2,12 +2,12 @@
 #include "Resumes/ResumeLines.h"
 #include "support/TemporaryDirectory.h"
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
-using ::testing::ElementsAre;
 
 namespace {
 

@@ -1,21 +1,16 @@
 #include "Resumes/ResumeRoutes.h"
 #include "support/RunningService.h"
-#include "support/TemporaryDirectory.h"
 
-#include <gmock/gmock.h>
 #include <thread>
 #include <unistd.h>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
 namespace fs = std::filesystem;
 
 namespace {
-
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 constexpr const char* filesPath = "/compatible-mode/v1/files";
 
@@ -67,13 +62,6 @@ struct Uploader {
         });
     }
 };
-
-/// Whether it comes true, for what another thread does.
-bool eventually(const std::function<bool()>& condition) {
-    for (int look = 0; look < 2'000 && !condition(); ++look)
-        ::usleep(5'000);
-    return condition();
-}
 
 std::string errorOf(const Reply& reply) { return reply.json().at("error").at("code"); }
 

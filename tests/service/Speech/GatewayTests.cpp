@@ -1,13 +1,13 @@
 #include "ScriptedEngines.h"
 #include "Speech/Gateway.h"
 #include "support/RunningService.h"
-#include "support/ServiceClient.h"
 
 #include <Wire/SpeechMessage.h>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
-#include <gmock/gmock.h>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -15,7 +15,6 @@ using namespace std::chrono_literals;
 using testing::AnyOf;
 
 namespace {
-
 namespace websocket = boost::beast::websocket;
 
 /// A client of the speech gateway on 127.0.0.1 that blocks. What takes longer than a minute counts as its end.

@@ -1,19 +1,13 @@
 #include "Speech/RecogniserEngine.h"
 #include "Speech/RecogniserProcess.h"
 #include "support/RecognitionAudio.h"
-#include "support/TemporaryDirectory.h"
 #include "support/WordErrorRate.h"
 
 #include <boost/asio/post.hpp>
-#include <cmath>
-#include <condition_variable>
-#include <csignal>
-#include <fstream>
-#include <gmock/gmock.h>
-#include <mutex>
-#include <numbers>
 #include <random>
 #include <thread>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -21,7 +15,6 @@ using namespace std::chrono_literals;
 using Kind = RecognitionEvent::Kind;
 
 namespace {
-
 namespace fs = std::filesystem;
 
 const fs::path sampleFolder = PARLOWEN_SOURCE_DIR "/resources/sample-interview";

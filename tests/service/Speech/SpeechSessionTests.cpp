@@ -3,16 +3,14 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::wire;
 using parlowen::testing::ScriptedEngine;
 using parlowen::testing::ScriptedTranslator;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using Kind = RecognitionEvent::Kind;
 using nlohmann::json;
 

@@ -8,14 +8,13 @@
 #include <csignal>
 #include <fstream>
 #include <future>
-#include <gmock/gmock.h>
-#include <set>
 #include <unistd.h>
+
+#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace std::chrono_literals;
 using parlowen::wire::waveHeader;
-using testing::HasSubstr;
 using testing::Optional;
 
 TEST(DisplayText, SwearWordsAreMaskedAndAllElseStays) {
