@@ -20,7 +20,6 @@ using Access = LocalService::Access;
 class LocalServiceTest : public ::testing::Test {
 protected:
     LocalService::Place place(int port = 0) const { return {program_, data_.path(), static_cast<quint16>(port)}; }
-
     static Result<Access> outcomeOf(const std::function<void(LocalService::Started)>& start) {
         std::optional<Result<Access>> outcome;
         start([&outcome](const Result<Access>& result) { outcome = result; });
@@ -34,7 +33,6 @@ protected:
         QObject context;
         return outcomeOf([&](auto found) { backend.find(&context, std::move(found)); });
     }
-
     /// How a request to it comes out; no error when it was answered.
     static QNetworkReply::NetworkError reach(const Access& access) {
         QNetworkAccessManager manager;
@@ -44,7 +42,6 @@ protected:
         EXPECT_TRUE(waitFor([&reply] { return reply->isFinished(); }));
         return reply->error();
     }
-
     static QByteArrayList services() {
         QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(::getpid()));
         return children.open(QIODevice::ReadOnly) ? children.readAll().trimmed().split(' ') : QByteArrayList();

@@ -27,7 +27,6 @@ protected:
         EXPECT_THAT(alerts_, IsEmpty()) << "it comes later";
         return outcomes_.empty() ? Outcome{} : outcomes_.front();
     }
-
     /// The title of the one alert that comes behind an outcome.
     QString nextAlert() {
         EXPECT_TRUE(waitFor([this] { return !alerts_.empty(); }));

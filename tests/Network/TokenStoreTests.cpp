@@ -31,7 +31,6 @@ class Keeper : public SecretKeeper {
 public:
     explicit Keeper(Keyring& keyring)
         : keyring_(keyring) {}
-
     Result<std::optional<QString>> secret(const QString& owner) override {
         std::unique_lock lock(keyring_.mutex);
         if (!serves(lock))

@@ -18,7 +18,6 @@ const QByteArray profile = R"({"code":0,"data":{"user":{"user_code":"10086","pho
 class AccountTest : public BackendFixture {
 protected:
     ~AccountTest() override { ProgressHUD::shared().hide(false); }
-
     void open(const Reply& reply) {
         server_.enqueue(reply);
         page_.onSignedOut = [this] { ++signedOut_; };

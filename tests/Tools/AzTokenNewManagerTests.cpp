@@ -24,13 +24,11 @@ struct Delegate : AzTokenNewDelegate {
 class AzTokenNewManagerTest : public BackendFixture {
 protected:
     AzTokenNewManagerTest() { manager_->setDelegate(&delegate_); }
-
     void failures(int count) {
         for (int i = 0; i < count; ++i)
             server_.enqueue(i % 2 == 0 ? Reply::json(200, R"({"code":1,"message":""})") : Reply::json(503, "down"));
     }
     void success(const QByteArray& data) { server_.enqueue(Reply::json(200, R"({"code":0,"data":)" + data + "}")); }
-
     void endNextPause() {
         ASSERT_TRUE(waitFor([this] { return static_cast<bool>(afterPause_); }));
         std::exchange(afterPause_, nullptr)();
@@ -109,7 +107,6 @@ protected:
         onMain([] {}); // as every program has done before, on its main thread
         clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });
     }
-
     void pass(int seconds) {
         for (int i = 0; i < seconds; ++i) {
             if (const auto ticker = tickers_.back().lock())

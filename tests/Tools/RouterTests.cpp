@@ -22,7 +22,6 @@ protected:
         server->setDevice(source("camera", "Webcam"));
         server->setDefaults("camera", "speakers");
     }
-
     KXAudioRouter& router() {
         if (!router_)
             router_ = std::make_unique<KXAudioRouter>(server, [this](double seconds, std::function<void()> work) {
@@ -32,15 +31,12 @@ protected:
         return *router_;
     }
     void dropRouter() { router_.reset(); }
-
     void runDelayed() {
         for (const auto& work : std::exchange(delayed, {}))
             work();
     }
-
     QString defaultInput() const { return uidOf(simply_.defaultInput()); }
     QString defaultOutput() const { return uidOf(simply_.defaultOutput()); }
-
     QStringList takeLog() {
         QStringList lines = log.lines().mid(seen_);
         seen_ += lines.size();

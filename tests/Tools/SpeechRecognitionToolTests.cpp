@@ -25,7 +25,6 @@ protected:
         if (tool)
             tool->stopRecognition();
     }
-
     /// A callback that notes its name and what it is given.
     auto note(const char* name) {
         return [this, name](const auto&... texts) {
@@ -37,7 +36,6 @@ protected:
         const std::lock_guard lock(mutex);
         return calls;
     }
-
     void make(const QString& area) {
         tool = SpeechRecognitionTool::make("token-1", area,
                                            [input = input] { return std::make_unique<FakeCapture>(input); });
@@ -45,12 +43,10 @@ protected:
                       [this] { ++tokensNeeded; },
                       [this](double seconds) { note("missed")(QString::number(seconds)); }});
     }
-
     void startPlain() { tool->startRecognition("en-US", note("result"), note("partial"), note("error")); }
     void startTranslating() {
         tool->startTranslation("en-US", "es", note("result"), note("partial"), note("error"), note("translation"));
     }
-
     SpeechSessionSeen& session(std::size_t index) {
         if (!waitFor([&] { return server.sessions.size() > index && !server.sessions[index]->turns.empty(); }))
             throw std::runtime_error("the session does not come");

@@ -89,15 +89,12 @@ protected:
         model_->setOnEnd([this](const AnswerEnd& end) { note(failures_, answerFailureText(end, Language::English)); });
         model_->setDidComplete([this](const QString& text) { note(ends_, text); });
     }
-
     void note(QStringList& list, const QString& text) {
         const std::lock_guard lock(mutex_);
         list << text;
         threads_.insert(std::this_thread::get_id());
     }
-
     std::shared_ptr<StreamingClient> client() { return StreamingClient::make(model_, environment_); }
-
     /// Starts a client that nobody else holds; whether its request has reached the server, which answers with a stream.
     bool openStream() {
         server_.enqueue(Reply::eventStream());

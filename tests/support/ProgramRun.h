@@ -125,12 +125,8 @@ inline QByteArray contents(const QString& path) {
 inline QString shortRecording(const QTemporaryDir& folder, int seconds = 8) {
     QString path = folder.filePath(QStringLiteral("short.wav"));
     QByteArray wave = contents(sampleInterview).leftJustified(44 + seconds * 32'000, '\0', true);
-    const auto patch = [&wave](int at, quint32 value) {
-        for (int i = 0; i < 4; ++i)
-            wave[at + i] = static_cast<char>(value >> (8 * i));
-    };
-    patch(4, static_cast<quint32>(wave.size() - 8));
-    patch(40, static_cast<quint32>(wave.size() - 44));
+    for (const auto& [at, size] : {std::pair(4, wave.size() - 8), {40, wave.size() - 44}})
+        qToLittleEndian(static_cast<quint32>(size), wave.data() + at);
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(wave);

@@ -33,7 +33,6 @@ struct ServerWatch::Connection {
         pa_context_unref(context);
         pa_threaded_mainloop_free(loop);
     }
-
     static void onState(pa_context* context, void* data) {
         auto* self = static_cast<Connection*>(data);
         self->lost = !PA_CONTEXT_IS_GOOD(pa_context_get_state(context));

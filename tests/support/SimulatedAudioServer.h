@@ -23,13 +23,6 @@ inline AudioDeviceRecord source(const std::string& uid, const std::string& name)
     return device;
 }
 
-/// A device that plays into others.
-inline AudioDeviceRecord combined(const std::string& uid, const std::string& name, std::vector<std::string> members) {
-    AudioDeviceRecord device = sink(uid, name);
-    device.subDevices = std::move(members);
-    return device;
-}
-
 /// An audio server in memory: its devices come and go, and its calls fail, as the test says. Any thread.
 class SimulatedAudioServer : public ProgramAudioServer {
 public:

@@ -68,8 +68,8 @@ struct ShellRun {
 };
 
 /// Whether it comes true, for what another thread does.
-inline bool eventually(const std::function<bool()>& condition) {
-    for (int look = 0; look < 2'000 && !condition(); ++look)
+inline bool eventually(const std::function<bool()>& condition, std::chrono::seconds bound = std::chrono::seconds(10)) {
+    for (auto look = bound / std::chrono::milliseconds(5); look > 0 && !condition(); --look)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     return condition();
 }

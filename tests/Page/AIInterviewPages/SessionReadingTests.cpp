@@ -5,10 +5,6 @@ namespace {
 
 class SessionReadingTest : public WindowRig {
 protected:
-    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        QWidget* focused = QApplication::focusWidget();
-        QTest::keyClick(focused != nullptr ? focused : window_.get(), key, modifiers);
-    }
     qint64 storedSize() const { return settings_.aiInterviewSetModel()->answerFontSize; }
     int shownSize(const ReadingList& list) const {
         return list.model()->index(0, 0).data(Qt::FontRole).value<QFont>().pixelSize();

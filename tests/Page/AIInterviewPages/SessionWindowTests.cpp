@@ -13,7 +13,6 @@ protected:
     std::string time() { return part<QLabel>("timeLabel").text().toStdString(); }
     QRect place(const QWidget& widget) { return {widget.mapTo(window_.get(), QPoint()), widget.size()}; }
     bool floats() { return window_->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint); }
-
     void happen(const std::vector<SessionEvent>& events) {
         for (const SessionEvent& event : events)
             Q_EMIT page().happened(event);
@@ -29,7 +28,6 @@ protected:
             rows << list.model()->index(i, 0).data(Qt::AccessibleTextRole).toString();
         return rows.join(u'|').toStdString();
     }
-
     /// Drags with the left button, as the window system's events would.
     void drag(QPoint from, QPoint way) {
         const QPoint start = window_->mapToGlobal(from);

@@ -23,9 +23,6 @@ protected:
         change(input_);
         status_.setInput(input_);
     }
-    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-        QTest::keyClick(QApplication::focusWidget(), key, modifiers);
-    }
 
     InputStatus input_;
 };

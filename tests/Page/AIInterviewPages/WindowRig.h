@@ -15,7 +15,6 @@ namespace parlowen {
 class WindowRig : public SessionRig {
 protected:
     ~WindowRig() override { window_.reset(); }
-
     void start() override {
         window_.reset();
         waitForBackground();
@@ -39,8 +38,11 @@ protected:
         window_->activateWindow();
         ASSERT_TRUE(testing::waitFor([this] { return window_->isActiveWindow(); }));
     }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QWidget* focused = QApplication::focusWidget();
+        QTest::keyClick(focused != nullptr ? focused : window_.get(), key, modifiers);
+    }
     AIInterviewDetailController& page() override { return *window_->controller(); }
-
     template<class Widget = QWidget>
     Widget& part(const char* name) {
         return *window_->findChild<Widget*>(name);
@@ -49,9 +51,6 @@ protected:
     ReadingList& answers() { return part<ReadingList>("bottomTableView"); }
     QPlainTextEdit& box() { return part<QPlainTextEdit>("textView"); }
     QPushButton& answerButton() { return part<QPushButton>("aiResponseButton"); }
-    static std::string shown(const ReadingList& list, int row, int role = Qt::DisplayRole) {
-        return list.model()->index(row, 0).data(role).toString().toStdString();
-    }
 
     std::unique_ptr<SessionWindow> window_;
 };

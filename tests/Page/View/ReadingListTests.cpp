@@ -25,7 +25,6 @@ protected:
         EXPECT_TRUE(waitFor([this] { return list_.hasFocus(); }));
         QApplication::clipboard()->clear();
     }
-
     void add(const QString& text) {
         list_.keepPlace([&] { model_.appendRow(rowOf(text)); });
     }
@@ -240,18 +239,15 @@ protected:
         list_.resize(300, 200);
         list_.show();
     }
-
     void add(int rows, const QString& text = "请介绍一下你自己，以及你最近做过的一个项目。") {
         list_.keepPlace([&] {
             for (int i = 0; i < rows; ++i)
                 model_.appendRow(rowOf(text));
         });
     }
-
     void grow(int row, const QString& text) {
         list_.keepPlace([&] { model_.item(row)->setData(text, AiInterviewAiCellMac::answerRole); });
     }
-
     /// Turns the wheel; notches above 0 scroll back.
     void wheel(int notches) {
         const QPointF center = list_.viewport()->rect().center();
@@ -261,7 +257,6 @@ protected:
             QCoreApplication::sendEvent(list_.viewport(), &event);
         }
     }
-
     int scrolled() const { return list_.verticalScrollBar()->value(); }
     int end() const { return list_.verticalScrollBar()->maximum(); }
 

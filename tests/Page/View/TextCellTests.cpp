@@ -20,7 +20,6 @@ protected:
         item_->setData(systemFont(14), Qt::FontRole);
         model_.appendRow(item_);
     }
-
     void showSentence(const QString& source, const QString& result = {}) {
         KXTranslationHistoryDetailsModel row;
         row.index = 7;
@@ -28,7 +27,6 @@ protected:
         row.resultText = result;
         item_->setData(QVariant::fromValue(row), AiInterviewCellMac::modelRole);
     }
-
     /// The cell drawn on black, in a rectangle of the measured height; what lies below belongs to the next row.
     QImage drawn(const TextCell& cell, int height) {
         QImage image(width, height + 100, QImage::Format_RGB32);
@@ -39,7 +37,6 @@ protected:
         cell.paint(&painter, option, model_.index(0, 0));
         return image;
     }
-
     static int lastInkedRow(const QImage& image) {
         for (int y = image.height() - 1; y >= 0; --y) {
             for (int x = 0; x < image.width(); ++x) {

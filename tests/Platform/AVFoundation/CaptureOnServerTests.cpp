@@ -34,14 +34,12 @@ protected:
         client = PulseClient::shared();
         chooseDefaults();
     }
-
     void chooseDefaults() {
         ASSERT_TRUE(waitFor([this] { return server().sink("call") != nullptr; }));
         makeDefault("sink", "call");
         if (server().source("mic"))
             makeDefault("source", "mic");
     }
-
     void capture(const SessionRoute::Choice& choice, State first = State::Listening) {
         client->route()->choose(choice);
         InputObserver observer;
@@ -54,7 +52,6 @@ protected:
         ASSERT_TRUE(source->start(1024, [this](const Buffer& buffer) { take(*buffer); }));
         ASSERT_TRUE(waitFor([&] { return status().state == first; }));
     }
-
     InputStatus status() {
         const std::lock_guard lock(mutex);
         return now;
@@ -62,22 +59,18 @@ protected:
     bool waitUntilHearing(const char* name) {
         return waitFor([&] { return status().state == State::Listening && status().name == name; });
     }
-
     /// Whether sound, or silence, comes within the bound; what came before does not count.
     bool hears(bool sound, int milliseconds = 15'000) {
         std::atomic<bool>& heard = sound ? loud : quiet;
         heard = false;
         return waitFor([&heard] { return heard.load(); }, milliseconds);
     }
-
     PulseSnapshot server() const { return client->state()->snapshot; }
-
     void makeDefault(const QString& kind, const std::string& name) {
         control({"set-default-" + kind, QString::fromStdString(name)});
         const auto current = kind == "sink" ? &PulseSnapshot::defaultSink : &PulseSnapshot::defaultSource;
         ASSERT_TRUE(waitFor([&] { return server().*current == name; }));
     }
-
     PlayedTone tone(const QString& sink, double amplitude = 0.5, const QStringList& options = {}) const {
         return {daemon->address(), sink, amplitude, options};
     }

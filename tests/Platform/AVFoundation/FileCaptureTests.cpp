@@ -32,13 +32,11 @@ Wave channelsApart(double rate) {
 class FileCaptureTest : public ::testing::Test {
 protected:
     QString pathOf(const QString& name) const { return directory_.filePath(name); }
-
     QString write(const QString& name, const QByteArray& bytes) const {
         QFile file(pathOf(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
         return file.fileName();
     }
-
     QString tone(const QString& name, int format, int rate, int channels, std::size_t frames) const {
         EXPECT_TRUE(writeSoundFile(pathOf(name), format, rate, channels, frames, channelsApart(rate)));
         return pathOf(name);

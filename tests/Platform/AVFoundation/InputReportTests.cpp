@@ -103,7 +103,6 @@ protected:
         timeline.append(ones.data(), tenMilliseconds);
         return gap ? gap->missed : -1;
     }
-
     /// Sound is 1, the silence between is 0; 10 ms a letter.
     std::string heard() {
         std::string text;

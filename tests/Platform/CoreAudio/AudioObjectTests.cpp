@@ -65,7 +65,6 @@ protected:
             server.setDevice(record);
         server.setDefaults("mic", "speakers");
     }
-
     OSStatus set(FourCharCode selector, const std::string& uid) {
         return setDefault(server, selector, server.deviceID(uid));
     }

@@ -45,7 +45,6 @@ protected:
         sender.start("dbus-send", QStringList{"--session", "--print-reply", "--dest=" + service, path} + message);
         return sender.waitForFinished() && sender.exitCode() == 0;
     }
-
     static Found found(const QString& owner) {
         const auto secret = SecretService().secret(owner);
         EXPECT_TRUE(secret) << secret.error().toStdString();

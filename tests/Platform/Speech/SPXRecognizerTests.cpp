@@ -62,7 +62,6 @@ struct Recognition {
         recognizer = SPXSpeechRecognizer::make(configuration, SPXAudioConfiguration(stream)).value();
         heard.listenTo(*recognizer);
     }
-
     void start(std::size_t bytes = 0) {
         stream->write(std::string(bytes, 'a'));
         EXPECT_TRUE(recognizer->startContinuousRecognition());
@@ -84,17 +83,14 @@ protected:
                    server.sessions[session]->turns[turn].audio.size() >= bytes;
         });
     }
-
     /// Starts with 0.1 s of audio; its session once the server has all of that, null when it does not come.
     SpeechSessionSeen* startSession() {
         recognition.start(3200);
         return hasAudio(0, 0, 3200) ? server.sessions[0].get() : nullptr;
     }
-
     bool waitForFinals(qsizetype count) const {
         return waitFor([&] { return recognition.heard.finals().size() == count; });
     }
-
     /// Waits for the end of recognition; its reason. Neither another one nor another connection may follow.
     std::string cancellation() {
         const Heard& heard = recognition.heard;

@@ -24,7 +24,6 @@ protected:
         EXPECT_TRUE(waitFor([this] { return QApplication::activeWindow() == &window_; }));
         field_->setFocus();
     }
-
     static QWidget* card(QSize size, QWidget* owner = nullptr) {
         auto* view = new QWidget(owner);
         view->resize(size);
@@ -222,22 +221,6 @@ TEST_F(PopViewTest, AnAlertStandsClearOfWhatItSpeaksOf) {
     EXPECT_EQ(placed(150, 190), QPoint(150, 211)) << "below, which is the nearest";
     EXPECT_EQ(placed(390, 90), QPoint(411, 90)) << "beside it";
     EXPECT_EQ(placeClearOf(screen, {150, 150, 200, 120}, screen), QPoint(150, 150)) << "there is no room";
-
-    auto& field = *new QLineEdit(&window_);
-    field.setGeometry({window_.rect().center() - QPoint(60, 15), QSize(120, 30)});
-    field.show();
-    field.setFocus();
-    const QRect acted(field.mapToGlobal(QPoint(0, 0)), field.size());
-    QTimer::singleShot(0, [&acted] {
-        QTimer::singleShot(0, [&acted] {
-            EXPECT_FALSE(QApplication::activeModalWidget()->frameGeometry().intersects(acted));
-            QApplication::activeModalWidget()->close();
-        });
-        showAlert("the second one", "", "logo");
-        EXPECT_FALSE(QApplication::activeModalWidget()->frameGeometry().intersects(acted));
-        QApplication::activeModalWidget()->close();
-    });
-    showAlert("the first one", "", "logo");
 }
 
 TEST_F(PopViewTest, AllWindowsButOneAreClosedAnOpenAlertToo) {

@@ -26,7 +26,6 @@ protected:
                                                  });
         }
     }
-
     void show(const QString& text, const ProgressHUDMode& mode) {
         hud_.show(text, mode);
         moveAnimations(hud_, 1);

@@ -108,34 +108,6 @@ TEST(StyledPartsTest, FieldsKeepTheirTextInsideTheirGround) {
     EXPECT_TRUE(ink.right() <= 200 - 8 && ink.height() < 20) << "cut at its tail, in one line inside the view";
 }
 
-TEST(StyledPartsTest, EveryTextStandsOutFromItsGround) {
-    QWidget page;
-    page.resize(300, 400);
-    paintGround(page, Qt::white);
-    auto* tip = new CommonTipView(&page);
-    tip->configure(solid, solid, solid, solid);
-    auto* accent = new QPushButton(solid, &page);
-    accent->setStyleSheet(styleSheets::darkAccentButton());
-    const QWidget* texts[] = {tip->cancelButton(), tip->sureButton(), accent, makeLabel(Qt::black, false, 14, &page),
-                              makeButton(solid, Qt::red, Qt::white, {}, 3, 14, &page)};
-    int top = 0;
-    for (QWidget* child : page.findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-        if (auto* label = qobject_cast<QLabel*>(child))
-            label->setText(solid), label->setAlignment(Qt::AlignCenter);
-        child->adjustSize();
-        child->resize(std::max(100, child->width()), child->height());
-        child->move(0, std::exchange(top, top + child->height()));
-    }
-    const QImage picture = shot(page);
-    for (const QWidget* text : texts) {
-        const QRect area(text->mapTo(&page, QPoint(0, 0)), text->size());
-        const QColor ink = picture.pixelColor(area.center()),
-                     ground = picture.pixelColor(area.left() + 4, area.center().y());
-        EXPECT_GT(std::abs(ink.red() - ground.red()) + std::abs(ink.green() - ground.green()), 100)
-            << text->metaObject()->className() << area.top();
-    }
-}
-
 TEST(StyledPartsTest, EveryPictureIsSharpAtBothScalesAndAMissingOneIsSeen) {
     static int run = 0; // each name is logged once
     QStringList names{QString("no-such-picture-%1").arg(++run)};

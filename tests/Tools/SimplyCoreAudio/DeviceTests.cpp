@@ -19,7 +19,6 @@ namespace {
 class DeviceTest : public ::testing::Test {
 protected:
     std::shared_ptr<AudioDevice> device(const std::string& uid) { return pool->device(server->deviceID(uid)); }
-
     /// The first object of that class that a device owns.
     AudioObjectID owned(const std::string& uid, FourCharCode classID) {
         std::vector<std::byte> data;
@@ -57,7 +56,9 @@ TEST_F(DeviceTest, TheListKeepsOneObjectForADeviceAndTheServersOrder) {
 
 TEST_F(DeviceTest, OnlyObjectsOfADeviceClassAreDevices) {
     server->setDevice(sink("a", "Speakers"));
-    server->setDevice(combined("c", "Both", {"a"}));
+    AudioDeviceRecord combined = sink("c", "Both");
+    combined.subDevices = {"a"};
+    server->setDevice(combined);
     EXPECT_EQ(pool->device(owned("a", fourCC("astr"))), nullptr);
     EXPECT_EQ(pool->device(kAudioObjectSystemObject), nullptr);
     const auto subDevice = pool->device(owned("c", fourCC("asub")));
@@ -159,9 +160,7 @@ protected:
                     notifications.push_back(heard);
                 });
     }
-
     static QString fullName(const char* name) { return QString("SimplyCoreAudio.") + QString::fromLatin1(name); }
-
     /// All that was posted up to now.
     std::vector<Notification> takeNotifications() {
         server->drainListeners();

@@ -1,8 +1,12 @@
+#include "Accounts/SignInRoutes.h"
 #include "support/RunningService.h"
 
+#include <future>
 #include <gtest/gtest.h>
 
 using namespace parlowen::testing;
+using namespace parlowen::service;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -76,4 +80,146 @@ TEST(AccountRoutes, AFullDiskIsSaidAndLosesNothing) {
     service.start();
     EXPECT_EQ(service.client().get(infoPath, token).status, 401) << "and is stored later";
     EXPECT_EQ(RunningService({}, {}, {}).signIn().code(), 1002) << "accounts are made where that is asked for";
+}
+
+namespace {
+
+constexpr const char* sendPath = "/api/v1/user/send_sms_code";
+constexpr const char* codePath = "/api/v1/user/login";
+
+nlohmann::json fields(const std::string& phone, const char* name, const std::string& value) {
+    return {{"country_code", "86"}, {"phone", phone}, {name, value}};
+}
+
+/// Sign-in by code, with captchas that are solved in advance.
+class SignInByCode : public ::testing::Test {
+protected:
+    Router routes() {
+        Router router;
+        addSignInRoutes(router, {accounts, hashing, LoginMethod::Code,
+                                 [this](const PhoneNumber& phone, const std::string& code) {
+                                     sent[phone.number] = code;
+                                     return delivers;
+                                 },
+                                 [this](const std::string& result) { return captchas.erase(result) == 1; }});
+        addAccountRoutes(router, accounts);
+        return router;
+    }
+    Reply send(const std::string& phone, const std::string& captcha) const {
+        return client.post(sendPath, fields(phone, "data", captcha));
+    }
+
+    TemporaryDirectory directory;
+    Database database{directory.path() / "test.db"};
+    Accounts accounts{database};
+    HashingQueue hashing;
+    std::set<std::string> captchas{"a", "b", "c"};
+    std::map<std::string, std::string> sent;
+    bool delivers = true;
+    RunningServer server{routes()};
+    ServiceClient client = server.client();
+};
+
+} // namespace
+
+TEST_F(SignInByCode, TheWholeWay) {
+    EXPECT_EQ(client.get("/api/v1/user/get_login_method").data(), 2);
+    EXPECT_EQ(send("13800001234", "never given").code(), 1006);
+    EXPECT_TRUE(sent.empty());
+    const Reply first = send("13800001234", "a");
+    EXPECT_EQ(first.code(), 0);
+    EXPECT_FALSE(first.message().empty()) << "clients show it";
+    EXPECT_EQ(send("13900001234", "a").code(), 1006) << "a captcha counts once";
+    const Reply signedIn = client.post(codePath, fields("13800001234", "code", sent.at("13800001234")));
+    ASSERT_EQ(signedIn.code(), 0);
+    EXPECT_EQ(signedIn.data().at("user").at("phone"), "13800001234");
+    EXPECT_EQ(client.get("/api/v1/user/info", signedIn.data().at("token").get<std::string>()).status, 200);
+    EXPECT_EQ(client.post(codePath, fields("13800001234", "code", sent.at("13800001234"))).code(), 1005);
+    EXPECT_EQ(send("13900001234", "b").body, first.body) << "the same for a number without an account";
+
+    EXPECT_EQ(client.post("/api/v1/user/account/login", fields("13700001234", "password", "secret-1")).code(), 1002)
+        << "nobody takes a number by a password of their own";
+    delivers = false;
+    EXPECT_EQ(send("13700001234", "c").code(), 1007);
+    EXPECT_EQ(client.post(codePath, fields("13700001234", "code", sent.at("13700001234"))).code(), 1005);
+}
+
+TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
+    RunningService service;
+    const ServiceClient client = service.client();
+    const std::string token = service.token();
+    const std::string grant = client.get("/api/v1/ai/token", token).data();
+    const std::string file = service.data() / "parlowen.db";
+    Database(file).use([](SQLite::Database& database) {
+        database.exec("INSERT INTO resumes VALUES ('file-1', 1, 'mine.txt', 'a text of mine', 1, 1)");
+    });
+    EXPECT_EQ(client.get("/api/v1/user/info", token).data().at("user").at("resume").at("resume_id"), "file-1");
+    const Reply deleted = client.send("POST", "/api/v1/user/logoff", {}, token);
+    EXPECT_TRUE(deleted.code() == 0 && !deleted.message().empty()) << "clients show the message";
+    EXPECT_EQ(client.get("/api/v1/user/info", token).status, 401);
+    EXPECT_EQ(client.send("POST", "/compatible-mode/v1/files", "x", grant).status, 401)
+        << "the next user may get the same number";
+    std::string stored;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(service.data()))
+        stored += entry.is_regular_file() ? contentsOf(entry.path()) : "";
+    for (const char* trace : {"13800000001", "a text of mine", "mine.txt", "file-1"})
+        EXPECT_EQ(stored.find(trace), std::string::npos) << trace;
+    Database(file).use([](SQLite::Database& database) {
+        for (const char* table : {"users", "sessions", "addresses", "resumes"})
+            EXPECT_EQ(database.execAndGet(std::string("SELECT count(*) FROM ") + table).getInt(), 0) << table;
+    });
+}
+
+TEST(CodeDelivery, ACommandGetsNumberAndTextOnItsInputAlone) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.path() / "sent";
+    const PhoneNumber phone{"86", "13800001234"};
+    EXPECT_TRUE(deliveryByCommand("{ cat; tr '\\0' ' ' < /proc/$$/cmdline; env; } > '" + file + "'")(phone, "123456"));
+    const std::string seen = contentsOf(file);
+    EXPECT_TRUE(seen.starts_with("+8613800001234\n")) << seen;
+    EXPECT_NE(seen.find("123456"), std::string::npos);
+    EXPECT_EQ(seen.find("123456"), seen.rfind("123456")) << "neither in arguments nor in the environment";
+    EXPECT_FALSE(deliveryByCommand("exit 3")(phone, "123456"));
+    EXPECT_FALSE(deliveryByCommand("sleep 600", 50ms)(phone, "123456")) << "hangs";
+}
+
+TEST(HashingQueue, StrangersTakeTurnsAndTheKnownAreNeverInTheirWay) {
+    HashingQueue queue;
+    std::promise<void> open;
+    std::promise<void> busy;
+    queue.add({"first", "0"}, [&](bool) {
+        busy.set_value();
+        open.get_future().wait();
+    });
+    busy.get_future().wait();
+    std::mutex mutex;
+    std::vector<std::string> order;
+    int dropped = 0;
+    const auto job = [&](const std::string& name) {
+        return [&, name](bool run) {
+            const std::lock_guard lock(mutex);
+            run ? order.push_back(name) : static_cast<void>(++dropped);
+        };
+    };
+    for (std::size_t i = 0; i < HashingQueue::placesOfStrangers; ++i)
+        queue.add({"flood", std::to_string(i)}, job("flood"));
+    queue.add({"flood", "0"}, job("flood"));
+    EXPECT_EQ(dropped, 1) << "one for each number";
+    queue.add({"flood", "99"}, job("flood"));
+    EXPECT_EQ(dropped, 2) << "no place more";
+    queue.add({"honest", "1"}, job("honest"));
+    EXPECT_EQ(dropped, 3) << "whoever has most makes room";
+    std::promise<bool> known;
+    queue.add({"flood", "1", true}, [&](bool run) { known.set_value(run); });
+    EXPECT_TRUE(known.get_future().get()) << "while strangers still wait";
+    EXPECT_TRUE(order.empty());
+    std::promise<void> last;
+    open.set_value();
+    queue.add({"zz", "1"}, [&](bool) { last.set_value(); });
+    last.get_future().wait();
+    queue.stop();
+    EXPECT_TRUE(order.size() >= 2 && (order[0] == "honest" || order[1] == "honest")) << "in turns by peer";
+    bool ran = true;
+    queue.add({"first", "1"}, [&](bool run) { ran = run; });
+    EXPECT_FALSE(ran) << "after the end";
 }

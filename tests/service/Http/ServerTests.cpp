@@ -165,15 +165,7 @@ TEST(Server, EndsConnectionsThatTakeTooLong) {
     EXPECT_TRUE(stillServes(server));
 }
 
-TEST(Server, SharesItsPlacesOut) {
-    const RunningServer server(testRouter(), {.connections = 2, .reserve = 0});
-    const auto first = server.client().connect();
-    const auto second = server.client().connect("GET /echo HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    EXPECT_EQ(second->receiveUntil("\r\n"), "HTTP/1.1 200 OK\r\n");
-    EXPECT_TRUE(stillServes(server));
-    EXPECT_EQ(first->receiveAll(), "") << "it has waited for longest";
-    EXPECT_TRUE(second->send("GET /echo HTTP/1.1\r\nHost: localhost\r\n\r\n"));
-
+TEST(Server, KeepsPlacesForThoseWhoHaveSignedIn) {
     const RunningServer reserved(testRouter(), {.connections = 2, .reserve = 2});
     const Reply refused = reserved.client().get("/echo");
     EXPECT_EQ(refused.status, 503);

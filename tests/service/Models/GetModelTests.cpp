@@ -59,7 +59,6 @@ private:
             return count > 0 && sink.write(contents.data() + from, count);
         };
     }
-
     httplib::ContentProviderWithoutLength whole(const std::filesystem::path& file) {
         return [this, contents = contentsOf(file)](std::size_t, httplib::DataSink& sink) {
             served += contents.size();
@@ -90,9 +89,7 @@ protected:
         entry.name = "my-en";
         entry.languages = {"en"};
     }
-
     fs::path place() const { return data / "models/my-en"; }
-
     /// What it throws; empty when it works.
     std::string install(const std::string& base) {
         const bool before = fs::exists(place());
@@ -104,7 +101,6 @@ protected:
             return problem.what();
         }
     }
-
     ShellRun program(const std::string& options, const std::string& before = "") {
         nlohmann::json files;
         for (const auto& file : entry.files)

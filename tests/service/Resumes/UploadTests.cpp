@@ -24,7 +24,6 @@ protected:
         ASSERT_EQ(std::system(command.c_str()), 0);
     }
     static void TearDownTestSuite() { folder.reset(); }
-
     static std::string sample(const std::string& name) { return contentsOf(folder->path() / name); }
     inline static std::optional<TemporaryDirectory> folder;
 };

@@ -32,10 +32,8 @@ public:
             socket_.async_handshake(response_, "127.0.0.1", target, [done](auto error) { done(error, 0); });
         });
     }
-
     /// Of the upgrade: 101 when the connection is open.
     unsigned status() const { return response_.result_int(); }
-
     /// False when the connection has ended.
     bool send(const std::string& frame, bool text = true) {
         socket_.text(text);
@@ -44,7 +42,6 @@ public:
     }
     /// Bytes that are no whole frames.
     void sendRaw(const std::string& bytes) { connection_.send(bytes); }
-
     /// The next message; none once the connection has ended.
     std::optional<parlowen::wire::SpeechMessage> receive() {
         boost::beast::flat_buffer buffer;
@@ -80,7 +77,6 @@ public:
             addSpeechRoutes(router, *speech);
             return router;
         }()) {}
-
     GatewayClient client(const std::string& target = plainPath) { return client(target, speech->tokens.issue()); }
     GatewayClient client(const std::string& target, const std::string& token) {
         return {server.port(), server.authorityFile(), target, token};

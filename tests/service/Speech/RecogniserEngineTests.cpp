@@ -26,22 +26,7 @@ public:
         return [this](RecognitionEvent event) {
             const std::lock_guard lock(mutex);
             events.push_back(std::move(event));
-            changed.notify_all();
         };
-    }
-    /// False when it does not come true in time.
-    bool waitUntil(const std::function<bool(const std::vector<RecognitionEvent>&)>& condition) {
-        std::unique_lock lock(mutex);
-        const auto deadline = std::chrono::steady_clock::now() + 90s;
-        while (!condition(events) && std::chrono::steady_clock::now() < deadline)
-            changed.wait_for(lock, 10ms);
-        return condition(events);
-    }
-    bool waitFor(Kind kind, std::ptrdiff_t times = 1) {
-        return waitUntil([=](const auto& all) {
-            return std::count_if(all.begin(), all.end(), [kind](const auto& event) { return event.kind == kind; }) >=
-                   times;
-        });
     }
     std::vector<RecognitionEvent> all(Kind kind) {
         const std::lock_guard lock(mutex);
@@ -49,6 +34,10 @@ public:
         std::copy_if(events.begin(), events.end(), std::back_inserter(found),
                      [kind](const auto& event) { return event.kind == kind; });
         return found;
+    }
+    std::size_t words() { return all(Kind::Partial).size() + all(Kind::Final).size(); }
+    bool waitFor(Kind kind) {
+        return eventually([=, this] { return !all(kind).empty(); }, 90s);
     }
     std::string text() {
         std::string joined;
@@ -59,14 +48,12 @@ public:
 
 private:
     std::mutex mutex;
-    std::condition_variable changed;
     std::vector<RecognitionEvent> events;
 };
 
 class RecogniserEngineTest : public testing::Test {
 protected:
     ModelRegistry::Places places() { return ModelRegistry::Places::ofThisProgram(directory.path()); }
-
     /// The installed files, linked, in a folder of the test's own.
     fs::path modelCopy(const std::string& folder, const std::string& name) {
         const auto copy = directory.path() / folder / name;
@@ -75,7 +62,6 @@ protected:
             fs::create_symlink(fs::canonical(file.path()), copy / file.path().filename());
         return copy;
     }
-
     double errorRate(Told& told) {
         return wordErrorRate(contentsOf(sampleFolder / "sample-interview.txt"), told.text());
     }
@@ -144,22 +130,14 @@ TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
         for (; sent < upTo; sent += 1'600)
             stream->accept(std::span(audio).subspan(sent, std::min<std::size_t>(1'600, upTo - sent)));
     };
-    const auto words = [](const auto& events) {
-        return std::count_if(events.begin(), events.end(), [](const auto& event) {
-            return event.kind == Kind::Partial || event.kind == Kind::Final;
-        });
-    };
-    std::ptrdiff_t seen = 0;
+    std::size_t seen = 0;
     for (std::size_t kills = 1; kills <= 10; ++kills) {
         feed(audio.size() * kills / 11 / 1'600 * 1'600);
-        ASSERT_TRUE(told.waitUntil([&](const auto& events) { return words(events) > seen; })) << kills;
+        ASSERT_TRUE(eventually([&] { return told.words() > seen; }, 90s)) << kills;
         const auto running = engine.processes();
         ASSERT_EQ(running.size(), 1U);
         ASSERT_EQ(kill(running.front(), SIGKILL), 0);
-        told.waitUntil([&](const auto& events) {
-            seen = words(events);
-            return engine.processes() != running;
-        });
+        EXPECT_TRUE(eventually([&] { return seen = told.words(), engine.processes() != running; }, 90s));
     }
     feed(audio.size());
     stream->finish();

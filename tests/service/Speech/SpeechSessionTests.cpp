@@ -34,7 +34,6 @@ protected:
         engines.add(translator);
         connect("/stt/speech/universal/v2", {{"language", "en-US"}});
     }
-
     void connect(std::string_view path, std::map<std::string, std::string> query) {
         session = std::make_unique<SpeechSession>(
             engines, settingsOfRequest(path, [&query](std::string_view name) { return query[std::string(name)]; }),
@@ -42,7 +41,6 @@ protected:
                                  [this](std::function<void()> call) { boost::asio::post(io, std::move(call)); },
                                  [this] { ++resumed; }, io.get_executor()});
     }
-
     std::optional<SpeechSession::Close> context(std::string_view body, std::string_view id = "turn1") {
         return session->onText(
             encode({{{"Path", "speech.context"}, {"X-RequestId", std::string(id)}}, std::string(body), false}));
