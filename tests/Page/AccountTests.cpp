@@ -141,9 +141,6 @@ TEST_F(AboutTest, ANewerVersionIsToldWithItsNotesAndAnythingLessIsNot) {
     QTest::mouseClick(page_.tipView()->closeImg(), Qt::LeftButton);
     EXPECT_FALSE(isPrompted());
     check(newer);
-    QTest::mouseClick(page_.tipView(), Qt::LeftButton, {}, {5, 5});
-    EXPECT_FALSE(isPrompted());
-    check(newer);
     QTest::keyClick(page_.focusWidget(), Qt::Key_Escape);
     EXPECT_FALSE(isPrompted());
 }

@@ -105,11 +105,7 @@ TEST_F(KXAudioRouterTest, ASystemAudioSessionChangesAndGivesBackInOrder) {
 }
 
 TEST_F(KXAudioRouterTest, WithoutFitDevicesNothingIsChanged) {
-    router();
     server->setDefaults("camera", "");
-    router().setupSystemAudio();
-    EXPECT_EQ(defaultInput() + defaultOutput(), "camera");
-    dropRouter();
     router(); // while there is no output yet
     server->setDefaults("camera", "headset");
     EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备"));

@@ -6,13 +6,6 @@
 
 namespace parlowen::testing {
 
-std::optional<QByteArray> ScriptedHttpServer::Request::header(const QByteArray& name) const {
-    const auto found = std::find_if(headers.begin(), headers.end(), [&](const auto& header) {
-        return header.first.compare(name, Qt::CaseInsensitive) == 0;
-    });
-    return found == headers.end() ? std::nullopt : std::optional(found->second);
-}
-
 namespace {
 
 QByteArray statusLine(int status) { return "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\n"; }
@@ -84,7 +77,7 @@ std::optional<ScriptedHttpServer::Request> ScriptedHttpServer::takeRequest(QByte
     Request request{requestLine.value(0), requestLine.value(1), {}, {}};
     for (const QByteArray& line : lines) {
         const qsizetype colon = line.indexOf(':');
-        request.headers.emplace_back(line.first(colon), line.mid(colon + 1).trimmed());
+        request.headers.insert(line.first(colon).toLower(), line.mid(colon + 1).trimmed());
     }
     const qsizetype length = request.header("Content-Length").value_or("0").toLongLong();
     const qsizetype bodyStart = headEnd + 4;

@@ -21,11 +21,13 @@ class ScriptedHttpServer : public QObject {
 public:
     struct Request {
         QByteArray method;
-        QByteArray target; ///< path and query, as they were sent
-        std::vector<std::pair<QByteArray, QByteArray>> headers;
+        QByteArray target;                     ///< path and query, as they were sent
+        QHash<QByteArray, QByteArray> headers; ///< by their names in small letters
         QByteArray body;
-        /// The value of the header of that name, whatever the case of its letters.
-        std::optional<QByteArray> header(const QByteArray& name) const;
+        std::optional<QByteArray> header(const QByteArray& name) const {
+            const auto found = headers.find(name.toLower());
+            return found == headers.end() ? std::nullopt : std::optional(*found);
+        }
     };
 
     /// What goes over the wire for one request, and whether the connection is closed behind it.

@@ -61,31 +61,6 @@ TEST_F(AISettingTest, OptionsShowWhatIsStoredAndStoreEachChangeAlone) {
     EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
 }
 
-TEST_F(AISettingTest, KeysAloneReachAndChangeEverything) {
-    open();
-    ASSERT_TRUE(waitFor([this] { return window_->focusWidget() == nullptr; })) << "no part has it at first";
-    const auto press = [this](Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-        QTest::keyClick(window_->focusWidget() != nullptr ? window_->focusWidget() : window_.get(), key, modifiers);
-    };
-    press(Qt::Key_Tab);
-    press(Qt::Key_Return);
-    ASSERT_TRUE(text().hasFocus()) << "the editor takes the keyboard";
-    QTest::keyClicks(&text(), "Engineer");
-    press(Qt::Key_Return, Qt::ControlModifier);
-    EXPECT_EQ(stored().positioname, "Engineer");
-    ASSERT_TRUE(editorGoes());
-    EXPECT_TRUE(page_->roleImgV()->hasFocus());
-    press(Qt::Key_Tab);
-    EXPECT_TRUE(card().isAncestorOf(window_->focusWidget()));
-    press(Qt::Key_Tab);
-    press(Qt::Key_Right);
-    EXPECT_EQ(stored().deviceType, 1);
-    press(Qt::Key_Tab);
-    press(Qt::Key_Right);
-    press(Qt::Key_Right);
-    EXPECT_EQ(stored().answerFontSize, 18);
-}
-
 TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
     open();
     EXPECT_TRUE(says("还没有填写岗位，也没有上传简历"));
@@ -103,9 +78,13 @@ TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
     click(page_->roleImgV());
     EXPECT_EQ(text().toPlainText(), "") << "what was cancelled is gone";
     text().setPlainText("数据工程师");
-    click(page_->positionView()->sureButton());
+    QTest::keyClick(&text(), Qt::Key_Return, Qt::ControlModifier);
     EXPECT_EQ(stored(), (AIInterviewModel{"数据工程师"}));
     EXPECT_TRUE(says("数据工程师") && says("还没有上传简历"));
+    ASSERT_TRUE(editorGoes());
+    EXPECT_TRUE(page_->roleImgV()->hasFocus());
+    QTest::keyClick(page_->roleImgV(), Qt::Key_Return);
+    EXPECT_TRUE(text().hasFocus()) << "the editor takes the keyboard";
 }
 
 class ResumeFlowTest : public SettingsRig {

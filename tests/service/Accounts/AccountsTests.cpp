@@ -177,7 +177,7 @@ TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
     EXPECT_TRUE(issuedTo(2000, "127.0.0.3"));
 }
 
-TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
+TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessionsAndOneThatIsNotUsedEnds) {
     const std::string oldest = tokenOf(known);
     database.use([](SQLite::Database& connection) {
         connection.exec("UPDATE sessions SET created_at = 1");
@@ -190,9 +190,7 @@ TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessions) {
     EXPECT_EQ(
         database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
         AccountStore::sessionsOfAUser);
-}
-
-TEST_F(AccountRules, ASessionEndsWhenItIsNotUsed) {
+    database.use([](SQLite::Database& connection) { connection.exec("DELETE FROM sessions"); });
     const std::string token = tokenOf(known);
     const auto use = [&](const std::string& time) {
         database.use([&](SQLite::Database& connection) { connection.exec("UPDATE sessions SET used_at = " + time); });
