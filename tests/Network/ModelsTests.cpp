@@ -137,14 +137,12 @@ TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
     settings_.setAiLangRightModel(right);
 
     UserDefaults nextStart(directory_.filePath("settings.ini"));
-    const Settings settings(nextStart);
-    EXPECT_EQ(settings.aiInterviewSetModel(), interview);
-    EXPECT_EQ(settings.aiLangRightModel(), right);
+    EXPECT_EQ(Settings(nextStart).aiInterviewSetModel(), interview);
     EXPECT_EQ(nextStart.data("aiInterviewSetModel"), encodeStrict(interview));
-    EXPECT_EQ(nextStart.data("aiLangChinaModel"), encodeStrict(china));
-    EXPECT_EQ(nextStart.data("aiLangLeftModel"), encodeStrict(left));
-    EXPECT_EQ(nextStart.string("aiInterviewType"), "3");
-    EXPECT_EQ(nextStart.string("LOGIN_TOKEN"), "");
+    for (const auto& [key, language] :
+         {std::pair("aiLangChinaModel", china), {"aiLangLeftModel", left}, {"aiLangRightModel", right}})
+        EXPECT_EQ(nextStart.data(key), encodeStrict(language)) << key;
+    EXPECT_EQ(nextStart.string("aiInterviewType").value() + nextStart.string("LOGIN_TOKEN").value(), "3");
 
     QByteArray incomplete = encodeStrict(interview);
     incomplete.replace("\"answerFontSize\":18,", "");
