@@ -214,7 +214,7 @@ TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) 
     const QString file = shortRecording(folder, 1200); // it does not end by itself
     ProgramRun polite(rehearsal(file));
     ASSERT_TRUE(waitForEvent(polite, "partial")) << polite.errors.toStdString();
-    polite.signal(SIGINT);
+    polite.signal(SIGTERM);
     EXPECT_EQ(polite.finish(), 0);
     EXPECT_EQ(polite.events(QStringLiteral("ended")).size(), 1U);
 

@@ -52,13 +52,10 @@ protected:
             return std::ranges::any_of(server_.requests(), [&](const auto& request) { return request.target == path; });
         });
     }
-    static std::vector<const QWidget*> windowsInSight() {
-        std::vector<const QWidget*> result;
-        for (const QWidget* window : QApplication::topLevelWidgets()) {
-            if (window->isVisible())
-                result.push_back(window);
-        }
-        return result;
+    static QWidgetList windowsInSight() {
+        QWidgetList windows = QApplication::topLevelWidgets();
+        windows.removeIf([](const QWidget* window) { return !window->isVisible(); });
+        return windows;
     }
     bool waitForSession() const {
         return waitFor([this] { return run_->session() != nullptr && run_->session()->window()->isVisible(); });
@@ -183,7 +180,7 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     refusing.enqueue(Reply::json(401, R"({"code":0})"));
     HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);
     ASSERT_TRUE(waitFor([&] { return isLogin() && !session; }));
-    EXPECT_TRUE(waitFor([this] { return windowsInSight() == std::vector<const QWidget*>{run_->window()}; }));
+    EXPECT_TRUE(waitFor([this] { return windowsInSight() == QWidgetList{run_->window()}; }));
     EXPECT_EQ(stored().loginToken(), std::nullopt);
     const QMainWindow* login = run_->window();
     HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);

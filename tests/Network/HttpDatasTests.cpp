@@ -279,16 +279,13 @@ TEST_F(ImageLoaderTest, ThoseWhoWaitForOnePictureShareARequestAndTheNextStartFin
     EXPECT_EQ(server_.requests().size(), 4U);
 }
 
-TEST_F(ImageLoaderTest, SaysWhyThereIsNoPicture) {
+TEST_F(ImageLoaderTest, SaysWhyThereIsNoPictureAndTrustsTheLocalAuthorityForItsHostAlone) {
     server_.enqueue(Reply::json(404, "{}"));
     server_.enqueue(Reply::json(200, "{}"));
     EXPECT_EQ(outcomeOf(server_.baseUrl() + "/gone.png"), "图片无法下载：HTTP 404");
     EXPECT_EQ(outcomeOf(server_.baseUrl() + "/text.png"), "图片无法识别");
     EXPECT_EQ(outcomeOf("file:///etc/passwd"), "图片地址无效");
     EXPECT_THAT(outcomeOf(ScriptedHttpServer::refusingUrl()), ::testing::StartsWith("图片无法下载："));
-}
-
-TEST_F(ImageLoaderTest, TrustsTheLocalAuthorityForItsHostAlone) {
     ScriptedHttpServer server(ScriptedHttpServer::Scheme::https);
     server.enqueue(picture());
     loader_->setLocalTrust({"127.0.0.1", tlsFile("authority.pem")});

@@ -12,6 +12,7 @@
 #include "support/Testing.h"
 
 using namespace parlowen::recogniser;
+using namespace parlowen::testing;
 using Job = UtteranceTracker::Job;
 using Kind = StreamEvent::Kind;
 using Clock = UtteranceTracker::Clock;

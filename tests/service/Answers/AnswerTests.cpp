@@ -54,22 +54,19 @@ public:
 
 } // namespace
 
-TEST(AnswerRoutes, StreamTheAnswerAndTheEndMark) {
+TEST(AnswerRoutes, StreamTheAnswerAndTheEndMarkAndRefuseWhatTheyCannotAnswer) {
     const RunningService service;
-    const Reply reply = service.client().post(path, question("你为什么想加入我们？", 2), service.token());
+    const ServiceClient client = service.client();
+    const std::string token = service.token();
+    const Reply reply = client.post(path, question("你为什么想加入我们？", 2), token);
     EXPECT_EQ(reply.headers.at("content-type"), "text/event-stream; charset=utf-8");
     const auto contents = contentsOfEvents(reply.body);
     ASSERT_EQ(contents.size(), 11U) << "line by line";
     EXPECT_EQ(contents.front().back(), '\n');
     EXPECT_EQ(std::accumulate(contents.begin(), contents.end(), std::string()),
               outlineFor({.type = 2, .text = "你为什么想加入我们？", .position = "后端工程师"}) + "@@");
-}
 
-TEST(AnswerRoutes, RefuseWhatTheyCannotAnswer) {
-    const RunningService service;
-    const ServiceClient client = service.client();
     EXPECT_EQ(client.post(path, question("你好")).status, 401);
-    const std::string token = service.token();
     EXPECT_EQ(client.send("POST", path, "[1]", token).status, 400);
     for (const nlohmann::json& body : {question(" \n"), nlohmann::json{{"type", "x"}, {"txt", 5}}})
         EXPECT_EQ(contentsOfEvents(client.post(path, body, token).body),
@@ -117,7 +114,7 @@ constexpr Example examples[] = {
 
 } // namespace
 
-TEST(Outline, SpeaksTheQuestionsLanguageAndSaysWhatItIs) {
+TEST(Outline, SpeaksTheQuestionsLanguageSaysWhatItIsAndEndsWithQuotations) {
     const std::string chinese = outlineFor({.text = "你的缺点是什么？", .position = "后端工程师"});
     for (const char* part : {"提纲", "未使用语言模型", "不足类问题", "“后端工程师”岗位"})
         EXPECT_TRUE(has(chinese, part)) << chinese;
@@ -126,18 +123,12 @@ TEST(Outline, SpeaksTheQuestionsLanguageAndSaysWhatItIs) {
         EXPECT_TRUE(has(english, part)) << english;
     for (const char* text : {"Tell me about a time when you failed.", "请讲一次失败的经历，举个例子。"})
         EXPECT_GT(outlineFor({.type = 2, .text = text}).size(), outlineFor({.type = 1, .text = text}).size() * 3 / 2);
-}
-
-TEST(Outline, IsWordedWithAndWithoutAPosition) {
     for (const char* text : {"hello there", "你好"}) {
         const std::string nameless = outlineFor({.type = 2, .text = text});
         EXPECT_FALSE(has(nameless, "{")) << nameless;
         const std::string odd = outlineFor({.type = 2, .text = text, .position = "{role}{position}"});
         EXPECT_TRUE(has(odd, "{role}{position}")) << odd;
     }
-}
-
-TEST(Outline, EndsWithQuotationsThatNothingIsPutInto) {
     const std::string quoted = outlineFor({.text = "Why you?", .position = "cook", .quotes = {"a {role}", "b"}});
     EXPECT_TRUE(quoted.ends_with("\nFrom your resume:\n   \"a {role}\"\n   \"b\"")) << quoted;
     EXPECT_EQ(outlineFor({.text = "Why?", .quotes = {"a", "b", "c", "fourth"}}).find("fourth"), std::string::npos);

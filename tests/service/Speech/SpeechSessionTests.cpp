@@ -8,9 +8,8 @@
 #include "support/Testing.h"
 
 using namespace parlowen::service;
+using namespace parlowen::testing;
 using namespace parlowen::wire;
-using parlowen::testing::ScriptedEngine;
-using parlowen::testing::ScriptedTranslator;
 using Kind = RecognitionEvent::Kind;
 using nlohmann::json;
 

@@ -13,6 +13,7 @@
 #include "support/Testing.h"
 
 using namespace parlowen::service;
+using namespace parlowen::testing;
 using namespace std::chrono_literals;
 using parlowen::wire::waveHeader;
 using testing::Optional;
