@@ -6,7 +6,9 @@
 #include <QJsonDocument>
 #include <support/FakeCapture.h>
 
-namespace parlowen::testing {
+namespace parlowen {
+
+using namespace testing;
 
 namespace {
 
@@ -162,4 +164,4 @@ bool SessionRig::told(const std::string& words) {
     return waitFor([&] { return std::ranges::find(told_, words) != told_.end(); });
 }
 
-} // namespace parlowen::testing
+} // namespace parlowen
