@@ -127,6 +127,7 @@ TEST_F(AboutTest, ANewerVersionIsToldWithItsNotesAndAnythingLessIsNot) {
     page_.resize(700, 420);
     page_.show();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&page_));
+    ASSERT_TRUE(waitFor([this] { return page_.focusWidget() == nullptr; })) << "a new page has no focused field";
     EXPECT_EQ(page_.versionLabel()->text(), "当前版本：" + Bundle::shortVersion());
     EXPECT_FALSE(page_.sureBtn()->isVisible());
     for (const QByteArray nothing : {"5", R"({"version":"2.2.0"})", R"({"min_version":"2.2.0"})"})
