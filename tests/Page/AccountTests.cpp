@@ -77,7 +77,8 @@ TEST_F(AccountTest, WithoutAProfileAnEmptyIdIsCopiedAndTheContactCardOpensByKeys
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "");
     QTest::keyClick(page_.recordButtons().front(), Qt::Key_Return);
     ASSERT_NE(page_.findChild<ContactView*>(), nullptr);
-    QTest::keyClick(page_.focusWidget(), Qt::Key_Escape);
+    QTest::keyClick(page_.tipView()->sureBtn(),
+                    Qt::Key_Escape); // a page's focus is taken away once, 0.1 s after its start
     EXPECT_TRUE(waitFor([this] { return page_.findChild<ContactView*>() == nullptr; }));
 }
 
@@ -127,7 +128,6 @@ TEST_F(AboutTest, ANewerVersionIsToldWithItsNotesAndAnythingLessIsNot) {
     page_.resize(700, 420);
     page_.show();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&page_));
-    ASSERT_TRUE(waitFor([this] { return page_.focusWidget() == nullptr; })) << "a new page has no focused field";
     EXPECT_EQ(page_.versionLabel()->text(), "当前版本：" + Bundle::shortVersion());
     EXPECT_FALSE(page_.sureBtn()->isVisible());
     for (const QByteArray nothing : {"5", R"({"version":"2.2.0"})", R"({"min_version":"2.2.0"})"})
@@ -152,7 +152,8 @@ TEST_F(AboutTest, ANewerVersionIsToldWithItsNotesAndAnythingLessIsNot) {
     QTest::mouseClick(page_.tipView(), Qt::LeftButton, {}, {5, 5});
     EXPECT_FALSE(isPrompted());
     check(newer);
-    QTest::keyClick(page_.focusWidget(), Qt::Key_Escape);
+    QTest::keyClick(page_.tipView()->sureBtn(),
+                    Qt::Key_Escape); // a page's focus is taken away once, 0.1 s after its start
     EXPECT_FALSE(isPrompted());
 }
 
