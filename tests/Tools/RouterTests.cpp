@@ -106,7 +106,8 @@ TEST_F(KXAudioRouterTest, ASystemAudioSessionChangesAndGivesBackInOrder) {
 
 TEST_F(KXAudioRouterTest, WithoutFitDevicesNothingIsChanged) {
     server->setDefaults("camera", "");
-    router(); // while there is no output yet
+    router().setupSystemAudio(); // while there is no output yet
+    EXPECT_EQ(defaultInput() + defaultOutput(), "camera");
     server->setDefaults("camera", "headset");
     EXPECT_THAT(takeLog(), ElementsAre("❌ 找不到合法的 BlackHole 或输出设备"));
     router().setupSystemAudio();

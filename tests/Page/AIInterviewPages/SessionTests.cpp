@@ -267,7 +267,7 @@ TEST_F(SessionTranscriptTest, RowsKnowWhenTheyBeganAndEnded) {
     final("So tell me.");
     EXPECT_FALSE(page().centerModel());
     EXPECT_TRUE(page().streamModels().empty()) << "without settings nothing is asked";
-    const std::pair<std::optional<qint64>, qint64> times[] = {{std::nullopt, 4}, {4, 9}, {12, 17}};
+    const std::pair<std::optional<qint64>, std::optional<qint64>> times[] = {{std::nullopt, 4}, {4, 9}, {12, 17}};
     for (std::size_t i = 0; i < 3; ++i)
         EXPECT_EQ(std::pair(page().topArr()[i].start, page().topArr()[i].end), times[i])
             << "of its first partial, or where the row before ended";

@@ -145,6 +145,9 @@ TEST_F(ResumeFlowTest, EachFailureIsSaidInAnAlertAndOnTheCard) {
               "上传失败|请求失败 上传简历 cv.docx 上传失败：文件可能太大（40.0 MB）");
     EXPECT_EQ(failureOf({token_, Reply::json(400, R"({"error":{}})"), Reply::json(200, R"({"code":1})")}),
               "上传失败| 上传简历 cv.docx 上传失败，点击重试");
+    EXPECT_EQ(
+        failureOf({token_, Reply::json(400, R"({"error":{}})"), Reply::json(200, R"({"code":1,"message":"太大"})")}),
+        "上传失败| 上传简历 cv.docx 上传失败：太大");
     EXPECT_EQ(lastRequest().target, "/user/bind_resume/") << "an answer that is no file's has an empty id";
 }
 

@@ -51,6 +51,9 @@ protected:
     ReadingList& answers() { return part<ReadingList>("bottomTableView"); }
     QPlainTextEdit& box() { return part<QPlainTextEdit>("textView"); }
     QPushButton& answerButton() { return part<QPushButton>("aiResponseButton"); }
+    static std::string shown(const ReadingList& list, int row, int role = Qt::DisplayRole) {
+        return list.model()->index(row, 0).data(role).toString().toStdString();
+    }
 
     std::unique_ptr<SessionWindow> window_;
 };

@@ -16,11 +16,12 @@ constexpr int wave16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
 /// Plays a file fast and notes how many buffers had come when the file was finished.
 struct Playing {
     explicit Playing(const QString& path, double speed = 200)
-        : capture({path, speed, [this] { finished.push_back(sound.buffers().size()); }})
+        : capture({path, speed, [this] { finished.push_back(sound.buffers().size()); }, meter})
         , started(capture.start(chunk, [this](Buffer buffer) { sound.take(std::move(buffer)); })) {}
 
     Collector sound;
     std::vector<std::size_t> finished; // to be read after a stop
+    const std::shared_ptr<InputMeter> meter = std::make_shared<InputMeter>();
     FileCapture capture;
     Result<void> started;
 };
@@ -78,7 +79,8 @@ TEST_F(FileCaptureTest, PlaysEveryFormatAndChannelCountToItsLastFrame) {
         ASSERT_TRUE(playing.started);
         ASSERT_TRUE(playing.sound.waitForCount(14));
         playing.capture.stop();
-        EXPECT_THAT(playing.finished, ::testing::ElementsAre(11U));
+        EXPECT_THAT(playing.finished, ElementsAre(11U));
+        EXPECT_NEAR(playing.meter->take(), 0.5, 0.05);
         const std::vector<Buffer> buffers = playing.sound.buffers();
         for (const Buffer& buffer : buffers)
             ASSERT_EQ(buffer->frameLength(), chunk);

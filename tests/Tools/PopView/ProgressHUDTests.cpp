@@ -203,12 +203,12 @@ TEST_F(ProgressHUDTest, TheBoxHoldsItsContentAndStandsWhereAskedFor) {
 TEST_F(ProgressHUDTest, ColoursAndIconsAreThoseAskedFor) {
     using Mode = ProgressHUDMode;
     using Points = std::vector<QPoint>;
-    const std::tuple looks[] = {std::tuple(Mode::success, ProgressHUDStyle::dark(), QColor(242, 242, 242),
-                                           QColor(Qt::black), Points{{19, 48}, {5, 32}, {54, 13}}, QPoint(30, 10)),
-                                std::tuple(Mode::error, ProgressHUDStyle::light(), QColor(Qt::black), QColor(Qt::white),
-                                           Points{{9, 9}, {51, 51}, {51, 9}, {9, 51}}, QPoint(30, 15)),
-                                std::tuple(Mode::info, ProgressHUDStyle::custom(Qt::red, Qt::blue), QColor(Qt::red),
-                                           QColor(Qt::blue), Points{{30, 1}, {30, 44}, {30, 16}}, QPoint(20, 30))};
+    const std::array looks{std::tuple(Mode::success, ProgressHUDStyle::dark(), QColor(242, 242, 242), QColor(Qt::black),
+                                      Points{{19, 48}, {5, 32}, {54, 13}}, QPoint(30, 10)),
+                           std::tuple(Mode::error, ProgressHUDStyle::light(), QColor(Qt::black), QColor(Qt::white),
+                                      Points{{9, 9}, {51, 51}, {51, 9}, {9, 51}}, QPoint(30, 15)),
+                           std::tuple(Mode::info, ProgressHUDStyle::custom(Qt::red, Qt::blue), QColor(Qt::red),
+                                      QColor(Qt::blue), Points{{30, 1}, {30, 44}, {30, 16}}, QPoint(20, 30))};
     hud_.opacity = 0.8;
     for (const auto& [kind, style, foreground, ground, drawn, clear] : looks) {
         hud_.style = style;
