@@ -187,6 +187,27 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
     EXPECT_EQ(Answers("http://127.0.0.1:1").to({.text = "Why?"}), "(The language model cannot be reached)\n|OUTLINE");
 }
 
+TEST(ChatAnswers, LearnWhatTheEndpointRefuses) {
+    const auto refusal = [](const char* error) { return ScriptedModel::reply(error, "400 No"); };
+    std::atomic<int> asked = 0;
+    const ScriptedModel model([&](ScriptedModel::Stream& stream) {
+        const int number = ++asked;
+        stream << (number == 1   ? refusal(R"({"error":{"message":"Not so","param":"max_tokens"}})")
+                   : number == 2 ? refusal(R"({"error":{"message":"'temperature' must be 1","param":null}})")
+                   : number == 5 ? refusal(R"({"error":{"message":"secret","param":"temperature"}})")
+                                 : ScriptedModel::reply(a + done));
+    });
+    Answers answers(model.url());
+    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
+    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
+    EXPECT_EQ(answers.to({.text = "Why?"}), "(The language model reports an error)\n|OUTLINE") << "it has gone already";
+    const auto requests = model.requests();
+    ASSERT_EQ(requests.size(), 5U);
+    EXPECT_THAT(requests.at(1), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("\"max_tokens\"")),
+                                      HasSubstr("\"temperature\"")));
+    EXPECT_THAT(requests.at(3), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("temperature"))));
+}
+
 TEST(ChatAnswers, EndUpstreamWithTheirClient) {
     std::atomic<bool> closed = false;
     const ScriptedModel model(waitingAfter(a, &closed));
