@@ -105,11 +105,11 @@ void RegionTokens::fetch() {
         end(ended, *body);
         return std::nullopt;
     };
-    upstream_.send({.url = region_.tokenUrl,
-                    .headers = {"Ocp-Apim-Subscription-Key: " + region_.key,
-                                "Content-Type: application/x-www-form-urlencoded"},
-                    .whole = fetchLimit},
-                   std::move(handlers));
+    upstream_.send(
+        {.url = region_.tokenUrl,
+         .headers = {"Ocp-Apim-Subscription-Key: " + region_.key, "Content-Type: application/x-www-form-urlencoded"},
+         .whole = fetchLimit},
+        std::move(handlers));
 }
 
 void RegionTokens::end(const UpstreamEnd& end, const std::string& body) {

@@ -10,7 +10,7 @@ namespace parlowen::service {
 
 /// A region of the cloud speech service, whose tokens an operator's key fetches.
 struct CloudRegion {
-    std::string name; ///< such as "eastasia"; empty: there is none
+    std::string name;       ///< such as "eastasia"; empty: there is none
     std::string area{};     ///< what clients are told: the region's name, or a base URL
     std::string tokenUrl{}; ///< where tokens are issued
     std::string key{};
@@ -21,9 +21,9 @@ struct CloudRegion {
 /// Where a region issues its tokens, by its name.
 std::string issuerOf(const std::string& region);
 
-/// The short-lived tokens of a region. They last ten minutes, and clients use one for eight: each that is handed out was
-/// fetched within the last minute and a half, or, while the issuer fails, within the last eight. However many ask, one
-/// request is under way. Thread-safe.
+/// The short-lived tokens of a region. They last ten minutes, and clients use one for eight: each that is handed out
+/// was fetched within the last minute and a half, or, while the issuer fails, within the last eight. However many ask,
+/// one request is under way. Thread-safe.
 class RegionTokens {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;

@@ -35,16 +35,18 @@ struct Endpoint {
         : settings(std::move(settingsToUse))
         , pace(paceToKeep) {}
 
-    void took(Clock::duration time) { usual = usual == Clock::duration() ? time : usual + (time - usual) / newestShare; }
+    void took(Clock::duration time) {
+        usual = usual == Clock::duration() ? time : usual + (time - usual) / newestShare;
+    }
     bool isFast() const { return settings.partials && usual <= pace.slowest; }
 
     const TranscriptionEndpoint settings;
     const TranscriptionEngine::Pace pace;
     asio::io_context io;
-    Clock::duration usual{};        ///< of a request; 0: none has been answered
-    Clock::time_point busyUntil{};  ///< the endpoint asked for it
-    std::atomic<int> open = 0;      ///< streams
-    UpstreamClient upstream;        ///< last: what it calls posts to `io`
+    Clock::duration usual{};       ///< of a request; 0: none has been answered
+    Clock::time_point busyUntil{}; ///< the endpoint asked for it
+    std::atomic<int> open = 0;     ///< streams
+    UpstreamClient upstream;       ///< last: what it calls posts to `io`
 };
 
 /// One stream. All but the construction and what is said otherwise runs on the engine's thread.
@@ -258,9 +260,8 @@ public:
 
     bool accept(std::span<const std::int16_t> samples) override {
         const bool more = hearing_->state.arrived(static_cast<std::int64_t>(samples.size()));
-        asio::post(endpoint_.io, [hearing = hearing_, audio = std::vector(samples.begin(), samples.end())] {
-            hearing->take(audio);
-        });
+        asio::post(endpoint_.io,
+                   [hearing = hearing_, audio = std::vector(samples.begin(), samples.end())] { hearing->take(audio); });
         return more;
     }
     void finish() override {

@@ -15,10 +15,10 @@ class TranscriptionEngine : public RecognitionEngine {
 public:
     /// How long things may take.
     struct Pace {
-        std::chrono::milliseconds retry{500};          ///< before what failed is sent again
+        std::chrono::milliseconds retry{500};           ///< before what failed is sent again
         std::chrono::milliseconds longestPause{10'000}; ///< that is waited for; a longer one is a failure
-        std::chrono::milliseconds slowest{1'500};      ///< above which what is still being said is not sent
-        std::chrono::milliseconds calm{5'000};         ///< without such requests after one that failed
+        std::chrono::milliseconds slowest{1'500};       ///< above which what is still being said is not sent
+        std::chrono::milliseconds calm{5'000};          ///< without such requests after one that failed
     };
 
     explicit TranscriptionEngine(TranscriptionEndpoint endpoint)

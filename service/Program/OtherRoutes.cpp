@@ -95,14 +95,14 @@ void addSpeechTokenRoute(Router& router, std::function<std::string(std::string_v
 }
 
 void addRegionTokenRoute(Router& router, RegionTokenSource token, const std::string& area, const Guard& signedInOnly) {
-    router.route(verb::get, speechTokenPath,
-                 [token = std::move(token), area](const HttpRequest&) -> asio::awaitable<HttpResponse> {
-                     auto fetching = token();
-                     const auto outcome = co_await std::move(fetching);
-                     co_return outcome ? success({{"token", *outcome}, {"area", area}})
-                                       : failure(noRegion, outcome.error());
-                 },
-                 {.right = signedInOnly});
+    router.route(
+        verb::get, speechTokenPath,
+        [token = std::move(token), area](const HttpRequest&) -> asio::awaitable<HttpResponse> {
+            auto fetching = token();
+            const auto outcome = co_await std::move(fetching);
+            co_return outcome ? success({{"token", *outcome}, {"area", area}}) : failure(noRegion, outcome.error());
+        },
+        {.right = signedInOnly});
 }
 
 void addVersionRoute(Router& router) {

@@ -21,9 +21,8 @@ constexpr const char* usualRegionLanguages =
 constexpr const char* usualTargets = "zh-Hans,zh-Hant,en,ja,ko,es,fr,de,it,pt,ru,nl,pl,tr,ar,hi,id,th,vi,ca";
 
 bool isRegionName(const std::string& text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
-    });
+    return !text.empty() && std::all_of(text.begin(), text.end(),
+                                        [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); });
 }
 
 bool isWebSocket(const std::string& address) {

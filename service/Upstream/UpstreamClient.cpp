@@ -229,9 +229,9 @@ void UpstreamClient::Core::finishDone() {
         if (message->msg != CURLMSG_DONE)
             continue;
         const CURLcode result = message->data.result;
-        const auto done = std::find_if(running.begin(), running.end(), [easy = message->easy_handle](const auto& entry) {
-            return entry.second->easy.get() == easy;
-        });
+        const auto done =
+            std::find_if(running.begin(), running.end(),
+                         [easy = message->easy_handle](const auto& entry) { return entry.second->easy.get() == easy; });
         if (done != running.end())
             finish(done->first, result);
     }

@@ -28,8 +28,8 @@ struct UpstreamRequest {
     std::vector<std::string> headers{}; ///< such as "Accept: application/json"
     std::string bearer{};               ///< sent as the authorization; empty: none
     std::string body{};
-    std::vector<Part> form{};          ///< multipart/form-data in place of the body
-    std::size_t mostRefusalBytes = 0;  ///< how much is read of what a reply of status 400 says
+    std::vector<Part> form{};         ///< multipart/form-data in place of the body
+    std::size_t mostRefusalBytes = 0; ///< how much is read of what a reply of status 400 says
     std::chrono::milliseconds connect{5'000};
     std::chrono::milliseconds whole{180'000}; ///< until the reply has ended
 };
