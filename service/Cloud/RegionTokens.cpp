@@ -22,16 +22,16 @@ bool isToken(std::string_view text) {
 }
 
 /// What an operator reads in the log, and a user on the screen.
-struct Trouble {
+struct TroubleWords {
     std::string_view log;
     std::string_view user;
 };
 
-Trouble troubleOf(const UpstreamEnd& end) {
+TroubleWords troubleOf(const UpstreamEnd& end) {
     switch (end.status) {
     case 0:
-        return end.isLate ? Trouble{"did not answer in time", "云语音服务没有及时回复，请稍后再试"}
-                          : Trouble{"cannot be reached", "无法连接云语音服务，请稍后再试"};
+        return end.isLate ? TroubleWords{"did not answer in time", "云语音服务没有及时回复，请稍后再试"}
+                          : TroubleWords{"cannot be reached", "无法连接云语音服务，请稍后再试"};
     case 200:
         return {"sent no token", "云语音服务的回复无法识别，请稍后再试"};
     case 401:
@@ -122,7 +122,7 @@ void RegionTokens::end(const UpstreamEnd& end, const std::string& body) {
             fetchedAt_ = clock_();
             problem_.clear();
         } else {
-            const Trouble trouble = troubleOf(end);
+            const TroubleWords trouble = troubleOf(end);
             problem_ = trouble.user;
             quietUntil_ = clock_() + std::clamp(end.pause, pauseAfterFailure, longestPause);
             logLine("cloud region " + region_.name + ": the issuer of its tokens " + std::string(trouble.log) + " (" +

@@ -11,7 +11,7 @@ namespace {
 namespace po = boost::program_options;
 using Problem = std::optional<OptionProblem>;
 
-constexpr unsigned lineLength = 110;
+constexpr unsigned speechLineLength = 110;
 constexpr const char* usualLanguages =
     "zh-CN,zh-TW,en-US,en-GB,en-IN,ja-JP,ko-KR,es-ES,es-MX,fr-FR,de-DE,it-IT,pt-BR,ru-RU,nl-NL,pl-PL,tr-TR,ar-EG,hi-IN,"
     "id-ID,th-TH,vi-VN,ca-ES,gl-ES";
@@ -33,7 +33,7 @@ bool isWebSocket(const std::string& address) {
 } // namespace
 
 po::options_description SpeechOptions::description() {
-    po::options_description all("Speech services elsewhere (also in the configuration file)", lineLength);
+    po::options_description all("Speech services elsewhere (also in the configuration file)", speechLineLength);
     const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
     const auto number = [](int& value, int usual) {
         return po::value(&value)->value_name("NUMBER")->default_value(usual);
