@@ -254,7 +254,7 @@ bool AppDelegate::carryOut(const CommandLine& line) {
     if (isQuitting_)
         return false;
     pending_ = line;
-    raise();
+    line.page.isEmpty() ? raise() : showMainWindow();
     if (line.pageIndex() == loginPage)
         openLogin();
     doPending();
