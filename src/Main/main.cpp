@@ -106,6 +106,8 @@ int runSession(const CommandLine& line) {
     Run run(line, *report, parts.settings, parts.composition, [](int status) { QCoreApplication::exit(status); });
     running = &run;
     const UnixSignals interrupts([&run] { run.interrupt(); });
+    if (const auto* windows = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) // one logs out
+        QObject::connect(windows, &QGuiApplication::commitDataRequest, &run, &SessionRun::interrupt);
     onMain([&run] { run.begin(); });
     return QCoreApplication::exec();
 }
