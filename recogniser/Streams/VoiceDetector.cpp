@@ -1,5 +1,7 @@
 #include "VoiceDetector.h"
 
+#include "Library/SherpaLibrary.h"
+
 #include <stdexcept>
 
 namespace parlowen::recogniser {
