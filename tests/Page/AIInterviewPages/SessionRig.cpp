@@ -2,14 +2,12 @@
 
 #include <Foundation/BackgroundQueue.h>
 #include <Network/ApiBase.h>
-#include <Tools/StreamThread.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <algorithm>
 #include <array>
-#include <future>
 #include <support/FakeCapture.h>
 #include <thread>
 
@@ -70,9 +68,6 @@ SessionRig::SessionRig() {
 SessionRig::~SessionRig() {
     session_.reset();
     waitForBackground();
-    std::promise<void> cancelled; // its answers, before their server goes
-    StreamThread::shared().post([&cancelled] { cancelled.set_value(); });
-    cancelled.get_future().wait();
 }
 
 AIInterviewModel SessionRig::interview(int answerType) {
