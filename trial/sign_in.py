@@ -3,8 +3,9 @@
 
 Needs Xvfb, openbox, xdotool, ImageMagick, dbus-daemon, gnome-keyring and libsecret-tools. BIN is the directory of the built programs; pictures
 of every step go to PICTURES. A number, the captcha's slider drawn by the mouse in the real web engine, the code from the
-service's console; then starts with and without automatic sign-in, a sign-in that the service takes back, and a
-keyring that hangs. Ends with a search for what is secret wherever it must not be.
+service's console; then another person by password. After each: starts with and without automatic sign-in, and a sign-in that the
+service takes back before a start, beside a page, beside a card and in a rehearsal; once a keyring that hangs. Ends with a
+search for what is secret wherever it must not be.
 """
 import os
 import pathlib
@@ -18,7 +19,7 @@ import tempfile
 import threading
 import time
 
-PHONE = "13800000001"
+PHONE, OTHER_PHONE, PASSWORD = "13800000001", "13800000002", "wonderful-weather"
 DARK = (10, 14, 20)  # what the captcha's hole is mixed with
 
 
@@ -64,7 +65,7 @@ def free_pair():
 class Desk:
     def __init__(self, home, programs, pictures):
         self.home, self.programs, self.pictures = pathlib.Path(home), programs, pictures
-        self.started, self.step = [], 0
+        self.started, self.step, self.commands = [], 0, set()
         names = {"XDG_CONFIG_HOME": "config", "XDG_DATA_HOME": "data", "XDG_RUNTIME_DIR": "run", "XDG_CACHE_HOME": "cache"}
         self.env = {"PATH": os.environ["PATH"], "HOME": home, "LANG": "C.UTF-8"}
         for name, folder in names.items():
@@ -83,14 +84,27 @@ class Desk:
         self.keyring.stdin.write("password")
         self.keyring.stdin.close()
 
+        threading.Thread(target=self.watch_commands, daemon=True).start()
+
+    def watch_commands(self):
+        """Notes what each process of this desk is called with."""
+        while True:
+            for entry in pathlib.Path("/proc").glob("[0-9]*"):
+                try:
+                    if f"HOME={self.home}\0".encode() in (entry / "environ").read_bytes():
+                        self.commands.add((entry / "cmdline").read_bytes().decode(errors="replace"))
+                except OSError:
+                    pass
+            time.sleep(0.1)
+
     def start(self, command, **options):
         process = subprocess.Popen(command, env=self.env, text=True, **options)
         self.started.append(process)
         return process
 
-    def serve(self, method):
+    def serve(self, *options):
         self.port = free_pair()
-        self.service = self.start([f"{self.programs}/parlowen-service", "--listen", f"127.0.0.1:{self.port}", "--login-method", method],
+        self.service = self.start([f"{self.programs}/parlowen-service", "--listen", f"127.0.0.1:{self.port}", *options],
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.console, self.service_log = Output(self.service.stdout), Output(self.service.stderr)
         wait("the service listens", lambda: self.console.find("(listening on .*)"))
@@ -112,6 +126,10 @@ class Desk:
             process.kill()
             process.wait()
 
+    def type(self, text):
+        """Not as an argument: those are searched for secrets."""
+        subprocess.run(["xdotool", "type", "--file", "-"], env=self.env, input=text, text=True, check=True)
+
     def do(self, *arguments):
         return subprocess.run(["xdotool", *map(str, arguments)], env=self.env, capture_output=True, text=True).stdout.split()
 
@@ -122,6 +140,12 @@ class Desk:
         self.do("windowfocus", found)
         time.sleep(0.5)
         return found
+
+    def click(self, x, y):
+        """At a place of the main window."""
+        found = self.do("search", "--onlyvisible", "--name", "^主面板$")[-1]
+        self.do("mousemove", "--window", found, x, y, "click", 1)
+        time.sleep(0.5)
 
     def picture(self, name):
         """Width, height and RGB bytes of the display; kept as a PNG."""
@@ -203,7 +227,7 @@ def by_code(desk):
     time.sleep(1)
     desk.picture("login")
     assert desk.engines() == 0, "an engine before the captcha"
-    desk.do("type", PHONE)
+    desk.type(PHONE)
     desk.do("key", "Tab", "Tab", "space")
     wait("the engine's processes", desk.engines)
     solve(desk)
@@ -212,7 +236,7 @@ def by_code(desk):
     desk.window("登录")
     desk.picture("code-sent")
     desk.do("key", "Tab", "space", "shift+Tab")  # sign in automatically; no second code can be sent yet
-    desk.do("type", code)
+    desk.type(code)
     desk.picture("filled")
     desk.do("key", "Return")
     desk.window("主面板")
@@ -221,8 +245,26 @@ def by_code(desk):
     return code
 
 
+def by_password(desk):
+    desk.open("--page", "login")
+    desk.window("登录")
+    wait("the way to sign in", lambda: "get_login_method" in desk.log.text and "result" in desk.log.text)
+    time.sleep(1)
+    desk.type(OTHER_PHONE)
+    desk.do("key", "Tab")
+    if "isAutoLogin=true" not in settings_of(desk):
+        desk.do("key", "Tab", "Tab", "space", "shift+Tab", "shift+Tab")
+    desk.type(PASSWORD)
+    desk.picture("password")
+    desk.do("key", "Return")
+    desk.window("主面板")
+    time.sleep(1)
+    desk.picture("signed-in-by-password")
+
+
 def settings_of(desk):
-    return (desk.home / "config/parlowen/parlowen.ini").read_text()
+    file = desk.home / "config/parlowen/parlowen.ini"
+    return file.read_text() if file.exists() else ""
 
 
 def token_of(desk):
@@ -240,29 +282,29 @@ def search_secrets(desk, secrets):
     for secret in secrets:
         assert secret not in desk.logs, "a secret in the program's log"
         assert secret not in desk.service_log.text, "a secret in the service's log"
+        assert not any(secret in command for command in desk.commands), "a secret in a process's arguments"
         for path in desk.home.rglob("*"):
             if path.is_file() and "keyrings" not in path.parts:
                 assert secret.encode() not in path.read_bytes(), f"a secret in {path}"
 
 
-def main():
-    programs, pictures = os.path.abspath(sys.argv[1]), (sys.argv[2:] + [None])[0]
-    with tempfile.TemporaryDirectory() as home:
-        desk = Desk(home, programs, pictures)
-        try:
-            run(desk)
-        finally:
-            desk.end()
+def take_back(desk):
+    with sqlite3.connect(desk.home / "data/parlowen-service/parlowen.db", timeout=10) as database:
+        database.execute("DELETE FROM sessions")
 
 
-def run(desk):
-    desk.serve("code")
-    print("by code")
-    code = by_code(desk)
-    token = token_of(desk)
-    assert len(token) > 30 and "LOGIN_TOKEN_KEPT" in settings_of(desk), "no token in the keyring"
-    desk.quit()
+def only_sign_in_is_left(desk, name):
+    """The sign-in window has come, every other one has gone, and the way of signing in is still known."""
+    desk.window("登录")
+    time.sleep(1)
+    desk.picture(name)
+    windows = [desk.do("getwindowname", window) for window in desk.do("search", "--onlyvisible", "--name", ".+")]
+    assert [window[0] for window in windows] == ["登录"], windows
+    assert "LOGIN_TOKEN_KEPT" not in settings_of(desk) and "isAutoLogin=true" in settings_of(desk)
 
+
+def starts(desk):
+    """With and without automatic sign-in."""
     print("with automatic sign-in")
     desk.open()
     wait("a window without a title", lambda: "/language/list" in desk.log.text or "/user/info" in desk.log.text)
@@ -270,8 +312,49 @@ def run(desk):
     desk.picture("started-again")
     assert not desk.do("search", "--onlyvisible", "--name", "^登录$")
     desk.quit()
+    print("without automatic sign-in")
+    auto_sign_in(desk, False)
+    desk.open()
+    desk.window("登录")
+    desk.quit()
+    auto_sign_in(desk, True)
 
+
+def taken_back_at_a_start(desk):
+    print("a sign-in that the service takes back")
+    take_back(desk)
+    desk.open()
+    only_sign_in_is_left(desk, "taken-back")
+    desk.quit()
+
+
+def taken_back_later(desk):
+    print("taken back beside a page")
+    by_password(desk)
+    desk.click(87, 145)  # the account
+    wait("the account page", lambda: "/user/info" in desk.log.text)
+    desk.picture("account")
+    take_back(desk)
+    desk.click(87, 92)
+    only_sign_in_is_left(desk, "taken-back-beside-a-page")
+    desk.quit()
+    print("taken back in a rehearsal")
+    by_password(desk)
+    desk.quit()
+    desk.open("--start", "rehearsal")
+    wait("the first answer", lambda: "流式连接结束" in desk.log.text)
+    desk.picture("rehearsal")
+    take_back(desk)
+    wait("an answer that says so", lambda: "HTTP 401: 登录已失效" in desk.log.text)
+    desk.picture("taken-back-in-a-rehearsal")  # it goes on: what is heard is worth more than who hears it
+    desk.do("mousemove", 1114, 80, "click", 1)
+    only_sign_in_is_left(desk, "after-the-rehearsal")
+    desk.quit()
+
+
+def keyring_hangs(desk):
     print("a keyring that hangs")
+    token = token_of(desk)
     desk.keyring.send_signal(signal.SIGSTOP)
     desk.open()
     desk.window("登录")
@@ -281,27 +364,49 @@ def run(desk):
     desk.quit()
     assert token_of(desk) == token
 
-    print("without automatic sign-in")
-    auto_sign_in(desk, False)
-    desk.open()
-    desk.window("登录")
-    desk.quit()
 
-    print("a sign-in that the service takes back")
-    auto_sign_in(desk, True)
-    database = sqlite3.connect(desk.home / "data/parlowen-service/parlowen.db", timeout=10)
-    database.execute("DELETE FROM sessions")
-    database.commit()
-    desk.open()
-    desk.window("登录")
-    time.sleep(1)
-    desk.picture("taken-back")
-    windows = [desk.do("getwindowname", w) for w in desk.do("search", "--onlyvisible", "--name", ".+")]
-    assert "LOGIN_TOKEN_KEPT" not in settings_of(desk) and "isAutoLogin=true" in settings_of(desk)
-    assert [name[0] for name in windows] == ["登录"], windows
+def main():
+    programs, pictures = os.path.abspath(sys.argv[1]), (sys.argv[2:] + [None])[0]
+    with tempfile.TemporaryDirectory() as home:
+        desk = Desk(home, programs, pictures)
+        try:
+            run(desk)
+        except BaseException:
+            desk.picture("failed")
+            print(desk.log.text[-3000:], settings_of(desk))
+            raise
+        finally:
+            desk.end()
+
+
+def signed_in_token(desk):
+    token = token_of(desk)
+    assert len(token) > 30 and "LOGIN_TOKEN_KEPT" in settings_of(desk), "no token in the keyring"
+    return token
+
+
+def run(desk):
+    desk.serve("--login-method", "code")
+    print("by code")
+    secrets = [by_code(desk), signed_in_token(desk)]
     desk.quit()
-    search_secrets(desk, [token, code])
-    print("nothing secret in logs and files")
+    starts(desk)
+    keyring_hangs(desk)
+    taken_back_at_a_start(desk)
+    search_secrets(desk, secrets)
+    desk.service.terminate()
+    desk.service.wait(10)
+
+    desk.serve("--login-method", "password", "--create-accounts")
+    print("by password")
+    by_password(desk)
+    secrets += [PASSWORD, signed_in_token(desk)]
+    desk.quit()
+    starts(desk)
+    taken_back_at_a_start(desk)
+    taken_back_later(desk)
+    search_secrets(desk, secrets)
+    print("nothing secret in logs, files and arguments")
 
 
 if __name__ == "__main__":

@@ -69,7 +69,7 @@ Reply ServiceClient::send(const std::string& method, const std::string& path, co
     std::signal(SIGPIPE, SIG_IGN); // which writing to a closed connection would raise
     httplib::SSLClient client("127.0.0.1", port_);
     client.set_ca_cert_path(authority_.string());
-    client.set_read_timeout(std::chrono::seconds(10));
+    client.set_read_timeout(std::chrono::seconds(60));
     httplib::Request request;
     request.method = method;
     request.path = path;
