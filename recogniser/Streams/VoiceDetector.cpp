@@ -1,5 +1,7 @@
 #include "VoiceDetector.h"
 
+#include "Library/SherpaLibrary.h"
+
 #include <algorithm>
 #include <initializer_list>
 #include <stdexcept>

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Library/SherpaLibrary.h"
 #include "Protocol/Frames.h"
 
 #include <array>
@@ -9,6 +8,8 @@
 #include <memory>
 
 namespace parlowen::recogniser {
+
+struct SherpaLibrary;
 
 /// Tells window by window whether somebody speaks. It says so `onsetDelay` after speech began, and stops saying so
 /// `closeDelay` after it ended.

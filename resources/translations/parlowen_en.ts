@@ -253,6 +253,10 @@
         <source>全局快捷键不可用：%1</source>
         <translation>Shortcuts cannot be used in other programs: %1</translation>
     </message>
+    <message>
+        <source>找不到示例录音，请重新安装 Parlowen。</source>
+        <translation>The sample recording is missing; install Parlowen anew.</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::CaptchaViewController</name>

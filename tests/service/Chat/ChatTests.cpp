@@ -1,8 +1,8 @@
 #include "Chat/ChatAnswers.h"
 #include "Chat/ChatPrompt.h"
 #include "Chat/ChatTranslator.h"
-#include "ScriptedModel.h"
 #include "support/RunningService.h"
+#include "support/ScriptedEndpoint.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -22,22 +22,22 @@ namespace {
 
 const std::string done = "data: [DONE]\n\n";
 
-ScriptedModel::Script saying(const std::string& text) {
-    return [text](ScriptedModel::Stream& stream) { stream << text; };
+ScriptedEndpoint::Script saying(const std::string& text) {
+    return [text](ScriptedEndpoint::Stream& stream) { stream << text; };
 }
 
 /// Says a text and closes.
-ScriptedModel::Script cutAfter(const std::string& text) {
-    return [text](ScriptedModel::Stream& stream) {
-        stream << ScriptedModel::opening() << text << std::flush;
+ScriptedEndpoint::Script cutAfter(const std::string& text) {
+    return [text](ScriptedEndpoint::Stream& stream) {
+        stream << ScriptedEndpoint::opening() << text << std::flush;
         stream.close();
     };
 }
 
 /// Says a text and waits for the other side to close.
-ScriptedModel::Script waitingAfter(const std::string& text, std::atomic<bool>* closed = nullptr) {
-    return [text, closed](ScriptedModel::Stream& stream) {
-        stream << ScriptedModel::opening() << text << std::flush;
+ScriptedEndpoint::Script waitingAfter(const std::string& text, std::atomic<bool>* closed = nullptr) {
+    return [text, closed](ScriptedEndpoint::Stream& stream) {
+        stream << ScriptedEndpoint::opening() << text << std::flush;
         while (stream.get() != EOF) {
         }
         if (closed != nullptr)
@@ -93,8 +93,8 @@ private:
     inline static Fallback fallback_;
 };
 
-std::string answerBy(ScriptedModel::Script script, const std::string& question = "Why?") {
-    const ScriptedModel model(std::move(script));
+std::string answerBy(ScriptedEndpoint::Script script, const std::string& question = "Why?") {
+    const ScriptedEndpoint model(std::move(script));
     return Answers(model.url()).to({.text = question});
 }
 
@@ -105,8 +105,8 @@ bool eventually(const std::function<bool()>& condition) {
     return condition();
 }
 
-const std::string a = ScriptedModel::event("a");
-const std::string b = ScriptedModel::event("b");
+const std::string a = ScriptedEndpoint::event("a");
+const std::string b = ScriptedEndpoint::event("b");
 
 } // namespace
 
@@ -115,8 +115,8 @@ TEST(ChatAnswers, PassPiecesOnAsTheyComeOverOneConnection) {
     const std::string usage = "event: x\ndata:{\"choices\":[],\"usage\":{}}\r\n\r\n";
     const std::string stopped = R"(data: {"choices":[{"delta":{},"finish_reason":"stop"}]})";
     const std::string body = role + "\n\n: comment\n\n" + a + usage + b + stopped + "\n";
-    const ScriptedModel model([&](ScriptedModel::Stream& stream) {
-        for (const char byte : ScriptedModel::reply(body))
+    const ScriptedEndpoint model([&](ScriptedEndpoint::Stream& stream) {
+        for (const char byte : ScriptedEndpoint::reply(body))
             stream << byte << std::flush;
     });
     Answers answers(model.url());
@@ -134,27 +134,27 @@ TEST(ChatAnswers, PassPiecesOnAsTheyComeOverOneConnection) {
 TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirstPiece) {
     const std::string page = "<h1>secret page</h1>";
     const auto status = [&](const char* code, const char* headers = "") {
-        return saying(ScriptedModel::reply(ScriptedModel::event("secret"), code, headers));
+        return saying(ScriptedEndpoint::reply(ScriptedEndpoint::event("secret"), code, headers));
     };
     const auto ending = [](const char* reason) {
         return a + "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"" + reason + "\"}]}\n\n";
     };
-    const auto dripping = [](ScriptedModel::Stream& stream) {
-        stream << ScriptedModel::opening() << std::flush;
+    const auto dripping = [](ScriptedEndpoint::Stream& stream) {
+        stream << ScriptedEndpoint::opening() << std::flush;
         while (stream << ':' << std::flush)
             std::this_thread::sleep_for(10ms);
     };
-    const auto endlessPage = [](ScriptedModel::Stream& stream) {
+    const auto endlessPage = [](ScriptedEndpoint::Stream& stream) {
         stream << "HTTP/1.1 500 No\r\nRetry-After: 9999999\r\n\r\n" << std::flush;
         stream.get();
     };
-    std::string flood = ScriptedModel::opening();
+    std::string flood = ScriptedEndpoint::opening();
     std::string most;
     for (int i = 0; i < 3'000; ++i)
         flood += a;
     for (int i = 0; i < 1'000; ++i)
         most += "a|";
-    const std::tuple<const char*, ScriptedModel::Script, std::string> cases[] = {
+    const std::tuple<const char*, ScriptedEndpoint::Script, std::string> cases[] = {
         {"401", status("401 No"), "(The language model does not accept the configured key)\n|OUTLINE"},
         {"404", status("404 No"), "(The configured language model was not found)\n|OUTLINE"},
         {"429", status("429 No", "Retry-After: 7\r\n"),
@@ -181,15 +181,36 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
     for (const auto& [name, script, expected] : cases)
         EXPECT_EQ(answerBy(script), expected) << name;
     EXPECT_EQ(answerBy(status("401 No"), "为什么？"), "（语言模型不接受所配置的密钥）\n|OUTLINE");
-    const ScriptedModel cut(cutAfter(a));
+    const ScriptedEndpoint cut(cutAfter(a));
     EXPECT_THAT(Answers(cut.url()).to({.text = "Why?", .excerpt = {"line"}}),
                 AllOf(HasSubstr("broke off"), ::testing::EndsWith("|GROUNDS line")));
     EXPECT_EQ(Answers("http://127.0.0.1:1").to({.text = "Why?"}), "(The language model cannot be reached)\n|OUTLINE");
 }
 
+TEST(ChatAnswers, LearnWhatTheEndpointRefuses) {
+    const auto refusal = [](const char* error) { return ScriptedEndpoint::reply(error, "400 No"); };
+    std::atomic<int> asked = 0;
+    const ScriptedEndpoint model([&](ScriptedEndpoint::Stream& stream) {
+        const int number = ++asked;
+        stream << (number == 1   ? refusal(R"({"error":{"message":"Not so","param":"max_tokens"}})")
+                   : number == 2 ? refusal(R"({"error":{"message":"'temperature' must be 1","param":null}})")
+                   : number == 5 ? refusal(R"({"error":{"message":"secret","param":"temperature"}})")
+                                 : ScriptedEndpoint::reply(a + done));
+    });
+    Answers answers(model.url());
+    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
+    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
+    EXPECT_EQ(answers.to({.text = "Why?"}), "(The language model reports an error)\n|OUTLINE") << "it has gone already";
+    const auto requests = model.requests();
+    ASSERT_EQ(requests.size(), 5U);
+    EXPECT_THAT(requests.at(1), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("\"max_tokens\"")),
+                                      HasSubstr("\"temperature\"")));
+    EXPECT_THAT(requests.at(3), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("temperature"))));
+}
+
 TEST(ChatAnswers, EndUpstreamWithTheirClient) {
     std::atomic<bool> closed = false;
-    const ScriptedModel model(waitingAfter(a, &closed));
+    const ScriptedEndpoint model(waitingAfter(a, &closed));
     Answers answers(model.url(), {}, 60s);
     Pieces pieces;
     pieces.leavesAfterFirst = true;
@@ -198,7 +219,7 @@ TEST(ChatAnswers, EndUpstreamWithTheirClient) {
 }
 
 TEST(ChatAnswers, AreRefusedBeyondTheirNumber) {
-    const ScriptedModel model(waitingAfter(""));
+    const ScriptedEndpoint model(waitingAfter(""));
     Answers answers(model.url(), {.atOnce = 2, .atOnceOfAccount = 1});
     const std::pair<Question, const char*> asked[] = {{{.text = "Why?", .account = 1}, "(The"},
                                                       {{.text = "Why?", .account = 1}, "Too many answers"},
@@ -235,7 +256,7 @@ TEST(ChatPrompt, HoldsWhatIsKnownAsDataAndCutsWhatWasEarlier) {
 }
 
 TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
-    const ScriptedModel model(saying(ScriptedModel::reply(ScriptedModel::event(" 你好\n") + done)));
+    const ScriptedEndpoint model(saying(ScriptedEndpoint::reply(ScriptedEndpoint::event(" 你好\n") + done)));
     ChatClient client({.url = model.url(), .model = "m"});
     ChatTranslator translator(client, {"zh-Hans", "en"});
     EXPECT_TRUE(translator.isForFinalsAlone());
@@ -246,7 +267,7 @@ TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
     EXPECT_THAT(model.requests().back(), AllOf(HasSubstr("English into Simplified Chinese"), HasSubstr("Say ")));
     client.stop();
     EXPECT_EQ(translator.translate(pair, "Hi"), std::nullopt);
-    const ScriptedModel broken(cutAfter(a));
+    const ScriptedEndpoint broken(cutAfter(a));
     ChatClient other({.url = broken.url(), .model = "m"});
     EXPECT_EQ(ChatTranslator(other, {"zh-Hans"}).translate(pair, "Hi"), std::nullopt) << "half a sentence";
 }
@@ -271,7 +292,7 @@ TEST(Exchanges, AreFewAndEndWithTheInterview) {
 }
 
 TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
-    const ScriptedModel model(saying(ScriptedModel::reply(a + done)));
+    const ScriptedEndpoint model(saying(ScriptedEndpoint::reply(a + done)));
     const RunningService service({}, {.url = model.url(), .model = "m"});
     const std::string token = service.token();
     service.client().get("/api/v1/microsoft/get_token", token);
@@ -289,7 +310,7 @@ TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
 
 TEST(ChatAnswers, OfTheServiceEndUpstreamWhenTheClientLeaves) {
     std::atomic<bool> closed = false;
-    const ScriptedModel model(waitingAfter(a, &closed));
+    const ScriptedEndpoint model(waitingAfter(a, &closed));
     const RunningService service({}, {.url = model.url(), .model = "m"});
     const std::string body = R"({"txt":"Why?"})";
     const auto client = service.client().connect(

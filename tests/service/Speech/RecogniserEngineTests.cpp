@@ -2,15 +2,14 @@
 #include "Speech/RecogniserProcess.h"
 #include "support/RecognitionAudio.h"
 #include "support/TemporaryDirectory.h"
+#include "support/ToldEvents.h"
 #include "support/WordErrorRate.h"
 
 #include <boost/asio/post.hpp>
 #include <cmath>
-#include <condition_variable>
 #include <csignal>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <mutex>
 #include <numbers>
 #include <random>
 #include <thread>
@@ -25,50 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path sampleFolder = PARLOWEN_SOURCE_DIR "/resources/sample-interview";
-
-/// Everything that one stream tells.
-class Told {
-public:
-    RecognitionSink sink() {
-        return [this](RecognitionEvent event) {
-            const std::lock_guard lock(mutex);
-            events.push_back(std::move(event));
-            changed.notify_all();
-        };
-    }
-    /// False when it does not come true in time.
-    bool waitUntil(const std::function<bool(const std::vector<RecognitionEvent>&)>& condition) {
-        std::unique_lock lock(mutex);
-        const auto deadline = std::chrono::steady_clock::now() + 90s;
-        while (!condition(events) && std::chrono::steady_clock::now() < deadline)
-            changed.wait_for(lock, 10ms);
-        return condition(events);
-    }
-    bool waitFor(Kind kind, std::ptrdiff_t times = 1) {
-        return waitUntil([=](const auto& all) {
-            return std::count_if(all.begin(), all.end(), [kind](const auto& event) { return event.kind == kind; }) >=
-                   times;
-        });
-    }
-    std::vector<RecognitionEvent> all(Kind kind) {
-        const std::lock_guard lock(mutex);
-        std::vector<RecognitionEvent> found;
-        std::copy_if(events.begin(), events.end(), std::back_inserter(found),
-                     [kind](const auto& event) { return event.kind == kind; });
-        return found;
-    }
-    std::string text() {
-        std::string joined;
-        for (const auto& event : all(Kind::Final))
-            joined += event.text + " ";
-        return joined;
-    }
-
-private:
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<RecognitionEvent> events;
-};
 
 class RecogniserEngineTest : public testing::Test {
 protected:

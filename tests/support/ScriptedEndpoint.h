@@ -14,27 +14,27 @@
 
 namespace parlowen::testing {
 
-/// An endpoint of a language model on a free port that does whatever a script writes on a connection.
-class ScriptedModel {
+/// Somebody else's server on a free port that does whatever a script writes on a connection.
+class ScriptedEndpoint {
 public:
     using Stream = boost::asio::ip::tcp::iostream;
     /// Called with a connection from which a request was read. One that leaves it closed ends the connection.
     using Script = std::function<void(Stream&)>;
 
-    explicit ScriptedModel(Script script)
+    explicit ScriptedEndpoint(Script script)
         : script_(std::move(script))
         , accepting_([this] { acceptAll(); }) {
         std::signal(SIGPIPE, SIG_IGN); // which writing to a closed connection would raise
     }
-    ~ScriptedModel() {
+    ~ScriptedEndpoint() {
         ending_ = true;
         Stream wake(acceptor_.local_endpoint());
         accepting_.join();
         for (auto& connection : connections_)
             connection.join();
     }
-    ScriptedModel(const ScriptedModel&) = delete;
-    ScriptedModel& operator=(const ScriptedModel&) = delete;
+    ScriptedEndpoint(const ScriptedEndpoint&) = delete;
+    ScriptedEndpoint& operator=(const ScriptedEndpoint&) = delete;
 
     std::string url() const { return "http://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port()) + "/v1"; }
     /// The heads of requests, each with its body.
