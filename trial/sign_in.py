@@ -7,6 +7,7 @@ service's console; then another person by password. After each: starts with and 
 service takes back before a start, beside a page, beside a card and in a rehearsal; once a keyring that hangs. Ends with a
 search for what is secret wherever it must not be.
 """
+import contextlib
 import os
 import pathlib
 import re
@@ -39,7 +40,7 @@ class Output:
         return found[-1].group(1) if found else None
 
 
-def wait(what, condition, seconds=40):
+def wait(what, condition, seconds=120):
     deadline = time.monotonic() + seconds
     while not (result := condition()):
         if time.monotonic() > deadline:
@@ -289,8 +290,8 @@ def search_secrets(desk, secrets):
 
 
 def take_back(desk):
-    with sqlite3.connect(desk.home / "data/parlowen-service/parlowen.db", timeout=10) as database:
-        database.execute("DELETE FROM sessions")
+    with contextlib.closing(sqlite3.connect(desk.home / "data/parlowen-service/parlowen.db", timeout=10)) as database, database:
+        assert database.execute("DELETE FROM sessions").rowcount > 0, "no sign-in to take back"
 
 
 def only_sign_in_is_left(desk, name):

@@ -2,7 +2,6 @@
 
 #include "Answers/Text.h"
 #include "ChatPrompt.h"
-#include "Http/HttpMessage.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -124,12 +123,12 @@ std::string troubleLine(ChatTrouble trouble, std::chrono::seconds pause, bool in
     return line.append(inChinese ? "）" : ")");
 }
 
-std::string chatRequest(const ChatEndpoint& endpoint, const Question& question) {
-    return compactJson({{"model", endpoint.model},
-                        {"temperature", endpoint.temperature},
-                        {"max_tokens", endpoint.mostTokens},
-                        {"stream", true},
-                        {"messages", chatMessages(question)}});
+nlohmann::json chatRequest(const ChatEndpoint& endpoint, const Question& question) {
+    return {{"model", endpoint.model},
+            {"temperature", endpoint.temperature},
+            {"max_tokens", endpoint.mostTokens},
+            {"stream", true},
+            {"messages", chatMessages(question)}};
 }
 
 /// A place among the answers that run, for as long as it exists.

@@ -47,6 +47,6 @@ private:
 std::string troubleLine(ChatTrouble trouble, std::chrono::seconds pause, bool inChinese);
 
 /// The body of a chat completion's request.
-std::string chatRequest(const ChatEndpoint& endpoint, const Question& question);
+nlohmann::json chatRequest(const ChatEndpoint& endpoint, const Question& question);
 
 } // namespace parlowen::service

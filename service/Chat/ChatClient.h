@@ -1,10 +1,9 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
+#include "Upstream/UpstreamClient.h"
+
+#include <atomic>
+#include <nlohmann/json.hpp>
 
 namespace parlowen::service {
 
@@ -46,31 +45,37 @@ struct ChatEvent {
 };
 
 /// Sends questions to an endpoint over connections that are kept, each answer streamed as it comes. Redirections are
-/// not followed, certificates are checked. Thread-safe.
+/// not followed, certificates are checked. An endpoint that refuses "max_tokens" is asked once more with
+/// "max_completion_tokens", one that refuses a temperature without it; it is never sent that again. Thread-safe.
 class ChatClient {
 public:
     /// Called on the client's own thread; must not block.
     using Receiver = std::function<void(ChatEvent)>;
 
-    explicit ChatClient(ChatEndpoint chatEndpoint);
-    ~ChatClient(); ///< stops
+    explicit ChatClient(ChatEndpoint chatEndpoint)
+        : endpoint_(std::move(chatEndpoint)) {}
     ChatClient(const ChatClient&) = delete;
     ChatClient& operator=(const ChatClient&) = delete;
 
     const ChatEndpoint& endpoint() const { return endpoint_; }
-    /// Starts a request with that JSON body; returns its number. Once stopped, the end comes at once.
-    std::size_t send(std::string body, Receiver receive);
+    /// Starts a request with that JSON object; returns its number. Once stopped, the end comes at once.
+    std::size_t send(nlohmann::json body, Receiver receive);
     /// Drops a request: its connection is closed, no event follows that is not under way already.
-    void cancel(std::size_t request);
+    void cancel(std::size_t request) { upstream_.cancel(request); }
     /// Opens a connection where none was used for a while, so that the next question need not wait for it.
     void warm();
-    /// Ends all requests and the thread.
-    void stop();
+    /// Ends all requests.
+    void stop() { upstream_.stop(); }
 
 private:
-    struct Core;
+    UpstreamRequest request(nlohmann::json body) const;
+    void learn(const std::string& refusal);
+
     const ChatEndpoint endpoint_;
-    std::unique_ptr<Core> core_;
+    std::atomic<bool> refusesMaxTokens_ = false;
+    std::atomic<bool> refusesTemperature_ = false;
+    std::atomic<std::chrono::steady_clock::rep> lastUse_ = 0;
+    UpstreamClient upstream_; ///< last: what it calls uses the rest
 };
 
 } // namespace parlowen::service

@@ -1,17 +1,6 @@
 #include "AnswerOptions.h"
 
-#include "Http/PrivateFiles.h"
-
-#include <algorithm>
-#include <boost/asio/ip/address.hpp>
 #include <boost/program_options/value_semantic.hpp>
-#include <boost/url/parse.hpp>
-#include <cctype>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <sys/stat.h>
-#include <system_error>
 
 namespace parlowen::service {
 
@@ -20,68 +9,7 @@ namespace {
 namespace po = boost::program_options;
 using Problem = std::optional<OptionProblem>;
 
-constexpr std::size_t longestKey = 4'096;
 constexpr unsigned lineLength = 110;
-
-std::string trimmed(const std::string& text) {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    return first == std::string::npos ? std::string()
-                                      : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-bool isLoopback(const std::string& host) {
-    boost::system::error_code none;
-    const auto address = boost::asio::ip::make_address(host, none);
-    return host == "localhost" || (!none && address.is_loopback());
-}
-
-Problem checkUrl(const std::string& url, bool withKey) {
-    const auto parsed = boost::urls::parse_uri(url);
-    if (!parsed || parsed->host().empty() || (parsed->scheme() != "http" && parsed->scheme() != "https"))
-        return OptionProblem{"answers-url", "\"" + url + "\" is no address of HTTP, such as http://127.0.0.1:8080/v1"};
-    if (parsed->has_userinfo() || parsed->has_query() || parsed->has_fragment())
-        return OptionProblem{"answers-url", "a user, a query or a fragment cannot be part of the address"};
-    if (withKey && parsed->scheme() == "http" && !isLoopback(std::string(parsed->host_address())))
-        return OptionProblem{"answers-url", "a key is sent over https, or to this machine, alone"};
-    return std::nullopt;
-}
-
-Problem readKey(const std::string& file, std::string& key) {
-    struct stat status {};
-    if (::stat(file.c_str(), &status) == 0 && (status.st_mode & 077) != 0)
-        return OptionProblem{"answers-key-file", file + " is open to other users; run: chmod 600 " + file};
-    try {
-        const auto contents = readPrivateFile(file, longestKey);
-        key = contents ? trimmed(*contents) : std::string();
-    } catch (const std::system_error& problem) {
-        return OptionProblem{"answers-key-file", problem.what()};
-    }
-    if (key.empty() || key.find_first_of("\r\n") != std::string::npos)
-        return OptionProblem{"answers-key-file", file + " does not hold one key in one line"};
-    return std::nullopt;
-}
-
-Problem readTargets(const std::string& list, std::vector<std::string>& targets) {
-    std::istringstream parts(list);
-    for (std::string part; std::getline(parts, part, ',');) {
-        const std::string code = trimmed(part);
-        const bool isCode = !code.empty() && std::all_of(code.begin(), code.end(), [](unsigned char c) {
-            return std::isalnum(c) != 0 || c == '-';
-        });
-        if (!isCode)
-            return OptionProblem{"answers-translate-to", "\"" + part + "\" is no code of a language, such as zh-Hans"};
-        targets.push_back(code);
-    }
-    return std::nullopt;
-}
-
-Problem outOfRange(const char* option, double value, double least, double most) {
-    if (value >= least && value <= most)
-        return std::nullopt;
-    std::ostringstream text;
-    text << value << " is not from " << least << " to " << most;
-    return OptionProblem{option, text.str()};
-}
 
 } // namespace
 
@@ -139,38 +67,17 @@ Problem AnswerOptions::apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits
                 std::chrono::seconds(firstPieceSeconds),
                 std::chrono::seconds(stallSeconds),
                 {}};
-    if (auto problem = readTargets(translateTo, endpoint.translateTo))
+    if (auto problem = readCodes("answers-translate-to", translateTo, endpoint.translateTo))
         return problem;
     limits.atOnce = atOnce;
     limits.atOnceOfAccount = atOnceOfAccount;
-    if (!keyFile.empty())
-        if (auto problem = readKey(keyFile, endpoint.key))
-            return problem;
-    if (!keyEnvironment.empty()) {
-        const char* key = std::getenv(keyEnvironment.c_str());
-        endpoint.key = key == nullptr ? std::string() : trimmed(key);
-        if (endpoint.key.empty())
-            return OptionProblem{"answers-key-environment", "there is no variable " + keyEnvironment};
-    }
+    if (auto problem = readKey("answers", keyFile, keyEnvironment, endpoint.key))
+        return problem;
     if (url.empty())
         return std::nullopt;
     if (model.empty())
         return OptionProblem{"answers-url", "answers-model is missing"};
-    while (endpoint.url.ends_with('/'))
-        endpoint.url.pop_back();
-    return checkUrl(endpoint.url, !endpoint.key.empty());
-}
-
-int lineOf(const std::filesystem::path& file, const std::string& optionOrLine) {
-    std::ifstream lines(file);
-    int number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        ++number;
-        line = trimmed(line.substr(0, line.find('#')));
-        if (line == optionOrLine || trimmed(line.substr(0, line.find('='))) == optionOrLine)
-            return number;
-    }
-    return 0;
+    return checkAddress("answers-url", endpoint.url, !endpoint.key.empty());
 }
 
 } // namespace parlowen::service

@@ -1,19 +1,11 @@
 #pragma once
 
 #include "Chat/ChatAnswers.h"
+#include "OptionChecks.h"
 
 #include <boost/program_options/options_description.hpp>
-#include <filesystem>
-#include <optional>
-#include <string>
 
 namespace parlowen::service {
-
-/// What is wrong with an option.
-struct OptionProblem {
-    std::string option; ///< its name
-    std::string text;
-};
 
 /// The options of the language model, as they stand in arguments and in the configuration file.
 struct AnswerOptions {
@@ -35,8 +27,5 @@ struct AnswerOptions {
     /// Checks them, reads the key, and fills in what they mean.
     std::optional<OptionProblem> apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits) const;
 };
-
-/// The number of the first line of a configuration file that sets an option, or that is this text; 0 for none.
-int lineOf(const std::filesystem::path& file, const std::string& optionOrLine);
 
 } // namespace parlowen::service

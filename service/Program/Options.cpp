@@ -1,6 +1,7 @@
 #include "Options.h"
 
 #include "AnswerOptions.h"
+#include "SpeechOptions.h"
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options.hpp>
@@ -105,6 +106,7 @@ struct RawOptions {
     std::string question;
     std::string resume;
     AnswerOptions answers;
+    SpeechOptions speech;
 };
 
 /// Those of the server that the configuration file can hold, too; stored in `options`.
@@ -191,9 +193,10 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
                           po::command_line_style::long_allow_adjacent;
     RawOptions raw;
     const auto answers = raw.answers.description();
+    const auto speech = raw.speech.description();
     auto all = description(options, raw);
     po::options_description inFiles;
-    inFiles.add(serverDescription(options)).add(answers);
+    inFiles.add(serverDescription(options)).add(answers).add(speech);
     all.add(inFiles);
     po::variables_map values;
     po::store(po::command_line_parser(arguments).options(all).positional({}).style(style).run(), values);
@@ -222,6 +225,8 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     auto wrong = checkServer(options);
     if (!wrong)
         wrong = raw.answers.apply(options.chat, options.chatLimits);
+    if (!wrong)
+        wrong = raw.speech.apply(options.transcription, options.region);
     if (const auto& problem = wrong) {
         const std::string text = problem->option + ": " + problem->text;
         return given.contains(problem->option) || lineOf(options.config, problem->option) == 0
@@ -272,7 +277,8 @@ std::string usage() {
             "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n\n"
          << description(options, raw) << "\n"
          << serverDescription(options) << "\n"
-         << raw.answers.description() << "\nThe configuration file is " << defaultConfigFile().string()
+         << raw.answers.description() << "\n"
+         << raw.speech.description() << "\nThe configuration file is " << defaultConfigFile().string()
          << ".\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
             "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use.\n";
     return text.str();
@@ -284,8 +290,9 @@ std::string sampleConfig() {
             "it.\n";
     ServiceOptions options;
     AnswerOptions answers;
+    SpeechOptions speech;
     po::options_description all;
-    all.add(serverDescription(options)).add(answers.description());
+    all.add(serverDescription(options)).add(answers.description()).add(speech.description());
     for (const auto& option : all.options()) {
         boost::any usual;
         option->semantic()->apply_default(usual);

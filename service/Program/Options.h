@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Chat/ChatAnswers.h"
+#include "Cloud/RegionTokens.h"
+#include "Cloud/Transcription.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -31,6 +33,8 @@ struct ServiceOptions {
     std::filesystem::path catalogue;          ///< empty: the one that is built in
     ChatEndpoint chat;                        ///< without an address: outlines
     ChatAnswers::Limits chatLimits;
+    TranscriptionEndpoint transcription;    ///< without an address: this machine's models alone
+    CloudRegion region;                     ///< without a name: clients stay here
     std::filesystem::path config;           ///< the file that was read, or would have been
     bool checkConfig = false;               ///< only say what is wrong with it and end
     bool printConfig = false;               ///< print a file with every option and end

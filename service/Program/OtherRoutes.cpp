@@ -15,6 +15,8 @@ namespace {
 namespace asio = boost::asio;
 
 constexpr int notOffered = 501;
+constexpr int noRegion = 1008;
+const std::string speechTokenPath = apiPath("/microsoft/get_token");
 
 nlohmann::json listOf(const std::vector<Language>& languages) {
     nlohmann::json entries = nlohmann::json::array();
@@ -80,7 +82,7 @@ void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& sig
 
 void addSpeechTokenRoute(Router& router, std::function<std::string(std::string_view)> issue,
                          const Guard& signedInOnly) {
-    router.route(verb::get, apiPath("/microsoft/get_token"),
+    router.route(verb::get, speechTokenPath,
                  [issue = std::move(issue)](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
                      const std::string host(request.header("Host"));
                      if (!isHost(host))
@@ -90,6 +92,17 @@ void addSpeechTokenRoute(Router& router, std::function<std::string(std::string_v
                      co_return token.empty() ? unauthorized() : success({{"token", token}, {"area", "wss://" + host}});
                  },
                  {.right = signedInOnly});
+}
+
+void addRegionTokenRoute(Router& router, RegionTokenSource token, const std::string& area, const Guard& signedInOnly) {
+    router.route(
+        verb::get, speechTokenPath,
+        [token = std::move(token), area](const HttpRequest&) -> asio::awaitable<HttpResponse> {
+            auto fetching = token();
+            const auto outcome = co_await std::move(fetching);
+            co_return outcome ? success({{"token", *outcome}, {"area", area}}) : failure(noRegion, outcome.error());
+        },
+        {.right = signedInOnly});
 }
 
 void addVersionRoute(Router& router) {

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <tl/expected.hpp>
 #include <vector>
 
 namespace parlowen::service {
@@ -20,6 +21,12 @@ using LanguageCatalog = std::function<LanguageOffer()>;
 /// The list of languages, by `source`: 1 those that are recognised, 2 those that are translated into. Entries of ID,
 /// name, original_key, translation_key and first_letters, ordered by their letters.
 void addLanguageRoutes(Router& router, LanguageCatalog catalog, const Guard& signedInOnly);
+
+/// Fetches a token of a cloud region; or words for the user.
+using RegionTokenSource = std::function<boost::asio::awaitable<tl::expected<std::string, std::string>>()>;
+
+/// Hands out what opens a cloud region: a token, and the area that clients know it by.
+void addRegionTokenRoute(Router& router, RegionTokenSource token, const std::string& area, const Guard& signedInOnly);
 
 /// Hands out what opens the speech gateway of this very service: a token, and the base URL that the client reached it
 /// by. `issue` gives an empty text where the sign-in is over; it runs on a worker thread.

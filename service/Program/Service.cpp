@@ -6,6 +6,7 @@
 #include "Captcha/CaptchaRoutes.h"
 #include "Chat/ChatAnswers.h"
 #include "Chat/ChatTranslator.h"
+#include "Cloud/TranscriptionEngine.h"
 #include "Http/Certificates.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
@@ -38,7 +39,7 @@ std::unique_ptr<DirectoryLock> lockOf(const ServiceOptions& options) {
     boost::asio::io_context none;
     const boost::asio::ip::tcp::endpoint place(boost::asio::ip::make_address(options.address), options.port);
     boost::asio::ip::tcp::acceptor(none, place); // throws where it is in use
-    throw std::runtime_error(options.data.string() + " is another parlowen-service's, which runs");
+    throw DirectoryInUse(options.data.string() + " is another parlowen-service's, which runs");
 }
 
 /// The key that signs speech tokens, made at the first start.
@@ -81,6 +82,22 @@ CodeDelivery deliveryOf(const ServiceOptions& options, const Service::Tuning& tu
     return options.smsCommand.empty() ? deliveryOnConsole() : deliveryByCommand(options.smsCommand);
 }
 
+/// What recognises and translates here: nothing where clients are sent to a region.
+std::unique_ptr<SpeechService> speechOf(const ServiceOptions& options, const Service::Tuning& tuning,
+                                        const std::filesystem::path& data) {
+    if (!options.region.name.empty())
+        return std::make_unique<SpeechService>();
+    auto speech = tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data);
+    if (options.transcription.url.empty())
+        return speech;
+    auto engine = std::make_shared<TranscriptionEngine>(options.transcription);
+    if (options.transcription.everything)
+        speech->engines.addFirst(std::move(engine));
+    else
+        speech->engines.add(std::shared_ptr<RecognitionEngine>(std::move(engine)));
+    return speech;
+}
+
 std::string authority(const std::string& address, std::uint16_t port) {
     const std::string host = address.find(':') == std::string::npos ? address : "[" + address + "]";
     return host + ":" + std::to_string(port);
@@ -112,7 +129,7 @@ struct Service::Parts {
         , database(data / "parlowen.db")
         , accounts(database, std::chrono::steady_clock::now, std::chrono::hours(24 * options.sessionDays))
         , resumes(database, data / "uploads")
-        , speech(tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data))
+        , speech(speechOf(options, tuning, data))
         , signIn{.accounts = accounts,
                  .hashing = hashing,
                  .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,
@@ -125,6 +142,7 @@ struct Service::Parts {
             startCaptcha(options);
         startSpeechTokens();
         server.start();
+        writePrivateFile(data / "port", std::to_string(server.port()) + "\n");
     }
 
     void startSpeechTokens() {
@@ -149,9 +167,14 @@ struct Service::Parts {
         }
     }
 
-    std::string speechTokenFor(std::string_view signInToken) {
+    /// An interview begins.
+    void warmModel() {
         if (model)
-            model->client.warm(); // an interview begins
+            model->client.warm();
+    }
+
+    std::string speechTokenFor(std::string_view signInToken) {
+        warmModel();
         const auto user = accounts.userOf(signInToken);
         return user ? speech->tokens.issue({user->id, Accounts::sessionOf(signInToken)}) : std::string();
     }
@@ -163,6 +186,8 @@ struct Service::Parts {
         speech->engines.stop();
         if (model)
             model->client.stop();
+        if (region)
+            region->stop();
         server.stop();
         speechNotes.join();
     }
@@ -214,16 +239,34 @@ struct Service::Parts {
         addResumeRoutes(router, accounts, resumes);
         addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
                         [this](std::string_view token, Question& question) { fill(token, question); });
-        addLanguageRoutes(
-            router, [this] { return offerOf(speech->languages()); }, signedIn);
-        addSpeechTokenRoute(
-            router, [this](std::string_view signInToken) { return speechTokenFor(signInToken); }, signedIn);
+        addSpeechTokenRoutes(router, signedIn, options.region);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);
         addDescriptionRoute(router);
         addCountryRoute(router);
         addContactRoutes(router, options.contact);
         return router;
+    }
+
+    /// Tokens of this service's own gateway, or of a region, with the languages that they are good for.
+    void addSpeechTokenRoutes(Router& router, const Guard& signedIn, const CloudRegion& cloud) {
+        if (!cloud.name.empty())
+            region.emplace(cloud);
+        addLanguageRoutes(
+            router,
+            [this] {
+                return region ? LanguageOffer{region->region().languages, region->region().translateTo}
+                              : offerOf(speech->languages());
+            },
+            signedIn);
+        const auto ofRegion = [this] {
+            warmModel();
+            return region->token();
+        };
+        if (region)
+            return addRegionTokenRoute(router, ofRegion, cloud.area, signedIn);
+        addSpeechTokenRoute(
+            router, [this](std::string_view signInToken) { return speechTokenFor(signInToken); }, signedIn);
     }
 
     const std::filesystem::path data;
@@ -234,6 +277,7 @@ struct Service::Parts {
     Outline outlines;
     std::optional<LanguageModel> model;
     std::unique_ptr<SpeechService> speech;
+    std::optional<RegionTokens> region;
     Captchas captchas;
     HashingQueue hashing;
     const SignInParts signIn;

@@ -24,6 +24,10 @@ std::string primarySubtag(std::string_view locale) { return lowered(locale.subst
 
 void EngineSet::add(std::shared_ptr<RecognitionEngine> engine) { engines_.push_back(std::move(engine)); }
 
+void EngineSet::addFirst(std::shared_ptr<RecognitionEngine> engine) {
+    engines_.insert(engines_.begin(), std::move(engine));
+}
+
 void EngineSet::add(std::shared_ptr<Translator> translator) { translators_.push_back(std::move(translator)); }
 
 std::shared_ptr<RecognitionEngine> EngineSet::engineFor(std::string_view locale) const {
@@ -48,10 +52,10 @@ std::shared_ptr<Translator> EngineSet::translatorFor(const LanguagePair& pair) c
 
 OfferedLanguages EngineSet::languages() const {
     OfferedLanguages result;
-    for (const auto& engine : engines_) {
-        const auto locales = engine->locales();
-        result.recognition.insert(result.recognition.end(), locales.begin(), locales.end());
-    }
+    for (const auto& engine : engines_)
+        for (auto& locale : engine->locales())
+            if (std::find(result.recognition.begin(), result.recognition.end(), locale) == result.recognition.end())
+                result.recognition.push_back(std::move(locale));
     const auto isSpoken = [&result](const LanguagePair& pair) {
         return std::any_of(result.recognition.begin(), result.recognition.end(),
                            [&pair](const auto& locale) { return primarySubtag(locale) == pair.from; });

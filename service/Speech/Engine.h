@@ -32,7 +32,8 @@ struct RecognitionEvent {
     std::string text;
     Ticks offset = 0;
     Ticks duration = 0;
-    double confidence = 0; ///< of a final, 0 to 1
+    double confidence = 0;        ///< of a final, 0 to 1
+    std::string status = "Error"; ///< of a failure, as clients are told it; after "TooManyRequests" they come back, too
 };
 
 /// Called on the engine's threads, one call at a time for a stream and in the order of the audio. It must not block.
@@ -82,14 +83,16 @@ public:
 
 /// What a set of engines can do for a session.
 struct OfferedLanguages {
-    std::vector<std::string> recognition;  ///< locales that are recognised
+    std::vector<std::string> recognition;  ///< locales that are recognised, each once
     std::vector<LanguagePair> translation; ///< pairs whose source is the language of one of those locales
 };
 
 /// The engines that the service runs with. Filled at start, then only read.
 class EngineSet {
 public:
+    /// Of several that offer a locale the first one serves it.
     void add(std::shared_ptr<RecognitionEngine> engine);
+    void addFirst(std::shared_ptr<RecognitionEngine> engine);
     void add(std::shared_ptr<Translator> translator);
 
     /// Null when no engine offers the locale (compared without case).

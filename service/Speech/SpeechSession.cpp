@@ -197,7 +197,7 @@ void SpeechSession::onEvent(std::uint64_t number, const RecognitionEvent& event)
         break;
     case Kind::Failed:
         logLine("speech recognition: " + event.text);
-        endTurnWith("Error");
+        endTurnWith(event.status);
         break;
     }
 }

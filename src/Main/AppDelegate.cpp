@@ -7,7 +7,6 @@
 #include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/KXAudioRouter.h>
-#include <Tools/PopView/Alert.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/ProgressHUD.h>
@@ -28,18 +27,6 @@ namespace {
 constexpr QSize smallestMainSize(600, 400); // at the usual font scale
 constexpr double longestPaintSeconds = 1;   // the local service is started behind the first paint, not beside it
 const QString leaveKey = QStringLiteral("leavesAnInterview"), stayKey = QStringLiteral("staysWithoutTray");
-
-QMessageBox::Icon iconOf(AlertStyle style) {
-    switch (style) {
-    case AlertStyle::informational:
-        return QMessageBox::Information;
-    case AlertStyle::critical:
-        return QMessageBox::Critical;
-    case AlertStyle::warning:
-        break;
-    }
-    return QMessageBox::Warning;
-}
 
 /// A question over the window, with two answers; none is given by Escape.
 CommonTipView* ask(QMainWindow& window, const QString& title, const QString& text, const QString& left,
@@ -76,7 +63,7 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
         if (session_)
             passing(alert);
         else
-            showAlert(alert.title, alert.text, alert.icon, iconOf(alert.style));
+            Composition::alertInFront(alert);
     };
     hooks.forcedSignOut = [this] {
         if (!signIn_ || !signIn_->tokenRefused())
@@ -254,7 +241,7 @@ bool AppDelegate::carryOut(const CommandLine& line) {
     if (isQuitting_)
         return false;
     pending_ = line;
-    raise();
+    line.page.isEmpty() ? raise() : showMainWindow();
     if (line.pageIndex() == loginPage)
         openLogin();
     doPending();
@@ -289,6 +276,8 @@ void AppDelegate::startInterview() {
 }
 
 void AppDelegate::rehearse() {
+    if (sampleInterview().isEmpty())
+        return ProgressHUD::shared().error(tr("找不到示例录音，请重新安装 Parlowen。"));
     if (session_ || mainView() == nullptr) {
         raise();
         if (!session_)

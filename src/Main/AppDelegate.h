@@ -47,6 +47,7 @@ public:
     /// What the main window shows; null while nobody is signed in.
     ViewController* mainView() const;
     LiveSession* session() const { return session_; }
+    const QString& backendAddress() { return composition_.backend().address(); }
     TrayIcon& tray() { return tray_; }
 
 protected:

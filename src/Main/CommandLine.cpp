@@ -21,7 +21,7 @@ constexpr Phrase help{R"(Usage: parlowen [--page NAME | --start interview|rehear
        parlowen --check-answers [--backend URL]
 
 Listens to an interview, shows what is said, and suggests an answer for each question. Without a command it opens its
-window; where it runs already, that window comes to the front and does what is asked.
+window; where it runs already, that window comes to the front and does what is asked, with the backend that it has.
 
   --page NAME          show this page in the window: setup, account, settings, about, or login
   --start WHAT         start an interview in the window as it is set up, or a rehearsal with the sample interview
@@ -55,9 +55,9 @@ A session signs in to the local service by itself when nobody is signed in, and 
 interview keeps the text size and the opacity that were set in its window. Without --backend, the environment variable
 PARLOWEN_API_BASE_URL names the backend, then the stored setting fuwuqi_key; without any, the local service is started.
 
-Exit status: 0 when recognition ran (or the check found all well), 1 when it did not or the output or the picture could
-not be written, 2 for a wrong command line, a file that cannot be played, or a window without a display, 3 when a
-headless session heard all and an answer failed.
+Exit status: 0 when recognition ran (or the check found all well), 1 when it did not, the output or the picture could
+not be written, or the program that runs already does not do all that is asked, 2 for a wrong command line, a file that
+cannot be played, or a window without a display, 3 when a headless session heard all and an answer failed.
 )",
                       R"(用法：parlowen [--page 名称 | --start interview|rehearsal]
       parlowen --rehearse 文件 [选项]
@@ -65,8 +65,8 @@ headless session heard all and an answer failed.
       parlowen --check-audio [--listen]
       parlowen --check-answers [--backend 网址]
 
-收听面试，显示对话文字，并为每个问题给出参考回答。没有命令时打开窗口；程序已在运行时，窗口回到前面并执行
-所要求的操作。
+收听面试，显示对话文字，并为每个问题给出参考回答。没有命令时打开窗口；程序已在运行时，窗口回到前面，用它
+已有的后端执行所要求的操作。
 
   --page 名称          在窗口中显示这个页面：setup、account、settings、about 或 login
   --start 内容         在窗口中按已有设置开始面试（interview），或用示例录音排练（rehearsal）
@@ -98,8 +98,9 @@ headless session heard all and an answer failed.
 不透明度。没有 --backend 时，后端由环境变量 PARLOWEN_API_BASE_URL 指定，其次由已保存的设置 fuwuqi_key 指定；
 都没有时启动本地服务。
 
-退出状态：0 表示识别已运行（或检查一切正常）；1 表示没有运行，或者输出、图片无法写入；2 表示命令行
-有误、文件无法播放，或没有显示器可打开窗口；3 表示无窗口的会话已听完，但有回答失败。
+退出状态：0 表示识别已运行（或检查一切正常）；1 表示没有运行，输出、图片无法写入，或者已在运行的
+程序没有完成全部要求；2 表示命令行有误、文件无法播放，或没有显示器可打开窗口；3 表示无窗口的会话已听完，但有
+回答失败。
 )"};
 
 /// The options that choose what is done; at most one is given.

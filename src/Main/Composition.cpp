@@ -6,6 +6,7 @@
 #include <Secrets/SecretService.h>
 #include <Speech/SpeechEndpoint.h>
 #include <Tools/MicroManagement.h>
+#include <Tools/PopView/Alert.h>
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/TimerManager.h>
 
@@ -30,6 +31,18 @@ void showError(const QString& text) {
         consoleLog(text);
 }
 
+QMessageBox::Icon iconOf(AlertStyle style) {
+    switch (style) {
+    case AlertStyle::informational:
+        return QMessageBox::Information;
+    case AlertStyle::critical:
+        return QMessageBox::Critical;
+    case AlertStyle::warning:
+        break;
+    }
+    return QMessageBox::Warning;
+}
+
 MicroManagement::Hooks microphoneHooks() {
     MicroManagement::Hooks result;
     result.showError = showError;
@@ -37,6 +50,10 @@ MicroManagement::Hooks microphoneHooks() {
 }
 
 } // namespace
+
+void Composition::alertInFront(const Alert& alert) {
+    showAlert(alert.title, alert.text, alert.icon, iconOf(alert.style));
+}
 
 std::function<void(const Alert&)> Composition::alertInPassing() {
     // What is asked for again and again fails in the same words each time.

@@ -33,6 +33,8 @@ public:
     /// The hooks of whoever is in front at the moment, a session or the windows.
     void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
 
+    /// Shows an alert and returns when it has been answered.
+    static void alertInFront(const Alert& alert);
     /// Shows the alerts of a session's window: nobody presses a button in the middle of a call, so they go by
     /// themselves, the same one at most once a minute.
     static std::function<void(const Alert&)> alertInPassing();

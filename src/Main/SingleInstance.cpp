@@ -16,7 +16,6 @@ namespace {
 
 constexpr int replyMilliseconds = 2'000;
 constexpr int pauseMilliseconds = 50;
-constexpr char taken = 1;
 const char* const activationToken = "XDG_ACTIVATION_TOKEN";
 
 } // namespace
@@ -27,10 +26,10 @@ SingleInstance::SingleInstance(QString directory)
     QDir().mkpath(directory);
     lock_->setStaleLockTime(0); // a program may run for long; a dead one is known by its process
     connect(&server_, &QLocalServer::newConnection, this, [this] {
-        while (QLocalSocket* launch = server_.nextPendingConnection()) {
-            connect(launch, &QLocalSocket::disconnected, launch, &QObject::deleteLater);
-            connect(launch, &QLocalSocket::readyRead, this, [this, launch] { receive(launch); });
-            receive(launch);
+        while (QLocalSocket* socket = server_.nextPendingConnection()) {
+            connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+            connect(socket, &QLocalSocket::readyRead, this, [this, socket] { receive(socket); });
+            receive(socket);
         }
     });
 }
@@ -38,11 +37,11 @@ SingleInstance::SingleInstance(QString directory)
 // The socket goes before the lock: whoever gets the lock finds none.
 SingleInstance::~SingleInstance() { server_.close(); }
 
-SingleInstance::Role SingleInstance::begin(const QStringList& arguments, int patience) {
+SingleInstance::Role SingleInstance::begin(const Launch& launch, int patience) {
     QElapsedTimer waiting;
     waiting.start();
     while (!becomeFirst()) {
-        if (handOver(arguments))
+        if (handOver(launch))
             return Role::HandedOver;
         if (waiting.hasExpired(patience))
             return Role::Unanswered;
@@ -61,30 +60,37 @@ bool SingleInstance::becomeFirst() {
     return true;
 }
 
-bool SingleInstance::handOver(const QStringList& arguments) const {
+bool SingleInstance::handOver(const Launch& launch) {
     QLocalSocket first;
     first.connectToServer(socket_);
     if (!first.waitForConnected(replyMilliseconds))
         return false;
     QDataStream stream(&first);
-    stream << arguments << qgetenv(activationToken);
-    char answer = 0;
-    return first.waitForReadyRead(replyMilliseconds) && first.getChar(&answer) && answer == taken;
+    stream << launch.arguments << launch.backend << launch.language << qgetenv(activationToken);
+    LaunchAnswer answer;
+    do {
+        if (!first.waitForReadyRead(replyMilliseconds))
+            return false;
+        stream.startTransaction();
+        stream >> answer.isTaken >> answer.problem;
+    } while (!stream.commitTransaction());
+    problem_ = answer.problem;
+    return answer.isTaken;
 }
 
-void SingleInstance::receive(QLocalSocket* launch) {
-    QDataStream stream(launch);
-    QStringList arguments;
+void SingleInstance::receive(QLocalSocket* socket) {
+    QDataStream stream(socket);
+    Launch launch;
     QByteArray token;
     stream.startTransaction();
-    stream >> arguments >> token;
+    stream >> launch.arguments >> launch.backend >> launch.language >> token;
     if (!stream.commitTransaction())
         return; // not all of it is there
     if (!token.isEmpty())
         qputenv(activationToken, token); // lets a window come to the front
-    if (onLaunch && onLaunch(arguments))
-        launch->putChar(taken);
-    launch->disconnectFromServer();
+    const LaunchAnswer answer = onLaunch ? onLaunch(launch) : LaunchAnswer();
+    stream << answer.isTaken << answer.problem;
+    socket->disconnectFromServer();
 }
 
 } // namespace parlowen

@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "Composition.h"
 #include "Interview.h"
+#include "LaterStart.h"
 #include "Rehearsal.h"
 #include "SessionReport.h"
 #include "SessionSettings.h"
@@ -105,18 +106,25 @@ int runSession(const CommandLine& line) {
     Run run(line, *report, parts.settings, parts.composition, [](int status) { QCoreApplication::exit(status); });
     running = &run;
     const UnixSignals interrupts([&run] { run.interrupt(); });
+    if (const auto* windows = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) // one logs out
+        QObject::connect(windows, &QGuiApplication::commitDataRequest, &run, &SessionRun::interrupt);
     onMain([&run] { run.begin(); });
     return QCoreApplication::exec();
 }
 
 /// The windows, once for each user: a later start has the first one do what it asks for.
 int runShell(const CommandLine& line) {
+    const Backend given(line.backend);
     SingleInstance instance;
-    switch (instance.begin(QCoreApplication::arguments())) {
+    switch (instance.begin(
+        {QCoreApplication::arguments(), given.isGiven() ? given.address() : QString(), terminalLanguage()})) {
     case SingleInstance::Role::First:
         break;
     case SingleInstance::Role::HandedOver:
-        return 0;
+        if (instance.problem().isEmpty())
+            return 0;
+        write(stderr, QStringLiteral("parlowen: %1\n").arg(instance.problem()).toUtf8());
+        return 1;
     case SingleInstance::Role::Unanswered:
         constexpr Phrase unanswered{"parlowen: it runs already, but does not answer\n",
                                     "parlowen：程序已在运行，但没有响应\n"};
@@ -125,9 +133,7 @@ int runShell(const CommandLine& line) {
     }
     AppDelegate delegate(line, [](int status) { QCoreApplication::exit(status); });
     const UnixSignals interrupts([&delegate] { delegate.quit(); });
-    instance.onLaunch = [&delegate](const QStringList& arguments) {
-        return delegate.carryOut(parseCommandLine(arguments));
-    };
+    instance.onLaunch = [&delegate](const Launch& launch) { return answerLaterStart(delegate, launch); };
     onMain([&delegate] { delegate.applicationDidFinishLaunching(); });
     return QCoreApplication::exec();
 }

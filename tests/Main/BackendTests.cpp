@@ -73,12 +73,20 @@ TEST_F(LocalServiceTest, RunsAgainInTheSamePlaceWhenItIsKilledAlsoWhenARestartFa
     EXPECT_EQ(reach(*started), QNetworkReply::NoError);
 }
 
-TEST_F(LocalServiceTest, WhenItIsKilledOneThatIsQuickerOnItsPortIsWaitedFor) {
-    QTcpServer quicker;
-    LocalService service(place());
+TEST_F(LocalServiceTest, TakesAnotherPortWhenAStrangerHasItsAndWaitsForOneThatIsQuicker) {
+    QTcpServer stranger, quicker;
+    ASSERT_TRUE(stranger.listen(QHostAddress::LocalHost));
+    LocalService service(place(stranger.serverPort()));
     const Result<Access> started = start(service);
     ASSERT_TRUE(started) << started.error().toStdString();
     const int port = QUrl(started->baseUrl).port();
+    EXPECT_NE(port, stranger.serverPort());
+    {
+        LocalService second(place(stranger.serverPort()));
+        const Result<Access> joined = start(second);
+        ASSERT_TRUE(joined) << joined.error().toStdString();
+        EXPECT_EQ(joined->baseUrl, started->baseUrl);
+    }
     bool serves = true;
     service.onServing([&serves](bool now) { serves = now; });
     killService();

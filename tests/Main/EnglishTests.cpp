@@ -4,9 +4,12 @@
 #include <Main/ViewController.h>
 #include <Network/ImageLoader.h>
 #include <Page/View/LanguageSwitch.h>
+#include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Translation.h>
 
 #include "WindowRig.h"
+#include "support/FakeCapture.h"
 #include "support/SimulatedAudioServer.h"
 
 namespace parlowen::testing {
@@ -36,6 +39,14 @@ protected:
         return part<QToolButton>("closeButton").accessibleName().startsWith(name);
     }
 
+    PageContext context() {
+        SetupServices setup{&settings_, &http_, [this]() -> AudioRouting& { return router_; }, {}, {}};
+        setup.capture = [](InputObserver) {
+            return [] { return std::make_unique<FakeCapture>(std::make_shared<FakeInput>()); };
+        };
+        return {settings_, http_, std::move(setup), &images_};
+    }
+
     ImageLoader images_{directory_.filePath("images")};
 };
 
@@ -49,8 +60,7 @@ TEST_F(EnglishTest, ASessionChangesItsLanguageWhileItRuns) {
 }
 
 TEST_F(EnglishTest, TheSwitchTurnsWindowsToTheOtherLanguageAndStoresIt) {
-    SetupServices setup{&settings_, &http_, [this]() -> AudioRouting& { return router_; }, {}, {}};
-    ViewController window({settings_, http_, std::move(setup), &images_});
+    ViewController window(context());
     window.showPage(aboutPage);
     window.show();
     const auto says = [&](const QString& start) {
@@ -72,6 +82,53 @@ TEST_F(EnglishTest, TheSwitchTurnsWindowsToTheOtherLanguageAndStoresIt) {
     EXPECT_EQ(login.controls().loginButton->text(), "登录");
     EXPECT_EQ(login.controls().phoneLabel->text() + login.controls().secureField->text(), "138secret");
     EXPECT_EQ(login.controls().languageSwitch->text(), "English");
+}
+
+/// Texts that are wider or longer than their widgets, and pages that scroll sideways.
+QStringList cutIn(const QWidget& page) {
+    QStringList cut;
+    for (const QScrollArea* area : page.findChildren<const QScrollArea*>()) {
+        if (area->horizontalScrollBar()->maximum() > 0)
+            cut << "sideways";
+    }
+    for (const QLabel* label : page.findChildren<const QLabel*>()) {
+        const bool elides = qobject_cast<const ElidedLabel*>(label) != nullptr;
+        const int needed = label->wordWrap() ? label->heightForWidth(label->width()) - label->height()
+                                             : label->sizeHint().width() - label->width();
+        if (label->isVisible() && !label->text().isEmpty() && !elides && needed > 1)
+            cut << label->text();
+    }
+    for (const QPushButton* button : page.findChildren<const QPushButton*>()) {
+        const int needed = button->hasHeightForWidth() ? button->heightForWidth(button->width()) - button->height()
+                                                       : button->sizeHint().width() - button->width();
+        if (button->isVisible() && needed > 0)
+            cut << button->text();
+    }
+    return cut;
+}
+
+TEST_F(EnglishTest, NoTextIsCutInASmallWindowInEitherLanguage) {
+    settings_.setUserInfo(UserBaseModel{});
+    for (const Language language : {Language::Chinese, Language::English}) {
+        speak(language);
+        ViewController window(context());
+        for (const QSize size : {QSize(600, 400) * fontScale(), QSize(720, 600)}) {
+            for (const PageEntry& entry : allPages()) {
+                if (entry.index == loginPage)
+                    continue;
+                window.resize(size);
+                window.showPage(entry.index);
+                window.show();
+                EXPECT_TRUE(waitFor([&window] { return cutIn(window).isEmpty(); }))
+                    << entry.name << ' ' << size.width() << ": " << cutIn(window).join(" | ").toStdString();
+                if (const auto* setup = qobject_cast<InterviewSettingViewController*>(window.page())) {
+                    const QPushButton& start = *setup->startButton();
+                    EXPECT_TRUE(window.rect().contains(QRect(start.mapTo(&window, QPoint()), start.size())))
+                        << "the start is out of sight";
+                }
+            }
+        }
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <Main/AppDelegate.h>
 #include <Main/HomeLeftView.h>
+#include <Main/LaterStart.h>
 #include <Main/SingleInstance.h>
 #include <Main/TopBarView.h>
 #include <Page/AIInterviewPages/AISettingViewController.h>
@@ -174,8 +175,10 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     EXPECT_EQ(run_->session()->window()->controller()->services().streaming.baseUrl, server_.baseUrl());
     EXPECT_FALSE(run_->window()->isVisible());
     const QPointer<LiveSession> session = run_->session();
-    EXPECT_TRUE(run_->carryOut(wish));
-    EXPECT_EQ(run_->session(), session) << "one at a time";
+    LaunchAnswer answer = answerLaterStart(*run_, {{"parlowen", "--start", "rehearsal"}, {}, Language::English});
+    EXPECT_TRUE(answer.isTaken && answer.problem.contains("going on") && run_->session() == session) << "one at a time";
+    answer = answerLaterStart(*run_, {{"parlowen", "--page", "login"}, {}, Language::Chinese});
+    EXPECT_TRUE(answer.problem.contains("正在进行") && run_->session() == session && !isLogin());
     ScriptedHttpServer refusing;
     refusing.enqueue(Reply::json(401, R"({"code":0})"));
     HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);
@@ -187,6 +190,22 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     ASSERT_TRUE(waitFor([&] { return refusing.requests().size() == 2; }));
     QCoreApplication::processEvents();
     EXPECT_EQ(run_->window(), login) << "what is typed there stays";
+}
+
+TEST_F(ShellTest, ALaterStartIsDoneOnlyWithTheBackendInUseAndSaidWhereItIsNot) {
+    start("t", true);
+    const auto later = [this](const QStringList& options, const QString& backend) {
+        return answerLaterStart(*run_, {QStringList("parlowen") + options, backend, Language::English}).problem;
+    };
+    EXPECT_EQ(later({"--page", "about"}, server_.baseUrl()), "");
+    EXPECT_NE(qobject_cast<AboutMeViewController*>(view().page()), nullptr);
+    EXPECT_TRUE(later({"--page", "account"}, "https://other.example/api/v1").contains(server_.baseUrl()));
+    EXPECT_NE(qobject_cast<AboutMeViewController*>(view().page()), nullptr);
+    EXPECT_TRUE(ProgressHUD::shared().status().contains("https://other.example/api/v1"));
+    EXPECT_TRUE(later({"--verbose"}, {}).contains("log"));
+    EXPECT_EQ(later({"--ui-language", "en"}, {}), "");
+    EXPECT_TRUE(waitFor([this] { return column().myBtn()->titleLab()->text() == "Account"; }));
+    EXPECT_EQ(later({"--ui-language", "zh"}, {}), "");
 }
 
 TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBack) {
@@ -279,27 +298,33 @@ TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLe
     const QString folder = directory.filePath("made/here");
     auto first = std::make_unique<SingleInstance>(folder);
     ASSERT_EQ(first->begin({}), SingleInstance::Role::First);
-    const auto launch = [&folder](int patience) {
+    QString problem;
+    const auto launch = [&](int patience) {
         std::optional<SingleInstance::Role> role;
         const std::unique_ptr<QThread> other(QThread::create([&] {
-            role = SingleInstance(folder).begin({"parlowen", "--page", "关于"}, patience);
+            SingleInstance later(folder);
+            role = later.begin({{"parlowen", "--page", "关于"}, "https://b.example", Language::Chinese}, patience);
+            problem = later.problem();
         }));
         other->start();
         EXPECT_TRUE(waitFor([&other] { return other->isFinished(); }, 20'000));
         return *role;
     };
     EXPECT_EQ(launch(100), SingleInstance::Role::Unanswered) << "nobody takes it";
-    QStringList taken;
-    first->onLaunch = [&taken](const QStringList& arguments) {
-        taken = arguments;
-        return true;
+    Launch taken;
+    first->onLaunch = [&taken](const Launch& handed) {
+        taken = handed;
+        return LaunchAnswer{true, "不能"};
     };
     EXPECT_EQ(launch(10'000), SingleInstance::Role::HandedOver);
-    EXPECT_EQ(taken, (QStringList{"parlowen", "--page", "关于"}));
-    first->onLaunch = [&first](const QStringList&) {
+    EXPECT_EQ(problem, "不能");
+    EXPECT_EQ(taken.arguments, (QStringList{"parlowen", "--page", "关于"}));
+    EXPECT_EQ(taken.backend, "https://b.example");
+    EXPECT_EQ(taken.language, Language::Chinese);
+    first->onLaunch = [&first](const Launch&) {
         QMetaObject::invokeMethod(
             qApp, [&first] { first.reset(); }, Qt::QueuedConnection);
-        return false;
+        return LaunchAnswer();
     };
     EXPECT_EQ(launch(10'000), SingleInstance::Role::First) << "the first one was about to end";
 

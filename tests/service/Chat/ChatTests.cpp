@@ -2,15 +2,12 @@
 #include "Chat/ChatPrompt.h"
 #include "Chat/ChatTranslator.h"
 #include "support/RunningService.h"
+#include "support/ScriptedEndpoint.h"
 #include "support/Testing.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <csignal>
-#include <list>
-#include <nlohmann/json.hpp>
-#include <thread>
+#include <boost/asio/io_context.hpp>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -19,105 +16,24 @@ using boost::asio::awaitable;
 
 namespace {
 
-/// An endpoint of a language model on a free port that does whatever a script writes on a connection.
-class ScriptedModel {
-public:
-    using Stream = boost::asio::ip::tcp::iostream;
-    /// Called with a connection from which a request was read. One that leaves it closed ends the connection.
-    using Script = std::function<void(Stream&)>;
-
-    explicit ScriptedModel(Script script)
-        : script_(std::move(script))
-        , accepting_([this] { acceptAll(); }) {
-        std::signal(SIGPIPE, SIG_IGN); // which writing to a closed connection would raise
-    }
-    ~ScriptedModel() {
-        ending_ = true;
-        Stream wake(acceptor_.local_endpoint());
-        accepting_.join();
-        for (auto& connection : connections_)
-            connection.join();
-    }
-    ScriptedModel(const ScriptedModel&) = delete;
-    ScriptedModel& operator=(const ScriptedModel&) = delete;
-
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port()) + "/v1"; }
-    /// The heads of requests, each with its body.
-    std::vector<std::string> requests() const {
-        const std::lock_guard lock(mutex_);
-        return requests_;
-    }
-    std::size_t connections() const {
-        const std::lock_guard lock(mutex_);
-        return connections_.size();
-    }
-    static std::string event(const std::string& piece) {
-        return "data: " + nlohmann::json({{"choices", {{{"delta", {{"content", piece}}}}}}}).dump() + "\n\n";
-    }
-    /// A whole reply that keeps the connection.
-    static std::string reply(const std::string& body, const std::string& status = "200 OK",
-                             const std::string& headers = "") {
-        return "HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
-               body;
-    }
-    /// The beginning of a reply that ends with its connection.
-    static std::string opening() { return "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n"; }
-
-private:
-    void acceptAll() {
-        while (!ending_) {
-            auto stream = std::make_shared<Stream>();
-            acceptor_.accept(stream->socket());
-            const std::lock_guard lock(mutex_);
-            if (!ending_)
-                connections_.emplace_back([this, stream] { serve(*stream); });
-        }
-    }
-    void serve(Stream& stream) {
-        for (std::string line, head; std::getline(stream, line);) {
-            head += line + "\n";
-            if (line != "\r")
-                continue;
-            const auto length = head.find("Content-Length: ");
-            std::string body(length == std::string::npos ? 0 : std::stoul(head.substr(length + 16)), '\0');
-            stream.read(body.data(), static_cast<std::streamsize>(body.size()));
-            {
-                const std::lock_guard lock(mutex_);
-                requests_.push_back(std::exchange(head, {}) + body);
-            }
-            script_(stream);
-            stream.flush();
-        }
-    }
-
-    const Script script_;
-    boost::asio::io_context io_;
-    boost::asio::ip::tcp::acceptor acceptor_{io_, {boost::asio::ip::address_v4::loopback(), 0}};
-    mutable std::mutex mutex_;
-    std::vector<std::string> requests_;
-    std::list<std::thread> connections_;
-    std::atomic<bool> ending_ = false;
-    std::thread accepting_;
-};
-
 const std::string done = "data: [DONE]\n\n";
 
-ScriptedModel::Script saying(const std::string& text) {
-    return [text](ScriptedModel::Stream& stream) { stream << text; };
+ScriptedEndpoint::Script saying(const std::string& text) {
+    return [text](ScriptedEndpoint::Stream& stream) { stream << text; };
 }
 
 /// Says a text and closes.
-ScriptedModel::Script cutAfter(const std::string& text) {
-    return [text](ScriptedModel::Stream& stream) {
-        stream << ScriptedModel::opening() << text << std::flush;
+ScriptedEndpoint::Script cutAfter(const std::string& text) {
+    return [text](ScriptedEndpoint::Stream& stream) {
+        stream << ScriptedEndpoint::opening() << text << std::flush;
         stream.close();
     };
 }
 
 /// Says a text and waits for the other side to close.
-ScriptedModel::Script waitingAfter(const std::string& text, std::atomic<bool>* closed = nullptr) {
-    return [text, closed](ScriptedModel::Stream& stream) {
-        stream << ScriptedModel::opening() << text << std::flush;
+ScriptedEndpoint::Script waitingAfter(const std::string& text, std::atomic<bool>* closed = nullptr) {
+    return [text, closed](ScriptedEndpoint::Stream& stream) {
+        stream << ScriptedEndpoint::opening() << text << std::flush;
         while (stream.get() != EOF) {
         }
         if (closed != nullptr)
@@ -157,6 +73,7 @@ public:
         , answers(client, fallback_, limits) {
         answers.grounds = [](const Question& question, std::string_view) { return question.excerpt; };
     }
+
     std::string to(const Question& question, Pieces pieces = {}) {
         boost::asio::co_spawn(io, answers.answer(question, pieces), boost::asio::detached);
         io.restart();
@@ -172,13 +89,13 @@ private:
     inline static Fallback fallback_;
 };
 
-std::string answerBy(ScriptedModel::Script script, const std::string& question = "Why?") {
-    const ScriptedModel model(std::move(script));
+std::string answerBy(ScriptedEndpoint::Script script, const std::string& question = "Why?") {
+    const ScriptedEndpoint model(std::move(script));
     return Answers(model.url()).to({.text = question});
 }
 
-const std::string a = ScriptedModel::event("a");
-const std::string b = ScriptedModel::event("b");
+const std::string a = ScriptedEndpoint::event("a");
+const std::string b = ScriptedEndpoint::event("b");
 
 } // namespace
 
@@ -187,8 +104,8 @@ TEST(ChatAnswers, PassPiecesOnAsTheyComeOverOneConnection) {
     const std::string usage = "event: x\ndata:{\"choices\":[],\"usage\":{}}\r\n\r\n";
     const std::string stopped = R"(data: {"choices":[{"delta":{},"finish_reason":"stop"}]})";
     const std::string body = role + "\n\n: comment\n\n" + a + usage + b + stopped + "\n";
-    const ScriptedModel model([&](ScriptedModel::Stream& stream) {
-        for (const char byte : ScriptedModel::reply(body))
+    const ScriptedEndpoint model([&](ScriptedEndpoint::Stream& stream) {
+        for (const char byte : ScriptedEndpoint::reply(body))
             stream << byte << std::flush;
     });
     Answers answers(model.url());
@@ -206,27 +123,27 @@ TEST(ChatAnswers, PassPiecesOnAsTheyComeOverOneConnection) {
 TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirstPiece) {
     const std::string page = "<h1>secret page</h1>";
     const auto status = [&](const char* code, const char* headers = "") {
-        return saying(ScriptedModel::reply(ScriptedModel::event("secret"), code, headers));
+        return saying(ScriptedEndpoint::reply(ScriptedEndpoint::event("secret"), code, headers));
     };
     const auto ending = [](const char* reason) {
         return a + "data: {\"choices\":[{\"delta\":{},\"finish_reason\":\"" + reason + "\"}]}\n\n";
     };
-    const auto dripping = [](ScriptedModel::Stream& stream) {
-        stream << ScriptedModel::opening() << std::flush;
+    const auto dripping = [](ScriptedEndpoint::Stream& stream) {
+        stream << ScriptedEndpoint::opening() << std::flush;
         while (stream << ':' << std::flush)
             std::this_thread::sleep_for(10ms);
     };
-    const auto endlessPage = [](ScriptedModel::Stream& stream) {
+    const auto endlessPage = [](ScriptedEndpoint::Stream& stream) {
         stream << "HTTP/1.1 500 No\r\nRetry-After: 9999999\r\n\r\n" << std::flush;
         stream.get();
     };
-    std::string flood = ScriptedModel::opening();
+    std::string flood = ScriptedEndpoint::opening();
     std::string most;
     for (int i = 0; i < 3'000; ++i)
         flood += a;
     for (int i = 0; i < 1'000; ++i)
         most += "a|";
-    const std::tuple<const char*, ScriptedModel::Script, std::string> cases[] = {
+    const std::tuple<const char*, ScriptedEndpoint::Script, std::string> cases[] = {
         {"401", status("401 No"), "(The language model does not accept the configured key)\n|OUTLINE"},
         {"404", status("404 No"), "(The configured language model was not found)\n|OUTLINE"},
         {"429", status("429 No", "Retry-After: 7\r\n"),
@@ -253,15 +170,36 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
     for (const auto& [name, script, expected] : cases)
         EXPECT_EQ(answerBy(script), expected) << name;
     EXPECT_EQ(answerBy(status("401 No"), "为什么？"), "（语言模型不接受所配置的密钥）\n|OUTLINE");
-    const ScriptedModel cut(cutAfter(a));
+    const ScriptedEndpoint cut(cutAfter(a));
     EXPECT_THAT(Answers(cut.url()).to({.text = "Why?", .excerpt = {"line"}}),
                 AllOf(HasSubstr("broke off"), ::testing::EndsWith("|GROUNDS line")));
     EXPECT_EQ(Answers("http://127.0.0.1:1").to({.text = "Why?"}), "(The language model cannot be reached)\n|OUTLINE");
 }
 
+TEST(ChatAnswers, LearnWhatTheEndpointRefuses) {
+    const auto refusal = [](const char* error) { return ScriptedEndpoint::reply(error, "400 No"); };
+    std::atomic<int> asked = 0;
+    const ScriptedEndpoint model([&](ScriptedEndpoint::Stream& stream) {
+        const int number = ++asked;
+        stream << (number == 1   ? refusal(R"({"error":{"message":"Not so","param":"max_tokens"}})")
+                   : number == 2 ? refusal(R"({"error":{"message":"'temperature' must be 1","param":null}})")
+                   : number == 5 ? refusal(R"({"error":{"message":"secret","param":"temperature"}})")
+                                 : ScriptedEndpoint::reply(a + done));
+    });
+    Answers answers(model.url());
+    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
+    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
+    EXPECT_EQ(answers.to({.text = "Why?"}), "(The language model reports an error)\n|OUTLINE") << "it has gone already";
+    const auto requests = model.requests();
+    ASSERT_EQ(requests.size(), 5U);
+    EXPECT_THAT(requests.at(1), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("\"max_tokens\"")),
+                                      HasSubstr("\"temperature\"")));
+    EXPECT_THAT(requests.at(3), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("temperature"))));
+}
+
 TEST(ChatAnswers, EndUpstreamWithTheirClient) {
     std::atomic<bool> closed = false;
-    const ScriptedModel model(waitingAfter(a, &closed));
+    const ScriptedEndpoint model(waitingAfter(a, &closed));
     Answers answers(model.url(), {}, 60s);
     Pieces pieces;
     pieces.leavesAfterFirst = true;
@@ -270,7 +208,7 @@ TEST(ChatAnswers, EndUpstreamWithTheirClient) {
 }
 
 TEST(ChatAnswers, AreRefusedBeyondTheirNumber) {
-    const ScriptedModel model(waitingAfter(""));
+    const ScriptedEndpoint model(waitingAfter(""));
     Answers answers(model.url(), {.atOnce = 2, .atOnceOfAccount = 1});
     const std::pair<Question, const char*> asked[] = {{{.text = "Why?", .account = 1}, "(The"},
                                                       {{.text = "Why?", .account = 1}, "Too many answers"},
@@ -307,7 +245,7 @@ TEST(ChatPrompt, HoldsWhatIsKnownAsDataAndCutsWhatWasEarlier) {
 }
 
 TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
-    const ScriptedModel model(saying(ScriptedModel::reply(ScriptedModel::event(" 你好\n") + done)));
+    const ScriptedEndpoint model(saying(ScriptedEndpoint::reply(ScriptedEndpoint::event(" 你好\n") + done)));
     ChatClient client({.url = model.url(), .model = "m"});
     ChatTranslator translator(client, {"zh-Hans", "en"});
     EXPECT_TRUE(translator.isForFinalsAlone());
@@ -318,7 +256,7 @@ TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
     EXPECT_THAT(model.requests().back(), AllOf(HasSubstr("English into Simplified Chinese"), HasSubstr("Say ")));
     client.stop();
     EXPECT_EQ(translator.translate(pair, "Hi"), std::nullopt);
-    const ScriptedModel broken(cutAfter(a));
+    const ScriptedEndpoint broken(cutAfter(a));
     ChatClient other({.url = broken.url(), .model = "m"});
     EXPECT_EQ(ChatTranslator(other, {"zh-Hans"}).translate(pair, "Hi"), std::nullopt) << "half a sentence";
 }
@@ -343,7 +281,7 @@ TEST(Exchanges, AreFewAndEndWithTheInterview) {
 }
 
 TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
-    const ScriptedModel model(saying(ScriptedModel::reply(a + done)));
+    const ScriptedEndpoint model(saying(ScriptedEndpoint::reply(a + done)));
     const RunningService service({}, {.url = model.url(), .model = "m"});
     const std::string token = service.token();
     service.client().get("/api/v1/microsoft/get_token", token);
@@ -361,7 +299,7 @@ TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
 
 TEST(ChatAnswers, OfTheServiceEndUpstreamWhenTheClientLeaves) {
     std::atomic<bool> closed = false;
-    const ScriptedModel model(waitingAfter(a, &closed));
+    const ScriptedEndpoint model(waitingAfter(a, &closed));
     const RunningService service({}, {.url = model.url(), .model = "m"});
     const std::string body = R"({"txt":"Why?"})";
     const auto client = service.client().connect(

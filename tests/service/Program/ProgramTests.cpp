@@ -120,6 +120,15 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
         {good + "answers-url = x", here + ":"},
         {"answers-model = m\nanswers-url = ftp://x/v1", here + ":3: answers-url: \"ftp://x/v1\" is no address"},
         {"answers-model = m\nanswers-url = http://x/v1?a", here + ":3: answers-url: a user, a query"},
+        {"speech-url = http://127.0.0.1:1/v1", here + ":2: speech-url: speech-model is missing"},
+        {"speech-languages = zh_CN", here + ":2: speech-languages: \"zh_CN\" is no code"},
+        {"speech-everything = perhaps", here + ":2: the argument"},
+        {"speech-reply-seconds = 0", here + ":2: speech-reply-seconds: 0 is not from 1"},
+        {"region = east.asia", here + ":2: region: \"east.asia\" is no name"},
+        {"region = eastasia", here + ":2: region: region-key-file or"},
+        {"region = eastasia\nregion-key-environment = HOME\nregion-area = x", here + ":4: region-area: \"x\" is no"},
+        {"region = eastasia\nregion-key-environment = HOME\nregion-token-url = http://x",
+         here + ":4: region-token-url: a key is sent over https"},
         {good + "answers-key-environment = PARLOWEN_NO_KEY", here + ":4: answers-key-environment: there is no"},
         {good + "answers-key-file = " + key.string(), here + ":4: answers-key-file: " + key.string() + " is open to"},
     };
@@ -141,6 +150,21 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
     EXPECT_EQ(problemOf(withKey + "https://example.org/v1/"), "");
     const ServiceOptions options = parsed({"--config", here, "--answers-model", "other"});
     EXPECT_EQ(options.chat.url + options.chat.key + options.chat.model, "https://example.org/v1sk-1other");
+    const std::string keyFile = key.string();
+    const auto speech =
+        parsed({"--config", here, "--speech-url", "https://x/v1", "--speech-model", "w", "--speech-key-file", keyFile,
+                "--speech-languages", "zh-CN, fr-FR", "--speech-everything", "yes"})
+            .transcription;
+    EXPECT_EQ(speech.url + speech.model + speech.key + speech.languages.at(1), "https://x/v1wsk-1fr-FR");
+    EXPECT_TRUE(speech.everything && speech.partials && speech.reply == std::chrono::seconds(15));
+    const std::pair<const char*, const char*> issuers[] = {
+        {"eastasia", "https://eastasia.api.cognitive.microsoft.com/sts/v1.0/issueToken"},
+        {"chinaeast2", "https://chinaeast2.api.cognitive.azure.cn/sts/v1.0/issueToken"},
+        {"usgovarizona", "https://usgovarizona.api.cognitive.microsoft.us/sts/v1.0/issueToken"}};
+    for (const auto& [name, issuer] : issuers) {
+        const auto region = parsed({"--config", here, "--region", name, "--region-key-file", keyFile}).region;
+        EXPECT_EQ(region.area + region.key + region.tokenUrl, std::string(name) + "sk-1" + issuer);
+    }
     writeFile(file, ShellRun(command("--print-config")).output);
     EXPECT_EQ(ShellRun(command("--check-config --config '" + here + "'")).status, 0);
     EXPECT_NE(contentsOf(file).find("\n#answers-tokens = 700\n"), std::string::npos);

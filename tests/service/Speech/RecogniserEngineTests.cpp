@@ -1,13 +1,18 @@
 #include "Speech/RecogniserEngine.h"
 #include "Speech/RecogniserProcess.h"
 #include "support/RecognitionAudio.h"
+#include "support/TemporaryDirectory.h"
+#include "support/ToldEvents.h"
 #include "support/WordErrorRate.h"
 
 #include <boost/asio/post.hpp>
+#include <cmath>
+#include <csignal>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <numbers>
 #include <random>
 #include <thread>
-
-#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -15,45 +20,15 @@ using namespace std::chrono_literals;
 using Kind = RecognitionEvent::Kind;
 
 namespace {
+
 namespace fs = std::filesystem;
 
 const fs::path sampleFolder = PARLOWEN_SOURCE_DIR "/resources/sample-interview";
 
-/// Everything that one stream tells.
-class Told {
-public:
-    RecognitionSink sink() {
-        return [this](RecognitionEvent event) {
-            const std::lock_guard lock(mutex);
-            events.push_back(std::move(event));
-        };
-    }
-    std::vector<RecognitionEvent> all(Kind kind) {
-        const std::lock_guard lock(mutex);
-        std::vector<RecognitionEvent> found;
-        std::copy_if(events.begin(), events.end(), std::back_inserter(found),
-                     [kind](const auto& event) { return event.kind == kind; });
-        return found;
-    }
-    std::size_t words() { return all(Kind::Partial).size() + all(Kind::Final).size(); }
-    bool waitFor(Kind kind) {
-        return eventually([=, this] { return !all(kind).empty(); }, 90s);
-    }
-    std::string text() {
-        std::string joined;
-        for (const auto& event : all(Kind::Final))
-            joined += event.text + " ";
-        return joined;
-    }
-
-private:
-    std::mutex mutex;
-    std::vector<RecognitionEvent> events;
-};
-
 class RecogniserEngineTest : public testing::Test {
 protected:
     ModelRegistry::Places places() { return ModelRegistry::Places::ofThisProgram(directory.path()); }
+
     /// The installed files, linked, in a folder of the test's own.
     fs::path modelCopy(const std::string& folder, const std::string& name) {
         const auto copy = directory.path() / folder / name;
@@ -62,6 +37,7 @@ protected:
             fs::create_symlink(fs::canonical(file.path()), copy / file.path().filename());
         return copy;
     }
+
     double errorRate(Told& told) {
         return wordErrorRate(contentsOf(sampleFolder / "sample-interview.txt"), told.text());
     }
@@ -130,14 +106,22 @@ TEST_F(RecogniserEngineTest, KilledTenTimesItLosesAndDoublesNoWord) {
         for (; sent < upTo; sent += 1'600)
             stream->accept(std::span(audio).subspan(sent, std::min<std::size_t>(1'600, upTo - sent)));
     };
-    std::size_t seen = 0;
+    const auto words = [](const auto& events) {
+        return std::count_if(events.begin(), events.end(), [](const auto& event) {
+            return event.kind == Kind::Partial || event.kind == Kind::Final;
+        });
+    };
+    std::ptrdiff_t seen = 0;
     for (std::size_t kills = 1; kills <= 10; ++kills) {
         feed(audio.size() * kills / 11 / 1'600 * 1'600);
-        ASSERT_TRUE(eventually([&] { return told.words() > seen; }, 90s)) << kills;
+        ASSERT_TRUE(told.waitUntil([&](const auto& events) { return words(events) > seen; })) << kills;
         const auto running = engine.processes();
         ASSERT_EQ(running.size(), 1U);
         ASSERT_EQ(kill(running.front(), SIGKILL), 0);
-        EXPECT_TRUE(eventually([&] { return seen = told.words(), engine.processes() != running; }, 90s));
+        told.waitUntil([&](const auto& events) {
+            seen = words(events);
+            return engine.processes() != running;
+        });
     }
     feed(audio.size());
     stream->finish();

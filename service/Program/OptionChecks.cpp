@@ -1,0 +1,112 @@
+#include "OptionChecks.h"
+
+#include "Http/PrivateFiles.h"
+
+#include <algorithm>
+#include <boost/asio/ip/address.hpp>
+#include <boost/url/parse.hpp>
+#include <cctype>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace parlowen::service {
+
+namespace {
+
+using Problem = std::optional<OptionProblem>;
+
+constexpr std::size_t longestKey = 4'096;
+
+std::string trimmed(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\r\n");
+    return first == std::string::npos ? std::string()
+                                      : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+bool isLoopback(const std::string& host) {
+    boost::system::error_code none;
+    const auto address = boost::asio::ip::make_address(host, none);
+    return host == "localhost" || (!none && address.is_loopback());
+}
+
+Problem readKeyFile(const std::string& option, const std::string& file, std::string& key) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) == 0 && (status.st_mode & 077) != 0)
+        return OptionProblem{option, file + " is open to other users; run: chmod 600 " + file};
+    try {
+        const auto contents = readPrivateFile(file, longestKey);
+        key = contents ? trimmed(*contents) : std::string();
+    } catch (const std::system_error& problem) {
+        return OptionProblem{option, problem.what()};
+    }
+    if (key.empty() || key.find_first_of("\r\n") != std::string::npos)
+        return OptionProblem{option, file + " does not hold one key in one line"};
+    return std::nullopt;
+}
+
+} // namespace
+
+int lineOf(const std::filesystem::path& file, const std::string& optionOrLine) {
+    std::ifstream lines(file);
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        line = trimmed(line.substr(0, line.find('#')));
+        if (line == optionOrLine || trimmed(line.substr(0, line.find('='))) == optionOrLine)
+            return number;
+    }
+    return 0;
+}
+
+Problem outOfRange(const std::string& option, double value, double least, double most) {
+    if (value >= least && value <= most)
+        return std::nullopt;
+    std::ostringstream text;
+    text << value << " is not from " << least << " to " << most;
+    return OptionProblem{option, text.str()};
+}
+
+Problem checkAddress(const std::string& option, std::string& address, bool withKey) {
+    while (address.ends_with('/'))
+        address.pop_back();
+    const auto parsed = boost::urls::parse_uri(address);
+    if (!parsed || parsed->host().empty() || (parsed->scheme() != "http" && parsed->scheme() != "https"))
+        return OptionProblem{option, "\"" + address + "\" is no address of HTTP, such as http://127.0.0.1:8080/v1"};
+    if (parsed->has_userinfo() || parsed->has_query() || parsed->has_fragment())
+        return OptionProblem{option, "a user, a query or a fragment cannot be part of the address"};
+    if (withKey && parsed->scheme() == "http" && !isLoopback(std::string(parsed->host_address())))
+        return OptionProblem{option, "a key is sent over https, or to this machine, alone"};
+    return std::nullopt;
+}
+
+Problem readKey(const std::string& name, const std::string& file, const std::string& environment, std::string& key) {
+    if (!file.empty())
+        if (auto problem = readKeyFile(name + "-key-file", file, key))
+            return problem;
+    if (environment.empty())
+        return std::nullopt;
+    const char* value = std::getenv(environment.c_str());
+    key = value == nullptr ? std::string() : trimmed(value);
+    if (key.empty())
+        return OptionProblem{name + "-key-environment", "there is no variable " + environment};
+    return std::nullopt;
+}
+
+Problem readCodes(const std::string& option, const std::string& list, std::vector<std::string>& codes) {
+    std::istringstream parts(list);
+    for (std::string part; std::getline(parts, part, ',');) {
+        const std::string code = trimmed(part);
+        const bool isCode = !code.empty() && std::all_of(code.begin(), code.end(), [](unsigned char c) {
+            return std::isalnum(c) != 0 || c == '-';
+        });
+        if (!isCode)
+            return OptionProblem{option, "\"" + part + "\" is no code of a language, such as zh-Hans"};
+        codes.push_back(code);
+    }
+    return std::nullopt;
+}
+
+} // namespace parlowen::service

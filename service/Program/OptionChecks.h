@@ -1,0 +1,35 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace parlowen::service {
+
+/// What is wrong with an option.
+struct OptionProblem {
+    std::string option; ///< its name
+    std::string text;
+};
+
+/// The number of the first line of a configuration file that sets an option, or that is this text; 0 for none.
+int lineOf(const std::filesystem::path& file, const std::string& optionOrLine);
+
+/// For a value that has to lie between two others.
+std::optional<OptionProblem> outOfRange(const std::string& option, double value, double least, double most);
+
+/// An address of HTTP that requests go below; slashes at its end are taken away. A key goes over https, or to this
+/// machine, alone.
+std::optional<OptionProblem> checkAddress(const std::string& option, std::string& address, bool withKey);
+
+/// The key in the file or the environment variable that `NAME-key-file` and `NAME-key-environment` name; stays empty
+/// where both are.
+std::optional<OptionProblem> readKey(const std::string& name, const std::string& file, const std::string& environment,
+                                     std::string& key);
+
+/// Codes of languages, or locales, that commas part.
+std::optional<OptionProblem> readCodes(const std::string& option, const std::string& list,
+                                       std::vector<std::string>& codes);
+
+} // namespace parlowen::service
