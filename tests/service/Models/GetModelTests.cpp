@@ -1,6 +1,7 @@
 #include "Models/Download.h"
 #include "Models/ModelInstaller.h"
 #include "support/TemporaryDirectory.h"
+#include <Models/ModelFolder.h>
 
 #include <archive.h>
 #include <chrono>
@@ -188,6 +189,33 @@ TEST_F(GetModel, TheProgramGoesOnAfterAKillAndTriesTheModel) {
     EXPECT_EQ(again.status, 0) << again.output;
     EXPECT_LT(server.served, entry.bytes() + 2'500'000) << "it went on from what was there";
     EXPECT_THAT(again.output, HasSubstr("languages: en"));
-    EXPECT_THAT(program("--models").output, HasSubstr("my-en\n    Moonshine, 29 MB, licence: unknown"));
+    EXPECT_THAT(program("--models").output, HasSubstr("my-en\n    Moonshine, 29 MB, licence: unknown\n"));
     EXPECT_EQ(program("--get-model nothing").status, 1);
+}
+
+TEST(ModelFolder, IsToldByTheNamesOfItsFiles) {
+    using Files = std::vector<std::string>;
+    const std::tuple<std::string, Files, std::string> cases[] = {
+        {"first", {"encoder_model.onnx", "decoder_model_merged.ort"}, "Moonshine encoder_model.onnx en "},
+        {"tiny",
+         {"a.en-encoder.int8.onnx", "a.en-encoder.onnx", "a.en-decoder.onnx"},
+         "Whisper a.en-encoder.int8.onnx en "},
+        {"bilingual-zh-de", {"encoder.onnx", "decoder.onnx", "joiner.onnx"}, "transducer encoder.onnx zh de "},
+        {"streaming-fr", {"encoder.onnx", "decoder.onnx", "joiner.onnx"}, "streaming Zipformer encoder.onnx fr "},
+        {"para", {"encoder.int8.onnx", "decoder.int8.onnx"}, "streaming Paraformer encoder.int8.onnx "},
+        {"sense", {"model.onnx"}, "SenseVoice  zh en ja ko yue "}};
+    const TemporaryDirectory directory;
+    for (const auto& [name, files, expected] : cases) {
+        fs::create_directories(directory.path() / name);
+        for (const auto& file : files)
+            writeFile(directory.path() / name / file, "x");
+        EXPECT_FALSE(parlowen::recogniser::ModelFolder::at(directory.path() / name)) << "without tokens";
+        writeFile(directory.path() / name / "tokens.txt", "a 1\n<|zh|> 2\n");
+        const auto model = parlowen::recogniser::ModelFolder::at(directory.path() / name).value();
+        std::string told = nameOf(model.family);
+        told += " " + (model.files.contains("encoder") ? model.files.at("encoder").filename().string() : "") + " ";
+        for (const auto& language : model.languages)
+            told += language + " ";
+        EXPECT_EQ(told, expected);
+    }
 }
