@@ -18,6 +18,6 @@ if(PARLOWEN_SANITIZE)
     target_compile_options(parlowen_options INTERFACE -fno-sanitize-recover=undefined)
   endif()
   # Sanitized code makes g++ see paths that cannot be taken.
-  target_compile_options(parlowen_options INTERFACE -Wno-maybe-uninitialized)
+  target_compile_options(parlowen_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 target_link_options(parlowen_options INTERFACE -fuse-ld=lld)
