@@ -102,6 +102,8 @@ void AISettingViewController::buildUserInterface() {
         sizes << QString::number(size);
     const qint64 font = startAIModel_ ? (startAIModel_->answerFontSize - smallestFont) / fontStep : 0;
     fontSelectionGroup = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
+    deviceSelectionGroup->setAccessibleName(deviceLab->text());
+    fontSelectionGroup->setAccessibleName(setFontLab->text());
 }
 
 void AISettingViewController::buildRoleCard() {
