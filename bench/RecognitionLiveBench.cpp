@@ -143,10 +143,9 @@ Call judgeCall(const std::vector<Told>& told, const Samples& samples) {
 class Calls {
 public:
     Calls(Transcriber& transcriber, const SherpaLibrary& library, const std::filesystem::path& files)
-        : host(
-              transcriber, [&library, files] { return makeSileroDetector(library, files / "silero_vad.onnx"); },
-              PieceHost::Options{std::max(1U, std::thread::hardware_concurrency()), DecodingLoad(2)},
-              [this](const Frame& frame) { take(frame); }) {}
+        : host(transcriber, sileroDetectors(library, files / "silero_vad.onnx"),
+               PieceHost::Options{std::max(1U, std::thread::hardware_concurrency()), DecodingLoad(2)},
+               [this](const Frame& frame) { take(frame); }) {}
 
     /// Each call hears the recording, and begins a little after the one before.
     std::vector<Call> hear(const Samples& samples, std::uint32_t calls) {

@@ -138,9 +138,9 @@ int serve(const Options& options, Pipe& pipe) {
     if (recogniser.streaming)
         host = std::make_unique<StreamingHost>(*recogniser.streaming, options.threads, output);
     else
-        host = std::make_unique<PieceHost>(
-            *recogniser.transcriber, [&] { return makeSileroDetector(library, options.files / "silero_vad.onnx"); },
-            PieceHost::Options{options.threads, recogniser.load}, output);
+        host = std::make_unique<PieceHost>(*recogniser.transcriber,
+                                           sileroDetectors(library, options.files / "silero_vad.onnx"),
+                                           PieceHost::Options{options.threads, recogniser.load}, output);
     Pipe::receive(*host);
     _exit(ended); // nothing that runs is wanted any more
 }

@@ -144,27 +144,10 @@ struct OnlineResult {
     // More follows that is not read.
 };
 
-struct VadModel {
-    Text model;
-    float threshold, minSilence, minSpeech; ///< durations in seconds
-    std::int32_t windowSize;                ///< samples
-    float maxSpeech;
-};
-
-struct VadConfig {
-    VadModel silero;
-    std::int32_t sampleRate;
-    std::int32_t threads;
-    Text provider;
-    std::int32_t debug;
-    VadModel ten;
-};
-
 struct OfflineRecognizer;
 struct OfflineStream;
 struct OnlineRecognizer;
 struct OnlineStream;
-struct Vad;
 
 static_assert(sizeof(OfflineRecognizerConfig) == 608);
 static_assert(offsetof(OfflineRecognizerConfig, model.tokens) == 104);
@@ -186,10 +169,5 @@ static_assert(offsetof(OnlineRecognizerConfig, enableEndpoint) == 156);
 static_assert(offsetof(OnlineRecognizerConfig, hotwordsFile) == 176);
 static_assert(offsetof(OnlineRecognizerConfig, hotwordsBuffer) == 232);
 static_assert(offsetof(OnlineRecognizerConfig, replacer) == 248);
-static_assert(sizeof(VadConfig) == 88);
-static_assert(offsetof(VadConfig, sampleRate) == 32);
-static_assert(offsetof(VadConfig, provider) == 40);
-static_assert(offsetof(VadConfig, debug) == 48);
-static_assert(offsetof(VadConfig, ten) == 56);
 
 } // namespace parlowen::recogniser::sherpa

@@ -42,16 +42,6 @@ void findOnline(void* library, SherpaLibrary& api) {
     find(library, "SherpaOnnxOnlineStreamIsEndpoint", api.onlineEndpoint);
 }
 
-void findVad(void* library, SherpaLibrary& api) {
-    find(library, "SherpaOnnxCreateVoiceActivityDetector", api.createVad);
-    find(library, "SherpaOnnxDestroyVoiceActivityDetector", api.destroyVad);
-    find(library, "SherpaOnnxVoiceActivityDetectorAcceptWaveform", api.acceptVad);
-    find(library, "SherpaOnnxVoiceActivityDetectorEmpty", api.vadEmpty);
-    find(library, "SherpaOnnxVoiceActivityDetectorDetected", api.vadDetected);
-    find(library, "SherpaOnnxVoiceActivityDetectorPop", api.vadPop);
-    find(library, "SherpaOnnxVoiceActivityDetectorReset", api.vadReset);
-}
-
 SherpaLibrary loaded(const std::filesystem::path& folder) {
     void* library = dlopen((folder / "libsherpa-onnx-c-api.so").c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library)
@@ -63,7 +53,7 @@ SherpaLibrary loaded(const std::filesystem::path& folder) {
                                  sherpa::version);
     findOffline(library, api);
     findOnline(library, api);
-    findVad(library, api);
+    find(library, "OrtGetApiBase", api.onnxRuntime);
     return api;
 }
 

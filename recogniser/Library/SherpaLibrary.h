@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OnnxApi.h"
 #include "SherpaApi.h"
 
 #include <filesystem>
@@ -38,13 +39,7 @@ struct SherpaLibrary {
     void (*finishOnline)(const sherpa::OnlineStream*) = nullptr;
     std::int32_t (*onlineEndpoint)(const sherpa::OnlineRecognizer*, const sherpa::OnlineStream*) = nullptr;
 
-    const sherpa::Vad* (*createVad)(const sherpa::VadConfig*, float bufferSeconds) = nullptr;
-    void (*destroyVad)(const sherpa::Vad*) = nullptr;
-    void (*acceptVad)(const sherpa::Vad*, const float*, std::int32_t) = nullptr;
-    std::int32_t (*vadEmpty)(const sherpa::Vad*) = nullptr;
-    std::int32_t (*vadDetected)(const sherpa::Vad*) = nullptr;
-    void (*vadPop)(const sherpa::Vad*) = nullptr;
-    void (*vadReset)(const sherpa::Vad*) = nullptr;
+    const onnx::ApiBase* (*onnxRuntime)() = nullptr; ///< the runtime that the library stands on
 };
 
 } // namespace parlowen::recogniser

@@ -45,9 +45,9 @@ PieceHost::~PieceHost() {
 }
 
 void PieceHost::handle(const Frame& frame) {
+    const std::lock_guard lock(mutex);
     if (frame.kind == Frame::Kind::Open)
         return open(frame);
-    const std::lock_guard lock(mutex);
     const auto found = streams.find(frame.stream);
     if (found == streams.end())
         return;
@@ -68,10 +68,8 @@ void PieceHost::handle(const Frame& frame) {
 }
 
 void PieceHost::open(const Frame& frame) {
-    auto detector = detectors(); // takes a while
-    const std::lock_guard lock(mutex);
     streams[frame.stream].tracker = std::make_unique<UtteranceTracker>(
-        startOf(frame), std::move(detector), [this, id = frame.stream](const StreamEvent& event) {
+        startOf(frame), detectors(), [this, id = frame.stream](const StreamEvent& event) {
             output({Frame::Kind::Event, id, encode(event)});
         });
 }

@@ -15,7 +15,6 @@ using Kind = StreamEvent::Kind;
 
 constexpr std::int64_t windowLength = VoiceDetector::windowLength;
 constexpr std::int64_t warmUp = 16 * windowLength;
-constexpr std::int64_t resetAfter = sampleRate * std::int64_t{3'600};
 constexpr std::int64_t waitAfterFragment = sampleRate; // too short to be a word: it may be the first syllable of one
 constexpr std::size_t mostUndecoded = 2;
 constexpr int partialShare = 3; // a partial may take one part of time in so many and one more
@@ -27,7 +26,6 @@ UtteranceTracker::UtteranceTracker(std::int64_t at, std::unique_ptr<VoiceDetecto
     , sink(std::move(sinkForEvents))
     , audioStart(at)
     , position(at)
-    , quietSince(at)
     , usedUpTo(at) {}
 
 void UtteranceTracker::append(std::span<const std::int16_t> samples) {
@@ -69,10 +67,6 @@ void UtteranceTracker::onWindow(bool voice) {
     case State::Quiet:
         if (voice)
             beginSpeech();
-        else if (position - quietSince > resetAfter) {
-            detector->reset();
-            quietSince = position;
-        }
         break;
     case State::Speaking:
         if (voice)
@@ -181,7 +175,6 @@ void UtteranceTracker::closeUtterance(std::int64_t pieceEnd) {
     state = State::Quiet;
     pauseJob.reset();
     runningPartial.reset();
-    quietSince = position;
 }
 
 /// The rest of the audio, less than a window, cannot hold a word of its own.

@@ -118,8 +118,7 @@ private:
     const Sink sink;
     std::vector<std::int16_t> audio;
     std::int64_t audioStart;
-    std::int64_t position;   ///< audio before it went through the detector
-    std::int64_t quietSince; ///< of the detector's last reset
+    std::int64_t position; ///< audio before it went through the detector
     bool inputEnded = false;
     bool told = false; ///< the end
 

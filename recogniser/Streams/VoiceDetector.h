@@ -23,13 +23,12 @@ public:
 
     virtual ~VoiceDetector() = default;
     virtual bool feed(const Window& window) = 0;
-    /// Forgets everything. To be called once in a while when nobody speaks: a detector counts samples in 32 bits.
-    virtual void reset() = 0;
 };
 
 using DetectorFactory = std::function<std::unique_ptr<VoiceDetector>()>;
 
-/// Silero's network. Throws std::runtime_error when it cannot be loaded.
-std::unique_ptr<VoiceDetector> makeSileroDetector(const SherpaLibrary& library, const std::filesystem::path& model);
+/// Silero's network (version 5 or 6), which all detectors of the factory share: one of its own would cost 10 MB each.
+/// Throws std::runtime_error when it cannot be loaded.
+DetectorFactory sileroDetectors(const SherpaLibrary& library, const std::filesystem::path& model);
 
 } // namespace parlowen::recogniser

@@ -15,7 +15,6 @@ public:
     ProbabilityDetector();
 
     bool feed(const Window& window) override;
-    void reset() override {} // it counts nothing
 
 private:
     const std::unique_ptr<SpeexPreprocessState_, void (*)(SpeexPreprocessState_*)> state_;

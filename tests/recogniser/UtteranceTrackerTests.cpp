@@ -35,7 +35,6 @@ public:
             speaking = false;
         return speaking;
     }
-    void reset() override {}
 
 private:
     std::int64_t voiced = 0, quiet = 0;
