@@ -98,8 +98,9 @@ void HomeLeftCustomView::setCompact(bool compact) {
 void HomeLeftCustomView::setHighlighted(bool highlighted) {
     isHighlighted_ = highlighted;
     sayTexts();
-    titleLab_->setStyleSheet(
-        QStringLiteral("color: %1").arg((highlighted ? palette::CSS::white() : hexColor(theme::midGrey)).name()));
+    QPalette colours = titleLab_->palette();
+    colours.setColor(QPalette::WindowText, highlighted ? palette::CSS::white() : hexColor(theme::midGrey));
+    titleLab_->setPalette(colours);
     titleLab_->setFont(systemFont(14, highlighted ? QFont::DemiBold : QFont::Normal));
     if (!icon_.isEmpty()) {
         const QString name = highlighted ? icon_ + QStringLiteral("_s") : icon_;

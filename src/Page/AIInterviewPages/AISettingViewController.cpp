@@ -105,6 +105,10 @@ void AISettingViewController::buildUserInterface() {
         sizes << QString::number(size);
     const qint64 font = startAIModel_ ? (startAIModel_->answerFontSize - smallestFont) / fontStep : 0;
     fontSelectionGroup = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
+    for (QWidget* button : deviceButtons_)
+        button->setAccessibleDescription(deviceLab->text());
+    for (QWidget* button : fontButtons_)
+        button->setAccessibleDescription(setFontLab->text());
 }
 
 void AISettingViewController::buildRoleCard() {

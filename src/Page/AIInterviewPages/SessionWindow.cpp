@@ -12,6 +12,7 @@
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
+#include <QAccessibleWidget>
 #include <QContextMenuEvent>
 #include <QLabel>
 #include <QMouseEvent>
@@ -52,6 +53,12 @@ Qt::CursorShape cursorAt(Qt::Edges edges) {
     return edges == Qt::Edges() ? Qt::ArrowCursor : Qt::SizeVerCursor;
 }
 
+/// A screen reader finds windows by their role, which of plain widgets none has by itself.
+QAccessibleInterface* accessibleWindow(const QString&, QObject* object) {
+    auto* window = qobject_cast<SessionWindow*>(object);
+    return window == nullptr ? nullptr : new QAccessibleWidget(window, QAccessible::Window);
+}
+
 } // namespace
 
 SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> session, QWidget* parent)
@@ -63,6 +70,7 @@ SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> sessio
     , title_(new QLabel(this))
     , subject_(new ElidedLabel(this))
     , closeButton_(new QToolButton(this)) {
+    QAccessible::installFactory(accessibleWindow); // once, however often it is called
     setAttribute(Qt::WA_TranslucentBackground);
     setMinimumSize(smallestSize * std::min(fontScale(), mostGrowth));
     resize(contentSize);
@@ -119,6 +127,7 @@ void SessionWindow::sayTexts() {
     title_->setText(tr("AI面试"));
     setWindowTitle(title_->text());
     closeButton_->setAccessibleName(tr("关闭"));
+    page_->setAccessibleName(title_->text()); // a click on it takes the keyboard
     page_->setTitleWidth(title_->sizeHint().width());
 }
 

@@ -66,6 +66,7 @@ void fillScrolling(QWidget& page, QWidget* content) {
 PopUpButton::PopUpButton(const QString& accessibleName, const QStringList& items, QWidget* parent)
     : QComboBox(parent) {
     setAccessibleName(accessibleName);
+    setAccessibleDescription(accessibleName); // a screen reader on Linux takes what is chosen for its name
     addItems(items);
     setFont(systemFont(13));
     view()->setFont(font());
