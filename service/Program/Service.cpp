@@ -94,7 +94,7 @@ std::unique_ptr<SpeechService> speechOf(const ServiceOptions& options, const Ser
     if (options.transcription.everything)
         speech->engines.addFirst(std::move(engine));
     else
-        speech->engines.add(std::shared_ptr<RecognitionEngine>(std::move(engine)));
+        speech->engines.add(std::move(engine));
     return speech;
 }
 

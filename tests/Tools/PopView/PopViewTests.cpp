@@ -67,8 +67,8 @@ protected:
 TEST_F(PopViewTest, ACardThatIsTooLargeIsAsLargeAsItsWindowAllowsUntilThatGrows) {
     auto* tip = new CommonTipView;
     tip->resize({900, 160});
-    const auto* pop = MYCenterPopView::show(tip, &window_);
     window_.resize(300, 400);
+    const auto* pop = MYCenterPopView::show(tip, &window_);
     EXPECT_TRUE(pop->rect().contains(tip->geometry()));
     EXPECT_GE(tip->height(), tip->heightForWidth(tip->width())) << "its text gets longer";
     window_.resize(1000, 700);
