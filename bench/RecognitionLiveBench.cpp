@@ -253,7 +253,7 @@ void judgeMany(Calls& calls, const Recording& recording, std::uint32_t count, do
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::filesystem::path files = PARLOWEN_BINARY_DIR "/lib/parlowen";
+    const std::filesystem::path files = PARLOWEN_BINARY_DIR "/lib/parlowen/recogniser";
     const auto model = ModelFolder::at(files / "models/moonshine-base-en");
     if (!model)
         return std::puts("there is no recogniser here (./dev setup)"), 1;

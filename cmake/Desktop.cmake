@@ -24,6 +24,7 @@ function(manual_page program name)
     OUTPUT ${page}.gz
     COMMAND ${CMAKE_COMMAND} -E env --unset=XDG_DATA_HOME LC_ALL=C.UTF-8 "HOME=~" ${HELP2MAN} --no-info --no-discard-stderr "--name=${name}"
             --include=${CMAKE_CURRENT_SOURCE_DIR}/packaging/man/${program}.h2m --output=${page} $<TARGET_FILE:${program}>
+    COMMAND sed -i "/(=/s/,/,\\\\:/g" ${page} # lets a long list of defaults break behind its commas
     COMMAND gzip -9nf ${page}
     DEPENDS ${program} packaging/man/${program}.h2m
     VERBATIM)

@@ -4,14 +4,21 @@ include(GNUInstallDirs)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME parlowen)
 
 # The library finds its neighbour beside itself, and the program all of it.
-set(recogniser_folder lib/parlowen)
+set(recogniser_folder lib/parlowen/recogniser)
 install(TARGETS parlowen-recogniser RUNTIME DESTINATION ${recogniser_folder} COMPONENT recogniser)
-install(DIRECTORY ${PARLOWEN_RECOGNISER_FILES}/ DESTINATION ${recogniser_folder} COMPONENT recogniser OPTIONAL)
+install(DIRECTORY ${PARLOWEN_RECOGNISER_FILES}/ DESTINATION ${recogniser_folder} COMPONENT recogniser OPTIONAL
+  FILES_MATCHING PATTERN "*.onnx" PATTERN "tokens.txt" PATTERN "libonnxruntime.so" PATTERN "libsherpa-onnx-c-api.so")
+# Stripping goes by targets alone, and the library is none.
+install(CODE "
+  if(CMAKE_INSTALL_DO_STRIP)
+    file(GLOB library \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${recogniser_folder}/*.so\")
+    execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-unneeded \${library})
+  endif()" COMPONENT recogniser)
 install(FILES packaging/recogniser/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-recogniser COMPONENT recogniser)
 
 # The captcha's plug-in, in a package of its own: it alone needs the web engine.
 if(TARGET captcha_web)
-  install(TARGETS captcha_web LIBRARY DESTINATION lib/parlowen-captcha COMPONENT captcha)
+  install(TARGETS captcha_web LIBRARY DESTINATION lib/parlowen/captcha COMPONENT captcha)
   install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-captcha COMPONENT captcha)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-captcha COMPONENT captcha)
 endif()
@@ -24,7 +31,13 @@ file(GLOB guide_pictures CONFIGURE_DEPENDS docs/screenshots/guide-*.png)
 install(FILES ${guide_pictures} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs/screenshots)
 install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
-execute_process(COMMAND gzip -9nc ${CMAKE_CURRENT_SOURCE_DIR}/packaging/changelog OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
+# Whoever builds a release says who answers for it, as Debian's own tools ask for it.
+set(maintainer "Parlowen maintainers <maintainers@localhost>")
+if(DEFINED ENV{DEBFULLNAME} AND DEFINED ENV{DEBEMAIL})
+  set(maintainer "$ENV{DEBFULLNAME} <$ENV{DEBEMAIL}>")
+endif()
+configure_file(packaging/changelog changelog @ONLY)
+execute_process(COMMAND gzip -9nc ${CMAKE_CURRENT_BINARY_DIR}/changelog OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/parlowen-recogniser COMPONENT recogniser)
 include(Desktop)
@@ -45,7 +58,7 @@ function(read_run_time_packages result)
 endfunction()
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "Parlowen maintainers <maintainers@localhost>")
+set(CPACK_PACKAGE_CONTACT "${maintainer}")
 set(CPACK_PACKAGE_VENDOR Parlowen)
 # The first line is the summary.
 set(CPACK_COMPONENT_PARLOWEN_DESCRIPTION

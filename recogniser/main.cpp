@@ -31,7 +31,7 @@ struct Options {
 /// Beside the program when it is installed, else where the build tree has them.
 fs::path findFiles() {
     const auto beside = fs::read_symlink("/proc/self/exe").parent_path();
-    return fs::exists(beside / "silero_vad.onnx") ? beside : beside.parent_path() / "lib/parlowen";
+    return fs::exists(beside / "silero_vad.onnx") ? beside : beside.parent_path() / "lib/parlowen/recogniser";
 }
 
 std::optional<Options> parse(const std::vector<std::string>& arguments) {

@@ -27,7 +27,7 @@ using namespace parlowen::service;
 namespace asio = boost::asio;
 using boost::system::error_code;
 
-enum ExitStatus { ended = 0, cannotStart = 1, wrongOptions = 2, addressInUse = 3 };
+enum ExitStatus { ended = 0, cannotStart = 1, wrongOptions = 2, addressInUse = 3, directoryInUse = 4 };
 
 /// Reads and forgets until the input ends.
 void watchInput(asio::posix::stream_descriptor& input, asio::io_context& control) {
@@ -89,6 +89,9 @@ int start(const ServiceOptions& options) {
         logLine("cannot start: " + options.address + ":" + std::to_string(options.port) +
                 " is in use, perhaps by another parlowen-service");
         return addressInUse;
+    } catch (const DirectoryInUse& problem) {
+        logLine(std::string("cannot start: ") + problem.what());
+        return directoryInUse;
     } catch (const std::exception& problem) {
         logLine(std::string("cannot start: ") + problem.what());
         return cannotStart;

@@ -11,6 +11,10 @@ _parlowen() {
         mapfile -t COMPREPLY < <(compgen -W "interview rehearsal" -- "$cur")
         return
         ;;
+    --page)
+        mapfile -t COMPREPLY < <(compgen -W "setup account settings about login" -- "$cur")
+        return
+        ;;
     --ui-language)
         mapfile -t COMPREPLY < <(compgen -W "en zh" -- "$cur")
         return

@@ -174,6 +174,10 @@
         <source>还没有%1，回答只能是通用的</source>
         <translation>There is no %1 yet: answers can only be general</translation>
     </message>
+    <message>
+        <source>已改为%1</source>
+        <translation>Changed to: %1</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::AboutMeViewController</name>
@@ -320,6 +324,10 @@
     <message>
         <source>关闭</source>
         <translation>Close</translation>
+    </message>
+    <message>
+        <source>这里没有客服的二维码</source>
+        <translation>There is no code of support here</translation>
     </message>
 </context>
 <context>
@@ -951,12 +959,12 @@
         <translation>Hear the computer</translation>
     </message>
     <message>
-        <source>面对面的面试，在面试设置里改听麦克风</source>
-        <translation>For an interview face to face: change to the microphone in the settings</translation>
+        <source>面对面的面试，改听麦克风</source>
+        <translation>For an interview face to face: hear a microphone</translation>
     </message>
     <message>
-        <source>线上的面试，在面试设置里改听电脑播放的声音</source>
-        <translation>For an interview online: change to the computer&apos;s sound in the settings</translation>
+        <source>线上的面试，改听电脑播放的声音</source>
+        <translation>For an interview online: hear what the computer plays</translation>
     </message>
 </context>
 <context>
@@ -1018,6 +1026,10 @@
     <message>
         <source>改听系统声音</source>
         <translation>Hear the computer</translation>
+    </message>
+    <message>
+        <source>%1。%2</source>
+        <translation>%1. %2</translation>
     </message>
 </context>
 <context>

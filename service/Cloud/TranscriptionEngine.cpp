@@ -100,6 +100,7 @@ private:
     std::optional<Sent> sent_;
     asio::steady_timer retry_;
     Clock::time_point calmUntil_{};
+    bool served_ = false; ///< the endpoint has taken audio of this stream
     bool over_ = false;
 };
 
@@ -185,6 +186,7 @@ void Hearing::onReply(std::uint64_t job, const Transcription& transcription) {
     const Sent sent = *std::exchange(sent_, std::nullopt);
     if (transcription.trouble != Trouble::None)
         return onTrouble(sent, transcription);
+    served_ = true;
     endpoint_.took(Clock::now() - sent.at);
     const bool loops = recogniser::repeatsItself(transcription.text);
     if (loops && !sent.job.isForFinal())
@@ -205,7 +207,7 @@ void Hearing::onTrouble(const Sent& sent, const Transcription& transcription) {
         sent_ = Sent{sent.job, 0, now, true};
         return sendAt(std::max(now + endpoint_.pace.retry, endpoint_.busyUntil));
     }
-    if (transcription.trouble == Trouble::Refused)
+    if (transcription.trouble == Trouble::Refused && served_)
         return give(sent, "");
     fail(transcription.trouble);
 }

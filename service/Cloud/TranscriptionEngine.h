@@ -10,7 +10,8 @@ namespace parlowen::service {
 /// the words that stay. A stream has one request under way at most; one for words that stay ends any other.
 ///
 /// What fails for words that stay is tried once more, after the pause that a busy endpoint asks for. Then the stream
-/// fails, so that its client comes back with the same audio; audio that the endpoint does not take counts as no word.
+/// fails, so that its client comes back with the same audio. Where the endpoint took audio of a stream before, what it
+/// does not take counts as no word.
 class TranscriptionEngine : public RecognitionEngine {
 public:
     /// How long things may take.

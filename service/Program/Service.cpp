@@ -39,7 +39,7 @@ std::unique_ptr<DirectoryLock> lockOf(const ServiceOptions& options) {
     boost::asio::io_context none;
     const boost::asio::ip::tcp::endpoint place(boost::asio::ip::make_address(options.address), options.port);
     boost::asio::ip::tcp::acceptor(none, place); // throws where it is in use
-    throw std::runtime_error(options.data.string() + " is another parlowen-service's, which runs");
+    throw DirectoryInUse(options.data.string() + " is another parlowen-service's, which runs");
 }
 
 /// The key that signs speech tokens, made at the first start.
@@ -94,7 +94,7 @@ std::unique_ptr<SpeechService> speechOf(const ServiceOptions& options, const Ser
     if (options.transcription.everything)
         speech->engines.addFirst(std::move(engine));
     else
-        speech->engines.add(std::shared_ptr<RecognitionEngine>(std::move(engine)));
+        speech->engines.add(std::move(engine));
     return speech;
 }
 
@@ -142,6 +142,7 @@ struct Service::Parts {
             startCaptcha(options);
         startSpeechTokens();
         server.start();
+        writePrivateFile(data / "port", std::to_string(server.port()) + "\n");
     }
 
     void startSpeechTokens() {

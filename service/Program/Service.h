@@ -5,11 +5,17 @@
 
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
 namespace parlowen::service {
 
 struct ServerLimits;
 struct SpeechService;
+
+/// Another service runs on the data directory. Its file `port` says where.
+class DirectoryInUse : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 /// The whole service: opens its files, listens, serves until it is destroyed.
 class Service {

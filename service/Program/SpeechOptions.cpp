@@ -52,8 +52,7 @@ po::options_description SpeechOptions::description() {
         ("speech-everything", po::value(&everything)->value_name("YES-OR-NO")->default_value(usual.everything, "no"),
          "use it also for those that models of this machine understand")
         ("speech-partials", po::value(&partials)->value_name("YES-OR-NO")->default_value(usual.partials, "yes"),
-         "send also what is still being said, so that words show while somebody speaks; what is sent is some four times "
-         "as much then")
+         "send also what is still being said, so that words show while somebody speaks; some twice as much is sent then")
         ("speech-at-once", number(atOnce, usual.streams), "sessions that it serves at the same time; one more is refused")
         ("speech-connect-seconds", number(connectSeconds, seconds(usual.connect)), "to connect in")
         ("speech-reply-seconds", number(replySeconds, seconds(usual.reply)), "for a reply, after which it is asked once more")

@@ -107,7 +107,7 @@ int rank(const ModelRegistry::Entry& entry) {
 ModelRegistry::Places ModelRegistry::Places::ofThisProgram(const fs::path& data) {
     std::error_code error;
     const auto beside = fs::read_symlink("/proc/self/exe", error).parent_path();
-    const auto package = beside.parent_path() / "lib/parlowen";
+    const auto package = beside.parent_path() / "lib/parlowen/recogniser";
     Places places{{}, package / "models", data / "models"};
     for (const auto& program : {beside / "parlowen-recogniser", package / "parlowen-recogniser"})
         if (places.program.empty() && fs::exists(program, error) && fs::exists(package / "silero_vad.onnx", error))

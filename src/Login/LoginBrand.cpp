@@ -114,17 +114,6 @@ QString link() {
                                   "QPushButton:focus { border-color: @green; }"));
 }
 
-QString checkBox() {
-    return inTheme(QStringLiteral("QCheckBox { color: @grey; spacing: 7px; padding: 2px 4px 2px 2px;"
-                                  " border: 1px solid transparent; border-radius: 5px; }"
-                                  "QCheckBox:focus { border-color: @green; }"
-                                  "QCheckBox::indicator { width: 15px; height: 15px; border: 1px solid @off;"
-                                  " border-radius: 4px; background: white; }"
-                                  "QCheckBox::indicator:hover { border-color: @green; }"
-                                  "QCheckBox::indicator:checked { background: @green; border-color: @green;"
-                                  " image: url(:/icons/login_check.svg); }"));
-}
-
 QString primaryButton() {
     return inTheme(QStringLiteral("QPushButton { background: @green; color: white; border: 2px solid @green;"
                                   " border-radius: 9px; }"

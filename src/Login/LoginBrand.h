@@ -23,7 +23,6 @@ QString field();
 QString areaButton();
 QString inlineButton();
 QString link();
-QString checkBox();
 QString primaryButton();
 QString secondaryButton();
 } // namespace loginStyle

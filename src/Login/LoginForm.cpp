@@ -5,6 +5,7 @@
 #include <Page/View/LanguageSwitch.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QApplication>
@@ -15,6 +16,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QToolButton>
 #include <algorithm>
 
@@ -33,11 +35,10 @@ constexpr int brandWidth = 178;
 constexpr double brandShare = 0.36;
 constexpr int brandWidest = 420;
 
-int inScale(int points) { return static_cast<int>(points * fontScale()); }
-
 QLabel* makeIcon(const QString& name, QWidget* parent) {
     auto* icon = new QLabel(parent);
-    icon->setPixmap(namedImage(name).pixmap(QSize(inScale(iconSide), inScale(iconSide)), parent->devicePixelRatioF()));
+    icon->setPixmap(
+        namedImage(name).pixmap(QSize(inPoints(iconSide), inPoints(iconSide)), parent->devicePixelRatioF()));
     icon->setAttribute(Qt::WA_TransparentForMouseEvents);
     return icon;
 }
@@ -46,10 +47,10 @@ QLabel* makeIcon(const QString& name, QWidget* parent) {
 
 FieldBox::FieldBox(const QString& icon, QWidget* parent)
     : QFrame(parent) {
-    setFixedHeight(inScale(boxHeight));
+    setFixedHeight(inPoints(boxHeight));
     auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(inScale(12), 0, inScale(6), 0);
-    row->setSpacing(inScale(9));
+    row->setContentsMargins(inPoints(12), 0, inPoints(6), 0);
+    row->setSpacing(inPoints(9));
     row->addWidget(makeIcon(icon, this));
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget* before, QWidget* now) {
         if (isAncestorOf(before) || isAncestorOf(now))
@@ -77,22 +78,22 @@ LoginForm::LoginForm(Settings& settings, bool hasLocalButton, QWidget* parent)
     column->setSpacing(0);
     buildHeading(*column, settings);
     buildArea(*column);
-    column->addSpacing(inScale(10));
+    column->addSpacing(inPoints(10));
     buildPhone(*column);
-    column->addSpacing(inScale(10));
+    column->addSpacing(inPoints(10));
     buildSecret(*column);
-    column->addSpacing(inScale(10));
+    column->addSpacing(inPoints(10));
     buildOptions(*column);
-    column->addSpacing(inScale(12));
+    column->addSpacing(inPoints(12));
     buildButtons(*column);
     if (hasLocalButton)
         buildLocalButton(*column);
 
     auto* middle = new QWidget(page);
     middle->setLayout(column);
-    middle->setMaximumWidth(inScale(columnWidth));
+    middle->setMaximumWidth(inPoints(columnWidth));
     auto* pageRow = new QHBoxLayout(page);
-    pageRow->setContentsMargins(inScale(columnMargin), inScale(18), inScale(columnMargin), inScale(18));
+    pageRow->setContentsMargins(inPoints(columnMargin), inPoints(18), inPoints(columnMargin), inPoints(18));
     pageRow->addStretch(1);
     pageRow->addWidget(middle, 1000, Qt::AlignVCenter);
     pageRow->addStretch(1);
@@ -100,6 +101,8 @@ LoginForm::LoginForm(Settings& settings, bool hasLocalButton, QWidget* parent)
     scroll_->setWidgetResizable(true);
     scroll_->setFrameShape(QFrame::NoFrame);
     scroll_->setFocusPolicy(Qt::NoFocus);
+    scroll_->verticalScrollBar()->setStyleSheet(styleSheets::lightScrollBar());
+    scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll_->viewport()->setAutoFillBackground(false);
     page->setAutoFillBackground(false);
 }
@@ -113,9 +116,9 @@ void LoginForm::buildHeading(QVBoxLayout& column, Settings& settings) {
     row->addWidget(heading, 1);
     row->addWidget(controls_.languageSwitch, 0, Qt::AlignTop);
     column.addLayout(row);
-    column.addSpacing(inScale(4));
+    column.addSpacing(inPoints(4));
     column.addWidget(controls_.hint);
-    column.addSpacing(inScale(16));
+    column.addSpacing(inPoints(16));
 }
 
 void LoginForm::buildArea(QVBoxLayout& column) {
@@ -128,7 +131,7 @@ void LoginForm::buildArea(QVBoxLayout& column) {
     controls_.areaLabel->setAutoDefault(true);
     controls_.areaLabel->setAccessibleDescription(tr("国家/地区"));
     auto* inside = new QHBoxLayout(controls_.areaLabel);
-    inside->setContentsMargins(0, 0, inScale(4), 0);
+    inside->setContentsMargins(0, 0, inPoints(4), 0);
     inside->addStretch();
     inside->addWidget(makeIcon(QStringLiteral("login_chevron"), controls_.areaLabel));
     box->layout()->addWidget(controls_.areaLabel);
@@ -161,7 +164,7 @@ void LoginForm::buildSecret(QVBoxLayout& column) {
     controls_.secureField->setEchoMode(QLineEdit::Password);
     controls_.codeLabel = makeField({}, box);
     controls_.eyeIcon = new QToolButton(box);
-    controls_.eyeIcon->setIconSize(QSize(inScale(iconSide), inScale(iconSide)));
+    controls_.eyeIcon->setIconSize(QSize(inPoints(iconSide), inPoints(iconSide)));
     controls_.eyeIcon->setAutoRaise(true);
     controls_.eyeIcon->setFocusPolicy(Qt::StrongFocus);
     controls_.eyeIcon->setCursor(Qt::PointingHandCursor);
@@ -183,7 +186,7 @@ void LoginForm::buildSecret(QVBoxLayout& column) {
 void LoginForm::buildOptions(QVBoxLayout& column) {
     controls_.autoLoginBtn = new QCheckBox(tr("自动登录"), this);
     controls_.autoLoginBtn->setFont(systemFont(13));
-    controls_.autoLoginBtn->setStyleSheet(loginStyle::checkBox());
+    controls_.autoLoginBtn->setStyleSheet(styleSheets::checkBox());
     controls_.contractLabel = new QPushButton(tr("联系客服"), this);
     controls_.contractLabel->setFont(systemFont(13));
     controls_.contractLabel->setStyleSheet(loginStyle::link());
@@ -200,7 +203,7 @@ void LoginForm::buildButtons(QVBoxLayout& column) {
     controls_.loginButton = new QPushButton(tr("登录"), this);
     controls_.loginButton->setFont(systemFont(16, QFont::DemiBold));
     controls_.loginButton->setStyleSheet(loginStyle::primaryButton());
-    controls_.loginButton->setFixedHeight(inScale(loginButtonHeight));
+    controls_.loginButton->setFixedHeight(inPoints(loginButtonHeight));
     controls_.loginButton->setCursor(Qt::PointingHandCursor);
     controls_.loginButton->setAutoDefault(true);
     column.addWidget(controls_.loginButton);
@@ -210,23 +213,23 @@ void LoginForm::buildLocalButton(QVBoxLayout& column) {
     controls_.localButton = new QPushButton(tr("无需手机号，直接进入"), this);
     controls_.localButton->setFont(systemFont(14));
     controls_.localButton->setStyleSheet(loginStyle::secondaryButton());
-    controls_.localButton->setFixedHeight(inScale(localButtonHeight));
+    controls_.localButton->setFixedHeight(inPoints(localButtonHeight));
     controls_.localButton->setCursor(Qt::PointingHandCursor);
     controls_.localButton->setAutoDefault(true);
     QLabel* promise = makeLabel(hexColor(theme::midGrey), false, 12, this);
     promise->setText(tr("服务就在这台电脑上，任何内容都不会离开本机"));
     promise->setAlignment(Qt::AlignHCenter);
     controls_.localButton->setAccessibleDescription(promise->text());
-    column.addSpacing(inScale(10));
+    column.addSpacing(inPoints(10));
     column.addWidget(controls_.localButton);
-    column.addSpacing(inScale(6));
+    column.addSpacing(inPoints(6));
     column.addWidget(promise);
 }
 
 void LoginForm::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    const bool hasRoom = width() >= inScale(brandWidth + columnWidth - columnMargin);
-    const int share = std::clamp(static_cast<int>(width() * brandShare), inScale(brandWidth), inScale(brandWidest));
+    const bool hasRoom = width() >= inPoints(brandWidth + columnWidth - columnMargin);
+    const int share = std::clamp(static_cast<int>(width() * brandShare), inPoints(brandWidth), inPoints(brandWidest));
     const int brand = hasRoom ? share : 0;
     brand_->setVisible(hasRoom);
     brand_->setGeometry(0, 0, brand, height());

@@ -21,6 +21,7 @@
 #include <QMainWindow>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QToolButton>
 #include <utility>
 
@@ -122,6 +123,9 @@ void LoginViewController::connectControls() {
     connect(all.contractLabel, &QPushButton::clicked, this, &Self::contractTap);
     for (const QLineEdit* field : {all.phoneLabel, all.codeLabel, all.secureField})
         connect(field, &QLineEdit::returnPressed, this, &Self::loginTap);
+    for (const Qt::Key enter : {Qt::Key_Return, Qt::Key_Enter}) // Space is what turns it
+        connect(new QShortcut(enter, all.autoLoginBtn, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated,
+                this, &Self::loginTap);
     if (all.localButton != nullptr)
         connect(all.localButton, &QPushButton::clicked, this, &Self::enterLocally);
 }
@@ -337,7 +341,7 @@ void LoginViewController::showMainView() {
     QWidget* main = services_.makeMainView();
     window->setWindowTitle(tr("主面板"));
     window->setCentralWidget(main); // this page goes
-    centre(*window, mainSize);
+    centre(*window, mainSize * fontScale());
 }
 
 void LoginViewController::setBusy(bool isBusy) {

@@ -14,11 +14,11 @@ namespace parlowen {
 
 namespace {
 
-constexpr Phrase help{R"(Usage: parlowen [--page NAME | --start interview|rehearsal]
-       parlowen --rehearse FILE [OPTIONS]
-       parlowen --interview system|microphone|app:NAME [OPTIONS]
-       parlowen --check-audio [--listen]
-       parlowen --check-answers [--backend URL]
+constexpr Phrase help{R"(Usage: parlowen [--page NAME | --start interview|rehearsal] [--backend URL]
+   or: parlowen --rehearse FILE [OPTIONS]
+   or: parlowen --interview system|microphone|app:NAME [OPTIONS]
+   or: parlowen --check-audio [--listen]
+   or: parlowen --check-answers [--backend URL]
 
 Listens to an interview, shows what is said, and suggests an answer for each question. Without a command it opens its
 window; where it runs already, that window comes to the front and does what is asked, with the backend that it has.
@@ -59,7 +59,7 @@ Exit status: 0 when recognition ran (or the check found all well), 1 when it did
 not be written, or the program that runs already does not do all that is asked, 2 for a wrong command line, a file that
 cannot be played, or a window without a display, 3 when a headless session heard all and an answer failed.
 )",
-                      R"(用法：parlowen [--page 名称 | --start interview|rehearsal]
+                      R"(用法：parlowen [--page 名称 | --start interview|rehearsal] [--backend 网址]
       parlowen --rehearse 文件 [选项]
       parlowen --interview system|microphone|app:名称 [选项]
       parlowen --check-audio [--listen]

@@ -12,6 +12,8 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QLibrary>
+#include <openssl/crypto.h>
 #include <utility>
 
 namespace parlowen {
@@ -41,6 +43,16 @@ QMessageBox::Icon iconOf(AlertStyle style) {
         break;
     }
     return QMessageBox::Warning;
+}
+
+/// Qt's network threads may outlive main's last line by a moment, and need their TLS state for it. The library comes
+/// with the first connection as Qt's plug-in brings it, not with the program, whose window does without.
+void keepTlsStateAtExit() {
+    using Initialise = int (*)(uint64_t, const void*);
+    static const auto initialise = reinterpret_cast<Initialise>(
+        QLibrary::resolve(QStringLiteral("crypto"), OPENSSL_SHLIB_VERSION, "OPENSSL_init_crypto"));
+    if (initialise != nullptr)
+        initialise(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
 MicroManagement::Hooks microphoneHooks() {
@@ -92,6 +104,7 @@ HttpDatas::Hooks Composition::requestHooks() {
 std::unique_ptr<SecretKeeper> Composition::secretKeeper() { return SecretService::ofThisDesktop(); }
 
 void Composition::connectBackend(QObject* context, Backend::Found found) {
+    keepTlsStateAtExit();
     backend_.find(context, [this, found = std::move(found)](const Result<Backend::Access>& access) {
         if (access)
             use(*access);

@@ -21,6 +21,9 @@ constexpr double buttonRadius = 5;
 constexpr int buttonGap = 10;
 constexpr int columnTop = 20;
 constexpr int columnLeft = 16;
+constexpr int usualWidth = 180;
+constexpr int compactWidth = 48;
+constexpr int compactLeft = 8;
 constexpr int iconSide = 20;
 const QColor highlight(15, 227, 189);
 
@@ -69,6 +72,7 @@ HomeLeftCustomView::HomeLeftCustomView(const char* title, const QString& icon, i
 
 void HomeLeftCustomView::sayTexts() {
     setText(QCoreApplication::translate("Pages", title_));
+    setToolTip(isCompact_ ? text() : QString());
     setAccessibleName(text());
     setAccessibleDescription(isHighlighted_ ? tr("当前页面") : QString());
     titleLab_->setText(text());
@@ -80,13 +84,23 @@ void HomeLeftCustomView::changeEvent(QEvent* event) {
         sayTexts();
 }
 
-QSize HomeLeftCustomView::sizeHint() const { return buttonSize * fontScale(); }
+QSize HomeLeftCustomView::sizeHint() const {
+    return {inPoints(isCompact_ ? compactWidth : buttonSize.width()), inPoints(buttonSize.height())};
+}
+
+void HomeLeftCustomView::setCompact(bool compact) {
+    isCompact_ = compact;
+    titleLab_->setHidden(compact);
+    sayTexts();
+    setFixedSize(sizeHint());
+}
 
 void HomeLeftCustomView::setHighlighted(bool highlighted) {
     isHighlighted_ = highlighted;
     sayTexts();
-    titleLab_->setStyleSheet(
-        QStringLiteral("color: %1").arg((highlighted ? palette::CSS::white() : hexColor(theme::midGrey)).name()));
+    QPalette colours = titleLab_->palette();
+    colours.setColor(QPalette::WindowText, highlighted ? palette::CSS::white() : hexColor(theme::midGrey));
+    titleLab_->setPalette(colours);
     titleLab_->setFont(systemFont(14, highlighted ? QFont::DemiBold : QFont::Normal));
     if (!icon_.isEmpty()) {
         const QString name = highlighted ? icon_ + QStringLiteral("_s") : icon_;
@@ -140,6 +154,21 @@ const std::vector<HomeLeftCustomView*>& HomeLeftView::buttons() {
 void HomeLeftView::refresh() {
     for (HomeLeftCustomView* one : buttons())
         one->setHighlighted(one->menuTag == selectIndex);
+}
+
+void HomeLeftView::setCompact(bool compact) {
+    if (compact == isCompact_)
+        return;
+    isCompact_ = compact;
+    for (HomeLeftCustomView* made : made_) {
+        if (made != nullptr)
+            made->setCompact(compact);
+    }
+    layout()->setContentsMargins(compact ? compactLeft : columnLeft, columnTop, 0, columnTop);
+}
+
+int HomeLeftView::columnWidth() const {
+    return isCompact_ ? inPoints(compactWidth) + 2 * compactLeft : inPoints(usualWidth);
 }
 
 void HomeLeftView::didTap(int menuTag) {

@@ -25,6 +25,8 @@ public:
     /// Whether it stands for the page that is shown.
     bool isHighlighted() const { return isHighlighted_; }
     void setHighlighted(bool highlighted);
+    /// Whether only the picture is shown, with the title as its tip.
+    void setCompact(bool compact);
 
     QSize sizeHint() const override;
 
@@ -38,6 +40,7 @@ private:
     const char* title_;
     QString icon_; ///< the picture's name; empty for none
     bool isHighlighted_ = false;
+    bool isCompact_ = false;
     QLabel* iconImg_;
     QLabel* titleLab_;
 };
@@ -64,6 +67,10 @@ public:
 
     /// Highlights the button whose `menuTag` is `selectIndex`, and no other.
     void refresh();
+    /// Whether the buttons are pictures alone, where a window is narrow for the size of its text.
+    void setCompact(bool compact);
+    /// How wide the column is.
+    int columnWidth() const;
 
 private:
     HomeLeftCustomView* button(std::size_t number);
@@ -71,6 +78,7 @@ private:
 
     std::array<HomeLeftCustomView*, 8> made_{}; ///< each on first use
     std::vector<HomeLeftCustomView*> buttons_;
+    bool isCompact_ = false;
 };
 
 } // namespace parlowen

@@ -20,7 +20,9 @@ namespace {
 
 constexpr int startUpMilliseconds = 30'000;
 constexpr int joinMilliseconds = 5'000;
-constexpr int addressInUse = 3; // the service's exit status
+constexpr int addressInUse = 3; // the service's exit status, as the next one
+constexpr int directoryInUse = 4;
+constexpr int mostLooks = 50; // for the port of a service that is starting, too
 constexpr int keptErrorBytes = 4096;
 constexpr int firstPauseMilliseconds = 100; // before a restart; doubles each time in a row
 constexpr int longestPauseMilliseconds = 10'000;
@@ -133,6 +135,8 @@ void LocalService::ended(int exitCode, QProcess::ExitStatus exit) {
     const QString status = QString::number(exitCode), words = lastWords();
     if (!killed && exitCode == addressInUse && port_ != 0) {
         joinOther();
+    } else if (!killed && exitCode == directoryInUse && started_ && looks_++ < mostLooks) {
+        QTimer::singleShot(firstPauseMilliseconds, this, &LocalService::joinElsewhere);
     } else if (started_) {
         finish(failure(how.here(status, words)));
     } else {
@@ -170,6 +174,13 @@ void LocalService::joinOther() {
     ownAuthorityAlone.setCaCertificates(QSslCertificate::fromData(trust.certificateAuthority, QSsl::Pem));
     other_.setSslConfiguration(ownAuthorityAlone);
     other_.connectToHostEncrypted(loopback, port_);
+}
+
+// This user's service has been kept from the usual port by somebody else, and notes which one it took instead.
+void LocalService::joinElsewhere() {
+    QFile note(place_.dataDirectory + QStringLiteral("/port"));
+    port_ = note.open(QIODevice::ReadOnly) ? note.readAll().trimmed().toUShort() : 0;
+    joinOther();
 }
 
 void LocalService::joined() {

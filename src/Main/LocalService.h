@@ -61,6 +61,7 @@ private:
     void tellServing(bool serves);
     void outOfPatience();
     void joinOther();
+    void joinElsewhere();
     void joined();
     void otherIsGone();
     void tellOfStranger();
@@ -81,6 +82,7 @@ private:
     QElapsedTimer serving_; ///< since the service was last ready; not valid before it was
     QTimer restart_;
     int restarts_ = 0; ///< in a row
+    int looks_ = 0;    ///< for the port of another program's service
     bool serves_ = true;
     bool isJoined_ = false; ///< the other one has shown that it is this user's
     bool isWanted_ = false; ///< its owner has got access

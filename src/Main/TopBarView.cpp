@@ -26,7 +26,6 @@ namespace {
 constexpr int barHeight = 50;
 constexpr int logoSize = 32;
 constexpr QSize cardSize(400, 430); // at the usual font scale
-constexpr int cardGap = 6;          // from the card to a window that is hardly larger
 constexpr double cardRadius = 10;
 
 QString switchStyle() {
@@ -49,7 +48,7 @@ TopBarView::TopBarView(Settings& settings, HttpDatas& http, QWidget* parent)
     , subTitleLabel(makeLabel(hexColor(theme::midGrey), false, 12, this))
     , modeSwithButton_(new QPushButton(this)) {
     setPalette(lightPalette(hexColor(theme::topBar)));
-    setMinimumHeight(static_cast<int>(barHeight * fontScale()));
+    setMinimumHeight(inPoints(barHeight));
     buildTitles();
     buildSwitch();
     sayTexts();
@@ -68,7 +67,8 @@ TopBarView::TopBarView(Settings& settings, HttpDatas& http, QWidget* parent)
 }
 
 void TopBarView::buildTitles() {
-    iconImageView->setPixmap(namedImage(QStringLiteral("logo")).pixmap(logoSize));
+    iconImageView->setPixmap(
+        namedImage(QStringLiteral("logo")).pixmap(QSize(inPoints(logoSize), inPoints(logoSize)), devicePixelRatioF()));
     titleLabel->setFont(systemFont(14, QFont::DemiBold));
     titleLabel->setText(QStringLiteral("Parlowen"));
     for (QLabel* label : {titleLabel, subTitleLabel})
@@ -77,6 +77,7 @@ void TopBarView::buildTitles() {
 
 void TopBarView::buildSwitch() {
     modeSwithButton_->setFont(systemFont(13));
+    modeSwithButton_->setIconSize(QSize(1, 1) * modeSwithButton_->fontMetrics().height());
     modeSwithButton_->setIcon(namedImage(QStringLiteral("swith_mode")));
     modeSwithButton_->setStyleSheet(switchStyle());
     modeSwithButton_->setCursor(Qt::PointingHandCursor);
@@ -114,7 +115,7 @@ void TopBarView::modeSwithButtonClicked() {
     InterviewTypeView* card = interviewTypeView();
     card->type = settings_.aiInterviewType();
     card->refresh();
-    card->resize((cardSize * fontScale()).boundedTo(container->size() - QSize(2 * cardGap, 2 * cardGap)));
+    card->resize(cardSize * fontScale());
     MYCenterPopView::show(card, container);
 }
 

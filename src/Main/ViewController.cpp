@@ -25,7 +25,8 @@ namespace parlowen {
 
 namespace {
 
-constexpr int sidebarWidth = 180; // at the usual font scale
+constexpr int narrowWindow = 500; // at the usual font scale: a sidebar of words would take half of it
+constexpr int menuIcon = 16;
 constexpr double signOutDelay = 0.25;
 
 QString menuButtonStyle() {
@@ -113,27 +114,33 @@ void ContentContainerViewController::signOut() {
 ViewController::ViewController(const PageContext& context, QWidget* parent)
     : QWidget(parent)
     , topBar_(new TopBarView(context.settings, context.http, this))
+    , split_(new QSplitter(Qt::Horizontal, this))
     , menuButton_(new QToolButton(topBar_)) {
     setPalette(lightPalette(hexColor(theme::pageGround)));
-    auto* split = new QSplitter(Qt::Horizontal, this);
-    split->setHandleWidth(0);
-    split->setChildrenCollapsible(false);
-    sidebar_ = new SidebarViewController(split);
-    content_ = new ContentContainerViewController(context, split);
+    split_->setHandleWidth(0);
+    split_->setChildrenCollapsible(false);
+    sidebar_ = new SidebarViewController(split_);
+    content_ = new ContentContainerViewController(context, split_);
     sidebar_->delegate = content_;
-    const int width = static_cast<int>(sidebarWidth * fontScale());
-    sidebar_->setMinimumWidth(width);
-    split->setStretchFactor(1, 1);
-    split->setSizes({width, static_cast<int>(usualSize.width() * fontScale()) - width});
+    split_->setStretchFactor(1, 1);
     auto* whole = new QVBoxLayout(this);
     whole->setContentsMargins(0, 0, 0, 0);
     whole->setSpacing(0);
     buildMenuButton();
     whole->addWidget(topBar_);
-    whole->addWidget(split, 1);
+    whole->addWidget(split_, 1);
+}
+
+void ViewController::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    HomeLeftView& column = *sidebar_->leftView();
+    column.setCompact(width() < inPoints(narrowWindow));
+    sidebar_->setFixedWidth(column.columnWidth());
+    split_->setSizes({column.columnWidth(), width() - column.columnWidth()});
 }
 
 void ViewController::buildMenuButton() {
+    menuButton_->setIconSize({inPoints(menuIcon), inPoints(menuIcon)});
     menuButton_->setIcon(namedImage(QStringLiteral("menu")));
     menuButton_->setFocusPolicy(Qt::StrongFocus);
     menuButton_->setCursor(Qt::PointingHandCursor);

@@ -8,6 +8,7 @@
 #include <QWidget>
 
 class QMenu;
+class QSplitter;
 class QToolButton;
 
 namespace parlowen {
@@ -77,12 +78,14 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void buildMenuButton();
     void sayTexts();
 
     TopBarView* topBar_;
+    QSplitter* split_;
     SidebarViewController* sidebar_;
     ContentContainerViewController* content_;
     QToolButton* menuButton_;

@@ -26,8 +26,6 @@
 #include <PulseAudio/PulseClient.h>
 #include <Tools/PopView/Translation.h>
 
-#include <openssl/crypto.h>
-
 #include <QApplication>
 #include <QIcon>
 #include <QPointer>
@@ -236,8 +234,6 @@ int main(int argc, char** argv) {
         preferPlatformWithLevels();
         preferPanelOfPortal();
     }
-    // Qt's network threads may outlive the last line of this function by a moment, and need their TLS state for it.
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     const auto application = makeApplication(shell || (session && line.showsWindow()), argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     QCoreApplication::setApplicationVersion(Bundle::shortVersion());

@@ -2,6 +2,9 @@
 
 #include "HttpDatas.h"
 
+#include <Foundation/ChosenLanguage.h>
+
+#include <QLocale>
 #include <utility>
 
 namespace parlowen {
@@ -21,6 +24,22 @@ void requestLanguages(HttpDatas& http, int source, QObject* context,
     };
     http.requestData(QStringLiteral("/language/list"), HttpMethod::GET, QJsonObject{{QStringLiteral("source"), source}},
                      std::nullopt, context, decode);
+}
+
+QString languageName(const LanguageListModel& language) {
+    const QString& key = language.original_key.isEmpty() ? language.translation_key : language.original_key;
+    const QLocale locale(key);
+    if (windowLanguage() != Language::English || locale.language() == QLocale::C)
+        return language.name;
+    const QString name = QLocale::languageToString(locale.language());
+    if (!key.contains(u'-'))
+        return name;
+    QString which = QLocale::territoryToString(locale.territory());
+    if (locale.language() == QLocale::Chinese && locale.territory() == QLocale::China)
+        which = QStringLiteral("Simplified");
+    else if (locale.language() == QLocale::Chinese && locale.territory() == QLocale::Taiwan)
+        which = QStringLiteral("Traditional");
+    return QStringLiteral("%1 (%2)").arg(name, which);
 }
 
 } // namespace parlowen

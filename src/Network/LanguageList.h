@@ -18,4 +18,8 @@ class HttpDatas;
 void requestLanguages(HttpDatas& http, int source, QObject* context,
                       std::function<void(std::optional<std::vector<LanguageListModel>>)> received);
 
+/// The language's name for people who read the windows' language: the backend's own, which is Chinese, or in English
+/// windows the one of its key, such as "English (United States)". A key that nobody knows leaves the backend's.
+QString languageName(const LanguageListModel& language);
+
 } // namespace parlowen

@@ -4,6 +4,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Network/HttpDatas.h>
 #include <Page/View/LanguageSwitch.h>
+#include <Page/View/SettingFields.h>
 #include <Page/View/ShortcutSwitch.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
@@ -27,11 +28,13 @@ AboutMeViewController::AboutMeViewController(HttpDatas& http, Settings& settings
     , settings_(settings) {}
 
 void AboutMeViewController::buildUserInterface() {
-    auto* column = new QVBoxLayout(this);
+    auto* content = new QWidget;
+    auto* column = new QVBoxLayout(content);
     column->setSpacing(aboutSpacing);
     column->addStretch(4);
     auto* logo = new QLabel(this);
-    const QSize side = QSize(aboutLogoSide, aboutLogoSide) * fontScale();
+    const QSize side(inPoints(aboutLogoSide), inPoints(aboutLogoSide));
+    logo->setMinimumSize(side);
     logo->setPixmap(namedImage(QStringLiteral("logo")).pixmap(side, devicePixelRatioF()));
     QLabel* name = makeLabel(hexColor(theme::darkText), true, 24, this);
     name->setText(QStringLiteral("Parlowen"));
@@ -50,6 +53,7 @@ void AboutMeViewController::buildUserInterface() {
     column->addWidget(sureBtn_, 0, Qt::AlignHCenter);
     column->addStretch(5);
     sureBtn_->hide();
+    fillScrolling(*this, content);
 }
 
 void AboutMeViewController::viewWillAppear() { versionLabel_->setText(tr("当前版本：") + Bundle::shortVersion()); }

@@ -7,6 +7,7 @@
 #include <Network/Profile.h>
 #include <Network/Settings.h>
 #include <Page/View/ContactView.h>
+#include <Page/View/SettingFields.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Factories.h>
@@ -40,8 +41,6 @@ constexpr double mineRadius = 12;
 QString contactTitle() { return MineViewController::tr("联系客服"); }
 QString logoffTitle() { return MineViewController::tr("账号注销"); }
 
-int scaledPoints(int points) { return static_cast<int>(points * fontScale()); }
-
 /// A white card with rounded corners.
 class Card : public QWidget {
 public:
@@ -67,7 +66,7 @@ RecordButton::RecordButton(const QString& title, const QString& image, QWidget* 
     setFont(systemFont(14));
 }
 
-QSize RecordButton::sizeHint() const { return {scaledPoints(240), scaledPoints(recordHeight)}; }
+QSize RecordButton::sizeHint() const { return {inPoints(240), inPoints(recordHeight)}; }
 
 void RecordButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -77,13 +76,16 @@ void RecordButton::paintEvent(QPaintEvent*) {
         painter.setBrush(isDown() ? hexColor(theme::secondary) : hexColor(theme::topBar));
         painter.drawRoundedRect(QRectF(rect()).adjusted(4, 4, -4, -4), mineRadius - 4, mineRadius - 4);
     }
-    const int icon = scaledPoints(recordIconSide);
-    const int inset = scaledPoints(recordInset);
+    const int icon = inPoints(recordIconSide);
+    const int inset = inPoints(recordInset);
     KeyFocusButton::icon().paint(&painter, inset, (height() - icon) / 2, icon, icon);
+    const QRect room = rect().adjusted(inset + icon + 10, 0, -inset, 0);
+    const QString view = tr("查看");
+    const int left = room.width() - fontMetrics().horizontalAdvance(view) - 10;
     painter.setPen(hexColor(theme::darkText));
-    painter.drawText(rect().adjusted(inset + icon + 10, 0, -inset, 0), Qt::AlignVCenter | Qt::AlignLeft, text());
+    painter.drawText(room, Qt::AlignVCenter | Qt::AlignLeft, fontMetrics().elidedText(text(), Qt::ElideRight, left));
     painter.setPen(hexColor(theme::midGrey));
-    painter.drawText(rect().adjusted(inset, 0, -inset, 0), Qt::AlignVCenter | Qt::AlignRight, tr("查看"));
+    painter.drawText(room, Qt::AlignVCenter | Qt::AlignRight, view);
 }
 
 MineViewController::MineViewController(HttpDatas& http, Settings& settings, ImageLoader& images, QWidget* parent)
@@ -96,7 +98,9 @@ MineViewController::MineViewController(HttpDatas& http, Settings& settings, Imag
     logoffTipView_->configure(tr("温馨提示"),
                               tr("注销后您的身份、账户信息、钱包余额及优惠卷、订单信息都将会被清空且无法找回"),
                               tr("取消"), tr("注销"));
-    logoffTipView_->resize(logoffTipSize * fontScale());
+    const QSize usual = logoffTipSize * fontScale();
+    logoffTipView_->resize(usual.expandedTo({0, logoffTipView_->heightForWidth(usual.width())}));
+    logoffTipView_->warn();
 }
 
 void MineViewController::viewDidLoad() {
@@ -116,20 +120,22 @@ void MineViewController::viewDidLoad() {
 
 void MineViewController::buildUserInterface() {
     auto* column = new QVBoxLayout;
-    column->setSpacing(scaledPoints(14));
+    column->setSpacing(inPoints(14));
     column->addWidget(buildHeader());
     column->addWidget(buildRecords());
     column->addStretch(1);
-    auto* middle = new QWidget(this);
+    auto* content = new QWidget;
+    auto* middle = new QWidget(content);
     middle->setLayout(column);
-    middle->setMaximumWidth(scaledPoints(minePageWidth));
+    middle->setMaximumWidth(inPoints(minePageWidth));
     column->setContentsMargins(0, 0, 0, 0);
-    auto* page = new QHBoxLayout(this);
-    const int margin = scaledPoints(24);
+    auto* page = new QHBoxLayout(content);
+    const int margin = inPoints(24);
     page->setContentsMargins(margin, margin, margin, margin);
     page->addStretch(1);
     page->addWidget(middle, 1000);
     page->addStretch(1);
+    fillScrolling(*this, content);
 }
 
 QWidget* MineViewController::buildHeader() {
@@ -149,20 +155,20 @@ QWidget* MineViewController::buildHeader() {
     copyButton_->setAccessibleDescription(tr("复制 ID"));
 
     auto* identity = new QHBoxLayout;
-    identity->setSpacing(scaledPoints(10));
+    identity->setSpacing(inPoints(10));
     identity->addWidget(idLabel_);
     identity->addWidget(copyButton_);
     identity->addStretch();
     auto* texts = new QVBoxLayout;
-    texts->setSpacing(scaledPoints(6));
+    texts->setSpacing(inPoints(6));
     texts->addStretch();
     texts->addWidget(phoneLabel_);
     texts->addLayout(identity);
     texts->addStretch();
     auto* row = new QHBoxLayout(card);
-    const int margin = scaledPoints(recordInset);
+    const int margin = inPoints(recordInset);
     row->setContentsMargins(margin, margin, margin, margin);
-    row->setSpacing(scaledPoints(16));
+    row->setSpacing(inPoints(16));
     row->addWidget(avatarImageView_);
     row->addLayout(texts, 1);
     return card;
@@ -206,6 +212,7 @@ void MineViewController::recordButtonTapped(const QString& title) {
     if (content == nullptr)
         return;
     MYCenterPopView::show(logoffTipView_, content);
+    logoffTipView_->cancelButton()->setFocus(Qt::OtherFocusReason);
     logoffTipView_->sureBlock = [self = QPointer<MineViewController>(this)] {
         if (self)
             self->deleteAccount();

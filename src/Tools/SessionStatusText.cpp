@@ -319,4 +319,9 @@ SessionStatusText sessionStatusText(const InputStatus& input, const RecognitionS
     return Words(input, recognition, language).all();
 }
 
+QString headline(const SessionStatusText& words, const InputStatus& input) {
+    return words.text.isEmpty() || words.text == input.name ? words.text
+                                                            : words.text.front().toUpper() + words.text.mid(1);
+}
+
 } // namespace parlowen

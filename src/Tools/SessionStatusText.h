@@ -31,6 +31,9 @@ struct SessionStatusText {
 /// The words for what is heard and how recognition keeps up.
 SessionStatusText sessionStatusText(const InputStatus& input, const RecognitionStatus& recognition, Language language);
 
+/// Its line as a window shows it, where it stands alone: with a capital letter, unless a program's name is all of it.
+QString headline(const SessionStatusText& words, const InputStatus& input);
+
 /// So many seconds of quiet are worth a word.
 inline constexpr int quietBeforeACall = 10;
 inline constexpr int quietInACall = 30; ///< the candidate speaks for as long

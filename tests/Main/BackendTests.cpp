@@ -99,6 +99,12 @@ TEST_F(LocalServiceTest, TakesAnotherPortWhenAStrangerHasItsAndWaitsForOneThatIs
     ASSERT_TRUE(started) << started.error().toStdString();
     const int port = QUrl(started->baseUrl).port();
     EXPECT_NE(port, stranger.serverPort());
+    {
+        LocalService second(place(stranger.serverPort()));
+        const Result<Access> joined = start(second);
+        ASSERT_TRUE(joined) << joined.error().toStdString();
+        EXPECT_EQ(joined->baseUrl, started->baseUrl);
+    }
     bool serves = true;
     service.onServing([&serves](bool now) { serves = now; });
     killService();

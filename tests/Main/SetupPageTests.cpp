@@ -233,6 +233,7 @@ TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
     ASSERT_TRUE(ask());
     QTest::mouseClick(question()->sureButton(), Qt::LeftButton);
     EXPECT_NE(qobject_cast<AISettingViewController*>(window_.page()), nullptr) << "where the source is chosen";
+    EXPECT_EQ(onDisk().aiInterviewSetModel()->deviceType, 1) << "and it has been";
 }
 
 TEST_F(SetupPageTest, AStartAsksTheRouterForTheStoredSourceOnceTheLanguageIsUnderstood) {

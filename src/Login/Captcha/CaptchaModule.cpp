@@ -12,7 +12,7 @@ namespace parlowen {
 
 QString CaptchaModule::pluginFile() {
     return QDir::cleanPath(QCoreApplication::applicationDirPath() +
-                           QStringLiteral("/../lib/parlowen-captcha/parlowen-captcha.so"));
+                           QStringLiteral("/../lib/parlowen/captcha/parlowen-captcha.so"));
 }
 
 Result<CaptchaModule*> CaptchaModule::load(const QString& file) {

@@ -5,6 +5,7 @@
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
+#include <Network/LanguageList.h>
 #include <Network/Settings.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/SpeechRecognitionTool.h>
@@ -74,7 +75,7 @@ void AIInterviewDetailController::tell(const SessionEvent& event) {
 
 QString AIInterviewDetailController::subject() const {
     const auto name = [](const std::optional<LanguageListModel>& language, const char* otherwise) {
-        return language && !language->name.isEmpty() ? language->name : QString::fromLatin1(otherwise);
+        return language && !language->name.isEmpty() ? languageName(*language) : QString::fromLatin1(otherwise);
     };
     const QString languages = aiInterviewType_ == 1
                                   ? name(langSpeechModel_, "zh-CN")

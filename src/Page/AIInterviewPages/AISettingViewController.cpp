@@ -3,6 +3,7 @@
 #include "ResumeFlow.h"
 
 #include <Foundation/ConsoleLog.h>
+#include <Foundation/NotificationCenter.h>
 #include <Network/Settings.h>
 #include <Page/View/CardButton.h>
 #include <Page/View/PositionView.h>
@@ -13,6 +14,7 @@
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
+#include <Tools/PopView/ProgressHUD.h>
 #include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Windows.h>
 
@@ -35,8 +37,6 @@ constexpr QSize previewSize(200, 48);
 constexpr QSize fontButtonSize(64, 42);
 constexpr int narrowestFontButton = 40;
 constexpr int pictureWidth = 100; // what the position's card shows at its right
-
-int atFontScale(int points) { return static_cast<int>(points * fontScale()); }
 
 QLabel* makeCaption(const QString& text, int size, QWidget* parent) {
     auto* label = new ElidedLabel(parent);
@@ -73,6 +73,9 @@ AISettingViewController::~AISettingViewController() = default;
 void AISettingViewController::viewDidLoad() {
     startAIModel_ = settings_.aiInterviewSetModel();
     BaseViewController::viewDidLoad();
+    NotificationCenter::shared().observe(audioInputChoice(), this, [this](const Notification& told) {
+        chooseDevice(told.userInfo.value(QStringLiteral("deviceType")).toInt());
+    });
     showPreview(startAIModel_ ? static_cast<double>(startAIModel_->answerFontSize) : fallbackFont);
     showWhatIsMissing();
 }
@@ -81,7 +84,7 @@ void AISettingViewController::buildUserInterface() {
     buildRoleCard();
     buildResumeCard();
     missingLab_ = makeLabel(hexColor(theme::midGrey), false, 13, content_);
-    missingLab_->setMaximumWidth(atFontScale(readingWidth));
+    missingLab_->setMaximumWidth(inPoints(readingWidth));
     deviceLab = makeCaption(tr("音频输入设备"), 16, content_);
     setFontLab = makeCaption(tr("字体大小"), 16, content_);
     fontShowLab_ = new CustomBacTextField(content_);
@@ -102,6 +105,10 @@ void AISettingViewController::buildUserInterface() {
         sizes << QString::number(size);
     const qint64 font = startAIModel_ ? (startAIModel_->answerFontSize - smallestFont) / fontStep : 0;
     fontSelectionGroup = makeGroup(sizes, font, fontButtons_, &AISettingViewController::fontChosen);
+    for (QWidget* button : deviceButtons_)
+        button->setAccessibleDescription(deviceLab->text());
+    for (QWidget* button : fontButtons_)
+        button->setAccessibleDescription(setFontLab->text());
 }
 
 void AISettingViewController::buildRoleCard() {
@@ -110,9 +117,8 @@ void AISettingViewController::buildRoleCard() {
     titleLab = makeCaption(tr("岗位及角色"), 15, roleImgV_);
     positionLab_ = makeLabel(hexColor(theme::midGrey), false, 13, roleImgV_);
     positionLab_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
-    positionLab_->setFixedWidth(roleImgV_->width() - pageGap - atFontScale(pictureWidth));
     auto* layout = new QVBoxLayout(roleImgV_);
-    layout->setContentsMargins(pageGap, 12, 0, 10);
+    layout->setContentsMargins(pageGap, 12, inPoints(pictureWidth), 10);
     layout->setSpacing(4);
     layout->addWidget(titleLab);
     layout->addWidget(positionLab_, 1);
@@ -153,17 +159,17 @@ void AISettingViewController::buildLayout() {
     auto* column = new QVBoxLayout(content_);
     column->setContentsMargins(pageGap, pageGap, pageGap, pageGap);
     column->setSpacing(0);
-    column->addWidget(roleImgV_);
+    column->addWidget(roleImgV_, 0, Qt::AlignLeft);
     column->addSpacing(pageGap);
-    column->addWidget(updateResumeView_);
+    column->addWidget(updateResumeView_, 0, Qt::AlignLeft);
     column->addSpacing(8);
     column->addWidget(missingLab_);
     for (CustomButtonView* button : deviceButtons_)
         button->setFixedSize(button->sizeHint());
     for (CustomButtonView* button : fontButtons_) {
-        button->setFixedHeight(atFontScale(fontButtonSize.height()));
-        button->setMinimumWidth(atFontScale(narrowestFontButton));
-        button->setMaximumWidth(atFontScale(fontButtonSize.width()));
+        button->setFixedHeight(inPoints(fontButtonSize.height()));
+        button->setMinimumWidth(inPoints(narrowestFontButton));
+        button->setMaximumWidth(inPoints(fontButtonSize.width()));
     }
     for (const auto& [caption, buttons] : {std::pair(deviceLab, &deviceButtons_), {setFontLab, &fontButtons_}}) {
         column->addSpacing(captionGap);
@@ -190,6 +196,15 @@ void AISettingViewController::deviceChosen(const QString& title) {
     if (startAIModel_)
         startAIModel_->deviceType = device;
     store();
+}
+
+QString AISettingViewController::audioInputChoice() { return QStringLiteral("AudioInputNotification"); }
+
+/// As a click on it does; it is said, too, to whom the page has just been opened.
+void AISettingViewController::chooseDevice(int device) {
+    CustomButtonView& button = *deviceButtons_.at(device == 0 ? 0 : 1);
+    deviceSelectionGroup->select(button);
+    ProgressHUD::shared().toast(tr("已改为%1").arg(button.title()));
 }
 
 void AISettingViewController::fontChosen(const QString& title) {
@@ -231,7 +246,8 @@ void AISettingViewController::store() { settings_.setAiInterviewSetModel(startAI
 /// The position and the résumé are what make answers the user's own.
 void AISettingViewController::showWhatIsMissing() {
     const QString position = startAIModel_ ? startAIModel_->positioname.simplified() : QString();
-    const int room = 2 * positionLab_->width() - positionLab_->fontMetrics().height(); // two lines, less a break
+    const int line = roleImgV_->sizeHint().width() - pageGap - inPoints(pictureWidth);
+    const int room = 2 * line - positionLab_->fontMetrics().height(); // two lines, less a break
     positionLab_->setText(position.isEmpty() ? tr("点击填写目标岗位和你的角色")
                                              : positionLab_->fontMetrics().elidedText(position, Qt::ElideRight, room));
     roleImgV_->setAccessibleName(titleLab->text());

@@ -40,6 +40,9 @@ public:
     /// Starts the upload of a résumé.
     void uploadResume();
 
+    /// The name of the notification that has the page on show choose what is heard: {"deviceType": 0 or 1}.
+    static QString audioInputChoice();
+
     PositionView* positionView() const { return positionView_; }
     CardButton* roleImgV() const { return roleImgV_; }
     UpdateResumeView* updateResumeView() const { return updateResumeView_; }
@@ -60,6 +63,7 @@ private:
     void buildResumeCard();
     std::shared_ptr<ExclusiveSelectionGroup> makeGroup(const QStringList& titles, std::optional<qint64> selected,
                                                        std::vector<CustomButtonView*>& buttons, Chosen handler);
+    void chooseDevice(int device);
     void deviceChosen(const QString& title);
     void fontChosen(const QString& title);
     void imageClicked();

@@ -1,5 +1,6 @@
 #include "InterviewSettingViewController.h"
 
+#include "AISettingViewController.h"
 #include "SessionWindow.h"
 #include "SetupNotices.h"
 
@@ -16,8 +17,10 @@
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/Popover.h>
+#include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Windows.h>
 
+#include <QBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QToolButton>
@@ -42,7 +45,7 @@ InterviewSettingViewController::InterviewSettingViewController(SetupServices ser
     , services_(std::move(services))
     , settings_(*services_.settings)
     , aiInterviewType(settings_.aiInterviewType())
-    , form_(new SetupForm(settings_, services_.capture))
+    , form_(new SetupForm(settings_, services_.capture, this))
     , popover_(new Popover(this)) {}
 
 AIInterviewModel InterviewSettingViewController::storedModel(Settings& settings) {
@@ -71,12 +74,13 @@ void InterviewSettingViewController::buildUserInterface() {
     form_->rehearseButton()->setVisible(static_cast<bool>(services_.rehearse));
     if (services_.rehearse)
         connect(form_->rehearseButton(), &QPushButton::clicked, this, services_.rehearse);
-    for (const QPushButton* link : {form_->sourceLink(), form_->personalNotice()->settingsButton()})
-        connect(link, &QPushButton::clicked, this, &InterviewSettingViewController::openSettings);
+    connect(form_->sourceLink(), &QPushButton::clicked, this, &InterviewSettingViewController::hearTheOther);
+    connect(form_->personalNotice()->settingsButton(), &QPushButton::clicked, this,
+            &InterviewSettingViewController::openSettings);
 
     settingsButton_ = new QToolButton(this);
     settingsButton_->setIcon(namedImage(QStringLiteral("action")));
-    settingsButton_->setIconSize({gearSize, gearSize});
+    settingsButton_->setIconSize({inPoints(gearSize), inPoints(gearSize)});
     settingsButton_->setStyleSheet(QStringLiteral("QToolButton { border: none; border-radius: 6px; }"
                                                   "QToolButton:hover { background: %1; }"
                                                   "QToolButton:focus { border: 1px solid %2; }")
@@ -89,7 +93,9 @@ void InterviewSettingViewController::buildUserInterface() {
 }
 
 void InterviewSettingViewController::buildLayout() {
-    fillScrolling(*this, form_);
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(form_);
     settingsButton_->raise();
 }
 
@@ -97,7 +103,8 @@ void InterviewSettingViewController::resizeEvent(QResizeEvent* event) {
     BaseViewController::resizeEvent(event);
     if (settingsButton_ == nullptr)
         return;
-    settingsButton_->setGeometry(width() - gearMargin - gearSize, gearMargin, gearSize, gearSize);
+    const int side = inPoints(gearSize);
+    settingsButton_->setGeometry(width() - gearMargin - side, gearMargin, side, side);
 }
 
 void InterviewSettingViewController::loadStored() {
@@ -194,6 +201,13 @@ void InterviewSettingViewController::openSettings() {
                                       {{QStringLiteral("message"), QStringLiteral("打开设置")}});
 }
 
+void InterviewSettingViewController::hearTheOther() {
+    const int other = startAIModel_.deviceType == 0 ? 1 : 0;
+    openSettings();
+    NotificationCenter::shared().post(AISettingViewController::audioInputChoice(), this,
+                                      {{QStringLiteral("deviceType"), other}});
+}
+
 void InterviewSettingViewController::requestOffered() {
     for (LanguageNotice* notice : {form_->spokenNotice(), form_->targetNotice()}) {
         ++requests_;
@@ -264,7 +278,7 @@ void InterviewSettingViewController::startHeard() {
             if (startAIModel_.deviceType != 0)
                 soundStrip()->runCheck();
             else
-                openSettings();
+                hearTheOther();
         });
 }
 

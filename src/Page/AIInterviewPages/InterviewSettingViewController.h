@@ -59,6 +59,8 @@ public:
 
     void startInterview();
     void openSettings();
+    /// Opens the settings, which choose the sound that is not heard now.
+    void hearTheOther();
     void didSelectLanguage(LanguageListModel language) override;
 
 protected:
@@ -101,7 +103,7 @@ private:
     int requests_ = 0;        ///< lists of languages that are on their way
     bool startsThen_ = false; ///< the start waits for them
 
-    SetupForm* form_; ///< what scrolls
+    SetupForm* form_;
     Popover* popover_;
     QToolButton* settingsButton_ = nullptr;
 };

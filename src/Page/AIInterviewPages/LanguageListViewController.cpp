@@ -45,10 +45,13 @@ void LanguageListViewController::controlTextDidChange() {
     const QString wanted = list_->query();
     filteredModels_.clear();
     std::copy_if(countryModels_.begin(), countryModels_.end(), std::back_inserter(filteredModels_),
-                 [&wanted](const LanguageListModel& language) { return language.name.toLower().contains(wanted); });
+                 [&wanted](const LanguageListModel& language) {
+                     return language.name.toLower().contains(wanted) ||
+                            languageName(language).toLower().contains(wanted);
+                 });
     QStringList names;
     for (const LanguageListModel& language : filteredModels_)
-        names << language.name;
+        names << languageName(language);
     list_->showRows(names, countryModels_.empty() ? tr("暂无可选语言") : tr("没有匹配的语言"));
 }
 

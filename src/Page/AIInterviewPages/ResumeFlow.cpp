@@ -79,8 +79,7 @@ void ResumeFlow::uploadResume() {
 void ResumeFlow::uploadResume(const QUrl& file) { requestCredential(file); }
 
 void ResumeFlow::requestCredential(const std::optional<QUrl>& file) {
-    card_.setNotice(UpdateResumeView::Notice::none);
-    isPreparing_ = true;
+    isPreparing_ = true; // what came of the last upload stays said until another begins
     showState();
     const auto received = [this, file, number = ++credentialRequest_](
                               FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {

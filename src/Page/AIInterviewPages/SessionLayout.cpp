@@ -1,5 +1,7 @@
 #include "SessionLayout.h"
 
+#include <Tools/PopView/SystemFont.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -11,6 +13,7 @@ constexpr int side = 16;
 constexpr int headerGap = 12; // between the header's parts
 constexpr int pinSize = 26;
 constexpr int pinFromRight = 50;
+constexpr int narrowestStatus = 110;
 constexpr int tipGap = 2;
 constexpr int underTime = 11;
 constexpr int gap = 23;
@@ -23,7 +26,7 @@ constexpr int buttonFromPageRight = 23;
 
 int SessionLayout::headerFor(int labelHeight, int tipHeight) {
     // The pin is in the header's middle.
-    const int forTip = pinSize + 2 * (tipHeight + tipGap - side);
+    const int forTip = inPoints(pinSize) + 2 * (tipHeight + tipGap - side);
     return std::max({usualHeader, labelHeight, forTip});
 }
 
@@ -39,11 +42,15 @@ SessionLayout SessionLayout::of(QSize page, bool manual, const Header& parts) {
     layout.timeLabel = QRect(side, side, parts.clockWidth, header);
     if (!parts.status.isEmpty()) {
         const int left = side + parts.clockWidth + headerGap;
-        const int room = (page.width() - parts.titleWidth) / 2 - headerGap - left;
+        int room = (page.width() - parts.titleWidth) / 2 - headerGap - left;
+        layout.hasTitle = room >= inPoints(narrowestStatus);
+        if (!layout.hasTitle)
+            room = page.width() - inPoints(pinFromRight + pinSize) - headerGap - left;
         const QSize size(std::min(parts.status.width(), room), parts.status.height());
         layout.status = QRect(QPoint(left, side + (header - size.height()) / 2), size);
     }
-    layout.pin = QRect(page.width() - pinFromRight - pinSize, side + (header - pinSize) / 2, pinSize, pinSize);
+    layout.pin = QRect(page.width() - inPoints(pinFromRight + pinSize), side + (header - inPoints(pinSize)) / 2,
+                       inPoints(pinSize), inPoints(pinSize));
     layout.transcript = QRect(side, side + header + underTime, width, part(manual ? 0.25 : 0.35));
     int top = layout.transcript.y() + layout.transcript.height() + gap;
     if (manual) {

@@ -8,7 +8,8 @@ namespace parlowen {
 /// Where the views of the session page stand, in the page's coordinates.
 struct SessionLayout {
     QRect timeLabel;
-    QRect status; ///< null without a status
+    QRect status;         ///< null without a status
+    bool hasTitle = true; ///< whether the title has room beside the status
     QRect pin;
     QRect transcript;
     QRect questionBox;  ///< null in automatic mode

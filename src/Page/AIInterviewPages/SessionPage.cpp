@@ -72,6 +72,8 @@ std::vector<QWidget*> SessionPage::keyboardOrder() const {
 
 QRect SessionPage::pinPlace() const { return topImg_->geometry(); }
 
+bool SessionPage::hasRoomForTitle() const { return currentLayout().hasTitle; }
+
 void SessionPage::addStatusNote(const BilingualText& sentence) {
     if (status_ != nullptr)
         status_->addNote(sentence);

@@ -36,6 +36,8 @@ public:
     std::vector<QWidget*> keyboardOrder() const;
     /// Where the pin button is in the page: what the window adds to the header stands level with it.
     QRect pinPlace() const;
+    /// Whether the window's title has a place in the header.
+    bool hasRoomForTitle() const;
     /// How wide the title is that the window shows in the header's middle.
     void setTitleWidth(int width) { titleWidth_ = width; }
     /// Adds a sentence to the details of the status, where one is shown.

@@ -12,6 +12,7 @@
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
+#include <QAccessibleWidget>
 #include <QContextMenuEvent>
 #include <QLabel>
 #include <QMouseEvent>
@@ -29,6 +30,7 @@ namespace {
 
 constexpr QSize contentSize(1000, 700);
 constexpr QSize smallestSize(480, 420);
+constexpr double mostGrowth = 1.4; // of it, for larger text: the window lies over a call
 constexpr int cornerRadius = 12;
 constexpr int closeSize = 20;
 constexpr int closeFromRight = 16;
@@ -51,6 +53,12 @@ Qt::CursorShape cursorAt(Qt::Edges edges) {
     return edges == Qt::Edges() ? Qt::ArrowCursor : Qt::SizeVerCursor;
 }
 
+/// A screen reader finds windows by their role, which of plain widgets none has by itself.
+QAccessibleInterface* accessibleWindow(const QString&, QObject* object) {
+    auto* window = qobject_cast<SessionWindow*>(object);
+    return window == nullptr ? nullptr : new QAccessibleWidget(window, QAccessible::Window);
+}
+
 } // namespace
 
 SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> session, QWidget* parent)
@@ -62,8 +70,9 @@ SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> sessio
     , title_(new QLabel(this))
     , subject_(new ElidedLabel(this))
     , closeButton_(new QToolButton(this)) {
+    QAccessible::installFactory(accessibleWindow); // once, however often it is called
     setAttribute(Qt::WA_TranslucentBackground);
-    setMinimumSize(smallestSize);
+    setMinimumSize(smallestSize * std::min(fontScale(), mostGrowth));
     resize(contentSize);
     setMouseTracking(true);
     page_->setMouseTracking(true);
@@ -106,7 +115,7 @@ void SessionWindow::buildHeader() {
 
     closeButton_->setObjectName(QStringLiteral("closeButton"));
     closeButton_->setIcon(QIcon(QStringLiteral(":/icons/close.svg")));
-    closeButton_->setIconSize({closeSize, closeSize});
+    closeButton_->setIconSize({inPoints(closeSize), inPoints(closeSize)});
     closeButton_->setFocusPolicy(Qt::TabFocus);
     closeButton_->setCursor(Qt::PointingHandCursor);
     closeButton_->setStyleSheet(styleSheets::darkRoundButton());
@@ -118,6 +127,7 @@ void SessionWindow::sayTexts() {
     title_->setText(tr("AI面试"));
     setWindowTitle(title_->text());
     closeButton_->setAccessibleName(tr("关闭"));
+    page_->setAccessibleName(title_->text()); // a click on it takes the keyboard
     page_->setTitleWidth(title_->sizeHint().width());
 }
 
@@ -180,13 +190,16 @@ void SessionWindow::resizeEvent(QResizeEvent*) {
 void SessionWindow::placeHeader() {
     const QRect pin = page_->pinPlace();
     const int middle = pin.center().y() + 1;
+    for (QLabel* label : {title_, static_cast<QLabel*>(subject_)})
+        label->setVisible(page_->hasRoomForTitle());
+    const int closeSide = inPoints(closeSize);
     const int titleHeight = title_->sizeHint().height();
     title_->setGeometry(0, middle - titleHeight / 2, width(), titleHeight);
     const int subjectLeft = (width() + title_->sizeHint().width()) / 2 + subjectGap;
     const int subjectHeight = subject_->sizeHint().height();
     subject_->setGeometry(subjectLeft, middle - subjectHeight / 2, pin.left() - subjectGap - subjectLeft,
                           subjectHeight);
-    closeButton_->setGeometry(width() - closeFromRight - closeSize, middle - closeSize / 2, closeSize, closeSize);
+    closeButton_->setGeometry(width() - closeFromRight - closeSide, middle - closeSide / 2, closeSide, closeSide);
 }
 
 void SessionWindow::showEvent(QShowEvent* event) {

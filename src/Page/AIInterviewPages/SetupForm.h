@@ -5,9 +5,11 @@
 #include <QWidget>
 #include <optional>
 
+class QBoxLayout;
 class QGridLayout;
 class QLabel;
 class QPushButton;
+class QScrollArea;
 
 namespace parlowen {
 
@@ -18,8 +20,8 @@ class PopUpButton;
 class Settings;
 struct LanguageListModel;
 
-/// What stands on the setup page, row by row, each where it belongs. It shows what it is told and decides nothing. Main
-/// thread only.
+/// What stands on the setup page, row by row, each where it belongs: the choices, which scroll where there is little
+/// room, and the start, which stays in sight. It shows what it is told and decides nothing. Main thread only.
 class SetupForm : public QWidget {
     Q_OBJECT
 public:
@@ -52,8 +54,21 @@ public:
     QPushButton* rehearseButton() const { return rehearseButton_; }
     PersonalNotice* personalNotice() const { return personal_; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
 private:
     void layRows();
+    void layStart();
+    void setNarrow(bool narrow);
+    void place();
+
+    QWidget* rows_;  ///< what scrolls
+    QWidget* start_; ///< what stays
+    QScrollArea* scroll_ = nullptr;
+    bool isNarrow_ = false; ///< what stands side by side elsewhere then goes below each other
 
     QLabel* voiceLabel_;
     QLabel* timeLabel_;
@@ -70,6 +85,7 @@ private:
     QPushButton* startButton_;
     PersonalNotice* personal_;
     QGridLayout* grid_;
+    QBoxLayout* source_;
 };
 
 } // namespace parlowen

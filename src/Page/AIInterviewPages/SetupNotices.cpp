@@ -1,5 +1,6 @@
 #include "SetupNotices.h"
 
+#include <Network/LanguageList.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Factories.h>
@@ -7,6 +8,7 @@
 
 #include <QBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QPushButton>
 #include <algorithm>
 #include <utility>
@@ -18,6 +20,40 @@ namespace {
 constexpr int noteFont = 12;
 
 QString baseOf(const QString& key) { return key.section(u'-', 0, 0).toLower(); }
+
+/// Wraps its title where it is narrow.
+class Link : public QPushButton {
+public:
+    using QPushButton::QPushButton;
+
+    bool hasHeightForWidth() const override { return true; }
+    int heightForWidth(int width) const override { return textIn(width).height() + 2 * linkEdge; }
+    QSize sizeHint() const override {
+        const int wide = fontMetrics().horizontalAdvance(text()) + 2 * linkEdge + 1;
+        return {wide, heightForWidth(wide)};
+    }
+    QSize minimumSizeHint() const override { return {fontMetrics().averageCharWidth() * 6, fontMetrics().height()}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QFont underlined = font();
+        underlined.setUnderline(true);
+        painter.setFont(underlined);
+        painter.setPen(hexColor(underMouse() ? theme::accent : theme::link));
+        painter.drawText(rect().adjusted(linkEdge, linkEdge, -linkEdge, -linkEdge), linkFlags, text());
+        if (hasFocus())
+            painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
+    }
+
+private:
+    QRect textIn(int width) const {
+        return fontMetrics().boundingRect(QRect(0, 0, width - 2 * linkEdge, QWIDGETSIZE_MAX), linkFlags, text());
+    }
+    static constexpr int linkEdge = 1;
+    static constexpr int linkFlags = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap;
+};
 
 /// A text above its link, both in the middle of the height.
 void lay(QWidget* notice, QLabel* text, QPushButton* link) {
@@ -34,18 +70,14 @@ void lay(QWidget* notice, QLabel* text, QPushButton* link) {
 } // namespace
 
 QPushButton* makeLink(const QString& title, QWidget* parent) {
-    auto* link = new QPushButton(title, parent);
+    auto* link = new Link(title, parent);
     link->setFont(systemFont(noteFont));
-    link->setStyleSheet(
-        QStringLiteral("QPushButton { color: %1; background: transparent; border: 1px solid transparent;"
-                       " padding: 0; text-align: left; text-decoration: underline; }"
-                       "QPushButton:hover { color: %2; }"
-                       "QPushButton:focus { border-color: %2; border-radius: 3px; }")
-            .arg(hexColor(theme::link).name(), hexColor(theme::accent).name()));
     link->setCursor(Qt::PointingHandCursor);
     link->setAutoDefault(true);
-    link->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
-    link->setMinimumWidth(1); // rather cut than that the page scrolls sideways
+    link->setAttribute(Qt::WA_Hover);
+    QSizePolicy wraps(QSizePolicy::Maximum, QSizePolicy::Minimum);
+    wraps.setHeightForWidth(true);
+    link->setSizePolicy(wraps);
     return link;
 }
 
@@ -105,7 +137,7 @@ void LanguageNotice::look() {
     if (missing_) {
         const bool spoken = kind_ == Kind::spoken;
         text_->setText(spoken ? tr("服务听不懂，不会有文字") : tr("服务不能译成它，不会有文字"));
-        button_->setText(instead_ ? tr("改用“%1”").arg(instead_->name) : QString());
+        button_->setText(instead_ ? tr("改用“%1”").arg(languageName(*instead_)) : QString());
         button_->setVisible(instead_.has_value());
     }
     setVisible(missing_);
@@ -115,13 +147,13 @@ CommonTipView* LanguageNotice::makeQuestion(const LanguageNotice& spoken, const 
     QStringList problems;
     QStringList remedies;
     if (spoken.isMissing())
-        problems << tr("听不懂“%1”").arg(spoken.chosen_.name);
+        problems << tr("听不懂“%1”").arg(languageName(spoken.chosen_));
     if (target.isMissing())
-        problems << tr("不能译成“%1”").arg(target.chosen_.name);
+        problems << tr("不能译成“%1”").arg(languageName(target.chosen_));
     if (spoken.instead())
-        remedies << tr("识别“%1”").arg(spoken.instead()->name);
+        remedies << tr("识别“%1”").arg(languageName(*spoken.instead()));
     if (target.instead())
-        remedies << tr("译成“%1”").arg(target.instead()->name);
+        remedies << tr("译成“%1”").arg(languageName(*target.instead()));
     const QString separator = tr("，");
     QStringList text{tr("它%1。这样开始的面试不会有文字，也不会有回答。").arg(problems.join(separator))};
     if (!remedies.isEmpty())

@@ -8,12 +8,14 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
 
 namespace parlowen {
 
@@ -49,13 +51,24 @@ void SoundCheckView::build() {
     title->setText(tr("声音检测"));
     title->setAlignment(Qt::AlignCenter);
     column->addWidget(title);
-    lines_ = new QVBoxLayout;
+    scroll_ = new QScrollArea(this);
+    scroll_->setFrameShape(QFrame::NoFrame);
+    scroll_->setWidgetResizable(true);
+    scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scroll_->setStyleSheet(styleSheets::lightScrollBar());
+    auto* findings = new QWidget;
+    lines_ = new QVBoxLayout(findings);
+    lines_->setContentsMargins(0, 0, 0, 0);
     lines_->setSpacing(8);
-    column->addLayout(lines_, 1);
+    lines_->setAlignment(Qt::AlignTop);
+    scroll_->setWidget(findings);
+    for (QWidget* ground : {scroll_->viewport(), findings})
+        ground->setAutoFillBackground(false);
+    column->addWidget(scroll_, 1);
     progress_ = makeLabel(hexColor(theme::midGrey), false, 13, this);
     column->addWidget(progress_);
     closeButton_ = makeCardButton(tr("关闭"), Qt::white, hexColor(theme::accent), this);
-    closeButton_->setMinimumHeight(static_cast<int>(36 * fontScale()));
+    closeButton_->setMinimumHeight(inPoints(36));
     closeButton_->setAutoDefault(true);
     connect(closeButton_, &QPushButton::clicked, this, [this] { closeCurrentPopView(this); });
     column->addWidget(closeButton_);
@@ -68,17 +81,17 @@ void SoundCheckView::run(bool systemSound) {
         add(finding);
     if (!systemSound || !found.isReady()) {
         progress_->hide();
-        fit();
+        resize(sizeHint());
         return;
     }
     progress_->setText(tr("正在播放测试音并收听…"));
-    fit();
+    resize(sizeHint());
     inBackground([self = QPointer(this)] {
         const ChirpResult result = playAndListenForChirp();
         onMain(self, [self, result] {
             self->add(chirpFinding(result, windowLanguage()));
             self->progress_->hide();
-            self->fit();
+            self->resize(self->sizeHint());
         });
     });
 }
@@ -86,9 +99,9 @@ void SoundCheckView::run(bool systemSound) {
 void SoundCheckView::add(const AudioCheck::Finding& finding) {
     auto* row = new QHBoxLayout;
     row->setSpacing(10);
-    QLabel* sign = makeLabel(colorOf(finding.kind), true, 14, this);
+    QLabel* sign = makeLabel(colorOf(finding.kind), true, 14, scroll_->widget());
     sign->setText(signOf(finding.kind));
-    sign->setFixedWidth(static_cast<int>(16 * fontScale()));
+    sign->setFixedWidth(inPoints(16));
     row->addWidget(sign, 0, Qt::AlignTop);
     sign->show();
     auto* texts = new QVBoxLayout;
@@ -97,7 +110,7 @@ void SoundCheckView::add(const AudioCheck::Finding& finding) {
          {std::pair(finding.text, theme::darkText), std::pair(finding.advice, theme::midGrey)}) {
         if (text.isEmpty())
             continue;
-        QLabel* label = makeLabel(hexColor(color), false, 13, this);
+        QLabel* label = makeLabel(hexColor(color), false, 13, scroll_->widget());
         label->setText(text);
         label->setTextInteractionFlags(Qt::TextSelectableByMouse);
         texts->addWidget(label);
@@ -108,18 +121,9 @@ void SoundCheckView::add(const AudioCheck::Finding& finding) {
 }
 
 QSize SoundCheckView::sizeHint() const {
-    const int wide = static_cast<int>(checkWidth * fontScale());
-    return {wide, layout()->totalHeightForWidth(wide)};
-}
-
-/// As high as its lines, within the window that it lies over.
-void SoundCheckView::fit() {
-    const QSize room = window()->size() - QSize(2 * checkInset, 2 * checkInset);
-    const QPoint middle = geometry().center();
-    const QSize wanted = sizeHint().boundedTo(room);
-    resize(wanted);
-    if (isVisible())
-        move(middle - QPoint(wanted.width() / 2, wanted.height() / 2));
+    const int wide = inPoints(checkWidth);
+    const int others = layout()->totalHeightForWidth(wide) - scroll_->sizeHint().height();
+    return {wide, others + lines_->totalHeightForWidth(wide - 2 * checkInset)};
 }
 
 void SoundCheckView::paintEvent(QPaintEvent*) {

@@ -6,6 +6,7 @@
 class QBoxLayout;
 class QLabel;
 class QPushButton;
+class QScrollArea;
 
 namespace parlowen {
 
@@ -31,8 +32,8 @@ protected:
 
 private:
     void add(const AudioCheck::Finding& finding);
-    void fit();
 
+    QScrollArea* scroll_ = nullptr;
     QBoxLayout* lines_ = nullptr;
     QLabel* progress_ = nullptr; ///< what is under way, or how it came out
     QPushButton* closeButton_ = nullptr;

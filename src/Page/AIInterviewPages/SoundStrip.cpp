@@ -7,7 +7,6 @@
 #include <Network/Settings.h>
 #include <Page/View/SettingFields.h>
 #include <Tools/PopView/Colors.h>
-#include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/SystemFont.h>
@@ -15,6 +14,7 @@
 #include <Tools/SessionStatusText.h>
 
 #include <QBoxLayout>
+#include <QLabel>
 #include <QPainter>
 #include <QPushButton>
 #include <QTimerEvent>
@@ -28,6 +28,7 @@ namespace {
 
 constexpr int levelMilliseconds = 60;
 constexpr int checkHeight = 28;
+constexpr int narrowestPrograms = 90;
 constexpr int levelWidth = 4;
 constexpr int levelGap = 2;
 constexpr int levelHeight = 16;
@@ -38,7 +39,7 @@ constexpr std::uint32_t framesPerBuffer = 2048;
 
 LevelMeter::LevelMeter(QWidget* parent)
     : QWidget(parent) {
-    setFixedSize(bars * (levelWidth + levelGap) - levelGap, levelHeight);
+    setFixedSize(inPoints(bars * (levelWidth + levelGap) - levelGap), inPoints(levelHeight));
     setAccessibleName(tr("音量"));
 }
 
@@ -67,6 +68,7 @@ void LevelMeter::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
+    painter.scale(fontScale(), fontScale());
     for (int i = 0; i < bars; ++i) {
         painter.setBrush(hexColor(i < litBars_ ? theme::accent : theme::secondary));
         painter.drawRoundedRect(QRect(i * (levelWidth + levelGap), 0, levelWidth, levelHeight), 2, 2);
@@ -78,8 +80,7 @@ SoundStrip::SoundStrip(Settings& settings, QWidget* parent, Capture capture)
     , settings_(settings)
     , capture_(std::move(capture))
     , meter_(new LevelMeter(this))
-    , name_(new ElidedLabel(this))
-    , advice_(makeLabel(hexColor(theme::warning), false, 12, this))
+    , name_(makeLabel(hexColor(theme::darkText), false, 12, this))
     , programs_(new PopUpButton(tr("收听哪个程序"), {tr("全部声音")}, this))
     , check_(makeButton(
           tr("检测声音"), hexColor(theme::link), hexColor(theme::field), [this] { runCheck(); }, 12, 13, this)) {
@@ -95,21 +96,22 @@ SoundStrip::SoundStrip(Settings& settings, QWidget* parent, Capture capture)
 SoundStrip::~SoundStrip() { stop(); }
 
 void SoundStrip::build() {
-    name_->setFont(systemFont(13));
-    check_->setMinimumHeight(static_cast<int>(checkHeight * fontScale()));
+    check_->setMinimumHeight(inPoints(checkHeight));
     check_->setAutoDefault(true);
-    programs_->setFixedWidth(static_cast<int>(120 * fontScale()));
+    programs_->setMinimumWidth(inPoints(narrowestPrograms));
+    name_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    name_->setMinimumHeight(2 * name_->fontMetrics().lineSpacing()); // a warning moves nothing below it
     auto* row = new QHBoxLayout;
     row->setSpacing(10);
     row->addWidget(meter_);
-    row->addWidget(name_, 1);
     row->addWidget(programs_);
+    row->addStretch();
     row->addWidget(check_);
     auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(12, 4, 6, 4);
+    column->setContentsMargins(12, 3, 6, 3);
     column->setSpacing(0);
     column->addLayout(row);
-    column->addWidget(advice_);
+    column->addWidget(name_);
 }
 
 void SoundStrip::setSystem(bool system) {
@@ -148,16 +150,16 @@ void SoundStrip::stop() {
 void SoundStrip::sayWhatIsHeard() {
     const SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), windowLanguage());
     isDeaf_ = words.severity == SessionStatusText::Severity::Problem;
-    name_->setText(words.text);
-    const QString advice = words.severity == SessionStatusText::Severity::Plain ? QString() : words.advice.value(0);
-    name_->setToolTip(words.text);
-    setAccessibleName(words.text);
-    advice_->setText(advice);
-    advice_->setHidden(advice.isEmpty());
+    question_ = headline(words, status_.input());
+    const bool isPlain = words.severity == SessionStatusText::Severity::Plain;
+    advice_ = isPlain ? QString() : words.advice.value(0);
+    name_->setText(advice_.isEmpty() ? question_ : tr("%1。%2").arg(question_, advice_));
+    setTextColor(*name_, hexColor(isPlain ? theme::darkText : theme::warning));
+    setAccessibleName(name_->text());
 }
 
 CommonTipView* SoundStrip::makeQuestion() const {
-    return makeStartQuestion(name_->text(), tr("现在开始的面试什么也听不到。") + advice_->text(),
+    return makeStartQuestion(question_, tr("现在开始的面试什么也听不到。") + advice_,
                              system_ ? check_->text() : tr("改听系统声音"));
 }
 
@@ -171,6 +173,7 @@ void SoundStrip::listPrograms() {
     for (const QString& name : std::as_const(names))
         programs_->addItem(name, name);
     programs_->setCurrentIndex(std::max(0, programs_->findData(chosen)));
+    programs_->setToolTip(programs_->currentText());
 }
 
 void SoundStrip::programChosen(int index) {

@@ -91,8 +91,9 @@ private:
     bool system_ = false;
     bool isDeaf_ = false;
     LevelMeter* meter_;
+    QString question_; ///< what is wrong, in a sentence
+    QString advice_;
     QLabel* name_;
-    QLabel* advice_;
     PopUpButton* programs_;
     QPushButton* check_;
 };

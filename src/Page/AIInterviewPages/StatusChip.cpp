@@ -68,6 +68,7 @@ void StatusChip::refresh() {
     SessionStatusText words = sessionStatusText(status_.input(), status_.recognition(), windowLanguage());
     for (const BilingualText& note : notes_)
         words.details << note.in(windowLanguage());
+    words.text = headline(words, status_.input());
     if (words == words_)
         return;
     const bool isOtherSeverity = words.severity != words_.severity;

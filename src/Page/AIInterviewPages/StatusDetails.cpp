@@ -54,6 +54,7 @@ StatusDetails::StatusDetails(QWidget* parent)
     setObjectName(QStringLiteral("statusDetails"));
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_TranslucentBackground);
+    setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_NoMouseReplay); // a click on the chip would open it again
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 14, 16, 14);
@@ -88,6 +89,8 @@ void StatusDetails::say(const SessionStatusText& words) {
     caption_->setText(tr("可以这样做"));
     for (QLabel* label : {caption_, advice_})
         label->setVisible(!words.advice.isEmpty());
+    setAccessibleName(words.text);
+    setAccessibleDescription((words.details + words.advice).join(u' '));
     actionUID_ = words.actionUID;
     action_->setText(words.action);
     action_->setVisible(!words.action.isEmpty());
@@ -100,7 +103,8 @@ void StatusDetails::popUpUnder(const QWidget& chip) {
     ensurePolished();
     fit();
     setVisible(true);
-    (action_->isHidden() ? static_cast<QWidget*>(details_) : action_)->setFocus(Qt::PopupFocusReason);
+    // A text would show a text cursor.
+    (action_->isHidden() ? static_cast<QWidget*>(this) : action_)->setFocus(Qt::PopupFocusReason);
 }
 
 void StatusDetails::paintEvent(QPaintEvent*) {

@@ -18,8 +18,13 @@ constexpr double hoverTint = 0.12;
 CardButton::CardButton(const QString& image, QWidget* parent)
     : KeyFocusButton(parent) {
     setIcon(namedImage(image));
-    setFixedSize(QSize(300, 100) * fontScale());
+    setFixedHeight(sizeHint().height());
+    setMaximumWidth(sizeHint().width());
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    resize(sizeHint());
 }
+
+QSize CardButton::sizeHint() const { return QSize(300, 100) * fontScale(); }
 
 void CardButton::setOutline(const QColor& color) {
     outline_ = color;

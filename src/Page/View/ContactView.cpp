@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QToolButton>
+#include <algorithm>
 
 namespace parlowen {
 
@@ -20,8 +21,6 @@ constexpr QSize contactSize(260, 260);
 constexpr double contactRadius = 10;
 constexpr int codeSide = 150;
 constexpr int closeSide = 20;
-
-int inPoints(int points) { return static_cast<int>(points * fontScale()); }
 
 } // namespace
 
@@ -51,8 +50,9 @@ void ContactView::build() {
     subTitleL_->setText(tr("扫一扫上面二维码，添加客服"));
     subTitleL_->setWordWrap(false);
     subTitleL_->setAlignment(Qt::AlignCenter);
-    iconV_ = new QLabel(this);
+    iconV_ = makeLabel(hexColor(theme::midGrey), false, 13, this);
     iconV_->setAlignment(Qt::AlignCenter);
+    iconV_->setMargin(inPoints(12));
     iconV_->setAccessibleName(tr("客服二维码"));
     closeImg_ = new QToolButton(this);
     closeImg_->setIcon(namedImage(QStringLiteral("close")));
@@ -72,13 +72,23 @@ void ContactView::request() {
     http_.requestData(QStringLiteral("/operation/contact"), HttpMethod::GET, std::nullopt, std::nullopt, this,
                       [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
                           const QUrl url(json ? (*json)["data"].stringValue() : QString(), QUrl::StrictMode);
-                          if (status != FResponseStatus::success || !url.isValid() || url.isRelative())
+                          if (status != FResponseStatus::success || !url.isValid() || url.isRelative()) {
+                              sayThatThereIsNone();
                               return;
+                          }
                           images_.load(url, this, [this](const Result<QImage>& picture) {
                               if (picture)
                                   showPicture(*picture);
+                              else
+                                  sayThatThereIsNone();
                           });
                       });
+}
+
+void ContactView::sayThatThereIsNone() {
+    iconV_->setText(tr("这里没有客服的二维码"));
+    iconV_->setAccessibleName(iconV_->text());
+    subTitleL_->hide(); // there is nothing to scan
 }
 
 void ContactView::showPicture(const QImage& picture) {
@@ -88,16 +98,18 @@ void ContactView::showPicture(const QImage& picture) {
     QImage scaled =
         picture.scaled(side, Qt::KeepAspectRatio, grows ? Qt::FastTransformation : Qt::SmoothTransformation);
     scaled.setDevicePixelRatio(devicePixelRatioF());
+    iconV_->setMargin(0);
     iconV_->setPixmap(QPixmap::fromImage(scaled));
 }
 
 void ContactView::resizeEvent(QResizeEvent*) {
     const int titleHeight = titleL_->sizeHint().height();
     titleL_->setGeometry(inPoints(18), inPoints(16), width() / 2, titleHeight);
-    const int side = inPoints(codeSide);
-    iconV_->setGeometry((width() - side) / 2, titleL_->geometry().bottom() + 1 + inPoints(20), side, side);
-    subTitleL_->setGeometry(0, iconV_->geometry().bottom() + 1 + inPoints(16), width(),
-                            subTitleL_->sizeHint().height());
+    const int top = titleL_->geometry().bottom() + 1 + inPoints(20);
+    const int lineHeight = subTitleL_->sizeHint().height();
+    const int side = std::min(inPoints(codeSide), height() - top - lineHeight - inPoints(16 + 8));
+    iconV_->setGeometry((width() - side) / 2, top, side, side);
+    subTitleL_->setGeometry(0, top + side + inPoints(16), width(), lineHeight);
     const int close = inPoints(closeSide + 6);
     closeImg_->setGeometry(width() - inPoints(13) - close, inPoints(17), close, close);
 }

@@ -23,7 +23,7 @@ public:
     QLabel* titleL() const { return titleL_; }
     QLabel* subTitleL() const { return subTitleL_; }
     QToolButton* closeImg() const { return closeImg_; }
-    QLabel* iconV() const { return iconV_; } ///< the QR code; empty until it has come, and for good if it does not
+    QLabel* iconV() const { return iconV_; } ///< the QR code, or that there is none
 
     static void closeTap();
 
@@ -37,6 +37,7 @@ protected:
 private:
     void request();
     void showPicture(const QImage& picture);
+    void sayThatThereIsNone();
 
     HttpDatas& http_;
     ImageLoader& images_;

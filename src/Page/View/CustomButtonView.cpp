@@ -12,6 +12,7 @@ namespace {
 constexpr double optionRadius = 8;
 constexpr int markSize = 13; // at the usual font scale
 constexpr int markInset = 2;
+constexpr int textInset = 14;
 const QColor selectedFill(214, 242, 236);
 
 } // namespace
@@ -32,7 +33,10 @@ void CustomButtonView::setImage(const QIcon& image) {
     update();
 }
 
-QSize CustomButtonView::sizeHint() const { return QSize(100, 42) * fontScale(); }
+QSize CustomButtonView::sizeHint() const {
+    const QSize usual = QSize(100, 42) * fontScale();
+    return usual.expandedTo({fontMetrics().horizontalAdvance(title()) + 2 * inPoints(textInset), 0});
+}
 
 void CustomButtonView::paintEvent(QPaintEvent*) {
     QPainter painter(this);

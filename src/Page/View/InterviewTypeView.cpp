@@ -41,8 +41,6 @@ constexpr double typeRadius = 10;
 constexpr int cardInset = 20;
 constexpr int cardButtonHeight = 38;
 
-int scaled(int points) { return static_cast<int>(points * fontScale()); }
-
 } // namespace
 
 InterviewContentView::InterviewContentView(QWidget* parent)
@@ -67,7 +65,8 @@ InterviewContentView::InterviewContentView(QWidget* parent)
         part->setAttribute(Qt::WA_TransparentForMouseEvents);
         part->setForegroundRole(QPalette::WindowText); // not the button's
     }
-    selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select")).pixmap(typeMark));
+    selectImageView_->setPixmap(namedImage(QStringLiteral("ai_select"))
+                                    .pixmap(QSize(inPoints(typeMark), inPoints(typeMark)), devicePixelRatioF()));
     QSizePolicy stays = selectImageView_->sizePolicy();
     stays.setRetainSizeWhenHidden(true); // the texts do not move with the mark
     selectImageView_->setSizePolicy(stays);
@@ -76,7 +75,8 @@ InterviewContentView::InterviewContentView(QWidget* parent)
 
 void InterviewContentView::configure(const QString& image, const QString& title, const QString& subtitle,
                                      bool selected) {
-    imageView->setPixmap(namedImage(image).pixmap(pictureSize));
+    imageView->setPixmap(
+        namedImage(image).pixmap(QSize(inPoints(pictureSize), inPoints(pictureSize)), devicePixelRatioF()));
     titleLabel_->setText(title);
     subtitleLabel_->setText(subtitle);
     subtitleLabel_->setHidden(subtitle.isEmpty());
@@ -87,7 +87,7 @@ void InterviewContentView::configure(const QString& image, const QString& title,
     update();
 }
 
-QSize InterviewContentView::sizeHint() const { return {scaled(300), scaled(optionHeight)}; }
+QSize InterviewContentView::sizeHint() const { return {inPoints(300), inPoints(optionHeight)}; }
 
 void InterviewContentView::handleClick() {
     if (clickHandler)
@@ -164,7 +164,7 @@ QLayout* InterviewTypeView::buildButtons() {
     row->setSpacing(12);
     for (QPushButton* button : {skipButton_, sureButton_}) {
         framed(button);
-        button->setMinimumHeight(scaled(cardButtonHeight));
+        button->setMinimumHeight(inPoints(cardButtonHeight));
         button->setAutoDefault(true); // Enter presses the one that has the keyboard
         row->addWidget(button, 1);
     }

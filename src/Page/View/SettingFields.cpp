@@ -11,7 +11,9 @@
 #include <QPainter>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QTextLayout>
 #include <QWheelEvent>
+#include <algorithm>
 
 namespace parlowen {
 
@@ -20,25 +22,29 @@ namespace {
 constexpr double fieldRadius = 12;
 constexpr int chevronSize = 12;
 constexpr int fieldInset = 12;
+constexpr int choiceFont = 14;
+constexpr int smallestChoiceFont = 12; // in one line, or in two
+constexpr double tightLine = 1.2;      // of two in a field, in sizes of the font
 
 QString popUpStyle() {
     return QStringLiteral(
                "QComboBox { background: %1; color: %2; border: 2px solid %1; border-radius: %3px; padding: 0 10px; }"
                "QComboBox:hover { background: %4; border-color: %4; } QComboBox:focus { border-color: %5; }"
-               "QComboBox::drop-down { border: none; width: 24px; }"
+               "QComboBox::drop-down { border: none; width: %9px; }"
                "QComboBox::down-arrow { image: url(:/icons/chevron.svg); width: %6px; height: %6px; }"
                "QComboBox QAbstractItemView { background: white; color: %2; border: 1px solid %7; outline: none;"
                " selection-background-color: %8; selection-color: %2; padding: 4px; }")
         .arg(hexColor(theme::field).name(), hexColor(theme::darkText).name())
         .arg(fieldRadius)
         .arg(hexColor(theme::field).darker(104).name(), hexColor(theme::accent).name())
-        .arg(chevronSize)
-        .arg(hexColor(theme::lightGrey).name(), hexColor(theme::secondary).name());
+        .arg(inPoints(chevronSize))
+        .arg(hexColor(theme::lightGrey).name(), hexColor(theme::secondary).name())
+        .arg(2 * inPoints(chevronSize));
 }
 
 } // namespace
 
-void fillScrolling(QWidget& page, QWidget* content) {
+QScrollArea* makeScrolling(QWidget& page, QWidget* content) {
     auto* area = new QScrollArea(&page);
     area->setFrameShape(QFrame::NoFrame);
     area->setWidgetResizable(true);
@@ -48,19 +54,27 @@ void fillScrolling(QWidget& page, QWidget* content) {
     area->setWidget(content);
     for (QWidget* ground : {area->viewport(), content})
         ground->setAutoFillBackground(false);
+    return area;
+}
+
+void fillScrolling(QWidget& page, QWidget* content) {
     auto* whole = new QVBoxLayout(&page);
     whole->setContentsMargins(0, 0, 0, 0);
-    whole->addWidget(area);
+    whole->addWidget(makeScrolling(page, content));
 }
 
 PopUpButton::PopUpButton(const QString& accessibleName, const QStringList& items, QWidget* parent)
     : QComboBox(parent) {
     setAccessibleName(accessibleName);
+    setAccessibleDescription(accessibleName); // a screen reader on Linux takes what is chosen for its name
     addItems(items);
     setFont(systemFont(13));
     view()->setFont(font());
     setStyleSheet(popUpStyle());
-    setFixedSize(fieldSize());
+    setFixedHeight(fieldSize().height());
+    setMaximumWidth(fieldSize().width());
+    setMinimumContentsLength(1);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setFocusPolicy(Qt::StrongFocus); // the wheel alone does not give it the keyboard
     setCursor(Qt::PointingHandCursor);
 }
@@ -84,8 +98,10 @@ void PopUpButton::keyPressEvent(QKeyEvent* event) {
 ChoiceBox::ChoiceBox(const QString& caption, QWidget* parent)
     : KeyFocusButton(parent)
     , caption_(caption) {
-    setFont(systemFont(14));
-    setFixedSize(PopUpButton::fieldSize());
+    setFont(systemFont(choiceFont));
+    setFixedHeight(sizeHint().height());
+    setMaximumWidth(sizeHint().width());
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     showChoice(tr("请选择语言"));
 }
 
@@ -112,12 +128,40 @@ void ChoiceBox::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(hexColor(theme::attention), 2));
     painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), fieldRadius, fieldRadius);
 
-    const QRect chevron(width() - fieldInset - chevronSize, (height() - chevronSize) / 2, chevronSize, chevronSize);
+    const int side = inPoints(chevronSize);
+    const QRect chevron(width() - fieldInset - side, (height() - side) / 2, side, side);
     namedImage(QStringLiteral("chevron")).paint(&painter, chevron);
-    const int room = width() - 2 * (width() - chevron.left() + 2);
     painter.setPen(palette::CSS::black());
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine,
-                     fontMetrics().elidedText(text(), Qt::ElideRight, room));
+    const int right = width() - chevron.left();
+    const int left = fontMetrics().horizontalAdvance(text()) > width() - 2 * right ? fieldInset : right;
+    drawChoice(painter, QRectF(rect()).adjusted(left, 0, -right, 0));
+}
+
+void ChoiceBox::drawChoice(QPainter& painter, const QRectF& room) const {
+    QFont font = this->font();
+    for (int size = choiceFont; size >= smallestChoiceFont; --size) {
+        font = systemFont(size);
+        if (QFontMetricsF(font).horizontalAdvance(text()) > room.width())
+            continue;
+        painter.setFont(font);
+        painter.drawText(room, Qt::AlignCenter | Qt::TextSingleLine, text());
+        return;
+    }
+    QTextLayout wrapped(text(), font);
+    QTextOption middle(Qt::AlignHCenter);
+    middle.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    wrapped.setTextOption(middle);
+    wrapped.beginLayout();
+    QTextLine first = wrapped.createLine();
+    first.setLineWidth(room.width());
+    wrapped.endLayout();
+    const double line = font.pixelSize() * tightLine;
+    const QString rest = text().mid(first.textLength());
+    const QRectF upper(room.left(), room.center().y() - line, room.width(), line);
+    painter.setFont(font);
+    painter.drawText(upper, Qt::AlignCenter, text().left(first.textLength()).trimmed());
+    painter.drawText(upper.translated(0, line), Qt::AlignCenter,
+                     QFontMetricsF(font).elidedText(rest, Qt::ElideRight, room.width()));
 }
 
 } // namespace parlowen

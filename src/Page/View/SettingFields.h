@@ -4,13 +4,18 @@
 
 #include <QComboBox>
 
+class QScrollArea;
+
 namespace parlowen {
 
-/// Lets the content fill the page, which takes it over, and scroll where the page is smaller.
+/// Lets the content, which the page takes over, scroll where the area that is returned is smaller. It has no place yet.
+QScrollArea* makeScrolling(QWidget& page, QWidget* content);
+/// The same, filling the page.
 void fillScrolling(QWidget& page, QWidget* content);
 
-/// A pop-up button for one choice of several, 160 × 32 at the usual font scale. Space or Enter opens it. The wheel
-/// turns it only while it has the keyboard, so that a page can be scrolled across it. Main thread only.
+/// A pop-up button for one choice of several, 160 × 32 at the usual font scale, or narrower where there is no room.
+/// Space or Enter opens it. The wheel turns it only while it has the keyboard, so that a page can be scrolled across
+/// it. Main thread only.
 class PopUpButton : public QComboBox {
     Q_OBJECT
 public:
@@ -34,17 +39,20 @@ public:
 
     int tag = 0;
 
-    /// Shows the text, in the middle and cut where the room ends.
+    /// Shows the text, in the middle; smaller where the room ends, then in two lines.
     void showChoice(const QString& text);
     /// Whether what is shown needs another look.
     void setMarked(bool marked);
 
     QSize sizeHint() const override { return PopUpButton::fieldSize(); }
+    QSize minimumSizeHint() const override { return {fontMetrics().height(), sizeHint().height()}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void drawChoice(QPainter& painter, const QRectF& room) const;
+
     const QString caption_;
     bool marked_ = false;
 };

@@ -4,6 +4,7 @@
 #include <Network/Settings.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/Factories.h>
+#include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
@@ -22,6 +23,7 @@ ShortcutSwitch::ShortcutSwitch(Settings& settings, QWidget* parent)
     : QWidget(parent)
     , box_(new QCheckBox(tr("在其他程序中也能使用的快捷键"), this)) {
     box_->setFont(systemFont(13));
+    box_->setStyleSheet(styleSheets::checkBox());
     box_->setChecked(settings.globalShortcuts());
     box_->setCursor(Qt::PointingHandCursor);
     QStringList lines;

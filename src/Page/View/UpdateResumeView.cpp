@@ -35,19 +35,15 @@ QString barStyle() {
         .arg(hexColor(theme::accent).name());
 }
 
-void setTextColor(QLabel& label, const QColor& color) {
-    QPalette colors = label.palette();
-    colors.setColor(QPalette::WindowText, color);
-    label.setPalette(colors);
-}
-
 } // namespace
 
 void UpdateResumeView::build() {
     setPalette(lightPalette(Qt::white));
     setAcceptDrops(true);
     contentImgV = new CardButton(QStringLiteral("aiText_bg"), this);
-    setFixedSize(contentImgV->size());
+    setFixedHeight(contentImgV->height());
+    setMaximumWidth(contentImgV->width());
+    resize(contentImgV->size());
     connect(contentImgV, &CardButton::clicked, this, &UpdateResumeView::updateTap);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 10, 16, 10);
@@ -160,6 +156,11 @@ void UpdateResumeView::showTitle() {
 void UpdateResumeView::updateTap() {
     if (updateBlock)
         updateBlock();
+}
+
+void UpdateResumeView::resizeEvent(QResizeEvent* event) {
+    BaseView::resizeEvent(event);
+    contentImgV->setGeometry(rect());
 }
 
 void UpdateResumeView::keyPressEvent(QKeyEvent* event) {

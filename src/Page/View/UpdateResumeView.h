@@ -24,6 +24,8 @@ class UpdateResumeView : public BaseView {
 public:
     using BaseView::BaseView;
 
+    QSize sizeHint() const override { return maximumSize(); }
+
     std::function<void()> updateBlock;
     std::function<void()> cancelBlock; ///< the upload on show is to end: its button, or Escape
     /// Why what is being dragged cannot be taken; empty when it can.
@@ -47,6 +49,7 @@ public:
 protected:
     void buildStyle() override {} // its picture is its ground
     void build() override;
+    void resizeEvent(QResizeEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;

@@ -23,6 +23,7 @@ constexpr double promptRadius = 10;
 constexpr double promptDim = 0.2;
 constexpr int promptWidth = 320;
 constexpr int promptMargin = 24;
+constexpr int promptEdge = 8; // from it to a page that is hardly wider
 constexpr int promptButtonHeight = 40;
 constexpr int promptIconSide = 64;
 constexpr int notesHeight = 150; // at most, before they scroll
@@ -91,9 +92,11 @@ void VersionForceAlertView::build() {
     notes_->setWidgetResizable(true);
     notes_->setFrameShape(QFrame::NoFrame);
     notes_->setStyleSheet(styleSheets::lightScrollBar());
+    for (QWidget* ground : {notes_->viewport(), static_cast<QWidget*>(tip1Lab_)})
+        ground->setAutoFillBackground(false);
     sureBtn_ = new CustomButton(tr("去更新"), hexColor(theme::link), 20, 15, sharedView_);
     sureBtn_->hasIcon = false;
-    sureBtn_->setFixedHeight(static_cast<int>(promptButtonHeight * fontScale()));
+    sureBtn_->setFixedHeight(inPoints(promptButtonHeight));
     connect(sureBtn_, &CustomButton::clicked, this, &VersionForceAlertView::didTap1);
     column->addWidget(iconImg_);
     column->addWidget(tipLab_);
@@ -102,16 +105,14 @@ void VersionForceAlertView::build() {
     column->addWidget(sureBtn_);
     closeImg_ = new QToolButton(sharedView_);
     closeImg_->setIcon(namedImage(QStringLiteral("close")));
-    closeImg_->setIconSize(QSize(20, 20) * fontScale());
+    closeImg_->setIconSize(QSize(inPoints(20), inPoints(20)));
     closeImg_->setAccessibleName(tr("关闭"));
     closeImg_->setAutoRaise(true);
     closeImg_->setFocusPolicy(Qt::StrongFocus);
     closeImg_->hide();
     connect(closeImg_, &QToolButton::clicked, this, &VersionForceAlertView::didTap1);
-    sharedView_->setFixedWidth(static_cast<int>(promptWidth * fontScale()));
-    closeImg_->adjustSize();
-    closeImg_->move(sharedView_->width() - closeImg_->width() - 8, 8);
     auto* page = new QVBoxLayout(this);
+    page->setContentsMargins(promptEdge, promptEdge, promptEdge, promptEdge);
     page->addWidget(sharedView_, 0, Qt::AlignCenter);
 }
 
@@ -119,15 +120,26 @@ void VersionForceAlertView::configure() {
     if (!model)
         return;
     tip1Lab_->setText(model->content.value_or(QString()));
-    const int needed = tip1Lab_->heightForWidth(sharedView_->width() - 2 * promptMargin);
-    notes_->setFixedHeight(std::min(needed, static_cast<int>(notesHeight * fontScale())));
-    const QSize side = QSize(promptIconSide, promptIconSide) * fontScale();
+    const QSize side(inPoints(promptIconSide), inPoints(promptIconSide));
     iconImg_->setPixmap(namedImage(QStringLiteral("tishi_r")).pixmap(side, devicePixelRatioF()));
     canClose_ = model->version != model->min_version;
     closeImg_->setVisible(canClose_);
+    fit();
     closeImg_->raise();
     setAccessibleName(tipLab_->text());
     setAccessibleDescription(tip1Lab_->text());
+}
+
+/// As wide as usual, or as the page; the notes are what is cut short where there is little height, and scroll.
+void VersionForceAlertView::fit() {
+    const int wide = std::min(inPoints(promptWidth), width() - 2 * promptEdge);
+    sharedView_->setFixedWidth(std::max(wide, 0));
+    closeImg_->adjustSize();
+    closeImg_->move(wide - closeImg_->width() - 8, 8);
+    notes_->setFixedHeight(0);
+    const int room = height() - 2 * promptEdge - sharedView_->layout()->totalHeightForWidth(wide);
+    const int needed = std::min(tip1Lab_->heightForWidth(wide - 2 * promptMargin), inPoints(notesHeight));
+    notes_->setFixedHeight(std::min(needed, std::max(room, tip1Lab_->fontMetrics().height())));
 }
 
 void VersionForceAlertView::didTap1() {
@@ -139,6 +151,11 @@ void VersionForceAlertView::didTap1() {
 void VersionForceAlertView::showEvent(QShowEvent* event) {
     BaseView::showEvent(event);
     sureBtn_->setFocus(Qt::OtherFocusReason);
+}
+
+void VersionForceAlertView::resizeEvent(QResizeEvent* event) {
+    BaseView::resizeEvent(event);
+    fit();
 }
 
 void VersionForceAlertView::paintEvent(QPaintEvent*) {

@@ -56,12 +56,15 @@ protected:
     void buildStyle() override;
     void build() override;
     void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     bool focusNextPrevChild(bool next) override;
 
 private:
+    void fit();
+
     QWidget* sharedView_ = nullptr; ///< the card
     QLabel* iconImg_ = nullptr;
     QToolButton* closeImg_ = nullptr;

@@ -3,6 +3,7 @@
 #include "Colors.h"
 #include "Factories.h"
 #include "PopView.h"
+#include "StyleSheets.h"
 #include "SystemFont.h"
 
 #include <QBoxLayout>
@@ -17,6 +18,8 @@ namespace {
 constexpr int cardWidth = 320; // at the usual font scale
 constexpr int buttonHeight = 36;
 constexpr double cornerRadius = 16;
+constexpr double buttonRadius = 8;
+const QColor danger(0xB3261E);
 
 } // namespace
 
@@ -36,7 +39,7 @@ CommonTipView::CommonTipView(QWidget* parent)
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
     for (QPushButton* button : {cancelButton_, sureButton_}) {
-        button->setMinimumHeight(static_cast<int>(buttonHeight * fontScale()));
+        button->setMinimumHeight(inPoints(buttonHeight));
         button->setAutoDefault(true); // Enter presses the one that has the keyboard
         buttons->addWidget(button, 1);
     }
@@ -57,6 +60,11 @@ void CommonTipView::configure(const QString& title, const QString& content, cons
     setAccessibleDescription(content);
 }
 
+void CommonTipView::warn() {
+    cancelButton_->setStyleSheet(styleSheets::button(Qt::white, hexColor(theme::accent), buttonRadius));
+    sureButton_->setStyleSheet(styleSheets::button(danger, hexColor(theme::secondary), buttonRadius));
+}
+
 void CommonTipView::button1Tap() { closeCurrentPopView(this); }
 
 void CommonTipView::button2Tap() {
@@ -66,8 +74,8 @@ void CommonTipView::button2Tap() {
 }
 
 QSize CommonTipView::sizeHint() const {
-    const int wide = static_cast<int>(cardWidth * fontScale());
-    return {wide, layout()->totalHeightForWidth(wide)};
+    const int wide = inPoints(cardWidth);
+    return {wide, heightForWidth(wide)};
 }
 
 void CommonTipView::paintEvent(QPaintEvent*) {

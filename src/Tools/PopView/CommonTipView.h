@@ -18,6 +18,9 @@ public:
     /// Sets the four texts; the card grows with its text where its size is its own.
     void configure(const QString& title, const QString& content, const QString& cancelTitle, const QString& sureTitle);
 
+    /// The right button does what cannot be undone: the left one is then the prominent one.
+    void warn();
+
     QLabel* titleLabel() const { return titleLabel_; }
     QLabel* contentLabel() const { return contentLabel_; }
     QPushButton* cancelButton() const { return cancelButton_; }

@@ -27,10 +27,14 @@ QLabel* makeLabel(const QColor& textColor, bool bold, int size, QWidget* parent)
     label->setFont(systemFont(size, bold ? QFont::Bold : QFont::Normal));
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, textColor);
-    label->setPalette(palette);
+    setTextColor(*label, textColor);
     return label;
+}
+
+void setTextColor(QLabel& label, const QColor& color) {
+    QPalette palette = label.palette();
+    palette.setColor(QPalette::WindowText, color);
+    label.setPalette(palette);
 }
 
 QPushButton* makeButton(const QString& title, const QColor& titleColor, const QColor& background,

@@ -14,6 +14,8 @@ namespace parlowen {
 /// An empty label in the system font of `size` points that wraps its text to any number of lines. The parent owns it.
 QLabel* makeLabel(const QColor& textColor, bool bold, int size, QWidget* parent);
 
+void setTextColor(QLabel& label, const QColor& color);
+
 /// A push button on a ground of its own, without a border. The parent owns it.
 QPushButton* makeButton(const QString& title, const QColor& titleColor, const QColor& background,
                         std::function<void()> action, double cornerRadius, int size, QWidget* parent);

@@ -6,12 +6,17 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QMouseEvent>
 #include <QPropertyAnimation>
+#include <algorithm>
+#include <utility>
 
 namespace parlowen {
 
 namespace {
+
+constexpr int leastGap = 6; // from a card to the edge of a window that is hardly larger
 
 QString centerIdentifier() { return QStringLiteral("MYCenterPopView"); }
 
@@ -30,13 +35,28 @@ PopView::PopView(QWidget* content, QWidget* container)
     container->installEventFilter(this);
     if (!content->testAttribute(Qt::WA_Resized))
         content->adjustSize();
+    ownSize_ = content->size();
     content->setParent(this);
+    content->installEventFilter(this);
     connect(content, &QObject::destroyed, this, &PopView::remove);
 }
 
 PopView::~PopView() {
     if (contentView_)
         disconnect(contentView_, nullptr, this, nullptr);
+}
+
+/// Takes the card's own size, or as much of it as there is room for: a text that gets narrower gets longer.
+void PopView::fit() {
+    const QSize room = size() - QSize(2 * leastGap, 2 * leastGap);
+    QSize wanted = ownSize_.boundedTo(room);
+    const QLayout* layout = contentView_->layout();
+    if (wanted.width() < ownSize_.width() && layout != nullptr && layout->hasHeightForWidth())
+        wanted.setHeight(
+            std::min(std::max(ownSize_.height(), layout->totalHeightForWidth(wanted.width())), room.height()));
+    fits_ = true;
+    contentView_->resize(wanted);
+    fits_ = false;
 }
 
 PopView* PopView::showing(const QWidget* content, const QWidget* container) {
@@ -56,6 +76,7 @@ QWidget* PopView::ownerOf(QWidget* content) {
 
 void PopView::letGo() {
     disconnect(contentView_, nullptr, this, nullptr);
+    contentView_->removeEventFilter(this);
     for (QAbstractAnimation* moving : findChildren<QAbstractAnimation*>(Qt::FindDirectChildrenOnly))
         moving->stop();
     delete fader_; // with what was to follow its fade
@@ -68,6 +89,7 @@ void PopView::letGo() {
 double PopView::contentAlpha() const { return fader_ ? fader_->alpha() : 0; }
 
 void PopView::present() {
+    fit();
     contentView_->move(restingPlace());
     contentView_->show();
     setVisible(true);
@@ -89,7 +111,9 @@ void PopView::remove() {
     giveFocusBack();
     if (contentView_ && contentOwner_) {
         disconnect(contentView_, nullptr, this, nullptr);
+        contentView_->removeEventFilter(this);
         contentView_->setVisible(false);
+        contentView_->resize(ownSize_);
         contentView_->setParent(contentOwner_);
         contentView_->setGraphicsEffect(nullptr);
         fader_->deleteLater();
@@ -156,12 +180,19 @@ void PopView::keyPressEvent(QKeyEvent* event) {
 bool PopView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize && watched == parentWidget())
         setGeometry(parentWidget()->rect());
+    if (event->type() == QEvent::Resize && watched == contentView_ && !fits_ && !isDismissing_) {
+        ownSize_ = contentView_->size(); // it has more or less to say now
+        fit();
+        contentView_->move(restingPlace());
+    }
     return QWidget::eventFilter(watched, event);
 }
 
 void PopView::resizeEvent(QResizeEvent*) {
-    if (contentView_ && !isDismissing_)
-        contentView_->move(restingPlace());
+    if (!contentView_ || isDismissing_)
+        return;
+    fit();
+    contentView_->move(restingPlace());
 }
 
 MYCenterPopView::MYCenterPopView(QWidget* content, QWidget* container)

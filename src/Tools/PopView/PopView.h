@@ -10,7 +10,8 @@ namespace parlowen {
 class ViewFader;
 
 /// Base of the pop-ups: a clear view over the whole of its container that holds one card and keeps clicks from what
-/// lies beneath. It follows the container's size. Main thread only.
+/// lies beneath. It follows the container's size, and where that is too small for the card, so does the card. Main
+/// thread only.
 ///
 /// It takes the keyboard focus, unless a part of the card has asked for it; Tab then stays within the card, Escape
 /// dismisses, and the focus goes back to where it was. A card that has a parent when it is shown goes back to that
@@ -56,6 +57,7 @@ protected:
 private:
     void pressFocusedButton();
     static QWidget* ownerOf(QWidget* content);
+    void fit();
     void letGo();
     void remove();
     void end();
@@ -67,6 +69,8 @@ private:
     QPointer<QWidget> contentOwner_;
     QPointer<ViewFader> fader_;
     QPointer<QWidget> focusBefore_;
+    QSize ownSize_; ///< of the card, where there is room for it
+    bool fits_ = false;
     bool isDismissing_ = false;
 };
 

@@ -1,12 +1,15 @@
 #include "StyleSheets.h"
 
 #include "Colors.h"
+#include "SystemFont.h"
 
 #include <utility>
 
 namespace parlowen::styleSheets {
 
 namespace {
+
+constexpr int checkBoxSide = 15;
 
 /// Puts the theme's colours in the place of their names.
 QString inColors(QString sheet) {
@@ -41,6 +44,19 @@ QString button(const QColor& title, const QColor& ground, double radius) {
         .arg(radius)
         .arg(ground.lighter(106).name(QColor::HexArgb), ground.darker(110).name(QColor::HexArgb),
              ground.darker(140).name(QColor::HexArgb), hexColor(theme::lightGrey).name());
+}
+
+QString checkBox() {
+    return QStringLiteral("QCheckBox { color: %1; spacing: 7px; padding: 2px 4px 2px 2px;"
+                          " border: 1px solid transparent; border-radius: 5px; }"
+                          "QCheckBox:focus { border-color: %2; }"
+                          "QCheckBox::indicator { width: %4px; height: %4px; border: 1px solid %3;"
+                          " border-radius: 4px; background: white; }"
+                          "QCheckBox::indicator:hover { border-color: %2; }"
+                          "QCheckBox::indicator:checked { background: %2; border-color: %2;"
+                          " image: url(:/icons/login_check.svg); }")
+        .arg(hexColor(theme::midGrey).name(), hexColor(theme::link).name(), hexColor(theme::placeholder).name())
+        .arg(inPoints(checkBoxSide));
 }
 
 QString lightScrollBar() {

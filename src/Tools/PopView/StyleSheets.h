@@ -9,6 +9,9 @@ namespace parlowen::styleSheets {
 /// A push button in two colours of its own, without a border; the radius is in points.
 QString button(const QColor& title, const QColor& ground, double radius);
 
+/// A check box on a light ground.
+QString checkBox();
+
 /// A thin bar of a list or a page on a light ground.
 QString lightScrollBar();
 

@@ -14,6 +14,8 @@ double fontScale() {
     return screen == nullptr ? 1 : std::clamp(screen->logicalDotsPerInchY() / usualDpi, 1.0, 2.0);
 }
 
+int inPoints(int points) { return static_cast<int>(points * fontScale()); }
+
 QFont systemFont(int size, QFont::Weight weight) {
     QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     font.setFamilies({font.family(), QStringLiteral("Noto Sans CJK SC")});

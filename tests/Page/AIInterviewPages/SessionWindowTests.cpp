@@ -217,7 +217,8 @@ TEST(SessionLayoutTest, NothingOverlapsInTheSmallestWindowWithLargeText) {
         }
         EXPECT_TRUE(page.contains(layout.tip({80, text}))) << text;
         EXPECT_GT(layout.status.left(), layout.timeLabel.right());
-        EXPECT_LT(layout.status.right(), 240 - 2 * text) << "not into the title";
+        EXPECT_LT(layout.status.right(), layout.hasTitle ? 240 - 2 * text : layout.pin.left()) << "not into the title";
+        EXPECT_GE(layout.status.width(), 96) << "the title yields to it";
         EXPECT_TRUE(layout.questionBox.contains(layout.answerButton));
         EXPECT_GE(layout.answerButton.width(), 5 * text) << "its text is whole";
     }

@@ -64,6 +64,17 @@ protected:
     int clicksBelow_ = 0;
 };
 
+TEST_F(PopViewTest, ACardThatIsTooLargeIsAsLargeAsItsWindowAllowsUntilThatGrows) {
+    auto* tip = new CommonTipView;
+    tip->resize({900, 160});
+    const auto* pop = MYCenterPopView::show(tip, &window_);
+    window_.resize(300, 400);
+    EXPECT_TRUE(pop->rect().contains(tip->geometry()));
+    EXPECT_GE(tip->height(), tip->heightForWidth(tip->width())) << "its text gets longer";
+    window_.resize(1000, 700);
+    EXPECT_EQ(tip->size(), QSize(900, 160));
+}
+
 TEST_F(PopViewTest, WhatACardHoldsIsDrawnOnceItHasFadedIn) {
     QWidget* view = card({260, 260});
     auto* text = new QPlainTextEdit(view);

@@ -1,3 +1,4 @@
+#include "../Speech/ScriptedEngines.h"
 #include "Cloud/RegionTokens.h"
 #include "Cloud/TranscriptionEngine.h"
 #include "Speech/Gateway.h"
@@ -40,14 +41,15 @@ TranscriptionEndpoint at(const std::string& url) {
     return {.url = url, .key = "sk-secret", .model = "m", .languages = {"zh-CN"}, .streams = 1};
 }
 
-/// What comes of the first passage: its text, or the status and the words of a failure.
-std::string heardBy(const std::string& url, std::chrono::milliseconds patience = 20s) {
+/// What comes of the first passage, or of other audio: its text, or the status and the words of a failure.
+std::string heardBy(const std::string& url, std::chrono::milliseconds patience = 20s,
+                    std::span<const std::int16_t> audio = firstPassage) {
     auto settings = at(url);
     settings.reply = patience;
     TranscriptionEngine engine(settings, quick);
     Told told;
     const auto stream = engine.open("zh-CN", told.sink());
-    stream->accept(firstPassage);
+    stream->accept(audio);
     stream->finish();
     told.waitUntil([](const auto& all) {
         return !all.empty() && (all.back().kind == Kind::SpeechEnd || all.back().kind == Kind::Failed);
@@ -126,7 +128,9 @@ TEST(TranscriptionEngine, ShowsWhatIsBeingSaidButNeverWaitsForIt) {
             stream << saying("whole");
         }
     });
-    TranscriptionEngine engine(at(endpoint.url()));
+    auto settings = at(endpoint.url());
+    settings.reply = 10min;
+    TranscriptionEngine engine(settings);
     Told told;
     const auto stream = engine.open("zh-CN", told.sink());
     stream->accept(firstPassage.first(3 * sampleRate));
@@ -164,7 +168,7 @@ TEST(TranscriptionEngine, TriesOnceMoreThenNamesEveryTrouble) {
         {"429", sends(status("429 No")), "TooManyRequests, transcription endpoint: it has too many requests"},
         {"long 429", sends(status("429 No", "Retry-After: 2\r\n")),
          "TooManyRequests, transcription endpoint: it has too many requests"},
-        {"400", sends(status("400 No")), " "},
+        {"400", sends(status("400 No")), "Error, transcription endpoint: it does not take the audio"},
         {"500", sends(status("500 No")), "Error, transcription endpoint: it reports an error"},
         {"page", sends(ScriptedEndpoint::reply("<h1>secret</h1>")),
          "Error, transcription endpoint: its reply cannot be read"},
@@ -192,6 +196,13 @@ TEST(TranscriptionEngine, TriesOnceMoreThenNamesEveryTrouble) {
         stream << (requests == 1 ? status("429 No", "Retry-After: 1\r\n") : saying("whole"));
     });
     EXPECT_EQ(heardBy(mends.url()), "whole ");
+    requests = 0;
+    const ScriptedEndpoint picks([&](ScriptedEndpoint::Stream& stream) {
+        const int number = ++requests;
+        stream << (number == 2 || number == 3 ? status("413 No") : saying(std::to_string(number)));
+    });
+    EXPECT_EQ(heardBy(picks.url(), 20s, std::span(sample).first(22'500 * sampleRate / 1'000)), "1  4 ")
+        << "one sentence";
 }
 
 TEST(TranscriptionEngine, OfTheServiceServesWhatNoModelHereDoesOrEverything) {
@@ -202,10 +213,8 @@ TEST(TranscriptionEngine, OfTheServiceServesWhatNoModelHereDoesOrEverything) {
         options.transcription.everything = everything;
         SpeechService* speech = nullptr;
         const auto local = [&speech] {
-            auto english = at("http://127.0.0.1:1/v1");
-            english.languages = {"en-US"};
             auto made = std::make_unique<SpeechService>();
-            made->engines.add(std::shared_ptr<RecognitionEngine>(std::make_shared<TranscriptionEngine>(english)));
+            made->engines.add(std::make_shared<ScriptedEngine>());
             speech = made.get();
             return made;
         };
@@ -214,8 +223,8 @@ TEST(TranscriptionEngine, OfTheServiceServesWhatNoModelHereDoesOrEverything) {
         const auto list = service.client().get("/api/v1/language/list?source=1", service.token()).data();
         for (const auto& language : list)
             listed.insert(language.at("original_key").get<std::string>());
-        EXPECT_THAT(listed, ElementsAre("en-US", "fr-FR"));
-        EXPECT_EQ(list.size(), 2U);
+        EXPECT_THAT(listed, ElementsAre("en-GB", "en-US", "fr-FR"));
+        EXPECT_EQ(list.size(), 3U);
         EXPECT_EQ(speech->engines.engineFor("en-US") == speech->engines.engineFor("fr-FR"), everything);
     }
 }

@@ -80,7 +80,7 @@ private:
 
 namespace fs = std::filesystem;
 
-const fs::path installed = PARLOWEN_BINARY_DIR "/lib/parlowen/models/moonshine-tiny-en";
+const fs::path installed = PARLOWEN_BINARY_DIR "/lib/parlowen/recogniser/models/moonshine-tiny-en";
 
 /// A model on a server, and a service's data directory to fetch it into.
 class GetModel : public ::testing::Test {
