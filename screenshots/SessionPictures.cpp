@@ -132,6 +132,35 @@ TEST_P(SessionPictures, FullListsWithAMarkAndTheMenu) {
     Sheet::shared().add("its context menu", *menu);
 }
 
+/// What the service says, where the model behind it lets it down, stands in the answer; what the connection to the
+/// service does, below it.
+TEST_P(SessionPictures, GroundsAndTroubles) {
+    openPlain();
+    final("What was the hardest technical decision that you had to make?");
+    answer(1, begun + "最终一致。");
+    answerServer_.sendPiece(
+        ": grounds [\"2021 年起负责订单系统，日均三千万单\",\"把同步写改为消息队列，峰值写入降低六成\"]\n");
+    ASSERT_TRUE(waitFor([this] { return shown(answers(), 0, AiInterviewAiCellMac::groundsRole) != ""; }));
+    take("an answer that leans on the résumé");
+    answers().setFocus(Qt::TabFocusReason);
+    QTest::keyClick(&answers(), Qt::Key_Space);
+    take("with the lines that it leans on");
+    if (isManual())
+        return;
+    std::size_t asks = 1;
+    for (const char* trouble : {"（无法连接语言模型）", "（语言模型的请求过多）", "（语言模型的回复中断）"}) {
+        final(QString::fromUtf8(sentences.begin()[asks]));
+        ASSERT_TRUE(asked(++asks));
+        grow(QString("【提纲】项目经历（按固定模板整理，未使用语言模型）\n• 先用一句话说明项目。\n") + trouble);
+    }
+    final("And how large was it?");
+    ASSERT_TRUE(asked(++asks));
+    grow("一开始只有");
+    answerServer_.closeConnection();
+    ASSERT_TRUE(waitFor([&] { return shown(answers(), 4, AiInterviewAiCellMac::noteRole) != ""; }));
+    take("answers that came to grief");
+}
+
 INSTANTIATE_TEST_SUITE_P(Layouts, SessionPictures, ::testing::Values(0, 1));
 
 } // namespace

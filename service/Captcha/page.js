@@ -8,8 +8,52 @@ let trace = [];
 let dragging = false;
 let inWords = false;
 
+// The page is Chinese; whoever's browser asks for another language reads it in English.
+const english = navigator.language && !navigator.language.startsWith("zh");
+const inEnglish = {
+  "安全验证": "Security check",
+  "拖动滑块，使拼图块与缺口重合": "Drag the slider until the piece fits the gap",
+  "带有缺口的图片。看不清图片时，请按“改用文字验证”。": "A picture with a gap. If you cannot see it, press \"Use words\".",
+  "拼图块的位置": "The piece's place",
+  "键盘：方向键、Page Up、Page Down 移动，回车确认": "Keys: arrows, Page Up, Page Down; Enter confirms",
+  "确认": "Confirm",
+  "换一张": "Another",
+  "改用文字验证": "Use words",
+  "改用拼图验证": "Use the picture",
+  "正在加载…": "Loading…",
+  "无法连接，请按“换一张”重试": "No connection; press \"Another\" to retry",
+  "没有对准，请再试一次": "That was not it; please try again",
+  "验证成功": "Verified",
+};
+
+function words(text) {
+  if (!english)
+    return text;
+  const seconds = /请在 (\d+) 秒后再试/.exec(text);
+  return seconds ? `Too many tries; again in ${seconds[1]} s` : inEnglish[text] || text;
+}
+
+// "请依次输入下面第 3、1 个数字：三，七，零": places, then digits in words.
+function question(text) {
+  const [places, digits] = text.split("：");
+  if (!english || !digits)
+    return text;
+  const names = ["zero", "one", "two", "three", "four", "five", "six", "seven", "eight", "nine"];
+  const shown = digits.split("，").map(digit => names["零一二三四五六七八九".indexOf(digit)]);
+  return `Type the digits at places ${places.match(/\d+/g).join(", ")} of: ${shown.join(", ")}`;
+}
+
+function translate() {
+  document.documentElement.lang = "en";
+  document.title = words(document.title);
+  for (const element of document.querySelectorAll("h1, p, button"))
+    element.textContent = words(element.textContent);
+  part("picture").alt = words(part("picture").alt);
+  slider.setAttribute("aria-label", words(slider.getAttribute("aria-label")));
+}
+
 function say(text, kind = "") {
-  part("status").textContent = text;
+  part("status").textContent = words(text);
   part("status").className = kind;
 }
 
@@ -22,7 +66,7 @@ async function post(path, body) {
 
 function place(x) {
   slider.value = x;
-  slider.setAttribute("aria-valuetext", `${x} 像素`);
+  slider.setAttribute("aria-valuetext", english ? `${x} pixels` : `${x} 像素`);
   part("piece").style.left = `${x}px`;
 }
 
@@ -30,7 +74,7 @@ function show() {
   part("puzzle").hidden = inWords;
   part("confirm").hidden = inWords;
   part("words").hidden = !inWords;
-  part("other").textContent = inWords ? "改用拼图验证" : "改用文字验证";
+  part("other").textContent = words(inWords ? "改用拼图验证" : "改用文字验证");
   (inWords ? part("text") : slider).focus();
 }
 
@@ -51,7 +95,7 @@ async function load(message = "", kind = "") {
   part("picture").src = captcha.picture;
   part("piece").src = captcha.piece;
   part("piece").style.top = `${captcha.top}px`;
-  part("question").textContent = captcha.question;
+  part("question").textContent = question(captcha.question);
   slider.disabled = false;
   trace = [[performance.now(), 0]];
   say(message, kind);
@@ -128,4 +172,6 @@ part("words").addEventListener("submit", event => {
   if (part("text").value.trim())
     answer({ text: part("text").value.trim() });
 });
+if (english)
+  translate();
 load();

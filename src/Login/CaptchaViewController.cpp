@@ -1,5 +1,6 @@
 #include "CaptchaViewController.h"
 
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
 #include <Login/Captcha/CaptchaModule.h>
 #include <Tools/PopView/Colors.h>
@@ -46,6 +47,8 @@ CaptchaViewController::CaptchaViewController(const QUrl& page, QWidget* parent)
 void CaptchaViewController::showWebView(CaptchaModule& module, const QUrl& page) {
     const QPointer<CaptchaViewController> self(this);
     CaptchaModule::Hooks hooks;
+    if (windowLanguage() == Language::English)
+        hooks.languages = QStringLiteral("en-US,en;q=0.9");
     hooks.message = [self](const QString& handler, const QJsonValue& body) {
         if (self)
             self->didReceiveScriptMessage(handler, body);
@@ -55,8 +58,15 @@ void CaptchaViewController::showWebView(CaptchaModule& module, const QUrl& page)
             self->didFinishNavigation(url);
     };
     webView_ = module.makeWebView(page, hooks);
+    zoom();
     layout()->addWidget(webView_);
     setFocusProxy(webView_);
+}
+
+/// The page has its texts in one size; the engine forgets it with each page.
+void CaptchaViewController::zoom() {
+    if (webView_ != nullptr)
+        webView_->setProperty("zoomFactor", fontScale());
 }
 
 void CaptchaViewController::showProblem(const QString& text) {
@@ -99,6 +109,7 @@ void CaptchaViewController::didReceiveScriptMessage(const QString& handler, cons
 }
 
 void CaptchaViewController::didFinishNavigation(const QUrl& url) {
+    zoom();
     consoleLog(QStringLiteral("✅ 页面加载完成: ") + (url.isEmpty() ? QStringLiteral("unknown") : url.toString()));
 }
 
@@ -109,7 +120,7 @@ CaptchaViewController* CaptchaViewController::open(const QUrl& page) {
     window->setWindowTitle(tr("安全验证"));
     auto* content = new CaptchaViewController(page);
     window->setCentralWidget(content);
-    window->resize(content->webView_ != nullptr ? captchaSize : captchaSize * fontScale());
+    window->resize((captchaSize * fontScale()).boundedTo(window->screen()->availableSize()));
     window->move(window->screen()->availableGeometry().center() - window->rect().center());
     connect(new QShortcut(Qt::Key_Escape, window), &QShortcut::activated, window, &QWidget::close);
     window->show();

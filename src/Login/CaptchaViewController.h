@@ -34,6 +34,7 @@ public:
 
 private:
     void showWebView(CaptchaModule& module, const QUrl& page);
+    void zoom();
     void showProblem(const QString& text);
 
     QPointer<QWidget> webView_;

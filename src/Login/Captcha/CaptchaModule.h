@@ -16,6 +16,8 @@ namespace parlowen {
 class CaptchaModule {
 public:
     struct Hooks {
+        /// What the page is asked to speak, as in the header Accept-Language.
+        QString languages = QStringLiteral("zh-CN,zh;q=0.9");
         /// The page posted a message to the script message handler of that name.
         std::function<void(const QString& handler, const QJsonValue& body)> message;
         /// The page, or what the engine shows in its place, has been loaded; the URL may be empty.

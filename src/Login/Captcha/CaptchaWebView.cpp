@@ -76,6 +76,7 @@ CaptchaWebView::CaptchaWebView(const QUrl& page, const CaptchaModule::Hooks& hoo
     setContextMenuPolicy(Qt::NoContextMenu);
     setAcceptDrops(false);
     limitProfile();
+    profile_.setHttpAcceptLanguage(hooks.languages);
     limitPage();
     offerMessageHandler();
     setPage(&page_);
@@ -92,7 +93,6 @@ CaptchaWebView::~CaptchaWebView() { setPage(nullptr); }
 
 void CaptchaWebView::limitProfile() {
     profile_.setUrlRequestInterceptor(&origin_);
-    profile_.setHttpAcceptLanguage(QStringLiteral("zh-CN,zh;q=0.9"));
     profile_.setSpellCheckEnabled(false);
     connect(&profile_, &QWebEngineProfile::downloadRequested, this,
             [](QWebEngineDownloadRequest* download) { download->cancel(); });

@@ -7,6 +7,7 @@
 #include <Tools/PopView/SystemFont.h>
 
 #include <QBoxLayout>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -15,6 +16,7 @@
 #include <QPushButton>
 #include <QStackedLayout>
 #include <QStringListModel>
+#include <QToolTip>
 #include <algorithm>
 
 namespace parlowen {
@@ -90,6 +92,7 @@ void SearchList::buildTable(const QString& listName) {
     tableView_->setMouseTracking(true);
     tableView_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     tableView_->installEventFilter(this);
+    tableView_->viewport()->installEventFilter(this);
     connect(tableView_, &QListView::clicked, this, [this](const QModelIndex& index) { choose(index.row()); });
 
     auto* empty = new QWidget(this);
@@ -137,6 +140,11 @@ void SearchList::moveMark(int rows) {
 }
 
 bool SearchList::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::ToolTip && watched == tableView_->viewport()) { // of a row that may be cut
+        const auto* help = static_cast<QHelpEvent*>(event);
+        QToolTip::showText(help->globalPos(), tableView_->indexAt(help->pos()).data().toString(), tableView_);
+        return true;
+    }
     if (event->type() != QEvent::KeyPress)
         return QWidget::eventFilter(watched, event);
     const int page = std::max(1, tableView_->viewport()->height() / std::max(1, tableView_->sizeHintForRow(0)));

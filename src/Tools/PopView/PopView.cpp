@@ -54,9 +54,8 @@ void PopView::fit() {
     if (wanted.width() < ownSize_.width() && layout != nullptr && layout->hasHeightForWidth())
         wanted.setHeight(
             std::min(std::max(ownSize_.height(), layout->totalHeightForWidth(wanted.width())), room.height()));
-    fits_ = true;
+    fitted_ = wanted;
     contentView_->resize(wanted);
-    fits_ = false;
 }
 
 PopView* PopView::showing(const QWidget* content, const QWidget* container) {
@@ -180,7 +179,8 @@ void PopView::keyPressEvent(QKeyEvent* event) {
 bool PopView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize && watched == parentWidget())
         setGeometry(parentWidget()->rect());
-    if (event->type() == QEvent::Resize && watched == contentView_ && !fits_ && !isDismissing_) {
+    if (event->type() == QEvent::Resize && watched == contentView_ && contentView_->size() != fitted_ &&
+        !isDismissing_) {
         ownSize_ = contentView_->size(); // it has more or less to say now
         fit();
         contentView_->move(restingPlace());

@@ -70,7 +70,7 @@ private:
     QPointer<ViewFader> fader_;
     QPointer<QWidget> focusBefore_;
     QSize ownSize_; ///< of the card, where there is room for it
-    bool fits_ = false;
+    QSize fitted_;  ///< what it has been given
     bool isDismissing_ = false;
 };
 
