@@ -66,13 +66,14 @@ protected:
 
 TEST_F(PopViewTest, ACardThatIsTooLargeIsAsLargeAsItsWindowAllowsUntilThatGrows) {
     auto* tip = new CommonTipView;
-    tip->resize({900, 160});
+    const QSize own(900, tip->heightForWidth(900));
+    tip->resize(own);
     window_.resize(300, 400);
     const auto* pop = MYCenterPopView::show(tip, &window_);
     EXPECT_TRUE(pop->rect().contains(tip->geometry()));
     EXPECT_GE(tip->height(), tip->heightForWidth(tip->width())) << "its text gets longer";
     window_.resize(1000, 700);
-    EXPECT_EQ(tip->size(), QSize(900, 160));
+    EXPECT_EQ(tip->size(), own);
 }
 
 TEST_F(PopViewTest, WhatACardHoldsIsDrawnOnceItHasFadedIn) {
