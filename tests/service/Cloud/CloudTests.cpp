@@ -146,6 +146,21 @@ TEST(TranscriptionEngine, ShowsWhatIsBeingSaidButNeverWaitsForIt) {
     EXPECT_TRUE(told.waitUntil([&](const auto&) { return left.load(); })) << "the request's connection is closed";
 }
 
+TEST(TranscriptionEngine, SendsWholeUtterancesAloneWhereTheEndpointIsSlowOrThatIsAskedFor) {
+    for (const bool partials : {true, false}) {
+        const ScriptedEndpoint endpoint([](ScriptedEndpoint::Stream& stream) { stream << saying("text"); });
+        auto settings = at(endpoint.url());
+        settings.partials = partials;
+        TranscriptionEngine engine(settings, {.slowest = 0ms});
+        Told told;
+        const auto stream = engine.open("zh-CN", told.sink());
+        for (std::size_t fed = 0; fed < firstPassage.size(); fed += sampleRate / 10, std::this_thread::sleep_for(10ms))
+            stream->accept(firstPassage.subspan(fed, sampleRate / 10));
+        ASSERT_TRUE(told.waitFor(Kind::Final));
+        EXPECT_EQ(endpoint.requests().size(), partials ? 2U : 1U) << "the first of two tells how slow it is";
+    }
+}
+
 TEST(TranscriptionEngine, TriesOnceMoreThenNamesEveryTrouble) {
     const auto status = [](const char* code, const char* headers = "") {
         return ScriptedEndpoint::reply(R"({"text":"secret"})", code, headers);
