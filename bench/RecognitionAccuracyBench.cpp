@@ -1,13 +1,18 @@
 // Word error rates of the service's recogniser, beside those of the bare library on the whole recording in one piece.
+// With sound files as arguments: what either hears of them as they are captured, as JSON, a line a file.
 #include "Measure.h"
 
+#include "AVFoundation/AVAudioConverter.h"
+#include "AVFoundation/FileCapture.h"
 #include "Decoding/Transcriber.h"
 #include "Speech/RecogniserEngine.h"
 
 #include <algorithm>
 #include <cmath>
 #include <condition_variable>
+#include <future>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <span>
 
@@ -73,9 +78,29 @@ std::string heardByLibrary(recogniser::Transcriber& transcriber, const Samples& 
     return transcriber.transcribe(floats).text;
 }
 
+/// A sound file as the application hears it; empty when it cannot be played.
+Samples captured(const char* path) {
+    std::promise<void> finished;
+    Samples samples;
+    FileCapture capture({path, 1e6, [&finished] { finished.set_value(); }});
+    const auto from = capture.format();
+    const auto to = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16'000, 1, false);
+    const auto converter = from ? AVAudioConverter::make(*from, *to) : nullptr;
+    const auto convert = [&](const std::shared_ptr<AVAudioPCMBuffer>& buffer) {
+        const auto converted = AVAudioPCMBuffer::make(*to, 1'600);
+        converted->setFrameLength(1'600);
+        if (converter->convert(*converted, [&buffer] { return buffer; }))
+            samples.insert(samples.end(), converted->int16ChannelData(0), converted->int16ChannelData(0) + 1'600);
+    };
+    if (converter && capture.start(static_cast<std::uint32_t>(from->sampleRate() / 10), convert))
+        finished.get_future().wait();
+    capture.stop();
+    return samples;
+}
+
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
     const std::filesystem::path source = PARLOWEN_SOURCE_DIR;
     const auto places = service::ModelRegistry::Places::ofThisProgram("/nowhere");
     const auto model = recogniser::ModelFolder::at(places.installed / "moonshine-base-en");
@@ -84,6 +109,15 @@ int main() {
     const auto bare =
         recogniser::loadTranscriber(recogniser::SherpaLibrary::load(places.installed.parent_path()), *model);
     service::RecogniserEngine engine(places);
+    for (const auto* file : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
+        const auto samples = captured(file);
+        std::puts(nlohmann::json{
+            {"file", file}, {"service", heardByService(engine, samples)}, {"library", heardByLibrary(*bare, samples)}}
+                      .dump()
+                      .c_str());
+    }
+    if (argc > 1)
+        return 0;
     bool met = true;
     const auto compare = [&](const std::string& name, const std::vector<Recording>& recordings, double target) {
         double rate = 0, base = 0;

@@ -6,7 +6,11 @@
 #include "Words.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <random>
 #include <stdexcept>
+#include <vector>
 
 namespace parlowen::recogniser {
 
@@ -82,6 +86,20 @@ void setFiles(sherpa::OfflineModelConfig& config, const ModelFolder& model) {
     }
 }
 
+/// The samples with noise 40 dB below their level, the same every time. Where there is no sound at all, such as above
+/// 4 kHz in a telephone call, models of 8 bits mishear words that they understand in a noise that nobody hears.
+std::vector<float> withNoise(std::span<const float> samples) {
+    constexpr float share = 0.01F;
+    const float energy = std::inner_product(samples.begin(), samples.end(), samples.begin(), 0.0F);
+    const float level = share * std::sqrt(energy / static_cast<float>(std::max<std::size_t>(1, samples.size())));
+    std::minstd_rand random;
+    std::normal_distribution<float> noise;
+    std::vector<float> noisy(samples.begin(), samples.end());
+    for (float& sample : noisy)
+        sample += level * noise(random);
+    return noisy;
+}
+
 double secondsOf(std::span<const float> samples) { return static_cast<double>(samples.size()) / sampleRate; }
 
 bool isSound(const Transcript& transcript, std::span<const float> samples) {
@@ -105,13 +123,14 @@ std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const
     sherpa::OfflineRecognizerConfig config{};
     config.features = {sampleRate, 80};
     config.model.threads = 1; // more do not make one decoding faster; several decodings run side by side
+    config.model.provider = library.provider.c_str();
     config.decodingMethod = "greedy_search";
     setFiles(config.model, model);
     return std::make_unique<OfflineTranscriber>(library, config);
 }
 
 std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples) {
-    auto transcript = transcriber.transcribe(samples);
+    auto transcript = transcriber.transcribe(withNoise(samples));
     if (samples.size() < shortestToRepeat)
         return beforeRepeat(std::move(transcript.text));
     if (isSound(transcript, samples))
@@ -126,7 +145,7 @@ std::optional<std::string> partialText(Transcriber& transcriber, std::span<const
 }
 
 std::string finalText(Transcriber& transcriber, std::span<const float> samples) {
-    auto whole = transcriber.transcribe(samples);
+    auto whole = transcriber.transcribe(withNoise(samples));
     if (isSound(whole, samples))
         return std::move(whole.text);
     if (samples.size() < shortestToHalve)
@@ -134,7 +153,7 @@ std::string finalText(Transcriber& transcriber, std::span<const float> samples) 
     const auto third = samples.size() / 3;
     const auto cut = quietPlace(samples.first(2 * third), third);
     const auto half = [&transcriber](std::span<const float> part) {
-        return withoutRepeats(transcriber.transcribe(part).text);
+        return withoutRepeats(transcriber.transcribe(withNoise(part)).text);
     };
     return joinedAtCut(half(samples.first(cut)), half(samples.subspan(cut)));
 }

@@ -3,11 +3,15 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
 
 /// The part of onnxruntime's C interface that is used here. Its functions stand in a table whose order never changes
-/// (onnxruntime_c_api.h, "The C API"); version 1 of the table has all of these.
+/// (onnxruntime_c_api.h, "The C API"); version 8 of the table has all of these.
 namespace parlowen::recogniser::onnx {
 
+struct ArenaConfig;
 struct Env;
 struct MemoryInfo;
 struct Session;
@@ -15,7 +19,7 @@ struct SessionOptions;
 struct Status; ///< null is success
 struct Value;
 
-inline constexpr std::uint32_t tableVersion = 1;
+inline constexpr std::uint32_t tableVersion = 8;
 
 using MessageOf = const char* (*)(const Status*);
 using CreateEnv = Status* (*)(int logLevel, const char* name, Env**);
@@ -28,6 +32,9 @@ using SetThreads = Status* (*)(SessionOptions*, int);
 using CreateTensorWithData = Status* (*)(const MemoryInfo*, void* data, std::size_t bytes, const std::int64_t* shape,
                                          std::size_t dimensions, int type, Value**);
 using CreateCpuMemoryInfo = Status* (*)(int allocator, int memory, MemoryInfo**);
+using CreateArenaConfig = Status* (*)(const char* const* keys, const std::size_t* values, std::size_t count,
+                                      ArenaConfig**);
+using RegisterArena = Status* (*)(Env*, const MemoryInfo*, const ArenaConfig*);
 template<typename T>
 using Release = void (*)(T*);
 
@@ -54,6 +61,12 @@ struct Table {
     Release<Value> releaseValue;
     std::array<void*, 3> releaseDescriptions;
     Release<SessionOptions> releaseSessionOptions;
+    std::array<void*, 43> models;
+    RegisterArena registerArena;
+    std::array<void*, 12> global;
+    Release<ArenaConfig> releaseArenaConfig;
+    std::array<void*, 6> providers;
+    CreateArenaConfig createArenaConfig;
 };
 
 struct ApiBase {
@@ -68,5 +81,31 @@ static_assert(offsetof(Table, createTensorWithData) == 49 * sizeof(void*));
 static_assert(offsetof(Table, createCpuMemoryInfo) == 69 * sizeof(void*));
 static_assert(offsetof(Table, releaseEnv) == 92 * sizeof(void*));
 static_assert(offsetof(Table, releaseSessionOptions) == 100 * sizeof(void*));
+static_assert(offsetof(Table, registerArena) == 144 * sizeof(void*));
+static_assert(offsetof(Table, releaseArenaConfig) == 157 * sizeof(void*));
+static_assert(offsetof(Table, createArenaConfig) == 164 * sizeof(void*));
+
+template<typename T>
+using Handle = std::unique_ptr<T, Release<T>>;
+
+/// Throws std::runtime_error of what went wrong.
+inline void check(const Table& api, Status* status) {
+    if (const Handle<Status> problem(status, api.releaseStatus); problem)
+        throw std::runtime_error(std::string("the speech library's runtime cannot be used: ") + api.messageOf(status));
+}
+
+/// What a function of the table makes of the arguments; throws std::runtime_error.
+template<typename T, typename Make, typename... Arguments>
+Handle<T> made(const Table& api, Release<T> release, Make make, Arguments... arguments) {
+    T* handle = nullptr;
+    check(api, make(arguments..., &handle));
+    return {handle, release};
+}
+
+inline Handle<MemoryInfo> memoryOfProcessor(const Table& api) {
+    constexpr int arenaAllocator = 1;
+    constexpr int defaultMemory = 0;
+    return made(api, api.releaseMemoryInfo, api.createCpuMemoryInfo, arenaAllocator, defaultMemory);
+}
 
 } // namespace parlowen::recogniser::onnx

@@ -3,6 +3,9 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <stdexcept>
+#include <string_view>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace parlowen::recogniser {
 
@@ -42,6 +45,28 @@ void findOnline(void* library, SherpaLibrary& api) {
     find(library, "SherpaOnnxOnlineStreamIsEndpoint", api.onlineEndpoint);
 }
 
+/// An arena that all networks share, and that grows by what is asked for. On its own each network would have one that
+/// doubles: two decodings of 10 s at a time, 470 MB instead of 340, and a little more each time for half an hour.
+void findRuntime(void* library, SherpaLibrary& api) {
+    const onnx::ApiBase* (*base)() = nullptr;
+    find(library, "OrtGetApiBase", base);
+    api.onnx = base()->table(onnx::tableVersion);
+    constexpr int warnings = 2;
+    constexpr const char* strategy = "arena_extend_strategy";
+    constexpr std::size_t sameAsRequested = 1;
+    auto env = made(*api.onnx, api.onnx->releaseEnv, api.onnx->createEnv, warnings, "speech");
+    const auto config = made(*api.onnx, api.onnx->releaseArenaConfig, api.onnx->createArenaConfig, &strategy,
+                             &sameAsRequested, std::size_t{1});
+    check(*api.onnx, api.onnx->registerArena(env.get(), memoryOfProcessor(*api.onnx).get(), config.get()));
+    api.onnxEnv = env.release();
+    // The library takes the options of a session from a file alone.
+    constexpr std::string_view options = "SessionConfig.session.use_env_allocators=1\n";
+    const int file = memfd_create("session-options", 0);
+    if (write(file, options.data(), options.size()) != static_cast<ssize_t>(options.size()))
+        throw std::runtime_error("there is no memory for the speech library's options");
+    api.provider = "cpu:/proc/self/fd/" + std::to_string(file);
+}
+
 SherpaLibrary loaded(const std::filesystem::path& folder) {
     void* library = dlopen((folder / "libsherpa-onnx-c-api.so").c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library)
@@ -53,7 +78,7 @@ SherpaLibrary loaded(const std::filesystem::path& folder) {
                                  sherpa::version);
     findOffline(library, api);
     findOnline(library, api);
-    find(library, "OrtGetApiBase", api.onnxRuntime);
+    findRuntime(library, api);
     return api;
 }
 

@@ -39,7 +39,11 @@ struct SherpaLibrary {
     void (*finishOnline)(const sherpa::OnlineStream*) = nullptr;
     std::int32_t (*onlineEndpoint)(const sherpa::OnlineRecognizer*, const sherpa::OnlineStream*) = nullptr;
 
-    const onnx::ApiBase* (*onnxRuntime)() = nullptr; ///< the runtime that the library stands on
+    std::string provider; ///< that the networks are to name in their configuration; their memory is shared with it
+
+    // The runtime that the library stands on.
+    const onnx::Table* onnx = nullptr;
+    const onnx::Env* onnxEnv = nullptr;
 };
 
 } // namespace parlowen::recogniser

@@ -18,12 +18,13 @@ constexpr float silenceAfterWords = 0.8F;
 constexpr float longestUtterance = 20;
 constexpr std::size_t lastSilence = sampleRate / 2; // lets the last words out of the network
 
-sherpa::OnlineRecognizerConfig configOf(const ModelFolder& model) {
+sherpa::OnlineRecognizerConfig configOf(const SherpaLibrary& library, const ModelFolder& model) {
     const auto file = [&model](const char* part) { return model.files.at(part).c_str(); };
     sherpa::OnlineRecognizerConfig config{};
     config.features = {sampleRate, 80};
     config.model.tokens = file("tokens");
     config.model.threads = 1;
+    config.model.provider = library.provider.c_str();
     config.decodingMethod = "greedy_search";
     config.enableEndpoint = 1;
     config.silenceWithoutWords = silenceWithoutWords;
@@ -43,7 +44,7 @@ sherpa::OnlineRecognizerConfig configOf(const ModelFolder& model) {
 StreamingModel::StreamingModel(const SherpaLibrary& library, const ModelFolder& model)
     : api(library)
     , recognizer([&] {
-        const auto config = configOf(model);
+        const auto config = configOf(library, model);
         return library.createOnline(&config);
     }()) {
     if (!recognizer)

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <stdexcept>
-#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -24,54 +22,35 @@ constexpr std::size_t stateSize = 256;
 constexpr int floatType = 1; // ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT
 constexpr int int64Type = 7; // ONNX_TENSOR_ELEMENT_DATA_TYPE_INT64
 
-template<typename T>
-using Handle = std::unique_ptr<T, onnx::Release<T>>;
-
 /// The network with its weights, once for all detectors.
 class SileroNetwork {
 public:
     SileroNetwork(const SherpaLibrary& library, const std::filesystem::path& model)
-        : api_(*library.onnxRuntime()->table(onnx::tableVersion)) {
-        constexpr int warnings = 2;
-        constexpr int arenaAllocator = 1;
-        constexpr int defaultMemory = 0;
-        env_ = made(api_.releaseEnv, api_.createEnv, warnings, "voice");
-        memory_ = made(api_.releaseMemoryInfo, api_.createCpuMemoryInfo, arenaAllocator, defaultMemory);
-        const auto options = made(api_.releaseSessionOptions, api_.createSessionOptions);
-        check(api_.setIntraOpThreads(options.get(), 1));
-        session_ = made(api_.releaseSession, api_.createSession, env_.get(), model.c_str(), options.get());
+        : api_(*library.onnx)
+        , memory_(onnx::memoryOfProcessor(api_)) {
+        const auto options = made(api_, api_.releaseSessionOptions, api_.createSessionOptions);
+        check(api_, api_.setIntraOpThreads(options.get(), 1));
+        session_ = made(api_, api_.releaseSession, api_.createSession, library.onnxEnv, model.c_str(), options.get());
     }
 
     /// A tensor over data of the caller's.
     template<typename T, std::size_t size>
-    Handle<onnx::Value> tensor(std::array<T, size>& data, std::initializer_list<std::int64_t> shape) const {
-        return made(api_.releaseValue, api_.createTensorWithData, memory_.get(), static_cast<void*>(data.data()),
+    onnx::Handle<onnx::Value> tensor(std::array<T, size>& data, std::initializer_list<std::int64_t> shape) const {
+        return made(api_, api_.releaseValue, api_.createTensorWithData, memory_.get(), static_cast<void*>(data.data()),
                     sizeof data, shape.begin(), shape.size(), std::is_same_v<T, float> ? floatType : int64Type);
     }
 
     void run(std::array<const onnx::Value*, 3> inputs, std::array<onnx::Value*, 2> outputs) const {
         constexpr std::array inputNames{"input", "state", "sr"};
         constexpr std::array outputNames{"output", "stateN"};
-        check(api_.run(session_.get(), nullptr, inputNames.data(), inputs.data(), inputs.size(), outputNames.data(),
-                       outputNames.size(), outputs.data()));
+        check(api_, api_.run(session_.get(), nullptr, inputNames.data(), inputs.data(), inputs.size(),
+                             outputNames.data(), outputNames.size(), outputs.data()));
     }
 
 private:
-    void check(onnx::Status* status) const {
-        if (const Handle<onnx::Status> problem(status, api_.releaseStatus); problem)
-            throw std::runtime_error(std::string("the voice detector cannot be used: ") + api_.messageOf(status));
-    }
-    template<typename T, typename Make, typename... Arguments>
-    Handle<T> made(onnx::Release<T> release, Make make, Arguments... arguments) const {
-        T* handle = nullptr;
-        check(make(arguments..., &handle));
-        return {handle, release};
-    }
-
     const onnx::Table& api_;
-    Handle<onnx::Env> env_{nullptr, nullptr};
-    Handle<onnx::MemoryInfo> memory_{nullptr, nullptr};
-    Handle<onnx::Session> session_{nullptr, nullptr};
+    const onnx::Handle<onnx::MemoryInfo> memory_;
+    onnx::Handle<onnx::Session> session_{nullptr, nullptr};
 };
 
 class SileroDetector : public VoiceDetector {
@@ -117,11 +96,11 @@ private:
     std::array<float, stateSize> state_{}, nextState_{};
     std::array<std::int64_t, 1> rate_{sampleRate};
     std::array<float, 1> voice_{};
-    const Handle<onnx::Value> inputTensor_ = network_->tensor(input_, {1, windowLength + overlap});
-    const Handle<onnx::Value> stateTensor_ = network_->tensor(state_, {2, 1, stateSize / 2});
-    const Handle<onnx::Value> nextStateTensor_ = network_->tensor(nextState_, {2, 1, stateSize / 2});
-    const Handle<onnx::Value> rateTensor_ = network_->tensor(rate_, {1});
-    const Handle<onnx::Value> voiceTensor_ = network_->tensor(voice_, {1, 1});
+    const onnx::Handle<onnx::Value> inputTensor_ = network_->tensor(input_, {1, windowLength + overlap});
+    const onnx::Handle<onnx::Value> stateTensor_ = network_->tensor(state_, {2, 1, stateSize / 2});
+    const onnx::Handle<onnx::Value> nextStateTensor_ = network_->tensor(nextState_, {2, 1, stateSize / 2});
+    const onnx::Handle<onnx::Value> rateTensor_ = network_->tensor(rate_, {1});
+    const onnx::Handle<onnx::Value> voiceTensor_ = network_->tensor(voice_, {1, 1});
 };
 
 } // namespace

@@ -129,6 +129,7 @@ int runShell(const CommandLine& line) {
         write(stderr, unanswered.here().toUtf8());
         return 1;
     }
+    chooseLanguage(windowLanguage()); // what a window shows may be worded for the terminal
     AppDelegate delegate(line, [](int status) { QCoreApplication::exit(status); });
     const UnixSignals interrupts([&delegate] { delegate.quit(); });
     instance.onLaunch = [&delegate](const Launch& launch) { return answerLaterStart(delegate, launch); };
@@ -219,8 +220,6 @@ int main(int argc, char** argv) {
     }
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     const bool shell = line.action == CommandLine::Action::Shell;
-    if (shell)
-        chooseLanguage(windowLanguage()); // what a window shows may be worded for the terminal
     if ((shell || (session && !line.headless)) && !hasDisplay()) {
         constexpr Phrase noDisplay{
             "parlowen: there is no display to open the window on; a session goes without one with --headless\n",

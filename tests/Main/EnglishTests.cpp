@@ -109,6 +109,9 @@ QStringList cutIn(const QWidget& page) {
 
 TEST_F(EnglishTest, NoTextIsCutInASmallWindowInEitherLanguage) {
     settings_.setUserInfo(UserBaseModel{});
+    AIInterviewModel system; // with a program to choose, and the longest names
+    system.deviceType = 1;
+    settings_.setAiInterviewSetModel(system);
     for (const Language language : {Language::Chinese, Language::English}) {
         speak(language);
         ViewController window(context());

@@ -110,7 +110,7 @@ void SetupForm::layRows() {
     links->addWidget(sourceLink_);
     links->addStretch();
     links->addWidget(rehearseButton_);
-    links->addSpacing(inPoints(settingsRoom) - leftMargin);
+    links->setContentsMargins(0, 0, inPoints(settingsRoom) - leftMargin, 0);
     source_->addLayout(source);
     source_->addLayout(links, 1);
     for (QBoxLayout* row : {source_, static_cast<QBoxLayout*>(source), static_cast<QBoxLayout*>(links)})

@@ -32,7 +32,7 @@ public:
         const int wide = fontMetrics().horizontalAdvance(text()) + 2 * linkEdge + 1;
         return {wide, heightForWidth(wide)};
     }
-    QSize minimumSizeHint() const override { return {fontMetrics().averageCharWidth() * 6, fontMetrics().height()}; }
+    QSize minimumSizeHint() const override { return {fontMetrics().averageCharWidth() * 5, fontMetrics().height()}; }
 
 protected:
     void paintEvent(QPaintEvent*) override {
