@@ -90,7 +90,8 @@ void PieceHost::work() {
     std::unique_lock lock(mutex);
     while (true) {
         std::optional<Work> next;
-        wake.wait(lock, [this, &next] { return stopping || (next = nextWork()); });
+        while (!stopping && !(next = nextWork()))
+            wake.wait_until(lock, nextPartialTime()); // no more audio may come until then
         if (stopping)
             return;
         lock.unlock();
@@ -129,6 +130,15 @@ std::optional<PieceHost::Work> PieceHost::nextPartial() {
         }
     }
     return std::nullopt;
+}
+
+/// An hour from now where none is to be expected.
+PieceHost::Clock::time_point PieceHost::nextPartialTime() const {
+    auto time = Clock::now() + std::chrono::hours(1);
+    if (runningPartials < mostPartials)
+        for (const auto& [id, stream] : streams)
+            time = std::min(time, stream.tracker->nextPartialTime().value_or(time));
+    return time;
 }
 
 void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::duration took) {

@@ -51,6 +51,7 @@ private:
     void work();
     std::optional<Work> nextWork();
     std::optional<Work> nextPartial();
+    Clock::time_point nextPartialTime() const;
     void take(const Work& done, std::optional<std::string> text, Clock::duration took);
     void tellLoad(Clock::time_point now);
 

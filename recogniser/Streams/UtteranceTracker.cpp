@@ -200,10 +200,16 @@ std::optional<UtteranceTracker::Job> UtteranceTracker::nextFinalJob() {
 }
 
 std::optional<UtteranceTracker::Job> UtteranceTracker::nextPartialJob(Clock::time_point now) {
-    if (state != State::Speaking || runningPartial || position < nextPartialAt || now < partialNotBefore)
+    if (const auto time = nextPartialTime(); !time || now < *time)
         return std::nullopt;
     runningPartial = Job{Job::Kind::Partial, ++jobs, segmentFrom, position};
     return runningPartial;
+}
+
+std::optional<UtteranceTracker::Clock::time_point> UtteranceTracker::nextPartialTime() const {
+    if (state != State::Speaking || runningPartial || position < nextPartialAt)
+        return std::nullopt;
+    return partialNotBefore;
 }
 
 bool UtteranceTracker::wants(const Job& job) const {

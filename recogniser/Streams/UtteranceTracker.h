@@ -60,6 +60,8 @@ public:
     /// What is to be decoded next. It is the caller's until its result comes.
     std::optional<Job> nextFinalJob();
     std::optional<Job> nextPartialJob(Clock::time_point now);
+    /// When there will be a partial job without more audio, now or later.
+    std::optional<Clock::time_point> nextPartialTime() const;
     /// False once the result of a job that was handed out is of no use any more.
     bool wants(const Job& job) const;
     std::span<const std::int16_t> samplesOf(const Job& job) const;
