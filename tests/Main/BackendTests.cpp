@@ -202,6 +202,7 @@ TEST_F(SessionSignInTest, ADerivedPasswordGoesToTheLocalServiceOverTlsAlone) {
     EXPECT_EQ(server_.requests().size() + local.requests().size(), 0U);
     EXPECT_EQ(problemWith(local.baseUrl()), "");
     EXPECT_EQ(settings_.loginToken(), "t");
+    EXPECT_NE(problemWith(ScriptedHttpServer::refusingUrl()), "") << "a token that nobody looks at";
 }
 
 } // namespace

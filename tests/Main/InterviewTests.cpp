@@ -27,18 +27,19 @@ protected:
         control({"set-default-source", "mic"});
         ASSERT_TRUE(watch->until(
             [] { return control({"get-default-sink"}) == "speakers" && control({"get-default-source"}) == "mic"; }));
+        idle = recordings();
     }
     std::unique_ptr<ProgramRun> session(const QString& source) const {
         return std::make_unique<ProgramRun>(
             QStringList{"--interview", source, "--headless", "--json", "--language", "en-US", "--verbose"},
             QMap<QString, QString>{{"LC_ALL", "C"}}, home);
     }
+    static qsizetype recordings() {
+        return control({"list", "short", "source-outputs"}).split(u'\n', Qt::SkipEmptyParts).size();
+    }
+    /// Of the program's, beside what the machine's own devices record.
     void expectRecordings(qsizetype count) const {
-        EXPECT_TRUE(watch->until(
-            [count] {
-                return control({"list", "short", "source-outputs"}).split(u'\n', Qt::SkipEmptyParts).size() == count;
-            },
-            40'000));
+        EXPECT_TRUE(watch->until([&] { return recordings() == idle + count; }, 40'000)) << recordings();
         expectDefaults("mic", "speakers");
     }
     /// Says something in the hearing of a session; the sink is empty for the default output.
@@ -53,6 +54,7 @@ protected:
 
     std::shared_ptr<ProgramHome> home = std::make_shared<ProgramHome>();
     std::unique_ptr<ServerWatch> watch;
+    qsizetype idle = 0;
 };
 
 ON_EITHER_AUDIO_SERVER(InterviewTest);

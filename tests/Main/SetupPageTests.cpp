@@ -181,6 +181,7 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     ASSERT_TRUE(started_.empty());
     EXPECT_TRUE(notice(0)->isVisible() && notice(1)->isVisible());
     EXPECT_TRUE(started_.empty());
+    EXPECT_TRUE(question()->contentLabel()->text().contains("不需要译文时"));
     QTest::keyClick(question(), Qt::Key_Escape);
     ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
     EXPECT_TRUE(started_.empty());

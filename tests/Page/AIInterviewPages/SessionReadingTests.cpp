@@ -80,7 +80,9 @@ TEST_F(SessionReadingTest, TheContextMenuCopiesFromTheListUnderThePointer) {
     choose(menuAt({300, 30}), "usualFont");
     EXPECT_EQ(page().fontSize(), 14);
     EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt) << "where no settings are stored, none appear";
-    EXPECT_EQ(menuAt({300, 30})->findChild<QAction*>("copy"), nullptr);
+    QMenu& menu = *menuAt({300, 30});
+    EXPECT_FALSE(menu.findChild<QAction*>("usualFont")->isEnabled()) << "it is so already";
+    EXPECT_EQ(menu.findChild<QAction*>("copy"), nullptr);
 }
 
 TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {

@@ -90,7 +90,8 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     press(Qt::Key_Space);
     auto* sentences = details()->findChild<QLabel*>("statusSentences");
     EXPECT_THAT(sentences->text().toStdString(), ::testing::HasSubstr("另一个面试窗口已打开"));
-    EXPECT_FALSE(details()->findChild<QLabel*>("statusAdvice")->text().isEmpty());
+    const auto& advice = *details()->findChild<QLabel*>("statusAdvice");
+    EXPECT_TRUE(advice.isVisible() && !advice.text().isEmpty());
     EXPECT_TRUE(window_->screen()->availableGeometry().contains(details()->geometry()));
     sentences->setSelection(0, 3);
     const QString marked = sentences->selectedText();

@@ -146,6 +146,10 @@ TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
               R"({"RecognitionStatus":"Success","DisplayText":"Good.","Offset":5,"Duration":9})"_json);
     EXPECT_EQ(body(3).at("TranslationStatus"), "Error");
     EXPECT_EQ(body(2).at("SpeechPhrase").at("RecognitionStatus"), "NoMatch");
+
+    context(std::string(translationContext).replace(translationContext.find("Always"), 6, "None"), "turn2");
+    heard(Kind::Partial, "good", 5, 6);
+    EXPECT_THAT(paths(), ElementsAre("turn.start")) << "finals alone are wanted";
 }
 
 TEST_F(SpeechSessionTest, TheOlderTranslationPathNestsItsTexts) {
