@@ -75,7 +75,10 @@ void CaptchaProcess::read() {
         const QJsonObject line = QJsonDocument::fromJson(process_.readLine(longestLine)).object();
         if (line[u"log"].isString())
             consoleLog(line[u"log"].toString());
-        if (line[u"validate"].isString() && onValidateReceived)
+        if (!line[u"validate"].isString())
+            continue;
+        hasDelivered_ = true;
+        if (onValidateReceived)
             onValidateReceived(line[u"validate"].toString());
     }
 }
@@ -84,7 +87,7 @@ void CaptchaProcess::ended(bool well) {
     if (std::exchange(hasEnded_, true))
         return;
     const QPointer<CaptchaProcess> self(this);
-    if (!well && onFailure)
+    if (!well && !hasDelivered_ && onFailure)
         onFailure();
     if (self && onClosed)
         onClosed();

@@ -42,6 +42,7 @@ private:
 
     QProcess process_;
     bool hasEnded_ = false;
+    bool hasDelivered_ = false; ///< a result: what goes wrong afterwards is nobody's concern
 };
 
 } // namespace parlowen

@@ -53,8 +53,10 @@ void CaptchaViewController::showWebView(CaptchaModule& module, const QUrl& page)
         if (self)
             self->didReceiveScriptMessage(handler, body);
     };
-    hooks.finished = [self](const QUrl& url) {
+    hooks.finished = [self](const QUrl& url, bool well) {
         if (self)
+            self->zoom();
+        if (self && well)
             self->didFinishNavigation(url);
     };
     webView_ = module.makeWebView(page, hooks);

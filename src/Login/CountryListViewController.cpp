@@ -67,7 +67,8 @@ void CountryListViewController::controlTextDidChange() {
     filteredModels_.clear();
     std::copy_if(countryModels_.begin(), countryModels_.end(), std::back_inserter(filteredModels_),
                  [&query](const CountryListModel& country) {
-                     return contains(countryName(country), query) || contains(country.country_code, query);
+                     return contains(countryName(country), query) || contains(country.name_zn, query) ||
+                            contains(country.country_code, query);
                  });
     QStringList rows;
     for (const CountryListModel& country : filteredModels_)

@@ -13,8 +13,10 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLibrary>
+#include <algorithm>
 #include <openssl/crypto.h>
 #include <utility>
+#include <vector>
 
 namespace parlowen {
 
@@ -64,7 +66,13 @@ MicroManagement::Hooks microphoneHooks() {
 } // namespace
 
 void Composition::alertInFront(const Alert& alert) {
+    // A page asks for several things at once, which fail in the same words: one alert says so.
+    static std::vector<Alert> showing;
+    if (std::find(showing.begin(), showing.end(), alert) != showing.end())
+        return;
+    showing.push_back(alert);
     showAlert(alert.title, alert.text, alert.icon, iconOf(alert.style));
+    std::erase(showing, alert);
 }
 
 std::function<void(const Alert&)> Composition::alertInPassing() {

@@ -220,19 +220,20 @@ void MineViewController::recordButtonTapped(const QString& title) {
 }
 
 void MineViewController::deleteAccount() {
-    http_.requestData(QStringLiteral("/user/logoff"), HttpMethod::POST, std::nullopt, std::nullopt, this,
-                      [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
-                          if (status != FResponseStatus::success || !json)
-                              return;
-                          ProgressHUD::shared().toast((*json)["message"].stringValue());
-                          // The account is gone whether or not this page is still shown.
-                          afterDelay(signOutDelaySeconds, QPointer<HttpDatas>(&http_),
-                                     [&settings = settings_, signedOut = onSignedOut] {
-                                         settings.clearSignIn();
-                                         if (signedOut)
-                                             signedOut();
-                                     });
-                      });
+    const auto signOut = [&settings = settings_, signedOut = onSignedOut] {
+        settings.clearSignIn();
+        if (signedOut)
+            signedOut();
+    };
+    const QPointer<HttpDatas> http(&http_); // the account is gone whether or not this page is still there
+    http_.requestData(
+        QStringLiteral("/user/logoff"), HttpMethod::POST, std::nullopt, std::nullopt,
+        [http, signOut](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
+            if (status != FResponseStatus::success || !json)
+                return;
+            ProgressHUD::shared().toast((*json)["message"].stringValue());
+            afterDelay(signOutDelaySeconds, http, signOut);
+        });
 }
 
 } // namespace parlowen

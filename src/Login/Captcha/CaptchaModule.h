@@ -21,7 +21,7 @@ public:
         /// The page posted a message to the script message handler of that name.
         std::function<void(const QString& handler, const QJsonValue& body)> message;
         /// The page, or what the engine shows in its place, has been loaded; the URL may be empty.
-        std::function<void(const QUrl& url)> finished;
+        std::function<void(const QUrl& url, bool well)> finished;
     };
 
     virtual ~CaptchaModule() = default;

@@ -80,7 +80,8 @@ CaptchaWebView::CaptchaWebView(const QUrl& page, const CaptchaModule::Hooks& hoo
     limitPage();
     offerMessageHandler();
     setPage(&page_);
-    connect(&page_, &QWebEnginePage::loadFinished, this, [this, hooks] { hooks.finished(page_.url()); });
+    connect(&page_, &QWebEnginePage::loadFinished, this,
+            [this, hooks](bool well) { hooks.finished(page_.url(), well); });
     QTimer::singleShot(loadTimeoutMilliseconds, &page_, [this] {
         if (page_.isLoading())
             page_.triggerAction(QWebEnginePage::Stop);

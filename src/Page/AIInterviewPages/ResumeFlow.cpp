@@ -128,15 +128,15 @@ void ResumeFlow::startUpload(const QUrl& file) {
     showState();
     run->upload->uploadResumeFile(file, updateToken_,
                                   [this, run](FResponseStatus status, const std::optional<JSON>& reply,
-                                              const QString& text) { uploadEnded(run, status, reply, text); });
+                                              const QString&) { uploadEnded(run, status, reply); });
 }
 
-void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const std::optional<JSON>& reply,
-                             const QString& text) {
+void ResumeFlow::uploadEnded(Runs::iterator run, FResponseStatus status, const std::optional<JSON>& reply) {
     std::exchange(run->upload, nullptr)->deleteLater();
     if (status != FResponseStatus::success) {
         const bool isLarge = run->total > usualLimit;
-        fail(run, text, isLarge ? UpdateResumeView::tr("文件可能太大（%1）").arg(sizeText(run->total)) : QString());
+        fail(run, UpdateResumeView::tr("请求失败"),
+             isLarge ? UpdateResumeView::tr("文件可能太大（%1）").arg(sizeText(run->total)) : QString());
         return;
     }
     const JSON file = reply.value_or(JSON());

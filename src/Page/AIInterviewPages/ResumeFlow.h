@@ -59,7 +59,7 @@ private:
     void requestCredential(const std::optional<QUrl>& file);
     void openPanel();
     void startUpload(const QUrl& file);
-    void uploadEnded(Runs::iterator run, FResponseStatus status, const std::optional<JSON>& reply, const QString& text);
+    void uploadEnded(Runs::iterator run, FResponseStatus status, const std::optional<JSON>& reply);
     void bindResume(Runs::iterator run, const QString& fileId, const QString& fileName);
     void end(Runs::iterator run);
     void fail(Runs::iterator run, const QString& text, const QString& reason);

@@ -71,16 +71,16 @@ void ContactView::build() {
 void ContactView::request() {
     http_.requestData(QStringLiteral("/operation/contact"), HttpMethod::GET, std::nullopt, std::nullopt, this,
                       [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
+                          if (status != FResponseStatus::success)
+                              return;
                           const QUrl url(json ? (*json)["data"].stringValue() : QString(), QUrl::StrictMode);
-                          if (status != FResponseStatus::success || !url.isValid() || url.isRelative()) {
+                          if (!url.isValid() || url.isRelative()) {
                               sayThatThereIsNone();
                               return;
                           }
                           images_.load(url, this, [this](const Result<QImage>& picture) {
                               if (picture)
                                   showPicture(*picture);
-                              else
-                                  sayThatThereIsNone();
                           });
                       });
 }
