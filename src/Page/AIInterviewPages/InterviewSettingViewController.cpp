@@ -23,6 +23,7 @@
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QTimer>
 #include <QToolButton>
 #include <utility>
 
@@ -32,6 +33,7 @@ namespace {
 
 constexpr int gearSize = 24;
 constexpr int gearMargin = 10;
+constexpr int mostWaitMilliseconds = 2'000; // of a start, for the lists of languages
 
 const LanguageListModel builtInChinese{128, QStringLiteral("中文（简体）"), QStringLiteral("zh-CN"),
                                        QStringLiteral("zh-Hans"), QStringLiteral("Z")};
@@ -244,8 +246,20 @@ void InterviewSettingViewController::showPersonalHint() {
 void InterviewSettingViewController::startInterview() {
     startsThen_ = requests_ > 0;
     form_->showWaiting(startsThen_);
-    if (startsThen_)
+    if (!startsThen_) {
+        startAsked();
         return;
+    }
+    // Somebody may be late for a call: what is not known by then is not asked about.
+    QTimer::singleShot(mostWaitMilliseconds, this, [this] {
+        if (!std::exchange(startsThen_, false))
+            return;
+        form_->showWaiting(false);
+        startAsked();
+    });
+}
+
+void InterviewSettingViewController::startAsked() {
     if (form_->spokenNotice()->isMissing() || form_->targetNotice()->isMissing())
         askAboutLanguages();
     else

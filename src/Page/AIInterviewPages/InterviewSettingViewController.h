@@ -87,6 +87,7 @@ private:
     void receiveOffered(LanguageNotice& notice, std::optional<std::vector<LanguageListModel>> languages);
     void takeInstead(const LanguageNotice& notice);
     void askAboutLanguages();
+    void startAsked();
     void startHeard();
     void ask(CommonTipView* card, const std::function<void()>& startsAnyway, const std::function<void()>& remedy);
     void beginSession();
