@@ -81,15 +81,19 @@ std::string heardByLibrary(recogniser::Transcriber& transcriber, const Samples& 
 /// A sound file as the application hears it; empty when it cannot be played.
 Samples captured(const char* path) {
     std::promise<void> finished;
+    bool atEnd = false; // silence follows
     Samples samples;
-    FileCapture capture({path, 1e6, [&finished] { finished.set_value(); }});
+    FileCapture capture({path, 1e6, [&] {
+                             atEnd = true;
+                             finished.set_value();
+                         }});
     const auto from = capture.format();
     const auto to = AVAudioFormat::make(AVAudioCommonFormat::Int16, 16'000, 1, false);
     const auto converter = from ? AVAudioConverter::make(*from, *to) : nullptr;
     const auto convert = [&](const std::shared_ptr<AVAudioPCMBuffer>& buffer) {
         const auto converted = AVAudioPCMBuffer::make(*to, 1'600);
         converted->setFrameLength(1'600);
-        if (converter->convert(*converted, [&buffer] { return buffer; }))
+        if (!atEnd && converter->convert(*converted, [&buffer] { return buffer; }))
             samples.insert(samples.end(), converted->int16ChannelData(0), converted->int16ChannelData(0) + 1'600);
     };
     if (converter && capture.start(static_cast<std::uint32_t>(from->sampleRate() / 10), convert))
