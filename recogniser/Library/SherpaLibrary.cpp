@@ -61,7 +61,7 @@ void findRuntime(void* library, SherpaLibrary& api) {
     api.onnxEnv = env.release();
     // The library takes the options of a session from a file alone.
     constexpr std::string_view options = "SessionConfig.session.use_env_allocators=1\n";
-    const int file = memfd_create("session-options", 0);
+    const int file = memfd_create("session-options", MFD_CLOEXEC);
     if (write(file, options.data(), options.size()) != static_cast<ssize_t>(options.size()))
         throw std::runtime_error("there is no memory for the speech library's options");
     api.provider = "cpu:/proc/self/fd/" + std::to_string(file);

@@ -142,7 +142,16 @@ struct Service::Parts {
             startCaptcha(options);
         startSpeechTokens();
         server.start();
-        writePrivateFile(data / "port", std::to_string(server.port()) + "\n");
+        notePort();
+    }
+
+    /// For another program of this user. A full disk is no reason not to serve.
+    void notePort() const {
+        try {
+            writePrivateFile(data / "port", std::to_string(server.port()) + "\n");
+        } catch (const std::system_error& problem) {
+            logLine(problem.what());
+        }
     }
 
     void startSpeechTokens() {
