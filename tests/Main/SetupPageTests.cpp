@@ -199,6 +199,18 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     EXPECT_EQ(settings_.aiLangRightModel()->translation_key + settings_.aiLangLeftModel()->original_key, "fren-US");
 }
 
+TEST_F(SetupPageTest, AStartDoesNotWaitForAListThatDoesNotCome) {
+    for (const Reply& reply : {Reply::json(200, nobody), Reply::silence()})
+        server_.enqueue(reply);
+    window_.showPage(setupPage);
+    window_.show();
+    ASSERT_TRUE(waitForRequests(3));
+    QTest::mouseClick(page().startButton(), Qt::LeftButton);
+    EXPECT_TRUE(started_.empty()) << "it may still come";
+    EXPECT_TRUE(waitFor([this] { return started_.size() == 1; }));
+    EXPECT_EQ(question(), nullptr);
+}
+
 TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
     settings_.setAiLangLeftModel(english);
     ASSERT_NO_FATAL_FAILURE(open());
