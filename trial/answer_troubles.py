@@ -131,6 +131,7 @@ class Model:
     def open(self, port=0):
         self.server = http.server.ThreadingHTTPServer(("127.0.0.1", port), self.handler)
         self.server.daemon_threads = True
+        self.server.handle_error = lambda *_: None  # the service ends connections by a reset, too
         self.port = self.server.server_address[1]
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
 
