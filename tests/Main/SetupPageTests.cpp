@@ -6,6 +6,7 @@
 #include <Page/AIInterviewPages/SetupNotices.h>
 #include <Page/View/InterviewTypeView.h>
 #include <Page/View/SettingFields.h>
+#include <PulseAudio/PulseClient.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Popover.h>
@@ -271,6 +272,7 @@ TEST_F(SetupPageTest, TheSoundIsMeteredWhileItIsInSightAlone) {
     QTest::keyClick(strip.programPopup(), Qt::Key_Up);
     EXPECT_EQ(settings_.heardProgram(), std::nullopt);
     EXPECT_EQ(strip.sound(), (SessionSound{true, {}}));
+    EXPECT_EQ(PulseClient::shared()->route()->choice()->name, "") << "all is heard now";
     window_.hide();
     EXPECT_EQ(input_->alive, 0);
     window_.show();
