@@ -45,7 +45,7 @@ class Model:
     """Answers each question with the next kind of a round."""
 
     def __init__(self, language, key):
-        self.language, self.key, self.kinds, self.ended, self.asked, self.connections = language, key, [], [], 0, []
+        self.language, self.key, self.kinds, self.ended, self.asked = language, key, [], [], 0
         model = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -55,7 +55,7 @@ class Model:
                 pass
 
             def setup(self):
-                model.connections.append(self.request)
+                self.server.connections.append(self.request)
                 super().setup()
 
             def do_GET(self):
@@ -90,8 +90,9 @@ class Model:
                 self.send_header("Connection", "close")
                 self.end_headers()
                 self.close_connection = True
-                for at in range(0, len(text), 4):
-                    self.event({"delta": {"content": text[at:at + 4]}})
+                step = 4 if model.language == "en" else 2
+                for at in range(0, len(text), step):
+                    self.event({"delta": {"content": text[at:at + step]}})
                     time.sleep(pause)
 
             def event(self, choice):
@@ -129,16 +130,16 @@ class Model:
         self.handler = Handler
 
     def open(self, port=0):
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", port), self.handler)
-        self.server.daemon_threads = True
-        self.server.handle_error = lambda *_: None  # the service ends connections by a reset, too
-        self.port = self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", port), self.handler)
+        server.daemon_threads, server.connections = True, []
+        server.handle_error = lambda *_: None  # the service ends connections by a reset, too
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        return server
 
-    def close(self):
-        self.server.shutdown()
-        self.server.server_close()
-        for connection in self.connections:
+    def close(self, server):
+        server.shutdown()
+        server.server_close()
+        for connection in server.connections:
             try:
                 connection.shutdown(socket.SHUT_RDWR)
             except OSError:
@@ -172,7 +173,7 @@ def bind_resume(port, authority, lines):
     ask("/api/v1/user/bind_resume/" + file["id"], token, b"{}")
 
 
-def rehearse(desk, model, language, kinds, sample):
+def rehearse(desk, model, server, language, kinds, sample):
     model.kinds, model.ended, model.asked = list(kinds), [], 0
     spoken = ["--ui-language", "zh", "--language", "zh-CN"] if language == "zh" else ["--ui-language", "en"]
     desk.open("--rehearse", sample, *spoken)
@@ -183,9 +184,9 @@ def rehearse(desk, model, language, kinds, sample):
             desk.picture(f"growing-{moment}")
     for number, kind in enumerate(kinds):
         if kind == "refused":
-            model.close()
+            model.close(server)
             time.sleep(9)  # the last question and its outline
-            model.open(model.port)
+            server = model.open(server.server_port)
         else:
             wait(kind, lambda: len(model.ended) > number)
             time.sleep(1.2)
@@ -223,19 +224,19 @@ def main():
     sample = str(pathlib.Path(__file__).parent.parent / "resources/sample-interview/sample-interview.wav")
     key = "sk-" + secrets.token_hex(20)
     model = Model(language, key)
-    model.open()
+    server, ears = model.open(), model.open()
     with tempfile.TemporaryDirectory() as home:
         desk = Desk(home, programs, pictures)
         try:
             (desk.home / "key").write_text(key)
             (desk.home / "key").chmod(0o600)
-            url = f"http://127.0.0.1:{model.port}/v1"
-            speech = ["--speech-url", url, "--speech-model", "m", "--speech-partials", "no"] if language == "zh" else []
+            url = f"http://127.0.0.1:{server.server_port}/v1"
+            speech = ["--speech-url", f"http://127.0.0.1:{ears.server_port}/v1", "--speech-model", "m", "--speech-partials", "no"] if language == "zh" else []
             desk.serve("--create-accounts", "--answers-url", url, "--answers-model", "m", "--answers-key-file", f"{home}/key",
                        "--answers-stall-seconds", "2", "--answers-first-piece-seconds", "3", *speech)
             bind_resume(desk.port, f"{home}/data/parlowen-service/tls/ca.pem", RESUME[language])
             for kinds in ROUNDS:
-                rehearse(desk, model, language, kinds, sample)
+                rehearse(desk, model, server, language, kinds, sample)
             desk.start([f"{programs}/parlowen-service", "--print-prompt", "Why?", "--answers-url", url, "--answers-model", "m",
                         "--answers-key-file", f"{home}/key"], stdout=open(f"{home}/prompt", "w")).wait()
             sys.exit(not search(desk, key))
