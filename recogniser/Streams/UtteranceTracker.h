@@ -28,7 +28,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using Sink = std::function<void(StreamEvent)>;
 
-    static constexpr std::int64_t preRoll = sampleRate * 22 / 100;
+    static constexpr std::int64_t preRoll = sampleRate * 35 / 100;
     static constexpr std::int64_t tail = sampleRate * 25 / 100; ///< decoded after the end of speech
     static constexpr std::int64_t shortestSpeech = sampleRate * 3 / 10;
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
