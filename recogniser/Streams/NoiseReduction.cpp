@@ -16,6 +16,7 @@ constexpr int mostReduction = -12; // dB; of 6, 12, 15 and 20 the one with the f
 
 constexpr double littleNoise = 16; // dB below the speech; a piece with less is heard as it was captured
 constexpr double muchNoise = 12;   // one with more is heard with it reduced
+constexpr std::size_t leadInQuiet = sampleRate * 22 / 100;
 
 /// Mean squares of the whole frames.
 std::vector<double> powersOf(std::span<const std::int16_t> samples) {
@@ -69,13 +70,17 @@ double speechToNoise(std::span<const std::int16_t> samples) {
     return 10 * std::log10(speech / noise);
 }
 
-std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced) {
+std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced,
+                           std::size_t onset) {
     const auto share =
         static_cast<float>(std::clamp((littleNoise - speechToNoise(captured)) / (littleNoise - muchNoise), 0.0, 1.0));
-    std::vector<float> heard(captured.size());
-    std::transform(captured.begin(), captured.end(), reduced.begin(), heard.begin(), [share](auto as, auto less) {
-        return ((1 - share) * static_cast<float>(as) + share * static_cast<float>(less)) / 32'768.0F;
-    });
+    const auto spare = static_cast<float>(onset - std::min(onset, leadInQuiet));
+    const auto first = static_cast<std::ptrdiff_t>((1 - share) * spare);
+    std::vector<float> heard(captured.size() - static_cast<std::size_t>(first));
+    std::transform(captured.begin() + first, captured.end(), reduced.begin() + first, heard.begin(),
+                   [share](auto as, auto less) {
+                       return ((1 - share) * static_cast<float>(as) + share * static_cast<float>(less)) / 32'768.0F;
+                   });
     return heard;
 }
 

@@ -32,9 +32,11 @@ private:
 /// the loudest, over that of the quietest tenth. Infinite for less than a frame.
 double speechToNoise(std::span<const std::int16_t> samples);
 
-/// What a model is to hear of a piece of speech, -1 to 1. `reduced` is as long as `captured`. The models mistake words
-/// in noise 10 dB below the speech that they hear once it is reduced; they mistake others for the reduction where the
-/// noise is 20 dB below.
-std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced);
+/// What a model is to hear of a piece of audio, -1 to 1. `reduced` is as long as `captured`, the speech begins at
+/// `onset`. The models mistake words in noise 10 dB below the speech that they hear once it is reduced and when more
+/// than 0.22 s come before them; where the noise is 20 dB below they mistake others for either, so that they hear
+/// neither.
+std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced,
+                           std::size_t onset);
 
 } // namespace parlowen::recogniser

@@ -66,7 +66,8 @@ void PieceHost::handle(const Frame& frame) {
 std::vector<float> PieceHost::samplesOf(const Stream& stream, const Job& job) {
     const auto reduced = stream.tracker->samplesOf(job);
     const auto first = static_cast<std::size_t>(job.from - stream.capturedFrom);
-    return heardOf(std::span(stream.captured).subspan(first, reduced.size()), reduced);
+    return heardOf(std::span(stream.captured).subspan(first, reduced.size()), reduced,
+                   static_cast<std::size_t>(job.onset - job.from));
 }
 
 void PieceHost::open(const Frame& frame) {
