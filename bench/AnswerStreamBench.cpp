@@ -375,11 +375,11 @@ int main() {
         met &= bench::judge("streams that are not whole", manyStreams - many.whole, 0, "");
         met &= bench::judge("pieces 50 ms late or more",
                             100.0 - 100.0 * static_cast<double>(early) / static_cast<double>(many.late.size()), 1, "%");
-        std::printf("%.0f %% of a processor; an idle TLS connection %.1f KiB, a stream with its connection %.1f KiB\n",
+        std::printf("%.0f %% of a processor; an idle TLS connection %.1f KiB\n",
                     100 * (service.processorTime() - busy) /
                         std::chrono::duration<double>(piecePause * piecesOfMany).count(),
-                    (before - fresh) / manyStreams, (most - fresh) / manyStreams);
-        met &= bench::judge("memory of a stream beside its connection", (most - before) / manyStreams, 64, "KiB");
+                    (before - fresh) / manyStreams);
+        met &= bench::judge("memory of a stream with its TLS connection", (most - fresh) / manyStreams, 64, "KiB");
     }
     modelIo.stop();
     modelThread.join();

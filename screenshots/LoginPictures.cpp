@@ -82,10 +82,12 @@ TEST_F(LoginPictures, Code) {
 
 TEST_F(LoginPictures, Countries) {
     open(2, false);
-    server_.enqueue(Reply::json(200, R"({"code":0,"data":[{"name_zn":"阿尔巴尼亚","country_code":"355"},)"
-                                     R"({"name_zn":"法国","country_code":"33"},{"name_zn":"中国","country_code":"86"},)"
-                                     R"({"name_zn":"中国香港","country_code":"852"},)"
-                                     R"({"name_zn":"圣文森特和格林纳丁斯","country_code":"1784"}]})"));
+    server_.enqueue(Reply::json(
+        200,
+        R"({"code":0,"data":[{"name_zn":"阿尔巴尼亚","name_en":"Albania","country_code":"355"},)"
+        R"({"name_zn":"法国","name_en":"France","country_code":"33"},{"name_zn":"中国","name_en":"China","country_code":"86"},)"
+        R"({"name_zn":"中国香港","name_en":"Hong Kong","country_code":"852"},)"
+        R"({"name_zn":"圣文森特和格林纳丁斯","name_en":"Saint Vincent and the Grenadines","country_code":"1784"}]})"));
     page_->controls().areaLabel->click();
     auto* picker = static_cast<CountryListViewController*>(page_->popover()->contentView());
     ASSERT_TRUE(waitFor([&] { return !picker->countryModels().empty(); }));

@@ -85,19 +85,19 @@ TEST_F(SettingsPictures, ResumeCard) {
     setProfile("张三-高级后端工程师-2024年最新版简历.pdf");
     open();
     takeCard("a résumé");
-    card().showProgress("正在准备上传…", -1, true);
+    card().showProgress(UpdateResumeView::tr("正在准备上传…"), -1, true);
     takeCard("before the upload");
-    card().setUpdateText("已选择文件：cv.pdf");
+    card().setUpdateText(UpdateResumeView::tr("已选择文件：%1").arg("cv.pdf"));
     card().showProgress("12.3 MB / 20.0 MB", 0.615, true);
     takeCard("during the upload");
-    card().showProgress("已发送，正在等待处理…", -1, true);
+    card().showProgress(UpdateResumeView::tr("已发送，正在等待处理…"), -1, true);
     takeCard("waiting for the answer");
     card().hideProgress();
-    card().setUpdateText("上传简历");
-    card().setNotice(UpdateResumeView::Notice::problem, "cv.pdf 上传失败，点击重试");
+    card().setUpdateText(UpdateResumeView::tr("上传简历"));
+    card().setNotice(UpdateResumeView::Notice::problem, UpdateResumeView::tr("%1 上传失败，点击重试").arg("cv.pdf"));
     takeCard("failed");
-    card().setUpdateText("已选择文件：cv.pdf");
-    card().setNotice(UpdateResumeView::Notice::success, "已上传，回答会参考这份简历");
+    card().setUpdateText(UpdateResumeView::tr("已选择文件：%1").arg("cv.pdf"));
+    card().setNotice(UpdateResumeView::Notice::success, UpdateResumeView::tr("已上传，回答会参考这份简历"));
     takeCard("done");
 }
 
@@ -115,10 +115,22 @@ TEST_F(SettingsPictures, LanguagePicker) {
         return picker;
     };
     QByteArray languages;
-    for (const char* name : {"阿拉伯语（埃及）", "德语（德国）", "俄语（俄罗斯）", "法语（法国）", "韩语（韩国）",
-                             "葡萄牙语（巴西）", "日语（日本）", "西班牙语（西班牙）", "意大利语（意大利）",
-                             "英语（美国）", "英语（英国）", "中文（简体）", "中文（繁体，台湾地区的普通话）"})
-        languages += QByteArray(languages.isEmpty() ? "" : ",") + "{\"name\":\"" + name + "\"}";
+    for (const auto& [key, name] :
+         std::initializer_list<std::pair<const char*, const char*>>{{"ar-EG", "阿拉伯语（埃及）"},
+                                                                    {"de-DE", "德语（德国）"},
+                                                                    {"ru-RU", "俄语（俄罗斯）"},
+                                                                    {"fr-FR", "法语（法国）"},
+                                                                    {"ko-KR", "韩语（韩国）"},
+                                                                    {"pt-BR", "葡萄牙语（巴西）"},
+                                                                    {"ja-JP", "日语（日本）"},
+                                                                    {"es-ES", "西班牙语（西班牙）"},
+                                                                    {"it-IT", "意大利语（意大利）"},
+                                                                    {"en-US", "英语（美国）"},
+                                                                    {"en-GB", "英语（英国）"},
+                                                                    {"zh-CN", "中文（简体）"},
+                                                                    {"zh-TW", "中文（繁体，台湾地区的普通话）"}})
+        languages +=
+            QByteArray(languages.isEmpty() ? "" : ",") + R"({"original_key":")" + key + R"(","name":")" + name + "\"}";
     auto* picker = openPicker(Reply::json(200, "{\"code\":0,\"data\":[" + languages + "]}"));
     Sheet::shared().add("on its way", popover);
     ASSERT_TRUE(waitFor([&] { return !picker->countryModels().empty(); }));

@@ -42,21 +42,25 @@ ChatEvent endOf(const UpstreamEnd& end, ChatStreamParser& parser) {
 
 /// A question that waits for its answer.
 struct Asked {
-    nlohmann::json body;
-    std::string sent; ///< of it
+    nlohmann::json body; ///< kept until the endpoint takes it
     ChatClient::Receiver receive;
     ChatStreamParser parser{};
 };
 
 } // namespace
 
-UpstreamRequest ChatClient::request(nlohmann::json body) const {
+/// Without what the endpoint refuses.
+nlohmann::json ChatClient::acceptable(nlohmann::json body) const {
     if (refusesMaxTokens_ && body.contains("max_tokens")) {
         body["max_completion_tokens"] = body["max_tokens"];
         body.erase("max_tokens");
     }
     if (refusesTemperature_)
         body.erase("temperature");
+    return body;
+}
+
+UpstreamRequest ChatClient::request(const nlohmann::json& body) const {
     return {.url = endpoint_.url + "/chat/completions",
             .headers = {"Content-Type: application/json", "Accept: text/event-stream"},
             .bearer = endpoint_.key,
@@ -84,10 +88,11 @@ void ChatClient::learn(const std::string& refusal) {
 
 std::size_t ChatClient::send(nlohmann::json body, Receiver receive) {
     lastUse_ = Clock::now().time_since_epoch().count();
-    auto first = request(body);
-    const auto asked = std::make_shared<Asked>(Asked{std::move(body), first.body, std::move(receive)});
+    const auto asked = std::make_shared<Asked>(Asked{acceptable(std::move(body)), std::move(receive)});
+    auto first = request(asked->body);
     UpstreamClient::Handlers handlers;
     handlers.take = [asked](std::string_view bytes) {
+        asked->body = nullptr;
         for (const ChatEvent& event : asked->parser.feed(bytes)) {
             asked->receive(event);
             if (event.isEnd)
@@ -98,9 +103,9 @@ std::size_t ChatClient::send(nlohmann::json body, Receiver receive) {
     handlers.end = [this, asked](const UpstreamEnd& end) -> std::optional<UpstreamRequest> {
         if (end.status == 400) {
             learn(end.refusal);
-            auto other = request(asked->body);
-            if (std::exchange(asked->sent, other.body) != other.body)
-                return other;
+            auto other = acceptable(asked->body);
+            if (std::exchange(asked->body, other) != other)
+                return request(asked->body);
         }
         const ChatEvent event = endOf(end, asked->parser);
         if (event.trouble != ChatTrouble::None)

@@ -68,7 +68,8 @@ public:
     void stop() { upstream_.stop(); }
 
 private:
-    UpstreamRequest request(nlohmann::json body) const;
+    nlohmann::json acceptable(nlohmann::json body) const;
+    UpstreamRequest request(const nlohmann::json& body) const;
     void learn(const std::string& refusal);
 
     const ChatEndpoint endpoint_;

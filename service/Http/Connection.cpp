@@ -8,6 +8,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
@@ -84,15 +85,14 @@ public:
         error_code failed;
         limitTo(limits_.handshake);
         if constexpr (isTls)
-            co_await stream_.async_handshake(asio::ssl::stream_base::server,
-                                             asio::redirect_error(asio::use_awaitable, failed));
+            co_await stream_.async_handshake(asio::redirect_error(asio::use_awaitable, failed));
         bool open = !failed;
         while (open)
             open = co_await serveOne();
     }
 
 private:
-    void limitTo(std::chrono::milliseconds duration) { beast::get_lowest_layer(stream_).expires_after(duration); }
+    void limitTo(std::chrono::milliseconds duration) { stream_.expires_after(duration); }
 
     /// Reads and answers one request; whether another may follow.
     asio::awaitable<bool> serveOne() {
@@ -203,7 +203,7 @@ private:
     }
 
     asio::awaitable<void> handOver(const WebSocketHandler& handler, const HttpRequest& request) {
-        beast::get_lowest_layer(stream_).expires_never();
+        stream_.expires_never();
         try {
             UpgradedStream upgraded(std::move(stream_));
             upgraded.buffer() = std::move(buffer_);
@@ -325,7 +325,7 @@ private:
         limitTo(limits_.upload);
         co_await forget(std::min(unread, mostForgotten));
         error_code ignored;
-        beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
+        stream_.socket().shutdown(asio::socket_base::shutdown_send, ignored);
         limitTo(closingTime);
         co_await forget(std::numeric_limits<std::uint64_t>::max());
         co_return false;
@@ -348,7 +348,7 @@ private:
         if constexpr (isTls)
             co_await stream_.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
         else
-            beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
+            stream_.socket().shutdown(asio::socket_base::shutdown_send, ignored);
         co_return;
     }
 
@@ -369,12 +369,12 @@ asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp:
     if (gone)
         co_return;
     try {
-        beast::tcp_stream plain(std::move(socket));
         if (context.tls) {
-            Connection connection(context, TlsStream(std::move(plain), *context.tls), peer.address(), std::move(place));
+            Connection connection(context, TlsStream(std::move(socket), *context.tls), peer.address(),
+                                  std::move(place));
             co_await connection.run();
         } else {
-            Connection connection(context, std::move(plain), peer.address(), std::move(place));
+            Connection connection(context, beast::tcp_stream(std::move(socket)), peer.address(), std::move(place));
             co_await connection.run();
         }
     } catch (const std::exception& problem) {

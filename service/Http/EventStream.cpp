@@ -71,7 +71,7 @@ asio::awaitable<void> EventStream::write(std::string bytes) {
     error_code failed;
     if (!gone_) {
         // The watch reads without a limit all the while, so this one holds for the writing alone.
-        boost::beast::get_lowest_layer(stream_).expires_after(limits_.write);
+        stream_.expires_after(limits_.write);
         co_await asio::async_write(stream_, asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
     }
     lastSent_ = Clock::now();
@@ -117,7 +117,7 @@ void EventStream::start(asio::awaitable<void> task) {
 }
 
 asio::awaitable<void> EventStream::begin() {
-    boost::beast::get_lowest_layer(stream_).expires_never();
+    stream_.expires_never();
     start(watchClient());
     start(comment());
     std::string head = responseHead(chunked_);
@@ -131,15 +131,14 @@ asio::awaitable<void> EventStream::end() {
         co_await write(std::move(lastChunk));
     co_await lockWriting();
     ending_ = true;
-    auto& socket = boost::beast::get_lowest_layer(stream_);
-    socket.cancel();
+    stream_.cancel();
     quiet_.cancel();
     unlockWriting();
     while (tasks_ > 0)
         co_await changed_.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
     if (gone_)
         co_return;
-    socket.expires_after(closingTime);
+    stream_.expires_after(closingTime);
     co_await stream_.async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
 }
 

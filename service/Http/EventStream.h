@@ -1,9 +1,9 @@
 #pragma once
 
+#include "TlsStream.h"
+
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -11,9 +11,6 @@
 #include <string_view>
 
 namespace parlowen::service {
-
-/// One connection: TLS over TCP, with the time limits of `tcp_stream`.
-using TlsStream = boost::beast::ssl_stream<boost::beast::tcp_stream>;
 
 /// How long the end of a connection may take.
 inline constexpr std::chrono::seconds closingTime{2};

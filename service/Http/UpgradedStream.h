@@ -5,7 +5,6 @@
 #include <boost/beast/core/buffered_read_stream.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/role.hpp>
-#include <boost/beast/websocket/ssl.hpp>
 #include <utility>
 
 namespace parlowen::service {
@@ -18,9 +17,8 @@ public:
 
     /// How a WebSocket ends it.
     template<typename Handler>
-    friend void async_teardown(boost::beast::role_type role, UpgradedStream& stream, Handler&& handler) {
-        using boost::beast::async_teardown;
-        async_teardown(role, stream.next_layer(), std::forward<Handler>(handler));
+    friend void async_teardown(boost::beast::role_type /*role*/, UpgradedStream& stream, Handler&& handler) {
+        stream.next_layer().async_shutdown(std::forward<Handler>(handler));
     }
 };
 

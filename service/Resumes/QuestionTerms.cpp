@@ -47,7 +47,7 @@ struct Concept {
 
 constexpr Concept concepts[] = {
     {"yourself background resume 自我介绍 介绍一下你自己 介绍一下自己 介绍你自己",
-     "summary profile years engineer 经验 工程师 从业 毕业"},
+     "summary profile years engineer led built cut award 经验 工程师 从业 毕业 负责 主导 带领"},
     {"stud* degree* universit* college* school* educat* graduat* major* 学历 毕业 学校 专业 大学 教育 学习背景",
      "education university college bachelor master phd degree bsc msc 大学 学院 本科 硕士 博士 学士"},
     {"lead* led manag* team* mentor* supervis* people 团队 管理 领导 带领 带人 下属",
@@ -72,7 +72,8 @@ constexpr Concept concepts[] = {
      "aws azure gcp cloud kubernetes docker terraform deployment ci 容器 部署 集群 云"},
     {"test* quality bug* debug* 测试 质量 缺陷", "tests testing coverage quality automated 测试 覆盖率 自动化 质量"},
     {"conflict* disagree* stakeholder* communicat* collaborat* cooperat* 冲突 分歧 沟通 合作 协作 协调",
-     "stakeholders coordinated aligned partnered together 沟通 协调 协作 跨部门 配合"},
+     "stakeholders coordinated aligned partnered together agree agreed department departments 沟通 协调 协作 跨部门 "
+     "配合"},
     {"customer* client* user* 客户 用户", "customers clients users support 客户 用户"},
     {"hobb* interest* free leisure volunteer* 爱好 兴趣 业余 志愿", "interests hobbies volunteer 爱好 兴趣 志愿者"},
     {"leave* left employer* career 离职 上一家 职业", "present 至今 任职"},

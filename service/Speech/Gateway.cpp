@@ -82,7 +82,7 @@ asio::awaitable<void> refuse(UpgradedStream& stream, HttpResponse response, std:
     reply.body() = std::move(response.body);
     reply.prepare_payload();
     boost::system::error_code ignored;
-    boost::beast::get_lowest_layer(stream).expires_after(refusalLimit);
+    stream.next_layer().expires_after(refusalLimit);
     co_await http::async_write(stream, reply, asio::redirect_error(asio::use_awaitable, ignored));
     co_await stream.next_layer().async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
 }

@@ -159,15 +159,17 @@ void Connection::start(asio::awaitable<void> part) {
 
 asio::awaitable<void> Connection::read() {
     beast::flat_buffer buffer;
-    while (!over_) {
-        while (!over_ && session_->isFull() && !wantedClose_)
+    while (!over_ && !wantedClose_) { // closing reads by itself
+        if (session_->isFull()) {
             co_await readable_.wait();
+            continue;
+        }
         error_code failed;
         co_await socket_->async_read(buffer, asio::redirect_error(asio::use_awaitable, failed));
         if (failed)
             co_return;
         lastArrival_ = Clock::now();
-        if (!wantedClose_ && !over_) // else only the client's own close matters
+        if (!wantedClose_ && !over_)
             handleFrame(buffer);
         buffer.consume(buffer.size());
     }

@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 using Reading = UpstreamClient::Reading;
 
 constexpr long keptConnections = 16;
-constexpr long receiveBytes = 8 * 1024;
+constexpr long receiveBytes = 4 * 1024;
 constexpr long longestIdleSeconds = 900;   // of a kept connection, which libcurl looks at before it is used again
 constexpr std::chrono::seconds restFor{5}; // for what follows what was wanted
 constexpr std::chrono::hours longestPause{1};

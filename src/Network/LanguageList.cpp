@@ -39,6 +39,10 @@ QString languageName(const LanguageListModel& language) {
         which = QStringLiteral("Simplified");
     else if (locale.language() == QLocale::Chinese && locale.territory() == QLocale::Taiwan)
         which = QStringLiteral("Traditional");
+    else if (locale.territory() == QLocale::UnitedStates)
+        which = QStringLiteral("US");
+    else if (locale.territory() == QLocale::UnitedKingdom)
+        which = QStringLiteral("UK");
     return QStringLiteral("%1 (%2)").arg(name, which);
 }
 

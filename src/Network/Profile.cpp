@@ -21,4 +21,9 @@ void refreshProfile(HttpDatas& http, Settings& settings, QObject* context,
     http.requestData(QStringLiteral("/user/info"), HttpMethod::GET, std::nullopt, std::nullopt, context, store);
 }
 
+QString heldResume(const Settings& settings) {
+    const std::optional<UserBaseModel> user = settings.userInfo();
+    return user && user->resume ? user->resume->resume_name : QString();
+}
+
 } // namespace parlowen

@@ -16,4 +16,7 @@ class Settings;
 void refreshProfile(HttpDatas& http, Settings& settings, QObject* context,
                     std::function<void(const UserBaseModel&)> stored);
 
+/// The file name of the résumé that the stored profile holds; empty without one.
+QString heldResume(const Settings& settings);
+
 } // namespace parlowen

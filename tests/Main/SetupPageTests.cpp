@@ -6,6 +6,7 @@
 #include <Page/AIInterviewPages/SetupNotices.h>
 #include <Page/View/InterviewTypeView.h>
 #include <Page/View/SettingFields.h>
+#include <PulseAudio/PulseClient.h>
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Popover.h>
@@ -199,6 +200,18 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     EXPECT_EQ(settings_.aiLangRightModel()->translation_key + settings_.aiLangLeftModel()->original_key, "fren-US");
 }
 
+TEST_F(SetupPageTest, AStartDoesNotWaitForAListThatDoesNotCome) {
+    for (const Reply& reply : {Reply::json(200, nobody), Reply::silence()})
+        server_.enqueue(reply);
+    window_.showPage(setupPage);
+    window_.show();
+    ASSERT_TRUE(waitForRequests(3));
+    QTest::mouseClick(page().startButton(), Qt::LeftButton);
+    EXPECT_TRUE(started_.empty()) << "it may still come";
+    EXPECT_TRUE(waitFor([this] { return started_.size() == 1; }));
+    EXPECT_EQ(question(), nullptr);
+}
+
 TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
     settings_.setAiLangLeftModel(english);
     ASSERT_NO_FATAL_FAILURE(open());
@@ -259,6 +272,7 @@ TEST_F(SetupPageTest, TheSoundIsMeteredWhileItIsInSightAlone) {
     QTest::keyClick(strip.programPopup(), Qt::Key_Up);
     EXPECT_EQ(settings_.heardProgram(), std::nullopt);
     EXPECT_EQ(strip.sound(), (SessionSound{true, {}}));
+    EXPECT_EQ(PulseClient::shared()->route()->choice()->name, "") << "all is heard now";
     window_.hide();
     EXPECT_EQ(input_->alive, 0);
     window_.show();

@@ -1,5 +1,6 @@
 #include <CoreAudio/AudioHardwareService.h>
 #include <Main/AppDelegate.h>
+#include <Main/Composition.h>
 #include <Main/HomeLeftView.h>
 #include <Main/LaterStart.h>
 #include <Main/SingleInstance.h>
@@ -12,6 +13,8 @@
 #include <Tools/PopView/ProgressHUD.h>
 
 #include <QLocalServer>
+#include <QMessageBox>
+#include <QTimer>
 
 #include "support/BackendFixture.h"
 #include "support/SimulatedAudioServer.h"
@@ -332,6 +335,22 @@ TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLe
     ASSERT_TRUE(leftBehind.open(QIODevice::WriteOnly));
     EXPECT_EQ(SingleInstance(folder).begin({}), SingleInstance::Role::First);
     EXPECT_EQ(SingleInstance("/proc/nowhere").begin({}), SingleInstance::Role::First);
+}
+
+TEST_F(ShellTest, WhatFailsInTheSameWordsIsToldOnceAtATime) {
+    const Alert alert{"温馨提示", "网络错误", "", AlertStyle::warning};
+    for (const int turn : {1, 2}) {
+        qsizetype shown = 0;
+        QTimer::singleShot(0, qApp, [&] {
+            Composition::alertInFront(alert);
+            const QWidgetList windows = windowsInSight();
+            shown = std::ranges::count_if(windows, [](auto* window) { return qobject_cast<QMessageBox*>(window); });
+            for (QWidget* window : windows)
+                window->close();
+        });
+        Composition::alertInFront(alert);
+        EXPECT_EQ(shown, 1) << turn;
+    }
 }
 
 } // namespace

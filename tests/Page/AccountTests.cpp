@@ -99,6 +99,22 @@ TEST_F(AccountTest, OnlyAConfirmedDeletionIsSentAndSignsOutOnceItSucceeds) {
     EXPECT_FALSE(settings_.isAutoLogin() || settings_.userInfo());
 }
 
+TEST_F(AccountTest, ADeletionSignsOutThoughItsPageHasGone) {
+    settings_.setLoginToken("t");
+    auto page = std::make_unique<MineViewController>(http_, settings_, images_);
+    page->onSignedOut = [this] { ++signedOut_; };
+    server_.enqueue(Reply::json(200, profile));
+    page->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(page.get()));
+    ASSERT_TRUE(waitFor([this] { return settings_.userInfo().has_value(); }));
+    server_.enqueue(Reply::json(200, R"({"code":0,"message":"已注销"})"));
+    QTest::mouseClick(page->recordButtons().at(1), Qt::LeftButton);
+    QTest::mouseClick(page->logoffTipView()->sureButton(), Qt::LeftButton);
+    page.reset();
+    ASSERT_TRUE(waitFor([this] { return signedOut_ == 1; }));
+    EXPECT_EQ(settings_.loginToken(), std::nullopt);
+}
+
 class AboutTest : public BackendFixture {
 protected:
     void check(const QByteArray& found) {

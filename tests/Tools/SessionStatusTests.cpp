@@ -66,6 +66,9 @@ TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
     input.state = InputStatus::State::NoInput;
     EXPECT_EQ(text(running).severity, Severity::Problem);
     EXPECT_TRUE(text(running).action.isEmpty()) << "what was true of an input that is gone";
+    input.state = InputStatus::State::Refused;
+    input.kind = InputKind::Application;
+    EXPECT_EQ(text(running).text.toStdString(), "this audio server cannot let one program be heard alone");
     EXPECT_EQ(text(recognition(RecognitionStatus::State::Stopped, Cause::TokenRefused)).text.toStdString(),
               "recognition stopped: the token is refused");
 }

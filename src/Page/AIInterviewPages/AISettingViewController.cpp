@@ -32,7 +32,7 @@ constexpr int readingWidth = 560; // of the longest line of text
 constexpr int smallestFont = 14;
 constexpr int largestFont = 24;
 constexpr int fontStep = 2;
-constexpr double fallbackFont = 16;
+constexpr double fallbackFont = 16; // and the preview's, until a size is chosen
 constexpr QSize previewSize(200, 48);
 constexpr QSize fontButtonSize(64, 42);
 constexpr int narrowestFontButton = 40;
@@ -76,7 +76,7 @@ void AISettingViewController::viewDidLoad() {
     NotificationCenter::shared().observe(audioInputChoice(), this, [this](const Notification& told) {
         chooseDevice(told.userInfo.value(QStringLiteral("deviceType")).toInt());
     });
-    showPreview(startAIModel_ ? static_cast<double>(startAIModel_->answerFontSize) : fallbackFont);
+    showPreview(fallbackFont);
     showWhatIsMissing();
 }
 

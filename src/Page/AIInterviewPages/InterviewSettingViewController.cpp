@@ -123,10 +123,14 @@ void InterviewSettingViewController::loadStored() {
         settings_.setAiLangRightModel(rightLangModel);
     }
     startAIModel_ = storedModel(settings_);
-    stylePopup()->setCurrentIndex(static_cast<int>(startAIModel_.generateAnswerType));
-    modePopup()->setCurrentIndex(static_cast<int>(startAIModel_.antoAnswerType));
+    showModel();
     soundStrip()->setSystem(startAIModel_.deviceType != 0);
     applyInterviewType();
+}
+
+void InterviewSettingViewController::showModel() {
+    stylePopup()->setCurrentIndex(static_cast<int>(startAIModel_.generateAnswerType));
+    modePopup()->setCurrentIndex(static_cast<int>(startAIModel_.antoAnswerType));
 }
 
 void InterviewSettingViewController::applyInterviewType() {
@@ -142,10 +146,11 @@ void InterviewSettingViewController::showLanguages() {
 }
 
 void InterviewSettingViewController::viewDidAppear() {
-    // A session that is over may have changed the text size.
+    // A session that is over may have changed them.
     const auto stored = settings_.aiInterviewSetModel();
     if (stored)
         startAIModel_ = *stored;
+    showModel();
     form_->showSource(!stored || stored->deviceType != 0);
     showPersonalHint();
     refreshProfile(*services_.http, settings_, this, [this](const UserBaseModel&) { showPersonalHint(); });
@@ -237,9 +242,7 @@ void InterviewSettingViewController::takeInstead(const LanguageNotice& notice) {
 
 void InterviewSettingViewController::showPersonalHint() {
     const bool position = !startAIModel_.positioname.trimmed().isEmpty();
-    const auto user = settings_.userInfo();
-    const bool resume = user && user->resume && !user->resume->resume_id.isEmpty();
-    form_->personalNotice()->show(position, resume);
+    form_->personalNotice()->show(position, !heldResume(settings_).isEmpty());
 }
 
 /// The start waits until it is known whether the interview will be understood.

@@ -72,6 +72,7 @@ protected:
 
 private:
     void loadStored();
+    void showModel();
     void applyInterviewType();
     void showLanguages();
     bool isSingle() const { return aiInterviewType == 1; }

@@ -191,8 +191,7 @@ void ResumeFlow::end(Runs::iterator run) {
 }
 
 QString ResumeFlow::heldName() const {
-    const std::optional<UserBaseModel> user = settings_.userInfo();
-    return !boundName_.isEmpty() ? boundName_ : user && user->resume ? user->resume->resume_name : QString();
+    return !boundName_.isEmpty() ? boundName_ : heldResume(settings_);
 }
 
 void ResumeFlow::showState() {

@@ -38,6 +38,7 @@ TEST_F(AISettingTest, OptionsShowWhatIsStoredAndStoreEachChangeAlone) {
     const AIInterviewModel before{"后端", 3, 1, 1, 1, 20};
     open(before);
     EXPECT_EQ(selected(), "系统声音 20");
+    EXPECT_EQ(page_->fontShowLab()->textField()->font(), systemFont(16)) << "until a size is chosen";
     AIInterviewModel after = before;
     after.deviceType = 0;
     for (int i = 0; i < 2; ++i) { // the second time it is stored again

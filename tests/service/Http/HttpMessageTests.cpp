@@ -80,6 +80,15 @@ TEST_F(Certificates, AreMadeOnceForThisUserAlone) {
     EXPECT_NEAR(daysLeft(*certificateFromPem(authority)), 3650, 3);
 }
 
+TEST_F(Certificates, AFileThatCannotBeReadIsNotTakenForNone) {
+    std::filesystem::create_directories(tls);
+    EXPECT_EQ(readPrivateFile(tls / "none", 9), std::nullopt);
+    writePrivateFile(tls / "large", "0123456789");
+    std::filesystem::create_symlink("loop", tls / "loop");
+    for (const char* name : {"large", "loop"})
+        EXPECT_THROW(readPrivateFile(tls / name, 9), std::system_error) << name;
+}
+
 TEST_F(Certificates, ServerCertificateIsRenewedBeforeItEnds) {
     prepareTls(tls);
     const Identity authority{keyFromPem(contents("ca.key")), certificateFromPem(contents("ca.pem"))};

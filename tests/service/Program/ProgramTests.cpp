@@ -169,4 +169,6 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
     EXPECT_EQ(ShellRun(command("--check-config --config '" + here + "'")).status, 0);
     EXPECT_NE(contentsOf(file).find("\n#answers-tokens = 700\n"), std::string::npos);
     EXPECT_EQ(ShellRun(command("--check-answers --config '" + here + "'")).status, 1) << "there is no model";
+    const ShellRun unanswered(command("--check-answers --answers-url http://127.0.0.1:9/v1 --answers-model m"));
+    EXPECT_EQ(unanswered.status, 1) << unanswered.output;
 }
