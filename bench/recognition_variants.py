@@ -55,13 +55,16 @@ def sources(folder):
         yield spoken(folder, voice, words.splitlines()), words
 
 
+def level_of(file, *effects):
+    return float(re.search(r"RMS\s+amplitude:\s+([\d.]+)", sox(file, "-n", *effects, "stat"))[1])
+
+
 def noisy(folder, source, share):
-    speech = sox(source, "-n", "silence", 1, 0.1, "1%", -1, 0.1, "1%", "stat")
-    level = float(re.search(r"RMS\s+amplitude:\s+([\d.]+)", speech)[1])
+    speech = level_of(source, "silence", 1, 0.1, "1%", -1, 0.1, "1%")
     noise, target = folder / "noise.wav", folder / f"{source.stem}-{share}.wav"
     length = re.search(r"Length \(seconds\):\s+([\d.]+)", sox(source, "-n", "stat"))[1]
-    sox("-n", "-r", 16000, "-c", 1, "-b", 16, noise, "synth", length, "whitenoise", "vol", share * level * 3**0.5)
-    sox("-m", "-v", 1, source, "-v", 1, noise, target)
+    sox("-n", "-r", 16000, "-c", 1, "-b", 16, noise, "synth", length, "whitenoise", "vol", 0.5)
+    sox("-m", "-v", 1, source, "-v", share * speech / level_of(noise), noise, target)
     return target
 
 

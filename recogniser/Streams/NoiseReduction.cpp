@@ -2,14 +2,31 @@
 
 #include "Protocol/Frames.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
 #include <speex/speex_preprocess.h>
 
 namespace parlowen::recogniser {
 
 namespace {
 
-// More leaves out words of speech without noise; less, words of speech with noise 10 dB below it.
-constexpr int mostReduction = -6; // dB
+constexpr int mostReduction = -12; // dB; of 6, 12, 15 and 20 the one with the fewest word errors in noise 10 dB below
+
+constexpr double littleNoise = 16; // dB below the speech; a piece with less is heard as it was captured
+constexpr double muchNoise = 12;   // one with more is heard with it reduced
+constexpr std::size_t leadInQuiet = sampleRate * 22 / 100;
+
+/// Mean squares of the whole frames.
+std::vector<double> powersOf(std::span<const std::int16_t> samples) {
+    std::vector<double> powers;
+    for (; samples.size() >= NoiseReduction::frame; samples = samples.subspan(NoiseReduction::frame)) {
+        const auto first = samples.first(NoiseReduction::frame);
+        powers.push_back(std::inner_product(first.begin(), first.end(), first.begin(), 1.0) / first.size());
+    }
+    return powers;
+}
 
 } // namespace
 
@@ -40,6 +57,31 @@ std::vector<std::int16_t> NoiseReduction::finish() {
     auto rest = feed(std::vector<std::int16_t>(2 * frame));
     rest.resize(missing);
     return rest;
+}
+
+double speechToNoise(std::span<const std::int16_t> samples) {
+    auto powers = powersOf(samples);
+    if (powers.empty())
+        return std::numeric_limits<double>::infinity();
+    std::sort(powers.begin(), powers.end());
+    const double noise = powers[powers.size() / 10];
+    const auto loud = std::lower_bound(powers.begin(), powers.end(), powers.back() / 1'000);
+    const double speech = std::accumulate(loud, powers.end(), 0.0) / static_cast<double>(powers.end() - loud);
+    return 10 * std::log10(speech / noise);
+}
+
+std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced,
+                           std::size_t onset) {
+    const auto share =
+        static_cast<float>(std::clamp((littleNoise - speechToNoise(captured)) / (littleNoise - muchNoise), 0.0, 1.0));
+    const auto spare = static_cast<float>(onset - std::min(onset, leadInQuiet));
+    const auto first = static_cast<std::ptrdiff_t>((1 - share) * spare);
+    std::vector<float> heard(captured.size() - static_cast<std::size_t>(first));
+    std::transform(captured.begin() + first, captured.end(), reduced.begin() + first, heard.begin(),
+                   [share](auto as, auto less) {
+                       return ((1 - share) * static_cast<float>(as) + share * static_cast<float>(less)) / 32'768.0F;
+                   });
+    return heard;
 }
 
 } // namespace parlowen::recogniser

@@ -10,8 +10,7 @@ struct SpeexPreprocessState_;
 
 namespace parlowen::recogniser {
 
-/// Takes steady noise out of one stream (speexdsp). The models, which normalise a piece as a whole, mistake words in
-/// white noise 10 dB below the speech that they hear without it; speech without noise stays as it is.
+/// Takes steady noise out of one stream (speexdsp).
 class NoiseReduction {
 public:
     static constexpr std::size_t frame = 320; ///< samples
@@ -28,5 +27,16 @@ private:
     std::vector<std::int16_t> waiting_; ///< less than a frame
     bool begun_ = false;
 };
+
+/// How far the noise of a piece of speech lies below it, in dB: the mean power of the frames of 20 ms within 30 dB of
+/// the loudest, over that of the quietest tenth. Infinite for less than a frame.
+double speechToNoise(std::span<const std::int16_t> samples);
+
+/// What a model is to hear of a piece of audio, -1 to 1. `reduced` is as long as `captured`, the speech begins at
+/// `onset`. The models mistake words in noise 10 dB below the speech that they hear once it is reduced and when more
+/// than 0.22 s come before them; where the noise is 20 dB below they mistake others for either, so that they hear
+/// neither.
+std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced,
+                           std::size_t onset);
 
 } // namespace parlowen::recogniser

@@ -8,16 +8,10 @@ namespace parlowen::recogniser {
 
 namespace {
 
-std::vector<std::int16_t> samplesOf(const Frame& frame) {
+std::vector<std::int16_t> audioOf(const Frame& frame) {
     std::vector<std::int16_t> samples(frame.body.size() / sizeof(std::int16_t));
     std::memcpy(samples.data(), frame.body.data(), samples.size() * sizeof(std::int16_t));
     return samples;
-}
-
-std::vector<float> floatsOf(std::span<const std::int16_t> samples) {
-    std::vector<float> floats(samples.size());
-    std::transform(samples.begin(), samples.end(), floats.begin(), [](auto sample) { return sample / 32'768.0F; });
-    return floats;
 }
 
 } // namespace
@@ -57,9 +51,11 @@ void PieceHost::handle(const Frame& frame) {
         return;
     }
     auto& stream = found->second;
-    if (frame.kind == Frame::Kind::Audio)
-        stream.tracker->append(stream.noiseReduction.feed(samplesOf(frame)));
-    else if (frame.kind == Frame::Kind::Finish) {
+    if (frame.kind == Frame::Kind::Audio) {
+        const auto audio = audioOf(frame);
+        stream.captured.insert(stream.captured.end(), audio.begin(), audio.end());
+        stream.tracker->append(stream.noiseReduction.feed(audio));
+    } else if (frame.kind == Frame::Kind::Finish) {
         stream.tracker->append(stream.noiseReduction.finish());
         stream.tracker->finish();
     }
@@ -67,17 +63,30 @@ void PieceHost::handle(const Frame& frame) {
     afterAdvance(frame.stream, stream);
 }
 
+std::vector<float> PieceHost::samplesOf(const Stream& stream, const Job& job) {
+    const auto reduced = stream.tracker->samplesOf(job);
+    const auto first = static_cast<std::size_t>(job.from - stream.capturedFrom);
+    return heardOf(std::span(stream.captured).subspan(first, reduced.size()), reduced,
+                   static_cast<std::size_t>(job.onset - job.from));
+}
+
 void PieceHost::open(const Frame& frame) {
-    streams[frame.stream].tracker = std::make_unique<UtteranceTracker>(
-        startOf(frame), detectors(), [this, id = frame.stream](const StreamEvent& event) {
-            output({Frame::Kind::Event, id, encode(event)});
-        });
+    auto& stream = streams[frame.stream];
+    stream.capturedFrom = startOf(frame);
+    stream.tracker = std::make_unique<UtteranceTracker>(stream.capturedFrom, detectors(),
+                                                        [this, id = frame.stream](const StreamEvent& event) {
+                                                            output({Frame::Kind::Event, id, encode(event)});
+                                                        });
 }
 
 void PieceHost::afterAdvance(std::uint32_t id, Stream& stream) {
     auto& tracker = *stream.tracker;
     while (const auto job = tracker.nextFinalJob())
-        finals.push_back({id, *job, floatsOf(tracker.samplesOf(*job)), Clock::now()});
+        finals.push_back({id, *job, samplesOf(stream, *job), Clock::now()});
+    const auto over = std::clamp<std::int64_t>(tracker.needed() - stream.capturedFrom, 0,
+                                               static_cast<std::int64_t>(stream.captured.size()));
+    stream.captured.erase(stream.captured.begin(), stream.captured.begin() + over);
+    stream.capturedFrom += over;
     if (stream.toldTaken != tracker.taken() || stream.toldNeeded != tracker.needed()) {
         stream.toldTaken = tracker.taken();
         stream.toldNeeded = tracker.needed();
@@ -126,7 +135,7 @@ std::optional<PieceHost::Work> PieceHost::nextPartial() {
         if (const auto job = tracker.nextPartialJob(now)) {
             lastPartialOf = candidate->first;
             ++runningPartials;
-            return Work{candidate->first, *job, floatsOf(tracker.samplesOf(*job)), now};
+            return Work{candidate->first, *job, samplesOf(candidate->second, *job), now};
         }
     }
     return std::nullopt;

@@ -41,11 +41,14 @@ private:
     };
     struct Stream {
         NoiseReduction noiseReduction;
-        std::unique_ptr<UtteranceTracker> tracker;
+        std::unique_ptr<UtteranceTracker> tracker; ///< of what is left after it
+        std::vector<std::int16_t> captured;        ///< before it, from `capturedFrom` on
+        std::int64_t capturedFrom = 0;
         std::int64_t toldTaken = -1;
         std::int64_t toldNeeded = -1;
     };
 
+    static std::vector<float> samplesOf(const Stream& stream, const Job& job);
     void open(const Frame& frame);
     void afterAdvance(std::uint32_t id, Stream& stream);
     void work();

@@ -88,11 +88,12 @@ void UtteranceTracker::beginSpeech() {
     startTold = false;
     const auto onset = std::max(position - VoiceDetector::onsetDelay, usedUpTo);
     utterances.push_back({onset, position, {}, false});
-    beginSegment(std::max({onset - preRoll, usedUpTo, audioStart}));
+    beginSegment(std::max({onset - preRoll, usedUpTo, audioStart}), onset);
 }
 
-void UtteranceTracker::beginSegment(std::int64_t from) {
+void UtteranceTracker::beginSegment(std::int64_t from, std::int64_t onset) {
     segmentFrom = from;
+    segmentOnset = onset;
     words = {};
     lastPartial.clear();
     runningPartial.reset();
@@ -114,7 +115,7 @@ void UtteranceTracker::beginPause() {
     utterance.speechTo = std::max(position - VoiceDetector::closeDelay, utterance.speechFrom);
     pauseText.reset();
     pauseHandedOut = false;
-    pauseJob = Job{Job::Kind::Pause, ++jobs, segmentFrom, std::min(utterance.speechTo + tail, position)};
+    pauseJob = Job{Job::Kind::Pause, ++jobs, segmentFrom, std::min(utterance.speechTo + tail, position), segmentOnset};
 }
 
 void UtteranceTracker::resumeSpeech() {
@@ -156,11 +157,12 @@ void UtteranceTracker::cutSpeech() {
         utterances.push_back({cut, position, {}, false});
         startTold = false;
     }
-    beginSegment(cut);
+    beginSegment(cut, cut);
 }
 
 void UtteranceTracker::addPiece(std::int64_t to, std::optional<std::string> text) {
-    utterances.back().pieces.push_back({++jobs, segmentFrom, to, std::move(text), words.shown().text, false});
+    utterances.back().pieces.push_back(
+        {++jobs, segmentFrom, to, segmentOnset, std::move(text), words.shown().text, false});
 }
 
 void UtteranceTracker::closeUtterance(std::int64_t pieceEnd) {
@@ -193,7 +195,7 @@ std::optional<UtteranceTracker::Job> UtteranceTracker::nextFinalJob() {
     for (auto& utterance : utterances)
         for (auto& piece : utterance.pieces)
             if (!piece.text && !std::exchange(piece.handedOut, true))
-                return Job{Job::Kind::Piece, piece.number, piece.from, piece.to};
+                return Job{Job::Kind::Piece, piece.number, piece.from, piece.to, piece.onset};
     if (state == State::Pausing && pauseJob && !pauseText && !std::exchange(pauseHandedOut, true))
         return pauseJob;
     return std::nullopt;
@@ -202,7 +204,7 @@ std::optional<UtteranceTracker::Job> UtteranceTracker::nextFinalJob() {
 std::optional<UtteranceTracker::Job> UtteranceTracker::nextPartialJob(Clock::time_point now) {
     if (const auto time = nextPartialTime(); !time || now < *time)
         return std::nullopt;
-    runningPartial = Job{Job::Kind::Partial, ++jobs, segmentFrom, position};
+    runningPartial = Job{Job::Kind::Partial, ++jobs, segmentFrom, position, segmentOnset};
     return runningPartial;
 }
 

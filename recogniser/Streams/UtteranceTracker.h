@@ -28,7 +28,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using Sink = std::function<void(StreamEvent)>;
 
-    static constexpr std::int64_t preRoll = sampleRate * 22 / 100;
+    static constexpr std::int64_t preRoll = sampleRate * 35 / 100;
     static constexpr std::int64_t tail = sampleRate * 25 / 100; ///< decoded after the end of speech
     static constexpr std::int64_t shortestSpeech = sampleRate * 3 / 10;
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
@@ -46,6 +46,7 @@ public:
         std::uint64_t number;
         std::int64_t from;
         std::int64_t to;
+        std::int64_t onset; ///< of the speech, `preRoll` after `from` at most; `from` where speech was cut
         bool isForFinal() const { return kind != Kind::Partial; }
     };
 
@@ -78,6 +79,7 @@ private:
         std::uint64_t number;
         std::int64_t from;
         std::int64_t to;
+        std::int64_t onset;
         std::optional<std::string> text;
         std::string guess; ///< shown until the text is there
         bool handedOut = false;
@@ -105,7 +107,7 @@ private:
     bool isFragment() const;
     std::int64_t wait() const;
     void cutSpeech();
-    void beginSegment(std::int64_t from);
+    void beginSegment(std::int64_t from, std::int64_t onset);
     void addPiece(std::int64_t to, std::optional<std::string> text);
     void closeUtterance(std::int64_t pieceEnd);
     void endInput();
@@ -127,6 +129,7 @@ private:
     State state = State::Quiet;
     std::deque<Utterance> utterances; ///< the last one goes on, unless it is closed
     std::int64_t segmentFrom = 0;     ///< of what is not yet a piece
+    std::int64_t segmentOnset = 0;    ///< of the speech in it
     std::int64_t usedUpTo;            ///< audio before it belongs to an utterance that is closed
     bool startTold = false;
     std::uint64_t jobs = 0;

@@ -303,6 +303,30 @@ TEST(NoiseReduction, TakesNoiseAwayAndLeavesWhatIsLoudInItsPlace) {
     EXPECT_LT(power(part(whole, 31'500, 400)), 0.1 * power(part(whole, 32'100, 400))) << "it begins where it did";
 }
 
+TEST(NoiseReduction, IsHeardWhereThereIsMuchNoise) {
+    const auto shareAt = [](const std::vector<float>& heard, const Samples& captured) {
+        const float as = captured.back() / 32'768.0F;
+        return (heard.back() - as) / (0.5F - as);
+    };
+    // Of 1.0 in the place of what is left: how much a model hears in a noise so many decibels below the sound.
+    const auto share = [&shareAt](double decibels) {
+        std::mt19937 random(1); // NOLINT(cert-msc51-cpp): the same noise every time
+        std::normal_distribution<double> noise(0, 300);
+        const double peak = 300 * std::sqrt(2) * std::pow(10, decibels / 20);
+        Samples captured(48'000);
+        for (std::size_t i = 0; i < captured.size(); ++i)
+            captured[i] = static_cast<std::int16_t>(
+                noise(random) + (i % 9'600 < 4'800 ? peak * std::sin(0.2 * static_cast<double>(i)) : 0));
+        const auto heard = heardOf(captured, Samples(captured.size(), 16'384), 5'520);
+        EXPECT_NEAR(static_cast<double>(captured.size() - heard.size()), (1 - shareAt(heard, captured)) * 2'000, 1)
+            << "and how much of what comes before the speech";
+        return shareAt(heard, captured);
+    };
+    EXPECT_EQ(share(20), 0);
+    EXPECT_NEAR(share(17), 0.5, 0.2) << "three less over the pauses and all";
+    EXPECT_EQ(share(13), 1);
+}
+
 TEST(Transcriber, HearsAFaintNoiseWhereThereIsNoSoundAtAll) {
     struct Listener : Transcriber {
         Transcript transcribe(std::span<const float> samples) override {
