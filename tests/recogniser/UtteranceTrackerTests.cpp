@@ -119,6 +119,23 @@ TEST_F(UtteranceTrackerTest, PartialsTakeTheirShareOfTimeAndNoMore) {
     EXPECT_EQ(jobs.size(), 3U) << "in the first, the fourth and the seventh second";
 }
 
+TEST_F(UtteranceTrackerTest, WordsStayOnceTwoDecodingsOfEnoughSpeechAgreeOnThem) {
+    say = [](const Job& job) {
+        std::string text;
+        for (auto at = job.from; at < job.to; at += 8'000)
+            text += std::to_string(at) + " ";
+        return text;
+    };
+    hear(8, 9);
+    const auto partials = told(Kind::Partial);
+    const auto first =
+        std::find_if(partials.begin(), partials.end(), [](const auto& told) { return told.settled > 0; });
+    ASSERT_NE(first, partials.end());
+    EXPECT_NEAR(static_cast<double>(first->to), 64'000, 8'000);
+    EXPECT_NEAR(static_cast<double>(partials.back().text.size() - partials.back().settled), 15, 8)
+        << "words at the end";
+}
+
 TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
     const auto finalsAfter = [this](const std::string& text, double pause) {
         events.clear();
