@@ -185,6 +185,7 @@ TEST_F(UtteranceTrackerTest, LongSpeechIsCutAtTheQuietestPlaceAndNothingIsLostOr
     for (std::size_t i = 0; i < pieces.size(); ++i) {
         EXPECT_LE(pieces[i].to - pieces[i].from, UtteranceTracker::longestPiece);
         EXPECT_EQ(pieces[i].from, i == 0 ? pieces[0].from : pieces[i - 1].to);
+        EXPECT_EQ(pieces[i].onset - pieces[i].from, i == 0 ? UtteranceTracker::preRoll : 0);
         if (i > 0) {
             EXPECT_NEAR(static_cast<double>(pieces[i].from % 16'000), 15'200, 800) << "in the quiet tenth";
         }
