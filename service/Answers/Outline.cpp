@@ -4,7 +4,7 @@
 #include "Text.h"
 
 #include <algorithm>
-#include <ranges>
+#include <span>
 
 namespace parlowen::service {
 
@@ -58,7 +58,7 @@ std::string numberedPoints(const OutlineText& text, const Wording& wording, bool
 /// Nothing where there are none. The résumé's words stay as they are.
 std::string quotations(const std::vector<std::string>& quotes, const Wording& wording) {
     std::string lines(quotes.empty() ? std::string_view() : wording.quotes);
-    for (const std::string& quote : quotes | std::views::take(mostQuotes))
+    for (const std::string& quote : std::span(quotes).first(std::min(quotes.size(), mostQuotes)))
         lines.append(replaced(std::string(wording.quoted), "{quote}", quote));
     return lines;
 }

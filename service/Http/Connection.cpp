@@ -243,7 +243,8 @@ private:
 
     asio::awaitable<error_code> beginBody(Parser& parser, std::size_t limit) {
         parser.body_limit(limit);
-        if (beast::iequals(parser.get()[http::field::expect], "100-continue"))
+        const auto expected = parser.get()[http::field::expect];
+        if (sameWord({expected.data(), expected.size()}, "100-continue"))
             co_return co_await write("HTTP/1.1 100 Continue\r\n\r\n");
         co_return error_code();
     }

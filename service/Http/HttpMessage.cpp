@@ -1,6 +1,6 @@
 #include "HttpMessage.h"
 
-#include <boost/beast/core/string.hpp>
+#include <algorithm>
 #include <boost/url/parse.hpp>
 
 namespace parlowen::service {
@@ -16,7 +16,13 @@ HttpResponse enveloped(int code, std::string_view message, const nlohmann::json&
     return response;
 }
 
+char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 } // namespace
+
+bool sameWord(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lowered(x) == lowered(y); });
+}
 
 std::optional<boost::urls::url_view> parsedTarget(std::string_view target) {
     const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
@@ -45,7 +51,7 @@ std::string_view HttpRequest::bearerToken() const {
     constexpr std::string_view scheme = "Bearer ";
     const std::string_view value = header("Authorization");
     const std::string_view start = value.substr(0, scheme.size());
-    if (!boost::beast::iequals({start.data(), start.size()}, {scheme.data(), scheme.size()}))
+    if (!sameWord(start, scheme))
         return {};
     return value.substr(scheme.size());
 }

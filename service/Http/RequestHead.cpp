@@ -10,7 +10,6 @@ namespace parlowen::service {
 namespace {
 
 namespace http = boost::beast::http;
-using boost::beast::iequals;
 using boost::system::error_code;
 
 constexpr std::string_view headEnd = "\r\n\r\n";
@@ -37,7 +36,7 @@ std::optional<HttpResponse> refusalOfHost(const RawRequest& request, const HeadR
 bool isOwnOrigin(const RawRequest& request, const HeadRules& rules) {
     const auto count = request.count(http::field::origin);
     const std::string own = (rules.tls ? "https://" : "http://") + std::string(text(request[http::field::host]));
-    return count == 0 || (count == 1 && iequals(request[http::field::origin], own));
+    return count == 0 || (count == 1 && sameWord(text(request[http::field::origin]), own));
 }
 
 } // namespace
@@ -68,7 +67,7 @@ bool isAllowedHost(std::string_view host, const HeadRules& rules) {
 
 std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadRules& rules) {
     const auto encoding = request[http::field::transfer_encoding];
-    if (request.count(http::field::transfer_encoding) > 0 && !iequals(encoding, "chunked"))
+    if (request.count(http::field::transfer_encoding) > 0 && !sameWord(text(encoding), "chunked"))
         return failure(501, "不支持这种传输编码", 501);
     if (request.count(http::field::transfer_encoding) > 0 && request.version() < 11)
         return badRequest();
@@ -77,7 +76,7 @@ std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadR
     if (!isOwnOrigin(request, rules))
         return foreign();
     const auto expectation = request[http::field::expect];
-    if (!expectation.empty() && !iequals(expectation, "100-continue"))
+    if (!expectation.empty() && !sameWord(text(expectation), "100-continue"))
         return failure(417, "不支持这种 Expect 请求头", 417);
     return std::nullopt;
 }

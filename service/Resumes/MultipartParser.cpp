@@ -1,10 +1,11 @@
 #include "MultipartParser.h"
 
+#include "Http/HttpMessage.h"
+
 // Before Boost 1.83, whose token tables forget to name it.
 #include <cstdint>
 
 #include <algorithm>
-#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/rfc7230.hpp>
 
 namespace parlowen::service {
@@ -18,14 +19,14 @@ beast::string_view asBeast(std::string_view text) { return {text.data(), text.si
 /// The parameters of a header's value that begins with `type`, in any case; none when it does not.
 std::optional<beast::http::param_list> parametersOf(std::string_view value, std::string_view type) {
     value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-    if (!beast::iequals(asBeast(value.substr(0, type.size())), asBeast(type)))
+    if (!sameWord(value.substr(0, type.size()), type))
         return std::nullopt;
     return beast::http::param_list(asBeast(value.substr(type.size())));
 }
 
 std::string parameter(const beast::http::param_list& parameters, std::string_view wanted) {
     for (const auto& [name, value] : parameters)
-        if (beast::iequals(name, asBeast(wanted)))
+        if (sameWord({name.data(), name.size()}, wanted))
             return std::string(value);
     return {};
 }
@@ -36,7 +37,7 @@ std::optional<MultipartParser::Part> partOf(std::string_view header) {
     while (!header.empty()) {
         const std::string_view line = header.substr(0, header.find("\r\n"));
         header.remove_prefix(std::min(line.size() + 2, header.size()));
-        if (!beast::iequals(asBeast(line.substr(0, field.size())), asBeast(field)))
+        if (!sameWord(line.substr(0, field.size()), field))
             continue;
         if (const auto parameters = parametersOf(line.substr(field.size()), "form-data"))
             return MultipartParser::Part{parameter(*parameters, "name"), parameter(*parameters, "filename")};

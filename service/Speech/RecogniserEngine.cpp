@@ -1,12 +1,12 @@
 #include "RecogniserEngine.h"
 
+#include "Http/HttpMessage.h"
 #include "Http/Log.h"
 #include "RecogniserProcess.h"
 
 #include <algorithm>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
-#include <cctype>
 #include <mutex>
 #include <thread>
 
@@ -21,10 +21,7 @@ constexpr std::size_t mostWhileLoading = 16; // streams of a model that has not 
 
 /// As the registry spells it.
 std::string spelled(std::string_view locale, const std::vector<std::string>& offered) {
-    const auto same = [locale](const std::string& other) {
-        return std::equal(locale.begin(), locale.end(), other.begin(), other.end(),
-                          [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
-    };
+    const auto same = [locale](const std::string& other) { return sameWord(locale, other); };
     const auto found = std::find_if(offered.begin(), offered.end(), same);
     return found == offered.end() ? std::string(locale) : *found;
 }

@@ -3,7 +3,6 @@
 #include "Http/HttpMessage.h"
 
 #include <algorithm>
-#include <cctype>
 #include <nlohmann/json.hpp>
 
 namespace parlowen::service {
@@ -15,11 +14,6 @@ using nlohmann::json;
 constexpr std::string_view olderTranslationPath = "/speech/translation/";
 constexpr std::size_t longestReason = 123;
 constexpr std::size_t longestShownCode = 16;
-
-bool sameWord(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
 
 /// The member at the end of a way through objects; a null value when there is none.
 const json& memberAt(const json& root, std::initializer_list<const char*> way) {
