@@ -37,7 +37,7 @@ public:
     static constexpr std::int64_t firstPartial = preRoll + sampleRate * 13 / 100; ///< of audio
     static constexpr std::int64_t partialEvery = sampleRate * 4 / 10;
 
-    static constexpr std::int64_t fewestToSettle = sampleRate * 26 / 10; ///< decoded for words that stay
+    static constexpr std::int64_t fewestToSettle = sampleRate * 36 / 10; ///< decoded for words that stay
 
     /// Something to decode: audio[from, to).
     struct Job {

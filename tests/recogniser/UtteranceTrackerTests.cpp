@@ -119,6 +119,23 @@ TEST_F(UtteranceTrackerTest, PartialsTakeTheirShareOfTimeAndNoMore) {
     EXPECT_EQ(jobs.size(), 3U) << "in the first, the fourth and the seventh second";
 }
 
+TEST_F(UtteranceTrackerTest, WordsStayOnceTwoDecodingsOfEnoughSpeechAgreeOnThem) {
+    say = [](const Job& job) {
+        std::string text;
+        for (auto at = job.from; at < job.to; at += 8'000)
+            text += std::to_string(at) + " ";
+        return text;
+    };
+    hear(8, 9);
+    const auto partials = told(Kind::Partial);
+    const auto first =
+        std::find_if(partials.begin(), partials.end(), [](const auto& told) { return told.settled > 0; });
+    ASSERT_NE(first, partials.end());
+    EXPECT_NEAR(static_cast<double>(first->to), 64'000, 8'000);
+    EXPECT_NEAR(static_cast<double>(partials.back().text.size() - partials.back().settled), 15, 8)
+        << "words at the end";
+}
+
 TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
     const auto finalsAfter = [this](const std::string& text, double pause) {
         events.clear();
@@ -168,6 +185,7 @@ TEST_F(UtteranceTrackerTest, LongSpeechIsCutAtTheQuietestPlaceAndNothingIsLostOr
     for (std::size_t i = 0; i < pieces.size(); ++i) {
         EXPECT_LE(pieces[i].to - pieces[i].from, UtteranceTracker::longestPiece);
         EXPECT_EQ(pieces[i].from, i == 0 ? pieces[0].from : pieces[i - 1].to);
+        EXPECT_EQ(pieces[i].onset - pieces[i].from, i == 0 ? UtteranceTracker::preRoll : 0);
         if (i > 0) {
             EXPECT_NEAR(static_cast<double>(pieces[i].from % 16'000), 15'200, 800) << "in the quiet tenth";
         }
