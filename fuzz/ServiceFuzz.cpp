@@ -134,8 +134,10 @@ struct Targets {
     }
     static void frames(std::string_view bytes) {
         using namespace parlowen::wire;
-        if (const auto message = decodeText(bytes))
-            require(decodeText(encode(*message)).has_value());
+        if (const auto message = decodeText(bytes)) {
+            const std::string again = encode(*message); // with a blank behind each colon
+            require(again.size() - message->body.size() > maxHeaderBlock || decodeText(again));
+        }
         if (const auto message = decodeBinary(bytes))
             require(message->binary && message->body.size() <= maxPayload);
         PcmInput whole;
