@@ -329,6 +329,10 @@
         <source>这里没有客服的二维码</source>
         <translation>There is no code of support here</translation>
     </message>
+    <message>
+        <source>暂时无法获取二维码</source>
+        <translation>The code cannot be fetched now</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::ContentContainerViewController</name>

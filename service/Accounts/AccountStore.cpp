@@ -155,9 +155,17 @@ bool AccountStore::knowsAddress(const PhoneNumber& phone, const std::string& add
 
 void AccountStore::remove(std::int64_t userId) {
     database_.use([&](SQLite::Database& database) {
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        // Failed tries name the number as nameOf() does, those of a place with its address behind it.
+        SQLite::Statement forget(
+            database, "DELETE FROM failures WHERE kind IN ('number', 'pair') AND EXISTS (SELECT 1 FROM users WHERE "
+                      "id = ? AND failures.name || ' ' LIKE country_code || ' ' || phone || ' %')");
+        SQLite::bind(forget, userId);
+        forget.exec();
         SQLite::Statement remove(database, "DELETE FROM users WHERE id = ?");
         SQLite::bind(remove, userId);
         remove.exec();
+        transaction.commit();
         // The journal still has the old pages.
         SQLite::Statement(database, "PRAGMA wal_checkpoint(TRUNCATE)").executeStep();
     });

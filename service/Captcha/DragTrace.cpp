@@ -14,7 +14,7 @@ constexpr std::size_t mostSteps = 2'000;
 constexpr std::size_t leastDifferent = 4; // steps, by time and way
 constexpr double shortest = 250;          // ms
 constexpr double farthestStart = 40;      // pixels
-constexpr double longestLeap = 100;       // pixels between two steps
+constexpr double longestLeap = 160;       // pixels between two steps: a quick hand, on a busy machine
 constexpr double clockSlack = 50;         // ms between the page's clock and this one
 
 bool isOrderly(const DragStep& before, const DragStep& after) {

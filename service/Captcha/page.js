@@ -140,7 +140,7 @@ slider.addEventListener("pointerdown", event => {
 slider.addEventListener("input", () => {
   const x = Number(slider.value);
   const last = trace.length > 0 ? trace[trace.length - 1][1] : 0;
-  if (Math.abs(x - last) > longestLeap)
+  if (!dragging && Math.abs(x - last) > longestLeap) // no drag: a press beside the handle
     return place(last);
   if (trace.length === 1)
     trace[0][0] = performance.now();

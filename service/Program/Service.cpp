@@ -138,10 +138,10 @@ struct Service::Parts {
                  .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); },
                  .createByPassword = options.createAccounts}
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
-        if (options.loginByCode)
-            startCaptcha(options);
         startSpeechTokens();
         server.start();
+        if (options.loginByCode)
+            startCaptcha(options);
         notePort();
     }
 
@@ -210,6 +210,8 @@ struct Service::Parts {
         Server::Options place{boost::asio::ip::make_address(options.captchaAddress), options.captchaPort, 1, {}};
         place.limits.connections = 128;
         place.limits.reserve = 0; // nobody signs in there
+        if (place.port == 0)
+            place.port = static_cast<std::uint16_t>(server.port() + 1); // where applications look for it
         captchaServer.emplace(place, std::nullopt, std::move(pages));
         captchaServer->start();
     }

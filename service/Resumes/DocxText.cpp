@@ -45,7 +45,8 @@ Archive openedPart(const std::filesystem::path& file) {
         throw DocxError(Reason::Damaged, "no archive");
     archive_entry* entry = nullptr;
     int entries = 0;
-    while (archive_read_next_header(zip.get(), &entry) == ARCHIVE_OK) {
+    const auto next = [&] { return archive_read_next_header(zip.get(), &entry); };
+    for (int found = next(); found == ARCHIVE_OK || found == ARCHIVE_WARN; found = next()) { // a name it cannot spell
         const char* name = archive_entry_pathname(entry);
         if (name != nullptr && name == textPart)
             return zip;
@@ -80,6 +81,7 @@ void addNode(xmlTextReader* reader, bool& inText, std::string& text) {
             text += '\t';
         break;
     case XML_READER_TYPE_TEXT:
+    case XML_READER_TYPE_CDATA:
     case XML_READER_TYPE_SIGNIFICANT_WHITESPACE:
     case XML_READER_TYPE_WHITESPACE:
         if (inText)

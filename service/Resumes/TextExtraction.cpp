@@ -158,9 +158,7 @@ bool isChinese(std::string_view text) { return hasChinese(text.substr(0, 3)); }
 
 UploadProblem emptyFile() { return {400, "empty_file", "文件是空的，请重新选择"}; }
 
-UploadProblem wrongType() {
-    return {400, "wrong_type", "文件内容不是 PDF、Word（doc、docx）、PNG 或 JPEG，请换一个文件"};
-}
+UploadProblem wrongType() { return {400, "wrong_type", "文件内容不是 PDF、Word、PNG 或 JPEG"}; }
 
 UploadProblem fileTooLarge() { return {413, "file_too_large", "文件超过 32 MB，请压缩后再上传"}; }
 

@@ -17,8 +17,8 @@ public:
     using TimePoint = std::chrono::steady_clock::time_point;
     using Clock = std::function<TimePoint()>;
 
-    static constexpr std::chrono::minutes lifetime{10};
-    static constexpr std::size_t ofAUser = 4; ///< a further one ends the oldest
+    static constexpr std::chrono::minutes lifetime{60}; // a file is looked for meanwhile
+    static constexpr std::size_t ofAUser = 4;           ///< a further one ends the oldest
 
     explicit UploadTokens(Clock clock = std::chrono::steady_clock::now)
         : clock_(std::move(clock)) {}

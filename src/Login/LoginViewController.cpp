@@ -130,14 +130,17 @@ void LoginViewController::connectControls() {
         connect(all.localButton, &QPushButton::clicked, this, &Self::enterLocally);
 }
 
-void LoginViewController::requestLoginMethod() {
+void LoginViewController::requestLoginMethod(const std::function<void()>& then) {
     services_.http->requestData(
         QStringLiteral("/user/get_login_method"), HttpMethod::GET, std::nullopt, std::nullopt, this,
-        [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
-            if (status != FResponseStatus::success || !json)
-                return;
-            loginType_ = (*json)["data"].intValue();
-            showLoginType();
+        [this, then](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
+            isMethodMissing_ = status != FResponseStatus::success || !json;
+            if (!isMethodMissing_) {
+                loginType_ = (*json)["data"].intValue();
+                showLoginType();
+            }
+            if (then)
+                then();
         });
 }
 
@@ -280,10 +283,22 @@ void LoginViewController::loginTap() {
         field->setFocus(Qt::OtherFocusReason);
         return;
     }
-    if (isPassword)
-        signIn(QStringLiteral("/user/account/login"), QStringLiteral("password"), secret->text());
+    if (!isMethodMissing_)
+        return signInWith(secret->text());
+    // The service was out of reach when the page opened, and may be another one by now.
+    setBusy(true);
+    requestLoginMethod([this, isPassword, text = secret->text()] {
+        setBusy(false);
+        if (isPassword == (loginType_ == passwordType))
+            signInWith(text);
+    });
+}
+
+void LoginViewController::signInWith(const QString& secret) {
+    if (loginType_ == passwordType)
+        signIn(QStringLiteral("/user/account/login"), QStringLiteral("password"), secret);
     else
-        signIn(QStringLiteral("/user/login"), QStringLiteral("code"), secret->text());
+        signIn(QStringLiteral("/user/login"), QStringLiteral("code"), secret);
 }
 
 void LoginViewController::signIn(const QString& path, const QString& secretName, const QString& secret) {
@@ -297,6 +312,11 @@ void LoginViewController::signIn(const QString& path, const QString& secretName,
             if (status == FResponseStatus::success && json)
                 receiveSignIn((*json)["data"]);
         });
+}
+
+void LoginViewController::signInRefused() {
+    if (isBusy_)
+        setBusy(false);
 }
 
 void LoginViewController::receiveSignIn(const JSON& payload) {
@@ -334,12 +354,14 @@ void LoginViewController::awaitStoredSignIn() {
                [] { ProgressHUD::shared().toast(tr("请解锁密钥环，以自动登录")); });
 }
 
+QString LoginViewController::mainTitle() { return tr("主面板"); }
+
 void LoginViewController::showMainView() {
     auto* window = qobject_cast<QMainWindow*>(this->window());
     if (window == nullptr || !services_.makeMainView)
         return;
     QWidget* main = services_.makeMainView();
-    window->setWindowTitle(tr("主面板"));
+    window->setWindowTitle(mainTitle());
     window->setCentralWidget(main); // this page goes
     centre(*window, mainSize * fontScale());
 }

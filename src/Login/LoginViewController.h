@@ -44,6 +44,8 @@ public:
 
     /// Opens the page in a window of its own.
     static QMainWindow* openWindow(const LoginServices& services);
+    /// Of the window in which somebody has signed in.
+    static QString mainTitle();
 
     const LoginControls& controls() const { return form_->controls(); }
     const CountryListModel& countryModel() const { return countryModel_; }
@@ -56,6 +58,8 @@ public:
     Popover* popover() const { return popover_; }
 
     void didSelectCountry(CountryListModel country) override;
+    /// The sign-in that is on its way will not be answered.
+    void signInRefused();
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -64,7 +68,9 @@ private:
     void fillForm();
     void makeFormAnew();
     void connectControls();
-    void requestLoginMethod();
+    /// Calls `then` when the answer, or none, has come.
+    void requestLoginMethod(const std::function<void()>& then = {});
+    void signInWith(const QString& secret);
     void showLoginType();
     void showCountryList();
     void sendCodeTap();
@@ -96,7 +102,8 @@ private:
     qint64 loginType_ = 1;
     bool iseyed_ = true;
     bool selectAutoLogin_ = false;
-    bool isBusy_ = false; ///< a sign-in is on its way
+    bool isMethodMissing_ = false; ///< it could not be learned
+    bool isBusy_ = false;          ///< a sign-in is on its way
 };
 
 } // namespace parlowen

@@ -96,6 +96,11 @@ PageContext AppDelegate::context() {
     };
     if (!sampleInterview().isEmpty())
         setup.rehearse = [this] { rehearse(); };
+    setup.mayStart = [this] {
+        if (session_)
+            raise(); // one at a time
+        return session_ == nullptr;
+    };
     return {settings_, composition_.http(), std::move(setup), &composition_.images(), [this] { openLogin(); }};
 }
 
@@ -162,13 +167,20 @@ LoginServices AppDelegate::loginServices() {
     LoginServices services{&composition_.http(), &settings_, &composition_.images(), {}, {}, {}};
     services.makeMainView = [this] { return makeMainView(); };
     if (composition_.backend().isLocalService())
-        services.enterLocally = [this](QObject*, const LoginServices::Entered& entered) { enterLocally(entered); };
+        services.enterLocally = [this](QObject* context, const LoginServices::Entered& entered) {
+            enterLocally([context = QPointer(context), entered](const Result<void>& result) {
+                if (context)
+                    entered(result);
+            });
+        };
     return services;
 }
 
 /// In the place of every other window.
 void AppDelegate::openLogin() {
     if (window_ && mainView() == nullptr) {
+        if (auto* page = qobject_cast<LoginViewController*>(window_->centralWidget()))
+            page->signInRefused();
         closeOtherWindows(window_); // refused once more, for another request
         bringToFront(*window_);
         return;
@@ -201,9 +213,7 @@ void AppDelegate::findBackend() {
         return;
     }
     composition_.connectBackend(this, [this](const Result<Backend::Access>& access) {
-        if (access)
-            composition_.http().setHeld(false);
-        else
+        if (!access)
             sayThatThereIsNoBackend(access.error());
     });
 }
@@ -212,8 +222,13 @@ void AppDelegate::sayThatThereIsNoBackend(const QString& why) {
     if (!window_)
         return;
     CommonTipView* card = ask(*window_, tr("无法连接服务"), why, tr("退出程序"), tr("重试"));
-    card->sureBlock = [this] { findBackend(); };
+    noBackendCard_ = card;
     connect(card->cancelButton(), &QPushButton::clicked, this, &AppDelegate::quit);
+    // Dismissed by Escape, too: nothing is asked of a service before there is one.
+    connect(card, &QObject::destroyed, this, [this] {
+        if (!noBackendCard_ && !isQuitting_ && composition_.http().isHeld())
+            findBackend();
+    });
 }
 
 void AppDelegate::showMainWindow() {

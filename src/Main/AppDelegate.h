@@ -85,6 +85,7 @@ private:
     QPointer<LiveSession> session_;
     WindowMenu menu_;
     TrayIcon tray_;
+    QPointer<CommonTipView> noBackendCard_;
     bool isPainted_ = false; ///< a window has been, for the first time
     SessionShortcuts shortcuts_;
     bool isQuitting_ = false;

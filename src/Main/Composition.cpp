@@ -126,6 +126,7 @@ void Composition::use(const Backend::Access& access) {
     http_.setLocalTrust(trust_);
     images_.setLocalTrust(trust_);
     SpeechEndpoint::setLocalTrust(trust_);
+    http_.setHeld(false);
 }
 
 SessionServices Composition::sessionServices(CaptureSourceFactory capture, AudioRouting& router, SessionStatus& status,

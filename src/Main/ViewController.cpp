@@ -6,6 +6,7 @@
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
+#include <Login/LoginViewController.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
 #include <Tools/PopView/Colors.h>
@@ -163,8 +164,11 @@ void ViewController::setMenu(QMenu* menu) {
 
 void ViewController::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::LanguageChange)
-        sayTexts();
+    if (event->type() != QEvent::LanguageChange)
+        return;
+    sayTexts();
+    if (!window()->windowTitle().isEmpty()) // as the sign-in left it
+        window()->setWindowTitle(LoginViewController::mainTitle());
 }
 
 } // namespace parlowen

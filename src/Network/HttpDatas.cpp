@@ -52,8 +52,11 @@ HttpDatas& HttpDatas::shared() {
 void HttpDatas::install(HttpDatas* instance) { installed() = instance; }
 
 void HttpDatas::setLocalTrust(LocalTrust trust) {
+    if (trust == trust_)
+        return;
     trust_ = std::move(trust);
-    manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
+    // A connection to the same host would go on as it was made. What is on its way is never answered then.
+    manager_.clearConnectionCache();
 }
 
 void HttpDatas::setHeld(bool held) {

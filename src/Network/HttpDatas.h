@@ -70,6 +70,7 @@ public:
     /// Keeps the requests that are made from now on until it is let go, and sends them then, as of that moment: the
     /// backend is not known yet. Main thread.
     void setHeld(bool held);
+    bool isHeld() const { return isHeld_; }
 
     /// The base URL of requests from now on: that of the settings, else the built-in one.
     QString baseUrl() const;

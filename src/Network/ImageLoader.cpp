@@ -34,8 +34,11 @@ ImageLoader::ImageLoader(const QString& cacheDirectory, qint64 cacheBytes) {
 }
 
 void ImageLoader::setLocalTrust(LocalTrust trust) {
+    if (trust == trust_)
+        return;
     trust_ = std::move(trust);
-    manager_.clearConnectionCache(); // a connection to the same host would go on as it was made
+    // A connection to the same host would go on as it was made. What is on its way is never answered then.
+    manager_.clearConnectionCache();
 }
 
 QString ImageLoader::defaultCacheDirectory() {

@@ -228,7 +228,7 @@ void InterviewSettingViewController::receiveOffered(LanguageNotice& notice,
     notice.setOffered(std::move(languages));
     showLanguages();
     if (--requests_ == 0 && std::exchange(startsThen_, false))
-        startInterview();
+        startWhenKnown();
 }
 
 void InterviewSettingViewController::takeInstead(const LanguageNotice& notice) {
@@ -247,6 +247,18 @@ void InterviewSettingViewController::showPersonalHint() {
 
 /// The start waits until it is known whether the interview will be understood.
 void InterviewSettingViewController::startInterview() {
+    if (isStarting() || (services_.mayStart && !services_.mayStart()))
+        return;
+    consoleLog(QStringLiteral("开始面试"));
+    startWhenKnown();
+}
+
+/// Whether a start waits, or asks something.
+bool InterviewSettingViewController::isStarting() const {
+    return startsThen_ || (question_ && !question_->isDismissing());
+}
+
+void InterviewSettingViewController::startWhenKnown() {
     startsThen_ = requests_ > 0;
     form_->showWaiting(startsThen_);
     if (!startsThen_) {
@@ -272,13 +284,12 @@ void InterviewSettingViewController::startAsked() {
 void InterviewSettingViewController::askAboutLanguages() {
     const LanguageNotice& spoken = *form_->spokenNotice();
     const LanguageNotice& target = *form_->targetNotice();
-    const bool hasRemedy = spoken.instead() || target.instead();
     ask(
         LanguageNotice::makeQuestion(spoken, target), [this] { startHeard(); },
-        [this, hasRemedy] {
+        [this] {
             takeInstead(*form_->spokenNotice());
             takeInstead(*form_->targetNotice());
-            if (hasRemedy)
+            if (!form_->spokenNotice()->isMissing() && !form_->targetNotice()->isMissing())
                 startHeard();
         });
 }
@@ -302,13 +313,18 @@ void InterviewSettingViewController::startHeard() {
 void InterviewSettingViewController::ask(CommonTipView* card, const std::function<void()>& startsAnyway,
                                          const std::function<void()>& remedy) {
     connect(card->cancelButton(), &QPushButton::clicked, this, startsAnyway);
-    card->sureBlock = remedy;
-    MYCenterPopView::show(card, keyWindowContent(this));
+    card->sureBlock = [page = QPointer(this), remedy] {
+        if (page)
+            remedy();
+    };
+    question_ = MYCenterPopView::show(card, keyWindowContent(this));
+    connect(this, &QObject::destroyed, question_, &PopView::dismiss);
     card->sureButton()->setFocus();
 }
 
 void InterviewSettingViewController::beginSession() {
-    consoleLog(QStringLiteral("开始面试"));
+    if (services_.mayStart && !services_.mayStart())
+        return;
     soundStrip()->stop();
     AudioRouting& router = services_.router();
     if (startAIModel_.deviceType != 0) {

@@ -6,6 +6,7 @@
 #include <Network/Models.h>
 #include <Page/View/BaseViewController.h>
 
+#include <QPointer>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -17,6 +18,7 @@ namespace parlowen {
 class AudioRouting;
 class CommonTipView;
 class HttpDatas;
+class MYCenterPopView;
 class Popover;
 class SessionWindow;
 class Settings;
@@ -31,6 +33,7 @@ struct SetupServices {
     std::function<SessionWindow*(const SessionSound&)> makeSession;
     SoundStrip::Capture capture = inputCapture; ///< what is heard beforehand
     std::function<void()> rehearse = {};        ///< opens a rehearsal with the sample; empty where there is none
+    std::function<bool()> mayStart = {};        ///< whether one may start now, and otherwise says why not
 };
 
 /// The page on which an interview is prepared and started: how answers are given, the languages, the sound. Each choice
@@ -91,6 +94,8 @@ private:
     void startAsked();
     void startHeard();
     void ask(CommonTipView* card, const std::function<void()>& startsAnyway, const std::function<void()>& remedy);
+    bool isStarting() const;
+    void startWhenKnown();
     void beginSession();
     void showPersonalHint();
 
@@ -102,7 +107,8 @@ private:
     std::optional<LanguageListModel> lelfLangModel;
     std::optional<LanguageListModel> rightLangModel;
     int source = 1;
-    int requests_ = 0;        ///< lists of languages that are on their way
+    int requests_ = 0; ///< lists of languages that are on their way
+    QPointer<MYCenterPopView> question_;
     bool startsThen_ = false; ///< the start waits for them
 
     SetupForm* form_;

@@ -13,6 +13,7 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLocale>
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -63,7 +64,7 @@ ResumeFlow::ResumeFlow(HttpDatas& http, Settings& settings, UpdateResumeView& ca
 
 ResumeFlow::~ResumeFlow() {
     delete panel_;
-    if (!runs_.empty())
+    if (std::any_of(runs_.begin(), runs_.end(), [](const Run& run) { return run.upload != nullptr; }))
         ProgressHUD::shared().toast(UpdateResumeView::tr("已离开设置页，简历没有上传完"));
 }
 
@@ -190,9 +191,7 @@ void ResumeFlow::end(Runs::iterator run) {
     showState();
 }
 
-QString ResumeFlow::heldName() const {
-    return !boundName_.isEmpty() ? boundName_ : heldResume(settings_);
-}
+QString ResumeFlow::heldName() const { return !boundName_.isEmpty() ? boundName_ : heldResume(settings_); }
 
 void ResumeFlow::showState() {
     const bool runs = !runs_.empty();

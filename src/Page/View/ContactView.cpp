@@ -71,11 +71,13 @@ void ContactView::build() {
 void ContactView::request() {
     http_.requestData(QStringLiteral("/operation/contact"), HttpMethod::GET, std::nullopt, std::nullopt, this,
                       [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
+                          if (status == FResponseStatus::failure) // an alert says why
+                              return say(tr("暂时无法获取二维码"));
                           if (status != FResponseStatus::success)
-                              return;
+                              return say(tr("这里没有客服的二维码"));
                           const QUrl url(json ? (*json)["data"].stringValue() : QString(), QUrl::StrictMode);
                           if (!url.isValid() || url.isRelative()) {
-                              sayThatThereIsNone();
+                              say(tr("这里没有客服的二维码"));
                               return;
                           }
                           images_.load(url, this, [this](const Result<QImage>& picture) {
@@ -85,8 +87,9 @@ void ContactView::request() {
                       });
 }
 
-void ContactView::sayThatThereIsNone() {
-    iconV_->setText(tr("这里没有客服的二维码"));
+/// In the code's place.
+void ContactView::say(const QString& text) {
+    iconV_->setText(text);
     iconV_->setAccessibleName(iconV_->text());
     subTitleL_->hide(); // there is nothing to scan
 }

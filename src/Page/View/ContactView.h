@@ -37,7 +37,7 @@ protected:
 private:
     void request();
     void showPicture(const QImage& picture);
-    void sayThatThereIsNone();
+    void say(const QString& text);
 
     HttpDatas& http_;
     ImageLoader& images_;

@@ -19,6 +19,8 @@ namespace parlowen {
 
 namespace {
 
+constexpr int titleFont = 14;
+constexpr int smallestTitleFont = 10;
 constexpr int uploadIconSize = 22;
 constexpr int barSteps = 10'000;
 const QColor titleGrey(128, 128, 128);
@@ -56,7 +58,7 @@ void UpdateResumeView::build() {
     line->addWidget(updateLabel_);
     line->addStretch();
     layout->addLayout(line);
-    title_ = makeLabel(titleGrey, false, 14, this);
+    title_ = makeLabel(titleGrey, false, titleFont, this);
     title_->setAlignment(Qt::AlignCenter);
     title_->setAttribute(Qt::WA_TransparentForMouseEvents);
     layout->addWidget(title_, 1);
@@ -135,6 +137,7 @@ void UpdateResumeView::hideProgress() {
 void UpdateResumeView::setNotice(Notice kind, const QString& text) {
     noticeKind_ = kind;
     notice_ = text;
+    isNoticeOfDrag_ = false;
     showTitle();
 }
 
@@ -147,10 +150,25 @@ void UpdateResumeView::showTitle() {
     const bool isPlain = !dragProblem_ && noticeKind_ == Notice::none;
     setTextColor(*title_, isProblem ? problemColor() : isPlain ? titleGrey : hexColor(theme::link));
     title_->setText(text);
+    title_->setToolTip(text);
+    fitTitle();
     contentImgV->setAccessibleDescription(text);
     title_->setVisible(dragProblem_ || !isBusy_);
     progress_->setVisible(title_->isHidden());
     contentImgV->setOutline(!dragProblem_ ? QColor() : isProblem ? problemColor() : hexColor(theme::accent));
+}
+
+/// A long reason is written smaller, so that all of it is there.
+void UpdateResumeView::fitTitle() {
+    const QMargins margins = layout()->contentsMargins();
+    const int width = this->width() - margins.left() - margins.right();
+    const int height = this->height() - margins.top() - margins.bottom() - layout()->spacing() -
+                       std::max(icon_->sizeHint().height(), updateLabel_->sizeHint().height());
+    for (int size = titleFont; size >= smallestTitleFont; --size) {
+        title_->setFont(systemFont(size));
+        if (title_->heightForWidth(width) <= height)
+            return;
+    }
 }
 
 void UpdateResumeView::updateTap() {
@@ -161,6 +179,7 @@ void UpdateResumeView::updateTap() {
 void UpdateResumeView::resizeEvent(QResizeEvent* event) {
     BaseView::resizeEvent(event);
     contentImgV->setGeometry(rect());
+    fitTitle();
 }
 
 void UpdateResumeView::keyPressEvent(QKeyEvent* event) {
@@ -205,7 +224,11 @@ void UpdateResumeView::dropEvent(QDropEvent* event) {
 void UpdateResumeView::endDrag() {
     const QString problem = dragProblem_.value_or(QString());
     dragProblem_.reset();
-    setNotice(problem.isEmpty() ? Notice::none : Notice::problem, problem);
+    if (!problem.isEmpty() || isNoticeOfDrag_)
+        setNotice(problem.isEmpty() ? Notice::none : Notice::problem, problem);
+    else
+        showTitle(); // with what came of the last upload
+    isNoticeOfDrag_ = !problem.isEmpty();
 }
 
 } // namespace parlowen

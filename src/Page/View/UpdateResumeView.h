@@ -61,6 +61,7 @@ private:
     void buildFirstLine();
     void buildProgress();
     void showTitle();
+    void fitTitle();
     void endDrag();
 
     CardButton* contentImgV = nullptr;
@@ -74,6 +75,7 @@ private:
     bool isBusy_ = false;
     Notice noticeKind_ = Notice::none;
     QString notice_;
+    bool isNoticeOfDrag_ = false;
     std::optional<QString> dragProblem_; ///< of what is over the card now
 };
 

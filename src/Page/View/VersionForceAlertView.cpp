@@ -81,7 +81,7 @@ void VersionForceAlertView::build() {
     column->setSpacing(12);
     iconImg_ = new QLabel(sharedView_);
     iconImg_->setAlignment(Qt::AlignCenter);
-    tipLab_ = makeLabel(hexColor(theme::darkText), true, 15, sharedView_);
+    tipLab_ = makeLabel(hexColor(theme::darkText), false, 15, sharedView_);
     tipLab_->setText(tr("发现新版本"));
     tipLab_->setAlignment(Qt::AlignCenter);
     tip1Lab_ = makeLabel(hexColor(theme::link), false, 17, nullptr);

@@ -18,6 +18,7 @@ struct LocalTrust {
 
     /// Whether connections to `otherHost` are checked against this authority.
     bool covers(const QString& otherHost) const;
+    bool operator==(const LocalTrust&) const = default;
 };
 
 } // namespace parlowen

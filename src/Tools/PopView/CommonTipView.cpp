@@ -65,10 +65,18 @@ void CommonTipView::warn() {
     sureButton_->setStyleSheet(styleSheets::button(danger, hexColor(theme::secondary), buttonRadius));
 }
 
-void CommonTipView::button1Tap() { closeCurrentPopView(this); }
+/// Its own pop-up, whatever lies below.
+void CommonTipView::dismiss() {
+    if (auto* pop = qobject_cast<PopView*>(parentWidget()))
+        pop->dismiss();
+    else
+        closeCurrentPopView(this);
+}
+
+void CommonTipView::button1Tap() { dismiss(); }
 
 void CommonTipView::button2Tap() {
-    closeCurrentPopView(this);
+    dismiss();
     if (sureBlock)
         sureBlock();
 }

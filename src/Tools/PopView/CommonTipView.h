@@ -29,6 +29,7 @@ public:
     std::function<void()> sureBlock; ///< called once the pop-up has begun to close after the second button
 
     /// The left button: closes the pop-up.
+    void dismiss();
     void button1Tap();
     /// The right button: closes the pop-up, then calls `sureBlock`.
     void button2Tap();

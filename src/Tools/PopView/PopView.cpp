@@ -90,6 +90,7 @@ double PopView::contentAlpha() const { return fader_ ? fader_->alpha() : 0; }
 void PopView::present() {
     fit();
     contentView_->move(restingPlace());
+    contentView_->setAttribute(Qt::WA_TransparentForMouseEvents, false);
     contentView_->show();
     setVisible(true);
     raise();
@@ -101,6 +102,7 @@ void PopView::dismiss() {
     if (isDismissing_)
         return;
     isDismissing_ = true;
+    contentView_->setAttribute(Qt::WA_TransparentForMouseEvents); // a second click is not a second answer
     giveFocusBack();
     leave();
     fader_->fadeTo(0, duration, [this] { remove(); });
