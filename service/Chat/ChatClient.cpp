@@ -13,6 +13,7 @@ using Reading = UpstreamClient::Reading;
 
 constexpr std::chrono::seconds longestAnswer{180};
 constexpr std::chrono::seconds warmFor{30};
+constexpr long ok = 200;
 constexpr std::size_t mostRefusalBytes = 8 * 1024;
 
 ChatTrouble troubleOfStatus(long status) {
@@ -30,7 +31,7 @@ ChatTrouble troubleOfStatus(long status) {
 }
 
 ChatEvent endOf(const UpstreamEnd& end, ChatStreamParser& parser) {
-    if (end.status != 0 && end.status != 200)
+    if (end.status != 0 && end.status != ok)
         return {.isEnd = true, .trouble = troubleOfStatus(end.status), .pause = end.pause};
     if (end.status == 0)
         return {.isEnd = true, .trouble = ChatTrouble::Unreachable};
@@ -38,6 +39,24 @@ ChatEvent endOf(const UpstreamEnd& end, ChatStreamParser& parser) {
         return {.isEnd = true, .trouble = ChatTrouble::Endless};
     const auto said = parser.finish();
     return end.isWhole && said ? *said : ChatEvent{.isEnd = true, .trouble = ChatTrouble::Cut};
+}
+
+/// What is wrong with a reply, for the log; what the status of HTTP says comes from there.
+std::string_view wordsFor(ChatTrouble trouble) {
+    switch (trouble) {
+    case ChatTrouble::Broken:
+        return "the reply is no event stream, or an event cannot be read";
+    case ChatTrouble::Cut:
+        return "the reply broke off";
+    case ChatTrouble::TooLong:
+        return "the reply reached the most tokens";
+    case ChatTrouble::Filtered:
+        return "the content filter ended the reply";
+    case ChatTrouble::Endless:
+        return "the reply took too long";
+    default:
+        return "an error came in the reply";
+    }
 }
 
 /// A question that waits for its answer.
@@ -95,8 +114,11 @@ std::size_t ChatClient::send(nlohmann::json body, Receiver receive) {
         asked->body = nullptr;
         for (const ChatEvent& event : asked->parser.feed(bytes)) {
             asked->receive(event);
-            if (event.isEnd)
-                return Reading::Rest;
+            if (!event.isEnd)
+                continue;
+            if (event.trouble != ChatTrouble::None)
+                logLine("language model: " + std::string(wordsFor(event.trouble)));
+            return Reading::Rest;
         }
         return Reading::On;
     };
@@ -109,7 +131,7 @@ std::size_t ChatClient::send(nlohmann::json body, Receiver receive) {
         }
         const ChatEvent event = endOf(end, asked->parser);
         if (event.trouble != ChatTrouble::None)
-            logLine("language model: " + end.words);
+            logLine("language model: " + (end.status == ok ? std::string(wordsFor(event.trouble)) : end.words));
         asked->receive(event);
         return std::nullopt;
     };

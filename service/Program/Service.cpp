@@ -26,6 +26,8 @@ namespace parlowen::service {
 
 namespace {
 
+constexpr const char* usualLocale = "en-US"; ///< whose model is ready before anybody asks for it
+
 std::filesystem::path madeDirectory(const std::filesystem::path& directory) {
     makePrivateDirectory(directory);
     requirePrivateDirectory(directory);
@@ -87,11 +89,16 @@ std::unique_ptr<SpeechService> speechOf(const ServiceOptions& options, const Ser
                                         const std::filesystem::path& data) {
     if (!options.region.name.empty())
         return std::make_unique<SpeechService>();
-    auto speech = tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data);
-    if (options.transcription.url.empty())
+    const TranscriptionEndpoint& elsewhere = options.transcription;
+    const auto& languages = elsewhere.languages;
+    const bool isElsewhere = !elsewhere.url.empty() && elsewhere.everything &&
+                             std::find(languages.begin(), languages.end(), usualLocale) != languages.end();
+    auto speech =
+        tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data, isElsewhere ? "" : usualLocale);
+    if (elsewhere.url.empty())
         return speech;
-    auto engine = std::make_shared<TranscriptionEngine>(options.transcription);
-    if (options.transcription.everything)
+    auto engine = std::make_shared<TranscriptionEngine>(elsewhere);
+    if (elsewhere.everything)
         speech->engines.addFirst(std::move(engine));
     else
         speech->engines.add(std::move(engine));

@@ -113,10 +113,9 @@ WebSocketHandler makeSpeechGateway(SpeechTokens& tokens, EngineSet& engines, Spe
 }
 
 std::unique_ptr<SpeechService> SpeechService::withLocalEngines(const std::filesystem::path& data,
-                                                               SpeechGatewayOptions options) {
+                                                               std::string_view firstLocale) {
     auto speech = std::make_unique<SpeechService>();
-    speech->options = options;
-    speech->engines.add(std::make_shared<RecogniserEngine>(ModelRegistry::Places::ofThisProgram(data)));
+    speech->engines.add(std::make_shared<RecogniserEngine>(ModelRegistry::Places::ofThisProgram(data), firstLocale));
     speech->engines.add(std::make_shared<ApertiumTranslator>());
     return speech;
 }

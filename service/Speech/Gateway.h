@@ -32,9 +32,9 @@ struct SpeechService {
     SpeechGatewayOptions options;
 
     /// With the engines that this machine has: the recogniser, with the user's models in the folder `models` of the
-    /// data directory, and Apertium.
+    /// data directory, and Apertium. The model of `firstLocale` is loaded at once, others when they are used first.
     static std::unique_ptr<SpeechService> withLocalEngines(const std::filesystem::path& data,
-                                                           SpeechGatewayOptions options = {});
+                                                           std::string_view firstLocale);
     /// What recognition and translation really offer.
     OfferedLanguages languages() const { return engines.languages(); }
 };

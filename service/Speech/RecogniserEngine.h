@@ -12,7 +12,7 @@ namespace parlowen::service {
 /// before it.
 class RecogniserEngine : public RecognitionEngine {
 public:
-    /// The model of `firstLocale` is loaded at once.
+    /// The model of `firstLocale` is loaded at once; none when it is empty.
     explicit RecogniserEngine(ModelRegistry::Places places, std::string_view firstLocale = "en-US");
     ~RecogniserEngine() override;
 
