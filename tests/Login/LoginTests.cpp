@@ -120,6 +120,18 @@ TEST_F(LoginTest, WhatIsMissingIsSaidAndNothingIsSent) {
     EXPECT_EQ(server_.requests().size(), 1U);
 }
 
+TEST_F(LoginTest, AWayToSignInThatCouldNotBeLearnedIsAskedForAgain) {
+    open(R"({"code":9,"message":"later"})");
+    ASSERT_TRUE(waitFor([this] { return !log_.linesWith("🍺").isEmpty(); }));
+    controls().phoneLabel->setText("138");
+    controls().secureField->setText("secret-1");
+    server_.enqueue(Reply::json(200, R"({"code":0,"data":2})"));
+    QTest::mouseClick(controls().loginButton, Qt::LeftButton);
+    ASSERT_TRUE(waitFor([this] { return page_->loginType() == 2; }));
+    EXPECT_EQ(server_.requests().size(), 2U) << "no password goes to where none is wanted";
+    EXPECT_TRUE(controls().sendCodeButton->isVisible());
+}
+
 TEST(CaptchaViewControllerTest, OnlyAResultOfTheRightShapeIsPassedOnAndClosesTheWindow) {
     const CapturedLog log;
     QPointer<CaptchaViewController> captcha = CaptchaViewController::open(QUrl(ScriptedHttpServer::refusingUrl()));

@@ -89,6 +89,7 @@ protected:
                                 started_.push_back(sound);
                                 return nullptr;
                             }};
+        setup.mayStart = [this] { return mayStart_; };
         setup.capture = [this](InputObserver observer) -> CaptureSourceFactory {
             meter_ = observer.meter;
             changed_ = observer.changed;
@@ -101,6 +102,7 @@ protected:
     std::shared_ptr<FakeInput> input_ = std::make_shared<FakeInput>();
     std::shared_ptr<InputMeter> meter_;
     std::function<void(const InputStatus&)> changed_;
+    bool mayStart_ = true;
     NotedRouting routing_;
     std::vector<SessionSound> started_;
     HttpDatas http_{settings_, {}, {}};
@@ -222,6 +224,17 @@ TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
         QTest::mouseClick(page().startButton(), Qt::LeftButton);
         return waitFor([this] { return question() != nullptr; });
     };
+    ASSERT_TRUE(ask());
+    window_.showPage(setupPage);
+    EXPECT_TRUE(waitFor([this] { return question() == nullptr; })) << "it goes with its page";
+    ASSERT_NO_FATAL_FAILURE(open());
+    changed_(none);
+    ASSERT_TRUE(ask());
+    mayStart_ = false;
+    QTest::mouseClick(question()->cancelButton(), Qt::LeftButton);
+    EXPECT_TRUE(started_.empty()) << "beside another one";
+    ASSERT_TRUE(waitFor([this] { return question() == nullptr; }));
+    mayStart_ = true;
     ASSERT_TRUE(ask());
     EXPECT_TRUE(started_.empty());
     QTest::mouseClick(question()->cancelButton(), Qt::LeftButton);

@@ -149,6 +149,9 @@ TEST_F(ResumeFlowTest, EachFailureIsSaidInAnAlertAndOnTheCard) {
     EXPECT_EQ(
         failureOf({token_, Reply::json(400, R"({"error":{}})"), Reply::json(200, R"({"code":1,"message":"太大"})")}),
         "上传失败| 上传简历 cv.docx 上传失败：太大");
+    card().setNotice(UpdateResumeView::Notice::problem, QString("文件内容不是 PDF、Word、PNG 或 JPEG。").repeated(2));
+    const QLabel& said = *card().title();
+    EXPECT_TRUE(waitFor([&said] { return said.heightForWidth(said.width()) <= said.height(); })) << "cut";
     EXPECT_EQ(lastRequest().target, "/user/bind_resume/") << "an answer that is no file's has an empty id";
 }
 

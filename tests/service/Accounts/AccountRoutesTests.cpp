@@ -154,6 +154,8 @@ TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
         database.exec("INSERT INTO resumes VALUES ('file-1', 1, 'mine.txt', 'a text of mine', 1, 1)");
     });
     EXPECT_EQ(client.get("/api/v1/user/info", token).data().at("user").at("resume").at("resume_id"), "file-1");
+    for (const char* number : {"13800000001", "13800000002"})
+        client.post("/api/v1/user/account/login", fields(number, "password", "x"));
     const Reply deleted = client.send("POST", "/api/v1/user/logoff", {}, token);
     EXPECT_TRUE(deleted.code() == 0 && !deleted.message().empty()) << "clients show the message";
     EXPECT_EQ(client.get("/api/v1/user/info", token).status, 401);
@@ -167,6 +169,7 @@ TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
     Database(file).use([](SQLite::Database& database) {
         for (const char* table : {"users", "sessions", "addresses", "resumes"})
             EXPECT_EQ(database.execAndGet(std::string("SELECT count(*) FROM ") + table).getInt(), 0) << table;
+        EXPECT_NE(database.execAndGet("SELECT count(*) FROM failures WHERE kind = 'pair'").getInt(), 0) << "others'";
     });
 }
 
