@@ -231,12 +231,7 @@ void AppDelegate::sayThatThereIsNoBackend(const QString& why) {
     });
 }
 
-void AppDelegate::showMainWindow() {
-    if (window_)
-        bringToFront(*window_);
-    else
-        openMainWindow();
-}
+void AppDelegate::showMainWindow() { window_ ? bringToFront(*window_) : openMainWindow(); }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
     if (!hasVisibleWindows && window_)
@@ -245,12 +240,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 }
 
 /// What the user looks at: the interview while there is one.
-void AppDelegate::raise() {
-    if (session_)
-        bringToFront(*session_->window());
-    else
-        showMainWindow();
-}
+void AppDelegate::raise() { session_ ? bringToFront(*session_->window()) : showMainWindow(); }
 
 bool AppDelegate::carryOut(const CommandLine& line) {
     if (isQuitting_)
