@@ -2,6 +2,7 @@
 
 #include "Answers/Text.h"
 #include "ChatPrompt.h"
+#include "Http/Log.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -217,6 +218,10 @@ asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sin
         if (!wanted)
             co_return;
     }
+    if (end.trouble == ChatTrouble::None && whole.empty())
+        end.trouble = ChatTrouble::Broken; // an end without an answer
+    if (end.trouble == ChatTrouble::Stalled || end.trouble == ChatTrouble::Endless)
+        logLine("language model: " + troubleLine(end.trouble, end.pause, false));
     if (end.trouble == ChatTrouble::None) {
         request.keep(); // what follows the end is read, so that the connection can be used again
         exchanges.add(question.account, {question.text, whole});

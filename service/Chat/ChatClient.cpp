@@ -147,6 +147,7 @@ void ChatClient::warm() {
                     .method = UpstreamRequest::Method::Get,
                     .headers = {"Accept: application/json"},
                     .bearer = endpoint_.key,
+                    .mostRefusalBytes = mostRefusalBytes, // a reply that is read whole leaves the connection usable
                     .connect = endpoint_.connect},
                    {});
 }

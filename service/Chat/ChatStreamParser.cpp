@@ -74,7 +74,7 @@ void ChatStreamParser::takeData(std::string_view data, std::vector<ChatEvent>& e
     const auto object = jsonObject(data);
     if (!object)
         return end(ChatTrouble::Broken, events);
-    if (const auto error = object->find("error"); error != object->end())
+    if (const auto error = object->find("error"); error != object->end() && !error->is_null())
         return end(troubleOfError(*error), events);
     const nlohmann::json& choice = firstOf(*object, "choices");
     if (!choice.is_object()) // such as the count of tokens

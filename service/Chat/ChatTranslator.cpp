@@ -12,11 +12,13 @@ namespace parlowen::service {
 
 namespace {
 
+constexpr std::size_t longestTranslation = 16 * 1024; // bytes
+
 struct Named {
     std::string_view code;
     std::string_view name;
 };
-constexpr std::array<Named, 13> languages{{{"en", "English"},
+constexpr std::array<Named, 23> languages{{{"en", "English"},
                                            {"zh", "Chinese"},
                                            {"zh-hans", "Simplified Chinese"},
                                            {"zh-hant", "Traditional Chinese"},
@@ -28,7 +30,17 @@ constexpr std::array<Named, 13> languages{{{"en", "English"},
                                            {"ko", "Korean"},
                                            {"pt", "Portuguese"},
                                            {"ru", "Russian"},
-                                           {"it", "Italian"}}};
+                                           {"it", "Italian"},
+                                           {"nl", "Dutch"},
+                                           {"pl", "Polish"},
+                                           {"tr", "Turkish"},
+                                           {"ar", "Arabic"},
+                                           {"hi", "Hindi"},
+                                           {"id", "Indonesian"},
+                                           {"th", "Thai"},
+                                           {"vi", "Vietnamese"},
+                                           {"ca", "Catalan"},
+                                           {"gl", "Galician"}}};
 
 std::string nameOf(const std::string& code) {
     std::string lower(code);
@@ -57,10 +69,15 @@ struct Coming {
     std::string text;
     std::promise<std::optional<std::string>> whole;
 
+    bool over = false;
+
     void take(const ChatEvent& event) {
+        if (over)
+            return;
         text += event.piece;
-        if (event.isEnd)
-            whole.set_value(event.trouble == ChatTrouble::None ? std::optional(text) : std::nullopt);
+        over = event.isEnd || text.size() > longestTranslation;
+        if (over)
+            whole.set_value(event.isEnd && event.trouble == ChatTrouble::None ? std::optional(text) : std::nullopt);
     }
 };
 
@@ -80,14 +97,14 @@ std::optional<std::string> ChatTranslator::translate(const LanguagePair& pair, s
     auto whole = coming->whole.get_future();
     const std::size_t request = client_.send(requestOf(client_.endpoint(), pair, text),
                                              [coming](const ChatEvent& event) { coming->take(event); });
-    if (whole.wait_for(limit) != std::future_status::ready) {
+    const bool inTime = whole.wait_for(limit) == std::future_status::ready;
+    auto translation = inTime ? whole.get() : std::nullopt;
+    if (!translation) {
         client_.cancel(request);
         return std::nullopt;
     }
-    auto translation = whole.get();
-    if (translation)
-        translation = tidied(*translation, translation->size());
-    return translation && !translation->empty() ? translation : std::nullopt;
+    translation = tidied(*translation, translation->size());
+    return translation->empty() ? std::nullopt : translation;
 }
 
 } // namespace parlowen::service

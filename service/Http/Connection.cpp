@@ -200,6 +200,7 @@ private:
         co_await events->begin();
         co_await fill(source, request, *events);
         co_await events->end();
+        place_.reset(); // before the socket is closed with the stream
     }
 
     asio::awaitable<void> handOver(const WebSocketHandler& handler, const HttpRequest& request) {
@@ -358,7 +359,7 @@ private:
     const asio::ip::address peer_;
     Stream stream_;
     beast::flat_buffer buffer_;
-    const std::unique_ptr<OpenConnections::Place> place_; ///< given back before the socket is closed
+    std::unique_ptr<OpenConnections::Place> place_; ///< given back before the socket is closed
 };
 
 } // namespace

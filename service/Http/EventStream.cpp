@@ -71,7 +71,7 @@ asio::awaitable<void> EventStream::write(std::string bytes) {
     error_code failed;
     if (!gone_) {
         // The watch reads without a limit all the while, so this one holds for the writing alone.
-        stream_.expires_after(limits_.write);
+        stream_.writing_expires_after(limits_.write);
         co_await asio::async_write(stream_, asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
     }
     lastSent_ = Clock::now();
@@ -91,7 +91,7 @@ asio::awaitable<bool> EventStream::send(std::string_view bytes) {
 asio::awaitable<void> EventStream::watchClient() {
     std::array<char, 256> bytes{};
     error_code failed;
-    while (!failed)
+    while (!failed && !ending_)
         co_await stream_.async_read_some(asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, failed));
     if (!ending_)
         clientWent();

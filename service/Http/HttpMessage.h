@@ -21,8 +21,8 @@ namespace parlowen::service {
 
 using boost::beast::http::verb;
 
-/// Whether two words of a protocol are the same, whatever the case of their ASCII letters. (Beast's own comparison reads
-/// a byte behind both.)
+/// Whether two words of a protocol are the same, whatever the case of their ASCII letters. (Beast's own comparison
+/// reads a byte behind both.)
 bool sameWord(std::string_view a, std::string_view b);
 
 /// A request's body as a text that grows as it comes: no room is made for what a header only promises.

@@ -56,6 +56,11 @@ void TlsStream::expires_after(std::chrono::milliseconds duration) {
             side->limit = limit;
 }
 
+void TlsStream::writing_expires_after(std::chrono::milliseconds duration) {
+    if (!core_->writing.busy)
+        core_->writing.limit = Clock::now() + duration;
+}
+
 void TlsStream::expires_never() {
     for (Side* side : {&core_->reading, &core_->writing})
         if (!side->busy)
@@ -142,8 +147,9 @@ void TlsStream::Operation::arm() const {
         if (ended || !limited.busy || Clock::now() < limited.limit)
             return;
         limited.late = true;
-        error_code ignored;
-        kept->socket.close(ignored);
+        error_code ignored; // not closed: others know the socket by its number until its connection has ended
+        kept->socket.shutdown(Socket::shutdown_both, ignored);
+        kept->socket.cancel(ignored);
     });
 }
 

@@ -32,8 +32,9 @@ public:
     const Socket& next_layer() const { return core_->socket; }
     Socket& socket() { return core_->socket; }
 
-    /// For what begins from here on; what takes longer ends with beast::error::timeout, the connection closed.
+    /// For what begins from here on; what takes longer ends with beast::error::timeout, the connection shut down.
     void expires_after(std::chrono::milliseconds duration);
+    void writing_expires_after(std::chrono::milliseconds duration);
     void expires_never();
     /// What is under way ends with operation_aborted.
     void cancel();

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <set>
 #include <spawn.h>
 #include <string_view>
 #include <sys/socket.h>
@@ -25,11 +26,15 @@ constexpr std::size_t keptErrors = 400;
 constexpr std::size_t longestAnswer = 1 << 20;
 constexpr std::chrono::milliseconds patience{300}; // for the programs of a pipe to end
 
+std::set<std::string, std::less<>> withheld; // set before there are threads
+
 std::vector<std::string> utf8Environment() {
     std::vector<std::string> result;
-    for (char** entry = environ; *entry; ++entry)
-        if (!std::string_view(*entry).starts_with("LC_"))
-            result.emplace_back(*entry);
+    for (char** entry = environ; *entry; ++entry) {
+        const std::string_view variable(*entry);
+        if (!variable.starts_with("LC_") && !withheld.contains(variable.substr(0, variable.find('='))))
+            result.emplace_back(variable);
+    }
     result.emplace_back("LC_ALL=C.UTF-8");
     return result;
 }
@@ -71,6 +76,8 @@ pid_t spawnOn(int socket, int errors, std::vector<std::string> command) {
 }
 
 } // namespace
+
+void withholdFromChildren(const std::string& variable) { withheld.insert(variable); }
 
 std::optional<ChildProcess> ChildProcess::start(std::vector<std::string> command, int errors) {
     std::array<int, 2> ends{};

@@ -76,4 +76,8 @@ private:
     const int socket_;
 };
 
+/// Keeps a variable of the environment, such as one that holds a key, from every program that is started from here on.
+/// Before other threads begin.
+void withholdFromChildren(const std::string& variable);
+
 } // namespace parlowen::service

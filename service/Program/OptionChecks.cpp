@@ -1,6 +1,7 @@
 #include "OptionChecks.h"
 
 #include "Http/PrivateFiles.h"
+#include "Process/ChildProcess.h"
 
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
@@ -88,6 +89,7 @@ Problem readKey(const std::string& name, const std::string& file, const std::str
             return problem;
     if (environment.empty())
         return std::nullopt;
+    withholdFromChildren(environment);
     const char* value = std::getenv(environment.c_str());
     key = value == nullptr ? std::string() : trimmed(value);
     if (key.empty())

@@ -175,6 +175,9 @@ std::string inFile(const std::filesystem::path& file, const std::string& optionO
 std::optional<std::string> readConfig(const std::filesystem::path& file, const po::options_description& known,
                                       po::variables_map& values) {
     std::ifstream stream(file);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored) || (!stream && std::filesystem::exists(file, ignored)))
+        return file.string() + " cannot be read";
     try {
         po::store(po::parse_config_file(stream, known), values);
     } catch (const po::unknown_option& problem) {

@@ -37,6 +37,15 @@ std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void
 std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 
 /// One request on its way.
+/// Hosts that are reached directly: this machine, and those that the environment names.
+std::string withoutProxy() {
+    std::string hosts = "localhost,127.0.0.1,::1";
+    for (const char* name : {"no_proxy", "NO_PROXY"})
+        if (const char* more = std::getenv(name))
+            hosts.append(",").append(more);
+    return hosts;
+}
+
 struct Transfer {
     Transfer(UpstreamRequest requestToSend, UpstreamClient::Handlers handlersToCall)
         : request(std::move(requestToSend))
@@ -44,7 +53,8 @@ struct Transfer {
         , easy(curl_easy_init()) {
         set(CURLOPT_URL, request.url.c_str());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
-        set(CURLOPT_NOPROXY, "localhost,127.0.0.1,::1");
+        set(CURLOPT_NOPROXY, withoutProxy().c_str());
+        set(CURLOPT_QUICK_EXIT, 1L); // a name that is still looked up holds nobody up
         set(CURLOPT_NOSIGNAL, 1L);
         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.connect.count()));
         set(CURLOPT_TIMEOUT_MS, static_cast<long>(request.whole.count()));
@@ -102,7 +112,8 @@ struct Transfer {
     bool takeHeader(std::string_view line) const {
         const long code = status();
         const bool isEndOfHead = line == "\r\n" || line == "\n";
-        return !isEndOfHead || code <= ok || (code == refused && request.mostRefusalBytes > 0);
+        const bool isRead = code == refused || request.method == UpstreamRequest::Method::Get;
+        return !isEndOfHead || code <= ok || (isRead && request.mostRefusalBytes > 0);
     }
     bool takeBody(std::string_view bytes) {
         if (status() != ok) {
