@@ -28,10 +28,13 @@ public:
     ~ApertiumTranslator() override;
 
     std::vector<LanguagePair> pairs() const override;
-    std::optional<std::string> translate(const LanguagePair& pair, std::string_view text) override;
+    /// Blocks.
+    std::function<void()> translate(const LanguagePair& pair, std::string_view text, Done done) override;
     void stop() override;
 
 private:
+    std::optional<std::string> translation(const LanguagePair& pair, std::string_view text);
+
     struct Direction;
     const Options options_;
     std::vector<std::unique_ptr<Direction>> directions_;
