@@ -122,7 +122,7 @@ struct Transfer {
         curl_off_t sent = 0;
         curl_easy_getinfo(easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
         if (!request.body.empty() && sent == static_cast<curl_off_t>(request.body.size()))
-            request.body = std::string();
+            std::string().swap(request.body);
     }
     bool takeBody(std::string_view bytes) {
         if (status() != ok) {
