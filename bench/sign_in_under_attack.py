@@ -208,7 +208,7 @@ def hold_on(service, count):
     return held
 
 
-def attacked(program, attempts, connections, rounds=60):
+def attacked(program, attempts, connections, rounds=150):
     model = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Model)
     threading.Thread(target=model.serve_forever, daemon=True).start()
     with tempfile.TemporaryDirectory() as directory, tempfile.TemporaryDirectory() as elsewhere:

@@ -114,6 +114,14 @@ std::optional<User> AccountStore::create(const PhoneNumber& phone, const std::st
     });
 }
 
+void AccountStore::setPasswordHash(std::int64_t userId, const std::string& passwordHash) {
+    database_.use([&](SQLite::Database& database) {
+        SQLite::Statement update(database, "UPDATE users SET password_hash = ? WHERE id = ?");
+        SQLite::bind(update, passwordHash, userId);
+        update.exec();
+    });
+}
+
 User AccountStore::openSession(const PhoneNumber& phone, std::string_view tokenHash) {
     return database_.use([&](SQLite::Database& database) {
         const std::int64_t now = std::time(nullptr);

@@ -48,6 +48,7 @@ public:
     /// Adds a user with a first session, or neither; none when the number is known already. An empty hash is of no
     /// password: the user signs in by other means.
     std::optional<User> create(const PhoneNumber& phone, const std::string& passwordHash, std::string_view tokenHash);
+    void setPasswordHash(std::int64_t userId, const std::string& passwordHash);
     /// Adds a session to a user.
     User openSession(const PhoneNumber& phone, std::string_view tokenHash);
     /// Remembers that a user has signed in from an address.

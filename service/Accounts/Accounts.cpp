@@ -102,7 +102,7 @@ std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials,
     return outcome;
 }
 
-/// Hashes once, whatever comes of it.
+/// Hashes once, whatever comes of it; but for the right password of a hash of another cost, which is renewed.
 std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone, const std::string& password,
                                                         bool mayCreate) {
     const auto known = store_.find(phone);
@@ -113,8 +113,11 @@ std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone
             return SignedIn{*std::move(user), token};
         return checkPassword(phone, password, false); // another first sign-in of this number came first
     }
-    if (passwordMatches(known ? known->passwordHash : std::string(), password))
+    if (passwordMatches(known ? known->passwordHash : std::string(), password)) {
+        if (isOfAnotherCost(known->passwordHash))
+            store_.setPasswordHash(known->user.id, hashedPassword(password));
         return newSession(phone);
+    }
     if (!longEnough)
         return Refused{Reason::Input, "密码不正确，密码至少6位"};
     return Refused{Reason::WrongPassword, "手机号或密码错误"};

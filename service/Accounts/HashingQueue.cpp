@@ -8,7 +8,7 @@ namespace parlowen::service {
 
 namespace {
 
-constexpr int strangersNice = 10;
+constexpr int strangersNice = 3;
 
 template<typename Queue>
 bool holds(const Queue& queue, const std::string& number) {

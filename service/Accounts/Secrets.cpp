@@ -15,13 +15,15 @@ void requireSodium() {
         throw std::runtime_error("libsodium cannot be used");
 }
 
+constexpr std::size_t passwordMemory = std::size_t{19} * 1024 * 1024; // bytes
+constexpr unsigned long long passwordPasses = 2;
+
 std::atomic<std::uint64_t> hashings = 0;
 
 /// A hash of the usual cost that no password leads to.
 std::string hashOfNobody() {
-    return "$argon2id$v=19$m=" + std::to_string(crypto_pwhash_MEMLIMIT_INTERACTIVE / 1024) +
-           ",t=" + std::to_string(crypto_pwhash_OPSLIMIT_INTERACTIVE) + ",p=1$" + std::string(22, 'A') + "$" +
-           std::string(43, 'A');
+    return "$argon2id$v=19$m=" + std::to_string(passwordMemory / 1024) + ",t=" + std::to_string(passwordPasses) +
+           ",p=1$" + std::string(22, 'A') + "$" + std::string(43, 'A');
 }
 
 } // namespace
@@ -30,10 +32,14 @@ std::string hashedPassword(std::string_view password) {
     requireSodium();
     ++hashings;
     std::array<char, crypto_pwhash_STRBYTES> hash{};
-    if (crypto_pwhash_str(hash.data(), password.data(), password.size(), crypto_pwhash_OPSLIMIT_INTERACTIVE,
-                          crypto_pwhash_MEMLIMIT_INTERACTIVE) != 0)
+    if (crypto_pwhash_str(hash.data(), password.data(), password.size(), passwordPasses, passwordMemory) != 0)
         throw std::runtime_error("no memory to hash a password");
     return hash.data();
+}
+
+bool isOfAnotherCost(const std::string& hash) {
+    requireSodium();
+    return crypto_pwhash_str_needs_rehash(hash.c_str(), passwordPasses, passwordMemory) != 0;
 }
 
 bool passwordMatches(const std::string& hash, std::string_view password) {

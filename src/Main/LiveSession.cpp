@@ -14,6 +14,14 @@ namespace {
 const LanguageListModel recordedLanguage{135, QStringLiteral("英语（美国）"), QStringLiteral("en-US"),
                                          QStringLiteral("en"), QStringLiteral("Y")};
 
+/// Whether an answer's refusal means that the sign-in is over is for the request layer to find out, which then ends it
+/// everywhere.
+void checkSignIn(const SessionEvent& event, HttpDatas& http) {
+    const auto* answer = std::get_if<session::AnswerEnded>(&event);
+    if (answer != nullptr && answer->end.cause == AnswerEnd::Cause::SignInRefused)
+        http.requestData(QStringLiteral("/user/info"), HttpMethod::GET, {}, {}, nullptr);
+}
+
 } // namespace
 
 LiveSession::LiveSession(Composition& composition, const SessionSound& sound, QObject* parent)
@@ -46,6 +54,8 @@ void LiveSession::open(Composition& composition, SessionServices services) {
                                 QStringLiteral("另一个面试窗口已打开，两个都会继续")});
     connect(&composition.backend(), &Backend::servingChanged, controller,
             [controller](bool serves) { controller->setServiceStarting(!serves); });
+    connect(controller, &AIInterviewDetailController::happened, this,
+            [&http = composition.http()](const SessionEvent& event) { checkSignIn(event, http); });
     connect(controller, &AIInterviewDetailController::closing, this, &QObject::deleteLater);
 }
 

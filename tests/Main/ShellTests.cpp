@@ -182,6 +182,13 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     EXPECT_TRUE(answer.isTaken && answer.problem.contains("going on") && run_->session() == session) << "one at a time";
     answer = answerLaterStart(*run_, {{"parlowen", "--page", "login"}, {}, Language::Chinese});
     EXPECT_TRUE(answer.problem.contains("正在进行") && run_->session() == session && !isLogin());
+    const auto signInChecks = [this] {
+        return std::ranges::count(server_.requests(), "/user/info", &ScriptedHttpServer::Request::target);
+    };
+    const auto before = signInChecks();
+    Q_EMIT session->window()->controller()->happened(
+        session::AnswerEnded{1, {AnswerEnd::Outcome::Failed, AnswerEnd::Cause::SignInRefused, {}}});
+    EXPECT_TRUE(waitFor([&] { return signInChecks() > before; }));
     ScriptedHttpServer refusing;
     refusing.enqueue(Reply::json(401, R"({"code":0})"));
     HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);

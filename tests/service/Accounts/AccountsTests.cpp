@@ -13,6 +13,10 @@ namespace {
 
 using Reason = Refused::Reason;
 
+/// Of "secret-1", at the least cost that there is.
+constexpr const char* hashOfAnotherCost =
+    "$argon2id$v=19$m=64,t=1,p=1$dme4soSjVkzFtDQB+PgR0w$1vG3vZDUUZmwm2bSboABHOL08r31wW+gJv5QKEKGL14";
+
 class AccountRules : public ::testing::Test {
 protected:
     std::optional<Reason> refusal(const Credentials& credentials, bool mayCreate = true) {
@@ -134,6 +138,14 @@ TEST_F(AccountRules, KnownAndUnknownNumbersCostAndSayTheSame) {
     EXPECT_EQ(words.size(), 2U) << "a password that is too short is told, whatever the number";
     tokenOf({"86", "13700000000", "secret-1"});
     EXPECT_EQ(refusal({"86", "13600000000", "12345"}), Reason::Input) << "makes no account";
+
+    AccountStore store(database, 24h);
+    store.create({"86", "13600000000"}, hashOfAnotherCost, "token");
+    EXPECT_EQ(refusal({"86", "13600000000", "guess-1"}, false), Reason::WrongPassword);
+    EXPECT_EQ(store.find({"86", "13600000000"})->passwordHash, hashOfAnotherCost);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(refusal({"86", "13600000000", "secret-1"}, false), std::nullopt);
+    EXPECT_FALSE(isOfAnotherCost(store.find({"86", "13600000000"})->passwordHash)) << "is renewed at a sign-in";
 }
 
 TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
