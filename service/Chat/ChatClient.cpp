@@ -81,7 +81,9 @@ Without namedIn(const std::string& refusal) {
         return {};
     const std::string parameter = textMember(*error, "param");
     const std::string message = textMember(*error, "message");
-    const auto names = [&](const char* name) { return parameter.empty() ? holdsName(message, name) : parameter == name; };
+    const auto names = [&](const char* name) {
+        return parameter.empty() ? holdsName(message, name) : parameter == name;
+    };
     return {names("max_tokens"), names("temperature")};
 }
 

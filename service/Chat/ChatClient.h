@@ -66,8 +66,8 @@ public:
     ChatClient& operator=(const ChatClient&) = delete;
 
     const ChatEndpoint& endpoint() const { return endpoint_; }
-    /// Starts a request with that JSON object; returns its number. Once stopped, the end comes at once; after `whole` it
-    /// comes in any case.
+    /// Starts a request with that JSON object; returns its number. Once stopped, the end comes at once; after `whole`
+    /// it comes in any case.
     std::size_t send(const nlohmann::json& body, Receiver receive, std::chrono::milliseconds whole = longestAnswer);
     /// Drops a request: its connection is closed, no event follows that is not under way already.
     void cancel(std::size_t request) { upstream_.cancel(request); }

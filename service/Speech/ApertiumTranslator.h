@@ -28,13 +28,12 @@ public:
     ~ApertiumTranslator() override;
 
     std::vector<LanguagePair> pairs() const override;
-    /// Blocks.
+    /// Blocks, as translation() does, until `done` was called.
     std::function<void()> translate(const LanguagePair& pair, std::string_view text, Done done) override;
+    std::optional<std::string> translation(const LanguagePair& pair, std::string_view text);
     void stop() override;
 
 private:
-    std::optional<std::string> translation(const LanguagePair& pair, std::string_view text);
-
     struct Direction;
     const Options options_;
     std::vector<std::unique_ptr<Direction>> directions_;

@@ -15,8 +15,8 @@ using Clock = std::chrono::steady_clock;
 using Reading = UpstreamClient::Reading;
 
 constexpr long keptConnections = 16;
-constexpr long receiveBytes = 2 * 1024; // of each request; pieces of answers are smaller
-constexpr long sendBytes = 16 * 1024;   // the least that libcurl takes; of each request through TLS
+constexpr long receiveBytes = 2 * 1024;    // of each request; pieces of answers are smaller
+constexpr long sendBytes = 16 * 1024;      // the least that libcurl takes; of each request through TLS
 constexpr long longestIdleSeconds = 900;   // of a kept connection, which libcurl looks at before it is used again
 constexpr std::chrono::seconds restFor{5}; // for what follows what was wanted
 constexpr std::chrono::hours longestPause{1};

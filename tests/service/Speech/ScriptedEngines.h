@@ -57,8 +57,10 @@ public:
     std::vector<service::LanguagePair> pairs() const override { return {{"en", "es"}, {"en", "fr"}, {"pt", "es"}}; }
     std::function<void()> translate(const service::LanguagePair& pair, std::string_view text, Done done) override {
         asked.emplace_back(text);
-        if (stalls)
+        if (stalls) {
+            held = std::move(done);
             return [this] { ++dropped; };
+        }
         const bool can = text.find("untranslatable") == std::string_view::npos;
         done(can ? std::optional(pair.to + ":" + std::string(text)) : std::nullopt);
         return {};
@@ -69,6 +71,7 @@ public:
     std::vector<std::string> asked;
     bool slow = false;
     bool stalls = false;
+    Done held; ///< of what it was asked last while it stalled
     int dropped = 0;
 };
 
