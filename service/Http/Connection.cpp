@@ -1,6 +1,7 @@
 #include "Connection.h"
 
 #include "Log.h"
+#include "Wording.h"
 #include "Workers.h"
 
 #include <array>
@@ -285,6 +286,9 @@ private:
     }
 
     asio::awaitable<bool> respond(const RawRequest& request, HttpResponse response) {
+        const auto languages = request[http::field::accept_language];
+        if (!response.message.empty() && prefersEnglish({languages.data(), languages.size()}))
+            response.speakEnglish();
         const bool open = request.keep_alive();
         const bool bodyless = request.method() == verb::head;
         const error_code failed = co_await send(std::move(response), request.version(), open, bodyless);

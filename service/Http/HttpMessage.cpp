@@ -1,5 +1,7 @@
 #include "HttpMessage.h"
 
+#include "Wording.h"
+
 #include <algorithm>
 #include <boost/url/parse.hpp>
 
@@ -11,6 +13,7 @@ HttpResponse enveloped(int code, std::string_view message, const nlohmann::json&
     // Members in this order, for people who read it.
     HttpResponse response;
     response.status = status;
+    response.message = message;
     response.body = "{\"code\":" + std::to_string(code) + ",\"message\":" + compactJson(message) +
                     ",\"data\":" + compactJson(data) + "}";
     return response;
@@ -59,6 +62,16 @@ std::string_view HttpRequest::bearerToken() const {
 bool HttpRequest::isLocal() const {
     return !origin.viaProxy && origin.peer.is_loopback() && header("Forwarded").empty() &&
            header("X-Forwarded-For").empty();
+}
+
+void HttpResponse::speakEnglish() {
+    const auto english = inEnglish(message);
+    const std::string written = compactJson(message);
+    const std::size_t at = english ? body.find(written) : std::string::npos;
+    if (at == std::string::npos)
+        return;
+    body.replace(at, written.size(), compactJson(*english));
+    message = *english;
 }
 
 HttpResponse success(const nlohmann::json& data, std::string_view message) { return enveloped(0, message, data, 200); }

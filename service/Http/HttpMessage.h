@@ -103,6 +103,10 @@ struct HttpResponse {
     std::string body = {};
     std::string contentType = "application/json; charset=utf-8";
     std::vector<std::pair<std::string, std::string>> headers = {}; ///< further ones
+    std::string message = {};                                      ///< what an envelope says to a person, in Chinese
+
+    /// Says it in English, where it is one of the service's own messages.
+    void speakEnglish();
 };
 
 /// The form of every JSON reply: {"code":0,"message":"","data":…}, compact, UTF-8.

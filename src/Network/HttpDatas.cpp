@@ -110,6 +110,7 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     request.setRawHeader("Content-Type", "application/json");
     request.setRawHeader("platform", "macOS");
     request.setRawHeader("lan", "zh-Hans");
+    nameLanguage(request);
     if (const std::optional<QString> token = settings_.loginToken())
         authorize(request, *token);
     request.setTransferTimeout(timeout.value_or(defaultTimeoutSeconds) * 1000);

@@ -1,5 +1,7 @@
 #include "Transport.h"
 
+#include <Foundation/ChosenLanguage.h>
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -73,6 +75,10 @@ QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url) {
     if (trust.covers(url.host())) // adding, unlike setting, leaves the system's to be looked up when they are needed
         configuration.addCaCertificates(QSslCertificate::fromData(trust.certificateAuthority, QSsl::Pem));
     return configuration;
+}
+
+void nameLanguage(QNetworkRequest& request) {
+    request.setRawHeader("Accept-Language", windowLanguage() == Language::English ? "en" : "zh-Hans");
 }
 
 void authorize(QNetworkRequest& request, const QString& token) {

@@ -65,6 +65,7 @@ std::optional<QNetworkRequest> StreamingClient::request() const {
     request.setRawHeader("Content-Type", "application/json");
     request.setRawHeader("platform", "4");
     request.setRawHeader("lan", "zh-Hans");
+    nameLanguage(request);
     const std::optional<QString> token = environment_.loginToken ? environment_.loginToken() : std::nullopt;
     if (token)
         authorize(request, *token);

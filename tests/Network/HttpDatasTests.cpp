@@ -76,6 +76,7 @@ TEST_F(HttpDatasTest, RequestsCarryTheirHeadersAndParametersInTheQueryOrTheBody)
                                       {"Content-Type", "application/json"},
                                       {"platform", "macOS"},
                                       {"lan", "zh-Hans"},
+                                      {"Accept-Language", "zh-Hans"},
                                       {"Authorization", "Bearer abc"}})
         EXPECT_EQ(lastRequest().header(name), value) << name;
 }

@@ -9,7 +9,7 @@
 namespace parlowen::testing {
 
 /// Runs the event loop until the condition holds; false when it did not hold within the bound.
-inline bool waitFor(const std::function<bool()>& condition, int milliseconds = 10'000) {
+inline bool waitFor(const std::function<bool()>& condition, int milliseconds = 40'000) {
     const QDeadlineTimer deadline(milliseconds);
     // It ends the wait for more events; processEvents() with a time would not wait at all.
     QTimer look;

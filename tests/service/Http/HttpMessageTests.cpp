@@ -2,6 +2,7 @@
 #include "Http/HttpMessage.h"
 #include "Http/PrivateFiles.h"
 #include "Http/RequestHead.h"
+#include "Http/Wording.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -38,6 +39,20 @@ TEST(HttpMessage, TargetsAreTakenApart) {
     EXPECT_EQ(success("\xff").body, "{\"code\":0,\"message\":\"\",\"data\":\"\xEF\xBF\xBD\"}") << "no exception";
     for (const char* target : {"", "*", "x", "/%zz", "/?a=%4", "http://x/"})
         EXPECT_FALSE(parsedTarget(target)) << target;
+}
+
+TEST(HttpMessage, WhatIsSaidToPeopleIsSaidInTheirLanguage) {
+    EXPECT_TRUE(prefersEnglish("en") && prefersEnglish("EN-us,zh;q=0.5") && prefersEnglish("en;q=1"));
+    EXPECT_FALSE(prefersEnglish("") || prefersEnglish("e") || prefersEnglish("zh-Hans,en") || prefersEnglish("enm"));
+    HttpResponse response = failure(1003, "登录失败次数过多，请在 480 秒后再试");
+    response.speakEnglish();
+    EXPECT_EQ(response.body, R"({"code":1003,"message":"Too many failed sign-ins. Try again in 480 s","data":null})");
+    for (const char* other : {"", "\"", "别人的话 1"}) {
+        response = failure(1, other);
+        const std::string before = response.body;
+        response.speakEnglish();
+        EXPECT_EQ(response.body, before);
+    }
 }
 
 TEST(HttpMessage, OnlyThisMachineIsLocal) {
