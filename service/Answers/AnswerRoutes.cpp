@@ -1,6 +1,7 @@
 #include "AnswerRoutes.h"
 
 #include "Http/Log.h"
+#include "Http/Wording.h"
 #include "Http/Workers.h"
 #include "Text.h"
 
@@ -75,14 +76,14 @@ asio::awaitable<void> answer(AnswerSource& source, const Question& question, Ans
 struct Asked {
     Question question;
     std::string token;
-    std::string language; ///< of the client's texts
+    bool readsEnglish = false; ///< as the client says
     boost::asio::any_io_executor workers;
 };
 
-/// What is known of the asker's language where there is no question that shows it.
+/// What is known of the language where there is no question that shows it.
 bool speaksEnglish(const Asked& asked) {
     const std::string& spoken = asked.question.originalLanguage;
-    return asked.language.starts_with("en") || spoken.starts_with("English") || spoken.starts_with("英语");
+    return asked.readsEnglish || spoken.starts_with("English") || spoken.starts_with("英语");
 }
 
 /// What cannot be looked up stays out of the answer.
@@ -118,8 +119,8 @@ void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, Q
         const auto body = jsonObject(request.body());
         if (!body)
             return badRequest();
-        Asked asked{questionFrom(*body), std::string(request.bearerToken()), std::string(request.header("lan")),
-                    request.origin.workers};
+        Asked asked{questionFrom(*body), std::string(request.bearerToken()),
+                    prefersEnglish(request.header("Accept-Language")), request.origin.workers};
         return [&source, &fill, asked = std::move(asked)](EventStream& events) {
             return stream(source, asked, fill, events);
         };
