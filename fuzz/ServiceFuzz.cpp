@@ -55,8 +55,9 @@ struct EngineOfOneWord : RecognitionEngine, Translator {
         return std::make_unique<Stream>(std::move(sink));
     }
     std::vector<LanguagePair> pairs() const override { return {{"en", "es"}}; }
-    std::optional<std::string> translate(const LanguagePair&, std::string_view text) override {
-        return std::string(text);
+    std::function<void()> translate(const LanguagePair&, std::string_view text, Done done) override {
+        done(std::string(text));
+        return {};
     }
 };
 

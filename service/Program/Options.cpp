@@ -33,6 +33,16 @@ std::optional<std::uint16_t> parsePort(std::string_view text) {
     return port;
 }
 
+/// What no name or value may hold: the library's reasons have such marks, and one that is put in its own place is put
+/// there again without end. A problem, or none.
+std::optional<std::string> problemOfMarks(std::string_view text) {
+    for (const char* mark :
+         {"%option%", "%canonical_option%", "%original_token%", "%prefix%", "%value%", "%invalid_line%"})
+        if (text.find(mark) != std::string_view::npos)
+            return std::string(mark) + " cannot stand in an option";
+    return std::nullopt;
+}
+
 /// "127.0.0.1:8443", "[::1]:0", "localhost:0"; an error text, or none.
 std::optional<std::string> parseListen(const char* option, const std::string& text, std::string& address,
                                        std::uint16_t& port) {
@@ -179,7 +189,12 @@ std::optional<std::string> readConfig(const std::filesystem::path& file, const p
     if (std::filesystem::is_directory(file, ignored) || (!stream && std::filesystem::exists(file, ignored)))
         return file.string() + " cannot be read";
     try {
-        po::store(po::parse_config_file(stream, known), values);
+        const auto parsed = po::parse_config_file(stream, known);
+        for (const auto& option : parsed.options)
+            for (const std::string& value : option.value)
+                if (const auto problem = problemOfMarks(value))
+                    return inFile(file, option.string_key, *problem);
+        po::store(parsed, values);
     } catch (const po::unknown_option& problem) {
         return inFile(file, problem.get_option_name(), "there is no option " + problem.get_option_name());
     } catch (const po::invalid_config_file_syntax& problem) {
@@ -194,6 +209,9 @@ std::optional<std::string> readConfig(const std::filesystem::path& file, const p
 std::optional<std::string> parseAll(const std::vector<std::string>& arguments, ServiceOptions& options) {
     constexpr int style = po::command_line_style::allow_long | po::command_line_style::long_allow_next |
                           po::command_line_style::long_allow_adjacent;
+    for (const std::string& argument : arguments)
+        if (auto problem = problemOfMarks(argument))
+            return problem;
     RawOptions raw;
     const auto answers = raw.answers.description();
     const auto speech = raw.speech.description();

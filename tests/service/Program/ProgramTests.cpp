@@ -94,8 +94,15 @@ TEST(Options, WrongOnesAreExplained) {
     for (const char* listen :
          {"", "127.0.0.1", ":80", "127.0.0.1:65536", "host:1", "127.0.0.1:x", "0.0.0.0:1", "192.168.0.1:1", "[::]:1"})
         EXPECT_FALSE(parseOptions({"--listen", listen})) << listen;
-    const std::vector<std::vector<std::string>> others{
-        {"--nonsense"}, {"--list", "[::1]:0"}, {"-h"}, {"file"}, {"--listen"}, {"--data"}, {"--data", ""}};
+    const std::vector<std::vector<std::string>> others{{"--nonsense"},
+                                                       {"--list", "[::1]:0"},
+                                                       {"-h"},
+                                                       {"file"},
+                                                       {"--listen"},
+                                                       {"--data"},
+                                                       {"--data", ""},
+                                                       {"--%canonical_option%"},
+                                                       {"--session-days", "%value%"}};
     for (const auto& arguments : others)
         EXPECT_FALSE(parseOptions(arguments)) << arguments.back();
 }
@@ -116,6 +123,7 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
         {"nonsense = 1", here + ":2: there is no option nonsense"},
         {"\nanswers", here + ":3: \"answers\" is not NAME = VALUE"},
         {"answers-tokens = many", here + ":2: the argument"},
+        {"answers-tokens = 5%value%", here + ":2: %value% cannot stand in"},
         {"answers-tokens = 5", here + ":2: answers-tokens: 5 is not from 16"},
         {"answers-url = http://x/v1", here + ":2: answers-url: answers-model is missing"},
         {good + "answers-url = x", here + ":"},
