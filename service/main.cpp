@@ -105,9 +105,12 @@ ModelCatalogue catalogueOf(const ServiceOptions& options) {
     return ModelCatalogue::parse({std::istreambuf_iterator<char>(file), {}});
 }
 
-int modelCommand(const ServiceOptions& options) {
+/// What prints and ends, and may fail.
+int command(const ServiceOptions& options) {
     try {
-        if (options.models)
+        if (options.printPrompt)
+            printPrompt(options, std::cout);
+        else if (options.models)
             listModels(options.data, catalogueOf(options), std::cout);
         else
             getModel(options.data, catalogueOf(options), options.getModel, options.mirror, std::cout);
@@ -140,14 +143,12 @@ int main(int argc, char** argv) {
         std::cout << usage();
     else if (options.version)
         std::cout << "parlowen-service " << serviceVersion() << "\n";
-    else if (options.models || !options.getModel.empty())
-        return modelCommand(options);
+    else if (options.models || !options.getModel.empty() || options.printPrompt)
+        return command(options);
     else if (options.printConfig)
         std::cout << sampleConfig();
     else if (options.checkConfig)
         std::cout << "nothing is wrong with " << options.config.string() << "\n";
-    else if (options.printPrompt)
-        printPrompt(options, std::cout);
     else if (options.checkAnswers)
         return checkAnswers(options, std::cout) ? ended : cannotStart;
     else

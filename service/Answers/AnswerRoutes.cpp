@@ -1,6 +1,7 @@
 #include "AnswerRoutes.h"
 
 #include "Http/Log.h"
+#include "Http/Wording.h"
 #include "Http/Workers.h"
 #include "Text.h"
 
@@ -36,6 +37,7 @@ public:
         const std::string line = ": grounds " + compactJson(resumeLines) + "\n\n";
         co_return co_await events_.send(line);
     }
+    asio::awaitable<bool> failed() override { co_return co_await events_.send(": failed\n\n"); }
     void whenGone(std::function<void()> act) override { events_.whenGone(std::move(act)); }
 
 private:
@@ -63,16 +65,26 @@ asio::awaitable<void> answer(AnswerSource& source, const Question& question, Ans
         logLine(std::string("answer: ") + problem.what());
         failed = true;
     }
-    if (failed)
-        co_await sink.piece("回答中断，请重新提问。");
+    if (failed) {
+        co_await sink.failed();
+        co_await sink.piece(hasChinese(question.text) ? "回答中断，请重新提问。"
+                                                      : "The answer broke off; please ask again.");
+    }
 }
 
 /// One question and where its answer comes from.
 struct Asked {
     Question question;
     std::string token;
+    bool readsEnglish = false; ///< as the client says
     boost::asio::any_io_executor workers;
 };
+
+/// What is known of the language where there is no question that shows it.
+bool speaksEnglish(const Asked& asked) {
+    const std::string& spoken = asked.question.originalLanguage;
+    return asked.readsEnglish || spoken.starts_with("English") || spoken.starts_with("英语");
+}
 
 /// What cannot be looked up stays out of the answer.
 void fillIn(Asked& asked, const QuestionFiller& fill) {
@@ -86,7 +98,8 @@ void fillIn(Asked& asked, const QuestionFiller& fill) {
 asio::awaitable<void> stream(AnswerSource& source, Asked asked, const QuestionFiller& fill, EventStream& events) {
     EventSink sink(events);
     if (asked.question.text.empty()) {
-        co_await sink.piece("没有收到问题内容。");
+        co_await sink.failed();
+        co_await sink.piece(speaksEnglish(asked) ? "There was no question." : "没有收到问题内容。");
     } else {
         if (fill) {
             auto look = [&] { fillIn(asked, fill); };
@@ -106,7 +119,8 @@ void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, Q
         const auto body = jsonObject(request.body());
         if (!body)
             return badRequest();
-        Asked asked{questionFrom(*body), std::string(request.bearerToken()), request.origin.workers};
+        Asked asked{questionFrom(*body), std::string(request.bearerToken()),
+                    prefersEnglish(request.header("Accept-Language")), request.origin.workers};
         return [&source, &fill, asked = std::move(asked)](EventStream& events) {
             return stream(source, asked, fill, events);
         };

@@ -12,7 +12,8 @@ namespace parlowen::service {
 using QuestionFiller = std::function<void(std::string_view token, Question&)>;
 
 /// The answer stream: lines of `data: {"data":{"content":"…"}}`, each followed by an empty one, the last content "@@".
-/// Before that one may stand a comment, `: grounds ["…"]`, with the lines of the résumé that the answer leans on.
+/// Before that one may stand a comment, `: grounds ["…"]`, with the lines of the résumé that the answer leans on, and
+/// `: failed` before what stands in the place of an answer, or of its rest.
 /// `source` outlives the server. Without `fill` questions stay as they are sent.
 void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, QuestionFiller fill = {});
 

@@ -36,6 +36,8 @@ public:
     virtual boost::asio::awaitable<bool> piece(std::string_view text) = 0;
     /// Says which lines of the résumé the answer leans on; after its last piece.
     virtual boost::asio::awaitable<bool> grounds(const std::vector<std::string>& lines) = 0;
+    /// Says that what comes in the place of the answer, or of its rest, is no answer.
+    virtual boost::asio::awaitable<bool> failed() = 0;
     /// Has that called as soon as nobody reads any more, on the executor of the answer.
     virtual void whenGone(std::function<void()> act) = 0;
 };

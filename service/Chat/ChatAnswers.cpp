@@ -181,6 +181,7 @@ asio::awaitable<void> ChatAnswers::answer(const Question& question, AnswerSink& 
         auto asking = ask(question, sink);
         co_await std::move(asking);
     } else {
+        co_await sink.failed();
         co_await sink.piece(hasChinese(question.text) ? refusedChinese : refusedEnglish);
     }
 }
@@ -228,6 +229,7 @@ asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sin
         co_await sayGrounds(question, whole, sink);
         co_return;
     }
+    co_await sink.failed();
     const std::string line = troubleLine(end.trouble, end.pause, hasChinese(question.text));
     if (!whole.empty()) {
         co_await sink.piece("\n" + line);

@@ -4,6 +4,8 @@
 #include "Http/HttpMessage.h"
 #include "Http/Log.h"
 
+#include <cctype>
+
 namespace parlowen::service {
 
 namespace {
@@ -11,24 +13,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Reading = UpstreamClient::Reading;
 
-constexpr std::chrono::seconds longestAnswer{180};
 constexpr std::chrono::seconds warmFor{30};
 constexpr long ok = 200;
 constexpr std::size_t mostRefusalBytes = 8 * 1024;
-
-ChatTrouble troubleOfStatus(long status) {
-    switch (status) {
-    case 401:
-    case 403:
-        return ChatTrouble::BadKey;
-    case 404:
-        return ChatTrouble::NoModel;
-    case 429:
-        return ChatTrouble::Busy;
-    default:
-        return ChatTrouble::Refused;
-    }
-}
 
 ChatEvent endOf(const UpstreamEnd& end, ChatStreamParser& parser) {
     if (end.status != 0 && end.status != ok)
@@ -59,59 +46,92 @@ std::string_view wordsFor(ChatTrouble trouble) {
     }
 }
 
+/// Which parameters are left out of a request.
+struct Without {
+    bool maxTokens = false;
+    bool temperature = false;
+
+    nlohmann::json in(nlohmann::json body) const {
+        if (maxTokens && body.contains("max_tokens")) {
+            body["max_completion_tokens"] = body["max_tokens"];
+            body.erase("max_tokens");
+        }
+        if (temperature)
+            body.erase("temperature");
+        return body;
+    }
+};
+
+/// Whether a text holds a name that is no part of a longer one.
+bool holdsName(std::string_view text, std::string_view name) {
+    const auto isPart = [&text](std::size_t at) {
+        return at < text.size() && (std::isalnum(static_cast<unsigned char>(text[at])) != 0 || text[at] == '_');
+    };
+    for (auto at = text.find(name); at != std::string_view::npos; at = text.find(name, at + 1))
+        if (!(at > 0 && isPart(at - 1)) && !isPart(at + name.size()))
+            return true;
+    return false;
+}
+
+/// The parameters that a refusal names.
+Without namedIn(const std::string& refusal) {
+    const auto said = jsonObject(refusal);
+    const auto error = said ? said->find("error") : nlohmann::json::const_iterator();
+    if (!said || error == said->end() || !error->is_object())
+        return {};
+    const std::string parameter = textMember(*error, "param");
+    const std::string message = textMember(*error, "message");
+    const auto names = [&](const char* name) {
+        return parameter.empty() ? holdsName(message, name) : parameter == name;
+    };
+    return {names("max_tokens"), names("temperature")};
+}
+
 /// A question that waits for its answer.
 struct Asked {
-    nlohmann::json body; ///< kept until the endpoint takes it
     ChatClient::Receiver receive;
+    Without without;
     ChatStreamParser parser{};
 };
 
 } // namespace
 
-/// Without what the endpoint refuses.
-nlohmann::json ChatClient::acceptable(nlohmann::json body) const {
-    if (refusesMaxTokens_ && body.contains("max_tokens")) {
-        body["max_completion_tokens"] = body["max_tokens"];
-        body.erase("max_tokens");
+ChatTrouble troubleOfStatus(std::int64_t status) {
+    switch (status) {
+    case 401:
+    case 403:
+        return ChatTrouble::BadKey;
+    case 404:
+        return ChatTrouble::NoModel;
+    case 429:
+        return ChatTrouble::Busy;
+    default:
+        return ChatTrouble::Refused;
     }
-    if (refusesTemperature_)
-        body.erase("temperature");
-    return body;
 }
 
-UpstreamRequest ChatClient::request(const nlohmann::json& body) const {
+std::string_view hintFor(const ChatEndpoint& endpoint, ChatTrouble trouble) {
+    const bool lacksVersion = endpoint.url.find("/v1") == std::string::npos;
+    return trouble == ChatTrouble::NoModel && lacksVersion ? "such an address usually ends in /v1" : std::string_view();
+}
+
+UpstreamRequest ChatClient::request(const nlohmann::json& body, std::chrono::milliseconds whole) const {
     return {.url = endpoint_.url + "/chat/completions",
             .headers = {"Content-Type: application/json", "Accept: text/event-stream"},
             .bearer = endpoint_.key,
             .body = compactJson(body),
             .mostRefusalBytes = mostRefusalBytes,
             .connect = endpoint_.connect,
-            .whole = longestAnswer};
+            .whole = whole};
 }
 
-/// Notes the parameter that a refusal names, where it can be done without.
-void ChatClient::learn(const std::string& refusal) {
-    const auto said = jsonObject(refusal);
-    if (!said || !said->contains("error") || !said->at("error").is_object())
-        return;
-    const std::string parameter = textMember(said->at("error"), "param");
-    const std::string message = textMember(said->at("error"), "message");
-    const auto names = [&](const char* name) {
-        return parameter == name || (parameter.empty() && message.find(name) != std::string::npos);
-    };
-    if (names("max_tokens"))
-        refusesMaxTokens_ = true;
-    if (names("temperature"))
-        refusesTemperature_ = true;
-}
-
-std::size_t ChatClient::send(nlohmann::json body, Receiver receive) {
+std::size_t ChatClient::send(const nlohmann::json& body, Receiver receive, std::chrono::milliseconds whole) {
     lastUse_ = Clock::now().time_since_epoch().count();
-    const auto asked = std::make_shared<Asked>(Asked{acceptable(std::move(body)), std::move(receive)});
-    auto first = request(asked->body);
+    const auto asked = std::make_shared<Asked>(Asked{std::move(receive), {refusesMaxTokens_, refusesTemperature_}});
     UpstreamClient::Handlers handlers;
-    handlers.take = [asked](std::string_view bytes) {
-        asked->body = nullptr;
+    handlers.take = [this, asked](std::string_view bytes) {
+        refusesMaxTokens_ = refusesMaxTokens_ || asked->without.maxTokens;
+        refusesTemperature_ = refusesTemperature_ || asked->without.temperature;
         for (const ChatEvent& event : asked->parser.feed(bytes)) {
             asked->receive(event);
             if (!event.isEnd)
@@ -122,20 +142,25 @@ std::size_t ChatClient::send(nlohmann::json body, Receiver receive) {
         }
         return Reading::On;
     };
-    handlers.end = [this, asked](const UpstreamEnd& end) -> std::optional<UpstreamRequest> {
-        if (end.status == 400) {
-            learn(end.refusal);
-            auto other = acceptable(asked->body);
-            if (std::exchange(asked->body, other) != other)
-                return request(asked->body);
+    handlers.end = [this, asked, whole](const UpstreamEnd& end) -> std::optional<UpstreamRequest> {
+        const auto sent = end.status == 400 ? jsonObject(end.sent) : std::nullopt;
+        if (sent) {
+            const Without named = namedIn(end.refusal);
+            asked->without.maxTokens |= named.maxTokens;
+            asked->without.temperature |= named.temperature;
+            if (auto other = asked->without.in(*sent); other != *sent)
+                return request(other, whole);
         }
         const ChatEvent event = endOf(end, asked->parser);
-        if (event.trouble != ChatTrouble::None)
-            logLine("language model: " + (end.status == ok ? std::string(wordsFor(event.trouble)) : end.words));
+        if (event.trouble != ChatTrouble::None) {
+            const std::string_view hint = hintFor(endpoint_, event.trouble);
+            logLine("language model: " + (end.status == ok ? std::string(wordsFor(event.trouble)) : end.words) +
+                    (hint.empty() ? "" : "; ") + std::string(hint));
+        }
         asked->receive(event);
         return std::nullopt;
     };
-    return upstream_.send(std::move(first), std::move(handlers));
+    return upstream_.send(request(asked->without.in(body), whole), std::move(handlers));
 }
 
 void ChatClient::warm() {

@@ -36,6 +36,12 @@ enum class ChatTrouble {
     Endless,
 };
 
+/// What a status of HTTP other than 200 means; an error in a stream may name one, too.
+ChatTrouble troubleOfStatus(std::int64_t status);
+
+/// What an address lacks, where its endpoint knows nothing there; else empty.
+std::string_view hintFor(const ChatEndpoint& endpoint, ChatTrouble trouble);
+
 /// What happens to a question that was sent, in order: pieces, then one end.
 struct ChatEvent {
     bool isEnd = false;
@@ -45,12 +51,14 @@ struct ChatEvent {
 };
 
 /// Sends questions to an endpoint over connections that are kept, each answer streamed as it comes. Redirections are
-/// not followed, certificates are checked. An endpoint that refuses "max_tokens" is asked once more with
-/// "max_completion_tokens", one that refuses a temperature without it; it is never sent that again. Thread-safe.
+/// not followed, certificates are checked. An endpoint that refuses "max_tokens" by name is asked once more with
+/// "max_completion_tokens", one that refuses a temperature without it; where that helps, it is never sent them again.
+/// Thread-safe.
 class ChatClient {
 public:
     /// Called on the client's own thread; must not block.
     using Receiver = std::function<void(ChatEvent)>;
+    static constexpr std::chrono::seconds longestAnswer{180};
 
     explicit ChatClient(ChatEndpoint chatEndpoint)
         : endpoint_(std::move(chatEndpoint)) {}
@@ -58,8 +66,9 @@ public:
     ChatClient& operator=(const ChatClient&) = delete;
 
     const ChatEndpoint& endpoint() const { return endpoint_; }
-    /// Starts a request with that JSON object; returns its number. Once stopped, the end comes at once.
-    std::size_t send(nlohmann::json body, Receiver receive);
+    /// Starts a request with that JSON object; returns its number. Once stopped, the end comes at once; after `whole`
+    /// it comes in any case.
+    std::size_t send(const nlohmann::json& body, Receiver receive, std::chrono::milliseconds whole = longestAnswer);
     /// Drops a request: its connection is closed, no event follows that is not under way already.
     void cancel(std::size_t request) { upstream_.cancel(request); }
     /// Opens a connection where none was used for a while, so that the next question need not wait for it.
@@ -68,9 +77,7 @@ public:
     void stop() { upstream_.stop(); }
 
 private:
-    nlohmann::json acceptable(nlohmann::json body) const;
-    UpstreamRequest request(const nlohmann::json& body) const;
-    void learn(const std::string& refusal);
+    UpstreamRequest request(const nlohmann::json& body, std::chrono::milliseconds whole) const;
 
     const ChatEndpoint endpoint_;
     std::atomic<bool> refusesMaxTokens_ = false;

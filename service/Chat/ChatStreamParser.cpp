@@ -22,7 +22,11 @@ ChatTrouble troubleOf(const std::string& finishReason) {
 
 /// Some say in the stream what others say by the status of HTTP.
 ChatTrouble troubleOfError(const nlohmann::json& error) {
-    const std::string code = error.is_object() ? textMember(error, "code") : std::string();
+    if (!error.is_object())
+        return ChatTrouble::Refused;
+    if (const auto status = error.find("code"); status != error.end() && status->is_number_integer())
+        return troubleOfStatus(status->get<std::int64_t>());
+    const std::string code = textMember(error, "code");
     if (code == "invalid_api_key")
         return ChatTrouble::BadKey;
     if (code == "model_not_found")

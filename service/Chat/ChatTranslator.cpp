@@ -5,8 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <future>
-#include <mutex>
+#include <utility>
 
 namespace parlowen::service {
 
@@ -64,21 +63,33 @@ nlohmann::json requestOf(const ChatEndpoint& endpoint, const LanguagePair& pair,
               {{"role", "user"}, {"content", compactJson({{"text", text}})}}}}};
 }
 
-/// A translation on its way. The client may still hold it after nobody waits any more.
-struct Coming {
-    std::string text;
-    std::promise<std::optional<std::string>> whole;
-
-    bool over = false;
-
-    void take(const ChatEvent& event) {
-        if (over)
-            return;
-        text += event.piece;
-        over = event.isEnd || text.size() > longestTranslation;
-        if (over)
-            whole.set_value(event.isEnd && event.trouble == ChatTrouble::None ? std::optional(text) : std::nullopt);
+/// A translation on its way, one of those that run for as long as it exists.
+class Coming {
+public:
+    Coming(std::shared_ptr<std::atomic<int>> running, Translator::Done done)
+        : running_(std::move(running))
+        , done_(std::move(done)) {
+        ++*running_;
     }
+    ~Coming() { --*running_; }
+    Coming(const Coming&) = delete;
+    Coming& operator=(const Coming&) = delete;
+
+    /// On the client's thread.
+    void take(const ChatEvent& event) {
+        text_ += event.piece;
+        const bool isTooLong = text_.size() > longestTranslation;
+        if (!done_ || (!event.isEnd && !isTooLong))
+            return;
+        const std::string whole = tidied(text_, text_.size());
+        const bool isGood = !isTooLong && event.trouble == ChatTrouble::None && !whole.empty();
+        std::exchange(done_, nullptr)(isGood ? std::optional(whole) : std::nullopt);
+    }
+
+private:
+    const std::shared_ptr<std::atomic<int>> running_;
+    Translator::Done done_;
+    std::string text_;
 };
 
 } // namespace
@@ -92,19 +103,15 @@ std::vector<LanguagePair> ChatTranslator::pairs() const {
     return all;
 }
 
-std::optional<std::string> ChatTranslator::translate(const LanguagePair& pair, std::string_view text) {
-    const auto coming = std::make_shared<Coming>();
-    auto whole = coming->whole.get_future();
-    const std::size_t request = client_.send(requestOf(client_.endpoint(), pair, text),
-                                             [coming](const ChatEvent& event) { coming->take(event); });
-    const bool inTime = whole.wait_for(limit) == std::future_status::ready;
-    auto translation = inTime ? whole.get() : std::nullopt;
-    if (!translation) {
-        client_.cancel(request);
-        return std::nullopt;
+std::function<void()> ChatTranslator::translate(const LanguagePair& pair, std::string_view text, Done done) {
+    const auto coming = std::make_shared<Coming>(running_, done);
+    if (*running_ > atOnce) {
+        done(std::nullopt);
+        return {};
     }
-    translation = tidied(*translation, translation->size());
-    return translation->empty() ? std::nullopt : translation;
+    const std::size_t request = client_.send(
+        requestOf(client_.endpoint(), pair, text), [coming](const ChatEvent& event) { coming->take(event); }, limit);
+    return [this, request] { client_.cancel(request); };
 }
 
 } // namespace parlowen::service

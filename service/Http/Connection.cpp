@@ -197,6 +197,8 @@ private:
 
     asio::awaitable<void> streamTo(const EventSource& source, const HttpRequest& request) {
         const EventStream::Limits limits{limits_.write, limits_.streamComment};
+        buffer_.clear();
+        buffer_.shrink_to_fit();
         const auto events = std::make_shared<EventStream>(std::move(stream_), limits, request.raw.version() >= 11);
         co_await events->begin();
         co_await fill(source, request, *events);

@@ -101,6 +101,10 @@ std::optional<TlsStream::Socket::wait_type> TlsStream::Operation::attempt(error_
         finish(0);
         return std::nullopt;
     }
+    if (kind == Kind::Handshake && !waited) { // OpenSSL makes room of many KiB before the client has said anything
+        arm();
+        return Socket::wait_read;
+    }
     ERR_clear_error();
     errno = 0;
     int result = 0;

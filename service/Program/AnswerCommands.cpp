@@ -3,10 +3,13 @@
 #include "Chat/ChatPrompt.h"
 #include "Resumes/ResumeExcerpt.h"
 
+#include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iostream>
-#include <iterator>
+#include <sstream>
+#include <stdexcept>
 
 namespace parlowen::service {
 
@@ -26,8 +29,16 @@ struct Trial {
     Clock::time_point started = Clock::now();
     std::int64_t firstPiece = -1; ///< milliseconds; -1: none came
     std::promise<ChatEvent> end{};
+    std::atomic<Clock::rep> last = started.time_since_epoch().count(); ///< when something came
+
+    /// Of the next piece.
+    Clock::time_point deadline(const ChatEndpoint& endpoint) const {
+        const Clock::time_point before{Clock::duration(last)};
+        return before == started ? started + endpoint.firstPiece : before + endpoint.stall;
+    }
 
     void take(const ChatEvent& event) {
+        last = Clock::now().time_since_epoch().count();
         if (event.isEnd)
             return end.set_value(event);
         if (firstPiece < 0)
@@ -42,8 +53,10 @@ void printPrompt(const ServiceOptions& options, std::ostream& output) {
     Question question{.text = options.printPrompt.value_or("")};
     if (!options.resume.empty()) {
         std::ifstream file(options.resume);
-        const std::string resume{std::istreambuf_iterator<char>(file), {}};
-        question.excerpt = bearingOn(resume, question.text).excerpt;
+        std::stringstream resume;
+        if (std::filesystem::is_directory(options.resume) || !(resume << file.rdbuf()))
+            throw std::runtime_error(options.resume.string() + " cannot be read, or is empty");
+        question.excerpt = bearingOn(resume.str(), question.text).excerpt;
     }
     output << promptText(chatMessages(question));
 }
@@ -58,11 +71,18 @@ bool checkAnswers(const ServiceOptions& options, std::ostream& output) {
     auto end = trial.end.get_future();
     client.send(chatRequest(options.chat, {.text = trialQuestion}),
                 [&trial](const ChatEvent& event) { trial.take(event); });
-    const bool inTime = end.wait_for(options.chat.firstPiece + options.chat.stall) == std::future_status::ready;
+    bool inTime = false;
+    for (auto deadline = trial.deadline(options.chat); !inTime && Clock::now() < deadline;
+         deadline = trial.deadline(options.chat))
+        inTime = end.wait_until(deadline) == std::future_status::ready;
     client.stop();
-    const ChatEvent event = inTime ? end.get() : ChatEvent{.isEnd = true, .trouble = ChatTrouble::Stalled};
+    ChatEvent event = inTime ? end.get() : ChatEvent{.isEnd = true, .trouble = ChatTrouble::Stalled};
+    if (event.trouble == ChatTrouble::None && trial.firstPiece < 0)
+        event.trouble = ChatTrouble::Broken;
     if (event.trouble != ChatTrouble::None)
         output << "\n" << troubleLine(event.trouble, event.pause, false);
+    if (const auto hint = hintFor(options.chat, event.trouble); !hint.empty())
+        output << "\n" << hint;
     output << "\n";
     if (trial.firstPiece >= 0)
         output << "first piece after " << trial.firstPiece << " ms, ";

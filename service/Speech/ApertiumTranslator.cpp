@@ -84,7 +84,12 @@ std::vector<LanguagePair> ApertiumTranslator::pairs() const {
     return result;
 }
 
-std::optional<std::string> ApertiumTranslator::translate(const LanguagePair& pair, std::string_view text) {
+std::function<void()> ApertiumTranslator::translate(const LanguagePair& pair, std::string_view text, Done done) {
+    done(translation(pair, text));
+    return {};
+}
+
+std::optional<std::string> ApertiumTranslator::translation(const LanguagePair& pair, std::string_view text) {
     for (const auto& direction : directions_) {
         if (direction->pair != pair)
             continue;

@@ -28,7 +28,9 @@ public:
     ~ApertiumTranslator() override;
 
     std::vector<LanguagePair> pairs() const override;
-    std::optional<std::string> translate(const LanguagePair& pair, std::string_view text) override;
+    /// Blocks, as translation() does, until `done` was called.
+    std::function<void()> translate(const LanguagePair& pair, std::string_view text, Done done) override;
+    std::optional<std::string> translation(const LanguagePair& pair, std::string_view text);
     void stop() override;
 
 private:

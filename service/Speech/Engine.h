@@ -75,8 +75,11 @@ public:
     virtual std::vector<LanguagePair> pairs() const = 0;
     /// Whether it takes too long for texts that still grow.
     virtual bool isForFinalsAlone() const { return false; }
-    /// Blocks, for a bounded time. None when the pair is not offered or the translation failed.
-    virtual std::optional<std::string> translate(const LanguagePair& pair, std::string_view text) = 0;
+    using Done = std::function<void(std::optional<std::string>)>;
+    /// `done` gets the translation, or none when the pair is not offered or it failed: once, within a bounded time, on
+    /// any thread, perhaps before this returns. What comes back drops it, and then `done` may never be called; empty:
+    /// it is over already. A worker's thread calls this, which is not held up by what is done elsewhere.
+    virtual std::function<void()> translate(const LanguagePair& pair, std::string_view text, Done done) = 0;
     /// Translations that run fail soon, and those that follow at once. Any thread.
     virtual void stop() {}
 };

@@ -15,7 +15,8 @@ using Clock = std::chrono::steady_clock;
 using Reading = UpstreamClient::Reading;
 
 constexpr long keptConnections = 16;
-constexpr long receiveBytes = 4 * 1024;
+constexpr long receiveBytes = 2 * 1024;    // of each request; pieces of answers are smaller
+constexpr long sendBytes = 16 * 1024;      // the least that libcurl takes; of each request through TLS
 constexpr long longestIdleSeconds = 900;   // of a kept connection, which libcurl looks at before it is used again
 constexpr std::chrono::seconds restFor{5}; // for what follows what was wanted
 constexpr std::chrono::hours longestPause{1};
@@ -36,7 +37,6 @@ struct FreeForm {
 std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* transfer);
 std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* transfer);
 
-/// One request on its way.
 /// Hosts that are reached directly: this machine, and those that the environment names.
 std::string withoutProxy() {
     std::string hosts = "localhost,127.0.0.1,::1";
@@ -46,6 +46,7 @@ std::string withoutProxy() {
     return hosts;
 }
 
+/// One request on its way.
 struct Transfer {
     Transfer(UpstreamRequest requestToSend, UpstreamClient::Handlers handlersToCall)
         : request(std::move(requestToSend))
@@ -59,6 +60,7 @@ struct Transfer {
         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.connect.count()));
         set(CURLOPT_TIMEOUT_MS, static_cast<long>(request.whole.count()));
         set(CURLOPT_BUFFERSIZE, receiveBytes);
+        set(CURLOPT_UPLOAD_BUFFERSIZE, sendBytes);
         set(CURLOPT_TCP_KEEPALIVE, 1L);
         set(CURLOPT_MAXAGE_CONN, longestIdleSeconds);
         for (const std::string& header : request.headers)
@@ -115,11 +117,19 @@ struct Transfer {
         const bool isRead = code == refused || request.method == UpstreamRequest::Method::Get;
         return !isEndOfHead || code <= ok || (isRead && request.mostRefusalBytes > 0);
     }
+    /// What has gone out takes no room while the reply grows.
+    void forgetBody() {
+        curl_off_t sent = 0;
+        curl_easy_getinfo(easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+        if (!request.body.empty() && sent == static_cast<curl_off_t>(request.body.size()))
+            std::string().swap(request.body);
+    }
     bool takeBody(std::string_view bytes) {
         if (status() != ok) {
             refusal.append(bytes.substr(0, request.mostRefusalBytes - refusal.size()));
             return refusal.size() < request.mostRefusalBytes;
         }
+        forgetBody();
         if (!handlers.take)
             return true;
         const Reading reading = handlers.take(bytes);
@@ -130,7 +140,7 @@ struct Transfer {
         return reading != Reading::Stop;
     }
 
-    const UpstreamRequest request;
+    UpstreamRequest request;
     UpstreamClient::Handlers handlers;
     std::string refusal;
     Clock::time_point restUntil = Clock::time_point::max();
@@ -147,7 +157,8 @@ std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* 
     return static_cast<Transfer*>(transfer)->takeBody({bytes, size * count}) ? size * count : 0;
 }
 
-UpstreamEnd endOf(const Transfer& transfer, CURLcode result) {
+/// Takes the request's body.
+UpstreamEnd endOf(Transfer& transfer, CURLcode result) {
     curl_off_t pause = 0;
     curl_easy_getinfo(transfer.easy.get(), CURLINFO_RETRY_AFTER, &pause);
     const long status = transfer.status();
@@ -157,7 +168,8 @@ UpstreamEnd endOf(const Transfer& transfer, CURLcode result) {
             .isLate = result == CURLE_OPERATION_TIMEDOUT,
             .words = isRefused || result == CURLE_OK ? "HTTP status " + std::to_string(status)
                                                      : std::string(curl_easy_strerror(result)),
-            .refusal = transfer.refusal,
+            .refusal = std::move(transfer.refusal),
+            .sent = std::move(transfer.request.body),
             .pause = std::min<std::chrono::seconds>(std::chrono::seconds(pause), longestPause)};
 }
 

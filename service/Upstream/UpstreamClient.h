@@ -41,6 +41,7 @@ struct UpstreamEnd {
     bool isLate = false; ///< its time was over
     std::string words{}; ///< what happened, for the log; no address is in it
     std::string refusal{};
+    std::string sent{};            ///< the request's body; empty where a reply of status 200 began
     std::chrono::seconds pause{0}; ///< that the server asks for, an hour at most
 };
 

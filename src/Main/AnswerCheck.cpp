@@ -17,6 +17,7 @@ constexpr Phrase trialQuestion{"What do you like about your work?", "你喜欢�
 constexpr Phrase times{"first piece after %1 ms, the whole answer after %2 ms\n",
                        "首段用时 %1 毫秒，完整回答用时 %2 毫秒\n"};
 constexpr Phrase noAnswer{"the answer was empty", "回答为空"};
+constexpr Phrase modelFailed{"the language model failed", "语言模型未能给出完整的回答"};
 constexpr Phrase signInRefused{"the backend no longer takes the sign-in", "后端不再接受当前的登录"};
 
 } // namespace
@@ -87,6 +88,8 @@ void AnswerCheck::ended(const AnswerEnd& end) {
         return fail(answerFailureText(end, terminalLanguage()));
     if (firstPiece_ < 0)
         return fail(noAnswer.here());
+    if (client_->hasFailed())
+        return fail(modelFailed.here());
     write_(times.here(QString::number(firstPiece_), QString::number(asked_.elapsed())).toUtf8());
     finished_(0);
 }

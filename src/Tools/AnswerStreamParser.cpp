@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view prefix = "data: ";
 constexpr std::string_view groundsPrefix = ": grounds ";
+constexpr std::string_view failedComment = ": failed";
 constexpr std::string_view endMark = "@@";
 
 /// Reads JSON and keeps nothing but the text at data.content; of members named alike the last one counts.
@@ -130,6 +131,7 @@ std::vector<QString> AnswerStreamParser::feed(QByteArrayView bytes) {
         const std::optional<std::string> content = contentOfLine(line);
         if (line.starts_with(groundsPrefix))
             grounds_ += groundsOf(line.substr(groundsPrefix.size()));
+        hasFailed_ = hasFailed_ || line == failedComment;
         start = end + 1;
         if (content == endMark) {
             hasEnded_ = true;

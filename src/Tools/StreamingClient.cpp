@@ -92,8 +92,10 @@ void StreamingClient::open(const QNetworkRequest& request) {
 
 void StreamingClient::receive() {
     const QByteArray bytes = reply_->readAll();
+    const auto pieces = parser_.feed(bytes);
+    hasFailed_ = parser_.hasFailed();
     head_ += bytes.first(std::min(bytes.size(), longestHead - head_.size()));
-    for (const QString& piece : parser_.feed(bytes)) {
+    for (const QString& piece : pieces) {
         if (isCancelled_)
             return;
         model_->append(piece);

@@ -45,6 +45,8 @@ public:
     void cancel();
 
     bool isCancelled() const;
+    /// Whether the backend said that what came, or the last of it, is no answer: words of trouble, or an outline.
+    bool hasFailed() const { return hasFailed_; }
     const std::shared_ptr<StreamModel>& model() const;
 
 private:
@@ -60,6 +62,7 @@ private:
     const std::shared_ptr<StreamModel> model_;
     const StreamingEnvironment environment_;
     std::atomic<bool> isCancelled_ = false;
+    std::atomic<bool> hasFailed_ = false;
     // Used on the stream thread alone.
     AnswerStreamParser parser_;
     QByteArray head_; // how the reply begins, for what a backend says in place of an answer

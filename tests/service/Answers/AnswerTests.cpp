@@ -21,8 +21,8 @@ std::vector<std::string> contentsOfEvents(const std::string& body) {
     std::size_t start = 0;
     for (auto end = body.find("\n\n"); end != std::string::npos; end = body.find("\n\n", start)) {
         const std::string line = body.substr(start, end - start);
-        if (line == R"(: grounds ["data: line\n","zeile"])") {
-            contents.emplace_back("GROUNDS");
+        if (line == R"(: grounds ["data: line\n","zeile"])" || line == ": failed") {
+            contents.emplace_back(line.substr(2, 7));
             start = end + 2;
             continue;
         }
@@ -70,7 +70,9 @@ TEST(AnswerRoutes, StreamTheAnswerAndTheEndMarkAndRefuseWhatTheyCannotAnswer) {
     EXPECT_EQ(client.send("POST", path, "[1]", token).status, 400);
     for (const nlohmann::json& body : {question(" \n"), nlohmann::json{{"type", "x"}, {"txt", 5}}})
         EXPECT_EQ(contentsOfEvents(client.post(path, body, token).body),
-                  (std::vector<std::string>{"没有收到问题内容。", "@@"}));
+                  (std::vector<std::string>{"failed", "没有收到问题内容。", "@@"}));
+    const nlohmann::json english = {{"original_language", "英语（美国）"}};
+    EXPECT_EQ(contentsOfEvents(client.post(path, english, token).body).at(1), "There was no question.");
 }
 
 TEST(AnswerRoutes, EscapeWhatWouldReadAsPartOfTheStream) {
@@ -79,8 +81,8 @@ TEST(AnswerRoutes, EscapeWhatWouldReadAsPartOfTheStream) {
     addAnswerRoutes(router, source, [](const HttpRequest&) { return std::nullopt; });
     const RunningServer server(std::move(router));
     const auto contents = contentsOfEvents(server.client().post(path, question("hello")).body);
-    EXPECT_EQ(contents,
-              (std::vector<std::string>{"data: x\n\"", "@", "@", "", "GROUNDS", "回答中断，请重新提问。", "@@"}));
+    EXPECT_EQ(contents, (std::vector<std::string>{"data: x\n\"", "@", "@", "", "grounds", "failed",
+                                                  "The answer broke off; please ask again.", "@@"}));
 }
 
 namespace {

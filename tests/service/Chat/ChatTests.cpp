@@ -8,6 +8,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
+#include <future>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -52,6 +53,7 @@ public:
     awaitable<bool> grounds(const std::vector<std::string>& lines) override {
         co_return co_await piece("GROUNDS " + lines.front());
     }
+    awaitable<bool> failed() override { co_return co_await piece("!"); }
     void whenGone(std::function<void()> act) override { gone = std::move(act); }
 
     std::string all;
@@ -144,57 +146,64 @@ TEST(ChatAnswers, NameEveryTroubleInTheQuestionsLanguageAndFallBackBeforeTheFirs
     for (int i = 0; i < 1'000; ++i)
         most += "a|";
     const std::tuple<const char*, ScriptedEndpoint::Script, std::string> cases[] = {
-        {"401", status("401 No"), "(The language model does not accept the configured key)\n|OUTLINE"},
-        {"404", status("404 No"), "(The configured language model was not found)\n|OUTLINE"},
+        {"401", status("401 No"), "!|(The language model does not accept the configured key)\n|OUTLINE"},
+        {"404", status("404 No"), "!|(The configured language model was not found)\n|OUTLINE"},
         {"429", status("429 No", "Retry-After: 7\r\n"),
-         "(The language model has too many requests; try again in 7 s)\n|OUTLINE"},
-        {"500", status("500 No"), "(The language model reports an error)\n|OUTLINE"},
-        {"500 without end", endlessPage, "(The language model reports an error; try again in 3600 s)\n|OUTLINE"},
-        {"elsewhere", status("302 No", "Location: /v2\r\n"), "(The language model reports an error)\n|OUTLINE"},
+         "!|(The language model has too many requests; try again in 7 s)\n|OUTLINE"},
+        {"500", status("500 No"), "!|(The language model reports an error)\n|OUTLINE"},
+        {"500 without end", endlessPage, "!|(The language model reports an error; try again in 3600 s)\n|OUTLINE"},
+        {"elsewhere", status("302 No", "Location: /v2\r\n"), "!|(The language model reports an error)\n|OUTLINE"},
         {"error event", cutAfter("data: {\"error\":{\"message\":\"secret\"}}\n\n"),
-         "(The language model reports an error)\n|OUTLINE"},
+         "!|(The language model reports an error)\n|OUTLINE"},
         {"error event with a code", cutAfter("data: {\"error\":{\"code\":\"invalid_api_key\"}}\n\n"),
-         "(The language model does not accept the configured key)\n|OUTLINE"},
-        {"page", cutAfter(page), "(The language model's reply cannot be read)\n|OUTLINE"},
+         "!|(The language model does not accept the configured key)\n|OUTLINE"},
+        {"error event with a status", cutAfter("data: {\"error\":{\"code\":429}}\n\n"),
+         "!|(The language model has too many requests)\n|OUTLINE"},
+        {"nothing", cutAfter(done), "!|(The language model's reply cannot be read)\n|OUTLINE"},
+        {"page", cutAfter(page), "!|(The language model's reply cannot be read)\n|OUTLINE"},
         {"long line", waitingAfter("data: " + std::string(70'000, 'x')),
-         "(The language model's reply cannot be read)\n|OUTLINE"},
-        {"broken event", cutAfter(a + "data: {\"choices\n\n" + b), "a|\n(The language model's reply cannot be read)"},
-        {"cut", cutAfter(a + b.substr(0, 9)), "a|\n(The language model's reply broke off)"},
-        {"length", cutAfter(ending("length")), "a|\n(The answer reached its greatest length)"},
-        {"filter", cutAfter(ending("content_filter")), "a|\n(The language model's content filter ended the answer)"},
-        {"silence", waitingAfter(""), "(The language model did not reply in time)\n|OUTLINE"},
-        {"drip", dripping, "(The language model did not reply in time)\n|OUTLINE"},
-        {"flood", saying(flood), most + "\n(The language model would not stop and was cut off)"},
-        {"stall", waitingAfter(a), "a|\n(The language model did not reply in time)"},
+         "!|(The language model's reply cannot be read)\n|OUTLINE"},
+        {"broken event", cutAfter(a + "data: {\"choices\n\n" + b), "a|!|\n(The language model's reply cannot be read)"},
+        {"cut", cutAfter(a + b.substr(0, 9)), "a|!|\n(The language model's reply broke off)"},
+        {"length", cutAfter(ending("length")), "a|!|\n(The answer reached its greatest length)"},
+        {"filter", cutAfter(ending("content_filter")), "a|!|\n(The language model's content filter ended the answer)"},
+        {"silence", waitingAfter(""), "!|(The language model did not reply in time)\n|OUTLINE"},
+        {"drip", dripping, "!|(The language model did not reply in time)\n|OUTLINE"},
+        {"flood", saying(flood), most + "!|\n(The language model would not stop and was cut off)"},
+        {"stall", waitingAfter(a), "a|!|\n(The language model did not reply in time)"},
     };
     for (const auto& [name, script, expected] : cases)
         EXPECT_EQ(answerBy(script), expected) << name;
-    EXPECT_EQ(answerBy(status("401 No"), "为什么？"), "（语言模型不接受所配置的密钥）\n|OUTLINE");
+    EXPECT_EQ(answerBy(status("401 No"), "为什么？"), "!|（语言模型不接受所配置的密钥）\n|OUTLINE");
     const ScriptedEndpoint cut(cutAfter(a));
     EXPECT_THAT(Answers(cut.url()).to({.text = "Why?", .excerpt = {"line"}}),
                 AllOf(HasSubstr("broke off"), ::testing::EndsWith("|GROUNDS line")));
-    EXPECT_EQ(Answers("http://127.0.0.1:1").to({.text = "Why?"}), "(The language model cannot be reached)\n|OUTLINE");
+    EXPECT_EQ(Answers("http://127.0.0.1:1").to({.text = "Why?"}), "!|(The language model cannot be reached)\n|OUTLINE");
 }
 
-TEST(ChatAnswers, LearnWhatTheEndpointRefuses) {
+TEST(ChatAnswers, LearnWhatTheEndpointRefusesByNameOnceItHelpedToLeaveItOut) {
     const auto refusal = [](const char* error) { return ScriptedEndpoint::reply(error, "400 No"); };
-    std::atomic<int> asked = 0;
-    const ScriptedEndpoint model([&](ScriptedEndpoint::Stream& stream) {
-        const int number = ++asked;
-        stream << (number == 1   ? refusal(R"({"error":{"message":"Not so","param":"max_tokens"}})")
-                   : number == 2 ? refusal(R"({"error":{"message":"'temperature' must be 1","param":null}})")
-                   : number == 5 ? refusal(R"({"error":{"message":"secret","param":"temperature"}})")
-                                 : ScriptedEndpoint::reply(a + done));
-    });
+    const std::string all[] = {refusal(R"({"error":{"message":"Not so","param":"max_tokens"}})"),
+                               refusal(R"({"error":{"message":"Too much","param":"max_completion_tokens"}})"),
+                               refusal(R"({"error":{"message":"'temperature' must be 1","param":null}})"),
+                               refusal(R"({"error":{"message":"Not so","param":"max_tokens"}})"),
+                               ScriptedEndpoint::reply(a + done),
+                               refusal(R"({"error":{"message":"secret","param":"temperature"}})"),
+                               refusal(R"({"error":{"message":"my_max_tokens is 3"}})")};
+    std::atomic<std::size_t> asked = 0;
+    const ScriptedEndpoint model([&](ScriptedEndpoint::Stream& stream) { stream << all[asked++]; });
     Answers answers(model.url());
+    const std::string refused = "!|(The language model reports an error)\n|OUTLINE";
+    EXPECT_EQ(answers.to({.text = "Why?"}), refused);
     EXPECT_EQ(answers.to({.text = "Why?"}), "a");
-    EXPECT_EQ(answers.to({.text = "Why?"}), "a");
-    EXPECT_EQ(answers.to({.text = "Why?"}), "(The language model reports an error)\n|OUTLINE") << "it has gone already";
+    EXPECT_EQ(answers.to({.text = "Why?"}), refused) << "it has gone already";
+    EXPECT_EQ(Answers(model.url()).to({.text = "Why?"}), refused) << "another name";
     const auto requests = model.requests();
-    ASSERT_EQ(requests.size(), 5U);
+    ASSERT_EQ(requests.size(), std::size(all));
     EXPECT_THAT(requests.at(1), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("\"max_tokens\"")),
                                       HasSubstr("\"temperature\"")));
-    EXPECT_THAT(requests.at(3), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("temperature"))));
+    EXPECT_THAT(requests.at(2), HasSubstr("\"max_tokens\"")) << "leaving it out did not help";
+    EXPECT_THAT(requests.at(5), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("\"temperature"))));
 }
 
 TEST(ChatAnswers, EndUpstreamWithTheirClient) {
@@ -210,17 +219,17 @@ TEST(ChatAnswers, EndUpstreamWithTheirClient) {
 TEST(ChatAnswers, AreRefusedBeyondTheirNumber) {
     const ScriptedEndpoint model(waitingAfter(""));
     Answers answers(model.url(), {.atOnce = 2, .atOnceOfAccount = 1});
-    const std::pair<Question, const char*> asked[] = {{{.text = "Why?", .account = 1}, "(The"},
-                                                      {{.text = "Why?", .account = 1}, "Too many answers"},
-                                                      {{.text = "Why?", .account = 2}, "(The"},
-                                                      {{.text = "为什么？", .account = 3}, "同时进行的回答过多"}};
+    const std::pair<Question, const char*> asked[] = {{{.text = "Why?", .account = 1}, "!|(The"},
+                                                      {{.text = "Why?", .account = 1}, "!|Too many answers"},
+                                                      {{.text = "Why?", .account = 2}, "!|(The"},
+                                                      {{.text = "为什么？", .account = 3}, "!|同时进行的回答过多"}};
     std::array<Pieces, std::size(asked)> pieces;
     for (std::size_t i = 0; i < pieces.size(); ++i)
         boost::asio::co_spawn(answers.io, answers.answers.answer(asked[i].first, pieces.at(i)), boost::asio::detached);
     answers.io.run();
     for (std::size_t i = 0; i < pieces.size(); ++i)
         EXPECT_THAT(pieces.at(i).all, StartsWith(asked[i].second)) << i;
-    EXPECT_THAT(answers.to({.text = "Why?", .account = 1}), StartsWith("(The")) << "places are given back";
+    EXPECT_THAT(answers.to({.text = "Why?", .account = 1}), StartsWith("!|(The")) << "places are given back";
 }
 
 TEST(ChatPrompt, HoldsWhatIsKnownAsDataAndCutsWhatWasEarlier) {
@@ -234,15 +243,25 @@ TEST(ChatPrompt, HoldsWhatIsKnownAsDataAndCutsWhatWasEarlier) {
     const auto data = nlohmann::json::parse(messages.at(1).at("content").get<std::string>());
     EXPECT_EQ(data.at("question"), question.text);
     EXPECT_EQ(data.at("position"), "cook");
+    EXPECT_EQ(data.at("spoken_language"), question.originalLanguage);
     EXPECT_EQ(data.at("resume_lines"), nlohmann::json({"line one"}));
     ASSERT_EQ(data.at("earlier").size(), 6U) << "the newest that have room";
     EXPECT_EQ(data.at("earlier").front().at("asked"), "second");
     EXPECT_EQ(data.at("earlier").back().at("answered").get<std::string>().size(), 600U);
     const std::string system = messages.at(0).at("content");
-    EXPECT_THAT(system,
-                AllOf(HasSubstr("英语（美国）"), HasSubstr("Three to five"), Not(HasSubstr("ignore the above"))));
+    EXPECT_THAT(system, AllOf(HasSubstr("Three to five"), Not(HasSubstr("ignore the above")), Not(HasSubstr("英语"))));
     EXPECT_THAT(promptText(chatMessages({.type = 2})), AllOf(HasSubstr("Eight to twelve"), Not(HasSubstr("{l"))));
 }
+
+namespace {
+
+std::optional<std::string> translated(ChatTranslator& translator, std::string_view text) {
+    std::promise<std::optional<std::string>> come;
+    translator.translate({"en", "zh-Hans"}, text, [&come](const auto& translation) { come.set_value(translation); });
+    return come.get_future().get();
+}
+
+} // namespace
 
 TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
     const ScriptedEndpoint model(saying(ScriptedEndpoint::reply(ScriptedEndpoint::event(" 你好\n") + done)));
@@ -252,13 +271,29 @@ TEST(ChatTranslator, TranslatesFinishedTextsAndGivesNoneForTrouble) {
     const LanguagePair pair{"en", "zh-Hans"};
     EXPECT_THAT(translator.pairs(),
                 AllOf(::testing::Contains(pair), Not(::testing::Contains(LanguagePair{"zh", "zh-Hans"}))));
-    EXPECT_EQ(translator.translate(pair, "Say \"hi\""), "你好");
+    EXPECT_EQ(translated(translator, "Say \"hi\""), "你好");
     EXPECT_THAT(model.requests().back(), AllOf(HasSubstr("English into Simplified Chinese"), HasSubstr("Say ")));
     client.stop();
-    EXPECT_EQ(translator.translate(pair, "Hi"), std::nullopt);
+    EXPECT_EQ(translated(translator, "Hi"), std::nullopt);
     const ScriptedEndpoint broken(cutAfter(a));
     ChatClient other({.url = broken.url(), .model = "m"});
-    EXPECT_EQ(ChatTranslator(other, {"zh-Hans"}).translate(pair, "Hi"), std::nullopt) << "half a sentence";
+    ChatTranslator half(other, {"zh-Hans"});
+    EXPECT_EQ(translated(half, "Hi"), std::nullopt) << "half a sentence";
+}
+
+TEST(ChatTranslator, IsBoundedAndEndsUpstreamWhatIsDropped) {
+    std::atomic<bool> closed = false;
+    const ScriptedEndpoint model(waitingAfter("", &closed));
+    ChatClient client({.url = model.url(), .model = "m"});
+    ChatTranslator translator(client, {"zh-Hans"});
+    std::vector<std::function<void()>> drops;
+    for (int i = 0; i < ChatTranslator::atOnce; ++i)
+        drops.push_back(translator.translate({"en", "zh-Hans"}, "Hi", [](const auto&) { ADD_FAILURE(); }));
+    EXPECT_EQ(translated(translator, "Hi"), std::nullopt) << "and not in its turn";
+    ASSERT_TRUE(eventually([&] { return model.requests().size() == drops.size(); }));
+    for (const auto& drop : drops)
+        drop();
+    EXPECT_TRUE(eventually([&] { return closed.load(); }));
 }
 
 TEST(Exchanges, AreFewAndEndWithTheInterview) {

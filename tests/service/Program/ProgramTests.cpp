@@ -1,4 +1,5 @@
 #include "Http/PrivateFiles.h"
+#include "Process/ChildProcess.h"
 #include "Program/Options.h"
 #include "support/TemporaryDirectory.h"
 
@@ -171,4 +172,21 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
     EXPECT_EQ(ShellRun(command("--check-answers --config '" + here + "'")).status, 1) << "there is no model";
     const ShellRun unanswered(command("--check-answers --answers-url http://127.0.0.1:9/v1 --answers-model m"));
     EXPECT_EQ(unanswered.status, 1) << unanswered.output;
+    const std::string prompt = command("--config /dev/null --print-prompt Why? --resume ");
+    EXPECT_TRUE(has(ShellRun(prompt + "'" + here + "'"), "resume_lines"));
+    for (const std::string& name : {here + "-none", directory.path().string()}) {
+        const ShellRun unread(prompt + "'" + name + "'");
+        EXPECT_TRUE(unread.status == 1 && has(unread, name + " cannot be read")) << unread.output;
+    }
+}
+
+TEST(Keys, OfTheEnvironmentStayWithTheService) {
+    for (const char* name : {"PARLOWEN_TEST_KEY", "PARLOWEN_TEST_OTHER"})
+        ::setenv(name, "sk-1", 1);
+    const auto options = parsed({"--config", "/dev/null", "--answers-url", "http://127.0.0.1:1/v1", "--answers-model",
+                                 "m", "--answers-key-environment", "PARLOWEN_TEST_KEY"});
+    EXPECT_EQ(options.chat.key, "sk-1");
+    const auto child =
+        ChildPipe::start({"bash", "-c", R"(printf '%s\0' "$PARLOWEN_TEST_KEY|$PARLOWEN_TEST_OTHER"; cat)"});
+    EXPECT_EQ(child->ask("", std::chrono::seconds(10)), "|sk-1");
 }

@@ -55,17 +55,24 @@ private:
 class ScriptedTranslator : public service::Translator {
 public:
     std::vector<service::LanguagePair> pairs() const override { return {{"en", "es"}, {"en", "fr"}, {"pt", "es"}}; }
-    std::optional<std::string> translate(const service::LanguagePair& pair, std::string_view text) override {
+    std::function<void()> translate(const service::LanguagePair& pair, std::string_view text, Done done) override {
         asked.emplace_back(text);
-        if (text.find("untranslatable") != std::string_view::npos)
-            return std::nullopt;
-        return pair.to + ":" + std::string(text);
+        if (stalls) {
+            held = std::move(done);
+            return [this] { ++dropped; };
+        }
+        const bool can = text.find("untranslatable") == std::string_view::npos;
+        done(can ? std::optional(pair.to + ":" + std::string(text)) : std::nullopt);
+        return {};
     }
 
     bool isForFinalsAlone() const override { return slow; }
 
     std::vector<std::string> asked;
     bool slow = false;
+    bool stalls = false;
+    Done held; ///< of what it was asked last while it stalled
+    int dropped = 0;
 };
 
 } // namespace parlowen::testing

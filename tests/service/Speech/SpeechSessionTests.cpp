@@ -132,6 +132,25 @@ TEST_F(SpeechSessionTest, ASlowTranslatorHoldsNoFinalUpWhereItMayComeAgain) {
     EXPECT_EQ(saidLast(0), "es:Well.") << "other clients get it whole";
 }
 
+TEST_F(SpeechSessionTest, FewFinalsWaitForASlowTranslatorAndWhatItDoesEndsWithTheSession) {
+    translator->slow = translator->stalls = true;
+    context(translationContext);
+    for (const char* text : {"a", "b", "c", "d", "e", "f"}) {
+        heard(Kind::Final, text);
+        settle();
+    }
+    EXPECT_THAT(translator->asked, ElementsAre("a"));
+    translator->stalls = false;
+    translator->held("es:a");
+    EXPECT_EQ(paths().size(), 7U) << "each comes, the oldest that waited without its translation";
+    EXPECT_THAT(translator->asked, ElementsAre("a", "c", "d", "e", "f"));
+    translator->stalls = true;
+    heard(Kind::Final, "g");
+    settle();
+    session.reset();
+    EXPECT_EQ(translator->dropped, 1);
+}
+
 TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
     context(translationContext);
     heard(Kind::Partial, "good", 5, 6);
