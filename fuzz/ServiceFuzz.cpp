@@ -27,21 +27,13 @@ void require(bool kept) {
         std::abort();
 }
 
-/// The input as a file that can be opened by its path.
-class InputFile {
-public:
-    explicit InputFile(std::string_view contents)
-        : descriptor_(::memfd_create("input", MFD_CLOEXEC)) {
-        require(::write(descriptor_, contents.data(), contents.size()) == static_cast<ssize_t>(contents.size()));
-    }
-    ~InputFile() { ::close(descriptor_); }
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
-    std::filesystem::path path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
-private:
-    int descriptor_;
-};
+/// The input as a file in memory that can be opened by this path, until the next one.
+std::filesystem::path inputFile(std::string_view contents) {
+    static const int descriptor = ::memfd_create("input", MFD_CLOEXEC);
+    require(::ftruncate(descriptor, 0) == 0);
+    require(::pwrite(descriptor, contents.data(), contents.size(), 0) == static_cast<ssize_t>(contents.size()));
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
 
 /// Recognises one word in every piece of audio, and translates it at once.
 struct EngineOfOneWord : RecognitionEngine, Translator {
@@ -174,7 +166,7 @@ struct Targets {
     static void docx(std::string_view bytes) {
         fileKind(bytes.substr(0, 1'024));
         try {
-            docxText(InputFile(bytes).path());
+            docxText(inputFile(bytes));
         } catch (const DocxError&) {
         }
     }
@@ -185,8 +177,7 @@ struct Targets {
             require(!quote.empty());
     }
     static void config(std::string_view bytes) {
-        const InputFile file(bytes);
-        const auto options = parseOptions({"--config", file.path().string()});
+        const auto options = parseOptions({"--config", inputFile(bytes).string()});
         require(options.has_value() || !options.error().empty());
     }
 };

@@ -11,6 +11,9 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace parlowen::service {
 
@@ -119,6 +122,9 @@ void limitCalls() {
 } // namespace
 
 void confine(const Confinement& confinement) {
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_do_leak_check(); // now instead of at the end, when the calls that it needs are refused
+#endif
     limitResources(confinement);
     if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
         throw std::runtime_error("cannot give up new privileges");

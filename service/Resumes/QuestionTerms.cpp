@@ -154,12 +154,18 @@ SplitText splitByWriting(std::string_view text) {
 
 QuestionTerms questionTerms(std::string_view question) {
     QuestionTerms terms{asked(question), {}};
+    static const auto allCues = [] {
+        std::array<std::vector<std::string>, std::size(concepts)> lists;
+        std::transform(std::begin(concepts), std::end(concepts), lists.begin(),
+                       [](const Concept& entry) { return listOf(entry.cues); });
+        return lists;
+    }();
     const std::string words = spacedWords(question);
-    for (const Concept& entry : concepts) {
-        const auto cues = listOf(entry.cues);
+    for (std::size_t i = 0; i < allCues.size(); ++i) {
+        const auto& cues = allCues[i];
         if (std::none_of(cues.begin(), cues.end(), [&](const auto& cue) { return holdsCue(question, words, cue); }))
             continue;
-        for (const std::string& word : listOf(entry.words)) {
+        for (const std::string& word : listOf(concepts[i].words)) {
             if (hasChinese(word))
                 addPairs(word, terms.related.pairs);
             else

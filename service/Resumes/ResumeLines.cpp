@@ -175,25 +175,38 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-/// The lines of one résumé in two full-text tables: English words by their stems, Chinese characters by pairs.
+/// The lines of one résumé at a time in two full-text tables: English words by their stems, Chinese characters by
+/// pairs. Making the tables takes longer than all the rest, so each thread keeps its own; the lines go with their
+/// transaction.
 class LineIndex {
 public:
-    explicit LineIndex(const std::vector<ResumeLine>& lines)
-        : database_(":memory:", SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX) {
-        database_.exec("CREATE VIRTUAL TABLE words USING fts5 (line, heading, tokenize = 'porter unicode61');"
-                       "CREATE VIRTUAL TABLE pairs USING fts5 (line, heading, tokenize = 'trigram'); BEGIN");
-        SQLite::Statement words(database_, "INSERT INTO words (rowid, line, heading) VALUES (?, ?, ?)");
-        SQLite::Statement pairs(database_, "INSERT INTO pairs (rowid, line, heading) VALUES (?, ?, ?)");
+    LineIndex()
+        : database_(withTables()) {}
+
+    /// What each line is worth for the terms.
+    std::vector<double> scores(const std::vector<ResumeLine>& lines, const QuestionTerms& terms) {
+        const SQLite::Transaction untilRolledBack(database_);
         for (std::size_t i = 0; i < lines.size(); ++i) {
             const SplitText line = splitByWriting(lines[i].text);
             const SplitText heading = splitByWriting(lines[i].heading);
-            insert(words, i, joined(line.words), joined(heading.words));
-            insert(pairs, i, pairsOf(line.runs), pairsOf(heading.runs));
+            insert(newWords_, i, joined(line.words), joined(heading.words));
+            insert(newPairs_, i, pairsOf(line.runs), pairsOf(heading.runs));
         }
-        database_.exec("COMMIT");
+        std::vector<double> scores(lines.size(), 0.0);
+        score(terms.asked, 1.0, scores);
+        score(terms.related, relatedWeight, scores);
+        return scores;
     }
 
-    /// Adds what each line is worth for the terms.
+private:
+    static SQLite::Database withTables() {
+        SQLite::Database database(":memory:", SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX);
+        database.exec(
+            "CREATE VIRTUAL TABLE words USING fts5 (line, heading, content = '', tokenize = 'porter unicode61');"
+            "CREATE VIRTUAL TABLE pairs USING fts5 (line, heading, content = '', tokenize = 'trigram')");
+        return database;
+    }
+
     void score(const SearchTerms& terms, double weight, std::vector<double>& scores) {
         std::string words;
         for (const std::string& word : terms.words)
@@ -201,11 +214,10 @@ public:
         std::string pairs;
         for (const std::string& pair : terms.pairs)
             pairs.append(pairs.empty() ? "\"" : " OR \"").append(apart(pair)).append("\"");
-        add("SELECT rowid, bm25(words, 1.0, 0.4) FROM words WHERE words MATCH ?", words, weight, scores);
-        add("SELECT rowid, bm25(pairs, 1.0, 0.4) FROM pairs WHERE pairs MATCH ?", pairs, weight, scores);
+        add(rankedWords_, words, weight, scores);
+        add(rankedPairs_, pairs, weight, scores);
     }
 
-private:
     static std::string pairsOf(const std::vector<std::string>& runs) {
         std::string text;
         for (const std::string& run : runs)
@@ -215,23 +227,27 @@ private:
 
     static void insert(SQLite::Statement& statement, std::size_t line, const std::string& text,
                        const std::string& heading) {
+        statement.tryReset();
         statement.bind(1, static_cast<std::int64_t>(line));
         statement.bind(2, text);
         statement.bind(3, heading);
         statement.exec();
-        statement.reset();
     }
 
-    void add(const char* sql, const std::string& query, double weight, std::vector<double>& scores) {
+    static void add(SQLite::Statement& rows, const std::string& query, double weight, std::vector<double>& scores) {
         if (query.empty())
             return;
-        SQLite::Statement rows(database_, sql);
+        rows.tryReset();
         rows.bind(1, query);
         while (rows.executeStep()) // the better a match, the more negative its rank
             scores.at(static_cast<std::size_t>(rows.getColumn(0).getInt64())) -= weight * rows.getColumn(1).getDouble();
     }
 
     SQLite::Database database_;
+    SQLite::Statement newWords_{database_, "INSERT INTO words (rowid, line, heading) VALUES (?, ?, ?)"};
+    SQLite::Statement newPairs_{database_, "INSERT INTO pairs (rowid, line, heading) VALUES (?, ?, ?)"};
+    SQLite::Statement rankedWords_{database_, "SELECT rowid, bm25(words, 1.0, 0.4) FROM words WHERE words MATCH ?"};
+    SQLite::Statement rankedPairs_{database_, "SELECT rowid, bm25(pairs, 1.0, 0.4) FROM pairs WHERE pairs MATCH ?"};
 };
 
 } // namespace
@@ -255,11 +271,8 @@ std::vector<ResumeLine> resumeLines(std::string_view text) {
 std::vector<std::string> relevantLines(std::string_view resume, std::string_view question, std::size_t most) {
     std::vector<ResumeLine> lines = resumeLines(resume);
     lines.resize(std::min(lines.size(), mostLines));
-    const QuestionTerms terms = questionTerms(question);
-    std::vector<double> scores(lines.size(), 0.0);
-    LineIndex index(lines);
-    index.score(terms.asked, 1.0, scores);
-    index.score(terms.related, relatedWeight, scores);
+    thread_local LineIndex index;
+    const std::vector<double> scores = index.scores(lines, questionTerms(question));
 
     std::multimap<double, std::size_t, std::greater<>> ranked;
     for (std::size_t i = 0; i < lines.size(); ++i)
