@@ -103,7 +103,8 @@ TEST(Server, RoutesAndAnswersInEnvelopes) {
         EXPECT_FALSE(refusal.message().empty()) << path;
     }
     EXPECT_EQ(client.get("/guarded", "good").status, 200);
-    const Reply wrongMethod = client.send("DELETE", "/echo");
+    const Reply wrongMethod = client.send("DELETE", "/echo", {}, {}, {{"Accept-Language", "en-GB,en"}});
+    EXPECT_EQ(wrongMethod.message(), "This address takes another method");
     EXPECT_EQ(wrongMethod.status, 405);
     EXPECT_EQ(wrongMethod.headers.at("allow"), "GET, POST");
 }
