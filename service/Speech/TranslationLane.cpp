@@ -6,7 +6,11 @@
 
 namespace parlowen::service {
 
+namespace {
+
 using Kind = RecognitionEvent::Kind;
+
+} // namespace
 
 TranslationLane::TranslationLane(boost::asio::any_io_executor workers, std::vector<TurnEngines::Translation> targets,
                                  Deliver deliver)

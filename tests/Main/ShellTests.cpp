@@ -185,6 +185,7 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     const auto signInChecks = [this] {
         return std::ranges::count(server_.requests(), "/user/info", &ScriptedHttpServer::Request::target);
     };
+    ASSERT_TRUE(isAskedFor("/user/info")) << "at the start";
     const auto before = signInChecks();
     Q_EMIT session->window()->controller()->happened(
         session::AnswerEnded{1, {AnswerEnd::Outcome::Failed, AnswerEnd::Cause::SignInRefused, {}}});

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QStandardPaths>
+#include <QUrl>
 #include <algorithm>
 
 namespace parlowen {
@@ -51,8 +52,15 @@ QFileDialog* makeFilePanel(const QString& title, const QString& kind, const QStr
     panel->setLabelText(QFileDialog::FileType, QFileDialog::tr("类型："));
     panel->setLabelText(QFileDialog::Accept, QFileDialog::tr("打开"));
     panel->setLabelText(QFileDialog::Reject, QFileDialog::tr("取消"));
+    static QString lastFolder; // whoever takes a second file takes it from beside the first
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    panel->setDirectory(QDir(documents).exists() ? documents : QDir::homePath());
+    if (lastFolder.isEmpty() || !QDir(lastFolder).exists())
+        lastFolder = QDir(documents).exists() ? documents : QDir::homePath();
+    panel->setDirectory(lastFolder);
+    QObject::connect(panel, &QFileDialog::accepted, panel, [panel] {
+        if (const QList<QUrl> files = panel->selectedUrls(); !files.isEmpty())
+            lastFolder = QFileInfo(files.front().toLocalFile()).absolutePath();
+    });
     return panel;
 }
 

@@ -46,19 +46,15 @@ class Pieces final : public AnswerSink {
 public:
     awaitable<bool> piece(std::string_view text) override {
         all.append(all.empty() ? "" : "|").append(text);
-        if (leavesAfterFirst)
-            gone();
         co_return true;
     }
     awaitable<bool> grounds(const std::vector<std::string>& lines) override {
         co_return co_await piece("GROUNDS " + lines.front());
     }
     awaitable<bool> failed() override { co_return co_await piece("!"); }
-    void whenGone(std::function<void()> act) override { gone = std::move(act); }
+    void whenGone(std::function<void()>) override {}
 
     std::string all;
-    std::function<void()> gone;
-    bool leavesAfterFirst = false;
 };
 
 class Fallback final : public AnswerSource {
@@ -204,16 +200,6 @@ TEST(ChatAnswers, LearnWhatTheEndpointRefusesByNameOnceItHelpedToLeaveItOut) {
                                       HasSubstr("\"temperature\"")));
     EXPECT_THAT(requests.at(2), HasSubstr("\"max_tokens\"")) << "leaving it out did not help";
     EXPECT_THAT(requests.at(5), AllOf(HasSubstr("\"max_completion_tokens\":700"), Not(HasSubstr("\"temperature"))));
-}
-
-TEST(ChatAnswers, EndUpstreamWithTheirClient) {
-    std::atomic<bool> closed = false;
-    const ScriptedEndpoint model(waitingAfter(a, &closed));
-    Answers answers(model.url(), {}, 60s);
-    Pieces pieces;
-    pieces.leavesAfterFirst = true;
-    EXPECT_EQ(answers.to({.text = "Why?"}, pieces), "a") << "no word to nobody";
-    EXPECT_TRUE(eventually([&] { return closed.load(); }));
 }
 
 TEST(ChatAnswers, AreRefusedBeyondTheirNumber) {

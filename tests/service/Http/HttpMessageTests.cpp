@@ -44,9 +44,9 @@ TEST(HttpMessage, TargetsAreTakenApart) {
 TEST(HttpMessage, WhatIsSaidToPeopleIsSaidInTheirLanguage) {
     EXPECT_TRUE(prefersEnglish("en") && prefersEnglish("EN-us,zh;q=0.5") && prefersEnglish("en;q=1"));
     EXPECT_FALSE(prefersEnglish("") || prefersEnglish("e") || prefersEnglish("zh-Hans,en") || prefersEnglish("enm"));
-    HttpResponse response = failure(1003, "登录失败次数过多，请在 480 秒后再试");
+    HttpResponse response = failure(1001, "面试类型应为 1、20 或 3");
     response.speakEnglish();
-    EXPECT_EQ(response.body, R"({"code":1003,"message":"Too many failed sign-ins. Try again in 480 s","data":null})");
+    EXPECT_EQ(response.body, R"({"code":1001,"message":"The interview type is 1, 20 or 3","data":null})");
     for (const char* other : {"", "\"", "别人的话 1"}) {
         response = failure(1, other);
         const std::string before = response.body;

@@ -189,12 +189,9 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
 }
 
 TEST(Keys, OfTheEnvironmentStayWithTheService) {
-    for (const char* name : {"PARLOWEN_TEST_KEY", "PARLOWEN_TEST_OTHER"})
+    for (const char* name : {"TEST_KEY", "TEST_OTHER"})
         ::setenv(name, "sk-1", 1);
-    const auto options = parsed({"--config", "/dev/null", "--answers-url", "http://127.0.0.1:1/v1", "--answers-model",
-                                 "m", "--answers-key-environment", "PARLOWEN_TEST_KEY"});
-    EXPECT_EQ(options.chat.key, "sk-1");
-    const auto child =
-        ChildPipe::start({"bash", "-c", R"(printf '%s\0' "$PARLOWEN_TEST_KEY|$PARLOWEN_TEST_OTHER"; cat)"});
+    EXPECT_EQ(parsed({"--region", "x", "--region-key-environment", "TEST_KEY"}).region.key, "sk-1");
+    const auto child = ChildPipe::start({"bash", "-c", R"(printf '%s\0' "$TEST_KEY|$TEST_OTHER"; cat)"});
     EXPECT_EQ(child->ask("", std::chrono::seconds(10)), "|sk-1");
 }
