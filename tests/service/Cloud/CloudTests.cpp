@@ -255,10 +255,11 @@ TEST(RegionTokens, AreFetchedOnceForAllAndRenewedBeforeTheyEnd) {
         stream << next;
     });
     std::chrono::steady_clock::time_point now{1h};
+    boost::asio::io_context io; // outlives the thread of the tokens, which may not have left it yet
     RegionTokens tokens({.name = "eastasia", .area = "eastasia", .tokenUrl = issuer.url(), .key = "key-secret"},
                         [&now] { return now; });
     const auto ask = [&](int askers) {
-        boost::asio::io_context io;
+        io.restart();
         std::set<std::string> outcomes;
         const auto asking = [&]() -> boost::asio::awaitable<void> {
             const auto outcome = co_await tokens.token();
