@@ -51,9 +51,9 @@ TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
 
 TEST_F(Program, NamesTheFileThatItCannotUseAndLeavesItAlone) {
     const std::string start = command("--listen 127.0.0.1:0 --exit-with-stdin </dev/null");
-    // The thread sanitizer begins with a file of its own where it can.
-    EXPECT_TRUE(has(ShellRun("ulimit -f 0; export TMPDIR=/nowhere; " + start + " | cat"), "cannot start"))
-        << "a full disk";
+#if !defined(__SANITIZE_THREAD__) // which begins with a file of its own
+    EXPECT_TRUE(has(ShellRun("ulimit -f 0; " + start + " | cat"), "cannot start")) << "a full disk";
+#endif
     EXPECT_TRUE(!exists(data / "tls") || is_empty(data / "tls")) << "nothing is half written";
     ASSERT_EQ(ShellRun(start).status, 0);
     for (const std::string name : {"parlowen.db", "tls/ca.pem", "tls/server.key", "speech-tokens.key"}) {
