@@ -3,6 +3,7 @@
 #include "AnswerOptions.h"
 #include "SpeechOptions.h"
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options.hpp>
 #include <charconv>
@@ -34,11 +35,11 @@ std::optional<std::uint16_t> parsePort(std::string_view text) {
 }
 
 /// What no name or value may hold: the library's reasons have such marks, and one that is put in its own place is put
-/// there again without end. A problem, or none.
+/// there again without end. In any case: it puts some values in small letters. A problem, or none.
 std::optional<std::string> problemOfMarks(std::string_view text) {
     for (const char* mark :
          {"%option%", "%canonical_option%", "%original_token%", "%prefix%", "%value%", "%invalid_line%"})
-        if (text.find(mark) != std::string_view::npos)
+        if (boost::algorithm::icontains(text, mark))
             return std::string(mark) + " cannot stand in an option";
     return std::nullopt;
 }

@@ -125,7 +125,7 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
         {"nonsense = 1", here + ":2: there is no option nonsense"},
         {"\nanswers", here + ":3: \"answers\" is not NAME = VALUE"},
         {"answers-tokens = many", here + ":2: the argument"},
-        {"answers-tokens = 5%value%", here + ":2: %value% cannot stand in"},
+        {"create-accounts = %vaLue%", here + ":2: %value% cannot stand in"},
         {"answers-tokens = 5", here + ":2: answers-tokens: 5 is not from 16"},
         {"answers-url = http://x/v1", here + ":2: answers-url: answers-model is missing"},
         {good + "answers-url = x", here + ":"},
