@@ -22,7 +22,7 @@ QString fullUrl(const QString& base, const QString& path);
 /// The URL to request: the full one with the query appended. None when that is no http or https URL.
 std::optional<QUrl> requestUrl(const QString& base, const QString& path, const QByteArray& query);
 
-/// Says in which language the windows speak, for the backend's messages, which are shown as they come. Main thread.
+/// Says in which language the windows speak, for the backend's messages, which are shown as they come. Any thread.
 void nameLanguage(QNetworkRequest& request);
 
 /// Signs the request in with the token. It is not redirected from there to another scheme, host or port: whoever
