@@ -110,6 +110,21 @@ TEST_F(LocalServiceTest, SaysWhyThereIsNone) {
     }
 }
 
+TEST_F(LocalServiceTest, SaysTheWordsOfItsLastEndAlone) {
+    QFile script(data_.filePath("service"));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write("#!/bin/sh\necho 'listening on https://127.0.0.1:1'\necho once >&2\nexit 9\n");
+    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    script.close();
+    const CapturedLog log;
+    LocalService service({script.fileName(), data_.path(), 0});
+    ASSERT_TRUE(start(service));
+    const auto ends = [&log] { return log.linesWith("❌ 本地服务"); };
+    ASSERT_TRUE(waitFor([&ends] { return ends().size() >= 2; }));
+    EXPECT_TRUE(ends()[1].contains("once"));
+    EXPECT_EQ(ends()[1], ends()[0]);
+}
+
 TEST_F(LocalServiceTest, IsStartedOnceForThoseWhoTrustItAloneAndASecondProgramGetsOneOfItsOwnWhenTheFirstEnds) {
     auto first = std::make_unique<Backend>(QString(), std::nullopt, place());
     QObject context;

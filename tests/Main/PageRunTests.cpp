@@ -113,6 +113,8 @@ ON_EITHER_AUDIO_SERVER(PageRunTest);
 
 TEST_P(PageRunTest, FromTheSignInThroughAnInterviewToTheEndOfTheAccount) {
     ASSERT_NO_FATAL_FAILURE(start());
+    hear({true, {}}, "call");
+    EXPECT_EQ(client_->route()->choice()->serversDefault, "call") << "counts until the default is another one";
     ASSERT_NO_FATAL_FAILURE(signInByNumber());
     auto& main = waitForPage<ViewController>();
     const auto first = stored_.loginToken();

@@ -64,6 +64,12 @@ protected:
     bool waitForSession() const {
         return waitFor([this] { return run_->session() != nullptr && run_->session()->window()->isVisible(); });
     }
+    void choose(const QString& entry) const {
+        for (QAction* action : run_->tray().menu()->actions()) {
+            if (action->text() == entry)
+                action->trigger();
+        }
+    }
     CommonTipView* question() const { return run_->window()->findChild<CommonTipView*>("staysWithoutTray"); }
     void askedOnClosing() {
         run_->window()->close();
@@ -221,13 +227,6 @@ TEST_F(ShellTest, ALaterStartIsDoneOnlyWithTheBackendInUseAndSaidWhereItIsNot) {
 
 TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBack) {
     start("t", true);
-    QMenu& tray = *run_->tray().menu();
-    const auto choose = [&tray](const QString& text) {
-        for (QAction* action : tray.actions()) {
-            if (action->text() == text)
-                action->trigger();
-        }
-    };
     choose("用示例排练");
     ASSERT_TRUE(waitForSession());
     run_->session()->window()->activateWindow();
@@ -249,6 +248,20 @@ TEST_F(ShellTest, AnInterviewEndsWithTheProgramAndOtherwiseBringsTheMainWindowBa
     EXPECT_TRUE(closed);
     EXPECT_FALSE(run_->window()->isVisible());
     EXPECT_FALSE(run_->carryOut({})) << "it is about to end";
+    EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
+}
+
+TEST_F(ShellTest, ARehearsalThatIsAskedForAtTheSignInComesAfterIt) {
+    start("", false);
+    choose("用示例排练");
+    ASSERT_TRUE(isLogin());
+    server_.enqueue(Reply::json(200, R"({"code":0,"data":{"token":"t"}})"));
+    const LoginControls& login = static_cast<LoginViewController*>(run_->window()->centralWidget())->controls();
+    login.phoneLabel->setText("13800000001");
+    login.secureField->setText("secret-1");
+    login.loginButton->click();
+    EXPECT_TRUE(waitForSession());
+    choose("退出");
     EXPECT_TRUE(waitFor([this] { return status_ == 0; }));
 }
 

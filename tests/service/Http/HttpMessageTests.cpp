@@ -102,6 +102,18 @@ TEST_F(Certificates, AFileThatCannotBeReadIsNotTakenForNone) {
     std::filesystem::create_symlink("loop", tls / "loop");
     for (const char* name : {"large", "loop"})
         EXPECT_THROW(readPrivateFile(tls / name, 9), std::system_error) << name;
+    std::filesystem::remove_all(tls);
+    prepareTls(tls);
+    for (const char* name : {"server.key", "server.pem", "ca.pem"}) {
+        writePrivateFile(tls / name, "garbage");
+        std::string problem;
+        try {
+            prepareTls(tls);
+        } catch (const TlsError& error) {
+            problem = error.what();
+        }
+        EXPECT_EQ(problem.find((tls / name).string() + " cannot be used"), 0U) << problem;
+    }
 }
 
 TEST_F(Certificates, ServerCertificateIsRenewedBeforeItEnds) {
