@@ -165,6 +165,7 @@ struct Service::Parts {
         SpeechTokens& tokens = speech->tokens;
         tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         tokens.recall(accounts.store().speechTokensOfTheLastRun());
+        noteEndOfSpeechTokens();
         tokens.setHooks({.lasts = [this](std::string_view session) { return accounts.sessionLasts(session); },
                          .changed =
                              [this](const std::string& token, std::string_view session, bool open) {
@@ -172,6 +173,15 @@ struct Service::Parts {
                                      noteSpeechToken(token, session, open);
                                  });
                              }});
+    }
+
+    /// The minute that a token opens for after a restart is given once. A full disk is no reason not to serve.
+    void noteEndOfSpeechTokens() {
+        try {
+            accounts.store().endSpeechTokens();
+        } catch (const StoreError& problem) {
+            logLine(problem.what());
+        }
     }
 
     /// What is not noted is missed at the next start alone.
