@@ -34,7 +34,7 @@ class SignInLimits {
 public:
     static constexpr FailureRule byNumber{5, std::chrono::seconds(60), std::chrono::seconds(900)};
     static constexpr FailureRule byAddress{50, std::chrono::seconds(1), std::chrono::seconds(60)};
-    static constexpr FailureRule byPair{10, std::chrono::seconds(30), std::chrono::seconds(900)};
+    static constexpr FailureRule byPair{10, std::chrono::seconds(5), std::chrono::seconds(60)};
 
     explicit SignInLimits(const LimitClock& clock, KeepFailures keep = {});
     void restore(const std::vector<KeptFailures>& kept);
