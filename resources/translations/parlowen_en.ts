@@ -583,8 +583,10 @@
         <translation>Enter without a phone number</translation>
     </message>
     <message>
-        <source>服务就在这台电脑上。除非您另行设置，任何内容都不会离开本机</source>
-        <translation>The service is on this computer. Unless you set it up otherwise, nothing leaves it</translation>
+        <source>服务就在这台电脑上。
+除非您另行设置，任何内容都不会离开本机</source>
+        <translation>The service is on this computer.
+Nothing leaves it, unless you set that up</translation>
     </message>
 </context>
 <context>

@@ -218,7 +218,7 @@ void LoginForm::buildLocalButton(QVBoxLayout& column) {
     controls_.localButton->setAutoDefault(true);
     controls_.localPromise = makeLabel(hexColor(theme::midGrey), false, 12, this);
     controls_.localPromise->setWordWrap(true);
-    controls_.localPromise->setText(tr("服务就在这台电脑上。除非您另行设置，任何内容都不会离开本机"));
+    controls_.localPromise->setText(tr("服务就在这台电脑上。\n除非您另行设置，任何内容都不会离开本机"));
     controls_.localPromise->setAlignment(Qt::AlignHCenter);
     controls_.localButton->setAccessibleDescription(controls_.localPromise->text());
     column.addSpacing(inPoints(10));
