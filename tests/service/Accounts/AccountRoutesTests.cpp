@@ -3,6 +3,7 @@
 
 #include <future>
 #include <gtest/gtest.h>
+#include <httplib.h>
 
 using namespace parlowen::testing;
 using namespace parlowen::service;
@@ -142,6 +143,23 @@ TEST_F(SignInByCode, TheWholeWay) {
     delivers = false;
     EXPECT_EQ(send("13700001234", "c").code(), 1007);
     EXPECT_EQ(client.post(codePath, fields("13700001234", "code", sent.at("13700001234"))).code(), 1005);
+}
+
+TEST(SignInRoutes, TheCaptchasPageGoesByTheNamesOfTheServiceAndThroughItsProxies) {
+    ServiceOptions options;
+    options.loginByCode = true;
+    options.hosts = {"parlowen.example"};
+    options.proxies = {"127.0.0.1"};
+    const RunningService service({}, {}, options);
+    const std::string url = service.captchaUrl();
+    httplib::Client client(url.substr(0, url.size() - 1));
+    EXPECT_EQ(client.Get("/", {{"Host", "parlowen.example"}})->status, 200);
+    EXPECT_EQ(client.Get("/", {{"Host", "elsewhere.example"}})->status, 403);
+    const auto statusFrom = [&](const char* origin) {
+        return client.Post("/answer", {{"Host", "parlowen.example"}, {"Origin", origin}}, "[]", "text/plain")->status;
+    };
+    EXPECT_EQ(statusFrom("https://parlowen.example"), 400) << "let in, as the proxy speaks TLS";
+    EXPECT_EQ(statusFrom("https://elsewhere.example"), 403);
 }
 
 TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
