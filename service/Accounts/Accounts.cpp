@@ -28,16 +28,8 @@ std::size_t characters(std::string_view utf8) {
         std::count_if(utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
-std::optional<Refused> problemWith(const PhoneNumber& phone) {
-    if (!isDigits(phone.countryCode, 1, 4))
-        return Refused{Reason::Input, "国家/地区代码不正确"};
-    if (!isDigits(phone.number, 4, 15))
-        return Refused{Reason::Input, "手机号不正确"};
-    return std::nullopt;
-}
-
 std::optional<Refused> problemWith(const Credentials& credentials) {
-    if (auto problem = problemWith(credentials.number()))
+    if (auto problem = Accounts::problemOf(credentials.number()))
         return problem;
     if (credentials.secret.empty())
         return Refused{Reason::Input, "密码或验证码不能为空"};
@@ -71,6 +63,14 @@ Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::sec
 }
 
 Accounts::~Accounts() { storeEnded(); }
+
+std::optional<Refused> Accounts::problemOf(const PhoneNumber& phone) {
+    if (!isDigits(phone.countryCode, 1, 4))
+        return Refused{Reason::Input, "国家/地区代码不正确"};
+    if (!isDigits(phone.number, 4, 15))
+        return Refused{Reason::Input, "手机号不正确"};
+    return std::nullopt;
+}
 
 SignInTry Accounts::tryOf(const Credentials& credentials) {
     const PhoneNumber phone = credentials.number();
@@ -142,7 +142,7 @@ std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& creden
 
 std::variant<std::string, Refused> Accounts::issueCode(const Credentials& credentials) {
     const PhoneNumber phone = credentials.number();
-    if (auto problem = problemWith(phone))
+    if (auto problem = problemOf(phone))
         return *std::move(problem);
     auto code = codes_.issue(phone, credentials.address);
     if (!code)

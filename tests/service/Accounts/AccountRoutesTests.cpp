@@ -114,7 +114,7 @@ protected:
     Database database{directory.path() / "test.db"};
     Accounts accounts{database};
     HashingQueue hashing;
-    std::set<std::string> captchas{"a", "b", "c"};
+    std::set<std::string> captchas{"a", "b", "c", "d"};
     std::map<std::string, std::string> sent;
     bool delivers = true;
     RunningServer server{routes()};
@@ -127,8 +127,9 @@ TEST_F(SignInByCode, TheWholeWay) {
     EXPECT_EQ(client.get("/api/v1/user/get_login_method").data(), 2);
     EXPECT_EQ(send("13800001234", "never given").code(), 1006);
     EXPECT_TRUE(sent.empty());
+    EXPECT_EQ(send("12", "a").code(), 1001);
     const Reply first = send("13800001234", "a");
-    EXPECT_EQ(first.code(), 0);
+    EXPECT_EQ(first.code(), 0) << "a mistyped number uses no captcha up";
     EXPECT_FALSE(first.message().empty()) << "clients show it";
     EXPECT_EQ(send("13900001234", "a").code(), 1006) << "a captcha counts once";
     const Reply signedIn = client.post(codePath, fields("13800001234", "code", sent.at("13800001234")));
@@ -143,6 +144,8 @@ TEST_F(SignInByCode, TheWholeWay) {
     delivers = false;
     EXPECT_EQ(send("13700001234", "c").code(), 1007);
     EXPECT_EQ(client.post(codePath, fields("13700001234", "code", sent.at("13700001234"))).code(), 1005);
+    delivers = true;
+    EXPECT_EQ(send("13700001234", "d").code(), 0) << "at once";
 }
 
 TEST(SignInRoutes, TheCaptchasPageGoesByTheNamesOfTheServiceAndThroughItsProxies) {
