@@ -294,7 +294,7 @@ tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::st
         if (auto problem = parseAll(arguments, options))
             return tl::unexpected(*std::move(problem));
     } catch (const po::error& problem) {
-        return tl::unexpected(std::string(problem.what()));
+        return tl::unexpected(std::string(problem.what()) + "; see parlowen-service --help");
     }
     return options;
 }

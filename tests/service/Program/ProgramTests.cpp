@@ -35,7 +35,11 @@ TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
     EXPECT_EQ(modeOf(data / "parlowen.db"), 0600U);
     const ShellRun wrong(command("--nonsense"));
     EXPECT_EQ(wrong.status, 2);
-    EXPECT_TRUE(has(wrong, "'--nonsense'") && has(wrong, "Usage:"));
+    EXPECT_EQ(wrong.output, "parlowen-service: unrecognised option '--nonsense'; see parlowen-service --help\n");
+    const std::string file = directory.path() / "service.conf";
+    writeFile(file, "nonsense = 1\n");
+    EXPECT_EQ(ShellRun(command("--config '" + file + "'")).output,
+              "parlowen-service: " + file + ":1: there is no option nonsense\n");
 }
 
 TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
