@@ -55,9 +55,10 @@ HttpResponse challenge(Captchas& captchas, const std::string& address) {
 /// A finite number in JSON; NaN, which no comparison accepts, for anything else.
 double numberIn(const nlohmann::json& value) { return value.is_number() ? value.get<double>() : std::nan(""); }
 
-CaptchaAnswer answerIn(const nlohmann::json& body) {
+CaptchaAnswer answerIn(const nlohmann::json& body, std::string address) {
     CaptchaAnswer answer{.id = textMember(body, "id"), .x = numberIn(body.value("x", nlohmann::json()))};
     answer.text = textMember(body, "text");
+    answer.address = std::move(address);
     const auto steps = body.value("trace", nlohmann::json::array());
     for (const auto& step : steps)
         if (step.is_array() && step.size() == 2)
@@ -69,8 +70,13 @@ HttpResponse judge(Captchas& captchas, const HttpRequest& request) {
     const auto body = jsonObject(request.body());
     if (!body || !isJson(request))
         return badRequest();
-    const auto result = captchas.solve(answerIn(*body));
-    return result ? success({{"validate", *result}}) : failure(wrongAnswer, "没有对准，请再试一次");
+    const auto result = captchas.solve(answerIn(*body, request.origin.peer.to_string()));
+    if (result)
+        return success({{"validate", *result}});
+    const auto minutes = std::chrono::ceil<std::chrono::minutes>(result.error()).count();
+    return minutes == 0 ? failure(wrongAnswer, "没有对准，请再试一次")
+                        : failure(tooManyCaptchas, "文字验证次数过多，请用方向键移动滑块，或在 " +
+                                                       std::to_string(minutes) + " 分钟后再试");
 }
 
 /// A part of the page.

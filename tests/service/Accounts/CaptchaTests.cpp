@@ -132,6 +132,33 @@ TEST_F(CaptchaJudging, WordsDoForThoseWhoCannotSee) {
     EXPECT_FALSE(captchas.solve({.id = captcha.id, .text = typed(captcha.question) + "0"}));
 }
 
+TEST_F(CaptchaJudging, AnAddressAnswersInWordsAFewTimesAndMovesThePieceAllTheSame) {
+    Router router;
+    addCaptchaRoutes(router, captchas);
+    Server server({}, std::nullopt, std::move(router));
+    server.start();
+    httplib::Client client("127.0.0.1", server.port());
+    const auto codeOfAWrongOne = [&] {
+        const nlohmann::json body{{"id", made().id}, {"text", "x"}};
+        return nlohmann::json::parse(client.Post("/answer", body.dump(), "application/json")->body).at("code");
+    };
+    const auto inWords = [&](const std::string& address) {
+        const Captcha captcha = made();
+        return captchas.solve({.id = captcha.id, .text = typed(captcha.question), .address = address}).has_value();
+    };
+    EXPECT_EQ(codeOfAWrongOne(), 1006);
+    for (std::size_t i = 1; i < Captchas::inWordsOfAnAddress; ++i)
+        EXPECT_TRUE(inWords("127.0.0.1"));
+    EXPECT_EQ(codeOfAWrongOne(), 1003);
+    EXPECT_FALSE(inWords("127.0.0.1")) << "right ones neither";
+    EXPECT_TRUE(inWords("127.0.0.2"));
+    CaptchaAnswer moved = dragged(made());
+    moved.address = "127.0.0.1";
+    EXPECT_TRUE(captchas.solve(moved));
+    now += 1h;
+    EXPECT_TRUE(inWords("127.0.0.1"));
+}
+
 TEST_F(CaptchaJudging, AnAddressGetsSoManyAndNoMore) {
     for (std::size_t i = 0; i < Captchas::ofAnAddress; ++i)
         EXPECT_TRUE(captchas.make("127.0.0.1"));
