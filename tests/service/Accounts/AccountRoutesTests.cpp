@@ -156,7 +156,6 @@ TEST(SignInRoutes, TheCaptchasPageGoesByTheNamesOfTheServiceAndThroughItsProxies
     const RunningService service({}, {}, options);
     const std::string url = service.captchaUrl();
     httplib::Client client(url.substr(0, url.size() - 1));
-    EXPECT_EQ(client.Get("/", {{"Host", "parlowen.example"}})->status, 200);
     EXPECT_EQ(client.Get("/", {{"Host", "elsewhere.example"}})->status, 403);
     const auto statusFrom = [&](const char* origin) {
         return client.Post("/answer", {{"Host", "parlowen.example"}, {"Origin", origin}}, "[]", "text/plain")->status;
