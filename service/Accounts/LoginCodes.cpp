@@ -63,4 +63,10 @@ void LoginCodes::forget(const PhoneNumber& phone) {
     codes_.erase(nameOf(phone));
 }
 
+void LoginCodes::takeBack(const PhoneNumber& phone) {
+    forget(phone);
+    pauses_.takeBack(nameOf(phone));
+    days_.takeBack(nameOf(phone));
+}
+
 } // namespace parlowen::service

@@ -28,6 +28,8 @@ public:
     bool isAskedFrom(const PhoneNumber& phone, const std::string& address);
     /// Forgets a number's code.
     void forget(const PhoneNumber& phone);
+    /// Forgets a code that did not reach the number, and that it was issued; the address has used it all the same.
+    void takeBack(const PhoneNumber& phone);
 
 private:
     struct Issued {

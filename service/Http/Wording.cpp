@@ -40,7 +40,6 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 42> wordings
     {"请求内容过大", "The request is too large"},
     {"服务内部错误，请稍后再试", "The service has failed. Try again later"},
     {"不允许从其他网站访问", "Pages of other sites are not let in"},
-    {"本服务没有设置客服联系方式", "This service names no contact"},
     {"正在处理的简历过多，请稍后再试", "Too many résumés are being read. Try again later"},
     {"没有找到这个文件，请重新上传简历", "This file was not found. Upload the résumé again"},
     {"没有收到简历文件，请重新上传", "No résumé has come. Upload it again"},
