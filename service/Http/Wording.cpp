@@ -12,7 +12,7 @@ namespace parlowen::service {
 namespace {
 
 /// "#" stands for a number.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 42> wordings{{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 41> wordings{{
     {"国家/地区代码不正确", "The country or region code is wrong"},
     {"手机号不正确", "The phone number is wrong"},
     {"密码或验证码过长", "The password or code is too long"},
