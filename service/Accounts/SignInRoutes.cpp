@@ -22,7 +22,7 @@ HttpResponse busy(const char* what, int seconds) {
 
 Credentials credentialsIn(const nlohmann::json& body, const char* secret, const HttpRequest& request) {
     return {textMember(body, "country_code"), textMember(body, "phone"), textMember(body, secret),
-            request.origin.peer.to_string()};
+            request.origin.network()};
 }
 
 HttpResponse refusedReply(const Refused& refused) { return failure(static_cast<int>(refused.reason), refused.message); }

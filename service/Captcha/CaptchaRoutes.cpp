@@ -97,7 +97,7 @@ void addCaptchaRoutes(Router& router, Captchas& captchas) {
         verb::post, "/challenge",
         [&captchas](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
             auto draw = [&captchas, &request] {
-                return isJson(request) ? challenge(captchas, request.origin.peer.to_string()) : badRequest();
+                return isJson(request) ? challenge(captchas, request.origin.network()) : badRequest();
             };
             HttpResponse reply = co_await onWorker(request.origin.workers, std::move(draw));
             co_return guarded(std::move(reply));

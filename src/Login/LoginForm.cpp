@@ -216,14 +216,15 @@ void LoginForm::buildLocalButton(QVBoxLayout& column) {
     controls_.localButton->setFixedHeight(inPoints(localButtonHeight));
     controls_.localButton->setCursor(Qt::PointingHandCursor);
     controls_.localButton->setAutoDefault(true);
-    QLabel* promise = makeLabel(hexColor(theme::midGrey), false, 12, this);
-    promise->setText(tr("服务就在这台电脑上，任何内容都不会离开本机"));
-    promise->setAlignment(Qt::AlignHCenter);
-    controls_.localButton->setAccessibleDescription(promise->text());
+    controls_.localPromise = makeLabel(hexColor(theme::midGrey), false, 12, this);
+    controls_.localPromise->setWordWrap(true);
+    controls_.localPromise->setText(tr("服务就在这台电脑上。\n除非您另行设置，任何内容都不会离开本机"));
+    controls_.localPromise->setAlignment(Qt::AlignHCenter);
+    controls_.localButton->setAccessibleDescription(controls_.localPromise->text());
     column.addSpacing(inPoints(10));
     column.addWidget(controls_.localButton);
     column.addSpacing(inPoints(6));
-    column.addWidget(promise);
+    column.addWidget(controls_.localPromise);
 }
 
 void LoginForm::resizeEvent(QResizeEvent* event) {

@@ -30,6 +30,7 @@ struct LoginControls {
     QPushButton* loginButton = nullptr;
     LanguageSwitch* languageSwitch = nullptr;
     QPushButton* localButton = nullptr; ///< enters without a number; null where that cannot be
+    QLabel* localPromise = nullptr;     ///< what becomes of what is said then; null with it
 };
 
 /// A frame round one field and what belongs to it, marked while one of them has the keyboard.

@@ -246,3 +246,35 @@ TEST(HashingQueue, StrangersTakeTurnsAndTheKnownAreNeverInTheirWay) {
     queue.add({"first", "1"}, [&](bool run) { ran = run; });
     EXPECT_FALSE(ran) << "after the end";
 }
+
+TEST(HashingQueue, WhoHadATurnMakesRoomForWhoHadNone) {
+    std::promise<void> open;
+    std::atomic<std::size_t> ran = 0, dropped = 0;
+    std::atomic<bool> held = false;
+    HashingQueue queue;
+    const auto come = [&](const std::string& peer) {
+        queue.add({peer, "1"}, [&](bool run) { ++(run ? ran : dropped); });
+    };
+    constexpr std::size_t places = HashingQueue::placesOfStrangers;
+    for (std::size_t i = 1; i <= places; ++i) {
+        come(std::to_string(i));
+        while (ran < i)
+            std::this_thread::yield();
+    }
+    queue.add({"holds", "1"}, [&](bool) {
+        held = true;
+        open.get_future().wait();
+    });
+    while (!held)
+        std::this_thread::yield();
+    for (std::size_t i = 1; i <= places; ++i)
+        come(std::to_string(i));
+    EXPECT_EQ(dropped, 0U);
+    come("newcomer");
+    come("newcomer"); // waits already
+    EXPECT_EQ(dropped, 2U);
+    open.set_value();
+    while (ran + dropped < 2 * places + 2)
+        std::this_thread::yield();
+    EXPECT_EQ(ran, 2 * places) << "all but the last one of those who had a turn";
+}
