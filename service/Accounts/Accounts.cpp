@@ -99,7 +99,7 @@ std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone
     const auto known = store_.find(phone);
     if (password.size() > longestSecret) {
         passwordMatches({}, password.substr(0, longestSecret));
-        return Refused{Reason::Input, "密码或验证码过长"};
+        return Refused{Reason::Input, "密码过长"};
     }
     const bool longEnough = characters(password) >= leastPassword;
     if (!known && mayCreate && longEnough) {
@@ -121,6 +121,8 @@ std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone
 std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& credentials) {
     if (auto problem = problemOf(credentials.number()))
         return *std::move(problem);
+    if (credentials.secret.empty())
+        return Refused{Reason::Input, "验证码不能为空"};
     const PhoneNumber phone = credentials.number();
     SignInTry attempt = tryOf(credentials);
     attempt.askedForCode = codes_.isAskedFrom(phone, attempt.address);

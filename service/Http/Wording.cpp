@@ -12,10 +12,11 @@ namespace parlowen::service {
 namespace {
 
 /// "#" stands for a number.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 41> wordings{{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 42> wordings{{
     {"国家/地区代码不正确", "The country or region code is wrong"},
     {"手机号不正确", "The phone number is wrong"},
-    {"密码或验证码过长", "The password or code is too long"},
+    {"验证码不能为空", "The code is missing"},
+    {"密码过长", "The password is too long"},
     {"登录失败次数过多，请在 # 秒后再试", "Too many failed sign-ins. Try again in # s"},
     {"密码不正确，密码至少#位", "Wrong password: it has at least # characters"},
     {"手机号或密码错误", "Wrong phone number or password"},
