@@ -41,6 +41,11 @@ TEST(AccountRoutes, SignInGivesATokenAndAProfileKeepsTheTypeOfInterviewsAndRefus
     EXPECT_EQ(client.get(infoPath).status, 401);
 }
 
+TEST(AccountRoutes, ConnectionsCountAsTheirUsers) {
+    const RunningService service({.limits = ServerLimits{.connectionsOfAUser = 0}});
+    EXPECT_EQ(service.client().get(infoPath, service.token()).status, 503);
+}
+
 TEST(AccountRoutes, AccountsAndTokensOutliveARestartAndSignOutEndsThem) {
     RunningService service;
     const std::string token = service.token();
