@@ -42,7 +42,8 @@ TEST(AccountRoutes, SignInGivesATokenAndAProfileKeepsTheTypeOfInterviewsAndRefus
 }
 
 TEST(AccountRoutes, ConnectionsCountAsTheirUsers) {
-    const RunningService service({.limits = ServerLimits{.connectionsOfAUser = 0}});
+    const RunningService service(
+        {.limits = std::make_shared<const ServerLimits>(ServerLimits{.connectionsOfAUser = 0})});
     EXPECT_EQ(service.client().get(infoPath, service.token()).status, 503);
 }
 
