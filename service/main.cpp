@@ -135,7 +135,7 @@ int main(int argc, char** argv) {
         return readConfined({arguments.begin() + 1, arguments.end()});
     const auto parsed = parseOptions(arguments);
     if (!parsed) {
-        std::cerr << "parlowen-service: " << parsed.error() << "\n\n" << usage();
+        std::cerr << "parlowen-service: " << parsed.error() << "\n";
         return wrongOptions;
     }
     const ServiceOptions& options = *parsed;

@@ -583,8 +583,10 @@
         <translation>Enter without a phone number</translation>
     </message>
     <message>
-        <source>服务就在这台电脑上，任何内容都不会离开本机</source>
-        <translation>All on this computer; nothing leaves it</translation>
+        <source>服务就在这台电脑上。
+除非您另行设置，任何内容都不会离开本机</source>
+        <translation>The service is on this computer.
+Nothing leaves it, unless you set that up</translation>
     </message>
 </context>
 <context>
@@ -703,6 +705,10 @@
     <message>
         <source>已复制到剪切板</source>
         <translation>Copied to the clipboard</translation>
+    </message>
+    <message>
+        <source>正在注销...</source>
+        <translation>Deleting the account...</translation>
     </message>
 </context>
 <context>

@@ -28,24 +28,6 @@ std::size_t characters(std::string_view utf8) {
         std::count_if(utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
-std::optional<Refused> problemWith(const PhoneNumber& phone) {
-    if (!isDigits(phone.countryCode, 1, 4))
-        return Refused{Reason::Input, "国家/地区代码不正确"};
-    if (!isDigits(phone.number, 4, 15))
-        return Refused{Reason::Input, "手机号不正确"};
-    return std::nullopt;
-}
-
-std::optional<Refused> problemWith(const Credentials& credentials) {
-    if (auto problem = problemWith(credentials.number()))
-        return problem;
-    if (credentials.secret.empty())
-        return Refused{Reason::Input, "密码或验证码不能为空"};
-    if (credentials.secret.size() > longestSecret)
-        return Refused{Reason::Input, "密码或验证码过长"};
-    return std::nullopt;
-}
-
 Refused tooMany(const char* what, std::chrono::seconds wait) {
     return {Reason::TooManyFailures, std::string(what) + "，请在 " + std::to_string(wait.count()) + " 秒后再试"};
 }
@@ -72,13 +54,21 @@ Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::sec
 
 Accounts::~Accounts() { storeEnded(); }
 
+std::optional<Refused> Accounts::problemOf(const PhoneNumber& phone) {
+    if (!isDigits(phone.countryCode, 1, 4))
+        return Refused{Reason::Input, "国家/地区代码不正确"};
+    if (!isDigits(phone.number, 4, 15))
+        return Refused{Reason::Input, "手机号不正确"};
+    return std::nullopt;
+}
+
 SignInTry Accounts::tryOf(const Credentials& credentials) {
     const PhoneNumber phone = credentials.number();
     return {nameOf(phone), credentials.address, store_.knowsAddress(phone, credentials.address)};
 }
 
 std::optional<Refused> Accounts::refusal(const Credentials& credentials) {
-    if (auto problem = problemWith(credentials))
+    if (auto problem = problemOf(credentials.number()))
         return problem;
     const auto wait = limits_.waitFor(tryOf(credentials));
     return wait.count() > 0 ? std::optional(tooMany(manyFailures, wait)) : std::nullopt;
@@ -90,7 +80,7 @@ HashingQueue::Place Accounts::placeOf(const Credentials& credentials) {
 }
 
 std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials, bool mayCreate) {
-    if (auto problem = problemWith(credentials))
+    if (auto problem = problemOf(credentials.number()))
         return *std::move(problem);
     const SignInTry attempt = tryOf(credentials);
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
@@ -102,10 +92,15 @@ std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials,
     return outcome;
 }
 
-/// Hashes once, whatever comes of it; but for the right password of a hash of another cost, which is renewed.
+/// Hashes once, whatever comes of it, also where there is no password or one that is too long; but for the right
+/// password of a hash of another cost, which is renewed.
 std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone, const std::string& password,
                                                         bool mayCreate) {
     const auto known = store_.find(phone);
+    if (password.size() > longestSecret) {
+        passwordMatches({}, password.substr(0, longestSecret));
+        return Refused{Reason::Input, "密码过长"};
+    }
     const bool longEnough = characters(password) >= leastPassword;
     if (!known && mayCreate && longEnough) {
         const std::string token = randomToken();
@@ -124,13 +119,16 @@ std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone
 }
 
 std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& credentials) {
-    if (auto problem = problemWith(credentials))
+    if (auto problem = problemOf(credentials.number()))
         return *std::move(problem);
-    const SignInTry attempt = tryOf(credentials);
+    if (credentials.secret.empty())
+        return Refused{Reason::Input, "验证码不能为空"};
+    const PhoneNumber phone = credentials.number();
+    SignInTry attempt = tryOf(credentials);
+    attempt.askedForCode = codes_.isAskedFrom(phone, attempt.address);
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
         return tooMany(manyFailures, wait);
-    const PhoneNumber phone = credentials.number();
-    if (!codes_.redeem(phone, credentials.secret)) {
+    if (!codes_.redeem(phone, credentials.secret, attempt.address)) {
         limits_.failed(attempt);
         return Refused{Reason::WrongCode, "验证码错误或已失效"};
     }
@@ -142,7 +140,7 @@ std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& creden
 
 std::variant<std::string, Refused> Accounts::issueCode(const Credentials& credentials) {
     const PhoneNumber phone = credentials.number();
-    if (auto problem = problemWith(phone))
+    if (auto problem = problemOf(phone))
         return *std::move(problem);
     auto code = codes_.issue(phone, credentials.address);
     if (!code)

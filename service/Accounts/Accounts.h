@@ -56,10 +56,12 @@ public:
     /// Signs in by a code that was sent to the number, which proves whose it is: a number that is not known yet gets
     /// its account. Throws StoreError.
     std::variant<SignedIn, Refused> signInByCode(const Credentials& credentials);
+    /// What is wrong with the shape of a number or of its country's code; none when nothing is.
+    static std::optional<Refused> problemOf(const PhoneNumber& phone);
     /// A code to send to a number.
     std::variant<std::string, Refused> issueCode(const Credentials& credentials);
-    /// What was issued did not reach the number.
-    void forgetCode(const PhoneNumber& phone) { codes_.forget(phone); }
+    /// What was issued did not reach the number, which it costs nothing.
+    void takeCodeBack(const PhoneNumber& phone) { codes_.takeBack(phone); }
 
     /// The user that a token stands for. Throws StoreError.
     std::optional<User> userOf(std::string_view token);

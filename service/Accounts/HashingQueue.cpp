@@ -1,5 +1,7 @@
 #include "HashingQueue.h"
 
+#include "Limits.h"
+
 #include <algorithm>
 #include <sys/resource.h>
 #include <utility>
@@ -29,13 +31,9 @@ void HashingQueue::stop() {
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
-        for (Waiting& waiting : known_)
-            dropped.push_back(std::move(waiting.job));
-        for (auto& [peer, queue] : strangers_)
-            for (Waiting& waiting : queue)
-                dropped.push_back(std::move(waiting.job));
-        known_.clear();
-        strangers_.clear();
+        for (Lane* lane : {&known_, &strangers_})
+            while (!lane->queues.empty())
+                dropped.push_back(lane->pop(lane->queues.begin(), false));
         changed_.notify_all();
     }
     for (const Job& job : dropped)
@@ -46,57 +44,70 @@ void HashingQueue::stop() {
 }
 
 void HashingQueue::add(const Place& place, Job job) {
-    Job dropped = job;
+    Job dropped;
     {
         const std::lock_guard lock(mutex_);
-        const std::string number = place.known ? place.peer + " " + place.number : place.number;
-        if (!stopping_ && place.known && known_.size() < placesOfKnown && !holds(known_, number)) {
-            known_.push_back({number, std::exchange(dropped, {})});
-        } else if (!stopping_ && !place.known && !holds(strangers_[place.peer], number)) {
-            Job evicted = strangersWaiting_ < placesOfStrangers ? Job() : makeRoomFor(place.peer);
-            if (strangersWaiting_ < placesOfStrangers) {
-                strangers_[place.peer].push_back({number, std::move(dropped)});
-                ++strangersWaiting_;
-                dropped = std::move(evicted);
-            }
+        Lane& lane = place.known ? known_ : strangers_;
+        const auto own = lane.queues.find(place.peer);
+        const bool isTaken = stopping_ || (own != lane.queues.end() && holds(own->second, place.number));
+        if (!isTaken && lane.waiting >= lane.places)
+            dropped = lane.makeRoomFor(place.peer);
+        if (isTaken || lane.waiting >= lane.places) {
+            dropped = std::move(job);
+        } else {
+            lane.queues[place.peer].push_back({place.number, std::move(job)});
+            ++lane.waiting;
+            changed_.notify_all();
         }
-        std::erase_if(strangers_, [](const auto& entry) { return entry.second.empty(); });
-        changed_.notify_all();
     }
     if (dropped)
         dropped(false);
 }
 
-/// The newest of the peer that has most places, where that peer has at least two more than the one who comes.
-HashingQueue::Job HashingQueue::makeRoomFor(const std::string& peer) {
-    const auto most = std::max_element(strangers_.begin(), strangers_.end(), [](const auto& left, const auto& right) {
-        return left.second.size() < right.second.size();
-    });
-    if (most == strangers_.end() || most->second.size() < strangers_[peer].size() + 2)
-        return {};
-    Job job = std::move(most->second.back().job);
-    most->second.pop_back();
-    --strangersWaiting_;
+/// 0 for one that is not remembered.
+std::uint64_t HashingQueue::Lane::turnOf(const std::string& peer) const {
+    const auto known = turns.find(peer);
+    return known == turns.end() ? 0 : known->second;
+}
+
+HashingQueue::Job HashingQueue::Lane::pop(std::map<std::string, Queue>::iterator from, bool newest) {
+    Queue& queue = from->second;
+    Job job = std::move((newest ? queue.back() : queue.front()).job);
+    newest ? queue.pop_back() : queue.pop_front();
+    --waiting;
+    if (queue.empty())
+        queues.erase(from);
     return job;
 }
 
-HashingQueue::Job HashingQueue::next(bool forStrangers) {
-    Job job;
-    if (!forStrangers && !known_.empty()) {
-        job = std::move(known_.front().job);
-        known_.pop_front();
-    } else if (forStrangers && !strangers_.empty()) {
-        auto turn = strangers_.upper_bound(lastPeer_);
-        if (turn == strangers_.end())
-            turn = strangers_.begin();
-        lastPeer_ = turn->first;
-        job = std::move(turn->second.front().job);
-        turn->second.pop_front();
-        --strangersWaiting_;
-        if (turn->second.empty())
-            strangers_.erase(turn);
-    }
-    return job;
+/// The newest of the peer that has at least two places more than the one who comes, or else, for one that has none, of
+/// the peer whose turn was last.
+HashingQueue::Job HashingQueue::Lane::makeRoomFor(const std::string& peer) {
+    const auto own = queues.find(peer);
+    const std::size_t held = own == queues.end() ? 0 : own->second.size();
+    const auto most = std::max_element(queues.begin(), queues.end(), [](const auto& left, const auto& right) {
+        return left.second.size() < right.second.size();
+    });
+    if (most->second.size() >= held + 2)
+        return pop(most, true);
+    const auto last = std::max_element(queues.begin(), queues.end(), [this](const auto& left, const auto& right) {
+        return turnOf(left.first) < turnOf(right.first);
+    });
+    return held == 0 && turnOf(last->first) > turnOf(peer) ? pop(last, true) : Job();
+}
+
+HashingQueue::Job HashingQueue::next(Lane& lane) {
+    const auto isEarlier = [](const auto& left, const auto& right) { return left.second < right.second; };
+    const auto first =
+        std::min_element(lane.queues.begin(), lane.queues.end(), [&lane](const auto& left, const auto& right) {
+            return lane.turnOf(left.first) < lane.turnOf(right.first);
+        });
+    if (first == lane.queues.end())
+        return {};
+    lane.turns[first->first] = ++turn_;
+    if (lane.turns.size() > limitedNames)
+        lane.turns.erase(std::min_element(lane.turns.begin(), lane.turns.end(), isEarlier));
+    return lane.pop(first, false);
 }
 
 void HashingQueue::work(bool forStrangers) {
@@ -105,7 +116,7 @@ void HashingQueue::work(bool forStrangers) {
         ::setpriority(PRIO_PROCESS, 0, strangersNice);
     std::unique_lock lock(mutex_);
     while (true) {
-        if (const Job job = next(forStrangers)) {
+        if (const Job job = next(forStrangers ? strangers_ : known_)) {
             lock.unlock();
             job(true);
             lock.lock();

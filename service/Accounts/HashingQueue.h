@@ -7,6 +7,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -20,9 +21,10 @@
 
 namespace parlowen::service {
 
-/// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer. Whoever has signed
-/// in from the same place before has threads of their own; strangers share one of low priority. What finds no place is
-/// not done at all. Thread-safe.
+/// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer: the one whose
+/// latest turn is longest ago comes first. Whoever has signed in from the same place before has threads and places of
+/// their own; strangers share a thread of low priority. When all places are taken, whoever has several, or had a turn
+/// later than the one who comes, makes room. What finds no place is not done at all. Thread-safe.
 class HashingQueue {
 public:
     static constexpr std::size_t placesOfStrangers = 16;
@@ -81,18 +83,26 @@ private:
         Job job;
     };
     using Queue = std::deque<Waiting>;
+    struct Lane {
+        std::size_t places;
+        std::map<std::string, Queue> queues{}; ///< by peer; none is empty
+        std::size_t waiting = 0;
+        std::map<std::string, std::uint64_t> turns{}; ///< by peer, the number of the latest one
+
+        std::uint64_t turnOf(const std::string& peer) const;
+        Job pop(std::map<std::string, Queue>::iterator from, bool newest);
+        Job makeRoomFor(const std::string& peer);
+    };
 
     void work(bool forStrangers);
-    Job next(bool forStrangers);
-    Job makeRoomFor(const std::string& peer);
+    Job next(Lane& lane);
 
     std::mutex mutex_;
     std::condition_variable changed_;
     bool stopping_ = false;
-    Queue known_;
-    std::map<std::string, Queue> strangers_; ///< by peer; no queue is empty
-    std::size_t strangersWaiting_ = 0;
-    std::string lastPeer_; ///< whose turn was last
+    Lane known_{placesOfKnown};
+    Lane strangers_{placesOfStrangers};
+    std::uint64_t turn_ = 0;
     std::vector<std::thread> threads_;
 };
 

@@ -100,4 +100,14 @@ seconds RateLimit::enter(const std::string& name) {
     return {};
 }
 
+void RateLimit::takeBack(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    const auto known = uses_.find(name);
+    if (known == uses_.end())
+        return;
+    known->second.pop_back();
+    if (known->second.empty())
+        uses_.erase(known);
+}
+
 } // namespace parlowen::service

@@ -60,6 +60,8 @@ public:
 
     /// Counts one more time; when that would be too many, gives how long to wait instead.
     std::chrono::seconds enter(const std::string& name);
+    /// Takes back the last time that was counted.
+    void takeBack(const std::string& name);
 
 private:
     const std::size_t times_;

@@ -31,11 +31,11 @@ tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNum
         codes_.erase(std::min_element(codes_.begin(), codes_.end(), [](const auto& left, const auto& right) {
             return left.second.goodUntil < right.second.goodUntil;
         }));
-    codes_[name] = {hashedToken(code), now + lifetime};
+    codes_[name] = {hashedToken(code), now + lifetime, address};
     return code;
 }
 
-bool LoginCodes::redeem(const PhoneNumber& phone, std::string_view code) {
+bool LoginCodes::redeem(const PhoneNumber& phone, std::string_view code, const std::string& address) {
     const std::string given = hashedToken(code);
     const std::lock_guard lock(mutex_);
     // A number without a code costs the same comparison as one with a code.
@@ -43,15 +43,30 @@ bool LoginCodes::redeem(const PhoneNumber& phone, std::string_view code) {
     const bool matches = sameBytes(given, known == codes_.end() ? hashedToken({}) : known->second.hash);
     if (known == codes_.end())
         return false;
-    const bool good = matches && known->second.goodUntil > clock_();
-    if (good || --known->second.triesLeft <= 0)
+    Issued& issued = known->second;
+    int& left = address == issued.address ? issued.triesLeft : issued.triesLeftElsewhere;
+    const bool good = left > 0 && matches && issued.goodUntil > clock_();
+    left -= left > 0 ? 1 : 0;
+    if (good || issued.triesLeft == 0)
         codes_.erase(known);
     return good;
+}
+
+bool LoginCodes::isAskedFrom(const PhoneNumber& phone, const std::string& address) {
+    const std::lock_guard lock(mutex_);
+    const auto known = codes_.find(nameOf(phone));
+    return known != codes_.end() && known->second.address == address && known->second.goodUntil > clock_();
 }
 
 void LoginCodes::forget(const PhoneNumber& phone) {
     const std::lock_guard lock(mutex_);
     codes_.erase(nameOf(phone));
+}
+
+void LoginCodes::takeBack(const PhoneNumber& phone) {
+    forget(phone);
+    pauses_.takeBack(nameOf(phone));
+    days_.takeBack(nameOf(phone));
 }
 
 } // namespace parlowen::service

@@ -21,16 +21,23 @@ public:
 
     /// A new code in place of an older one of the number; the error is how long to wait.
     tl::expected<std::string, std::chrono::seconds> issue(const PhoneNumber& phone, const std::string& address);
-    /// Whether it is the number's code; if so, it is good no more. A wrong one uses up a try.
-    bool redeem(const PhoneNumber& phone, std::string_view code);
+    /// Whether it is the number's code; if so, it is good no more. A wrong one uses up a try: of the address that the
+    /// code was asked for from, or of all others, so that strangers use up no code of somebody else.
+    bool redeem(const PhoneNumber& phone, std::string_view code, const std::string& address);
+    /// Whether the number's code, while it is good, was asked for from there.
+    bool isAskedFrom(const PhoneNumber& phone, const std::string& address);
     /// Forgets a number's code.
     void forget(const PhoneNumber& phone);
+    /// Forgets a code that did not reach the number, and that it was issued; the address has used it all the same.
+    void takeBack(const PhoneNumber& phone);
 
 private:
     struct Issued {
         std::string hash;
         LimitTime goodUntil;
+        std::string address; ///< that asked for it
         int triesLeft = tries;
+        int triesLeftElsewhere = tries;
     };
 
     const LimitClock clock_;

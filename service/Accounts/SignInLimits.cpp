@@ -24,7 +24,7 @@ void SignInLimits::restore(const std::vector<KeptFailures>& kept) {
 }
 
 std::chrono::seconds SignInLimits::waitFor(const SignInTry& attempt) {
-    if (attempt.fromKnownPlace)
+    if (attempt.isOfTheOwners())
         return pairs_.waitFor(pairOf(attempt));
     return std::max(numbers_.waitFor(attempt.number), addresses_.waitFor(attempt.address));
 }
@@ -34,7 +34,7 @@ std::chrono::seconds SignInLimits::begin(const SignInTry& attempt) {
     const auto wait = waitFor(attempt);
     if (wait.count() > 0)
         return wait;
-    if (!attempt.fromKnownPlace) {
+    if (!attempt.isOfTheOwners()) {
         numbers_.failed(attempt.number);
         if (pairs_.failuresOf(pairOf(attempt)) == 0)
             addresses_.failed(attempt.address);
@@ -47,7 +47,7 @@ void SignInLimits::failed(const SignInTry& attempt) { keep(attempt); }
 
 void SignInLimits::succeeded(const SignInTry& attempt) {
     const bool anyBefore = pairs_.failuresOf(pairOf(attempt)) > 1 || numbers_.failuresOf(attempt.number) > 1;
-    if (!attempt.fromKnownPlace) {
+    if (!attempt.isOfTheOwners()) {
         numbers_.succeeded(attempt.number);
         if (pairs_.failuresOf(pairOf(attempt)) <= 1)
             addresses_.takeBack(attempt.address);
@@ -62,7 +62,7 @@ void SignInLimits::keep(const SignInTry& attempt) {
         return;
     const std::string pair = pairOf(attempt);
     std::vector<KeptFailures> kept{{"pair", pair, pairs_.failuresOf(pair)}};
-    if (!attempt.fromKnownPlace) {
+    if (!attempt.isOfTheOwners()) {
         kept.push_back({"number", attempt.number, numbers_.failuresOf(attempt.number)});
         kept.push_back({"address", attempt.address, addresses_.failuresOf(attempt.address)});
     }

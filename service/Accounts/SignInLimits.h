@@ -11,6 +11,9 @@ struct SignInTry {
     std::string number;          ///< dialling code and number
     std::string address;         ///< of the peer
     bool fromKnownPlace = false; ///< the number has signed in from that address before
+    bool askedForCode = false;   ///< the code that is good now was asked for from there
+
+    bool isOfTheOwners() const { return fromKnownPlace || askedForCode; }
 };
 
 /// Failures in a row of one name, as they are kept.
@@ -24,14 +27,14 @@ struct KeptFailures {
 using KeepFailures = std::function<void(const std::vector<KeptFailures>&)>;
 
 /// The limits of guessing: by number and by address apart. Whoever tries from an address that the number has signed in
-/// from before meets a limit of that pair alone, so that strangers lock nobody out of their account. An address is
-/// counted once for each number that it fails at: whoever guesses at one number shuts nobody at the same address out.
-/// Thread-safe.
+/// from before, or that its code was asked for from, meets a limit of that pair alone, so that strangers lock nobody
+/// out of their account. An address is counted once for each number that it fails at: whoever guesses at one number
+/// shuts nobody at the same address out. Thread-safe.
 class SignInLimits {
 public:
     static constexpr FailureRule byNumber{5, std::chrono::seconds(60), std::chrono::seconds(900)};
     static constexpr FailureRule byAddress{50, std::chrono::seconds(1), std::chrono::seconds(60)};
-    static constexpr FailureRule byPair{10, std::chrono::seconds(30), std::chrono::seconds(900)};
+    static constexpr FailureRule byPair{10, std::chrono::seconds(5), std::chrono::seconds(60)};
 
     explicit SignInLimits(const LimitClock& clock, KeepFailures keep = {});
     void restore(const std::vector<KeptFailures>& kept);

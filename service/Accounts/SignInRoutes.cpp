@@ -22,7 +22,7 @@ HttpResponse busy(const char* what, int seconds) {
 
 Credentials credentialsIn(const nlohmann::json& body, const char* secret, const HttpRequest& request) {
     return {textMember(body, "country_code"), textMember(body, "phone"), textMember(body, secret),
-            request.origin.peer.to_string()};
+            request.origin.network()};
 }
 
 HttpResponse refusedReply(const Refused& refused) { return failure(static_cast<int>(refused.reason), refused.message); }
@@ -73,11 +73,11 @@ asio::awaitable<HttpResponse> signInByCode(const SignInParts& parts, const HttpR
                                  [&] { return signInReply(parts.accounts.signInByCode(credentials), parts.resumeOf); });
 }
 
-/// Sends what was issued; the number hears nothing of a code that could not be sent.
+/// Sends what was issued; a code that could not be sent costs the number nothing.
 HttpResponse deliver(const SignInParts& parts, const PhoneNumber& phone, const std::string& code) {
     if (parts.deliver(phone, code))
         return success(nullptr, "验证码已发送");
-    parts.accounts.forgetCode(phone);
+    parts.accounts.takeCodeBack(phone);
     return failure(notDelivered, "验证码发送失败，请稍后再试");
 }
 
@@ -87,9 +87,11 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
     const auto body = jsonObject(request.body());
     if (!body)
         co_return badRequest();
+    const Credentials credentials = credentialsIn(*body, "", request);
+    if (const auto mistyped = Accounts::problemOf(credentials.number()))
+        co_return refusedReply(*mistyped); // before it uses a captcha up
     if (!parts.redeemCaptcha(textMember(*body, "data")))
         co_return failure(wrongCaptcha, "安全验证无效或已过期，请重新验证");
-    const Credentials credentials = credentialsIn(*body, "", request);
     if (++deliveries > mostDeliveries) {
         --deliveries;
         co_return busy("正在发送的验证码过多", static_cast<int>(deliveryTime.count()));

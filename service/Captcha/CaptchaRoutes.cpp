@@ -3,8 +3,6 @@
 #include "Http/Workers.h"
 #include "PageText.h"
 
-#include <boost/asio/ip/address.hpp>
-#include <boost/url/parse.hpp>
 #include <cmath>
 #include <openssl/evp.h>
 
@@ -28,24 +26,6 @@ HttpResponse guarded(HttpResponse response) {
                         {"Referrer-Policy", "no-referrer"},
                         {"Cross-Origin-Resource-Policy", "same-origin"}};
     return response;
-}
-
-/// Whether a Host header names this machine, so that no foreign name that leads here opens the page.
-bool isOwnHost(std::string_view host) {
-    const auto authority = boost::urls::parse_authority({host.data(), host.size()});
-    if (!authority)
-        return false;
-    boost::system::error_code noAddress;
-    const auto address = asio::ip::make_address(authority->host_address(), noAddress);
-    return noAddress ? authority->host() == "localhost" : address.is_loopback();
-}
-
-std::optional<HttpResponse> refusalOf(const HttpRequest& request) {
-    const std::string_view origin = request.header("Origin");
-    const bool sameOrigin = origin.empty() || origin == std::string("http://").append(request.header("Host"));
-    if (isOwnHost(request.header("Host")) && sameOrigin)
-        return std::nullopt;
-    return guarded(failure(403, "不允许从其他网站访问", 403));
 }
 
 /// As browsers send it for a page's script alone, after asking first where the page is another host's.
@@ -75,9 +55,10 @@ HttpResponse challenge(Captchas& captchas, const std::string& address) {
 /// A finite number in JSON; NaN, which no comparison accepts, for anything else.
 double numberIn(const nlohmann::json& value) { return value.is_number() ? value.get<double>() : std::nan(""); }
 
-CaptchaAnswer answerIn(const nlohmann::json& body) {
+CaptchaAnswer answerIn(const nlohmann::json& body, std::string address) {
     CaptchaAnswer answer{.id = textMember(body, "id"), .x = numberIn(body.value("x", nlohmann::json()))};
     answer.text = textMember(body, "text");
+    answer.address = std::move(address);
     const auto steps = body.value("trace", nlohmann::json::array());
     for (const auto& step : steps)
         if (step.is_array() && step.size() == 2)
@@ -89,8 +70,13 @@ HttpResponse judge(Captchas& captchas, const HttpRequest& request) {
     const auto body = jsonObject(request.body());
     if (!body || !isJson(request))
         return badRequest();
-    const auto result = captchas.solve(answerIn(*body));
-    return result ? success({{"validate", *result}}) : failure(wrongAnswer, "没有对准，请再试一次");
+    const auto result = captchas.solve(answerIn(*body, request.origin.network()));
+    if (result)
+        return success({{"validate", *result}});
+    const auto minutes = std::chrono::ceil<std::chrono::minutes>(result.error()).count();
+    return minutes == 0 ? failure(wrongAnswer, "没有对准，请再试一次")
+                        : failure(tooManyCaptchas, "文字验证次数过多，请用方向键移动滑块，或在 " +
+                                                       std::to_string(minutes) + " 分钟后再试");
 }
 
 /// A part of the page.
@@ -103,7 +89,7 @@ Handler part(const char* text, const char* contentType) {
 } // namespace
 
 void addCaptchaRoutes(Router& router, Captchas& captchas) {
-    const RouteRules rules{.right = refusalOf, .bodyBytes = answerBytes};
+    const RouteRules rules{.bodyBytes = answerBytes};
     router.route(verb::get, "/", part(pageHtml, "text/html; charset=utf-8"), rules);
     router.route(verb::get, "/page.css", part(pageCss, "text/css; charset=utf-8"), rules);
     router.route(verb::get, "/page.js", part(pageJs, "text/javascript; charset=utf-8"), rules);
@@ -111,7 +97,7 @@ void addCaptchaRoutes(Router& router, Captchas& captchas) {
         verb::post, "/challenge",
         [&captchas](const HttpRequest& request) -> asio::awaitable<HttpResponse> {
             auto draw = [&captchas, &request] {
-                return isJson(request) ? challenge(captchas, request.origin.peer.to_string()) : badRequest();
+                return isJson(request) ? challenge(captchas, request.origin.network()) : badRequest();
             };
             HttpResponse reply = co_await onWorker(request.origin.workers, std::move(draw));
             co_return guarded(std::move(reply));

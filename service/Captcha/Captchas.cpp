@@ -49,7 +49,8 @@ void keepBounded(Map& map, LimitTime now, TimeOf timeOf) {
 Captchas::Captchas(LimitClock clock, RandomBelow random)
     : clock_(std::move(clock))
     , random_(std::move(random))
-    , addresses_(ofAnAddress, lifetime, clock_) {}
+    , addresses_(ofAnAddress, lifetime, clock_)
+    , inWords_(inWordsOfAnAddress, std::chrono::hours(1), clock_) {}
 
 tl::expected<Captcha, std::chrono::seconds> Captchas::make(const std::string& address) {
     if (const auto wait = addresses_.enter(address); wait.count() > 0)
@@ -70,17 +71,21 @@ std::optional<Captchas::Pending> Captchas::take(const std::string& id) {
     return std::move(entry.mapped());
 }
 
-std::optional<std::string> Captchas::solve(const CaptchaAnswer& answer) {
+tl::expected<std::string, std::chrono::seconds> Captchas::solve(const CaptchaAnswer& answer) {
+    const tl::unexpected wrong(std::chrono::seconds(0));
     const auto asked = take(answer.id);
     if (!asked)
-        return std::nullopt;
+        return wrong;
+    if (!answer.text.empty())
+        if (const auto wait = inWords_.enter(answer.address); wait.count() > 0)
+            return tl::unexpected(wait);
     const auto elapsed = clock_() - asked->made;
     const bool right = answer.text.empty()
                            ? std::abs(answer.x - asked->x) <= tolerance &&
                                  isDrag(answer.trace, answer.x, std::chrono::ceil<std::chrono::milliseconds>(elapsed))
                            : elapsed >= reading && answer.text == asked->answer;
     if (!right)
-        return std::nullopt;
+        return wrong;
     std::string result = randomToken();
     const std::lock_guard lock(mutex_);
     keepBounded(results_, clock_(), [](LimitTime given) { return given; });

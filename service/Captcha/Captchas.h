@@ -21,7 +21,8 @@ struct CaptchaAnswer {
     std::string id;
     double x = 0; ///< where the piece was left, in pixels of the picture
     std::vector<DragStep> trace{};
-    std::string text{}; ///< the answer to the question; empty: the piece was moved
+    std::string text{};    ///< the answer to the question; empty: the piece was moved
+    std::string address{}; ///< of the peer
 };
 
 /// Captchas that wait for an answer, and the results of those that were solved. Known in memory alone. Thread-safe.
@@ -31,14 +32,17 @@ public:
     static constexpr double tolerance = 4;             ///< pixels to either side
     static constexpr std::chrono::seconds reading{3};  ///< an answer to the question that comes earlier is nobody's
     static constexpr std::size_t ofAnAddress = 60;     ///< captchas in five minutes
-    static constexpr std::size_t kept = 2'000;         ///< captchas, and results; beyond these the oldest goes
+    /// A program reads the question as well as a person: so many answers to it in an hour, right or wrong.
+    static constexpr std::size_t inWordsOfAnAddress = 5;
+    static constexpr std::size_t kept = 2'000; ///< captchas, and results; beyond these the oldest goes
 
     explicit Captchas(LimitClock clock = std::chrono::steady_clock::now, RandomBelow random = randomBelow);
 
     /// A new one; the error is how long the address has to wait for it.
     tl::expected<Captcha, std::chrono::seconds> make(const std::string& address);
-    /// Judges the one answer that a captcha may get; gives the result when it is right.
-    std::optional<std::string> solve(const CaptchaAnswer& answer);
+    /// Judges the one answer that a captcha may get; gives the result when it is right. The error is how long the
+    /// address has to wait until it may answer in words again; 0 when the answer was wrong.
+    tl::expected<std::string, std::chrono::seconds> solve(const CaptchaAnswer& answer);
     /// Whether a text is a result that was not used yet; it is used up by this.
     bool redeem(const std::string& result);
 
@@ -54,6 +58,7 @@ private:
     const LimitClock clock_;
     const RandomBelow random_;
     RateLimit addresses_;
+    RateLimit inWords_;
     std::mutex mutex_;
     std::map<std::string, Pending> pending_;
     std::map<std::string, LimitTime> results_; ///< when they were given, by hash

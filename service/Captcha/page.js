@@ -3,6 +3,7 @@
 const part = id => document.getElementById(id);
 const slider = part("slider");
 const longestLeap = 90;
+const tooMany = 1003;
 let captcha = null;
 let trace = [];
 let dragging = false;
@@ -29,6 +30,9 @@ const inEnglish = {
 function words(text) {
   if (!english)
     return text;
+  const minutes = /或在 (\d+) 分钟后再试/.exec(text);
+  if (minutes)
+    return `Too many answers in words: move the slider with the arrow keys, or try again in ${minutes[1]} min`;
   const seconds = /请在 (\d+) 秒后再试/.exec(text);
   return seconds ? `Too many tries; again in ${seconds[1]} s` : inEnglish[text] || text;
 }
@@ -114,6 +118,8 @@ async function answer(fields) {
   } catch {
     return say("无法连接，请按“换一张”重试", "bad");
   }
+  if (reply.code === tooMany)
+    inWords = false;
   if (reply.code !== 0)
     return load(reply.message, "bad");
   say("验证成功", "good");

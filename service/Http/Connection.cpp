@@ -105,7 +105,7 @@ private:
             co_return co_await refuse(problem);
         const auto origin = originOfRequest(parser.get());
         if (origin.viaProxy)
-            place_->isFor(origin.peer == peer_ ? std::string() : origin.peer.to_string());
+            place_->isFor(origin.peer == peer_ ? std::string() : origin.network());
         if (auto refusal = refusalOfHead(parser.get(), context_.rules))
             co_return co_await refuse(std::move(refusal), 0);
         const auto target = parsedTarget(parser.get().target());

@@ -59,6 +59,14 @@ std::string_view HttpRequest::bearerToken() const {
     return value.substr(scheme.size());
 }
 
+std::string HttpRequest::Origin::network() const {
+    if (!peer.is_v6() || peer.is_loopback() || peer.to_v6().is_v4_mapped())
+        return peer.to_string();
+    auto bytes = peer.to_v6().to_bytes();
+    std::fill(bytes.begin() + bytes.size() / 2, bytes.end(), 0);
+    return boost::asio::ip::address_v6(bytes).to_string();
+}
+
 bool HttpRequest::isLocal() const {
     return !origin.viaProxy && origin.peer.is_loopback() && header("Forwarded").empty() &&
            header("X-Forwarded-For").empty();

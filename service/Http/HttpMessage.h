@@ -71,6 +71,10 @@ public:
         boost::asio::any_io_executor slowWorkers = {};
         bool viaProxy = false; ///< a proxy that is trusted passed it on
         std::function<void(std::int64_t user)> signedIn = {};
+
+        /// Who counts as one where something is limited: an IPv4 address, or the 64 bits of an IPv6 network, whose
+        /// other 64 its owner chooses at will.
+        std::string network() const;
     };
 
     /// `target` is parsed from the raw request's.

@@ -32,11 +32,15 @@ std::optional<HttpResponse> refusalOfHost(const RawRequest& request, const HeadR
     return isAllowedHost(text(request[http::field::host]), rules) ? std::nullopt : std::optional(foreign());
 }
 
-/// Programs name no origin; a browser names the page's, which must be one of this server's own.
+/// Programs name no origin; a browser names the page's, which must be one of this server's own. Before a server in
+/// plain HTTP a proxy may speak TLS.
 bool isOwnOrigin(const RawRequest& request, const HeadRules& rules) {
     const auto count = request.count(http::field::origin);
-    const std::string own = (rules.tls ? "https://" : "http://") + std::string(text(request[http::field::host]));
-    return count == 0 || (count == 1 && sameWord(text(request[http::field::origin]), own));
+    const std::string host(text(request[http::field::host]));
+    const std::string_view origin = text(request[http::field::origin]);
+    const bool plain = !rules.tls && sameWord(origin, "http://" + host);
+    const bool secure = (rules.tls || !rules.proxies.empty()) && sameWord(origin, "https://" + host);
+    return count == 0 || (count == 1 && (plain || secure));
 }
 
 } // namespace

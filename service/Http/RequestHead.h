@@ -11,7 +11,7 @@ using RequestParser = boost::beast::http::request_parser<RequestBody>;
 
 /// By what names a server may be asked, and by whom a request may be passed on.
 struct HeadRules {
-    bool tls = true;                               ///< what an Origin of the server's own begins with
+    bool tls = true; ///< what an Origin of the server's own begins with; without it, and with proxies, either way
     std::vector<std::string> hosts;                ///< in lower case; beside these, names of the loopback interface
     std::vector<boost::asio::ip::address> proxies; ///< whose X-Forwarded-For is believed
 };

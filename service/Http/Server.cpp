@@ -33,7 +33,9 @@ constexpr std::size_t slowWorkerThreads = 6;
 std::string peerOf(const tcp::socket& socket, const std::vector<asio::ip::address>& proxies) {
     error_code gone;
     const auto peer = socket.remote_endpoint(gone).address();
-    return std::find(proxies.begin(), proxies.end(), peer) == proxies.end() ? peer.to_string() : std::string();
+    return std::find(proxies.begin(), proxies.end(), peer) == proxies.end()
+               ? HttpRequest::Origin{.peer = peer}.network()
+               : std::string();
 }
 
 } // namespace

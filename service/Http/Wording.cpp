@@ -12,11 +12,11 @@ namespace parlowen::service {
 namespace {
 
 /// "#" stands for a number.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 43> wordings{{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 42> wordings{{
     {"国家/地区代码不正确", "The country or region code is wrong"},
     {"手机号不正确", "The phone number is wrong"},
-    {"密码或验证码不能为空", "The password or code is missing"},
-    {"密码或验证码过长", "The password or code is too long"},
+    {"验证码不能为空", "The code is missing"},
+    {"密码过长", "The password is too long"},
     {"登录失败次数过多，请在 # 秒后再试", "Too many failed sign-ins. Try again in # s"},
     {"密码不正确，密码至少#位", "Wrong password: it has at least # characters"},
     {"手机号或密码错误", "Wrong phone number or password"},
@@ -41,7 +41,6 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 43> wordings
     {"请求内容过大", "The request is too large"},
     {"服务内部错误，请稍后再试", "The service has failed. Try again later"},
     {"不允许从其他网站访问", "Pages of other sites are not let in"},
-    {"本服务没有设置客服联系方式", "This service names no contact"},
     {"正在处理的简历过多，请稍后再试", "Too many résumés are being read. Try again later"},
     {"没有找到这个文件，请重新上传简历", "This file was not found. Upload the résumé again"},
     {"没有收到简历文件，请重新上传", "No résumé has come. Upload it again"},

@@ -1,6 +1,7 @@
 #include "Options.h"
 
 #include "AnswerOptions.h"
+#include "Pictures/QrCode.h"
 #include "SpeechOptions.h"
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -95,6 +96,12 @@ std::optional<OptionProblem> checkServer(const ServiceOptions& options) {
     for (const std::string& proxy : options.proxies)
         if (boost::asio::ip::make_address(proxy, invalid); invalid)
             return OptionProblem{"proxy", "\"" + proxy + "\" is no IP address"};
+    try {
+        if (!options.contact.empty())
+            qrCode(options.contact);
+    } catch (const std::runtime_error& tooLong) {
+        return OptionProblem{"contact", tooLong.what()};
+    }
     return std::nullopt;
 }
 
@@ -131,6 +138,8 @@ po::options_description serverDescription(ServiceOptions& options) {
     all.add_options()
         ("create-accounts", po::bool_switch(&options.createAccounts),
          "the first sign-in of a number by password, from this machine, makes its account")
+        ("contact", po::value(&options.contact)->value_name("TEXT"),
+         "what the QR code for support says, such as an address; without a \"#\" in the file, where it begins a comment")
         ("session-days", po::value(&options.sessionDays)->value_name("NUMBER")->default_value(options.sessionDays),
          "days without a use, after which a sign-in is over")
         ("host", list(options.hosts, "NAME"),
@@ -160,7 +169,6 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
          "--listen, where the application looks for it")
         ("sms-command", text(options.smsCommand, "COMMAND"),
          "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
-        ("contact", text(options.contact, "TEXT"), "what the QR code for support says, such as an address")
         ("models", po::bool_switch(&options.models), "list the speech models: what is here, what can be fetched")
         ("get-model", text(options.getModel, "NAME"), "fetch a speech model of that list, or go on with it")
         ("mirror", text(options.mirror, "ADDRESS"), "where to fetch it from, instead of its makers' place")
@@ -286,7 +294,7 @@ tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::st
         if (auto problem = parseAll(arguments, options))
             return tl::unexpected(*std::move(problem));
     } catch (const po::error& problem) {
-        return tl::unexpected(std::string(problem.what()));
+        return tl::unexpected(std::string(problem.what()) + "; see parlowen-service --help");
     }
     return options;
 }

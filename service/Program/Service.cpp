@@ -78,6 +78,19 @@ Server::Options serverOptions(const ServiceOptions& options, const Service::Tuni
     return server;
 }
 
+/// The captcha's page goes by the same names and is passed on by the same proxies.
+Server::Options captchaOptions(const ServiceOptions& options, std::uint16_t servicePort) {
+    Server::Options page = serverOptions(options, {});
+    page.address = boost::asio::ip::make_address(options.captchaAddress);
+    page.port = options.captchaPort;
+    if (page.port == 0)
+        page.port = static_cast<std::uint16_t>(servicePort + 1); // where applications look for it
+    page.threads = 1;
+    page.limits.connections = 128;
+    page.limits.reserve = 0; // nobody signs in there
+    return page;
+}
+
 CodeDelivery deliveryOf(const ServiceOptions& options, const Service::Tuning& tuning) {
     if (tuning.deliver)
         return tuning.deliver;
@@ -214,12 +227,7 @@ struct Service::Parts {
     void startCaptcha(const ServiceOptions& options) {
         Router pages;
         addCaptchaRoutes(pages, captchas);
-        Server::Options place{boost::asio::ip::make_address(options.captchaAddress), options.captchaPort, 1, {}};
-        place.limits.connections = 128;
-        place.limits.reserve = 0; // nobody signs in there
-        if (place.port == 0)
-            place.port = static_cast<std::uint16_t>(server.port() + 1); // where applications look for it
-        captchaServer.emplace(place, std::nullopt, std::move(pages));
+        captchaServer.emplace(captchaOptions(options, server.port()), std::nullopt, std::move(pages));
         captchaServer->start();
     }
 

@@ -50,6 +50,8 @@ public:
     LoginForm(Settings& settings, bool hasLocalButton, QWidget* parent);
 
     const LoginControls& controls() const { return controls_; }
+    /// The button that enters without a number, and what is promised with it, where there is one.
+    void showLocalEntrance(bool isShown);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -65,6 +67,7 @@ private:
     QLineEdit* makeField(const QString& name, QWidget* parent);
 
     LoginControls controls_;
+    QLabel* localPromise_ = nullptr;
     QWidget* brand_;
     QScrollArea* scroll_;
 };

@@ -16,6 +16,7 @@
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QEvent>
+#include <QHideEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -53,6 +54,7 @@ LoginViewController::LoginViewController(LoginServices services, QWidget* parent
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(form_);
+    selectAutoLogin_ = services_.settings->isAutoLogin(); // still so after a sign-in that was refused
     fillForm();
     requestLoginMethod();
     awaitStoredSignIn();
@@ -91,6 +93,13 @@ void LoginViewController::makeFormAnew() {
     window()->setWindowTitle(tr("登录"));
     form_->show();
     controls().languageSwitch->setFocus(Qt::OtherFocusReason);
+}
+
+/// A window that was closed asks for no code, though it may be kept.
+void LoginViewController::hideEvent(QHideEvent* event) {
+    if (!event->spontaneous())
+        delete captcha_.data();
+    QWidget::hideEvent(event);
 }
 
 LoginViewController::~LoginViewController() {
@@ -134,6 +143,7 @@ void LoginViewController::requestLoginMethod(const std::function<void()>& then) 
     services_.http->requestData(
         QStringLiteral("/user/get_login_method"), HttpMethod::GET, std::nullopt, std::nullopt, this,
         [this, then](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
+            isOutOfReach_ = status == FResponseStatus::failure;
             isMethodMissing_ = status != FResponseStatus::success || !json;
             if (!isMethodMissing_) {
                 loginType_ = (*json)["data"].intValue();
@@ -161,6 +171,7 @@ void LoginViewController::showLoginType() {
     all.eyeIcon->setToolTip(all.eyeIcon->accessibleName());
     all.secureField->setVisible(isPassword && iseyed_);
     all.codeLabel->setVisible(!isPassword || !iseyed_);
+    form_->showLocalEntrance(isPassword); // a service that wants codes makes no accounts without them
     if (hadFocus)
         (isPassword && iseyed_ ? all.secureField : all.codeLabel)->setFocus(Qt::OtherFocusReason);
 }
@@ -289,7 +300,7 @@ void LoginViewController::loginTap() {
     setBusy(true);
     requestLoginMethod([this, isPassword, text = secret->text()] {
         setBusy(false);
-        if (isPassword == (loginType_ == passwordType))
+        if (!isOutOfReach_ && isPassword == (loginType_ == passwordType)) // an alert says so
             signInWith(text);
     });
 }

@@ -63,6 +63,7 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void fillForm();
@@ -103,6 +104,7 @@ private:
     bool iseyed_ = true;
     bool selectAutoLogin_ = false;
     bool isMethodMissing_ = false; ///< it could not be learned
+    bool isOutOfReach_ = false;    ///< there was no answer at all
     bool isBusy_ = false;          ///< a sign-in is on its way
 };
 

@@ -147,10 +147,23 @@ void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completio
         handleFailure(name, description, transportAlertText(reply.error(), description, isOnline()), completion);
         return;
     }
+    const int httpStatus = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (httpStatus == unauthorized && !isOfThisSignIn(reply.request())) {
+        consoleLog("请求所用的登录已被新的登录取代");
+        return;
+    }
     if (const JSON body = JSON::parse(reply.readAll()); body.exists())
-        handleReply(reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), body, completion);
+        handleReply(httpStatus, body, completion);
     else
         handleFailure("UndecodableReply", QStringLiteral("服务器的回复无法识别"), {}, completion);
+}
+
+/// What an earlier sign-in asked for, and was refused late, says nothing about this one.
+bool HttpDatas::isOfThisSignIn(const QNetworkRequest& sent) const {
+    QNetworkRequest now;
+    if (const std::optional<QString> token = settings_.loginToken())
+        authorize(now, *token);
+    return sent.rawHeader("Authorization") == now.rawHeader("Authorization");
 }
 
 void HttpDatas::handleReply(int httpStatus, const JSON& body, const Completion& completion) {

@@ -84,6 +84,7 @@ private:
                      std::optional<int> timeout) const;
     void send(const Prepared& prepared, Completion completion);
     void handleFinished(QNetworkReply& reply, const Completion& completion);
+    bool isOfThisSignIn(const QNetworkRequest& sent) const;
     void handleReply(int httpStatus, const JSON& body, const Completion& completion);
     void handleFailure(const char* kind, const QString& description, const QString& alertText,
                        const Completion& completion);

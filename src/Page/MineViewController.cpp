@@ -225,14 +225,19 @@ void MineViewController::deleteAccount() {
         if (signedOut)
             signedOut();
     };
+    ProgressHUD::shared().show(tr("正在注销..."), ProgressHUDMode::indeterminate);
     const QPointer<HttpDatas> http(&http_); // the account is gone whether or not this page is still there
     http_.requestData(
         QStringLiteral("/user/logoff"), HttpMethod::POST, std::nullopt, std::nullopt,
         [http, signOut](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
             if (status != FResponseStatus::success || !json)
-                return;
-            ProgressHUD::shared().toast((*json)["message"].stringValue());
-            afterDelay(signOutDelaySeconds, http, signOut);
+                return ProgressHUD::shared().hide(true);
+            const QString message = (*json)["message"].stringValue();
+            ProgressHUD::shared().toast(message);
+            afterDelay(signOutDelaySeconds, http, [signOut, message] {
+                signOut();
+                ProgressHUD::shared().toast(message); // in the window that comes now, for long enough to be read
+            });
         });
 }
 

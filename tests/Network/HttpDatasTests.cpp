@@ -145,6 +145,16 @@ TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
     EXPECT_EQ(lastRequest().header("Authorization"), std::nullopt);
 }
 
+TEST_F(HttpDatasTest, ARefusalOfAnEarlierSignInLeavesTheNewOneAlone) {
+    settings_.setLoginToken("old");
+    server_.enqueue(Reply::json(401, R"({"code":0})"));
+    http_.requestData("/late", HttpMethod::GET, std::nullopt, std::nullopt, completion_);
+    settings_.setLoginToken("new");
+    ASSERT_TRUE(waitFor([this] { return !log_.linesWith("请求所用的登录").isEmpty(); }));
+    EXPECT_EQ(settings_.loginToken(), "new");
+    EXPECT_EQ(signOuts_, 0);
+}
+
 TEST_F(HttpDatasTest, WhatCannotBeDecodedIsAFailureWithAnEmptyAlert) {
     for (const Reply& reply : {Reply::json(200, ""), Reply::json(200, "<html>"), Reply::json(401, "no")}) {
         server_.enqueue(reply);

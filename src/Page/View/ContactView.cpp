@@ -81,8 +81,7 @@ void ContactView::request() {
                               return;
                           }
                           images_.load(url, this, [this](const Result<QImage>& picture) {
-                              if (picture)
-                                  showPicture(*picture);
+                              picture ? showPicture(*picture) : say(tr("暂时无法获取二维码"));
                           });
                       });
 }

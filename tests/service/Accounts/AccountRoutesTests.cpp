@@ -3,6 +3,7 @@
 
 #include <future>
 #include <gtest/gtest.h>
+#include <httplib.h>
 
 using namespace parlowen::testing;
 using namespace parlowen::service;
@@ -119,7 +120,7 @@ protected:
     Database database{directory.path() / "test.db"};
     Accounts accounts{database};
     HashingQueue hashing;
-    std::set<std::string> captchas{"a", "b", "c"};
+    std::set<std::string> captchas{"a", "b", "c", "d"};
     std::map<std::string, std::string> sent;
     bool delivers = true;
     RunningServer server{routes()};
@@ -132,8 +133,9 @@ TEST_F(SignInByCode, TheWholeWay) {
     EXPECT_EQ(client.get("/api/v1/user/get_login_method").data(), 2);
     EXPECT_EQ(send("13800001234", "never given").code(), 1006);
     EXPECT_TRUE(sent.empty());
+    EXPECT_EQ(send("12", "a").code(), 1001);
     const Reply first = send("13800001234", "a");
-    EXPECT_EQ(first.code(), 0);
+    EXPECT_EQ(first.code(), 0) << "a mistyped number uses no captcha up";
     EXPECT_FALSE(first.message().empty()) << "clients show it";
     EXPECT_EQ(send("13900001234", "a").code(), 1006) << "a captcha counts once";
     const Reply signedIn = client.post(codePath, fields("13800001234", "code", sent.at("13800001234")));
@@ -148,6 +150,24 @@ TEST_F(SignInByCode, TheWholeWay) {
     delivers = false;
     EXPECT_EQ(send("13700001234", "c").code(), 1007);
     EXPECT_EQ(client.post(codePath, fields("13700001234", "code", sent.at("13700001234"))).code(), 1005);
+    delivers = true;
+    EXPECT_EQ(send("13700001234", "d").code(), 0) << "at once";
+}
+
+TEST(SignInRoutes, TheCaptchasPageGoesByTheNamesOfTheServiceAndThroughItsProxies) {
+    ServiceOptions options;
+    options.loginByCode = true;
+    options.hosts = {"parlowen.example"};
+    options.proxies = {"127.0.0.1"};
+    const RunningService service({}, {}, options);
+    const std::string url = service.captchaUrl();
+    httplib::Client client(url.substr(0, url.size() - 1));
+    EXPECT_EQ(client.Get("/", {{"Host", "elsewhere.example"}})->status, 403);
+    const auto statusFrom = [&](const char* origin) {
+        return client.Post("/answer", {{"Host", "parlowen.example"}, {"Origin", origin}}, "[]", "text/plain")->status;
+    };
+    EXPECT_EQ(statusFrom("https://parlowen.example"), 400) << "let in, as the proxy speaks TLS";
+    EXPECT_EQ(statusFrom("https://elsewhere.example"), 403);
 }
 
 TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
@@ -231,4 +251,36 @@ TEST(HashingQueue, StrangersTakeTurnsAndTheKnownAreNeverInTheirWay) {
     bool ran = true;
     queue.add({"first", "1"}, [&](bool run) { ran = run; });
     EXPECT_FALSE(ran) << "after the end";
+}
+
+TEST(HashingQueue, WhoHadATurnMakesRoomForWhoHadNone) {
+    std::promise<void> open;
+    std::atomic<std::size_t> ran = 0, dropped = 0;
+    std::atomic<bool> held = false;
+    HashingQueue queue;
+    const auto come = [&](const std::string& peer) {
+        queue.add({peer, "1"}, [&](bool run) { ++(run ? ran : dropped); });
+    };
+    constexpr std::size_t places = HashingQueue::placesOfStrangers;
+    for (std::size_t i = 1; i <= places; ++i) {
+        come(std::to_string(i));
+        while (ran < i)
+            std::this_thread::yield();
+    }
+    queue.add({"holds", "1"}, [&](bool) {
+        held = true;
+        open.get_future().wait();
+    });
+    while (!held)
+        std::this_thread::yield();
+    for (std::size_t i = 1; i <= places; ++i)
+        come(std::to_string(i));
+    EXPECT_EQ(dropped, 0U);
+    come("newcomer");
+    come("newcomer"); // waits already
+    EXPECT_EQ(dropped, 2U);
+    open.set_value();
+    while (ran + dropped < 2 * places + 2)
+        std::this_thread::yield();
+    EXPECT_EQ(ran, 2 * places) << "all but the last one of those who had a turn";
 }

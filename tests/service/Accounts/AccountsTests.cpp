@@ -76,7 +76,8 @@ TEST_F(AccountRules, InputIsChecked) {
 TEST_F(AccountRules, GuessingANumberIsSlowedDownForLongerEachTime) {
     tokenOf(known);
     const Credentials guess{"86", known.phone, "guess-1"};
-    for (int i = 0; i < SignInLimits::byNumber.free; ++i)
+    EXPECT_EQ(refusal({"86", known.phone, ""}), Reason::Input) << "which counts as well";
+    for (int i = 1; i < SignInLimits::byNumber.free; ++i)
         EXPECT_EQ(refusal(guess), Reason::WrongPassword);
     EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
     EXPECT_EQ(refusal(known), Reason::TooManyFailures) << "also with the right password";
@@ -171,11 +172,21 @@ TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
     now += LoginCodes::lifetime;
     EXPECT_FALSE(signsIn(code)) << "too late";
     code = issue();
+    byCode.address = "127.0.0.66";
+    for (int i = 0; i < LoginCodes::tries; ++i)
+        EXPECT_FALSE(signsIn(wrong));
+    EXPECT_FALSE(signsIn(code)) << "a stranger's tries are used up";
+    byCode.address = "127.0.0.2";
+    EXPECT_TRUE(signsIn(code)) << "but not those of whoever asked for it";
+    code = issue();
     for (int i = 0; i < LoginCodes::tries; ++i)
         EXPECT_FALSE(signsIn(wrong));
     EXPECT_FALSE(signsIn(code)) << "too many tries";
 
-    for (std::size_t i = 4; i <= LoginCodes::ofANumber; ++i)
+    issue();
+    accounts.takeCodeBack(byCode.number());
+    EXPECT_TRUE(std::holds_alternative<std::string>(accounts.issueCode(byCode))) << "what was not delivered is free";
+    for (std::size_t i = 6; i <= LoginCodes::ofANumber; ++i)
         issue();
     now += LoginCodes::betweenTwo;
     EXPECT_TRUE(std::holds_alternative<Refused>(accounts.issueCode(byCode))) << "enough for a day";

@@ -132,6 +132,24 @@ TEST_F(CaptchaJudging, WordsDoForThoseWhoCannotSee) {
     EXPECT_FALSE(captchas.solve({.id = captcha.id, .text = typed(captcha.question) + "0"}));
 }
 
+TEST_F(CaptchaJudging, AnAddressAnswersInWordsAFewTimesAndMovesThePieceAllTheSame) {
+    const auto inWords = [&](const std::string& address, const char* mistake = "") {
+        const Captcha captcha = made();
+        return captchas.solve({.id = captcha.id, .text = typed(captcha.question) + mistake, .address = address});
+    };
+    EXPECT_EQ(inWords("127.0.0.1", "0"), tl::unexpected(0s));
+    for (std::size_t i = 1; i < Captchas::inWordsOfAnAddress; ++i)
+        EXPECT_TRUE(inWords("127.0.0.1"));
+    const auto refused = inWords("127.0.0.1");
+    EXPECT_TRUE(!refused && refused.error() > 50min);
+    EXPECT_TRUE(inWords("127.0.0.2"));
+    CaptchaAnswer moved = dragged(made());
+    moved.address = "127.0.0.1";
+    EXPECT_TRUE(captchas.solve(moved));
+    now += 1h;
+    EXPECT_TRUE(inWords("127.0.0.1"));
+}
+
 TEST_F(CaptchaJudging, AnAddressGetsSoManyAndNoMore) {
     for (std::size_t i = 0; i < Captchas::ofAnAddress; ++i)
         EXPECT_TRUE(captchas.make("127.0.0.1"));
@@ -182,4 +200,8 @@ TEST_F(CaptchaJudging, ThePageLetsNothingElseIn) {
         EXPECT_EQ(post("/answer", body)->status, 400) << body;
     EXPECT_EQ(post("/answer", std::string(100'000, ' '))->status, 413);
     EXPECT_EQ(nlohmann::json::parse(post("/answer", R"({"id":5,"x":"1","trace":[[1],"x"]})")->body).at("code"), 1006);
+    for (std::size_t i = 0; i < Captchas::inWordsOfAnAddress; ++i)
+        captchas.solve({.id = made().id, .text = "x", .address = "127.0.0.1"});
+    const nlohmann::json another{{"id", made().id}, {"text", "x"}};
+    EXPECT_EQ(nlohmann::json::parse(post("/answer", another.dump())->body).at("code"), 1003);
 }

@@ -35,7 +35,11 @@ TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
     EXPECT_EQ(modeOf(data / "parlowen.db"), 0600U);
     const ShellRun wrong(command("--nonsense"));
     EXPECT_EQ(wrong.status, 2);
-    EXPECT_TRUE(has(wrong, "'--nonsense'") && has(wrong, "Usage:"));
+    EXPECT_EQ(wrong.output, "parlowen-service: unrecognised option '--nonsense'; see parlowen-service --help\n");
+    const std::string file = directory.path() / "service.conf";
+    writeFile(file, "nonsense = 1\n");
+    EXPECT_EQ(ShellRun(command("--config '" + file + "'")).output,
+              "parlowen-service: " + file + ":1: there is no option nonsense\n");
 }
 
 TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
@@ -148,8 +152,13 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
     EXPECT_EQ(problemOf("session-days = 0"), here + ":2: session-days: 0 is not from 1 to 3650");
     EXPECT_EQ(problemOf("\nproxy = localhost"), here + ":3: proxy: \"localhost\" is no IP address");
     EXPECT_EQ(problemOf("host = a:1"), here + ":2: host: \"a:1\" is no name of a host");
-    EXPECT_EQ(problemOf("create-accounts = true\nhost = a\nhost = b\nproxy = ::1\nsession-days = 7"), "");
+    EXPECT_EQ(problemOf("\n\ncontact = " + std::string(3'000, 'x')),
+              here + ":4: contact: no QR code can be made of a text of 3000 bytes");
+    EXPECT_EQ(problemOf("contact = https://example.org/?a=b\ncreate-accounts = true\nhost = a\nhost = b\nproxy = "
+                        "::1\nsession-days = 7"),
+              "");
     const ServiceOptions server = parsed({"--config", here});
+    EXPECT_EQ(server.contact, "https://example.org/?a=b");
     EXPECT_TRUE(server.createAccounts && server.sessionDays == 7 && server.proxies.front() == "::1");
     EXPECT_EQ(server.hosts, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(problemOf(good, {"--answers-temperature", "3"}), "answers-temperature: 3 is not from 0 to 2");
