@@ -187,6 +187,9 @@ TEST(SpeechConfigurationTest, SaysWhatIsWrong) {
 TEST(SpeechVerdictTest, SaysWhatHappenedAndWhatToCheckAndWhetherItMayPass) {
     const std::vector<std::tuple<SpeechVerdict, const char*, bool, SPXTrouble>> cases = {
         {afterClose(1006, {}), "1006", true, SPXTrouble::NoConnection},
+        {afterClose(4000, {}), "4000", false, SPXTrouble::SessionRefused},
+        {afterHttpStatus(401), "401", false, SPXTrouble::TokenRefused},
+        {afterHttpStatus(403), "403", false, SPXTrouble::Denied},
         {afterHttpStatus(404), "404", false, SPXTrouble::NoSuchService},
         {afterHttpStatus(302), "302", false, SPXTrouble::NoSuchService},
         {afterHttpStatus(429), "429", true, SPXTrouble::Busy},
