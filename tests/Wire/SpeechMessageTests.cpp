@@ -45,7 +45,9 @@ TEST(SpeechMessageTest, SaysWhatIsWrong) {
     const std::string long8192 = "Path: " + std::string(maxHeaderBlock, 'a') + "\r\n";
     const std::vector<std::tuple<bool, std::string, std::string>> cases = {
         {false, "Path: a\n\n{}", "no empty line"},
+        {false, "\r\n\r\n{}", "no headers"},
         {false, "Path a\r\n\r\n", "no colon"},
+        {true, withPrefix("Path: a\r\n\r\nX: b\r\n", ""), "no colon"},
         {false, ": a\r\n\r\n", "no name"},
         {false, "Path: a\nX: b\r\n\r\n", "control character"},
         {false, std::string("Path: a\0b\r\n\r\n", 13), "control character"},

@@ -68,6 +68,8 @@ TEST(SpeechTurnTest, ResultsOfEveryForm) {
     const std::vector<std::tuple<SpeechTask, std::string, std::string, std::string>> cases = {
         {plain, "turn.start", R"({"context":{"serviceTag":"x"}})", "0"},
         {plain, "speech.hypothesis", R"({"Text":"你","Offset":0,"Duration":9000000})", "Partial 你 0"},
+        {plain, "speech.phrase", R"({"DisplayText":"你好。","Offset":1000000,"Duration":1000000})",
+         "Final 你好。 6400"},
         {translating, "translation.response",
          sentence + R"("SpeechHypothesis":{"Text":"你"},"TranslationStatus":"Success","Translations":[
              {"Language":"en","DisplayText":"Hello."},{"Language":"zh-Hans","DisplayText":"您好"}]})",
