@@ -48,7 +48,6 @@ TEST_F(SessionWindowTest, ShowsWhatHappensInTheSession) {
     start();
     const QAbstractItemModelTester rows(transcript().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
     const QAbstractItemModelTester answered(answers().model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-    EXPECT_EQ(box().isReadOnly(), !page().isTranslating());
     happen({Partial{1, row("so tell")}});
     EXPECT_EQ(texts(transcript()), "1:so tell（识别中）");
     happen({Sentence{1, row("So tell me.")}, Missed{7}, Missed{5}, Sentence{2, row("Why?")}});
@@ -100,6 +99,19 @@ TEST_F(SessionWindowTest, AMarkUnderAnAnswerOpensWhatItLeansOn) {
         EXPECT_EQ(answers().rowHeight(0) > height, key == Qt::Key_Return);
     }
     EXPECT_EQ(answers().wholeText(), QStringLiteral("答案")) << "no part of it";
+}
+
+TEST_F(SessionWindowTest, ItsCloseButtonEndsTheSessionAndTheMainWindowComesBack) {
+    start();
+    QWidget mainWindow;
+    window_->setMainWindow(&mainWindow);
+    EXPECT_EQ(box().isReadOnly(), !page().isTranslating());
+    QTest::mouseClick(&part<QToolButton>("closeButton"), Qt::LeftButton);
+    EXPECT_TRUE(page().isClosing());
+    EXPECT_FALSE(window_->isVisible());
+    EXPECT_TRUE(waitFor([&mainWindow] { return mainWindow.isVisible(); }));
+    page().sendQuestion("迟到的问题");
+    EXPECT_EQ(answers().model()->rowCount(), 0) << "no list follows a session that has closed";
 }
 
 TEST_F(SessionWindowTest, EveryPartStandsWhereItBelongs) {
