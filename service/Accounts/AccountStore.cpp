@@ -210,6 +210,14 @@ std::vector<std::string> AccountStore::speechTokensOfTheLastRun() {
     });
 }
 
+void AccountStore::endSpeechTokens() {
+    database_.use([](SQLite::Database& database) {
+        SQLite::Statement end(database, "UPDATE speech_tokens SET ended_at = ? WHERE ended_at IS NULL");
+        end.bind(1, std::int64_t{std::time(nullptr)});
+        end.exec();
+    });
+}
+
 void AccountStore::keepFailures(const std::vector<KeptFailures>& failures) {
     database_.use([&](SQLite::Database& database) {
         const std::int64_t now = std::time(nullptr);

@@ -63,6 +63,8 @@ public:
     void noteSpeechToken(const std::string& token, std::string_view tokenHash, bool open);
     /// The speech tokens that had one at the end of the last run, or in the minute before.
     std::vector<std::string> speechTokensOfTheLastRun();
+    /// That no speech token has a connection any more, where a run was killed before it could say so.
+    void endSpeechTokens();
 
     void keepFailures(const std::vector<KeptFailures>& failures);
     std::vector<KeptFailures> keptFailures();

@@ -1,20 +1,12 @@
 #pragma once
 
-#include <boost/asio/associated_executor.hpp>
-#include <boost/asio/async_result.hpp>
-#include <boost/asio/awaitable.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
+#include "Http/Workers.h"
+
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <exception>
-#include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,8 +29,7 @@ public:
         std::string number; ///< one at a time waits for each number of a peer
         bool known = false;
     };
-    /// Called once, on a thread of the queue's, with true; or at any time with false when it is not to be done.
-    using Job = std::function<void(bool run)>;
+    using Job = QueuedJob;
 
     HashingQueue();
     ~HashingQueue(); ///< stops
@@ -53,28 +44,7 @@ public:
     /// there was no place for it.
     template<typename Function>
     boost::asio::awaitable<std::optional<std::invoke_result_t<Function>>> run(Place place, Function function) {
-        using Result = std::optional<std::invoke_result_t<Function>>;
-        const auto executor = co_await boost::asio::this_coro::executor;
-        auto initiate = [this, &place, &function, executor](auto handler) {
-            auto kept = std::make_shared<decltype(handler)>(std::move(handler));
-            add(place, [kept, executor, function](bool run) {
-                Result result;
-                std::exception_ptr problem;
-                try {
-                    if (run)
-                        result.emplace(function());
-                } catch (...) {
-                    problem = std::current_exception();
-                }
-                boost::asio::post(executor, [kept, problem, result = std::move(result)]() mutable {
-                    std::move (*kept)(problem, std::move(result));
-                });
-            });
-        };
-        using Token = const boost::asio::use_awaitable_t<>;
-        auto pending =
-            boost::asio::async_initiate<Token, void(std::exception_ptr, Result)>(initiate, boost::asio::use_awaitable);
-        co_return co_await std::move(pending);
+        return onQueue([this, place = std::move(place)](Job job) { add(place, std::move(job)); }, std::move(function));
     }
 
 private:

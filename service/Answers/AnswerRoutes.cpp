@@ -2,7 +2,6 @@
 
 #include "Http/Log.h"
 #include "Http/Wording.h"
-#include "Http/Workers.h"
 #include "Text.h"
 
 namespace parlowen::service {
@@ -87,9 +86,10 @@ bool speaksEnglish(const Asked& asked) {
 }
 
 /// What cannot be looked up stays out of the answer.
-void fillIn(Asked& asked, const QuestionFiller& fill) {
+asio::awaitable<void> fillIn(Asked& asked, const QuestionFiller& fill) {
     try {
-        fill(asked.token, asked.question);
+        auto filling = fill(asked.token, asked.question, asked.workers);
+        co_await std::move(filling);
     } catch (const std::exception& problem) {
         logLine(std::string("question: ") + problem.what());
     }
@@ -101,10 +101,8 @@ asio::awaitable<void> stream(AnswerSource& source, Asked asked, const QuestionFi
         co_await sink.failed();
         co_await sink.piece(speaksEnglish(asked) ? "There was no question." : "没有收到问题内容。");
     } else {
-        if (fill) {
-            auto look = [&] { fillIn(asked, fill); };
-            co_await onWorker(asked.workers, std::move(look));
-        }
+        if (fill)
+            co_await fillIn(asked, fill);
         co_await answer(source, asked.question, sink);
     }
     const std::string last = event(endMark);

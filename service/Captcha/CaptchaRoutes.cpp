@@ -70,7 +70,7 @@ HttpResponse judge(Captchas& captchas, const HttpRequest& request) {
     const auto body = jsonObject(request.body());
     if (!body || !isJson(request))
         return badRequest();
-    const auto result = captchas.solve(answerIn(*body, request.origin.peer.to_string()));
+    const auto result = captchas.solve(answerIn(*body, request.origin.network()));
     if (result)
         return success({{"validate", *result}});
     const auto minutes = std::chrono::ceil<std::chrono::minutes>(result.error()).count();

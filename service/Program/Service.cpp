@@ -11,6 +11,7 @@
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
 #include "Http/Server.h"
+#include "Http/Workers.h"
 #include "OtherRoutes.h"
 #include "Resumes/ResumeRoutes.h"
 #include "Speech/Gateway.h"
@@ -178,6 +179,7 @@ struct Service::Parts {
         SpeechTokens& tokens = speech->tokens;
         tokens.useKey(speechTokenKey(data / "speech-tokens.key"));
         tokens.recall(accounts.store().speechTokensOfTheLastRun());
+        noteEndOfSpeechTokens();
         tokens.setHooks({.lasts = [this](std::string_view session) { return accounts.sessionLasts(session); },
                          .changed =
                              [this](const std::string& token, std::string_view session, bool open) {
@@ -185,6 +187,15 @@ struct Service::Parts {
                                      noteSpeechToken(token, session, open);
                                  });
                              }});
+    }
+
+    /// The minute that a token opens for after a restart is given once. A full disk is no reason not to serve.
+    void noteEndOfSpeechTokens() {
+        try {
+            accounts.store().endSpeechTokens();
+        } catch (const StoreError& problem) {
+            logLine(problem.what());
+        }
     }
 
     /// What is not noted is missed at the next start alone.
@@ -232,12 +243,15 @@ struct Service::Parts {
     }
 
     /// Adds what is known of its asker to a question.
-    void fill(std::string_view token, Question& question) {
-        const auto user = accounts.userOf(token);
+    boost::asio::awaitable<void> fill(std::string_view token, Question& question,
+                                      const boost::asio::any_io_executor& workers) {
+        auto look = [&] { return accounts.userOf(token); };
+        const auto user = co_await onWorker(workers, std::move(look));
         if (!user)
-            return;
+            co_return;
         question.account = user->id;
-        ResumeBearing bearing = resumes.bearingOn(user->id, question.text);
+        auto search = resumes.bearingOn(user->id, question.text);
+        ResumeBearing bearing = co_await std::move(search);
         question.quotes = std::move(bearing.quotes);
         question.excerpt = std::move(bearing.excerpt);
         if (model)
@@ -264,7 +278,8 @@ struct Service::Parts {
                           .session = [this](std::string_view session) { speech->tokens.endSession(session); }});
         addResumeRoutes(router, accounts, resumes);
         addAnswerRoutes(router, model ? static_cast<AnswerSource&>(model->answers) : outlines, signedIn,
-                        [this](std::string_view token, Question& question) { fill(token, question); });
+                        [this](std::string_view token, Question& question,
+                               const boost::asio::any_io_executor& workers) { return fill(token, question, workers); });
         addSpeechTokenRoutes(router, signedIn, options.region);
         addSpeechRoutes(router, *speech);
         addVersionRoute(router);

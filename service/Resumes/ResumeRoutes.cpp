@@ -37,15 +37,21 @@ std::size_t contentLength(const HttpRequest& request) {
     return length;
 }
 
+/// Whose upload it is; none when its credential, or the session of that, is over. Throws StoreError.
+std::optional<std::int64_t> uploaderOf(Accounts& accounts, Resumes& resumes, const HttpRequest& request) {
+    const auto owner = resumes.tokens.ownerOf(request.bearerToken());
+    return owner && accounts.sessionLasts(owner->session) ? std::optional(owner->user) : std::nullopt;
+}
+
 /// Why an upload is refused, as far as its header tells.
-std::optional<HttpResponse> refusalByHeader(Resumes& resumes, const HttpRequest& request) {
-    const auto userId = resumes.tokens.userOf(request.bearerToken());
+std::optional<HttpResponse> refusalByHeader(Accounts& accounts, Resumes& resumes, const HttpRequest& request) {
+    const auto userId = uploaderOf(accounts, resumes, request);
     if (!userId)
         return refusal(unknownToken());
     std::optional<UploadProblem> problem;
     if (contentLength(request) > Upload::formBytes)
         problem = fileTooLarge();
-    else if (resumes.isFull())
+    else if (!resumes.uploads.hasRoomFor(*userId))
         problem = busy();
     if (!problem)
         return std::nullopt;
@@ -77,34 +83,26 @@ HttpResponse keep(Resumes& resumes, std::int64_t userId, const Upload& upload) {
     }
 }
 
-/// A place among the files that are read, for as long as it exists.
-class Place {
-public:
-    explicit Place(Resumes& resumes)
-        : resumes_(resumes)
-        , isGiven(resumes.enter()) {}
-    ~Place() { resumes_.leave(); }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
+/// Where an upload goes, in a place that it keeps until it is read.
+std::unique_ptr<Upload> uploadOf(Resumes& resumes, const HttpRequest& request) {
+    const auto owner = resumes.tokens.ownerOf(request.bearerToken());
+    auto place = owner ? resumes.uploads.take(owner->user) : nullptr;
+    const bool hasPlace = place != nullptr;
+    auto upload = std::make_unique<Upload>(resumes.directory, request.header("Content-Type"), std::move(place));
+    if (!hasPlace)
+        upload->refuse(busy()); // another one came first
+    return upload;
+}
 
-private:
-    Resumes& resumes_;
-
-public:
-    const bool isGiven;
-};
-
-asio::awaitable<HttpResponse> handleUpload(Resumes& resumes, const HttpRequest& request) {
-    const auto userId = resumes.tokens.userOf(request.bearerToken());
+asio::awaitable<HttpResponse> handleUpload(Accounts& accounts, Resumes& resumes, const HttpRequest& request) {
+    auto look = [&] { return uploaderOf(accounts, resumes, request); };
+    const auto userId = co_await onWorker(request.origin.workers, std::move(look));
     if (!userId)
         co_return refusal(unknownToken()); // it ended meanwhile
-    const Place place(resumes);
-    if (!place.isGiven) {
-        resumes.remember(*userId, busy());
-        co_return refusal(busy());
-    }
     auto work = [&] { return keep(resumes, *userId, static_cast<const Upload&>(*request.sink)); };
-    co_return co_await onWorker(request.origin.slowWorkers, std::move(work));
+    auto reading = resumes.reading.run(*userId, std::move(work));
+    auto reply = co_await std::move(reading);
+    co_return reply ? *std::move(reply) : refusal(unavailable());
 }
 
 /// Calls `reply(user)` on a worker thread for the user whom a request's sign-in token stands for.
@@ -133,7 +131,9 @@ asio::awaitable<HttpResponse> handleBind(Accounts& accounts, Resumes& resumes, c
 
 void addResumeRoutes(Router& router, Accounts& accounts, Resumes& resumes) {
     router.route(verb::get, apiPath("/ai/token"), [&accounts, &resumes](const HttpRequest& request) {
-        return forUser(accounts, request, [&](const User& user) { return success(resumes.tokens.issue(user.id)); });
+        return forUser(accounts, request, [&](const User& user) {
+            return success(resumes.tokens.issue({user.id, Accounts::sessionOf(request.bearerToken())}));
+        });
     });
     for (const char* path : {"/user/bind_resume/*", "/user/bind_resume/"}) {
         router.route(
@@ -142,13 +142,11 @@ void addResumeRoutes(Router& router, Accounts& accounts, Resumes& resumes) {
             {.right = signedInOnly(accounts)});
     }
     router.route(verb::post, "/compatible-mode/v1/files",
-                 [&resumes](const HttpRequest& request) { return handleUpload(resumes, request); },
-                 {.right = [&resumes](const HttpRequest& request) { return refusalByHeader(resumes, request); },
+                 [&accounts, &resumes](const HttpRequest& request) { return handleUpload(accounts, resumes, request); },
+                 {.right = [&accounts, &resumes](
+                               const HttpRequest& request) { return refusalByHeader(accounts, resumes, request); },
                   .bodyBytes = Upload::formBytes,
-                  .sink =
-                      [&resumes](const HttpRequest& request) {
-                          return std::make_unique<Upload>(resumes.directory, request.header("Content-Type"));
-                      }});
+                  .sink = [&resumes](const HttpRequest& request) { return uploadOf(resumes, request); }});
 }
 
 } // namespace parlowen::service

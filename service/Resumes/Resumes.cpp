@@ -27,9 +27,19 @@ nlohmann::json Resumes::profileOf(std::int64_t userId) {
     return {{"resume_id", resume->id}, {"resume_name", resume->name}, {"created_at", localTime(resume->createdAt)}};
 }
 
-ResumeBearing Resumes::bearingOn(std::int64_t userId, std::string_view question) {
-    const std::string text = store.textOf(userId);
-    return text.empty() ? ResumeBearing() : service::bearingOn(text, question);
+void Resumes::stop() {
+    stopping_.request_stop();
+    reading.stop();
+    searching_.stop();
+}
+
+boost::asio::awaitable<ResumeBearing> Resumes::bearingOn(std::int64_t userId, std::string question) {
+    auto search = searching_.run(userId, [this, userId, &question] {
+        const std::string text = store.textOf(userId);
+        return text.empty() ? ResumeBearing() : service::bearingOn(text, question);
+    });
+    auto found = co_await std::move(search);
+    co_return found ? *std::move(found) : ResumeBearing();
 }
 
 tl::expected<Resume, UploadProblem> Resumes::keep(std::int64_t userId, const Upload& upload) {

@@ -38,7 +38,6 @@ UploadProblem noText() { return {400, "no_text", "文件中没有找到文字；
 UploadProblem toolMissing(const std::string& name, const std::string& package) {
     return {503, "tool_missing", "服务器缺少读取这类文件的程序 " + name + "（软件包 " + package + "），请安装后再上传"};
 }
-UploadProblem unavailable() { return {503, "unavailable", "服务正在停止或无法读取文件，请稍后再试"}; }
 
 /// The languages of pictures that tesseract has data for, as its option takes them; empty for none.
 std::string pictureLanguages() {
@@ -159,6 +158,8 @@ bool isChinese(std::string_view text) { return hasChinese(text.substr(0, 3)); }
 UploadProblem emptyFile() { return {400, "empty_file", "文件是空的，请重新选择"}; }
 
 UploadProblem wrongType() { return {400, "wrong_type", "文件内容不是 PDF、Word、PNG 或 JPEG"}; }
+
+UploadProblem unavailable() { return {503, "unavailable", "服务正在停止或无法读取文件，请稍后再试"}; }
 
 UploadProblem fileTooLarge() { return {413, "file_too_large", "文件超过 32 MB，请压缩后再上传"}; }
 

@@ -26,6 +26,7 @@ struct UploadProblem {
 UploadProblem emptyFile();
 UploadProblem wrongType();
 UploadProblem fileTooLarge();
+UploadProblem unavailable(); ///< the service is ending, or cannot read the file
 
 /// Reads texts out of files that are not to be trusted, in child processes that are confined and die at their limits.
 class TextExtraction {

@@ -21,8 +21,9 @@ std::string bareName(std::string_view sent) { return tidied(sent.substr(sent.fin
 
 } // namespace
 
-Upload::Upload(const std::filesystem::path& directory, std::string_view contentType)
-    : file_(directory) {
+Upload::Upload(const std::filesystem::path& directory, std::string_view contentType, std::shared_ptr<void> place)
+    : place_(std::move(place))
+    , file_(directory) {
     if (const auto boundary = MultipartParser::boundaryOf(contentType))
         form_.emplace(*boundary);
 }

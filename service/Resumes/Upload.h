@@ -17,8 +17,11 @@ public:
     static constexpr std::size_t fileBytes = std::size_t{32} * 1024 * 1024;
     static constexpr std::size_t formBytes = fileBytes + std::size_t{64} * 1024; ///< with all around the file
 
-    /// `contentType` names the form's boundary. Throws std::system_error when there can be no file in the directory.
-    Upload(const std::filesystem::path& directory, std::string_view contentType);
+    /// `contentType` names the form's boundary; `place` is let go of with the upload. Throws std::system_error when
+    /// there can be no file in the directory.
+    Upload(const std::filesystem::path& directory, std::string_view contentType, std::shared_ptr<void> place = {});
+    /// Takes nothing of what comes, for this reason.
+    void refuse(UploadProblem problem) { problem_ = std::move(problem); }
 
     /// Never throws: what goes wrong, such as a full disk, is problem()'s.
     void take(std::string_view bytes) override;
@@ -36,6 +39,7 @@ private:
     void takePart(const MultipartParser::Part& part, std::string_view bytes);
     void takeFile(const MultipartParser::Part& part, std::string_view bytes);
 
+    const std::shared_ptr<void> place_;
     std::optional<MultipartParser> form_; ///< none where the request is no form
     TemporaryFile file_;
     std::string name_;

@@ -6,12 +6,12 @@
 
 namespace parlowen::service {
 
-std::string UploadTokens::issue(std::int64_t userId) {
+std::string UploadTokens::issue(const Owner& owner) {
     std::string token = randomToken();
     const std::lock_guard lock(mutex_);
     const TimePoint now = clock_();
     std::erase_if(grants_, [now](const auto& entry) { return entry.second.goodUntil <= now; });
-    const auto isTheirs = [userId](const auto& entry) { return entry.second.userId == userId; };
+    const auto isTheirs = [&owner](const auto& entry) { return entry.second.owner.user == owner.user; };
     if (static_cast<std::size_t>(std::count_if(grants_.begin(), grants_.end(), isTheirs)) >= ofAUser) {
         auto oldest = grants_.end();
         for (auto entry = grants_.begin(); entry != grants_.end(); ++entry)
@@ -19,21 +19,21 @@ std::string UploadTokens::issue(std::int64_t userId) {
                 oldest = entry;
         grants_.erase(oldest);
     }
-    grants_[hashedToken(token)] = {userId, now + lifetime};
+    grants_[hashedToken(token)] = {owner, now + lifetime};
     return token;
 }
 
-std::optional<std::int64_t> UploadTokens::userOf(std::string_view token) {
+std::optional<UploadTokens::Owner> UploadTokens::ownerOf(std::string_view token) {
     const std::lock_guard lock(mutex_);
     const auto found = grants_.find(hashedToken(token));
     if (found == grants_.end() || found->second.goodUntil <= clock_())
         return std::nullopt;
-    return found->second.userId;
+    return found->second.owner;
 }
 
 void UploadTokens::forget(std::int64_t userId) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(grants_, [userId](const auto& entry) { return entry.second.userId == userId; });
+    std::erase_if(grants_, [userId](const auto& entry) { return entry.second.owner.user == userId; });
 }
 
 } // namespace parlowen::service

@@ -11,7 +11,8 @@
 
 namespace parlowen::service {
 
-/// Credentials that let a user upload files, and nothing else, for a while. Known in memory alone. Thread-safe.
+/// Credentials that let a user upload files, and nothing else, for a while, each of one sign-in session. Known in
+/// memory alone. Thread-safe.
 class UploadTokens {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -23,15 +24,20 @@ public:
     explicit UploadTokens(Clock clock = std::chrono::steady_clock::now)
         : clock_(std::move(clock)) {}
 
-    std::string issue(std::int64_t userId);
+    /// Whose a token is. It is no good where the session has ended, which others know.
+    struct Owner {
+        std::int64_t user = 0;
+        std::string session; ///< what the sign-in session is known by
+    };
+    std::string issue(const Owner& owner);
     /// Whose token it is; none when it is unknown or over.
-    std::optional<std::int64_t> userOf(std::string_view token);
+    std::optional<Owner> ownerOf(std::string_view token);
     /// Ends all of a user's.
     void forget(std::int64_t userId);
 
 private:
     struct Grant {
-        std::int64_t userId;
+        Owner owner;
         TimePoint goodUntil;
     };
 

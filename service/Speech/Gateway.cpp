@@ -2,6 +2,7 @@
 
 #include "ApertiumTranslator.h"
 #include "Http/HttpMessage.h"
+#include "Http/UserPlaces.h"
 #include "Http/Workers.h"
 #include "RecogniserEngine.h"
 #include "SpeechConnection.h"
@@ -10,8 +11,6 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
-#include <mutex>
-#include <set>
 
 namespace parlowen::service {
 
@@ -26,40 +25,13 @@ struct GatewayState {
     GatewayState(SpeechTokens& tokensToUse, const EngineSet& enginesToUse, const SpeechGatewayOptions& optionsToUse)
         : tokens(tokensToUse)
         , engines(enginesToUse)
-        , options(optionsToUse) {}
+        , options(optionsToUse)
+        , places(options.sessions, options.sessionsOfAUser) {}
 
     SpeechTokens& tokens;
     const EngineSet& engines;
     const SpeechGatewayOptions options;
-    std::mutex mutex;
-    std::multiset<std::int64_t> open; ///< whose connections they are
-};
-
-/// One of the places for connections; none when all are taken, or all that a user may have.
-class Place {
-public:
-    static std::optional<Place> take(const std::shared_ptr<GatewayState>& state, std::int64_t user) {
-        const std::lock_guard lock(state->mutex);
-        if (state->open.size() >= state->options.sessions || state->open.count(user) >= state->options.sessionsOfAUser)
-            return std::nullopt;
-        return Place(state, state->open.insert(user));
-    }
-    Place(Place&&) noexcept = default;
-    Place& operator=(Place&&) = delete;
-    ~Place() {
-        if (!state_) // moved from
-            return;
-        const std::lock_guard lock(state_->mutex);
-        state_->open.erase(entry_);
-    }
-
-private:
-    using Entry = std::multiset<std::int64_t>::iterator;
-    Place(std::shared_ptr<GatewayState> state, Entry entry)
-        : state_(std::move(state))
-        , entry_(entry) {}
-    std::shared_ptr<GatewayState> state_;
-    Entry entry_;
+    UserPlaces places; ///< for connections
 };
 
 std::string tokenOf(const HttpRequest& request) {
@@ -94,7 +66,7 @@ asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpReque
         co_await refuse(stream, unauthorized(), "The speech token is wrong or over, or its user has signed out");
         co_return;
     }
-    const auto place = Place::take(state, token->user());
+    const auto place = state->places.take(token->user());
     if (!place) {
         HttpResponse full = failure(503, "语音识别的连接已满，请稍后再试", 503);
         full.headers.emplace_back("Retry-After", "5");

@@ -216,15 +216,22 @@ void LoginForm::buildLocalButton(QVBoxLayout& column) {
     controls_.localButton->setFixedHeight(inPoints(localButtonHeight));
     controls_.localButton->setCursor(Qt::PointingHandCursor);
     controls_.localButton->setAutoDefault(true);
-    controls_.localPromise = makeLabel(hexColor(theme::midGrey), false, 12, this);
-    controls_.localPromise->setWordWrap(true);
-    controls_.localPromise->setText(tr("服务就在这台电脑上。\n除非您另行设置，任何内容都不会离开本机"));
-    controls_.localPromise->setAlignment(Qt::AlignHCenter);
-    controls_.localButton->setAccessibleDescription(controls_.localPromise->text());
+    localPromise_ = makeLabel(hexColor(theme::midGrey), false, 12, this);
+    localPromise_->setWordWrap(true);
+    localPromise_->setText(tr("服务就在这台电脑上。\n除非您另行设置，任何内容都不会离开本机"));
+    localPromise_->setAlignment(Qt::AlignHCenter);
+    controls_.localButton->setAccessibleDescription(localPromise_->text());
     column.addSpacing(inPoints(10));
     column.addWidget(controls_.localButton);
     column.addSpacing(inPoints(6));
-    column.addWidget(controls_.localPromise);
+    column.addWidget(localPromise_);
+}
+
+void LoginForm::showLocalEntrance(bool isShown) {
+    if (localPromise_ == nullptr)
+        return;
+    controls_.localButton->setVisible(isShown);
+    localPromise_->setVisible(isShown);
 }
 
 void LoginForm::resizeEvent(QResizeEvent* event) {

@@ -30,7 +30,6 @@ struct LoginControls {
     QPushButton* loginButton = nullptr;
     LanguageSwitch* languageSwitch = nullptr;
     QPushButton* localButton = nullptr; ///< enters without a number; null where that cannot be
-    QLabel* localPromise = nullptr;     ///< what becomes of what is said then; null with it
 };
 
 /// A frame round one field and what belongs to it, marked while one of them has the keyboard.
@@ -51,6 +50,8 @@ public:
     LoginForm(Settings& settings, bool hasLocalButton, QWidget* parent);
 
     const LoginControls& controls() const { return controls_; }
+    /// The button that enters without a number, and what is promised with it, where there is one.
+    void showLocalEntrance(bool isShown);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -66,6 +67,7 @@ private:
     QLineEdit* makeField(const QString& name, QWidget* parent);
 
     LoginControls controls_;
+    QLabel* localPromise_ = nullptr;
     QWidget* brand_;
     QScrollArea* scroll_;
 };

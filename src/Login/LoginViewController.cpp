@@ -171,10 +171,7 @@ void LoginViewController::showLoginType() {
     all.eyeIcon->setToolTip(all.eyeIcon->accessibleName());
     all.secureField->setVisible(isPassword && iseyed_);
     all.codeLabel->setVisible(!isPassword || !iseyed_);
-    if (all.localButton != nullptr) { // a service that wants codes makes no accounts without them
-        all.localButton->setVisible(isPassword);
-        all.localPromise->setVisible(isPassword);
-    }
+    form_->showLocalEntrance(isPassword); // a service that wants codes makes no accounts without them
     if (hadFocus)
         (isPassword && iseyed_ ? all.secureField : all.codeLabel)->setFocus(Qt::OtherFocusReason);
 }

@@ -257,10 +257,18 @@ TEST_F(AccountRules, SpeechTokensInUseAreKnownToTheNextRun) {
     store.noteSpeechToken("nobody's", Accounts::sessionOf("x"), true);
     using Tokens = std::vector<std::string>;
     EXPECT_EQ(store.speechTokensOfTheLastRun(), (Tokens{"ended", "open"}));
-    database.use([](SQLite::Database& connection) {
-        connection.exec("UPDATE speech_tokens SET ended_at = ended_at - 61 WHERE ended_at IS NOT NULL");
-    });
+    const auto later = [this] {
+        database.use([](SQLite::Database& connection) {
+            connection.exec("UPDATE speech_tokens SET ended_at = ended_at - 61 WHERE ended_at IS NOT NULL");
+        });
+    };
+    later();
     EXPECT_EQ(store.speechTokensOfTheLastRun(), Tokens{"open"});
+    store.endSpeechTokens();
+    EXPECT_EQ(store.speechTokensOfTheLastRun(), Tokens{"open"}) << "for its minute";
+    later();
+    EXPECT_EQ(store.speechTokensOfTheLastRun(), Tokens());
+    store.noteSpeechToken("open", Accounts::sessionOf(token), true);
     accounts.signOut(token);
     EXPECT_EQ(store.speechTokensOfTheLastRun(), Tokens());
 }

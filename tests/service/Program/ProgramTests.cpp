@@ -203,6 +203,6 @@ TEST(Keys, OfTheEnvironmentStayWithTheService) {
     for (const char* name : {"TEST_KEY", "TEST_OTHER"})
         ::setenv(name, "sk-1", 1);
     EXPECT_EQ(parsed({"--region", "x", "--region-key-environment", "TEST_KEY"}).region.key, "sk-1");
-    const auto child = ChildPipe::start({"bash", "-c", R"(printf '%s\0' "$TEST_KEY|$TEST_OTHER"; cat)"});
+    const auto child = ChildPipe::start({"bash", "-c", R"(printf '%s\0' "$TEST_KEY|$TEST_OTHER"; cat >/dev/null)"});
     EXPECT_EQ(child->ask("", std::chrono::seconds(10)), "|sk-1");
 }

@@ -56,19 +56,19 @@ TEST(MultipartParser, TakesAFormApartWhereverItIsCut) {
 TEST(UploadTokens, AreFewAndEnd) {
     UploadTokens::TimePoint now;
     UploadTokens tokens([&now] { return now; });
-    const std::string first = tokens.issue(1);
+    const std::string first = tokens.issue({1, "a"});
     now += 1s;
-    const std::string other = tokens.issue(2);
-    EXPECT_EQ(tokens.userOf(first), 1);
-    EXPECT_EQ(tokens.userOf(other), 2);
-    EXPECT_FALSE(tokens.userOf(""));
+    const std::string other = tokens.issue({2, "b"});
+    EXPECT_EQ(tokens.ownerOf(first)->user, 1);
+    EXPECT_EQ(tokens.ownerOf(other)->user, 2);
+    EXPECT_FALSE(tokens.ownerOf(""));
     for (std::size_t i = 0; i < UploadTokens::ofAUser; ++i)
-        tokens.issue(1);
-    EXPECT_FALSE(tokens.userOf(first)) << "the oldest of its user";
+        tokens.issue({1, "a"});
+    EXPECT_FALSE(tokens.ownerOf(first)) << "the oldest of its user";
     now += UploadTokens::lifetime - 1ms;
-    EXPECT_TRUE(tokens.userOf(other));
+    EXPECT_TRUE(tokens.ownerOf(other));
     now += 1ms;
-    EXPECT_FALSE(tokens.userOf(other));
+    EXPECT_FALSE(tokens.ownerOf(other));
 }
 
 TEST(ResumeStore, DropsWhatIsNeverBoundAndAllOfAUserWhoGoes) {

@@ -127,18 +127,29 @@ TEST_F(Samples, ThatTakeTooLongOrHaveNoReaderAreToldApart) {
     ::setenv("PATH", path.c_str(), 1);
 }
 
-TEST_F(Samples, ThatAreStillReadDoNotHoldTheServiceUp) {
+TEST_F(Samples, ThatAreStillReadHoldUpNeitherOtherUsersNorTheServicesEnd) {
     Uploader user;
-    Reply reply;
-    std::thread uploading([&] { reply = user.upload("cv.pdf", sample("bomb.pdf")); });
-    const auto isThere = [&] {
+    const std::string bomb = sample("bomb.pdf");
+    const auto filesThere = [&] {
         const fs::directory_iterator files(user.service.data() / "uploads");
-        return files != fs::directory_iterator() && files->file_size() == sample("bomb.pdf").size();
+        return std::count_if(begin(files), end(files),
+                             [&](const auto& file) { return file.file_size() == bomb.size(); });
     };
-    EXPECT_TRUE(eventually(isThere)) << "with the whole body";
+    Reply replies[2];
+    std::vector<std::jthread> uploading;
+    for (Reply& reply : replies) {
+        uploading.emplace_back([&] { reply = user.upload("cv.pdf", bomb); });
+        EXPECT_TRUE(eventually([&] { return filesThere() == std::ssize(uploading); })) << "with the whole body";
+    }
+    const Reply third = user.upload("cv.docx", sample("chinese.docx"));
+    EXPECT_TRUE(third.status == 503 && errorOf(third) == "busy" && third.headers.contains("retry-after"));
+    const std::string other = user.service.signIn("13800000002").data().at("token");
+    const std::string grant = user.client.get("/api/v1/ai/token", other).data();
+    EXPECT_EQ(user.client.send("POST", filesPath, form("cv", sample("chinese.docx")), grant, formHeader).status, 200);
     user.service.stop();
-    uploading.join();
-    EXPECT_EQ(errorOf(reply), "unavailable");
+    uploading.clear();
+    for (const Reply& reply : replies)
+        EXPECT_EQ(errorOf(reply), "unavailable") << "one was read, one waited for it";
 }
 
 TEST_F(Samples, AreQuotedInTheirOwnersAnswersOnceTheyAreBound) {
@@ -172,6 +183,8 @@ TEST_F(Samples, GoToTheirOwnersAlone) {
     EXPECT_EQ(user.client.get("/api/v1/user/info", user.grant).status, 401) << "it opens uploads alone";
     const Reply refused = user.client.send("POST", filesPath, form("cv", "x"), user.token, formHeader);
     EXPECT_TRUE(refused.status == 401 && errorOf(refused) == "invalid_upload_token") << "nor the other way round";
+    user.client.post("/api/v1/user/logout", {}, user.token);
+    EXPECT_EQ(user.upload("cv.docx", sample("chinese.docx")).status, 401) << "for as long as one is signed in";
 }
 
 TEST(Upload, IsRefusedByItsHeaderAndLeavesNothingWhenItIsCut) {
@@ -186,10 +199,18 @@ TEST(Upload, IsRefusedByItsHeaderAndLeavesNothingWhenItIsCut) {
     EXPECT_THAT(user.bind("", user.token).message(), HasSubstr("32 MB"));
 
     const std::string half = form("cv.pdf", std::string(1 << 20, 'x'));
-    const auto cut = user.client.connect(head(user.grant, half.size() + 1) + half);
-    const auto hasFile = [&] { return !user.isClean(); };
-    EXPECT_TRUE(eventually(hasFile));
-    cut->cut();
+    std::vector<std::unique_ptr<Connection>> coming;
+    const auto hasFiles = [&] {
+        const fs::directory_iterator files(user.service.data() / "uploads");
+        return std::distance(begin(files), end(files)) == std::ssize(coming);
+    };
+    for (std::size_t i = 0; i < Resumes::uploadsOfAUser; ++i) {
+        coming.push_back(user.client.connect(head(user.grant, half.size() + 1) + half));
+        EXPECT_TRUE(eventually(hasFiles));
+    }
+    EXPECT_EQ(user.client.connect(head(user.grant, 100))->receiveUntil("\r\n").substr(9, 3), "503");
+    for (const auto& connection : coming)
+        connection->cut();
     EXPECT_TRUE(eventually([&] { return user.isClean(); }));
     for (const std::string& body : {half.substr(0, half.size() - 9), std::string("no form"), std::string()})
         EXPECT_EQ(errorOf(user.client.send("POST", filesPath, body, user.grant, formHeader)), "invalid_form");
@@ -214,17 +235,18 @@ TEST(Upload, IsRefusedWhenItIsTooLargeOrTooManyWait) {
     Router router;
     addResumeRoutes(router, accounts, resumes);
     const RunningServer server(std::move(router));
-    for (int i = 0; i < Resumes::waitingFiles; ++i)
-        EXPECT_TRUE(resumes.enter());
     const auto upload = [&] {
-        return server.client().send("POST", filesPath, form("cv", ""), resumes.tokens.issue(user.user.id), formHeader);
+        const std::string grant = resumes.tokens.issue({user.user.id, Accounts::sessionOf(user.token)});
+        return server.client().send("POST", filesPath, form("cv", ""), grant, formHeader);
     };
+    std::vector<std::shared_ptr<void>> others;
+    for (std::size_t i = 0; i < Resumes::uploadsInAll; ++i)
+        others.push_back(resumes.uploads.take(static_cast<std::int64_t>(1'000 + i)));
+    EXPECT_TRUE(others.back());
     const Reply refused = upload();
     EXPECT_TRUE(refused.status == 503 && errorOf(refused) == "busy" && refused.headers.contains("retry-after"));
     EXPECT_EQ(resumes.bind(user.user.id, "").error(), refused.json().at("error").at("message").get<std::string>());
-    EXPECT_FALSE(resumes.enter());
-    resumes.leave();
-    resumes.leave();
+    others.pop_back();
     EXPECT_EQ(errorOf(upload()), "empty_file");
     EXPECT_EQ(errorOf(upload()), "empty_file") << "its place was given back";
 }
