@@ -66,6 +66,10 @@ TEST_F(LoginTest, KeysAloneSignInByPasswordAndTheWindowTurnsIntoTheMainOne) {
     press(Qt::Key_Space); // the eye
     EXPECT_EQ(controls().codeLabel->text(), "secret-1");
     EXPECT_FALSE(controls().secureField->isVisible());
+    press(Qt::Key_Space);
+    EXPECT_TRUE(page_->iseyed() && controls().secureField->isVisible() && !controls().codeLabel->isVisible());
+    EXPECT_EQ(controls().secureField->text(), "secret-1");
+    press(Qt::Key_Space);
     type("x"); // no text for a button
     controls().codeLabel->setFocus();
     type("2");
@@ -86,18 +90,6 @@ TEST_F(LoginTest, KeysAloneSignInByPasswordAndTheWindowTurnsIntoTheMainOne) {
     EXPECT_EQ(window_->windowTitle(), "主面板");
     EXPECT_EQ(window_->size(), QSize(1000, 700).boundedTo(window_->screen()->availableSize()));
     EXPECT_TRUE(waitFor([this] { return page_.isNull() && ProgressHUD::shared().alpha() == 0; }));
-}
-
-TEST_F(LoginTest, APasswordShownAndMaskedAgainStaysInBothFields) {
-    open(R"({"code":0,"data":1})");
-    controls().secureField->setText("abc");
-    for (const bool masked : {false, true}) {
-        QTest::mouseClick(controls().eyeIcon, Qt::LeftButton);
-        EXPECT_EQ(page_->iseyed(), masked);
-        EXPECT_EQ(controls().secureField->isVisible(), masked);
-        EXPECT_EQ(controls().codeLabel->isVisible(), !masked);
-    }
-    EXPECT_EQ(controls().secureField->text() + controls().codeLabel->text(), "abcabc");
 }
 
 TEST_F(LoginTest, WhatIsMissingIsSaidAndNothingIsSent) {
@@ -223,10 +215,14 @@ TEST_F(LoginTest, ACaptchaThatDiesIsSaidAndOneThatIsClosedIsNot) {
 
 TEST_F(LoginTest, ACountryIsFoundByNameOrCodeAndSentWithTheNumber) {
     openForCodes();
-    server_.enqueue(Reply::json(200, R"({"code":0,"data":[{"name_zn":"中国","country_code":86,"name_en":"China"},)"
-                                     R"({"country_code":"1"},{"name_zn":"法国F","country_code":"33"}]})"));
+    server_.enqueue(Reply::json(200, R"({"code":0,"data":[{"name_zn":"中国","country_code":"86"},5]})"));
     QTest::mouseClick(controls().areaLabel, Qt::LeftButton);
     QPointer picker = static_cast<CountryListViewController*>(page_->popover()->contentView());
+    auto* retry = picker->findChild<QPushButton*>();
+    ASSERT_TRUE(waitFor([&] { return retry->isVisible(); })) << "with one that is none it is no list";
+    server_.enqueue(Reply::json(200, R"({"code":0,"data":[{"name_zn":"中国","country_code":86,"name_en":"China"},)"
+                                     R"({"country_code":"1"},{"name_zn":"法国F","country_code":"33"}]})"));
+    QTest::keyClick(retry, Qt::Key_Space);
     const auto rows = [&](const QString& query) {
         picker->searchField()->setText(query);
         QStringList texts;
@@ -245,21 +241,8 @@ TEST_F(LoginTest, ACountryIsFoundByNameOrCodeAndSentWithTheNumber) {
     controls().phoneLabel->setText("6");
     controls().codeLabel->setText("1");
     QTest::mouseClick(controls().loginButton, Qt::LeftButton);
-    ASSERT_TRUE(waitForRequests(3));
+    ASSERT_TRUE(waitForRequests(4));
     EXPECT_EQ(bodyOf(lastRequest())["country_code"], "33");
-}
-
-TEST_F(LoginTest, AListOfCountriesWithOneThatIsNoneIsNoListAndCanBeAskedForAgain) {
-    openForCodes();
-    server_.enqueue(Reply::json(200, R"({"code":0,"data":[{"name_zn":"中国","country_code":"86"},5]})"));
-    controls().areaLabel->click();
-    auto* picker = static_cast<CountryListViewController*>(page_->popover()->contentView());
-    auto* retry = picker->findChild<QPushButton*>();
-    ASSERT_TRUE(waitFor([&] { return retry->isVisible(); }));
-    EXPECT_TRUE(picker->countryModels().empty());
-    server_.enqueue(Reply::json(200, R"({"code":0,"data":[{"name_zn":"中国","country_code":"86"}]})"));
-    QTest::keyClick(retry, Qt::Key_Space);
-    EXPECT_TRUE(waitFor([&] { return picker->filteredModels().size() == 1; }));
 }
 
 TEST_F(LoginTest, AutomaticSignInIsStoredAtOnceAndTheLocalServiceIsEnteredWithoutANumber) {

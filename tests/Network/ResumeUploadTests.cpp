@@ -4,7 +4,6 @@
 #include <sys/resource.h>
 
 #include "support/BackendFixture.h"
-#include "support/TlsFiles.h"
 
 namespace parlowen::testing {
 namespace {
@@ -160,14 +159,6 @@ TEST_F(ResumeUploadTest, TheCredentialGoesToTheServicesOwnHostAlone) {
                      "/files\r\nContent-Length: 0\r\n\r\n"});
     EXPECT_EQ(outcomeOf(path, here()), failed);
     EXPECT_THAT(other.requests(), IsEmpty());
-
-    ScriptedHttpServer secure(ScriptedHttpServer::Scheme::https);
-    secure.enqueue(Reply::json(200, "{}"));
-    FileService service{QUrl(secure.baseUrl() + "/files"), {"127.0.0.1", tlsFile("authority.pem")}};
-    EXPECT_EQ(outcomeOf(path, service), "0 {} ");
-    service.url = QUrl(secure.baseUrl("localhost") + "/files");
-    EXPECT_EQ(outcomeOf(path, service), failed);
-    EXPECT_EQ(secure.requests().size(), 1U);
 }
 
 TEST_F(ResumeUploadTest, TheBuiltInFileServiceMovesWithTheBackendInUse) {

@@ -161,6 +161,11 @@ TEST_F(SessionReadingTest, KeysOpenTheMenuSetTheOpacityAndAsk) {
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_TRUE(asked(1));
     EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nTell me.\nWhy?");
+    QTest::keyClicks(&box(), "Please!");
+    QTest::mouseClick(&answerButton(), Qt::LeftButton);
+    ASSERT_TRUE(asked(2));
+    EXPECT_EQ(question(1)["txt"].toString().toStdString(), "Please!");
+    EXPECT_TRUE(box().toPlainText().isEmpty() && box().isVisible() && answerButton().isVisible());
 }
 
 TEST_F(SessionReadingTest, TheTabKeyReachesEveryControlAndNoKeyClosesTheWindowOrAsksByAccident) {

@@ -101,19 +101,6 @@ TEST_F(SessionWindowTest, AMarkUnderAnAnswerOpensWhatItLeansOn) {
     EXPECT_EQ(answers().wholeText(), QStringLiteral("答案")) << "no part of it";
 }
 
-TEST_F(SessionWindowTest, ManualModeTakesWhatTheUserMadeOfItsBox) {
-    openActive(1);
-    EXPECT_TRUE(box().isVisible() && answerButton().isVisible());
-    final("One.");
-    QTest::keyClick(&box(), Qt::Key_Home, Qt::ControlModifier);
-    QTest::keyClicks(&box(), "Please: ");
-    QTest::mouseClick(&answerButton(), Qt::LeftButton);
-    ASSERT_TRUE(asked(1));
-    EXPECT_EQ(question(0)["txt"].toString().toStdString(), "\nPlease: One.");
-    EXPECT_TRUE(box().toPlainText().isEmpty());
-    EXPECT_EQ(answers().model()->rowCount(), 1);
-}
-
 TEST_F(SessionWindowTest, ItsCloseButtonEndsTheSessionAndTheMainWindowComesBack) {
     start();
     QWidget mainWindow;

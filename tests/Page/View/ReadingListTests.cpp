@@ -14,13 +14,25 @@ QStandardItem* rowOf(const QString& text) {
     return made;
 }
 
-class ReadingListTest : public ::testing::Test {
+template<class List>
+class ListTest : public ::testing::Test {
 protected:
-    ReadingListTest() {
+    ListTest() {
         list_.setModel(&model_);
-        list_.setNominalRowHeight(TextCell::nominalHeight(systemFont(14)));
+        list_.setNominalRowHeight(nominal_);
         list_.resize(300, 200);
         list_.show();
+    }
+
+    const int nominal_ = TextCell::nominalHeight(systemFont(14));
+    QStandardItemModel model_;
+    AiInterviewAiCellMac* cell_ = new AiInterviewAiCellMac;
+    List list_{cell_, nullptr};
+};
+
+class ReadingListTest : public ListTest<ReadingList> {
+protected:
+    ReadingListTest() {
         list_.activateWindow();
         EXPECT_TRUE(waitFor([this] { return list_.hasFocus(); }));
         QApplication::clipboard()->clear();
@@ -55,10 +67,6 @@ protected:
         list_.clearFocus();
         list_.setFocus(Qt::TabFocusReason);
     }
-
-    QStandardItemModel model_;
-    AiInterviewAiCellMac* cell_ = new AiInterviewAiCellMac;
-    ReadingList list_{cell_, nullptr};
 };
 
 TEST_F(ReadingListTest, ADragMarksFromCharacterToCharacterAcrossRows) {
@@ -225,14 +233,8 @@ TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
     EXPECT_LT(list_.visualRect(list_.currentIndex()).bottom(), list_.viewport()->height());
 }
 
-class MeasuredListTest : public ::testing::Test {
+class MeasuredListTest : public ListTest<MeasuredList> {
 protected:
-    MeasuredListTest() {
-        list_.setModel(&model_);
-        list_.setNominalRowHeight(nominal_);
-        list_.resize(300, 200);
-        list_.show();
-    }
     void add(int rows, const QString& text = "请介绍一下你自己，以及你最近做过的一个项目。") {
         list_.keepPlace([&] {
             for (int i = 0; i < rows; ++i)
@@ -253,11 +255,6 @@ protected:
     }
     int scrolled() const { return list_.verticalScrollBar()->value(); }
     int end() const { return list_.verticalScrollBar()->maximum(); }
-
-    const int nominal_ = TextCell::nominalHeight(systemFont(14));
-    QStandardItemModel model_;
-    AiInterviewAiCellMac* cell_ = new AiInterviewAiCellMac;
-    MeasuredList list_{cell_, nullptr};
 };
 
 TEST_F(MeasuredListTest, MeasuresARowWhenItComesAndWhenItChanges) {
