@@ -7,6 +7,7 @@ namespace parlowen::service {
 namespace {
 
 constexpr std::int64_t firstUserCode = 10'000;
+constexpr std::size_t fewBytes = 1'024; // of a body that nothing is read from
 
 nlohmann::json profileOf(const User& user, const ResumeOfUser& resumeOf) {
     return {{"user_code", std::to_string(firstUserCode + user.id)},
@@ -42,9 +43,10 @@ HttpResponse logOff(Accounts& accounts, std::string_view token, const Forget& fo
 
 Guard signedInOnly(Accounts& accounts) {
     return [&accounts](const HttpRequest& request) -> std::optional<HttpResponse> {
-        if (accounts.userOf(request.bearerToken()))
-            return std::nullopt;
-        return unauthorized();
+        const auto user = accounts.userOf(request.bearerToken());
+        if (user)
+            request.isOf(user->id);
+        return user ? std::nullopt : std::optional(unauthorized());
     };
 }
 
@@ -61,15 +63,17 @@ nlohmann::json signInData(const User& user, const ResumeOfUser& resumeOf, const 
 }
 
 void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& resumeOf, const Forget& forget) {
-    router.route(verb::get, apiPath("/user/info"), [&accounts, resumeOf](const HttpRequest& request) {
-        return withStore(request, [&] { return info(accounts, request.bearerToken(), resumeOf); });
-    });
+    router.route(verb::get, apiPath("/user/info"),
+                 [&accounts, resumeOf](const HttpRequest& request) {
+                     return withStore(request, [&] { return info(accounts, request.bearerToken(), resumeOf); });
+                 },
+                 {.right = signedInOnly(accounts)});
     router.route(verb::put, apiPath("/user/change_user_type/*"),
                  [&accounts](const HttpRequest& request) {
                      return withStore(request,
                                       [&] { return changeType(accounts, request.bearerToken(), request.rest); });
                  },
-                 {.right = signedInOnly(accounts)});
+                 {.right = signedInOnly(accounts), .bodyBytes = fewBytes});
     router.route(verb::post, apiPath("/user/logout"),
                  [&accounts, forget](const HttpRequest& request) {
                      return withStore(request, [&] {
@@ -79,12 +83,12 @@ void addAccountRoutes(Router& router, Accounts& accounts, const ResumeOfUser& re
                          return success();
                      });
                  },
-                 {.right = signedInOnly(accounts)});
+                 {.right = signedInOnly(accounts), .bodyBytes = fewBytes});
     router.route(verb::post, apiPath("/user/logoff"),
                  [&accounts, forget](const HttpRequest& request) {
                      return withStore(request, [&] { return logOff(accounts, request.bearerToken(), forget); });
                  },
-                 {.right = signedInOnly(accounts), .bodyBytes = 1'024});
+                 {.right = signedInOnly(accounts), .bodyBytes = fewBytes});
 }
 
 } // namespace parlowen::service

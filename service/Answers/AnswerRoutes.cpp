@@ -11,6 +11,7 @@ namespace {
 namespace asio = boost::asio;
 
 constexpr std::string_view endMark = "@@";
+constexpr std::size_t questionBytes = std::size_t{1'024} * 1'024;
 constexpr std::size_t longestQuestion = 4'000; ///< characters
 constexpr std::size_t longestPosition = 60;
 constexpr std::size_t longestLanguage = 60;
@@ -123,7 +124,8 @@ void addAnswerRoutes(Router& router, AnswerSource& source, Guard signedInOnly, Q
             return stream(source, asked, fill, events);
         };
     };
-    router.stream(verb::post, apiPath("/ai/meeting"), handle, {.right = std::move(signedInOnly)});
+    router.stream(verb::post, apiPath("/ai/meeting"), handle,
+                  {.right = std::move(signedInOnly), .bodyBytes = questionBytes});
 }
 
 } // namespace parlowen::service

@@ -103,21 +103,23 @@ private:
         error_code problem = co_await readHeader(parser);
         if (problem)
             co_return co_await refuse(problem);
+        const auto origin = originOfRequest(parser.get());
+        if (origin.viaProxy)
+            place_->isFor(origin.peer == peer_ ? std::string() : origin.network());
         if (auto refusal = refusalOfHead(parser.get(), context_.rules))
             co_return co_await refuse(std::move(refusal), 0);
         const auto target = parsedTarget(parser.get().target());
         if (!target)
             co_return co_await refuse(make_error_code(http::error::bad_target));
-        HttpRequest request(parser.get(), *target, originOfRequest(parser.get()));
+        HttpRequest request(parser.get(), *target, origin);
         Router::Match match = context_.router.find(request.method, request.path);
         request.rest = std::move(match.rest);
         auto refusal = co_await refusalOf(match, request, parser);
         if (refusal && parser.is_done())
             co_return co_await respond(request.raw, *std::move(refusal));
         if (refusal) {
-            const bool isUpload = match.route != nullptr && match.route->rules.sink;
-            const std::uint64_t coming = isUpload ? parser.content_length().value_or(0) : 0;
-            co_return co_await refuse(std::move(refusal), coming);
+            const bool isUpload = match.route != nullptr && match.route->rules.sink && place_->isSignedIn();
+            co_return co_await refuse(std::move(refusal), isUpload ? parser.content_length().value_or(0) : 0);
         }
         const RouteRules& rules = match.route->rules;
         problem = co_await beginBody(parser, rules.bodyBytes);
@@ -130,16 +132,20 @@ private:
         co_return co_await dispatch(request, *match.route);
     }
 
-    HttpRequest::Origin originOfRequest(const RawRequest& request) const {
+    HttpRequest::Origin originOfRequest(const RawRequest& request) {
         auto origin = originOf(request, peer_, context_.rules);
         origin.workers = context_.workers;
         origin.slowWorkers = context_.slowWorkers;
+        origin.signedIn = [this](std::int64_t user) { place_->signedIn(user); };
         return origin;
     }
 
     /// Why a request is not served, as far as its header and its route tell.
     asio::awaitable<std::optional<HttpResponse>> refusalOf(const Router::Match& match, const HttpRequest& request,
                                                            const Parser& parser) {
+        const bool mayBeAUsers = !request.bearerToken().empty() || !request.query("Authorization").empty();
+        if (place_->isSurplus() && !mayBeAUsers)
+            co_return crowded();
         if (match.route == nullptr)
             co_return match.allow.empty() ? notFound() : methodNotAllowed(match.allow);
         const RouteRules& rules = match.route->rules;
@@ -151,11 +157,9 @@ private:
             auto refusal = co_await onWorker(context_.workers, std::move(ask));
             if (refusal)
                 co_return refusal;
-            if (!request.bearerToken().empty())
-                place_->signedIn();
         }
-        const bool isUpgrade = std::holds_alternative<WebSocketHandler>(match.route->handler); // has places of its own
-        if (!isUpgrade && place_->isOfTheReserve())
+        const bool isUpgrade = std::holds_alternative<WebSocketHandler>(match.route->handler); // is looked up later
+        if (!isUpgrade && place_->isSurplus())
             co_return crowded();
         const bool fits = parser.content_length().value_or(0) <= rules.bodyBytes;
         co_return fits ? std::nullopt : std::optional(tooLarge());
@@ -184,10 +188,11 @@ private:
             co_await streamTo(*source, request);
             co_return false;
         }
-        if (!beast::websocket::is_upgrade(request.raw) || !isWebSocketKey(request.header("Sec-WebSocket-Key"))) {
-            const bool isUpgrade = beast::websocket::is_upgrade(request.raw);
-            HttpResponse response = isUpgrade ? badRequest("缺少有效的 Sec-WebSocket-Key 请求头")
-                                              : failure(426, "这个接口只接受 WebSocket 连接", 426);
+        const bool upgrades =
+            beast::websocket::is_upgrade(request.raw) && request.header("Sec-WebSocket-Version") == "13";
+        if (!upgrades || !isWebSocketKey(request.header("Sec-WebSocket-Key"))) {
+            HttpResponse response = upgrades ? badRequest("缺少有效的 Sec-WebSocket-Key 请求头")
+                                             : failure(426, "这个接口只接受 WebSocket 连接", 426);
             response.headers.emplace_back("Sec-WebSocket-Version", "13");
             co_return co_await respond(request.raw, std::move(response));
         }
@@ -208,6 +213,7 @@ private:
 
     asio::awaitable<void> handOver(const WebSocketHandler& handler, const HttpRequest& request) {
         stream_.expires_never();
+        place_->waits();
         try {
             UpgradedStream upgraded(std::move(stream_));
             upgraded.buffer() = std::move(buffer_);
@@ -268,6 +274,7 @@ private:
         request.sink = co_await onWorker(context_.workers, std::move(make));
         error_code failed;
         limitTo(limits_.upload);
+        place_->waits();
         while (!failed && !parser.is_done()) {
             co_await http::async_read_some(stream_, buffer_, parser, asio::redirect_error(asio::use_awaitable, failed));
             if (parser.get().body().size() < sinkPiece && !parser.is_done())
@@ -275,6 +282,7 @@ private:
             auto take = [&request, piece = std::exchange(parser.get().body(), {})] { request.sink->take(piece); };
             co_await onWorker(context_.workers, std::move(take));
         }
+        place_->works();
         co_return failed;
     }
 
@@ -289,7 +297,7 @@ private:
         const auto languages = request[http::field::accept_language];
         if (!response.message.empty() && prefersEnglish({languages.data(), languages.size()}))
             response.speakEnglish();
-        const bool open = request.keep_alive();
+        const bool open = request.keep_alive() && !place_->isSurplus();
         const bool bodyless = request.method() == verb::head;
         const error_code failed = co_await send(std::move(response), request.version(), open, bodyless);
         if (!open && !failed)
@@ -311,6 +319,7 @@ private:
             message.body().clear();
         error_code failed;
         limitTo(limits_.write);
+        place_->waits(); // for the client to read it, and to go
         co_await http::async_write(stream_, message, asio::redirect_error(asio::use_awaitable, failed));
         co_return failed;
     }
@@ -321,13 +330,12 @@ private:
     }
 
     /// Replies and closes. What the client still sends is read for a while, since a connection that is closed with
-    /// unread data loses the reply on its way. Many clients read no reply before all of an upload is out, so this is
-    /// let come in as far as that is bearable: `coming` bytes.
+    /// unread data loses the reply on its way. Many clients read no reply before all of an upload is out, so that of a
+    /// user is let come in as far as that is bearable: `coming` bytes.
     asio::awaitable<bool> refuse(std::optional<HttpResponse> reply, std::uint64_t coming) {
         if (!reply)
             co_return false;
-        const error_code failed = co_await send(*std::move(reply), 11, false, false);
-        if (failed)
+        if (co_await send(*std::move(reply), 11, false, false))
             co_return false;
         const std::uint64_t unread = coming - std::min<std::uint64_t>(coming, buffer_.size());
         limitTo(limits_.upload);
@@ -373,16 +381,15 @@ private:
 asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp::socket socket,
                                       std::unique_ptr<OpenConnections::Place> place) {
     error_code gone;
-    const auto peer = socket.remote_endpoint(gone);
+    const auto peer = socket.remote_endpoint(gone).address();
     if (gone)
         co_return;
     try {
         if (context.tls) {
-            Connection connection(context, TlsStream(std::move(socket), *context.tls), peer.address(),
-                                  std::move(place));
+            Connection connection(context, TlsStream(std::move(socket), *context.tls), peer, std::move(place));
             co_await connection.run();
         } else {
-            Connection connection(context, beast::tcp_stream(std::move(socket)), peer.address(), std::move(place));
+            Connection connection(context, beast::tcp_stream(std::move(socket)), peer, std::move(place));
             co_await connection.run();
         }
     } catch (const std::exception& problem) {

@@ -9,6 +9,7 @@
 #include <boost/optional.hpp>
 #include <boost/url/url_view.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -69,6 +70,7 @@ public:
         boost::asio::any_io_executor workers = {};
         boost::asio::any_io_executor slowWorkers = {};
         bool viaProxy = false; ///< a proxy that is trusted passed it on
+        std::function<void(std::int64_t user)> signedIn = {};
 
         /// Who counts as one where something is limited: an IPv4 address, or the 64 bits of an IPv6 network, whose
         /// other 64 its owner chooses at will.
@@ -92,6 +94,11 @@ public:
     std::string query(std::string_view name) const;
     /// What follows "Bearer " in the Authorization header; empty when missing.
     std::string_view bearerToken() const;
+    /// Says whose token it carries, as far as that was looked up: their connections are dealt with as theirs.
+    void isOf(std::int64_t user) const {
+        if (origin.signedIn)
+            origin.signedIn(user);
+    }
     /// Whether the request was made on this machine, and was not passed on by a proxy.
     bool isLocal() const;
 

@@ -1,8 +1,7 @@
 #include "OpenConnections.h"
 
-#include <algorithm>
 #include <sys/socket.h>
-#include <utility>
+#include <tuple>
 
 namespace parlowen::service {
 
@@ -10,23 +9,35 @@ namespace {
 
 constexpr std::size_t flood = 64; ///< connections, at least
 constexpr std::size_t partOfACalm = 8;
+constexpr std::size_t partThatIsFew = 4; // of a user's share
 
 } // namespace
 
-std::size_t OpenConnections::count(const std::function<bool(const Entry&)>& which) const {
+OpenConnections::Owner OpenConnections::ownerOf(const Entry& entry) {
+    return {entry.user, entry.user ? std::string() : entry.peer};
+}
+
+std::size_t OpenConnections::count(const Condition& which) const {
     return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), [&which](const auto& entry) {
         return !entry.second.leaving && which(entry.second);
     }));
 }
 
-bool OpenConnections::makeRoom(const std::function<bool(const Entry&)>& among) {
+bool OpenConnections::makeRoom(const Condition& among, std::size_t few) {
+    std::map<Owner, std::size_t> held;
+    for (const auto& [id, entry] : entries_)
+        held[ownerOf(entry)] += entry.leaving ? 0 : 1;
     Entry* chosen = nullptr;
+    std::tuple<bool, std::size_t, Clock::time_point> first; // signed in, places of others, waiting since
     for (auto& [id, entry] : entries_) {
-        if (entry.leaving || entry.working || !among(entry))
+        const std::size_t ofOwner = held.at(ownerOf(entry));
+        if (entry.leaving || entry.working || ofOwner <= few || !among(entry))
             continue;
-        const auto order = [](const Entry& one) { return std::pair(one.signedIn, one.waitingSince); };
-        if (!chosen || order(entry) < order(*chosen))
+        const std::tuple order(entry.user.has_value(), entries_.size() - ofOwner, entry.waitingSince);
+        if (!chosen || order < first) {
             chosen = &entry;
+            first = order;
+        }
     }
     if (!chosen)
         return false;
@@ -38,13 +49,12 @@ bool OpenConnections::makeRoom(const std::function<bool(const Entry&)>& among) {
 std::unique_ptr<OpenConnections::Place> OpenConnections::enter(int socket, const std::string& peer) {
     const std::lock_guard lock(mutex_);
     const auto isTheirs = [&peer](const Entry& entry) { return entry.peer == peer; };
-    const auto isStranger = [](const Entry& entry) { return !entry.signedIn; };
     if (!peer.empty() && count(isTheirs) >= limits_.ofAPeer && !makeRoom(isTheirs))
         return nullptr;
     Entry entry{.socket = socket, .peer = peer, .waitingSince = Clock::now()};
-    if (count(isStranger) >= limits_.all - std::min(limits_.all, limits_.reserve) && !makeRoom(isStranger))
-        entry.ofTheReserve = true;
-    if (count([](const Entry&) { return true; }) >= limits_.all && !makeRoom(isStranger))
+    entry.surplus = count(isStranger) >= placesOfStrangers() && !makeRoom(isStranger);
+    const auto isAny = [](const Entry&) { return true; };
+    if (count(isAny) >= limits_.all && !makeRoom(isStranger) && !makeRoom(isAny, limits_.ofAUser / partThatIsFew))
         return nullptr;
     const std::size_t id = nextId_++;
     entries_.emplace(id, std::move(entry));
@@ -89,16 +99,33 @@ void OpenConnections::Place::works() {
     all_.entries_.at(id_).working = true;
 }
 
-void OpenConnections::Place::signedIn() {
+void OpenConnections::Place::isFor(const std::string& peer) {
     const std::lock_guard lock(all_.mutex_);
     Entry& entry = all_.entries_.at(id_);
-    entry.signedIn = true;
-    entry.ofTheReserve = false;
+    entry.peer = peer;
+    entry.user.reset();
+    const auto isTheirs = [&peer](const Entry& other) { return other.peer == peer; };
+    const bool tooMany = !peer.empty() && all_.count(isTheirs) > all_.limits_.ofAPeer && !all_.makeRoom(isTheirs);
+    entry.surplus = tooMany || (all_.count(isStranger) > all_.placesOfStrangers() && !all_.makeRoom(isStranger));
 }
 
-bool OpenConnections::Place::isOfTheReserve() const {
+void OpenConnections::Place::signedIn(std::int64_t user) {
     const std::lock_guard lock(all_.mutex_);
-    return all_.entries_.at(id_).ofTheReserve;
+    Entry& entry = all_.entries_.at(id_);
+    entry.working = true;
+    entry.user = user;
+    const auto isTheirs = [user](const Entry& other) { return other.user == user; };
+    entry.surplus = all_.count(isTheirs) > all_.limits_.ofAUser && !all_.makeRoom(isTheirs);
+}
+
+bool OpenConnections::Place::isSignedIn() const {
+    const std::lock_guard lock(all_.mutex_);
+    return all_.entries_.at(id_).user.has_value();
+}
+
+bool OpenConnections::Place::isSurplus() const {
+    const std::lock_guard lock(all_.mutex_);
+    return all_.entries_.at(id_).surplus;
 }
 
 } // namespace parlowen::service

@@ -1,24 +1,30 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace parlowen::service {
 
-/// The connections of a server, by their sockets: counted, limited, and told to end. One peer gets a share of the
-/// places. Where they are full, the one that has waited longest for its client goes, of those that nobody has signed in
-/// on first; the last places are a reserve for those who have signed in. Thread-safe.
+/// The connections of a server, by their sockets: counted, limited, and told to end. One peer, and one user, gets a
+/// share of the places. Where they are full, a connection goes that waits for its client: a stranger's before that of
+/// someone who has signed in, then of whoever has the most, the one that has waited longest. Users with few keep
+/// theirs. The last places are a reserve for those who have signed in. Thread-safe.
 class OpenConnections {
 public:
     struct Limits {
         std::size_t all;
         std::size_t ofAPeer;
         std::size_t reserve; ///< of all
+        std::size_t ofAUser; ///< of which a quarter is few
     };
     using Clock = std::chrono::steady_clock;
 
@@ -39,9 +45,13 @@ public:
         void waits();
         /// The server's turn.
         void works();
-        void signedIn();
-        /// Whether it is meant for those who have signed in, and nobody has.
-        bool isOfTheReserve() const;
+        /// Who asks through a proxy this time; empty when it does not say. Nobody has signed in for that one yet.
+        void isFor(const std::string& peer);
+        /// The server's turn, for a user.
+        void signedIn(std::int64_t user);
+        bool isSignedIn() const;
+        /// Whether it is to be turned away: it is of the reserve, or beyond a share, and nobody made room for it.
+        bool isSurplus() const;
 
     private:
         OpenConnections& all_;
@@ -64,14 +74,21 @@ private:
         std::string peer;
         Clock::time_point waitingSince;
         bool working = false;
-        bool signedIn = false;
-        bool ofTheReserve = false;
+        std::optional<std::int64_t> user = {}; ///< who has signed in
+        bool surplus = false;
         bool leaving = false; ///< its place is another's already
     };
+    using Condition = std::function<bool(const Entry&)>;
+    using Owner = std::pair<std::optional<std::int64_t>, std::string>;
+
+    static Owner ownerOf(const Entry& entry);
+    static bool isStranger(const Entry& entry) { return !entry.user; }
 
     void leave(std::size_t id);
-    std::size_t count(const std::function<bool(const Entry&)>& which) const;
-    bool makeRoom(const std::function<bool(const Entry&)>& among);
+    std::size_t count(const Condition& which) const;
+    std::size_t placesOfStrangers() const { return limits_.all - std::min(limits_.all, limits_.reserve); }
+    /// Ends one among those whose owner has more than `few`; false when none of them waits.
+    bool makeRoom(const Condition& among, std::size_t few = 0);
 
     const Limits limits_;
     mutable std::mutex mutex_;

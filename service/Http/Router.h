@@ -17,9 +17,10 @@ using EventSource = std::function<boost::asio::awaitable<void>(EventStream&)>;
 /// Looks at a request and gives what fills its event stream, or a plain response instead.
 using StreamHandler = std::function<std::variant<EventSource, HttpResponse>(const HttpRequest&)>;
 /// Gets the connection right after an upgrade request was read from it, with no time limit set, and owns it from then
-/// on. The request lives until the handler ends.
+/// on. It may lose it to others until it says by HttpRequest::isOf() whose it is. The request lives until it ends.
 using WebSocketHandler = std::function<boost::asio::awaitable<void>(const HttpRequest&, UpgradedStream)>;
-/// Looks at a request: a response instead of the handler's, or none. It may block: it runs on a worker thread.
+/// Looks at a request: a response instead of the handler's, or none. Where it finds a user it says so by
+/// HttpRequest::isOf(). It may block: it runs on a worker thread.
 using Guard = std::function<std::optional<HttpResponse>(const HttpRequest&)>;
 
 /// Makes what takes a request's body. Called on a worker thread.
@@ -27,9 +28,9 @@ using SinkMaker = std::function<std::unique_ptr<BodySink>(const HttpRequest&)>;
 
 /// What holds for the requests of a route before their bodies are read.
 struct RouteRules {
-    Guard right = {};                                   ///< who may ask; empty: anybody
-    std::size_t bodyBytes = std::size_t{1'024} * 1'024; ///< a larger body is refused with 413
-    SinkMaker sink = {};                                ///< where the body goes; empty: into memory
+    Guard right = {};          ///< who may ask; empty: anybody
+    std::size_t bodyBytes = 0; ///< a larger body is refused with 413
+    SinkMaker sink = {};       ///< where the body goes; empty: into memory
 };
 
 /// Where the API's paths begin; those of speech lie at the root.

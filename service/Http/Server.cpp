@@ -29,11 +29,13 @@ constexpr std::chrono::milliseconds timeToEnd{2'000};
 constexpr std::size_t workerThreads = 2;
 constexpr std::size_t slowWorkerThreads = 6;
 
-/// Of whom a connection is; empty for a proxy, which speaks for many.
+/// Of whom a connection is; empty for a proxy, whose requests say it.
 std::string peerOf(const tcp::socket& socket, const std::vector<asio::ip::address>& proxies) {
     error_code gone;
     const auto peer = socket.remote_endpoint(gone).address();
-    return std::find(proxies.begin(), proxies.end(), peer) == proxies.end() ? peer.to_string() : std::string();
+    return std::find(proxies.begin(), proxies.end(), peer) == proxies.end()
+               ? HttpRequest::Origin{.peer = peer}.network()
+               : std::string();
 }
 
 } // namespace
@@ -46,7 +48,8 @@ struct Server::Core {
         , context{options.limits,         {tls.has_value(), options.hosts, options.proxies},
                   std::move(router),      std::move(tls),
                   workers.get_executor(), slowWorkers.get_executor()}
-        , connections({options.limits.connections, options.limits.connectionsOfAPeer, options.limits.reserve})
+        , connections({options.limits.connections, options.limits.connectionsOfAPeer, options.limits.reserve,
+                       options.limits.connectionsOfAUser})
         , io(options.threads)
         , acceptor(asio::make_strand(io)) {
         // What a flood took goes back to the system.

@@ -15,6 +15,7 @@ struct ServerLimits {
     std::size_t connections = 512;
     std::size_t connectionsOfAPeer = 256; ///< which a proxy does not count as
     std::size_t reserve = 64;             ///< of the connections, for those who have signed in
+    std::size_t connectionsOfAUser = 32;
     std::chrono::milliseconds handshake{10'000};
     std::chrono::milliseconds idle{60'000}; ///< between two requests
     std::chrono::milliseconds header{10'000};

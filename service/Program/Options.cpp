@@ -310,7 +310,8 @@ std::string usage() {
          << raw.answers.description() << "\n"
          << raw.speech.description() << "\nThe configuration file is " << defaultConfigFile().string()
          << ".\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
-            "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use.\n";
+            "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use, 4 data directory in "
+            "use.\n";
     return text.str();
 }
 

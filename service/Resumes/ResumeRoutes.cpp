@@ -48,6 +48,7 @@ std::optional<HttpResponse> refusalByHeader(Accounts& accounts, Resumes& resumes
     const auto userId = uploaderOf(accounts, resumes, request);
     if (!userId)
         return refusal(unknownToken());
+    request.isOf(*userId);
     std::optional<UploadProblem> problem;
     if (contentLength(request) > Upload::formBytes)
         problem = fileTooLarge();
@@ -130,16 +131,18 @@ asio::awaitable<HttpResponse> handleBind(Accounts& accounts, Resumes& resumes, c
 } // namespace
 
 void addResumeRoutes(Router& router, Accounts& accounts, Resumes& resumes) {
-    router.route(verb::get, apiPath("/ai/token"), [&accounts, &resumes](const HttpRequest& request) {
-        return forUser(accounts, request, [&](const User& user) {
-            return success(resumes.tokens.issue({user.id, Accounts::sessionOf(request.bearerToken())}));
-        });
-    });
+    router.route(verb::get, apiPath("/ai/token"),
+                 [&accounts, &resumes](const HttpRequest& request) {
+                     return forUser(accounts, request, [&](const User& user) {
+                         return success(resumes.tokens.issue({user.id, Accounts::sessionOf(request.bearerToken())}));
+                     });
+                 },
+                 {.right = signedInOnly(accounts)});
     for (const char* path : {"/user/bind_resume/*", "/user/bind_resume/"}) {
         router.route(
             verb::post, apiPath(path),
             [&accounts, &resumes](const HttpRequest& request) { return handleBind(accounts, resumes, request); },
-            {.right = signedInOnly(accounts)});
+            {.right = signedInOnly(accounts), .bodyBytes = 1'024}); // of which nothing is read
     }
     router.route(verb::post, "/compatible-mode/v1/files",
                  [&accounts, &resumes](const HttpRequest& request) { return handleUpload(accounts, resumes, request); },

@@ -19,8 +19,6 @@ namespace {
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
 
-constexpr std::chrono::seconds refusalLimit{10};
-
 struct GatewayState {
     GatewayState(SpeechTokens& tokensToUse, const EngineSet& enginesToUse, const SpeechGatewayOptions& optionsToUse)
         : tokens(tokensToUse)
@@ -54,7 +52,7 @@ asio::awaitable<void> refuse(UpgradedStream& stream, HttpResponse response, std:
     reply.body() = std::move(response.body);
     reply.prepare_payload();
     boost::system::error_code ignored;
-    stream.next_layer().expires_after(refusalLimit);
+    stream.next_layer().expires_after(closingTime);
     co_await http::async_write(stream, reply, asio::redirect_error(asio::use_awaitable, ignored));
     co_await stream.next_layer().async_shutdown(asio::redirect_error(asio::use_awaitable, ignored));
 }
@@ -66,6 +64,7 @@ asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpReque
         co_await refuse(stream, unauthorized(), "The speech token is wrong or over, or its user has signed out");
         co_return;
     }
+    request.isOf(token->user());
     const auto place = state->places.take(token->user());
     if (!place) {
         HttpResponse full = failure(503, "语音识别的连接已满，请稍后再试", 503);

@@ -42,6 +42,12 @@ TEST(AccountRoutes, SignInGivesATokenAndAProfileKeepsTheTypeOfInterviewsAndRefus
     EXPECT_EQ(client.get(infoPath).status, 401);
 }
 
+TEST(AccountRoutes, ConnectionsCountAsTheirUsers) {
+    const RunningService service(
+        {.limits = std::make_shared<const ServerLimits>(ServerLimits{.connectionsOfAUser = 0})});
+    EXPECT_EQ(service.client().get(infoPath, service.token()).status, 503);
+}
+
 TEST(AccountRoutes, AccountsAndTokensOutliveARestartAndSignOutEndsThem) {
     RunningService service;
     const std::string token = service.token();

@@ -49,11 +49,16 @@ awaitable<HttpResponse> count(const HttpRequest& request) {
 
 Router testRouter() {
     Router router;
-    const RouteRules guarded{.right = [](const HttpRequest& request) {
-        return request.bearerToken() == "good" ? std::nullopt : std::optional(unauthorized());
-    }};
+    const RouteRules guarded{.right =
+                                 [](const HttpRequest& request) {
+                                     const bool good = request.bearerToken() == "good";
+                                     if (good)
+                                         request.isOf(1);
+                                     return good ? std::nullopt : std::optional(unauthorized());
+                                 },
+                             .bodyBytes = 10};
     router.route(verb::get, "/echo", echo);
-    router.route(verb::post, "/echo", echo);
+    router.route(verb::post, "/echo", echo, {.bodyBytes = 1 << 20});
     router.route(verb::put, "/item/*", echo);
     router.route(verb::get, "/broken", broken);
     router.route(verb::get, "/guarded", echo, guarded);
@@ -103,6 +108,9 @@ TEST(Server, RoutesAndAnswersInEnvelopes) {
         EXPECT_FALSE(refusal.message().empty()) << path;
     }
     EXPECT_EQ(client.get("/guarded", "good").status, 200);
+    const auto oldUpgrade = "GET /socket HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                            "Sec-WebSocket-Key: MDEyMzQ1Njc4OTAxMjM0NQ==\r\nSec-WebSocket-Version: 12\r\n\r\n";
+    EXPECT_THAT(answerTo(server, oldUpgrade), ::testing::HasSubstr("Sec-WebSocket-Version: 13"));
     const Reply wrongMethod = client.send("DELETE", "/echo", {}, {}, {{"Accept-Language", "en-GB,en"}});
     EXPECT_EQ(wrongMethod.message(), "This address takes another method");
     EXPECT_EQ(wrongMethod.status, 405);
@@ -175,7 +183,23 @@ TEST(Server, KeepsPlacesForThoseWhoHaveSignedIn) {
     const Reply refused = reserved.client().get("/echo");
     EXPECT_EQ(refused.status, 503);
     EXPECT_EQ(refused.headers.at("retry-after"), "3");
+    for (const char* path : {"/nothing", "/guarded", "/socket"})
+        EXPECT_EQ(reserved.client().get(path).status, 503) << path;
     EXPECT_EQ(reserved.client().get("/guarded", "good").status, 200) << "who has signed in gets in";
+}
+
+TEST(Server, ARefusedUploadTakesNobodysPlace) {
+    const RunningServer server(testRouter(), {.connections = 1, .reserve = 0});
+    const std::string tooLarge = post("/poured", "Content-Length: 2000000\r\n\r\n");
+    const auto refused = server.client().connect(tooLarge);
+    EXPECT_NE(refused->receiveUntil("null}"), "");
+    EXPECT_TRUE(stillServes(server));
+    const auto ended = server.client().connect(tooLarge);
+    EXPECT_NE(ended->receiveUntil("null}"), "");
+    char byte = 0;
+    EXPECT_EQ(ended->run([&](auto done) { ended->stream().async_read_some(boost::asio::buffer(&byte, 1), done); }),
+              boost::asio::ssl::error::stream_truncated)
+        << "a stranger's is not waited for";
 }
 
 namespace {
@@ -197,13 +221,14 @@ struct SocketPair {
 } // namespace
 
 TEST(OpenConnections, WhoWaitsForLongestGoesFirst) {
-    OpenConnections all({.all = 5, .ofAPeer = 3, .reserve = 1});
+    OpenConnections all({.all = 5, .ofAPeer = 3, .reserve = 1, .ofAUser = 4});
     std::array<SocketPair, 8> sockets;
     const auto enter = [&](std::size_t i, const char* peer) { return all.enter(sockets.at(i).ends[0], peer); };
     const auto working = enter(0, "x");
     working->works();
     const auto signedIn = enter(1, "x");
-    signedIn->signedIn();
+    signedIn->signedIn(1);
+    signedIn->waits();
     auto stranger = enter(2, "x");
     const auto fourth = enter(3, "x");
     EXPECT_TRUE(sockets[2].wasEnded()) << "a stranger, of the same peer, not at work";
@@ -214,12 +239,46 @@ TEST(OpenConnections, WhoWaitsForLongestGoesFirst) {
     other->works();
     fourth->works();
     const auto third = enter(5, "y");
-    EXPECT_FALSE(third->isOfTheReserve());
+    EXPECT_FALSE(third->isSurplus());
     third->works();
     const auto last = enter(6, "");
     EXPECT_EQ(last, nullptr) << "nobody waits whose place could be taken";
     signedIn->waits();
     EXPECT_FALSE(sockets[1].wasEnded()) << "not for a stranger of another peer";
+}
+
+TEST(OpenConnections, OneUserAndOneClientOfAProxyHaveAShare) {
+    OpenConnections all({.all = 7, .ofAPeer = 2, .reserve = 1, .ofAUser = 4});
+    std::array<SocketPair, 9> sockets;
+    std::vector<std::unique_ptr<OpenConnections::Place>> places;
+    const auto enter = [&] { places.push_back(all.enter(sockets.at(places.size()).ends[0], "")); };
+    for (const int user : {1, 2, 2, 2, 2, 2}) {
+        enter();
+        places.back()->signedIn(user);
+        places.back()->waits();
+    }
+    EXPECT_TRUE(sockets[1].wasEnded()) << "the oldest of a user who has too many";
+    places[1].reset();
+    for (int stranger = 0; stranger < 2; ++stranger) {
+        enter();
+        places.back()->works();
+        places.back()->isFor("client");
+    }
+    enter();
+    ASSERT_TRUE(places.back()) << "also where all are of users";
+    EXPECT_TRUE(sockets[2].wasEnded() && !sockets[0].wasEnded()) << "of the user with the most";
+
+    for (const int working : {0, 3, 4, 5, 8})
+        places.at(working)->works();
+    places[8]->signedIn(2);
+    EXPECT_FALSE(places[8]->isSurplus());
+    places[0]->signedIn(2);
+    EXPECT_TRUE(places[0]->isSurplus()) << "all that the user has are at work";
+    places[0]->isFor("client");
+    EXPECT_TRUE(places[0]->isSurplus() && !places[0]->isSignedIn()) << "the next request is somebody else's";
+    places[6]->waits();
+    places[0]->isFor("client");
+    EXPECT_TRUE(!places[0]->isSurplus() && sockets[6].wasEnded());
 }
 
 TEST(Server, IsTrustedThroughItsAuthorityForLoopbackAlone) {

@@ -111,6 +111,17 @@ class OpenApi(unittest.TestCase):
         described = {(path, method) for path, methods in self.document["paths"].items() for method in methods}
         self.assertEqual(described - self.asked, set(), "what is described was asked")
 
+    def test_a_stranger_is_not_asked_for_a_large_body(self):
+        for template, methods in self.document["paths"].items():
+            for method, operation in methods.items():
+                connection = http.client.HTTPSConnection("127.0.0.1", self.port, context=self.tls, timeout=30)
+                connection.putrequest(method.upper(), BASE + re.sub("{[^}]*}", "1", template))
+                connection.putheader("Content-Length", "16385")
+                connection.endheaders()
+                expected = 401 if "security" in operation else 413
+                self.assertEqual(connection.getresponse().status, expected, template)
+                connection.close()
+
     def test_every_route_is_described(self):
         sources = "".join(file.read_text() for file in (SOURCE / "service").rglob("*.cpp"))
         routes = {path.rstrip("/*") for path in re.findall(r'apiPath\("([^"]+)"\)', sources)}
