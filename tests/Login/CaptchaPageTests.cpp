@@ -12,10 +12,18 @@
 namespace parlowen::testing {
 namespace {
 
-/// The processes that the main thread started: the captcha's own, with the engine in it.
-qsizetype processes() {
-    QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(QCoreApplication::applicationPid()));
-    return children.open(QFile::ReadOnly) ? children.readAll().count(' ') : -1;
+/// The web engine's processes that have come of this one, told by a variable of its environment.
+int engineProcesses() {
+    static const QByteArray mark = "ENGINE_OF=" + QByteArray::number(QCoreApplication::applicationPid());
+    qputenv("ENGINE_OF", QByteArray::number(QCoreApplication::applicationPid()));
+    const QStringList ids = QDir("/proc").entryList({"[1-9]*"}, QDir::Dirs);
+    return static_cast<int>(std::count_if(ids.begin(), ids.end(), [](const QString& id) {
+        const auto contains = [&](const char* file, const QByteArray& what) {
+            QFile content("/proc/" + id + file);
+            return content.open(QFile::ReadOnly) && content.readAll().contains(what);
+        };
+        return contains("/cmdline", "QtWebEngineProcess") && contains("/environ", mark + '\0');
+    }));
 }
 
 /// A real web engine on pages of the test's own.
@@ -92,28 +100,28 @@ TEST_F(CaptchaPageTest, ThePageCannotLeaveItsHostOpenWindowsOrSave) {
 
 /// In a process of its own, as the program shows it.
 TEST_F(CaptchaPageTest, TheEngineRunsWhileTheWindowIsOpenAndNoLonger) {
-    const qsizetype before = processes();
+    const int before = engineProcesses();
     server_.enqueue(page("<script>setTimeout(() => webkit.messageHandlers.captchaHandler.postMessage("
                          R"({type: "success", data: {validate: "abc"}}), 300)</script>)"));
     auto* captcha = new CaptchaProcess(CaptchaProcess::commandFor(url()), &server_);
-    qsizetype during = 0;
+    int during = 0;
     bool closed = false;
     captcha->onValidateReceived = [&](const QString& validate) {
         results_ << validate;
-        during = processes();
+        during = engineProcesses();
     };
     captcha->onClosed = [&] { closed = true; };
     ASSERT_TRUE(waitFor([&] { return closed; }, 30'000));
     EXPECT_EQ(results_, QStringList{"abc"});
     EXPECT_GT(during, before);
-    EXPECT_TRUE(waitFor([&] { return processes() == before; }));
+    EXPECT_TRUE(waitFor([&] { return engineProcesses() == before; }));
 
     // The user gives up; then the sign-in page goes.
     server_.enqueue(page("nothing"));
     captcha = new CaptchaProcess(CaptchaProcess::commandFor(url()), &server_);
     ASSERT_TRUE(waitForRequests(2));
     delete captcha;
-    EXPECT_TRUE(waitFor([&] { return processes() == before; }));
+    EXPECT_TRUE(waitFor([&] { return engineProcesses() == before; }));
 }
 
 /// The real service with sign-in by code and its real page.
