@@ -59,7 +59,7 @@ public:
         asked.emplace_back(text);
         if (stalls) {
             held = std::move(done);
-            return [this] { ++dropped; };
+            return [this] { ++dropped, held = nullptr; };
         }
         const bool can = text.find("untranslatable") == std::string_view::npos;
         done(can ? std::optional(pair.to + ":" + std::string(text)) : std::nullopt);
