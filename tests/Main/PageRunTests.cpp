@@ -99,6 +99,7 @@ ON_EITHER_AUDIO_SERVER(PageRunTest);
 
 TEST_P(PageRunTest, FromTheSignInThroughAnInterviewToTheEndOfTheAccount) {
     ASSERT_NO_FATAL_FAILURE(start());
+    ASSERT_TRUE(waitFor([this] { return client_->state()->snapshot.defaultSink == "call"; }));
     hear({true, {}}, "call");
     EXPECT_EQ(client_->route()->choice()->serversDefault, "call") << "counts until the default is another one";
     ASSERT_NO_FATAL_FAILURE(signInByNumber());
