@@ -132,52 +132,14 @@ nlohmann::json chatRequest(const ChatEndpoint& endpoint, const Question& questio
             {"messages", chatMessages(question)}};
 }
 
-/// A place among the answers that run, for as long as it exists.
-class ChatAnswers::Place {
-public:
-    Place(ChatAnswers& answers, std::int64_t account)
-        : answers_(answers)
-        , account_(account)
-        , given_(answers.enter(account)) {}
-    ~Place() {
-        if (given_)
-            answers_.leave(account_);
-    }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
-    bool isGiven() const { return given_; }
-
-private:
-    ChatAnswers& answers_;
-    std::int64_t account_;
-    bool given_;
-};
-
 ChatAnswers::ChatAnswers(ChatClient& client, AnswerSource& fallback, Limits limits)
     : client_(client)
     , fallback_(fallback)
-    , limits_(limits) {}
-
-bool ChatAnswers::enter(std::int64_t account) {
-    const std::lock_guard lock(mutex_);
-    const auto ofAccount = runningOf_.find(account);
-    if (running_ >= limits_.atOnce || (ofAccount != runningOf_.end() && ofAccount->second >= limits_.atOnceOfAccount))
-        return false;
-    ++running_;
-    ++runningOf_[account];
-    return true;
-}
-
-void ChatAnswers::leave(std::int64_t account) {
-    const std::lock_guard lock(mutex_);
-    --running_;
-    if (--runningOf_[account] == 0)
-        runningOf_.erase(account);
-}
+    , answerBytes_(limits.answerBytes)
+    , places_(limits.atOnce, limits.atOnceOfAccount) {}
 
 asio::awaitable<void> ChatAnswers::answer(const Question& question, AnswerSink& sink) {
-    const Place place(*this, question.account);
-    if (place.isGiven()) {
+    if (const auto place = places_.take(question.account)) {
         auto asking = ask(question, sink);
         co_await std::move(asking);
     } else {
@@ -194,7 +156,7 @@ asio::awaitable<void> ChatAnswers::sayGrounds(const Question& question, std::str
 
 asio::awaitable<void> ChatAnswers::ask(const Question& question, AnswerSink& sink) {
     const auto executor = co_await asio::this_coro::executor;
-    const auto conversation = std::make_shared<Conversation>(executor, limits_.answerBytes);
+    const auto conversation = std::make_shared<Conversation>(executor, answerBytes_);
     sink.whenGone([conversation] { conversation->leave(); });
     const auto started = Clock::now();
     Dropping request(client_, client_.send(chatRequest(client_.endpoint(), question), [conversation](ChatEvent event) {

@@ -3,9 +3,7 @@
 #include "Answers/AnswerSource.h"
 #include "ChatClient.h"
 #include "Exchanges.h"
-
-#include <map>
-#include <mutex>
+#include "Http/UserPlaces.h"
 
 namespace parlowen::service {
 
@@ -14,8 +12,8 @@ namespace parlowen::service {
 class ChatAnswers final : public AnswerSource {
 public:
     struct Limits {
-        int atOnce = 32; ///< answers at the same time; one more is refused with words
-        int atOnceOfAccount = 4;
+        std::size_t atOnce = 32; ///< answers at the same time; one more is refused with words
+        std::size_t atOnceOfAccount = 4;
         std::size_t answerBytes = std::size_t{32} * 1024; ///< after which the model is stopped
     };
 
@@ -29,18 +27,13 @@ public:
     std::function<std::vector<std::string>(const Question&, std::string_view answer)> grounds;
 
 private:
-    class Place;
-    bool enter(std::int64_t account);
-    void leave(std::int64_t account);
     boost::asio::awaitable<void> ask(const Question& question, AnswerSink& sink);
     boost::asio::awaitable<void> sayGrounds(const Question& question, std::string_view whole, AnswerSink& sink);
 
     ChatClient& client_;
     AnswerSource& fallback_;
-    const Limits limits_;
-    std::mutex mutex_;
-    int running_ = 0;
-    std::map<std::int64_t, int> runningOf_;
+    const std::size_t answerBytes_;
+    UserPlaces places_;
 };
 
 /// The line that tells a user what went wrong, in the question's language. Never a text of the endpoint's.
