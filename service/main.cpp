@@ -1,12 +1,13 @@
 #include "Http/Log.h"
+#include "Http/Server.h"
 #include "Models/ModelCommands.h"
+#include "Program/AccountCommands.h"
 #include "Program/AnswerCommands.h"
 #include "Program/AnswerOptions.h"
 #include "Program/Service.h"
 #include "Resumes/ConfinedReader.h"
 
 #include <array>
-#include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -62,6 +63,8 @@ void serve(const ServiceOptions& options) {
     asio::signal_set signals(control, SIGINT, SIGTERM);
     signals.async_wait([&control](const error_code&, int) { control.stop(); });
 
+    if (!options.remark.empty())
+        logLine(options.remark);
     const Service service(options);
     if (!service.captchaUrl().empty())
         std::cout << "captcha on " << service.captchaUrl() << "\n";
@@ -81,13 +84,8 @@ int start(const ServiceOptions& options) {
     try {
         serve(options);
         return ended;
-    } catch (const boost::system::system_error& problem) {
-        if (problem.code() != asio::error::address_in_use) {
-            logLine(std::string("cannot start: ") + problem.what());
-            return cannotStart;
-        }
-        logLine("cannot start: " + options.address + ":" + std::to_string(options.port) +
-                " is in use, perhaps by another parlowen-service");
+    } catch (const AddressInUse& problem) {
+        logLine(std::string("cannot start: ") + problem.what());
         return addressInUse;
     } catch (const DirectoryInUse& problem) {
         logLine(std::string("cannot start: ") + problem.what());
@@ -108,7 +106,9 @@ ModelCatalogue catalogueOf(const ServiceOptions& options) {
 /// What prints and ends, and may fail.
 int command(const ServiceOptions& options) {
     try {
-        if (options.printPrompt)
+        if (options.setPassword)
+            setPassword(options.data, *options.setPassword, std::cin, std::cout);
+        else if (options.printPrompt)
             printPrompt(options, std::cout);
         else if (options.models)
             listModels(options.data, catalogueOf(options), std::cout);
@@ -143,12 +143,12 @@ int main(int argc, char** argv) {
         std::cout << usage();
     else if (options.version)
         std::cout << "parlowen-service " << serviceVersion() << "\n";
-    else if (options.models || !options.getModel.empty() || options.printPrompt)
+    else if (options.models || !options.getModel.empty() || options.printPrompt || options.setPassword)
         return command(options);
     else if (options.printConfig)
         std::cout << sampleConfig();
     else if (options.checkConfig)
-        std::cout << "nothing is wrong with " << options.config.string() << "\n";
+        std::cout << checkedConfig(options);
     else if (options.checkAnswers)
         return checkAnswers(options, std::cout) ? ended : cannotStart;
     else

@@ -71,6 +71,15 @@ void noteUse(SQLite::Database& database, std::string_view tokenHash, std::int64_
     }
 }
 
+/// False where the number is known already.
+bool addUser(SQLite::Database& database, const PhoneNumber& phone, const std::string& passwordHash) {
+    const std::int64_t now = std::time(nullptr);
+    SQLite::Statement insert(database, "INSERT INTO users (country_code, phone, nick_name, password_hash, created_at, "
+                                       "last_login_at) VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
+    SQLite::bind(insert, phone.countryCode, phone.number, firstNickName(phone), passwordHash, now, now);
+    return insert.exec() != 0;
+}
+
 } // namespace
 
 AccountStore::AccountStore(Database& database, std::chrono::seconds sessionLife)
@@ -101,16 +110,37 @@ std::optional<User> AccountStore::create(const PhoneNumber& phone, const std::st
     return database_.use([&](SQLite::Database& database) -> std::optional<User> {
         const std::int64_t now = std::time(nullptr);
         SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-        SQLite::Statement insert(database,
-                                 "INSERT INTO users (country_code, phone, nick_name, password_hash, "
-                                 "created_at, last_login_at) VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
-        SQLite::bind(insert, phone.countryCode, phone.number, firstNickName(phone), passwordHash, now, now);
-        if (insert.exec() == 0)
+        if (!addUser(database, phone, passwordHash))
             return std::nullopt;
         insertSession(database, database.getLastInsertRowid(), tokenHash, now);
         auto created = select(database, phone);
         transaction.commit();
         return created->user;
+    });
+}
+
+bool AccountStore::setPassword(const PhoneNumber& phone, const std::string& passwordHash) {
+    return database_.use([&](SQLite::Database& database) {
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        const bool isNew = addUser(database, phone, passwordHash);
+        if (!isNew) {
+            SQLite::Statement update(database,
+                                     "UPDATE users SET password_hash = ? WHERE country_code = ? AND phone = ?");
+            SQLite::bind(update, passwordHash, phone.countryCode, phone.number);
+            update.exec();
+            SQLite::Statement end(database, "DELETE FROM sessions WHERE user_id = (SELECT id FROM users WHERE "
+                                            "country_code = ? AND phone = ?)");
+            SQLite::bind(end, phone.countryCode, phone.number);
+            end.exec();
+        }
+        transaction.commit();
+        return isNew;
+    });
+}
+
+bool AccountStore::hasUsers() {
+    return database_.use([](SQLite::Database& database) {
+        return SQLite::Statement(database, "SELECT 1 FROM users LIMIT 1").executeStep();
     });
 }
 

@@ -48,6 +48,9 @@ public:
     /// Adds a user with a first session, or neither; none when the number is known already. An empty hash is of no
     /// password: the user signs in by other means.
     std::optional<User> create(const PhoneNumber& phone, const std::string& passwordHash, std::string_view tokenHash);
+    /// Adds a user without a session, or gives one another password and ends their sessions; whether it was added.
+    bool setPassword(const PhoneNumber& phone, const std::string& passwordHash);
+    bool hasUsers();
     void setPasswordHash(std::int64_t userId, const std::string& passwordHash);
     /// Adds a session to a user.
     User openSession(const PhoneNumber& phone, std::string_view tokenHash);

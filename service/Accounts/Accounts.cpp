@@ -33,6 +33,8 @@ Refused tooMany(const char* what, std::chrono::seconds wait) {
 }
 
 constexpr const char* manyFailures = "登录失败次数过多";
+constexpr const char* shortPassword = "密码不正确，密码至少6位";
+constexpr const char* longPassword = "密码过长";
 
 } // namespace
 
@@ -99,7 +101,7 @@ std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone
     const auto known = store_.find(phone);
     if (password.size() > longestSecret) {
         passwordMatches({}, password.substr(0, longestSecret));
-        return Refused{Reason::Input, "密码过长"};
+        return Refused{Reason::Input, longPassword};
     }
     const bool longEnough = characters(password) >= leastPassword;
     if (!known && mayCreate && longEnough) {
@@ -114,8 +116,18 @@ std::variant<SignedIn, Refused> Accounts::checkPassword(const PhoneNumber& phone
         return newSession(phone);
     }
     if (!longEnough)
-        return Refused{Reason::Input, "密码不正确，密码至少6位"};
+        return Refused{Reason::Input, shortPassword};
     return Refused{Reason::WrongPassword, "手机号或密码错误"};
+}
+
+tl::expected<bool, Refused> Accounts::setPassword(const Credentials& credentials) {
+    if (auto problem = problemOf(credentials.number()))
+        return tl::unexpected(*std::move(problem));
+    if (characters(credentials.secret) < leastPassword)
+        return tl::unexpected(Refused{Reason::Input, shortPassword});
+    if (credentials.secret.size() > longestSecret)
+        return tl::unexpected(Refused{Reason::Input, longPassword});
+    return store_.setPassword(credentials.number(), hashedPassword(credentials.secret));
 }
 
 std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& credentials) {

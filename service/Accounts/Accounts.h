@@ -7,6 +7,7 @@
 
 #include <mutex>
 #include <set>
+#include <tl/expected.hpp>
 #include <variant>
 
 namespace parlowen::service {
@@ -58,6 +59,9 @@ public:
     std::variant<SignedIn, Refused> signInByCode(const Credentials& credentials);
     /// What is wrong with the shape of a number or of its country's code; none when nothing is.
     static std::optional<Refused> problemOf(const PhoneNumber& phone);
+    /// Gives a number its password: whether its account was made by that. The sign-ins of one that existed end. Throws
+    /// StoreError.
+    tl::expected<bool, Refused> setPassword(const Credentials& credentials);
     /// A code to send to a number.
     std::variant<std::string, Refused> issueCode(const Credentials& credentials);
     /// What was issued did not reach the number, which it costs nothing.

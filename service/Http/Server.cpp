@@ -38,7 +38,30 @@ std::string peerOf(const tcp::socket& socket, const std::vector<asio::ip::addres
                : std::string();
 }
 
+void bindTo(tcp::acceptor& acceptor, const tcp::endpoint& endpoint) {
+    acceptor.open(endpoint.protocol());
+    acceptor.set_option(asio::socket_base::reuse_address(true));
+    error_code failed;
+    acceptor.bind(endpoint, failed);
+    const std::string place = authorityOf(endpoint.address(), endpoint.port());
+    if (failed == asio::error::address_in_use)
+        throw AddressInUse(place + " is in use, perhaps by another parlowen-service");
+    if (failed)
+        throw boost::system::system_error(failed, place);
+}
+
 } // namespace
+
+std::string authorityOf(const asio::ip::address& address, std::uint16_t port) {
+    const std::string host = address.is_v6() ? "[" + address.to_string() + "]" : address.to_string();
+    return host + ":" + std::to_string(port);
+}
+
+void requireFree(const asio::ip::address& address, std::uint16_t port) {
+    asio::io_context none;
+    tcp::acceptor acceptor(none);
+    bindTo(acceptor, {address, port});
+}
 
 struct Server::Core {
     Core(Options serverOptions, std::optional<asio::ssl::context> tls, Router router)
@@ -73,10 +96,7 @@ struct Server::Core {
 };
 
 void Server::Core::listen() {
-    const tcp::endpoint endpoint(options.address, options.port);
-    acceptor.open(endpoint.protocol());
-    acceptor.set_option(asio::socket_base::reuse_address(true));
-    acceptor.bind(endpoint);
+    bindTo(acceptor, {options.address, options.port});
     acceptor.listen();
     port = acceptor.local_endpoint().port();
 }

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
+#include <string>
 
 namespace parlowen::service {
 
@@ -25,6 +27,17 @@ struct ServerLimits {
     std::chrono::milliseconds streamComment{15'000}; ///< how long an event stream is quiet before a comment goes out
 };
 
+/// Another program listens there.
+struct AddressInUse : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws AddressInUse where another program listens at the address.
+void requireFree(const boost::asio::ip::address& address, std::uint16_t port);
+
+/// "127.0.0.1:80", "[::1]:80".
+std::string authorityOf(const boost::asio::ip::address& address, std::uint16_t port);
+
 /// The HTTPS server, or without TLS one for pages in plain HTTP: connections run as coroutines, each on a strand of a
 /// few threads.
 class Server {
@@ -43,7 +56,7 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Opens the port and returns; throws boost::system::system_error when that fails, such as for an address in use.
+    /// Opens the port and returns; throws AddressInUse, or boost::system::system_error.
     void start();
     /// Ends all connections; returns once no handler runs any more. Coroutines that wait are freed with the server.
     void stop();

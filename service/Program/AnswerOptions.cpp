@@ -1,6 +1,7 @@
 #include "AnswerOptions.h"
 
 #include <boost/program_options/value_semantic.hpp>
+#include <sstream>
 
 namespace parlowen::service {
 
@@ -17,7 +18,9 @@ po::options_description AnswerOptions::description() {
     po::options_description all("Answers by a language model (also in the configuration file)", lineLength);
     const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
     const auto number = [](auto& value, auto usual) {
-        return po::value(&value)->value_name("NUMBER")->default_value(usual);
+        std::ostringstream shown; // six digits of a fraction, not its last bit
+        shown << usual;
+        return po::value(&value)->value_name("NUMBER")->default_value(usual, shown.str());
     };
     const ChatEndpoint usual;
     const ChatAnswers::Limits limits;
@@ -36,8 +39,8 @@ po::options_description AnswerOptions::description() {
         ("answers-first-piece-seconds", number(firstPieceSeconds, seconds(usual.firstPiece)),
          "until the first piece of an answer; an outline takes its place then")
         ("answers-stall-seconds", number(stallSeconds, seconds(usual.stall)), "without a piece, after which an answer ends")
-        ("answers-at-once", number(atOnce, limits.atOnce), "answers at the same time; one more is refused")
-        ("answers-at-once-per-account", number(atOnceOfAccount, limits.atOnceOfAccount), "the same for one account")
+        ("answers-at-once", number(atOnce, static_cast<int>(limits.atOnce)), "answers at the same time; one more is refused")
+        ("answers-at-once-per-account", number(atOnceOfAccount, static_cast<int>(limits.atOnceOfAccount)), "the same for one account")
         ("answers-translate-to", po::value(&translateTo)->value_name("CODES")->default_value("zh-Hans,en"),
          "languages that the model translates finished sentences into, where nothing here does; none when empty");
     // clang-format on
@@ -69,15 +72,15 @@ Problem AnswerOptions::apply(ChatEndpoint& endpoint, ChatAnswers::Limits& limits
                 {}};
     if (auto problem = readCodes("answers-translate-to", translateTo, endpoint.translateTo))
         return problem;
-    limits.atOnce = atOnce;
-    limits.atOnceOfAccount = atOnceOfAccount;
+    limits.atOnce = static_cast<std::size_t>(atOnce);
+    limits.atOnceOfAccount = static_cast<std::size_t>(atOnceOfAccount);
     if (auto problem = readKey("answers", keyFile, keyEnvironment, endpoint.key))
         return problem;
     if (url.empty())
         return std::nullopt;
-    if (model.empty())
-        return OptionProblem{"answers-url", "answers-model is missing"};
-    return checkAddress("answers-url", endpoint.url, !endpoint.key.empty());
+    if (auto problem = checkAddress("answers-url", endpoint.url, !endpoint.key.empty()))
+        return problem;
+    return model.empty() ? Problem(OptionProblem{"answers-url", "answers-model is missing"}) : std::nullopt;
 }
 
 } // namespace parlowen::service

@@ -8,7 +8,6 @@
 #include <boost/url/parse.hpp>
 #include <cctype>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 #include <sys/stat.h>
 #include <system_error>
@@ -20,12 +19,6 @@ namespace {
 using Problem = std::optional<OptionProblem>;
 
 constexpr std::size_t longestKey = 4'096;
-
-std::string trimmed(const std::string& text) {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    return first == std::string::npos ? std::string()
-                                      : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
 
 bool isLoopback(const std::string& host) {
     boost::system::error_code none;
@@ -39,7 +32,9 @@ Problem readKeyFile(const std::string& option, const std::string& file, std::str
         return OptionProblem{option, file + " is open to other users; run: chmod 600 " + file};
     try {
         const auto contents = readPrivateFile(file, longestKey);
-        key = contents ? trimmed(*contents) : std::string();
+        if (!contents)
+            return OptionProblem{option, "there is no file " + file};
+        key = trimmed(*contents);
     } catch (const std::system_error& problem) {
         return OptionProblem{option, problem.what()};
     }
@@ -50,16 +45,10 @@ Problem readKeyFile(const std::string& option, const std::string& file, std::str
 
 } // namespace
 
-int lineOf(const std::filesystem::path& file, const std::string& optionOrLine) {
-    std::ifstream lines(file);
-    int number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        ++number;
-        line = trimmed(line.substr(0, line.find('#')));
-        if (line == optionOrLine || trimmed(line.substr(0, line.find('='))) == optionOrLine)
-            return number;
-    }
-    return 0;
+std::string trimmed(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\r\n");
+    return first == std::string::npos ? std::string()
+                                      : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
 Problem outOfRange(const std::string& option, double value, double least, double most) {

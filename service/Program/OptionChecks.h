@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,8 +12,8 @@ struct OptionProblem {
     std::string text;
 };
 
-/// The number of the first line of a configuration file that sets an option, or that is this text; 0 for none.
-int lineOf(const std::filesystem::path& file, const std::string& optionOrLine);
+/// Without the blanks around it.
+std::string trimmed(const std::string& text);
 
 /// For a value that has to lie between two others.
 std::optional<OptionProblem> outOfRange(const std::string& option, double value, double least, double most);

@@ -1,15 +1,14 @@
 #include "Options.h"
 
 #include "AnswerOptions.h"
+#include "ConfigFile.h"
 #include "Pictures/QrCode.h"
 #include "SpeechOptions.h"
 
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options.hpp>
 #include <charconv>
 #include <cstdlib>
-#include <fstream>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -19,6 +18,7 @@ namespace parlowen::service {
 namespace {
 
 namespace po = boost::program_options;
+using Problem = std::optional<OptionProblem>;
 
 constexpr const char* usualListen = "127.0.0.1:47615";
 
@@ -35,23 +35,12 @@ std::optional<std::uint16_t> parsePort(std::string_view text) {
     return port;
 }
 
-/// What no name or value may hold: the library's reasons have such marks, and one that is put in its own place is put
-/// there again without end. In any case: it puts some values in small letters. A problem, or none.
-std::optional<std::string> problemOfMarks(std::string_view text) {
-    for (const char* mark :
-         {"%option%", "%canonical_option%", "%original_token%", "%prefix%", "%value%", "%invalid_line%"})
-        if (boost::algorithm::icontains(text, mark))
-            return std::string(mark) + " cannot stand in an option";
-    return std::nullopt;
-}
-
-/// "127.0.0.1:8443", "[::1]:0", "localhost:0"; an error text, or none.
-std::optional<std::string> parseListen(const char* option, const std::string& text, std::string& address,
-                                       std::uint16_t& port) {
+/// "127.0.0.1:8443", "[::1]:0", "localhost:0".
+Problem parseListen(const char* option, const std::string& text, std::string& address, std::uint16_t& port) {
     const auto colon = text.rfind(':');
     const auto parsed = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
     if (!parsed)
-        return std::string(option) + " takes ADDRESS:PORT, not \"" + text + "\"";
+        return OptionProblem{option, "takes ADDRESS:PORT, not \"" + text + "\""};
     std::string host = text.substr(0, colon);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
@@ -60,32 +49,35 @@ std::optional<std::string> parseListen(const char* option, const std::string& te
     boost::system::error_code invalid;
     const auto parsedHost = boost::asio::ip::make_address(host, invalid);
     if (invalid)
-        return "\"" + host + "\" is no IP address";
+        return OptionProblem{option, "\"" + host + "\" is neither an IP address nor localhost"};
     if (!parsedHost.is_loopback())
-        return host + " is no loopback address: whoever reaches the service may make an account, so it serves this "
-                      "machine alone";
+        return OptionProblem{option, host + " is no loopback address: the service serves this machine alone; a reverse "
+                                            "proxy brings it to others (--proxy, --host)"};
     address = host;
     port = *parsed;
     return std::nullopt;
 }
 
-std::optional<std::string> parseCaptchaListen(const std::string& text, ServiceOptions& options) {
+/// Without a word of it the captcha is at the next port, where applications look for it.
+Problem parseCaptchaListen(const std::string& text, ServiceOptions& options) {
+    constexpr std::uint16_t lastPort = 65'535;
     if (!text.empty())
-        return parseListen("--captcha-listen", text, options.captchaAddress, options.captchaPort);
+        return parseListen("captcha-listen", text, options.captchaAddress, options.captchaPort);
+    if (options.loginByCode && options.port == lastPort)
+        return OptionProblem{"listen", "no port comes after 65535, where the captcha would be (--captcha-listen)"};
     options.captchaAddress = options.address;
     options.captchaPort = static_cast<std::uint16_t>(options.port == 0 ? 0 : options.port + 1);
     return std::nullopt;
 }
 
-std::optional<std::string> parseLoginMethod(const std::string& text, ServiceOptions& options) {
+Problem parseLoginMethod(const std::string& text, ServiceOptions& options) {
     options.loginByCode = text == "code";
     if (text == "code" || text == "password")
         return std::nullopt;
-    return "--login-method takes password or code, not \"" + text + "\"";
+    return OptionProblem{"login-method", "takes password or code, not \"" + text + "\""};
 }
 
-/// A problem is that of an option's name.
-std::optional<OptionProblem> checkServer(const ServiceOptions& options) {
+Problem checkServer(const ServiceOptions& options) {
     constexpr int longestDays = 3'650;
     if (options.sessionDays < 1 || options.sessionDays > longestDays)
         return OptionProblem{"session-days", std::to_string(options.sessionDays) + " is not from 1 to 3650"};
@@ -105,13 +97,23 @@ std::optional<OptionProblem> checkServer(const ServiceOptions& options) {
     return std::nullopt;
 }
 
-std::optional<std::string> parseData(const std::string& text, ServiceOptions& options) {
+Problem parseData(const std::string& text, ServiceOptions& options) {
     if (text.empty())
-        return "--data takes a directory";
+        return OptionProblem{"data", "takes a directory"};
     options.data = std::filesystem::absolute(text).lexically_normal();
     if (options.data.filename().empty()) // "dir/" names the same directory as "dir"
         options.data = options.data.parent_path();
     return std::nullopt;
+}
+
+/// "+86 13800000000".
+Problem parseNumber(const std::string& text, ServiceOptions& options) {
+    const auto blank = text.find(' ');
+    if (text.starts_with('+') && blank != std::string::npos) {
+        options.setPassword = {text.substr(1, blank - 1), text.substr(blank + 1)};
+        return std::nullopt;
+    }
+    return OptionProblem{"set-password", "takes a number such as \"+86 13800000000\", not \"" + text + "\""};
 }
 
 /// What the options are stored in before they are checked.
@@ -123,19 +125,30 @@ struct RawOptions {
     std::string config;
     std::string question;
     std::string resume;
+    std::optional<std::string> number; ///< whose password is set
     AnswerOptions answers;
     SpeechOptions speech;
 };
 
 /// Those of the server that the configuration file can hold, too; stored in `options`.
-po::options_description serverDescription(ServiceOptions& options) {
+po::options_description serverDescription(ServiceOptions& options, RawOptions& raw) {
     constexpr unsigned lineLength = 110;
     po::options_description all("The server (also in the configuration file)", lineLength);
+    const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
     const auto list = [](std::vector<std::string>& values, const char* name) {
         return po::value(&values)->value_name(name)->composing();
     };
     // clang-format off
     all.add_options()
+        ("listen", text(raw.listen, "ADDRESS:PORT")->default_value(usualListen),
+         "where to listen; a loopback address, port 0 for any free one")
+        ("login-method", text(raw.loginMethod, "METHOD")->default_value("password"),
+         "how users sign in: password, or code (sent to the phone)")
+        ("captcha-listen", text(raw.captchaListen, "ADDRESS:PORT"),
+         "where the captcha's page is, in plain HTTP, when users sign in by code; by default at the port after that of "
+         "--listen, where the application looks for it")
+        ("sms-command", text(options.smsCommand, "COMMAND"),
+         "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
         ("create-accounts", po::bool_switch(&options.createAccounts),
          "the first sign-in of a number by password, from this machine, makes its account")
         ("contact", po::value(&options.contact)->value_name("TEXT"),
@@ -157,18 +170,12 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
     const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
     // clang-format off
     all.add_options()
-        ("listen", text(raw.listen, "ADDRESS:PORT")->default_value(usualListen),
-         "where to listen; a loopback address, port 0 for any free one")
         ("data", text(raw.data, "DIR")->default_value(defaultDataDirectory().string()),
          "where accounts and certificates are kept")
         ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
-        ("login-method", text(raw.loginMethod, "METHOD")->default_value("password"),
-         "how users sign in: password, or code (sent to the phone)")
-        ("captcha-listen", text(raw.captchaListen, "ADDRESS:PORT"),
-         "where the captcha's page is, in plain HTTP, when users sign in by code; by default at the port after that of "
-         "--listen, where the application looks for it")
-        ("sms-command", text(options.smsCommand, "COMMAND"),
-         "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
+        ("set-password", po::value<std::string>()->value_name("NUMBER"),
+         "give a number, such as \"+86 13800000000\", its password, which is read from standard input; makes its account "
+         "where it has none, ends its sign-ins where it has")
         ("models", po::bool_switch(&options.models), "list the speech models: what is here, what can be fetched")
         ("get-model", text(options.getModel, "NAME"), "fetch a speech model of that list, or go on with it")
         ("mirror", text(options.mirror, "ADDRESS"), "where to fetch it from, instead of its makers' place")
@@ -176,7 +183,7 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
          "list of models that can be fetched, instead of the built-in one")
         ("config", text(raw.config, "FILE"), "the configuration file, instead of the usual one")
         ("check-config", po::bool_switch(&options.checkConfig), "say what is wrong with it, and where")
-        ("print-config", po::bool_switch(&options.printConfig), "print one with every option")
+        ("print-config", po::bool_switch(&options.printConfig), "print one with every option that it can hold")
         ("print-prompt", text(raw.question, "QUESTION"), "print what the language model would be sent for a question")
         ("resume", text(raw.resume, "FILE"), "with --print-prompt: a resume's text")
         ("check-answers", po::bool_switch(&options.checkAnswers), "ask the language model a question, with the times")
@@ -186,33 +193,24 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
     return all;
 }
 
-std::string inFile(const std::filesystem::path& file, const std::string& optionOrLine, const std::string& text) {
-    return file.string() + ":" + std::to_string(lineOf(file, optionOrLine)) + ": " + text;
-}
-
-/// The options of the configuration file that arguments do not name; what is wrong with it, or none.
-std::optional<std::string> readConfig(const std::filesystem::path& file, const po::options_description& known,
-                                      po::variables_map& values) {
-    std::ifstream stream(file);
-    std::error_code ignored;
-    if (std::filesystem::is_directory(file, ignored) || (!stream && std::filesystem::exists(file, ignored)))
-        return file.string() + " cannot be read";
-    try {
-        const auto parsed = po::parse_config_file(stream, known);
-        for (const auto& option : parsed.options)
-            for (const std::string& value : option.value)
-                if (const auto problem = problemOfMarks(value))
-                    return inFile(file, option.string_key, *problem);
-        po::store(parsed, values);
-    } catch (const po::unknown_option& problem) {
-        return inFile(file, problem.get_option_name(), "there is no option " + problem.get_option_name());
-    } catch (const po::invalid_config_file_syntax& problem) {
-        return inFile(file, problem.tokens(), "\"" + problem.tokens() + "\" is not NAME = VALUE");
-    } catch (const po::error_with_option_name& problem) {
-        const std::string name = problem.get_option_name();
-        return inFile(file, name.substr(std::min(name.find_first_not_of('-'), name.size())), problem.what());
-    }
-    return std::nullopt;
+/// Takes in what the library cannot by itself; the problem is that of an option's name.
+Problem check(const RawOptions& raw, ServiceOptions& options) {
+    auto problem = parseListen("listen", raw.listen, options.address, options.port);
+    if (!problem)
+        problem = parseLoginMethod(raw.loginMethod, options);
+    if (!problem)
+        problem = parseCaptchaListen(raw.captchaListen, options);
+    if (!problem && raw.number)
+        problem = parseNumber(*raw.number, options);
+    if (!problem)
+        problem = checkServer(options);
+    if (!problem)
+        problem = raw.answers.apply(options.chat, options.chatLimits);
+    if (!problem)
+        problem = raw.speech.apply(options.transcription, options.region);
+    if (!options.loginByCode && !(options.smsCommand.empty() && raw.captchaListen.empty()))
+        options.remark = "sms-command and captcha-listen do nothing: users sign in by password (login-method)";
+    return problem ? problem : parseData(raw.data, options);
 }
 
 std::optional<std::string> parseAll(const std::vector<std::string>& arguments, ServiceOptions& options) {
@@ -224,10 +222,11 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     RawOptions raw;
     const auto answers = raw.answers.description();
     const auto speech = raw.speech.description();
-    auto all = description(options, raw);
+    const auto ofArguments = description(options, raw);
     po::options_description inFiles;
-    inFiles.add(serverDescription(options)).add(answers).add(speech);
-    all.add(inFiles);
+    inFiles.add(serverDescription(options, raw)).add(answers).add(speech);
+    po::options_description all;
+    all.add(ofArguments).add(inFiles);
     po::variables_map values;
     po::store(po::command_line_parser(arguments).options(all).positional({}).style(style).run(), values);
     const bool isNamed = values.count("config") > 0;
@@ -241,7 +240,7 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
             given.insert(option->long_name());
     std::error_code unknown;
     if (std::filesystem::exists(options.config, unknown)) {
-        if (auto problem = readConfig(options.config, inFiles, values))
+        if (auto problem = readConfigFile(options.config, inFiles, ofArguments, values))
             return problem;
     } else if (isNamed) {
         return "there is no file " + options.config.string();
@@ -252,23 +251,14 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     if (values.count("print-prompt") > 0)
         options.printPrompt = raw.question;
     options.resume = raw.resume;
-    auto wrong = checkServer(options);
-    if (!wrong)
-        wrong = raw.answers.apply(options.chat, options.chatLimits);
-    if (!wrong)
-        wrong = raw.speech.apply(options.transcription, options.region);
-    if (const auto& problem = wrong) {
+    if (values.count("set-password") > 0)
+        raw.number = values["set-password"].as<std::string>();
+    if (const auto problem = check(raw, options)) {
         const std::string text = problem->option + ": " + problem->text;
-        return given.contains(problem->option) || lineOf(options.config, problem->option) == 0
-                   ? text
-                   : inFile(options.config, problem->option, text);
+        const int line = given.contains(problem->option) ? 0 : lineOf(options.config, problem->option);
+        return line == 0 ? text : inFile(options.config, line, text);
     }
-    auto problem = parseListen("--listen", raw.listen, options.address, options.port);
-    if (!problem)
-        problem = parseCaptchaListen(raw.captchaListen, options);
-    if (!problem)
-        problem = parseLoginMethod(raw.loginMethod, options);
-    return problem ? problem : parseData(raw.data, options);
+    return std::nullopt;
 }
 
 } // namespace
@@ -306,7 +296,7 @@ std::string usage() {
     text << "Usage: parlowen-service [options]\n\n"
             "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n\n"
          << description(options, raw) << "\n"
-         << serverDescription(options) << "\n"
+         << serverDescription(options, raw) << "\n"
          << raw.answers.description() << "\n"
          << raw.speech.description() << "\nThe configuration file is " << defaultConfigFile().string()
          << ".\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
@@ -315,15 +305,22 @@ std::string usage() {
     return text.str();
 }
 
+std::string checkedConfig(const ServiceOptions& options) {
+    std::error_code unknown;
+    const std::string file = options.config.string();
+    if (!std::filesystem::exists(options.config, unknown))
+        return "there is no file " + file + ": every option is at its default\n";
+    return "nothing is wrong with " + file + "\n" + (options.remark.empty() ? "" : options.remark + "\n");
+}
+
 std::string sampleConfig() {
     std::ostringstream text;
     text << "# The configuration of parlowen-service. A line is NAME = VALUE; arguments of the same names go before "
             "it.\n";
     ServiceOptions options;
-    AnswerOptions answers;
-    SpeechOptions speech;
+    RawOptions raw;
     po::options_description all;
-    all.add(serverDescription(options)).add(answers.description()).add(speech.description());
+    all.add(serverDescription(options, raw)).add(raw.answers.description()).add(raw.speech.description());
     for (const auto& option : all.options()) {
         boost::any usual;
         option->semantic()->apply_default(usual);

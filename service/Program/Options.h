@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Accounts/AccountStore.h"
 #include "Chat/ChatAnswers.h"
 #include "Cloud/RegionTokens.h"
 #include "Cloud/Transcription.h"
@@ -41,6 +42,8 @@ struct ServiceOptions {
     bool checkAnswers = false;              ///< ask the language model something and end
     std::optional<std::string> printPrompt; ///< print what would be sent for that question and end
     std::filesystem::path resume;           ///< a text file for that prompt; empty: none
+    std::optional<PhoneNumber> setPassword; ///< give that number its password and end
+    std::string remark;                     ///< what is set and does nothing, in a line; empty: nothing is
     bool help = false;
     bool version = false;
 };
@@ -57,6 +60,9 @@ std::filesystem::path defaultDataDirectory();
 
 /// The text of --help.
 std::string usage();
+
+/// What --check-config says of a file in which nothing is wrong.
+std::string checkedConfig(const ServiceOptions& options);
 
 /// A configuration file with every option at its default, each with a comment.
 std::string sampleConfig();

@@ -17,8 +17,6 @@
 #include "Speech/Gateway.h"
 
 #include <algorithm>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <system_error>
@@ -35,14 +33,20 @@ std::filesystem::path madeDirectory(const std::filesystem::path& directory) {
     return directory;
 }
 
+/// Where the service that runs on a directory said that it listens; empty where it did not.
+std::string notedPort(const std::filesystem::path& directory) {
+    const auto port = readPrivateFile(directory / "port");
+    return port ? port->substr(0, port->find('\n')) : std::string();
+}
+
 /// One service a directory. Where its port is taken, too, that is what people want to hear.
 std::unique_ptr<DirectoryLock> lockOf(const ServiceOptions& options) {
     if (auto lock = DirectoryLock::take(options.data))
         return lock;
-    boost::asio::io_context none;
-    const boost::asio::ip::tcp::endpoint place(boost::asio::ip::make_address(options.address), options.port);
-    boost::asio::ip::tcp::acceptor(none, place); // throws where it is in use
-    throw DirectoryInUse(options.data.string() + " is another parlowen-service's, which runs");
+    requireFree(boost::asio::ip::make_address(options.address), options.port);
+    const std::string port = notedPort(options.data);
+    throw DirectoryInUse(options.data.string() + " is another parlowen-service's, which runs" +
+                         (port.empty() ? "" : " at port " + port));
 }
 
 /// The key that signs speech tokens, made at the first start.
@@ -120,8 +124,7 @@ std::unique_ptr<SpeechService> speechOf(const ServiceOptions& options, const Ser
 }
 
 std::string authority(const std::string& address, std::uint16_t port) {
-    const std::string host = address.find(':') == std::string::npos ? address : "[" + address + "]";
-    return host + ":" + std::to_string(port);
+    return authorityOf(boost::asio::ip::make_address(address), port);
 }
 
 } // namespace
@@ -160,10 +163,16 @@ struct Service::Parts {
                  .createByPassword = options.createAccounts}
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
         startSpeechTokens();
+        tellWhereNobodyCanSignIn(options);
         server.start();
         if (options.loginByCode)
             startCaptcha(options);
         notePort();
+    }
+
+    void tellWhereNobodyCanSignIn(const ServiceOptions& options) {
+        if (!options.loginByCode && !options.createAccounts && !accounts.store().hasUsers())
+            logLine("there is no account yet: --set-password makes one, with --create-accounts the first sign-in does");
     }
 
     /// For another program of this user. A full disk is no reason not to serve.

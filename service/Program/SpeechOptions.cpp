@@ -96,9 +96,9 @@ Problem SpeechOptions::applyEndpoint(TranscriptionEndpoint& endpoint) const {
         return problem;
     if (url.empty())
         return std::nullopt;
-    if (model.empty())
-        return OptionProblem{"speech-url", "speech-model is missing"};
-    return checkAddress("speech-url", endpoint.url, !endpoint.key.empty());
+    if (auto problem = checkAddress("speech-url", endpoint.url, !endpoint.key.empty()))
+        return problem;
+    return model.empty() ? Problem(OptionProblem{"speech-url", "speech-model is missing"}) : std::nullopt;
 }
 
 Problem SpeechOptions::applyRegion(CloudRegion& cloud) const {

@@ -54,6 +54,17 @@ TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
     EXPECT_FALSE(accounts.userOf(""));
 }
 
+TEST_F(AccountRules, TheOperatorGivesPasswords) {
+    EXPECT_TRUE(accounts.setPassword(known).value()) << "with an account";
+    const std::string token = std::get<SignedIn>(accounts.signIn(known, false)).token;
+    const Credentials another{"86", "13800001234", "secret-2"};
+    EXPECT_FALSE(accounts.setPassword(another).value());
+    EXPECT_FALSE(accounts.userOf(token)) << "whoever knew the old one is out";
+    EXPECT_EQ(refusal(known, false), Reason::WrongPassword);
+    EXPECT_EQ(refusal(another, false), std::nullopt);
+    EXPECT_FALSE(accounts.setPassword({"86", "13800001234", std::string(1'025, 'x')}));
+}
+
 TEST_F(AccountRules, AnAccountKnowsThePlacesItSignedInFromLast) {
     AccountStore store(database, 24h);
     const PhoneNumber phone{"86", "13800001234"};

@@ -43,13 +43,19 @@ TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
 }
 
 TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
-    for (const char* signal : {"TERM", "INT"}) {
+    const std::pair<std::string, std::string> runs[] = {
+        {"TERM", "--listen 127.0.0.1:$port"},
+        {"INT",
+         "--data '" + data.string() + "2' --listen 127.0.0.1:0 --login-method code --captcha-listen 127.0.0.1:$port"}};
+    for (const auto& [signal, second] : runs) {
         // An interactive interrupt is ignored by what a shell starts in the background, so env takes that back.
         const ShellRun run("(env --default-signal " + command("--listen 127.0.0.1:0") + " & echo pid=$!; wait $!; " +
                            "echo status=$?) | while read -r line; do echo \"$line\"; case $line in pid=*) " +
-                           "pid=${line#pid=};; listening*) port=${line##*:}; " + command("--listen 127.0.0.1:$port") +
+                           "pid=${line#pid=};; listening*) port=${line##*:}; '" PARLOWEN_SERVICE "' " + second +
                            "; echo second=$?; kill -" + signal + " $pid;; esac; done");
-        EXPECT_TRUE(has(run, "second=3") && has(run, "is in use") && has(run, "status=0")) << run.output;
+        const auto at = run.output.find("listening on https://") + std::string_view("listening on https://").size();
+        const std::string place = run.output.substr(at, run.output.find('\n', at) - at);
+        EXPECT_TRUE(has(run, "second=3") && has(run, place + " is in use") && has(run, "status=0")) << run.output;
     }
 }
 
@@ -72,10 +78,22 @@ TEST_F(Program, NamesTheFileThatItCannotUseAndLeavesItAlone) {
     }
     {
         const auto lock = DirectoryLock::take(data);
-        EXPECT_TRUE(has(ShellRun(start), "another parlowen-service"));
+        EXPECT_TRUE(has(ShellRun(start), "another parlowen-service's, which runs at port "));
     }
     std::filesystem::permissions(data, std::filesystem::perms(0750));
     EXPECT_TRUE(has(ShellRun(start), "chmod 700 " + data.string()));
+}
+
+TEST_F(Program, SetsThePasswordThatItReads) {
+    const auto set = [&](const std::string& password, const std::string& number = "+86 13800001234") {
+        return ShellRun("echo '" + password + "' | " + command("--set-password '" + number + "'"));
+    };
+    EXPECT_TRUE(has(set("short"), "at least 6 characters"));
+    const ShellRun made = set("secret-1");
+    EXPECT_TRUE(made.status == 0 && has(made, "an account was made for +86 13800001234")) << made.output;
+    EXPECT_TRUE(has(set("secret-2"), "the password was changed"));
+    EXPECT_EQ(set("secret-1", "").status, 2);
+    EXPECT_EQ(set("secret-1", "+86 no").status, 1);
 }
 
 TEST(Options, HaveDefaultsAndAreTaken) {
@@ -132,8 +150,14 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
         {"create-accounts = %vaLue%", here + ":2: %value% cannot stand in"},
         {"answers-tokens = 5", here + ":2: answers-tokens: 5 is not from 16"},
         {"answers-url = http://x/v1", here + ":2: answers-url: answers-model is missing"},
-        {good + "answers-url = x", here + ":"},
-        {"answers-model = m\nanswers-url = ftp://x/v1", here + ":3: answers-url: \"ftp://x/v1\" is no address"},
+        {good + "answers-url = x", here + ":4: option 'answers-url' cannot be specified more than once"},
+        {"\n[server]\nhost = a", here + ":4: there is no option server.host; the file has no sections"},
+        {"data = /a", here + ":2: data is an option of the command line alone"},
+        {"contact = https://a/#b", here + ":2: \"#\" begins a comment"},
+        {"listen = 0.0.0.0:1", here + ":2: listen: 0.0.0.0 is no loopback address"},
+        {"\nlogin-method = code\nlisten = [::1]:65535", here + ":4: listen: no port comes after 65535"},
+        {good + "answers-key-file = /none", here + ":4: answers-key-file: there is no file /none"},
+        {"answers-url = ftp://x/v1", here + ":2: answers-url: \"ftp://x/v1\" is no address"},
         {"answers-model = m\nanswers-url = http://x/v1?a", here + ":3: answers-url: a user, a query"},
         {"speech-url = http://127.0.0.1:1/v1", here + ":2: speech-url: speech-model is missing"},
         {"speech-languages = zh_CN", here + ":2: speech-languages: \"zh_CN\" is no code"},

@@ -1,0 +1,68 @@
+#include "AccountCommands.h"
+
+#include "Accounts/Accounts.h"
+#include "Http/PrivateFiles.h"
+#include "Http/Wording.h"
+
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <termios.h>
+#include <unistd.h>
+
+namespace parlowen::service {
+
+namespace {
+
+/// Keeps a terminal from showing what is typed, while it exists.
+class Hidden {
+public:
+    Hidden() {
+        if (::tcgetattr(STDIN_FILENO, &before_) != 0)
+            return;
+        isTerminal_ = true;
+        termios hiding = before_;
+        hiding.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &hiding);
+    }
+    ~Hidden() {
+        if (isTerminal_)
+            ::tcsetattr(STDIN_FILENO, TCSANOW, &before_);
+    }
+    Hidden(const Hidden&) = delete;
+    Hidden& operator=(const Hidden&) = delete;
+    bool isTerminal() const { return isTerminal_; }
+
+private:
+    termios before_{};
+    bool isTerminal_ = false;
+};
+
+std::string readPassword(std::istream& input, std::ostream& output) {
+    const Hidden hidden;
+    if (hidden.isTerminal())
+        output << "Password: " << std::flush;
+    std::string password;
+    std::getline(input, password);
+    if (hidden.isTerminal())
+        output << "\n";
+    return password;
+}
+
+} // namespace
+
+void setPassword(const std::filesystem::path& data, const PhoneNumber& phone, std::istream& input,
+                 std::ostream& output) {
+    makePrivateDirectory(data);
+    requirePrivateDirectory(data);
+    Database database(data / "parlowen.db");
+    Accounts accounts(database);
+    const auto made = accounts.setPassword({phone.countryCode, phone.number, readPassword(input, output)});
+    if (!made)
+        throw std::runtime_error(inEnglish(made.error().message).value_or(made.error().message));
+    output << (*made ? "an account was made for +" : "the password was changed and sign-ins ended for +")
+           << nameOf(phone) << "\n";
+}
+
+} // namespace parlowen::service
