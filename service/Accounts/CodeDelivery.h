@@ -7,8 +7,15 @@
 
 namespace parlowen::service {
 
-/// Brings a login code to a phone; false when that failed. May block for seconds. Called on a worker thread.
-using CodeDelivery = std::function<bool(const PhoneNumber& phone, const std::string& code)>;
+/// A login code on its way.
+struct CodeMessage {
+    PhoneNumber phone;
+    std::string code;
+    bool inEnglish = false; ///< what its owner reads, instead of Chinese
+};
+
+/// Brings it to the phone; false when that failed. May block for seconds. Called on a worker thread.
+using CodeDelivery = std::function<bool(const CodeMessage& message)>;
 
 /// How long a command may take.
 inline constexpr std::chrono::seconds deliveryTime{10};

@@ -21,7 +21,7 @@ class HashingQueue {
 public:
     static constexpr std::size_t placesOfStrangers = 16;
     static constexpr std::size_t placesOfKnown = 32;
-    static constexpr int secondsUntilRoom = 3; ///< a fair time to come back after there was no place
+    static constexpr std::chrono::seconds untilRoom{3}; ///< a fair time to come back after there was no place
 
     /// For whom something is hashed.
     struct Place {

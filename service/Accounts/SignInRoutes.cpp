@@ -1,5 +1,7 @@
 #include "SignInRoutes.h"
 
+#include "Http/Wording.h"
+
 #include <atomic>
 
 namespace parlowen::service {
@@ -13,12 +15,6 @@ constexpr int mostDeliveries = 4; // at a time
 constexpr int notOffered = 501;
 constexpr int wrongCaptcha = 1006;
 constexpr int notDelivered = 1007;
-
-HttpResponse busy(const char* what, int seconds) {
-    HttpResponse response = failure(503, std::string(what) + "，请在 " + std::to_string(seconds) + " 秒后再试", 503);
-    response.headers.emplace_back("Retry-After", std::to_string(seconds));
-    return response;
-}
 
 Credentials credentialsIn(const nlohmann::json& body, const char* secret, const HttpRequest& request) {
     return {textMember(body, "country_code"), textMember(body, "phone"), textMember(body, secret),
@@ -61,7 +57,7 @@ asio::awaitable<HttpResponse> signInByPassword(const SignInParts& parts, const H
     };
     auto hashing = parts.hashing.run(std::move(place), std::move(check));
     auto reply = co_await std::move(hashing);
-    co_return reply ? *std::move(reply) : busy("登录的人太多", HashingQueue::secondsUntilRoom);
+    co_return reply ? *std::move(reply) : busy("登录的人太多", HashingQueue::untilRoom);
 }
 
 asio::awaitable<HttpResponse> signInByCode(const SignInParts& parts, const HttpRequest& request) {
@@ -74,10 +70,10 @@ asio::awaitable<HttpResponse> signInByCode(const SignInParts& parts, const HttpR
 }
 
 /// Sends what was issued; a code that could not be sent costs the number nothing.
-HttpResponse deliver(const SignInParts& parts, const PhoneNumber& phone, const std::string& code) {
-    if (parts.deliver(phone, code))
+HttpResponse deliver(const SignInParts& parts, const CodeMessage& message) {
+    if (parts.deliver(message))
         return success(nullptr, "验证码已发送");
-    parts.accounts.takeCodeBack(phone);
+    parts.accounts.takeCodeBack(message.phone);
     return failure(notDelivered, "验证码发送失败，请稍后再试");
 }
 
@@ -94,12 +90,14 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
         co_return failure(wrongCaptcha, "安全验证无效或已过期，请重新验证");
     if (++deliveries > mostDeliveries) {
         --deliveries;
-        co_return busy("正在发送的验证码过多", static_cast<int>(deliveryTime.count()));
+        co_return busy("正在发送的验证码过多", deliveryTime);
     }
+    const bool isEnglish = prefersEnglish(request.header("Accept-Language"));
     auto work = [&] {
         const auto issued = parts.accounts.issueCode(credentials);
         const auto* code = std::get_if<std::string>(&issued);
-        return code ? deliver(parts, credentials.number(), *code) : refusedReply(std::get<Refused>(issued));
+        return code ? deliver(parts, {credentials.number(), *code, isEnglish})
+                    : refusedReply(std::get<Refused>(issued));
     };
     const std::unique_ptr<std::atomic<int>, void (*)(std::atomic<int>*)> leaving(&deliveries,
                                                                                  [](auto* count) { --*count; });

@@ -90,9 +90,9 @@ Handler part(const char* text, const char* contentType) {
 
 void addCaptchaRoutes(Router& router, Captchas& captchas) {
     const RouteRules rules{.bodyBytes = answerBytes};
-    router.route(verb::get, "/", part(pageHtml, "text/html; charset=utf-8"), rules);
-    router.route(verb::get, "/page.css", part(pageCss, "text/css; charset=utf-8"), rules);
-    router.route(verb::get, "/page.js", part(pageJs, "text/javascript; charset=utf-8"), rules);
+    router.route(verb::get, "/", part(pageHtml, "text/html; charset=utf-8"));
+    router.route(verb::get, "/page.css", part(pageCss, "text/css; charset=utf-8"));
+    router.route(verb::get, "/page.js", part(pageJs, "text/javascript; charset=utf-8"));
     router.route(
         verb::post, "/challenge",
         [&captchas](const HttpRequest& request) -> asio::awaitable<HttpResponse> {

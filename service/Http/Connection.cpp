@@ -42,11 +42,7 @@ auto loggingFailures(const HttpRequest& request, Function function) -> std::opti
     }
 }
 
-HttpResponse crowded() {
-    HttpResponse response = failure(503, "连接的人太多，请在 3 秒后再试", 503);
-    response.headers.emplace_back("Retry-After", "3");
-    return response;
-}
+HttpResponse crowded() { return busy("连接的人太多", std::chrono::seconds(3)); }
 
 asio::awaitable<HttpResponse> answer(const Handler& handler, const HttpRequest& request) {
     try {
@@ -106,8 +102,10 @@ private:
         const auto origin = originOfRequest(parser.get());
         if (origin.viaProxy)
             place_->isFor(origin.peer == peer_ ? std::string() : origin.network());
-        if (auto refusal = refusalOfHead(parser.get(), context_.rules))
+        if (auto refusal = refusalOfHead(parser.get(), context_.rules)) {
+            noteRefusedHost(parser.get(), context_.rules);
             co_return co_await refuse(std::move(refusal), 0);
+        }
         const auto target = parsedTarget(parser.get().target());
         if (!target)
             co_return co_await refuse(make_error_code(http::error::bad_target));
@@ -244,6 +242,8 @@ private:
         if (!failed) {
             failed = parseHead(parser, buffered().substr(0, *length));
             buffer_.consume(*length);
+            const auto languages = parser.get()[http::field::accept_language];
+            english_ = prefersEnglish({languages.data(), languages.size()});
         }
         place_->works();
         co_return failed;
@@ -294,9 +294,6 @@ private:
     }
 
     asio::awaitable<bool> respond(const RawRequest& request, HttpResponse response) {
-        const auto languages = request[http::field::accept_language];
-        if (!response.message.empty() && prefersEnglish({languages.data(), languages.size()}))
-            response.speakEnglish();
         const bool open = request.keep_alive() && !place_->isSurplus();
         const bool bodyless = request.method() == verb::head;
         const error_code failed = co_await send(std::move(response), request.version(), open, bodyless);
@@ -306,6 +303,8 @@ private:
     }
 
     asio::awaitable<error_code> send(HttpResponse response, unsigned version, bool open, bool bodyless) {
+        if (english_ && !response.message.empty())
+            response.speakEnglish();
         http::response<http::string_body> message(static_cast<http::status>(response.status), version);
         message.set(http::field::server, "parlowen-service");
         message.set(http::field::content_type, response.contentType);
@@ -373,6 +372,7 @@ private:
     const asio::ip::address peer_;
     Stream stream_;
     beast::flat_buffer buffer_;
+    bool english_ = false;                          ///< is what the client of the present request wants
     std::unique_ptr<OpenConnections::Place> place_; ///< given back before the socket is closed
 };
 

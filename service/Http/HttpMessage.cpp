@@ -102,6 +102,13 @@ HttpResponse methodNotAllowed(std::string allowed) {
 
 HttpResponse tooLarge() { return failure(413, "请求内容过大", 413); }
 
+HttpResponse busy(std::string_view what, std::chrono::seconds wait) {
+    const std::string seconds = std::to_string(wait.count());
+    HttpResponse response = failure(503, std::string(what) + "，请在 " + seconds + " 秒后再试", 503);
+    response.headers.emplace_back("Retry-After", seconds);
+    return response;
+}
+
 HttpResponse internalError() { return failure(500, "服务内部错误，请稍后再试", 500); }
 
 std::optional<nlohmann::json> jsonObject(std::string_view text) {

@@ -8,6 +8,7 @@
 #include <boost/beast/http/verb.hpp>
 #include <boost/optional.hpp>
 #include <boost/url/url_view.hpp>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -130,6 +131,8 @@ HttpResponse unauthorized();
 HttpResponse notFound();
 HttpResponse methodNotAllowed(std::string allowed);
 HttpResponse tooLarge();
+/// Too many of something at a time, as `what` says; how long to wait is told in words and by Retry-After.
+HttpResponse busy(std::string_view what, std::chrono::seconds wait);
 HttpResponse internalError();
 
 /// How deep objects and arrays of foreign JSON may lie in each other: what walks through a value does so recursively.

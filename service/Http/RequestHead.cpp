@@ -1,9 +1,13 @@
 #include "RequestHead.h"
 
+#include "Log.h"
+
 #include <algorithm>
+#include <atomic>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/url/parse.hpp>
+#include <ctime>
 
 namespace parlowen::service {
 
@@ -21,7 +25,8 @@ bool hasFoldedLine(std::string_view head) {
 
 std::string_view text(boost::beast::string_view value) { return {value.data(), value.size()}; }
 
-HttpResponse foreign() { return failure(403, "不允许从其他网站访问", 403); }
+constexpr const char* foreignHost = "服务没有允许以这个主机名访问";
+constexpr const char* foreignOrigin = "不允许从其他网站访问";
 
 std::optional<HttpResponse> refusalOfHost(const RawRequest& request, const HeadRules& rules) {
     const auto count = request.count(http::field::host);
@@ -29,7 +34,8 @@ std::optional<HttpResponse> refusalOfHost(const RawRequest& request, const HeadR
         return std::nullopt;
     if (count != 1)
         return badRequest("缺少有效的 Host 请求头");
-    return isAllowedHost(text(request[http::field::host]), rules) ? std::nullopt : std::optional(foreign());
+    return isAllowedHost(text(request[http::field::host]), rules) ? std::nullopt
+                                                                  : std::optional(failure(403, foreignHost, 403));
 }
 
 /// Programs name no origin; a browser names the page's, which must be one of this server's own. Before a server in
@@ -78,11 +84,23 @@ std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadR
     if (auto refusal = refusalOfHost(request, rules))
         return refusal;
     if (!isOwnOrigin(request, rules))
-        return foreign();
+        return failure(403, foreignOrigin, 403);
     const auto expectation = request[http::field::expect];
     if (!expectation.empty() && !sameWord(text(expectation), "100-continue"))
         return failure(417, "不支持这种 Expect 请求头", 417);
     return std::nullopt;
+}
+
+void noteRefusedHost(const RawRequest& request, const HeadRules& rules) {
+    static std::atomic<std::time_t> nextNote{0};
+    constexpr std::time_t pause = 60;
+    constexpr std::size_t longest = 100;
+    const std::string_view host = text(request[http::field::host]).substr(0, longest);
+    const std::time_t now = std::time(nullptr);
+    std::time_t due = nextNote;
+    if (isAllowedHost(host, rules) || now < due || !nextNote.compare_exchange_strong(due, now + pause))
+        return;
+    logLine("refused: asked for by the name " + compactJson(host) + ", which no --host names");
 }
 
 bool isWebSocketKey(std::string_view key) {

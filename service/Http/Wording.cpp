@@ -12,7 +12,7 @@ namespace parlowen::service {
 namespace {
 
 /// "#" stands for a number.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 42> wordings{{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 50> wordings{{
     {"国家/地区代码不正确", "The country or region code is wrong"},
     {"手机号不正确", "The phone number is wrong"},
     {"验证码不能为空", "The code is missing"},
@@ -41,6 +41,14 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 42> wordings
     {"请求内容过大", "The request is too large"},
     {"服务内部错误，请稍后再试", "The service has failed. Try again later"},
     {"不允许从其他网站访问", "Pages of other sites are not let in"},
+    {"服务没有允许以这个主机名访问", "The service is not known by this name. Its operator can add it (--host)"},
+    {"缺少有效的 Host 请求头", "The request names no host"},
+    {"不支持这种 Expect 请求头", "This expectation is not known"},
+    {"缺少有效的 Sec-WebSocket-Key 请求头", "The WebSocket key is missing or wrong"},
+    {"这个接口只接受 WebSocket 连接", "This address takes WebSockets alone"},
+    {"语音识别的连接已满，请在 # 秒后再试", "All places for speech are taken. Try again in # s"},
+    {"参数 source 应为 # 或 #", "The parameter source is # or #"},
+    {"简历已绑定", "The résumé is yours now"},
     {"正在处理的简历过多，请稍后再试", "Too many résumés are being read. Try again later"},
     {"没有找到这个文件，请重新上传简历", "This file was not found. Upload the résumé again"},
     {"没有收到简历文件，请重新上传", "No résumé has come. Upload it again"},

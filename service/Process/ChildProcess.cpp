@@ -100,10 +100,11 @@ ChildEnd ChildProcess::end(std::chrono::milliseconds limit) const {
     pid_t found = 0;
     while ((found = waitpid(group_, &status, WNOHANG)) == 0 && Clock::now() < deadline)
         std::this_thread::sleep_for(lookEvery);
+    const bool isLate = found == 0;
     signal(SIGKILL); // what it started may still run
     while (found == 0 && waitpid(group_, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFSIGNALED(status) ? ChildEnd{0, WTERMSIG(status)} : ChildEnd{WEXITSTATUS(status), 0};
+    return WIFSIGNALED(status) ? ChildEnd{0, WTERMSIG(status), isLate} : ChildEnd{WEXITSTATUS(status), 0};
 }
 
 std::unique_ptr<ChildPipe> ChildPipe::start(const std::vector<std::string>& command) {

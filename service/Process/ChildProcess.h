@@ -13,8 +13,9 @@ namespace parlowen::service {
 
 /// How a child process ended.
 struct ChildEnd {
-    int status = 0; ///< of its exit; meaningless after a signal
-    int signal = 0; ///< 0: it ended by itself
+    int status = 0;      ///< of its exit; meaningless after a signal
+    int signal = 0;      ///< 0: it ended by itself
+    bool isLate = false; ///< it was killed when its time was over
 };
 
 /// A child process at the head of a group of its own, whose standard input and output are one socket.

@@ -67,9 +67,8 @@ asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpReque
     request.isOf(token->user());
     const auto place = state->places.take(token->user());
     if (!place) {
-        HttpResponse full = failure(503, "语音识别的连接已满，请稍后再试", 503);
-        full.headers.emplace_back("Retry-After", "5");
-        co_await refuse(stream, std::move(full), "All places for speech are taken, come back in 5 seconds");
+        co_await refuse(stream, busy("语音识别的连接已满", std::chrono::seconds(5)),
+                        "All places for speech are taken, come back in 5 seconds");
         co_return;
     }
     co_await serveSpeech(state->engines, state->options, request, *token, std::move(stream));

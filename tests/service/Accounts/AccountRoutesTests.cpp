@@ -104,8 +104,8 @@ protected:
     Router routes() {
         Router router;
         addSignInRoutes(router, {accounts, hashing, LoginMethod::Code,
-                                 [this](const PhoneNumber& phone, const std::string& code) {
-                                     sent[phone.number] = code;
+                                 [this](const CodeMessage& message) {
+                                     sent[message.phone.number] = message.code;
                                      return delivers;
                                  },
                                  [this](const std::string& result) { return captchas.erase(result) == 1; }});
@@ -202,14 +202,16 @@ TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
 TEST(CodeDelivery, ACommandGetsNumberAndTextOnItsInputAlone) {
     const TemporaryDirectory directory;
     const std::string file = directory.path() / "sent";
-    const PhoneNumber phone{"86", "13800001234"};
-    EXPECT_TRUE(deliveryByCommand("{ cat; tr '\\0' ' ' < /proc/$$/cmdline; env; } > '" + file + "'")(phone, "123456"));
+    const CodeMessage message{{"86", "13800001234"}, "123456"};
+    EXPECT_TRUE(deliveryByCommand("{ cat; tr '\\0' ' ' < /proc/$$/cmdline; env; } > '" + file + "'")(message));
     const std::string seen = contentsOf(file);
     EXPECT_TRUE(seen.starts_with("+8613800001234\n")) << seen;
     EXPECT_NE(seen.find("123456"), std::string::npos);
     EXPECT_EQ(seen.find("123456"), seen.rfind("123456")) << "neither in arguments nor in the environment";
-    EXPECT_FALSE(deliveryByCommand("exit 3")(phone, "123456"));
-    EXPECT_FALSE(deliveryByCommand("sleep 600", 50ms)(phone, "123456")) << "hangs";
+    EXPECT_TRUE(deliveryByCommand("cat > '" + file + "'")({message.phone, message.code, true}));
+    EXPECT_NE(contentsOf(file).find("your sign-in code is 123456"), std::string::npos);
+    EXPECT_FALSE(deliveryByCommand("exit 3")(message));
+    EXPECT_FALSE(deliveryByCommand("sleep 600", 50ms)(message)) << "hangs";
 }
 
 TEST(HashingQueue, StrangersTakeTurnsAndTheKnownAreNeverInTheirWay) {

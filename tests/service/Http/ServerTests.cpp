@@ -111,7 +111,7 @@ TEST(Server, RoutesAndAnswersInEnvelopes) {
     const auto oldUpgrade = "GET /socket HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
                             "Sec-WebSocket-Key: MDEyMzQ1Njc4OTAxMjM0NQ==\r\nSec-WebSocket-Version: 12\r\n\r\n";
     EXPECT_THAT(answerTo(server, oldUpgrade), ::testing::HasSubstr("Sec-WebSocket-Version: 13"));
-    const Reply wrongMethod = client.send("DELETE", "/echo", {}, {}, {{"Accept-Language", "en-GB,en"}});
+    const Reply wrongMethod = client.send("DELETE", "/echo", "unread", {}, {{"Accept-Language", "en-GB,en"}});
     EXPECT_EQ(wrongMethod.message(), "This address takes another method");
     EXPECT_EQ(wrongMethod.status, 405);
     EXPECT_EQ(wrongMethod.headers.at("allow"), "GET, POST");
