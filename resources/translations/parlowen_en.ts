@@ -327,7 +327,7 @@
     </message>
     <message>
         <source>这里没有客服的二维码</source>
-        <translation>There is no code of support here</translation>
+        <translation>There is no support code here</translation>
     </message>
     <message>
         <source>暂时无法获取二维码</source>

@@ -139,18 +139,17 @@ void LoginViewController::connectControls() {
         connect(all.localButton, &QPushButton::clicked, this, &Self::enterLocally);
 }
 
-void LoginViewController::requestLoginMethod(const std::function<void()>& then) {
+void LoginViewController::requestLoginMethod(const std::function<void(FResponseStatus)>& then) {
     services_.http->requestData(
         QStringLiteral("/user/get_login_method"), HttpMethod::GET, std::nullopt, std::nullopt, this,
         [this, then](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>&) {
-            isOutOfReach_ = status == FResponseStatus::failure;
             isMethodMissing_ = status != FResponseStatus::success || !json;
             if (!isMethodMissing_) {
                 loginType_ = (*json)["data"].intValue();
                 showLoginType();
             }
             if (then)
-                then();
+                then(status);
         });
 }
 
@@ -298,9 +297,10 @@ void LoginViewController::loginTap() {
         return signInWith(secret->text());
     // The service was out of reach when the page opened, and may be another one by now.
     setBusy(true);
-    requestLoginMethod([this, isPassword, text = secret->text()] {
+    requestLoginMethod([this, isPassword, text = secret->text()](FResponseStatus status) {
         setBusy(false);
-        if (!isOutOfReach_ && isPassword == (loginType_ == passwordType)) // an alert says so
+        const bool isOutOfReach = status == FResponseStatus::failure;
+        if (!isOutOfReach && isPassword == (loginType_ == passwordType)) // an alert says so
             signInWith(text);
     });
 }

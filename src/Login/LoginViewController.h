@@ -5,6 +5,7 @@
 #include "LoginForm.h"
 
 #include <Foundation/Result.h>
+#include <Network/HttpDatas.h>
 #include <Network/JSON.h>
 
 #include <QPointer>
@@ -70,7 +71,7 @@ private:
     void makeFormAnew();
     void connectControls();
     /// Calls `then` when the answer, or none, has come.
-    void requestLoginMethod(const std::function<void()>& then = {});
+    void requestLoginMethod(const std::function<void(FResponseStatus)>& then = {});
     void signInWith(const QString& secret);
     void showLoginType();
     void showCountryList();
@@ -104,7 +105,6 @@ private:
     bool iseyed_ = true;
     bool selectAutoLogin_ = false;
     bool isMethodMissing_ = false; ///< it could not be learned
-    bool isOutOfReach_ = false;    ///< there was no answer at all
     bool isBusy_ = false;          ///< a sign-in is on its way
 };
 

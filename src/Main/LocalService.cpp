@@ -96,7 +96,9 @@ void LocalService::launch(quint16 port) {
     errors_.clear();
     process_.start(place_.program, {QStringLiteral("--listen"), QStringLiteral("%1:%2").arg(loopback).arg(port),
                                     QStringLiteral("--data"), place_.dataDirectory, QStringLiteral("--exit-with-stdin"),
-                                    QStringLiteral("--create-accounts")});
+                                    QStringLiteral("--create-accounts"),
+                                    // Whatever the file says: it is entered without a number, too.
+                                    QStringLiteral("--login-method"), QStringLiteral("password")});
 }
 
 void LocalService::outOfPatience() {

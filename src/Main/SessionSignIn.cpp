@@ -12,7 +12,14 @@ namespace parlowen {
 namespace {
 
 constexpr Phrase nobody{"nobody is signed in to %1", "没有登录 %1"};
+constexpr Phrase notInTheClear{"nobody is signed in to %1, and nothing signs in by itself without https",
+                               "没有登录 %1；不使用 https 时不会自动登录"};
+constexpr Phrase noAccountHere{
+    "the service has no account for this computer and makes none: start it with --create-accounts",
+    "该服务没有本机的账号，也不会自动创建：请用 --create-accounts 启动它"};
 constexpr Phrase signInFailed{"signing in to the local service failed. %1", "登录本地服务失败。%1"};
+
+constexpr qint64 wrongNumberOrPassword = 1002;
 
 struct Account {
     QString phone;
@@ -61,8 +68,9 @@ void SessionSignIn::checkToken() {
 void SessionSignIn::useOwnAccount() {
     // Over TLS alone: on this machine too, anybody may listen on a port.
     const QString base = settings_.fuwuqiKey().value_or(ApiBase::builtIn());
-    if (QUrl(base).scheme() != QLatin1String("https") || !trust_.covers(QUrl(base).host())) {
-        finish(failure(nobody.here(base)));
+    const bool isSecure = QUrl(base).scheme() == QLatin1String("https");
+    if (!isSecure || !trust_.covers(QUrl(base).host())) {
+        finish(failure(isSecure ? nobody.here(base) : notInTheClear.here(base)));
         return;
     }
     const Account account = ownAccount(trust_.certificateAuthority);
@@ -74,7 +82,8 @@ void SessionSignIn::useOwnAccount() {
         [this](FResponseStatus status, const std::optional<JSON>& json, const std::optional<QString>& message) {
             const QString token = json ? (*json)["data"]["token"].stringValue() : QString();
             if (status != FResponseStatus::success || token.isEmpty()) {
-                finish(failure(signInFailed.here(message.value_or(QString()))));
+                const bool isUnknown = json && (*json)["code"].intValue() == wrongNumberOrPassword;
+                finish(failure(signInFailed.here(isUnknown ? noAccountHere.here() : message.value_or(QString()))));
                 return;
             }
             settings_.setLoginToken(token);

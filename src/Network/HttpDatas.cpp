@@ -149,7 +149,7 @@ void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completio
     }
     const int httpStatus = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (httpStatus == unauthorized && !isOfThisSignIn(reply.request())) {
-        consoleLog("请求所用的登录已被新的登录取代");
+        consoleLog("请求所用的登录已经不再使用");
         return;
     }
     if (const JSON body = JSON::parse(reply.readAll()); body.exists())

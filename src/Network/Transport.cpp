@@ -1,6 +1,7 @@
 #include "Transport.h"
 
 #include <Foundation/ChosenLanguage.h>
+#include <Foundation/Phrase.h>
 
 #include <QCoreApplication>
 #include <QFile>
@@ -94,6 +95,10 @@ bool isTransportFailure(const QNetworkReply& reply) {
 }
 
 QString transportErrorDescription(QNetworkReply::NetworkError error, const QString& libraryText) {
+    constexpr Phrase untrusted{"%1 (of a service of your own, this system has to trust the tls/ca.pem)",
+                               "%1（自建的服务，要先让本系统信任它的 tls/ca.pem）"};
+    if (error == QNetworkReply::SslHandshakeFailedError)
+        return untrusted.in(windowLanguage(), libraryText);
     return isTimeout(error) ? QStringLiteral("请求超时") : libraryText;
 }
 
