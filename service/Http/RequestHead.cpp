@@ -98,7 +98,7 @@ void noteRefusedHost(const RawRequest& request, const HeadRules& rules) {
     const std::string_view host = text(request[http::field::host]).substr(0, longest);
     const std::time_t now = std::time(nullptr);
     std::time_t due = nextNote;
-    if (isAllowedHost(host, rules) || now < due || !nextNote.compare_exchange_strong(due, now + pause))
+    if (host.empty() || isAllowedHost(host, rules) || now < due || !nextNote.compare_exchange_strong(due, now + pause))
         return;
     logLine("refused: asked for by the name " + compactJson(host) + ", which no --host names");
 }
