@@ -274,9 +274,12 @@ std::vector<KeptFailures> AccountStore::keptFailures() {
     return database_.use([](SQLite::Database& database) {
         SQLite::Statement row(database, "SELECT kind, name, count, last_at FROM failures");
         std::vector<KeptFailures> failures;
-        while (row.executeStep())
-            failures.push_back({row.getColumn(0), row.getColumn(1), row.getColumn(2).getInt(),
-                                std::chrono::seconds(std::time(nullptr) - row.getColumn(3).getInt64())});
+        while (row.executeStep()) {
+            // Of a clock that was ahead, a failure is of now.
+            const std::int64_t ago = std::max<std::int64_t>(0, std::time(nullptr) - row.getColumn(3).getInt64());
+            failures.push_back(
+                {row.getColumn(0), row.getColumn(1), row.getColumn(2).getInt(), std::chrono::seconds(ago)});
+        }
         return failures;
     });
 }

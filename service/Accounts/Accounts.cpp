@@ -4,6 +4,7 @@
 #include "Secrets.h"
 
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 
 namespace parlowen::service {
 
@@ -30,6 +31,18 @@ std::size_t characters(std::string_view utf8) {
 
 Refused tooMany(const char* what, std::chrono::seconds wait) {
     return {Reason::TooManyFailures, std::string(what) + "，请在 " + std::to_string(wait.count()) + " 秒后再试"};
+}
+
+/// Who takes turns as one: of an IPv6 address the 48 bits that a site is given, with as many networks as it likes.
+std::string siteOf(const std::string& address) {
+    boost::system::error_code none;
+    const auto parsed = boost::asio::ip::make_address(address, none);
+    if (none || !parsed.is_v6())
+        return address;
+    constexpr std::size_t siteBytes = 6;
+    auto bytes = parsed.to_v6().to_bytes();
+    std::fill(bytes.begin() + siteBytes, bytes.end(), 0);
+    return boost::asio::ip::address_v6(bytes).to_string();
 }
 
 constexpr const char* manyFailures = "登录失败次数过多";
@@ -78,7 +91,7 @@ std::optional<Refused> Accounts::refusal(const Credentials& credentials) {
 
 HashingQueue::Place Accounts::placeOf(const Credentials& credentials) {
     const SignInTry attempt = tryOf(credentials);
-    return {attempt.address, attempt.number, attempt.fromKnownPlace};
+    return {siteOf(attempt.address), attempt.number, attempt.fromKnownPlace};
 }
 
 std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials, bool mayCreate) {
@@ -87,11 +100,16 @@ std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials,
     const SignInTry attempt = tryOf(credentials);
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
         return tooMany(manyFailures, wait);
-    auto outcome = checkPassword(credentials.number(), credentials.secret, mayCreate);
-    if (auto* signedIn = std::get_if<SignedIn>(&outcome))
-        return admitted(attempt, std::move(*signedIn));
-    limits_.failed(attempt);
-    return outcome;
+    try {
+        auto outcome = checkPassword(credentials.number(), credentials.secret, mayCreate);
+        if (auto* signedIn = std::get_if<SignedIn>(&outcome))
+            return admitted(attempt, std::move(*signedIn));
+        limits_.failed(attempt);
+        return outcome;
+    } catch (const StoreError&) {
+        limits_.takeBack(attempt); // the disk's failure, not the user's
+        throw;
+    }
 }
 
 /// Hashes once, whatever comes of it, also where there is no password or one that is too long; but for the right
@@ -154,7 +172,7 @@ std::variant<std::string, Refused> Accounts::issueCode(const Credentials& creden
     const PhoneNumber phone = credentials.number();
     if (auto problem = problemOf(phone))
         return *std::move(problem);
-    auto code = codes_.issue(phone, credentials.address);
+    auto code = codes_.issue(phone, {credentials.address, store_.knowsAddress(phone, credentials.address)});
     if (!code)
         return tooMany("验证码发送过于频繁", code.error());
     return *std::move(code);

@@ -1,5 +1,7 @@
 #include "HashingQueue.h"
 
+#include "Secrets.h"
+
 #include "Limits.h"
 
 #include <algorithm>
@@ -81,7 +83,7 @@ HashingQueue::Job HashingQueue::Lane::pop(std::map<std::string, Queue>::iterator
 }
 
 /// The newest of the peer that has at least two places more than the one who comes, or else, for one that has none, of
-/// the peer whose turn was last.
+/// the peer whose turn was last, or among equals of any.
 HashingQueue::Job HashingQueue::Lane::makeRoomFor(const std::string& peer) {
     const auto own = queues.find(peer);
     const std::size_t held = own == queues.end() ? 0 : own->second.size();
@@ -93,7 +95,13 @@ HashingQueue::Job HashingQueue::Lane::makeRoomFor(const std::string& peer) {
     const auto last = std::max_element(queues.begin(), queues.end(), [this](const auto& left, const auto& right) {
         return turnOf(left.first) < turnOf(right.first);
     });
-    return held == 0 && turnOf(last->first) > turnOf(peer) ? pop(last, true) : Job();
+    if (held > 0 || turnOf(last->first) < turnOf(peer))
+        return {};
+    if (turnOf(last->first) > turnOf(peer))
+        return pop(last, true);
+    // All wait for their first turn, most of them perhaps for somebody who has an address for each try: chance decides.
+    const auto unlucky = randomBelow(static_cast<std::uint32_t>(queues.size()) + 1);
+    return unlucky == queues.size() ? Job() : pop(std::next(queues.begin(), unlucky), true);
 }
 
 HashingQueue::Job HashingQueue::next(Lane& lane) {

@@ -12,14 +12,14 @@ LoginCodes::LoginCodes(LimitClock clock)
     , days_(ofANumber, std::chrono::hours(24), clock_)
     , addresses_(ofAnAddress, std::chrono::hours(1), clock_) {}
 
-tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNumber& phone,
-                                                                  const std::string& address) {
+tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNumber& phone, const Asker& asker) {
     const std::string name = nameOf(phone);
-    auto wait = addresses_.enter(address);
+    const std::string limitedAs = asker.isKnown ? name + " " + asker.address : name;
+    auto wait = asker.isKnown ? std::chrono::seconds(0) : addresses_.enter(asker.address);
     if (wait.count() == 0)
-        wait = pauses_.enter(name);
+        wait = pauses_.enter(limitedAs);
     if (wait.count() == 0)
-        wait = days_.enter(name);
+        wait = days_.enter(limitedAs);
     if (wait.count() > 0)
         return tl::unexpected(wait);
 
@@ -31,7 +31,7 @@ tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNum
         codes_.erase(std::min_element(codes_.begin(), codes_.end(), [](const auto& left, const auto& right) {
             return left.second.goodUntil < right.second.goodUntil;
         }));
-    codes_[name] = {hashedToken(code), now + lifetime, address};
+    codes_[name] = {hashedToken(code), now + lifetime, asker.address, limitedAs};
     return code;
 }
 
@@ -64,9 +64,12 @@ void LoginCodes::forget(const PhoneNumber& phone) {
 }
 
 void LoginCodes::takeBack(const PhoneNumber& phone) {
-    forget(phone);
-    pauses_.takeBack(nameOf(phone));
-    days_.takeBack(nameOf(phone));
+    const std::lock_guard lock(mutex_);
+    const auto issued = codes_.extract(nameOf(phone));
+    if (issued.empty())
+        return;
+    pauses_.takeBack(issued.mapped().limitedAs);
+    days_.takeBack(issued.mapped().limitedAs);
 }
 
 } // namespace parlowen::service

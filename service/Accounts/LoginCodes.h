@@ -13,14 +13,20 @@ class LoginCodes {
 public:
     static constexpr std::chrono::minutes lifetime{5};
     static constexpr int tries = 5;
-    static constexpr std::chrono::seconds betweenTwo{60}; ///< for one number
-    static constexpr std::size_t ofANumber = 10;          ///< a day
-    static constexpr std::size_t ofAnAddress = 30;        ///< an hour
+    static constexpr std::chrono::seconds betweenTwo{60}; ///< for one number, or of an asker that it knows
+    static constexpr std::size_t ofANumber = 10;          ///< a day, likewise
+    static constexpr std::size_t ofAnAddress = 30;        ///< an hour, but for numbers that know it
 
     explicit LoginCodes(LimitClock clock = std::chrono::steady_clock::now);
 
-    /// A new code in place of an older one of the number; the error is how long to wait.
-    tl::expected<std::string, std::chrono::seconds> issue(const PhoneNumber& phone, const std::string& address);
+    /// Where a code is asked for.
+    struct Asker {
+        std::string address;
+        bool isKnown = false; ///< the number has signed in from there before
+    };
+    /// A new code in place of an older one of the number; the error is how long to wait. Askers that the number knows
+    /// have limits of their own for it, so that strangers use up nobody's day, and cost no address its hour.
+    tl::expected<std::string, std::chrono::seconds> issue(const PhoneNumber& phone, const Asker& asker);
     /// Whether it is the number's code; if so, it is good no more. A wrong one uses up a try: of the address that the
     /// code was asked for from, or of all others, so that strangers use up no code of somebody else.
     bool redeem(const PhoneNumber& phone, std::string_view code, const std::string& address);
@@ -35,7 +41,8 @@ private:
     struct Issued {
         std::string hash;
         LimitTime goodUntil;
-        std::string address; ///< that asked for it
+        std::string address;   ///< that asked for it
+        std::string limitedAs; ///< what its limits count it under
         int triesLeft = tries;
         int triesLeftElsewhere = tries;
     };

@@ -45,6 +45,15 @@ std::chrono::seconds SignInLimits::begin(const SignInTry& attempt) {
 
 void SignInLimits::failed(const SignInTry& attempt) { keep(attempt); }
 
+void SignInLimits::takeBack(const SignInTry& attempt) {
+    if (!attempt.isOfTheOwners()) {
+        numbers_.takeBack(attempt.number);
+        if (pairs_.failuresOf(pairOf(attempt)) <= 1)
+            addresses_.takeBack(attempt.address);
+    }
+    pairs_.takeBack(pairOf(attempt));
+}
+
 void SignInLimits::succeeded(const SignInTry& attempt) {
     const bool anyBefore = pairs_.failuresOf(pairOf(attempt)) > 1 || numbers_.failuresOf(attempt.number) > 1;
     if (!attempt.isOfTheOwners()) {

@@ -46,6 +46,8 @@ public:
     std::chrono::seconds begin(const SignInTry& attempt);
     /// What was counted was a failure.
     void failed(const SignInTry& attempt);
+    /// Nothing came of what was counted, which was neither.
+    void takeBack(const SignInTry& attempt);
     /// What was counted was no failure.
     void succeeded(const SignInTry& attempt);
 

@@ -103,7 +103,7 @@ private:
         if (origin.viaProxy)
             place_->isFor(origin.peer == peer_ ? std::string() : origin.network());
         if (auto refusal = refusalOfHead(parser.get(), context_.rules)) {
-            noteRefusedHost(parser.get(), context_.rules);
+            noteForeigner(parser.get(), context_.rules);
             co_return co_await refuse(std::move(refusal), 0);
         }
         const auto target = parsedTarget(parser.get().target());

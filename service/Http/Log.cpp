@@ -1,5 +1,6 @@
 #include "Log.h"
 
+#include <algorithm>
 #include <array>
 #include <unistd.h>
 
@@ -13,7 +14,11 @@ std::string localTime(std::time_t time) {
 }
 
 void logLine(std::string_view text) {
-    std::string line = localTime(std::time(nullptr)).append(" ").append(text).append("\n");
+    std::string line = localTime(std::time(nullptr)).append(" ").append(text);
+    // What others chose may be part of the text, and makes no lines of its own.
+    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
+    std::replace_if(line.begin(), line.end(), isControl, '?');
+    line.push_back('\n');
     // One write a line, so that threads do not mix theirs. There is nowhere to report that the log is gone.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
 }

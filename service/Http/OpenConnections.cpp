@@ -7,7 +7,7 @@ namespace parlowen::service {
 
 namespace {
 
-constexpr std::size_t flood = 64; ///< connections, at least
+constexpr std::size_t flood = 8; ///< connections, at least: each may have held a body of 1 MB
 constexpr std::size_t partOfACalm = 8;
 constexpr std::size_t partThatIsFew = 4; // of a user's share
 
@@ -52,7 +52,8 @@ std::unique_ptr<OpenConnections::Place> OpenConnections::enter(int socket, const
     if (!peer.empty() && count(isTheirs) >= limits_.ofAPeer && !makeRoom(isTheirs))
         return nullptr;
     Entry entry{.socket = socket, .peer = peer, .waitingSince = Clock::now()};
-    entry.surplus = count(isStranger) >= placesOfStrangers() && !makeRoom(isStranger);
+    const auto isFull = [this] { return count(isStranger) >= placesOfStrangers(); };
+    entry.surplus = isFull() && (!makeRoom(isStranger) || isFull());
     const auto isAny = [](const Entry&) { return true; };
     if (count(isAny) >= limits_.all && !makeRoom(isStranger) && !makeRoom(isAny, limits_.ofAUser / partThatIsFew))
         return nullptr;

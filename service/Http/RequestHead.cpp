@@ -46,7 +46,20 @@ bool isOwnOrigin(const RawRequest& request, const HeadRules& rules) {
     const std::string_view origin = text(request[http::field::origin]);
     const bool plain = !rules.tls && sameWord(origin, "http://" + host);
     const bool secure = (rules.tls || !rules.proxies.empty()) && sameWord(origin, "https://" + host);
-    return count == 0 || (count == 1 && (plain || secure));
+    return count == 0 || (count == 1 && !host.empty() && (plain || secure));
+}
+
+/// Some proxies name a port, too: "192.0.2.1:80", "[2001:db8::1]:80".
+std::optional<boost::asio::ip::address> addressIn(std::string_view text) {
+    error_code wrong;
+    auto address = boost::asio::ip::make_address(std::string(text), wrong);
+    if (!wrong)
+        return address;
+    const auto authority = boost::urls::parse_authority({text.data(), text.size()});
+    if (!authority || authority->has_userinfo())
+        return std::nullopt;
+    address = boost::asio::ip::make_address(authority->host_address(), wrong);
+    return wrong ? std::nullopt : std::optional(address);
 }
 
 } // namespace
@@ -91,16 +104,20 @@ std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadR
     return std::nullopt;
 }
 
-void noteRefusedHost(const RawRequest& request, const HeadRules& rules) {
+void noteForeigner(const RawRequest& request, const HeadRules& rules) {
     static std::atomic<std::time_t> nextNote{0};
     constexpr std::time_t pause = 60;
     constexpr std::size_t longest = 100;
     const std::string_view host = text(request[http::field::host]).substr(0, longest);
+    const std::string_view origin = text(request[http::field::origin]).substr(0, longest);
+    const bool isForeignHost = !host.empty() && !isAllowedHost(host, rules);
+    const bool isForeignOrigin = !isOwnOrigin(request, rules);
     const std::time_t now = std::time(nullptr);
     std::time_t due = nextNote;
-    if (host.empty() || isAllowedHost(host, rules) || now < due || !nextNote.compare_exchange_strong(due, now + pause))
+    if (!(isForeignHost || isForeignOrigin) || now < due || !nextNote.compare_exchange_strong(due, now + pause))
         return;
-    logLine("refused: asked for by the name " + compactJson(host) + ", which no --host names");
+    logLine(isForeignHost ? "refused: asked for by the name " + compactJson(host) + ", which no --host names"
+                          : "refused: a page of " + compactJson(origin) + " asked for " + compactJson(host));
 }
 
 bool isWebSocketKey(std::string_view key) {
@@ -124,10 +141,8 @@ HttpRequest::Origin originOf(const RawRequest& request, boost::asio::ip::address
         last = text(field->value());
     last.remove_prefix(last.rfind(',') + 1); // npos + 1 is 0
     last.remove_prefix(std::min(last.find_first_not_of(' '), last.size()));
-    error_code wrong;
-    const auto named = boost::asio::ip::make_address(std::string(last), wrong);
-    if (!wrong)
-        origin.peer = named;
+    if (const auto named = addressIn(last))
+        origin.peer = *named;
     return origin;
 }
 

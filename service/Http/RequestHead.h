@@ -30,9 +30,9 @@ bool isAllowedHost(std::string_view host, const HeadRules& rules);
 /// one Host (400), a foreign one or a foreign Origin (403), an unknown expectation (417).
 std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadRules& rules);
 
-/// Tells the log of a request by a name that is not the server's, once a minute at most: most often its operator has
-/// yet to name it.
-void noteRefusedHost(const RawRequest& request, const HeadRules& rules);
+/// Tells the log of a request by a name that is not the server's, or by another server's page, once a minute at most:
+/// most often the operator has yet to name it, or a proxy changes the name.
+void noteForeigner(const RawRequest& request, const HeadRules& rules);
 
 /// Whether that is the key of a WebSocket's client: 16 bytes in base64.
 bool isWebSocketKey(std::string_view key);

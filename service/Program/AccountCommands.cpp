@@ -54,7 +54,9 @@ std::string readPassword(std::istream& input, std::ostream& output) {
 
 void setPassword(const std::filesystem::path& data, const PhoneNumber& phone, std::istream& input,
                  std::ostream& output) {
-    makePrivateDirectory(data);
+    if (!std::filesystem::exists(data))
+        throw std::runtime_error("there is no directory " + data.string() +
+                                 "; the service makes it at its first start");
     requirePrivateDirectory(data);
     Database database(data / "parlowen.db");
     Accounts accounts(database);
@@ -62,7 +64,7 @@ void setPassword(const std::filesystem::path& data, const PhoneNumber& phone, st
     if (!made)
         throw std::runtime_error(inEnglish(made.error().message).value_or(made.error().message));
     output << (*made ? "an account was made for +" : "the password was changed and sign-ins ended for +")
-           << nameOf(phone) << "\n";
+           << nameOf(phone) << " in " << data.string() << "\n";
 }
 
 } // namespace parlowen::service

@@ -12,12 +12,14 @@ namespace {
 
 namespace po = boost::program_options;
 
-/// A "#" in mid-word is most often meant as a part of it, such as of an address, which would be cut short there.
-std::optional<std::string> problemOfComments(const std::filesystem::path& file) {
+/// What the library does not see. A "#" in mid-word is most often meant as a part of it, such as of an address, which
+/// would be cut short there.
+std::optional<std::string> problemOfText(const std::filesystem::path& file) {
     std::ifstream lines(file);
     int number = 0;
     for (std::string line; std::getline(lines, line);) {
-        ++number;
+        if (++number == 1 && line.starts_with("\xef\xbb\xbf"))
+            return inFile(file, 1, "a byte order mark stands at its beginning; store the file without one");
         const std::string before = line.substr(0, line.find('#'));
         if (before.size() < line.size() && !before.empty() && before.find_last_of(" \t") != before.size() - 1)
             return inFile(file, number,
@@ -74,6 +76,8 @@ std::optional<std::string> readConfigFile(const std::filesystem::path& file, con
     const auto at = [&file](const std::string& name, const std::string& text, int occurrence = 1) {
         return inFile(file, lineOf(file, name, occurrence), text);
     };
+    if (auto problem = problemOfText(file))
+        return problem;
     try {
         const auto parsed = po::parse_config_file(stream, known);
         for (const auto& option : parsed.options)
@@ -90,7 +94,7 @@ std::optional<std::string> readConfigFile(const std::filesystem::path& file, con
         const bool isRepeated = dynamic_cast<const po::multiple_occurrences*>(&problem) != nullptr;
         return at(name.substr(std::min(name.find_first_not_of('-'), name.size())), problem.what(), isRepeated ? 2 : 1);
     }
-    return problemOfComments(file);
+    return std::nullopt;
 }
 
 } // namespace parlowen::service

@@ -5,8 +5,10 @@
 #include "Pictures/QrCode.h"
 #include "SpeechOptions.h"
 
+#include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options.hpp>
+#include <cctype>
 #include <charconv>
 #include <cstdlib>
 #include <optional>
@@ -77,13 +79,19 @@ Problem parseLoginMethod(const std::string& text, ServiceOptions& options) {
     return OptionProblem{"login-method", "takes password or code, not \"" + text + "\""};
 }
 
+bool isHostName(const std::string& text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+        return c < 0x80 && (std::isalnum(c) != 0 || c == '-' || c == '.');
+    });
+}
+
 Problem checkServer(const ServiceOptions& options) {
     constexpr int longestDays = 3'650;
     if (options.sessionDays < 1 || options.sessionDays > longestDays)
         return OptionProblem{"session-days", std::to_string(options.sessionDays) + " is not from 1 to 3650"};
     for (const std::string& host : options.hosts)
-        if (host.empty() || host.find_first_of(":/ ") != std::string::npos)
-            return OptionProblem{"host", "\"" + host + "\" is no name of a host"};
+        if (!isHostName(host))
+            return OptionProblem{"host", "\"" + host + "\" is no name of a host (letters, digits, \"-\" and \".\")"};
     boost::system::error_code invalid;
     for (const std::string& proxy : options.proxies)
         if (boost::asio::ip::make_address(proxy, invalid); invalid)
@@ -193,6 +201,15 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
     return all;
 }
 
+/// What is set and does nothing beside the way that users sign in; empty: nothing is.
+std::string idleOptions(const RawOptions& raw, const ServiceOptions& options) {
+    if (options.loginByCode)
+        return options.createAccounts ? "create-accounts does nothing: users sign in by code (login-method)" : "";
+    const char* idle = !options.smsCommand.empty() ? "sms-command" : "captcha-listen";
+    const bool isAny = !(options.smsCommand.empty() && raw.captchaListen.empty());
+    return isAny ? std::string(idle) + " does nothing: users sign in by password (login-method)" : "";
+}
+
 /// Takes in what the library cannot by itself; the problem is that of an option's name.
 Problem check(const RawOptions& raw, ServiceOptions& options) {
     auto problem = parseListen("listen", raw.listen, options.address, options.port);
@@ -208,8 +225,7 @@ Problem check(const RawOptions& raw, ServiceOptions& options) {
         problem = raw.answers.apply(options.chat, options.chatLimits);
     if (!problem)
         problem = raw.speech.apply(options.transcription, options.region);
-    if (!options.loginByCode && !(options.smsCommand.empty() && raw.captchaListen.empty()))
-        options.remark = "sms-command and captcha-listen do nothing: users sign in by password (login-method)";
+    options.remark = idleOptions(raw, options);
     return problem ? problem : parseData(raw.data, options);
 }
 
@@ -283,6 +299,8 @@ tl::expected<ServiceOptions, std::string> parseOptions(const std::vector<std::st
     try {
         if (auto problem = parseAll(arguments, options))
             return tl::unexpected(*std::move(problem));
+    } catch (const po::too_many_positional_options_error&) {
+        return tl::unexpected(std::string("a word stands there without an option; a value with blanks needs quotes"));
     } catch (const po::error& problem) {
         return tl::unexpected(std::string(problem.what()) + "; see parlowen-service --help");
     }

@@ -19,7 +19,11 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
 #include <system_error>
+#include <thread>
 
 namespace parlowen::service {
 
@@ -92,6 +96,7 @@ Server::Options captchaOptions(const ServiceOptions& options, std::uint16_t serv
         page.port = static_cast<std::uint16_t>(servicePort + 1); // where applications look for it
     page.threads = 1;
     page.limits.connections = 128;
+    page.limits.connectionsOfAPeer = page.limits.connections / 2;
     page.limits.reserve = 0; // nobody signs in there
     return page;
 }
@@ -207,6 +212,21 @@ struct Service::Parts {
         }
     }
 
+    /// Speech ends with its session, also where that was pushed out by newer ones or its password was changed.
+    void watchSessions(const std::stop_token& stop) {
+        constexpr std::chrono::seconds every{20};
+        std::mutex mutex;
+        std::condition_variable_any stopped;
+        std::unique_lock hold(mutex);
+        while (!stopped.wait_for(hold, stop, every, [&stop] { return stop.stop_requested(); })) {
+            try {
+                speech->tokens.endLapsed();
+            } catch (const StoreError& problem) {
+                logLine(problem.what()); // the next time
+            }
+        }
+    }
+
     /// What is not noted is missed at the next start alone.
     void noteSpeechToken(const std::string& token, const std::string& session, bool open) {
         try {
@@ -248,7 +268,11 @@ struct Service::Parts {
         Router pages;
         addCaptchaRoutes(pages, captchas);
         captchaServer.emplace(captchaOptions(options, server.port()), std::nullopt, std::move(pages));
-        captchaServer->start();
+        try {
+            captchaServer->start();
+        } catch (const AddressInUse& problem) {
+            throw AddressInUse(std::string("the captcha's page (--captcha-listen): ") + problem.what());
+        }
     }
 
     /// Adds what is known of its asker to a question.
@@ -333,7 +357,8 @@ struct Service::Parts {
     const SignInParts signIn;
     boost::asio::thread_pool speechNotes{1}; ///< in order
     std::optional<Server> captchaServer;
-    Server server; ///< the last, so that it ends first: its connections use all of the above
+    Server server; ///< ends before what its connections use, which is all of the above
+    std::jthread watch{[this](const std::stop_token& stop) { watchSessions(stop); }};
 };
 
 Service::Service(const ServiceOptions& options, const Tuning& tuning)

@@ -6,6 +6,7 @@
 #include <openssl/crypto.h>
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
+#include <set>
 #include <stdexcept>
 
 namespace parlowen::service {
@@ -199,6 +200,19 @@ void SpeechTokens::endSession(std::string_view session) {
 
 void SpeechTokens::endUser(std::int64_t user) {
     table_->end([user](const Owner& owner) { return owner.user == user; });
+}
+
+void SpeechTokens::endLapsed() {
+    std::set<std::string> running;
+    {
+        const std::lock_guard lock(table_->mutex);
+        for (const auto& [token, use] : table_->uses)
+            if (!use.over && !use.connections.empty())
+                running.insert(use.owner.session);
+    }
+    for (const std::string& session : running)
+        if (table_->hooks.lasts && !table_->hooks.lasts(session))
+            endSession(session);
 }
 
 SpeechTokens::Session::Session(std::shared_ptr<Table> table, std::string token, int number, std::int64_t user)

@@ -65,6 +65,8 @@ public:
     /// Ends what runs of a sign-in session, or of all of a user's. New connections are the hooks' to refuse.
     void endSession(std::string_view session);
     void endUser(std::int64_t user);
+    /// Ends what runs of sign-in sessions that the hooks know no more, however they ended. May block.
+    void endLapsed();
 
     /// One connection's hold on a token; may outlive the SpeechTokens.
     class Session {

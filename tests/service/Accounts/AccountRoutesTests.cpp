@@ -255,6 +255,29 @@ TEST(HashingQueue, StrangersTakeTurnsAndTheKnownAreNeverInTheirWay) {
     EXPECT_FALSE(ran) << "after the end";
 }
 
+TEST(HashingQueue, ChanceGetsNewcomersInWhereAllAreNew) {
+    std::promise<void> open;
+    std::promise<void> busy;
+    std::set<std::string> dropped;
+    HashingQueue queue;
+    queue.add({"holds", "1"}, [&](bool) {
+        busy.set_value();
+        open.get_future().wait();
+    });
+    busy.get_future().wait();
+    constexpr std::size_t comers = 400; // beside 16 places: that the first stay all the time is 1 in 10^10
+    for (std::size_t i = 0; i < comers; ++i)
+        queue.add({std::to_string(i), "1"}, [&dropped, i](bool run) {
+            if (!run)
+                dropped.insert(std::to_string(i));
+        });
+    EXPECT_EQ(dropped.size(), comers - HashingQueue::placesOfStrangers);
+    EXPECT_TRUE(dropped.contains("0"));
+    EXPECT_FALSE(dropped.contains("399") && dropped.contains("398") && dropped.contains("397"));
+    open.set_value();
+    queue.stop();
+}
+
 TEST(HashingQueue, WhoHadATurnMakesRoomForWhoHadNone) {
     std::promise<void> open;
     std::atomic<std::size_t> ran = 0, dropped = 0;

@@ -197,13 +197,16 @@ TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
     issue();
     accounts.takeCodeBack(byCode.number());
     EXPECT_TRUE(std::holds_alternative<std::string>(accounts.issueCode(byCode))) << "what was not delivered is free";
-    for (std::size_t i = 6; i <= LoginCodes::ofANumber; ++i)
+    byCode.address = "127.0.0.66";
+    for (std::size_t i = 2; i <= LoginCodes::ofANumber; ++i)
         issue();
     now += LoginCodes::betweenTwo;
     EXPECT_TRUE(std::holds_alternative<Refused>(accounts.issueCode(byCode))) << "enough for a day";
+    byCode.address = "127.0.0.2";
+    EXPECT_TRUE(std::holds_alternative<std::string>(accounts.issueCode(byCode))) << "but for where it signed in from";
     LoginCodes codes([this] { return now; });
     const auto issuedTo = [&](int number, const char* address) {
-        return codes.issue({"86", "1380000" + std::to_string(number)}, address).has_value();
+        return codes.issue({"86", "1380000" + std::to_string(number)}, {address}).has_value();
     };
     for (std::size_t i = 0; i < LoginCodes::ofAnAddress; ++i)
         EXPECT_TRUE(issuedTo(1000 + static_cast<int>(i), "127.0.0.2"));

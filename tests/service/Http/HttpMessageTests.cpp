@@ -73,6 +73,11 @@ TEST(RequestHead, AKnownProxySaysWhoAsks) {
     raw.set("X-Forwarded-For", "198.51.100.1, 127.0.0.1, 203.0.113.9");
     EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("203.0.113.9"));
     EXPECT_EQ(originOf(raw, at("127.0.0.2"), rules).peer, at("127.0.0.2"));
+    for (const auto& [named, peer] :
+         {std::pair("192.0.2.1:4711", "192.0.2.1"), {"[2001:db8::1]:4711", "2001:db8::1"}}) {
+        raw.set("X-Forwarded-For", named);
+        EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at(peer));
+    }
     raw.insert("X-Forwarded-For", "nonsense");
     EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("127.0.0.1"));
     EXPECT_TRUE(isAllowedHost("Example.ORG:443", rules) && isAllowedHost("[::1]:1", rules));

@@ -146,8 +146,15 @@ TEST_F(SpeechTokensTest, EndWithTheirSignInSession) {
     EXPECT_TRUE(tokens.open(others));
     first.value().whenEnded([&] { ended += "late"; });
     EXPECT_EQ(ended, "alate") << "at once";
-    tokens.endUser(2);
+    tokens.endLapsed();
+    EXPECT_EQ(ended, "alate") << "the other one lasts";
+    over.insert(sessionOf('b'));
+    tokens.endLapsed();
     EXPECT_EQ(ended, "alateb");
+    const auto third = tokens.open(tokens.issue({3, sessionOf('c')}));
+    third.value().whenEnded([&] { ended += "c"; });
+    tokens.endUser(3);
+    EXPECT_EQ(ended, "alatebc");
 }
 
 namespace {
