@@ -90,6 +90,7 @@ Composition::Composition(Settings& settings, const QString& givenBackend)
     : settings_(settings)
     , backend_(givenBackend, settings.fuwuqiKey())
     , http_(settings, {}, requestHooks()) {
+    settings.useBackend(backend_.address(), !backend_.isGiven());
     HttpDatas::install(&http_);
     MicroManagement::setHooks(microphoneHooks());
 }

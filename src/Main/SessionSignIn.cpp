@@ -11,12 +11,15 @@ namespace parlowen {
 
 namespace {
 
-constexpr Phrase nobody{"nobody is signed in to %1", "没有登录 %1"};
+constexpr Phrase nobody{"nobody is signed in to %1; to sign in: parlowen --page login --backend %1",
+                        "没有登录 %1；请先登录：parlowen --page login --backend %1"};
+constexpr Phrase unreachable{"%1 does not answer as a backend does: %2", "%1 没有像后端那样应答：%2"};
 constexpr Phrase notInTheClear{"nobody is signed in to %1, and nothing signs in by itself without https",
                                "没有登录 %1；不使用 https 时不会自动登录"};
 constexpr Phrase noAccountHere{
-    "the service has no account for this computer and makes none: start it with --create-accounts",
-    "该服务没有本机的账号，也不会自动创建：请用 --create-accounts 启动它"};
+    "the service has no account for this computer and makes none: start it with --create-accounts, or sign in "
+    "(parlowen --page login)",
+    "该服务没有本机的账号，也不会自动创建：请用 --create-accounts 启动它，或先登录（parlowen --page login）"};
 constexpr Phrase signInFailed{"signing in to the local service failed. %1", "登录本地服务失败。%1"};
 
 constexpr qint64 wrongNumberOrPassword = 1002;
@@ -70,7 +73,7 @@ void SessionSignIn::useOwnAccount() {
     const QString base = settings_.fuwuqiKey().value_or(ApiBase::builtIn());
     const bool isSecure = QUrl(base).scheme() == QLatin1String("https");
     if (!isSecure || !trust_.covers(QUrl(base).host())) {
-        finish(failure(isSecure ? nobody.here(base) : notInTheClear.here(base)));
+        tellWhy(base, isSecure ? nobody.here(base) : notInTheClear.here(base));
         return;
     }
     const Account account = ownAccount(trust_.certificateAuthority);
@@ -91,6 +94,17 @@ void SessionSignIn::useOwnAccount() {
             settings_.synchronize();
             finish({});
         });
+}
+
+/// What is no backend at all, or out of reach, comes first.
+void SessionSignIn::tellWhy(const QString& base, const QString& reason) {
+    http_.requestData(QStringLiteral("/user/get_login_method"), HttpMethod::GET, std::nullopt, std::nullopt, &context_,
+                      [this, base, reason](FResponseStatus status, const std::optional<JSON>&,
+                                           const std::optional<QString>& message) {
+                          finish(failure(status == FResponseStatus::failure
+                                             ? unreachable.here(base, message.value_or(QString()))
+                                             : reason));
+                      });
 }
 
 void SessionSignIn::finish(const Result<void>& result) {

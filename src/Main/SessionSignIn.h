@@ -26,6 +26,7 @@ public:
 private:
     void checkToken();
     void useOwnAccount();
+    void tellWhy(const QString& base, const QString& reason);
     void finish(const Result<void>& result);
 
     HttpDatas& http_;

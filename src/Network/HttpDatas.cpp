@@ -143,8 +143,8 @@ void HttpDatas::send(const Prepared& prepared, Completion completion) {
 void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completion) {
     if (isTransportFailure(reply)) {
         const char* name = QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(reply.error());
-        const QString description = transportErrorDescription(reply.error(), reply.errorString());
-        handleFailure(name, description, transportAlertText(reply.error(), description, isOnline()), completion);
+        const BilingualText description = transportErrorDescription(reply);
+        handleFailure(name, description.here(), transportAlertText(reply.error(), description, isOnline()), completion);
         return;
     }
     const int httpStatus = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -155,7 +155,7 @@ void HttpDatas::handleFinished(QNetworkReply& reply, const Completion& completio
     if (const JSON body = JSON::parse(reply.readAll()); body.exists())
         handleReply(httpStatus, body, completion);
     else
-        handleFailure("UndecodableReply", QStringLiteral("服务器的回复无法识别"), {}, completion);
+        handleFailure("UndecodableReply", undecodableDescription(reply).here(), {}, completion);
 }
 
 /// What an earlier sign-in asked for, and was refused late, says nothing about this one.

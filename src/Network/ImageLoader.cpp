@@ -79,7 +79,7 @@ void ImageLoader::finished(const QUrl& url, QNetworkReply& reply) {
     else if (status >= firstErrorStatus)
         problem = QStringLiteral("图片无法下载：HTTP %1").arg(status);
     else if (reply.error() != QNetworkReply::NoError)
-        problem = QStringLiteral("图片无法下载：") + transportErrorDescription(reply.error(), reply.errorString());
+        problem = QStringLiteral("图片无法下载：") + transportErrorDescription(reply).chinese;
     if (!problem.isEmpty()) {
         tell(url, failure(problem));
         return;

@@ -4,6 +4,7 @@
 
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
+#include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
 #include <Foundation/MainQueue.h>
 
@@ -155,12 +156,12 @@ void ResumeUpload::progress(qint64 sent, qint64 total) {
 void ResumeUpload::finished() {
     inactivity_.stop();
     if (isTransportFailure(*reply_)) {
-        fail(transportErrorDescription(reply_->error(), reply_->errorString()));
+        fail(transportErrorDescription(*reply_).in(windowLanguage()));
         return;
     }
     const JSON body = JSON::parse(reply_->readAll());
     if (!body.exists()) {
-        fail(QStringLiteral("服务器的回复无法识别"));
+        fail(undecodableDescription(*reply_).in(windowLanguage()));
         return;
     }
     consoleLog("✅ 上传成功：" + body.rawString());

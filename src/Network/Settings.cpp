@@ -1,9 +1,11 @@
 #include "Settings.h"
 
 #include <Foundation/ChosenLanguage.h>
+#include <Foundation/LocalTrust.h>
 #include <Foundation/UserDefaults.h>
 
 #include <QSettings>
+#include <QUrl>
 
 namespace parlowen {
 
@@ -32,6 +34,16 @@ void store(UserDefaults& defaults, const char* key, const QString& text) { defau
 void store(UserDefaults& defaults, const char* key, bool flag) { defaults.setBoolean(key, flag); }
 void store(UserDefaults& defaults, const char* key, qint64 number) { defaults.setInteger(key, number); }
 
+/// The service of this machine is one and the same at any port: its certificate shows it.
+QString originOf(const QString& baseUrl) {
+    const QUrl url(baseUrl);
+    const QString place = isLoopbackHost(url.host())
+                              ? QStringLiteral("localhost")
+                              : url.host().toLower() + QLatin1Char(':') +
+                                    QString::number(url.port(url.scheme() == QLatin1String("http") ? 80 : 443));
+    return url.scheme() + QStringLiteral("://") + place;
+}
+
 } // namespace
 
 Settings::Settings(UserDefaults& defaults, std::unique_ptr<SecretKeeper> keeper)
@@ -51,9 +63,23 @@ void Settings::write(const SettingsKey<Value>& key, const std::optional<Value>& 
         defaults_.remove(key.name);
 }
 
-std::optional<QString> Settings::loginToken() const { return token_->read(); }
+void Settings::useBackend(const QString& baseUrl, bool isUsual) {
+    backend_ = originOf(baseUrl);
+    if (isUsual && !read(SettingsKeys::loginTokenBackend))
+        write(SettingsKeys::loginTokenBackend, std::optional(backend_));
+}
 
-void Settings::setLoginToken(const std::optional<QString>& token) { token_->write(token); }
+bool Settings::hasTokenOfBackend() const {
+    return backend_.isEmpty() || read(SettingsKeys::loginTokenBackend) == backend_;
+}
+
+std::optional<QString> Settings::loginToken() const { return hasTokenOfBackend() ? token_->read() : std::nullopt; }
+
+void Settings::setLoginToken(const std::optional<QString>& token) {
+    token_->write(token);
+    if (!backend_.isEmpty())
+        write(SettingsKeys::loginTokenBackend, std::optional(backend_));
+}
 
 bool Settings::isAutoLogin() const { return read(SettingsKeys::isAutoLogin).value_or(false); }
 
@@ -123,6 +149,8 @@ void Settings::setUiLanguage(Language language) {
 std::optional<QString> Settings::fuwuqiKey() const { return read(SettingsKeys::fuwuqiKey); }
 
 void Settings::clearRejectedSignIn() {
+    if (!hasTokenOfBackend())
+        return; // it was not what was refused
     setLoginToken(std::nullopt);
     remove(SettingsKeys::userInfo.name);
 }

@@ -21,6 +21,7 @@ struct SettingsKey {
 /// Every setting that the application keeps.
 namespace SettingsKeys {
 inline constexpr SettingsKey<QString> loginToken{"LOGIN_TOKEN"};
+inline constexpr SettingsKey<QString> loginTokenBackend{"LOGIN_TOKEN_BACKEND"};
 inline constexpr SettingsKey<bool> isAutoLogin{"isAutoLogin"};
 inline constexpr SettingsKey<UserBaseModel> userInfo{"userInfo"};
 inline constexpr SettingsKey<AIInterviewModel> aiInterviewSetModel{"aiInterviewSetModel"};
@@ -41,6 +42,10 @@ class Settings {
 public:
     /// The defaults outlive it. The keeper, where there is one, takes the sign-in token.
     explicit Settings(UserDefaults& defaults, std::unique_ptr<SecretKeeper> keeper = nullptr);
+
+    /// From here on the token is handed out only where this backend gave it, and a new one is noted as its own. One
+    /// that was stored without a note is the usual backend's. Once, before other threads read.
+    void useBackend(const QString& baseUrl, bool isUsual);
 
     std::optional<QString> loginToken() const;
     void setLoginToken(const std::optional<QString>& token);
@@ -105,8 +110,11 @@ private:
     template<class Value>
     void write(const SettingsKey<Value>& key, const std::optional<Value>& value);
 
+    bool hasTokenOfBackend() const;
+
     UserDefaults& defaults_;
     const std::unique_ptr<TokenStore> token_;
+    QString backend_; ///< whose token counts; empty: any
 };
 
 } // namespace parlowen

@@ -94,15 +94,22 @@ bool isTransportFailure(const QNetworkReply& reply) {
     return status < 400 || !isStatusError(reply.error());
 }
 
-QString transportErrorDescription(QNetworkReply::NetworkError error, const QString& libraryText) {
-    constexpr Phrase untrusted{"%1 (of a service of your own, this system has to trust the tls/ca.pem)",
-                               "%1（自建的服务，要先让本系统信任它的 tls/ca.pem）"};
-    if (error == QNetworkReply::SslHandshakeFailedError)
-        return untrusted.in(windowLanguage(), libraryText);
-    return isTimeout(error) ? QStringLiteral("请求超时") : libraryText;
+BilingualText transportErrorDescription(const QNetworkReply& reply) {
+    constexpr Phrase late{"the request timed out", "请求超时"};
+    constexpr Phrase ownAuthority{"%1 (of a service of your own, this system has to trust the tls/ca.pem)",
+                                  "%1（自建的服务，要先让本系统信任它的 tls/ca.pem）"};
+    const bool isUntrusted = reply.error() == QNetworkReply::SslHandshakeFailedError;
+    if (isUntrusted && isLoopbackHost(reply.url().host()))
+        return ownAuthority.both(reply.errorString());
+    return isTimeout(reply.error()) ? late.both() : BilingualText(reply.errorString(), reply.errorString());
 }
 
-QString transportAlertText(QNetworkReply::NetworkError error, const QString& description, bool online) {
+BilingualText undecodableDescription(const QNetworkReply& reply) {
+    constexpr Phrase foreign{"the server's reply cannot be read (HTTP %1)", "服务器的回复无法识别（HTTP %1）"};
+    return foreign.both(reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
+}
+
+QString transportAlertText(QNetworkReply::NetworkError error, const BilingualText& description, bool online) {
     if (isTimeout(error))
         return QCoreApplication::translate("Transport", "请求超时，请重试");
     switch (error) {
@@ -121,7 +128,7 @@ QString transportAlertText(QNetworkReply::NetworkError error, const QString& des
     default:
         break;
     }
-    return QCoreApplication::translate("Transport", "请求失败：%1").arg(description);
+    return QCoreApplication::translate("Transport", "请求失败：%1").arg(description.in(windowLanguage()));
 }
 
 bool hasRoute(const QByteArray& ipv4, const QByteArray& ipv6) {

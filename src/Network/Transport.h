@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Foundation/LocalTrust.h>
+#include <Foundation/Phrase.h>
 
 #include <QJsonObject>
 #include <QNetworkReply>
@@ -37,10 +38,13 @@ QSslConfiguration sslConfiguration(const LocalTrust& trust, const QUrl& url);
 bool isTransportFailure(const QNetworkReply& reply);
 
 /// The failed transfer in words.
-QString transportErrorDescription(QNetworkReply::NetworkError error, const QString& libraryText);
+BilingualText transportErrorDescription(const QNetworkReply& reply);
 
 /// What the alert about a failed transfer says. `online` tells whether this machine has any network at all.
-QString transportAlertText(QNetworkReply::NetworkError error, const QString& description, bool online);
+QString transportAlertText(QNetworkReply::NetworkError error, const BilingualText& description, bool online);
+
+/// For a reply that is not the service's: its HTTP status is told.
+BilingualText undecodableDescription(const QNetworkReply& reply);
 
 /// Whether packets may leave this machine for anywhere: there is a default route of either kind of address. A bridge of
 /// containers is none.

@@ -121,7 +121,7 @@ AnswerEnd StreamingClient::endWithoutMark() const {
     }
     if (isTransportFailure(*reply_))
         return {Outcome::Failed, status == 0 ? AnswerEnd::Cause::NoConnection : AnswerEnd::Cause::BrokenOff,
-                transportErrorDescription(reply_->error(), reply_->errorString())};
+                transportErrorDescription(*reply_).here()};
     if (const QString message = messageOf(head_); !message.isEmpty())
         return {Outcome::Failed, AnswerEnd::Cause::BackendFailed, message};
     return {Outcome::Failed, AnswerEnd::Cause::BrokenOff, {}};
@@ -132,7 +132,7 @@ void StreamingClient::finish() {
     if (ended.outcome == Outcome::Cancelled)
         consoleLog("🗑️ 流式连接已取消");
     else if (isTransportFailure(*reply_))
-        consoleLog("❌ 流式连接错误：" + transportErrorDescription(reply_->error(), reply_->errorString()));
+        consoleLog("❌ 流式连接错误：" + transportErrorDescription(*reply_).chinese);
     else if (ended.outcome == Outcome::Failed)
         consoleLog("❌ 流式连接错误：" + answerFailureText(ended, Language::Chinese));
     else

@@ -343,7 +343,9 @@ TEST(RequestEncodingTest, APathFollowsTheBaseAndAWholeUrlStandsAlone) {
 
 TEST(TransportErrorTest, EachKindOfFailureHasItsWords) {
     using Reply = QNetworkReply;
-    const auto text = [](Reply::NetworkError error, bool online) { return transportAlertText(error, "why", online); };
+    const auto text = [](Reply::NetworkError error, bool online) {
+        return transportAlertText(error, {"why", "why"}, online);
+    };
     EXPECT_EQ(text(Reply::ConnectionRefusedError, false), "无法连接到服务器，请稍后再试");
     EXPECT_EQ(text(Reply::UnknownNetworkError, true), "无法连接到服务器，请稍后再试");
     EXPECT_EQ(text(Reply::UnknownNetworkError, false), "网络未连接，请检查你的网络设置");

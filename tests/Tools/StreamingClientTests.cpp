@@ -186,7 +186,7 @@ TEST_F(StreamingClientTest, ABackendThatRefusesFailsOrIsSilentEndsTheStreamWithA
                                "the backend does not take the sign-in (HTTP 403)",
                                "the backend failed (HTTP 500)",
                                "the backend failed (次数已用完)",
-                               "the backend cannot be reached (请求超时)",
+                               "the backend cannot be reached (the request timed out)",
                                "the backend cannot be reached"};
     for (qsizetype i = 0; i < expected.size(); ++i) {
         environment_.baseUrl = i < 5 ? server_.baseUrl() : ScriptedHttpServer::refusingUrl();
