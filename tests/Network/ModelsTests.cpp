@@ -169,6 +169,25 @@ TEST_F(SettingsTest, SigningOutTakesTheUserAndARejectedSignInKeepsAutomaticSignI
     }
 }
 
+TEST_F(SettingsTest, ATokenIsTheBackendsThatGaveIt) {
+    settings_.setLoginToken("of before"); // that was noted
+    const auto tokenAt = [this](const char* base, bool isUsual = false) {
+        Settings next(defaults_);
+        next.useBackend(base, isUsual);
+        return next.loginToken();
+    };
+    EXPECT_EQ(tokenAt("https://school.example/v1"), std::nullopt);
+    EXPECT_EQ(tokenAt("https://127.0.0.1:1/v1", true), "of before");
+    EXPECT_EQ(tokenAt("https://localhost:2/v1"), "of before") << "the same service, wherever it listens";
+    settings_.useBackend("https://School.example:8443/v1", false);
+    settings_.clearRejectedSignIn();
+    EXPECT_EQ(tokenAt("https://localhost:2/v1"), "of before") << "another one refused nothing of it";
+    settings_.setLoginToken("school's");
+    EXPECT_EQ(tokenAt("https://school.example:8443/other"), "school's");
+    for (const char* stranger : {"http://school.example:8443/v1", "https://school.example/v1", "https://127.0.0.1/v1"})
+        EXPECT_EQ(tokenAt(stranger, true), std::nullopt) << stranger;
+}
+
 /// A keyring of the desktop, which outlives the programs that use it.
 struct Keyring {
     enum class Mood { Serves, Refuses, Hangs };
