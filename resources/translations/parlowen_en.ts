@@ -261,6 +261,10 @@
         <source>找不到示例录音，请重新安装 Parlowen。</source>
         <translation>The sample recording is missing; install Parlowen anew.</translation>
     </message>
+    <message>
+        <source>登录已失效，请重新登录</source>
+        <translation>You were signed out. Please sign in again</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::CaptchaViewController</name>

@@ -71,11 +71,13 @@ void noteUse(SQLite::Database& database, std::string_view tokenHash, std::int64_
     }
 }
 
-/// False where the number is known already.
+/// In a transaction. False where the number is known already.
 bool addUser(SQLite::Database& database, const PhoneNumber& phone, const std::string& passwordHash) {
     const std::int64_t now = std::time(nullptr);
-    SQLite::Statement insert(database, "INSERT INTO users (country_code, phone, nick_name, password_hash, created_at, "
-                                       "last_login_at) VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
+    database.exec("UPDATE user_ids SET last = last + 1");
+    SQLite::Statement insert(database, "INSERT INTO users (id, country_code, phone, nick_name, password_hash, "
+                                       "created_at, last_login_at) VALUES ((SELECT last FROM user_ids), ?, ?, ?, ?, ?, "
+                                       "?) ON CONFLICT DO NOTHING");
     SQLite::bind(insert, phone.countryCode, phone.number, firstNickName(phone), passwordHash, now, now);
     return insert.exec() != 0;
 }

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
+#include <cctype>
+#include <iterator>
 
 namespace parlowen::service {
 
@@ -17,6 +19,18 @@ constexpr std::size_t longestSecret = 1024;
 bool isDigits(std::string_view text, std::size_t least, std::size_t most) {
     return text.size() >= least && text.size() <= most &&
            std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// Without what is for the eye alone, and without the dialling code that copied numbers begin with ("+86138…",
+/// "0086138…"), which is given beside.
+std::string localNumber(const std::string& text, const std::string& countryCode) {
+    std::string digits;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
+                 [](char c) { return std::string_view(" -().\t\u00a0").find(c) == std::string_view::npos; });
+    for (const std::string& prefix : {"+" + countryCode, "00" + countryCode})
+        if (digits.starts_with(prefix))
+            return digits.substr(prefix.size());
+    return digits;
 }
 
 std::string bareNumber(std::string text) {
@@ -51,7 +65,10 @@ constexpr const char* longPassword = "密码过长";
 
 } // namespace
 
-PhoneNumber Credentials::number() const { return {bareNumber(countryCode), bareNumber(phone)}; }
+PhoneNumber Credentials::number() const {
+    const std::string code = bareNumber(countryCode);
+    return {code, localNumber(phone, code)};
+}
 
 Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::seconds sessionLife)
     : store_(database, sessionLife)
@@ -151,14 +168,16 @@ tl::expected<bool, Refused> Accounts::setPassword(const Credentials& credentials
 std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& credentials) {
     if (auto problem = problemOf(credentials.number()))
         return *std::move(problem);
-    if (credentials.secret.empty())
+    std::string code = credentials.secret;
+    std::erase_if(code, [](unsigned char c) { return std::isspace(c) != 0; });
+    if (code.empty())
         return Refused{Reason::Input, "验证码不能为空"};
     const PhoneNumber phone = credentials.number();
     SignInTry attempt = tryOf(credentials);
     attempt.askedForCode = codes_.isAskedFrom(phone, attempt.address);
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
         return tooMany(manyFailures, wait);
-    if (!codes_.redeem(phone, credentials.secret, attempt.address)) {
+    if (!codes_.redeem(phone, code, attempt.address)) {
         limits_.failed(attempt);
         return Refused{Reason::WrongCode, "验证码错误或已失效"};
     }

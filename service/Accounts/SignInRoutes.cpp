@@ -86,16 +86,20 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
     const Credentials credentials = credentialsIn(*body, "", request);
     if (const auto mistyped = Accounts::problemOf(credentials.number()))
         co_return refusedReply(*mistyped); // before it uses a captcha up
-    if (!parts.redeemCaptcha(textMember(*body, "data")))
+    const std::string captcha = textMember(*body, "data");
+    if (!parts.redeemCaptcha(captcha))
         co_return failure(wrongCaptcha, "安全验证无效或已过期，请重新验证");
     if (++deliveries > mostDeliveries) {
         --deliveries;
+        parts.giveCaptchaBack(captcha);
         co_return busy("正在发送的验证码过多", deliveryTime);
     }
     const bool isEnglish = prefersEnglish(request.header("Accept-Language"));
     auto work = [&] {
         const auto issued = parts.accounts.issueCode(credentials);
         const auto* code = std::get_if<std::string>(&issued);
+        if (!code)
+            parts.giveCaptchaBack(captcha);
         return code ? deliver(parts, {credentials.number(), *code, isEnglish})
                     : refusedReply(std::get<Refused>(issued));
     };

@@ -58,6 +58,7 @@ double numberIn(const nlohmann::json& value) { return value.is_number() ? value.
 CaptchaAnswer answerIn(const nlohmann::json& body, std::string address) {
     CaptchaAnswer answer{.id = textMember(body, "id"), .x = numberIn(body.value("x", nlohmann::json()))};
     answer.text = textMember(body, "text");
+    std::erase_if(answer.text, [](char c) { return c == ' ' || c == ','; }); // as the question parts them
     answer.address = std::move(address);
     const auto steps = body.value("trace", nlohmann::json::array());
     for (const auto& step : steps)
@@ -70,11 +71,12 @@ HttpResponse judge(Captchas& captchas, const HttpRequest& request) {
     const auto body = jsonObject(request.body());
     if (!body || !isJson(request))
         return badRequest();
-    const auto result = captchas.solve(answerIn(*body, request.origin.network()));
+    const CaptchaAnswer answer = answerIn(*body, request.origin.network());
+    const auto result = captchas.solve(answer);
     if (result)
         return success({{"validate", *result}});
     const auto minutes = std::chrono::ceil<std::chrono::minutes>(result.error()).count();
-    return minutes == 0 ? failure(wrongAnswer, "没有对准，请再试一次")
+    return minutes == 0 ? failure(wrongAnswer, answer.text.empty() ? "没有对准，请再试一次" : "答案不正确，请再试一次")
                         : failure(tooManyCaptchas, "文字验证次数过多，请用方向键移动滑块，或在 " +
                                                        std::to_string(minutes) + " 分钟后再试");
 }

@@ -99,4 +99,10 @@ bool Captchas::redeem(const std::string& result) {
     return !entry.empty() && entry.mapped() + lifetime > clock_();
 }
 
+void Captchas::giveBack(const std::string& result) {
+    const std::lock_guard lock(mutex_);
+    keepBounded(results_, clock_(), [](LimitTime given) { return given; });
+    results_[hashedToken(result)] = clock_();
+}
+
 } // namespace parlowen::service

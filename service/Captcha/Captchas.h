@@ -45,6 +45,8 @@ public:
     tl::expected<std::string, std::chrono::seconds> solve(const CaptchaAnswer& answer);
     /// Whether a text is a result that was not used yet; it is used up by this.
     bool redeem(const std::string& result);
+    /// What was used up brought nothing, and is good once more.
+    void giveBack(const std::string& result);
 
 private:
     struct Pending {

@@ -24,6 +24,7 @@ const inEnglish = {
   "正在加载…": "Loading…",
   "无法连接，请按“换一张”重试": "No connection; press \"Another\" to retry",
   "没有对准，请再试一次": "That was not it; please try again",
+  "答案不正确，请再试一次": "That was not it; please try again",
   "验证成功": "Verified",
 };
 

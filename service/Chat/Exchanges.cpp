@@ -14,6 +14,8 @@ std::vector<Exchange> Exchanges::of(std::int64_t account) {
 
 void Exchanges::add(std::int64_t account, Exchange exchange) {
     const std::lock_guard lock(mutex_);
+    if (gone_.contains(account))
+        return;
     const TimePoint now = clock_();
     std::erase_if(interviews_, [now](const auto& entry) { return now - entry.second.last > quiet; });
     if (interviews_.size() >= interviews && !interviews_.contains(account))
@@ -30,6 +32,9 @@ void Exchanges::add(std::int64_t account, Exchange exchange) {
 void Exchanges::forget(std::int64_t account) {
     const std::lock_guard lock(mutex_);
     interviews_.erase(account);
+    gone_.insert(account);
+    if (gone_.size() > interviews)
+        gone_.erase(gone_.begin());
 }
 
 } // namespace parlowen::service

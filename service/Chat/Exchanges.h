@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,7 @@ public:
     /// The oldest first.
     std::vector<Exchange> of(std::int64_t account);
     void add(std::int64_t account, Exchange exchange);
-    /// Drops those of an account that is gone.
+    /// Drops those of an account that is gone, and what an answer that still runs would add.
     void forget(std::int64_t account);
 
 private:
@@ -41,6 +42,7 @@ private:
     Clock clock_;
     std::mutex mutex_;
     std::map<std::int64_t, Interview> interviews_;
+    std::set<std::int64_t> gone_; ///< the newest `interviews` accounts of those
 };
 
 } // namespace parlowen::service

@@ -73,6 +73,11 @@ CREATE TABLE failures (
 ) WITHOUT ROWID;
 CREATE INDEX failures_by_time ON failures (last_at);
 )",
+    // No user gets the number of one who has gone: something of theirs may still be under way.
+    R"(
+CREATE TABLE user_ids (last INTEGER NOT NULL);
+INSERT INTO user_ids SELECT coalesce(max(id), 0) FROM users;
+)",
 };
 
 /// Makes the file before SQLite does, since its side files get the same rights.

@@ -247,6 +247,7 @@ void LoginViewController::sendCode(const QString& validate) {
             if (status != FResponseStatus::success || !json)
                 return;
             startCountdown();
+            controls().codeLabel->clear(); // an earlier one is good no more
             controls().codeLabel->setFocus(Qt::OtherFocusReason);
             const auto reply = mapLenient<BaseNetModel>(json->rawString());
             if (reply && reply->message)
@@ -356,7 +357,7 @@ void LoginViewController::enterLocally() {
 /// A keyring that is unlocked only now still signs in by itself.
 void LoginViewController::awaitStoredSignIn() {
     const auto enter = [self = QPointer<LoginViewController>(this)] {
-        if (self && !self->isBusy_)
+        if (self && !self->isBusy_ && self->services_.settings->isAutoLogin())
             self->showMainView();
     };
     if (services_.settings->isAutoLogin() &&

@@ -66,8 +66,10 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
             Composition::alertInFront(alert);
     };
     hooks.forcedSignOut = [this] {
-        if (!signIn_ || !signIn_->tokenRefused())
-            openLogin();
+        if (signIn_ && signIn_->tokenRefused())
+            return;
+        openLogin();
+        ProgressHUD::shared().toast(tr("登录已失效，请重新登录"));
     };
     composition_.setHooks(std::move(hooks));
     connect(&composition_.backend(), &Backend::portTaken, this, [](int port) {

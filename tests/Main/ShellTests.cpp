@@ -33,6 +33,7 @@ protected:
         server_.enqueue(Reply::json(200, R"({"code":0,"data":{}})"));
     }
     void start(const QString& token, bool automatic, const QString& page = {}) {
+        stored().useBackend(server_.baseUrl(), false);
         stored().setLoginToken(token);
         stored().setAutoLogin(automatic);
         CommandLine line;

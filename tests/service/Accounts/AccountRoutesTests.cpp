@@ -108,7 +108,8 @@ protected:
                                      sent[message.phone.number] = message.code;
                                      return delivers;
                                  },
-                                 [this](const std::string& result) { return captchas.erase(result) == 1; }});
+                                 [this](const std::string& result) { return captchas.erase(result) == 1; },
+                                 [this](const std::string& result) { captchas.insert(result); }});
         addAccountRoutes(router, accounts);
         return router;
     }
@@ -138,6 +139,8 @@ TEST_F(SignInByCode, TheWholeWay) {
     EXPECT_EQ(first.code(), 0) << "a mistyped number uses no captcha up";
     EXPECT_FALSE(first.message().empty()) << "clients show it";
     EXPECT_EQ(send("13900001234", "a").code(), 1006) << "a captcha counts once";
+    EXPECT_EQ(send("13800001234", "b").code(), 1003);
+    EXPECT_TRUE(captchas.contains("b")) << "not for a code that was not sent";
     const Reply signedIn = client.post(codePath, fields("13800001234", "code", sent.at("13800001234")));
     ASSERT_EQ(signedIn.code(), 0);
     EXPECT_EQ(signedIn.data().at("user").at("phone"), "13800001234");
@@ -186,7 +189,7 @@ TEST(SignInRoutes, ADeletedAccountLeavesNoRowAndNoFile) {
     EXPECT_TRUE(deleted.code() == 0 && !deleted.message().empty()) << "clients show the message";
     EXPECT_EQ(client.get("/api/v1/user/info", token).status, 401);
     EXPECT_EQ(client.send("POST", "/compatible-mode/v1/files", "x", grant).status, 401)
-        << "the next user may get the same number";
+        << "an upload may still be under way";
     std::string stored;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(service.data()))
         stored += entry.is_regular_file() ? contentsOf(entry.path()) : "";

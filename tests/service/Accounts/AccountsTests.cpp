@@ -44,6 +44,9 @@ TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
     EXPECT_EQ(refusal({"86", "13800001234", "secret-2"}), Reason::WrongPassword);
     const auto second = std::get<SignedIn>(accounts.signIn({"+86", " 138-0000 1234", "secret-1"}, false));
     EXPECT_EQ(second.user.id, first.user.id) << "signs in numbers are for the eye";
+    for (const char* copied : {"+86 138-0000-1234", "008613800001234", "(138) 0000.1234", "138\u00a000001234"})
+        EXPECT_EQ(std::get<SignedIn>(accounts.signIn({"86", copied, "secret-1"}, false)).user.id, first.user.id)
+            << copied;
     EXPECT_NE(second.token, first.token);
     const auto elsewhere = std::get<SignedIn>(accounts.signIn({"1", "13800001234", "secret-9"}, true));
     EXPECT_NE(elsewhere.user.id, first.user.id) << "the same number of another country";
@@ -175,7 +178,7 @@ TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
     const std::string wrong = code == "000000" ? "000001" : "000000";
     EXPECT_EQ(std::get<Refused>(accounts.issueCode(byCode)).reason, Reason::TooManyFailures) << "one a minute";
     EXPECT_FALSE(signsIn(wrong));
-    EXPECT_TRUE(signsIn(code)) << "and makes the account";
+    EXPECT_TRUE(signsIn(" " + code + " ")) << "and makes the account";
     EXPECT_FALSE(signsIn(code)) << "once";
     EXPECT_EQ(refusal({"86", "13800001234", "secret-1"}), Reason::WrongPassword) << "it has no password";
 

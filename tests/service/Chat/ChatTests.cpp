@@ -299,6 +299,9 @@ TEST(Exchanges, AreFewAndEndWithTheInterview) {
         exchanges.add(account, {"x", ""});
     }
     EXPECT_TRUE(exchanges.of(1).empty()) << "the one that was quiet the longest";
+    exchanges.forget(2);
+    exchanges.add(2, {"late", ""});
+    EXPECT_TRUE(exchanges.of(2).empty()) << "of an account that is gone";
 }
 
 TEST(ChatAnswers, AreTheServicesWhereAModelIsConfigured) {
