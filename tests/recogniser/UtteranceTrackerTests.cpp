@@ -31,10 +31,7 @@ public:
         const bool voice = samples.front() != 0;
         voiced = voice ? voiced + window : 0;
         quiet = voice ? 0 : quiet + window;
-        if (voiced >= onsetDelay)
-            speaking = true;
-        if (quiet > closeDelay)
-            speaking = false;
+        speaking = voiced >= onsetDelay || (speaking && quiet <= closeDelay);
         return speaking;
     }
 
@@ -45,15 +42,17 @@ private:
 
 class UtteranceTrackerTest : public ::testing::Test {
 protected:
-    /// Seconds of sound with this value, in pieces of 0.1 s, and all the work that comes up meanwhile.
-    void hear(double seconds, std::int16_t value) {
-        for (int i = 0; i < static_cast<int>(seconds * 10 + 0.5); ++i) {
-            tracker->append(std::vector<std::int16_t>(1'600, value));
-            heard += 1'600;
-            tracker->advance();
-            now += std::chrono::milliseconds(100);
-            work();
-        }
+    /// Seconds of sound, each with the value of its samples, in pieces of 0.1 s, and all the work that comes up
+    /// meanwhile.
+    void hear(const std::vector<std::pair<double, std::int16_t>>& sounds) {
+        for (const auto& [seconds, value] : sounds)
+            for (int i = 0; i < static_cast<int>(seconds * 10 + 0.5); ++i) {
+                tracker->append(Samples(1'600, value));
+                heard += 1'600;
+                tracker->advance();
+                now += std::chrono::milliseconds(100);
+                work();
+            }
     }
     void finish() {
         tracker->finish();
@@ -73,16 +72,10 @@ protected:
         }
     }
     std::vector<StreamEvent> told(Kind kind) const {
-        std::vector<StreamEvent> found;
-        std::copy_if(events.begin(), events.end(), std::back_inserter(found),
-                     [kind](const auto& event) { return event.kind == kind; });
+        std::vector<StreamEvent> found = events;
+        std::erase_if(found, [kind](const auto& event) { return event.kind != kind; });
         return found;
     }
-    void begin(std::int64_t at = 0) {
-        tracker = std::make_unique<UtteranceTracker>(at, std::make_unique<LoudnessDetector>(),
-                                                     [this](const auto& event) { events.push_back(event); });
-    }
-    void SetUp() override { begin(); }
 
     std::vector<StreamEvent> events;
     std::vector<Job> jobs;
@@ -91,15 +84,14 @@ protected:
     Clock::time_point now{};
     Clock::duration took = std::chrono::milliseconds(50); ///< for each decoding
     std::int64_t heard = 0;
-    std::unique_ptr<UtteranceTracker> tracker;
+    const std::unique_ptr<UtteranceTracker> tracker = std::make_unique<UtteranceTracker>(
+        0, std::make_unique<LoudnessDetector>(), [this](const auto& event) { events.push_back(event); });
 };
 
 } // namespace
 
 TEST_F(UtteranceTrackerTest, AnUtteranceHasItsPlaceAndPartialsBeforeItsEnd) {
-    hear(1, 0);
-    hear(2, 9);
-    hear(1, 0);
+    hear({{1, 0}, {2, 9}, {1, 0}});
     const auto finals = told(Kind::Final);
     ASSERT_EQ(finals.size(), 1U);
     EXPECT_NEAR(static_cast<double>(finals[0].from), 16'000, 2 * window);
@@ -115,7 +107,7 @@ TEST_F(UtteranceTrackerTest, AnUtteranceHasItsPlaceAndPartialsBeforeItsEnd) {
 
 TEST_F(UtteranceTrackerTest, PartialsTakeTheirShareOfTimeAndNoMore) {
     took = std::chrono::seconds(1);
-    hear(7, 9);
+    hear({{7, 9}});
     EXPECT_EQ(jobs.size(), 3U) << "in the first, the fourth and the seventh second";
 }
 
@@ -126,10 +118,9 @@ TEST_F(UtteranceTrackerTest, WordsStayOnceTwoDecodingsOfEnoughSpeechAgreeOnThem)
             text += std::to_string(at) + " ";
         return text;
     };
-    hear(8, 9);
+    hear({{8, 9}});
     const auto partials = told(Kind::Partial);
-    const auto first =
-        std::find_if(partials.begin(), partials.end(), [](const auto& told) { return told.settled > 0; });
+    const auto first = std::ranges::find_if(partials, [](const auto& told) { return told.settled > 0; });
     ASSERT_NE(first, partials.end());
     EXPECT_NEAR(static_cast<double>(first->to), 64'000, 8'000);
     EXPECT_NEAR(static_cast<double>(partials.back().text.size() - partials.back().settled), 15, 8)
@@ -140,10 +131,9 @@ TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
     const auto finalsAfter = [this](const std::string& text, double pause) {
         events.clear();
         say = [text](const Job&) { return text; };
-        hear(1, 9);
-        hear(pause, 0);
+        hear({{1, 9}, {pause, 0}});
         const auto count = told(Kind::Final).size();
-        hear(3, 0);
+        hear({{3, 0}});
         EXPECT_EQ(told(Kind::Final).size(), 1U);
         return count;
     };
@@ -155,32 +145,24 @@ TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
 }
 
 TEST_F(UtteranceTrackerTest, AShortPauseAndAFragmentBeforeASentenceAreOneUtterance) {
-    hear(0.2, 9);
-    hear(0.6, 0);
-    hear(1, 9);
-    hear(0.4, 0);
-    hear(1, 9);
-    hear(1, 0);
+    hear({{0.2, 9}, {0.6, 0}, {1, 9}, {0.4, 0}, {1, 9}, {1, 0}});
     ASSERT_EQ(told(Kind::Final).size(), 1U);
     EXPECT_GE(told(Kind::Final)[0].to, 50'000);
     events.clear();
     say = [](const Job&) { return ""; }; // no word was found in it
-    hear(0.2, 9);
-    hear(2, 0);
+    hear({{0.2, 9}, {2, 0}});
     EXPECT_TRUE(events.empty());
 }
 
 TEST_F(UtteranceTrackerTest, LongSpeechIsCutAtTheQuietestPlaceAndNothingIsLostOrDoubled) {
     say = [](const Job& job) { return job.isForFinal() ? "Part." : "Guess"; };
-    hear(1, 0);
-    for (int second = 0; second < 45; ++second) {
-        hear(0.9, 900);
-        hear(0.1, 3); // quieter, but no pause
-    }
-    hear(1, 0);
+    hear({{1, 0}});
+    for (int second = 0; second < 45; ++second)
+        hear({{0.9, 900}, {0.1, 3}}); // quieter, but no pause
+    hear({{1, 0}});
     finish();
-    std::vector<Job> pieces;
-    std::copy_if(jobs.begin(), jobs.end(), std::back_inserter(pieces), [](const Job& job) { return job.isForFinal(); });
+    std::vector<Job> pieces = jobs;
+    std::erase_if(pieces, [](const Job& job) { return !job.isForFinal(); });
     ASSERT_GE(pieces.size(), 5U);
     for (std::size_t i = 0; i < pieces.size(); ++i) {
         EXPECT_LE(pieces[i].to - pieces[i].from, UtteranceTracker::longestPiece);
@@ -198,10 +180,9 @@ TEST_F(UtteranceTrackerTest, LongSpeechIsCutAtTheQuietestPlaceAndNothingIsLostOr
 
 TEST_F(UtteranceTrackerTest, ItWaitsForTextsThatDecideAndFallsNoFurtherBehind) {
     decoding = false;
-    hear(1, 9);
-    hear(5, 0);
+    hear({{1, 9}, {5, 0}});
     EXPECT_LT(tracker->taken(), 26'000) << "the words decide whether the pause is long enough";
-    hear(60, 9);
+    hear({{60, 9}});
     EXPECT_LT(tracker->taken(), 26'000);
     decoding = true;
     work();
@@ -229,11 +210,9 @@ Samples reduced(const Samples& samples, std::size_t piece) {
     return all;
 }
 
-double power(std::span<const std::int16_t> samples) {
-    double sum = 0;
-    for (const double sample : samples)
-        sum += sample * sample;
-    return sum / static_cast<double>(samples.size());
+double power(const Samples& samples, std::size_t from, std::size_t count) {
+    const auto part = std::span(samples).subspan(from, count);
+    return std::inner_product(part.begin(), part.end(), part.begin(), 0.0) / static_cast<double>(count);
 }
 
 } // namespace
@@ -313,12 +292,9 @@ TEST(NoiseReduction, TakesNoiseAwayAndLeavesWhatIsLoudInItsPlace) {
     EXPECT_EQ(whole.size(), samples.size());
     EXPECT_EQ(reduced(samples, 777), whole) << "however it arrives";
     EXPECT_EQ(reduced({1, 2, 3}, 3).size(), 3U) << "less than a frame";
-    const auto part = [](const Samples& of, std::size_t at, std::size_t count) {
-        return std::span(of).subspan(at, count);
-    };
-    EXPECT_LT(power(part(whole, 16'000, 8'000)), 0.4 * power(part(samples, 16'000, 8'000)));
-    EXPECT_GT(power(part(whole, 32'400, 7'200)), 0.5 * power(part(samples, 32'400, 7'200)));
-    EXPECT_LT(power(part(whole, 31'500, 400)), 0.1 * power(part(whole, 32'100, 400))) << "it begins where it did";
+    EXPECT_LT(power(whole, 16'000, 8'000), 0.4 * power(samples, 16'000, 8'000));
+    EXPECT_GT(power(whole, 32'400, 7'200), 0.5 * power(samples, 32'400, 7'200));
+    EXPECT_LT(power(whole, 31'500, 400), 0.1 * power(whole, 32'100, 400)) << "it begins where it did";
 }
 
 TEST(NoiseReduction, IsHeardWhereThereIsMuchNoise) {
@@ -353,11 +329,11 @@ TEST(Transcriber, HearsAFaintNoiseWhereThereIsNoSoundAtAll) {
         }
         std::vector<float> heard;
     } listener;
-    std::vector<float> samples(32'000, 0.1F);
-    std::fill(samples.begin() + 16'000, samples.end(), 0.0F);
+    std::vector<float> samples(16'000, 0.1F);
+    samples.resize(32'000);
     finalText(listener, samples);
-    const auto noise =
-        std::inner_product(listener.heard.begin() + 16'000, listener.heard.end(), listener.heard.begin() + 16'000, 0.0);
+    const std::span behind = std::span(listener.heard).subspan(16'000);
+    const auto noise = std::inner_product(behind.begin(), behind.end(), behind.begin(), 0.0);
     EXPECT_NEAR(10 * std::log10(noise / 16'000 / (0.1 * 0.1 / 2)), -40, 0.5) << "dB below the level of the whole";
     const auto first = listener.heard;
     partialText(listener, samples);

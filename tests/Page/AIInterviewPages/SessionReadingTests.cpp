@@ -37,16 +37,14 @@ TEST_F(SessionReadingTest, KeysChangeTheListsFontInStepsAndStoreIt) {
     settings_.setAiInterviewSetModel(changed);
     box().setFocus(Qt::MouseFocusReason);
     const int height = transcript().rowHeight(0);
-    const auto expectSizes = [this](Qt::Key key, const std::vector<int>& sizes) {
+    const std::pair<Qt::Key, std::vector<int>> keys[] = {
+        {Qt::Key_Plus, {18, 20, 22, 24, 24}}, {Qt::Key_Minus, {22, 20, 18, 16, 14, 14}}, {Qt::Key_Equal, {16}}};
+    for (const auto& [key, sizes] : keys)
         for (const int size : sizes) {
             press(key, Qt::ControlModifier);
             EXPECT_EQ(shownSize(transcript()), size);
             EXPECT_EQ(storedSize(), size);
         }
-    };
-    expectSizes(Qt::Key_Plus, {18, 20, 22, 24, 24});
-    expectSizes(Qt::Key_Minus, {22, 20, 18, 16, 14, 14});
-    expectSizes(Qt::Key_Equal, {16});
     EXPECT_EQ(transcript().rowHeight(0), height);
     EXPECT_EQ(settings_.aiInterviewSetModel()->positioname.toStdString(), "changed meanwhile");
     EXPECT_EQ(box().toPlainText().toStdString(), "\nTell me.") << "the keys type nothing";
@@ -98,10 +96,9 @@ TEST_F(SessionReadingTest, TheGroundsOpacityIsSetInTheMenuAndRemembered) {
     ASSERT_NE(slider, nullptr);
     EXPECT_EQ(slider->value(), 70);
     QTest::keyClick(slider, Qt::Key_Home);
-    EXPECT_EQ(alpha(), qRound(0.5 * 255)) << "its text stays readable";
     findMenu()->close();
-    start();
-    EXPECT_EQ(alpha(), qRound(0.5 * 255));
+    for (int i = 0; i < 2; ++i, start()) // now, and the next time
+        EXPECT_EQ(alpha(), qRound(0.5 * 255)) << "its text stays readable";
     settings_.setSessionWindowOpacity(3);
     start();
     EXPECT_EQ(window_->groundOpacity(), 50) << "whatever is stored";

@@ -44,6 +44,15 @@ protected:
         for (const char* text : {"alpha beta gamma", "delta", "epsilon zeta"})
             add(QString::fromUtf8(text));
     }
+    void addMany(int count, const char* rest = "") {
+        for (int i = 0; i < count; ++i)
+            add(QString("sentence number %1").arg(i) + rest);
+    }
+    bool isAtEnd() const { return list_.verticalScrollBar()->value() == list_.verticalScrollBar()->maximum(); }
+    void press(const std::vector<Qt::Key>& keys, Qt::KeyboardModifiers modifiers = {}) {
+        for (const Qt::Key key : keys)
+            QTest::keyClick(&list_, key, modifiers);
+    }
     /// The left side of a character, in the middle of its line.
     QPoint at(int row, int offset) {
         const QRect area = list_.visualRect(model_.index(row, 0));
@@ -59,8 +68,10 @@ protected:
         QTest::mouseMove(list_.viewport(), to);
     }
     void release(QPoint at) { QTest::mouseRelease(list_.viewport(), Qt::LeftButton, {}, at); }
-    std::string copied() {
-        QTest::keyClick(&list_, Qt::Key_C, Qt::ControlModifier);
+    /// What is copied behind those keys.
+    std::string copied(const std::vector<Qt::Key>& keys = {}, Qt::KeyboardModifiers modifiers = {}) {
+        press(keys, modifiers);
+        press({Qt::Key_C}, Qt::ControlModifier);
         return QApplication::clipboard()->text().toStdString();
     }
     void takeFocusByKeys() {
@@ -79,7 +90,7 @@ TEST_F(ReadingListTest, ADragMarksFromCharacterToCharacterAcrossRows) {
     const QImage marked = list_.grab().toImage();
     const QPoint inMark = at(1, 2) - QPoint(0, 8);
     EXPECT_NE(marked.pixel(inMark), before.pixel(inMark)) << "what is marked is seen";
-    QTest::keyClick(&list_, Qt::Key_Escape);
+    press({Qt::Key_Escape});
     EXPECT_TRUE(list_.markedText().isEmpty());
     EXPECT_EQ(list_.grab().toImage(), before);
 
@@ -108,27 +119,21 @@ TEST_F(ReadingListTest, ADoubleClickMarksAWordAndATripleClickARow) {
 }
 
 TEST_F(ReadingListTest, KeysMarkAndCopyARowSomeRowsAndAll) {
-    QTest::keyClick(&list_, Qt::Key_Down);
-    EXPECT_EQ(copied(), "") << "an empty list has nothing";
+    const std::string all = "alpha beta gamma\ndelta\nepsilon zeta";
+    EXPECT_EQ(copied({Qt::Key_Down}), "") << "an empty list has nothing";
     addThree();
     takeFocusByKeys();
     EXPECT_EQ(copied(), "epsilon zeta") << "the newest, which the list follows";
-    QTest::keyClick(&list_, Qt::Key_Up);
-    EXPECT_EQ(copied(), "delta");
-    QTest::keyClick(&list_, Qt::Key_Up, Qt::ShiftModifier);
-    EXPECT_EQ(copied(), "alpha beta gamma\ndelta");
-    for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Down, Qt::Key_Down})
-        QTest::keyClick(&list_, key);
-    for (int i = 0; i < 2; ++i)
-        QTest::keyClick(&list_, Qt::Key_Up, Qt::ShiftModifier);
-    EXPECT_EQ(copied(), "alpha beta gamma\ndelta\nepsilon zeta") << "from where the marking began";
-    QTest::keyClick(&list_, Qt::Key_A, Qt::ControlModifier);
-    EXPECT_EQ(copied(), "alpha beta gamma\ndelta\nepsilon zeta");
+    EXPECT_EQ(copied({Qt::Key_Up}), "delta");
+    EXPECT_EQ(copied({Qt::Key_Up}, Qt::ShiftModifier), "alpha beta gamma\ndelta");
+    press({Qt::Key_Escape, Qt::Key_Down, Qt::Key_Down});
+    EXPECT_EQ(copied({Qt::Key_Up, Qt::Key_Up}, Qt::ShiftModifier), all) << "from where the marking began";
+    press({Qt::Key_Escape});
+    EXPECT_EQ(copied({Qt::Key_A}, Qt::ControlModifier), all);
 }
 
 TEST_F(ReadingListTest, NothingMovesUnderAPointerThatMarksButBeyondTheEdgeItScrolls) {
-    for (int i = 0; i < 30; ++i)
-        add(QString("sentence number %1").arg(i));
+    addMany(30);
     const QScrollBar& bar = *list_.verticalScrollBar();
     const int place = bar.value();
     const QPoint start(40, 60);
@@ -141,7 +146,7 @@ TEST_F(ReadingListTest, NothingMovesUnderAPointerThatMarksButBeyondTheEdgeItScro
     EXPECT_GT(list_.markedText().count(u'\n'), 5);
     list_.scrollToEnd();
     add("and one");
-    EXPECT_EQ(bar.value(), bar.maximum()) << "it follows again";
+    EXPECT_TRUE(isAtEnd()) << "it follows again";
 }
 
 TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
@@ -151,8 +156,7 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
         {"hidden", [this] { list_.hide(); }}};
     const QScrollBar& bar = *list_.verticalScrollBar();
     for (const auto& [what, act] : ends) {
-        for (int i = 0; i < 30; ++i)
-            add(QString("sentence number %1").arg(i));
+        addMany(30);
         drag({40, 60}, {80, -40});
         ASSERT_TRUE(waitFor([&] { return bar.value() < bar.maximum() - 20; })) << what;
         act();
@@ -163,42 +167,36 @@ TEST_F(ReadingListTest, ADragWhoseReleaseNeverComesEndsAllTheSame) {
         list_.setFocus();
         list_.scrollToEnd();
         add("and one");
-        EXPECT_EQ(bar.value(), bar.maximum()) << what << ": it follows again";
+        EXPECT_TRUE(isAtEnd()) << what << ": it follows again";
         release({80, 60});
     }
 }
 
 TEST_F(ReadingListTest, AMarkLeadsBackToNewerTextAndCoversNoWords) {
     auto& mark = *list_.findChild<QPushButton*>("newer");
-    for (int i = 0; i < 30; ++i)
-        add(QString("sentence number %1 that fills its line from side to side").arg(i));
+    addMany(30, " that fills its line from side to side");
     EXPECT_FALSE(mark.isVisible());
     list_.verticalScrollBar()->setValue(0);
     ASSERT_TRUE(mark.isVisible());
     const QImage image = list_.grab().toImage();
     EXPECT_EQ(image.pixelColor(mark.x() - 2, mark.geometry().center().y()), image.pixelColor(1, 1)) << "no words";
     takeFocusByKeys();
-    for (int i = 0; i < 6; ++i)
-        QTest::keyClick(&list_, Qt::Key_Down);
+    press(std::vector<Qt::Key>(6, Qt::Key_Down));
     EXPECT_LT(list_.visualRect(list_.currentIndex()).bottom(), mark.y()) << "the row that the keys are on";
     add("one more");
     add("and one");
-    EXPECT_THAT(mark.text().toStdString(), ::testing::HasSubstr("2"));
+    EXPECT_THAT(mark.text().toStdString(), HasSubstr("2"));
     QTest::mouseClick(&mark, Qt::LeftButton);
-    EXPECT_EQ(list_.verticalScrollBar()->value(), list_.verticalScrollBar()->maximum());
-    EXPECT_FALSE(mark.isVisible());
-    QTest::keyClick(&list_, Qt::Key_PageUp);
-    QTest::keyClick(&list_, Qt::Key_Home);
+    EXPECT_TRUE(isAtEnd() && !mark.isVisible());
+    press({Qt::Key_PageUp, Qt::Key_Home});
     EXPECT_EQ(list_.verticalScrollBar()->value(), 0);
-    EXPECT_THAT(mark.text().toStdString(), ::testing::Not(::testing::HasSubstr("2"))) << "they have been seen";
-    QTest::keyClick(&list_, Qt::Key_End);
-    QTest::keyClick(&list_, Qt::Key_PageUp);
+    EXPECT_THAT(mark.text().toStdString(), Not(HasSubstr("2"))) << "they have been seen";
+    press({Qt::Key_End, Qt::Key_PageUp});
     EXPECT_TRUE(mark.isVisible());
 }
 
 TEST_F(ReadingListTest, AnotherFontKeepsTheReadersPlace) {
-    for (int i = 0; i < 60; ++i)
-        add(QString("sentence number %1").arg(i));
+    addMany(60);
     const auto enlarge = [this](int size) {
         list_.changeFont(
             [&] {
@@ -209,7 +207,7 @@ TEST_F(ReadingListTest, AnotherFontKeepsTheReadersPlace) {
         ASSERT_TRUE(waitFor([this] { return list_.isMeasured(); }));
     };
     enlarge(18);
-    EXPECT_EQ(list_.verticalScrollBar()->value(), list_.verticalScrollBar()->maximum()) << "the end";
+    EXPECT_TRUE(isAtEnd());
     list_.verticalScrollBar()->setValue(400);
     const int row = list_.rowAt(0);
     enlarge(24);
@@ -224,10 +222,10 @@ TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
     list_.verticalScrollBar()->setValue(0);
     takeFocusByKeys();
     EXPECT_EQ(list_.currentIndex().row(), 0);
-    QTest::keyClick(&list_, Qt::Key_Down);
+    press({Qt::Key_Down});
     int presses = 0;
     for (; list_.currentIndex().row() == 1 && presses < 100; ++presses)
-        QTest::keyClick(&list_, Qt::Key_Down);
+        press({Qt::Key_Down});
     EXPECT_GT(presses, 3);
     EXPECT_EQ(list_.currentIndex().row(), 2);
     EXPECT_LT(list_.visualRect(list_.currentIndex()).bottom(), list_.viewport()->height());
