@@ -13,8 +13,6 @@
 #include <Tools/PopView/ProgressHUD.h>
 
 #include <QLocalServer>
-#include <QMessageBox>
-#include <QTimer>
 
 #include "support/BackendFixture.h"
 #include "support/SimulatedAudioServer.h"

@@ -5,9 +5,6 @@
 #include <Tools/PopView/Popover.h>
 #include <Tools/PopView/SystemFont.h>
 
-#include "support/BackendFixture.h"
-#include "support/WidgetTest.h"
-
 namespace parlowen::testing {
 namespace {
 

@@ -7,7 +7,6 @@
 
 #include <QtCore>
 #include <future>
-#include <thread>
 
 #include "support/CapturedLog.h"
 #include "support/TemporaryDirectory.h"

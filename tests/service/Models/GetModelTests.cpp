@@ -4,11 +4,8 @@
 #include <Models/ModelFolder.h>
 
 #include <archive.h>
-#include <chrono>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
-#include <thread>
 
 #include "support/Testing.h"
 

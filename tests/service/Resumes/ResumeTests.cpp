@@ -8,11 +8,9 @@
 #include "support/TemporaryDirectory.h"
 #include "support/Testing.h"
 
-#include <gtest/gtest.h>
 #include <linux/landlock.h>
 #include <nlohmann/json.hpp>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace parlowen::service;

@@ -1,7 +1,6 @@
 #include "Resumes/ResumeRoutes.h"
 #include "support/RunningService.h"
 
-#include <thread>
 #include <unistd.h>
 
 #include "support/Testing.h"

@@ -1,18 +1,14 @@
 #include "Speech/RecogniserEngine.h"
 #include "Speech/RecogniserProcess.h"
 #include "support/RecognitionAudio.h"
-#include "support/TemporaryDirectory.h"
 #include "support/ToldEvents.h"
 #include "support/WordErrorRate.h"
 
 #include <boost/asio/post.hpp>
 #include <cmath>
-#include <csignal>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <numbers>
 #include <random>
-#include <thread>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
