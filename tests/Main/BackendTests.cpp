@@ -5,10 +5,10 @@
 
 #include <QDir>
 #include <QNetworkReply>
-#include <csignal>
 #include <unistd.h>
 
 #include "support/BackendFixture.h"
+#include "support/TemporaryDirectory.h"
 #include "support/TlsFiles.h"
 
 namespace parlowen::testing {
@@ -17,8 +17,7 @@ namespace {
 using Access = LocalService::Access;
 
 /// The real service, with a data directory of its own.
-class LocalServiceTest : public ::testing::Test {
-protected:
+struct LocalServiceTest : ::testing::Test {
     LocalService::Place place(int port = 0) const { return {program_, data_.path(), static_cast<quint16>(port)}; }
     static Result<Access> outcomeOf(const std::function<void(LocalService::Started)>& start) {
         std::optional<Result<Access>> outcome;
@@ -26,12 +25,16 @@ protected:
         EXPECT_TRUE(waitFor([&outcome] { return outcome.has_value(); }, 40'000));
         return outcome.value_or(failure("nothing came"));
     }
-    static Result<Access> start(LocalService& service) {
-        return outcomeOf([&service](auto started) { service.start(std::move(started)); });
+    static Access started(LocalService& service) {
+        return accessOf(outcomeOf([&service](auto started) { service.start(std::move(started)); }));
     }
-    static Result<Access> find(Backend& backend) {
+    static Access found(Backend& backend) {
         QObject context;
-        return outcomeOf([&](auto found) { backend.find(&context, std::move(found)); });
+        return accessOf(outcomeOf([&](auto found) { backend.find(&context, std::move(found)); }));
+    }
+    static Access accessOf(const Result<Access>& outcome) {
+        EXPECT_TRUE(outcome) << outcome.error().toStdString();
+        return outcome.value_or(Access());
     }
     /// How a request to it comes out; no error when it was answered.
     static QNetworkReply::NetworkError reach(const Access& access) {
@@ -58,8 +61,7 @@ TEST_F(LocalServiceTest, RunsAgainInTheSamePlaceWhenItIsKilledAlsoWhenARestartFa
     LocalService service({link, data_.path(), 0});
     std::vector<bool> told;
     service.onServing([&told](bool serves) { told.push_back(serves); });
-    const Result<Access> started = start(service);
-    ASSERT_TRUE(started) << started.error().toStdString();
+    const Access access = started(service);
     killService();
     ASSERT_TRUE(waitFor([&told] { return told.size() == 2; }, 40'000));
     ASSERT_TRUE(QFile::remove(link));
@@ -70,22 +72,19 @@ TEST_F(LocalServiceTest, RunsAgainInTheSamePlaceWhenItIsKilledAlsoWhenARestartFa
     ASSERT_TRUE(QFile::link(program_, link));
     ASSERT_TRUE(waitFor([&told] { return told.size() == 4; }, 40'000));
     EXPECT_EQ(told, (std::vector<bool>{false, true, false, true}));
-    EXPECT_EQ(reach(*started), QNetworkReply::NoError);
+    EXPECT_EQ(reach(access), QNetworkReply::NoError);
 }
 
 TEST_F(LocalServiceTest, TakesAnotherPortWhenAStrangerHasItsAndWaitsForOneThatIsQuicker) {
     QTcpServer stranger, quicker;
     ASSERT_TRUE(stranger.listen(QHostAddress::LocalHost));
     LocalService service(place(stranger.serverPort()));
-    const Result<Access> started = start(service);
-    ASSERT_TRUE(started) << started.error().toStdString();
-    const int port = QUrl(started->baseUrl).port();
+    const Access access = started(service);
+    const int port = QUrl(access.baseUrl).port();
     EXPECT_NE(port, stranger.serverPort());
     {
         LocalService second(place(stranger.serverPort()));
-        const Result<Access> joined = start(second);
-        ASSERT_TRUE(joined) << joined.error().toStdString();
-        EXPECT_EQ(joined->baseUrl, started->baseUrl);
+        EXPECT_EQ(started(second).baseUrl, access.baseUrl);
     }
     bool serves = true;
     service.onServing([&serves](bool now) { serves = now; });
@@ -94,31 +93,28 @@ TEST_F(LocalServiceTest, TakesAnotherPortWhenAStrangerHasItsAndWaitsForOneThatIs
     ASSERT_TRUE(quicker.listen(QHostAddress::LocalHost, static_cast<quint16>(port)));
     QObject::connect(&quicker, &QTcpServer::newConnection, [&quicker] { quicker.close(); });
     EXPECT_TRUE(waitFor([&serves] { return serves; }, 40'000));
-    EXPECT_EQ(reach(*started), QNetworkReply::NoError);
+    EXPECT_EQ(reach(access), QNetworkReply::NoError);
 }
 
 TEST_F(LocalServiceTest, SaysWhyThereIsNone) {
-    QFile garbage(data_.filePath("parlowen.db"));
-    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly) && garbage.write(QByteArray(5000, 'x')) == 5000);
-    garbage.close();
+    writeFile(data_.filePath("parlowen.db").toStdString(), std::string(5000, 'x'));
     for (const auto& [program, words] : {std::pair<QString, const char*>("", "parlowen-service"),
                                          {"/bin/false", "status 1"},
                                          {data_.path(), "cannot be started"},
                                          {program_, "parlowen.db"}}) {
         LocalService service({program, data_.path(), 0});
-        EXPECT_TRUE(start(service).error().contains(words)) << words;
+        const auto outcome = outcomeOf([&service](auto started) { service.start(std::move(started)); });
+        EXPECT_TRUE(outcome.error().contains(words)) << words;
     }
 }
 
 TEST_F(LocalServiceTest, SaysTheWordsOfItsLastEndAlone) {
-    QFile script(data_.filePath("service"));
-    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-    script.write("#!/bin/sh\necho 'listening on https://127.0.0.1:1'\necho once >&2\nexit 9\n");
-    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    script.close();
+    const QString script = data_.filePath("service");
+    writeFile(script.toStdString(), "#!/bin/sh\necho 'listening on https://127.0.0.1:1'\necho once >&2\nexit 9\n");
+    QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner);
     const CapturedLog log;
-    LocalService service({script.fileName(), data_.path(), 0});
-    ASSERT_TRUE(start(service));
+    LocalService service({script, data_.path(), 0});
+    started(service);
     const auto ends = [&log] { return log.linesWith("❌ 本地服务"); };
     ASSERT_TRUE(waitFor([&ends] { return ends().size() >= 2; }));
     EXPECT_TRUE(ends()[1].contains("once"));
@@ -128,53 +124,47 @@ TEST_F(LocalServiceTest, SaysTheWordsOfItsLastEndAlone) {
 TEST_F(LocalServiceTest, IsStartedOnceForThoseWhoTrustItAloneAndASecondProgramGetsOneOfItsOwnWhenTheFirstEnds) {
     auto first = std::make_unique<Backend>(QString(), std::nullopt, place());
     QObject context;
-    int found = 0;
-    first->find(&context, [&found](const Result<Access>& access) { found += access ? 1 : 0; });
-    const Result<Access> running = find(*first);
-    ASSERT_TRUE(running) << running.error().toStdString();
-    EXPECT_EQ(found, 1);
-    EXPECT_EQ(reach({running->baseUrl, {}}), QNetworkReply::SslHandshakeFailedError);
-    Backend second({}, std::nullopt, place(QUrl(running->baseUrl).port()));
-    const Result<Access> shared = find(second);
-    ASSERT_TRUE(shared) << shared.error().toStdString();
-    EXPECT_EQ(shared->baseUrl, running->baseUrl);
+    int others = 0;
+    first->find(&context, [&others](const Result<Access>& access) { others += access ? 1 : 0; });
+    const Access running = found(*first);
+    EXPECT_EQ(others, 1);
+    EXPECT_EQ(reach({running.baseUrl, {}}), QNetworkReply::SslHandshakeFailedError);
+    Backend second({}, std::nullopt, place(QUrl(running.baseUrl).port()));
+    const Access shared = found(second);
+    EXPECT_EQ(shared.baseUrl, running.baseUrl);
     EXPECT_EQ(services().size(), 1) << "both use the same one";
     QList<bool> told;
     QObject::connect(&second, &Backend::servingChanged, [&told](bool serves) { told << serves; });
     first.reset();
     ASSERT_TRUE(waitFor([&told] { return told.size() == 2; }, 40'000));
     EXPECT_EQ(told, (QList<bool>{false, true}));
-    EXPECT_EQ(reach(*shared), QNetworkReply::NoError);
+    EXPECT_EQ(reach(shared), QNetworkReply::NoError);
 }
 
 TEST_F(LocalServiceTest, AStrangerOnItsPortGetsNothingAndIsTold) {
     {
         LocalService before(place()); // which leaves its certificate
-        ASSERT_TRUE(start(before));
+        started(before);
     }
     const ScriptedHttpServer stranger(ScriptedHttpServer::Scheme::https);
     const int port = QUrl(stranger.baseUrl()).port();
     Backend backend({}, std::nullopt, place(static_cast<quint16>(port)));
     QList<int> told;
     QObject::connect(&backend, &Backend::portTaken, [&told](int taken) { told << taken; });
-    const Result<Access> found = find(backend);
-    ASSERT_TRUE(found) << found.error().toStdString();
+    const Access access = found(backend);
     EXPECT_EQ(told, QList<int>{port});
-    EXPECT_EQ(reach(*found), QNetworkReply::NoError);
-    EXPECT_NE(QUrl(found->baseUrl).port(), port);
-    EXPECT_TRUE(stranger.requests().empty());
-    EXPECT_EQ(reach({stranger.baseUrl(), found->trust}), QNetworkReply::SslHandshakeFailedError);
+    EXPECT_EQ(reach(access), QNetworkReply::NoError);
+    EXPECT_NE(QUrl(access.baseUrl).port(), port);
+    EXPECT_EQ(reach({stranger.baseUrl(), access.trust}), QNetworkReply::SslHandshakeFailedError);
     EXPECT_TRUE(stranger.requests().empty());
 }
 
 TEST_F(LocalServiceTest, TheBackendsAuthorityIsTrustedForAnAddressOnThisMachineAlone) {
     QDir(data_.path()).mkdir("tls");
-    QFile authority(data_.filePath("tls/ca.pem"));
-    ASSERT_TRUE(authority.open(QIODevice::WriteOnly) && authority.write("PEM") == 3);
-    authority.close();
+    writeFile(data_.filePath("tls/ca.pem").toStdString(), "PEM");
     Backend local("https://localhost:8443/api/v1", {}, place()), remote("https://127.0.0.1@example.org", {}, place());
-    EXPECT_TRUE(find(local)->trust.covers("localhost"));
-    EXPECT_TRUE(find(remote)->trust.certificateAuthority.isEmpty());
+    EXPECT_TRUE(found(local).trust.covers("localhost"));
+    EXPECT_TRUE(found(remote).trust.certificateAuthority.isEmpty());
 }
 
 TEST(BackendAddressTest, WhatIsGivenCountsMoreThanWhatIsRememberedAndThatMoreThanTheBuild) {
@@ -194,8 +184,7 @@ TEST(BackendAddressTest, WhatIsGivenCountsMoreThanWhatIsRememberedAndThatMoreTha
               "--backend is not the address of a backend, such as https://example.org/api/v1: x");
 }
 
-class SessionSignInTest : public BackendFixture {
-protected:
+struct SessionSignInTest : BackendFixture {
     QString problemWith(const QString& base) {
         const LocalTrust trust{"127.0.0.1", tlsFile("authority.pem")};
         defaults_.setString("fuwuqi_key", base);

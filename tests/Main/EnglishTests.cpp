@@ -16,8 +16,7 @@ namespace parlowen::testing {
 namespace {
 
 /// Windows that begin in English.
-class EnglishTest : public WindowRig {
-protected:
+struct EnglishTest : WindowRig {
     EnglishTest() {
         AudioHardwareService::install(std::make_shared<SimulatedAudioServer>());
         speak(Language::English);

@@ -16,8 +16,7 @@ const QStringList wholeMachine{
     "module-remap-source master=room.monitor source_name=mic source_properties=\"device.description='USB "
     "Microphone'\""};
 
-class InterviewTest : public EitherAudioServer {
-protected:
+struct InterviewTest : EitherAudioServer {
     /// With defaults that the user chose.
     void startMachine() {
         ASSERT_NO_FATAL_FAILURE(startServer(wholeMachine));

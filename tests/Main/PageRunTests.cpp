@@ -20,8 +20,7 @@
 namespace parlowen::testing {
 namespace {
 
-class PageRunTest : public EitherAudioServer {
-protected:
+struct PageRunTest : EitherAudioServer {
     void start() {
         ASSERT_NO_FATAL_FAILURE(startServer({QStringLiteral("module-null-sink sink_name=call rate=48000 channels=2")}));
         client_ = PulseClient::shared();

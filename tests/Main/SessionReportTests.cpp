@@ -9,19 +9,23 @@
 
 #include <QtCore>
 #include <csignal>
+#include <numeric>
 
+#include "support/TemporaryDirectory.h"
 #include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
 
-class SessionReportTest : public ::testing::Test {
-protected:
+struct SessionReportTest : ::testing::Test {
     SessionReport::Write write = [this](const QByteArray& line) { lines.push_back(line.toStdString()); };
     SessionReport::Clock clock = [this] { return seconds; };
-    static void tell(SessionReport& report, const std::vector<SessionEvent>& events) {
+    /// The lines that are written of these events.
+    std::vector<std::string> told(SessionReport& report, const std::vector<SessionEvent>& events) {
+        lines.clear();
         for (const SessionEvent& event : events)
             report.tell(event);
+        return lines;
     }
     static AnswerEnd failed() { return {AnswerEnd::Outcome::Failed, AnswerEnd::Cause::BrokenOff, {}}; }
     double seconds = 0;
@@ -35,35 +39,28 @@ TEST_F(SessionReportTest, TextWritesTheLinesOfAnswersAsSoonAsTheyAreWholeAndKeep
     row.sourceText = "Why us?";
     row.resultText = "¿Por qué nosotros?";
     using namespace session;
-    tell(report, {Sentence{1, row}, Question{1, "Why us?"}, AnswerPiece{1, "First li"}});
-    EXPECT_THAT(lines, ElementsAre("\n[01:05] 1: Why us?\n", "        → ¿Por qué nosotros?\n"));
-    lines.clear();
-    tell(report, {AnswerPiece{1, "ne\nSecond\nThi"}, AnswerPiece{2, "two\n"}, AnswerPiece{1, "rd"}});
-    EXPECT_THAT(lines, ElementsAre("    1 | First line\n", "    1 | Second\n", "    2 | two\n"));
-    lines.clear();
-    tell(report, {AnswerEnded{2, {}}, AnswerGrounds{1, {"Led a team."}}, AnswerEnded{1, failed()}});
-    EXPECT_THAT(lines, ElementsAre("    1 | Third\n", "    1 ← Led a team.\n"));
+    EXPECT_THAT(told(report, {Sentence{1, row}, Question{1, "Why us?"}, AnswerPiece{1, "First li"}}),
+                ElementsAre("\n[01:05] 1: Why us?\n", "        → ¿Por qué nosotros?\n"));
+    EXPECT_THAT(told(report, {AnswerPiece{1, "ne\nSecond\nThi"}, AnswerPiece{2, "two\n"}, AnswerPiece{1, "rd"}}),
+                ElementsAre("    1 | First line\n", "    1 | Second\n", "    2 | two\n"));
+    EXPECT_THAT(told(report, {AnswerEnded{2, {}}, AnswerGrounds{1, {"Led a team."}}, AnswerEnded{1, failed()}}),
+                ElementsAre("    1 | Third\n", "    1 ← Led a team.\n"));
 }
 
 TEST_F(SessionReportTest, JsonPiecesJoinToTheAnswerAndOneThatFailedIsNotAnswered) {
     JsonReport report(write, clock);
     seconds = 1.23456;
     using namespace session;
-    tell(report, {Question{3, "q \"quoted\"\n"}, AnswerPiece{3, "你"}, AnswerPiece{3, "好"},
-                  AnswerGrounds{3, {"甲", "乙"}}, AnswerEnded{3, {}}, Question{4, ""}, AnswerEnded{4, failed()}});
-    std::vector<std::string> told;
-    for (const std::string& line : lines) {
-        EXPECT_EQ(line.find('\n'), line.size() - 1);
-        const QJsonObject event = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
-        EXPECT_DOUBLE_EQ(event["time"].toDouble(), 1.235);
-        told.push_back(QString("%1 %2 %3%4")
-                           .arg(event["kind"].toString(), QString::number(event["row"].toInt()),
-                                event["text"].toString() + event["lines"].toVariant().toStringList().join('+'),
-                                event["outcome"].toString())
-                           .toStdString());
-    }
-    EXPECT_THAT(told, ElementsAre("question 3 q \"quoted\"\n", "answer 3 你", "answer 3 好", "grounds 3 甲+乙",
-                                  "answered 3 你好", "question 4 ", "unanswered 4 failed"));
+    const auto written = told(report, {Question{3, "q \"quoted\"\n"}, AnswerPiece{3, "你"}, AnswerPiece{3, "好"},
+                                       AnswerGrounds{3, {"甲", "乙"}}, AnswerEnded{3, {}}, AnswerEnded{4, failed()}});
+    EXPECT_EQ(std::accumulate(written.begin(), written.end(), std::string()),
+              R"({"kind":"question","row":3,"text":"q \"quoted\"\n","time":1.235}
+{"kind":"answer","row":3,"text":"你","time":1.235}
+{"kind":"answer","row":3,"text":"好","time":1.235}
+{"kind":"grounds","lines":["甲","乙"],"row":3,"time":1.235}
+{"kind":"answered","row":3,"text":"你好","time":1.235}
+{"kind":"unanswered","outcome":"failed","row":4,"text":"","time":1.235}
+)");
 }
 
 TEST_F(SessionReportTest, WhatWasNotHeardIsToldInTheLanguageOfTheTerminal) {
@@ -156,16 +153,17 @@ const LanguageListModel english{135, "英语（美国）", "en-US", "en", "Y"};
 const LanguageListModel chinese{128, "中文（简体）", "zh-CN", "zh-Hans", "Z"};
 const LanguageListModel spanish{200, "西班牙语", "es-ES", "es", "X"};
 
-class SessionSettingsTest : public ::testing::Test {
-protected:
+struct SessionSettingsTest : ::testing::Test {
     void SetUp() override { QFile::remove(UserDefaults::defaultPath()); }
     static void store(const AIInterviewModel& model) {
         UserDefaults defaults;
         Settings(defaults).setAiInterviewSetModel(model);
     }
-    static QByteArray storedFile() {
-        QFile file(UserDefaults::defaultPath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    static std::string storedFile() { return contentsOf(UserDefaults::defaultPath().toStdString()); }
+    static AIInterviewModel chef() {
+        AIInterviewModel model;
+        model.positioname = "Chef";
+        return model;
     }
 };
 
@@ -176,12 +174,10 @@ TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
         stored.setLoginToken("token");
         stored.setAiInterviewType(1);
         stored.setAiLangChinaModel(chinese);
-        AIInterviewModel model;
-        model.positioname = "Chef";
-        stored.setAiInterviewSetModel(model);
     }
-    const QByteArray before = storedFile();
-    ASSERT_FALSE(before.isEmpty());
+    store(chef());
+    const std::string before = storedFile();
+    ASSERT_NE(before, "");
 
     SessionSettings plain;
     plain.applyLanguages({}, {english}, {spanish});
@@ -217,14 +213,13 @@ TEST_F(SessionSettingsTest, CommandLineStandsInAndTheStoredFileStaysAsItWas) {
 }
 
 TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
-    AIInterviewModel model;
-    model.positioname = "Chef";
+    AIInterviewModel model = chef();
     store(model);
     SessionSettings session;
     CommandLine line;
     line.manual = true;
     session.applyAnswers(line);
-    const QByteArray before = storedFile();
+    const std::string before = storedFile();
     session.storeLooks();
     EXPECT_EQ(storedFile(), before) << "nothing was changed in the window";
 
@@ -248,11 +243,8 @@ TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
 TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
     const QString path = UserDefaults::defaultPath();
     QDir().mkpath(QFileInfo(path).path());
-    const QByteArray garbage("\x00\xff no settings [\n", 17);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(garbage) == garbage.size());
-    file.close();
-
+    const std::string garbage("\x00\xff no settings [\n", 17);
+    writeFile(path.toStdString(), garbage);
     SessionSettings rehearsal;
     rehearsal.applyAnswers({});
     ASSERT_FALSE(rehearsal.stored());

@@ -21,8 +21,7 @@ struct FakeShortcuts : GlobalShortcuts {
     QStringList ids;
 };
 
-class SessionShortcutsTest : public WindowRig {
-protected:
+struct SessionShortcutsTest : WindowRig {
     SessionShortcuts::Hooks hooks() {
         return {[this] { return window_.get(); }, [this] { ++started_; },
                 [this](const QString& why) { failures_ << why; }, [] { return std::make_unique<FakeShortcuts>(); }};

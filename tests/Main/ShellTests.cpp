@@ -22,8 +22,7 @@ namespace parlowen::testing {
 namespace {
 
 /// The program's windows against a scripted backend, without a tray.
-class ShellTest : public BackendFixture {
-protected:
+struct ShellTest : BackendFixture {
     ShellTest() {
         QFile::remove(UserDefaults::defaultPath());
         QApplication::setQuitOnLastWindowClosed(false);
@@ -101,10 +100,10 @@ TEST_F(ShellTest, TheStoredSignInDecidesWhichWindowOpensAndItIsTheOneThatComesBa
     EXPECT_TRUE(window->isVisible() && run_->window() == window);
     run_->window()->close();
     EXPECT_FALSE(window->isVisible()) << "asked once";
-    EXPECT_TRUE(run_->applicationShouldHandleReopen(true));
-    EXPECT_FALSE(window->isVisible());
-    EXPECT_TRUE(run_->applicationShouldHandleReopen(false));
-    EXPECT_TRUE(window->isVisible());
+    for (const bool isInSight : {true, false}) {
+        EXPECT_TRUE(run_->applicationShouldHandleReopen(isInSight));
+        EXPECT_EQ(window->isVisible(), !isInSight);
+    }
     EXPECT_EQ(status_, std::nullopt);
     ASSERT_TRUE(QTest::qWaitForWindowActive(run_->window()));
     QTest::keyClick(run_->window(), Qt::Key_Q, Qt::ControlModifier);
@@ -265,8 +264,7 @@ TEST_F(ShellTest, ARehearsalThatIsAskedForAtTheSignInComesAfterIt) {
 }
 
 /// What keys can reach, and what a screen reader can name.
-class ReachTest : public ShellTest {
-protected:
+struct ReachTest : ShellTest {
     static QString nameOf(const QWidget* widget) {
         auto* interface = QAccessible::queryAccessibleInterface(const_cast<QWidget*>(widget));
         return interface == nullptr ? QString() : interface->text(QAccessible::Name);

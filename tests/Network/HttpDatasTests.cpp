@@ -15,8 +15,7 @@ struct Outcome {
     std::optional<QString> message;
 };
 
-class HttpDatasTest : public BackendFixture {
-protected:
+struct HttpDatasTest : BackendFixture {
     Outcome outcomeOf(const QString& path, HttpMethod method = HttpMethod::GET,
                       const std::optional<QJsonObject>& params = std::nullopt,
                       std::optional<int> timeout = std::nullopt) {
@@ -92,13 +91,11 @@ TEST_F(HttpDatasTest, TheBaseIsTheOverrideThenTheBuiltInOne) {
     outcomeOf(builtIn.baseUrl() + "/whole");
     ASSERT_THAT(builtIn.requests(), SizeIs(1));
     EXPECT_EQ(builtIn.requests().back().target, "/whole");
-    outcomes_.clear();
     http_.setHeld(true);
     http_.requestData("/held", HttpMethod::GET, {}, {}, completion_);
     defaults_.remove("fuwuqi_key");
     http_.setHeld(false);
-    ASSERT_TRUE(waitFor([this] { return !outcomes_.empty(); }));
-    ASSERT_THAT(builtIn.requests(), SizeIs(2));
+    ASSERT_TRUE(waitFor([&builtIn] { return builtIn.requests().size() == 2; }));
     EXPECT_EQ(builtIn.requests().back().target, "/api/v1/held") << "as of when it was let go";
     EXPECT_THAT(server_.requests(), SizeIs(1));
     ApiBase::setBuiltIn(before);
@@ -130,15 +127,12 @@ TEST_F(HttpDatasTest, TheCodeAloneJudgesADecodedReply) {
 
 TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
     settings_.setLoginToken("old");
-    settings_.setUserInfo(UserBaseModel());
     settings_.setAutoLogin(true);
     server_.enqueue(Reply::json(401, R"({"code":0,"message":"登录已过期"})"));
     server_.enqueue(Reply::json(200, "{}"));
     http_.requestData("/user/info", HttpMethod::GET, std::nullopt, std::nullopt, completion_);
     ASSERT_TRUE(waitFor([this] { return signOuts_ == 1; }));
-    EXPECT_EQ(settings_.loginToken(), std::nullopt);
-    EXPECT_EQ(settings_.userInfo(), std::nullopt);
-    EXPECT_TRUE(settings_.isAutoLogin());
+    EXPECT_TRUE(settings_.isAutoLogin() && !settings_.loginToken());
     EXPECT_TRUE(noAlertComes());
     EXPECT_THAT(outcomes_, IsEmpty());
     outcomeOf("/next");
@@ -238,10 +232,7 @@ TEST_F(HttpDatasTest, TheLocalAuthorityCountsForItsHostAlone) {
     EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success) << "it adds to the system's";
 }
 
-using Reply = ScriptedHttpServer::Reply;
-
-class ImageLoaderTest : public ::testing::Test {
-protected:
+struct ImageLoaderTest : BackendFixture {
     /// A picture that may be kept for an hour.
     static Reply picture() {
         const QByteArray ppm = "P6 3 2 255 " + QByteArray("\xff\0\0", 3).repeated(6); // red
@@ -263,31 +254,26 @@ protected:
                       : result.error().toStdString();
     }
 
-    QTemporaryDir cache_;
-    std::unique_ptr<ImageLoader> loader_ = std::make_unique<ImageLoader>(cache_.path());
+    std::unique_ptr<ImageLoader> loader_ = std::make_unique<ImageLoader>(directory_.path());
     std::vector<Result<QImage>> results_;
     QObject stays_;
-    ScriptedHttpServer server_;
 };
 
 TEST_F(ImageLoaderTest, ThoseWhoWaitForOnePictureShareARequestAndTheNextStartFindsItOnTheDisk) {
     server_.enqueue(picture());
     auto goes = std::make_unique<QObject>();
-    load(server_.baseUrl() + "/a.png", goes.get());
-    load(server_.baseUrl() + "/a.png", &stays_);
-    load(server_.baseUrl() + "/a.png", &stays_);
+    for (QObject* context : {goes.get(), &stays_, &stays_})
+        load(server_.baseUrl() + "/a.png", context);
     goes.reset();
     ASSERT_TRUE(waitFor([this] { return results_.size() == 2; }));
     EXPECT_EQ(results_.front().value().pixelColor(2, 1), QColor(Qt::red));
-    loader_ = std::make_unique<ImageLoader>(cache_.path());
-    EXPECT_EQ(outcomeOf(server_.baseUrl() + "/a.png"), "3x2");
-    EXPECT_EQ(server_.requests().size(), 1U);
-    EXPECT_EQ(outcomeOf(server_.baseUrl() + "/b.png"), "3x2");
-    EXPECT_EQ(server_.requests().size(), 2U);
-    loader_ = std::make_unique<ImageLoader>(cache_.path(), 10); // there is no room for it
-    EXPECT_EQ(outcomeOf(server_.baseUrl() + "/c.png"), "3x2");
-    EXPECT_EQ(outcomeOf(server_.baseUrl() + "/c.png"), "3x2");
-    EXPECT_EQ(server_.requests().size(), 4U);
+    for (const bool hasRoom : {true, false}) {
+        loader_ = hasRoom ? std::make_unique<ImageLoader>(directory_.path())
+                          : std::make_unique<ImageLoader>(directory_.path(), 10);
+        for (const char* name : {"/a.png", "/b.png", "/b.png"})
+            EXPECT_EQ(outcomeOf(server_.baseUrl() + name), "3x2");
+        EXPECT_EQ(server_.requests().size(), hasRoom ? 2U : 5U);
+    }
 }
 
 TEST_F(ImageLoaderTest, SaysWhyThereIsNoPictureAndTrustsTheLocalAuthorityForItsHostAlone) {

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QTemporaryDir>
 
+#include "support/TemporaryDirectory.h"
 #include "support/Testing.h"
 #include "support/WaitFor.h"
 
@@ -120,30 +121,26 @@ TEST(StrictMappingTest, EveryRequiredMemberCounts) {
     }
 }
 
-class SettingsTest : public ::testing::Test {
-protected:
+struct SettingsTest : ::testing::Test {
     QTemporaryDir directory_;
     UserDefaults defaults_{directory_.filePath("settings.ini")};
     Settings settings_{defaults_};
 };
 
 TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
-    const LanguageListModel china{1, "中文", "zh-CN", "zh-Hans", "Z"}, left{2, "英语", "en-US", "en", "Y"},
-        right{3, "西语", "es-ES", "es", "X"};
     const AIInterviewModel interview{"工程师", 1, 1, 1, 1, 18};
     settings_.setLoginToken("");
     settings_.setAiInterviewSetModel(interview);
     settings_.setAiInterviewType(3);
-    settings_.setAiLangChinaModel(china);
-    settings_.setAiLangLeftModel(left);
-    settings_.setAiLangRightModel(right);
+    settings_.setAiLangChinaModel(LanguageListModel{1, "中文", "zh-CN", "zh-Hans", "Z"});
+    settings_.setAiLangLeftModel(LanguageListModel{2, "英语", "en-US", "en", "Y"});
+    settings_.setAiLangRightModel(LanguageListModel{3, "西语", "es-ES", "es", "X"});
 
     UserDefaults nextStart(directory_.filePath("settings.ini"));
     EXPECT_EQ(Settings(nextStart).aiInterviewSetModel(), interview);
     EXPECT_EQ(nextStart.data("aiInterviewSetModel"), encodeStrict(interview));
-    for (const auto& [key, language] :
-         {std::pair("aiLangChinaModel", china), {"aiLangLeftModel", left}, {"aiLangRightModel", right}})
-        EXPECT_EQ(nextStart.data(key), encodeStrict(language)) << key;
+    for (const auto& [key, id] : {std::pair("aiLangChinaModel", 1), {"aiLangLeftModel", 2}, {"aiLangRightModel", 3}})
+        EXPECT_EQ(decodeStrict<LanguageListModel>(nextStart.data(key).value())->ID, id) << key;
     EXPECT_EQ(nextStart.string("aiInterviewType").value() + nextStart.string("LOGIN_TOKEN").value(), "3");
 
     QByteArray incomplete = encodeStrict(interview);
@@ -210,22 +207,20 @@ public:
     explicit Keeper(Keyring& keyring)
         : keyring_(keyring) {}
     Result<std::optional<QString>> secret(const QString& owner) override {
-        std::unique_lock lock(keyring_.mutex);
-        if (!serves(lock))
+        const auto serving = ask();
+        if (!serving)
             return failure("no");
         const auto found = keyring_.secrets.find(owner);
         return found == keyring_.secrets.end() ? std::nullopt : std::optional(found->second);
     }
     Result<void> keep(const QString& owner, const QString& secret) override {
-        std::unique_lock lock(keyring_.mutex);
-        if (!serves(lock))
-            return failure("no");
-        keyring_.secrets[owner] = secret;
-        return {};
+        const auto serving = ask();
+        if (serving)
+            keyring_.secrets[owner] = secret;
+        return serving ? Result<void>() : failure("no");
     }
     void forget(const QString& owner) override {
-        std::unique_lock lock(keyring_.mutex);
-        if (serves(lock))
+        if (const auto serving = ask())
             keyring_.secrets.erase(owner);
     }
     void cancel() override {
@@ -235,29 +230,32 @@ public:
     }
 
 private:
-    bool serves(std::unique_lock<std::mutex>& lock) {
+    /// Holds the keyring where it serves.
+    std::unique_lock<std::mutex> ask() {
+        std::unique_lock lock(keyring_.mutex);
         ++keyring_.asked;
         keyring_.changed.wait(lock, [this] { return isCancelled_ || keyring_.mood != Keyring::Mood::Hangs; });
-        return !isCancelled_ && keyring_.mood == Keyring::Mood::Serves;
+        const bool serves = !isCancelled_ && keyring_.mood == Keyring::Mood::Serves;
+        return serves ? std::move(lock) : std::unique_lock<std::mutex>();
     }
 
     Keyring& keyring_;
     bool isCancelled_ = false;
 };
 
-class TokenStoreTest : public ::testing::Test {
-protected:
-    void start() {
+struct TokenStoreTest : ::testing::Test {
+    /// The token that a new start of the program finds.
+    std::optional<QString> nextStart() {
         settings_.reset();
         settings_ = std::make_unique<Settings>(defaults_, std::make_unique<Keeper>(keyring_));
+        return settings_->loginToken();
     }
     void signIn(const QString& token) {
         settings_->setLoginToken(token);
         EXPECT_TRUE(settings_->synchronize());
     }
-    bool isInFile(const QByteArray& token) const {
-        QFile file(defaults_.filePath());
-        return file.open(QFile::ReadOnly) && file.readAll().contains(token);
+    bool isInFile(const std::string& token) const {
+        return contentsOf(defaults_.filePath().toStdString()).find(token) != std::string::npos;
     }
 
     QTemporaryDir directory_;
@@ -270,37 +268,33 @@ TEST_F(TokenStoreTest, TheKeyringHasTheTokenAndTheFileOnlySaysWhichOne) {
     settings_ = std::make_unique<Settings>(defaults_);
     settings_->setLoginToken("secret-0");
     EXPECT_TRUE(isInFile("secret-0"));
-    start(); // with a keyring from now on
-    EXPECT_EQ(settings_->loginToken(), "secret-0");
+    EXPECT_EQ(nextStart(), "secret-0"); // with a keyring from now on
     EXPECT_TRUE(waitFor([this] { return !isInFile("secret-0"); }));
     EXPECT_EQ(settings_->loginToken(), "secret-0");
 
     signIn("secret-1");
     EXPECT_FALSE(isInFile("secret-1"));
-    start();
-    EXPECT_EQ(settings_->loginToken(), "secret-1");
+    EXPECT_EQ(nextStart(), "secret-1");
     EXPECT_EQ(Settings(defaults_).loginToken(), std::nullopt);
 
     keyring_.be(Keyring::Mood::Refuses);
     settings_->remove("LOGIN_TOKEN");
-    start();
+    settings_.reset();
     keyring_.be(Keyring::Mood::Serves);
     EXPECT_FALSE(keyring_.secrets.empty());
-    EXPECT_EQ(settings_->loginToken(), std::nullopt) << "signed out, whatever is left in the keyring";
+    EXPECT_EQ(nextStart(), std::nullopt) << "signed out, whatever is left in the keyring";
     signIn("secret-2");
     settings_->clearSignIn();
-    start();
+    EXPECT_EQ(nextStart(), std::nullopt);
     EXPECT_TRUE(keyring_.secrets.empty());
-    EXPECT_EQ(settings_->loginToken(), std::nullopt);
 }
 
 TEST_F(TokenStoreTest, AKeyringThatRefusesIsNotAskedAgainBeforeTheNextSignIn) {
     keyring_.be(Keyring::Mood::Refuses);
-    start();
+    nextStart();
     signIn("secret-1");
     EXPECT_TRUE(isInFile("secret-1"));
-    start();
-    EXPECT_EQ(settings_->loginToken(), "secret-1");
+    EXPECT_EQ(nextStart(), "secret-1");
     EXPECT_EQ(keyring_.asked, 1);
     keyring_.be(Keyring::Mood::Serves);
     signIn("secret-2");
@@ -310,7 +304,7 @@ TEST_F(TokenStoreTest, AKeyringThatRefusesIsNotAskedAgainBeforeTheNextSignIn) {
 
 TEST_F(TokenStoreTest, AKeyringThatHangsLosesNoSignIn) {
     keyring_.be(Keyring::Mood::Hangs);
-    start();
+    nextStart();
     settings_->setLoginToken("secret-1");
     EXPECT_EQ(settings_->loginToken(), "secret-1");
     EXPECT_TRUE(settings_->synchronize());
@@ -319,13 +313,11 @@ TEST_F(TokenStoreTest, AKeyringThatHangsLosesNoSignIn) {
     EXPECT_TRUE(waitFor([this] { return !isInFile("secret-1"); }));
 
     keyring_.be(Keyring::Mood::Hangs);
-    start();
-    EXPECT_EQ(settings_->loginToken(), std::nullopt);
+    EXPECT_EQ(nextStart(), std::nullopt);
     EXPECT_EQ(settings_->loginToken(), std::nullopt);
     bool arrived = false;
     EXPECT_TRUE(settings_->awaitLateToken([&] { arrived = true; }));
-    start(); // ends while it is waited for
-    EXPECT_EQ(settings_->loginToken(), std::nullopt);
+    EXPECT_EQ(nextStart(), std::nullopt) << "the last one ends while it is waited for";
     EXPECT_TRUE(settings_->awaitLateToken([&] { arrived = true; }));
     keyring_.be(Keyring::Mood::Serves);
     EXPECT_TRUE(waitFor([&] { return arrived; }));

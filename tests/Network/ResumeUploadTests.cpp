@@ -19,8 +19,7 @@ struct DeafServer : QTcpServer {
     }
 };
 
-class ResumeUploadTest : public BackendFixture {
-protected:
+struct ResumeUploadTest : BackendFixture {
     QString file(const QString& name, qint64 size, const QByteArray& start = {}) {
         QFile file(directory_.filePath(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(start) >= 0 && file.resize(size));
@@ -28,11 +27,9 @@ protected:
     }
     void start(const QString& path, const FileService& service) {
         outcome_.clear();
+        sent_ = 0;
         upload_ = std::make_unique<ResumeUpload>(service);
-        upload_->onProgress = [this](qint64 sent, qint64 total) {
-            sent_ = sent;
-            total_ = total;
-        };
+        upload_->onProgress = [this](qint64 sent, qint64 total) { std::tie(sent_, total_) = std::pair(sent, total); };
         upload_->uploadResumeFile(
             QUrl::fromLocalFile(path), "credential",
             [this](FResponseStatus status, const std::optional<JSON>& json, const QString& text) {
@@ -41,7 +38,6 @@ protected:
     }
     void startAndWait(const QString& path, const FileService& service) {
         start(path, service);
-        sent_ = 0;
         ASSERT_TRUE(waitFor([this] { return sent_ > 0; }));
     }
     QString outcome() {
@@ -56,8 +52,7 @@ protected:
 
     std::unique_ptr<ResumeUpload> upload_;
     QString outcome_;
-    qint64 sent_ = 0;
-    qint64 total_ = 0;
+    qint64 sent_ = 0, total_ = 0;
 };
 
 const QString failed = "2 - 请求失败";
@@ -93,10 +88,10 @@ TEST_F(ResumeUploadTest, TheFormHoldsTheFileUnderItsNameAndAnyJsonAnswerCounts) 
 TEST_F(ResumeUploadTest, WhatGoesWrongIsLoggedAndTold) {
     const QString path = file("cv.pdf", 10);
     EXPECT_EQ(outcomeOf(path, {QUrl(ScriptedHttpServer::refusingUrl()), {}}), failed);
-    server_.enqueue(Reply::json(200, "<html>"));
-    EXPECT_EQ(outcomeOf(path, here()), failed);
-    server_.enqueue(Reply::cut(R"({"id":"file-abc"})", 5));
-    EXPECT_EQ(outcomeOf(path, here()), failed);
+    for (const Reply& reply : {Reply::json(200, "<html>"), Reply::cut(R"({"id":"file-abc"})", 5)}) {
+        server_.enqueue(reply);
+        EXPECT_EQ(outcomeOf(path, here()), failed);
+    }
     EXPECT_EQ(log_.linesWith("❌ 上传失败：").size(), 3);
     EXPECT_THAT(log_.linesWith("❌ 无法读取文件内容"), IsEmpty());
     EXPECT_EQ(outcomeOf(directory_.filePath("gone.pdf"), here()), failed);

@@ -15,8 +15,7 @@ namespace {
 
 const QByteArray profile = R"({"code":0,"data":{"user":{"user_code":"10086","phone":"138","nick_name":"L"}}})";
 
-class AccountTest : public BackendFixture {
-protected:
+struct AccountTest : BackendFixture {
     ~AccountTest() override { ProgressHUD::shared().hide(false); }
     void open(const Reply& reply) {
         server_.enqueue(reply);
@@ -115,8 +114,7 @@ TEST_F(AccountTest, ADeletionSignsOutThoughItsPageHasGone) {
     EXPECT_EQ(settings_.loginToken(), std::nullopt);
 }
 
-class AboutTest : public BackendFixture {
-protected:
+struct AboutTest : BackendFixture {
     void check(const QByteArray& found) {
         server_.enqueue(Reply::json(200, R"({"code":0,"data":)" + found + "}"));
         const std::size_t before = server_.requests().size();

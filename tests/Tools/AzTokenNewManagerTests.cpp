@@ -21,8 +21,7 @@ struct Delegate : AzTokenNewDelegate {
     void tokenDidFail() override { ++failed; }
 };
 
-class AzTokenNewManagerTest : public BackendFixture {
-protected:
+struct AzTokenNewManagerTest : BackendFixture {
     AzTokenNewManagerTest() { manager_->setDelegate(&delegate_); }
     void failures(int count) {
         for (int i = 0; i < count; ++i)
@@ -101,8 +100,7 @@ TEST_F(AzTokenNewManagerTest, ARefusedTokenIsReplacedWithPausesThatGrowUntilTher
 }
 
 /// A clock whose seconds pass when the test says so.
-class TimerManagerTest : public ::testing::Test {
-protected:
+struct TimerManagerTest : ::testing::Test {
     TimerManagerTest() {
         onMain([] {}); // as every program has done before, on its main thread
         clock_.setOnTick([this](qint64 seconds) { ticks_.push_back(seconds); });

@@ -12,8 +12,7 @@ namespace {
 
 /// A machine with speakers, a headset and three inputs, of which the user's own default is the camera, and a router
 /// whose delayed work runs when the test says.
-class RouterFixture : public ::testing::Test {
-protected:
+struct RouterFixture : ::testing::Test {
     RouterFixture() {
         server->setDevice(sink("headset", "Headset Headphones"));
         server->setDevice(sink("speakers", "Built-in Speakers"));
@@ -172,8 +171,7 @@ TEST_F(KXAudioRouterTest, TheMicrophoneIsTheUsersOwnElseAFitOneAndNeverWhatAnOut
     EXPECT_THAT(takeLog(), ElementsAre("✅ 恢复原始输出设备", "⚠️ 没有找到需要销毁的聚合设备"));
 }
 
-class AudioCheckTest : public RouterFixture {
-protected:
+struct AudioCheckTest : RouterFixture {
     std::string check(AVAuthorizationStatus permission = AVAuthorizationStatus::Authorized,
                       Language language = Language::English) {
         return checkAudio(server, language, permission).text(language).toStdString();

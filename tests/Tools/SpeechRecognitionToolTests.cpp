@@ -13,8 +13,7 @@ namespace {
 constexpr const char* started = "✅ 🎤AudioEngine 启动成功，监听语音中...";
 constexpr const char* stopped = "[SpeechRecognitionTool] 停止识别";
 
-class SpeechRecognitionToolTest : public ::testing::Test {
-protected:
+struct SpeechRecognitionToolTest : ::testing::Test {
     using State = RecognitionStatus::State;
     using Cause = RecognitionStatus::Cause;
 

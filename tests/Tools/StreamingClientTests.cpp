@@ -82,8 +82,7 @@ TEST(AnswerStreamParserTest, TheEndMarkHoldsBackTheRestOfItsDelivery) {
     EXPECT_THAT(parser.feed(event("e")), ElementsAre("e"));
 }
 
-class StreamingClientTest : public ::testing::Test {
-protected:
+struct StreamingClientTest : ::testing::Test {
     StreamingClientTest() {
         model_->setOnUpdate([this](const QString& text) { note(updates_, text); });
         model_->setOnEnd([this](const AnswerEnd& end) { note(failures_, answerFailureText(end, Language::English)); });

@@ -40,8 +40,7 @@ private:
     bool speaking = false;
 };
 
-class UtteranceTrackerTest : public ::testing::Test {
-protected:
+struct UtteranceTrackerTest : ::testing::Test {
     /// Seconds of sound, each with the value of its samples, in pieces of 0.1 s, and all the work that comes up
     /// meanwhile.
     void hear(const std::vector<std::pair<double, std::int16_t>>& sounds) {
@@ -87,8 +86,6 @@ protected:
     const std::unique_ptr<UtteranceTracker> tracker = std::make_unique<UtteranceTracker>(
         0, std::make_unique<LoudnessDetector>(), [this](const auto& event) { events.push_back(event); });
 };
-
-} // namespace
 
 TEST_F(UtteranceTrackerTest, AnUtteranceHasItsPlaceAndPartialsBeforeItsEnd) {
     hear({{1, 0}, {2, 9}, {1, 0}});
@@ -191,8 +188,6 @@ TEST_F(UtteranceTrackerTest, ItWaitsForTextsThatDecideAndFallsNoFurtherBehind) {
     EXPECT_EQ(tracker->taken(), heard);
 }
 
-namespace {
-
 std::vector<std::string> keysOf(std::string_view text) {
     std::vector<std::string> keys;
     for (const auto& word : wordsOf(text))
@@ -214,8 +209,6 @@ double power(const Samples& samples, std::size_t from, std::size_t count) {
     const auto part = std::span(samples).subspan(from, count);
     return std::inner_product(part.begin(), part.end(), part.begin(), 0.0) / static_cast<double>(count);
 }
-
-} // namespace
 
 TEST(Frames, AreReadCutAnywhere) {
     const Frame first{Frame::Kind::Audio, 0x01020304, std::string("\x00\xff\x80", 3)};
@@ -351,3 +344,5 @@ TEST(DecodingLoad, ThereIsRoomForNoMoreStreamsWhileFinalsComeLate) {
     EXPECT_EQ(load.capacity(now + 9s, 3), 3U);
     EXPECT_EQ(load.capacity(now + 11s, 3), 26U);
 }
+
+} // namespace

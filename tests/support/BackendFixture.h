@@ -14,8 +14,7 @@
 namespace parlowen::testing {
 
 /// A scripted backend, and settings that name it.
-class BackendFixture : public ::testing::Test {
-protected:
+struct BackendFixture : ::testing::Test {
     using Reply = ScriptedHttpServer::Reply;
 
     BackendFixture() { defaults_.setString("fuwuqi_key", server_.baseUrl()); }

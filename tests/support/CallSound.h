@@ -19,10 +19,6 @@ Speech sampleSpeech(int first, int count);
 
 /// Another program that plays or records one channel, for as long as this lives.
 class SoundProgram {
-public:
-    SoundProgram(const SoundProgram&) = delete;
-    SoundProgram& operator=(const SoundProgram&) = delete;
-
 protected:
     /// Runs paplay or parec with these options; the default device where that is empty. It plays what is not empty.
     SoundProgram(const QString& program, const QString& device, QStringList options, const QByteArray& sound = {});

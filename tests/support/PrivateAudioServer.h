@@ -22,8 +22,6 @@ public:
     /// name and arguments. Ready on return, or failed.
     PrivateAudioServer(const std::string& kind, QStringList modules);
     ~PrivateAudioServer();
-    PrivateAudioServer(const PrivateAudioServer&) = delete;
-    PrivateAudioServer& operator=(const PrivateAudioServer&) = delete;
 
     bool isReady() const { return ready_; }
     /// The server's address, as PULSE_SERVER has it.
@@ -70,8 +68,6 @@ class ServerWatch {
 public:
     ServerWatch();
     ~ServerWatch();
-    ServerWatch(const ServerWatch&) = delete;
-    ServerWatch& operator=(const ServerWatch&) = delete;
 
     /// Whether the condition holds within the bound. It is looked at first, and after changes of devices, streams,
     /// modules, defaults and of this connection; it may ask the server.
@@ -85,8 +81,7 @@ private:
 };
 
 /// A test that runs on PulseAudio and on PipeWire, each private: the parameter is the server's name.
-class EitherAudioServer : public ::testing::TestWithParam<const char*> {
-protected:
+struct EitherAudioServer : ::testing::TestWithParam<const char*> {
     void startServer(const QStringList& modules) {
         daemon = std::make_unique<PrivateAudioServer>(GetParam(), modules);
         ASSERT_TRUE(daemon->isReady()) << daemon->output().toStdString();

@@ -62,8 +62,6 @@ public:
         process.kill();
         process.waitForFinished();
     }
-    ProgramRun(const ProgramRun&) = delete;
-    ProgramRun& operator=(const ProgramRun&) = delete;
 
     void signal(int number) const {
         if (process.processId() > 0) // 0 would be the test itself and all its children

@@ -33,8 +33,6 @@ public:
         for (auto& connection : connections_)
             connection.join();
     }
-    ScriptedEndpoint(const ScriptedEndpoint&) = delete;
-    ScriptedEndpoint& operator=(const ScriptedEndpoint&) = delete;
 
     std::string url() const { return "http://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port()) + "/v1"; }
     /// The heads of requests, each with its body.

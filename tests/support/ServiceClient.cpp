@@ -1,6 +1,5 @@
 #include "ServiceClient.h"
 
-#include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ssl/host_name_verification.hpp>
 #include <boost/asio/write.hpp>
@@ -80,13 +79,7 @@ Reply ServiceClient::send(const std::string& method, const std::string& path, co
     const auto result = client.send(request);
     if (!result)
         return {};
-    Reply reply{result->status, {}, result->body};
-    for (const auto& [name, value] : result->headers) {
-        std::string lower(name);
-        std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-        reply.headers[lower] = value;
-    }
-    return reply;
+    return {result->status, {result->headers.begin(), result->headers.end()}, result->body};
 }
 
 } // namespace parlowen::testing

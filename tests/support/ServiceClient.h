@@ -4,6 +4,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
+#include <boost/beast/core/string.hpp>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -26,7 +27,6 @@ public:
     /// Throws when nobody listens or the handshake fails.
     Connection(std::uint16_t port, const std::filesystem::path& authority, const std::string& host = "127.0.0.1",
                std::chrono::seconds patience = std::chrono::seconds(10));
-
     bool send(std::string_view bytes);
     /// Up to and including the mark, or to the end. What follows stays for the next call.
     std::string receiveUntil(std::string_view mark);
@@ -46,8 +46,8 @@ private:
 };
 
 struct Reply {
-    int status = 0;                                  ///< 0: none came
-    std::map<std::string, std::string> headers = {}; ///< names in lower case
+    int status = 0; ///< 0: none came
+    std::map<std::string, std::string, boost::beast::iless> headers = {};
     std::string body = {};
 
     nlohmann::json json() const { return nlohmann::json::parse(body); }

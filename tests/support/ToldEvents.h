@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <iterator>
 #include <mutex>
 
 namespace parlowen::testing {
@@ -29,16 +28,13 @@ public:
         return condition(events);
     }
     bool waitFor(service::RecognitionEvent::Kind kind, std::ptrdiff_t times = 1) {
-        return waitUntil([=](const auto& all) {
-            return std::count_if(all.begin(), all.end(), [kind](const auto& event) { return event.kind == kind; }) >=
-                   times;
-        });
+        return waitUntil(
+            [=](const auto& all) { return std::ranges::count(all, kind, &service::RecognitionEvent::kind) >= times; });
     }
     std::vector<service::RecognitionEvent> all(service::RecognitionEvent::Kind kind) {
         const std::lock_guard lock(mutex);
-        std::vector<service::RecognitionEvent> found;
-        std::copy_if(events.begin(), events.end(), std::back_inserter(found),
-                     [kind](const auto& event) { return event.kind == kind; });
+        std::vector<service::RecognitionEvent> found = events;
+        std::erase_if(found, [kind](const auto& event) { return event.kind != kind; });
         return found;
     }
     std::string text() {

@@ -3,8 +3,7 @@
 namespace parlowen::testing {
 namespace {
 
-class SessionReadingTest : public WindowRig {
-protected:
+struct SessionReadingTest : WindowRig {
     qint64 storedSize() const { return settings_.aiInterviewSetModel()->answerFontSize; }
     int shownSize(const ReadingList& list) const {
         return list.model()->index(0, 0).data(Qt::FontRole).value<QFont>().pixelSize();

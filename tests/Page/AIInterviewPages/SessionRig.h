@@ -20,8 +20,7 @@ struct CountingRouter : AudioRouting {
 
 /// A real session without a window: a scripted backend and speech service, silence for sound, a clock that the test
 /// moves. What happens is kept in words.
-class SessionRig : public testing::BackendFixture {
-protected:
+struct SessionRig : testing::BackendFixture {
     SessionRig();
     ~SessionRig() override;
 

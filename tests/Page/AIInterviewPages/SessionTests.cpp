@@ -10,8 +10,7 @@ namespace {
 using State = RecognitionStatus::State;
 using Cause = RecognitionStatus::Cause;
 
-class SessionQuestionsTest : public SessionRig {
-protected:
+struct SessionQuestionsTest : SessionRig {
     void openMode(int answerType) {
         single();
         settings_.setAiInterviewSetModel(interview(answerType));
@@ -230,8 +229,7 @@ TEST_F(SessionStartTest, AFirstTokenThatComesLateStartsRecognitionAndRefreshesTh
     EXPECT_EQ(speechServer_.connections, 1);
 }
 
-class SessionTranscriptTest : public SessionRig {
-protected:
+struct SessionTranscriptTest : SessionRig {
     SessionTranscriptTest() {
         single();
         settings_.setAiInterviewSetModel(std::nullopt); // nothing is asked

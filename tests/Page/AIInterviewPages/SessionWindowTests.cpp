@@ -6,8 +6,7 @@
 namespace parlowen::testing {
 namespace {
 
-class SessionWindowTest : public WindowRig {
-protected:
+struct SessionWindowTest : WindowRig {
     QToolButton& pin() { return part<QToolButton>("topImg"); }
     QLabel& tip() { return part<QLabel>("tipLab"); }
     QRect place(const QWidget& widget) { return {widget.mapTo(window_.get(), QPoint()), widget.size()}; }

@@ -8,8 +8,7 @@
 namespace parlowen::testing {
 namespace {
 
-class AISettingTest : public SettingsRig {
-protected:
+struct AISettingTest : SettingsRig {
     static void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
     QString selected() const {
         QStringList titles;
@@ -85,8 +84,7 @@ TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
     EXPECT_TRUE(text().hasFocus()) << "the editor takes the keyboard";
 }
 
-class ResumeFlowTest : public SettingsRig {
-protected:
+struct ResumeFlowTest : SettingsRig {
     QString label() const { return card().updateLabel()->text(); }
     QString notice() const { return card().title()->text(); }
     bool panelOpens() {
@@ -212,8 +210,7 @@ const QByteArray threeLanguages =
     R"({"ID":135,"name":"英语（美国）EN","original_key":"en-US","translation_key":"en"},{"name":"英语（英国）"}]})";
 
 /// The picker in a popover, as its opener shows it, which is also told of the choice.
-class LanguageListTest : public BackendFixture {
-protected:
+struct LanguageListTest : BackendFixture {
     struct Opener : QObject, LanguageSelectorDelegate {
         void didSelectLanguage(LanguageListModel language) override { chosen.push_back(language); }
         std::vector<LanguageListModel> chosen;

@@ -13,8 +13,7 @@
 namespace parlowen {
 
 /// The settings page in a window of its own, against a scripted backend that is the file service too.
-class SettingsRig : public testing::BackendFixture {
-protected:
+struct SettingsRig : testing::BackendFixture {
     void open(const std::optional<AIInterviewModel>& stored = AIInterviewModel(), QSize size = {640, 560}) {
         settings_.setAiInterviewSetModel(stored);
         window_ = std::make_unique<QWidget>();

@@ -6,8 +6,7 @@
 namespace parlowen::testing {
 namespace {
 
-class StatusChipTest : public WindowRig {
-protected:
+struct StatusChipTest : WindowRig {
     void SetUp() override {
         single();
         start();
@@ -105,8 +104,7 @@ TEST_F(StatusChipTest, KeysOpenTheDetailsChooseTheOtherOutputAndComeBack) {
     EXPECT_TRUE(waitFor([this] { return details() == nullptr; }));
 }
 
-class QuestionBoxTest : public ::testing::Test {
-protected:
+struct QuestionBoxTest : ::testing::Test {
     QuestionBoxTest() {
         box_.resize(300, 120);
         box_.show();

@@ -12,8 +12,7 @@
 namespace parlowen {
 
 /// The same session, shown in its window.
-class WindowRig : public SessionRig {
-protected:
+struct WindowRig : SessionRig {
     ~WindowRig() override { window_.reset(); }
     void start() override {
         window_.reset();

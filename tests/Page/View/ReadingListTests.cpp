@@ -15,8 +15,7 @@ QStandardItem* rowOf(const QString& text) {
 }
 
 template<class List>
-class ListTest : public ::testing::Test {
-protected:
+struct ListTest : ::testing::Test {
     ListTest() {
         list_.setModel(&model_);
         list_.setNominalRowHeight(nominal_);
@@ -30,8 +29,7 @@ protected:
     List list_{cell_, nullptr};
 };
 
-class ReadingListTest : public ListTest<ReadingList> {
-protected:
+struct ReadingListTest : ListTest<ReadingList> {
     ReadingListTest() {
         list_.activateWindow();
         EXPECT_TRUE(waitFor([this] { return list_.hasFocus(); }));
@@ -231,8 +229,7 @@ TEST_F(ReadingListTest, KeysReadARowThatIsHigherThanTheViewToItsEnd) {
     EXPECT_LT(list_.visualRect(list_.currentIndex()).bottom(), list_.viewport()->height());
 }
 
-class MeasuredListTest : public ListTest<MeasuredList> {
-protected:
+struct MeasuredListTest : ListTest<MeasuredList> {
     void add(int rows, const QString& text = "请介绍一下你自己，以及你最近做过的一个项目。") {
         list_.keepPlace([&] {
             for (int i = 0; i < rows; ++i)

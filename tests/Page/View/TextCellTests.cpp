@@ -14,8 +14,7 @@ namespace {
 
 constexpr int width = 300;
 
-class TextCellTest : public ::testing::Test {
-protected:
+struct TextCellTest : ::testing::Test {
     TextCellTest() {
         item_->setData(systemFont(14), Qt::FontRole);
         model_.appendRow(item_);

@@ -27,8 +27,7 @@ const QStringList devices{
     "module-null-sink sink_name=room rate=48000 channels=1 norewinds=1 sink_properties=device.description=Room",
     "module-remap-source master=room.monitor source_name=mic source_properties=device.description=Mic"};
 
-class CaptureOnServerTest : public EitherAudioServer {
-protected:
+struct CaptureOnServerTest : EitherAudioServer {
     void start(const QStringList& modules = devices) {
         ASSERT_NO_FATAL_FAILURE(startServer(modules));
         client = PulseClient::shared();

@@ -30,8 +30,7 @@ Wave channelsApart(double rate) {
     return [rate](std::size_t frame, int channel) { return toneOf(300.0 * (channel + 1), rate)(frame, channel); };
 }
 
-class FileCaptureTest : public ::testing::Test {
-protected:
+struct FileCaptureTest : ::testing::Test {
     QString pathOf(const QString& name) const { return directory_.filePath(name); }
     QString write(const QString& name, const QByteArray& bytes) const {
         QFile file(pathOf(name));
@@ -143,8 +142,7 @@ TEST_F(FileCaptureTest, NamesTheProblemOfAFileThatIsNoSound) {
     }
 }
 
-class EngineTest : public ::testing::Test {
-protected:
+struct EngineTest : ::testing::Test {
     EngineTest() {
         input->pace = [](std::chrono::milliseconds) { std::this_thread::yield(); };
     }

@@ -14,8 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using State = InputStatus::State;
 
-class InputReportTest : public ::testing::Test {
-protected:
+struct InputReportTest : ::testing::Test {
     /// Seconds of a tone of that peak on the last of two channels, clipped at full scale.
     void hear(double peak, int seconds) {
         const Wave tone = toneOf(1000, 48000);
@@ -94,8 +93,7 @@ TEST_F(InputReportTest, TellsWhatBecomesOfTheInputAndOfEachGapOfASecondOrMore) {
 
 constexpr std::size_t tenMilliseconds = 480; ///< in frames
 
-class CaptureTimelineTest : public ::testing::Test {
-protected:
+struct CaptureTimelineTest : ::testing::Test {
     /// Returns the seconds that were missed before it; -1 when nothing was interrupted.
     double sound(CaptureTimeline::Time now) {
         const std::vector<float> ones(tenMilliseconds, 1.F);
@@ -208,8 +206,7 @@ float highest(const Sound& sound) {
     return std::max(-least, most);
 }
 
-class LevelControlTest : public ::testing::Test {
-protected:
+struct LevelControlTest : ::testing::Test {
     Sound after(Sound sound) {
         for (std::size_t at = 0; at < sound.size(); at += 682)
             control_.apply(sound.data() + at, std::min<std::size_t>(682, sound.size() - at));

@@ -10,7 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <numbers>
-#include <sndfile.h>
+#include <sndfile.hh>
 #include <vector>
 
 namespace parlowen::testing {
@@ -79,21 +79,12 @@ inline std::vector<double> converted(const AVAudioFormat& from, const std::vecto
 /// Writes the wave to a sound file of the format, a libsndfile word such as SF_FORMAT_WAV | SF_FORMAT_PCM_16.
 inline bool writeSoundFile(const QString& path, int format, int rate, int channels, std::size_t frames,
                            const Wave& wave) {
-    SF_INFO info{};
-    info.samplerate = rate;
-    info.channels = channels;
-    info.format = format;
-    SNDFILE* file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
-    if (!file)
-        return false;
-    std::vector<double> frame(static_cast<std::size_t>(channels));
-    std::size_t written = 0;
-    for (std::size_t i = 0; i < frames; ++i) {
+    std::vector<double> samples;
+    for (std::size_t i = 0; i < frames; ++i)
         for (int channel = 0; channel < channels; ++channel)
-            frame[static_cast<std::size_t>(channel)] = wave(i, channel);
-        written += static_cast<std::size_t>(sf_writef_double(file, frame.data(), 1));
-    }
-    return sf_close(file) == 0 && written == frames;
+            samples.push_back(wave(i, channel));
+    SndfileHandle file(QFile::encodeName(path).toStdString(), SFM_WRITE, format, channels, rate);
+    return file.writef(samples.data(), static_cast<sf_count_t>(frames)) == static_cast<sf_count_t>(frames);
 }
 
 class Collector {

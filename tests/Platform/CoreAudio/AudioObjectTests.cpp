@@ -12,8 +12,7 @@ namespace {
 
 constexpr AudioObjectID systemObject = kAudioObjectSystemObject;
 
-class AudioObjects : public ::testing::Test {
-protected:
+struct AudioObjects : ::testing::Test {
     SimulatedAudioServer server;
     const AudioObjectID loop = server.setDevice(sink("loop", "vorlanOutput 2ch"));
     const AudioObjectID output = server.setDevice(sink("speakers", "Speakers"));
@@ -57,8 +56,7 @@ TEST_F(AudioObjects, AnAggregateNeedsAWholeDescription) {
     EXPECT_THAT(deviceList(server), ElementsAre(loop, output, mic));
 }
 
-class ProgramAudioServerTest : public ::testing::Test {
-protected:
+struct ProgramAudioServerTest : ::testing::Test {
     ProgramAudioServerTest() {
         for (const auto& record : {sink("speakers", "Speakers"), sink("headset", "Headset"), source("mic", "Mic"),
                                    source("usb", "USB Microphone")})
@@ -137,8 +135,7 @@ TEST_F(ProgramAudioServerTest, AnAggregateIsANoteThatEndsWithAnotherDefaultOutpu
     EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset");
 }
 
-class PropertyListening : public ::testing::Test {
-protected:
+struct PropertyListening : ::testing::Test {
     std::vector<std::string> heard(Ear& ear) {
         server.drainListeners();
         return ear.heard();

@@ -18,8 +18,7 @@ const QStringList speakersHeadsetAndMicrophone{
     "module-remap-source master=headset.monitor source_name=mic "
     "source_properties='device.description=\"Test Microphone\"'"};
 
-class AudioServers : public EitherAudioServer {
-protected:
+struct AudioServers : EitherAudioServer {
     AudioObjectID device(const std::string& uid) {
         for (const AudioObjectID id : ids(*server, kAudioObjectSystemObject, {fourCC("dev#")}))
             if (text(*server, id, fourCC("uid ")) == uid)

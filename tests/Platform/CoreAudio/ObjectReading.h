@@ -68,8 +68,6 @@ public:
               },
               token)) {}
     ~Ear() { server_.removePropertyListener(token); }
-    Ear(const Ear&) = delete;
-    Ear& operator=(const Ear&) = delete;
 
     /// Each call since the last time, as "selector/scope selector/scope".
     std::vector<std::string> heard() {

@@ -24,8 +24,7 @@ QFile::Permissions othersMay(const QString& path) {
                                        QFile::WriteOther | QFile::ExeOther);
 }
 
-class UserDefaultsTest : public ::testing::Test {
-protected:
+struct UserDefaultsTest : ::testing::Test {
     /// The files of such a name that hold exactly these bytes.
     QStringList filesLike(const QString& pattern, const QByteArray& bytes) const {
         QStringList found = QDir(directory_.path()).entryList({pattern}, QDir::Files);

@@ -16,8 +16,7 @@ using Phase = PulseClient::Phase;
 
 const QStringList twoOutputs{"module-null-sink sink_name=speakers", "module-null-sink sink_name=headset"};
 
-class PulseClientTest : public EitherAudioServer {
-protected:
+struct PulseClientTest : EitherAudioServer {
     static std::string defaultOf(PulseClient& client) { return client.state()->snapshot.defaultSink; }
 };
 

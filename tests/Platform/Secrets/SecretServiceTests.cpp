@@ -13,8 +13,7 @@ namespace {
 using Found = std::optional<QString>;
 
 /// A bus of the test's own, and an unlocked keyring on it.
-class SecretServiceTest : public ::testing::Test {
-protected:
+struct SecretServiceTest : ::testing::Test {
     SecretServiceTest() {
         EXPECT_EQ(SecretService::ofThisDesktop(), nullptr);
         start(bus_, "dbus-daemon", {"--session", "--nofork", "--nopidfile", "--print-address"});

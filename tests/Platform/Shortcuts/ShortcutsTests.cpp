@@ -60,8 +60,7 @@ public:
     QString session, refusedCall;
 };
 
-class PortalShortcutsTest : public ::testing::Test {
-protected:
+struct PortalShortcutsTest : ::testing::Test {
     PortalShortcutsTest() {
         bus_.start("dbus-daemon", {"--session", "--nofork", "--nopidfile", "--print-address"});
         EXPECT_TRUE(bus_.waitForReadyRead());
@@ -132,8 +131,7 @@ TEST_F(PortalShortcutsTest, WhatTheDesktopRefusesOrDoesNotOfferIsAFailure) {
 }
 
 /// An X server of its own, whose keys soon repeat themselves, with somebody at its keyboard.
-class X11ShortcutsTest : public ::testing::Test {
-protected:
+struct X11ShortcutsTest : ::testing::Test {
     X11ShortcutsTest() {
         server_.start("Xvfb", {"-displayfd", "1", "-screen", "0", "320x200x24", "-nolisten", "tcp", "-noreset",
                                "-ardelay", "60", "-arinterval", "20"});

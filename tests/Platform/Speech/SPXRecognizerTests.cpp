@@ -75,8 +75,7 @@ struct Recognition {
 constexpr const char* helloPhrase =
     R"({"RecognitionStatus":"Success","DisplayText":"Hello.","Offset":0,"Duration":1000000})";
 
-class SPXRecognizerTest : public ::testing::Test {
-protected:
+struct SPXRecognizerTest : ::testing::Test {
     bool hasAudio(std::size_t session, std::size_t turn, std::size_t bytes) const {
         return waitFor([&] {
             return server.sessions.size() > session && server.sessions[session]->turns.size() > turn &&

@@ -10,8 +10,7 @@ namespace parlowen::testing {
 namespace {
 
 /// A window with a field that has the keyboard, over a button that counts its clicks.
-class PopViewTest : public ::testing::Test {
-protected:
+struct PopViewTest : ::testing::Test {
     PopViewTest() {
         window_.resize(1000, 700);
         paintGround(window_, ground_);

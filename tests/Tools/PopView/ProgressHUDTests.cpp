@@ -10,8 +10,7 @@ namespace {
 
 constexpr auto textMode = ProgressHUDMode::text;
 
-class ProgressHUDTest : public ::testing::Test {
-protected:
+struct ProgressHUDTest : ::testing::Test {
     ProgressHUDTest() {
         container_->resize(600, 400);
         paintGround(*container_, ground_);

@@ -17,8 +17,7 @@ constexpr auto exited = MouseMoveEvent::exited;
 
 bool isDark(const QColor& color) { return color.lightness() < 100; }
 
-class MouseTrackerTest : public ::testing::Test {
-protected:
+struct MouseTrackerTest : ::testing::Test {
     MouseTrackerTest() {
         window_.resize(200, 100);
         paintGround(window_, Qt::white);

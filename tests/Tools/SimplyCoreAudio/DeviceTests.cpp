@@ -14,8 +14,7 @@
 namespace parlowen::testing {
 namespace {
 
-class DeviceTest : public ::testing::Test {
-protected:
+struct DeviceTest : ::testing::Test {
     std::shared_ptr<AudioDevice> device(const std::string& uid) { return pool->device(server->deviceID(uid)); }
     /// The first object of that class that a device owns.
     AudioObjectID owned(const std::string& uid, FourCharCode classID) {
@@ -160,8 +159,7 @@ const Names ofSystem{{fourCC("dIn "), "defaultInputDeviceChanged"},
                      {fourCC("dOut"), "defaultOutputDeviceChanged"},
                      {fourCC("ownd"), "deviceListChanged"}};
 
-class DeviceNotificationTest : public ::testing::Test {
-protected:
+struct DeviceNotificationTest : ::testing::Test {
     DeviceNotificationTest() {
         QCoreApplication::processEvents(); // what earlier tests have posted
         for (const Names& names : {ofDevice, ofSystem})

@@ -52,8 +52,6 @@ public:
     }
 };
 
-} // namespace
-
 TEST(AnswerRoutes, StreamTheAnswerAndTheEndMarkAndRefuseWhatTheyCannotAnswer) {
     const RunningService service;
     const ServiceClient client = service.client();
@@ -85,8 +83,6 @@ TEST(AnswerRoutes, EscapeWhatWouldReadAsPartOfTheStream) {
                                                   "The answer broke off; please ask again.", "@@"}));
 }
 
-namespace {
-
 bool has(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
 
 struct Example {
@@ -114,8 +110,6 @@ constexpr Example examples[] = {
     {Kind::General, "Was the salaryman there?"},
 };
 
-} // namespace
-
 TEST(Outline, SpeaksTheQuestionsLanguageSaysWhatItIsAndEndsWithQuotations) {
     const std::string chinese = outlineFor({.text = "你的缺点是什么？", .position = "后端工程师"});
     for (const char* part : {"提纲", "未使用语言模型", "不足类问题", "“后端工程师”岗位"})
@@ -141,3 +135,5 @@ TEST(QuestionKind, IsToldByTheWords) {
     for (const Example& example : examples)
         EXPECT_EQ(questionKind(example.question), example.kind) << example.question;
 }
+
+} // namespace

@@ -5,11 +5,11 @@
 #include "support/RecognitionAudio.h"
 #include "support/RunningService.h"
 #include "support/ScriptedEndpoint.h"
+#include "support/Testing.h"
 #include "support/ToldEvents.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <gmock/gmock.h>
 #include <httplib.h>
 #include <set>
 
@@ -17,11 +17,6 @@ using namespace parlowen::service;
 using namespace parlowen::testing;
 using namespace std::chrono_literals;
 using Kind = RecognitionEvent::Kind;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 namespace {
 

@@ -16,8 +16,7 @@ HttpRequest from(const RawRequest& raw, const char* peer = "127.0.0.1") {
     return {raw, parsedTarget(raw.target()).value(), {boost::asio::ip::make_address(peer), {}}};
 }
 
-class Certificates : public ::testing::Test {
-protected:
+struct Certificates : ::testing::Test {
     std::string contents(const char* name) const { return contentsOf(tls / name); }
 
     TemporaryDirectory directory;

@@ -36,8 +36,6 @@ public:
         server.stop();
         thread.join();
     }
-    FileServer(const FileServer&) = delete;
-    FileServer& operator=(const FileServer&) = delete;
 
     std::string base() const { return "http://127.0.0.1:" + std::to_string(port) + "/"; }
 
@@ -76,8 +74,7 @@ namespace fs = std::filesystem;
 const fs::path installed = PARLOWEN_BINARY_DIR "/lib/parlowen/recogniser/models/moonshine-tiny-en";
 
 /// A model on a server, and a service's data directory to fetch it into.
-class GetModel : public ::testing::Test {
-protected:
+struct GetModel : ::testing::Test {
     GetModel() {
         fs::create_directories(data);
         for (const auto& file : fs::directory_iterator(installed)) {

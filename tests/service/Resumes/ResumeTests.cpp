@@ -31,8 +31,6 @@ std::string partsOf(const std::string& body, std::size_t pieceBytes) {
     return found + (parser.isComplete() ? "|end" : "|open");
 }
 
-} // namespace
-
 TEST(MultipartParser, TakesAFormApartWhereverItIsCut) {
     const std::string body = "preamble\r\n--b \r\nContent-Type: a/b\r\ncontent-disposition: form-data; "
                              "filename=\"\xe7\xae\x80 \\\"1\\\".pdf\"; name=file\r\n\r\none\r\n--c\r\n-\r\n--b\r\n"
@@ -113,8 +111,6 @@ TEST(ExtractedText, IsTidied) {
     EXPECT_EQ(tidiedLines("张 三 、 李 c 四 d\n", true), "张三 、 李 c 四 d\n");
 }
 
-namespace {
-
 constexpr std::size_t most = 3;
 
 const std::filesystem::path cases = PARLOWEN_SOURCE_DIR "/tests/service/Resumes/relevance";
@@ -127,8 +123,6 @@ std::string withoutBreaks(std::string text) {
 }
 
 class RelevantLines : public ::testing::TestWithParam<const char*> {};
-
-} // namespace
 
 TEST_P(RelevantLines, OfAtLeastEightQuestionsInTenHoldOneThatAReaderNamed) {
     const std::string resume = contentsOf(cases / GetParam());
@@ -184,10 +178,7 @@ TEST(ResumeExcerpt, KeepsWhatWasDoneUnderWhereItWasDone) {
                 ElementsAre("首屏时间由 42 秒降到 11 秒"));
 }
 
-namespace {
-
-class Confined : public ::testing::Test {
-protected:
+struct Confined : ::testing::Test {
     void SetUp() override {
         if (::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) < 1)
             GTEST_SKIP() << "this kernel cannot confine file access";
@@ -206,8 +197,6 @@ protected:
     const std::filesystem::path file = directory.path() / "file";
 };
 
-} // namespace
-
 TEST_F(Confined, ReadersSeeTheirFileAloneAndReachNobody) {
     const std::string folder = directory.path().string();
     EXPECT_EQ(shell("read -r line <" + folder + "/file; echo \"$line\""), "for the reader\n");
@@ -222,3 +211,5 @@ TEST_F(Confined, ReadersSeeTheirFileAloneAndReachNobody) {
     EXPECT_EQ(shell("ulimit -v"), "1048576\n") << "KiB";
 #endif
 }
+
+} // namespace

@@ -14,8 +14,7 @@ namespace {
 constexpr const char* filesPath = "/compatible-mode/v1/files";
 
 /// The files of make_samples.py, made once.
-class Samples : public ::testing::Test {
-protected:
+struct Samples : ::testing::Test {
     static void SetUpTestSuite() {
         folder.emplace();
         const std::string command =

@@ -21,8 +21,7 @@ namespace fs = std::filesystem;
 
 const fs::path sampleFolder = PARLOWEN_SOURCE_DIR "/resources/sample-interview";
 
-class RecogniserEngineTest : public testing::Test {
-protected:
+struct RecogniserEngineTest : testing::Test {
     ModelRegistry::Places places() { return ModelRegistry::Places::ofThisProgram(directory.path()); }
 
     /// The installed files, linked, in a folder of the test's own.

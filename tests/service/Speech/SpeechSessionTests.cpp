@@ -26,8 +26,7 @@ constexpr std::string_view translationContext = R"({
     "phraseOutput": {"interimResults": {"resultType": "None"}, "phraseResults": {"resultType": "None"}}})";
 
 /// A session over scripted engines. Posted work and translations run in settle(), in order.
-class SpeechSessionTest : public testing::Test {
-protected:
+struct SpeechSessionTest : testing::Test {
     void SetUp() override {
         engines.add(engine);
         engines.add(translator);

@@ -53,8 +53,7 @@ TEST(RecogniserStream, TellsOfRoomOnceWhenHalfOfWhatWasTooMuchIsTaken) {
     EXPECT_EQ(drained, 1);
 }
 
-class SpeechTokensTest : public testing::Test {
-protected:
+struct SpeechTokensTest : testing::Test {
     SpeechTokens::TimePoint now{100'000h};
     SpeechTokens tokens{[this] { return now; }};
 };

@@ -8,8 +8,7 @@ using namespace parlowen::testing;
 
 namespace {
 
-class DatabaseFile : public ::testing::Test {
-protected:
+struct DatabaseFile : ::testing::Test {
     static void execute(Database& database, const char* sql) {
         database.use([sql](SQLite::Database& connection) { connection.exec(sql); });
     }
