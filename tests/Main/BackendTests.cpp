@@ -1,15 +1,13 @@
+#include "support/BackendFixture.h"
+#include "support/TemporaryDirectory.h"
+#include "support/TlsFiles.h"
 #include <Foundation/Bundle.h>
 #include <Main/Backend.h>
 #include <Main/SessionSignIn.h>
 #include <Network/Transport.h>
-
 #include <QDir>
 #include <QNetworkReply>
 #include <unistd.h>
-
-#include "support/BackendFixture.h"
-#include "support/TemporaryDirectory.h"
-#include "support/TlsFiles.h"
 
 namespace parlowen::testing {
 namespace {

@@ -1,3 +1,6 @@
+#include "WindowRig.h"
+#include "support/FakeCapture.h"
+#include "support/SimulatedAudioServer.h"
 #include <CoreAudio/AudioHardwareService.h>
 #include <Foundation/ChosenLanguage.h>
 #include <Login/LoginViewController.h>
@@ -7,10 +10,6 @@
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Translation.h>
-
-#include "WindowRig.h"
-#include "support/FakeCapture.h"
-#include "support/SimulatedAudioServer.h"
 
 namespace parlowen::testing {
 namespace {

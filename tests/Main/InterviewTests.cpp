@@ -1,9 +1,8 @@
 #include "support/CallSound.h"
 #include "support/PrivateAudioServer.h"
 #include "support/ProgramRun.h"
-#include "support/WordErrorRate.h"
-
 #include "support/Testing.h"
+#include "support/WordErrorRate.h"
 
 /// Whole sessions of the program beside a call, on audio servers of their own.
 namespace parlowen::testing {

@@ -1,3 +1,7 @@
+#include "support/CallSound.h"
+#include "support/CapturedLog.h"
+#include "support/PrivateAudioServer.h"
+#include "support/WidgetTest.h"
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
 #include <Main/AppDelegate.h>
@@ -9,11 +13,6 @@
 #include <PulseAudio/PulseClient.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/ElidedLabel.h>
-
-#include "support/CallSound.h"
-#include "support/CapturedLog.h"
-#include "support/PrivateAudioServer.h"
-#include "support/WidgetTest.h"
 
 /// From the sign-in through the pages and a whole interview to the account's end, against the real service, which the
 /// program starts, and a private audio server.

@@ -1,13 +1,11 @@
-#include <Foundation/UserDefaults.h>
-#include <Network/Settings.h>
-
-#include <QImage>
-
 #include "support/ProgramRun.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/ScriptedSpeechServer.h"
 #include "support/Testing.h"
 #include "support/WordErrorRate.h"
+#include <Foundation/UserDefaults.h>
+#include <Network/Settings.h>
+#include <QImage>
 
 namespace parlowen::testing {
 namespace {

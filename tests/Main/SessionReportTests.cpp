@@ -1,3 +1,5 @@
+#include "support/TemporaryDirectory.h"
+#include "support/Testing.h"
 #include <Foundation/ChosenLanguage.h>
 #include <Main/CommandLine.h>
 #include <Main/Pages.h>
@@ -5,14 +7,10 @@
 #include <Main/SessionReport.h>
 #include <Main/SessionSettings.h>
 #include <Main/UnixSignals.h>
-#include <support/WaitFor.h>
-
 #include <QtCore>
 #include <csignal>
 #include <numeric>
-
-#include "support/TemporaryDirectory.h"
-#include "support/Testing.h"
+#include <support/WaitFor.h>
 
 namespace parlowen::testing {
 namespace {

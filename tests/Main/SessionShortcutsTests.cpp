@@ -1,7 +1,6 @@
+#include "WindowRig.h"
 #include <Main/SessionShortcuts.h>
 #include <Page/View/ShortcutSwitch.h>
-
-#include "WindowRig.h"
 
 namespace parlowen::testing {
 namespace {

@@ -1,3 +1,6 @@
+#include "support/BackendFixture.h"
+#include "support/FakeCapture.h"
+#include "support/WidgetTest.h"
 #include <Foundation/NotificationCenter.h>
 #include <Main/HomeLeftView.h>
 #include <Main/TopBarView.h>
@@ -10,10 +13,6 @@
 #include <Tools/AudioRouting.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/Popover.h>
-
-#include "support/BackendFixture.h"
-#include "support/FakeCapture.h"
-#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {

@@ -1,3 +1,6 @@
+#include "support/BackendFixture.h"
+#include "support/SimulatedAudioServer.h"
+#include "support/WidgetTest.h"
 #include <CoreAudio/AudioHardwareService.h>
 #include <Main/AppDelegate.h>
 #include <Main/Composition.h>
@@ -8,15 +11,10 @@
 #include <Page/AIInterviewPages/AISettingViewController.h>
 #include <Page/AboutMeViewController.h>
 #include <Page/MineViewController.h>
+#include <QLocalServer>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/PopView.h>
 #include <Tools/PopView/ProgressHUD.h>
-
-#include <QLocalServer>
-
-#include "support/BackendFixture.h"
-#include "support/SimulatedAudioServer.h"
-#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {

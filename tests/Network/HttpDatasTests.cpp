@@ -1,10 +1,9 @@
+#include "support/BackendFixture.h"
+#include "support/TlsFiles.h"
 #include <Foundation/Bundle.h>
 #include <Foundation/MainQueue.h>
 #include <Network/ApiBase.h>
 #include <Network/ImageLoader.h>
-
-#include "support/BackendFixture.h"
-#include "support/TlsFiles.h"
 
 namespace parlowen::testing {
 namespace {
@@ -125,8 +124,14 @@ TEST_F(HttpDatasTest, TheCodeAloneJudgesADecodedReply) {
     EXPECT_EQ(signOuts_, 0);
 }
 
-TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
+TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutUnlessItIsOfAnEarlierSignInAndTheCallerHearsNothing) {
+    settings_.setLoginToken("older");
+    server_.enqueue(Reply::json(401, R"({"code":0})"));
+    http_.requestData("/late", HttpMethod::GET, std::nullopt, std::nullopt, completion_);
     settings_.setLoginToken("old");
+    ASSERT_TRUE(waitFor([this] { return !log_.linesWith("请求所用的登录").isEmpty(); }));
+    EXPECT_EQ(settings_.loginToken(), "old");
+    EXPECT_EQ(signOuts_, 0);
     settings_.setAutoLogin(true);
     server_.enqueue(Reply::json(401, R"({"code":0,"message":"登录已过期"})"));
     server_.enqueue(Reply::json(200, "{}"));
@@ -137,16 +142,6 @@ TEST_F(HttpDatasTest, ARejectedTokenSignsTheUserOutAndTheCallerHearsNothing) {
     EXPECT_THAT(outcomes_, IsEmpty());
     outcomeOf("/next");
     EXPECT_EQ(lastRequest().header("Authorization"), std::nullopt);
-}
-
-TEST_F(HttpDatasTest, ARefusalOfAnEarlierSignInLeavesTheNewOneAlone) {
-    settings_.setLoginToken("old");
-    server_.enqueue(Reply::json(401, R"({"code":0})"));
-    http_.requestData("/late", HttpMethod::GET, std::nullopt, std::nullopt, completion_);
-    settings_.setLoginToken("new");
-    ASSERT_TRUE(waitFor([this] { return !log_.linesWith("请求所用的登录").isEmpty(); }));
-    EXPECT_EQ(settings_.loginToken(), "new");
-    EXPECT_EQ(signOuts_, 0);
 }
 
 TEST_F(HttpDatasTest, WhatCannotBeDecodedIsAFailureWithAnEmptyAlert) {

@@ -1,15 +1,13 @@
+#include "support/TemporaryDirectory.h"
+#include "support/Testing.h"
+#include "support/WaitFor.h"
 #include <Foundation/UserDefaults.h>
 #include <Network/ApiBase.h>
 #include <Network/Models.h>
 #include <Network/Settings.h>
 #include <Network/Transport.h>
-
 #include <QJsonArray>
 #include <QTemporaryDir>
-
-#include "support/TemporaryDirectory.h"
-#include "support/Testing.h"
-#include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
@@ -325,15 +323,12 @@ TEST_F(TokenStoreTest, AKeyringThatHangsLosesNoSignIn) {
     EXPECT_FALSE(settings_->awaitLateToken([] {}));
 }
 
-TEST(RequestEncodingTest, ParametersBecomeASortedQuery) {
+TEST(RequestEncodingTest, ParametersBecomeASortedQueryAndTheCaptchasPageIsBesideTheBackend) {
     EXPECT_EQ(encodedQuery({}), "");
     EXPECT_EQ(encodedQuery({{"half", 0.5}, {"c", false}}), "c=0&half=0.5");
     EXPECT_EQ(encodedQuery({{"list", QJsonArray{2, "x", true}}}), "list%5B%5D=2&list%5B%5D=x&list%5B%5D=1");
     EXPECT_EQ(encodedQuery({{"中", "a b&c=d+e"}}), "%E4%B8%AD=a%20b%26c%3Dd%2Be");
     EXPECT_EQ(encodedQuery({{"o", QJsonObject{{"k", "v"}}}}), "o%5Bk%5D=v");
-}
-
-TEST(RequestEncodingTest, TheCaptchasPageIsBesideTheBackend) {
     EXPECT_EQ(ApiBase::captchaPage("https://127.0.0.1:8443/api/v1").toString(), "http://127.0.0.1:8444/");
     EXPECT_EQ(ApiBase::captchaPage("https://[::1]:47615/api/v1").toString(), "http://[::1]:47616/");
     EXPECT_EQ(ApiBase::captchaPage("https://a.example/api/v1").toString(), "http://a.example/");

@@ -1,23 +1,10 @@
+#include "support/BackendFixture.h"
 #include <Foundation/BackgroundQueue.h>
 #include <Network/ResumeUpload.h>
-
 #include <sys/resource.h>
-
-#include "support/BackendFixture.h"
 
 namespace parlowen::testing {
 namespace {
-
-/// Takes of an upload what the system buffers for it, until it accepts the connection.
-struct DeafServer : QTcpServer {
-    DeafServer() {
-        listen(QHostAddress::LocalHost);
-        pauseAccepting();
-    }
-    FileService service(int sendingBound = 60'000) const {
-        return {QUrl(QString("http://127.0.0.1:%1").arg(serverPort())), {}, sendingBound, 60'000};
-    }
-};
 
 struct ResumeUploadTest : BackendFixture {
     QString file(const QString& name, qint64 size, const QByteArray& start = {}) {
@@ -29,7 +16,10 @@ struct ResumeUploadTest : BackendFixture {
         outcome_.clear();
         sent_ = 0;
         upload_ = std::make_unique<ResumeUpload>(service);
-        upload_->onProgress = [this](qint64 sent, qint64 total) { std::tie(sent_, total_) = std::pair(sent, total); };
+        upload_->onProgress = [this](qint64 sent, qint64 total) {
+            sent_ = sent;
+            total_ = total;
+        };
         upload_->uploadResumeFile(
             QUrl::fromLocalFile(path), "credential",
             [this](FResponseStatus status, const std::optional<JSON>& json, const QString& text) {
@@ -49,6 +39,9 @@ struct ResumeUploadTest : BackendFixture {
         return outcome();
     }
     FileService here() const { return {QUrl(server_.baseUrl() + "/files"), {}}; }
+    static FileService at(const DeafServer& deaf, int sendingBound = 60'000) {
+        return {deaf.url(), {}, sendingBound, 60'000};
+    }
 
     std::unique_ptr<ResumeUpload> upload_;
     QString outcome_;
@@ -102,18 +95,18 @@ TEST_F(ResumeUploadTest, WhatGoesWrongIsLoggedAndTold) {
 TEST_F(ResumeUploadTest, NothingHangsWhenTheServiceOrTheFileStopsInTheMiddle) {
     const QString path = file("cv.pdf", 64'000'000);
     DeafServer deaf;
-    EXPECT_EQ(outcomeOf(path, deaf.service(300)), failed) << "not one byte more goes out";
+    EXPECT_EQ(outcomeOf(path, at(deaf, 300)), failed) << "not one byte more goes out";
     EXPECT_EQ(log_.lines().back(), "❌ 上传失败：请求超时");
     EXPECT_GT(sent_, 0);
     EXPECT_LT(sent_, total_);
 
-    startAndWait(path, deaf.service());
+    startAndWait(path, at(deaf));
     file("cv.pdf", 0); // the file gets shorter, as when its disk has gone
     deaf.resumeAccepting();
     EXPECT_EQ(outcome(), failed);
 
     deaf.pauseAccepting();
-    startAndWait(file("cv.pdf", 64'000'000), deaf.service());
+    startAndWait(file("cv.pdf", 64'000'000), at(deaf));
     deaf.close();
     EXPECT_EQ(outcome(), failed);
 
@@ -133,30 +126,27 @@ TEST_F(ResumeUploadTest, AFileOfAnySizeIsStreamedAndTheUploadEndsWithItsObject) 
     const QString path = file("huge.pdf", size);
     const qint64 before = peakMemory();
     DeafServer deaf;
-    startAndWait(path, deaf.service());
+    startAndWait(path, at(deaf));
     EXPECT_LT(peakMemory() - before, size / 4);
     deaf.resumeAccepting();
     ASSERT_TRUE(waitFor([&] { return deaf.hasPendingConnections(); }));
     const std::unique_ptr<QTcpSocket> connection(deaf.nextPendingConnection());
     upload_.reset();
     EXPECT_TRUE(waitFor([&] { return connection->state() == QAbstractSocket::UnconnectedState; }));
-    start(path, deaf.service());
+    start(path, at(deaf));
     upload_.reset(); // while the file is read through
     waitForBackground();
     QCoreApplication::processEvents();
     EXPECT_EQ(log_.lines().size(), 2) << log_.lines().join('\n').toStdString();
 }
 
-TEST_F(ResumeUploadTest, TheCredentialGoesToTheServicesOwnHostAlone) {
+TEST_F(ResumeUploadTest, TheCredentialGoesToTheServicesOwnHostAloneWhichMovesWithTheBackendInUse) {
     ScriptedHttpServer other;
     const QString path = file("cv.pdf", 10);
     server_.enqueue({"HTTP/1.1 307 Elsewhere\r\nLocation: " + other.baseUrl("localhost").toUtf8() +
                      "/files\r\nContent-Length: 0\r\n\r\n"});
     EXPECT_EQ(outcomeOf(path, here()), failed);
     EXPECT_THAT(other.requests(), IsEmpty());
-}
-
-TEST_F(ResumeUploadTest, TheBuiltInFileServiceMovesWithTheBackendInUse) {
     EXPECT_EQ(FileService::builtIn("https://backend.example:8443/api/v1", {}).url,
               QUrl("https://backend.example:8443/compatible-mode/v1/files"));
 }

@@ -1,3 +1,5 @@
+#include "support/BackendFixture.h"
+#include "support/WidgetTest.h"
 #include <Foundation/Bundle.h>
 #include <Foundation/NotificationCenter.h>
 #include <Network/ImageLoader.h>
@@ -6,9 +8,6 @@
 #include <Page/View/ContactView.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/ProgressHUD.h>
-
-#include "support/BackendFixture.h"
-#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {
@@ -19,11 +18,11 @@ struct AccountTest : BackendFixture {
     ~AccountTest() override { ProgressHUD::shared().hide(false); }
     void open(const Reply& reply) {
         server_.enqueue(reply);
-        page_.onSignedOut = [this] { ++signedOut_; };
-        page_.resize(700, 420);
-        ProgressHUD::shared().containerView = &page_;
-        page_.show();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(&page_));
+        page_->onSignedOut = [this] { ++signedOut_; };
+        page_->resize(700, 420);
+        ProgressHUD::shared().containerView = page_.get();
+        page_->show();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(page_.get()));
     }
     bool waitForRequest(const QByteArray& method, const QByteArray& target) const {
         return waitFor([&] {
@@ -31,23 +30,23 @@ struct AccountTest : BackendFixture {
         });
     }
     void tap(int record) const {
-        QTest::mouseClick(page_.recordButtons().at(static_cast<std::size_t>(record)), Qt::LeftButton);
+        QTest::mouseClick(page_->recordButtons().at(static_cast<std::size_t>(record)), Qt::LeftButton);
     }
 
     HttpDatas http_{settings_, {}, {}};
     ImageLoader images_{directory_.filePath("images")};
-    MineViewController page_{http_, settings_, images_};
+    std::unique_ptr<MineViewController> page_ = std::make_unique<MineViewController>(http_, settings_, images_);
     int signedOut_ = 0;
 };
 
 TEST_F(AccountTest, TheStoredProfileIsShownUntilTheBackendsComes) {
     settings_.setUserInfo(UserBaseModel{"7", "", "86", "137", "", {}, 1});
     open(Reply::json(200, profile));
-    EXPECT_EQ(page_.phoneLabel()->text() + page_.idLabel()->text(), "137ID:7");
-    ASSERT_TRUE(waitFor([this] { return page_.idLabel()->text() == "ID:10086"; }));
-    EXPECT_EQ(page_.phoneLabel()->text(), "138");
+    EXPECT_EQ(page_->phoneLabel()->text() + page_->idLabel()->text(), "137ID:7");
+    ASSERT_TRUE(waitFor([this] { return page_->idLabel()->text() == "ID:10086"; }));
+    EXPECT_EQ(page_->phoneLabel()->text(), "138");
     EXPECT_EQ(settings_.userInfo()->nick_name, "L");
-    QTest::mouseClick(page_.copyButton(), Qt::LeftButton);
+    QTest::mouseClick(page_->copyButton(), Qt::LeftButton);
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "10086");
     EXPECT_EQ(ProgressHUD::shared().status(), "已复制到剪切板");
 
@@ -58,19 +57,19 @@ TEST_F(AccountTest, TheStoredProfileIsShownUntilTheBackendsComes) {
     EXPECT_TRUE(log_.lines().contains("收到通知内容：2"));
     EXPECT_EQ(log_.linesWith("收到通知内容：").size(), 1);
     EXPECT_EQ(lastRequest().target, "/user/info");
-    EXPECT_EQ(page_.userModel()->user_code, "10086");
+    EXPECT_EQ(page_->userModel()->user_code, "10086");
 }
 
 TEST_F(AccountTest, WithoutAProfileAnEmptyIdIsCopiedAndTheContactCardOpensByKeys) {
     open(Reply::json(200, R"({"code":3})"));
-    EXPECT_EQ(page_.idLabel()->text(), "ID: ");
+    EXPECT_EQ(page_->idLabel()->text(), "ID: ");
     QGuiApplication::clipboard()->setText("before");
-    QTest::mouseClick(page_.copyButton(), Qt::LeftButton);
+    QTest::mouseClick(page_->copyButton(), Qt::LeftButton);
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "");
-    QTest::keyClick(page_.recordButtons().front(), Qt::Key_Return);
-    ASSERT_NE(page_.findChild<ContactView*>(), nullptr);
-    QTest::keyClick(page_.focusWidget(), Qt::Key_Escape);
-    EXPECT_TRUE(waitFor([this] { return page_.findChild<ContactView*>() == nullptr; }));
+    QTest::keyClick(page_->recordButtons().front(), Qt::Key_Return);
+    ASSERT_NE(page_->findChild<ContactView*>(), nullptr);
+    QTest::keyClick(page_->focusWidget(), Qt::Key_Escape);
+    EXPECT_TRUE(waitFor([this] { return page_->findChild<ContactView*>() == nullptr; }));
 }
 
 TEST_F(AccountTest, OnlyAConfirmedDeletionIsSentAndSignsOutOnceItSucceeds) {
@@ -79,18 +78,18 @@ TEST_F(AccountTest, OnlyAConfirmedDeletionIsSentAndSignsOutOnceItSucceeds) {
     open(Reply::json(200, profile));
     ASSERT_TRUE(waitFor([this] { return settings_.userInfo().has_value(); }));
     tap(1);
-    EXPECT_EQ(page_.logoffTipView()->size(), QSize(300, 160));
-    QTest::keyClick(page_.focusWidget(), Qt::Key_Return); // as it opens: what cannot be undone is not a key away
-    ASSERT_TRUE(waitFor([this] { return !page_.logoffTipView()->isVisible(); }));
+    EXPECT_EQ(page_->logoffTipView()->size(), QSize(300, 160));
+    QTest::keyClick(page_->focusWidget(), Qt::Key_Return); // as it opens: what cannot be undone is not a key away
+    ASSERT_TRUE(waitFor([this] { return !page_->logoffTipView()->isVisible(); }));
     server_.enqueue(Reply::json(200, R"({"code":9,"message":"不行"})"));
     tap(1);
-    QTest::mouseClick(page_.logoffTipView()->sureButton(), Qt::LeftButton);
+    QTest::mouseClick(page_->logoffTipView()->sureButton(), Qt::LeftButton);
     ASSERT_TRUE(waitForRequest("POST", "/user/logoff"));
     EXPECT_EQ(server_.requests().size(), 2U);
-    ASSERT_TRUE(waitFor([this] { return !page_.logoffTipView()->isVisible(); }));
+    ASSERT_TRUE(waitFor([this] { return !page_->logoffTipView()->isVisible(); }));
     server_.enqueue(Reply::json(200, R"({"code":0,"message":"已注销"})"));
     tap(1);
-    QTest::keyClick(page_.logoffTipView()->sureButton(), Qt::Key_Return);
+    QTest::keyClick(page_->logoffTipView()->sureButton(), Qt::Key_Return);
     ASSERT_TRUE(waitFor([] { return ProgressHUD::shared().status() == "已注销"; }));
     EXPECT_EQ(settings_.loginToken(), "t");
     ASSERT_TRUE(waitFor([this] { return signedOut_ == 1; }));
@@ -100,16 +99,12 @@ TEST_F(AccountTest, OnlyAConfirmedDeletionIsSentAndSignsOutOnceItSucceeds) {
 
 TEST_F(AccountTest, ADeletionSignsOutThoughItsPageHasGone) {
     settings_.setLoginToken("t");
-    auto page = std::make_unique<MineViewController>(http_, settings_, images_);
-    page->onSignedOut = [this] { ++signedOut_; };
-    server_.enqueue(Reply::json(200, profile));
-    page->show();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(page.get()));
+    open(Reply::json(200, profile));
     ASSERT_TRUE(waitFor([this] { return settings_.userInfo().has_value(); }));
     server_.enqueue(Reply::json(200, R"({"code":0,"message":"已注销"})"));
-    QTest::mouseClick(page->recordButtons().at(1), Qt::LeftButton);
-    QTest::mouseClick(page->logoffTipView()->sureButton(), Qt::LeftButton);
-    page.reset();
+    tap(1);
+    QTest::mouseClick(page_->logoffTipView()->sureButton(), Qt::LeftButton);
+    page_.reset();
     ASSERT_TRUE(waitFor([this] { return signedOut_ == 1; }));
     EXPECT_EQ(settings_.loginToken(), std::nullopt);
 }

@@ -1,10 +1,8 @@
+#include "support/BackendFixture.h"
 #include <Foundation/MainQueue.h>
 #include <Tools/AzTokenNewManager.h>
 #include <Tools/TimerManager.h>
-
 #include <thread>
-
-#include "support/BackendFixture.h"
 
 namespace parlowen::testing {
 namespace {

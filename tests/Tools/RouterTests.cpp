@@ -1,11 +1,10 @@
+#include "support/Testing.h"
 #include <AVFoundation/ChirpProbe.h>
 #include <Tools/AudioCheck.h>
 #include <Tools/KXAudioRouter.h>
 #include <Tools/MicroManagement.h>
 #include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
-
-#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {

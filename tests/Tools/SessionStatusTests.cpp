@@ -1,19 +1,19 @@
-#include <Tools/SessionPresence.h>
-#include <Tools/SessionStatusText.h>
-
+#include "support/Testing.h"
 #include <QDir>
 #include <QTemporaryDir>
+#include <Tools/SessionPresence.h>
+#include <Tools/SessionStatusText.h>
 #include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
 
 using Cause = RecognitionStatus::Cause;
 using Severity = SessionStatusText::Severity;
+
+using State = RecognitionStatus::State;
 
 InputStatus hears(const QString& name) {
     InputStatus input;
@@ -22,17 +22,12 @@ InputStatus hears(const QString& name) {
     return input;
 }
 
-RecognitionStatus recognition(RecognitionStatus::State state, Cause cause = Cause::None, int kept = 0) {
-    return {state, cause, {}, kept};
-}
-
 TEST(SessionStatusTextTest, QuietIsSaidAfterTenSecondsBeforeACallAndThirtyInOneAndNeverAlarms) {
     InputStatus input = hears("Speakers");
     const auto said = [&input](int seconds, bool heardSound) {
         input.quietSeconds = seconds;
         input.heardSound = heardSound;
-        const auto text =
-            sessionStatusText(input, recognition(RecognitionStatus::State::Recognizing), Language::Chinese);
+        const auto text = sessionStatusText(input, {State::Recognizing, {}, {}, 0}, Language::Chinese);
         EXPECT_EQ(text.severity, Severity::Plain);
         return text.text.toStdString();
     };
@@ -43,10 +38,10 @@ TEST(SessionStatusTextTest, QuietIsSaidAfterTenSecondsBeforeACallAndThirtyInOneA
 }
 
 TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
-    const RecognitionStatus running = recognition(RecognitionStatus::State::Recognizing);
+    const RecognitionStatus running{State::Recognizing, {}, {}, 0};
+    const RecognitionStatus lost{State::Reconnecting, Cause::NoNetwork, {}, 12};
     InputStatus input = hears("Headset %1");
     input.clipping = true;
-    RecognitionStatus lost = recognition(RecognitionStatus::State::Reconnecting, Cause::NoNetwork, 12);
     const auto text = [&](const RecognitionStatus& state) {
         return sessionStatusText(input, state, Language::English);
     };
@@ -69,15 +64,13 @@ TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
     input.state = InputStatus::State::Refused;
     input.kind = InputKind::Application;
     EXPECT_EQ(text(running).text.toStdString(), "this audio server cannot let one program be heard alone");
-    EXPECT_EQ(text(recognition(RecognitionStatus::State::Stopped, Cause::TokenRefused)).text.toStdString(),
+    EXPECT_EQ(text({State::Stopped, Cause::TokenRefused, {}, 0}).text.toStdString(),
               "recognition stopped: the token is refused");
 }
 
 TEST(SessionStatusTextTest, EveryCauseIsNamedWithAdviceAndItsDetailsInBothLanguages) {
-    RecognitionStatus stopped = recognition(RecognitionStatus::State::Stopped);
-    stopped.details = {"code 7", "代码 7"};
     for (int cause = 1; cause <= static_cast<int>(Cause::UntrustedService); ++cause) {
-        stopped.cause = static_cast<Cause>(cause);
+        const RecognitionStatus stopped{State::Stopped, static_cast<Cause>(cause), {"code 7", "代码 7"}, 0};
         for (const Language language : {Language::English, Language::Chinese}) {
             const auto text = sessionStatusText(hears("Speakers"), stopped, language);
             EXPECT_GT(text.text.size(), QString::fromUtf8("识别已停止：").size()) << cause;

@@ -1,11 +1,10 @@
-#include <Foundation/MainQueue.h>
-#include <Tools/SpeechRecognitionTool.h>
-
 #include "support/CapturedLog.h"
 #include "support/FakeCapture.h"
 #include "support/ScriptedSpeechServer.h"
 #include "support/Testing.h"
 #include "support/WaitFor.h"
+#include <Foundation/MainQueue.h>
+#include <Tools/SpeechRecognitionTool.h>
 
 namespace parlowen::testing {
 namespace {
@@ -116,13 +115,10 @@ TEST_F(SpeechRecognitionToolTest, TranslationEventsCallTheirCallbacks) {
                                               .arg(kind, text, language)
                                               .toStdString());
     };
-    send("SpeechHypothesis", "hel", "es");
-    send("SpeechHypothesis", "", "es");
-    send("SpeechHypothesis", "no entry", "fr");
-    send("SpeechPhrase", "Hello.", "es");
-    send("SpeechPhrase", "Only source.", "fr");
-    send("SpeechPhrase", "", "es");
-    send("SpeechPhrase", "End.", "es");
+    for (const auto& [text, language] : {std::pair("hel", "es"), {"", "es"}, {"no entry", "fr"}})
+        send("SpeechHypothesis", text, language);
+    for (const auto& [text, language] : {std::pair("Hello.", "es"), {"Only source.", "fr"}, {"", "es"}, {"End.", "es"}})
+        send("SpeechPhrase", text, language);
     ASSERT_TRUE(waitFor([&] { return called().contains("translation|End.|tr-End."); }));
     EXPECT_EQ(called(),
               (QStringList{"partial|hel|tr-hel", "partial||tr-", "result|Hello.", "translation|Hello.|tr-Hello.",

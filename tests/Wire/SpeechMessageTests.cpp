@@ -1,6 +1,5 @@
-#include <Wire/SpeechMessage.h>
-
 #include "support/Testing.h"
+#include <Wire/SpeechMessage.h>
 
 namespace parlowen::wire {
 namespace {

@@ -7,11 +7,9 @@
 #include "Streams/NoiseReduction.h"
 #include "Streams/UtteranceTracker.h"
 #include "Streams/UtteranceWait.h"
-
+#include "support/Testing.h"
 #include <numeric>
 #include <random>
-
-#include "support/Testing.h"
 
 using namespace parlowen::recogniser;
 using namespace parlowen::testing;

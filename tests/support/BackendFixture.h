@@ -1,15 +1,13 @@
 #pragma once
 
+#include "CapturedLog.h"
+#include "ScriptedHttpServer.h"
 #include "Testing.h"
+#include "WaitFor.h"
 #include <Foundation/UserDefaults.h>
 #include <Network/HttpDatas.h>
 #include <Network/Settings.h>
-
 #include <QTemporaryDir>
-
-#include "CapturedLog.h"
-#include "ScriptedHttpServer.h"
-#include "WaitFor.h"
 
 namespace parlowen::testing {
 

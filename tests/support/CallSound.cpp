@@ -1,7 +1,6 @@
 #include "CallSound.h"
 
 #include "PrivateAudioServer.h"
-
 #include <QFile>
 
 namespace parlowen::testing {

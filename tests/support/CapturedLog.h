@@ -1,7 +1,6 @@
 #pragma once
 
 #include <Foundation/ConsoleLog.h>
-
 #include <QStringList>
 #include <mutex>
 

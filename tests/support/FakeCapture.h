@@ -1,7 +1,6 @@
 #pragma once
 
 #include <AVFoundation/CaptureSource.h>
-
 #include <atomic>
 #include <cmath>
 #include <memory>

@@ -1,11 +1,10 @@
 #include "PrivateAudioServer.h"
 
-#include <sys/prctl.h>
-
 #include <QDir>
 #include <QLocalSocket>
 #include <csignal>
 #include <ranges>
+#include <sys/prctl.h>
 
 namespace parlowen::testing {
 

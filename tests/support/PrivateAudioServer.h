@@ -1,13 +1,11 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include "WaitFor.h"
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <QTemporaryDir>
-
-#include "WaitFor.h"
+#include <gtest/gtest.h>
 
 namespace parlowen::testing {
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include "WaitFor.h"
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -10,8 +9,7 @@
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <csignal>
-
-#include "WaitFor.h"
+#include <gtest/gtest.h>
 
 /// Whole runs of the application, for tests that define where the sources and the built programs are.
 namespace parlowen::testing {

@@ -1,10 +1,9 @@
 #pragma once
 
+#include "TemporaryDirectory.h"
 #include <cstdint>
 #include <cstring>
 #include <vector>
-
-#include "TemporaryDirectory.h"
 
 /// Recordings with their words.
 namespace parlowen::testing {

@@ -1,8 +1,7 @@
 #include "ScriptedHttpServer.h"
 
-#include <algorithm>
-
 #include "TlsFiles.h"
+#include <algorithm>
 
 namespace parlowen::testing {
 

@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QUrl>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -12,6 +13,15 @@
 #include <vector>
 
 namespace parlowen::testing {
+
+/// Takes of what is sent what the system buffers for it, until it accepts the connection.
+struct DeafServer : QTcpServer {
+    DeafServer() {
+        listen(QHostAddress::LocalHost);
+        pauseAccepting();
+    }
+    QUrl url() const { return {QString("http://127.0.0.1:%1").arg(serverPort())}; }
+};
 
 /// A small HTTP server on the loopback interface that answers as the test says and keeps what it was asked. It works as
 /// long as the thread that made it runs its event loop.

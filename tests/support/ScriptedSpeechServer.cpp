@@ -1,9 +1,8 @@
 #include "ScriptedSpeechServer.h"
 
+#include "TlsFiles.h"
 #include <QTcpSocket>
 #include <utility>
-
-#include "TlsFiles.h"
 
 namespace parlowen::testing {
 

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <Wire/SpeechMessage.h>
-
 #include <QObject>
 #include <QTcpServer>
 #include <QUrl>
 #include <QWebSocket>
 #include <QWebSocketServer>
+#include <Wire/SpeechMessage.h>
 #include <deque>
 #include <functional>
 #include <memory>

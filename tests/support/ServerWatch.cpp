@@ -1,5 +1,4 @@
 #include "PrivateAudioServer.h"
-
 #include <pulse/pulseaudio.h>
 
 namespace parlowen::testing {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <CoreAudio/ProgramAudioServer.h>
-
 #include <map>
 #include <mutex>
 #include <tuple>

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <QtTest>
-#include <QtWidgets>
-
 #include "Testing.h"
 #include "WaitFor.h"
+#include <QtTest>
+#include <QtWidgets>

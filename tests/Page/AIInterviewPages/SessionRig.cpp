@@ -1,7 +1,6 @@
 #include "SessionRig.h"
 
 #include <Foundation/BackgroundQueue.h>
-
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <support/FakeCapture.h>

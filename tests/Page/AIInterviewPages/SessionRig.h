@@ -1,11 +1,10 @@
 #pragma once
 
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
+#include <QJsonObject>
 #include <Tools/AudioRouting.h>
 #include <Tools/SessionStatus.h>
 #include <Tools/TimerManager.h>
-
-#include <QJsonObject>
 #include <support/BackendFixture.h>
 #include <support/ScriptedSpeechServer.h>
 

@@ -1,7 +1,5 @@
 #include "SessionRig.h"
-
 #include <Foundation/BackgroundQueue.h>
-
 #include <QJsonDocument>
 
 namespace parlowen::testing {

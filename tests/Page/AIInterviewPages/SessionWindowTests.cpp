@@ -1,5 +1,4 @@
 #include "WindowRig.h"
-
 #include <Page/AIInterviewPages/SessionLayout.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 

@@ -1,5 +1,4 @@
 #include "SettingsRig.h"
-
 #include <Page/AIInterviewPages/LanguageListViewController.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Popover.h>
@@ -168,13 +167,9 @@ TEST_F(ResumeFlowTest, OnlyOneFileOfAnAllowedTypeIsTaken) {
 }
 
 TEST_F(ResumeFlowTest, AnUploadShowsHowFarItIsAndCanBeCancelled) {
-    QTcpServer deaf; // takes what the system buffers for it
-    ASSERT_TRUE(deaf.listen(QHostAddress::LocalHost));
-    deaf.pauseAccepting();
+    const DeafServer deaf;
     open();
-    flow().fileService = [url = QUrl(QString("http://127.0.0.1:%1").arg(deaf.serverPort()))] {
-        return FileService{url, {}};
-    };
+    flow().fileService = [&deaf] { return FileService{deaf.url(), {}}; };
     server_.enqueue(token_);
     const auto& bar = *card().findChild<QProgressBar*>();
     auto& cancel = *card().findChild<QPushButton*>();

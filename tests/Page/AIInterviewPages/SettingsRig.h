@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/WidgetTest.h"
 #include <Page/AIInterviewPages/AISettingViewController.h>
 #include <Page/AIInterviewPages/ResumeFlow.h>
 #include <Page/View/CardButton.h>
@@ -7,8 +8,6 @@
 #include <Page/View/UpdateResumeView.h>
 #include <Tools/PopView/ElidedLabel.h>
 #include <support/BackendFixture.h>
-
-#include "support/WidgetTest.h"
 
 namespace parlowen {
 

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "SessionRig.h"
-
+#include "support/WidgetTest.h"
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Page/View/ReadingList.h>
-
-#include "support/WidgetTest.h"
 
 namespace parlowen {
 

@@ -1,8 +1,7 @@
+#include "support/WidgetTest.h"
 #include <Page/View/MeasuredList.h>
 #include <Page/View/ReadingList.h>
 #include <Tools/PopView/SystemFont.h>
-
-#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {

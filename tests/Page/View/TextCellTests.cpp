@@ -1,13 +1,11 @@
+#include "support/WidgetTest.h"
 #include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Page/View/BaseViewController.h>
 #include <Page/View/TextBlock.h>
 #include <Page/View/TextCell.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
-
 #include <random>
-
-#include "support/WidgetTest.h"
 
 namespace parlowen::testing {
 namespace {

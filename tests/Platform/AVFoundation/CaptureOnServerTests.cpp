@@ -1,18 +1,15 @@
 #include "Sounds.h"
-
+#include "support/Testing.h"
 #include <AVFoundation/AVCaptureDevice.h>
 #include <AVFoundation/CaptureSource.h>
 #include <AVFoundation/ChirpProbe.h>
 #include <PulseAudio/PulseClient.h>
-#include <support/CallSound.h>
-#include <support/CapturedLog.h>
-#include <support/PrivateAudioServer.h>
-
 #include <QTcpServer>
 #include <csignal>
 #include <future>
-
-#include "support/Testing.h"
+#include <support/CallSound.h>
+#include <support/CapturedLog.h>
+#include <support/PrivateAudioServer.h>
 
 namespace parlowen::testing {
 namespace {

@@ -1,7 +1,5 @@
 #include "Sounds.h"
-
 #include "support/Testing.h"
-
 #include <random>
 
 namespace parlowen::testing {

@@ -1,11 +1,9 @@
-#include <AVFoundation/AVAudioEngine.h>
-#include <AVFoundation/FileCapture.h>
-#include <support/FakeCapture.h>
-
-#include <QTemporaryDir>
-
 #include "Sounds.h"
 #include "support/Testing.h"
+#include <AVFoundation/AVAudioEngine.h>
+#include <AVFoundation/FileCapture.h>
+#include <QTemporaryDir>
+#include <support/FakeCapture.h>
 
 namespace parlowen::testing {
 namespace {

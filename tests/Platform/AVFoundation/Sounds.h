@@ -1,7 +1,6 @@
 #pragma once
 
 #include <AVFoundation/AVAudioConverter.h>
-
 #include <QFile>
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,7 @@
+#include "ObjectReading.h"
 #include "support/Testing.h"
-
 #include <future>
 #include <thread>
-
-#include "ObjectReading.h"
 
 using namespace parlowen;
 using namespace parlowen::testing;
@@ -87,24 +85,23 @@ TEST_F(ProgramAudioServerTest, TheSessionsInputIsTheProgramsOwn) {
         EXPECT_EQ(defaultDevice(users), "mic");
         EXPECT_EQ(server.devices().defaultInput, "mic");
     }
-    server.setDefaults("speakers", "speakers");
-    EXPECT_EQ(defaultDevice(input), "usb") << "a monitor is no choice of a microphone";
-    server.setDefaults("mic", "speakers");
+    const auto inputAfter = [&](const char* inputUid, const char* outputUid) {
+        server.setDefaults(inputUid, outputUid);
+        return defaultDevice(input);
+    };
+    EXPECT_EQ(inputAfter("speakers", "speakers"), "usb") << "a monitor is no choice of a microphone";
     server.removeDevice("usb");
-    EXPECT_EQ(defaultDevice(input), "mic");
+    EXPECT_EQ(inputAfter("mic", "speakers"), "mic");
     server.setDevice(source("usb", "USB Microphone"));
     EXPECT_EQ(defaultDevice(input), "usb");
-    server.setDefaults("usb", "speakers");
     server.setDevice(source("dock", "Dock"));
+    server.setDefaults("usb", "speakers");
     EXPECT_EQ(set(input, "mic"), 0);
-    server.setDefaults("dock", "speakers");
-    EXPECT_EQ(defaultDevice(input), "dock") << "what the user chooses meanwhile";
+    EXPECT_EQ(inputAfter("dock", "speakers"), "dock") << "what the user chooses meanwhile";
     EXPECT_EQ(set(input, "headset"), 0);
-    server.setDefaults("dock", "headset");
-    EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "another default output was chosen since";
-    server.setDefaults("dock", "speakers");
+    EXPECT_EQ(inputAfter("dock", "headset"), loopbackDevice::uid) << "another default output was chosen since";
     server.removeDevice("headset");
-    EXPECT_EQ(defaultDevice(input), loopbackDevice::uid) << "then what the default output plays";
+    EXPECT_EQ(inputAfter("dock", "speakers"), loopbackDevice::uid) << "then what the default output plays";
 }
 
 TEST_F(ProgramAudioServerTest, AnAggregateIsANoteThatEndsWithAnotherDefaultOutputOrItsDestruction) {
@@ -114,25 +111,25 @@ TEST_F(ProgramAudioServerTest, AnAggregateIsANoteThatEndsWithAnotherDefaultOutpu
     EXPECT_EQ(server.createAggregateDevice(multiOutput("more", "More", {"headset"}), second),
               kAudioHardwareIllegalOperationError);
     EXPECT_EQ(ids(server, both, {fourCC("ownd")}, propertyData(fourCC("asub"))).size(), 2U);
-    EXPECT_EQ(defaultDevice(fourCC("dOut")), "speakers");
-    EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
-    EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    constexpr auto input = fourCC("dIn "), output = fourCC("dOut");
+    EXPECT_EQ(defaultDevice(output), "speakers");
+    EXPECT_EQ(set(output, "both"), 0);
+    EXPECT_EQ(defaultDevice(output), "both");
     const std::string loopback = loopbackDevice::uid;
-    EXPECT_EQ(subDevices(), loopback + " speakers ");
-    EXPECT_EQ(set(fourCC("dIn "), "headset"), 0);
-    EXPECT_EQ(subDevices(), loopback + " headset ") << "chosen in the program";
-    EXPECT_EQ(set(fourCC("dIn "), loopback), 0);
-    EXPECT_EQ(subDevices(), loopback + " speakers ");
+    for (const std::string& heard : {loopback, std::string("headset"), loopback}) { // as it is chosen in the program
+        EXPECT_EQ(set(input, heard), 0);
+        EXPECT_EQ(subDevices(), loopback + (heard == loopback ? " speakers " : " headset "));
+    }
     server.setDefaults("mic", "headset");
-    EXPECT_EQ(defaultDevice(fourCC("dOut")), "both");
+    EXPECT_EQ(defaultDevice(output), "both");
     EXPECT_EQ(subDevices(), loopback + " headset ") << "the note moves on with the session";
-    EXPECT_EQ(set(fourCC("dOut"), "speakers"), 0);
-    EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset") << "the server's own";
-    EXPECT_EQ(set(fourCC("dOut"), "both"), 0);
+    EXPECT_EQ(set(output, "speakers"), 0);
+    EXPECT_EQ(defaultDevice(output), "headset") << "the server's own";
+    EXPECT_EQ(set(output, "both"), 0);
     EXPECT_EQ(server.destroyAggregateDevice(server.deviceID("speakers")), kAudioHardwareBadDeviceError);
     EXPECT_EQ(server.destroyAggregateDevice(both), 0);
     EXPECT_EQ(server.destroyAggregateDevice(both), kAudioHardwareBadObjectError);
-    EXPECT_EQ(defaultDevice(fourCC("dOut")), "headset");
+    EXPECT_EQ(defaultDevice(output), "headset");
 }
 
 struct PropertyListening : ::testing::Test {

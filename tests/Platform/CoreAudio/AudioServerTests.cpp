@@ -1,11 +1,9 @@
 #include "ObjectReading.h"
-
+#include "support/Testing.h"
 #include <CoreAudio/PulseAudioServer.h>
 #include <PulseAudio/PulseClient.h>
 #include <support/CallSound.h>
 #include <support/PrivateAudioServer.h>
-
-#include "support/Testing.h"
 
 using namespace parlowen;
 using namespace parlowen::testing;

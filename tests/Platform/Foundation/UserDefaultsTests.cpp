@@ -1,17 +1,15 @@
+#include "support/CapturedLog.h"
+#include "support/TemporaryDirectory.h"
+#include "support/Testing.h"
+#include "support/WaitFor.h"
 #include <Foundation/BackgroundQueue.h>
 #include <Foundation/LocalTrust.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
 #include <Foundation/SerialQueue.h>
 #include <Foundation/UserDefaults.h>
-
 #include <QtCore>
 #include <future>
-
-#include "support/CapturedLog.h"
-#include "support/TemporaryDirectory.h"
-#include "support/Testing.h"
-#include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
@@ -61,7 +59,7 @@ TEST_F(UserDefaultsTest, ValuesOfEveryTypeComeBackFromTheFile) {
         << "another type than the one asked for is no value";
 }
 
-TEST_F(UserDefaultsTest, EveryReadSeesWhatOthersWrote) {
+TEST_F(UserDefaultsTest, EveryReadSeesWhatOthersWroteAndOneWriterAtATimeAddsToIt) {
     UserDefaults one(path_);
     const UserDefaults other(path_);
     for (int i = 0; i < 10; ++i) { // quickly, and none changes the file's size
@@ -70,9 +68,7 @@ TEST_F(UserDefaultsTest, EveryReadSeesWhatOthersWrote) {
     }
     fill(path_, "[General]\nkey=by hand\n");
     EXPECT_EQ(one.string("key"), "by hand");
-}
 
-TEST_F(UserDefaultsTest, OneWriterAtATimeAddsToWhatOthersWrote) {
     QLockFile otherProgram(path_ + ".lock");
     ASSERT_TRUE(otherProgram.lock());
     auto mine = std::async(std::launch::async, [this] { UserDefaults(path_).setString("mine", "kept"); });

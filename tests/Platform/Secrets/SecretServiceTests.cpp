@@ -1,11 +1,9 @@
-#include <Secrets/SecretService.h>
-
-#include <QProcess>
-#include <csignal>
-#include <future>
-
 #include "support/Testing.h"
 #include "support/WaitFor.h"
+#include <QProcess>
+#include <Secrets/SecretService.h>
+#include <csignal>
+#include <future>
 
 namespace parlowen::testing {
 namespace {

@@ -1,15 +1,13 @@
-#include <Shortcuts/PortalShortcuts.h>
-#include <Shortcuts/X11Shortcuts.h>
-
+#include "support/Testing.h"
+#include "support/WaitFor.h"
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
 #include <QProcess>
+#include <Shortcuts/PortalShortcuts.h>
+#include <Shortcuts/X11Shortcuts.h>
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
-
-#include "support/Testing.h"
-#include "support/WaitFor.h"
 
 namespace parlowen::testing {
 namespace {
@@ -43,13 +41,11 @@ public:
         return connection.send(response);
     }
     void readShortcuts(const QDBusArgument& list) {
-        list.beginArray();
-        while (!list.atEnd()) {
+        for (list.beginArray(); !list.atEnd(); list.endStructure()) {
             QString id;
             QVariantMap properties;
             list.beginStructure();
             list >> id >> properties;
-            list.endStructure();
             offered << id + u'|' + properties["description"].toString() + u'|' +
                            properties["preferred_trigger"].toString();
         }
@@ -154,9 +150,12 @@ struct X11ShortcutsTest : ::testing::Test {
         }
         xcb_flush(keyboard_);
     }
-    void press(const std::vector<xcb_keysym_t>& symbols) {
-        send(symbols, XCB_KEY_PRESS);
-        send({symbols.rbegin(), symbols.rend()}, XCB_KEY_RELEASE);
+    /// Presses the keys of each together and lets go of them.
+    void press(const std::vector<std::vector<xcb_keysym_t>>& chords) {
+        for (const auto& symbols : chords) {
+            send(symbols, XCB_KEY_PRESS);
+            send({symbols.rbegin(), symbols.rend()}, XCB_KEY_RELEASE);
+        }
     }
     std::unique_ptr<X11Shortcuts> bind(const std::vector<GlobalShortcut>& shortcuts) {
         auto made = std::make_unique<X11Shortcuts>(display_);
@@ -177,13 +176,8 @@ struct X11ShortcutsTest : ::testing::Test {
 TEST_F(X11ShortcutsTest, TheirKeysAreHeardOnceWhateverLockIsOnAndNoOthers) {
     const auto shortcuts = bind({{"window", "", 'h'}, {"ask", "", 'a'}});
     ASSERT_TRUE(bound_);
-    press({control, 'h'});
-    press({alt, 'a'});
-    press({numLock});
-    press({control, alt, 'a'});
-    press({numLock});
-    press({control, alt, 'b'});
-    press({control, alt, 'h'});
+    press({{control, 'h'}, {alt, 'a'}, {numLock}, {control, alt, 'a'}, {numLock}, {control, alt, 'b'}});
+    press({{control, alt, 'h'}});
     EXPECT_TRUE(waitFor([this] { return heard_.contains("window"); }));
     EXPECT_THAT(heard_, ElementsAre("ask", "window"));
     heard_.clear();
@@ -201,8 +195,7 @@ TEST_F(X11ShortcutsTest, WhatAnotherProgramHoldsStaysItsOwnAndWhatGoesIsFree) {
     const auto second = bind({{"free", "", 'a'}, {"second", "", 'h'}});
     EXPECT_FALSE(bound_);
     EXPECT_TRUE(bound_.error().contains("Ctrl+Alt+H"));
-    press({control, alt, 'a'});
-    press({control, alt, 'h'});
+    press({{control, alt, 'a'}, {control, alt, 'h'}});
     EXPECT_TRUE(waitFor([this] { return !heard_.isEmpty(); }));
     EXPECT_THAT(heard_, ElementsAre("first"));
     first.reset();

@@ -1,14 +1,12 @@
-#include <Speech/SPXRecognizer.h>
-
-#include <QRegularExpression>
-#include <QStringList>
-#include <chrono>
-#include <thread>
-
 #include "support/ScriptedSpeechServer.h"
 #include "support/Testing.h"
 #include "support/TlsFiles.h"
 #include "support/WaitFor.h"
+#include <QRegularExpression>
+#include <QStringList>
+#include <Speech/SPXRecognizer.h>
+#include <chrono>
+#include <thread>
 
 namespace parlowen::testing {
 namespace {
@@ -19,16 +17,14 @@ using namespace std::chrono_literals;
 class Heard {
 public:
     void listenTo(SPXRecognizer& recognizer) {
-        recognizer.addRecognizedEventHandler(
-            [this](const auto& event) { note(finals_, event.result.text.value_or(QString())); });
+        recognizer.addRecognizedEventHandler([this](const auto& event) { note(finals_, *event.result.text); });
         recognizer.addRecognizingEventHandler([this](const auto&) { ++partials_; });
         recognizer.addGapEventHandler(
             [this](const auto& event) { note(finals_, QString("(%1 s missing)").arg(event.seconds)); });
         recognizer.addConnectionEventHandler(
             [this](const auto& event) { note(connections_, event.connected ? "reached" : event.details.english); });
-        recognizer.addCanceledEventHandler([this](const auto& event) {
-            note(cancellations_, event.errorDetails ? event.errorDetails->english : "(no details)");
-        });
+        recognizer.addCanceledEventHandler(
+            [this](const auto& event) { note(cancellations_, event.errorDetails->english); });
     }
 
     QStringList finals() const { return copyOf(finals_); } ///< and gaps in their place among them

@@ -1,9 +1,7 @@
+#include "support/Testing.h"
 #include <Speech/SpeechConnection.h>
 #include <Speech/SpeechTurn.h>
-
 #include <nlohmann/json.hpp>
-
-#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
@@ -111,17 +109,13 @@ TEST(SpeechTurnTest, TranslationsAreKeyedByTheTargetAsItWasAsked) {
                   std::string("Partial (none) ") + expected + "0");
 }
 
-TEST(SpeechTurnTest, RecognitionStatusDecides) {
+TEST(SpeechTurnTest, TheRecognitionStatusDecidesAndMessagesOfOtherTurnsAndBehindItsEndAreDropped) {
     for (const char* status : {"NoMatch", "InitialSilenceTimeout", "BabbleTimeout"})
         EXPECT_EQ(outcome(plain, phrase(6400, status)), "Final (none) 6400") << status;
-    for (const char* status : {"Error", "TooManyRequests", "BadRequest", "Forbidden"}) {
+    for (const char* status : {"Error", "TooManyRequests", "BadRequest", "Forbidden"})
         for (const SpeechTask& task : {plain, translating})
             EXPECT_EQ(outcome(task, phrase(6400, status)), "Canceled (none) 0") << status;
-    }
     EXPECT_EQ(outcome(plain, phrase(6400, "EndOfDictation")), "0");
-}
-
-TEST(SpeechTurnTest, DropsMessagesOfOtherTurnsAndAfterItsEnd) {
     SpeechTurn turn = turnWithAudio(plain);
     for (const char* other : {"turn0", ""}) {
         EXPECT_TRUE(turn.feed(phrase(6400, "Success", other)).empty());
@@ -137,20 +131,18 @@ TEST(SpeechTurnTest, DropsMessagesOfOtherTurnsAndAfterItsEnd) {
 TEST(SpeechTurnTest, OffsetsCountFromTheTurnAndNeverBeyondWhatWasSentOrSkipped) {
     SpeechTurn turn = turnWithAudio(plain, 100'000);
     EXPECT_EQ(turn.resumeAt(), 100'000U);
-    turn.feed(phrase(9600));
-    EXPECT_EQ(turn.resumeAt(), 109'600U);
-    turn.feed(phrase(3200));
-    EXPECT_EQ(turn.resumeAt(), 109'600U) << "it never goes back";
-    turn.feed(reply("speech.phrase", R"({"DisplayText":"e","Offset":1e300,"Duration":1})"));
-    EXPECT_EQ(turn.resumeAt(), 109'600U) << "no time at all";
-    turn.feed(reply("speech.phrase", R"({"DisplayText":"c","Offset":3750624,"Duration":0})"));
-    EXPECT_EQ(turn.resumeAt(), 112'000U) << "whole samples, rounded down";
-    turn.feed(phrase(90'000));
-    EXPECT_EQ(turn.resumeAt(), 132'000U);
+    const auto resumeAfter = [&turn](const wire::SpeechMessage& message) {
+        turn.feed(message);
+        return turn.resumeAt();
+    };
+    EXPECT_EQ(resumeAfter(phrase(9600)), 109'600U);
+    EXPECT_EQ(resumeAfter(phrase(3200)), 109'600U) << "it never goes back";
+    EXPECT_EQ(resumeAfter(reply("speech.phrase", R"({"Offset":1e300,"Duration":1})")), 109'600U) << "no time at all";
+    EXPECT_EQ(resumeAfter(reply("speech.phrase", R"({"Offset":3750624,"Duration":0})")), 112'000U) << "rounded down";
+    EXPECT_EQ(resumeAfter(phrase(90'000)), 132'000U);
     turn.skip(500'000);
     turn.audio(std::string(3200, 'a'));
-    turn.feed(phrase(33'600));
-    EXPECT_EQ(turn.resumeAt(), 633'600U) << "what was skipped is part of the positions behind it";
+    EXPECT_EQ(resumeAfter(phrase(33'600)), 633'600U) << "what was skipped is part of the positions behind it";
 }
 
 using namespace std::chrono_literals;

@@ -1,5 +1,4 @@
 #include "Pixels.h"
-
 #include <Tools/PopView/Alert.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/PopView.h>
@@ -225,7 +224,7 @@ TEST_F(PopViewTest, AnAlertWaitsForItsOneButtonEvenWithoutText) {
     QApplication::setPalette(before);
 }
 
-TEST_F(PopViewTest, AnAlertStandsClearOfWhatItSpeaksOf) {
+TEST(AlertPlaceTest, AnAlertStandsClearOfWhatItSpeaksOf) {
     const QRect card(100, 100, 300, 100), screen(0, 0, 1000, 800);
     const auto placed = [&](int x, int y) { return placeClearOf(card, {x, y, 200, 120}, screen); };
     EXPECT_EQ(placed(450, 120), QPoint(450, 120));

@@ -1,8 +1,6 @@
 #include "Pixels.h"
-
 #include <Foundation/NotificationCenter.h>
 #include <Tools/PopView/ProgressHUD.h>
-
 #include <support/CapturedLog.h>
 
 namespace parlowen::testing {

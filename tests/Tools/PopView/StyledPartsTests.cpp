@@ -1,12 +1,10 @@
 #include "Pixels.h"
-
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Factories.h>
 #include <Tools/PopView/MouseTracker.h>
 #include <Tools/PopView/StyleSheets.h>
-
 #include <support/CapturedLog.h>
 
 namespace parlowen::testing {

@@ -1,15 +1,14 @@
+#include "support/Testing.h"
+#include <CoreAudio/AudioPropertyData.h>
 #include <Foundation/MainQueue.h>
 #include <Foundation/NotificationCenter.h>
+#include <QCoreApplication>
+#include <QJsonArray>
 #include <Tools/SimplyCoreAudio/AudioObjectPool.h>
 #include <Tools/SimplyCoreAudio/PropertyAccess.h>
 #include <Tools/SimplyCoreAudio/SimplyCoreAudio.h>
 #include <support/CapturedLog.h>
 #include <support/SimulatedAudioServer.h>
-
-#include <QCoreApplication>
-#include <QJsonArray>
-
-#include "support/Testing.h"
 
 namespace parlowen::testing {
 namespace {
@@ -19,11 +18,8 @@ struct DeviceTest : ::testing::Test {
     /// The first object of that class that a device owns.
     AudioObjectID owned(const std::string& uid, FourCharCode classID) {
         std::vector<std::byte> data;
-        server->getPropertyData(server->deviceID(uid), {fourCC("ownd")}, std::as_bytes(std::span(&classID, 1)), data);
-        AudioObjectID id = kAudioObjectUnknown;
-        if (data.size() >= sizeof id)
-            std::memcpy(&id, data.data(), sizeof id);
-        return id;
+        server->getPropertyData(server->deviceID(uid), {fourCC("ownd")}, propertyData(classID), data);
+        return propertyValues<AudioObjectID>(data).value().at(0);
     }
 
     std::shared_ptr<SimulatedAudioServer> server = std::make_shared<SimulatedAudioServer>();

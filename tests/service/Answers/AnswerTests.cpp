@@ -2,7 +2,6 @@
 #include "Answers/Outline.h"
 #include "Answers/QuestionKind.h"
 #include "support/RunningService.h"
-
 #include <gtest/gtest.h>
 #include <numeric>
 

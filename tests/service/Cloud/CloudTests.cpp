@@ -7,7 +7,6 @@
 #include "support/ScriptedEndpoint.h"
 #include "support/Testing.h"
 #include "support/ToldEvents.h"
-
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <httplib.h>

@@ -1,13 +1,11 @@
 #include "Models/Download.h"
 #include "Models/ModelInstaller.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Testing.h"
 #include <Models/ModelFolder.h>
-
 #include <archive.h>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
-
-#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;

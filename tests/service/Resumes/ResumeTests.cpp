@@ -7,7 +7,6 @@
 #include "Resumes/UploadTokens.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Testing.h"
-
 #include <linux/landlock.h>
 #include <nlohmann/json.hpp>
 #include <sys/syscall.h>
@@ -86,7 +85,9 @@ TEST(ResumeStore, DropsWhatIsNeverBoundAndAllOfAUserWhoGoes) {
     EXPECT_EQ(store.textOf(1), "");
 }
 
-TEST(ResumeLines, AreJoinedWhereThePageWrappedThemAndSplitWhereTheyAreLong) {
+TEST(ResumeLines, AreTidiedJoinedWhereThePageWrappedThemAndSplitWhereTheyAreLong) {
+    EXPECT_EQ(tidiedLines("  a \t b\x01\n\n \f\n张 三 cv\n\xff", false), "a b\n张 三 cv\n\uFFFD\n");
+    EXPECT_EQ(tidiedLines("张 三 、 李 c 四 d\n", true), "张三 、 李 c 四 d\n");
     const auto linesOf = [](const std::string& text) {
         std::vector<std::string> lines;
         for (const ResumeLine& line : resumeLines(text))
@@ -104,11 +105,6 @@ TEST(ResumeLines, AreJoinedWhereThePageWrappedThemAndSplitWhereTheyAreLong) {
     EXPECT_EQ(linesOf(chinese + "\n" + chinese + "。\n末"), (Lines{"|" + chinese + chinese + "。", "|末"}));
     const std::string sentence(90, 'y');
     EXPECT_EQ(linesOf(sentence + ". " + sentence + "。Z"), (Lines{"|" + sentence + ".", "|" + sentence + "。", "|Z"}));
-}
-
-TEST(ExtractedText, IsTidied) {
-    EXPECT_EQ(tidiedLines("  a \t b\x01\n\n \f\n张 三 cv\n\xff", false), "a b\n张 三 cv\n\uFFFD\n");
-    EXPECT_EQ(tidiedLines("张 三 、 李 c 四 d\n", true), "张三 、 李 c 四 d\n");
 }
 
 constexpr std::size_t most = 3;

@@ -1,9 +1,7 @@
 #include "Resumes/ResumeRoutes.h"
 #include "support/RunningService.h"
-
-#include <unistd.h>
-
 #include "support/Testing.h"
+#include <unistd.h>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;

@@ -3,7 +3,6 @@
 #include "support/RecognitionAudio.h"
 #include "support/ToldEvents.h"
 #include "support/WordErrorRate.h"
-
 #include <boost/asio/post.hpp>
 #include <cmath>
 #include <gmock/gmock.h>
@@ -33,6 +32,13 @@ struct RecogniserEngineTest : testing::Test {
         return copy;
     }
 
+    /// A copy in which a file has other contents.
+    void brokenCopy(const std::string& folder, const std::string& name, const std::string& file,
+                    const std::string& contents) {
+        const auto copy = modelCopy(folder, name);
+        fs::remove(copy / file);
+        writeFile(copy / file, contents);
+    }
     double errorRate(Told& told) {
         return wordErrorRate(contentsOf(sampleFolder / "sample-interview.txt"), told.text());
     }
@@ -176,16 +182,11 @@ TEST_F(RecogniserEngineTest, ManyStreamsAtOnceAndNoMoreThanItCanServe) {
 }
 
 TEST_F(RecogniserEngineTest, ModelsThatAreBrokenAreNamedAndTheServiceLives) {
-    const auto broken = [this](const std::string& name, const std::string& file, const std::string& contents) {
-        const auto folder = modelCopy("models", name);
-        fs::remove(folder / file);
-        std::ofstream(folder / file) << contents;
-    };
     const auto half = contentsOf(places().installed / "moonshine-tiny-en/encoder_model.onnx").substr(0, 1'000'000);
-    broken("a-cut-file-en", "encoder_model.onnx", half);
-    broken("a-wrong-file-en", "decoder_model_merged.onnx", "no network at all");
-    broken("b-tokens-en", "tokens.txt", "these are no tokens\n");
-    broken("c-tokens-short-en", "tokens.txt", "PHVuaz4= 0\n");
+    brokenCopy("models", "a-cut-file-en", "encoder_model.onnx", half);
+    brokenCopy("models", "a-wrong-file-en", "decoder_model_merged.onnx", "no network at all");
+    brokenCopy("models", "b-tokens-en", "tokens.txt", "these are no tokens\n");
+    brokenCopy("models", "c-tokens-short-en", "tokens.txt", "PHVuaz4= 0\n");
     modelCopy("models", "d-good-fr");
     fs::create_directories(directory.path() / "models/e-empty");
     ModelRegistry registry(places());
@@ -206,9 +207,8 @@ TEST_F(RecogniserEngineTest, AModelThatGoesBadIsSetAsideAndTheNextOneTakesOver) 
     auto changed = places();
     changed.installed = directory.path() / "installed";
     modelCopy("installed", "moonshine-tiny-en");
-    const auto bad = modelCopy("installed", "moonshine-base-en");
-    fs::remove(bad / "tokens.txt");
-    std::ofstream(bad / "tokens.txt") << "these are no tokens\n"; // ends the process without a word
+    // Such tokens end the process without a word.
+    brokenCopy("installed", "moonshine-base-en", "tokens.txt", "these are no tokens\n");
     RecogniserEngine engine(changed);
     Told told;
     const auto stream = engine.open("en-US", told.sink());

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Speech/Engine.h"
-
 #include <algorithm>
 #include <map>
 #include <utility>

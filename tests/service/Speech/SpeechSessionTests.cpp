@@ -1,11 +1,9 @@
 #include "ScriptedEngines.h"
 #include "Speech/SpeechSession.h"
-
+#include "support/Testing.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <nlohmann/json.hpp>
-
-#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;

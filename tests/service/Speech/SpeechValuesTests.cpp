@@ -3,14 +3,12 @@
 #include "Speech/RecogniserStream.h"
 #include "Speech/SpeechSession.h"
 #include "Speech/SpeechTokens.h"
-
+#include "support/Testing.h"
 #include <Wire/SpeechMessage.h>
 #include <csignal>
 #include <fstream>
 #include <future>
 #include <unistd.h>
-
-#include "support/Testing.h"
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -58,21 +56,17 @@ struct SpeechTokensTest : testing::Test {
     SpeechTokens tokens{[this] { return now; }};
 };
 
-TEST_F(SpeechTokensTest, OpenForTenMinutes) {
-    const auto token = tokens.issue();
+TEST_F(SpeechTokensTest, OpenForTenMinutesAndAsLongAsASessionAndAMinuteLonger) {
+    auto token = tokens.issue();
     const auto other = tokens.issue();
     EXPECT_NE(other, token);
-    EXPECT_FALSE(tokens.open(""));
-    EXPECT_FALSE(tokens.open(token.substr(1)));
+    EXPECT_FALSE(tokens.open("") || tokens.open(token.substr(1)));
     EXPECT_TRUE(tokens.open(token)); // a short session takes nothing from the ten minutes
     now += 10min - 1s;
     EXPECT_TRUE(tokens.open(token));
     now += 1s;
     EXPECT_FALSE(tokens.open(other));
-}
-
-TEST_F(SpeechTokensTest, StayGoodAsLongAsASessionAndAMinuteLonger) {
-    const auto token = tokens.issue();
+    token = tokens.issue();
     {
         const auto first = tokens.open(token);
         ASSERT_TRUE(first);

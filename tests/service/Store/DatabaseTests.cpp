@@ -1,6 +1,5 @@
 #include "Store/Database.h"
 #include "support/TemporaryDirectory.h"
-
 #include <gtest/gtest.h>
 
 using namespace parlowen::service;
