@@ -73,7 +73,6 @@ TEST_P(InterviewTest, SessionsHearEachItsOwnEndOrderlyAndLeaveNothingWhenKilled)
     expectRecordings(1);
     system->signal(SIGKILL);
     expectRecordings(0);
-
     ProgramRun check({"--check-audio", "--listen"}, {{"LC_ALL", "C"}}, home);
     EXPECT_EQ(check.finish(), 0);
     EXPECT_THAT(check.output.toStdString(),

@@ -204,7 +204,6 @@ TEST(RehearsalTest, AnInterruptPutsEverythingAwayAndAKillLeavesNoServiceBehind) 
     polite.signal(SIGTERM);
     EXPECT_EQ(polite.finish(), 0);
     EXPECT_EQ(polite.events(QStringLiteral("ended")).size(), 1U);
-
     ProgramRun killed(rehearsal(file));
     ASSERT_TRUE(waitForEvent(killed, "partial")) << killed.errors.toStdString();
     const pid_t child = serviceOf(killed);

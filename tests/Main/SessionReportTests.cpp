@@ -220,7 +220,6 @@ TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
     const std::string before = storedFile();
     session.storeLooks();
     EXPECT_EQ(storedFile(), before) << "nothing was changed in the window";
-
     model.answerFontSize = 24; // another program
     store(model);
     session.settings().setSessionWindowOpacity(90);
@@ -229,7 +228,6 @@ TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
     const Settings stored(defaults);
     EXPECT_EQ(stored.aiInterviewSetModel(), model) << "a size that was not changed stays";
     EXPECT_EQ(stored.sessionWindowOpacity(), 90);
-
     AIInterviewModel grown = *session.settings().aiInterviewSetModel();
     grown.answerFontSize = 20;
     session.settings().setAiInterviewSetModel(grown);

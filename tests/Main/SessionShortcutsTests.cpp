@@ -53,7 +53,6 @@ TEST_F(SessionShortcutsTest, EachDoesWhatItIsFor) {
     for (const char* id : {"window", "ask", "run"})
         press(id);
     EXPECT_EQ(started_, 1) << "without a session it can only be started";
-
     openActive(1);
     press("window");
     EXPECT_FALSE(window_->isVisible());

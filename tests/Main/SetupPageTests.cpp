@@ -188,7 +188,6 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     QTest::mouseClick(notice(1)->insteadButton(), Qt::LeftButton);
     EXPECT_EQ(settings_.aiLangRightModel()->translation_key, "fr");
     EXPECT_FALSE(notice(1)->isVisible());
-
     settings_.setAiLangLeftModel(english); // that the translation is missing is enough
     settings_.setAiLangRightModel(english);
     ASSERT_NO_FATAL_FAILURE(open(lists, R"({"code":0,"data":[{"name":"法语","translation_key":"fr"}]})"));
@@ -297,7 +296,6 @@ TEST_F(SetupPageTest, TheSettingsTakeItsPlaceAndTheSidebarShowsSo) {
     HomeLeftView& column = *window_.sidebar()->leftView();
     EXPECT_TRUE(column.settingBtn()->isHighlighted());
     EXPECT_FALSE(column.toolBtn()->isHighlighted());
-
     settings_.remove("aiInterviewSetModel");
     window_.showPage(aiSettingsPage);
     EXPECT_EQ(settings_.aiInterviewSetModel(), AIInterviewModel()) << "so that choices made there first are kept";

@@ -160,14 +160,11 @@ TEST_F(HttpDatasTest, TransportFailuresAreNamed) {
     const Outcome cut = outcomeOf("/cut");
     EXPECT_EQ(cut.status, FResponseStatus::failure);
     EXPECT_EQ(nextAlert(), "请求失败：" + cut.message.value_or("no message"));
-
     EXPECT_EQ(outcomeOf(ScriptedHttpServer::refusingUrl() + "/x").status, FResponseStatus::failure);
     EXPECT_EQ(nextAlert(), "无法连接到服务器，请稍后再试");
-
     server_.enqueue(Reply::silence());
     EXPECT_EQ(outcomeOf("/slow", HttpMethod::GET, std::nullopt, 1).status, FResponseStatus::failure);
     EXPECT_EQ(nextAlert(), "请求超时，请重试");
-
     defaults_.setString("fuwuqi_key", "no url");
     EXPECT_EQ(outcomeOf("/x").status, FResponseStatus::failure);
     EXPECT_EQ(nextAlert(), "");

@@ -55,11 +55,9 @@ TEST(JSONTest, OnlyOneWholeJsonTextIsRead) {
 TEST(LenientMappingTest, ConvertsWhatItCanAndLeavesTheRest) {
     const auto country = mapLenient<CountryListModel>(R"({"country_code":86,"name_en":null,"code":["CN"]})");
     EXPECT_EQ(country, (CountryListModel{std::nullopt, std::nullopt, "86", std::nullopt, std::nullopt}));
-
     const auto version = mapLenient<CheckVersionModel>(
         R"({"build":"12","version":"1.2","content":"新","package_value":7,"min_build":[],"is_force":1,"other":0})");
     EXPECT_EQ(version, (CheckVersionModel{12, "1.2", "新", "7", 0, std::nullopt, 1}));
-
     const auto login = mapLenient<LoginUserModel>(
         R"({"token":"t","rights":["a",2,null,{}],"user":{"user_code":10,"nick_name":"小明"}})");
     ASSERT_TRUE(login);
@@ -81,7 +79,6 @@ TEST(AccessorMappingTest, NeverFails) {
     EXPECT_EQ(user, (UserBaseModel{"7", "", "", "1", "", UserResumeInfo{"5", "cv.pdf", ""}, 2}));
     // Without a résumé there is one whose texts are empty.
     EXPECT_EQ(mapAccessors<UserBaseModel>(JSON()), (UserBaseModel{"", "", "", "", "", UserResumeInfo(), 0}));
-
     const auto language = mapAccessors<LanguageListModel>(JSON::parse(R"({"name":"英语","original_key":"en-US"})"));
     EXPECT_EQ(language, (LanguageListModel{0, "英语", "en-US", "", ""}));
 }
@@ -91,7 +88,6 @@ TEST(StrictMappingTest, WhatIsWrittenReadsBack) {
     EXPECT_EQ(decodeStrict<UserBaseModel>(encodeStrict(user)), user);
     const AIInterviewModel settings{"C++ 工程师", 1, 1, 1, 1, std::numeric_limits<qint64>::max()};
     EXPECT_EQ(decodeStrict<AIInterviewModel>(encodeStrict(settings)), settings);
-
     UserBaseModel withoutResume = user;
     withoutResume.resume.reset();
     EXPECT_FALSE(encodeStrict(withoutResume).contains("resume"));
@@ -133,14 +129,12 @@ TEST_F(SettingsTest, EveryValueLiesUnderItsOwnKeyAndIsSeenByTheNextStart) {
     settings_.setAiLangChinaModel(LanguageListModel{1, "中文", "zh-CN", "zh-Hans", "Z"});
     settings_.setAiLangLeftModel(LanguageListModel{2, "英语", "en-US", "en", "Y"});
     settings_.setAiLangRightModel(LanguageListModel{3, "西语", "es-ES", "es", "X"});
-
     UserDefaults nextStart(directory_.filePath("settings.ini"));
     EXPECT_EQ(Settings(nextStart).aiInterviewSetModel(), interview);
     EXPECT_EQ(nextStart.data("aiInterviewSetModel"), encodeStrict(interview));
     for (const auto& [key, id] : {std::pair("aiLangChinaModel", 1), {"aiLangLeftModel", 2}, {"aiLangRightModel", 3}})
         EXPECT_EQ(decodeStrict<LanguageListModel>(nextStart.data(key).value())->ID, id) << key;
     EXPECT_EQ(nextStart.string("aiInterviewType").value() + nextStart.string("LOGIN_TOKEN").value(), "3");
-
     QByteArray incomplete = encodeStrict(interview);
     incomplete.replace("\"answerFontSize\":18,", "");
     nextStart.setData("aiInterviewSetModel", incomplete);
@@ -269,12 +263,10 @@ TEST_F(TokenStoreTest, TheKeyringHasTheTokenAndTheFileOnlySaysWhichOne) {
     EXPECT_EQ(nextStart(), "secret-0"); // with a keyring from now on
     EXPECT_TRUE(waitFor([this] { return !isInFile("secret-0"); }));
     EXPECT_EQ(settings_->loginToken(), "secret-0");
-
     signIn("secret-1");
     EXPECT_FALSE(isInFile("secret-1"));
     EXPECT_EQ(nextStart(), "secret-1");
     EXPECT_EQ(Settings(defaults_).loginToken(), std::nullopt);
-
     keyring_.be(Keyring::Mood::Refuses);
     settings_->remove("LOGIN_TOKEN");
     settings_.reset();
@@ -309,7 +301,6 @@ TEST_F(TokenStoreTest, AKeyringThatHangsLosesNoSignIn) {
     EXPECT_TRUE(isInFile("secret-1")) << "for a start before it answers";
     keyring_.be(Keyring::Mood::Serves);
     EXPECT_TRUE(waitFor([this] { return !isInFile("secret-1"); }));
-
     keyring_.be(Keyring::Mood::Hangs);
     EXPECT_EQ(nextStart(), std::nullopt);
     EXPECT_EQ(settings_->loginToken(), std::nullopt);

@@ -99,17 +99,14 @@ TEST_F(ResumeUploadTest, NothingHangsWhenTheServiceOrTheFileStopsInTheMiddle) {
     EXPECT_EQ(log_.lines().back(), "❌ 上传失败：请求超时");
     EXPECT_GT(sent_, 0);
     EXPECT_LT(sent_, total_);
-
     startAndWait(path, at(deaf));
     file("cv.pdf", 0); // the file gets shorter, as when its disk has gone
     deaf.resumeAccepting();
     EXPECT_EQ(outcome(), failed);
-
     deaf.pauseAccepting();
     startAndWait(file("cv.pdf", 64'000'000), at(deaf));
     deaf.close();
     EXPECT_EQ(outcome(), failed);
-
     server_.enqueue(Reply::silence());
     EXPECT_EQ(outcomeOf(file("small.pdf", 10), {here().url, {}, 60'000, 100}), failed) << "no answer comes";
 }

@@ -49,7 +49,6 @@ TEST_F(AccountTest, TheStoredProfileIsShownUntilTheBackendsComes) {
     QTest::mouseClick(page_->copyButton(), Qt::LeftButton);
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "10086");
     EXPECT_EQ(ProgressHUD::shared().status(), "已复制到剪切板");
-
     server_.enqueue(Reply::json(200, R"({"code":0,"data":[]})"));
     NotificationCenter::shared().post("InterviewTypeNotification");
     NotificationCenter::shared().post("InterviewTypeNotification", nullptr, {{"type", 2}});

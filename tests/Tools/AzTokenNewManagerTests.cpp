@@ -53,7 +53,6 @@ TEST_F(AzTokenNewManagerTest, TheFirstTokenIsFetchedAndLaterOnesRefresh) {
     EXPECT_EQ(lastRequest().method, "GET");
     EXPECT_EQ(lastRequest().target, "/microsoft/get_token");
     EXPECT_THAT(log_.linesWith("AzToken请求[间隔]: 0.0"), SizeIs(1));
-
     manager_->refreshToken();
     ASSERT_TRUE(waitFor([this] { return !delegate_.refreshed.empty(); }));
     EXPECT_THAT(delegate_.refreshed, ElementsAre(AzTokenModel{"", ""}));

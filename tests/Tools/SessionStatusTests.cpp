@@ -91,7 +91,6 @@ TEST(SessionPresenceTest, ASecondSessionKnowsOfTheFirstWhicheverEndsFirstAndNotO
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status));
     ASSERT_FALSE(QDir(directory.path()).isEmpty()) << "its lock is left";
-
     auto first = std::make_unique<SessionPresence>(directory.path());
     EXPECT_FALSE(first->isSecond());
     const SessionPresence second(directory.path());

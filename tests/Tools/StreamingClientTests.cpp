@@ -36,7 +36,6 @@ TEST(AnswerStreamParserTest, WhereAStreamIsCutMakesNoDifference) {
                               event("after\tthe broken ones") + "data: data: " + event("twice").mid(6) +
                               event("with\r").replace("\n", "\r\n") + event("x").chopped(1);
     const Pieces expected = {"第一", "é😀", "after\tthe broken ones", "twice", "with\r"};
-
     for (qsizetype cut = 0; cut <= stream.size(); ++cut) {
         AnswerStreamParser parser;
         Pieces pieces = parser.feed(stream.first(cut));
@@ -57,7 +56,6 @@ TEST(AnswerStreamParserTest, OnlyATextAtDataContentCounts) {
     // The prefix is removed inside the line too.
     EXPECT_EQ(piecesOf(R"(data: {"data":{"content":"the data: here"}})"), Pieces{"the here"});
     EXPECT_EQ(piecesOf(R"(data: data: data: {"data":{"content":"a"}}data: )"), Pieces{"a"});
-
     for (const char* line :
          {"data: ", "data: null", R"(data: [{"data":{"content":"a"}}])", R"(data: {"data":"a"})",
           R"(data: {"data":["content","a"]})", R"(data: {"data":{"content":null}})", R"(data: {"data":{"content":5}})",

@@ -16,7 +16,6 @@ TEST(SpeechMessageTest, RoundTripsKeepEveryByte) {
     const std::string frame = encode({{{"Path", "speech.context"}, {"X-RequestId", "ab12"}}, body, false});
     EXPECT_EQ(frame, "Path: speech.context\r\nX-RequestId: ab12\r\n\r\n" + body);
     EXPECT_EQ(decodeText(frame).value().body, body);
-
     SpeechMessage message{{{"Path", "audio"}, {"Content-Type", "audio/x-wav"}}, "", true};
     for (int i = 0; i < 256; ++i)
         message.body.push_back(static_cast<char>(i));

@@ -31,14 +31,12 @@ private:
 };
 
 /// A minute of a tone in a sink: 440 Hz, a sine of this amplitude (0 to 1).
-class PlayedTone : public SoundProgram {
-public:
+struct PlayedTone : SoundProgram {
     PlayedTone(const QString& server, const QString& sink, double amplitude = 0.5, const QStringList& options = {});
 };
 
 /// Speech, into the server's default output unless a sink is named, by a program that others know by that name.
-class Speaker : public SoundProgram {
-public:
+struct Speaker : SoundProgram {
     explicit Speaker(const QByteArray& sound, const QString& sink = {}, const QString& name = QStringLiteral("Call"));
 
     bool isDone() const { return process_.state() == QProcess::NotRunning; }

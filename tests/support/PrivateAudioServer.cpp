@@ -58,13 +58,6 @@ PrivateAudioServer::~PrivateAudioServer() {
     kill();
 }
 
-QString PrivateAudioServer::output() {
-    QString text;
-    for (const auto& process : processes_)
-        text += QString::fromUtf8(process->readAll());
-    return text;
-}
-
 void PrivateAudioServer::signal(int number) {
     for (const auto& process : processes_)
         ::kill(static_cast<pid_t>(process->processId()), number);

@@ -24,7 +24,12 @@ public:
     bool isReady() const { return ready_; }
     /// The server's address, as PULSE_SERVER has it.
     QString address() const { return "unix:" + path(isPipeWire_ ? "pulse/native" : "native"); }
-    QString output();
+    QString output() {
+        QString text;
+        for (const auto& process : processes_)
+            text += QString::fromUtf8(process->readAll());
+        return text;
+    }
     void signal(int number);
     /// Ends the server at once, as a crash would.
     void kill();
@@ -49,8 +54,7 @@ private:
 
 /// A private PulseAudio daemon; unless modules are named with a sink without hardware, "call": 48 kHz, stereo. Its
 /// monitor is the default source.
-class PrivatePulseAudio : public PrivateAudioServer {
-public:
+struct PrivatePulseAudio : PrivateAudioServer {
     explicit PrivatePulseAudio(
         QStringList modules = {"module-null-sink sink_name=call rate=48000 channels=2 format=float32le norewinds=1"})
         : PrivateAudioServer("PulseAudio", std::move(modules)) {}

@@ -45,8 +45,7 @@ private:
 };
 
 /// One run of the program. It ends with this object.
-class ProgramRun {
-public:
+struct ProgramRun {
     explicit ProgramRun(const QStringList& arguments, const QMap<QString, QString>& variables = {},
                         const std::shared_ptr<ProgramHome>& sharedHome = std::make_shared<ProgramHome>())
         : home(sharedHome) {

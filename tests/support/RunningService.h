@@ -25,8 +25,7 @@ protected:
 };
 
 /// A server with a router of the test's own.
-class RunningServer : public Running<service::Server> {
-public:
+struct RunningServer : Running<service::Server> {
     explicit RunningServer(service::Router router, const service::ServerLimits& limits = {}) {
         server_ = std::make_unique<service::Server>(service::Server::Options{.limits = limits},
                                                     service::prepareTls(data() / "tls"), std::move(router));

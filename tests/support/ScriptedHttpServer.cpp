@@ -44,20 +44,6 @@ ScriptedHttpServer::ScriptedHttpServer(Scheme scheme)
         qFatal("no port on the loopback interface");
 }
 
-QString ScriptedHttpServer::baseUrl(const QString& host) const {
-    return QString("%1://%2:%3").arg(scheme_ == Scheme::https ? "https" : "http", host).arg(server_->serverPort());
-}
-
-void ScriptedHttpServer::sendPiece(const QByteArray& bytes) {
-    latest_->write(QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n");
-}
-
-QString ScriptedHttpServer::refusingUrl() {
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
-    return QString("http://127.0.0.1:%1").arg(server.serverPort());
-}
-
 void ScriptedHttpServer::receive(QTcpSocket& socket) {
     buffers_[&socket] += socket.readAll();
     while (std::optional<Request> request = takeRequest(buffers_[&socket])) {

@@ -59,20 +59,24 @@ public:
     /// localhost.
     explicit ScriptedHttpServer(Scheme scheme = Scheme::http);
 
-    QString baseUrl(const QString& host = QStringLiteral("127.0.0.1")) const;
+    QString baseUrl(const QString& host = QStringLiteral("127.0.0.1")) const {
+        return QString("%1://%2:%3").arg(scheme_ == Scheme::https ? "https" : "http", host).arg(server_->serverPort());
+    }
     /// One reply a request, in order; the last one is given again and again.
     void enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
     const std::vector<Request>& requests() const { return requests_; }
 
     /// Sends a piece of the latest request's event stream.
-    void sendPiece(const QByteArray& bytes);
+    void sendPiece(const QByteArray& bytes) {
+        latest_->write(QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n");
+    }
     void endStream() { latest_->write("0\r\n\r\n"); }
     void closeConnection() { latest_->disconnectFromHost(); }
     /// Whether the latest request's client has closed its connection.
     bool isConnectionClosed() const { return !requests_.empty() && latest_.isNull(); }
 
     /// The base URL of a port that nobody listens on.
-    static QString refusingUrl();
+    static QString refusingUrl() { return DeafServer().url().toString(); }
 
 private:
     void receive(QTcpSocket& socket);

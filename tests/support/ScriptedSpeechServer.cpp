@@ -78,10 +78,6 @@ ScriptedSpeechServer::ScriptedSpeechServer(Scheme scheme)
     listener_->listen(QHostAddress::LocalHost);
 }
 
-QString ScriptedSpeechServer::area(const QString& host) const {
-    return QString("%1://%2:%3").arg(scheme_ == Scheme::wss ? "wss" : "ws", host).arg(listener_->serverPort());
-}
-
 void ScriptedSpeechServer::onConnection() {
     while (QTcpSocket* socket = listener_->nextPendingConnection()) {
         ++connections;

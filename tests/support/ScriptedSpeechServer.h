@@ -59,7 +59,9 @@ public:
     explicit ScriptedSpeechServer(Scheme scheme = Scheme::ws);
 
     /// The base URL under one of the names of this machine, to be used as the area.
-    QString area(const QString& host = "127.0.0.1") const;
+    QString area(const QString& host = "127.0.0.1") const {
+        return QString("%1://%2:%3").arg(scheme_ == Scheme::wss ? "wss" : "ws", host).arg(listener_->serverPort());
+    }
 
     /// What becomes of the next connections, in order; those after them are accepted.
     void refuseNext(int httpStatus, int times = 1) {

@@ -69,25 +69,6 @@ void SimulatedAudioServer::setDefaults(const std::string& inputUid, const std::s
     });
 }
 
-void SimulatedAudioServer::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
-    store().listeners().notify(object, {address});
-}
-
-AudioDeviceList SimulatedAudioServer::devices() const {
-    const std::lock_guard lock(mutex_);
-    return devices_;
-}
-
-void SimulatedAudioServer::fail(Call call, OSStatus status, AudioObjectID object, FourCharCode selector) {
-    const std::lock_guard lock(mutex_);
-    faults_[{call, object, selector}] = status;
-}
-
-void SimulatedAudioServer::clearFaults() {
-    const std::lock_guard lock(mutex_);
-    faults_.clear();
-}
-
 /// The status that the call is to fail with; 0 when it is not.
 OSStatus SimulatedAudioServer::begin(Call call, AudioObjectID object, FourCharCode selector) {
     const std::lock_guard lock(mutex_);

@@ -36,21 +36,32 @@ public:
     void setDefaults(const std::string& inputUid, const std::string& outputUid);
     void stop() { setServerDevices(std::nullopt); }
     /// Tells the listeners of the object that this property changed, true or not.
-    void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
+    void notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
+        store().listeners().notify(object, {address});
+    }
     /// Waits until all that happened so far has been told. Never call it from a listener.
     void drainListeners() { store().listeners().drain(); }
 
     /// 0 as long as no device has had that UID.
     AudioObjectID deviceID(const std::string& uid) const { return store().deviceID(uid); }
-    AudioDeviceList devices() const;
+    AudioDeviceList devices() const {
+        const std::lock_guard lock(mutex_);
+        return devices_;
+    }
     std::size_t listenerCount() const { return store().listeners().count(); }
 
     /// What is to fail.
     enum class Call { Read, Write, CreateAggregate, DestroyAggregate };
     /// These calls return the status and change nothing, until clearFaults(). Object and selector count for those calls
     /// that have one; a property whose reads fail as unknown looks as if it were not there.
-    void fail(Call call, OSStatus status, AudioObjectID object = 0, FourCharCode selector = 0);
-    void clearFaults();
+    void fail(Call call, OSStatus status, AudioObjectID object = 0, FourCharCode selector = 0) {
+        const std::lock_guard lock(mutex_);
+        faults_[{call, object, selector}] = status;
+    }
+    void clearFaults() {
+        const std::lock_guard lock(mutex_);
+        faults_.clear();
+    }
 
     bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) override;
     OSStatus getPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,

@@ -1,8 +1,6 @@
 #include "SessionRig.h"
 
-#include <Foundation/BackgroundQueue.h>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <support/FakeCapture.h>
 
 namespace parlowen {
@@ -107,21 +105,6 @@ std::unique_ptr<AIInterviewDetailController> SessionRig::makeSession() {
     return session;
 }
 
-void SessionRig::start() {
-    session_ = makeSession();
-    session_->viewDidLoad();
-}
-
-void SessionRig::open() {
-    start();
-    ASSERT_TRUE(waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
-}
-
-void SessionRig::close() {
-    session_->windowWillClose();
-    waitForBackground();
-}
-
 void SessionRig::partial(const QString& text) {
     speech().send("speech.hypothesis", body({{"Text", text}}));
     ASSERT_TRUE(waitFor([&] { return page().centerModel() && page().centerModel()->sourceText == text; }));
@@ -142,25 +125,9 @@ void SessionRig::translated(const QString& member, const QString& text, const QS
     ASSERT_TRUE(waitFor([&] { return told_.size() > before; }));
 }
 
-bool SessionRig::asked(std::size_t count) {
-    return waitFor([&] { return answerServer_.requests().size() == count; });
-}
-
-QJsonObject SessionRig::question(std::size_t number) const {
-    return QJsonDocument::fromJson(answerServer_.requests().at(number).body).object();
-}
-
 void SessionRig::answerPiece(const QString& text) {
     const QJsonObject event{{"data", QJsonObject{{"content", text}}}};
     answerServer_.sendPiece("data: " + QJsonDocument(event).toJson(QJsonDocument::Compact) + "\n\n");
-}
-
-bool SessionRig::becomes(RecognitionStatus::State state, RecognitionStatus::Cause cause) {
-    return waitFor([&] { return status_.recognition().state == state && status_.recognition().cause == cause; });
-}
-
-bool SessionRig::told(const std::string& words) {
-    return waitFor([&] { return std::ranges::find(told_, words) != told_.end(); });
 }
 
 } // namespace parlowen

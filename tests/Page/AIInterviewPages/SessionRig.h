@@ -1,6 +1,8 @@
 #pragma once
 
+#include <Foundation/BackgroundQueue.h>
 #include <Page/AIInterviewPages/AIInterviewDetailController.h>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <Tools/AudioRouting.h>
 #include <Tools/SessionStatus.h>
@@ -28,9 +30,18 @@ struct SessionRig : testing::BackendFixture {
     void twoLanguages();
 
     std::unique_ptr<AIInterviewDetailController> makeSession();
-    virtual void start();
-    void open();
-    virtual void close();
+    virtual void start() {
+        session_ = makeSession();
+        session_->viewDidLoad();
+    }
+    void open() {
+        start();
+        ASSERT_TRUE(testing::waitFor([this] { return !speechServer_.sessions.empty() && !speech().turns.empty(); }));
+    }
+    virtual void close() {
+        session_->windowWillClose();
+        waitForBackground();
+    }
     virtual AIInterviewDetailController& page() { return *session_; }
     testing::SpeechSessionSeen& speech() { return *speechServer_.sessions.back(); }
 
@@ -38,12 +49,21 @@ struct SessionRig : testing::BackendFixture {
     void partial(const QString& text);
     void final(const QString& text);
     void translated(const QString& member, const QString& text, const QString& translation);
-    bool asked(std::size_t count);
-    QJsonObject question(std::size_t number) const;
+    bool asked(std::size_t count) {
+        return testing::waitFor([&] { return answerServer_.requests().size() == count; });
+    }
+    QJsonObject question(std::size_t number) const {
+        return QJsonDocument::fromJson(answerServer_.requests().at(number).body).object();
+    }
     /// A piece of the latest question's answer; "@@" ends it.
     void answerPiece(const QString& text);
-    bool becomes(RecognitionStatus::State state, RecognitionStatus::Cause cause = RecognitionStatus::Cause::None);
-    bool told(const std::string& words);
+    bool becomes(RecognitionStatus::State state, RecognitionStatus::Cause cause = RecognitionStatus::Cause::None) {
+        return testing::waitFor(
+            [&] { return status_.recognition().state == state && status_.recognition().cause == cause; });
+    }
+    bool told(const std::string& words) {
+        return testing::waitFor([&] { return std::ranges::find(told_, words) != told_.end(); });
+    }
 
     testing::ScriptedHttpServer answerServer_; ///< beside the fixture's, which gives tokens
     testing::ScriptedSpeechServer speechServer_;

@@ -1,6 +1,4 @@
 #include "SessionRig.h"
-#include <Foundation/BackgroundQueue.h>
-#include <QJsonDocument>
 
 namespace parlowen::testing {
 namespace {
@@ -198,7 +196,6 @@ TEST_F(SessionStartTest, ALostServiceShowsUntilItIsBackAndARefusedTokenIsReplace
     ASSERT_TRUE(becomes(State::Reconnecting, Cause::TokenRefused));
     ASSERT_TRUE(becomes(State::Recognizing));
     EXPECT_EQ(server_.requests().size(), 2U);
-
     speechServer_.hangUpOnNext(1);
     page().setServiceStarting(true);
     speech().drop();

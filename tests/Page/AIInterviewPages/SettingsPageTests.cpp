@@ -47,7 +47,6 @@ TEST_F(AISettingTest, OptionsShowWhatIsStoredAndStoreEachChangeAlone) {
     EXPECT_EQ(page_->fontShowLab()->textField()->font(), systemFont(24));
     EXPECT_EQ(selected(), "麦克风声音 24");
     EXPECT_EQ(log_.lines(), (QStringList{"选中了设备: 麦克风声音", "选中了设备: 麦克风声音", "选中了字体: 24"}));
-
     open(AIInterviewModel{"", 0, 0, 0, 0, 30});
     EXPECT_EQ(selected(), "麦克风声音");
     open(std::nullopt);
@@ -70,7 +69,6 @@ TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
     click(page_->positionView()->cancelButton());
     ASSERT_TRUE(editorGoes());
     EXPECT_EQ(stored(), AIInterviewModel());
-
     click(page_->roleImgV());
     EXPECT_EQ(text().toPlainText(), "") << "what was cancelled is gone";
     text().setPlainText("数据工程师");
@@ -270,7 +268,6 @@ TEST_F(LanguageListTest, KeysAloneChooseAndAnOpenerThatHasGoneIsNotTold) {
     press(Qt::Key_Enter);
     EXPECT_THAT(opener_->chosen, ElementsAre(LanguageListModel{135, "英语（美国）EN", "en-US", "en", ""}));
     EXPECT_FALSE(popover_.isVisible());
-
     popover_.show(&anchor_, Popover::Edge::right);
     opener_.reset();
     picker_->searchField()->insert("法");

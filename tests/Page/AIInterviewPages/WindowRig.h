@@ -2,7 +2,6 @@
 
 #include "SessionRig.h"
 #include "support/WidgetTest.h"
-#include <Foundation/BackgroundQueue.h>
 #include <Foundation/MainQueue.h>
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Page/View/ReadingList.h>

@@ -90,7 +90,6 @@ TEST_F(ReadingListTest, ADragMarksFromCharacterToCharacterAcrossRows) {
     press({Qt::Key_Escape});
     EXPECT_TRUE(list_.markedText().isEmpty());
     EXPECT_EQ(list_.grab().toImage(), before);
-
     drag(at(0, 0), at(1, 5));
     release(at(1, 5));
     model_.item(1)->setData("del", AiInterviewAiCellMac::answerRole);
@@ -109,7 +108,6 @@ TEST_F(ReadingListTest, ADoubleClickMarksAWordAndATripleClickARow) {
     EXPECT_EQ(list_.markedText().toStdString(), "alpha beta gamma");
     QTest::mouseClick(list_.viewport(), Qt::LeftButton, Qt::ShiftModifier, at(1, 3));
     EXPECT_EQ(list_.markedText().toStdString(), "alpha beta gamma\ndel");
-
     QTest::mouseDClick(list_.viewport(), Qt::LeftButton, {}, word);
     QTest::mouseClick(list_.viewport(), Qt::LeftButton, {}, at(2, 3));
     EXPECT_TRUE(list_.markedText().isEmpty()) << "a quick click elsewhere is a click";

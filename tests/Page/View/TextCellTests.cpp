@@ -1,4 +1,4 @@
-#include "support/WidgetTest.h"
+#include "Tools/PopView/Pixels.h"
 #include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Page/View/BaseViewController.h>
 #include <Page/View/TextBlock.h>
@@ -34,15 +34,6 @@ struct TextCellTest : ::testing::Test {
         cell.paint(&painter, option, model_.index(0, 0));
         return image;
     }
-    static int lastInkedRow(const QImage& image) {
-        for (int y = image.height() - 1; y >= 0; --y) {
-            for (int x = 0; x < image.width(); ++x) {
-                if (image.pixelColor(x, y).value() > 60)
-                    return y;
-            }
-        }
-        return -1;
-    }
 
     QStandardItemModel model_;
     QStandardItem* item_ = new QStandardItem;
@@ -56,7 +47,7 @@ TEST_F(TextCellTest, TheHeightFollowsTheTextExactly) {
         showSentence(text);
         const int height = cell.measure(model_.index(0, 0), width);
         EXPECT_GT(height, before);
-        const int last = lastInkedRow(drawn(cell, height));
+        const int last = extent(drawn(cell, height), [](const QColor& c) { return c.value() > 60; }).bottom();
         EXPECT_LT(last, height - 4) << "nothing is cut off";
         EXPECT_GT(last, height - 4 - 4 - 14) << "nothing is left empty";
         before = height;

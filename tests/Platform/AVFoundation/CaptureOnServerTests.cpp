@@ -156,7 +156,6 @@ TEST_P(CaptureOnServerTest, HearsTheMicrophoneAloneAndOneProgramAlone) {
         const PlayedTone speech = tone("room");
         EXPECT_TRUE(hears(true));
     }
-
     capture({What::Application, "meeting"}, State::NoInput); // it does not play yet
     const PlayedTone meeting = tone("call", 0.03, {"--client-name=Faint Meeting"});
     EXPECT_TRUE(waitUntilHearing("Faint Meeting"));

@@ -166,7 +166,6 @@ TEST_F(EngineTest, DeliversToTheTapAndLooksTheInputUpAnewForEachStart) {
     engine.stop();
     EXPECT_FALSE(engine.isRunning());
     EXPECT_EQ(input->alive, 0);
-
     const std::size_t before = sound.buffers().size();
     input->format = floatFormat(44100, 2);
     EXPECT_EQ(node.outputFormat(0), floatFormat(44100, 2));

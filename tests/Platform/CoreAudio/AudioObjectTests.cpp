@@ -21,7 +21,6 @@ TEST_F(AudioObjects, TheDefaultInputIsWrittenWithADeviceThatFits) {
     EXPECT_EQ(setDefault(server, fourCC("dIn "), mic), 0);
     EXPECT_EQ(setDefault(server, fourCC("dIn "), loop), 0); // its monitor
     EXPECT_EQ(value<AudioObjectID>(server, systemObject, {fourCC("dIn ")}), loop);
-
     const std::vector<std::tuple<AudioObjectID, FourCharCode, std::vector<std::byte>, OSStatus>> refused = {
         {systemObject, fourCC("dOut"), propertyData(mic), kAudioHardwareBadDeviceError},
         {systemObject, fourCC("dIn "), propertyData(ids(server, mic, {fourCC("stm#")})), kAudioHardwareBadDeviceError},

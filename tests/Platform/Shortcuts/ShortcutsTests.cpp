@@ -15,8 +15,7 @@ namespace {
 const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 
 /// The desktop's side: notes what it is asked for and answers as the test says.
-class FakePortal : public QDBusVirtualObject {
-public:
+struct FakePortal : QDBusVirtualObject {
     QString introspect(const QString&) const override { return {}; }
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
         calls << message.member();

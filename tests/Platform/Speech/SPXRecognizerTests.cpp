@@ -194,7 +194,6 @@ TEST_F(SPXRecognizerTest, TellsAGapBehindTheSentencesBeforeItAndElseAtOnce) {
     recognition.stream->write(std::string(3200, 'a'));
     ASSERT_TRUE(waitForFinals(1)) << "with no sentence in progress it need not wait for one";
     EXPECT_EQ(recognition.heard.finals().last(), "(7 s missing)");
-
     Recognition watchful(server.area(), 3s); // asks for a sign of life four times as often
     watchful.start(3200);
     ASSERT_TRUE(hasAudio(1, 0, 3200));
@@ -246,7 +245,6 @@ TEST_F(SPXRecognizerTest, SaysWhyItCannotBeMadeOrStarted) {
     EXPECT_EQ(SPXTranslationRecognizer::make(configuration, audio).error(), "The target language is missing");
     configuration.addTargetLanguage("");
     EXPECT_EQ(SPXTranslationRecognizer::make(configuration, audio).error(), "A target language is empty");
-
     recognition.start();
     EXPECT_EQ(recognition.recognizer->startContinuousRecognition().error(), "The recognizer was started before");
     const auto second = SPXSpeechRecognizer::make(configuration, audio).value();

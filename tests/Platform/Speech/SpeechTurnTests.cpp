@@ -230,7 +230,6 @@ TEST(SpeechPacingTest, FiveSecondsAtOnceThenTwiceRealTime) {
         pacing.sent(3200);
     }
     EXPECT_NEAR(std::chrono::duration<double>(now - start).count(), 10.0, 0.01);
-
     now += 60s; // a long pause gives no right to another burst
     std::size_t burst = 0;
     for (; pacing.wait(3200, now) == 0ms; burst += 3200)

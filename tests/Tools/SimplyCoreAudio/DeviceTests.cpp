@@ -82,7 +82,6 @@ TEST_F(DeviceTest, ANameThatCannotBeReadIsTheOneItHadOrUnknown) {
     const auto lines = log.lines();
     EXPECT_EQ(a->deviceUID(), std::nullopt);
     EXPECT_EQ(log.lines(), lines) << "a UID that is not there is no fault";
-
     server->fail(Call::Read, kAudioHardwareUnspecifiedError, server->deviceID("b"), fourCC("lnam"));
     EXPECT_EQ(device("b")->deviceName(), "<Unknown Device Name>");
     ASSERT_FALSE(log.lines().isEmpty());
@@ -124,7 +123,6 @@ TEST(AudioObjectPoolTest, OfTwoThatWrapADeviceAtTheSameTimeOneIsTheDevice) {
     server->onClassRead = [&] { quicker = pool->device(id); };
     EXPECT_EQ(pool->device(id), quicker);
     EXPECT_EQ(server->listenerCount(), 1U);
-
     std::shared_ptr<AudioDevice> next; // another wrapper, made while the first one dies
     server->onListenerGone = [&] { next = pool->device(id); };
     quicker.reset();

@@ -40,8 +40,7 @@ nlohmann::json question(const char* text, int type = 1) {
 }
 
 /// Sends what a stream could trip over, then fails.
-class AwkwardSource final : public AnswerSource {
-public:
+struct AwkwardSource final : AnswerSource {
     awaitable<void> answer(const Question&, AnswerSink& sink) override {
         for (const char* text : {"data: x\n\"", "@@", ""})
             co_await sink.piece(text);
@@ -62,7 +61,6 @@ TEST(AnswerRoutes, StreamTheAnswerAndTheEndMarkAndRefuseWhatTheyCannotAnswer) {
     EXPECT_EQ(contents.front().back(), '\n');
     EXPECT_EQ(std::accumulate(contents.begin(), contents.end(), std::string()),
               outlineFor({.type = 2, .text = "你为什么想加入我们？", .position = "后端工程师"}) + "@@");
-
     EXPECT_EQ(client.post(path, question("你好")).status, 401);
     EXPECT_EQ(client.send("POST", path, "[1]", token).status, 400);
     for (const nlohmann::json& body : {question(" \n"), nlohmann::json{{"type", "x"}, {"txt", 5}}})

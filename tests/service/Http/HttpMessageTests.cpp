@@ -92,7 +92,6 @@ TEST_F(Certificates, AreMadeOnceForThisUserAlone) {
     const std::string authority = contents("ca.pem");
     const std::string server = contents("server.pem");
     std::filesystem::permissions(tls / "ca.key", std::filesystem::perms(0644));
-
     prepareTls(tls);
     EXPECT_EQ(contents("ca.pem"), authority);
     EXPECT_EQ(contents("server.pem"), server);
@@ -127,7 +126,6 @@ TEST_F(Certificates, ServerCertificateIsRenewedBeforeItEnds) {
     const Identity aged = makeServerIdentity(authority, 5);
     writePrivateFile(tls / "server.key", toPem(*aged.key));
     writePrivateFile(tls / "server.pem", toPem(*aged.certificate));
-
     prepareTls(tls);
     EXPECT_EQ(contents("ca.pem"), known);
     const Identity renewed{keyFromPem(contents("server.key")), certificateFromPem(contents("server.pem"))};

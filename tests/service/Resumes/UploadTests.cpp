@@ -49,6 +49,10 @@ struct Uploader {
     }
     nlohmann::json profile() const { return client.get("/api/v1/user/info", token).data().at("user"); }
     bool isClean() const { return fs::is_empty(service.data() / "uploads"); }
+    std::ptrdiff_t filesOfAtLeast(std::uintmax_t bytes) const {
+        const fs::directory_iterator files(service.data() / "uploads");
+        return std::count_if(begin(files), end(files), [&](const auto& file) { return file.file_size() >= bytes; });
+    }
     std::string text() const {
         Database database(service.data() / "parlowen.db");
         return database.use([](SQLite::Database& store) -> std::string {
@@ -126,16 +130,12 @@ TEST_F(Samples, ThatTakeTooLongOrHaveNoReaderAreToldApart) {
 TEST_F(Samples, ThatAreStillReadHoldUpNeitherOtherUsersNorTheServicesEnd) {
     Uploader user;
     const std::string bomb = sample("bomb.pdf");
-    const auto filesThere = [&] {
-        const fs::directory_iterator files(user.service.data() / "uploads");
-        return std::count_if(begin(files), end(files),
-                             [&](const auto& file) { return file.file_size() == bomb.size(); });
-    };
     Reply replies[2];
     std::vector<std::jthread> uploading;
     for (Reply& reply : replies) {
         uploading.emplace_back([&] { reply = user.upload("cv.pdf", bomb); });
-        EXPECT_TRUE(eventually([&] { return filesThere() == std::ssize(uploading); })) << "with the whole body";
+        EXPECT_TRUE(eventually([&] { return user.filesOfAtLeast(bomb.size()) == std::ssize(uploading); }))
+            << "with the whole body";
     }
     const Reply third = user.upload("cv.docx", sample("chinese.docx"));
     EXPECT_TRUE(third.status == 503 && errorOf(third) == "busy" && third.headers.contains("retry-after"));
@@ -175,7 +175,6 @@ TEST_F(Samples, GoToTheirOwnersAlone) {
     EXPECT_EQ(user.bind(ids.at(1), user.token).code(), 0) << "replaces the other";
     EXPECT_EQ(user.bind(ids.back(), user.token).code(), 1004);
     EXPECT_EQ(user.bind(ids.at(1), "unknown").status, 401);
-
     EXPECT_EQ(user.client.get("/api/v1/user/info", user.grant).status, 401) << "it opens uploads alone";
     const Reply refused = user.client.send("POST", filesPath, form("cv", "x"), user.token, formHeader);
     EXPECT_TRUE(refused.status == 401 && errorOf(refused) == "invalid_upload_token") << "nor the other way round";
@@ -196,13 +195,9 @@ TEST(Upload, IsRefusedByItsHeaderAndLeavesNothingWhenItIsCut) {
 
     const std::string half = form("cv.pdf", std::string(1 << 20, 'x'));
     std::vector<std::unique_ptr<Connection>> coming;
-    const auto hasFiles = [&] {
-        const fs::directory_iterator files(user.service.data() / "uploads");
-        return std::distance(begin(files), end(files)) == std::ssize(coming);
-    };
     for (std::size_t i = 0; i < Resumes::uploadsOfAUser; ++i) {
         coming.push_back(user.client.connect(head(user.grant, half.size() + 1) + half));
-        EXPECT_TRUE(eventually(hasFiles));
+        EXPECT_TRUE(eventually([&] { return user.filesOfAtLeast(0) == std::ssize(coming); }));
     }
     EXPECT_EQ(user.client.connect(head(user.grant, 100))->receiveUntil("\r\n").substr(9, 3), "503");
     for (const auto& connection : coming)
@@ -255,7 +250,6 @@ TEST(TemporaryFiles, OfTheDeadAreRemovedAndThoseOfTheLivingAreNot) {
     EXPECT_FALSE(fs::exists(directory.path() / "upload-dead"));
     EXPECT_TRUE(fs::exists(living.path()));
     EXPECT_EQ(modeOf(living.path()), 0600U);
-
     RunningService service;
     service.stop();
     writeFile(service.data() / "uploads" / "upload-dead", "of a service that was killed");

@@ -66,8 +66,7 @@ const std::string plainPath = "/stt/speech/universal/v2?language=en-US";
 const std::string plainContext = R"({"phraseDetection":{"mode":"Conversation","language":"en-US"}})";
 
 /// The gateway behind the real server.
-class RunningGateway {
-public:
+struct RunningGateway {
     explicit RunningGateway(std::unique_ptr<SpeechService> speechToServe)
         : speech(std::move(speechToServe))
         , server([this] {

@@ -216,7 +216,6 @@ TEST_F(RecogniserEngineTest, AModelThatGoesBadIsSetAsideAndTheNextOneTakesOver) 
     stream->finish();
     ASSERT_TRUE(told.waitFor(Kind::SpeechEnd));
     EXPECT_THAT(told.text(), testing::HasSubstr("ast job"));
-
     changed.program.clear(); // a machine without a recogniser
     RecogniserEngine none(changed);
     EXPECT_TRUE(none.locales().empty());

@@ -51,8 +51,7 @@ private:
 };
 
 /// Puts the target's code before the text. Counts what it is asked; fails for texts that hold "untranslatable".
-class ScriptedTranslator : public service::Translator {
-public:
+struct ScriptedTranslator : service::Translator {
     std::vector<service::LanguagePair> pairs() const override { return {{"en", "es"}, {"en", "fr"}, {"pt", "es"}}; }
     std::function<void()> translate(const service::LanguagePair& pair, std::string_view text, Done done) override {
         asked.emplace_back(text);

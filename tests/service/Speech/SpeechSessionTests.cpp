@@ -164,7 +164,6 @@ TEST_F(SpeechSessionTest, TranslationWithoutThePlainMessages) {
               R"({"RecognitionStatus":"Success","DisplayText":"Good.","Offset":5,"Duration":9})"_json);
     EXPECT_EQ(body(3).at("TranslationStatus"), "Error");
     EXPECT_EQ(body(2).at("SpeechPhrase").at("RecognitionStatus"), "NoMatch");
-
     context(std::string(translationContext).replace(translationContext.find("Always"), 6, "None"), "turn2");
     heard(Kind::Partial, "good", 5, 6);
     EXPECT_THAT(paths(), ElementsAre("turn.start")) << "finals alone are wanted";
@@ -205,7 +204,6 @@ TEST_F(SpeechSessionTest, NewTurnsOnTheSameConnection) {
     audio("", "turn2");
     heard(Kind::SpeechEnd);
     EXPECT_THAT(paths(), ElementsAre("turn.start", "turn.start", "speech.endDetected", "turn.end"));
-
     audio("xx", "turn2"); // left over
     EXPECT_EQ(engine->streams.size(), 2U);
     audio(waveHeader() + "gh", "turn3");

@@ -49,14 +49,12 @@ TEST_F(DatabaseFile, WhatIsNotOursIsRefusedAndLeftAlone) {
         execute(newer, "PRAGMA user_version=99");
     }
     EXPECT_NE(problem().find("newer version"), std::string::npos) << problem();
-
     {
         Database other(directory.path() / "other.db");
         execute(other, "PRAGMA application_id=1");
     }
     std::filesystem::rename(directory.path() / "other.db", file);
     EXPECT_NE(problem().find("another program"), std::string::npos) << problem();
-
     std::filesystem::remove(file);
     {
         Database damaged(file);
