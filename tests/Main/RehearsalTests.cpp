@@ -69,15 +69,19 @@ struct ScriptedBackendRehearsalTest : ::testing::Test {
     ScriptedBackendRehearsalTest() {
         for (int i = 0; i < 3; ++i) // the profile and the two lists of languages
             backend_.enqueue(Reply::json(200, R"({"code":0,"message":"","data":[]})"));
-        UserDefaults defaults(folder_.filePath(QStringLiteral("parlowen/parlowen.ini")));
-        Settings(defaults).setLoginToken(QStringLiteral("token"));
     }
     void giveToken() {
         const QString token = QStringLiteral(R"({"code":0,"data":{"token":"t","area":"%1"}})").arg(speech_.area());
         backend_.enqueue(Reply::json(200, token.toUtf8()));
     }
     void start(const QStringList& more = {}) { run(rehearsal(shortRecording(folder_, 3), more), backend_); }
+    /// With a sign-in to that backend.
     void run(const QStringList& arguments, const ScriptedHttpServer& backend) {
+        UserDefaults defaults(folder_.filePath("parlowen/parlowen.ini"));
+        Settings settings(defaults);
+        settings.useBackend(backend.baseUrl() + "/api/v1", false);
+        settings.setLoginToken("token");
+        settings.synchronize();
         run_ = std::make_unique<ProgramRun>(
             arguments, QMap<QString, QString>{{"PARLOWEN_API_BASE_URL", backend.baseUrl() + "/api/v1"},
                                               {"XDG_CONFIG_HOME", folder_.path()},

@@ -226,6 +226,7 @@ TEST_F(SetupPageTest, AStartThatHearsNothingIsAskedAbout) {
     ASSERT_NO_FATAL_FAILURE(open());
     changed_(none);
     for (const bool isAlone : {false, true}) {
+        mayStart_ = true;
         ASSERT_TRUE(ask());
         mayStart_ = isAlone;
         QTest::mouseClick(question()->cancelButton(), Qt::LeftButton);

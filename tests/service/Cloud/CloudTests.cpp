@@ -110,17 +110,12 @@ TEST(TranscriptionEngine, ShowsWhatIsBeingSaidButNeverWaitsForIt) {
     std::atomic<int> requests = 0;
     std::atomic<bool> left = false;
     const ScriptedEndpoint endpoint([&](ScriptedEndpoint::Stream& stream) {
-        switch (++requests) {
-        case 1:
-            stream << saying("so far");
-            break;
-        case 2:
+        const int number = ++requests;
+        if (number != 2)
+            stream << saying(number == 1 ? "so far" : "whole");
+        else
             waitForEnd(stream);
-            left = true;
-            break;
-        default:
-            stream << saying("whole");
-        }
+        left = left || number == 2;
     });
     auto settings = at(endpoint.url());
     settings.reply = 10min;
