@@ -55,6 +55,9 @@ TEST_F(AccountRules, FirstSignInMakesTheAccountAndTheNextMustMatch) {
     EXPECT_FALSE(accounts.userOf(first.token));
     EXPECT_TRUE(accounts.userOf(second.token));
     EXPECT_FALSE(accounts.userOf(""));
+    EXPECT_EQ(accounts.remove(elsewhere.token)->id, elsewhere.user.id);
+    const auto next = std::get<SignedIn>(accounts.signIn({"1", "13800009999", "secret-9"}, true));
+    EXPECT_GT(next.user.id, elsewhere.user.id) << "something of the one that has gone may still be under way";
 }
 
 TEST_F(AccountRules, TheOperatorGivesPasswords) {
