@@ -1,7 +1,5 @@
 #include "HashingQueue.h"
 
-#include "Secrets.h"
-
 #include "Limits.h"
 
 #include <algorithm>
@@ -14,10 +12,12 @@ namespace {
 
 constexpr int strangersNice = 3;
 
-template<typename Queue>
-bool holds(const Queue& queue, const std::string& number) {
-    return std::any_of(queue.begin(), queue.end(), [&](const auto& waiting) { return waiting.number == number; });
+template<typename Jobs>
+bool holds(const Jobs& jobs, const std::string& number) {
+    return std::any_of(jobs.begin(), jobs.end(), [&](const auto& waiting) { return waiting.number == number; });
 }
+
+bool isDueEarlier(const auto& left, const auto& right) { return left.second.due < right.second.due; }
 
 } // namespace
 
@@ -51,13 +51,16 @@ void HashingQueue::add(const Place& place, Job job) {
         const std::lock_guard lock(mutex_);
         Lane& lane = place.known ? known_ : strangers_;
         const auto own = lane.queues.find(place.peer);
-        const bool isTaken = stopping_ || (own != lane.queues.end() && holds(own->second, place.number));
+        const bool isTaken = stopping_ || (own != lane.queues.end() && holds(own->second.jobs, place.number));
+        ++now_.order;
+        const Moment due = lane.dueOf(place.peer, now_);
         if (!isTaken && lane.waiting >= lane.places)
-            dropped = lane.makeRoomFor(place.peer);
+            dropped = lane.makeRoomFor(place.peer, due);
         if (isTaken || lane.waiting >= lane.places) {
             dropped = std::move(job);
         } else {
-            lane.queues[place.peer].push_back({place.number, std::move(job)});
+            lane.queues.try_emplace(place.peer, Queue{due})
+                .first->second.jobs.push_back({place.number, std::move(job)});
             ++lane.waiting;
             changed_.notify_all();
         }
@@ -66,55 +69,73 @@ void HashingQueue::add(const Place& place, Job job) {
         dropped(false);
 }
 
-/// 0 for one that is not remembered.
-std::uint64_t HashingQueue::Lane::turnOf(const std::string& peer) const {
-    const auto known = turns.find(peer);
-    return known == turns.end() ? 0 : known->second;
+HashingQueue::Moment HashingQueue::Lane::dueOf(const std::string& peer, Moment now) const {
+    const auto came = refused.find(peer);
+    const Moment since = came == refused.end() ? now : came->second;
+    const auto latest = turns.find(peer);
+    return latest == turns.end() ? since : std::max(since, Moment{latest->second + rest});
 }
 
-HashingQueue::Job HashingQueue::Lane::pop(std::map<std::string, Queue>::iterator from, bool newest) {
-    Queue& queue = from->second;
-    Job job = std::move((newest ? queue.back() : queue.front()).job);
-    newest ? queue.pop_back() : queue.pop_front();
+HashingQueue::Job HashingQueue::Lane::pop(Queues::iterator from, bool newest) {
+    auto& jobs = from->second.jobs;
+    Job job = std::move((newest ? jobs.back() : jobs.front()).job);
+    newest ? jobs.pop_back() : jobs.pop_front();
     --waiting;
-    if (queue.empty())
+    if (jobs.empty())
         queues.erase(from);
     return job;
 }
 
 /// The newest of the peer that has at least two places more than the one who comes, or else, for one that has none, of
-/// the peer whose turn was last, or among equals of any.
-HashingQueue::Job HashingQueue::Lane::makeRoomFor(const std::string& peer) {
+/// the peer that is due last.
+HashingQueue::Job HashingQueue::Lane::makeRoomFor(const std::string& peer, Moment due) {
     const auto own = queues.find(peer);
-    const std::size_t held = own == queues.end() ? 0 : own->second.size();
+    const std::size_t held = own == queues.end() ? 0 : own->second.jobs.size();
     const auto most = std::max_element(queues.begin(), queues.end(), [](const auto& left, const auto& right) {
-        return left.second.size() < right.second.size();
+        return left.second.jobs.size() < right.second.jobs.size();
     });
-    if (most->second.size() >= held + 2)
+    if (most->second.jobs.size() >= held + 2)
         return pop(most, true);
-    const auto last = std::max_element(queues.begin(), queues.end(), [this](const auto& left, const auto& right) {
-        return turnOf(left.first) < turnOf(right.first);
-    });
-    if (held > 0 || turnOf(last->first) < turnOf(peer))
+    if (held > 0)
         return {};
-    if (turnOf(last->first) > turnOf(peer))
-        return pop(last, true);
-    // All wait for their first turn, most of them perhaps for somebody who has an address for each try: chance decides.
-    const auto unlucky = randomBelow(static_cast<std::uint32_t>(queues.size()) + 1);
-    return unlucky == queues.size() ? Job() : pop(std::next(queues.begin(), unlucky), true);
+    const auto last = std::max_element(queues.begin(), queues.end(),
+                                       [](const auto& left, const auto& right) { return isDueEarlier(left, right); });
+    if (last->second.due < due) {
+        refuse(peer, due);
+        return {};
+    }
+    refuse(last->first, last->second.due);
+    return pop(last, true);
+}
+
+void HashingQueue::Lane::refuse(const std::string& peer, Moment due) {
+    if (!refused.try_emplace(peer, due).second)
+        return;
+    refusals.emplace_back(peer, due);
+    if (refusals.size() <= refusedNames)
+        return;
+    const auto oldest = refused.find(refusals.front().first);
+    if (oldest != refused.end() && oldest->second == refusals.front().second)
+        refused.erase(oldest);
+    refusals.pop_front();
+}
+
+void HashingQueue::Lane::tookTurn(const std::string& peer, std::uint64_t turn) {
+    refused.erase(peer);
+    turns[peer] = turn;
+    if (turns.size() > limitedNames)
+        turns.erase(std::min_element(turns.begin(), turns.end(),
+                                     [](const auto& left, const auto& right) { return left.second < right.second; }));
 }
 
 HashingQueue::Job HashingQueue::next(Lane& lane) {
-    const auto isEarlier = [](const auto& left, const auto& right) { return left.second < right.second; };
-    const auto first =
-        std::min_element(lane.queues.begin(), lane.queues.end(), [&lane](const auto& left, const auto& right) {
-            return lane.turnOf(left.first) < lane.turnOf(right.first);
-        });
+    const auto first = std::min_element(lane.queues.begin(), lane.queues.end(),
+                                        [](const auto& left, const auto& right) { return isDueEarlier(left, right); });
     if (first == lane.queues.end())
         return {};
-    lane.turns[first->first] = ++turn_;
-    if (lane.turns.size() > limitedNames)
-        lane.turns.erase(std::min_element(lane.turns.begin(), lane.turns.end(), isEarlier));
+    ++now_.turn;
+    lane.tookTurn(first->first, now_.turn);
+    first->second.due = lane.dueOf(first->first, now_);
     return lane.pop(first, false);
 }
 

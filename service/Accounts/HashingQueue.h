@@ -2,6 +2,7 @@
 
 #include "Http/Workers.h"
 
+#include <compare>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -13,15 +14,20 @@
 
 namespace parlowen::service {
 
-/// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer: the one whose
-/// latest turn is longest ago comes first. Whoever has signed in from the same place before has threads and places of
-/// their own; strangers share a thread of low priority. When all places are taken, whoever has several, or had a turn
-/// later than the one who comes, makes room. What finds no place is not done at all. Thread-safe.
+/// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer: the one who waits
+/// for longest comes first, where nobody waits within `rest` turns of their last one. Whoever has signed in from the
+/// same place before has threads and places of their own; strangers share a thread of low priority. When all places
+/// are taken, whoever has several, or waits for less long than the one who comes, makes room. What finds no place is
+/// not done at all; whoever comes again waits since the first time, so that someone who has an address for each try
+/// keeps nobody out who comes twice. Thread-safe.
 class HashingQueue {
 public:
     static constexpr std::size_t placesOfStrangers = 16;
     static constexpr std::size_t placesOfKnown = 32;
     static constexpr std::chrono::seconds untilRoom{3}; ///< a fair time to come back after there was no place
+    static constexpr std::uint64_t rest = 2048;         ///< turns, which are half a minute or more
+    /// Remembered of those who found no place, the latest: those of a minute and more of what one server can refuse.
+    static constexpr std::size_t refusedNames = 32'768;
 
     /// For whom something is hashed.
     struct Place {
@@ -52,16 +58,30 @@ private:
         std::string number;
         Job job;
     };
-    using Queue = std::deque<Waiting>;
+    /// A moment, counted in turns that were given, and for the order among those of the same turn.
+    struct Moment {
+        std::uint64_t turn = 0;
+        std::uint64_t order = 0;
+        auto operator<=>(const Moment&) const = default;
+    };
+    struct Queue {
+        Moment due; ///< since when its peer waits for a turn
+        std::deque<Waiting> jobs{};
+    };
+    using Queues = std::map<std::string, Queue>;
     struct Lane {
         std::size_t places;
-        std::map<std::string, Queue> queues{}; ///< by peer; none is empty
+        Queues queues{}; ///< by peer; none is empty
         std::size_t waiting = 0;
         std::map<std::string, std::uint64_t> turns{}; ///< by peer, the number of the latest one
+        std::map<std::string, Moment> refused{};      ///< by peer, when it first found no place since its latest turn
+        std::deque<std::pair<std::string, Moment>> refusals{}; ///< as they came, those who got in since among them
 
-        std::uint64_t turnOf(const std::string& peer) const;
-        Job pop(std::map<std::string, Queue>::iterator from, bool newest);
-        Job makeRoomFor(const std::string& peer);
+        Moment dueOf(const std::string& peer, Moment now) const;
+        Job pop(Queues::iterator from, bool newest);
+        Job makeRoomFor(const std::string& peer, Moment due);
+        void refuse(const std::string& peer, Moment due);
+        void tookTurn(const std::string& peer, std::uint64_t turn);
     };
 
     void work(bool forStrangers);
@@ -72,7 +92,7 @@ private:
     bool stopping_ = false;
     Lane known_{placesOfKnown};
     Lane strangers_{placesOfStrangers};
-    std::uint64_t turn_ = 0;
+    Moment now_;
     std::vector<std::thread> threads_;
 };
 

@@ -120,11 +120,14 @@ private:
             co_return co_await refuse(std::move(refusal), isUpload ? parser.content_length().value_or(0) : 0);
         }
         const RouteRules& rules = match.route->rules;
+        const std::size_t fields = fieldsOf(parser);
         problem = co_await beginBody(parser, rules.bodyBytes);
         if (!problem && rules.sink)
             problem = co_await pourBody(parser, request, rules.sink);
         else if (!problem)
             problem = co_await readBody(parser);
+        if (!problem)
+            problem = problemBehindBody(parser, fields);
         if (problem)
             co_return co_await refuse(problem);
         co_return co_await dispatch(request, *match.route);

@@ -75,6 +75,15 @@ error_code parseHead(RequestParser& parser, std::string_view head) {
     return !problem && hasFoldedLine(head) ? make_error_code(http::error::bad_obs_fold) : problem;
 }
 
+std::size_t fieldsOf(const RequestParser& parser) {
+    const auto& fields = parser.get().base();
+    return static_cast<std::size_t>(std::distance(fields.begin(), fields.end()));
+}
+
+error_code problemBehindBody(const RequestParser& parser, std::size_t fields) {
+    return fieldsOf(parser) == fields ? error_code() : make_error_code(http::error::bad_field);
+}
+
 bool isAllowedHost(std::string_view host, const HeadRules& rules) {
     const auto authority = boost::urls::parse_authority({host.data(), host.size()});
     if (!authority || authority->has_userinfo())

@@ -23,6 +23,11 @@ std::optional<std::size_t> headLength(std::string_view bytes, std::size_t known)
 /// Takes a whole header in, which `head` is. What it reports is a problem of the parser's, or a folded line.
 boost::system::error_code parseHead(RequestParser& parser, std::string_view head);
 
+/// How many fields of a header were read so far.
+std::size_t fieldsOf(const RequestParser& parser);
+/// What is wrong with a whole request whose header had so many fields: others behind its body, which nobody checked.
+boost::system::error_code problemBehindBody(const RequestParser& parser, std::size_t fields);
+
 /// Whether a Host header names the server: an address of the loopback interface, "localhost" or one of the rules'.
 bool isAllowedHost(std::string_view host, const HeadRules& rules);
 

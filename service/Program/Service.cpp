@@ -174,6 +174,7 @@ struct Service::Parts {
         if (options.loginByCode)
             startCaptcha(options);
         notePort();
+        watch = std::jthread([this](const std::stop_token& stop) { watchSessions(stop); });
     }
 
     void tellWhereNobodyCanSignIn(const ServiceOptions& options) {
@@ -359,7 +360,7 @@ struct Service::Parts {
     boost::asio::thread_pool speechNotes{1}; ///< in order
     std::optional<Server> captchaServer;
     Server server; ///< ends before what its connections use, which is all of the above
-    std::jthread watch{[this](const std::stop_token& stop) { watchSessions(stop); }};
+    std::jthread watch;
 };
 
 Service::Service(const ServiceOptions& options, const Tuning& tuning)

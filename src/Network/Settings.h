@@ -49,8 +49,11 @@ public:
 
     std::optional<QString> loginToken() const;
     void setLoginToken(const std::optional<QString>& token);
-    /// Calls `arrived` on the main thread when the keeper gives the token after all; true when that may happen.
-    bool awaitLateToken(std::function<void()> arrived) { return token_->awaitLate(std::move(arrived)); }
+    /// Calls `arrived` on the main thread when the keeper gives the backend's token after all; true when that may
+    /// happen.
+    bool awaitLateToken(std::function<void()> arrived) {
+        return hasTokenOfBackend() && token_->awaitLate(std::move(arrived));
+    }
 
     /// False when missing.
     bool isAutoLogin() const;

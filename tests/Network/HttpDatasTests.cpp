@@ -215,9 +215,11 @@ TEST_F(HttpDatasTest, TheLocalAuthorityCountsForItsHostAlone) {
     ScriptedHttpServer server(ScriptedHttpServer::Scheme::https);
     server.enqueue(Reply::json(200, "{}"));
     EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::failure) << "nothing is trusted yet";
+    nextAlert();
     http_.setLocalTrust({"127.0.0.1", tlsFile("authority.pem")});
     EXPECT_EQ(outcomeOf(server.baseUrl("127.0.0.1")).status, FResponseStatus::success);
     EXPECT_EQ(outcomeOf(server.baseUrl("localhost")).status, FResponseStatus::failure);
+    nextAlert();
     const SystemTrusts system(tlsFile("authority.pem"));
     http_.setLocalTrust({"127.0.0.1", "another authority"});
     server.enqueue(Reply::json(200, "{}"));

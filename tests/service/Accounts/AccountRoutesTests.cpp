@@ -258,27 +258,35 @@ TEST(HashingQueue, StrangersTakeTurnsAndTheKnownAreNeverInTheirWay) {
     EXPECT_FALSE(ran) << "after the end";
 }
 
-TEST(HashingQueue, ChanceGetsNewcomersInWhereAllAreNew) {
-    std::promise<void> open;
-    std::promise<void> busy;
-    std::set<std::string> dropped;
+TEST(HashingQueue, WhoFoundNoPlaceGoesBeforeThoseWhoAreNew) {
     HashingQueue queue;
-    queue.add({"holds", "1"}, [&](bool) {
-        busy.set_value();
-        open.get_future().wait();
-    });
-    busy.get_future().wait();
-    constexpr std::size_t comers = 400; // beside 16 places: that the first stay all the time is 1 in 10^10
-    for (std::size_t i = 0; i < comers; ++i)
-        queue.add({std::to_string(i), "1"}, [&dropped, i](bool run) {
+    std::vector<std::string> ran; // by the thread of strangers, which alone adds after the first
+    std::promise<void> done;
+    const auto come = [&](
+                          const std::string& peer, std::function<void()> then = [] {}) {
+        queue.add({peer, "1"}, [&ran, peer, then = std::move(then)](bool run) {
             if (!run)
-                dropped.insert(std::to_string(i));
+                return;
+            ran.push_back(peer);
+            then();
         });
-    EXPECT_EQ(dropped.size(), comers - HashingQueue::placesOfStrangers);
-    EXPECT_TRUE(dropped.contains("0"));
-    EXPECT_FALSE(dropped.contains("399") && dropped.contains("398") && dropped.contains("397"));
-    open.set_value();
+    };
+    const auto flood = [&](const std::string& name) {
+        for (int i = 0; i < 400; ++i)
+            come(name + std::to_string(i));
+    };
+    come("first", [&] {
+        come("second", [&] {
+            flood("new ");
+            come("newcomer", [&] { done.set_value(); });
+            flood("newer ");
+        });
+        flood("waits ");
+        come("newcomer");
+    });
+    EXPECT_EQ(done.get_future().wait_for(10s), std::future_status::ready) << "kept out";
     queue.stop();
+    EXPECT_EQ(ran.size(), 2 + HashingQueue::placesOfStrangers) << "after those who waited before alone";
 }
 
 TEST(HashingQueue, WhoHadATurnMakesRoomForWhoHadNone) {
