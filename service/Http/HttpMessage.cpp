@@ -19,6 +19,31 @@ HttpResponse enveloped(int code, std::string_view message, const nlohmann::json&
     return response;
 }
 
+/// Looks for what would be too much before anything is built: the parser's own way to watch it walks over all that an
+/// array holds at each object's end. Exact for JSON; of anything else, the parser takes no more than what was seen here
+/// up to where it stops.
+bool isInBounds(std::string_view json) {
+    int depth = 0;
+    int values = 1;
+    bool inString = false;
+    for (std::size_t i = 0; i < json.size() && values <= mostJsonValues; ++i) {
+        const char c = json[i];
+        if (c == '"')
+            inString = !inString;
+        else if (inString)
+            i += c == '\\' ? 1 : 0;
+        else if (c == '[' || c == '{') {
+            ++values;
+            if (++depth > deepestJson)
+                return false;
+        } else if (c == ']' || c == '}')
+            --depth;
+        else if (c == ',')
+            ++values;
+    }
+    return values <= mostJsonValues;
+}
+
 char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 } // namespace
@@ -112,17 +137,10 @@ HttpResponse busy(std::string_view what, std::chrono::seconds wait) {
 HttpResponse internalError() { return failure(500, "服务内部错误，请稍后再试", 500); }
 
 std::optional<nlohmann::json> jsonObject(std::string_view text) {
-    bool outOfBounds = false;
-    int values = 0;
-    using Event = nlohmann::json::parse_event_t;
-    const auto inBounds = [&](int depth, Event event, const nlohmann::json&) {
-        const bool opens = event == Event::object_start || event == Event::array_start;
-        values += opens || event == Event::value ? 1 : 0;
-        outOfBounds = outOfBounds || (opens && depth >= deepestJson) || values > mostJsonValues;
-        return !outOfBounds; // false drops the value, so that nothing beyond the bounds is ever built
-    };
-    std::optional<nlohmann::json> value(nlohmann::json::parse(text, inBounds, false));
-    if (outOfBounds || !value->is_object())
+    if (!isInBounds(text))
+        return std::nullopt;
+    std::optional<nlohmann::json> value(nlohmann::json::parse(text, nullptr, false));
+    if (!value->is_object())
         value.reset();
     return value;
 }

@@ -26,6 +26,7 @@ namespace {
 
 constexpr std::chrono::milliseconds pauseWhenExhausted{100};
 constexpr std::chrono::milliseconds timeToEnd{2'000};
+constexpr int sendBuffer = 256 * 1024; // bytes of the kernel's for a client that does not read; 4 MB where it chooses
 constexpr std::size_t workerThreads = 2;
 constexpr std::size_t slowWorkerThreads = 6;
 
@@ -107,6 +108,7 @@ void Server::Core::accepted(tcp::socket socket) {
         return;
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
+    socket.set_option(tcp::socket::send_buffer_size(sendBuffer), ignored);
     const auto executor = socket.get_executor();
     asio::co_spawn(executor, serveConnection(context, std::move(socket), std::move(place)), asio::detached);
 }

@@ -1,6 +1,7 @@
 #include "JSON.h"
 
 #include <QLocale>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -51,6 +52,13 @@ void hideSecrets(nlohmann::json& json) {
     }
 }
 
+/// Whether anything lies in so many arrays and objects.
+bool isDeeper(const nlohmann::json& value, int depth) {
+    return depth == 0 || (value.is_structured() && std::any_of(value.begin(), value.end(), [depth](const auto& part) {
+                              return isDeeper(part, depth - 1);
+                          }));
+}
+
 } // namespace
 
 JSON::JSON(nlohmann::json value)
@@ -60,13 +68,8 @@ JSON::JSON(std::shared_ptr<const nlohmann::json> node)
     : node_(std::move(node)) {}
 
 JSON JSON::parse(const QByteArray& text) {
-    bool tooDeep = false;
-    const auto watchDepth = [&tooDeep](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
-        tooDeep = tooDeep || depth >= maxDepth;
-        return !tooDeep;
-    };
-    nlohmann::json value = nlohmann::json::parse(text.cbegin(), text.cend(), watchDepth, false);
-    return tooDeep || value.is_discarded() ? JSON() : JSON(std::move(value));
+    nlohmann::json value = nlohmann::json::parse(text.cbegin(), text.cend(), nullptr, false);
+    return value.is_discarded() || isDeeper(value, maxDepth) ? JSON() : JSON(std::move(value));
 }
 
 JSON JSON::within(const nlohmann::json& part) const {
