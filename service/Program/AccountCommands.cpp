@@ -4,6 +4,7 @@
 #include "Http/PrivateFiles.h"
 #include "Http/Wording.h"
 
+#include <algorithm>
 #include <istream>
 #include <memory>
 #include <ostream>
@@ -47,6 +48,11 @@ std::string readPassword(std::istream& input, std::ostream& output) {
     std::getline(input, password);
     if (hidden.isTerminal())
         output << "\n";
+    if (password.ends_with('\r')) // of a line that ends as on other systems
+        password.pop_back();
+    if (std::any_of(password.begin(), password.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }))
+        throw std::runtime_error("the password holds a control character, such as a tab, which cannot be typed where "
+                                 "users sign in; nothing was changed");
     return password;
 }
 

@@ -93,7 +93,8 @@ TEST_F(Program, SetsThePasswordThatItReads) {
     EXPECT_TRUE(has(set("short"), "at least 6 characters"));
     const ShellRun made = set("secret-1");
     EXPECT_TRUE(made.status == 0 && has(made, "an account was made for +86 13800001234")) << made.output;
-    EXPECT_TRUE(has(set("secret-2"), "the password was changed"));
+    EXPECT_TRUE(has(set("secret\t2"), "control character"));
+    EXPECT_TRUE(has(set("secret-2\r"), "the password was changed"));
     EXPECT_EQ(set("secret-1", "").status, 2);
     EXPECT_EQ(set("secret-1", "+86 no").status, 1);
 }
