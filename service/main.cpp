@@ -50,6 +50,11 @@ void endInTime() {
     }).detach();
 }
 
+bool isIgnored(int signal) {
+    struct sigaction now {};
+    return ::sigaction(signal, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
+}
+
 /// Nothing of what is in memory, keys and passwords among it, gets into a file or before another process.
 void keepMemoryPrivate() {
     const rlimit none{0, 0};
@@ -61,6 +66,8 @@ void keepMemoryPrivate() {
 void serve(const ServiceOptions& options) {
     asio::io_context control;
     asio::signal_set signals(control, SIGINT, SIGTERM);
+    if (!isIgnored(SIGHUP)) // as by nohup
+        signals.add(SIGHUP);
     signals.async_wait([&control](const error_code&, int) { control.stop(); });
 
     if (!options.remark.empty())

@@ -28,6 +28,17 @@ std::optional<std::string> problemOfText(const std::filesystem::path& file) {
     return std::nullopt;
 }
 
+/// The switch that is set to nothing, which the library takes for "yes"; empty: none is.
+std::string emptySwitch(const po::parsed_options& parsed, const po::options_description& known) {
+    for (const auto& option : parsed.options) {
+        const auto semantic = known.find(option.string_key, false).semantic();
+        const bool isSwitch = dynamic_cast<const po::typed_value<bool>*>(semantic.get()) != nullptr;
+        if (isSwitch && !option.value.empty() && trimmed(option.value.front()).empty())
+            return option.string_key;
+    }
+    return {};
+}
+
 std::string unknownOption(const std::string& name, const po::options_description& ofArguments) {
     if (name.find('.') != std::string::npos)
         return "there is no option " + name + "; the file has no sections";
@@ -84,6 +95,8 @@ std::optional<std::string> readConfigFile(const std::filesystem::path& file, con
             for (const std::string& value : option.value)
                 if (const auto problem = problemOfMarks(value))
                     return at(option.string_key, *problem);
+        if (const std::string name = emptySwitch(parsed, known); !name.empty())
+            return at(name, name + ": takes yes or no");
         po::store(parsed, values);
     } catch (const po::unknown_option& problem) {
         return at(problem.get_option_name(), unknownOption(problem.get_option_name(), ofArguments));

@@ -254,8 +254,11 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     for (const auto& option : inFiles.options())
         if (isGiven(option->long_name()))
             given.insert(option->long_name());
-    std::error_code unknown;
-    if (std::filesystem::exists(options.config, unknown)) {
+    std::error_code why;
+    const auto kind = std::filesystem::status(options.config, why).type();
+    if (kind == std::filesystem::file_type::none)
+        return "the configuration file " + options.config.string() + " cannot be looked at: " + why.message();
+    if (kind != std::filesystem::file_type::not_found) {
         if (auto problem = readConfigFile(options.config, inFiles, ofArguments, values))
             return problem;
     } else if (isNamed) {
@@ -318,6 +321,7 @@ std::string usage() {
          << raw.answers.description() << "\n"
          << raw.speech.description() << "\nThe configuration file is " << defaultConfigFile().string()
          << ".\nPrints \"listening on https://ADDRESS:PORT\" when it is ready; the log goes to standard error.\n"
+            "SIGINT, SIGTERM and SIGHUP end it in order.\n"
             "Exit status: 0 ended as asked, 1 cannot start, 2 wrong options, 3 address in use, 4 data directory in "
             "use.\n";
     return text.str();

@@ -45,6 +45,7 @@ TEST_F(Program, EndsWithItsInputAndLeavesPrivateFiles) {
 TEST_F(Program, EndsOnSignalsAndTellsAnAddressInUse) {
     const std::pair<std::string, std::string> runs[] = {
         {"TERM", "--listen 127.0.0.1:$port"},
+        {"HUP", "--listen 127.0.0.1:$port"},
         {"INT",
          "--data '" + data.string() + "2' --listen 127.0.0.1:0 --login-method code --captcha-listen 127.0.0.1:$port"}};
     for (const auto& [signal, second] : runs) {
@@ -164,6 +165,8 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
         {"answers-model = m\nanswers-url = http://x/v1?a", here + ":3: answers-url: a user, a query"},
         {"speech-url = http://127.0.0.1:1/v1", here + ":2: speech-url: speech-model is missing"},
         {"speech-languages = zh_CN", here + ":2: speech-languages: \"zh_CN\" is no code"},
+        {"\nspeech-everything = ", here + ":3: speech-everything: takes yes"},
+        {"create-accounts =", here + ":2: create-accounts: takes yes"},
         {"speech-everything = perhaps", here + ":2: the argument"},
         {"speech-reply-seconds = 0", here + ":2: speech-reply-seconds: 0 is not from 1"},
         {"region = east.asia", here + ":2: region: \"east.asia\" is no name"},
