@@ -70,8 +70,8 @@ void serve(const ServiceOptions& options) {
         signals.add(SIGHUP);
     signals.async_wait([&control](const error_code&, int) { control.stop(); });
 
-    if (!options.remark.empty())
-        logLine(options.remark);
+    for (const std::string& remark : options.remarks)
+        logLine(remark);
     const Service service(options);
     if (!service.captchaUrl().empty())
         std::cout << "captcha on " << service.captchaUrl() << "\n";

@@ -207,15 +207,28 @@ Identity authorityIn(const Files& files) {
     return made;
 }
 
+/// It may be somebody's own, with a key that is nowhere else.
+void keepAside(const Files& files) {
+    for (const fs::path& file : {files.key, files.certificate})
+        if (const auto kept = readPrivateFile(file))
+            writePrivateFile(file.string() + ".old", *kept);
+}
+
 Identity serverIdentityIn(const Files& files, const Identity& authority) {
+    std::string why;
     if (auto known = load(files)) {
         const bool sound = belongTogether(*known) && isSignedBy(*known, authority);
         if (sound && daysLeft(*known->certificate) > serverRenewalDays)
             return std::move(*known);
+        if (!sound) {
+            keepAside(files);
+            why = belongTogether(*known) ? "is not signed by the authority ca.pem" : "does not belong to server.key";
+            why = "; the one that was there " + why + ", and is kept with its key as server.pem.old and server.key.old";
+        }
     }
     Identity made = makeServerIdentity(authority);
     store(made, files);
-    logLine("made a server certificate: " + files.certificate.string());
+    logLine("made a server certificate: " + files.certificate.string() + why);
     return made;
 }
 

@@ -139,6 +139,18 @@ bool isWebSocketKey(std::string_view key) {
            });
 }
 
+namespace {
+
+/// Once: it is most often how the proxy is set up. Programs of its machine may ask past it, too.
+void noteUnnamed(const boost::asio::ip::address& proxy) {
+    static std::atomic<bool> isNoted{false};
+    if (!isNoted.exchange(true))
+        logLine("the proxy " + proxy.to_string() +
+                " sets no X-Forwarded-For: all who come through it count as one (or a program there asked by itself)");
+}
+
+} // namespace
+
 HttpRequest::Origin originOf(const RawRequest& request, boost::asio::ip::address peer, const HeadRules& rules) {
     HttpRequest::Origin origin{.peer = std::move(peer)};
     origin.viaProxy = std::find(rules.proxies.begin(), rules.proxies.end(), origin.peer) != rules.proxies.end();
@@ -146,6 +158,8 @@ HttpRequest::Origin originOf(const RawRequest& request, boost::asio::ip::address
         return origin;
     std::string_view last;
     const auto fields = request.equal_range("X-Forwarded-For");
+    if (fields.first == fields.second)
+        noteUnnamed(origin.peer);
     for (auto field = fields.first; field != fields.second; ++field)
         last = text(field->value());
     last.remove_prefix(last.rfind(',') + 1); // npos + 1 is 0

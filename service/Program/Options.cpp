@@ -210,6 +210,20 @@ std::string idleOptions(const RawOptions& raw, const ServiceOptions& options) {
     return isAny ? std::string(idle) + " does nothing: users sign in by password (login-method)" : "";
 }
 
+/// What an operator may not have meant: what does nothing, and what is left out beside something else.
+std::vector<std::string> remarksOn(const RawOptions& raw, const ServiceOptions& options) {
+    std::vector<std::string> remarks;
+    if (std::string idle = idleOptions(raw, options); !idle.empty())
+        remarks.push_back(std::move(idle));
+    if (options.loginByCode && options.smsCommand.empty())
+        remarks.emplace_back("no code is sent to a phone without sms-command: codes go to standard output alone, which "
+                             "under systemd is the journal");
+    if (!options.hosts.empty() && options.proxies.empty())
+        remarks.emplace_back("host without proxy: all who come through a reverse proxy count as one address, for the "
+                             "limits too");
+    return remarks;
+}
+
 /// Takes in what the library cannot by itself; the problem is that of an option's name.
 Problem check(const RawOptions& raw, ServiceOptions& options) {
     auto problem = parseListen("listen", raw.listen, options.address, options.port);
@@ -225,7 +239,7 @@ Problem check(const RawOptions& raw, ServiceOptions& options) {
         problem = raw.answers.apply(options.chat, options.chatLimits);
     if (!problem)
         problem = raw.speech.apply(options.transcription, options.region);
-    options.remark = idleOptions(raw, options);
+    options.remarks = remarksOn(raw, options);
     return problem ? problem : parseData(raw.data, options);
 }
 
@@ -330,9 +344,12 @@ std::string usage() {
 std::string checkedConfig(const ServiceOptions& options) {
     std::error_code unknown;
     const std::string file = options.config.string();
-    if (!std::filesystem::exists(options.config, unknown))
-        return "there is no file " + file + ": every option is at its default\n";
-    return "nothing is wrong with " + file + "\n" + (options.remark.empty() ? "" : options.remark + "\n");
+    std::string text = std::filesystem::exists(options.config, unknown)
+                           ? "nothing is wrong with " + file + "\n"
+                           : "there is no file " + file + ": every option is at its default\n";
+    for (const std::string& remark : options.remarks)
+        text += remark + "\n";
+    return text;
 }
 
 std::string sampleConfig() {

@@ -43,7 +43,7 @@ struct ServiceOptions {
     std::optional<std::string> printPrompt; ///< print what would be sent for that question and end
     std::filesystem::path resume;           ///< a text file for that prompt; empty: none
     std::optional<PhoneNumber> setPassword; ///< give that number its password and end
-    std::string remark;                     ///< what is set and does nothing, in a line; empty: nothing is
+    std::vector<std::string> remarks;       ///< what is set and may not be meant so, each in a line
     bool help = false;
     bool version = false;
 };

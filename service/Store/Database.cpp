@@ -92,6 +92,14 @@ void makePrivate(const std::filesystem::path& file) {
     ::close(descriptor);
 }
 
+/// SQLite calls it an I/O error where its side files do not grow.
+bool isWithoutSpace(const std::filesystem::path& file) {
+    constexpr std::uintmax_t ofSideFiles = 64 * 1024;
+    std::error_code unknown;
+    const auto space = std::filesystem::space(file, unknown);
+    return !unknown && space.available < ofSideFiles;
+}
+
 int number(SQLite::Database& database, const char* sql) { return database.execAndGet(sql).getInt(); }
 
 /// Throws for a file that is no database, belongs to another program or to a newer version of this one. Writes nothing.
@@ -118,7 +126,8 @@ void migrate(SQLite::Database& database) {
 
 } // namespace
 
-Database::Database(const std::filesystem::path& file) {
+Database::Database(const std::filesystem::path& file)
+    : file_(file) {
     makePrivate(file);
     try {
         connection_.emplace(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, busyMilliseconds);
@@ -130,15 +139,17 @@ Database::Database(const std::filesystem::path& file) {
             "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA secure_delete=ON;");
         migrate(*connection_);
     } catch (const SQLite::Exception& problem) {
-        throw storeError("cannot use the database " + file.string() + ": ", problem);
+        throw storeError("cannot use the database ", problem);
     }
 }
 
-StoreError Database::storeError(const std::string& doing, const SQLite::Exception& problem) {
+StoreError Database::storeError(const std::string& doing, const SQLite::Exception& problem) const {
     const int code = problem.getExtendedErrorCode();
-    const bool cannotWrite = (code & 0xff) == SQLITE_FULL || code == SQLITE_IOERR_WRITE || code == SQLITE_IOERR_FSYNC ||
+    const bool isFull = (code & 0xff) == SQLITE_FULL;
+    const bool cannotWrite = isFull || code == SQLITE_IOERR_WRITE || code == SQLITE_IOERR_FSYNC ||
                              code == SQLITE_IOERR_TRUNCATE || code == SQLITE_IOERR_SHMSIZE;
-    return {doing + problem.what(), cannotWrite};
+    const std::string why = isFull || (cannotWrite && isWithoutSpace(file_)) ? "the disk is full" : problem.what();
+    return {doing + file_.string() + ": " + why, cannotWrite};
 }
 
 } // namespace parlowen::service

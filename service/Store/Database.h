@@ -36,13 +36,14 @@ public:
         try {
             return work(*connection_);
         } catch (const SQLite::Exception& problem) {
-            throw storeError("database: ", problem);
+            throw storeError("database ", problem);
         }
     }
 
 private:
-    static StoreError storeError(const std::string& doing, const SQLite::Exception& problem);
+    StoreError storeError(const std::string& doing, const SQLite::Exception& problem) const;
 
+    const std::filesystem::path file_;
     std::optional<SQLite::Database> connection_;
     std::mutex mutex_;
 };

@@ -123,10 +123,15 @@ TEST_F(Certificates, ServerCertificateIsRenewedBeforeItEnds) {
     prepareTls(tls);
     const Identity authority{keyFromPem(contents("ca.key")), certificateFromPem(contents("ca.pem"))};
     const std::string known = contents("ca.pem");
+    const Identity foreign = makeServerIdentity(makeAuthority());
     const Identity aged = makeServerIdentity(authority, 5);
-    writePrivateFile(tls / "server.key", toPem(*aged.key));
-    writePrivateFile(tls / "server.pem", toPem(*aged.certificate));
-    prepareTls(tls);
+    for (const Identity* pair : {&foreign, &aged}) {
+        writePrivateFile(tls / "server.key", toPem(*pair->key));
+        writePrivateFile(tls / "server.pem", toPem(*pair->certificate));
+        prepareTls(tls);
+    }
+    EXPECT_EQ(contents("server.key.old") + contents("server.pem.old"),
+              toPem(*foreign.key) + toPem(*foreign.certificate));
     EXPECT_EQ(contents("ca.pem"), known);
     const Identity renewed{keyFromPem(contents("server.key")), certificateFromPem(contents("server.pem"))};
     EXPECT_GT(daysLeft(*renewed.certificate), 300);
