@@ -92,13 +92,13 @@ int start(const ServiceOptions& options) {
         serve(options);
         return ended;
     } catch (const AddressInUse& problem) {
-        logLine(std::string("cannot start: ") + problem.what());
+        logProblem("cannot start", problem);
         return addressInUse;
     } catch (const DirectoryInUse& problem) {
-        logLine(std::string("cannot start: ") + problem.what());
+        logProblem("cannot start", problem);
         return directoryInUse;
     } catch (const std::exception& problem) {
-        logLine(std::string("cannot start: ") + problem.what());
+        logProblem("cannot start", problem);
         return cannotStart;
     }
 }
@@ -123,7 +123,7 @@ int command(const ServiceOptions& options) {
             getModel(options.data, catalogueOf(options), options.getModel, options.mirror, std::cout);
         return ended;
     } catch (const std::exception& problem) {
-        std::cerr << "parlowen-service: " << problem.what() << "\n";
+        std::cerr << "parlowen-service: " << reasonOf(problem) << "\n";
         return cannotStart;
     }
 }

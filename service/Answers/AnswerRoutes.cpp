@@ -62,7 +62,7 @@ asio::awaitable<void> answer(AnswerSource& source, const Question& question, Ans
         auto answering = source.answer(question, sink);
         co_await std::move(answering);
     } catch (const std::exception& problem) {
-        logLine(std::string("answer: ") + problem.what());
+        logProblem("answer", problem);
         failed = true;
     }
     if (failed) {
@@ -92,7 +92,7 @@ asio::awaitable<void> fillIn(Asked& asked, const QuestionFiller& fill) {
         auto filling = fill(asked.token, asked.question, asked.workers);
         co_await std::move(filling);
     } catch (const std::exception& problem) {
-        logLine(std::string("question: ") + problem.what());
+        logProblem("question", problem);
     }
 }
 

@@ -37,7 +37,7 @@ auto loggingFailures(const HttpRequest& request, Function function) -> std::opti
     try {
         return function();
     } catch (const std::exception& problem) {
-        logLine(request.path + ": " + problem.what());
+        logProblem(request.path, problem);
         return std::nullopt;
     }
 }
@@ -49,7 +49,7 @@ asio::awaitable<HttpResponse> answer(const Handler& handler, const HttpRequest& 
         auto reply = handler(request);
         co_return co_await std::move(reply);
     } catch (const std::exception& problem) {
-        logLine(request.path + ": " + problem.what());
+        logProblem(request.path, problem);
     }
     co_return internalError();
 }
@@ -59,7 +59,7 @@ asio::awaitable<void> fill(const EventSource& source, const HttpRequest& request
         auto filling = source(events);
         co_await std::move(filling);
     } catch (const std::exception& problem) {
-        logLine(request.path + ": " + problem.what());
+        logProblem(request.path, problem);
     }
 }
 
@@ -221,7 +221,7 @@ private:
             auto serving = handler(request, std::move(upgraded));
             co_await std::move(serving);
         } catch (const std::exception& problem) {
-            logLine(request.path + ": " + problem.what());
+            logProblem(request.path, problem);
         }
     }
 
@@ -396,7 +396,7 @@ asio::awaitable<void> serveConnection(ConnectionContext& context, asio::ip::tcp:
             co_await connection.run();
         }
     } catch (const std::exception& problem) {
-        logLine(std::string("connection: ") + problem.what());
+        logProblem("connection", problem);
     }
 }
 

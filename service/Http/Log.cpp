@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/system/system_error.hpp>
 #include <unistd.h>
 
 namespace parlowen::service {
@@ -21,6 +22,17 @@ void logLine(std::string_view text) {
     line.push_back('\n');
     // One write a line, so that threads do not mix theirs. There is nowhere to report that the log is gone.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+std::string reasonOf(const std::exception& problem) {
+    std::string reason = problem.what();
+    if (const auto* ofBoost = dynamic_cast<const boost::system::system_error*>(&problem))
+        reason.erase(std::min(reason.size(), reason.rfind(" [" + ofBoost->code().to_string())));
+    return reason;
+}
+
+void logProblem(std::string_view where, const std::exception& problem) {
+    logLine(std::string(where) + ": " + reasonOf(problem));
 }
 
 } // namespace parlowen::service

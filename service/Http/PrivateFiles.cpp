@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -52,6 +53,14 @@ void writeTemporary(const fs::path& temporary, std::string_view contents) {
         fail(errno, "cannot write", temporary);
 }
 
+/// For root, who most often means to do something for that user.
+std::string hintAt(uid_t owner) {
+    const passwd* known = ::geteuid() == 0 ? ::getpwuid(owner) : nullptr;
+    return known == nullptr
+               ? ""
+               : std::string("; run this as that user, such as by: runuser -u ") + known->pw_name + " -- …";
+}
+
 } // namespace
 
 void makePrivateDirectory(const fs::path& directory) {
@@ -68,7 +77,7 @@ void requirePrivateDirectory(const fs::path& directory) {
     if (::stat(directory.c_str(), &status) != 0)
         fail(errno, "cannot use", directory);
     if (status.st_uid != ::geteuid())
-        throw std::runtime_error(directory.string() + " belongs to another user");
+        throw std::runtime_error(directory.string() + " belongs to another user" + hintAt(status.st_uid));
     if ((status.st_mode & 077) != 0)
         throw std::runtime_error(directory.string() + " is open to other users; run: chmod 700 " + directory.string());
 }

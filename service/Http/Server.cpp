@@ -48,7 +48,7 @@ void bindTo(tcp::acceptor& acceptor, const tcp::endpoint& endpoint) {
     if (failed == asio::error::address_in_use)
         throw AddressInUse(place + " is in use, perhaps by another parlowen-service");
     if (failed)
-        throw boost::system::system_error(failed, place);
+        throw boost::system::system_error(failed, "cannot listen on " + place);
 }
 
 } // namespace

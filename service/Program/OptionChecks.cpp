@@ -7,7 +7,9 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/url/parse.hpp>
 #include <cctype>
+#include <charconv>
 #include <cstdlib>
+#include <limits>
 #include <sstream>
 #include <sys/stat.h>
 #include <system_error>
@@ -24,6 +26,14 @@ bool isLoopback(const std::string& host) {
     boost::system::error_code none;
     const auto address = boost::asio::ip::make_address(host, none);
     return host == "localhost" || (!none && address.is_loopback());
+}
+
+std::optional<std::uint16_t> parsePort(std::string_view text) {
+    std::uint16_t port = 0;
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), port);
+    if (problem != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    return port;
 }
 
 Problem readKeyFile(const std::string& option, const std::string& file, std::string& key) {
@@ -55,8 +65,31 @@ Problem outOfRange(const std::string& option, double value, double least, double
     if (value >= least && value <= most)
         return std::nullopt;
     std::ostringstream text;
+    text.precision(std::numeric_limits<double>::digits10); // 1000000, not 1e+06
     text << value << " is not from " << least << " to " << most;
     return OptionProblem{option, text.str()};
+}
+
+Problem readListen(const std::string& option, const std::string& text, std::string& address, std::uint16_t& port) {
+    const auto colon = text.rfind(':');
+    const auto parsed = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
+    if (!parsed)
+        return OptionProblem{option, "takes ADDRESS:PORT, not \"" + text + "\""};
+    std::string host = text.substr(0, colon);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']')
+        host = host.substr(1, host.size() - 2);
+    if (host == "localhost")
+        host = "127.0.0.1";
+    boost::system::error_code invalid;
+    const auto parsedHost = boost::asio::ip::make_address(host, invalid);
+    if (invalid)
+        return OptionProblem{option, "\"" + host + "\" is neither an IP address nor localhost"};
+    if (!parsedHost.is_loopback())
+        return OptionProblem{option, host + " is no loopback address: the service serves this machine alone; a reverse "
+                                            "proxy brings it to others (--proxy, --host)"};
+    address = parsedHost.to_string();
+    port = *parsed;
+    return std::nullopt;
 }
 
 Problem checkAddress(const std::string& option, std::string& address, bool withKey) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,6 +18,10 @@ std::string trimmed(const std::string& text);
 
 /// For a value that has to lie between two others.
 std::optional<OptionProblem> outOfRange(const std::string& option, double value, double least, double most);
+
+/// Where to listen on this machine: "127.0.0.1:8443", "[::1]:0", "localhost:0".
+std::optional<OptionProblem> readListen(const std::string& option, const std::string& text, std::string& address,
+                                        std::uint16_t& port);
 
 /// An address of HTTP that requests go below; slashes at its end are taken away. A key goes over https, or to this
 /// machine, alone.

@@ -29,42 +29,17 @@ std::string environment(const char* name) {
     return value == nullptr ? std::string() : std::string(value);
 }
 
-std::optional<std::uint16_t> parsePort(std::string_view text) {
-    std::uint16_t port = 0;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (problem != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return port;
-}
-
-/// "127.0.0.1:8443", "[::1]:0", "localhost:0".
-Problem parseListen(const char* option, const std::string& text, std::string& address, std::uint16_t& port) {
-    const auto colon = text.rfind(':');
-    const auto parsed = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
-    if (!parsed)
-        return OptionProblem{option, "takes ADDRESS:PORT, not \"" + text + "\""};
-    std::string host = text.substr(0, colon);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']')
-        host = host.substr(1, host.size() - 2);
-    if (host == "localhost")
-        host = "127.0.0.1";
-    boost::system::error_code invalid;
-    const auto parsedHost = boost::asio::ip::make_address(host, invalid);
-    if (invalid)
-        return OptionProblem{option, "\"" + host + "\" is neither an IP address nor localhost"};
-    if (!parsedHost.is_loopback())
-        return OptionProblem{option, host + " is no loopback address: the service serves this machine alone; a reverse "
-                                            "proxy brings it to others (--proxy, --host)"};
-    address = host;
-    port = *parsed;
-    return std::nullopt;
-}
-
 /// Without a word of it the captcha is at the next port, where applications look for it.
 Problem parseCaptchaListen(const std::string& text, ServiceOptions& options) {
     constexpr std::uint16_t lastPort = 65'535;
-    if (!text.empty())
-        return parseListen("captcha-listen", text, options.captchaAddress, options.captchaPort);
+    if (!text.empty()) {
+        if (auto problem = readListen("captcha-listen", text, options.captchaAddress, options.captchaPort))
+            return problem;
+        const bool isTaken = options.captchaAddress == options.address && options.captchaPort == options.port;
+        if (isTaken && options.port != 0 && options.loginByCode)
+            return OptionProblem{"captcha-listen", text + " is where the service itself is (listen)"};
+        return std::nullopt;
+    }
     if (options.loginByCode && options.port == lastPort)
         return OptionProblem{"listen", "no port comes after 65535, where the captcha would be (--captcha-listen)"};
     options.captchaAddress = options.address;
@@ -85,10 +60,17 @@ bool isHostName(const std::string& text) {
     });
 }
 
+Problem parseSessionDays(const std::string& text, ServiceOptions& options) {
+    constexpr int longest = 3'650;
+    int& days = options.sessionDays;
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), days);
+    const bool isNumber = problem == std::errc() && end == text.data() + text.size();
+    if (isNumber && days >= 1 && days <= longest)
+        return std::nullopt;
+    return OptionProblem{"session-days", text + " is not from 1 to " + std::to_string(longest)};
+}
+
 Problem checkServer(const ServiceOptions& options) {
-    constexpr int longestDays = 3'650;
-    if (options.sessionDays < 1 || options.sessionDays > longestDays)
-        return OptionProblem{"session-days", std::to_string(options.sessionDays) + " is not from 1 to 3650"};
     for (const std::string& host : options.hosts)
         if (!isHostName(host))
             return OptionProblem{"host", "\"" + host + "\" is no name of a host (letters, digits, \"-\" and \".\")"};
@@ -129,6 +111,7 @@ struct RawOptions {
     std::string listen;
     std::string captchaListen;
     std::string loginMethod;
+    std::string sessionDays;
     std::string data;
     std::string config;
     std::string question;
@@ -161,7 +144,7 @@ po::options_description serverDescription(ServiceOptions& options, RawOptions& r
          "the first sign-in of a number by password, from this machine, makes its account")
         ("contact", po::value(&options.contact)->value_name("TEXT"),
          "what the QR code for support says, such as an address; without a \"#\" in the file, where it begins a comment")
-        ("session-days", po::value(&options.sessionDays)->value_name("NUMBER")->default_value(options.sessionDays),
+        ("session-days", text(raw.sessionDays, "NUMBER")->default_value(std::to_string(options.sessionDays)),
          "days without a use, after which a sign-in is over")
         ("host", list(options.hosts, "NAME"),
          "a name that the service may be asked for by, such as a reverse proxy's, beside the loopback ones; once for each")
@@ -224,9 +207,20 @@ std::vector<std::string> remarksOn(const RawOptions& raw, const ServiceOptions& 
     return remarks;
 }
 
+/// One that only counts beside another, without it.
+Problem loneOption(const ServiceOptions& options) {
+    if (!options.resume.empty() && !options.printPrompt)
+        return OptionProblem{"resume", "belongs to --print-prompt"};
+    if (!options.mirror.empty() && options.getModel.empty())
+        return OptionProblem{"mirror", "belongs to --get-model"};
+    if (!options.catalogue.empty() && options.getModel.empty() && !options.models)
+        return OptionProblem{"catalogue", "belongs to --models and --get-model"};
+    return std::nullopt;
+}
+
 /// Takes in what the library cannot by itself; the problem is that of an option's name.
 Problem check(const RawOptions& raw, ServiceOptions& options) {
-    auto problem = parseListen("listen", raw.listen, options.address, options.port);
+    auto problem = readListen("listen", raw.listen, options.address, options.port);
     if (!problem)
         problem = parseLoginMethod(raw.loginMethod, options);
     if (!problem)
@@ -234,7 +228,11 @@ Problem check(const RawOptions& raw, ServiceOptions& options) {
     if (!problem && raw.number)
         problem = parseNumber(*raw.number, options);
     if (!problem)
+        problem = parseSessionDays(raw.sessionDays, options);
+    if (!problem)
         problem = checkServer(options);
+    if (!problem)
+        problem = loneOption(options);
     if (!problem)
         problem = raw.answers.apply(options.chat, options.chatLimits);
     if (!problem)
