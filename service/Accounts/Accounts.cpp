@@ -96,7 +96,13 @@ std::optional<Refused> Accounts::problemOf(const PhoneNumber& phone) {
 
 SignInTry Accounts::tryOf(const Credentials& credentials) {
     const PhoneNumber phone = credentials.number();
-    return {nameOf(phone), credentials.address, store_.knowsAddress(phone, credentials.address)};
+    const std::string device = credentials.device.empty() ? "" : "device " + hashedToken(credentials.device);
+    const bool isKnownDevice = !device.empty() && store_.knowsAddress(phone, device);
+    const std::string& place = isKnownDevice ? device : credentials.address;
+    return {.number = nameOf(phone),
+            .address = place,
+            .fromKnownPlace = isKnownDevice || store_.knowsAddress(phone, place),
+            .device = device};
 }
 
 std::optional<Refused> Accounts::refusal(const Credentials& credentials) {
@@ -108,7 +114,9 @@ std::optional<Refused> Accounts::refusal(const Credentials& credentials) {
 
 HashingQueue::Place Accounts::placeOf(const Credentials& credentials) {
     const SignInTry attempt = tryOf(credentials);
-    return {siteOf(attempt.address), attempt.number, attempt.fromKnownPlace};
+    const bool isOnKnownDevice = attempt.fromKnownPlace && attempt.address == attempt.device;
+    return {siteOf(credentials.address), attempt.number + (isOnKnownDevice ? " " + attempt.device : ""),
+            attempt.fromKnownPlace};
 }
 
 std::variant<SignedIn, Refused> Accounts::signIn(const Credentials& credentials, bool mayCreate) {
@@ -174,10 +182,10 @@ std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& creden
         return Refused{Reason::Input, "验证码不能为空"};
     const PhoneNumber phone = credentials.number();
     SignInTry attempt = tryOf(credentials);
-    attempt.askedForCode = codes_.isAskedFrom(phone, attempt.address);
+    attempt.askedForCode = codes_.isAskedFrom(phone, credentials.address);
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
         return tooMany(manyFailures, wait);
-    if (!codes_.redeem(phone, code, attempt.address)) {
+    if (!codes_.redeem(phone, code, credentials.address)) {
         limits_.failed(attempt);
         return Refused{Reason::WrongCode, "验证码错误或已失效"};
     }
@@ -201,6 +209,8 @@ SignedIn Accounts::admitted(const SignInTry& attempt, SignedIn signedIn) {
     limits_.succeeded(attempt);
     if (!attempt.fromKnownPlace && !attempt.address.empty())
         store_.addAddress(signedIn.user.id, attempt.address);
+    if (attempt.address != attempt.device && !attempt.device.empty())
+        store_.addAddress(signedIn.user.id, attempt.device);
     return signedIn;
 }
 

@@ -18,6 +18,7 @@ struct Credentials {
     std::string phone;
     std::string secret;       ///< a password, or a login code
     std::string address = {}; ///< of the peer
+    std::string device = {};  ///< a secret of the device's own, where its client sends one
 
     /// The number without what people put into one to read it more easily.
     PhoneNumber number() const;

@@ -9,9 +9,10 @@ namespace parlowen::service {
 /// Who tries to sign in as whom.
 struct SignInTry {
     std::string number;          ///< dialling code and number
-    std::string address;         ///< of the peer
-    bool fromKnownPlace = false; ///< the number has signed in from that address before
+    std::string address;         ///< of the peer; the device, where the number has signed in from that before
+    bool fromKnownPlace = false; ///< the number has signed in from that address or device before
     bool askedForCode = false;   ///< the code that is good now was asked for from there
+    std::string device = {};     ///< what it is known by; empty where it does not say
 
     bool isOfTheOwners() const { return fromKnownPlace || askedForCode; }
 };
@@ -26,10 +27,10 @@ struct KeptFailures {
 /// Keeps them beyond the end of the process. May block; does not throw.
 using KeepFailures = std::function<void(const std::vector<KeptFailures>&)>;
 
-/// The limits of guessing: by number and by address apart. Whoever tries from an address that the number has signed in
-/// from before, or that its code was asked for from, meets a limit of that pair alone, so that strangers lock nobody
-/// out of their account. An address is counted once for each number that it fails at: whoever guesses at one number
-/// shuts nobody at the same address out. Thread-safe.
+/// The limits of guessing: by number and by address apart. Whoever tries from an address or a device that the number
+/// has signed in from before, or from an address that its code was asked for from, meets a limit of that pair alone, so
+/// that strangers lock nobody out of their account. An address is counted once for each number that it fails at:
+/// whoever guesses at one number shuts nobody at the same address out. Thread-safe.
 class SignInLimits {
 public:
     static constexpr FailureRule byNumber{5, std::chrono::seconds(60), std::chrono::seconds(900)};

@@ -18,7 +18,7 @@ constexpr int notDelivered = 1007;
 
 Credentials credentialsIn(const nlohmann::json& body, const char* secret, const HttpRequest& request) {
     return {textMember(body, "country_code"), textMember(body, "phone"), textMember(body, secret),
-            request.origin.network()};
+            request.origin.network(), std::string(request.header("Device"))};
 }
 
 HttpResponse refusedReply(const Refused& refused) { return failure(static_cast<int>(refused.reason), refused.message); }

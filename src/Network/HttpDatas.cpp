@@ -110,6 +110,7 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     request.setRawHeader("Content-Type", "application/json");
     request.setRawHeader("platform", "macOS");
     request.setRawHeader("lan", "zh-Hans");
+    request.setRawHeader("Device", settings_.deviceOf(url->toString()));
     nameLanguage(request);
     if (const std::optional<QString> token = settings_.loginToken())
         authorize(request, *token);

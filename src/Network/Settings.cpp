@@ -4,8 +4,11 @@
 #include <Foundation/LocalTrust.h>
 #include <Foundation/UserDefaults.h>
 
+#include <QCryptographicHash>
+#include <QRandomGenerator>
 #include <QSettings>
 #include <QUrl>
+#include <array>
 
 namespace parlowen {
 
@@ -147,6 +150,17 @@ void Settings::setUiLanguage(Language language) {
 }
 
 std::optional<QString> Settings::fuwuqiKey() const { return read(SettingsKeys::fuwuqiKey); }
+
+QByteArray Settings::deviceOf(const QString& baseUrl) {
+    auto secret = read(SettingsKeys::deviceSecret);
+    if (!secret) {
+        std::array<quint32, 8> random{};
+        QRandomGenerator::system()->fillRange(random.data(), random.size());
+        secret = QString::fromLatin1(QByteArray::fromRawData(reinterpret_cast<const char*>(random.data()), 32).toHex());
+        write(SettingsKeys::deviceSecret, secret);
+    }
+    return QCryptographicHash::hash((*secret + originOf(baseUrl)).toUtf8(), QCryptographicHash::Sha256).toHex();
+}
 
 void Settings::clearRejectedSignIn() {
     if (!hasTokenOfBackend())

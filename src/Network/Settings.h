@@ -34,6 +34,7 @@ inline constexpr SettingsKey<qint64> sessionWindowOpacity{"sessionWindowOpacity"
 inline constexpr SettingsKey<bool> globalShortcuts{"globalShortcuts"};
 inline constexpr SettingsKey<QString> uiLanguage{"uiLanguage"};
 inline constexpr SettingsKey<QString> fuwuqiKey{"fuwuqi_key"};
+inline constexpr SettingsKey<QString> deviceSecret{"deviceSecret"};
 } // namespace SettingsKeys
 
 /// Typed access to the settings. Every read goes to the store. Writing an absent value removes the key. A stored record
@@ -96,6 +97,10 @@ public:
 
     /// Stands in for the request layer's base URL; the application never writes it.
     std::optional<QString> fuwuqiKey() const;
+
+    /// What this device is known by to a backend: 64 hexadecimal digits that tell neither another backend's nor
+    /// anything of the device, and that nobody guesses. The same until the settings are erased.
+    QByteArray deviceOf(const QString& baseUrl);
 
     /// What a reply with HTTP status 401 takes away: the token and the profile. Automatic sign-in stays as it is.
     void clearRejectedSignIn();

@@ -64,6 +64,7 @@ TEST_F(HttpDatasTest, RequestsCarryTheirHeadersAndParametersInTheQueryOrTheBody)
     outcomeOf("/list", HttpMethod::GET, params);
     EXPECT_EQ(line() + lastRequest().body, "GET /list?a=1&b=1&id=9007199254740993");
     EXPECT_EQ(lastRequest().header("Authorization"), std::nullopt);
+    const auto device = lastRequest().header("Device");
     settings_.setLoginToken("abc"); // read anew for each request
     outcomeOf("/change/2", HttpMethod::PUT);
     EXPECT_EQ(line() + lastRequest().body, "PUT /change/2");
@@ -77,6 +78,8 @@ TEST_F(HttpDatasTest, RequestsCarryTheirHeadersAndParametersInTheQueryOrTheBody)
                                       {"Accept-Language", "zh-Hans"},
                                       {"Authorization", "Bearer abc"}})
         EXPECT_EQ(lastRequest().header(name), value) << name;
+    EXPECT_EQ(device, lastRequest().header("Device"));
+    EXPECT_NE(device, settings_.deviceOf("https://elsewhere.example"));
 }
 
 TEST_F(HttpDatasTest, TheBaseIsTheOverrideThenTheBuiltInOne) {

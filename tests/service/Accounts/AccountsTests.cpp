@@ -115,16 +115,18 @@ TEST_F(AccountRules, GuessingANumberIsSlowedDownForLongerEachTime) {
 TEST_F(AccountRules, StrangersLockNobodyOutAndAnAddressIsSlowedDownOverAllNumbers) {
     Credentials owner = known;
     owner.address = "127.0.0.2";
+    owner.device = "mine";
     tokenOf(owner);
     Credentials guess{"86", known.phone, "guess-1", "127.0.0.3"};
     for (int i = 0; i <= SignInLimits::byNumber.free; ++i)
         refusal(guess);
     EXPECT_EQ(refusal(guess), Reason::TooManyFailures);
     EXPECT_EQ(refusal(owner), std::nullopt) << "from where the number signed in before";
-    owner.secret = "guess-1";
+    guess.address = owner.address;
     for (int i = 0; i < SignInLimits::byPair.free; ++i)
-        EXPECT_EQ(refusal(owner), Reason::WrongPassword);
-    EXPECT_EQ(refusal(owner), Reason::TooManyFailures) << "which has a limit, too";
+        EXPECT_EQ(refusal(guess), Reason::WrongPassword);
+    EXPECT_EQ(refusal(guess), Reason::TooManyFailures) << "which has a limit, too";
+    EXPECT_EQ(refusal(owner), std::nullopt) << "on the device that it signed in from, beside somebody who guesses";
 
     SignInLimits limits([this] { return now; });
     const auto tryFor = [&](int number, const char* address) {
