@@ -295,7 +295,7 @@ void AccountStore::setType(std::int64_t userId, std::int64_t type) {
 }
 
 void AccountStore::endSession(std::string_view tokenHash) {
-    database_.use([&](SQLite::Database& database) {
+    database_.useWithReserve([&](SQLite::Database& database) {
         SQLite::Statement remove(database, "DELETE FROM sessions WHERE token_hash = ?");
         bindHash(remove, 1, tokenHash);
         remove.exec();

@@ -13,6 +13,7 @@ namespace parlowen::service {
 namespace {
 
 constexpr int busyMilliseconds = 5'000;
+constexpr off_t reserveBytes = 256 * 1024; // for the pages that a small change adds to the log
 constexpr int applicationId = 0x5061'726c;
 
 /// Each entry leads from the version that is its index to the next one.
@@ -127,7 +128,8 @@ void migrate(SQLite::Database& database) {
 } // namespace
 
 Database::Database(const std::filesystem::path& file)
-    : file_(file) {
+    : file_(file)
+    , reserve_(file.string() + ".reserve") {
     makePrivate(file);
     try {
         connection_.emplace(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, busyMilliseconds);
@@ -141,7 +143,20 @@ Database::Database(const std::filesystem::path& file)
     } catch (const SQLite::Exception& problem) {
         throw storeError("cannot use the database ", problem);
     }
+    keepReserve();
 }
+
+void Database::keepReserve() const {
+    const int descriptor = ::open(reserve_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return; // it is there, most often
+    const bool isKept = ::posix_fallocate(descriptor, 0, reserveBytes) == 0;
+    ::close(descriptor);
+    if (!isKept)
+        giveUpReserve();
+}
+
+bool Database::giveUpReserve() const { return ::unlink(reserve_.c_str()) == 0; }
 
 StoreError Database::storeError(const std::string& doing, const SQLite::Exception& problem) const {
     const int code = problem.getExtendedErrorCode();

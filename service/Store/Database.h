@@ -40,10 +40,28 @@ public:
         }
     }
 
+    /// As use(), for what has to succeed on a full disk, too: where it takes no more data, a file that keeps room for
+    /// this is given up, and made anew by the next call that has the room.
+    template<typename Work>
+    auto useWithReserve(Work work) {
+        try {
+            keepReserve();
+            return use(work);
+        } catch (const StoreError& problem) {
+            if (!problem.cannotWrite || !giveUpReserve())
+                throw;
+            return use(work);
+        }
+    }
+
 private:
+    void keepReserve() const;
+    /// Whether there was one.
+    bool giveUpReserve() const;
     StoreError storeError(const std::string& doing, const SQLite::Exception& problem) const;
 
     const std::filesystem::path file_;
+    const std::filesystem::path reserve_;
     std::optional<SQLite::Database> connection_;
     std::mutex mutex_;
 };
