@@ -56,9 +56,7 @@ void writeTemporary(const fs::path& temporary, std::string_view contents) {
 /// For root, who most often means to do something for that user.
 std::string hintAt(uid_t owner) {
     const passwd* known = ::geteuid() == 0 ? ::getpwuid(owner) : nullptr;
-    return known == nullptr
-               ? ""
-               : std::string("; run this as that user, such as by: runuser -u ") + known->pw_name + " -- …";
+    return known == nullptr ? "" : std::string("; run this as that user, by sudo -H -u ") + known->pw_name;
 }
 
 } // namespace

@@ -112,6 +112,7 @@ struct RawOptions {
     std::string captchaListen;
     std::string loginMethod;
     std::string sessionDays;
+    bool usuallyCreates = false;
     std::string data;
     std::string config;
     std::string question;
@@ -163,6 +164,8 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
     all.add_options()
         ("data", text(raw.data, "DIR")->default_value(defaultDataDirectory().string()),
          "where accounts and certificates are kept")
+        ("usually-create-accounts", po::bool_switch(&raw.usuallyCreates),
+         "as --create-accounts, where the configuration file says nothing of it; for a unit of systemd")
         ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
         ("set-password", po::value<std::string>()->value_name("NUMBER"),
          "give a number, such as \"+86 13800000000\", its password, which is read from standard input; makes its account "
@@ -269,7 +272,8 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     std::error_code why;
     const auto kind = std::filesystem::status(options.config, why).type();
     if (kind == std::filesystem::file_type::none)
-        return "the configuration file " + options.config.string() + " cannot be looked at: " + why.message();
+        return "the configuration file " + options.config.string() + " cannot be looked at: " + why.message() +
+               (isNamed ? "" : "; its place follows HOME and XDG_CONFIG_HOME, --config names another");
     if (kind != std::filesystem::file_type::not_found) {
         if (auto problem = readConfigFile(options.config, inFiles, ofArguments, values))
             return problem;
@@ -277,6 +281,8 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
         return "there is no file " + options.config.string();
     }
     po::notify(values);
+    if (raw.usuallyCreates && values["create-accounts"].defaulted())
+        options.createAccounts = raw.loginMethod != "code"; // where it would do nothing
     if (values.count("catalogue") > 0)
         options.catalogue = values["catalogue"].as<std::string>();
     if (values.count("print-prompt") > 0)

@@ -194,9 +194,12 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
                         "::1\nsession-days = 7"),
               "");
     const ServiceOptions server = parsed({"--config", here});
+    EXPECT_TRUE(parsed({"--config", "/dev/null", "--usually-create-accounts"}).createAccounts);
     EXPECT_EQ(server.contact, "https://example.org/?a=b");
     EXPECT_TRUE(server.createAccounts && server.sessionDays == 7 && server.proxies.front() == "::1");
     EXPECT_EQ(server.hosts, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(problemOf("create-accounts = no"), "");
+    EXPECT_FALSE(parsed({"--config", here, "--usually-create-accounts"}).createAccounts);
     EXPECT_EQ(problemOf(good, {"--answers-temperature", "3"}), "answers-temperature: 3 is not from 0 to 2");
     EXPECT_NE(parseOptions({"--config", here + "-none"}).error().find("there is no file"), std::string::npos);
 
