@@ -3,6 +3,7 @@
 #include "Wording.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/url/parse.hpp>
 
 namespace parlowen::service {
@@ -52,6 +53,15 @@ bool sameWord(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lowered(x) == lowered(y); });
 }
 
+bool namesLoopback(std::string_view host) {
+    const auto authority = boost::urls::parse_authority({host.data(), host.size()});
+    if (!authority || authority->has_userinfo())
+        return false;
+    boost::system::error_code noAddress;
+    const auto address = boost::asio::ip::make_address(authority->host_address(), noAddress);
+    return noAddress ? sameWord(std::string(authority->host()), "localhost") : address.is_loopback();
+}
+
 std::optional<boost::urls::url_view> parsedTarget(std::string_view target) {
     const auto parsed = boost::urls::parse_origin_form({target.data(), target.size()});
     return parsed ? std::optional(*parsed) : std::nullopt;
@@ -93,8 +103,12 @@ std::string HttpRequest::Origin::network() const {
 }
 
 bool HttpRequest::isLocal() const {
-    return !origin.viaProxy && origin.peer.is_loopback() && header("Forwarded").empty() &&
-           header("X-Forwarded-For").empty();
+    constexpr std::array ofProxies{
+        "Forwarded",         "Via",      "X-Forwarded-For", "X-Forwarded-Host", "X-Forwarded-Port",
+        "X-Forwarded-Proto", "X-Real-IP"};
+    const bool isPassedOn = origin.viaProxy || std::any_of(ofProxies.begin(), ofProxies.end(),
+                                                           [this](const char* name) { return raw.count(name) > 0; });
+    return !isPassedOn && origin.peer.is_loopback() && namesLoopback(header("Host"));
 }
 
 void HttpResponse::speakEnglish() {

@@ -27,6 +27,9 @@ using boost::beast::http::verb;
 /// reads a byte behind both.)
 bool sameWord(std::string_view a, std::string_view b);
 
+/// Whether the text of a Host header is an address of the loopback interface, or "localhost".
+bool namesLoopback(std::string_view host);
+
 /// A request's body as a text that grows as it comes: no room is made for what a header only promises.
 struct RequestBody {
     using value_type = std::string;
@@ -100,7 +103,8 @@ public:
         if (origin.signedIn)
             origin.signedIn(user);
     }
-    /// Whether the request was made on this machine, and was not passed on by a proxy.
+    /// Whether the request was made on this machine for this machine, as far as can be told: by a loopback name, and
+    /// with nothing that proxies add, whether they are known or not.
     bool isLocal() const;
 
 private:

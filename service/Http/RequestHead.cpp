@@ -88,13 +88,9 @@ bool isAllowedHost(std::string_view host, const HeadRules& rules) {
     const auto authority = boost::urls::parse_authority({host.data(), host.size()});
     if (!authority || authority->has_userinfo())
         return false;
-    error_code noAddress;
-    const auto address = boost::asio::ip::make_address(authority->host_address(), noAddress);
-    std::string name = authority->host();
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    const bool isHere = noAddress ? name == "localhost" : address.is_loopback();
-    return isHere || std::find(rules.hosts.begin(), rules.hosts.end(), name) != rules.hosts.end();
+    const std::string name = authority->host();
+    return namesLoopback(host) || std::any_of(rules.hosts.begin(), rules.hosts.end(),
+                                              [&name](const std::string& own) { return sameWord(own, name); });
 }
 
 std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadRules& rules) {

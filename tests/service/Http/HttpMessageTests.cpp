@@ -57,10 +57,17 @@ TEST(HttpMessage, WhatIsSaidToPeopleIsSaidInTheirLanguage) {
 
 TEST(HttpMessage, OnlyThisMachineIsLocal) {
     RawRequest raw(verb::get, "/", 11);
-    EXPECT_TRUE(from(raw).isLocal() && from(raw, "::1").isLocal());
+    for (const char* host : {"localhost:1", "[::1]", "127.0.0.1"}) {
+        raw.set("Host", host);
+        EXPECT_TRUE(from(raw).isLocal() && from(raw, "::1").isLocal()) << host;
+    }
     EXPECT_FALSE(from(raw, "192.168.1.2").isLocal());
-    raw.set("X-Forwarded-For", "203.0.113.9");
-    EXPECT_FALSE(from(raw).isLocal()) << "passed on by a proxy";
+    for (const auto& [name, value] :
+         {std::pair("Host", "parlowen.example"), {"Via", "1.1 x"}, {"X-Forwarded-For", ""}}) {
+        RawRequest passedOn = raw;
+        passedOn.set(name, value);
+        EXPECT_FALSE(from(passedOn).isLocal()) << name;
+    }
 }
 
 TEST(RequestHead, AKnownProxySaysWhoAsks) {
@@ -68,6 +75,7 @@ TEST(RequestHead, AKnownProxySaysWhoAsks) {
     const HeadRules rules{true, {"example.org"}, {at("127.0.0.1")}};
     RawRequest raw(verb::get, "/", 11);
     const auto target = parsedTarget("/").value();
+    raw.set("Host", "localhost");
     EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("127.0.0.1"));
     EXPECT_FALSE(HttpRequest(raw, target, originOf(raw, at("127.0.0.1"), rules)).isLocal()) << "without a word of it";
     raw.set("X-Forwarded-For", "198.51.100.1, 127.0.0.1, 203.0.113.9");
