@@ -1,5 +1,6 @@
 #include "SignInRoutes.h"
 
+#include "Http/CountedLine.h"
 #include "Http/Wording.h"
 
 #include <atomic>
@@ -23,11 +24,26 @@ Credentials credentialsIn(const nlohmann::json& body, const char* secret, const 
 
 HttpResponse refusedReply(const Refused& refused) { return failure(static_cast<int>(refused.reason), refused.message); }
 
-HttpResponse signInReply(const std::variant<SignedIn, Refused>& outcome, const ResumeOfUser& resumeOf) {
+void countSignIn(CountedLines::SignIn outcome, const HttpRequest& request) {
+    countedLines().signIns.count(outcome, request.origin.peer.to_string());
+}
+
+void countCode(CountedLines::Code outcome, const HttpRequest& request) {
+    countedLines().codes.count(outcome, request.origin.peer.to_string());
+}
+
+HttpResponse refusedSignIn(const Refused& refused, const HttpRequest& request) {
+    const bool hasToWait = refused.reason == Refused::Reason::TooManyFailures;
+    countSignIn(hasToWait ? CountedLines::ToWait : CountedLines::Wrong, request);
+    return refusedReply(refused);
+}
+
+HttpResponse signInReply(const std::variant<SignedIn, Refused>& outcome, const SignInParts& parts,
+                         const HttpRequest& request) {
     if (const auto* refused = std::get_if<Refused>(&outcome))
-        return refusedReply(*refused);
+        return refusedSignIn(*refused, request);
     const auto& signedIn = std::get<SignedIn>(outcome);
-    return success(signInData(signedIn.user, resumeOf, signedIn.token));
+    return success(signInData(signedIn.user, parts.resumeOf, signedIn.token));
 }
 
 /// Answers at once what needs no hashing, the rest in its turn.
@@ -42,21 +58,23 @@ asio::awaitable<HttpResponse> signInByPassword(const SignInParts& parts, const H
         refused = parts.accounts.refusal(credentials);
         if (!refused)
             place = parts.accounts.placeOf(credentials);
-        return refused ? refusedReply(*refused) : HttpResponse{.status = 0};
+        return refused ? refusedSignIn(*refused, request) : HttpResponse{.status = 0};
     };
     HttpResponse early = co_await withStore(request, std::move(look));
     if (early.status != 0)
         co_return early;
     const bool mayCreate = parts.createByPassword && parts.method == LoginMethod::Password && request.isLocal();
-    auto check = [&parts, &credentials, mayCreate] {
+    auto check = [&parts, &credentials, &request, mayCreate] {
         try {
-            return signInReply(parts.accounts.signIn(credentials, mayCreate), parts.resumeOf);
+            return signInReply(parts.accounts.signIn(credentials, mayCreate), parts, request);
         } catch (const StoreError& problem) {
             return storeFailure(problem);
         }
     };
     auto hashing = parts.hashing.run(std::move(place), std::move(check));
     auto reply = co_await std::move(hashing);
+    if (!reply)
+        countSignIn(CountedLines::WithoutPlace, request);
     co_return reply ? *std::move(reply) : busy("登录的人太多", HashingQueue::untilRoom);
 }
 
@@ -66,7 +84,7 @@ asio::awaitable<HttpResponse> signInByCode(const SignInParts& parts, const HttpR
         co_return badRequest();
     const Credentials credentials = credentialsIn(*body, "code", request);
     co_return co_await withStore(request,
-                                 [&] { return signInReply(parts.accounts.signInByCode(credentials), parts.resumeOf); });
+                                 [&] { return signInReply(parts.accounts.signInByCode(credentials), parts, request); });
 }
 
 /// Sends what was issued; a code that could not be sent costs the number nothing.
@@ -87,19 +105,24 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
     if (const auto mistyped = Accounts::problemOf(credentials.number()))
         co_return refusedReply(*mistyped); // before it uses a captcha up
     const std::string captcha = textMember(*body, "data");
-    if (!parts.redeemCaptcha(captcha))
+    if (!parts.redeemCaptcha(captcha)) {
+        countCode(CountedLines::CodeWithoutCaptcha, request);
         co_return failure(wrongCaptcha, "安全验证无效或已过期，请重新验证");
+    }
     if (++deliveries > mostDeliveries) {
         --deliveries;
         parts.giveCaptchaBack(captcha);
+        countCode(CountedLines::CodeWithoutPlace, request);
         co_return busy("正在发送的验证码过多", deliveryTime);
     }
     const bool isEnglish = prefersEnglish(request.header("Accept-Language"));
     auto work = [&] {
         const auto issued = parts.accounts.issueCode(credentials);
         const auto* code = std::get_if<std::string>(&issued);
-        if (!code)
+        if (!code) {
             parts.giveCaptchaBack(captcha);
+            countCode(CountedLines::CodeToWait, request);
+        }
         return code ? deliver(parts, {credentials.number(), *code, isEnglish})
                     : refusedReply(std::get<Refused>(issued));
     };

@@ -42,8 +42,6 @@ auto loggingFailures(const HttpRequest& request, Function function) -> std::opti
     }
 }
 
-HttpResponse crowded() { return busy("连接的人太多", std::chrono::seconds(3)); }
-
 asio::awaitable<HttpResponse> answer(const Handler& handler, const HttpRequest& request) {
     try {
         auto reply = handler(request);
@@ -83,8 +81,7 @@ public:
         limitTo(limits_.handshake);
         if constexpr (isTls)
             co_await stream_.async_handshake(asio::redirect_error(asio::use_awaitable, failed));
-        bool open = !failed;
-        while (open)
+        for (bool open = !failed; open;)
             open = co_await serveOne();
     }
 
@@ -146,7 +143,7 @@ private:
                                                            const Parser& parser) {
         const bool mayBeAUsers = !request.bearerToken().empty() || !request.query("Authorization").empty();
         if (place_->isSurplus() && !mayBeAUsers)
-            co_return crowded();
+            co_return crowded(request);
         if (match.route == nullptr)
             co_return match.allow.empty() ? notFound() : methodNotAllowed(match.allow);
         const RouteRules& rules = match.route->rules;
@@ -161,7 +158,7 @@ private:
         }
         const bool isUpgrade = std::holds_alternative<WebSocketHandler>(match.route->handler); // is looked up later
         if (!isUpgrade && place_->isSurplus())
-            co_return crowded();
+            co_return crowded(request);
         const bool fits = parser.content_length().value_or(0) <= rules.bodyBytes;
         co_return fits ? std::nullopt : std::optional(tooLarge());
     }

@@ -1,5 +1,7 @@
 #include "OpenConnections.h"
 
+#include "CountedLine.h"
+
 #include <sys/socket.h>
 #include <tuple>
 
@@ -42,6 +44,7 @@ bool OpenConnections::makeRoom(const Condition& among, std::size_t few) {
     if (!chosen)
         return false;
     chosen->leaving = true;
+    countedLines().connections.countQuietly(CountedLines::GaveWay, chosen->peer);
     ::shutdown(chosen->socket, SHUT_RDWR);
     return true;
 }

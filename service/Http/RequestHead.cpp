@@ -1,13 +1,12 @@
 #include "RequestHead.h"
 
+#include "CountedLine.h"
 #include "Log.h"
 
 #include <algorithm>
-#include <atomic>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/url/parse.hpp>
-#include <ctime>
 
 namespace parlowen::service {
 
@@ -110,16 +109,13 @@ std::optional<HttpResponse> refusalOfHead(const RawRequest& request, const HeadR
 }
 
 void noteForeigner(const RawRequest& request, const HeadRules& rules) {
-    static std::atomic<std::time_t> nextNote{0};
-    constexpr std::time_t pause = 60;
+    static OnceAMinute pause;
     constexpr std::size_t longest = 100;
     const std::string_view host = text(request[http::field::host]).substr(0, longest);
     const std::string_view origin = text(request[http::field::origin]).substr(0, longest);
     const bool isForeignHost = !host.empty() && !isAllowedHost(host, rules);
     const bool isForeignOrigin = !isOwnOrigin(request, rules);
-    const std::time_t now = std::time(nullptr);
-    std::time_t due = nextNote;
-    if (!(isForeignHost || isForeignOrigin) || now < due || !nextNote.compare_exchange_strong(due, now + pause))
+    if (!(isForeignHost || isForeignOrigin) || !pause.isDue())
         return;
     logLine(isForeignHost ? "refused: asked for by the name " + compactJson(host) + ", which no --host names"
                           : "refused: a page of " + compactJson(origin) + " asked for " + compactJson(host));
@@ -174,6 +170,11 @@ std::optional<HttpResponse> replyTo(const error_code& problem) {
     if (!silent && problem.category() == make_error_code(http::error::bad_method).category())
         return badRequest();
     return std::nullopt;
+}
+
+HttpResponse crowded(const HttpRequest& request) {
+    countedLines().connections.count(CountedLines::Refused, request.origin.peer.to_string());
+    return busy("连接的人太多", std::chrono::seconds(3));
 }
 
 } // namespace parlowen::service

@@ -48,4 +48,7 @@ HttpRequest::Origin originOf(const RawRequest& request, boost::asio::ip::address
 /// The reply to a request that could not be read, or none when there is nobody to reply to.
 std::optional<HttpResponse> replyTo(const boost::system::error_code& problem);
 
+/// The reply to a request for which there is no room, which the log counts.
+HttpResponse crowded(const HttpRequest& request);
+
 } // namespace parlowen::service

@@ -1,6 +1,7 @@
 #include "Server.h"
 
 #include "Connection.h"
+#include "CountedLine.h"
 #include "Log.h"
 
 #include <algorithm>
@@ -103,9 +104,10 @@ void Server::Core::listen() {
 }
 
 void Server::Core::accepted(tcp::socket socket) {
-    auto place = connections.enter(socket.native_handle(), peerOf(socket, options.proxies));
+    const std::string peer = peerOf(socket, options.proxies);
+    auto place = connections.enter(socket.native_handle(), peer);
     if (!place)
-        return;
+        return countedLines().connections.count(CountedLines::Refused, peer);
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     socket.set_option(tcp::socket::send_buffer_size(sendBuffer), ignored);

@@ -8,6 +8,7 @@
 #include "Chat/ChatTranslator.h"
 #include "Cloud/TranscriptionEngine.h"
 #include "Http/Certificates.h"
+#include "Http/CountedLine.h"
 #include "Http/Log.h"
 #include "Http/PrivateFiles.h"
 #include "Http/Server.h"
@@ -221,6 +222,7 @@ struct Service::Parts {
         std::condition_variable_any stopped;
         std::unique_lock hold(mutex);
         while (!stopped.wait_for(hold, stop, every, [&stop] { return stop.stop_requested(); })) {
+            countedLines().sayDue();
             try {
                 speech->tokens.endLapsed();
             } catch (const StoreError& problem) {
@@ -261,6 +263,7 @@ struct Service::Parts {
             region->stop();
         server.stop();
         speechNotes.join();
+        countedLines().sayRest();
     }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;

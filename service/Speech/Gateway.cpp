@@ -1,6 +1,7 @@
 #include "Gateway.h"
 
 #include "ApertiumTranslator.h"
+#include "Http/CountedLine.h"
 #include "Http/HttpMessage.h"
 #include "Http/UserPlaces.h"
 #include "Http/Workers.h"
@@ -67,6 +68,7 @@ asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpReque
     request.isOf(token->user());
     const auto place = state->places.take(token->user());
     if (!place) {
+        countedLines().speech.count(CountedLines::SpeechWithoutPlace, request.origin.peer.to_string());
         co_await refuse(stream, busy("语音识别的连接已满", std::chrono::seconds(5)),
                         "All places for speech are taken, come back in 5 seconds");
         co_return;

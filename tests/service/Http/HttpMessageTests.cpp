@@ -1,4 +1,5 @@
 #include "Http/Certificates.h"
+#include "Http/CountedLine.h"
 #include "Http/HttpMessage.h"
 #include "Http/PrivateFiles.h"
 #include "Http/RequestHead.h"
@@ -74,8 +75,8 @@ TEST(RequestHead, AKnownProxySaysWhoAsks) {
     const auto at = [](const char* address) { return boost::asio::ip::make_address(address); };
     const HeadRules rules{true, {"example.org"}, {at("127.0.0.1")}};
     RawRequest raw(verb::get, "/", 11);
-    const auto target = parsedTarget("/").value();
     raw.set("Host", "localhost");
+    const auto target = parsedTarget("/").value();
     EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("127.0.0.1"));
     EXPECT_FALSE(HttpRequest(raw, target, originOf(raw, at("127.0.0.1"), rules)).isLocal()) << "without a word of it";
     raw.set("X-Forwarded-For", "198.51.100.1, 127.0.0.1, 203.0.113.9");
@@ -90,6 +91,23 @@ TEST(RequestHead, AKnownProxySaysWhoAsks) {
     EXPECT_EQ(originOf(raw, at("127.0.0.1"), rules).peer, at("127.0.0.1"));
     EXPECT_TRUE(isAllowedHost("Example.ORG:443", rules) && isAllowedHost("[::1]:1", rules));
     EXPECT_FALSE(isAllowedHost("a.example.org", rules));
+}
+
+TEST(CountedLine, TellsOfAFloodOnceAMinute) {
+    std::vector<std::string> said;
+    CountedLine line("tries", {"wrong", "late"}, [&said](std::string_view text) { said.emplace_back(text); });
+    const auto at = [](int second) { return CountedLine::Time(std::chrono::seconds(second)); };
+    line.count(0, "192.0.2.1", at(0));
+    for (int second = 1; second < 60; ++second)
+        line.count(second % 2, "192.0.2.2", at(second));
+    line.sayDue(at(59));
+    line.sayDue(at(60));
+    line.sayDue(at(200));
+    line.countQuietly(1, "", at(200));
+    line.sayRest(at(200));
+    EXPECT_EQ(said, (std::vector<std::string>{"tries: 1 wrong, from 192.0.2.1",
+                                              "tries: 29 wrong, 30 late in the last 59 s, the latest from 192.0.2.2",
+                                              "tries: 1 late, from a proxy"}));
 }
 
 TEST_F(Certificates, AreMadeOnceForThisUserAlone) {
