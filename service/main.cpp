@@ -113,8 +113,9 @@ ModelCatalogue catalogueOf(const ServiceOptions& options) {
 /// What prints and ends, and may fail.
 int command(const ServiceOptions& options) {
     try {
-        if (options.setPassword)
-            setPassword(options.data, *options.setPassword, std::cin, std::cout);
+        if (options.accounts)
+            carryOut(*options.accounts, options.data, std::chrono::hours(24 * options.sessionDays), std::cin,
+                     std::cout);
         else if (options.printPrompt)
             printPrompt(options, std::cout);
         else if (options.models)
@@ -150,7 +151,7 @@ int main(int argc, char** argv) {
         std::cout << usage();
     else if (options.version)
         std::cout << "parlowen-service " << serviceVersion() << "\n";
-    else if (options.models || !options.getModel.empty() || options.printPrompt || options.setPassword)
+    else if (options.models || !options.getModel.empty() || options.printPrompt || options.accounts)
         return command(options);
     else if (options.printConfig)
         std::cout << sampleConfig();

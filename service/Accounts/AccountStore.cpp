@@ -72,14 +72,21 @@ void noteUse(SQLite::Database& database, std::string_view tokenHash, std::int64_
 }
 
 /// In a transaction. False where the number is known already.
-bool addUser(SQLite::Database& database, const PhoneNumber& phone, const std::string& passwordHash) {
+bool addUser(SQLite::Database& database, const PhoneNumber& phone, const std::string& passwordHash,
+             std::int64_t lastLoginAt) {
     const std::int64_t now = std::time(nullptr);
     database.exec("UPDATE user_ids SET last = last + 1");
     SQLite::Statement insert(database, "INSERT INTO users (id, country_code, phone, nick_name, password_hash, "
                                        "created_at, last_login_at) VALUES ((SELECT last FROM user_ids), ?, ?, ?, ?, ?, "
                                        "?) ON CONFLICT DO NOTHING");
-    SQLite::bind(insert, phone.countryCode, phone.number, firstNickName(phone), passwordHash, now, now);
+    SQLite::bind(insert, phone.countryCode, phone.number, firstNickName(phone), passwordHash, now, lastLoginAt);
     return insert.exec() != 0;
+}
+
+void dropSessionsOf(SQLite::Database& database, std::int64_t userId) {
+    SQLite::Statement end(database, "DELETE FROM sessions WHERE user_id = ?");
+    end.bind(1, userId);
+    end.exec();
 }
 
 } // namespace
@@ -112,7 +119,7 @@ std::optional<User> AccountStore::create(const PhoneNumber& phone, const std::st
     return database_.use([&](SQLite::Database& database) -> std::optional<User> {
         const std::int64_t now = std::time(nullptr);
         SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-        if (!addUser(database, phone, passwordHash))
+        if (!addUser(database, phone, passwordHash, now))
             return std::nullopt;
         insertSession(database, database.getLastInsertRowid(), tokenHash, now);
         auto created = select(database, phone);
@@ -124,16 +131,13 @@ std::optional<User> AccountStore::create(const PhoneNumber& phone, const std::st
 bool AccountStore::setPassword(const PhoneNumber& phone, const std::string& passwordHash) {
     return database_.use([&](SQLite::Database& database) {
         SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-        const bool isNew = addUser(database, phone, passwordHash);
+        const bool isNew = addUser(database, phone, passwordHash, 0);
         if (!isNew) {
             SQLite::Statement update(database,
                                      "UPDATE users SET password_hash = ? WHERE country_code = ? AND phone = ?");
             SQLite::bind(update, passwordHash, phone.countryCode, phone.number);
             update.exec();
-            SQLite::Statement end(database, "DELETE FROM sessions WHERE user_id = (SELECT id FROM users WHERE "
-                                            "country_code = ? AND phone = ?)");
-            SQLite::bind(end, phone.countryCode, phone.number);
-            end.exec();
+            dropSessionsOf(database, select(database, phone)->user.id);
         }
         transaction.commit();
         return isNew;
@@ -143,6 +147,32 @@ bool AccountStore::setPassword(const PhoneNumber& phone, const std::string& pass
 bool AccountStore::hasUsers() {
     return database_.use([](SQLite::Database& database) {
         return SQLite::Statement(database, "SELECT 1 FROM users LIMIT 1").executeStep();
+    });
+}
+
+bool AccountStore::has(std::int64_t userId) {
+    return database_.use([&](SQLite::Database& database) {
+        SQLite::Statement row(database, "SELECT 1 FROM users WHERE id = ?");
+        row.bind(1, userId);
+        return row.executeStep();
+    });
+}
+
+std::vector<AccountStore::Listed> AccountStore::list() {
+    return database_.use([&](SQLite::Database& database) {
+        SQLite::Statement row(
+            database, "SELECT country_code, phone, created_at, last_login_at, (SELECT count(*) FROM sessions WHERE "
+                      "user_id = users.id AND used_at >= ?), EXISTS (SELECT 1 FROM resumes WHERE user_id = users.id "
+                      "AND bound = 1) FROM users ORDER BY id");
+        row.bind(1, std::time(nullptr) - sessionLife_.count());
+        std::vector<Listed> listed;
+        while (row.executeStep())
+            listed.push_back({{row.getColumn(0), row.getColumn(1)},
+                              row.getColumn(2).getInt64(),
+                              row.getColumn(3).getInt64(),
+                              row.getColumn(4).getInt(),
+                              row.getColumn(5).getInt() != 0});
+        return listed;
     });
 }
 
@@ -300,6 +330,14 @@ void AccountStore::endSession(std::string_view tokenHash) {
         bindHash(remove, 1, tokenHash);
         remove.exec();
     });
+}
+
+void AccountStore::endSessionsOf(std::int64_t userId) {
+    database_.use([&](SQLite::Database& database) { dropSessionsOf(database, userId); });
+}
+
+void AccountStore::endAllSessions() {
+    database_.use([](SQLite::Database& database) { database.exec("DELETE FROM sessions"); });
 }
 
 } // namespace parlowen::service

@@ -51,6 +51,17 @@ public:
     /// Adds a user without a session, or gives one another password and ends their sessions; whether it was added.
     bool setPassword(const PhoneNumber& phone, const std::string& passwordHash);
     bool hasUsers();
+    bool has(std::int64_t userId);
+    /// What an operator sees of an account.
+    struct Listed {
+        PhoneNumber phone;
+        std::int64_t createdAt = 0;   ///< seconds since 1970, UTC, as is the next one
+        std::int64_t lastLoginAt = 0; ///< 0: never
+        int openSessions = 0;
+        bool hasResume = false;
+    };
+    /// All of them, the oldest first.
+    std::vector<Listed> list();
     void setPasswordHash(std::int64_t userId, const std::string& passwordHash);
     /// Adds a session to a user.
     User openSession(const PhoneNumber& phone, std::string_view tokenHash);
@@ -61,6 +72,8 @@ public:
     void remove(std::int64_t userId);
     void setType(std::int64_t userId, std::int64_t type);
     void endSession(std::string_view tokenHash);
+    void endSessionsOf(std::int64_t userId);
+    void endAllSessions();
 
     /// That a speech token of a session has an open connection, or has lost its last one.
     void noteSpeechToken(const std::string& token, std::string_view tokenHash, bool open);

@@ -29,6 +29,14 @@ void Exchanges::add(std::int64_t account, Exchange exchange) {
         interview.exchanges.pop_front();
 }
 
+std::vector<std::int64_t> Exchanges::accounts() {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::int64_t> all;
+    for (const auto& [account, interview] : interviews_)
+        all.push_back(account);
+    return all;
+}
+
 void Exchanges::forget(std::int64_t account) {
     const std::lock_guard lock(mutex_);
     interviews_.erase(account);

@@ -30,6 +30,8 @@ public:
     /// The oldest first.
     std::vector<Exchange> of(std::int64_t account);
     void add(std::int64_t account, Exchange exchange);
+    /// The accounts that there are any of.
+    std::vector<std::int64_t> accounts();
     /// Drops those of an account that is gone, and what an answer that still runs would add.
     void forget(std::int64_t account);
 

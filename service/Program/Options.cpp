@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "AccountOptions.h"
 #include "AnswerOptions.h"
 #include "ConfigFile.h"
 #include "Pictures/QrCode.h"
@@ -96,16 +97,6 @@ Problem parseData(const std::string& text, ServiceOptions& options) {
     return std::nullopt;
 }
 
-/// "+86 13800000000".
-Problem parseNumber(const std::string& text, ServiceOptions& options) {
-    const auto blank = text.find(' ');
-    if (text.starts_with('+') && blank != std::string::npos) {
-        options.setPassword = {text.substr(1, blank - 1), text.substr(blank + 1)};
-        return std::nullopt;
-    }
-    return OptionProblem{"set-password", "takes a number such as \"+86 13800000000\", not \"" + text + "\""};
-}
-
 /// What the options are stored in before they are checked.
 struct RawOptions {
     std::string listen;
@@ -117,7 +108,7 @@ struct RawOptions {
     std::string config;
     std::string question;
     std::string resume;
-    std::optional<std::string> number; ///< whose password is set
+    AccountOptions accounts;
     AnswerOptions answers;
     SpeechOptions speech;
 };
@@ -167,9 +158,6 @@ po::options_description description(ServiceOptions& options, RawOptions& raw) {
         ("usually-create-accounts", po::bool_switch(&raw.usuallyCreates),
          "as --create-accounts, where the configuration file says nothing of it; for a unit of systemd")
         ("exit-with-stdin", po::bool_switch(&options.exitWithStdin), "end when standard input is closed")
-        ("set-password", po::value<std::string>()->value_name("NUMBER"),
-         "give a number, such as \"+86 13800000000\", its password, which is read from standard input; makes its account "
-         "where it has none, ends its sign-ins where it has")
         ("models", po::bool_switch(&options.models), "list the speech models: what is here, what can be fetched")
         ("get-model", text(options.getModel, "NAME"), "fetch a speech model of that list, or go on with it")
         ("mirror", text(options.mirror, "ADDRESS"), "where to fetch it from, instead of its makers' place")
@@ -228,8 +216,8 @@ Problem check(const RawOptions& raw, ServiceOptions& options) {
         problem = parseLoginMethod(raw.loginMethod, options);
     if (!problem)
         problem = parseCaptchaListen(raw.captchaListen, options);
-    if (!problem && raw.number)
-        problem = parseNumber(*raw.number, options);
+    if (!problem)
+        problem = raw.accounts.apply(options.accounts);
     if (!problem)
         problem = parseSessionDays(raw.sessionDays, options);
     if (!problem)
@@ -253,7 +241,8 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     RawOptions raw;
     const auto answers = raw.answers.description();
     const auto speech = raw.speech.description();
-    const auto ofArguments = description(options, raw);
+    auto ofArguments = description(options, raw);
+    ofArguments.add(raw.accounts.description());
     po::options_description inFiles;
     inFiles.add(serverDescription(options, raw)).add(answers).add(speech);
     po::options_description all;
@@ -288,8 +277,6 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     if (values.count("print-prompt") > 0)
         options.printPrompt = raw.question;
     options.resume = raw.resume;
-    if (values.count("set-password") > 0)
-        raw.number = values["set-password"].as<std::string>();
     if (const auto problem = check(raw, options)) {
         const std::string text = problem->option + ": " + problem->text;
         const int line = given.contains(problem->option) ? 0 : lineOf(options.config, problem->option);
@@ -335,6 +322,7 @@ std::string usage() {
     text << "Usage: parlowen-service [options]\n\n"
             "The backend of Parlowen for this machine: HTTPS on the loopback interface.\n\n"
          << description(options, raw) << "\n"
+         << raw.accounts.description() << "\n"
          << serverDescription(options, raw) << "\n"
          << raw.answers.description() << "\n"
          << raw.speech.description() << "\nThe configuration file is " << defaultConfigFile().string()

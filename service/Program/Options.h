@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Accounts/AccountStore.h"
+#include "AccountCommands.h"
 #include "Chat/ChatAnswers.h"
 #include "Cloud/RegionTokens.h"
 #include "Cloud/Transcription.h"
@@ -42,7 +42,7 @@ struct ServiceOptions {
     bool checkAnswers = false;              ///< ask the language model something and end
     std::optional<std::string> printPrompt; ///< print what would be sent for that question and end
     std::filesystem::path resume;           ///< a text file for that prompt; empty: none
-    std::optional<PhoneNumber> setPassword; ///< give that number its password and end
+    std::optional<AccountCommand> accounts; ///< carry that out and end
     std::vector<std::string> remarks;       ///< what is set and may not be meant so, each in a line
     bool help = false;
     bool version = false;

@@ -225,10 +225,20 @@ struct Service::Parts {
             countedLines().sayDue();
             try {
                 speech->tokens.endLapsed();
+                forgetTheDeleted();
             } catch (const StoreError& problem) {
                 logLine(problem.what()); // the next time
             }
         }
+    }
+
+    /// Those that the operator deleted meanwhile.
+    void forgetTheDeleted() {
+        if (!model)
+            return;
+        for (const std::int64_t account : model->answers.exchanges.accounts())
+            if (!accounts.store().has(account))
+                forget(account);
     }
 
     /// What is not noted is missed at the next start alone.

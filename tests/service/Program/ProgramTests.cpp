@@ -96,6 +96,15 @@ TEST_F(Program, SetsThePasswordThatItReads) {
     EXPECT_TRUE(made.status == 0 && has(made, "an account was made for +86 13800001234")) << made.output;
     EXPECT_TRUE(has(set("secret\t2"), "control character"));
     EXPECT_TRUE(has(set("secret-2\r"), "the password was changed"));
+    const auto run = [&](const std::string& option) { return ShellRun(command(option)); };
+    EXPECT_TRUE(has(run("--list-accounts"), "+86 13800001234, made 20") &&
+                has(run("--list-accounts"), "never, 0 open, no"));
+    EXPECT_TRUE(has(run("--end-sign-ins all"), "all sign-ins ended in "));
+    EXPECT_EQ(run("--delete-account '+86 138-0000-1234'").status, 0);
+    EXPECT_EQ(run("--list-accounts").output, "");
+    for (const char* option : {"--delete-account", "--end-sign-ins"})
+        EXPECT_EQ(run(option + std::string(" '+86 13800001234'")).status, 1) << option;
+    EXPECT_EQ(run("--end-sign-ins all --list-accounts").status, 2);
     EXPECT_EQ(set("secret-1", "").status, 2);
     EXPECT_EQ(set("secret-1", "+86 no").status, 1);
 }
