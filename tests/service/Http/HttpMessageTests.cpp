@@ -8,6 +8,7 @@
 #include "support/TemporaryDirectory.h"
 #include <future>
 #include <gtest/gtest.h>
+#include <semaphore>
 
 using namespace parlowen::service;
 using namespace parlowen::testing;
@@ -169,13 +170,16 @@ TEST(TurnQueue, RunsOnePieceOfAUserAtATimeAndTheOthersInTurns) {
     std::promise<void> longGoesOn;
     std::promise<void> firstGoesOn;
     std::promise<void> othersRan;
+    std::binary_semaphore runs{0};
     std::mutex mutex;
     std::string order;
     TurnQueue queue(2);
     const auto add = [&](std::int64_t user, const std::string& name, std::promise<void>* waitsFor = nullptr) {
         queue.add(user, [&, name, waitsFor](bool run) {
-            if (waitsFor != nullptr)
+            if (waitsFor != nullptr) {
+                runs.release();
                 waitsFor->get_future().wait();
+            }
             const std::lock_guard lock(mutex);
             order += run ? name : "(" + name + ")";
             if (order.size() == 5)
@@ -185,8 +189,10 @@ TEST(TurnQueue, RunsOnePieceOfAUserAtATimeAndTheOthersInTurns) {
         });
     };
     add(9, "z", &longGoesOn);
+    runs.acquire();
     add(9, "y");
     add(1, "a", &firstGoesOn);
+    runs.acquire();
     for (const auto& [user, name] : {std::pair(1, "b"), {1, "c"}, {2, "d"}, {3, "e"}})
         add(user, name);
     firstGoesOn.set_value();
