@@ -114,6 +114,15 @@ std::optional<User> AccountStore::findByToken(std::string_view tokenHash) {
     });
 }
 
+bool AccountStore::hasSession(std::string_view tokenHash) {
+    return database_.use([&](SQLite::Database& database) {
+        SQLite::Statement row(database, "SELECT 1 FROM sessions WHERE token_hash = ? AND used_at >= ?");
+        bindHash(row, 1, tokenHash);
+        row.bind(2, std::time(nullptr) - sessionLife_.count());
+        return row.executeStep();
+    });
+}
+
 std::optional<User> AccountStore::create(const PhoneNumber& phone, const std::string& passwordHash,
                                          std::string_view tokenHash) {
     return database_.use([&](SQLite::Database& database) -> std::optional<User> {

@@ -45,6 +45,8 @@ public:
     std::optional<KnownUser> find(const PhoneNumber& phone);
     /// Counts as a use of the session, noted once an hour.
     std::optional<User> findByToken(std::string_view tokenHash);
+    /// Whether a session is good; a look alone, no use.
+    bool hasSession(std::string_view tokenHash);
     /// Adds a user with a first session, or neither; none when the number is known already. An empty hash is of no
     /// password: the user signs in by other means.
     std::optional<User> create(const PhoneNumber& phone, const std::string& passwordHash, std::string_view tokenHash);

@@ -241,7 +241,7 @@ std::string Accounts::sessionOf(std::string_view token) { return hashedToken(tok
 
 bool Accounts::sessionLasts(std::string_view session) {
     const std::lock_guard lock(endedMutex_);
-    return !ended_.contains(std::string(session)) && store_.findByToken(session).has_value();
+    return !ended_.contains(std::string(session)) && store_.hasSession(session);
 }
 
 void Accounts::signOut(std::string_view token) {

@@ -78,7 +78,7 @@ public:
     void signOut(std::string_view token);
     /// What the session of a token is known by elsewhere.
     static std::string sessionOf(std::string_view token);
-    /// Whether that session lasts. Throws StoreError.
+    /// Whether that session lasts, which to ask is no use of it. Throws StoreError.
     bool sessionLasts(std::string_view session);
     /// Deletes the token's user with all that the database holds of them; gives whose account it was. Throws
     /// StoreError.

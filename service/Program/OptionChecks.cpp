@@ -70,6 +70,14 @@ Problem outOfRange(const std::string& option, double value, double least, double
     return OptionProblem{option, text.str()};
 }
 
+std::optional<OptionProblem> readWhole(const std::string& option, const std::string& text, int least, int most,
+                                       int& value) {
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (problem == std::errc() && end == text.data() + text.size() && value >= least && value <= most)
+        return std::nullopt;
+    return OptionProblem{option, text + " is not from " + std::to_string(least) + " to " + std::to_string(most)};
+}
+
 Problem readListen(const std::string& option, const std::string& text, std::string& address, std::uint16_t& port) {
     const auto colon = text.rfind(':');
     const auto parsed = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));

@@ -19,6 +19,10 @@ std::string trimmed(const std::string& text);
 /// For a value that has to lie between two others.
 std::optional<OptionProblem> outOfRange(const std::string& option, double value, double least, double most);
 
+/// A whole number that has to lie between two others.
+std::optional<OptionProblem> readWhole(const std::string& option, const std::string& text, int least, int most,
+                                       int& value);
+
 /// Where to listen on this machine: "127.0.0.1:8443", "[::1]:0", "localhost:0".
 std::optional<OptionProblem> readListen(const std::string& option, const std::string& text, std::string& address,
                                         std::uint16_t& port);

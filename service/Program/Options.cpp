@@ -61,16 +61,6 @@ bool isHostName(const std::string& text) {
     });
 }
 
-Problem parseSessionDays(const std::string& text, ServiceOptions& options) {
-    constexpr int longest = 3'650;
-    int& days = options.sessionDays;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), days);
-    const bool isNumber = problem == std::errc() && end == text.data() + text.size();
-    if (isNumber && days >= 1 && days <= longest)
-        return std::nullopt;
-    return OptionProblem{"session-days", text + " is not from 1 to " + std::to_string(longest)};
-}
-
 Problem checkServer(const ServiceOptions& options) {
     for (const std::string& host : options.hosts)
         if (!isHostName(host))
@@ -104,6 +94,7 @@ struct RawOptions {
     std::string loginMethod;
     std::string sessionDays;
     bool usuallyCreates = false;
+    std::string speechPlaces;
     std::string data;
     std::string config;
     std::string question;
@@ -118,6 +109,9 @@ po::options_description serverDescription(ServiceOptions& options, RawOptions& r
     constexpr unsigned lineLength = 110;
     po::options_description all("The server (also in the configuration file)", lineLength);
     const auto text = [](std::string& value, const char* name) { return po::value(&value)->value_name(name); };
+    const auto number = [](std::string& value, int usual) {
+        return po::value(&value)->value_name("NUMBER")->default_value(std::to_string(usual));
+    };
     const auto list = [](std::vector<std::string>& values, const char* name) {
         return po::value(&values)->value_name(name)->composing();
     };
@@ -136,8 +130,10 @@ po::options_description serverDescription(ServiceOptions& options, RawOptions& r
          "the first sign-in of a number by password, from this machine, makes its account")
         ("contact", po::value(&options.contact)->value_name("TEXT"),
          "what the QR code for support says, such as an address; without a \"#\" in the file, where it begins a comment")
-        ("session-days", text(raw.sessionDays, "NUMBER")->default_value(std::to_string(options.sessionDays)),
+        ("session-days", number(raw.sessionDays, options.sessionDays),
          "days without a use, after which a sign-in is over")
+        ("speech-places", number(raw.speechPlaces, options.speechPlaces),
+         "connections for speech at the same time, a quarter of them for one user at most")
         ("host", list(options.hosts, "NAME"),
          "a name that the service may be asked for by, such as a reverse proxy's, beside the loopback ones; once for each")
         ("proxy", list(options.proxies, "ADDRESS"),
@@ -198,6 +194,13 @@ std::vector<std::string> remarksOn(const RawOptions& raw, const ServiceOptions& 
     return remarks;
 }
 
+Problem readNumbers(const RawOptions& raw, ServiceOptions& options) {
+    auto problem = readWhole("session-days", raw.sessionDays, 1, 3'650, options.sessionDays);
+    if (!problem)
+        problem = readWhole("speech-places", raw.speechPlaces, 1, 400, options.speechPlaces);
+    return problem;
+}
+
 /// One that only counts beside another, without it.
 Problem loneOption(const ServiceOptions& options) {
     if (!options.resume.empty() && !options.printPrompt)
@@ -219,7 +222,7 @@ Problem check(const RawOptions& raw, ServiceOptions& options) {
     if (!problem)
         problem = raw.accounts.apply(options.accounts);
     if (!problem)
-        problem = parseSessionDays(raw.sessionDays, options);
+        problem = readNumbers(raw, options);
     if (!problem)
         problem = checkServer(options);
     if (!problem)

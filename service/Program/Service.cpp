@@ -119,6 +119,10 @@ std::unique_ptr<SpeechService> speechOf(const ServiceOptions& options, const Ser
                              std::find(languages.begin(), languages.end(), usualLocale) != languages.end();
     auto speech =
         tuning.speech ? tuning.speech() : SpeechService::withLocalEngines(data, isElsewhere ? "" : usualLocale);
+    if (!tuning.speech) {
+        speech->options.sessions = static_cast<std::size_t>(options.speechPlaces);
+        speech->options.sessionsOfAUser = std::max<std::size_t>(1, speech->options.sessions / 4);
+    }
     if (elsewhere.url.empty())
         return speech;
     auto engine = std::make_shared<TranscriptionEngine>(elsewhere);

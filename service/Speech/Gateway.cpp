@@ -3,10 +3,10 @@
 #include "ApertiumTranslator.h"
 #include "Http/CountedLine.h"
 #include "Http/HttpMessage.h"
-#include "Http/UserPlaces.h"
 #include "Http/Workers.h"
 #include "RecogniserEngine.h"
 #include "SpeechConnection.h"
+#include "SpeechPlaces.h"
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -25,12 +25,12 @@ struct GatewayState {
         : tokens(tokensToUse)
         , engines(enginesToUse)
         , options(optionsToUse)
-        , places(options.sessions, options.sessionsOfAUser) {}
+        , places(options.sessions, options.sessionsOfAUser, options.quiet) {}
 
     SpeechTokens& tokens;
     const EngineSet& engines;
     const SpeechGatewayOptions options;
-    UserPlaces places; ///< for connections
+    SpeechPlaces places;
 };
 
 std::string tokenOf(const HttpRequest& request) {
@@ -73,7 +73,7 @@ asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpReque
                         "All places for speech are taken, come back in 5 seconds");
         co_return;
     }
-    co_await serveSpeech(state->engines, state->options, request, *token, std::move(stream));
+    co_await serveSpeech(state->engines, state->options, request, *token, *place, std::move(stream));
 }
 
 } // namespace

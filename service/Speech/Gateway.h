@@ -13,10 +13,11 @@ namespace parlowen::service {
 
 /// Limits of the speech gateway.
 struct SpeechGatewayOptions {
-    std::size_t sessions = 16;                            ///< at the same time; one more is refused with HTTP 503
-    std::size_t sessionsOfAUser = 4;                      ///< of these
+    std::size_t sessions = 16;                            ///< at the same time; SpeechPlaces says who gets them
+    std::size_t sessionsOfAUser = 4;                      ///< of these; whoever gets none is refused with HTTP 503
     std::size_t unsentBytes = std::size_t{1'024} * 1'024; ///< of messages that a client does not fetch
-    std::chrono::milliseconds idle{180'000};              ///< a connection on which nothing arrives ends after this
+    std::chrono::milliseconds idle{180'000};              ///< a connection on which no sound arrives ends after this
+    std::chrono::milliseconds quiet{30'000};              ///< one without a sound for that long gives way more easily
     std::chrono::milliseconds write{30'000};              ///< a connection that takes no message for that long is cut
     std::chrono::milliseconds closing{10'000};            ///< for opening, and for closing before the connection is cut
 };

@@ -73,9 +73,11 @@ private:
 /// One client's WebSocket. Two parts read and write; run() watches the time, and outlives them whatever they wait for.
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    Connection(const asio::any_io_executor& executor, UpgradedStream stream, const SpeechGatewayOptions& options)
+    Connection(const asio::any_io_executor& executor, UpgradedStream stream, const SpeechGatewayOptions& options,
+               SpeechPlaces::Place& place)
         : executor_(executor)
         , options_(options)
+        , place_(place)
         , socket_(std::in_place, std::move(stream))
         , mailbox_(std::make_shared<Mailbox>(executor_))
         , readable_(executor_)
@@ -99,10 +101,12 @@ private:
     void handleFrame(const beast::flat_buffer& buffer);
     void send(std::string frame);
     void requestClose(const websocket::close_reason& reason);
+    std::function<void()> closing(websocket::close_code code, const char* reason);
     void giveUp();
 
     const asio::any_io_executor executor_;
     const SpeechGatewayOptions options_;
+    SpeechPlaces::Place& place_; ///< may be gone when run() has ended
     std::optional<websocket::stream<UpgradedStream>> socket_;
     std::unique_ptr<SpeechSession> session_;
     const std::shared_ptr<Mailbox> mailbox_;
@@ -112,7 +116,7 @@ private:
     std::deque<std::string> unsent_;
     std::size_t unsentBytes_ = 0;
     std::optional<websocket::close_reason> wantedClose_;
-    Clock::time_point lastArrival_ = Clock::now();
+    Clock::time_point lastSound_ = Clock::now();
     Clock::time_point writeLimit_ = Clock::time_point::max(); ///< of the frame that is being written
     bool over_ = false;
     int parts_ = 0;
@@ -125,12 +129,8 @@ asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpReques
         co_return;
     auto settings = settingsOfRequest(request.path, [&request](std::string_view name) { return request.query(name); });
     session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.slowWorkers));
-    token.whenEnded([mailbox = mailbox_, weak = weak_from_this()] {
-        mailbox->post([weak] {
-            if (const auto self = weak.lock())
-                self->requestClose({websocket::close_code::policy_error, "signed out"});
-        });
-    });
+    token.whenEnded(closing(websocket::close_code::policy_error, "signed out"));
+    place_.whenLost(closing(websocket::close_code::going_away, "the place was needed for somebody else"));
     start(write());
     start(read());
     co_await watchTime();
@@ -168,7 +168,6 @@ asio::awaitable<void> Connection::read() {
         co_await socket_->async_read(buffer, asio::redirect_error(asio::use_awaitable, failed));
         if (failed)
             co_return;
-        lastArrival_ = Clock::now();
         if (!wantedClose_ && !over_)
             handleFrame(buffer);
         buffer.consume(buffer.size());
@@ -178,7 +177,12 @@ asio::awaitable<void> Connection::read() {
 void Connection::handleFrame(const beast::flat_buffer& buffer) {
     const auto data = buffer.cdata();
     const std::string_view frame(static_cast<const char*>(data.data()), data.size());
+    const auto heardBefore = session_->heard();
     const auto close = socket_->got_text() ? session_->onText(frame) : session_->onBinary(frame);
+    if (session_->heard() != heardBefore) {
+        lastSound_ = Clock::now();
+        place_.heard();
+    }
     if (close)
         requestClose({static_cast<websocket::close_code>(close->code), close->reason});
 }
@@ -207,9 +211,9 @@ asio::awaitable<void> Connection::write() {
 /// Returns once the connection has to end: a part has ended, a close is wanted, or a frame takes too long to be sent.
 asio::awaitable<void> Connection::watchTime() {
     while (parts_ == 2 && !wantedClose_ && Clock::now() < writeLimit_) {
-        const auto idleLimit = lastArrival_ + options_.idle;
+        const auto idleLimit = lastSound_ + options_.idle;
         if (Clock::now() >= idleLimit)
-            requestClose({websocket::close_code::normal, "nothing arrived for too long"});
+            requestClose({websocket::close_code::normal, "no sound arrived for too long"});
         else
             co_await changed_.waitUntil(std::min(idleLimit, writeLimit_));
     }
@@ -270,14 +274,25 @@ void Connection::requestClose(const websocket::close_reason& reason) {
     changed_.raise();
 }
 
+/// Asks for a close from any thread.
+std::function<void()> Connection::closing(websocket::close_code code, const char* reason) {
+    return [mailbox = mailbox_, weak = weak_from_this(), code, reason] {
+        mailbox->post([weak, code, reason] {
+            if (const auto self = weak.lock())
+                self->requestClose({code, reason});
+        });
+    };
+}
+
 void Connection::giveUp() { beast::get_lowest_layer(*socket_).close(); }
 
 } // namespace
 
 asio::awaitable<void> serveSpeech(const EngineSet& engines, const SpeechGatewayOptions& options,
-                                  const HttpRequest& request, SpeechTokens::Session& token, UpgradedStream stream) {
+                                  const HttpRequest& request, SpeechTokens::Session& token, SpeechPlaces::Place& place,
+                                  UpgradedStream stream) {
     const auto executor = co_await asio::this_coro::executor;
-    const auto connection = std::make_shared<Connection>(executor, std::move(stream), options);
+    const auto connection = std::make_shared<Connection>(executor, std::move(stream), options, place);
     co_await connection->run(engines, request, token);
 }
 

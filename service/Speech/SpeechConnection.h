@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Gateway.h"
+#include "SpeechPlaces.h"
 
 #include <boost/asio/awaitable.hpp>
 
@@ -9,6 +10,6 @@ namespace parlowen::service {
 /// Serves the speech protocol on a connection whose upgrade request was let in. Returns once it has ended.
 boost::asio::awaitable<void> serveSpeech(const EngineSet& engines, const SpeechGatewayOptions& options,
                                          const HttpRequest& request, SpeechTokens::Session& token,
-                                         UpgradedStream stream);
+                                         SpeechPlaces::Place& place, UpgradedStream stream);
 
 } // namespace parlowen::service

@@ -169,6 +169,7 @@ std::optional<SpeechSession::Close> SpeechSession::giveToEngine(std::string_view
     const auto samples = turn_->input.feed(bytes);
     if (!samples)
         return invalid("audio must be mono PCM of 16 kHz and 16 bit");
+    heard_ += samples->size();
     if (!samples->empty() && !turn_->stream->accept(*samples))
         setFull(true);
     return std::nullopt;

@@ -52,6 +52,8 @@ public:
     std::optional<Close> onBinary(std::string_view frame);
     /// Enough audio waits for the engine: read no further frame until `resume`.
     bool isFull() const { return full_; }
+    /// Samples that turns were given.
+    std::uint64_t heard() const { return heard_; }
 
 private:
     struct Turn;
@@ -76,6 +78,7 @@ private:
     std::unique_ptr<Turn> turn_;
     std::uint64_t turns_ = 0;
     std::optional<std::string> endedId_; ///< of the last turn that ended: audio that still arrives for it is dropped
+    std::uint64_t heard_ = 0;
     bool full_ = false;
 };
 

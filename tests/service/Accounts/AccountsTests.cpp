@@ -237,19 +237,20 @@ TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessionsAndOneThatIsNotUsedEnds) 
         AccountStore::sessionsOfAUser);
     database.use([](SQLite::Database& connection) { connection.exec("DELETE FROM sessions"); });
     const std::string token = tokenOf(known);
-    const auto use = [&](const std::string& time) {
+    const std::string session = Accounts::sessionOf(token);
+    const auto usedAt = [&](const std::string& time) {
         database.use([&](SQLite::Database& connection) { connection.exec("UPDATE sessions SET used_at = " + time); });
-        return accounts.userOf(token).has_value();
     };
-    EXPECT_TRUE(use("unixepoch() - 29 * 86400"));
-    EXPECT_TRUE(accounts.sessionLasts(Accounts::sessionOf(token)));
-    EXPECT_EQ(database.use([](SQLite::Database& connection) {
-        return connection.execAndGet("SELECT unixepoch() - used_at < 60 FROM sessions").getInt();
-    }),
-              1)
-        << "a use is noted";
-    EXPECT_FALSE(use("unixepoch() - 30 * 86400 - 1"));
-    EXPECT_FALSE(accounts.sessionLasts(Accounts::sessionOf(token)));
+    const auto isNoted = [&] {
+        return database.use([](SQLite::Database& connection) {
+            return connection.execAndGet("SELECT unixepoch() - used_at < 60 FROM sessions").getInt() == 1;
+        });
+    };
+    usedAt("unixepoch() - 29 * 86400");
+    EXPECT_TRUE(accounts.sessionLasts(session) && !isNoted()) << "to look is no use";
+    EXPECT_TRUE(accounts.userOf(token) && isNoted());
+    usedAt("unixepoch() - 30 * 86400 - 1");
+    EXPECT_FALSE(accounts.sessionLasts(session) || accounts.userOf(token));
 }
 
 TEST_F(AccountRules, FailuresOutliveARestart) {

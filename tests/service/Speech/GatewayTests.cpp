@@ -152,6 +152,21 @@ TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
     EXPECT_TRUE(placeIsFree(gateway));
 }
 
+TEST(Gateway, WhoeverHasMostPlacesGivesTheOneThatIsQuietForLongestToWhoeverHasFewer) {
+    RunningGateway gateway(scriptedService({.sessions = 2, .idle = 1h, .quiet = 1h}));
+    auto speaking = gateway.client();
+    auto quiet = gateway.client();
+    speaking.send(parlowen::wire::encode({{{"Path", "audio"}, {"X-RequestId", "1"}}, std::string(640, '\0'), true}),
+                  false);
+    ASSERT_EQ(speaking.receive().value().path(), "turn.start");
+    const auto other = gateway.client(plainPath, gateway.speech->tokens.issue({5, {}}));
+    EXPECT_EQ(other.status(), 101U);
+    EXPECT_FALSE(quiet.receive());
+    EXPECT_EQ(quiet.closed(), std::pair(1001U, std::string("the place was needed for somebody else")));
+    EXPECT_EQ(gateway.client().status(), 503U) << "each has one";
+    EXPECT_EQ(gateway.client(plainPath, gateway.speech->tokens.issue({6, {}})).status(), 503U) << "both are new";
+}
+
 TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
     RunningGateway gateway(scriptedService({.idle = 300ms}));
     const auto closeAfter = [&gateway](const auto& act) {
@@ -165,7 +180,7 @@ TEST(Gateway, WhatItCannotDoItSaysInTheClose) {
                   client.send("Path: speech.context\r\n\r\n{\"phraseDetection\":{\"language\":\"zh-CN\"}}");
               }),
               std::pair(1007U, std::string("locale zh-CN is not offered; offered: en-US, en-GB")));
-    EXPECT_EQ(closeAfter([](auto&) {}), std::pair(1000U, std::string("nothing arrived for too long")));
+    EXPECT_EQ(closeAfter([](auto&) {}), std::pair(1000U, std::string("no sound arrived for too long")));
 }
 
 TEST(Gateway, AServerThatStopsEndsItsSessions) {
