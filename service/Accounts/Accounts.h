@@ -66,7 +66,7 @@ public:
     /// A code to send to a number.
     std::variant<std::string, Refused> issueCode(const Credentials& credentials);
     /// What was issued did not reach the number, which it costs nothing.
-    void takeCodeBack(const PhoneNumber& phone) { codes_.takeBack(phone); }
+    void takeCodeBack(const Credentials& credentials) { codes_.takeBack(credentials.number(), credentials.address); }
 
     /// The user that a token stands for. Throws StoreError.
     std::optional<User> userOf(std::string_view token);

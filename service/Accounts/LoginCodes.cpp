@@ -26,36 +26,45 @@ tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNum
     std::string code = randomDigits(6);
     const std::lock_guard lock(mutex_);
     const LimitTime now = clock_();
-    std::erase_if(codes_, [now](const auto& entry) { return entry.second.goodUntil <= now; });
+    std::erase_if(codes_, [&](const auto& entry) {
+        return entry.second.goodUntil <= now || (entry.first == name && entry.second.address == asker.address);
+    });
     if (codes_.size() >= limitedNames)
         codes_.erase(std::min_element(codes_.begin(), codes_.end(), [](const auto& left, const auto& right) {
             return left.second.goodUntil < right.second.goodUntil;
         }));
-    codes_[name] = {hashedToken(code), now + lifetime, asker.address, limitedAs};
+    codes_.insert({name, {hashedToken(code), now + lifetime, asker.address, limitedAs}});
     return code;
 }
 
 bool LoginCodes::redeem(const PhoneNumber& phone, std::string_view code, const std::string& address) {
     const std::string given = hashedToken(code);
     const std::lock_guard lock(mutex_);
-    // A number without a code costs the same comparison as one with a code.
-    const auto known = codes_.find(nameOf(phone));
-    const bool matches = sameBytes(given, known == codes_.end() ? hashedToken({}) : known->second.hash);
-    if (known == codes_.end())
-        return false;
-    Issued& issued = known->second;
-    int& left = address == issued.address ? issued.triesLeft : issued.triesLeftElsewhere;
-    const bool good = left > 0 && matches && issued.goodUntil > clock_();
-    left -= left > 0 ? 1 : 0;
-    if (good || issued.triesLeft == 0)
-        codes_.erase(known);
+    auto right = codes_.end();
+    for (auto [entry, end] = codes_.equal_range(nameOf(phone)); entry != end; ++entry) {
+        Issued& issued = entry->second;
+        int& left = address == issued.address ? issued.triesLeft : issued.triesLeftElsewhere;
+        if (left > 0 && sameBytes(given, issued.hash) && issued.goodUntil > clock_())
+            right = entry;
+        left -= left > 0 ? 1 : 0;
+    }
+    const bool good = right != codes_.end();
+    if (good)
+        codes_.erase(right);
     return good;
+}
+
+LoginCodes::Codes::iterator LoginCodes::find(const PhoneNumber& phone, const std::string& address) {
+    const auto [begin, end] = codes_.equal_range(nameOf(phone));
+    const auto found =
+        std::find_if(begin, end, [&address](const auto& entry) { return entry.second.address == address; });
+    return found == end ? codes_.end() : found;
 }
 
 bool LoginCodes::isAskedFrom(const PhoneNumber& phone, const std::string& address) {
     const std::lock_guard lock(mutex_);
-    const auto known = codes_.find(nameOf(phone));
-    return known != codes_.end() && known->second.address == address && known->second.goodUntil > clock_();
+    const auto known = find(phone, address);
+    return known != codes_.end() && known->second.triesLeft > 0 && known->second.goodUntil > clock_();
 }
 
 void LoginCodes::forget(const PhoneNumber& phone) {
@@ -63,13 +72,14 @@ void LoginCodes::forget(const PhoneNumber& phone) {
     codes_.erase(nameOf(phone));
 }
 
-void LoginCodes::takeBack(const PhoneNumber& phone) {
+void LoginCodes::takeBack(const PhoneNumber& phone, const std::string& address) {
     const std::lock_guard lock(mutex_);
-    const auto issued = codes_.extract(nameOf(phone));
-    if (issued.empty())
+    const auto known = find(phone, address);
+    if (known == codes_.end())
         return;
-    pauses_.takeBack(issued.mapped().limitedAs);
-    days_.takeBack(issued.mapped().limitedAs);
+    pauses_.takeBack(known->second.limitedAs);
+    days_.takeBack(known->second.limitedAs);
+    codes_.erase(known);
 }
 
 } // namespace parlowen::service

@@ -24,18 +24,19 @@ public:
         std::string address;
         bool isKnown = false; ///< the number has signed in from there before
     };
-    /// A new code in place of an older one of the number; the error is how long to wait. Askers that the number knows
-    /// have limits of their own for it, so that strangers use up nobody's day, and cost no address its hour.
+    /// A new code in place of an older one of the number that was asked for from the same address; the error is how
+    /// long to wait. Askers that the number knows have limits of their own for it, so that strangers use up nobody's
+    /// day, and cost no address its hour.
     tl::expected<std::string, std::chrono::seconds> issue(const PhoneNumber& phone, const Asker& asker);
-    /// Whether it is the number's code; if so, it is good no more. A wrong one uses up a try: of the address that the
-    /// code was asked for from, or of all others, so that strangers use up no code of somebody else.
+    /// Whether it is a code of the number; if so, it is good no more. For each of its codes this uses up a try: of the
+    /// address that the code was asked for from, or of all others, so that strangers use up no code of somebody else.
     bool redeem(const PhoneNumber& phone, std::string_view code, const std::string& address);
-    /// Whether the number's code, while it is good, was asked for from there.
+    /// Whether a code of the number that is good there still was asked for from there.
     bool isAskedFrom(const PhoneNumber& phone, const std::string& address);
-    /// Forgets a number's code.
+    /// Forgets a number's codes.
     void forget(const PhoneNumber& phone);
     /// Forgets a code that did not reach the number, and that it was issued; the address has used it all the same.
-    void takeBack(const PhoneNumber& phone);
+    void takeBack(const PhoneNumber& phone, const std::string& address);
 
 private:
     struct Issued {
@@ -47,12 +48,16 @@ private:
         int triesLeftElsewhere = tries;
     };
 
+    using Codes = std::multimap<std::string, Issued>; ///< by nameOf(), one for each address that asked
+
+    Codes::iterator find(const PhoneNumber& phone, const std::string& address);
+
     const LimitClock clock_;
     RateLimit pauses_;
     RateLimit days_;
     RateLimit addresses_;
     std::mutex mutex_;
-    std::map<std::string, Issued> codes_; ///< by nameOf()
+    Codes codes_;
 };
 
 } // namespace parlowen::service
