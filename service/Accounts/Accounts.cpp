@@ -4,7 +4,6 @@
 #include "Secrets.h"
 
 #include <algorithm>
-#include <boost/asio/ip/address.hpp>
 #include <cctype>
 #include <iterator>
 
@@ -47,18 +46,6 @@ Refused tooMany(const char* what, std::chrono::seconds wait) {
     return {Reason::TooManyFailures, std::string(what) + "，请在 " + std::to_string(wait.count()) + " 秒后再试"};
 }
 
-/// Who takes turns as one: of an IPv6 address the 48 bits that a site is given, with as many networks as it likes.
-std::string siteOf(const std::string& address) {
-    boost::system::error_code none;
-    const auto parsed = boost::asio::ip::make_address(address, none);
-    if (none || !parsed.is_v6())
-        return address;
-    constexpr std::size_t siteBytes = 6;
-    auto bytes = parsed.to_v6().to_bytes();
-    std::fill(bytes.begin() + siteBytes, bytes.end(), 0);
-    return boost::asio::ip::address_v6(bytes).to_string();
-}
-
 constexpr const char* manyFailures = "登录失败次数过多";
 constexpr const char* shortPassword = "密码不正确，密码至少6位";
 constexpr const char* longPassword = "密码过长";
@@ -70,7 +57,8 @@ PhoneNumber Credentials::number() const {
     return {code, localNumber(phone, code)};
 }
 
-Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::seconds sessionLife)
+Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::seconds sessionLife,
+                   std::size_t codesOfAnAddress)
     : store_(database, sessionLife)
     , limits_(clock,
               [this](const std::vector<KeptFailures>& failures) {
@@ -80,7 +68,7 @@ Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::sec
                       logLine(problem.what()); // they are remembered until the end of the process
                   }
               })
-    , codes_(clock) {
+    , codes_(clock, codesOfAnAddress) {
     limits_.restore(store_.keptFailures());
 }
 
@@ -199,7 +187,8 @@ std::variant<std::string, Refused> Accounts::issueCode(const Credentials& creden
     const PhoneNumber phone = credentials.number();
     if (auto problem = problemOf(phone))
         return *std::move(problem);
-    auto code = codes_.issue(phone, {credentials.address, store_.knowsAddress(phone, credentials.address)});
+    const SignInTry attempt = tryOf(credentials);
+    auto code = codes_.issue(phone, {credentials.address, attempt.fromKnownPlace ? attempt.address : std::string()});
     if (!code)
         return tooMany("验证码发送过于频繁", code.error());
     return *std::move(code);

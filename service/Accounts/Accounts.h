@@ -41,9 +41,10 @@ class Accounts {
 public:
     static constexpr std::size_t leastPassword = 6; ///< characters
 
-    /// `sessionLife`: without a use, a session ends after it.
+    /// `sessionLife`: without a use, a session ends after it. `codesOfAnAddress`: see LoginCodes.
     explicit Accounts(Database& database, const LimitClock& clock = std::chrono::steady_clock::now,
-                      std::chrono::seconds sessionLife = std::chrono::hours(24 * 30));
+                      std::chrono::seconds sessionLife = std::chrono::hours(24 * 30),
+                      std::size_t codesOfAnAddress = LoginCodes::ofAnAddress);
     ~Accounts();
     Accounts(const Accounts&) = delete;
     Accounts& operator=(const Accounts&) = delete;

@@ -1,6 +1,7 @@
 #include "Limits.h"
 
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 #include <utility>
 
 namespace parlowen::service {
@@ -27,6 +28,17 @@ void makeRoom(Map& names, LimitTime forgetBefore, LastUse last) {
 }
 
 } // namespace
+
+std::string siteOf(const std::string& address) {
+    boost::system::error_code none;
+    const auto parsed = boost::asio::ip::make_address(address, none);
+    if (none || !parsed.is_v6())
+        return address;
+    constexpr std::size_t siteBytes = 6;
+    auto bytes = parsed.to_v6().to_bytes();
+    std::fill(bytes.begin() + siteBytes, bytes.end(), 0);
+    return boost::asio::ip::address_v6(bytes).to_string();
+}
 
 FailureLimit::FailureLimit(FailureRule rule, LimitClock clock)
     : rule_(rule)

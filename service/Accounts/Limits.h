@@ -15,6 +15,10 @@ using LimitClock = std::function<LimitTime()>;
 /// Beyond so many names a limit forgets the one that was quiet for longest.
 inline constexpr std::size_t limitedNames = 10'000;
 
+/// Who counts as one where an address is cheap: of an IPv6 address the 48 bits that a site is given, with as many
+/// networks as it likes. Anything else stays as it is.
+std::string siteOf(const std::string& address);
+
 /// How failures in a row are slowed down.
 struct FailureRule {
     int free;                                            ///< failures that cost nothing

@@ -6,16 +6,17 @@
 
 namespace parlowen::service {
 
-LoginCodes::LoginCodes(LimitClock clock)
+LoginCodes::LoginCodes(LimitClock clock, std::size_t codesOfAnAddress)
     : clock_(std::move(clock))
     , pauses_(1, betweenTwo, clock_)
     , days_(ofANumber, std::chrono::hours(24), clock_)
-    , addresses_(ofAnAddress, std::chrono::hours(1), clock_) {}
+    , addresses_(codesOfAnAddress, std::chrono::hours(1), clock_) {}
 
 tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNumber& phone, const Asker& asker) {
     const std::string name = nameOf(phone);
-    const std::string limitedAs = asker.isKnown ? name + " " + asker.address : name;
-    auto wait = asker.isKnown ? std::chrono::seconds(0) : addresses_.enter(asker.address);
+    const bool isKnown = !asker.knownAs.empty();
+    const std::string limitedAs = isKnown ? name + " " + asker.knownAs : name;
+    auto wait = isKnown ? std::chrono::seconds(0) : addresses_.enter(siteOf(asker.address));
     if (wait.count() == 0)
         wait = pauses_.enter(limitedAs);
     if (wait.count() == 0)

@@ -15,14 +15,14 @@ public:
     static constexpr int tries = 5;
     static constexpr std::chrono::seconds betweenTwo{60}; ///< for one number, or of an asker that it knows
     static constexpr std::size_t ofANumber = 10;          ///< a day, likewise
-    static constexpr std::size_t ofAnAddress = 30;        ///< an hour, but for numbers that know it
+    static constexpr std::size_t ofAnAddress = 30;        ///< an hour, but for numbers that know it; or of a site
 
-    explicit LoginCodes(LimitClock clock = std::chrono::steady_clock::now);
+    explicit LoginCodes(LimitClock clock = std::chrono::steady_clock::now, std::size_t codesOfAnAddress = ofAnAddress);
 
     /// Where a code is asked for.
     struct Asker {
         std::string address;
-        bool isKnown = false; ///< the number has signed in from there before
+        std::string knownAs = {}; ///< address or device that the number has signed in from before; empty: neither
     };
     /// A new code in place of an older one of the number that was asked for from the same address; the error is how
     /// long to wait. Askers that the number knows have limits of their own for it, so that strangers use up nobody's

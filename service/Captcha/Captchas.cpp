@@ -46,14 +46,14 @@ void keepBounded(Map& map, LimitTime now, TimeOf timeOf) {
 
 } // namespace
 
-Captchas::Captchas(LimitClock clock, RandomBelow random)
+Captchas::Captchas(LimitClock clock, RandomBelow random, std::size_t share)
     : clock_(std::move(clock))
     , random_(std::move(random))
-    , addresses_(ofAnAddress, lifetime, clock_)
-    , inWords_(inWordsOfAnAddress, std::chrono::hours(1), clock_) {}
+    , addresses_(ofAnAddress * share, lifetime, clock_)
+    , inWords_(inWordsOfAnAddress * share, std::chrono::hours(1), clock_) {}
 
 tl::expected<Captcha, std::chrono::seconds> Captchas::make(const std::string& address) {
-    if (const auto wait = addresses_.enter(address); wait.count() > 0)
+    if (const auto wait = addresses_.enter(siteOf(address)); wait.count() > 0)
         return tl::unexpected(wait);
     Question asked = question(random_);
     Captcha made{randomToken(), drawPuzzle(random_), std::move(asked.text)};
@@ -77,7 +77,7 @@ tl::expected<std::string, std::chrono::seconds> Captchas::solve(const CaptchaAns
     if (!asked)
         return wrong;
     if (!answer.text.empty())
-        if (const auto wait = inWords_.enter(answer.address); wait.count() > 0)
+        if (const auto wait = inWords_.enter(siteOf(answer.address)); wait.count() > 0)
             return tl::unexpected(wait);
     const auto elapsed = clock_() - asked->made;
     const bool right = answer.text.empty()

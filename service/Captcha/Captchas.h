@@ -36,7 +36,9 @@ public:
     static constexpr std::size_t inWordsOfAnAddress = 5;
     static constexpr std::size_t kept = 2'000; ///< captchas, and results; beyond these the oldest goes
 
-    explicit Captchas(LimitClock clock = std::chrono::steady_clock::now, RandomBelow random = randomBelow);
+    /// `share`: how many times as many as is usual an address may have.
+    explicit Captchas(LimitClock clock = std::chrono::steady_clock::now, RandomBelow random = randomBelow,
+                      std::size_t share = 1);
 
     /// A new one; the error is how long the address has to wait for it.
     tl::expected<Captcha, std::chrono::seconds> make(const std::string& address);

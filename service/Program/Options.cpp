@@ -95,6 +95,7 @@ struct RawOptions {
     std::string sessionDays;
     bool usuallyCreates = false;
     std::string speechPlaces;
+    std::string codesPerAddress;
     std::string data;
     std::string config;
     std::string question;
@@ -126,6 +127,8 @@ po::options_description serverDescription(ServiceOptions& options, RawOptions& r
          "--listen, where the application looks for it")
         ("sms-command", text(options.smsCommand, "COMMAND"),
          "sends a code: reads the number and the text, a line each, from standard input; without it codes are printed")
+        ("codes-per-address", number(raw.codesPerAddress, options.codesPerAddress),
+         "login codes that an address may ask for in an hour, beside numbers that signed in from it; captchas go along")
         ("create-accounts", po::bool_switch(&options.createAccounts),
          "the first sign-in of a number by password, from this machine, makes its account")
         ("contact", po::value(&options.contact)->value_name("TEXT"),
@@ -196,6 +199,8 @@ std::vector<std::string> remarksOn(const RawOptions& raw, const ServiceOptions& 
 
 Problem readNumbers(const RawOptions& raw, ServiceOptions& options) {
     auto problem = readWhole("session-days", raw.sessionDays, 1, 3'650, options.sessionDays);
+    if (!problem)
+        problem = readWhole("codes-per-address", raw.codesPerAddress, 1, 100'000, options.codesPerAddress);
     if (!problem)
         problem = readWhole("speech-places", raw.speechPlaces, 1, 400, options.speechPlaces);
     return problem;

@@ -21,6 +21,7 @@ struct ServiceOptions {
     bool exitWithStdin = false;
     bool createAccounts = false;              ///< by a first sign-in by password on this machine
     int sessionDays = 30;                     ///< without a use, after which a sign-in is over
+    int codesPerAddress = 30;                 ///< login codes an hour
     int speechPlaces = 16;                    ///< connections for speech at the same time
     std::vector<std::string> hosts;           ///< names that the service is asked for by, beside the loopback ones
     std::vector<std::string> proxies;         ///< addresses of proxies whose X-Forwarded-For counts

@@ -88,6 +88,11 @@ Server::Options serverOptions(const ServiceOptions& options, const Service::Tuni
     return server;
 }
 
+/// Captchas go along with the codes that an address may ask for.
+std::size_t captchaShare(const ServiceOptions& options) {
+    return std::max<std::size_t>(1, static_cast<std::size_t>(options.codesPerAddress) / LoginCodes::ofAnAddress);
+}
+
 /// The captcha's page goes by the same names and is passed on by the same proxies.
 Server::Options captchaOptions(const ServiceOptions& options, std::uint16_t servicePort) {
     Server::Options page = serverOptions(options, {});
@@ -137,10 +142,6 @@ std::string authority(const std::string& address, std::uint16_t port) {
     return authorityOf(boost::asio::ip::make_address(address), port);
 }
 
-} // namespace
-
-namespace {
-
 /// A language model, and the answers that it gives.
 struct LanguageModel {
     LanguageModel(const ServiceOptions& options, AnswerSource& fallback)
@@ -161,9 +162,11 @@ struct Service::Parts {
         : data(madeDirectory(options.data))
         , lock(lockOf(options))
         , database(data / "parlowen.db")
-        , accounts(database, std::chrono::steady_clock::now, std::chrono::hours(24 * options.sessionDays))
+        , accounts(database, std::chrono::steady_clock::now, std::chrono::hours(24 * options.sessionDays),
+                   static_cast<std::size_t>(options.codesPerAddress))
         , resumes(database, data / "uploads")
         , speech(speechOf(options, tuning, data))
+        , captchas(std::chrono::steady_clock::now, randomBelow, captchaShare(options))
         , signIn{.accounts = accounts,
                  .hashing = hashing,
                  .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,

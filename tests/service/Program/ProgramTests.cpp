@@ -185,6 +185,7 @@ TEST_F(Program, ItsConfigurationFileIsReadCheckedAndPrinted) {
         {"speech-everything = perhaps", here + ":2: the argument"},
         {"speech-reply-seconds = 0", here + ":2: speech-reply-seconds: 0 is not from 1"},
         {"speech-places = 0", here + ":2: speech-places: 0 is not from 1"},
+        {"codes-per-address = many", here + ":2: codes-per-address: many is not from 1"},
         {"region = east.asia", here + ":2: region: \"east.asia\" is no name"},
         {"region = eastasia", here + ":2: region: region-key-file or"},
         {"region = eastasia\nregion-key-environment = HOME\nregion-area = x", here + ":4: region-area: \"x\" is no"},
