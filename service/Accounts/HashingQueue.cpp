@@ -17,7 +17,7 @@ bool holds(const Jobs& jobs, const std::string& number) {
     return std::any_of(jobs.begin(), jobs.end(), [&](const auto& waiting) { return waiting.number == number; });
 }
 
-bool isDueEarlier(const auto& left, const auto& right) { return left.second.due < right.second.due; }
+constexpr auto isDueEarlier = [](const auto& left, const auto& right) { return left.second.due < right.second.due; };
 
 } // namespace
 
@@ -98,8 +98,7 @@ HashingQueue::Job HashingQueue::Lane::makeRoomFor(const std::string& peer, Momen
         return pop(most, true);
     if (held > 0)
         return {};
-    const auto last = std::max_element(queues.begin(), queues.end(),
-                                       [](const auto& left, const auto& right) { return isDueEarlier(left, right); });
+    const auto last = std::max_element(queues.begin(), queues.end(), isDueEarlier);
     if (last->second.due < due) {
         refuse(peer, due);
         return {};
@@ -129,8 +128,7 @@ void HashingQueue::Lane::tookTurn(const std::string& peer, std::uint64_t turn) {
 }
 
 HashingQueue::Job HashingQueue::next(Lane& lane) {
-    const auto first = std::min_element(lane.queues.begin(), lane.queues.end(),
-                                        [](const auto& left, const auto& right) { return isDueEarlier(left, right); });
+    const auto first = std::min_element(lane.queues.begin(), lane.queues.end(), isDueEarlier);
     if (first == lane.queues.end())
         return {};
     ++now_.turn;

@@ -15,11 +15,11 @@
 namespace parlowen::service {
 
 /// Where the hashing of passwords waits and runs: threads of its own, bounded places, turns by peer: the one who waits
-/// for longest comes first, where nobody waits within `rest` turns of their last one. Whoever has signed in from the
-/// same place before has threads and places of their own; strangers share a thread of low priority. When all places
-/// are taken, whoever has several, or waits for less long than the one who comes, makes room. What finds no place is
-/// not done at all; whoever comes again waits since the first time, so that someone who has an address for each try
-/// keeps nobody out who comes twice. Thread-safe.
+/// for longest comes first, and within `rest` turns of their last one nobody counts as waiting yet. Whoever has signed
+/// in from the same place before has threads and places of their own; strangers share a thread of low priority. When
+/// all places are taken, whoever has several, or waits for less long than the one who comes, makes room. What finds no
+/// place is not done at all; whoever comes again waits since the first time, so that someone who has an address for
+/// each try keeps nobody out who comes twice. Thread-safe.
 class HashingQueue {
 public:
     static constexpr std::size_t placesOfStrangers = 16;
