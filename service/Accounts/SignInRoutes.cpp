@@ -111,7 +111,7 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
     }
     if (++deliveries > mostDeliveries) {
         --deliveries;
-        parts.giveCaptchaBack(captcha);
+        parts.giveCaptchaBack(captcha, credentials.address);
         countCode(CountedLines::CodeWithoutPlace, request);
         co_return busy("正在发送的验证码过多", deliveryTime);
     }
@@ -120,7 +120,7 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
         const auto issued = parts.accounts.issueCode(credentials);
         const auto* code = std::get_if<std::string>(&issued);
         if (!code) {
-            parts.giveCaptchaBack(captcha);
+            parts.giveCaptchaBack(captcha, credentials.address);
             countCode(CountedLines::CodeToWait, request);
         }
         return code ? deliver(parts, credentials, {credentials.number(), *code, isEnglish})

@@ -16,7 +16,8 @@ struct SignInParts {
     CodeDelivery deliver = {}; ///< for sign-in by code
     /// Whether a text is the result of a captcha that was solved; it is good once.
     std::function<bool(const std::string& result)> redeemCaptcha = {};
-    std::function<void(const std::string& result)> giveCaptchaBack = {}; ///< for a code that is not sent for a limit
+    /// For a code that is not sent for a limit.
+    std::function<void(const std::string& result, const std::string& address)> giveCaptchaBack = {};
     ResumeOfUser resumeOf = {};
     bool createByPassword = false; ///< a first sign-in by password makes an account, where it comes from this machine
 };

@@ -1,6 +1,5 @@
 #include "Captchas.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -34,16 +33,6 @@ Question question(const RandomBelow& random) {
     return result;
 }
 
-/// Drops what is over, and the oldest where that leaves no room.
-template<typename Map, typename TimeOf>
-void keepBounded(Map& map, LimitTime now, TimeOf timeOf) {
-    std::erase_if(map, [&](const auto& entry) { return timeOf(entry.second) + Captchas::lifetime <= now; });
-    if (map.size() >= Captchas::kept)
-        map.erase(std::min_element(map.begin(), map.end(), [&](const auto& left, const auto& right) {
-            return timeOf(left.second) < timeOf(right.second);
-        }));
-}
-
 } // namespace
 
 Captchas::Captchas(LimitClock clock, RandomBelow random, std::size_t share)
@@ -58,22 +47,16 @@ tl::expected<Captcha, std::chrono::seconds> Captchas::make(const std::string& ad
     Question asked = question(random_);
     Captcha made{randomToken(), drawPuzzle(random_), std::move(asked.text)};
     const std::lock_guard lock(mutex_);
-    keepBounded(pending_, clock_(), [](const Pending& pending) { return pending.made; });
-    pending_[made.id] = {static_cast<double>(made.puzzle.x), std::move(asked.answer), clock_()};
+    const LimitTime now = clock_();
+    pending_.add(made.id, {static_cast<double>(made.puzzle.x), std::move(asked.answer), now}, address, now);
     return made;
-}
-
-std::optional<Captchas::Pending> Captchas::take(const std::string& id) {
-    const std::lock_guard lock(mutex_);
-    auto entry = pending_.extract(id);
-    if (entry.empty() || entry.mapped().made + lifetime <= clock_())
-        return std::nullopt;
-    return std::move(entry.mapped());
 }
 
 tl::expected<std::string, std::chrono::seconds> Captchas::solve(const CaptchaAnswer& answer) {
     const tl::unexpected wrong(std::chrono::seconds(0));
-    const auto asked = take(answer.id);
+    std::unique_lock lock(mutex_);
+    const auto asked = pending_.take(answer.id, clock_());
+    lock.unlock();
     if (!asked)
         return wrong;
     if (!answer.text.empty())
@@ -87,20 +70,18 @@ tl::expected<std::string, std::chrono::seconds> Captchas::solve(const CaptchaAns
     if (!right)
         return wrong;
     std::string result = randomToken();
-    giveBack(result);
+    giveBack(result, answer.address);
     return result;
 }
 
 bool Captchas::redeem(const std::string& result) {
     const std::lock_guard lock(mutex_);
-    const auto entry = results_.extract(hashedToken(result));
-    return !entry.empty() && entry.mapped() + lifetime > clock_();
+    return results_.take(hashedToken(result), clock_()).has_value();
 }
 
-void Captchas::giveBack(const std::string& result) {
+void Captchas::giveBack(const std::string& result, const std::string& address) {
     const std::lock_guard lock(mutex_);
-    keepBounded(results_, clock_(), [](LimitTime given) { return given; });
-    results_[hashedToken(result)] = clock_();
+    results_.add(hashedToken(result), {}, address, clock_());
 }
 
 } // namespace parlowen::service

@@ -3,6 +3,7 @@
 #include "Accounts/Limits.h"
 #include "Accounts/Secrets.h"
 #include "DragTrace.h"
+#include "ExpiringEntries.h"
 #include "SliderPuzzle.h"
 
 #include <optional>
@@ -34,7 +35,7 @@ public:
     static constexpr std::size_t ofAnAddress = 60;     ///< captchas in five minutes
     /// A program reads the question as well as a person: so many answers to it in an hour, right or wrong.
     static constexpr std::size_t inWordsOfAnAddress = 5;
-    static constexpr std::size_t kept = 2'000; ///< captchas, and results; beyond these the oldest goes
+    static constexpr std::size_t kept = 2'000; ///< captchas, and results
 
     /// `share`: how many times as many as is usual an address may have.
     explicit Captchas(LimitClock clock = std::chrono::steady_clock::now, RandomBelow random = randomBelow,
@@ -47,8 +48,8 @@ public:
     tl::expected<std::string, std::chrono::seconds> solve(const CaptchaAnswer& answer);
     /// Whether a text is a result that was not used yet; it is used up by this.
     bool redeem(const std::string& result);
-    /// What was used up brought nothing, and is good once more.
-    void giveBack(const std::string& result);
+    /// What the address used up brought nothing, and is good once more.
+    void giveBack(const std::string& result, const std::string& address);
 
 private:
     struct Pending {
@@ -56,16 +57,15 @@ private:
         std::string answer;
         LimitTime made;
     };
-    /// Takes a captcha out of those that wait; none when it is unknown or over.
-    std::optional<Pending> take(const std::string& id);
+    struct Solved {};
 
     const LimitClock clock_;
     const RandomBelow random_;
     RateLimit addresses_;
     RateLimit inWords_;
     std::mutex mutex_;
-    std::map<std::string, Pending> pending_;
-    std::map<std::string, LimitTime> results_; ///< when they were given, by hash
+    ExpiringEntries<Pending> pending_{lifetime, kept};
+    ExpiringEntries<Solved> results_{lifetime, kept}; ///< by hash
 };
 
 } // namespace parlowen::service

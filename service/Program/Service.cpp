@@ -172,7 +172,8 @@ struct Service::Parts {
                  .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,
                  .deliver = deliveryOf(options, tuning),
                  .redeemCaptcha = [this](const std::string& result) { return captchas.redeem(result); },
-                 .giveCaptchaBack = [this](const std::string& result) { captchas.giveBack(result); },
+                 .giveCaptchaBack = [this](const auto& result,
+                                           const auto& address) { captchas.giveBack(result, address); },
                  .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); },
                  .createByPassword = options.createAccounts}
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {

@@ -109,7 +109,7 @@ protected:
                                      return delivers;
                                  },
                                  [this](const std::string& result) { return captchas.erase(result) == 1; },
-                                 [this](const std::string& result) { captchas.insert(result); }});
+                                 [this](const std::string& result, const std::string&) { captchas.insert(result); }});
         addAccountRoutes(router, accounts);
         return router;
     }

@@ -159,6 +159,17 @@ TEST_F(CaptchaJudging, AnAddressGetsSoManyAndNoMore) {
     EXPECT_TRUE(captchas.make("127.0.0.1"));
 }
 
+TEST(ExpiringEntries, CrowdsPushOutNobodyElse) {
+    LimitTime now;
+    ExpiringEntries<int> entries(5min, 10);
+    entries.add("first", 1, "127.0.0.1", now);
+    for (int i = 0; i < 30; ++i)
+        entries.add("of a crowd " + std::to_string(i), 2, "10.0.0." + std::to_string(i % 3), now += 1s);
+    EXPECT_EQ(entries.take("of a crowd 2", now), std::nullopt);
+    EXPECT_EQ(entries.take("first", now), 1);
+    EXPECT_EQ(entries.take("of a crowd 29", now + 5min), std::nullopt);
+}
+
 TEST_F(CaptchaJudging, ThePieceIsWhatTheHoleLacks) {
     const SliderPuzzle puzzle = made().puzzle;
     const int middle = SliderPuzzle::pieceSize / 2;
