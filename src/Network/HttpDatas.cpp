@@ -112,6 +112,7 @@ HttpDatas::Prepared HttpDatas::prepare(const QString& path, HttpMethod method, c
     request.setRawHeader("lan", "zh-Hans");
     request.setRawHeader("Device", settings_.deviceOf(url->toString()));
     nameLanguage(request);
+    keepAtOrigin(request); // a password in its body as well as a token
     if (const std::optional<QString> token = settings_.loginToken())
         authorize(request, *token);
     request.setTransferTimeout(timeout.value_or(defaultTimeoutSeconds) * 1000);

@@ -82,9 +82,13 @@ void nameLanguage(QNetworkRequest& request) {
     request.setRawHeader("Accept-Language", windowLanguage() == Language::English ? "en" : "zh-Hans");
 }
 
+void keepAtOrigin(QNetworkRequest& request) {
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
+}
+
 void authorize(QNetworkRequest& request, const QString& token) {
     request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
+    keepAtOrigin(request);
 }
 
 bool isTransportFailure(const QNetworkReply& reply) {
@@ -98,6 +102,11 @@ BilingualText transportErrorDescription(const QNetworkReply& reply) {
     constexpr Phrase late{"the request timed out", "请求超时"};
     constexpr Phrase ownAuthority{"%1 (of a service of your own, this system has to trust the tls/ca.pem)",
                                   "%1（自建的服务，要先让本系统信任它的 tls/ca.pem）"};
+    constexpr Phrase moved{
+        "the server sends requests on to another address, which has to be given in place of this one",
+        "服务器要把请求转到另一个地址，请改用那个地址"};
+    if (reply.error() == QNetworkReply::InsecureRedirectError)
+        return moved.both();
     const bool isUntrusted = reply.error() == QNetworkReply::SslHandshakeFailedError;
     if (isUntrusted && isLoopbackHost(reply.url().host()))
         return ownAuthority.both(reply.errorString());

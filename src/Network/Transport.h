@@ -26,8 +26,11 @@ std::optional<QUrl> requestUrl(const QString& base, const QString& path, const Q
 /// Says in which language the windows speak, for the backend's messages, which are shown as they come. Any thread.
 void nameLanguage(QNetworkRequest& request);
 
-/// Signs the request in with the token. It is not redirected from there to another scheme, host or port: whoever
-/// listens there would get the token.
+/// Keeps a redirection from taking the request to another scheme, host or port: whoever listens there would get its
+/// secrets.
+void keepAtOrigin(QNetworkRequest& request);
+
+/// Signs the request in with the token, and keeps it at its origin.
 void authorize(QNetworkRequest& request, const QString& token);
 
 /// The TLS settings for a request to that URL: a host is checked against the system's authorities, and the one that the

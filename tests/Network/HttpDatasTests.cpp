@@ -184,17 +184,20 @@ TEST_F(HttpDatasTest, TheLogHoldsNothingThatLetsSomebodyIn) {
     EXPECT_TRUE(lines.contains("plain") && lines.contains("138"));
 }
 
-TEST_F(HttpDatasTest, ARedirectTakesTheTokenNowhereElse) {
-    settings_.setLoginToken("secret");
+TEST_F(HttpDatasTest, ARedirectTakesSecretsNowhereElse) {
     ScriptedHttpServer elsewhere;
-    elsewhere.enqueue(Reply::json(200, R"({"code":0})"));
     const auto redirect = [](const QString& url) {
         return Reply{"HTTP/1.1 307 Moved\r\nContent-Length: 0\r\nLocation: " + url.toLatin1() + "\r\n\r\n"};
     };
-    server_.enqueue(redirect(elsewhere.baseUrl() + "/y"));
-    EXPECT_EQ(outcomeOf("/x").status, FResponseStatus::failure);
-    EXPECT_THAT(elsewhere.requests(), IsEmpty());
-    EXPECT_FALSE(nextAlert().isEmpty());
+    for (const char* token : {"", "secret"}) {
+        settings_.setLoginToken(token);
+        elsewhere.enqueue(Reply::json(200, R"({"code":0})"));
+        server_.enqueue(redirect(elsewhere.baseUrl() + "/y"));
+        EXPECT_EQ(outcomeOf("/x", HttpMethod::POST, QJsonObject{{"password", "secret"}}).status,
+                  FResponseStatus::failure);
+        EXPECT_THAT(elsewhere.requests(), IsEmpty());
+        EXPECT_TRUE(nextAlert().contains("另一个地址"));
+    }
     server_.enqueue(redirect(server_.baseUrl() + "/y"));
     server_.enqueue(Reply::json(200, R"({"code":0})"));
     EXPECT_EQ(outcomeOf("/x").status, FResponseStatus::success);
