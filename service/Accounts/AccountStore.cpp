@@ -58,6 +58,7 @@ void insertSession(SQLite::Database& database, std::int64_t userId, std::string_
 constexpr std::int64_t useNotedEvery = 3'600;
 constexpr std::int64_t speechGrace = 60;                     // seconds
 constexpr std::int64_t failuresKept = std::int64_t{60} * 60; // seconds
+constexpr auto failuresOfAll = static_cast<std::int64_t>(3 * limitedNames);
 
 /// A session that is used is good whether that can be noted or not.
 void noteUse(SQLite::Database& database, std::string_view tokenHash, std::int64_t now) {
@@ -307,13 +308,17 @@ void AccountStore::keepFailures(const std::vector<KeptFailures>& failures) {
             }
             keep.exec();
         }
+        SQLite::Statement trim(database, "DELETE FROM failures WHERE (kind, name) IN (SELECT kind, name FROM failures "
+                                         "ORDER BY last_at LIMIT max(0, (SELECT count(*) FROM failures) - ?))");
+        trim.bind(1, failuresOfAll);
+        trim.exec();
         transaction.commit();
     });
 }
 
 std::vector<KeptFailures> AccountStore::keptFailures() {
     return database_.use([](SQLite::Database& database) {
-        SQLite::Statement row(database, "SELECT kind, name, count, last_at FROM failures");
+        SQLite::Statement row(database, "SELECT kind, name, count, last_at FROM failures ORDER BY last_at DESC");
         std::vector<KeptFailures> failures;
         while (row.executeStep()) {
             // Of a clock that was ahead, a failure is of now.

@@ -84,7 +84,9 @@ public:
     /// That no speech token has a connection any more, where a run was killed before it could say so.
     void endSpeechTokens();
 
+    /// As many names as the limits know are kept; beyond these the oldest go.
     void keepFailures(const std::vector<KeptFailures>& failures);
+    /// The latest first.
     std::vector<KeptFailures> keptFailures();
 
 private:

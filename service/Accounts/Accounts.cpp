@@ -1,5 +1,6 @@
 #include "Accounts.h"
 
+#include "Http/CountedLine.h"
 #include "Http/Log.h"
 #include "Secrets.h"
 
@@ -60,14 +61,16 @@ PhoneNumber Credentials::number() const {
 Accounts::Accounts(Database& database, const LimitClock& clock, std::chrono::seconds sessionLife,
                    std::size_t codesOfAnAddress)
     : store_(database, sessionLife)
-    , limits_(clock,
-              [this](const std::vector<KeptFailures>& failures) {
-                  try {
-                      store_.keepFailures(failures);
-                  } catch (const StoreError& problem) {
-                      logLine(problem.what()); // they are remembered until the end of the process
-                  }
-              })
+    , failures_([this](const std::vector<KeptFailures>& failures) {
+        try {
+            store_.keepFailures(failures);
+        } catch (const StoreError& problem) {
+            static OnceAMinute pause;
+            if (pause.isDue())
+                logLine(problem.what()); // they are remembered until the end of the process
+        }
+    })
+    , limits_(clock, [this](const std::vector<KeptFailures>& failures) { failures_.note(failures); })
     , codes_(clock, codesOfAnAddress) {
     limits_.restore(store_.keptFailures());
 }
@@ -170,17 +173,21 @@ std::variant<SignedIn, Refused> Accounts::signInByCode(const Credentials& creden
         return Refused{Reason::Input, "验证码不能为空"};
     const PhoneNumber phone = credentials.number();
     SignInTry attempt = tryOf(credentials);
-    attempt.askedForCode = codes_.isAskedFrom(phone, credentials.address);
+    attempt.askedForCode = codes_.isAskedFrom(phone, attempt.address);
     if (const auto wait = limits_.begin(attempt); wait.count() > 0)
         return tooMany(manyFailures, wait);
-    if (!codes_.redeem(phone, code, credentials.address)) {
+    if (!codes_.redeem(phone, code, attempt.address)) {
         limits_.failed(attempt);
         return Refused{Reason::WrongCode, "验证码错误或已失效"};
     }
-    const std::string token = randomToken();
-    if (auto created = store_.create(phone, {}, hashedToken(token)))
-        return admitted(attempt, {*std::move(created), token});
-    return admitted(attempt, newSession(phone));
+    try {
+        const std::string token = randomToken();
+        auto created = store_.create(phone, {}, hashedToken(token));
+        return admitted(attempt, created ? SignedIn{*std::move(created), token} : newSession(phone));
+    } catch (const StoreError&) {
+        limits_.takeBack(attempt);
+        throw;
+    }
 }
 
 std::variant<std::string, Refused> Accounts::issueCode(const Credentials& credentials) {
@@ -188,16 +195,20 @@ std::variant<std::string, Refused> Accounts::issueCode(const Credentials& creden
     if (auto problem = problemOf(phone))
         return *std::move(problem);
     const SignInTry attempt = tryOf(credentials);
-    auto code = codes_.issue(phone, {credentials.address, attempt.fromKnownPlace ? attempt.address : std::string()});
+    auto code = codes_.issue(phone, {attempt.address, attempt.fromKnownPlace});
     if (!code)
         return tooMany("验证码发送过于频繁", code.error());
     return *std::move(code);
 }
 
+void Accounts::takeCodeBack(const Credentials& credentials) {
+    codes_.takeBack(credentials.number(), tryOf(credentials).address);
+}
+
 SignedIn Accounts::admitted(const SignInTry& attempt, SignedIn signedIn) {
     limits_.succeeded(attempt);
-    if (!attempt.fromKnownPlace && !attempt.address.empty())
-        store_.addAddress(signedIn.user.id, attempt.address);
+    if (!attempt.address.empty())
+        store_.addAddress(signedIn.user.id, attempt.address); // also a known one: it is the latest now
     if (attempt.address != attempt.device && !attempt.device.empty())
         store_.addAddress(signedIn.user.id, attempt.device);
     return signedIn;
@@ -247,12 +258,18 @@ void Accounts::signOut(std::string_view token) {
 }
 
 void Accounts::storeEnded() {
-    const std::lock_guard lock(endedMutex_);
+    std::unique_lock lock(endedMutex_);
+    const std::set<std::string> ended = ended_;
+    lock.unlock();
     try {
-        for (; !ended_.empty(); ended_.erase(ended_.begin()))
-            store_.endSession(*ended_.begin());
+        for (const std::string& session : ended) {
+            store_.endSession(session);
+            lock.lock();
+            ended_.erase(session);
+            lock.unlock();
+        }
     } catch (const StoreError&) {
-        // The next one tries again.
+        // The next time.
     }
 }
 

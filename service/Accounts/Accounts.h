@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountStore.h"
+#include "FailureJournal.h"
 #include "HashingQueue.h"
 #include "LoginCodes.h"
 #include "SignInLimits.h"
@@ -67,7 +68,7 @@ public:
     /// A code to send to a number.
     std::variant<std::string, Refused> issueCode(const Credentials& credentials);
     /// What was issued did not reach the number, which it costs nothing.
-    void takeCodeBack(const Credentials& credentials) { codes_.takeBack(credentials.number(), credentials.address); }
+    void takeCodeBack(const Credentials& credentials);
 
     /// The user that a token stands for. Throws StoreError.
     std::optional<User> userOf(std::string_view token);
@@ -79,6 +80,8 @@ public:
     void signOut(std::string_view token);
     /// What the session of a token is known by elsewhere.
     static std::string sessionOf(std::string_view token);
+    /// Stores the sign-outs that a full disk did not take, as far as it takes them now.
+    void storeEnded();
     /// Whether that session lasts, which to ask is no use of it. Throws StoreError.
     bool sessionLasts(std::string_view session);
     /// Deletes the token's user with all that the database holds of them; gives whose account it was. Throws
@@ -94,11 +97,11 @@ private:
                                                   bool mayCreate);
     SignedIn admitted(const SignInTry& attempt, SignedIn signedIn);
     SignedIn newSession(const PhoneNumber& phone);
-    void storeEnded();
 
     AccountStore store_;
     std::mutex endedMutex_;
     std::set<std::string> ended_; ///< sessions whose end is not stored yet
+    FailureJournal failures_;
     SignInLimits limits_;
     LoginCodes codes_;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <utility>
+#include <vector>
 
 namespace parlowen::service {
 
@@ -14,17 +15,23 @@ seconds secondsUntil(LimitTime time, LimitTime now) {
     return std::max(std::chrono::ceil<seconds>(time - now), seconds(0));
 }
 
-/// Makes room for one more name; `last` gives the time of an entry's last use.
-template<typename Map, typename LastUse>
-void makeRoom(Map& names, LimitTime forgetBefore, LastUse last) {
+/// What is forgotten first comes first: who does not have to wait, and among them who was quiet for longest.
+using Rank = std::pair<bool, LimitTime>;
+
+/// Makes room for one more name; `rank` gives an entry's. Half of them go at once, so that a flood of new names does
+/// not cost a look at all for each.
+template<typename Map, typename RankOf>
+void makeRoom(Map& names, RankOf rank) {
     if (names.size() < limitedNames)
         return;
-    std::erase_if(names, [&](const auto& entry) { return last(entry.second) < forgetBefore; });
-    if (names.size() < limitedNames)
-        return;
-    names.erase(std::min_element(names.begin(), names.end(), [&](const auto& left, const auto& right) {
-        return last(left.second) < last(right.second);
-    }));
+    std::vector<Rank> ranks;
+    ranks.reserve(names.size());
+    for (const auto& entry : names)
+        ranks.push_back(rank(entry.second));
+    const auto middle = ranks.begin() + static_cast<std::ptrdiff_t>(ranks.size() / 2);
+    std::nth_element(ranks.begin(), middle, ranks.end());
+    if (std::erase_if(names, [&](const auto& entry) { return rank(entry.second) < *middle; }) == 0)
+        names.erase(names.begin());
 }
 
 } // namespace
@@ -32,7 +39,7 @@ void makeRoom(Map& names, LimitTime forgetBefore, LastUse last) {
 std::string siteOf(const std::string& address) {
     boost::system::error_code none;
     const auto parsed = boost::asio::ip::make_address(address, none);
-    if (none || !parsed.is_v6())
+    if (none || !parsed.is_v6() || parsed.is_loopback() || parsed.to_v6().is_v4_mapped())
         return address;
     constexpr std::size_t siteBytes = 6;
     auto bytes = parsed.to_v6().to_bytes();
@@ -63,7 +70,9 @@ void FailureLimit::failed(const std::string& name) {
     const std::lock_guard lock(mutex_);
     const LimitTime now = clock_();
     if (!failures_.contains(name))
-        makeRoom(failures_, now - rule_.memory, [](const Failures& failures) { return failures.last; });
+        makeRoom(failures_, [this, now](const Failures& failures) {
+            return Rank(failures.count >= rule_.free && failures.last + rule_.memory > now, failures.last);
+        });
     Failures& failures = failures_[name];
     failures.count = now - failures.last > rule_.memory ? 1 : failures.count + 1;
     failures.last = now;
@@ -102,7 +111,9 @@ seconds RateLimit::enter(const std::string& name) {
     const std::lock_guard lock(mutex_);
     const LimitTime now = clock_();
     if (!uses_.contains(name))
-        makeRoom(uses_, now - period_, [](const std::deque<LimitTime>& uses) { return uses.back(); });
+        makeRoom(uses_, [this, now](const std::deque<LimitTime>& uses) {
+            return Rank(uses.size() >= times_ && uses.back() + period_ > now, uses.back());
+        });
     auto& uses = uses_[name];
     while (!uses.empty() && uses.front() + period_ <= now)
         uses.pop_front();

@@ -12,11 +12,11 @@ namespace parlowen::service {
 using LimitTime = std::chrono::steady_clock::time_point;
 using LimitClock = std::function<LimitTime()>;
 
-/// Beyond so many names a limit forgets the one that was quiet for longest.
+/// Beyond so many names a limit forgets half of them: those who do not have to wait first, then the quiet ones.
 inline constexpr std::size_t limitedNames = 10'000;
 
 /// Who counts as one where an address is cheap: of an IPv6 address the 48 bits that a site is given, with as many
-/// networks as it likes. Anything else stays as it is.
+/// networks as it likes. Anything else stays as it is, IPv4 addresses in the IPv6 notation of some proxies among it.
 std::string siteOf(const std::string& address);
 
 /// How failures in a row are slowed down.

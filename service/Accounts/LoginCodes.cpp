@@ -14,14 +14,8 @@ LoginCodes::LoginCodes(LimitClock clock, std::size_t codesOfAnAddress)
 
 tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNumber& phone, const Asker& asker) {
     const std::string name = nameOf(phone);
-    const bool isKnown = !asker.knownAs.empty();
-    const std::string limitedAs = isKnown ? name + " " + asker.knownAs : name;
-    auto wait = isKnown ? std::chrono::seconds(0) : addresses_.enter(siteOf(asker.address));
-    if (wait.count() == 0)
-        wait = pauses_.enter(limitedAs);
-    if (wait.count() == 0)
-        wait = days_.enter(limitedAs);
-    if (wait.count() > 0)
+    const std::string limitedAs = asker.isKnown ? name + " " + asker.address : name;
+    if (const auto wait = enter(limitedAs, asker); wait.count() > 0)
         return tl::unexpected(wait);
 
     std::string code = randomDigits(6);
@@ -36,6 +30,20 @@ tl::expected<std::string, std::chrono::seconds> LoginCodes::issue(const PhoneNum
         }));
     codes_.insert({name, {hashedToken(code), now + lifetime, asker.address, limitedAs}});
     return code;
+}
+
+/// What is refused costs nothing: others share the address.
+std::chrono::seconds LoginCodes::enter(const std::string& limitedAs, const Asker& asker) {
+    const std::string site = siteOf(asker.address);
+    if (!asker.isKnown)
+        if (const auto wait = addresses_.enter(site); wait.count() > 0)
+            return wait;
+    auto wait = pauses_.enter(limitedAs);
+    if (wait.count() == 0)
+        wait = days_.enter(limitedAs);
+    if (wait.count() > 0 && !asker.isKnown)
+        addresses_.takeBack(site);
+    return wait;
 }
 
 bool LoginCodes::redeem(const PhoneNumber& phone, std::string_view code, const std::string& address) {

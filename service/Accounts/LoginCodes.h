@@ -21,8 +21,8 @@ public:
 
     /// Where a code is asked for.
     struct Asker {
-        std::string address;
-        std::string knownAs = {}; ///< address or device that the number has signed in from before; empty: neither
+        std::string address;  ///< or the device, where the number has signed in from that before
+        bool isKnown = false; ///< the number has signed in from there before
     };
     /// A new code in place of an older one of the number that was asked for from the same address; the error is how
     /// long to wait. Askers that the number knows have limits of their own for it, so that strangers use up nobody's
@@ -50,6 +50,7 @@ private:
 
     using Codes = std::multimap<std::string, Issued>; ///< by nameOf(), one for each address that asked
 
+    std::chrono::seconds enter(const std::string& limitedAs, const Asker& asker);
     Codes::iterator find(const PhoneNumber& phone, const std::string& address);
 
     const LimitClock clock_;

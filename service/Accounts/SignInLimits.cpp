@@ -69,13 +69,19 @@ void SignInLimits::succeeded(const SignInTry& attempt) {
 void SignInLimits::keep(const SignInTry& attempt) {
     if (!keep_)
         return;
-    const std::string pair = pairOf(attempt);
-    std::vector<KeptFailures> kept{{"pair", pair, pairs_.failuresOf(pair)}};
+    std::vector<KeptFailures> kept;
+    const auto add = [&kept](const char* kind, const std::string& name, FailureLimit& limit, const FailureRule& rule) {
+        const int count = limit.failuresOf(name);
+        if (count == 0 || count >= rule.free) // those that cost nothing yet are many, and of no use after a restart
+            kept.push_back({kind, name, count});
+    };
+    add("pair", pairOf(attempt), pairs_, byPair);
     if (!attempt.isOfTheOwners()) {
-        kept.push_back({"number", attempt.number, numbers_.failuresOf(attempt.number)});
-        kept.push_back({"address", attempt.address, addresses_.failuresOf(attempt.address)});
+        add("number", attempt.number, numbers_, byNumber);
+        add("address", attempt.address, addresses_, byAddress);
     }
-    keep_(kept);
+    if (!kept.empty())
+        keep_(kept);
 }
 
 } // namespace parlowen::service

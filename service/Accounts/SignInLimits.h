@@ -24,7 +24,7 @@ struct KeptFailures {
     int count; ///< 0: none any more
     std::chrono::seconds ago{0};
 };
-/// Keeps them beyond the end of the process. May block; does not throw.
+/// Keeps them beyond the end of the process. Does not throw.
 using KeepFailures = std::function<void(const std::vector<KeptFailures>&)>;
 
 /// The limits of guessing: by number and by address apart. Whoever tries from an address or a device that the number

@@ -219,10 +219,33 @@ TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
     const auto issuedTo = [&](int number, const char* address) {
         return codes.issue({"86", "1380000" + std::to_string(number)}, {address}).has_value();
     };
-    for (std::size_t i = 0; i < LoginCodes::ofAnAddress; ++i)
+    for (std::size_t i = 0; i < LoginCodes::ofAnAddress; ++i) {
         EXPECT_TRUE(issuedTo(1000 + static_cast<int>(i), "127.0.0.2"));
+        EXPECT_FALSE(issuedTo(1000, "127.0.0.2")) << "too soon, which costs the address nothing";
+    }
     EXPECT_FALSE(issuedTo(2000, "127.0.0.2")) << "enough for an address";
     EXPECT_TRUE(issuedTo(2000, "127.0.0.3"));
+}
+
+TEST_F(AccountRules, AtASharedAddressNobodySpoilsTheCodeOfAKnownDevice) {
+    Credentials owner{"86", "13800001234", "", "127.0.0.2", "mine"};
+    const auto issue = [&](const Credentials& asker) {
+        now += LoginCodes::betweenTwo;
+        return std::get<std::string>(accounts.issueCode(asker));
+    };
+    const auto signsIn = [&](const Credentials& credentials) {
+        return std::holds_alternative<SignedIn>(accounts.signInByCode(credentials));
+    };
+    owner.secret = issue(owner);
+    EXPECT_TRUE(signsIn(owner));
+    owner.secret = issue(owner);
+    Credentials other = owner;
+    other.device.clear();
+    issue(other);
+    other.secret = "none";
+    for (int i = 0; i < LoginCodes::tries; ++i)
+        EXPECT_FALSE(signsIn(other));
+    EXPECT_TRUE(signsIn(owner));
 }
 
 TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessionsAndOneThatIsNotUsedEnds) {
@@ -258,20 +281,54 @@ TEST_F(AccountRules, AUserKeepsABoundedNumberOfSessionsAndOneThatIsNotUsedEnds) 
 
 TEST_F(AccountRules, FailuresOutliveARestart) {
     tokenOf(known);
-    Credentials guess{"86", known.phone, "guess-1", "127.0.0.3"};
-    for (int i = 0; i < SignInLimits::byNumber.free; ++i)
-        refusal(guess);
-    Accounts next(database, [this] { return now; });
+    std::optional<Accounts> run;
+    const auto restart = [&] {
+        run.reset();
+        run.emplace(database, [this] { return now; });
+    };
     const auto outcome = [&](const Credentials& credentials) {
-        const auto result = next.signIn(credentials, false);
+        const auto result = run->signIn(credentials, false);
         const auto* refused = std::get_if<Refused>(&result);
         return refused ? refused->reason : Reason();
     };
+    const Credentials guess{"86", known.phone, "guess-1", "127.0.0.3"};
+    restart();
+    for (int i = 0; i < SignInLimits::byNumber.free; ++i)
+        EXPECT_EQ(outcome(guess), Reason::WrongPassword);
+    restart();
     EXPECT_EQ(outcome(guess), Reason::TooManyFailures);
     now += SignInLimits::byNumber.pause;
     EXPECT_EQ(outcome({"86", known.phone, known.secret, "127.0.0.4"}), Reason()) << "signs in";
-    Accounts third(database, [this] { return now; });
-    EXPECT_FALSE(third.refusal(guess)) << "which is kept as well";
+    restart();
+    EXPECT_FALSE(run->refusal(guess)) << "which is kept as well";
+}
+
+TEST(FailureJournal, NobodyWaitsWhileItWritesAndTheLatestIsKept) {
+    std::promise<void> disk;
+    std::vector<int> kept;
+    {
+        FailureJournal journal([&, ready = disk.get_future().share()](const std::vector<KeptFailures>& failures) {
+            ready.wait();
+            for (const KeptFailures& one : failures)
+                kept.push_back(one.count);
+        });
+        for (int count = 1; count <= 100; ++count)
+            journal.note({{"number", "86 1", count}});
+        disk.set_value();
+    }
+    ASSERT_FALSE(kept.empty());
+    EXPECT_LE(kept.size(), 2U);
+    EXPECT_EQ(kept.back(), 100);
+}
+
+TEST(Limits, AFloodOfNamesDropsThoseWhoDoNotHaveToWait) {
+    LimitTime now = LimitTime() + 1000h;
+    FailureLimit limit({2, 1h, 1h}, [&] { return now; });
+    limit.failed("locked");
+    limit.failed("locked");
+    for (std::size_t i = 0; i < 2 * limitedNames; ++i, now += 1ms)
+        limit.failed("stranger " + std::to_string(i));
+    EXPECT_GT(limit.waitFor("locked"), 30min);
 }
 
 TEST_F(AccountRules, SpeechTokensInUseAreKnownToTheNextRun) {
