@@ -26,7 +26,7 @@ public:
     static constexpr std::size_t placesOfKnown = 32;
     static constexpr std::chrono::seconds untilRoom{3}; ///< a fair time to come back after there was no place
     static constexpr std::uint64_t rest = 2048;         ///< turns, which are half a minute or more
-    /// Remembered of those who found no place, the latest: those of a minute and more of what one server can refuse.
+    /// Remembered of those who found no place, the latest: those of a quarter of a minute where 2,000 come each second.
     static constexpr std::size_t refusedNames = 32'768;
 
     /// For whom something is hashed.

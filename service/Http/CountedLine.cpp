@@ -67,12 +67,12 @@ std::string CountedLine::taken(Time now) {
 }
 
 void CountedLines::sayDue() {
-    for (CountedLine* line : {&signIns, &codes, &speech, &connections})
+    for (CountedLine* line : all)
         line->sayDue();
 }
 
 void CountedLines::sayRest() {
-    for (CountedLine* line : {&signIns, &codes, &speech, &connections})
+    for (CountedLine* line : all)
         line->sayRest();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -67,6 +68,7 @@ struct CountedLines {
     CountedLine speech{"connections for speech", {"found no place"}};
     enum Connection { Refused, GaveWay };
     CountedLine connections{"connections", {"refused for room", "cut to make room"}};
+    const std::array<CountedLine*, 4> all{&signIns, &codes, &speech, &connections};
 
     void sayDue();
     void sayRest();

@@ -61,6 +61,14 @@ std::optional<boost::asio::ip::address> addressIn(std::string_view text) {
     return wrong ? std::nullopt : std::optional(address);
 }
 
+/// Once: it is most often how the proxy is set up. Programs of its machine may ask past it, too.
+void noteUnnamed(const boost::asio::ip::address& proxy) {
+    static std::atomic<bool> isNoted{false};
+    if (!isNoted.exchange(true))
+        logLine("the proxy " + proxy.to_string() +
+                " sets no X-Forwarded-For: all who come through it count as one (or a program there asked by itself)");
+}
+
 } // namespace
 
 std::optional<std::size_t> headLength(std::string_view bytes, std::size_t known) {
@@ -130,18 +138,6 @@ bool isWebSocketKey(std::string_view key) {
                       c == '/';
            });
 }
-
-namespace {
-
-/// Once: it is most often how the proxy is set up. Programs of its machine may ask past it, too.
-void noteUnnamed(const boost::asio::ip::address& proxy) {
-    static std::atomic<bool> isNoted{false};
-    if (!isNoted.exchange(true))
-        logLine("the proxy " + proxy.to_string() +
-                " sets no X-Forwarded-For: all who come through it count as one (or a program there asked by itself)");
-}
-
-} // namespace
 
 HttpRequest::Origin originOf(const RawRequest& request, boost::asio::ip::address peer, const HeadRules& rules) {
     HttpRequest::Origin origin{.peer = std::move(peer)};

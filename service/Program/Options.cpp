@@ -10,7 +10,6 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options.hpp>
 #include <cctype>
-#include <charconv>
 #include <cstdlib>
 #include <optional>
 #include <set>

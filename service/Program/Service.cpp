@@ -172,8 +172,7 @@ struct Service::Parts {
                  .method = options.loginByCode ? LoginMethod::Code : LoginMethod::Password,
                  .deliver = deliveryOf(options, tuning),
                  .redeemCaptcha = [this](const std::string& result) { return captchas.redeem(result); },
-                 .giveCaptchaBack = [this](const auto& result,
-                                           const auto& address) { captchas.giveBack(result, address); },
+                 .giveCaptchaBack = std::bind_front(&Captchas::giveBack, &captchas),
                  .resumeOf = [this](std::int64_t userId) { return resumes.profileOf(userId); },
                  .createByPassword = options.createAccounts}
         , server(serverOptions(options, tuning), prepareTls(data / "tls"), routes(options)) {
@@ -233,6 +232,7 @@ struct Service::Parts {
             countedLines().sayDue();
             try {
                 speech->tokens.endLapsed();
+                accounts.storeEnded();
                 forgetTheDeleted();
             } catch (const StoreError& problem) {
                 logLine(problem.what()); // the next time

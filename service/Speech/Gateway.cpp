@@ -70,7 +70,7 @@ asio::awaitable<void> serve(std::shared_ptr<GatewayState> state, const HttpReque
     if (!place) {
         countedLines().speech.count(CountedLines::SpeechWithoutPlace, request.origin.peer.to_string());
         co_await refuse(stream, busy("语音识别的连接已满", std::chrono::seconds(5)),
-                        "All places for speech are taken, come back in 5 seconds");
+                        "All places for speech, or all that one user gets, are taken, come back in 5 seconds");
         co_return;
     }
     co_await serveSpeech(state->engines, state->options, request, *token, *place, std::move(stream));

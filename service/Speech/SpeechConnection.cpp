@@ -130,7 +130,7 @@ asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpReques
     auto settings = settingsOfRequest(request.path, [&request](std::string_view name) { return request.query(name); });
     session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.slowWorkers));
     token.whenEnded(closing(websocket::close_code::policy_error, "signed out"));
-    place_.whenLost(closing(websocket::close_code::going_away, "the place was needed for somebody else"));
+    place_.whenLost(closing(websocket::close_code::going_away, "the place was needed for another connection"));
     start(write());
     start(read());
     co_await watchTime();

@@ -30,6 +30,18 @@ struct SpeechPlaces::State {
         return most > own + (isQuiet ? 0 : 1) ? found : taken.end();
     }
 
+    /// The place of their own that goes to a user who has all that one gets; the end where none does.
+    Taken::const_iterator abandonedOf(std::int64_t user) const {
+        const auto found = std::min_element(taken.begin(), taken.end(), [user](const Place* left, const Place* right) {
+            return std::pair(left->user_ != user, left->lastHeard_) <
+                   std::pair(right->user_ != user, right->lastHeard_);
+        });
+        const bool isSilent = Clock::now() - (*found)->lastHeard_ >= std::min<Clock::duration>(quiet, abandoned);
+        return isSilent ? found : taken.end();
+    }
+
+    bool isFull() const { return taken.size() >= inAll; }
+
     const std::size_t inAll;
     const std::size_t ofAUser;
     const Clock::duration quiet;
@@ -47,8 +59,13 @@ std::unique_ptr<SpeechPlaces::Place> SpeechPlaces::take(std::int64_t user) {
         const std::lock_guard lock(state_->mutex);
         auto& taken = state_->taken;
         const std::size_t own = state_->ofUser(user);
-        const auto given = taken.size() < state_->inAll ? taken.end() : state_->forWhoeverHas(own);
-        if (own >= state_->ofAUser || (given == taken.end() && taken.size() >= state_->inAll))
+        const bool hasAll = own >= state_->ofAUser;
+        auto given = taken.cend();
+        if (hasAll)
+            given = state_->abandonedOf(user);
+        else if (state_->isFull())
+            given = state_->forWhoeverHas(own);
+        if (given == taken.end() && (hasAll || state_->isFull()))
             return nullptr;
         if (given != taken.end()) {
             (*given)->lost_ = true;

@@ -11,12 +11,15 @@
 namespace parlowen::service {
 
 /// The places for speech connections, which users share: so many in all, and so many of them for one user. When all are
-/// taken, somebody who has fewer gets the place of whoever has most that heard nothing for longest. Thread-safe.
+/// taken, somebody who has fewer gets the place of whoever has most that heard nothing for longest. A user who has all
+/// that one gets loses their own that hears nothing any more, such as one of a network that was left. Thread-safe.
 class SpeechPlaces {
     struct State;
 
 public:
     using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds abandoned{
+        5}; ///< without a sound, for a user's own; or `quiet`, if that is less
 
     /// `quiet`: so long without a sound, and a place goes also to somebody who has just one fewer, to whom it would
     /// else only bring the turn to lose it again.

@@ -147,9 +147,12 @@ Database::Database(const std::filesystem::path& file)
 }
 
 void Database::keepReserve() const {
-    const int descriptor = ::open(reserve_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    std::error_code unknown;
+    if (std::filesystem::file_size(reserve_, unknown) == static_cast<std::uintmax_t>(reserveBytes))
+        return;
+    const int descriptor = ::open(reserve_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor < 0)
-        return; // it is there, most often
+        return;
     const bool isKept = ::posix_fallocate(descriptor, 0, reserveBytes) == 0;
     ::close(descriptor);
     if (!isKept)

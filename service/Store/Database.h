@@ -55,6 +55,7 @@ public:
     }
 
 private:
+    /// Makes the file that gives way, where it is not whole.
     void keepReserve() const;
     /// Whether there was one.
     bool giveUpReserve() const;

@@ -1,5 +1,6 @@
 #include "ScriptedEngines.h"
 #include "Speech/Gateway.h"
+#include "Speech/SpeechPlaces.h"
 #include "support/RunningService.h"
 #include "support/Testing.h"
 #include <Wire/SpeechMessage.h>
@@ -162,9 +163,20 @@ TEST(Gateway, WhoeverHasMostPlacesGivesTheOneThatIsQuietForLongestToWhoeverHasFe
     const auto other = gateway.client(plainPath, gateway.speech->tokens.issue({5, {}}));
     EXPECT_EQ(other.status(), 101U);
     EXPECT_FALSE(quiet.receive());
-    EXPECT_EQ(quiet.closed(), std::pair(1001U, std::string("the place was needed for somebody else")));
+    EXPECT_EQ(quiet.closed(), std::pair(1001U, std::string("the place was needed for another connection")));
     EXPECT_EQ(gateway.client().status(), 503U) << "each has one";
     EXPECT_EQ(gateway.client(plainPath, gateway.speech->tokens.issue({6, {}})).status(), 503U) << "both are new";
+}
+
+TEST(SpeechPlaces, AUsersOwnDeadConnectionGivesWayToTheirNextOne) {
+    int lost = 0;
+    for (const auto quiet : {0h, 1h}) {
+        SpeechPlaces places(4, 1, quiet);
+        const auto first = places.take(1);
+        first->whenLost([&lost] { ++lost; });
+        EXPECT_EQ(places.take(1) != nullptr, quiet == 0h);
+    }
+    EXPECT_EQ(lost, 1);
 }
 
 TEST(Gateway, WhatItCannotDoItSaysInTheClose) {

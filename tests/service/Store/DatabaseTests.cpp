@@ -1,5 +1,6 @@
 #include "Store/Database.h"
 #include "support/TemporaryDirectory.h"
+#include <fstream>
 #include <gtest/gtest.h>
 
 using namespace parlowen::service;
@@ -41,6 +42,21 @@ TEST_F(DatabaseFile, HoldsToItsConstraints) {
         database.use([](auto& connection) { return connection.execAndGet("SELECT count(*) FROM sessions").getInt(); }),
         0)
         << "sessions go with their user";
+}
+
+TEST_F(DatabaseFile, OnAFullDiskAReserveGivesWay) {
+    Database database(file);
+    const std::filesystem::path reserve = file.string() + ".reserve";
+    const auto onFullDisk = [&](SQLite::Database&) {
+        if (std::filesystem::exists(reserve))
+            throw StoreError("full", true);
+    };
+    EXPECT_THROW(database.use(onFullDisk), StoreError);
+    database.useWithReserve(onFullDisk);
+    EXPECT_FALSE(std::filesystem::exists(reserve));
+    std::ofstream(reserve) << "cut short";
+    database.useWithReserve([](SQLite::Database&) {});
+    EXPECT_GT(std::filesystem::file_size(reserve), 100'000U) << "made anew, and whole";
 }
 
 TEST_F(DatabaseFile, WhatIsNotOursIsRefusedAndLeftAlone) {
