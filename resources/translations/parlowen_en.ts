@@ -19,6 +19,13 @@
     </message>
 </context>
 <context>
+    <name>Composition</name>
+    <message>
+        <source>服务器的回复无法识别，请稍后再试</source>
+        <translation>The server&apos;s reply cannot be read; please try again later</translation>
+    </message>
+</context>
+<context>
     <name>MicroManagement</name>
     <message>
         <source>没有麦克风权限</source>

@@ -69,6 +69,7 @@ AppDelegate::AppDelegate(const CommandLine& line, std::function<void(int)> finis
         if (signIn_ && signIn_->tokenRefused())
             return;
         openLogin();
+        ProgressHUD::shared().containerView = nullptr; // an interview that has just been closed
         ProgressHUD::shared().toast(tr("登录已失效，请重新登录"));
     };
     composition_.setHooks(std::move(hooks));

@@ -100,8 +100,11 @@ HttpDatas::Hooks Composition::requestHooks() {
     result.showAlert = [this](const Alert& alert) {
         if (hooks_.problem && !alert.title.isEmpty())
             hooks_.problem(alert.title);
+        Alert worded = alert;
+        if (worded.title.isEmpty())
+            worded.title = QCoreApplication::translate("Composition", "服务器的回复无法识别，请稍后再试");
         if (hooks_.alert)
-            hooks_.alert(alert);
+            hooks_.alert(worded);
     };
     result.forcedSignOut = [this] {
         if (hooks_.forcedSignOut)

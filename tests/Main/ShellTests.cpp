@@ -195,7 +195,9 @@ TEST_F(ShellTest, ARefusedTokenEndsTheInterviewAndBringsTheSignInAlone) {
     ScriptedHttpServer refusing;
     refusing.enqueue(Reply::json(401, R"({"code":0})"));
     HttpDatas::shared().requestData(refusing.baseUrl() + "/x", HttpMethod::GET, {}, {}, nullptr);
-    ASSERT_TRUE(waitFor([&] { return isLogin() && !session; }));
+    const ProgressHUD& told = ProgressHUD::shared();
+    EXPECT_TRUE(waitFor([&] { return isLogin() && told.isVisible() && told.window() == run_->window(); }));
+    ASSERT_TRUE(waitFor([&] { return !session; }));
     EXPECT_TRUE(waitFor([this] { return windowsInSight() == QWidgetList{run_->window()}; }));
     EXPECT_EQ(stored().loginToken(), std::nullopt);
     const QMainWindow* login = run_->window();
