@@ -21,12 +21,13 @@ import time
 API = "/api/v1"
 WORDS = "零一二三四五六七八九"
 HEAD = {"Content-Type": "application/json"}
+PROXY = "127.0.5.1"  # which names another address for each guess
 
 
 class Service:
     def __init__(self, program, directory):
         self.process = subprocess.Popen(
-            [program, "--listen", "127.0.0.1:0", "--captcha-listen", "127.0.0.1:0", "--data", directory + "/data", "--login-method", "code", "--exit-with-stdin"],
+            [program, "--listen", "127.0.0.1:0", "--captcha-listen", "127.0.0.1:0", "--data", directory + "/data", "--login-method", "code", "--proxy", PROXY, "--exit-with-stdin"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.captcha_port = int(self.process.stdout.readline().rstrip().rstrip("/").rsplit(":", 1)[1])
         self.port = int(self.process.stdout.readline().rsplit(":", 1)[1])
@@ -147,29 +148,32 @@ def wrong_codes(service, attempts):
         api = service.api(source)
         for i in left:
             body = {"country_code": "86", "phone": numbers[i % 8] if i % 2 else f"135{i:08}", "code": f"{random.randint(0, 999999):06}"}
-            _, reply = ask(api, "POST", API + "/user/login", body)
+            headers = {**HEAD, "X-Forwarded-For": f"2001:db8:{i:x}::1"}  # believed of the proxy alone
+            _, reply = ask(api, "POST", API + "/user/login", body, headers)
             with lock:
                 answers[reply["code"] if isinstance(reply, dict) else "none"] += 1
 
-    threads = [threading.Thread(target=attack, args=(f"127.0.5.{1 + i}",)) for i in range(16)]
+    threads = [threading.Thread(target=attack, args=(f"127.0.5.{1 + i // 2}" if i % 2 else PROXY,)) for i in range(16)]
     begin = time.monotonic()
     for thread in threads:
         thread.start()
-    times = []
+    times, profile_times = [], []
 
-    def honest_try(method, path, body, *expected):
+    def honest_try(method, path, body, *expected, token="", into=times):
         start = time.monotonic()
-        _, reply = ask(honest, method, API + path, body)
-        times.append((time.monotonic() - start) * 1000)
+        _, reply = ask(honest, method, API + path, body, {**HEAD, "Authorization": "Bearer " + token})
+        into.append((time.monotonic() - start) * 1000)
         assert reply["code"] in expected, reply
+        return reply["data"]
 
-    honest_try("POST", "/user/login", {"country_code": "86", "phone": "13600000001", "code": honest_code}, 0)
+    token = honest_try("POST", "/user/login", {"country_code": "86", "phone": "13600000001", "code": honest_code}, 0)["token"]
     while any(thread.is_alive() for thread in threads):
         honest_try("POST", "/user/login", {"country_code": "86", "phone": "13600000001", "code": "x"}, 1005, 1003)
+        honest_try("GET", "/user/info", None, 0, token=token, into=profile_times)
         time.sleep(0.2)
     took = time.monotonic() - begin
     print(f"wrong codes: {sum(answers.values())} in {took:.1f} s, answered {dict(answers)}; an honest user meanwhile: median"
-          f" {statistics.median(times):.0f} ms, longest {max(times):.0f} ms of {len(times)}; memory {before} -> {service.resident()} MiB")
+          f" {statistics.median(times):.0f} ms, longest {max(times):.0f} ms of {len(times)}, profile {statistics.median(profile_times):.0f} and {max(profile_times):.0f}; memory {before} -> {service.resident()} MiB")
     assert answers[0] == 0
 
 
