@@ -201,16 +201,16 @@ std::variant<std::string, Refused> Accounts::issueCode(const Credentials& creden
     return *std::move(code);
 }
 
-void Accounts::takeCodeBack(const Credentials& credentials) {
-    codes_.takeBack(credentials.number(), tryOf(credentials).address);
-}
-
 SignedIn Accounts::admitted(const SignInTry& attempt, SignedIn signedIn) {
     limits_.succeeded(attempt);
-    if (!attempt.address.empty())
-        store_.addAddress(signedIn.user.id, attempt.address); // also a known one: it is the latest now
-    if (attempt.address != attempt.device && !attempt.device.empty())
-        store_.addAddress(signedIn.user.id, attempt.device);
+    try {
+        if (!attempt.address.empty())
+            store_.addAddress(signedIn.user.id, attempt.address); // also a known one: it is the latest now
+        if (attempt.address != attempt.device && !attempt.device.empty())
+            store_.addAddress(signedIn.user.id, attempt.device);
+    } catch (const StoreError& problem) {
+        logLine(problem.what()); // the sign-in is good all the same
+    }
     return signedIn;
 }
 
@@ -276,6 +276,7 @@ void Accounts::storeEnded() {
 std::optional<User> Accounts::remove(std::string_view token) {
     auto user = userOf(token);
     if (user) {
+        failures_.forget(nameOf(user->phone));
         store_.remove(user->id);
         codes_.forget(user->phone);
     }

@@ -68,7 +68,7 @@ public:
     /// A code to send to a number.
     std::variant<std::string, Refused> issueCode(const Credentials& credentials);
     /// What was issued did not reach the number, which it costs nothing.
-    void takeCodeBack(const Credentials& credentials);
+    void takeCodeBack(const PhoneNumber& phone, std::string_view code) { codes_.takeBack(phone, code); }
 
     /// The user that a token stands for. Throws StoreError.
     std::optional<User> userOf(std::string_view token);

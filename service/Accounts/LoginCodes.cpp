@@ -63,17 +63,13 @@ bool LoginCodes::redeem(const PhoneNumber& phone, std::string_view code, const s
     return good;
 }
 
-LoginCodes::Codes::iterator LoginCodes::find(const PhoneNumber& phone, const std::string& address) {
-    const auto [begin, end] = codes_.equal_range(nameOf(phone));
-    const auto found =
-        std::find_if(begin, end, [&address](const auto& entry) { return entry.second.address == address; });
-    return found == end ? codes_.end() : found;
-}
-
 bool LoginCodes::isAskedFrom(const PhoneNumber& phone, const std::string& address) {
     const std::lock_guard lock(mutex_);
-    const auto known = find(phone, address);
-    return known != codes_.end() && known->second.triesLeft > 0 && known->second.goodUntil > clock_();
+    const auto [begin, end] = codes_.equal_range(nameOf(phone));
+    return std::any_of(begin, end, [&](const auto& entry) {
+        const Issued& issued = entry.second;
+        return issued.address == address && issued.triesLeft > 0 && issued.goodUntil > clock_();
+    });
 }
 
 void LoginCodes::forget(const PhoneNumber& phone) {
@@ -81,10 +77,12 @@ void LoginCodes::forget(const PhoneNumber& phone) {
     codes_.erase(nameOf(phone));
 }
 
-void LoginCodes::takeBack(const PhoneNumber& phone, const std::string& address) {
+void LoginCodes::takeBack(const PhoneNumber& phone, std::string_view code) {
+    const std::string hash = hashedToken(code);
     const std::lock_guard lock(mutex_);
-    const auto known = find(phone, address);
-    if (known == codes_.end())
+    const auto [begin, end] = codes_.equal_range(nameOf(phone));
+    const auto known = std::find_if(begin, end, [&hash](const auto& entry) { return entry.second.hash == hash; });
+    if (known == end)
         return;
     pauses_.takeBack(known->second.limitedAs);
     days_.takeBack(known->second.limitedAs);

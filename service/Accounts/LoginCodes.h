@@ -36,7 +36,7 @@ public:
     /// Forgets a number's codes.
     void forget(const PhoneNumber& phone);
     /// Forgets a code that did not reach the number, and that it was issued; the address has used it all the same.
-    void takeBack(const PhoneNumber& phone, const std::string& address);
+    void takeBack(const PhoneNumber& phone, std::string_view code);
 
 private:
     struct Issued {
@@ -51,7 +51,6 @@ private:
     using Codes = std::multimap<std::string, Issued>; ///< by nameOf(), one for each address that asked
 
     std::chrono::seconds enter(const std::string& limitedAs, const Asker& asker);
-    Codes::iterator find(const PhoneNumber& phone, const std::string& address);
 
     const LimitClock clock_;
     RateLimit pauses_;

@@ -88,10 +88,10 @@ asio::awaitable<HttpResponse> signInByCode(const SignInParts& parts, const HttpR
 }
 
 /// Sends what was issued; a code that could not be sent costs the number nothing.
-HttpResponse deliver(const SignInParts& parts, const Credentials& credentials, const CodeMessage& message) {
+HttpResponse deliver(const SignInParts& parts, const CodeMessage& message) {
     if (parts.deliver(message))
         return success(nullptr, "验证码已发送");
-    parts.accounts.takeCodeBack(credentials);
+    parts.accounts.takeCodeBack(message.phone, message.code);
     return failure(notDelivered, "验证码发送失败，请稍后再试");
 }
 
@@ -123,7 +123,7 @@ asio::awaitable<HttpResponse> sendCode(const SignInParts& parts, std::atomic<int
             parts.giveCaptchaBack(captcha, credentials.address);
             countCode(CountedLines::CodeToWait, request);
         }
-        return code ? deliver(parts, credentials, {credentials.number(), *code, isEnglish})
+        return code ? deliver(parts, {credentials.number(), *code, isEnglish})
                     : refusedReply(std::get<Refused>(issued));
     };
     const std::unique_ptr<std::atomic<int>, void (*)(std::atomic<int>*)> leaving(&deliveries,

@@ -12,7 +12,7 @@
 namespace parlowen::service {
 
 /// What waits under a name until it is taken, for so long and no more than so many of them. Beyond these the oldest one
-/// of the site with the most goes, so that strangers push out nobody else's. Not thread-safe.
+/// of the site with the most goes, so that a few that ask for many push out nobody who has few. Not thread-safe.
 template<typename Value>
 class ExpiringEntries {
 public:

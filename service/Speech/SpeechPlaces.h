@@ -18,8 +18,9 @@ class SpeechPlaces {
 
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::seconds abandoned{
-        5}; ///< without a sound, for a user's own; or `quiet`, if that is less
+    /// Without a sound for so long, or for `quiet` if that is less, a user's own is abandoned. Longer than one that is
+    /// alive is not read from, as while what it sent before is still being recognised.
+    static constexpr std::chrono::seconds abandoned{20};
 
     /// `quiet`: so long without a sound, and a place goes also to somebody who has just one fewer, to whom it would
     /// else only bring the turn to lose it again.
@@ -35,7 +36,7 @@ public:
 
         /// Sound has come in.
         void heard();
-        /// Has that called, on any thread, when the place goes to somebody else; at once where it has gone.
+        /// Has that called, on any thread, when the place goes to another connection; at once where it has gone.
         void whenLost(std::function<void()> act);
 
     private:

@@ -78,7 +78,7 @@ void Composition::alertInFront(const Alert& alert) {
 std::function<void(const Alert&)> Composition::alertInPassing() {
     // What is asked for again and again fails in the same words each time.
     return [last = Alert(), since = QElapsedTimer()](const Alert& alert) mutable {
-        if (alert.title.isEmpty() || (alert == last && since.isValid() && !since.hasExpired(repeatMilliseconds)))
+        if (alert == last && since.isValid() && !since.hasExpired(repeatMilliseconds))
             return;
         last = alert;
         since.start();

@@ -103,8 +103,8 @@ BilingualText transportErrorDescription(const QNetworkReply& reply) {
     constexpr Phrase ownAuthority{"%1 (of a service of your own, this system has to trust the tls/ca.pem)",
                                   "%1（自建的服务，要先让本系统信任它的 tls/ca.pem）"};
     constexpr Phrase moved{
-        "the server sends requests on to another address, which has to be given in place of this one",
-        "服务器要把请求转到另一个地址，请改用那个地址"};
+        "the server sends requests on to another address; if that is right, give it in place of this one",
+        "服务器要把请求转到另一个地址，若无误，请改用那个地址"};
     if (reply.error() == QNetworkReply::InsecureRedirectError)
         return moved.both();
     const bool isUntrusted = reply.error() == QNetworkReply::SslHandshakeFailedError;

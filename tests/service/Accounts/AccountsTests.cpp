@@ -205,8 +205,7 @@ TEST_F(AccountRules, CodesAreGoodOnceForAWhileAndAFewTries) {
         EXPECT_FALSE(signsIn(wrong));
     EXPECT_FALSE(signsIn(code)) << "too many tries";
 
-    issue();
-    accounts.takeCodeBack(byCode);
+    accounts.takeCodeBack(byCode.number(), issue());
     EXPECT_TRUE(std::holds_alternative<std::string>(accounts.issueCode(byCode))) << "what was not delivered is free";
     byCode.address = "127.0.0.66";
     for (std::size_t i = 3; i <= LoginCodes::ofANumber; ++i)
