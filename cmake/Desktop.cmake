@@ -11,9 +11,11 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/org.parlowen.Parlowen.desktop DESTINAT
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/org.parlowen.Parlowen.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(FILES resources/icons/logo.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps RENAME org.parlowen.Parlowen.svg)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/parlowen-service.service DESTINATION lib/systemd/user)
-install(FILES packaging/completions/parlowen.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME parlowen)
-install(FILES packaging/completions/parlowen.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME parlowen-service)
 install(FILES packaging/completions/_parlowen DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+foreach(program parlowen parlowen-service)
+  install(FILES packaging/completions/parlowen.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program})
+  install(FILES packaging/completions/parlowen.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d RENAME ${program}.fish)
+endforeach()
 
 # manual_page(PROGRAM "what it is"): only where help2man is, as for a package.
 find_program(HELP2MAN help2man)
