@@ -383,13 +383,6 @@
     </message>
 </context>
 <context>
-    <name>parlowen::InterviewContentView</name>
-    <message>
-        <source>，已选择</source>
-        <translation>, selected</translation>
-    </message>
-</context>
-<context>
     <name>parlowen::InterviewSettingViewController</name>
     <message>
         <source>面试设置</source>
@@ -446,10 +439,6 @@
         <translation>Search languages</translation>
     </message>
     <message>
-        <source>国家</source>
-        <translation>Languages</translation>
-    </message>
-    <message>
         <source>正在获取语言列表…</source>
         <translation>Getting the list of languages…</translation>
     </message>
@@ -464,6 +453,10 @@
     <message>
         <source>没有匹配的语言</source>
         <translation>No language matches</translation>
+    </message>
+    <message>
+        <source>语言</source>
+        <translation>Languages</translation>
     </message>
 </context>
 <context>
@@ -823,6 +816,10 @@ Nothing leaves it, unless you set that up</translation>
         <source>重试</source>
         <translation>Try again</translation>
     </message>
+    <message>
+        <source>清除</source>
+        <translation>Clear</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::SessionMenu</name>
@@ -861,6 +858,10 @@ Nothing leaves it, unless you set that up</translation>
     <message>
         <source>背景更透</source>
         <translation>Clearer background</translation>
+    </message>
+    <message>
+        <source>菜单</source>
+        <translation>Menu</translation>
     </message>
 </context>
 <context>

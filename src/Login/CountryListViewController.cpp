@@ -32,6 +32,7 @@ CountryListViewController::CountryListViewController(HttpDatas& http, QWidget* p
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     resize(list_->size());
+    setAccessibleName(list_->accessibleName());
     layout->addWidget(list_);
     list_->onSearch = [this] { controlTextDidChange(); };
     list_->onSelection = [this](int row) { tableViewSelectionDidChange(row); };

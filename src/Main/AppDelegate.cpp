@@ -145,7 +145,8 @@ void AppDelegate::keepWindow(QMainWindow* window) {
 }
 
 void AppDelegate::openMainWindow() {
-    auto* window = new QMainWindow;
+    auto* window = new QMainWindow; // without a title
+    window->setAccessibleName(QGuiApplication::applicationDisplayName());
     keepWindow(window);
     window->setCentralWidget(makeMainView());
     const QRect room = window->screen()->availableGeometry();

@@ -1,5 +1,6 @@
 #include "WindowMenu.h"
 
+#include <Tools/PopView/Accessibility.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -27,6 +28,8 @@ void onActiveWindow(const std::function<void(QWidget*)>& work) {
 
 WindowMenu::WindowMenu(std::function<void()> showMainWindow, std::function<void()> quit)
     : QMenu(QStringLiteral("Window")) {
+    setAccessibleName(title());
+    markFirstForKeys(*this);
     setFont(systemFont(13));
     setStyleSheet(menuStyle());
     add(QStringLiteral("Minimize"), Qt::CTRL | Qt::Key_M,

@@ -312,6 +312,7 @@ TEST_F(ReachTest, EveryControlOfEveryPageIsReachedByKeysAndHasAName) {
     view().topBar()->modeSwithButtonClicked();
     ASSERT_TRUE(waitFor([this] { return run_->window()->findChild<PopView*>() != nullptr; }));
     expectNames(*run_->window());
+    EXPECT_EQ(nameOf(QApplication::focusWidget()), "选择面试类型");
 }
 
 TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLeftBehindStops) {

@@ -11,10 +11,11 @@ namespace parlowen {
 LanguageListViewController::LanguageListViewController(HttpDatas& http, QWidget* parent)
     : BaseViewController(parent)
     , http_(http)
-    , list_(new SearchList(tr("搜索国家/地区"), tr("国家"), this)) {
+    , list_(new SearchList(tr("搜索国家/地区"), tr("语言"), this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     resize(list_->size());
+    setAccessibleName(list_->accessibleName());
     layout->addWidget(list_);
     list_->onSearch = [this] { controlTextDidChange(); };
     list_->onSelection = [this](int row) { tableViewSelectionDidChange(row); };

@@ -6,6 +6,7 @@
 #include "SessionWindow.h"
 
 #include <Page/View/ReadingList.h>
+#include <Tools/PopView/Accessibility.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
@@ -46,6 +47,8 @@ SessionMenu::SessionMenu(SessionWindow* window, ReadingList* list)
     : QMenu(window) {
     setObjectName(QStringLiteral("sessionMenu"));
     setAttribute(Qt::WA_DeleteOnClose);
+    setAccessibleName(tr("菜单"));
+    markFirstForKeys(*this);
     makeDark(*this);
     if (list != nullptr)
         addCopying(list);

@@ -7,12 +7,12 @@
 
 #include <Network/Settings.h>
 #include <Page/View/ReadingList.h>
+#include <Tools/PopView/Accessibility.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 
-#include <QAccessibleWidget>
 #include <QContextMenuEvent>
 #include <QLabel>
 #include <QMouseEvent>
@@ -53,12 +53,6 @@ Qt::CursorShape cursorAt(Qt::Edges edges) {
     return edges == Qt::Edges() ? Qt::ArrowCursor : Qt::SizeVerCursor;
 }
 
-/// A screen reader finds windows by their role, which of plain widgets none has by itself.
-QAccessibleInterface* accessibleWindow(const QString&, QObject* object) {
-    auto* window = qobject_cast<SessionWindow*>(object);
-    return window == nullptr ? nullptr : new QAccessibleWidget(window, QAccessible::Window);
-}
-
 } // namespace
 
 SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> session, QWidget* parent)
@@ -70,7 +64,7 @@ SessionWindow::SessionWindow(std::unique_ptr<AIInterviewDetailController> sessio
     , title_(new QLabel(this))
     , subject_(new ElidedLabel(this))
     , closeButton_(new QToolButton(this)) {
-    QAccessible::installFactory(accessibleWindow); // once, however often it is called
+    setAccessibleRole(*this, QAccessible::Window);
     setAttribute(Qt::WA_TranslucentBackground);
     setMinimumSize(smallestSize * std::min(fontScale(), mostGrowth));
     resize(contentSize);

@@ -49,6 +49,7 @@ InterviewContentView::InterviewContentView(QWidget* parent)
     , titleLabel_(makeLabel(hexColor(theme::darkText), false, 14, this))
     , subtitleLabel_(makeLabel(hexColor(theme::midGrey), false, 12, this))
     , selectImageView_(new QLabel(this)) {
+    setCheckable(true);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(optionInset, 0, optionInset, 0);
     row->setSpacing(optionInset);
@@ -80,9 +81,11 @@ void InterviewContentView::configure(const QString& image, const QString& title,
     titleLabel_->setText(title);
     subtitleLabel_->setText(subtitle);
     subtitleLabel_->setHidden(subtitle.isEmpty());
-    selected_ = selected;
+    setAutoExclusive(false); // or the last one that was chosen would stay so
+    setChecked(selected);
+    setAutoExclusive(true);
     selectImageView_->setVisible(selected);
-    setAccessibleName(selected ? title + tr("，已选择") : title);
+    setAccessibleName(title);
     setAccessibleDescription(subtitle);
     update();
 }
@@ -101,7 +104,7 @@ void InterviewContentView::paintEvent(QPaintEvent*) {
     QColor ground = palette::CSS::lightGray();
     ground.setAlphaF(pointed ? 0.25F : 0.1F);
     painter.setBrush(ground);
-    painter.setPen(selected_ ? QPen(hexColor(theme::cardBorder), 1) : QPen(Qt::NoPen));
+    painter.setPen(isChecked() ? QPen(hexColor(theme::cardBorder), 1) : QPen(Qt::NoPen));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), typeRadius, typeRadius);
     if (!hasFocus())
         return;

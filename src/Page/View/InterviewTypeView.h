@@ -13,7 +13,8 @@ class QPushButton;
 namespace parlowen {
 
 /// One of the interview types to choose from: a picture, a title, a subtitle that may be empty, and a mark while it is
-/// selected. A click, Space or Enter reports it and selects nothing by itself; the arrow keys go to its neighbours.
+/// selected. A click, Space or Enter reports it and selects nothing by itself; the arrow keys go to its neighbours, and
+/// choose them where it is the one that is selected.
 class InterviewContentView : public KeyFocusButton {
     Q_OBJECT
 public:
@@ -21,7 +22,7 @@ public:
 
     /// The picture goes by its name (`namedImage`).
     void configure(const QString& image, const QString& title, const QString& subtitle, bool selected);
-    bool isSelected() const { return selected_; }
+    bool isSelected() const { return isChecked(); }
     QLabel* titleLabel() const { return titleLabel_; }
     QLabel* subtitleLabel() const { return subtitleLabel_; }
     QLabel* selectImageView() const { return selectImageView_; }
@@ -32,6 +33,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void nextCheckState() override {}
 
 private:
     void handleClick();
@@ -40,7 +42,6 @@ private:
     QLabel* titleLabel_;
     QLabel* subtitleLabel_;
     QLabel* selectImageView_;
-    bool selected_ = false;
 };
 
 /// The card that asks for the type of interviews: 1 domestic, 2 foreign, 3 either. To be shown in a `MYCenterPopView`,

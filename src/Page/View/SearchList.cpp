@@ -61,6 +61,7 @@ SearchList::SearchList(const QString& placeholder, const QString& listName, QWid
     layout->setSpacing(listInset);
     buildSearchField(placeholder);
     layout->addWidget(searchField_);
+    setAccessibleName(listName);
     buildTable(listName);
     layout->addLayout(pages_, 1);
     const int height = listInset + searchHeight + listInset + rowsSize.height() + listInset;
@@ -74,6 +75,8 @@ void SearchList::buildSearchField(const QString& placeholder) {
     searchField_->setStyleSheet(searchStyle());
     searchField_->setFixedHeight(static_cast<int>(searchHeight * fontScale()));
     searchField_->setClearButtonEnabled(true);
+    for (auto* clear : searchField_->findChildren<QAbstractButton*>())
+        clear->setAccessibleName(tr("清除"));
     searchField_->installEventFilter(this);
     connect(searchField_, &QLineEdit::textChanged, this, [this] {
         if (onSearch)

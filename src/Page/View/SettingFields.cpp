@@ -70,6 +70,7 @@ PopUpButton::PopUpButton(const QString& accessibleName, const QStringList& items
     addItems(items);
     setFont(systemFont(13));
     view()->setFont(font());
+    view()->setAccessibleName(accessibleName);
     setStyleSheet(popUpStyle());
     setFixedHeight(fieldSize().height());
     setMaximumWidth(fieldSize().width());

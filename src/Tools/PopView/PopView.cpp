@@ -1,5 +1,6 @@
 #include "PopView.h"
 
+#include "Accessibility.h"
 #include "ViewFader.h"
 #include "Windows.h"
 
@@ -29,6 +30,9 @@ PopView::PopView(QWidget* content, QWidget* container)
     , contentView_(content)
     , contentOwner_(ownerOf(content))
     , fader_(new ViewFader(content, 0)) {
+    setAccessibleRole(*this, QAccessible::Dialog);
+    setAccessibleName(content->accessibleName()); // it takes the keyboard in the card's place
+    setAccessibleDescription(content->accessibleDescription());
     setAttribute(Qt::WA_NoMousePropagation);
     setFocusPolicy(Qt::ClickFocus);
     setGeometry(container->rect());

@@ -1,5 +1,6 @@
 #include "Popover.h"
 
+#include "Accessibility.h"
 #include "Colors.h"
 
 #include <QApplication>
@@ -93,6 +94,7 @@ QWidget* firstField(QWidget* content) {
 
 Popover::Popover(QWidget* parent)
     : QWidget(parent, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint) {
+    setAccessibleRole(*this, QAccessible::Dialog);
     setAttribute(Qt::WA_TranslucentBackground);
     setPalette(lightPalette(Qt::white));
 }
@@ -108,6 +110,7 @@ void Popover::setContentView(QWidget* content) {
     if (!content->testAttribute(Qt::WA_Resized))
         content->adjustSize();
     content->setParent(this);
+    setAccessibleName(content->accessibleName());
 }
 
 Popover::Place Popover::place(const QRect& anchor, QSize content, Edge wanted, const QRect& screen) {
