@@ -8,7 +8,7 @@ add_custom_target(thread_tests)
 function(parlowen_test name)
   cmake_parse_arguments(PARSE_ARGV 1 T "SERIAL;BY_HAND" "TIMEOUT" "SOURCES;USES;LABELS")
   if(NOT T_TIMEOUT)
-    set(T_TIMEOUT 120)
+    set(T_TIMEOUT 300)
   endif()
   if(PARLOWEN_SANITIZE)
     math(EXPR T_TIMEOUT "5 * ${T_TIMEOUT}") # the thread sanitizer takes so many times as long

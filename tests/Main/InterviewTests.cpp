@@ -46,7 +46,7 @@ struct InterviewTest : EitherAudioServer {
         EXPECT_TRUE(waitFor([&] { return speaker.isDone(); }, 60'000));
         EXPECT_FALSE(speaker.failed());
         const auto said = wordsOf(speech.text);
-        EXPECT_TRUE(waitFor([&] { return wordErrors(said, wordsOf(listener.heardText())) <= said.size() / 5; }, 15'000))
+        EXPECT_TRUE(waitFor([&] { return wordErrors(said, wordsOf(listener.heardText())) <= said.size() / 5; }, 60'000))
             << listener.heardText() << listener.errors.right(4000).toStdString();
     }
 

@@ -190,7 +190,7 @@ TEST(RehearsalTest, OutputThatCannotBeWrittenIsTold) {
 }
 
 bool waitForEvent(ProgramRun& run, const char* kind) {
-    return waitFor([&] { return run.process.waitForReadyRead(50), !run.events(QLatin1String(kind)).empty(); }, 30'000);
+    return waitFor([&] { return run.process.waitForReadyRead(50), !run.events(QLatin1String(kind)).empty(); }, 90'000);
 }
 
 pid_t serviceOf(const ProgramRun& run) {

@@ -166,7 +166,6 @@ TEST_F(StreamingClientTest, AStreamCutInHalfKeepsItsTextAndFails) {
 
 TEST_F(StreamingClientTest, ABackendThatRefusesFailsOrIsSilentEndsTheStreamWithAReason) {
     environment_.loginToken = [] { return std::optional<QString>(); };
-    environment_.timeout = std::chrono::milliseconds(200);
     const std::pair<std::optional<Reply>, const char*> cases[] = {
         {Reply::json(401, R"({"code":1,"message":"请登录"})"),
          "the backend does not take the sign-in (HTTP 401: 请登录)"},
@@ -176,6 +175,7 @@ TEST_F(StreamingClientTest, ABackendThatRefusesFailsOrIsSilentEndsTheStreamWithA
         {Reply::silence(), "the backend cannot be reached (the request timed out)"},
         {std::nullopt, "the backend cannot be reached"}};
     for (const auto& [reply, expected] : cases) {
+        environment_.timeout = std::chrono::milliseconds(QByteArray(expected).contains("timed out") ? 200 : 40'000);
         environment_.baseUrl = reply ? server_.baseUrl() : ScriptedHttpServer::refusingUrl();
         server_.enqueue(reply.value_or(Reply()));
         ends_.clear();

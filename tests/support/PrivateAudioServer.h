@@ -73,7 +73,7 @@ public:
 
     /// Whether the condition holds within the bound. It is looked at first, and after changes of devices, streams,
     /// modules, defaults and of this connection; it may ask the server.
-    bool until(const std::function<bool()>& condition, int milliseconds = 10'000);
+    bool until(const std::function<bool()>& condition, int milliseconds = 40'000);
     /// Waits until nothing has changed for half a second, ten seconds at most.
     void untilQuiet();
 

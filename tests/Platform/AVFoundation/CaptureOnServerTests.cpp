@@ -189,6 +189,7 @@ TEST_P(CaptureOnPulseAudioTest, GoesOnWhenAServerThatHangsAnswersAgainAndMeasure
 bool isGranted() {
     std::promise<bool> granted;
     std::shared_ptr<PulseClient> client = PulseClient::shared();
+    client->waitUntilKnown(std::chrono::seconds(30)); // asking waits for a second
     AVCaptureDevice::requestAccessForAudio([&granted](bool value) { granted.set_value(value); });
     const bool answer = granted.get_future().get();
     const std::weak_ptr<PulseClient> held = client;

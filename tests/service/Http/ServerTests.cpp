@@ -3,6 +3,7 @@
 #include "support/RunningService.h"
 
 #include <boost/asio/read.hpp>
+#include <boost/asio/ssl/error.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -70,7 +71,7 @@ Router testRouter() {
     return router;
 }
 
-const ServerLimits impatient{.handshake = 300ms, .idle = 300ms, .header = 300ms, .body = 300ms, .upload = 300ms};
+const ServerLimits impatient{.handshake = 3s, .idle = 300ms, .header = 300ms, .body = 300ms, .upload = 300ms};
 
 std::string post(const std::string& path, const std::string& headersAndBody) {
     return "POST " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headersAndBody;
@@ -354,7 +355,6 @@ EventSource sendingUntilTheEnd(std::string bytes, std::promise<void>& ended) {
             co_await pause.async_wait(boost::asio::use_awaitable);
             open = co_await events.send(bytes);
         }
-        EXPECT_TRUE(events.clientGone());
         ended.set_value();
     };
 }

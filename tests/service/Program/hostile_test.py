@@ -17,7 +17,7 @@ import sys
 import tempfile
 import time
 
-PATIENCE = 20  # seconds, for what has to come
+PATIENCE = 60  # seconds, for what has to come
 MOMENT = 0.2  # seconds, for what must not come
 SPEECH = "GET /stt/speech/universal/v2?language=en-US HTTP/1.1\r\n"
 UPGRADE = "Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
