@@ -4,11 +4,9 @@
 #include "Streams/StreamingHost.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
@@ -59,15 +57,15 @@ std::optional<Options> parse(const std::vector<std::string>& arguments) {
 class Pipe {
 public:
     Pipe()
-        : out(dup(STDOUT_FILENO)) {
+        : out_(dup(STDOUT_FILENO)) {
         dup2(STDERR_FILENO, STDOUT_FILENO);
     }
     void send(const Frame& frame) {
         const auto bytes = encode(frame);
-        const std::lock_guard lock(mutex);
+        const std::lock_guard lock(mutex_);
         std::string_view rest = bytes;
         while (!rest.empty()) {
-            const auto count = write(out, rest.data(), rest.size());
+            const auto count = write(out_, rest.data(), rest.size());
             if (count < 0 && errno != EINTR)
                 _exit(ended); // the service is gone
             rest.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
@@ -89,8 +87,8 @@ public:
     }
 
 private:
-    const int out;
-    std::mutex mutex;
+    const int out_;
+    std::mutex mutex_;
 };
 
 /// What was loaded, and what serves streams with it.

@@ -19,17 +19,17 @@ public:
     };
     /// The next hypothesis, of the whole segment. What is of too little speech `settles` nothing, and bears out none.
     Shown add(const std::string& hypothesis, bool settles = true);
-    const Shown& shown() const { return last; }
+    const Shown& shown() const { return last_; }
 
 private:
     std::size_t placeOfSettled(const std::vector<Word>& words) const;
 
     void respell(const std::string& hypothesis, const std::vector<Word>& words, std::size_t count);
 
-    std::string settledText;
-    std::vector<std::string> settledKeys;
-    std::vector<std::string> previous; ///< keys of the last hypothesis' words after the settled ones
-    Shown last;
+    std::string settledText_;
+    std::vector<std::string> settledKeys_;
+    std::vector<std::string> previous_; ///< keys of the last hypothesis' words after the settled ones
+    Shown last_;
 };
 
 } // namespace parlowen::recogniser

@@ -23,12 +23,12 @@ constexpr std::size_t shortestToRepeat = sampleRate * 8 / 10;
 class OfflineTranscriber : public Transcriber {
 public:
     OfflineTranscriber(const SherpaLibrary& library, const sherpa::OfflineRecognizerConfig& config)
-        : api(library)
-        , recognizer(library.createOffline(&config)) {
-        if (!recognizer)
+        : api_(library)
+        , recognizer_(library.createOffline(&config)) {
+        if (!recognizer_)
             throw std::runtime_error("the speech library does not take the model");
     }
-    ~OfflineTranscriber() override { api.destroyOffline(recognizer); }
+    ~OfflineTranscriber() override { api_.destroyOffline(recognizer_); }
     OfflineTranscriber(const OfflineTranscriber&) = delete;
     OfflineTranscriber& operator=(const OfflineTranscriber&) = delete;
 
@@ -36,11 +36,11 @@ public:
         if (samples.size() < fewestSamples)
             return {};
         const std::unique_ptr<const sherpa::OfflineStream, void (*)(const sherpa::OfflineStream*)> stream(
-            api.createOfflineStream(recognizer), api.destroyOfflineStream);
-        api.acceptOffline(stream.get(), sampleRate, samples.data(), static_cast<std::int32_t>(samples.size()));
-        api.decodeOffline(recognizer, stream.get());
+            api_.createOfflineStream(recognizer_), api_.destroyOfflineStream);
+        api_.acceptOffline(stream.get(), sampleRate, samples.data(), static_cast<std::int32_t>(samples.size()));
+        api_.decodeOffline(recognizer_, stream.get());
         const std::unique_ptr<const sherpa::OfflineResult, void (*)(const sherpa::OfflineResult*)> result(
-            api.offlineResult(stream.get()), api.destroyOfflineResult);
+            api_.offlineResult(stream.get()), api_.destroyOfflineResult);
         if (!result || !result->text)
             return {};
         return {trimmed(result->text), result->count};
@@ -53,8 +53,8 @@ private:
         return end == std::string_view::npos ? std::string() : std::string(text.substr(begin, end + 1 - begin));
     }
 
-    const SherpaLibrary& api;
-    const sherpa::OfflineRecognizer* const recognizer;
+    const SherpaLibrary& api_;
+    const sherpa::OfflineRecognizer* const recognizer_;
 };
 
 void setFiles(sherpa::OfflineModelConfig& config, const ModelFolder& model) {

@@ -33,27 +33,27 @@ std::string encode(const Frame& frame) {
 }
 
 bool FrameParser::feed(std::string_view bytes) {
-    rest.append(bytes);
+    rest_.append(bytes);
     std::size_t at = 0;
-    while (!broken && rest.size() - at >= lengthBytes) {
-        const std::size_t length = numberAt(rest, at);
-        broken = length < headBytes || length > headBytes + longestBody;
-        if (broken || rest.size() - at - lengthBytes < length)
+    while (!broken_ && rest_.size() - at >= lengthBytes) {
+        const std::size_t length = numberAt(rest_, at);
+        broken_ = length < headBytes || length > headBytes + longestBody;
+        if (broken_ || rest_.size() - at - lengthBytes < length)
             break;
-        const auto whole = std::string_view(rest).substr(at + lengthBytes, length);
-        frames.push_back(
+        const auto whole = std::string_view(rest_).substr(at + lengthBytes, length);
+        frames_.push_back(
             {static_cast<Frame::Kind>(whole.front()), numberAt(whole, 1), std::string(whole.substr(headBytes))});
         at += lengthBytes + length;
     }
-    rest.erase(0, at);
-    return !broken;
+    rest_.erase(0, at);
+    return !broken_;
 }
 
 std::optional<Frame> FrameParser::next() {
-    if (frames.empty())
+    if (frames_.empty())
         return std::nullopt;
-    auto frame = std::move(frames.front());
-    frames.pop_front();
+    auto frame = std::move(frames_.front());
+    frames_.pop_front();
     return frame;
 }
 

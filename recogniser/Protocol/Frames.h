@@ -49,9 +49,9 @@ public:
     std::optional<Frame> next();
 
 private:
-    std::string rest;
-    std::deque<Frame> frames;
-    bool broken = false;
+    std::string rest_;
+    std::deque<Frame> frames_;
+    bool broken_ = false;
 };
 
 } // namespace parlowen::recogniser

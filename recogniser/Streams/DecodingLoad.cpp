@@ -23,19 +23,20 @@ double seconds(DecodingLoad::Clock::duration duration) { return std::chrono::dur
 
 void DecodingLoad::add(double audioSeconds, Clock::duration took, Clock::duration waited, Clock::time_point now) {
     if (waited > lateAfter)
-        lateUntil = now + lateFor;
+        lateUntil_ = now + lateFor;
     if (audioSeconds < shortestMeasured)
         return;
     const double cost = seconds(took) / audioSeconds;
-    costPerSecond = costPerSecond == 0 ? cost : (1 - smoothing) * costPerSecond + smoothing * cost;
+    costPerSecond_ = costPerSecond_ == 0 ? cost : (1 - smoothing) * costPerSecond_ + smoothing * cost;
 }
 
 std::size_t DecodingLoad::capacity(Clock::time_point now, std::size_t are) const {
-    if (now < lateUntil)
+    if (now < lateUntil_)
         return std::max<std::size_t>(1, are);
-    if (costPerSecond == 0)
+    if (costPerSecond_ == 0)
         return 1;
-    return static_cast<std::size_t>(std::clamp(std::floor(threads * shareForFinals / costPerSecond), 1.0, mostStreams));
+    return static_cast<std::size_t>(
+        std::clamp(std::floor(threads_ * shareForFinals / costPerSecond_), 1.0, mostStreams));
 }
 
 } // namespace parlowen::recogniser

@@ -12,7 +12,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     explicit DecodingLoad(unsigned decodingThreads)
-        : threads(decodingThreads) {}
+        : threads_(decodingThreads) {}
 
     /// `audioSeconds` were decoded in `took`, and were `waited` for from the moment on that they were there.
     void add(double audioSeconds, Clock::duration took, Clock::duration waited, Clock::time_point now);
@@ -20,9 +20,9 @@ public:
     std::size_t capacity(Clock::time_point now, std::size_t are = 1) const;
 
 private:
-    unsigned threads;
-    double costPerSecond = 0; ///< seconds of a thread for a second of audio, smoothed; 0: not known
-    Clock::time_point lateUntil{};
+    unsigned threads_;
+    double costPerSecond_ = 0; ///< seconds of a thread for a second of audio, smoothed; 0: not known
+    Clock::time_point lateUntil_{};
 };
 
 } // namespace parlowen::recogniser

@@ -18,36 +18,36 @@ std::vector<std::int16_t> audioOf(const Frame& frame) {
 
 PieceHost::PieceHost(Transcriber& transcriberToUse, DetectorFactory makeDetector, Options options,
                      Output outputOfFrames)
-    : transcriber(transcriberToUse)
-    , detectors(std::move(makeDetector))
-    , output(std::move(outputOfFrames))
-    , mostPartials(std::max(1U, options.threads - 1))
-    , load(options.load)
-    , toldCapacity(load.capacity(Clock::now())) {
+    : transcriber_(transcriberToUse)
+    , detectors_(std::move(makeDetector))
+    , output_(std::move(outputOfFrames))
+    , mostPartials_(std::max(1U, options.threads - 1))
+    , load_(options.load)
+    , toldCapacity_(load_.capacity(Clock::now())) {
     for (unsigned i = 0; i < options.threads; ++i)
-        threads.emplace_back([this] { work(); });
+        threads_.emplace_back([this] { work(); });
 }
 
 PieceHost::~PieceHost() {
     {
-        const std::lock_guard lock(mutex);
-        stopping = true;
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
     }
-    wake.notify_all();
-    for (auto& thread : threads)
+    wake_.notify_all();
+    for (auto& thread : threads_)
         thread.join();
 }
 
 void PieceHost::handle(const Frame& frame) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(mutex_);
     if (frame.kind == Frame::Kind::Open)
         return open(frame);
-    const auto found = streams.find(frame.stream);
-    if (found == streams.end())
+    const auto found = streams_.find(frame.stream);
+    if (found == streams_.end())
         return;
     if (frame.kind == Frame::Kind::Close) {
-        std::erase_if(finals, [&frame](const Work& waiting) { return waiting.stream == frame.stream; });
-        streams.erase(found);
+        std::erase_if(finals_, [&frame](const Work& waiting) { return waiting.stream == frame.stream; });
+        streams_.erase(found);
         return;
     }
     auto& stream = found->second;
@@ -71,18 +71,18 @@ std::vector<float> PieceHost::samplesOf(const Stream& stream, const Job& job) {
 }
 
 void PieceHost::open(const Frame& frame) {
-    auto& stream = streams[frame.stream];
+    auto& stream = streams_[frame.stream];
     stream.capturedFrom = startOf(frame);
-    stream.tracker = std::make_unique<UtteranceTracker>(stream.capturedFrom, detectors(),
+    stream.tracker = std::make_unique<UtteranceTracker>(stream.capturedFrom, detectors_(),
                                                         [this, id = frame.stream](const StreamEvent& event) {
-                                                            output({Frame::Kind::Event, id, encode(event)});
+                                                            output_({Frame::Kind::Event, id, encode(event)});
                                                         });
 }
 
 void PieceHost::afterAdvance(std::uint32_t id, Stream& stream) {
     auto& tracker = *stream.tracker;
     while (const auto job = tracker.nextFinalJob())
-        finals.push_back({id, *job, samplesOf(stream, *job), Clock::now()});
+        finals_.push_back({id, *job, samplesOf(stream, *job), Clock::now()});
     const auto over = std::clamp<std::int64_t>(tracker.needed() - stream.capturedFrom, 0,
                                                static_cast<std::int64_t>(stream.captured.size()));
     stream.captured.erase(stream.captured.begin(), stream.captured.begin() + over);
@@ -90,33 +90,33 @@ void PieceHost::afterAdvance(std::uint32_t id, Stream& stream) {
     if (stream.toldTaken != tracker.taken() || stream.toldNeeded != tracker.needed()) {
         stream.toldTaken = tracker.taken();
         stream.toldNeeded = tracker.needed();
-        output({Frame::Kind::Taken, id, takenBody(stream.toldTaken, stream.toldNeeded)});
+        output_({Frame::Kind::Taken, id, takenBody(stream.toldTaken, stream.toldNeeded)});
     }
-    wake.notify_all();
+    wake_.notify_all();
 }
 
 void PieceHost::work() {
-    std::unique_lock lock(mutex);
+    std::unique_lock lock(mutex_);
     while (true) {
         std::optional<Work> next;
-        while (!stopping && !(next = nextWork()))
-            wake.wait_until(lock, nextPartialTime()); // no more audio may come until then
-        if (stopping)
+        while (!stopping_ && !(next = nextWork()))
+            wake_.wait_until(lock, nextPartialTime()); // no more audio may come until then
+        if (stopping_)
             return;
         lock.unlock();
         const auto begin = Clock::now();
-        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber, next->samples))
-                                           : partialText(transcriber, next->samples);
+        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber_, next->samples))
+                                           : partialText(transcriber_, next->samples);
         lock.lock();
         take(*next, std::move(text), Clock::now() - begin);
     }
 }
 
 std::optional<PieceHost::Work> PieceHost::nextWork() {
-    while (!finals.empty()) {
-        auto next = std::move(finals.front());
-        finals.pop_front();
-        if (streams.at(next.stream).tracker->wants(next.job))
+    while (!finals_.empty()) {
+        auto next = std::move(finals_.front());
+        finals_.pop_front();
+        if (streams_.at(next.stream).tracker->wants(next.job))
             return next;
     }
     return nextPartial();
@@ -124,17 +124,17 @@ std::optional<PieceHost::Work> PieceHost::nextWork() {
 
 std::optional<PieceHost::Work> PieceHost::nextPartial() {
     // With more than one thread, one is free for finals, or soon is.
-    if (runningPartials >= mostPartials)
+    if (runningPartials_ >= mostPartials_)
         return std::nullopt;
     const auto now = Clock::now();
-    auto candidate = streams.upper_bound(lastPartialOf);
-    for (std::size_t i = 0; i < streams.size(); ++i, ++candidate) {
-        if (candidate == streams.end())
-            candidate = streams.begin();
+    auto candidate = streams_.upper_bound(lastPartialOf_);
+    for (std::size_t i = 0; i < streams_.size(); ++i, ++candidate) {
+        if (candidate == streams_.end())
+            candidate = streams_.begin();
         auto& tracker = *candidate->second.tracker;
         if (const auto job = tracker.nextPartialJob(now)) {
-            lastPartialOf = candidate->first;
-            ++runningPartials;
+            lastPartialOf_ = candidate->first;
+            ++runningPartials_;
             return Work{candidate->first, *job, samplesOf(candidate->second, *job), now};
         }
     }
@@ -144,8 +144,8 @@ std::optional<PieceHost::Work> PieceHost::nextPartial() {
 /// An hour from now where none is to be expected.
 PieceHost::Clock::time_point PieceHost::nextPartialTime() const {
     auto time = Clock::now() + std::chrono::hours(1);
-    if (runningPartials < mostPartials)
-        for (const auto& [id, stream] : streams)
+    if (runningPartials_ < mostPartials_)
+        for (const auto& [id, stream] : streams_)
             time = std::min(time, stream.tracker->nextPartialTime().value_or(time));
     return time;
 }
@@ -153,22 +153,22 @@ PieceHost::Clock::time_point PieceHost::nextPartialTime() const {
 void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::duration took) {
     const auto now = Clock::now();
     if (done.job.isForFinal())
-        load.add(static_cast<double>(done.samples.size()) / sampleRate, took, now - done.since, now);
+        load_.add(static_cast<double>(done.samples.size()) / sampleRate, took, now - done.since, now);
     else
-        --runningPartials;
+        --runningPartials_;
     tellLoad(now);
-    wake.notify_all();
-    const auto found = streams.find(done.stream);
-    if (found == streams.end())
+    wake_.notify_all();
+    const auto found = streams_.find(done.stream);
+    if (found == streams_.end())
         return;
     found->second.tracker->onText(done.job, std::move(text), now, took);
     afterAdvance(done.stream, found->second);
 }
 
 void PieceHost::tellLoad(Clock::time_point now) {
-    const auto capacity = load.capacity(now, streams.size());
-    if (std::exchange(toldCapacity, capacity) != capacity)
-        output({Frame::Kind::Load, 0, capacityBody(capacity)});
+    const auto capacity = load_.capacity(now, streams_.size());
+    if (std::exchange(toldCapacity_, capacity) != capacity)
+        output_({Frame::Kind::Load, 0, capacityBody(capacity)});
 }
 
 } // namespace parlowen::recogniser

@@ -58,20 +58,20 @@ private:
     void take(const Work& done, std::optional<std::string> text, Clock::duration took);
     void tellLoad(Clock::time_point now);
 
-    Transcriber& transcriber;
-    const DetectorFactory detectors;
-    const Output output;
-    const std::size_t mostPartials; ///< that are decoded at a time
-    std::mutex mutex;               ///< of what follows
-    std::condition_variable wake;
-    std::map<std::uint32_t, Stream> streams;
-    std::deque<Work> finals; ///< that wait
-    std::uint32_t lastPartialOf = 0;
-    std::size_t runningPartials = 0;
-    DecodingLoad load;
-    std::size_t toldCapacity = 0;
-    bool stopping = false;
-    std::vector<std::thread> threads;
+    Transcriber& transcriber_;
+    const DetectorFactory detectors_;
+    const Output output_;
+    const std::size_t mostPartials_; ///< that are decoded at a time
+    std::mutex mutex_;               ///< of what follows
+    std::condition_variable wake_;
+    std::map<std::uint32_t, Stream> streams_;
+    std::deque<Work> finals_; ///< that wait
+    std::uint32_t lastPartialOf_ = 0;
+    std::size_t runningPartials_ = 0;
+    DecodingLoad load_;
+    std::size_t toldCapacity_ = 0;
+    bool stopping_ = false;
+    std::vector<std::thread> threads_;
 };
 
 } // namespace parlowen::recogniser

@@ -79,33 +79,33 @@ struct StreamingHost::Stream {
 };
 
 StreamingHost::StreamingHost(const StreamingModel& modelToUse, unsigned threadCount, Output outputOfFrames)
-    : model(modelToUse)
-    , output([this, out = std::move(outputOfFrames)](const Frame& frame) {
-        const std::lock_guard lock(outputMutex);
+    : model_(modelToUse)
+    , output_([this, out = std::move(outputOfFrames)](const Frame& frame) {
+        const std::lock_guard lock(outputMutex_);
         out(frame);
     }) {
     for (unsigned i = 0; i < threadCount; ++i)
-        threads.emplace_back([this] { work(); });
+        threads_.emplace_back([this] { work(); });
 }
 
 StreamingHost::~StreamingHost() {
     {
-        const std::lock_guard lock(mutex);
-        stopping = true;
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
     }
-    wake.notify_all();
-    for (auto& thread : threads)
+    wake_.notify_all();
+    for (auto& thread : threads_)
         thread.join();
 }
 
 void StreamingHost::handle(const Frame& frame) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(mutex_);
     if (frame.kind == Frame::Kind::Open) {
-        streams[frame.stream] = std::make_shared<Stream>(model, frame.stream, startOf(frame));
-    } else if (const auto found = streams.find(frame.stream); found != streams.end()) {
+        streams_[frame.stream] = std::make_shared<Stream>(model_, frame.stream, startOf(frame));
+    } else if (const auto found = streams_.find(frame.stream); found != streams_.end()) {
         auto& stream = *found->second;
         if (frame.kind == Frame::Kind::Close) {
-            streams.erase(found);
+            streams_.erase(found);
         } else if (frame.kind == Frame::Kind::Finish) {
             stream.finished = true;
         } else if (frame.kind == Frame::Kind::Audio) {
@@ -116,30 +116,30 @@ void StreamingHost::handle(const Frame& frame) {
             }
         }
     }
-    wake.notify_one();
+    wake_.notify_one();
 }
 
 std::shared_ptr<StreamingHost::Stream> StreamingHost::nextStream() {
-    auto candidate = streams.upper_bound(lastServed);
-    for (std::size_t i = 0; i < streams.size(); ++i, ++candidate) {
-        if (candidate == streams.end())
-            candidate = streams.begin();
+    auto candidate = streams_.upper_bound(lastServed_);
+    for (std::size_t i = 0; i < streams_.size(); ++i, ++candidate) {
+        if (candidate == streams_.end())
+            candidate = streams_.begin();
         auto& stream = *candidate->second;
         if (stream.busy || stream.ended || (stream.waiting.empty() && !stream.finished))
             continue;
         stream.busy = true;
-        lastServed = candidate->first;
+        lastServed_ = candidate->first;
         return candidate->second;
     }
     return nullptr;
 }
 
 void StreamingHost::work() {
-    std::unique_lock lock(mutex);
+    std::unique_lock lock(mutex_);
     while (true) {
         std::shared_ptr<Stream> stream;
-        wake.wait(lock, [this, &stream] { return stopping || (stream = nextStream()); });
-        if (stopping)
+        wake_.wait(lock, [this, &stream] { return stopping_ || (stream = nextStream()); });
+        if (stopping_)
             return;
         const auto samples = std::exchange(stream->waiting, {});
         const bool last = stream->finished;
@@ -148,12 +148,12 @@ void StreamingHost::work() {
         lock.lock();
         stream->busy = false;
         stream->ended = last;
-        wake.notify_one();
+        wake_.notify_one();
     }
 }
 
 void StreamingHost::decode(Stream& stream, const std::vector<float>& samples, bool last) {
-    const auto& api = model.api;
+    const auto& api = model_.api;
     api.acceptOnline(stream.handle, sampleRate, samples.data(), static_cast<std::int32_t>(samples.size()));
     stream.position += static_cast<std::int64_t>(samples.size());
     if (last) {
@@ -161,31 +161,31 @@ void StreamingHost::decode(Stream& stream, const std::vector<float>& samples, bo
         api.acceptOnline(stream.handle, sampleRate, silence.data(), static_cast<std::int32_t>(silence.size()));
         api.finishOnline(stream.handle);
     }
-    while (api.onlineReady(model.recognizer, stream.handle))
-        api.decodeOnline(model.recognizer, stream.handle);
-    const bool isEnd = last || api.onlineEndpoint(model.recognizer, stream.handle);
+    while (api.onlineReady(model_.recognizer, stream.handle))
+        api.decodeOnline(model_.recognizer, stream.handle);
+    const bool isEnd = last || api.onlineEndpoint(model_.recognizer, stream.handle);
     tell(stream, isEnd);
     if (isEnd) {
         if (!last)
-            api.resetOnline(model.recognizer, stream.handle);
+            api.resetOnline(model_.recognizer, stream.handle);
         stream.utteranceFrom = stream.position;
         stream.lastText.clear();
     }
-    output({Frame::Kind::Taken, stream.id, takenBody(stream.position, stream.utteranceFrom)});
+    output_({Frame::Kind::Taken, stream.id, takenBody(stream.position, stream.utteranceFrom)});
     if (last)
-        output(
+        output_(
             {Frame::Kind::Event, stream.id, encode(StreamEvent{Kind::End, {}, 0, stream.position, stream.position})});
 }
 
 void StreamingHost::tell(Stream& stream, bool isFinal) {
     const std::unique_ptr<const sherpa::OnlineResult, void (*)(const sherpa::OnlineResult*)> result(
-        model.api.onlineResult(model.recognizer, stream.handle), model.api.destroyOnlineResult);
+        model_.api.onlineResult(model_.recognizer, stream.handle), model_.api.destroyOnlineResult);
     std::string text = result && result->text ? result->text : "";
     if (text.empty() || (!isFinal && text == stream.lastText))
         return;
     const auto event = [&](Kind kind, std::string words) {
-        output({Frame::Kind::Event, stream.id,
-                encode(StreamEvent{kind, std::move(words), 0, stream.utteranceFrom, stream.position})});
+        output_({Frame::Kind::Event, stream.id,
+                 encode(StreamEvent{kind, std::move(words), 0, stream.utteranceFrom, stream.position})});
     };
     if (stream.lastText.empty())
         event(Kind::Start, {});

@@ -44,15 +44,15 @@ private:
     void decode(Stream& stream, const std::vector<float>& samples, bool last);
     void tell(Stream& stream, bool isFinal);
 
-    const StreamingModel& model;
-    const Output output;
-    std::mutex mutex; ///< of what follows, and of what a stream waits with
-    std::condition_variable wake;
-    std::map<std::uint32_t, std::shared_ptr<Stream>> streams;
-    std::uint32_t lastServed = 0;
-    bool stopping = false;
-    std::mutex outputMutex;
-    std::vector<std::thread> threads;
+    const StreamingModel& model_;
+    const Output output_;
+    std::mutex mutex_; ///< of what follows, and of what a stream waits with
+    std::condition_variable wake_;
+    std::map<std::uint32_t, std::shared_ptr<Stream>> streams_;
+    std::uint32_t lastServed_ = 0;
+    bool stopping_ = false;
+    std::mutex outputMutex_;
+    std::vector<std::thread> threads_;
 };
 
 } // namespace parlowen::recogniser

@@ -22,20 +22,20 @@ constexpr int partialShare = 3; // a partial may take one part of time in so man
 } // namespace
 
 UtteranceTracker::UtteranceTracker(std::int64_t at, std::unique_ptr<VoiceDetector> voiceDetector, Sink sinkForEvents)
-    : detector(std::move(voiceDetector))
-    , sink(std::move(sinkForEvents))
-    , audioStart(at)
-    , position(at)
-    , usedUpTo(at) {}
+    : detector_(std::move(voiceDetector))
+    , sink_(std::move(sinkForEvents))
+    , audioStart_(at)
+    , position_(at)
+    , usedUpTo_(at) {}
 
 void UtteranceTracker::append(std::span<const std::int16_t> samples) {
-    audio.insert(audio.end(), samples.begin(), samples.end());
+    audio_.insert(audio_.end(), samples.begin(), samples.end());
 }
 
 void UtteranceTracker::advance() {
     while (!mustWait() && step()) {
     }
-    if (inputEnded && end() - position < windowLength && !mustWait())
+    if (inputEnded_ && end() - position_ < windowLength && !mustWait())
         endInput();
     tellFinals();
     dropAudio();
@@ -43,27 +43,27 @@ void UtteranceTracker::advance() {
 
 bool UtteranceTracker::mustWait() const {
     std::size_t undecoded = 0;
-    for (const auto& utterance : utterances)
+    for (const auto& utterance : utterances_)
         undecoded += utterance.undecoded();
     if (undecoded >= mostUndecoded)
         return true;
-    return state == State::Pausing && pauseJob && !pauseText &&
-           position - utterances.back().speechTo >= utterance_wait::question;
+    return state_ == State::Pausing && pauseJob_ && !pauseText_ &&
+           position_ - utterances_.back().speechTo >= utterance_wait::question;
 }
 
 bool UtteranceTracker::step() {
-    if (end() - position < windowLength)
+    if (end() - position_ < windowLength)
         return false;
     VoiceDetector::Window window{};
-    const auto first = audio.begin() + (position - audioStart);
+    const auto first = audio_.begin() + (position_ - audioStart_);
     std::transform(first, first + windowLength, window.begin(), [](auto sample) { return sample / 32'768.0F; });
-    position += windowLength;
-    onWindow(detector->feed(window));
+    position_ += windowLength;
+    onWindow(detector_->feed(window));
     return true;
 }
 
 void UtteranceTracker::onWindow(bool voice) {
-    switch (state) {
+    switch (state_) {
     case State::Quiet:
         if (voice)
             beginSpeech();
@@ -84,166 +84,167 @@ void UtteranceTracker::onWindow(bool voice) {
 }
 
 void UtteranceTracker::beginSpeech() {
-    state = State::Speaking;
-    startTold = false;
-    const auto onset = std::max(position - VoiceDetector::onsetDelay, usedUpTo);
-    utterances.push_back({onset, position, {}, false});
-    beginSegment(std::max({onset - preRoll, usedUpTo, audioStart}), onset);
+    state_ = State::Speaking;
+    startTold_ = false;
+    const auto onset = std::max(position_ - VoiceDetector::onsetDelay, usedUpTo_);
+    utterances_.push_back({onset, position_, {}, false});
+    beginSegment(std::max({onset - preRoll, usedUpTo_, audioStart_}), onset);
 }
 
 void UtteranceTracker::beginSegment(std::int64_t from, std::int64_t onset) {
-    segmentFrom = from;
-    segmentOnset = onset;
-    words = {};
-    lastPartial.clear();
-    runningPartial.reset();
-    nextPartialAt = from + firstPartial;
+    segmentFrom_ = from;
+    segmentOnset_ = onset;
+    words_ = {};
+    lastPartial_.clear();
+    runningPartial_.reset();
+    nextPartialAt_ = from + firstPartial;
 }
 
 void UtteranceTracker::whileSpeaking() {
-    auto& utterance = utterances.back();
-    utterance.speechTo = position;
+    auto& utterance = utterances_.back();
+    utterance.speechTo = position_;
     if (utterance.speechTo - utterance.speechFrom >= shortestSpeech + VoiceDetector::closeDelay)
         tellStart();
-    if (position - segmentFrom >= longestPiece)
+    if (position_ - segmentFrom_ >= longestPiece)
         cutSpeech();
 }
 
 void UtteranceTracker::beginPause() {
-    state = State::Pausing;
-    auto& utterance = utterances.back();
-    utterance.speechTo = std::max(position - VoiceDetector::closeDelay, utterance.speechFrom);
-    pauseText.reset();
-    pauseHandedOut = false;
-    pauseJob = Job{Job::Kind::Pause, ++jobs, segmentFrom, std::min(utterance.speechTo + tail, position), segmentOnset};
+    state_ = State::Pausing;
+    auto& utterance = utterances_.back();
+    utterance.speechTo = std::max(position_ - VoiceDetector::closeDelay, utterance.speechFrom);
+    pauseText_.reset();
+    pauseHandedOut_ = false;
+    pauseJob_ =
+        Job{Job::Kind::Pause, ++jobs_, segmentFrom_, std::min(utterance.speechTo + tail, position_), segmentOnset_};
 }
 
 void UtteranceTracker::resumeSpeech() {
-    state = State::Speaking;
-    pauseJob.reset();
+    state_ = State::Speaking;
+    pauseJob_.reset();
     whileSpeaking();
 }
 
 std::int64_t UtteranceTracker::wait() const {
     if (isFragment())
         return waitAfterFragment;
-    return pauseText ? waitAfter(*pauseText) : utterance_wait::unfinished;
+    return pauseText_ ? waitAfter(*pauseText_) : utterance_wait::unfinished;
 }
 
 /// Too short to be a word.
 bool UtteranceTracker::isFragment() const {
-    const auto& utterance = utterances.back();
-    return !startTold && utterance.pieces.empty() && utterance.speechTo - utterance.speechFrom < shortestSpeech;
+    const auto& utterance = utterances_.back();
+    return !startTold_ && utterance.pieces.empty() && utterance.speechTo - utterance.speechFrom < shortestSpeech;
 }
 
 void UtteranceTracker::onPause() {
-    if (position - utterances.back().speechTo >= wait())
-        closeUtterance(pauseJob->to);
+    if (position_ - utterances_.back().speechTo >= wait())
+        closeUtterance(pauseJob_->to);
 }
 
 /// What is said without a pause goes on after the cut, in this utterance or, when it is long enough, in the next one.
 void UtteranceTracker::cutSpeech() {
-    const auto from = static_cast<std::size_t>(segmentFrom - audioStart);
-    const auto length = static_cast<std::size_t>(position - segmentFrom);
-    const auto segment = std::span<const std::int16_t>(audio).subspan(from, length);
+    const auto from = static_cast<std::size_t>(segmentFrom_ - audioStart_);
+    const auto length = static_cast<std::size_t>(position_ - segmentFrom_);
+    const auto segment = std::span<const std::int16_t>(audio_).subspan(from, length);
     const auto cut =
-        segmentFrom + static_cast<std::int64_t>(quietPlace(segment, length - static_cast<std::size_t>(cutWithin)));
-    auto& utterance = utterances.back();
+        segmentFrom_ + static_cast<std::int64_t>(quietPlace(segment, length - static_cast<std::size_t>(cutWithin)));
+    auto& utterance = utterances_.back();
     addPiece(cut, std::nullopt);
     if (cut - utterance.speechFrom >= longestUtterance) {
         utterance.speechTo = cut;
         utterance.closed = true;
-        usedUpTo = cut;
-        utterances.push_back({cut, position, {}, false});
-        startTold = false;
+        usedUpTo_ = cut;
+        utterances_.push_back({cut, position_, {}, false});
+        startTold_ = false;
     }
     beginSegment(cut, cut);
 }
 
 void UtteranceTracker::addPiece(std::int64_t to, std::optional<std::string> text) {
-    utterances.back().pieces.push_back(
-        {++jobs, segmentFrom, to, segmentOnset, std::move(text), words.shown().text, false});
+    utterances_.back().pieces.push_back(
+        {++jobs_, segmentFrom_, to, segmentOnset_, std::move(text), words_.shown().text, false});
 }
 
 void UtteranceTracker::closeUtterance(std::int64_t pieceEnd) {
     if (isFragment()) {
-        utterances.pop_back();
+        utterances_.pop_back();
     } else {
         tellStart();
-        addPiece(pieceEnd, std::exchange(pauseText, std::nullopt));
-        utterances.back().closed = true;
+        addPiece(pieceEnd, std::exchange(pauseText_, std::nullopt));
+        utterances_.back().closed = true;
     }
-    usedUpTo = pieceEnd;
-    state = State::Quiet;
-    pauseJob.reset();
-    runningPartial.reset();
+    usedUpTo_ = pieceEnd;
+    state_ = State::Quiet;
+    pauseJob_.reset();
+    runningPartial_.reset();
 }
 
 /// The rest of the audio, less than a window, cannot hold a word of its own.
 void UtteranceTracker::endInput() {
-    if (state == State::Speaking)
-        utterances.back().speechTo = end();
-    if (state != State::Quiet)
-        closeUtterance(pauseJob ? pauseJob->to : end());
-    position = end();
+    if (state_ == State::Speaking)
+        utterances_.back().speechTo = end();
+    if (state_ != State::Quiet)
+        closeUtterance(pauseJob_ ? pauseJob_->to : end());
+    position_ = end();
     tellFinals();
-    if (utterances.empty() && !std::exchange(told, true))
-        sink({Kind::End, {}, 0, usedUpTo, usedUpTo});
+    if (utterances_.empty() && !std::exchange(told_, true))
+        sink_({Kind::End, {}, 0, usedUpTo_, usedUpTo_});
 }
 
 std::optional<UtteranceTracker::Job> UtteranceTracker::nextFinalJob() {
-    for (auto& utterance : utterances)
+    for (auto& utterance : utterances_)
         for (auto& piece : utterance.pieces)
             if (!piece.text && !std::exchange(piece.handedOut, true))
                 return Job{Job::Kind::Piece, piece.number, piece.from, piece.to, piece.onset};
-    if (state == State::Pausing && pauseJob && !pauseText && !std::exchange(pauseHandedOut, true))
-        return pauseJob;
+    if (state_ == State::Pausing && pauseJob_ && !pauseText_ && !std::exchange(pauseHandedOut_, true))
+        return pauseJob_;
     return std::nullopt;
 }
 
 std::optional<UtteranceTracker::Job> UtteranceTracker::nextPartialJob(Clock::time_point now) {
     if (const auto time = nextPartialTime(); !time || now < *time)
         return std::nullopt;
-    runningPartial = Job{Job::Kind::Partial, ++jobs, segmentFrom, position, segmentOnset};
-    return runningPartial;
+    runningPartial_ = Job{Job::Kind::Partial, ++jobs_, segmentFrom_, position_, segmentOnset_};
+    return runningPartial_;
 }
 
 std::optional<UtteranceTracker::Clock::time_point> UtteranceTracker::nextPartialTime() const {
-    if (state != State::Speaking || runningPartial || position < nextPartialAt)
+    if (state_ != State::Speaking || runningPartial_ || position_ < nextPartialAt_)
         return std::nullopt;
-    return partialNotBefore;
+    return partialNotBefore_;
 }
 
 bool UtteranceTracker::wants(const Job& job) const {
-    return job.kind != Job::Kind::Pause || (pauseJob && pauseJob->number == job.number);
+    return job.kind != Job::Kind::Pause || (pauseJob_ && pauseJob_->number == job.number);
 }
 
 std::span<const std::int16_t> UtteranceTracker::samplesOf(const Job& job) const {
-    return std::span(audio).subspan(static_cast<std::size_t>(job.from - audioStart),
-                                    static_cast<std::size_t>(job.to - job.from));
+    return std::span(audio_).subspan(static_cast<std::size_t>(job.from - audioStart_),
+                                     static_cast<std::size_t>(job.to - job.from));
 }
 
 void UtteranceTracker::onText(const Job& job, std::optional<std::string> text, Clock::time_point now,
                               Clock::duration took) {
     if (job.kind == Job::Kind::Partial) {
-        partialNotBefore = now + partialShare * took;
-        if (!runningPartial || runningPartial->number != job.number)
+        partialNotBefore_ = now + partialShare * took;
+        if (!runningPartial_ || runningPartial_->number != job.number)
             return; // of a segment that is over
-        runningPartial.reset();
+        runningPartial_.reset();
         // The first sounds may not be a word yet.
-        nextPartialAt = job.to + (text && !text->empty() ? partialEvery : partialEvery / 4);
-        if (text && state != State::Quiet) {
-            words.add(*text, job.to - job.from >= fewestToSettle);
+        nextPartialAt_ = job.to + (text && !text->empty() ? partialEvery : partialEvery / 4);
+        if (text && state_ != State::Quiet) {
+            words_.add(*text, job.to - job.from >= fewestToSettle);
             tellPartial();
         }
     } else if (job.kind == Job::Kind::Pause) {
         if (!wants(job))
             return; // the speech went on
-        pauseText = text.value_or("");
-        words.add(*pauseText, job.to - job.from >= fewestToSettle);
+        pauseText_ = text.value_or("");
+        words_.add(*pauseText_, job.to - job.from >= fewestToSettle);
         tellPartial();
     } else {
-        for (auto& utterance : utterances)
+        for (auto& utterance : utterances_)
             for (auto& piece : utterance.pieces)
                 if (piece.number == job.number)
                     piece.text = text.value_or("");
@@ -259,50 +260,50 @@ std::string UtteranceTracker::textOf(const Utterance& utterance) const {
 }
 
 void UtteranceTracker::tellStart() {
-    const auto& utterance = utterances.back();
-    if (!std::exchange(startTold, true))
-        sink({Kind::Start, {}, 0, utterance.speechFrom, utterance.speechTo});
+    const auto& utterance = utterances_.back();
+    if (!std::exchange(startTold_, true))
+        sink_({Kind::Start, {}, 0, utterance.speechFrom, utterance.speechTo});
 }
 
 void UtteranceTracker::tellPartial() {
-    const auto& utterance = utterances.back();
+    const auto& utterance = utterances_.back();
     const auto before = textOf(utterance);
-    const auto& shown = words.shown();
+    const auto& shown = words_.shown();
     auto text = joinedAtCut(before, shown.text);
-    if (text.empty() || text == lastPartial || (state == State::Pausing && isFragment()))
+    if (text.empty() || text == lastPartial_ || (state_ == State::Pausing && isFragment()))
         return;
     tellStart();
     const auto unsettled = shown.text.size() - shown.settled;
-    sink({Kind::Partial, text, text.size() - std::min(unsettled, text.size()), utterance.speechFrom,
-          utterance.speechTo});
-    lastPartial = std::move(text);
+    sink_({Kind::Partial, text, text.size() - std::min(unsettled, text.size()), utterance.speechFrom,
+           utterance.speechTo});
+    lastPartial_ = std::move(text);
 }
 
 void UtteranceTracker::tellFinals() {
-    while (!utterances.empty() && utterances.front().closed) {
-        const auto& utterance = utterances.front();
+    while (!utterances_.empty() && utterances_.front().closed) {
+        const auto& utterance = utterances_.front();
         if (utterance.undecoded() > 0)
             return;
-        sink({Kind::Final, textOf(utterance), 0, utterance.speechFrom, utterance.speechTo});
-        utterances.pop_front();
+        sink_({Kind::Final, textOf(utterance), 0, utterance.speechFrom, utterance.speechTo});
+        utterances_.pop_front();
     }
 }
 
 std::int64_t UtteranceTracker::needed() const {
-    auto from = position - VoiceDetector::onsetDelay - preRoll;
-    if (!utterances.empty()) {
-        const auto& first = utterances.front();
-        from = first.pieces.empty() ? segmentFrom : first.pieces.front().from;
+    auto from = position_ - VoiceDetector::onsetDelay - preRoll;
+    if (!utterances_.empty()) {
+        const auto& first = utterances_.front();
+        from = first.pieces.empty() ? segmentFrom_ : first.pieces.front().from;
     }
     // A detector that starts anew hears the same when it has some time before, and windows of the same samples.
     const auto begin = from - warmUp - from % windowLength;
-    return utterances.empty() ? std::max(begin, usedUpTo) : begin > usedUpTo ? begin : from;
+    return utterances_.empty() ? std::max(begin, usedUpTo_) : begin > usedUpTo_ ? begin : from;
 }
 
 void UtteranceTracker::dropAudio() {
-    const auto count = std::clamp<std::int64_t>(needed() - audioStart, 0, static_cast<std::int64_t>(audio.size()));
-    audio.erase(audio.begin(), audio.begin() + count);
-    audioStart += count;
+    const auto count = std::clamp<std::int64_t>(needed() - audioStart_, 0, static_cast<std::int64_t>(audio_.size()));
+    audio_.erase(audio_.begin(), audio_.begin() + count);
+    audioStart_ += count;
 }
 
 } // namespace parlowen::recogniser

@@ -54,7 +54,7 @@ public:
     UtteranceTracker(std::int64_t at, std::unique_ptr<VoiceDetector> voiceDetector, Sink sinkForEvents);
 
     void append(std::span<const std::int16_t> samples);
-    void finish() { inputEnded = true; }
+    void finish() { inputEnded_ = true; }
     /// Goes through the audio as far as it can: it waits for a text that decides, or while two pieces are undecoded.
     void advance();
 
@@ -69,7 +69,7 @@ public:
     /// The words of a job; none when they were no good. `took`: the time it cost. Advances.
     void onText(const Job& job, std::optional<std::string> text, Clock::time_point now, Clock::duration took);
 
-    std::int64_t taken() const { return position; }
+    std::int64_t taken() const { return position_; }
     /// Where a replay has to begin that loses nothing.
     std::int64_t needed() const;
 
@@ -116,33 +116,33 @@ private:
     void tellPartial();
     std::string textOf(const Utterance& utterance) const;
     void dropAudio();
-    std::int64_t end() const { return audioStart + static_cast<std::int64_t>(audio.size()); }
+    std::int64_t end() const { return audioStart_ + static_cast<std::int64_t>(audio_.size()); }
 
-    const std::unique_ptr<VoiceDetector> detector;
-    const Sink sink;
-    std::vector<std::int16_t> audio;
-    std::int64_t audioStart;
-    std::int64_t position; ///< audio before it went through the detector
-    bool inputEnded = false;
-    bool told = false; ///< the end
+    const std::unique_ptr<VoiceDetector> detector_;
+    const Sink sink_;
+    std::vector<std::int16_t> audio_;
+    std::int64_t audioStart_;
+    std::int64_t position_; ///< audio before it went through the detector
+    bool inputEnded_ = false;
+    bool told_ = false; ///< the end
 
-    State state = State::Quiet;
-    std::deque<Utterance> utterances; ///< the last one goes on, unless it is closed
-    std::int64_t segmentFrom = 0;     ///< of what is not yet a piece
-    std::int64_t segmentOnset = 0;    ///< of the speech in it
-    std::int64_t usedUpTo;            ///< audio before it belongs to an utterance that is closed
-    bool startTold = false;
-    std::uint64_t jobs = 0;
+    State state_ = State::Quiet;
+    std::deque<Utterance> utterances_; ///< the last one goes on, unless it is closed
+    std::int64_t segmentFrom_ = 0;     ///< of what is not yet a piece
+    std::int64_t segmentOnset_ = 0;    ///< of the speech in it
+    std::int64_t usedUpTo_;            ///< audio before it belongs to an utterance that is closed
+    bool startTold_ = false;
+    std::uint64_t jobs_ = 0;
 
-    std::optional<Job> pauseJob;          ///< while pausing
-    bool pauseHandedOut = false;          ///<
-    std::optional<std::string> pauseText; ///<
+    std::optional<Job> pauseJob_;          ///< while pausing
+    bool pauseHandedOut_ = false;          ///<
+    std::optional<std::string> pauseText_; ///<
 
-    SettledWords words; ///< of the segment
-    std::optional<Job> runningPartial;
-    std::int64_t nextPartialAt = 0;
-    Clock::time_point partialNotBefore{};
-    std::string lastPartial;
+    SettledWords words_; ///< of the segment
+    std::optional<Job> runningPartial_;
+    std::int64_t nextPartialAt_ = 0;
+    Clock::time_point partialNotBefore_{};
+    std::string lastPartial_;
 };
 
 } // namespace parlowen::recogniser

@@ -116,26 +116,26 @@ ModelRegistry::Places ModelRegistry::Places::ofThisProgram(const fs::path& data)
 }
 
 ModelRegistry::ModelRegistry(Places placesOfModels)
-    : where(std::move(placesOfModels)) {
+    : where_(std::move(placesOfModels)) {
     readTrials();
 }
 
 ModelRegistry::~ModelRegistry() = default;
 
 std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
-    if (where.program.empty())
+    if (where_.program.empty())
         return {};
     std::vector<Entry> found;
-    for (auto& model : recogniser::modelsIn(where.installed))
+    for (auto& model : recogniser::modelsIn(where_.installed))
         found.push_back({std::move(model), true});
-    auto own = recogniser::modelsIn(where.own);
-    const std::lock_guard lock(mutex);
-    if (auto waiting = untried(own); !waiting.empty() && !std::exchange(trying, true))
-        trialThread =
+    auto own = recogniser::modelsIn(where_.own);
+    const std::lock_guard lock(mutex_);
+    if (auto waiting = untried(own); !waiting.empty() && !std::exchange(trying_, true))
+        trialThread_ =
             std::jthread([this, models = std::move(waiting)](const std::stop_token& stop) { tryAll(models, stop); });
     for (auto& model : own) {
-        const auto trial = trials.find(model.name);
-        const bool isTried = trial != trials.end() && trial->second.stamp == stampOf(model);
+        const auto trial = trials_.find(model.name);
+        const bool isTried = trial != trials_.end() && trial->second.stamp == stampOf(model);
         auto problem = isTried ? trial->second.problem.value_or("") : std::string();
         if (model.languages.empty() && problem.empty())
             problem =
@@ -145,7 +145,7 @@ std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
     std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return rank(a) < rank(b); });
     std::vector<std::string> served;
     for (auto& entry : found) {
-        if (const auto aside = setAsideFor.find(entry.model.name); aside != setAsideFor.end())
+        if (const auto aside = setAsideFor_.find(entry.model.name); aside != setAsideFor_.end())
             entry.problem = aside->second;
         if (!entry.problem.empty() || !entry.isTried)
             continue;
@@ -163,8 +163,8 @@ std::vector<ModelRegistry::Entry> ModelRegistry::triedEntries() {
     auto found = entries();
     while (std::any_of(found.begin(), found.end(), [](const Entry& entry) { return !entry.isTried; })) {
         {
-            std::unique_lock lock(mutex);
-            trialsEnded.wait(lock, [this] { return !trying; });
+            std::unique_lock lock(mutex_);
+            trialsEnded_.wait(lock, [this] { return !trying_; });
         }
         found = entries();
     }
@@ -187,15 +187,15 @@ std::vector<ModelFolder> ModelRegistry::modelsFor(std::string_view locale) {
 }
 
 void ModelRegistry::setAside(const std::string& name, const std::string& why) {
-    const std::lock_guard lock(mutex);
-    setAsideFor[name] = why;
+    const std::lock_guard lock(mutex_);
+    setAsideFor_[name] = why;
 }
 
 std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& models) const {
     std::vector<ModelFolder> waiting;
     for (const auto& model : models) {
-        const auto trial = trials.find(model.name);
-        if (trial == trials.end() || trial->second.stamp != stampOf(model))
+        const auto trial = trials_.find(model.name);
+        if (trial == trials_.end() || trial->second.stamp != stampOf(model))
             waiting.push_back(model);
     }
     return waiting;
@@ -203,35 +203,35 @@ std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& 
 
 void ModelRegistry::tryAll(const std::vector<ModelFolder>& models, const std::stop_token& stop) {
     for (const auto& model : models) {
-        auto problem = tryModel(where.program, model, stop);
+        auto problem = tryModel(where_.program, model, stop);
         if (stop.stop_requested())
             break; // it was not tried to its end
         logLine("speech model " + model.name + ": " + (problem.empty() ? "tried, can be used" : problem));
-        const std::lock_guard lock(mutex);
-        trials[model.name] = {stampOf(model), std::move(problem)};
+        const std::lock_guard lock(mutex_);
+        trials_[model.name] = {stampOf(model), std::move(problem)};
     }
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(mutex_);
     writeTrials();
-    trying = false;
-    trialsEnded.notify_all();
+    trying_ = false;
+    trialsEnded_.notify_all();
 }
 
 void ModelRegistry::readTrials() {
     try {
-        const auto json = jsonObject(readPrivateFile(trialsFile(where.own)).value_or("{}")).value();
+        const auto json = jsonObject(readPrivateFile(trialsFile(where_.own)).value_or("{}")).value();
         for (const auto& [name, trial] : json.items())
-            trials[name] = {trial.at("stamp"), trial.at("problem").get<std::string>()};
+            trials_[name] = {trial.at("stamp"), trial.at("problem").get<std::string>()};
     } catch (const std::exception&) {
-        trials.clear(); // they are tried again
+        trials_.clear(); // they are tried again
     }
 }
 
 void ModelRegistry::writeTrials() const {
     auto json = nlohmann::json::object();
-    for (const auto& [name, trial] : trials)
+    for (const auto& [name, trial] : trials_)
         json[name] = {{"stamp", trial.stamp}, {"problem", trial.problem.value_or("")}};
     try {
-        writePrivateFile(trialsFile(where.own), json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        writePrivateFile(trialsFile(where_.own), json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
     } catch (const std::exception& problem) {
         logLine(std::string("the trials of speech models cannot be kept: ") + problem.what());
     }

@@ -39,7 +39,7 @@ public:
     ModelRegistry(const ModelRegistry&) = delete;
     ModelRegistry& operator=(const ModelRegistry&) = delete;
 
-    const Places& places() const { return where; }
+    const Places& places() const { return where_; }
     /// As they lie there now. Models that came with the recogniser go before the user's, unless one is preferred.
     /// Starts the trials of new ones.
     std::vector<Entry> entries();
@@ -62,13 +62,13 @@ private:
     void readTrials();
     void writeTrials() const;
 
-    const Places where;
-    std::mutex mutex; ///< of what follows
-    std::map<std::string, Trial> trials;
-    std::map<std::string, std::string> setAsideFor;
-    bool trying = false;
-    std::condition_variable trialsEnded;
-    std::jthread trialThread;
+    const Places where_;
+    std::mutex mutex_; ///< of what follows
+    std::map<std::string, Trial> trials_;
+    std::map<std::string, std::string> setAsideFor_;
+    bool trying_ = false;
+    std::condition_variable trialsEnded_;
+    std::jthread trialThread_;
 };
 
 /// Locales of a language, such as "en-US" and "en-GB" of "en".

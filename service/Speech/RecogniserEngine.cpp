@@ -102,10 +102,10 @@ template<typename Core>
 class EngineStream : public RecognitionStream {
 public:
     EngineStream(Core& coreOfEngine, RecogniserStreamPtr streamToUse, std::string nameOfModel)
-        : core(coreOfEngine)
-        , stream(std::move(streamToUse))
-        , model(std::move(nameOfModel)) {
-        asio::post(core.io, [&core = core, stream = stream] {
+        : core_(coreOfEngine)
+        , stream_(std::move(streamToUse))
+        , model_(std::move(nameOfModel)) {
+        asio::post(core_.io, [&core = core_, stream = stream_] {
             if (const auto process = core.assignedTo(stream->id))
                 process->add(stream);
         });
@@ -114,12 +114,12 @@ public:
     EngineStream& operator=(const EngineStream&) = delete;
 
     ~EngineStream() override {
-        stream->closed = true;
+        stream_->closed = true;
         {
-            const std::lock_guard lock(core.mutex);
-            --core.open[model];
+            const std::lock_guard lock(core_.mutex);
+            --core_.open[model_];
         }
-        asio::post(core.io, [&core = core, stream = stream] {
+        asio::post(core_.io, [&core = core_, stream = stream_] {
             if (const auto process = core.assignedTo(stream->id))
                 process->remove(stream);
             const std::lock_guard lock(core.mutex);
@@ -128,9 +128,9 @@ public:
     }
 
     bool accept(std::span<const std::int16_t> samples) override {
-        const bool more = stream->arrived(static_cast<std::int64_t>(samples.size()));
-        asio::post(core.io,
-                   [&core = core, stream = stream, audio = std::vector(samples.begin(), samples.end())]() mutable {
+        const bool more = stream_->arrived(static_cast<std::int64_t>(samples.size()));
+        asio::post(core_.io,
+                   [&core = core_, stream = stream_, audio = std::vector(samples.begin(), samples.end())]() mutable {
                        if (const auto process = core.assignedTo(stream->id))
                            process->sendAudio(stream, std::move(audio));
                    });
@@ -138,56 +138,56 @@ public:
     }
 
     void finish() override {
-        asio::post(core.io, [&core = core, stream = stream] {
+        asio::post(core_.io, [&core = core_, stream = stream_] {
             if (const auto process = core.assignedTo(stream->id))
                 process->finish(stream);
         });
     }
 
 private:
-    Core& core;
-    const RecogniserStreamPtr stream;
-    const std::string model; ///< that it counts for
+    Core& core_;
+    const RecogniserStreamPtr stream_;
+    const std::string model_; ///< that it counts for
 };
 
 } // namespace
 
 RecogniserEngine::RecogniserEngine(ModelRegistry::Places places, std::string_view firstLocale)
-    : core(std::make_unique<Core>(std::move(places))) {
-    if (core->registry.places().program.empty()) {
+    : core_(std::make_unique<Core>(std::move(places))) {
+    if (core_->registry.places().program.empty()) {
         logLine("there is no recogniser on this machine: speech is not recognised, all else works");
         return;
     }
-    const std::lock_guard lock(core->mutex);
-    if (const auto process = core->processFor(std::string(firstLocale)))
-        asio::post(core->io, [process] { process->start(); });
+    const std::lock_guard lock(core_->mutex);
+    if (const auto process = core_->processFor(std::string(firstLocale)))
+        asio::post(core_->io, [process] { process->start(); });
 }
 
 RecogniserEngine::~RecogniserEngine() = default;
 
-std::vector<std::string> RecogniserEngine::locales() const { return core->registry.locales(); }
+std::vector<std::string> RecogniserEngine::locales() const { return core_->registry.locales(); }
 
 std::unique_ptr<RecognitionStream> RecogniserEngine::open(std::string_view locale, RecognitionSink sink) {
     const auto wanted = spelled(locale, locales());
     RecogniserStreamPtr stream;
     std::string model;
     {
-        const std::lock_guard lock(core->mutex);
-        const auto process = core->processFor(wanted);
-        if (!process || !core->hasRoom(*process))
+        const std::lock_guard lock(core_->mutex);
+        const auto process = core_->processFor(wanted);
+        if (!process || !core_->hasRoom(*process))
             return nullptr;
         model = process->model().name;
-        stream = std::make_shared<RecogniserStream>(++core->lastId, wanted, std::move(sink));
-        core->assigned[stream->id] = process;
-        ++core->open[model];
+        stream = std::make_shared<RecogniserStream>(++core_->lastId, wanted, std::move(sink));
+        core_->assigned[stream->id] = process;
+        ++core_->open[model];
     }
-    return std::make_unique<EngineStream<Core>>(*core, std::move(stream), std::move(model));
+    return std::make_unique<EngineStream<Core>>(*core_, std::move(stream), std::move(model));
 }
 
 std::vector<int> RecogniserEngine::processes() const {
     std::vector<int> running;
-    const std::lock_guard lock(core->mutex);
-    for (const auto& [name, process] : core->served)
+    const std::lock_guard lock(core_->mutex);
+    for (const auto& [name, process] : core_->served)
         if (const int id = process->processId(); id > 0)
             running.push_back(id);
     return running;

@@ -23,7 +23,7 @@ public:
 
 private:
     struct Core;
-    std::unique_ptr<Core> core;
+    std::unique_ptr<Core> core_;
 };
 
 } // namespace parlowen::service

@@ -56,48 +56,48 @@ bool cameFromOutside(const ChildEnd& end) {
 
 RecogniserProcess::RecogniserProcess(asio::io_context& context, Options optionsToUse,
                                      recogniser::ModelFolder modelToUse, GivenUp onGivenUp)
-    : io(context)
-    , options(std::move(optionsToUse))
-    , servedModel(std::move(modelToUse))
-    , givenUp(std::move(onGivenUp))
-    , pipe(io)
-    , pause(io)
-    , watchdog(io) {}
+    : io_(context)
+    , options_(std::move(optionsToUse))
+    , servedModel_(std::move(modelToUse))
+    , givenUp_(std::move(onGivenUp))
+    , pipe_(io_)
+    , pause_(io_)
+    , watchdog_(io_) {}
 
 RecogniserProcess::~RecogniserProcess() {
     error_code ignored;
-    pipe.close(ignored); // the end of its input
-    if (process)
-        process->signal(SIGKILL), process->end({});
-    if (errors >= 0)
-        close(errors);
+    pipe_.close(ignored); // the end of its input
+    if (process_)
+        process_->signal(SIGKILL), process_->end({});
+    if (errors_ >= 0)
+        close(errors_);
 }
 
 void RecogniserProcess::start() {
-    if (process || !givenUp)
+    if (process_ || !givenUp_)
         return;
     launch();
     watch();
 }
 
 void RecogniserProcess::launch() {
-    ++run;
-    if (errors < 0)
-        errors = memfd_create("recogniser-errors", MFD_CLOEXEC);
-    if (ftruncate(errors, 0) == 0)
-        lseek(errors, 0, SEEK_SET);
-    launchedAt = lastWord = Clock::now();
-    process = ChildProcess::start({options.program.string(), "--model", servedModel.folder.string()}, errors);
-    if (!process)
-        return giveUp("the recogniser cannot be started: " + options.program.string());
-    runningId = process->id();
-    pipe.assign(asio::local::stream_protocol(), process->socket());
-    parser = {};
-    unsent.clear();
-    writing = ready = hung = false;
-    problem.clear();
+    ++run_;
+    if (errors_ < 0)
+        errors_ = memfd_create("recogniser-errors", MFD_CLOEXEC);
+    if (ftruncate(errors_, 0) == 0)
+        lseek(errors_, 0, SEEK_SET);
+    launchedAt_ = lastWord_ = Clock::now();
+    process_ = ChildProcess::start({options_.program.string(), "--model", servedModel_.folder.string()}, errors_);
+    if (!process_)
+        return giveUp("the recogniser cannot be started: " + options_.program.string());
+    runningId_ = process_->id();
+    pipe_.assign(asio::local::stream_protocol(), process_->socket());
+    parser_ = {};
+    unsent_.clear();
+    writing_ = ready_ = hung_ = false;
+    problem_.clear();
     read();
-    for (const auto& [id, stream] : streams)
+    for (const auto& [id, stream] : streams_)
         replay(*stream);
 }
 
@@ -119,60 +119,60 @@ void RecogniserProcess::sendPieces(std::uint32_t stream, std::span<const std::in
 }
 
 void RecogniserProcess::add(const RecogniserStreamPtr& stream) {
-    if (!givenUp)
+    if (!givenUp_)
         return;
-    streams[stream->id] = stream;
-    if (!process && failuresInARow == 0)
+    streams_[stream->id] = stream;
+    if (!process_ && failuresInARow_ == 0)
         start();
-    else if (process)
+    else if (process_)
         replay(*stream);
 }
 
 void RecogniserProcess::sendAudio(const RecogniserStreamPtr& stream, std::vector<std::int16_t> samples) {
-    if (process)
+    if (process_)
         sendPieces(stream->id, samples);
     stream->keep(std::move(samples));
 }
 
 void RecogniserProcess::finish(const RecogniserStreamPtr& stream) {
     stream->finished = true;
-    if (process)
+    if (process_)
         send(Kind::Finish, stream->id);
 }
 
 void RecogniserProcess::remove(const RecogniserStreamPtr& stream) {
-    if (streams.erase(stream->id) > 0 && process)
+    if (streams_.erase(stream->id) > 0 && process_)
         send(Kind::Close, stream->id);
 }
 
 void RecogniserProcess::send(Kind kind, std::uint32_t stream, std::string body) {
-    unsent.push_back(recogniser::encode({kind, stream, std::move(body)}));
-    if (!writing)
+    unsent_.push_back(recogniser::encode({kind, stream, std::move(body)}));
+    if (!writing_)
         write();
 }
 
 void RecogniserProcess::write() {
-    writing = !unsent.empty();
-    if (!writing)
+    writing_ = !unsent_.empty();
+    if (!writing_)
         return;
-    const auto bytes = std::make_shared<std::string>(std::move(unsent.front()));
-    unsent.pop_front();
+    const auto bytes = std::make_shared<std::string>(std::move(unsent_.front()));
+    unsent_.pop_front();
     // A broken pipe shows itself to the reader.
-    asio::async_write(pipe, asio::buffer(*bytes), [this, bytes, mine = run](const error_code& failed, std::size_t) {
-        if (mine == run && !failed)
+    asio::async_write(pipe_, asio::buffer(*bytes), [this, bytes, mine = run_](const error_code& failed, std::size_t) {
+        if (mine == run_ && !failed)
             write();
     });
 }
 
 void RecogniserProcess::read() {
-    pipe.async_read_some(asio::buffer(received), [this, mine = run](const error_code& failed, std::size_t count) {
-        if (mine != run || failed == asio::error::operation_aborted)
+    pipe_.async_read_some(asio::buffer(received_), [this, mine = run_](const error_code& failed, std::size_t count) {
+        if (mine != run_ || failed == asio::error::operation_aborted)
             return;
-        if (failed || !parser.feed({received.data(), count}))
+        if (failed || !parser_.feed({received_.data(), count}))
             return ended();
-        lastWord = Clock::now();
-        while (mine == run) {
-            const auto frame = parser.next();
+        lastWord_ = Clock::now();
+        while (mine == run_) {
+            const auto frame = parser_.next();
             if (!frame)
                 return read();
             handle(*frame);
@@ -187,16 +187,16 @@ void RecogniserProcess::handle(const Frame& frame) {
     case Kind::Ready:
         return onReady(frame.body);
     case Kind::Load:
-        promised = member<int>(frame.body, "capacity", 1);
+        promised_ = member<int>(frame.body, "capacity", 1);
         return;
     case Kind::Problem:
-        problem = frame.body;
+        problem_ = frame.body;
         return;
     default:
         break;
     }
-    const auto found = streams.find(frame.stream);
-    if (found == streams.end())
+    const auto found = streams_.find(frame.stream);
+    if (found == streams_.end())
         return;
     const auto stream = found->second; // an event may remove it
     if (frame.kind == Kind::Taken)
@@ -222,7 +222,7 @@ void RecogniserProcess::handle(RecogniserStream& stream, const StreamEvent& even
         return tell(Told::Final);
     case StreamEvent::Kind::End:
         stream.tell({Told::SpeechEnd, {}, ticksOfSamples(stream.lastEnd), 0, 0});
-        streams.erase(stream.id);
+        streams_.erase(stream.id);
     }
 }
 
@@ -234,85 +234,85 @@ void RecogniserProcess::checkHello(const std::string& body) {
 }
 
 void RecogniserProcess::onReady(const std::string& body) {
-    ready = true;
-    failuresInARow = 0;
-    promised = member<int>(body, "capacity", 1);
-    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - launchedAt);
-    logLine("speech model " + servedModel.name + " is ready after " + std::to_string(took.count()) +
-            " ms; streams at once: " + std::to_string(promised));
+    ready_ = true;
+    failuresInARow_ = 0;
+    promised_ = member<int>(body, "capacity", 1);
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - launchedAt_);
+    logLine("speech model " + servedModel_.name + " is ready after " + std::to_string(took.count()) +
+            " ms; streams at once: " + std::to_string(promised_));
 }
 
 void RecogniserProcess::watch() {
-    watchdog.expires_after(watchEvery);
-    watchdog.async_wait([this](const error_code& failed) {
-        if (failed || !givenUp)
+    watchdog_.expires_after(watchEvery);
+    watchdog_.async_wait([this](const error_code& failed) {
+        if (failed || !givenUp_)
             return;
-        if (process && isSilent()) {
-            logLine("speech model " + servedModel.name + " hangs: it is started anew");
-            hung = true;
-            process->signal(SIGKILL);
-            lastWord = Clock::now();
+        if (process_ && isSilent()) {
+            logLine("speech model " + servedModel_.name + " hangs: it is started anew");
+            hung_ = true;
+            process_->signal(SIGKILL);
+            lastWord_ = Clock::now();
         }
         watch();
     });
 }
 
 bool RecogniserProcess::isSilent() const {
-    const auto silence = Clock::now() - lastWord;
-    if (!ready)
-        return silence > options.loading;
-    return silence > options.patience && std::any_of(streams.begin(), streams.end(), [](const auto& entry) {
+    const auto silence = Clock::now() - lastWord_;
+    if (!ready_)
+        return silence > options_.loading;
+    return silence > options_.patience && std::any_of(streams_.begin(), streams_.end(), [](const auto& entry) {
                return entry.second->finished || entry.second->backlog > workThatShows;
            });
 }
 
 void RecogniserProcess::ended() {
     error_code ignored;
-    const auto end = process->end(endLimit);
-    pipe.close(ignored);
-    process.reset();
-    runningId = 0;
-    ++run;
-    promised = -1;
-    if (!problem.empty())
-        return giveUp(problem);
-    const bool blamed = hung || !cameFromOutside(end);
-    deaths += blamed ? 1 : 0;
-    failuresInARow += ready ? 0 : 1;
-    const auto words = lastLineOf(errors);
-    logLine("the recogniser with model " + servedModel.name + " " + describe(end) +
+    const auto end = process_->end(endLimit);
+    pipe_.close(ignored);
+    process_.reset();
+    runningId_ = 0;
+    ++run_;
+    promised_ = -1;
+    if (!problem_.empty())
+        return giveUp(problem_);
+    const bool blamed = hung_ || !cameFromOutside(end);
+    deaths_ += blamed ? 1 : 0;
+    failuresInARow_ += ready_ ? 0 : 1;
+    const auto words = lastLineOf(errors_);
+    logLine("the recogniser with model " + servedModel_.name + " " + describe(end) +
             (words.empty() ? "" : ": " + words));
-    if (deaths >= mostDeaths)
-        return giveUp("it ended the recogniser " + std::to_string(deaths) + " times");
-    if (failuresInARow >= mostFailures)
-        return giveUp("the recogniser did not get ready " + std::to_string(failuresInARow) + " times in a row");
+    if (deaths_ >= mostDeaths)
+        return giveUp("it ended the recogniser " + std::to_string(deaths_) + " times");
+    if (failuresInARow_ >= mostFailures)
+        return giveUp("the recogniser did not get ready " + std::to_string(failuresInARow_) + " times in a row");
     launchLater();
 }
 
 void RecogniserProcess::launchLater() {
-    if (failuresInARow == 0)
+    if (failuresInARow_ == 0)
         return launch();
-    pause.expires_after(firstPause * (1 << failuresInARow));
-    pause.async_wait([this](const error_code& failed) {
-        if (!failed && givenUp)
+    pause_.expires_after(firstPause * (1 << failuresInARow_));
+    pause_.async_wait([this](const error_code& failed) {
+        if (!failed && givenUp_)
             launch();
     });
 }
 
 void RecogniserProcess::giveUp(const std::string& why) {
-    logLine("speech model " + servedModel.name + " is set aside: " + why);
+    logLine("speech model " + servedModel_.name + " is set aside: " + why);
     error_code ignored;
-    pipe.close(ignored);
-    ++run;
-    if (process) {
-        process->signal(SIGKILL);
-        process->end({});
-        process.reset();
+    pipe_.close(ignored);
+    ++run_;
+    if (process_) {
+        process_->signal(SIGKILL);
+        process_->end({});
+        process_.reset();
     }
-    watchdog.cancel();
-    const auto tell = std::exchange(givenUp, nullptr);
+    watchdog_.cancel();
+    const auto tell = std::exchange(givenUp_, nullptr);
     if (tell)
-        tell(std::exchange(streams, {}), why);
+        tell(std::exchange(streams_, {}), why);
 }
 
 } // namespace parlowen::service

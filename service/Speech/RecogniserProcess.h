@@ -42,7 +42,7 @@ public:
     RecogniserProcess(const RecogniserProcess&) = delete;
     RecogniserProcess& operator=(const RecogniserProcess&) = delete;
 
-    const recogniser::ModelFolder& model() const { return servedModel; }
+    const recogniser::ModelFolder& model() const { return servedModel_; }
     void start();
     void add(const RecogniserStreamPtr& stream);
     void sendAudio(const RecogniserStreamPtr& stream, std::vector<std::int16_t> samples);
@@ -50,12 +50,12 @@ public:
     void remove(const RecogniserStreamPtr& stream);
     /// Streams that it can serve at the same time; none until it said so. Any thread.
     std::optional<std::size_t> capacity() const {
-        const auto streamsAtOnce = promised.load();
+        const auto streamsAtOnce = promised_.load();
         return streamsAtOnce < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(streamsAtOnce));
     }
 
     /// Of the process that runs; 0 when none does. Any thread.
-    int processId() const { return runningId; }
+    int processId() const { return runningId_; }
 
 private:
     using Kind = recogniser::Frame::Kind;
@@ -77,31 +77,31 @@ private:
     void launchLater();
     void giveUp(const std::string& why);
 
-    boost::asio::io_context& io;
-    const Options options;
-    const recogniser::ModelFolder servedModel;
-    GivenUp givenUp;
-    std::map<std::uint32_t, RecogniserStreamPtr> streams;
-    std::atomic<int> promised = -1; ///< capacity; -1: none yet
+    boost::asio::io_context& io_;
+    const Options options_;
+    const recogniser::ModelFolder servedModel_;
+    GivenUp givenUp_;
+    std::map<std::uint32_t, RecogniserStreamPtr> streams_;
+    std::atomic<int> promised_ = -1; ///< capacity; -1: none yet
 
-    std::optional<ChildProcess> process;
-    std::atomic<int> runningId = 0;
-    boost::asio::local::stream_protocol::socket pipe;
-    int errors = -1; ///< a file in memory that takes its error output
-    recogniser::FrameParser parser;
-    std::array<char, 16'384> received{};
-    std::deque<std::string> unsent;
-    bool writing = false;
-    bool ready = false;
-    bool hung = false;      ///< it was killed for it
-    std::string problem;    ///< that it named itself
-    int deaths = 0;         ///< that are the model's doing
-    int failuresInARow = 0; ///< since it was last ready
-    unsigned run = 0;       ///< handlers of an earlier one do nothing
-    boost::asio::steady_timer pause;
-    boost::asio::steady_timer watchdog;
-    Clock::time_point launchedAt{};
-    Clock::time_point lastWord{};
+    std::optional<ChildProcess> process_;
+    std::atomic<int> runningId_ = 0;
+    boost::asio::local::stream_protocol::socket pipe_;
+    int errors_ = -1; ///< a file in memory that takes its error output
+    recogniser::FrameParser parser_;
+    std::array<char, 16'384> received_{};
+    std::deque<std::string> unsent_;
+    bool writing_ = false;
+    bool ready_ = false;
+    bool hung_ = false;      ///< it was killed for it
+    std::string problem_;    ///< that it named itself
+    int deaths_ = 0;         ///< that are the model's doing
+    int failuresInARow_ = 0; ///< since it was last ready
+    unsigned run_ = 0;       ///< handlers of an earlier one do nothing
+    boost::asio::steady_timer pause_;
+    boost::asio::steady_timer watchdog_;
+    Clock::time_point launchedAt_{};
+    Clock::time_point lastWord_{};
 };
 
 } // namespace parlowen::service
