@@ -3,7 +3,6 @@
 #include "Http/Workers.h"
 #include "PageText.h"
 
-#include <cmath>
 #include <openssl/evp.h>
 
 namespace parlowen::service {

@@ -6,7 +6,6 @@
 #include "ExpiringEntries.h"
 #include "SliderPuzzle.h"
 
-#include <optional>
 #include <tl/expected.hpp>
 
 namespace parlowen::service {

@@ -30,7 +30,6 @@ public:
     boost::asio::awaitable<void> begin();
     /// Sends bytes at once; false when the client has gone away.
     boost::asio::awaitable<bool> send(std::string_view bytes);
-    bool clientGone() const { return gone_; }
     /// Has that called once when the client goes; at once where it has gone.
     void whenGone(std::function<void()> act);
     /// Sends the last chunk and closes the connection.

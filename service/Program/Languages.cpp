@@ -3,7 +3,6 @@
 #include "ChineseOrder.h"
 
 #include <algorithm>
-#include <tuple>
 #include <unicode/locid.h>
 
 namespace parlowen::service {

@@ -5,7 +5,6 @@
 #include "Store/Database.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <sstream>
 #include <utility>

@@ -5,7 +5,6 @@
 #include "Http/HttpMessage.h"
 #include "TemporaryFile.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 #include <unistd.h>

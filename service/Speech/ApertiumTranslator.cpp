@@ -3,6 +3,7 @@
 #include "Process/ChildProcess.h"
 
 #include <array>
+#include <mutex>
 
 namespace parlowen::service {
 

@@ -1,7 +1,9 @@
 #include "SpeechPlaces.h"
 
 #include <algorithm>
+#include <list>
 #include <map>
+#include <mutex>
 #include <utility>
 
 namespace parlowen::service {

@@ -4,9 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <memory>
-#include <mutex>
 
 namespace parlowen::service {
 

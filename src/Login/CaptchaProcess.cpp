@@ -122,3 +122,5 @@ int CaptchaProcess::host(const QUrl& page, int argc, char** argv) {
 }
 
 } // namespace parlowen
+
+#include "moc_CaptchaProcess.cpp"

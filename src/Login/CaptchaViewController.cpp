@@ -133,3 +133,5 @@ CaptchaViewController* CaptchaViewController::open(const QUrl& page) {
 }
 
 } // namespace parlowen
+
+#include "moc_CaptchaViewController.cpp"

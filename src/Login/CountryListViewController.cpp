@@ -83,3 +83,5 @@ void CountryListViewController::tableViewSelectionDidChange(int row) {
 }
 
 } // namespace parlowen
+
+#include "moc_CountryListViewController.cpp"

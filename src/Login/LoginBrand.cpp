@@ -132,3 +132,5 @@ QString secondaryButton() {
 } // namespace loginStyle
 
 } // namespace parlowen
+
+#include "moc_LoginBrand.cpp"

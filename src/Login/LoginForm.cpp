@@ -245,3 +245,5 @@ void LoginForm::resizeEvent(QResizeEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_LoginForm.cpp"

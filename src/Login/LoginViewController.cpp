@@ -15,7 +15,6 @@
 
 #include <QBoxLayout>
 #include <QCheckBox>
-#include <QEvent>
 #include <QHideEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -372,9 +371,8 @@ void LoginViewController::showMainView() {
     auto* window = qobject_cast<QMainWindow*>(this->window());
     if (window == nullptr || !services_.makeMainView)
         return;
-    QWidget* main = services_.makeMainView();
     window->setWindowTitle(mainTitle());
-    window->setCentralWidget(main); // this page goes
+    window->setCentralWidget(services_.makeMainView()); // this page goes
     centre(*window, mainSize * fontScale());
 }
 
@@ -398,3 +396,5 @@ void LoginViewController::contractTap() {
 }
 
 } // namespace parlowen
+
+#include "moc_LoginViewController.cpp"

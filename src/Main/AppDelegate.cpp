@@ -17,7 +17,6 @@
 #include <QEvent>
 #include <QPushButton>
 #include <QScreen>
-#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -315,9 +314,8 @@ SessionWindow* AppDelegate::takeSession(LiveSession* session) {
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
-    // A part of it will do: where its parts cover a window, nothing of its own is painted.
     if (!isPainted_ && event->type() == QEvent::Paint && watched->isWidgetType() &&
-        static_cast<QWidget*>(watched)->window() == window_) {
+        static_cast<QWidget*>(watched)->isWindow()) {
         isPainted_ = true;
         onMain(QPointer(this), [this] { // once all of it is on the screen
             consoleLog(QStringLiteral("✅ 窗口已显示"));
@@ -397,3 +395,5 @@ void AppDelegate::quit() {
 }
 
 } // namespace parlowen
+
+#include "moc_AppDelegate.cpp"

@@ -70,3 +70,5 @@ void Backend::tell(const Result<Access>& result) {
 }
 
 } // namespace parlowen
+
+#include "moc_Backend.cpp"

@@ -179,3 +179,5 @@ void HomeLeftView::didTap(int menuTag) {
 }
 
 } // namespace parlowen
+
+#include "moc_HomeLeftView.cpp"

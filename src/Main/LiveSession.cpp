@@ -60,3 +60,5 @@ void LiveSession::open(Composition& composition, SessionServices services) {
 }
 
 } // namespace parlowen
+
+#include "moc_LiveSession.cpp"

@@ -77,3 +77,5 @@ void SessionEnding::settleSoon() {
 }
 
 } // namespace parlowen
+
+#include "moc_SessionEnding.cpp"

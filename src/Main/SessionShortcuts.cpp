@@ -63,3 +63,5 @@ void SessionShortcuts::act(const QString& id) const {
 }
 
 } // namespace parlowen
+
+#include "moc_SessionShortcuts.cpp"

@@ -94,3 +94,5 @@ void SingleInstance::receive(QLocalSocket* socket) {
 }
 
 } // namespace parlowen
+
+#include "moc_SingleInstance.cpp"

@@ -147,3 +147,5 @@ void TopBarView::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_TopBarView.cpp"

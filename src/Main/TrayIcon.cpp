@@ -57,3 +57,5 @@ void TrayIcon::sayThatItIsHere() {
 }
 
 } // namespace parlowen
+
+#include "moc_TrayIcon.cpp"

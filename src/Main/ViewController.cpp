@@ -172,3 +172,5 @@ void ViewController::changeEvent(QEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_ViewController.cpp"

@@ -53,3 +53,5 @@ QAction* WindowMenu::add(const QString& text, const QKeySequence& key, std::func
 void WindowMenu::serve(QWidget* window) { window->addActions(actions()); }
 
 } // namespace parlowen
+
+#include "moc_WindowMenu.cpp"

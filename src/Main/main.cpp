@@ -13,7 +13,6 @@
 
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
-#include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
 #include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
@@ -28,14 +27,12 @@
 #include <Tools/PopView/Translation.h>
 
 #include <QApplication>
-#include <QFontDatabase>
 #include <QIcon>
 #include <QPointer>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -196,7 +193,6 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
     if (!hasWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
     auto application = std::make_unique<QApplication>(argc, argv);
-    inBackground([] { QFontDatabase::families(); }); // the fonts are looked through before the first text asks
     QApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Parlowen"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.parlowen.Parlowen"));
@@ -239,7 +235,5 @@ int main(int argc, char** argv) {
     const auto application = makeApplication(shell || (session && line.showsWindow()), argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     QCoreApplication::setApplicationVersion(Bundle::shortVersion());
-    const int status = run(line);
-    waitForBackground(); // which may still need the application
-    return outputStatus(status);
+    return outputStatus(run(line));
 }

@@ -208,3 +208,5 @@ void HttpDatas::showAlert(const Alert& alert) const {
 }
 
 } // namespace parlowen
+
+#include "moc_HttpDatas.cpp"

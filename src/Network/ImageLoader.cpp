@@ -26,15 +26,10 @@ Result<QImage> decoded(const QByteArray& bytes) {
 
 } // namespace
 
-ImageLoader::ImageLoader(const QString& cacheDirectory, qint64 cacheBytes)
-    : cacheDirectory_(cacheDirectory)
-    , cacheBytes_(cacheBytes) {}
-
-/// With the first picture: it looks through all that it holds, which no window should wait for.
-void ImageLoader::openCache() {
+ImageLoader::ImageLoader(const QString& cacheDirectory, qint64 cacheBytes) {
     auto* const cache = new QNetworkDiskCache(&manager_);
-    cache->setCacheDirectory(cacheDirectory_);
-    cache->setMaximumCacheSize(cacheBytes_);
+    cache->setCacheDirectory(cacheDirectory);
+    cache->setMaximumCacheSize(cacheBytes);
     manager_.setCache(cache);
 }
 
@@ -60,8 +55,6 @@ void ImageLoader::load(const QUrl& url, QObject* context, Loaded loaded) {
         onMain(QPointer<ImageLoader>(this), [this, url] { tell(url, failure(QStringLiteral("图片地址无效"))); });
         return;
     }
-    if (manager_.cache() == nullptr)
-        openCache();
     QNetworkRequest request(*usable);
     request.setTransferTimeout(timeoutMilliseconds);
     request.setSslConfiguration(sslConfiguration(trust_, *usable));

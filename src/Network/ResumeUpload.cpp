@@ -196,3 +196,5 @@ void bindResume(HttpDatas& http, const QString& fileId, QObject* context,
 }
 
 } // namespace parlowen
+
+#include "moc_ResumeUpload.cpp"

@@ -91,3 +91,5 @@ void AboutMeViewController::resizeEvent(QResizeEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_AboutMeViewController.cpp"

@@ -242,3 +242,5 @@ void MineViewController::deleteAccount() {
 }
 
 } // namespace parlowen
+
+#include "moc_MineViewController.cpp"

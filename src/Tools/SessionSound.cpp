@@ -52,3 +52,5 @@ void PlayingPrograms::read() {
 }
 
 } // namespace parlowen
+
+#include "moc_SessionSound.cpp"

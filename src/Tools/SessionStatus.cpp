@@ -52,3 +52,5 @@ void SessionStatus::addMissed(double seconds) { Q_EMIT missed(seconds); }
 void SessionStatus::chooseOutput(const QString& uid) { Q_EMIT outputChosen(uid); }
 
 } // namespace parlowen
+
+#include "moc_SessionStatus.cpp"

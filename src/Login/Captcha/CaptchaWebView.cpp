@@ -139,3 +139,5 @@ QWidget* CaptchaWebModule::makeWebView(const QUrl& page, Hooks hooks) {
 }
 
 } // namespace parlowen
+
+#include "moc_CaptchaWebView.cpp"

@@ -10,6 +10,7 @@
 #include <Tools/AudioRouting.h>
 #include <Tools/SpeechRecognitionTool.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace parlowen {
@@ -285,3 +286,5 @@ void AIInterviewDetailController::stopSessionServices() {
 }
 
 } // namespace parlowen
+
+#include "moc_AIInterviewDetailController.cpp"

@@ -264,3 +264,5 @@ void AISettingViewController::showWhatIsMissing() {
 }
 
 } // namespace parlowen
+
+#include "moc_AISettingViewController.cpp"

@@ -95,3 +95,5 @@ QVariant AnswersModel::data(const QModelIndex& index, int role) const {
 }
 
 } // namespace parlowen
+
+#include "moc_AnswersModel.cpp"

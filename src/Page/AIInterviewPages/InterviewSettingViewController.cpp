@@ -343,3 +343,5 @@ void InterviewSettingViewController::beginSession() {
 }
 
 } // namespace parlowen
+
+#include "moc_InterviewSettingViewController.cpp"

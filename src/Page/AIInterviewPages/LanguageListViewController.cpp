@@ -62,3 +62,5 @@ void LanguageListViewController::tableViewSelectionDidChange(int row) {
 }
 
 } // namespace parlowen
+
+#include "moc_LanguageListViewController.cpp"

@@ -182,3 +182,5 @@ void QuestionBox::wheelEvent(QWheelEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_QuestionBox.cpp"

@@ -124,3 +124,5 @@ void RecognitionWatch::count(double seconds) {
 }
 
 } // namespace parlowen
+
+#include "moc_RecognitionWatch.cpp"

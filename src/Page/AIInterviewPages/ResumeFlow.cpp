@@ -213,3 +213,5 @@ void ResumeFlow::showState() {
 }
 
 } // namespace parlowen
+
+#include "moc_ResumeFlow.cpp"

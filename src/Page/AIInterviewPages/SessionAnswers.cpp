@@ -70,3 +70,5 @@ void SessionAnswers::drop() {
 void SessionAnswers::cutOff() { endAll(AnswerEnd::Outcome::Cancelled); }
 
 } // namespace parlowen
+
+#include "moc_SessionAnswers.cpp"

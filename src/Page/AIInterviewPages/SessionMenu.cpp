@@ -121,3 +121,5 @@ void SessionMenu::addOpacity(SessionWindow* window) {
 }
 
 } // namespace parlowen
+
+#include "moc_SessionMenu.cpp"

@@ -324,3 +324,5 @@ bool SessionPage::eventFilter(QObject* watched, QEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_SessionPage.cpp"

@@ -269,3 +269,5 @@ void SessionWindow::dragTo(QPoint global) {
 }
 
 } // namespace parlowen
+
+#include "moc_SessionWindow.cpp"

@@ -222,3 +222,5 @@ void SetupForm::showLanguages(const std::optional<LanguageListModel>& spoken,
 void SetupForm::showWaiting(bool waits) { startButton_->setText(waits ? tr("正在确认语言…") : tr("悬浮窗开始面试")); }
 
 } // namespace parlowen
+
+#include "moc_SetupForm.cpp"

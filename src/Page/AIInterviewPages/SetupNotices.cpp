@@ -183,3 +183,5 @@ void PersonalNotice::show(bool hasPosition, bool hasResume) {
 }
 
 } // namespace parlowen
+
+#include "moc_SetupNotices.cpp"

@@ -135,3 +135,5 @@ void SoundCheckView::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_SoundCheckView.cpp"

@@ -21,7 +21,6 @@ public:
     void run(bool systemSound);
 
     /// The button that closes.
-    QPushButton* closeButton() const { return closeButton_; }
 
     QSize sizeHint() const override;
 

@@ -209,3 +209,5 @@ void SoundStrip::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_SoundStrip.cpp"

@@ -67,7 +67,6 @@ public:
     bool isListening() const { return source_ != nullptr; }
 
     LevelMeter* meter() const { return meter_; }
-    QLabel* nameLabel() const { return name_; }
     PopUpButton* programPopup() const { return programs_; }
     QPushButton* checkButton() const { return check_; }
 

@@ -216,3 +216,5 @@ void StatusChip::drawMeter(QPainter& painter) const {
 }
 
 } // namespace parlowen
+
+#include "moc_StatusChip.cpp"

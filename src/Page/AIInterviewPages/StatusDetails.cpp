@@ -127,3 +127,5 @@ void StatusDetails::fit() {
 }
 
 } // namespace parlowen
+
+#include "moc_StatusDetails.cpp"

@@ -102,3 +102,5 @@ QVariant TranscriptModel::data(const QModelIndex& index, int role) const {
 void TranscriptModel::changed(int row) { Q_EMIT dataChanged(index(row), index(row)); }
 
 } // namespace parlowen
+
+#include "moc_TranscriptModel.cpp"

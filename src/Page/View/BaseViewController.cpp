@@ -84,3 +84,5 @@ void BaseView::buildStyle() {
 }
 
 } // namespace parlowen
+
+#include "moc_BaseViewController.cpp"

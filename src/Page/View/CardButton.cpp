@@ -49,3 +49,5 @@ void CardButton::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_CardButton.cpp"

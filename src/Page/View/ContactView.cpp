@@ -132,3 +132,5 @@ void ContactView::paintEvent(QPaintEvent*) {
 void ContactView::closeTap() { closeCurrentPopView(); }
 
 } // namespace parlowen
+
+#include "moc_ContactView.cpp"

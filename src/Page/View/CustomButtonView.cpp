@@ -82,3 +82,5 @@ void ExclusiveSelectionGroup::select(CustomButtonView& button) {
 }
 
 } // namespace parlowen
+
+#include "moc_CustomButtonView.cpp"

@@ -206,3 +206,5 @@ void InterviewTypeView::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_InterviewTypeView.cpp"

@@ -28,3 +28,5 @@ void KeyFocusButton::keyPressEvent(QKeyEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_KeyFocusButton.cpp"

@@ -53,3 +53,5 @@ void LanguageSwitch::changeEvent(QEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_LanguageSwitch.cpp"

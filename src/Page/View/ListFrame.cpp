@@ -34,3 +34,5 @@ void ListFrame::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_ListFrame.cpp"

@@ -212,3 +212,5 @@ void MeasuredList::scrollContentsBy(int dx, int dy) {
 }
 
 } // namespace parlowen
+
+#include "moc_MeasuredList.cpp"

@@ -116,3 +116,5 @@ void PositionView::paintEvent(QPaintEvent*) {
 void PositionView::mousePressEvent(QMouseEvent*) { roleTextView_->clearFocus(); }
 
 } // namespace parlowen
+
+#include "moc_PositionView.cpp"

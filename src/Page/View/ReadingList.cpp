@@ -377,3 +377,5 @@ void ReadingList::changeEvent(QEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_ReadingList.cpp"

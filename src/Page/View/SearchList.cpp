@@ -184,3 +184,5 @@ void SearchList::choose(int row) {
 }
 
 } // namespace parlowen
+
+#include "moc_SearchList.cpp"

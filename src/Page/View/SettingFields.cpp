@@ -13,7 +13,6 @@
 #include <QScrollBar>
 #include <QTextLayout>
 #include <QWheelEvent>
-#include <algorithm>
 
 namespace parlowen {
 
@@ -166,3 +165,5 @@ void ChoiceBox::drawChoice(QPainter& painter, const QRectF& room) const {
 }
 
 } // namespace parlowen
+
+#include "moc_SettingFields.cpp"

@@ -46,3 +46,5 @@ ShortcutSwitch::ShortcutSwitch(Settings& settings, QWidget* parent)
 }
 
 } // namespace parlowen
+
+#include "moc_ShortcutSwitch.cpp"

@@ -143,3 +143,5 @@ TextCell::Content AiInterviewAiCellMac::content(const QModelIndex& index) const 
 }
 
 } // namespace parlowen
+
+#include "moc_TextCell.cpp"

@@ -232,3 +232,5 @@ void UpdateResumeView::endDrag() {
 }
 
 } // namespace parlowen
+
+#include "moc_UpdateResumeView.cpp"

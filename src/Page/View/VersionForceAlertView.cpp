@@ -193,3 +193,5 @@ bool VersionForceAlertView::focusNextPrevChild(bool) {
 }
 
 } // namespace parlowen
+
+#include "moc_VersionForceAlertView.cpp"

@@ -1,6 +1,7 @@
 #include "PropertyListeners.h"
 
 #include <algorithm>
+#include <mutex>
 #include <thread>
 #include <utility>
 

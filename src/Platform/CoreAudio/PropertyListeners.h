@@ -6,7 +6,6 @@
 #include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 
 namespace parlowen {
 

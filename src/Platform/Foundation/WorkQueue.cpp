@@ -47,3 +47,5 @@ void EventLoopQueue::post(std::function<void()> work) {
 }
 
 } // namespace parlowen
+
+#include "moc_WorkQueue.cpp"

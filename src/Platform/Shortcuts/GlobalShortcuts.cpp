@@ -47,3 +47,5 @@ private:
 std::unique_ptr<GlobalShortcuts> GlobalShortcuts::ofDesktop() { return std::make_unique<DesktopShortcuts>(); }
 
 } // namespace parlowen
+
+#include "moc_GlobalShortcuts.cpp"

@@ -146,3 +146,5 @@ void PortalShortcuts::end(const Result<void>& result) {
 }
 
 } // namespace parlowen
+
+#include "moc_PortalShortcuts.cpp"

@@ -141,3 +141,5 @@ void X11Shortcuts::pressed(std::uint8_t keycode) {
 }
 
 } // namespace parlowen
+
+#include "moc_X11Shortcuts.cpp"

@@ -95,3 +95,5 @@ void CommonTipView::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_CommonTipView.cpp"

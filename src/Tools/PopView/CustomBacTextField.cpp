@@ -70,3 +70,5 @@ QSize PaddedTextField::sizeHint() const {
 }
 
 } // namespace parlowen
+
+#include "moc_CustomBacTextField.cpp"

@@ -55,3 +55,5 @@ void WrappedLabel::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_ElidedLabel.cpp"

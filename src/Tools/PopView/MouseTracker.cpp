@@ -153,3 +153,5 @@ void applyHoverEffects(QWidget* view, const std::vector<HoverEffect>& effects) {
 }
 
 } // namespace parlowen
+
+#include "moc_MouseTracker.cpp"

@@ -302,3 +302,5 @@ void MYBottomPopView::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_PopView.cpp"

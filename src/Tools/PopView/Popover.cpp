@@ -190,3 +190,5 @@ void Popover::hideEvent(QHideEvent* event) {
 }
 
 } // namespace parlowen
+
+#include "moc_Popover.cpp"

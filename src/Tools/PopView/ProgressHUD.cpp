@@ -298,3 +298,5 @@ void ProgressHUD::mouseDown() {
 }
 
 } // namespace parlowen
+
+#include "moc_ProgressHUD.cpp"

@@ -133,3 +133,5 @@ void ProgressHUDIcon::paintEvent(QPaintEvent*) {
 }
 
 } // namespace parlowen
+
+#include "moc_ProgressIndicatorLayer.cpp"

@@ -51,3 +51,5 @@ void ViewFader::apply(double alpha) {
 }
 
 } // namespace parlowen
+
+#include "moc_ViewFader.cpp"
