@@ -227,12 +227,14 @@ std::span<const std::int16_t> UtteranceTracker::samplesOf(const Job& job) const 
 void UtteranceTracker::onText(const Job& job, std::optional<std::string> text, Clock::time_point now,
                               Clock::duration took) {
     if (job.kind == Job::Kind::Partial) {
-        partialNotBefore_ = now + partialShare * took;
+        const bool heard = text && !text->empty();
+        const bool early = !heard && job.to - job.from < sampleRate;
+        partialNotBefore_ = now + (early ? 1 : partialShare) * took;
         if (!runningPartial_ || runningPartial_->number != job.number)
             return; // of a segment that is over
         runningPartial_.reset();
         // The first sounds may not be a word yet.
-        nextPartialAt_ = job.to + (text && !text->empty() ? partialEvery : partialEvery / 4);
+        nextPartialAt_ = job.to + (heard ? partialEvery : partialAfterNothing);
         if (text && state_ != State::Quiet) {
             words_.add(*text, job.to - job.from >= fewestToSettle);
             tellPartial();

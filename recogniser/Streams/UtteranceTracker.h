@@ -36,6 +36,7 @@ public:
     static constexpr std::int64_t longestUtterance = sampleRate * std::int64_t{20};
     static constexpr std::int64_t firstPartial = preRoll + sampleRate * 13 / 100; ///< of audio
     static constexpr std::int64_t partialEvery = sampleRate * 4 / 10;
+    static constexpr std::int64_t partialAfterNothing = sampleRate * 6 / 100; ///< of what was not a word yet
 
     static constexpr std::int64_t fewestToSettle = sampleRate * 36 / 10; ///< decoded for words that stay
 

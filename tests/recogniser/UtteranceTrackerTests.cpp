@@ -106,6 +106,12 @@ TEST_F(UtteranceTrackerTest, PartialsTakeTheirShareOfTimeAndNoMore) {
     EXPECT_EQ(jobs.size(), 3U) << "in the first, the fourth and the seventh second";
 }
 
+TEST_F(UtteranceTrackerTest, EachPieceIsDecodedUntilThereIsAWord) {
+    say = [](const Job& job) { return job.to < 14'000 ? "" : "So"; };
+    hear({{1, 9}});
+    EXPECT_EQ(jobs.size(), 5U) << "from half a second on";
+}
+
 TEST_F(UtteranceTrackerTest, WordsStayOnceTwoDecodingsOfEnoughSpeechAgreeOnThem) {
     say = [](const Job& job) {
         std::string text;
