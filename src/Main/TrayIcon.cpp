@@ -53,7 +53,8 @@ bool TrayIcon::isInSight() const { return icon_.isVisible() && QSystemTrayIcon::
 void TrayIcon::sayThatItIsHere() {
     if (std::exchange(said_, true) || !QSystemTrayIcon::supportsMessages())
         return;
-    icon_.showMessage(tr("Parlowen 仍在运行"), tr("点击托盘图标可以随时打开或退出。"));
+    // With its own icon: some trays show the message's in the place of the program's for a while.
+    icon_.showMessage(tr("Parlowen 仍在运行"), tr("点击托盘图标可以随时打开或退出。"), icon_.icon());
 }
 
 } // namespace parlowen
