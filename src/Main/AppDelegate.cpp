@@ -314,8 +314,9 @@ SessionWindow* AppDelegate::takeSession(LiveSession* session) {
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    // A part of it will do: where its parts cover a window, nothing of its own is painted.
     if (!isPainted_ && event->type() == QEvent::Paint && watched->isWidgetType() &&
-        static_cast<QWidget*>(watched)->isWindow()) {
+        static_cast<QWidget*>(watched)->window() == window_) {
         isPainted_ = true;
         onMain(QPointer(this), [this] { // once all of it is on the screen
             consoleLog(QStringLiteral("✅ 窗口已显示"));

@@ -13,6 +13,7 @@
 
 #include <CoreAudio/AudioHardwareService.h>
 #include <CoreAudio/PulseAudioServer.h>
+#include <Foundation/BackgroundQueue.h>
 #include <Foundation/Bundle.h>
 #include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
@@ -27,6 +28,7 @@
 #include <Tools/PopView/Translation.h>
 
 #include <QApplication>
+#include <QFontDatabase>
 #include <QIcon>
 #include <QPointer>
 #include <cerrno>
@@ -193,6 +195,7 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
     if (!hasWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
     auto application = std::make_unique<QApplication>(argc, argv);
+    inBackground([] { QFontDatabase::families(); }); // the fonts are looked through before the first text asks
     QApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Parlowen"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.parlowen.Parlowen"));
@@ -235,5 +238,7 @@ int main(int argc, char** argv) {
     const auto application = makeApplication(shell || (session && line.showsWindow()), argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     QCoreApplication::setApplicationVersion(Bundle::shortVersion());
-    return outputStatus(run(line));
+    const int status = run(line);
+    waitForBackground(); // which may still need the application
+    return outputStatus(status);
 }

@@ -26,10 +26,15 @@ Result<QImage> decoded(const QByteArray& bytes) {
 
 } // namespace
 
-ImageLoader::ImageLoader(const QString& cacheDirectory, qint64 cacheBytes) {
+ImageLoader::ImageLoader(const QString& cacheDirectory, qint64 cacheBytes)
+    : cacheDirectory_(cacheDirectory)
+    , cacheBytes_(cacheBytes) {}
+
+/// With the first picture: it looks through all that it holds, which no window should wait for.
+void ImageLoader::openCache() {
     auto* const cache = new QNetworkDiskCache(&manager_);
-    cache->setCacheDirectory(cacheDirectory);
-    cache->setMaximumCacheSize(cacheBytes);
+    cache->setCacheDirectory(cacheDirectory_);
+    cache->setMaximumCacheSize(cacheBytes_);
     manager_.setCache(cache);
 }
 
@@ -55,6 +60,8 @@ void ImageLoader::load(const QUrl& url, QObject* context, Loaded loaded) {
         onMain(QPointer<ImageLoader>(this), [this, url] { tell(url, failure(QStringLiteral("图片地址无效"))); });
         return;
     }
+    if (manager_.cache() == nullptr)
+        openCache();
     QNetworkRequest request(*usable);
     request.setTransferTimeout(timeoutMilliseconds);
     request.setSslConfiguration(sslConfiguration(trust_, *usable));

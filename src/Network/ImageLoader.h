@@ -40,9 +40,12 @@ public:
     static constexpr qint64 defaultCacheBytes = 50'000'000;
 
 private:
+    void openCache();
     void finished(const QUrl& url, QNetworkReply& reply);
     void tell(const QUrl& url, const Result<QImage>& result);
 
+    QString cacheDirectory_;
+    qint64 cacheBytes_;
     LocalTrust trust_;
     QHash<QUrl, std::vector<std::pair<QPointer<QObject>, Loaded>>> waiting_;
     QNetworkAccessManager manager_;

@@ -83,6 +83,7 @@ TEST_F(ShellTest, TheStoredSignInDecidesWhichWindowOpensAndItIsTheOneThatComesBa
         EXPECT_EQ(run_->window()->windowTitle(), "登录");
         EXPECT_EQ(run_->window()->size(), QSize(510, 460));
     }
+    EXPECT_TRUE(waitFor([this] { return log_.lines().contains("✅ 窗口已显示"); })) << "the backend waits for it";
     start("t", true);
     EXPECT_EQ(run_->window()->windowTitle(), "");
     EXPECT_EQ(view().size(), QSize(650, 400));
