@@ -27,7 +27,8 @@ install(TARGETS parlowen parlowen-service RUNTIME)
 install(DIRECTORY resources/sample-interview DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen FILES_MATCHING PATTERN "*.wav" PATTERN "*.txt")
 install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN screenshots EXCLUDE)
-file(GLOB guide_pictures CONFIGURE_DEPENDS docs/screenshots/guide-*.png)
+file(GLOB guide_pictures CONFIGURE_DEPENDS docs/screenshots/guide-*.png
+  docs/screenshots/session-window-answers-by-themselves-[89].png)
 install(FILES ${guide_pictures} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs/screenshots)
 install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 

@@ -60,9 +60,9 @@ LoginViewController::LoginViewController(LoginServices services, QWidget* parent
 }
 
 void LoginViewController::fillForm() {
+    controls().autoLoginBtn->setChecked(selectAutoLogin_);
     connectControls();
     controls().sendCodeButton->setText(tr("发送验证码"));
-    controls().autoLoginBtn->setChecked(selectAutoLogin_);
     didSelectCountry(countryModel_);
     showLoginType();
 }
@@ -126,7 +126,7 @@ void LoginViewController::connectControls() {
     connect(all.areaLabel, &QPushButton::clicked, this, &Self::showCountryList);
     connect(all.sendCodeButton, &QPushButton::clicked, this, &Self::sendCodeTap);
     connect(all.loginButton, &QPushButton::clicked, this, &Self::loginTap);
-    connect(all.autoLoginBtn, &QCheckBox::clicked, this, &Self::autoLoginTap);
+    connect(all.autoLoginBtn, &QCheckBox::toggled, this, &Self::autoLoginTap);
     connect(all.eyeIcon, &QToolButton::clicked, this, &Self::eyeTap);
     connect(all.contractLabel, &QPushButton::clicked, this, &Self::contractTap);
     for (const QLineEdit* field : {all.phoneLabel, all.codeLabel, all.secureField})

@@ -341,7 +341,7 @@ void AppDelegate::windowIsClosed() {
         window_->hide();
         tray_.sayThatItIsHere();
     } else if (stays == false) {
-        quit();
+        quitUnlessInterviewed();
     } else {
         askWhetherToStay();
     }
@@ -361,7 +361,7 @@ void AppDelegate::askWhetherToStay() {
     };
     connect(card->cancelButton(), &QPushButton::clicked, this, [this] {
         defaults_.setBoolean(stayKey, false);
-        quit();
+        quitUnlessInterviewed();
     });
 }
 

@@ -98,7 +98,11 @@ void ContentContainerViewController::showPage(int index) {
 
 // The backend is told, but whatever it says nobody stays signed in here.
 void ContentContainerViewController::signOut() {
-    const auto tail = [&settings = context_.settings, signedOut = context_.signedOut] {
+    if (std::exchange(isSigningOut_, true))
+        return; // a second request would be told that nobody is signed in
+    const auto tail = [self = QPointer(this), &settings = context_.settings, signedOut = context_.signedOut] {
+        if (self)
+            self->isSigningOut_ = false;
         consoleLog(QStringLiteral("======="));
         settings.clearSignIn();
         if (signedOut)

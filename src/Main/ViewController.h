@@ -56,6 +56,8 @@ public:
 private:
     void signOut();
 
+    bool isSigningOut_ = false;
+
     const PageContext context_;
 };
 

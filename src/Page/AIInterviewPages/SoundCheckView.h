@@ -20,8 +20,6 @@ public:
     /// says what came of it.
     void run(bool systemSound);
 
-    /// The button that closes.
-
     QSize sizeHint() const override;
 
 protected:

@@ -4,6 +4,7 @@
 #include <Tools/PopView/SystemFont.h>
 
 #include <QPainter>
+#include <QSignalBlocker>
 
 namespace parlowen {
 
@@ -22,10 +23,20 @@ CustomButtonView::CustomButtonView(QWidget* parent)
     setText(QStringLiteral("Button"));
     setFont(systemFont(14));
     setCheckable(true);
-    connect(this, &QAbstractButton::clicked, this, [this] {
+    const auto tapped = [this] {
         if (onTapAction)
             onTapAction();
+    };
+    connect(this, &QAbstractButton::clicked, this, tapped);
+    connect(this, &QAbstractButton::toggled, this, [tapped](bool on) { // as assistive technology chooses
+        if (on)
+            tapped();
     });
+}
+
+void CustomButtonView::setSelected(bool selected) {
+    const QSignalBlocker shownAlone(this);
+    setChecked(selected);
 }
 
 void CustomButtonView::setImage(const QIcon& image) {

@@ -22,7 +22,7 @@ public:
     void setImage(const QIcon& image); ///< the check mark; none at first
 
     bool isSelected() const { return isChecked(); }
-    void setSelected(bool selected) { setChecked(selected); }
+    void setSelected(bool selected);
 
     std::function<void()> onTapAction;
 

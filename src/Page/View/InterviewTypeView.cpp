@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <utility>
 
 namespace parlowen {
@@ -72,6 +73,10 @@ InterviewContentView::InterviewContentView(QWidget* parent)
     stays.setRetainSizeWhenHidden(true); // the texts do not move with the mark
     selectImageView_->setSizePolicy(stays);
     connect(this, &QAbstractButton::clicked, this, &InterviewContentView::handleClick);
+    connect(this, &QAbstractButton::toggled, this, [this](bool on) { // as assistive technology chooses
+        if (on)
+            handleClick();
+    });
 }
 
 void InterviewContentView::configure(const QString& image, const QString& title, const QString& subtitle,
@@ -81,9 +86,12 @@ void InterviewContentView::configure(const QString& image, const QString& title,
     titleLabel_->setText(title);
     subtitleLabel_->setText(subtitle);
     subtitleLabel_->setHidden(subtitle.isEmpty());
-    setAutoExclusive(false); // or the last one that was chosen would stay so
-    setChecked(selected);
-    setAutoExclusive(true);
+    {
+        const QSignalBlocker shownAlone(this);
+        setAutoExclusive(false); // or the last one that was chosen would stay so
+        setChecked(selected);
+        setAutoExclusive(true);
+    }
     selectImageView_->setVisible(selected);
     setAccessibleName(title);
     setAccessibleDescription(subtitle);

@@ -39,7 +39,7 @@ ShortcutSwitch::ShortcutSwitch(Settings& settings, QWidget* parent)
     column->setSpacing(4);
     column->addWidget(box_, 0, Qt::AlignHCenter);
     column->addWidget(keys, 0, Qt::AlignHCenter);
-    connect(box_, &QCheckBox::clicked, this, [this, &settings](bool on) {
+    connect(box_, &QCheckBox::toggled, this, [this, &settings](bool on) {
         settings.setGlobalShortcuts(on);
         NotificationCenter::shared().post(QStringLiteral("GlobalShortcutsNotification"), this);
     });
