@@ -11,6 +11,7 @@
 #include <Page/AIInterviewPages/AISettingViewController.h>
 #include <Page/AboutMeViewController.h>
 #include <Page/MineViewController.h>
+#include <Page/View/InterviewTypeView.h>
 #include <QLocalServer>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/PopView.h>
@@ -314,6 +315,10 @@ TEST_F(ReachTest, EveryControlOfEveryPageIsReachedByKeysAndHasAName) {
     ASSERT_TRUE(waitFor([this] { return run_->window()->findChild<PopView*>() != nullptr; }));
     expectNames(*run_->window());
     EXPECT_EQ(nameOf(QApplication::focusWidget()), "选择面试类型");
+    const QList<InterviewContentView*> kinds = run_->window()->findChildren<InterviewContentView*>();
+    ASSERT_EQ(kinds.size(), 3);
+    kinds.last()->toggle(); // as a screen reader's own action does
+    EXPECT_TRUE(kinds.last()->isSelected() && kinds.last()->selectImageView()->isVisible());
 }
 
 TEST(SingleInstanceTest, ALaterStartIsHandedOverUntilTheFirstHasGoneAndNothingLeftBehindStops) {
