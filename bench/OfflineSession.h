@@ -43,7 +43,7 @@ public:
         window_->show();
     }
     void close() {
-        window_->close();
+        window_->end();
         window_.reset();
     }
 

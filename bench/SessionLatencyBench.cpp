@@ -162,7 +162,7 @@ public:
     }
 
     bool complete() const { return toAnswer_.size() == questions; }
-    void close() { window_->close(); }
+    void close() { window_->end(); }
 
 private:
     void rowCame(int index) {

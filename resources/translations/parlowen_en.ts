@@ -913,6 +913,26 @@ Nothing leaves it, unless you set that up</translation>
         <source>关闭</source>
         <translation>Close</translation>
     </message>
+    <message>
+        <source>要结束这场面试吗？</source>
+        <translation>End this interview?</translation>
+    </message>
+    <message>
+        <source>窗口里的文字和回答会随窗口消失，不会另外保存。</source>
+        <translation>Its text and answers go with the window; they are kept nowhere else.</translation>
+    </message>
+    <message>
+        <source>继续</source>
+        <translation>Go on</translation>
+    </message>
+    <message>
+        <source>复制全部并结束</source>
+        <translation>Copy all and end</translation>
+    </message>
+    <message>
+        <source>不复制，直接结束</source>
+        <translation>End without copying</translation>
+    </message>
 </context>
 <context>
     <name>parlowen::SetupForm</name>

@@ -8,7 +8,6 @@
 #include <Page/AIInterviewPages/SessionWindow.h>
 #include <Tools/KXAudioRouter.h>
 #include <Tools/PopView/CommonTipView.h>
-#include <Tools/PopView/PopView.h>
 #include <Tools/PopView/ProgressHUD.h>
 #include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Windows.h>
@@ -26,24 +25,6 @@ namespace {
 constexpr QSize smallestMainSize(600, 400); // at the usual font scale
 constexpr double longestPaintSeconds = 1;   // the local service is started behind the first paint, not beside it
 const QString leaveKey = QStringLiteral("leavesAnInterview"), stayKey = QStringLiteral("staysWithoutTray");
-
-/// A question over the window, with two answers; none is given by Escape.
-CommonTipView* ask(QMainWindow& window, const QString& title, const QString& text, const QString& left,
-                   const QString& right) {
-    auto* card = new CommonTipView;
-    card->configure(title, text, left, right);
-    card->resize(card->sizeHint());
-    MYCenterPopView::show(card, window.centralWidget());
-    card->sureButton()->setFocus();
-    return card;
-}
-
-void bringToFront(QWidget& window) {
-    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
-    window.show();
-    window.raise();
-    window.activateWindow();
-}
 
 } // namespace
 
@@ -190,8 +171,10 @@ void AppDelegate::openLogin() {
     }
     const QPointer<QMainWindow> before = window_;
     keepWindow(LoginViewController::openWindow(loginServices()));
-    if (session_)
+    if (session_) {
         session_->window()->setMainWindow(window_);
+        session_->window()->end();
+    }
     closeOtherWindows(window_);
     if (before)
         before->deleteLater(); // one of its buttons may be what asks for it
@@ -224,7 +207,8 @@ void AppDelegate::findBackend() {
 void AppDelegate::sayThatThereIsNoBackend(const QString& why) {
     if (!window_)
         return;
-    CommonTipView* card = ask(*window_, tr("无法连接服务"), why, tr("退出程序"), tr("重试"));
+    CommonTipView* card =
+        CommonTipView::ask(window_->centralWidget(), tr("无法连接服务"), why, tr("退出程序"), tr("重试"));
     noBackendCard_ = card;
     connect(card->cancelButton(), &QPushButton::clicked, this, &AppDelegate::quit);
     // Dismissed by Escape, too: nothing is asked of a service before there is one.
@@ -351,9 +335,10 @@ void AppDelegate::windowIsClosed() {
 void AppDelegate::askWhetherToStay() {
     if (window_->findChild<CommonTipView*>(stayKey) != nullptr)
         return;
-    CommonTipView* card = ask(*window_, tr("关闭窗口后继续运行吗？"),
-                              tr("这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。"),
-                              tr("退出程序"), tr("留在后台"));
+    CommonTipView* card =
+        CommonTipView::ask(window_->centralWidget(), tr("关闭窗口后继续运行吗？"),
+                           tr("这个桌面没有托盘。留在后台时，再次启动 Parlowen 就会回到这个窗口。以后不再询问。"),
+                           tr("退出程序"), tr("留在后台"));
     card->setObjectName(stayKey);
     card->sureBlock = [this] {
         defaults_.setBoolean(stayKey, true);
@@ -367,7 +352,7 @@ void AppDelegate::askWhetherToStay() {
 
 void AppDelegate::endSession() {
     if (session_) // also where a shortcut has hidden it
-        session_->window()->close();
+        session_->window()->end();
     waitForBackground();
 }
 
@@ -377,8 +362,9 @@ void AppDelegate::quitUnlessInterviewed() {
         return quit();
     if (window_->findChild<CommonTipView*>(leaveKey))
         return;
-    CommonTipView* card = ask(*window_, tr("面试还在进行，要退出吗？"),
-                              tr("退出会结束这场面试，窗口里的文字和回答随之消失。"), tr("继续面试"), tr("结束并退出"));
+    CommonTipView* card =
+        CommonTipView::ask(window_->centralWidget(), tr("面试还在进行，要退出吗？"),
+                           tr("退出会结束这场面试，窗口里的文字和回答随之消失。"), tr("继续面试"), tr("结束并退出"));
     card->setObjectName(leaveKey);
     card->cancelButton()->setFocus();
     card->sureBlock = [this] { quit(); };

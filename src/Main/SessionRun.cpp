@@ -265,7 +265,7 @@ void SessionRun::interrupt() {
 
 void SessionRun::closeSession() {
     if (window_)
-        window_->close();
+        window_->end();
     else
         session_->windowWillClose();
 }

@@ -115,6 +115,7 @@ TEST_P(PageRunTest, FromTheSignInThroughAnInterviewToTheEndOfTheAccount) {
     ASSERT_NO_FATAL_FAILURE(startInterview());
     ASSERT_NO_FATAL_FAILURE(expectHeard());
     QTest::mouseClick(run_->session()->window()->findChild<QToolButton*>("closeButton"), Qt::LeftButton);
+    run_->session()->window()->findChild<CommonTipView*>()->sureButton()->click();
     EXPECT_TRUE(waitFor([this] { return run_->window()->isVisible() && run_->session() == nullptr; }));
     EXPECT_TRUE(setup()->soundStrip()->isListening());
     EXPECT_TRUE(waitFor([this] { return question() == nullptr; })) << "it has been answered";

@@ -18,6 +18,7 @@
 #include <Tools/SessionStatus.h>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QContextMenuEvent>
 #include <QLabel>
 #include <QPushButton>
@@ -77,6 +78,15 @@ bool SessionPage::hasRoomForTitle() const { return currentLayout().hasTitle; }
 void SessionPage::addStatusNote(const BilingualText& sentence) {
     if (status_ != nullptr)
         status_->addNote(sentence);
+}
+
+void SessionPage::copyAll() const {
+    QStringList parts;
+    for (const ReadingList* list : {topTableView_, bottomTableView_}) {
+        if (list->model()->rowCount() > 0)
+            parts << list->accessibleName() + u'\n' + list->wholeText();
+    }
+    QApplication::clipboard()->setText(parts.join(QStringLiteral("\n\n")));
 }
 
 // The window's own ground shows through.
@@ -311,17 +321,6 @@ void SessionPage::show(const SessionEvent& event) {
 void SessionPage::reloadTranscript(const std::function<void()>& change) { topTableView_->keepPlace(change); }
 
 void SessionPage::reloadAnswers(const std::function<void()>& change) { bottomTableView_->keepPlace(change); }
-
-void SessionPage::showEvent(QShowEvent* event) {
-    BaseViewController::showEvent(event);
-    window()->installEventFilter(this);
-}
-
-bool SessionPage::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::Close && watched == window())
-        session_.windowWillClose();
-    return BaseViewController::eventFilter(watched, event);
-}
 
 } // namespace parlowen
 

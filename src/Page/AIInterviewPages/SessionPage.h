@@ -42,6 +42,8 @@ public:
     void setTitleWidth(int width) { titleWidth_ = width; }
     /// Adds a sentence to the details of the status, where one is shown.
     void addStatusNote(const BilingualText& sentence);
+    /// Copies what was said and what was answered.
+    void copyAll() const;
 
 Q_SIGNALS:
     /// A context menu is asked for on one of the lists.
@@ -53,9 +55,6 @@ protected:
     void buildUserInterface() override;
     void buildLayout() override;
     void resizeEvent(QResizeEvent* event) override;
-    void showEvent(QShowEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
     void changeEvent(QEvent* event) override;
 
 private:

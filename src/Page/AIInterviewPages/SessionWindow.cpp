@@ -9,14 +9,18 @@
 #include <Page/View/ReadingList.h>
 #include <Tools/PopView/Accessibility.h>
 #include <Tools/PopView/Colors.h>
+#include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/ElidedLabel.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
+#include <Tools/PopView/Windows.h>
 
+#include <QCloseEvent>
 #include <QContextMenuEvent>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
 #include <QToolButton>
@@ -85,15 +89,45 @@ SessionWindow::~SessionWindow() { delete page_; }
 
 void SessionWindow::setMainWindow(QWidget* window) {
     controller_->setMainWindow([window = QPointer(window)] {
-        if (!window)
-            return;
-        window->show();
-        window->raise();
-        window->activateWindow();
+        if (window)
+            bringToFront(*window);
     });
 }
 
 void SessionWindow::addStatusNote(const BilingualText& sentence) { page_->addStatusNote(sentence); }
+
+void SessionWindow::end() {
+    isEnding_ = true;
+    close();
+}
+
+void SessionWindow::closeEvent(QCloseEvent* event) {
+    const bool hasText = !controller_->topArr().empty();
+    if (hasText && !isEnding_ && !controller_->isClosing()) {
+        event->ignore();
+        askAboutText();
+        return;
+    }
+    if (auto* card = findChild<CommonTipView*>())
+        card->hide(); // whoever hears of the end may take the window's picture
+    controller_->windowWillClose();
+}
+
+/// It is kept nowhere else. Keys of other programs close the window as well, also while it is hidden.
+void SessionWindow::askAboutText() {
+    bringToFront(*this);
+    if (findChild<CommonTipView*>() != nullptr)
+        return;
+    CommonTipView* card =
+        CommonTipView::ask(this, tr("要结束这场面试吗？"), tr("窗口里的文字和回答会随窗口消失，不会另外保存。"),
+                           tr("继续"), tr("复制全部并结束"));
+    card->sureBlock = [this] {
+        page_->copyAll();
+        end();
+    };
+    connect(card->addDangerButton(tr("不复制，直接结束")), &QPushButton::clicked, this, &SessionWindow::end);
+    card->cancelButton()->setFocus();
+}
 
 void SessionWindow::buildHeader() {
     title_->setFont(systemFont(13, QFont::DemiBold));

@@ -16,7 +16,8 @@ class SessionPage;
 class Settings;
 
 /// The session's window: dark, translucent, without a frame, above ordinary windows. It has a close button of its own,
-/// is moved by its ground and resized at its edges. Closing it ends the session; no key does.
+/// is moved by its ground and resized at its edges. Closing it ends the session, but where there is text, which goes
+/// with it, only once that has been asked about; no key does.
 class SessionWindow : public QWidget {
     Q_OBJECT
 public:
@@ -29,6 +30,8 @@ public:
     void setMainWindow(QWidget* window);
     /// Adds a sentence to the details of the status, where one is shown.
     void addStatusNote(const BilingualText& sentence);
+    /// Ends the session and closes the window unasked.
+    void end();
 
     /// How opaque the window's ground is, in percent. Its text is always opaque.
     int groundOpacity() const { return groundOpacity_; }
@@ -43,6 +46,7 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -62,6 +66,7 @@ private:
     void buildHeader();
     void buildKeyboardOrder();
     void buildKeys();
+    void askAboutText();
     void showMenu(ReadingList* list, QPoint globalPosition);
 
     const std::unique_ptr<AIInterviewDetailController> controller_;
@@ -71,6 +76,7 @@ private:
     QLabel* title_;
     QLabel* subject_; ///< of the interview, beside the title
     QToolButton* closeButton_;
+    bool isEnding_ = false;
     bool dragging_ = false; ///< where the window system does not move windows for us
     Qt::Edges dragEdges_;   ///< none moves the window
     QPoint dragStart_;

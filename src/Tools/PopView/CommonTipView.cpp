@@ -21,6 +21,11 @@ constexpr double cornerRadius = 16;
 constexpr double buttonRadius = 8;
 const QColor danger(0xB3261E);
 
+void prepare(QPushButton& button) {
+    button.setMinimumHeight(inPoints(buttonHeight));
+    button.setAutoDefault(true); // Enter presses the one that has the keyboard
+}
+
 } // namespace
 
 CommonTipView::CommonTipView(QWidget* parent)
@@ -39,8 +44,7 @@ CommonTipView::CommonTipView(QWidget* parent)
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
     for (QPushButton* button : {cancelButton_, sureButton_}) {
-        button->setMinimumHeight(inPoints(buttonHeight));
-        button->setAutoDefault(true); // Enter presses the one that has the keyboard
+        prepare(*button);
         buttons->addWidget(button, 1);
     }
     layout->addLayout(buttons);
@@ -60,9 +64,29 @@ void CommonTipView::configure(const QString& title, const QString& content, cons
     setAccessibleDescription(content);
 }
 
+CommonTipView* CommonTipView::ask(QWidget* container, const QString& title, const QString& content,
+                                  const QString& cancelTitle, const QString& sureTitle) {
+    auto* card = new CommonTipView;
+    card->configure(title, content, cancelTitle, sureTitle);
+    card->resize(card->sizeHint());
+    MYCenterPopView::show(card, container);
+    card->sureButton_->setFocus();
+    return card;
+}
+
 void CommonTipView::warn() {
     cancelButton_->setStyleSheet(styleSheets::button(Qt::white, hexColor(theme::accent), buttonRadius));
     sureButton_->setStyleSheet(styleSheets::button(danger, hexColor(theme::secondary), buttonRadius));
+}
+
+QPushButton* CommonTipView::addDangerButton(const QString& title) {
+    QPushButton* button = makeCardButton(title, danger, hexColor(theme::secondary), this);
+    layout()->addWidget(button);
+    prepare(*button);
+    connect(button, &QPushButton::clicked, this, &CommonTipView::dismiss);
+    button->show(); // before the card is measured, which may be in sight already
+    resize(sizeHint());
+    return button;
 }
 
 /// Its own pop-up, whatever lies below.

@@ -18,8 +18,14 @@ public:
     /// Sets the four texts; the card grows with its text where its size is its own.
     void configure(const QString& title, const QString& content, const QString& cancelTitle, const QString& sureTitle);
 
+    /// Shows such a card over the container, its right button with the keyboard. Escape gives neither answer.
+    static CommonTipView* ask(QWidget* container, const QString& title, const QString& content,
+                              const QString& cancelTitle, const QString& sureTitle);
+
     /// The right button does what cannot be undone: the left one is then the prominent one.
     void warn();
+    /// A third button, below the two, that does what cannot be undone. It closes the pop-up, too.
+    QPushButton* addDangerButton(const QString& title);
 
     QLabel* titleLabel() const { return titleLabel_; }
     QLabel* contentLabel() const { return contentLabel_; }

@@ -15,6 +15,13 @@ QWidget* keyWindowContent(const QWidget* otherwise) {
     return framed != nullptr && framed->centralWidget() != nullptr ? framed->centralWidget() : window;
 }
 
+void bringToFront(QWidget& window) {
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
 void closeOtherWindows(const QWidget* keep) {
     // A window that closes may take others along.
     std::vector<QPointer<QWidget>> open;

@@ -9,6 +9,9 @@ namespace parlowen {
 /// has it, that of the window of `otherwise`, or null without one.
 QWidget* keyWindowContent(const QWidget* otherwise = nullptr);
 
+/// Shows the window, not minimised, above the others and with the keyboard.
+void bringToFront(QWidget& window);
+
 /// Closes every other window of the application, open dialogs and lists included.
 void closeOtherWindows(const QWidget* keep);
 

@@ -1,6 +1,7 @@
 #include "WindowRig.h"
 #include <Page/AIInterviewPages/SessionLayout.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
+#include <Tools/PopView/CommonTipView.h>
 
 namespace parlowen::testing {
 namespace {
@@ -111,6 +112,24 @@ TEST_F(SessionWindowTest, ItsCloseButtonEndsTheSessionAndTheMainWindowComesBack)
     EXPECT_TRUE(waitFor([&mainWindow] { return mainWindow.isVisible(); }));
     page().sendQuestion("迟到的问题");
     EXPECT_EQ(answers().model()->rowCount(), 0) << "no list follows a session that has closed";
+}
+
+TEST_F(SessionWindowTest, ClosingItAsksWhatBecomesOfItsText) {
+    openActive();
+    final("Why?");
+    ASSERT_TRUE(asked(1));
+    answerPiece("答案");
+    ASSERT_TRUE(waitFor([this] { return texts(answers()) == "1:答案"; }));
+    const auto card = [this] { return window_->findChild<CommonTipView*>(); };
+    window_->close();
+    ASSERT_TRUE(window_->isVisible() && card() != nullptr);
+    press(Qt::Key_Escape);
+    ASSERT_TRUE(waitFor([&] { return card() == nullptr; }));
+    EXPECT_FALSE(page().isClosing()) << "it goes on";
+    window_->close();
+    card()->sureButton()->click();
+    EXPECT_TRUE(page().isClosing() && !window_->isVisible());
+    EXPECT_EQ(QApplication::clipboard()->text(), "面试记录\nWhy?\n\nAI回答\n答案");
 }
 
 TEST_F(SessionWindowTest, EveryPartStandsWhereItBelongs) {

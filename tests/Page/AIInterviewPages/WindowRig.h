@@ -21,7 +21,7 @@ struct WindowRig : SessionRig {
         ASSERT_TRUE(testing::waitFor([&settled] { return settled; }));
     }
     void close() override {
-        window_->close();
+        window_->end();
         waitForBackground();
     }
     void openActive(int answerType = 0) {
