@@ -31,9 +31,11 @@
 #include <QFontDatabase>
 #include <QIcon>
 #include <QPointer>
+#include <QtMessageHandler>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -187,14 +189,33 @@ int run(const CommandLine& line) {
 int outputStatus(int status) { return status == 0 && outputError != 0 ? 1 : status; }
 
 bool hasDisplay() {
-    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
-           qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+void sayThatThereIsNoDisplay() {
+    constexpr Phrase noDisplay{
+        "parlowen: there is no display to open the window on; a session goes without one with --headless\n",
+        "parlowen：没有可打开窗口的显示器；会话可以加上 --headless\n"};
+    write(stderr, noDisplay.here().toUtf8());
+}
+
+QtMessageHandler usualHandler = nullptr;
+
+/// What Qt says while it connects to the display: it would abort where it cannot.
+void handleConnecting(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type != QtFatalMsg)
+        return usualHandler(type, context, message);
+    sayThatThereIsNoDisplay();
+    std::_Exit(2);
 }
 
 std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, char** argv) {
     if (!hasWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
+    usualHandler = qInstallMessageHandler(handleConnecting);
     auto application = std::make_unique<QApplication>(argc, argv);
+    qInstallMessageHandler(usualHandler);
     inBackground([] { QFontDatabase::families(); }); // the fonts are looked through before the first text asks
     QApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Parlowen"));
@@ -223,10 +244,7 @@ int main(int argc, char** argv) {
     const bool session = line.action == CommandLine::Action::Rehearse || line.action == CommandLine::Action::Interview;
     const bool shell = line.action == CommandLine::Action::Shell;
     if ((shell || (session && !line.headless)) && !hasDisplay()) {
-        constexpr Phrase noDisplay{
-            "parlowen: there is no display to open the window on; a session goes without one with --headless\n",
-            "parlowen：没有可打开窗口的显示器；会话可以加上 --headless\n"};
-        write(stderr, noDisplay.here().toUtf8());
+        sayThatThereIsNoDisplay();
         return 2;
     }
     if (line.headless) {

@@ -53,6 +53,14 @@ TEST(RehearsalTest, WhatCannotBeHeardOrReachedIsRefusedWithPlainWords) {
     }
 }
 
+TEST(DisplayTest, AWindowWithoutADisplayIsRefused) {
+    for (const char* display : {"", ":7777"}) {
+        ProgramRun run({}, {{"DISPLAY", display}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}, {"LC_ALL", "C"}});
+        EXPECT_EQ(run.finish(), 2) << display;
+        EXPECT_TRUE(run.errors.contains("there is no display")) << run.errors.toStdString();
+    }
+}
+
 TEST(StoredLanguageTest, WhatIsPrintedIsInTheLanguageThatIsStored) {
     const QTemporaryDir folder;
     UserDefaults(folder.filePath("parlowen/parlowen.ini")).setString("uiLanguage", "zh");
