@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "Backend.h"
 #include "Pages.h"
 
 #include <Foundation/Bundle.h>
@@ -210,6 +211,11 @@ CommandLine command(const QString& name, const QCommandLineParser& parser) {
     const bool reaches = line.action != CommandLine::Action::CheckAudio;
     if (!reaches && parser.isSet(QStringLiteral("backend")))
         return refusal(optionOfSession.here(QStringLiteral("backend")));
+    if (parser.isSet(QStringLiteral("backend"))) {
+        const Backend backend(line.backend, {}, LocalService::Place{}); // which starts nothing
+        if (const Result<void> usable = backend.checkAddress(); !usable)
+            return refusal(usable.error());
+    }
     for (const char* option : {"headless", "json", "screenshot", "language", "translate-to", "manual"}) {
         if (!session && parser.isSet(QString::fromLatin1(option)))
             return refusal(optionOfSession.here(QString::fromLatin1(option)));

@@ -121,6 +121,7 @@ TEST(CommandLineTest, RefusesWhatItDoesNotKnowAndSaysWhatInTheTerminalsLanguage)
         {{"--interview", "loud"}, "not 'loud'"},
         {{"--ui-language", "fr"}, "not 'fr'"},
         {{"--check-audio", "--backend", "https://b"}, "--backend goes with"},
+        {{"--page", "setup", "--backend", "nonsense"}, "--backend is not the address of a backend"},
         {{"--page", "attic"}, "setup, "},
         {{"--start", "over"}, "not 'over'"},
         {{"--page", "setup", "--manual"}, "--manual"},
