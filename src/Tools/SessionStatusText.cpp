@@ -266,7 +266,7 @@ private:
         result_.details << recognitionSentence();
         if (!recognition_.details.isEmpty())
             result_.details << in({"More exactly: %1", "详细信息：%1"}, recognition_.details.in(language_));
-        if (recognition_.waitingSeconds > 0)
+        if (recognition_.waitingSeconds > 0 && recognition_.state != Recognition::Stopped)
             result_.details << in({"%1 s of sound are kept and written out later.", "已保留 %1 秒声音，稍后补上文字。"},
                                   QString::number(recognition_.waitingSeconds));
     }
@@ -296,6 +296,8 @@ private:
         case Recognition::Starting:
             return in({"Recognition is being started.", "识别正在启动。"});
         case Recognition::Recognizing:
+            if (input_.state == Input::Ended && recognition_.waitingSeconds == 0)
+                return in({"Recognition has ended with it.", "识别已随之结束。"});
             return in({"Recognition runs.", "识别正常进行。"});
         case Recognition::Reconnecting:
             return cause.isEmpty() ? in({"Recognition is being connected again.", "识别正在重新连接。"})

@@ -66,6 +66,8 @@ TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
     EXPECT_EQ(text(running).text.toStdString(), "this audio server cannot let one program be heard alone");
     EXPECT_EQ(text({State::Stopped, Cause::TokenRefused, {}, 0}).text.toStdString(),
               "recognition stopped: the token is refused");
+    input.state = InputStatus::State::Ended;
+    EXPECT_EQ(text(running).details.last().toStdString(), "Recognition has ended with it.");
 }
 
 TEST(SessionStatusTextTest, EveryCauseIsNamedWithAdviceAndItsDetailsInBothLanguages) {
