@@ -75,7 +75,7 @@ void ExclusiveSelectionGroup::attach(const std::vector<CustomButtonView*>& butto
     views = buttons;
     if (initiallySelectedIndex && *initiallySelectedIndex >= 0 &&
         *initiallySelectedIndex < static_cast<qint64>(views.size()))
-        views.at(static_cast<std::size_t>(*initiallySelectedIndex))->setSelected(true);
+        showSelected(*views.at(static_cast<std::size_t>(*initiallySelectedIndex)));
     for (CustomButtonView* button : views) {
         button->setAutoExclusive(true);
         button->onTapAction = [group = weak_from_this(), button] {
@@ -86,10 +86,17 @@ void ExclusiveSelectionGroup::attach(const std::vector<CustomButtonView*>& butto
 }
 
 void ExclusiveSelectionGroup::select(CustomButtonView& button) {
-    for (CustomButtonView* each : views)
-        each->setSelected(each == &button);
+    showSelected(button);
     if (seletRowTapAction)
         seletRowTapAction(button.title());
+}
+
+/// Tab comes to it as well, though another may have had the keyboard last.
+void ExclusiveSelectionGroup::showSelected(const CustomButtonView& button) {
+    for (CustomButtonView* each : views) {
+        each->setSelected(each == &button);
+        each->setFocusPolicy(each == &button ? Qt::StrongFocus : Qt::ClickFocus);
+    }
 }
 
 } // namespace parlowen

@@ -45,6 +45,9 @@ public:
     void attach(const std::vector<CustomButtonView*>& buttons);
     /// Selects the button alone, and tells of it.
     void select(CustomButtonView& button);
+
+private:
+    void showSelected(const CustomButtonView& button);
 };
 
 } // namespace parlowen

@@ -1,4 +1,5 @@
 #include "SettingsRig.h"
+#include <Foundation/NotificationCenter.h>
 #include <Page/AIInterviewPages/LanguageListViewController.h>
 #include <Tools/PopView/CustomBacTextField.h>
 #include <Tools/PopView/Popover.h>
@@ -54,6 +55,10 @@ TEST_F(AISettingTest, OptionsShowWhatIsStoredAndStoreEachChangeAlone) {
     EXPECT_TRUE(says("这里的选择不会保存"));
     click(page_->deviceButtons()[1]);
     EXPECT_EQ(settings_.aiInterviewSetModel(), std::nullopt);
+    NotificationCenter::shared().post(AISettingViewController::audioInputChoice(), nullptr, {{"deviceType", 0}});
+    page_->fontButtons()[0]->setFocus();
+    QTest::keyClick(page_->fontButtons()[0], Qt::Key_Backtab);
+    EXPECT_TRUE(page_->deviceButtons()[0]->hasFocus()) << "Tab comes to the one that was chosen elsewhere";
 }
 
 TEST_F(AISettingTest, ThePositionsEditorStoresOnConfirmationAlone) {
