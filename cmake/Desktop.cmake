@@ -21,12 +21,14 @@ endforeach()
 find_program(HELP2MAN help2man)
 function(manual_page program name)
   set(page ${CMAKE_CURRENT_BINARY_DIR}/${program}.1)
-  # The service shows the folder of whoever asks.
+  # The service shows the folders of whoever asks. Lines stay ragged, and break behind the commas of a long list of defaults, which
+  # has no blanks to spread.
   add_custom_command(
     OUTPUT ${page}.gz
-    COMMAND ${CMAKE_COMMAND} -E env --unset=XDG_DATA_HOME LC_ALL=C.UTF-8 "HOME=~" ${HELP2MAN} --no-info --no-discard-stderr "--name=${name}"
+    COMMAND ${CMAKE_COMMAND} -E env --unset=XDG_DATA_HOME --unset=XDG_CONFIG_HOME LC_ALL=C.UTF-8 "HOME=/~" ${HELP2MAN} --locale=C.UTF-8
+            --no-info --no-discard-stderr "--name=${name}"
             --include=${CMAKE_CURRENT_SOURCE_DIR}/packaging/man/${program}.h2m --output=${page} $<TARGET_FILE:${program}>
-    COMMAND sed -i "/(=/s/,/,\\\\:/g" ${page} # lets a long list of defaults break behind its commas
+    COMMAND sed -i -e "/(=/s/,/,\\\\:/g" -e "s:/~/:~/:g" -e "/^.TH/a .ad l" ${page}
     COMMAND gzip -9nf ${page}
     DEPENDS ${program} packaging/man/${program}.h2m
     VERBATIM)
