@@ -62,6 +62,10 @@ LocalService::LocalService(Place place, QObject* parent)
     connect(&process_, &QProcess::finished, this, &LocalService::ended);
     connect(&other_, &QSslSocket::encrypted, this, &LocalService::joined);
     connect(&other_, &QSslSocket::sslErrors, this, &LocalService::tellOfStranger); // its certificate is another's
+    connect(&other_, &QSslSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+        if (error == QAbstractSocket::SslHandshakeFailedError && !isJoined_)
+            tellOfStranger(); // it speaks something else
+    });
     connect(&other_, &QSslSocket::stateChanged, this, [this](QAbstractSocket::SocketState state) {
         if (state == QAbstractSocket::UnconnectedState)
             otherIsGone();
@@ -168,6 +172,7 @@ void LocalService::tellServing(bool serves) {
 void LocalService::joinOther() {
     const LocalTrust trust = access().trust;
     if (!trust.covers(loopback)) {
+        tellOfStranger(); // this user has never run one
         otherIsGone();
         return;
     }

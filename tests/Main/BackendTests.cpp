@@ -77,7 +77,10 @@ TEST_F(LocalServiceTest, TakesAnotherPortWhenAStrangerHasItsAndWaitsForOneThatIs
     QTcpServer stranger, quicker;
     ASSERT_TRUE(stranger.listen(QHostAddress::LocalHost));
     LocalService service(place(stranger.serverPort()));
+    int told = 0;
+    service.onStranger([&told](quint16 taken) { told = taken; });
     const Access access = started(service);
+    EXPECT_EQ(told, stranger.serverPort());
     const int port = QUrl(access.baseUrl).port();
     EXPECT_NE(port, stranger.serverPort());
     {
@@ -144,17 +147,20 @@ TEST_F(LocalServiceTest, AStrangerOnItsPortGetsNothingAndIsTold) {
         LocalService before(place()); // which leaves its certificate
         started(before);
     }
-    const ScriptedHttpServer stranger(ScriptedHttpServer::Scheme::https);
-    const int port = QUrl(stranger.baseUrl()).port();
-    Backend backend({}, std::nullopt, place(static_cast<quint16>(port)));
-    QList<int> told;
-    QObject::connect(&backend, &Backend::portTaken, [&told](int taken) { told << taken; });
-    const Access access = found(backend);
-    EXPECT_EQ(told, QList<int>{port});
-    EXPECT_EQ(reach(access), QNetworkReply::NoError);
-    EXPECT_NE(QUrl(access.baseUrl).port(), port);
-    EXPECT_EQ(reach({stranger.baseUrl(), access.trust}), QNetworkReply::SslHandshakeFailedError);
-    EXPECT_TRUE(stranger.requests().empty());
+    for (const auto scheme : {ScriptedHttpServer::Scheme::https, ScriptedHttpServer::Scheme::http}) {
+        const ScriptedHttpServer stranger(scheme);
+        const int port = QUrl(stranger.baseUrl()).port();
+        Backend backend({}, std::nullopt, place(static_cast<quint16>(port)));
+        QList<int> told;
+        QObject::connect(&backend, &Backend::portTaken, [&told](int taken) { told << taken; });
+        const Access access = found(backend);
+        EXPECT_EQ(told, QList<int>{port});
+        EXPECT_EQ(reach(access), QNetworkReply::NoError);
+        EXPECT_NE(QUrl(access.baseUrl).port(), port);
+        EXPECT_EQ(reach({"https://127.0.0.1:" + QString::number(port), access.trust}),
+                  QNetworkReply::SslHandshakeFailedError);
+        EXPECT_TRUE(stranger.requests().empty());
+    }
 }
 
 TEST_F(LocalServiceTest, TheBackendsAuthorityIsTrustedForAnAddressOnThisMachineAlone) {

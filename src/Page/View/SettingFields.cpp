@@ -29,16 +29,24 @@ QString popUpStyle() {
     return QStringLiteral(
                "QComboBox { background: %1; color: %2; border: 2px solid %1; border-radius: %3px; padding: 0 10px; }"
                "QComboBox:hover { background: %4; border-color: %4; } QComboBox:focus { border-color: %5; }"
-               "QComboBox::drop-down { border: none; width: %9px; }"
-               "QComboBox::down-arrow { image: url(:/icons/chevron.svg); width: %6px; height: %6px; }"
-               "QComboBox QAbstractItemView { background: white; color: %2; border: 1px solid %7; outline: none;"
-               " selection-background-color: %8; selection-color: %2; padding: 4px; }")
+               "QComboBox::drop-down { border: none; width: %8px; }"
+               "QComboBox::down-arrow { image: none; }"
+               "QComboBox QAbstractItemView { background: white; color: %2; border: 1px solid %6; outline: none;"
+               " selection-background-color: %7; selection-color: %2; padding: 4px; }")
         .arg(hexColor(theme::field).name(), hexColor(theme::darkText).name())
         .arg(fieldRadius)
         .arg(hexColor(theme::field).darker(104).name(), hexColor(theme::accent).name())
-        .arg(inPoints(chevronSize))
         .arg(hexColor(theme::lightGrey).name(), hexColor(theme::secondary).name())
         .arg(2 * inPoints(chevronSize));
+}
+
+/// At the right end of a field, which is where it returns. Not by a style sheet, which would load the reader of
+/// pictures for it before a window's first paint.
+QRect drawChevron(QPainter& painter, const QWidget& field) {
+    const int side = inPoints(chevronSize);
+    const QRect place(field.width() - fieldInset - side, (field.height() - side) / 2, side, side);
+    namedImage(QStringLiteral("chevron")).paint(&painter, place);
+    return place;
 }
 
 } // namespace
@@ -80,6 +88,12 @@ PopUpButton::PopUpButton(const QString& accessibleName, const QStringList& items
 }
 
 QSize PopUpButton::fieldSize() { return QSize(160, 32) * fontScale(); }
+
+void PopUpButton::paintEvent(QPaintEvent* event) {
+    QComboBox::paintEvent(event);
+    QPainter painter(this);
+    drawChevron(painter, *this);
+}
 
 void PopUpButton::wheelEvent(QWheelEvent* event) {
     if (hasFocus())
@@ -128,9 +142,7 @@ void ChoiceBox::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(hexColor(theme::attention), 2));
     painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), fieldRadius, fieldRadius);
 
-    const int side = inPoints(chevronSize);
-    const QRect chevron(width() - fieldInset - side, (height() - side) / 2, side, side);
-    namedImage(QStringLiteral("chevron")).paint(&painter, chevron);
+    const QRect chevron = drawChevron(painter, *this);
     painter.setPen(palette::CSS::black());
     const int right = width() - chevron.left();
     const int left = fontMetrics().horizontalAdvance(text()) > width() - 2 * right ? fieldInset : right;

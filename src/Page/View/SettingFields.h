@@ -27,6 +27,7 @@ public:
     static QSize fieldSize();
 
 protected:
+    void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 };

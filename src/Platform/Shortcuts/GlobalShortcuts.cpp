@@ -13,17 +13,20 @@ namespace {
 
 constexpr Phrase notOffered{"this desktop offers no global shortcuts", "这个桌面不提供全局快捷键"};
 
-/// The first source that has them.
+/// The first source that has them. What the user refused the portal is not taken elsewhere.
 class DesktopShortcuts : public GlobalShortcuts {
 public:
     void bind(const std::vector<GlobalShortcut>& shortcuts, Bound bound) override {
-        use(std::make_unique<PortalShortcuts>(QDBusConnection::sessionBus()));
-        source_->bind(shortcuts, [this, shortcuts, bound = std::move(bound)](const Result<void>& byPortal) {
+        auto byDesktop = std::make_unique<PortalShortcuts>(QDBusConnection::sessionBus());
+        const PortalShortcuts& asked = *byDesktop;
+        use(std::move(byDesktop));
+        source_->bind(shortcuts, [this, shortcuts, &asked, bound = std::move(bound)](const Result<void>& byPortal) {
             // Under Wayland an X server hears the keys of its own windows alone.
             const bool isX11 =
                 qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && !qEnvironmentVariableIsEmpty("DISPLAY");
-            if (byPortal || !isX11) {
-                bound(byPortal ? byPortal : Result<void>(failure(notOffered.here())));
+            const bool isDecided = byPortal || asked.isRefused();
+            if (isDecided || !isX11) {
+                bound(isDecided ? byPortal : Result<void>(failure(notOffered.here())));
                 return;
             }
             QObject* const portal = source_.release();

@@ -113,7 +113,7 @@ void PortalShortcuts::sessionIsMade(uint code, const QVariantMap& results) {
     if (code == 0 && !session_.isEmpty())
         bindInSession();
     else
-        end(failure(refused.here()));
+        endRefused(code);
 }
 
 void PortalShortcuts::bindInSession() {
@@ -130,14 +130,18 @@ void PortalShortcuts::bindInSession() {
                            QVariantMap{{QStringLiteral("handle_token"), request}}});
 }
 
-void PortalShortcuts::shortcutsAreBound(uint code, const QVariantMap&) {
-    end(code == 0 ? Result<void>() : Result<void>(failure(refused.here())));
-}
+void PortalShortcuts::shortcutsAreBound(uint code, const QVariantMap&) { code == 0 ? end({}) : endRefused(code); }
 
 void PortalShortcuts::heardActivated(const QDBusObjectPath& session, const QString& id, qulonglong,
                                      const QVariantMap&) {
     if (session.path() == session_)
         Q_EMIT activated(id);
+}
+
+/// `code` is the answer's: 1 where the user said no, 2 where something else kept the portal from it.
+void PortalShortcuts::endRefused(uint code) {
+    isRefused_ = code == 1;
+    end(failure(refused.here()));
 }
 
 void PortalShortcuts::end(const Result<void>& result) {

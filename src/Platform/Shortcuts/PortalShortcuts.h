@@ -17,6 +17,8 @@ public:
     ~PortalShortcuts() override;
 
     void bind(const std::vector<GlobalShortcut>& shortcuts, Bound bound) override;
+    /// Whether it was the user who said no.
+    bool isRefused() const { return isRefused_; }
 
 private Q_SLOTS:
     void sessionIsMade(uint code, const QVariantMap& results);
@@ -27,11 +29,13 @@ private:
     QString expect(const char* slot);
     void call(const char* method, const QVariantList& arguments);
     void bindInSession();
+    void endRefused(uint code);
     void end(const Result<void>& result);
 
     QDBusConnection bus_;
     std::vector<GlobalShortcut> shortcuts_;
     Bound bound_;
+    bool isRefused_ = false;
     QString session_; ///< its object path; empty before there is one
 };
 

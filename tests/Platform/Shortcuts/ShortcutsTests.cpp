@@ -113,6 +113,7 @@ TEST_F(PortalShortcutsTest, ShortcutsAreOfferedInASessionHeardAndGivenBack) {
 TEST_F(PortalShortcutsTest, WhatTheDesktopRefusesOrDoesNotOfferIsAFailure) {
     EXPECT_TRUE(bind()) << "without a portal";
     EXPECT_THAT(bound_, ElementsAre(false));
+    EXPECT_FALSE(shortcuts_->isRefused()) << "by its user";
     PortalShortcuts(QDBusConnection("nowhere")).bind({}, [this](const Result<void>& result) {
         bound_.push_back(result.has_value());
     });
@@ -122,6 +123,7 @@ TEST_F(PortalShortcutsTest, WhatTheDesktopRefusesOrDoesNotOfferIsAFailure) {
         fake_.refusedCall = refused;
         EXPECT_TRUE(bind()) << refused;
         EXPECT_THAT(bound_, ElementsAre(false)) << refused;
+        EXPECT_TRUE(shortcuts_->isRefused()) << refused;
     }
 }
 
