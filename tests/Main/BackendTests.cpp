@@ -147,9 +147,12 @@ TEST_F(LocalServiceTest, AStrangerOnItsPortGetsNothingAndIsTold) {
         LocalService before(place()); // which leaves its certificate
         started(before);
     }
-    for (const auto scheme : {ScriptedHttpServer::Scheme::https, ScriptedHttpServer::Scheme::http}) {
-        const ScriptedHttpServer stranger(scheme);
-        const int port = QUrl(stranger.baseUrl()).port();
+    const ScriptedHttpServer stranger(ScriptedHttpServer::Scheme::https);
+    QTcpServer plain;
+    ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
+    QObject::connect(&plain, &QTcpServer::newConnection,
+                     [&plain] { plain.nextPendingConnection()->write("hello\r\n"); });
+    for (const int port : {QUrl(stranger.baseUrl()).port(), int(plain.serverPort())}) {
         Backend backend({}, std::nullopt, place(static_cast<quint16>(port)));
         QList<int> told;
         QObject::connect(&backend, &Backend::portTaken, [&told](int taken) { told << taken; });
@@ -157,10 +160,10 @@ TEST_F(LocalServiceTest, AStrangerOnItsPortGetsNothingAndIsTold) {
         EXPECT_EQ(told, QList<int>{port});
         EXPECT_EQ(reach(access), QNetworkReply::NoError);
         EXPECT_NE(QUrl(access.baseUrl).port(), port);
-        EXPECT_EQ(reach({"https://127.0.0.1:" + QString::number(port), access.trust}),
+        EXPECT_EQ(reach({QStringLiteral("https://127.0.0.1:%1").arg(port), access.trust}),
                   QNetworkReply::SslHandshakeFailedError);
-        EXPECT_TRUE(stranger.requests().empty());
     }
+    EXPECT_TRUE(stranger.requests().empty());
 }
 
 TEST_F(LocalServiceTest, TheBackendsAuthorityIsTrustedForAnAddressOnThisMachineAlone) {
