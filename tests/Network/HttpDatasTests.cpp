@@ -281,6 +281,8 @@ TEST_F(ImageLoaderTest, SaysWhyThereIsNoPictureAndTrustsTheLocalAuthorityForItsH
     server_.enqueue(Reply::json(200, "{}"));
     EXPECT_EQ(outcomeOf(server_.baseUrl() + "/gone.png"), "图片无法下载：HTTP 404");
     EXPECT_EQ(outcomeOf(server_.baseUrl() + "/text.png"), "图片无法识别");
+    server_.enqueue(Reply::json(200, QByteArray(20'000'001, ' ')));
+    EXPECT_EQ(outcomeOf(server_.baseUrl() + "/large.png"), "图片太大");
     EXPECT_EQ(outcomeOf("file:///etc/passwd"), "图片地址无效");
     EXPECT_THAT(outcomeOf(ScriptedHttpServer::refusingUrl()), ::testing::StartsWith("图片无法下载："));
     ScriptedHttpServer server(ScriptedHttpServer::Scheme::https);

@@ -86,6 +86,16 @@ TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
     input->deliverTone(5);
     ASSERT_TRUE(waitFor([&] { return called() == QStringList{"missed|7"}; })) << "behind the sound before it";
     EXPECT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 55 * 1364 / 3200 * 3200; }));
+    seen.send("speech.hypothesis", R"({"Text":"o"})");
+    ASSERT_TRUE(waitFor([&] { return called().size() == 2; }));
+    input->deliverTone(50);
+    tool->noteGap(9);
+    ASSERT_TRUE(waitFor([&] { return seen.turns[0].audio.size() == 105 * 1364 / 3200 * 3200; }));
+    for (const char* text : {"One.", "Two."})
+        seen.send("speech.phrase",
+                  QString(R"({"DisplayText":"%1","Offset":0,"Duration":44000000})").arg(text).toStdString());
+    ASSERT_TRUE(waitFor([&] { return called().contains("result|Two."); }));
+    EXPECT_EQ(called().mid(2), QStringList({"result|One.", "result|Two."})) << "nor before what is being converted";
 }
 
 TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {
@@ -195,6 +205,7 @@ TEST_F(SpeechRecognitionToolTest, AfterARefusedTokenTheNewestOneGoesOnWithTheSam
     EXPECT_EQ(second.turns[0].audio.substr(0, 32'000), first.turns[0].audio.substr(32'000, 32'000))
         << "from the end of the last final result";
     EXPECT_EQ(statuses.back().state, State::Recognizing);
+    tool->updateToken("token-3"); // which nobody needs
 
     sendFinal(second, "Two.");
     ASSERT_TRUE(waitFor([&] { return called().contains("result|Two."); }));

@@ -70,14 +70,16 @@ TEST_F(InputReportTest, SaysOnceInTheLogThatAnInputIsSilentOrOfAnotherKind) {
 
 TEST_F(InputReportTest, TellsWhatBecomesOfTheInputAndOfEachGapOfASecondOrMore) {
     listen(InputKind::SystemSound, "Call");
+    report.setElsewhere(QStringLiteral("uid"), QStringLiteral("Other"));
     report.inputLost();
     EXPECT_EQ(told.back().state, State::InputLost);
     EXPECT_EQ(told.back().name, "Call");
+    EXPECT_EQ(told.back().elsewhereUID + told.back().elsewhereName, "") << "what plays elsewhere is not known now";
     report.serverLost(QStringLiteral("gone"));
     report.serverLost(QStringLiteral("still gone"));
     EXPECT_EQ(told.back().problem, "gone");
     report.tick(now += 5s);
-    EXPECT_EQ(told.size(), 3U) << "a lost input is not quiet";
+    EXPECT_EQ(told.size(), 4U) << "a lost input is not quiet";
     report.noInput(InputKind::Application, QStringLiteral("zoom"));
     EXPECT_EQ(told.back().name, "zoom");
     listen(InputKind::SystemSound, "Call");

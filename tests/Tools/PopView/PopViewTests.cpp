@@ -164,7 +164,12 @@ TEST_F(PopViewTest, ATipKeepsTheKeyboardAndGivesItBack) {
         EXPECT_EQ(sure, isSure ? 1 : 0);
         EXPECT_TRUE(ends(pop.data()));
     }
-    const QPointer<PopView> pop = MYCenterPopView::show(tip, &window_);
+    QPointer<PopView> pop = MYCenterPopView::show(tip, &window_);
+    for (int i = 0; i < 2; ++i)
+        click(tip->sureButton()->mapTo(&window_, tip->sureButton()->rect().center()));
+    EXPECT_EQ(sure, 2) << "a double click is one answer";
+    EXPECT_TRUE(ends(pop.data()));
+    pop = MYCenterPopView::show(tip, &window_);
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
     EXPECT_TRUE(pop->isDismissing());
 }
@@ -198,6 +203,9 @@ TEST_F(PopViewTest, APopoverFlipsAtTheEdgeAndClosesOnAClickBesideItAndOnEscape) 
     popover.setContentView(new QLineEdit);
     popover.show(field_, Edge::below);
     EXPECT_EQ(popover.findChildren<QLineEdit*>(Qt::FindDirectChildrenOnly).size(), 2) << "until the old one is gone";
+    const QPoint onAnchor = popover.mapFromGlobal(field_->mapToGlobal(field_->rect().center()));
+    QTest::mousePress(&popover, Qt::LeftButton, {}, onAnchor);
+    EXPECT_TRUE(popover.testAttribute(Qt::WA_NoMouseReplay)) << "on what opens it, a press would open it again";
 }
 
 TEST_F(PopViewTest, AnAlertWaitsForItsOneButtonEvenWithoutText) {
