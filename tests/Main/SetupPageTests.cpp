@@ -180,6 +180,8 @@ TEST_F(SetupPageTest, WhatTheBackendDoesNotOfferIsMarkedAndAskedAboutBeforeAStar
     QTest::mouseClick(page().startButton(), Qt::LeftButton); // the lists are still on their way
     ASSERT_TRUE(waitFor([this] { return question() != nullptr || !started_.empty(); }));
     ASSERT_TRUE(started_.empty());
+    page().startInterview(); // by the tray or a shortcut
+    EXPECT_EQ(window_.findChildren<CommonTipView*>().size(), 1) << "it is asked once";
     EXPECT_TRUE(notice(0)->isVisible() && notice(1)->isVisible());
     EXPECT_TRUE(question()->contentLabel()->text().contains("不需要译文时"));
     QTest::keyClick(question(), Qt::Key_Escape);
@@ -281,8 +283,11 @@ TEST_F(SetupPageTest, TheSoundIsMeteredWhileItIsInSightAlone) {
     EXPECT_EQ(PulseClient::shared()->route()->choice()->name, "") << "all is heard now";
     window_.hide();
     EXPECT_EQ(input_->alive, 0);
+    settings_.setAiInterviewSetModel(AIInterviewModel());
+    const int starts = input_->starts;
     window_.show();
     EXPECT_EQ(input_->alive, 1);
+    EXPECT_TRUE(waitFor([&] { return input_->starts == starts + 2; })) << "anew for the microphone";
 }
 
 TEST_F(SetupPageTest, TheSettingsTakeItsPlaceAndTheSidebarShowsSo) {

@@ -86,6 +86,8 @@ TEST_F(AccountTest, OnlyAConfirmedDeletionIsSentAndSignsOutOnceItSucceeds) {
     ASSERT_TRUE(waitForRequest("POST", "/user/logoff"));
     EXPECT_EQ(server_.requests().size(), 2U);
     ASSERT_TRUE(waitFor([this] { return !page_->logoffTipView()->isVisible(); }));
+    ASSERT_TRUE(waitFor([] { return ProgressHUD::shared().alpha() == 0; }));
+    EXPECT_EQ(signedOut_, 0) << "it was refused";
     server_.enqueue(Reply::json(200, R"({"code":0,"message":"已注销"})"));
     tap(1);
     QTest::keyClick(page_->logoffTipView()->sureButton(), Qt::Key_Return);

@@ -268,8 +268,9 @@ TEST_F(SessionTranscriptTest, ATwoLanguageInterviewHasTheTranslationAndAsksTheSo
     translated("SpeechPhrase", "How?", "");
     translated("SpeechPhrase", "How?", "");
     translated("SpeechPhrase", "How?", "¿Cómo?");
+    translated("SpeechPhrase", "How?", "¿Cómo?");
     EXPECT_THAT(told_, ElementsAre("row 2 How?", "question 2 How?", "row 3 How?", "question 3 How?",
-                                   "translated 2 How?/¿Cómo?"))
+                                   "translated 2 How?/¿Cómo?", "translated 3 How?/¿Cómo?"))
         << "a late translation reaches its row and asks nothing";
 }
 
