@@ -235,6 +235,16 @@ TEST_F(SessionSettingsTest, AnInterviewKeepsTheLooksThatWereSetInItsWindow) {
     session.storeLooks();
     model.answerFontSize = 20;
     EXPECT_EQ(stored.aiInterviewSetModel(), model) << "the size alone, not what the command line asked for";
+    SessionSettings later;
+    later.applyAnswers(line);
+    {
+        UserDefaults another;
+        Settings(another).setSessionWindowOpacity(70);
+    }
+    grown.answerFontSize = 22;
+    later.settings().setAiInterviewSetModel(grown);
+    later.storeLooks();
+    EXPECT_EQ(stored.sessionWindowOpacity(), 70) << "nor a ground that was not changed";
 }
 
 TEST_F(SessionSettingsTest, GarbageInTheStoredFileIsSaidAndLeftAlone) {
@@ -255,13 +265,14 @@ TEST(SessionEndingTest, AnAnswerThatGrowsIsWaitedForWhenTheSoundIsOver) {
     SessionEnding ending(status);
     int settled = 0;
     QObject::connect(&ending, &SessionEnding::settled, [&settled] { ++settled; });
+    KXTranslationHistoryDetailsModel row;
+    row.sourceText = "Tell me";
+    ending.note(session::Partial{1, row});
     ending.note(session::Sentence{1, {}});
     ending.note(session::Question{1, "Why?"});
     ending.soundEnded();
     SessionEnding begun(status); // a sentence that has begun is waited for as well
     QObject::connect(&begun, &SessionEnding::settled, [&settled] { ++settled; });
-    KXTranslationHistoryDetailsModel row;
-    row.sourceText = "Tell me";
     begun.note(session::Partial{1, row});
     begun.soundEnded();
     EXPECT_TRUE(holdsFor([&settled] { return settled == 0; }, 4'500)) << "longer than for a quiet end";
