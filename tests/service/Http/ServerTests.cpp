@@ -378,6 +378,7 @@ TEST(EventStream, EndsWhenTheClientGoesOrReadsNothing) {
     const EventServer server(sendingUntilTheEnd("data: x\n\n", ended));
     const auto connection = server.client().connect(request);
     EXPECT_NE(connection->receiveUntil(": wait\n\n\r\n"), "") << "while nothing is sent";
+    EXPECT_LT(connection->receiveUntil("data: x\n\n").size(), 1'000U) << "each after a pause";
     connection->cut();
     EXPECT_EQ(ended.get_future().wait_for(8s), std::future_status::ready);
 
