@@ -126,6 +126,9 @@ TEST_F(UtteranceTrackerTest, WordsStayOnceTwoDecodingsOfEnoughSpeechAgreeOnThem)
     EXPECT_NEAR(static_cast<double>(first->to), 64'000, 8'000);
     EXPECT_NEAR(static_cast<double>(partials.back().text.size() - partials.back().settled), 15, 8)
         << "words at the end";
+    say = [](const Job&) { return "Next."; };
+    hear({{2, 0}, {2, 9}});
+    EXPECT_EQ(told(Kind::Partial).back().text, "Next.") << "nothing of the sentence before";
 }
 
 TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
@@ -246,6 +249,7 @@ TEST(SettledWords, StayWhenTwoHypothesesAgreedOnThem) {
     SettledWords words;
     EXPECT_EQ(words.add("Why do you", false).settled, 0U);
     EXPECT_EQ(words.add("why do you").settled, 0U) << "the first was of too little speech to bear it out";
+    EXPECT_EQ(words.add("why do you").settled, 6U) << "the last word may have been cut in two";
     auto shown = words.add("Why do you want to");
     EXPECT_EQ(shown.text, "Why do you want to");
     EXPECT_EQ(shown.text.substr(0, shown.settled), "Why do you");
