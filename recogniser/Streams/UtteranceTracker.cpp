@@ -122,6 +122,7 @@ void UtteranceTracker::beginPause() {
 void UtteranceTracker::resumeSpeech() {
     state_ = State::Speaking;
     pauseJob_.reset();
+    pauseText_.reset();
     whileSpeaking();
 }
 

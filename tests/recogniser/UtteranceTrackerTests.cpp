@@ -156,6 +156,10 @@ TEST_F(UtteranceTrackerTest, AShortPauseAndAFragmentBeforeASentenceAreOneUtteran
     say = [](const Job&) { return ""; }; // no word was found in it
     hear({{0.2, 9}, {2, 0}});
     EXPECT_TRUE(events.empty());
+    say = [](const Job& job) { return "to " + std::to_string(job.to); };
+    hear({{1, 9}, {0.6, 0}, {1, 9}});
+    finish();
+    EXPECT_EQ(told(Kind::Final).back().text, "to " + std::to_string(heard)) << "all up to the end";
 }
 
 TEST_F(UtteranceTrackerTest, LongSpeechIsCutAtTheQuietestPlaceAndNothingIsLostOrDoubled) {
