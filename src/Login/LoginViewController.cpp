@@ -77,7 +77,7 @@ void LoginViewController::changeEvent(QEvent* event) {
 void LoginViewController::makeFormAnew() {
     LoginForm* const before = form_;
     form_ = new LoginForm(*services_.settings, static_cast<bool>(services_.enterLocally), this);
-    layout()->replaceWidget(before, form_);
+    delete layout()->replaceWidget(before, form_); // the place of the one before
     before->hide();
     before->deleteLater(); // its switch may be what asks for this
     fillForm();

@@ -11,7 +11,7 @@ using State = RecognitionStatus::State;
 // Recognition ends a sentence half a second after it was spoken; the rest is for slow machines and a reconnect.
 constexpr int quietMilliseconds = 4'000;
 // Before its first word a busy machine may still be loading the recogniser.
-constexpr int firstWordMilliseconds = 20'000;
+constexpr int firstWordMilliseconds = 40'000;
 // What an answer, or a sentence that has begun, may take from one piece to the next once the sound is over.
 constexpr int pieceMilliseconds = 60'000;
 // A token is asked for again and again; one that comes later than this does not come for a recording.

@@ -27,7 +27,7 @@ TEST(RehearsalTest, TranslatesAndKeepsTheStoredSettingsAsTheyAre) {
         {{"XDG_CONFIG_HOME", folder.path()}});
     ASSERT_EQ(run.finish(), 0) << run.errors.toStdString() << run.output.toStdString();
     const std::vector<Event> rows = run.events("row");
-    ASSERT_FALSE(rows.empty());
+    ASSERT_FALSE(rows.empty()) << run.errors.toStdString() << run.output.toStdString();
     EXPECT_FALSE(rows.front().translation.isEmpty());
     EXPECT_NE(rows.front().translation, rows.front().text);
     EXPECT_EQ(run.events("answered").size(), rows.size());
