@@ -172,7 +172,8 @@ void LocalService::tellServing(bool serves) {
 void LocalService::joinOther() {
     const LocalTrust trust = access().trust;
     if (!trust.covers(loopback)) {
-        tellOfStranger(); // this user has never run one
+        if (port_ != 0) // else another program is starting this user's first one
+            tellOfStranger();
         otherIsGone();
         return;
     }
