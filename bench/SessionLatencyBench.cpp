@@ -68,10 +68,11 @@ private:
     void talk(const service::RecognitionSink& sink, Spoken& spoken) const {
         using Kind = service::RecognitionEvent::Kind;
         for (int i = 0; i < questions && !ending_; ++i) {
-            std::this_thread::sleep_for(pause);
             const service::Ticks offset = service::Ticks{1'500'000} * i;
+            std::this_thread::sleep_for(pause / 2);
             sink({Kind::SpeechStart, {}, offset, 0});
             sink({Kind::Partial, "Why do you want to", offset, 500'000});
+            std::this_thread::sleep_for(pause / 2);
             spoken.note();
             sink({Kind::Final, "Why do you want to work here?", offset, 1'000'000});
         }

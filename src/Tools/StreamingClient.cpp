@@ -17,6 +17,7 @@ namespace parlowen {
 namespace {
 
 using Outcome = AnswerEnd::Outcome;
+const QString path = QStringLiteral("/ai/meeting");
 constexpr qsizetype longestHead = 4'096;
 
 /// What the backend says to people in an envelope that it sends in place of an answer.
@@ -35,6 +36,13 @@ StreamingClient::~StreamingClient() = default;
 std::shared_ptr<StreamingClient> StreamingClient::make(std::shared_ptr<StreamModel> model,
                                                        StreamingEnvironment environment) {
     return std::shared_ptr<StreamingClient>(new StreamingClient(std::move(model), std::move(environment)));
+}
+
+void StreamingClient::prepare(const StreamingEnvironment& environment) {
+    const std::optional<QUrl> url = requestUrl(environment.baseUrl, path, {});
+    if (url)
+        StreamThread::shared().post(
+            [url, tls = sslConfiguration(environment.trust, *url)] { StreamThread::shared().prepare(*url, tls); });
 }
 
 void StreamingClient::start() {
@@ -56,7 +64,7 @@ bool StreamingClient::isCancelled() const { return isCancelled_; }
 const std::shared_ptr<StreamModel>& StreamingClient::model() const { return model_; }
 
 std::optional<QNetworkRequest> StreamingClient::request() const {
-    const std::optional<QUrl> url = requestUrl(environment_.baseUrl, "/ai/meeting", {});
+    const std::optional<QUrl> url = requestUrl(environment_.baseUrl, path, {});
     if (!url)
         return std::nullopt;
     QNetworkRequest request(*url);

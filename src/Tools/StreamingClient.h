@@ -38,6 +38,9 @@ public:
     StreamingClient(const StreamingClient&) = delete;
     StreamingClient& operator=(const StreamingClient&) = delete;
 
+    /// Opens a connection for the question that is about to come. Any thread.
+    static void prepare(const StreamingEnvironment& environment);
+
     /// Sends the request and returns at once. Nothing is sent when the URL cannot be formed. Any thread.
     void start();
 

@@ -1,6 +1,7 @@
 #include "support/CapturedLog.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/Testing.h"
+#include "support/TlsFiles.h"
 #include "support/WaitFor.h"
 #include <Foundation/Bundle.h>
 #include <Foundation/MainQueue.h>
@@ -230,6 +231,20 @@ TEST_F(StreamingClientTest, NoAnswerWaitsForThoseBeforeIt) {
     for (const auto& running : clients)
         running->cancel();
     EXPECT_TRUE(allOfThem([](const auto& running) { return running.use_count() == 1; }));
+}
+
+TEST_F(StreamingClientTest, AQuestionFindsTheConnectionThatWasOpenedAheadOfIt) {
+    ScriptedHttpServer server(ScriptedHttpServer::Scheme::https);
+    server.enqueue({Reply::eventStream().bytes + chunk(event("a") + event("@@")) + "0\r\n\r\n"});
+    environment_.baseUrl = server.baseUrl();
+    environment_.trust = {"127.0.0.1", tlsFile("authority.pem")};
+    for (int sentences = 0; sentences < 2; ++sentences) {
+        StreamingClient::prepare(environment_);
+        ASSERT_TRUE(waitFor([&server] { return server.connections() == 1; }));
+    }
+    client()->start();
+    expectOneEnd("✅ 流式连接结束");
+    EXPECT_EQ(server.connections(), 1);
 }
 
 } // namespace

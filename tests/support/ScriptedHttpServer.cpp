@@ -33,6 +33,7 @@ ScriptedHttpServer::ScriptedHttpServer(Scheme scheme)
     , server_(makeListener(scheme == Scheme::https)) {
     connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket* socket = server_->nextPendingConnection()) {
+            ++connections_;
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(*socket); });
             connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
                 buffers_.remove(socket);

@@ -65,6 +65,8 @@ public:
     /// One reply a request, in order; the last one is given again and again.
     void enqueue(Reply reply) { replies_.push_back(std::move(reply)); }
     const std::vector<Request>& requests() const { return requests_; }
+    /// How many connections were accepted.
+    int connections() const { return connections_; }
 
     /// Sends a piece of the latest request's event stream.
     void sendPiece(const QByteArray& bytes) {
@@ -88,6 +90,7 @@ private:
     std::deque<Reply> replies_;
     std::optional<Reply> lastReply_;
     std::vector<Request> requests_;
+    int connections_ = 0;
     QPointer<QTcpSocket> latest_;
     const std::unique_ptr<QTcpServer> server_; // goes first: its sockets still report that they close
 };

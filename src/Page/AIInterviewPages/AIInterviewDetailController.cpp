@@ -185,6 +185,8 @@ void AIInterviewDetailController::tokenDidRefresh(const AzTokenModel& token) {
 }
 
 void AIInterviewDetailController::partialSentence(const QString& text, const QString& translation) {
+    if (!centerModel_ && interviewModel_)
+        answers_.prepare();
     const std::optional<qint64> known = centerModel_ ? centerModel_->start : std::nullopt;
     centerModel_ = makeRow(text, translation, known ? known : useTimeCount_, 0);
     tell(session::Partial{static_cast<int>(topArr_.size()) + 1, *centerModel_});

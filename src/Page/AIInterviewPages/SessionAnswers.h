@@ -25,6 +25,8 @@ public:
     /// The clients that carry them.
     const std::vector<std::shared_ptr<StreamingClient>>& clients() const { return clients_; }
 
+    /// Somebody speaks: the next question will find a connection open.
+    void prepare() const { StreamingClient::prepare(streaming_); }
     /// Lists the answer, tells that it is asked for, and sends its question.
     void ask(const std::shared_ptr<StreamModel>& model);
     /// Empties the list. What still streams goes on unseen, and counts as dropped.
