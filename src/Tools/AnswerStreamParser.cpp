@@ -1,5 +1,7 @@
 #include "AnswerStreamParser.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -94,23 +96,20 @@ std::string withoutPrefixes(std::string_view line) {
     }
 }
 
-/// The content of an event's line, none for every other line.
+/// The content of an event's line behind its prefix.
 std::optional<std::string> contentOfLine(std::string_view line) {
-    if (!line.starts_with(prefix))
-        return std::nullopt;
-    line.remove_prefix(prefix.size());
     if (line.find(prefix) == std::string_view::npos)
         return contentOf(line);
     return contentOf(withoutPrefixes(line)); // rare: it is removed inside the line too
 }
 
+// Qt's reader: a second use of the other one keeps its innermost steps from being inlined into the first.
 QStringList groundsOf(std::string_view json) {
-    const auto lines = nlohmann::json::parse(json, nullptr, false);
+    const QByteArray text(json.data(), static_cast<qsizetype>(json.size()));
     QStringList grounds;
-    if (lines.is_array())
-        for (const auto& line : lines)
-            if (line.is_string())
-                grounds << QString::fromStdString(line.get<std::string>());
+    for (const QJsonValue& line : QJsonDocument::fromJson(text).array())
+        if (line.isString())
+            grounds << line.toString();
     return grounds;
 }
 
@@ -128,11 +127,12 @@ std::vector<QString> AnswerStreamParser::feed(QByteArrayView bytes) {
             break;
         }
         const std::string_view line = buffer.substr(start, end - start);
-        const std::optional<std::string> content = contentOfLine(line);
-        if (line.starts_with(groundsPrefix))
-            grounds_ += groundsOf(line.substr(groundsPrefix.size()));
-        hasFailed_ = hasFailed_ || line == failedComment;
         start = end + 1;
+        if (!line.starts_with(prefix)) {
+            readComment(line);
+            continue;
+        }
+        const std::optional<std::string> content = contentOfLine(line.substr(prefix.size()));
         if (content == endMark) {
             hasEnded_ = true;
             searched_ = start;
@@ -144,6 +144,12 @@ std::vector<QString> AnswerStreamParser::feed(QByteArrayView bytes) {
     buffer_.erase(0, start);
     searched_ -= start;
     return pieces;
+}
+
+void AnswerStreamParser::readComment(std::string_view line) {
+    if (line.starts_with(groundsPrefix))
+        grounds_ += groundsOf(line.substr(groundsPrefix.size()));
+    hasFailed_ = hasFailed_ || line == failedComment;
 }
 
 } // namespace parlowen

@@ -3,6 +3,7 @@
 #include <QByteArrayView>
 #include <QStringList>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -27,6 +28,8 @@ public:
     bool hasEnded() const { return hasEnded_; }
 
 private:
+    void readComment(std::string_view line);
+
     std::string buffer_;       // bytes not yet cut into lines
     std::size_t searched_ = 0; // how many of them hold no line feed for certain
     bool hasEnded_ = false;
