@@ -1,7 +1,9 @@
 #include "MeasuredList.h"
 
+#include <QAccessible>
 #include <QDeadlineTimer>
 #include <QHeaderView>
+#include <QPaintEvent>
 #include <QResizeEvent>
 #include <QScopedValueRollback>
 #include <QScrollBar>
@@ -126,10 +128,30 @@ void MeasuredList::keepPlace(const std::function<void()>& change) {
         placeChanged();
 }
 
-void MeasuredList::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
-    QTableView::dataChanged(topLeft, bottomRight, roles);
+// The base class would paint the whole row, and a long answer grows by a word at a time.
+void MeasuredList::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                               const QList<int>& /*roles*/) {
     for (int row = topLeft.row(); row <= bottomRight.row(); ++row)
-        measureRow(row);
+        repaintRow(row, measureRow(row));
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleTableModelChangeEvent change(this, QAccessibleTableModelChangeEvent::DataChanged);
+    change.setFirstRow(topLeft.row());
+    change.setLastRow(bottomRight.row());
+    change.setFirstColumn(topLeft.column());
+    change.setLastColumn(bottomRight.column());
+    QAccessible::updateAccessibility(&change);
+}
+
+/// From that height of the row downwards.
+void MeasuredList::repaintRow(int row, int from) {
+    viewport()->update(0, rowViewportPosition(row) + from, viewport()->width(), rowHeight(row) - from);
+}
+
+void MeasuredList::paintEvent(QPaintEvent* event) {
+    cell_->setPaintedPart(event->rect());
+    QTableView::paintEvent(event);
+    cell_->setPaintedPart({});
 }
 
 void MeasuredList::rowsInserted(const QModelIndex& parent, int start, int end) {
@@ -162,12 +184,15 @@ void MeasuredList::measureAll() {
         idle_.start(0, this);
 }
 
-void MeasuredList::measureRow(int row) {
-    verticalHeader()->resizeSection(row, cell_->measure(model()->index(row, 0), viewport()->width()));
+/// How much of it, from its top, looks as before.
+int MeasuredList::measureRow(int row) {
+    const TextCell::Measured measured = cell_->measure(model()->index(row, 0), viewport()->width());
+    verticalHeader()->resizeSection(row, measured.height);
     if (isStale_[static_cast<std::size_t>(row)]) {
         isStale_[static_cast<std::size_t>(row)] = false;
         --stale_;
     }
+    return measured.unchanged;
 }
 
 void MeasuredList::measureInSight() {

@@ -46,6 +46,7 @@ protected:
 
     void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles = {}) override;
     void rowsInserted(const QModelIndex& parent, int start, int end) override;
+    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
     void updateGeometries() override;
@@ -62,7 +63,8 @@ private:
     int footerForWholeRow() const;
     void restore(const Place& place);
     void scrollTo(const Place& place);
-    void measureRow(int row);
+    int measureRow(int row);
+    void repaintRow(int row, int from);
     void measureInSight();
     void measureSomeMore();
     void forgetRows(int first, int last);

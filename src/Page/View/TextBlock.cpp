@@ -68,8 +68,10 @@ void TextBlock::setText(const QString& text, const QString& cue) {
     const QStringView old = QStringView(full_).sliced(prefix_.size());
     const auto change = std::mismatch(text.cbegin(), text.cend(), old.cbegin(), old.cend(),
                                       [](QChar given, QChar kept) { return asKept(given) == kept; });
-    if (!stretches_.empty() && change.first == text.cend() && QStringView(change.second, old.cend()) == cue)
+    if (!stretches_.empty() && change.first == text.cend() && QStringView(change.second, old.cend()) == cue) {
+        unchanged_ = height();
         return;
+    }
     const qsizetype same = prefix_.size() + (change.first - text.cbegin());
     full_.truncate(same);
     std::transform(change.first, text.cend(), std::back_inserter(full_), asKept);
@@ -79,6 +81,8 @@ void TextBlock::setText(const QString& text, const QString& cue) {
     const qsizetype unchanged = isMixed_ != wasMixed ? 0 : same;
     while (!stretches_.empty() && stretches_.back().settledBy > unchanged)
         stretches_.pop_back();
+    // A glyph may reach into the gap above its line.
+    unchanged_ = std::max(0, height() - 1);
     layOutFrom(stretches_.empty() ? 0 : stretches_.back().end);
 }
 

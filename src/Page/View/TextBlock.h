@@ -35,6 +35,8 @@ public:
 
     /// Of all lines and the gaps between them.
     int height() const;
+    /// Of the lines from the top that the last text left as they were; all of it where the text was the same.
+    int unchangedHeight() const { return unchanged_; }
     /// Draws the lines that meet the clip; `at` is the block's upper left corner. The part [from, to) of the text is
     /// marked.
     void draw(QPainter& painter, QPointF at, const QRectF& clip, std::pair<qsizetype, qsizetype> marked) const;
@@ -54,7 +56,8 @@ private:
     int width_;
     double indent_;
     QString cue_;
-    QString full_;         ///< prefix, text and cue, line feeds turned into line separators
+    QString full_; ///< prefix, text and cue, line feeds turned into line separators
+    int unchanged_ = 0;
     bool isMixed_ = false; ///< has text that runs from right to left; it is then one stretch
     std::vector<Stretch> stretches_;
 };

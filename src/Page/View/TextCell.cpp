@@ -3,8 +3,8 @@
 #include <Network/KXTranslationHistoryDetailsModel.h>
 #include <Tools/PopView/Colors.h>
 
-#include <QAbstractScrollArea>
 #include <QPainter>
+#include <utility>
 
 namespace parlowen {
 
@@ -15,12 +15,6 @@ constexpr int below = 4;
 constexpr int belowResult = 8;
 constexpr qsizetype keptCharacters = 20'000; // more than a large screen shows in the smallest font
 
-/// What of a row can be seen.
-QRect visiblePart(const QStyleOptionViewItem& option) {
-    const auto* list = qobject_cast<const QAbstractScrollArea*>(option.widget);
-    return list == nullptr ? option.rect : option.rect & list->viewport()->rect();
-}
-
 } // namespace
 
 /// The labels of a row, laid out. Places are relative to the row's corner.
@@ -29,9 +23,14 @@ struct TextCell::LaidOut {
     int width; ///< of the row
     TextBlock source;
     std::optional<TextBlock> result; ///< under the source's text, not its number
-    bool isUnfinished = false;
-    bool isNote = false;       ///< what stands there is a note, or can be opened and closed
-    bool isDisclosure = false; ///< it can be
+    struct Look {
+        bool isUnfinished = false;
+        bool isNote = false;       ///< what stands under the source is a note, or can be opened and closed
+        bool isDisclosure = false; ///< it can be
+        bool operator==(const Look&) const = default;
+    };
+    std::optional<Look> look{}; ///< none before the first text
+    int unchanged = 0;
 
     int resultLeft() const { return sideInset + qRound(source.indent()); }
     int sourceTop() const { return rowSpacing / 2 + above; }
@@ -39,6 +38,11 @@ struct TextCell::LaidOut {
     int height() const {
         return rowSpacing / 2 +
                (result ? resultTop() + result->height() + belowResult : sourceTop() + source.height() + below);
+    }
+    int unchangedHeight() const {
+        if (source.unchangedHeight() < source.height())
+            return sourceTop() + source.unchangedHeight();
+        return result ? resultTop() + result->unchangedHeight() : height();
     }
 };
 
@@ -57,11 +61,11 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
     if (!kept || kept->width != width || kept->source.prefix() != shown.prefix || kept->font != font)
         kept = std::make_unique<LaidOut>(LaidOut{font, width, TextBlock(shown.prefix, font, room), {}});
     const QString cue = shown.isUnfinished ? QStringLiteral(" …") : QString();
-    kept->isUnfinished = shown.isUnfinished;
     const QString& note = shown.note.isEmpty() ? shown.disclosure : shown.note;
-    kept->isNote = shown.resultLab.isEmpty() && !note.isEmpty();
-    kept->isDisclosure = kept->isNote && shown.note.isEmpty();
-    const QString& under = kept->isNote ? note : shown.resultLab;
+    const bool isNote = shown.resultLab.isEmpty() && !note.isEmpty();
+    const LaidOut::Look look{shown.isUnfinished, isNote, isNote && shown.note.isEmpty()};
+    const bool looksAlike = std::exchange(kept->look, look) == look;
+    const QString& under = isNote ? note : shown.resultLab;
     kept->source.setText(shown.sourceLab, under.isEmpty() ? cue : QString());
     if (under.isEmpty())
         kept->result.reset();
@@ -69,14 +73,16 @@ const TextCell::LaidOut& TextCell::laidOut(const QModelIndex& index, int width) 
         kept->result.emplace(QString(), font, room - qRound(kept->source.indent()));
     if (kept->result)
         kept->result->setText(under, cue);
+    kept->unchanged = looksAlike ? kept->unchangedHeight() : 0;
     const qsizetype cost = std::min(keptCharacters, 100 + shown.sourceLab.size() + under.size());
     laidOut_.insert(index.row(), kept.release(), cost);
     return *laidOut_.object(index.row());
 }
 
-int TextCell::measure(const QModelIndex& index, int width) const {
+TextCell::Measured TextCell::measure(const QModelIndex& index, int width) const {
     ++measurements_;
-    return laidOut(index, width).height();
+    const LaidOut& row = laidOut(index, width);
+    return {row.height(), row.unchanged};
 }
 
 int TextCell::nominalHeight(const QFont& font) {
@@ -92,37 +98,37 @@ QString TextCell::text(const QModelIndex& index) const {
 
 qsizetype TextCell::offsetAt(const QModelIndex& index, int width, QPoint point) const {
     const LaidOut& row = laidOut(index, width);
-    if (!row.result || row.isNote || point.y() < row.resultTop())
+    if (!row.result || row.look->isNote || point.y() < row.resultTop())
         return row.source.offsetAt(point - QPoint(sideInset, row.sourceTop()));
     return row.source.textLength() + 1 + row.result->offsetAt(point - QPoint(row.resultLeft(), row.resultTop()));
 }
 
 bool TextCell::isOnDisclosure(const QModelIndex& index, int width, QPoint point) const {
     const LaidOut& row = laidOut(index, width);
-    return row.isDisclosure && point.y() >= row.resultTop() && point.y() < row.resultTop() + row.result->height();
+    return row.look->isDisclosure && point.y() >= row.resultTop() && point.y() < row.resultTop() + row.result->height();
 }
 
 QSize TextCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    return {option.rect.width(), measure(index, option.rect.width())};
+    return {option.rect.width(), measure(index, option.rect.width()).height};
 }
 
 void TextCell::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
     const LaidOut& row = laidOut(index, option.rect.width());
     const qsizetype sourceLength = row.source.textLength();
-    const qsizetype length = sourceLength + (row.result && !row.isNote ? 1 + row.result->textLength() : 0);
+    const qsizetype length = sourceLength + (row.result && !row.look->isNote ? 1 + row.result->textLength() : 0);
     const auto [from, to] =
         selection_ ? selection_->partOf(index.row(), length) : std::pair<qsizetype, qsizetype>(0, 0);
     const QPointF corner = option.rect.topLeft() + QPoint(sideInset, 0);
-    QRect clip = visiblePart(option);
+    QRect clip = paintedPart_.isNull() ? option.rect : option.rect & paintedPart_;
     painter->save();
     if (clip.bottom() >= readableHeight_) {
         clip.setBottom(readableHeight_ - 1);
         painter->setClipRect(clip);
     }
-    painter->setPen(hexColor(theme::onDark, row.isUnfinished ? theme::title : 1));
+    painter->setPen(hexColor(theme::onDark, row.look->isUnfinished ? theme::title : 1));
     row.source.draw(*painter, corner + QPointF(0, row.sourceTop()), clip, {from, std::min(to, sourceLength)});
-    if (row.isNote)
-        painter->setPen(hexColor(row.isDisclosure ? theme::accent : theme::problem));
+    if (row.look->isNote)
+        painter->setPen(hexColor(row.look->isDisclosure ? theme::accent : theme::problem));
     if (row.result)
         row.result->draw(*painter, option.rect.topLeft() + QPointF(row.resultLeft(), row.resultTop()), clip,
                          {from - sourceLength - 1, to - sourceLength - 1});

@@ -25,8 +25,12 @@ public:
     static constexpr int rowSpacing = 8; ///< between two rows; half of it belongs to each
     static constexpr int above = 4;      ///< from there to the first line
 
-    /// The height of the row at that width, spacing included, measured anew.
-    int measure(const QModelIndex& index, int width) const;
+    struct Measured {
+        int height;    ///< spacing included
+        int unchanged; ///< of it from the top, what looks as it did when the row was measured last
+    };
+    /// The row at that width, measured anew.
+    Measured measure(const QModelIndex& index, int width) const;
     /// The height of a row with one line of text in that font.
     static int nominalHeight(const QFont& font);
     /// How many rows have been measured so far.
@@ -41,6 +45,8 @@ public:
     /// What is drawn as marked from now on.
     void setSelection(const std::optional<TextSelection>& selection) { selection_ = selection; }
 
+    /// Nothing outside this part of the list's view need be drawn.
+    void setPaintedPart(const QRect& part) { paintedPart_ = part; }
     /// From this height of the list's view downwards nothing is drawn. True when that is a change.
     bool setReadableHeight(int height) { return std::exchange(readableHeight_, height) != height; }
 
@@ -65,6 +71,7 @@ private:
     mutable QCache<int, LaidOut> laidOut_;
     mutable int measurements_ = 0;
     int readableHeight_ = QWIDGETSIZE_MAX;
+    QRect paintedPart_;
     std::optional<TextSelection> selection_;
 };
 

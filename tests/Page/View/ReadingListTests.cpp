@@ -260,7 +260,33 @@ TEST_F(MeasuredListTest, MeasuresARowWhenItComesAndWhenItChanges) {
     EXPECT_EQ(cell_->measurements(), 101);
     EXPECT_GT(list_.rowHeight(99), list_.viewport()->height()) << "higher than the view";
     EXPECT_EQ(scrolled(), list_.contentHeight() - list_.viewport()->height()) << "it follows its end";
-    EXPECT_EQ(list_.rowHeight(99), cell_->measure(model_.index(99, 0), list_.viewport()->width()));
+    EXPECT_EQ(list_.rowHeight(99), cell_->measure(model_.index(99, 0), list_.viewport()->width()).height);
+}
+
+TEST_F(MeasuredListTest, ARowThatChangesIsPaintedWhereItChangedAndLooksAsAWholePaintWould) {
+    const auto onScreen = [this] {
+        QApplication::processEvents();
+        return list_.screen()->grabWindow(list_.winId()).toImage();
+    };
+    const auto wholePaint = [this] {
+        list_.viewport()->update();
+        QApplication::processEvents();
+        return list_.screen()->grabWindow(list_.winId()).toImage();
+    };
+    add(3);
+    QString text;
+    const QStringList pieces = {
+        "word", " and", QString("长").repeated(60), "，", " (a, b)", "\n\nnew line", " Ågf", "שלום 12", " and again"};
+    for (int i = 0; i < 40; ++i) {
+        text = i == 30 ? text.left(text.size() / 3) : text + pieces[i % pieces.size()];
+        grow(1, text);
+        list_.keepPlace([&] {
+            model_.item(1)->setData(i % 7 == 6 ? QString("a note") : QString(), AiInterviewAiCellMac::noteRole);
+        });
+        const QImage shown = onScreen();
+        ASSERT_FALSE(shown.isNull());
+        ASSERT_EQ(shown, wholePaint()) << i;
+    }
 }
 
 TEST_F(MeasuredListTest, AReaderWhoScrolledBackKeepsThePlaceUntilNearTheEndAgain) {
@@ -289,7 +315,7 @@ TEST_F(MeasuredListTest, AChangedWidthMeasuresTheRowsInSightAtOnceAndTheOthersBe
     list_.verticalScrollBar()->setValue(end() / 2);
     const int row = list_.rowAt(0);
     const auto right = [this](int which) {
-        return list_.rowHeight(which) == cell_->measure(model_.index(which, 0), list_.viewport()->width());
+        return list_.rowHeight(which) == cell_->measure(model_.index(which, 0), list_.viewport()->width()).height;
     };
     const int before = cell_->measurements();
     list_.resize(180, 200);

@@ -45,7 +45,7 @@ TEST_F(TextCellTest, TheHeightFollowsTheTextExactly) {
     for (const QString& text :
          {QString("短句"), QString("Tell me about it. ").repeated(12), QString("一行\n二行").repeated(9)}) {
         showSentence(text);
-        const int height = cell.measure(model_.index(0, 0), width);
+        const int height = cell.measure(model_.index(0, 0), width).height;
         EXPECT_GT(height, before);
         const int last = extent(drawn(cell, height), [](const QColor& c) { return c.value() > 60; }).bottom();
         EXPECT_LT(last, height - 4) << "nothing is cut off";
@@ -57,7 +57,7 @@ TEST_F(TextCellTest, TheHeightFollowsTheTextExactly) {
 TEST_F(TextCellTest, TheTranslationStandsUnderTheSentence) {
     const AiInterviewCellMac cell;
     showSentence("one line");
-    const int plain = cell.measure(model_.index(0, 0), width);
+    const int plain = cell.measure(model_.index(0, 0), width).height;
     EXPECT_EQ(plain, TextCell::nominalHeight(systemFont(14)));
     const QImage finished = drawn(cell, plain);
     item_->setData(true, AiInterviewCellMac::unfinishedRole);
@@ -67,7 +67,7 @@ TEST_F(TextCellTest, TheTranslationStandsUnderTheSentence) {
     EXPECT_EQ(drawn(cell, plain), finished);
     showSentence("one line", "una línea");
     // another line, 4 above and 8 below it instead of 4 below the sentence
-    EXPECT_EQ(cell.measure(model_.index(0, 0), width), plain + (plain - 16) + 4 + 8 - 4);
+    EXPECT_EQ(cell.measure(model_.index(0, 0), width).height, plain + (plain - 16) + 4 + 8 - 4);
 }
 
 constexpr int blockWidth = 260;
