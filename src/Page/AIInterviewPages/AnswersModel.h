@@ -5,7 +5,7 @@
 #include <QAbstractListModel>
 #include <QFont>
 #include <QStringList>
-#include <vector>
+#include <deque>
 
 namespace parlowen {
 
@@ -46,7 +46,7 @@ private:
     Answer* find(int number);
     void changed(int number);
 
-    std::vector<Answer> answers_;
+    std::deque<Answer> answers_;
     int first_ = 1; ///< the number of the first row
     QFont font_;
 };

@@ -52,6 +52,7 @@ void SessionAnswers::grew(int number, const QString& piece) {
 }
 
 void SessionAnswers::ended(int number, const AnswerEnd& end) {
+    std::erase_if(clients_, [number](const auto& client) { return client->model()->id + 1 == number; });
     if (growing_.erase(number) > 0)
         Q_EMIT happened(session::AnswerEnded{number, end});
 }

@@ -22,7 +22,7 @@ public:
 
     /// The answers in the list, oldest first.
     const std::vector<std::shared_ptr<StreamModel>>& streamModels() const { return streamModels_; }
-    /// The clients that carry them.
+    /// The clients that carry those which have not ended.
     const std::vector<std::shared_ptr<StreamingClient>>& clients() const { return clients_; }
 
     /// Somebody speaks: the next question will find a connection open.

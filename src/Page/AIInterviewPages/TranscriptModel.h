@@ -4,6 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QFont>
+#include <deque>
 #include <optional>
 #include <vector>
 
@@ -43,7 +44,7 @@ private:
     void append(const Shown& shown);
     void changed(int row);
 
-    std::vector<Row> topArr_;
+    std::deque<Row> topArr_;
     std::vector<Shown> shown_; ///< every row but the sentence in progress
     std::optional<Row> centerModel_;
     int fontSize_ = 14;
