@@ -2,9 +2,36 @@
 
 #include <Foundation/MainQueue.h>
 
+#include <mutex>
 #include <utility>
 
 namespace parlowen {
+
+namespace {
+
+/// What has come of an answer and is not told yet. Any thread.
+class Untold {
+public:
+    /// The answer so far; true when nothing waited before and something does now.
+    bool add(const QString& whole) {
+        const std::lock_guard lock(mutex_);
+        const bool wasEmpty = text_.isEmpty();
+        text_ += QStringView(whole).sliced(known_);
+        known_ = whole.size();
+        return wasEmpty && !text_.isEmpty();
+    }
+    QString take() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(text_, {});
+    }
+
+private:
+    std::mutex mutex_;
+    QString text_;
+    qsizetype known_ = 0; ///< of the whole answer
+};
+
+} // namespace
 
 SessionAnswers::SessionAnswers(StreamingEnvironment streaming, QObject* parent)
     : QObject(parent)
@@ -26,14 +53,12 @@ void SessionAnswers::ask(const std::shared_ptr<StreamModel>& model) {
     client->start();
 }
 
-// Pieces arrive on the answers' own thread.
+// Pieces arrive on the answers' own thread. Those that come before the main thread is free for them are told as one.
 void SessionAnswers::follow(StreamModel& model) {
     const int number = static_cast<int>(model.id) + 1;
-    model.setOnUpdate([self = QPointer(this), number, told = std::make_shared<qsizetype>(0)](const QString& whole) {
-        const QString piece = QStringView(whole).sliced(*told).toString();
-        *told = whole.size();
-        if (!piece.isEmpty())
-            onMain(self, [self, number, piece] { self->grew(number, piece); });
+    model.setOnUpdate([self = QPointer(this), number, untold = std::make_shared<Untold>()](const QString& whole) {
+        if (untold->add(whole))
+            onMain(self, [self, number, untold] { self->grew(number, untold->take()); });
     });
     model.setOnGrounds([self = QPointer(this), number](const QStringList& lines) {
         onMain(self, [self, number, lines] {

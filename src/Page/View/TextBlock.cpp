@@ -7,8 +7,8 @@
 #include <QTextLayout>
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <limits>
+#include <utility>
 
 namespace parlowen {
 
@@ -28,7 +28,14 @@ double indentFor(const QString& prefix, const QFont& font, int width) {
     return wanted > width / 3.0 ? 0 : wanted;
 }
 
-QChar asKept(QChar character) { return character == u'\n' ? QChar(QChar::LineSeparator) : character; }
+/// How many characters two texts begin with alike. A text that only grows is compared at the speed of memory.
+qsizetype sameFromStart(QStringView before, QStringView now) {
+    if (now.startsWith(before))
+        return before.size();
+    return std::mismatch(before.begin(), before.end(), now.begin(), now.end()).first - before.begin();
+}
+
+QString asLines(QString text) { return text.replace(u'\n', QChar(QChar::LineSeparator)); }
 
 /// Whether the order of a line's characters may depend on what stands in another line.
 bool hasRightToLeft(QStringView text) {
@@ -63,19 +70,16 @@ TextBlock::TextBlock(TextBlock&&) noexcept = default;
 TextBlock& TextBlock::operator=(TextBlock&&) noexcept = default;
 
 void TextBlock::setText(const QString& text, const QString& cue) {
-    cue_ = cue;
-    // What a long text that grows keeps is compared, not written anew.
-    const QStringView old = QStringView(full_).sliced(prefix_.size());
-    const auto change = std::mismatch(text.cbegin(), text.cend(), old.cbegin(), old.cend(),
-                                      [](QChar given, QChar kept) { return asKept(given) == kept; });
-    if (!stretches_.empty() && change.first == text.cend() && QStringView(change.second, old.cend()) == cue) {
+    const QStringView old = QStringView(full_).sliced(prefix_.size(), textLength());
+    if (!stretches_.empty() && old == text && cue == cue_) {
         unchanged_ = height();
         return;
     }
-    const qsizetype same = prefix_.size() + (change.first - text.cbegin());
+    const qsizetype same = prefix_.size() + sameFromStart(old, text);
     full_.truncate(same);
-    std::transform(change.first, text.cend(), std::back_inserter(full_), asKept);
+    full_ += QStringView(text).sliced(same - prefix_.size());
     full_ += cue;
+    cue_ = cue;
     // What stays of a text without any has none.
     const bool wasMixed = std::exchange(isMixed_, hasRightToLeft(QStringView(full_).sliced(isMixed_ ? 0 : same)));
     const qsizetype unchanged = isMixed_ != wasMixed ? 0 : same;
@@ -88,7 +92,7 @@ void TextBlock::setText(const QString& text, const QString& cue) {
 
 void TextBlock::layOutFrom(qsizetype start) {
     const double y = stretches_.empty() ? 0 : stretches_.back().y + stretches_.back().height;
-    Stretch made{std::make_unique<QTextLayout>(full_.mid(start), font_), start, full_.size(), never, 0, y, 0};
+    Stretch made{std::make_unique<QTextLayout>(asLines(full_.mid(start)), font_), start, full_.size(), never, 0, y, 0};
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     option.setTextDirection(full_.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
@@ -141,6 +145,8 @@ int TextBlock::height() const {
 void TextBlock::draw(QPainter& painter, QPointF at, const QRectF& clip, std::pair<qsizetype, qsizetype> marked) const {
     for (const Stretch& stretch : stretches_) {
         const QPointF corner = at + QPointF(0, stretch.y);
+        if (corner.y() + stretch.height < clip.top() || corner.y() > clip.bottom())
+            continue;
         for (int i = 0; i < stretch.lines; ++i) {
             const QTextLine line = stretch.layout->lineAt(i);
             const double top = corner.y() + line.y();

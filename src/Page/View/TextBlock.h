@@ -56,7 +56,7 @@ private:
     int width_;
     double indent_;
     QString cue_;
-    QString full_; ///< prefix, text and cue, line feeds turned into line separators
+    QString full_; ///< prefix, text and cue
     int unchanged_ = 0;
     bool isMixed_ = false; ///< has text that runs from right to left; it is then one stretch
     std::vector<Stretch> stretches_;
