@@ -1,13 +1,14 @@
 #include "StreamThread.h"
 
 #include <QCoreApplication>
-#include <QNetworkReply>
+#include <chrono>
 
 namespace parlowen {
 
 namespace {
 
-constexpr std::size_t idleManagers = 2;
+// Of a connection: after more of it, a router or a change of the network may have ended it without a word.
+constexpr std::chrono::seconds longestSilence{30};
 
 } // namespace
 
@@ -35,48 +36,26 @@ void StreamThread::end() {
     thread_.wait();
 }
 
-QNetworkAccessManager* StreamThread::makeManager() {
-    auto* const manager = new QNetworkAccessManager(root_);
-    // Nobody holds the replies that stand for prepared connections.
-    QObject::connect(manager, &QNetworkAccessManager::finished, root_, [this, manager](QNetworkReply* reply) {
-        if (!reply->url().scheme().startsWith(u"preconnect"))
-            return;
-        reply->deleteLater();
-        if (preparing_ == manager)
-            preparing_ = nullptr;
-    });
-    return manager;
-}
-
 // A request offers HTTP/2 as well, and would not take a connection that was opened without.
 void StreamThread::prepare(const QUrl& url, QSslConfiguration tls) {
-    tls.setAllowedNextProtocols({QSslConfiguration::ALPNProtocolHTTP2, QSslConfiguration::NextProtocolHttp1_1});
-    if (idle_.empty())
-        idle_.push_back(makeManager());
-    if (preparing_ == idle_.back())
+    if (prepared_ && !usable_.hasExpired())
         return;
-    preparing_ = idle_.back();
+    delete prepared_;
+    prepared_ = new QNetworkAccessManager(root_);
+    usable_.setRemainingTime(longestSilence);
+    tls.setAllowedNextProtocols({QSslConfiguration::ALPNProtocolHTTP2, QSslConfiguration::NextProtocolHttp1_1});
     const bool isEncrypted = url.scheme() == u"https";
     const auto port = static_cast<quint16>(url.port(isEncrypted ? 443 : 80));
     if (isEncrypted)
-        idle_.back()->connectToHostEncrypted(url.host(), port, tls);
+        prepared_->connectToHostEncrypted(url.host(), port, tls);
     else
-        idle_.back()->connectToHost(url.host(), port);
+        prepared_->connectToHost(url.host(), port);
 }
 
 QNetworkAccessManager& StreamThread::borrowManager() {
-    if (idle_.empty())
-        return *makeManager();
-    QNetworkAccessManager& manager = *idle_.back();
-    idle_.pop_back();
-    return manager;
-}
-
-void StreamThread::giveBack(QNetworkAccessManager& manager) {
-    if (idle_.size() < idleManagers)
-        idle_.push_front(&manager);
-    else
-        manager.deleteLater();
+    if (prepared_ && !usable_.hasExpired())
+        return *std::exchange(prepared_, nullptr);
+    return *new QNetworkAccessManager(root_);
 }
 
 } // namespace parlowen

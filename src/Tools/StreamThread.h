@@ -2,12 +2,12 @@
 
 #include <Foundation/WorkQueue.h>
 
+#include <QDeadlineTimer>
 #include <QNetworkAccessManager>
 #include <QPointer>
 #include <QSslConfiguration>
 #include <QThread>
 #include <QUrl>
-#include <deque>
 #include <functional>
 #include <utility>
 
@@ -15,8 +15,8 @@ namespace parlowen {
 
 /// The background thread on which all answer streams are received, one piece of work after the other.
 ///
-/// Each running stream has a network manager of its own: the connections that one manager keeps to a host are
-/// limited, and a question must not wait for the answers before it. Idle managers are kept for their open connections.
+/// Each stream has a network manager of its own: the connections that one manager keeps to a host are limited, and a
+/// question must not wait for the answers before it.
 class StreamThread {
 public:
     /// Started on first use; ends with the application object.
@@ -30,21 +30,21 @@ public:
     /// only.
     void prepare(const QUrl& url, QSslConfiguration tls);
 
-    /// A manager for one stream alone, until it is given back; the one with a prepared connection comes first. On the
-    /// thread only; the thread owns it.
+    /// A manager for one stream alone, until it is given back; it has the prepared connection, where there is one. On
+    /// the thread only; the thread owns it.
     QNetworkAccessManager& borrowManager();
-    void giveBack(QNetworkAccessManager& manager);
+    void giveBack(QNetworkAccessManager& manager) { manager.deleteLater(); }
 
 private:
     StreamThread();
     void end();
-    QNetworkAccessManager* makeManager();
 
     QThread thread_;
-    EventLoopQueue queue_;                      // lives on the thread, and outlives it for those who still post
-    QObject* const root_;                       // lives on the thread, owns the managers, ends with it
-    std::deque<QNetworkAccessManager*> idle_;   // on the thread only; the one for the next stream is the last
-    QPointer<QNetworkAccessManager> preparing_; // on the thread only; whose connection is being opened
+    EventLoopQueue queue_; // lives on the thread, and outlives it for those who still post
+    QObject* const root_;  // lives on the thread, owns the managers, ends with it
+    // On the thread only.
+    QPointer<QNetworkAccessManager> prepared_;
+    QDeadlineTimer usable_; // the prepared connection, until then
 };
 
 } // namespace parlowen
