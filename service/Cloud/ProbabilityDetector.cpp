@@ -8,8 +8,8 @@ namespace parlowen::service {
 
 namespace {
 
-// In percent. On the clean sample interview each of the six passages is found as one, its beginning to 0.2 s, its end to
-// 0.3 s; in white noise of up to -30 dBFS they are six, too, but the first begins with the noise.
+// In percent. On the clean sample interview each of the six passages is found as one, its beginning to 0.2 s, its end
+// to 0.3 s; in white noise of up to -30 dBFS they are six, too, but the first begins with the noise.
 constexpr int begins = 80;
 constexpr int goesOn = 60;
 constexpr int windowsToBegin = 3; // of 32 ms; the probability itself takes 0.25 s to fall

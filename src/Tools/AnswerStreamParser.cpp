@@ -107,7 +107,7 @@ std::optional<std::string> contentOfLine(std::string_view line) {
 QStringList groundsOf(std::string_view json) {
     const QByteArray text(json.data(), static_cast<qsizetype>(json.size()));
     QStringList grounds;
-    for (const QJsonValue& line : QJsonDocument::fromJson(text).array())
+    for (const auto& line : QJsonDocument::fromJson(text).array())
         if (line.isString())
             grounds << line.toString();
     return grounds;
