@@ -1,6 +1,7 @@
 #include "StreamThread.h"
 
 #include <QCoreApplication>
+#include <QNetworkProxy>
 #include <chrono>
 
 namespace parlowen {
@@ -9,6 +10,17 @@ namespace {
 
 // Of a connection: after more of it, a router or a change of the network may have ended it without a word.
 constexpr std::chrono::seconds longestSilence{30};
+
+/// The usual proxies. The library asks for those of "preconnect-https", which the environment names none for, and would
+/// connect past the one that the request itself goes through.
+class Proxies final : public QNetworkProxyFactory {
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override {
+        QUrl url = query.url();
+        url.setScheme(url.scheme().remove(QLatin1String("preconnect-")));
+        return proxyForQuery(QNetworkProxyQuery(url));
+    }
+};
 
 } // namespace
 
@@ -42,6 +54,7 @@ void StreamThread::prepare(const QUrl& url, QSslConfiguration tls) {
         return;
     delete prepared_;
     prepared_ = new QNetworkAccessManager(root_);
+    prepared_->setProxyFactory(new Proxies); // which it owns
     usable_.setRemainingTime(longestSilence);
     tls.setAllowedNextProtocols({QSslConfiguration::ALPNProtocolHTTP2, QSslConfiguration::NextProtocolHttp1_1});
     const bool isEncrypted = url.scheme() == u"https";

@@ -7,6 +7,8 @@
 #include <Foundation/MainQueue.h>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkProxyFactory>
+#include <QTcpServer>
 #include <Tools/AnswerStreamParser.h>
 #include <Tools/StreamingClient.h>
 #include <thread>
@@ -245,6 +247,26 @@ TEST_F(StreamingClientTest, AQuestionFindsTheConnectionThatWasOpenedAheadOfIt) {
     client()->start();
     expectOneEnd("✅ 流式连接结束");
     EXPECT_EQ(server.connections(), 1);
+}
+
+TEST_F(StreamingClientTest, AConnectionIsOpenedAheadThroughTheProxyThatTheQuestionWillTake) {
+    QTcpServer proxy;
+    ASSERT_TRUE(proxy.listen(QHostAddress::LocalHost));
+    struct OfHttps : QNetworkProxyFactory {
+        quint16 port = 0;
+        QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override {
+            return {query.protocolTag() == QLatin1String("https")
+                        ? QNetworkProxy(QNetworkProxy::HttpProxy, "127.0.0.1", port)
+                        : QNetworkProxy(QNetworkProxy::NoProxy)};
+        }
+    };
+    auto* const proxies = new OfHttps;
+    proxies->port = proxy.serverPort();
+    QNetworkProxyFactory::setApplicationProxyFactory(proxies);
+    environment_.baseUrl = "https://backend.invalid/api/v1";
+    StreamingClient::prepare(environment_);
+    EXPECT_TRUE(waitFor([&proxy] { return proxy.hasPendingConnections(); }));
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
 }
 
 } // namespace
