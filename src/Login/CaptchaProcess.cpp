@@ -4,10 +4,10 @@
 
 #include <Foundation/ChosenLanguage.h>
 #include <Foundation/ConsoleLog.h>
+#include <Tools/PopView/Factories.h>
 #include <Tools/PopView/Translation.h>
 
 #include <QApplication>
-#include <QIcon>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
@@ -111,7 +111,7 @@ int CaptchaProcess::host(const QUrl& page, int argc, char** argv) {
     const QApplication application(argc, argv);
     chooseLanguage(languageOfCode(QString::fromUtf8(argv[3])));
     translateWindows();
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
+    QApplication::setWindowIcon(namedImage(QStringLiteral("logo")));
     QCoreApplication::setApplicationName(QStringLiteral("Parlowen"));
     const ConsoleLogCapture log([](const QString& line) { tell("log", line); });
     CaptchaViewController* content = CaptchaViewController::open(page);

@@ -25,11 +25,11 @@
 #include <Page/AIInterviewPages/FilePanel.h>
 #include <Page/AIInterviewPages/WindowLevel.h>
 #include <PulseAudio/PulseClient.h>
+#include <Tools/PopView/Factories.h>
 #include <Tools/PopView/Translation.h>
 
 #include <QApplication>
 #include <QFontDatabase>
-#include <QIcon>
 #include <QPointer>
 #include <QtMessageHandler>
 #include <cerrno>
@@ -221,7 +221,7 @@ std::unique_ptr<QCoreApplication> makeApplication(bool hasWindows, int& argc, ch
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Parlowen"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.parlowen.Parlowen"));
     translateWindows();
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/logo.svg")));
+    QApplication::setWindowIcon(namedImage(QStringLiteral("logo")));
     return application;
 }
 

@@ -12,6 +12,7 @@
 #include <Page/View/ReadingList.h>
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/Factories.h>
 #include <Tools/PopView/MouseTracker.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
@@ -230,8 +231,7 @@ void SessionPage::resizeEvent(QResizeEvent* event) {
 }
 
 void SessionPage::showPinState() {
-    topImg_->setIcon(QIcon(session_.isTop() ? QStringLiteral(":/icons/translate_up.svg")
-                                            : QStringLiteral(":/icons/translate_up1.svg")));
+    topImg_->setIcon(namedImage(session_.isTop() ? QStringLiteral("translate_up") : QStringLiteral("translate_up1")));
     tipLab_->setText(session_.isTop() ? tr("取消置顶") : tr("置顶"));
     topImg_->setAccessibleName(tipLab_->text());
     hoverPin(topImg_->underMouse());

@@ -11,6 +11,7 @@
 #include <Tools/PopView/Colors.h>
 #include <Tools/PopView/CommonTipView.h>
 #include <Tools/PopView/ElidedLabel.h>
+#include <Tools/PopView/Factories.h>
 #include <Tools/PopView/StyleSheets.h>
 #include <Tools/PopView/SystemFont.h>
 #include <Tools/PopView/Windows.h>
@@ -142,7 +143,7 @@ void SessionWindow::buildHeader() {
     subject_->setToolTip(subject_->text());
 
     closeButton_->setObjectName(QStringLiteral("closeButton"));
-    closeButton_->setIcon(QIcon(QStringLiteral(":/icons/close.svg")));
+    closeButton_->setIcon(namedImage(QStringLiteral("close")));
     closeButton_->setIconSize({inPoints(closeSize), inPoints(closeSize)});
     closeButton_->setFocusPolicy(Qt::TabFocus);
     closeButton_->setCursor(Qt::PointingHandCursor);
