@@ -15,7 +15,7 @@ using Reading = UpstreamClient::Reading;
 
 constexpr std::chrono::seconds warmFor{30};
 constexpr long ok = 200;
-constexpr std::size_t mostRefusalBytes = 8 * 1024;
+constexpr std::size_t mostRefusalBytes = std::size_t{8} * 1024;
 
 ChatEvent endOf(const UpstreamEnd& end, ChatStreamParser& parser) {
     if (end.status != 0 && end.status != ok)

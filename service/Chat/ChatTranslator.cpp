@@ -11,7 +11,7 @@ namespace parlowen::service {
 
 namespace {
 
-constexpr std::size_t longestTranslation = 16 * 1024; // bytes
+constexpr std::size_t longestTranslation = std::size_t{16} * 1024; // bytes
 
 struct Named {
     std::string_view code;

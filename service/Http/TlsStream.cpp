@@ -16,7 +16,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::size_t recordBytes = 16 * 1024;
+constexpr std::size_t recordBytes = std::size_t{16} * 1024;
 
 error_code problemOf(int reason) {
     const unsigned long error = ERR_get_error();

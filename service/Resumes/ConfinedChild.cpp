@@ -25,7 +25,7 @@ std::filesystem::path readingProgram() {
 
 /// Takes all that comes from a child until it ends; whether it did so within the limits.
 bool takeAll(int socket, const ReaderLimits& limits, std::string& bytes) {
-    std::array<char, 64 * 1024> piece{};
+    std::array<char, std::size_t{64} * 1024> piece{};
     while (bytes.size() <= limits.bytes) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(limits.deadline - Clock::now());
         pollfd readable{socket, POLLIN, 0};
