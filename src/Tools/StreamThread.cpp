@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QNetworkProxy>
+#include <QNetworkReply>
 #include <chrono>
 
 namespace parlowen {
@@ -10,6 +11,7 @@ namespace {
 
 // Of a connection: after more of it, a router or a change of the network may have ended it without a word.
 constexpr std::chrono::seconds longestSilence{30};
+constexpr std::chrono::seconds longestOpening{3}; // a question does not wait for what may never be open
 
 /// The usual proxies. The library asks for those of "preconnect-https", which the environment names none for, and would
 /// connect past the one that the request itself goes through.
@@ -55,7 +57,11 @@ void StreamThread::prepare(const QUrl& url, QSslConfiguration tls) {
     delete prepared_;
     prepared_ = new QNetworkAccessManager(root_);
     prepared_->setProxyFactory(new Proxies); // which it owns
-    usable_.setRemainingTime(longestSilence);
+    usable_.setRemainingTime(longestOpening);
+    QObject::connect(prepared_, &QNetworkAccessManager::finished, root_, [this, opened = prepared_](auto* reply) {
+        if (opened && opened == prepared_ && reply->error() == QNetworkReply::NoError)
+            usable_.setRemainingTime(longestSilence);
+    });
     tls.setAllowedNextProtocols({QSslConfiguration::ALPNProtocolHTTP2, QSslConfiguration::NextProtocolHttp1_1});
     const bool isEncrypted = url.scheme() == u"https";
     const auto port = static_cast<quint16>(url.port(isEncrypted ? 443 : 80));

@@ -185,7 +185,7 @@ void AIInterviewDetailController::tokenDidRefresh(const AzTokenModel& token) {
 }
 
 void AIInterviewDetailController::partialSentence(const QString& text, const QString& translation) {
-    if (!centerModel_ && interviewModel_)
+    if (interviewModel_ && !isManual())
         answers_.prepare();
     const std::optional<qint64> known = centerModel_ ? centerModel_->start : std::nullopt;
     centerModel_ = makeRow(text, translation, known ? known : useTimeCount_, 0);
@@ -218,6 +218,8 @@ bool AIInterviewDetailController::translateEarlier(const QString& text, const QS
 void AIInterviewDetailController::dispatchQuestion(const QString& text) {
     if (interviewModel_ && interviewModel_->antoAnswerType == 0)
         return sendQuestion(text);
+    if (interviewModel_)
+        answers_.prepare(); // it may be asked at once
     questionText_ += u'\n' + text;
     tell(session::Collected{text});
 }

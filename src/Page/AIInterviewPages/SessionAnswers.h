@@ -25,7 +25,7 @@ public:
     /// The clients that carry those which have not ended.
     const std::vector<std::shared_ptr<StreamingClient>>& clients() const { return clients_; }
 
-    /// Somebody speaks: the next question will find a connection open.
+    /// A question is being said, or may be asked soon: it will find a connection open.
     void prepare() const { StreamingClient::prepare(streaming_); }
     /// Lists the answer, tells that it is asked for, and sends its question.
     void ask(const std::shared_ptr<StreamModel>& model);
