@@ -55,7 +55,14 @@ public:
         options.captchaPort = 0;
         options.port = 0;
         options.data = data();
-        server_ = std::make_unique<service::Service>(options, tuning_);
+        for (int tries = 1; !server_; ++tries) {
+            try {
+                server_ = std::make_unique<service::Service>(options, tuning_);
+            } catch (const service::AddressInUse&) {
+                if (tries == 5)
+                    throw; // else somebody had the next port, which is the captcha page's
+            }
+        }
     }
     /// Of the captcha's page; empty where nobody signs in by code.
     const std::string& captchaUrl() const { return server_->captchaUrl(); }
