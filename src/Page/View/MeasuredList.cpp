@@ -15,7 +15,7 @@ namespace parlowen {
 
 namespace {
 
-constexpr int wheelStep = 20; // of three for each notch of the wheel, whatever the rows' heights
+constexpr int wheelStep = 20; // at least; three for each notch of the wheel, whatever the rows' heights
 constexpr int sliceMilliseconds = 3;
 
 } // namespace
@@ -51,7 +51,11 @@ void MeasuredList::setModel(QAbstractItemModel* model) {
     measureAll();
 }
 
-void MeasuredList::setNominalRowHeight(int height) { verticalHeader()->setDefaultSectionSize(height); }
+void MeasuredList::setNominalRowHeight(int height) {
+    verticalHeader()->setDefaultSectionSize(height);
+    // One notch leaves the end: what is still near it follows the next word, and would never get away.
+    verticalScrollBar()->setSingleStep(std::max(wheelStep, (2 * height + 2) / 3));
+}
 
 int MeasuredList::contentHeight() const { return verticalHeader()->length() + footer_; }
 
