@@ -2,8 +2,10 @@
 
 #include "Words.h"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
+#include <span>
 
 namespace parlowen::recogniser {
 
@@ -11,7 +13,7 @@ namespace {
 
 constexpr double mostTokensPerSecond = 6.5;
 constexpr int tokensToSpare = 2;
-constexpr std::size_t longestUnit = 8; // words
+constexpr std::size_t longestUnit = 16; // words
 
 struct Run {
     std::size_t begin, unit, times; // words
@@ -24,10 +26,21 @@ std::size_t timesAt(const std::vector<Word>& words, std::size_t begin, std::size
     return (i - begin) / unit;
 }
 
+constexpr unsigned char firstOfWide = 0xe2; // byte of a character that may count as a word
+
+/// How often the same words come only where a model is stuck. Nobody repeats long ones to the letter.
+std::size_t fewestTimes(std::span<const Word> unit) {
+    const auto isWide = [](const Word& word) { return static_cast<unsigned char>(word.key[0]) >= firstOfWide; };
+    if (unit.size() == 1)
+        return 4;
+    return unit.size() < 8 || std::any_of(unit.begin(), unit.end(), isWide) ? 3 : 2;
+}
+
 std::optional<Run> firstRun(const std::vector<Word>& words) {
     for (std::size_t begin = 0; begin < words.size(); ++begin)
         for (std::size_t unit = 1; unit <= longestUnit && begin + unit < words.size(); ++unit)
-            if (const auto times = timesAt(words, begin, unit); times >= (unit == 1 ? 4U : 3U))
+            if (const auto times = timesAt(words, begin, unit);
+                times >= fewestTimes(std::span(words).subspan(begin, unit)))
                 return Run{begin, unit, times};
     return std::nullopt;
 }

@@ -5,7 +5,8 @@
 
 namespace parlowen::recogniser {
 
-/// Whether a model got stuck: one word four times in a row, or two to eight words three times.
+/// Whether a model got stuck: one word four times in a row, two to seven words three times, eight to sixteen
+/// twice, where they are no characters that count as words.
 bool repeatsItself(std::string_view text);
 
 /// Each such run as one.

@@ -272,6 +272,10 @@ TEST(RepeatGuard, FindsLoopsAndTakesThemOut) {
     EXPECT_FALSE(repeatsItself("no, no, no"));
     EXPECT_FALSE(repeatsItself("that that is is that that is not is not"));
     EXPECT_EQ(withoutRepeats("It is, is, is, is so I think so I think so i think."), "It is, so I think");
+    EXPECT_EQ(withoutRepeats("Why do you want to work here and what do you want to work here and what do you want"),
+              "Why do you want to work here and what do you want");
+    EXPECT_FALSE(repeatsItself("tell me about your last job, tell me about your last job"));
+    EXPECT_FALSE(repeatsItself("请介绍一下你自己，请介绍一下你自己"));
     EXPECT_TRUE(isTooMuch(70, 10));
     EXPECT_FALSE(isTooMuch(67, 10));
 }
