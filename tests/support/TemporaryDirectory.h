@@ -69,8 +69,11 @@ struct ShellRun {
 
 /// Whether it comes true, for what another thread does.
 inline bool eventually(const std::function<bool()>& condition, std::chrono::seconds bound = std::chrono::seconds(10)) {
-    for (auto look = bound / std::chrono::milliseconds(5); look > 0 && !condition(); --look)
+    for (auto look = bound / std::chrono::milliseconds(5); look > 0; --look) {
+        if (condition())
+            return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     return condition();
 }
 

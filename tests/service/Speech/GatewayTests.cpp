@@ -91,9 +91,16 @@ std::unique_ptr<SpeechService> scriptedService(const SpeechGatewayOptions& optio
     return speech;
 }
 
-/// Whether the only place of a gateway is given back. It is as soon as the server has seen the end.
-bool placeIsFree(RunningGateway& gateway) {
-    return eventually([&gateway] { return gateway.client().status() == 101; }, 20s);
+/// A client on the only place of a gateway, once that is given back: as soon as the server has seen an end. Else null.
+std::unique_ptr<GatewayClient> nextClient(RunningGateway& gateway) {
+    std::unique_ptr<GatewayClient> client;
+    const bool isFree = eventually(
+        [&] {
+            client.reset(new GatewayClient(gateway.client())); // in place: it cannot be moved
+            return client->status() == 101;
+        },
+        20s);
+    return isFree ? std::move(client) : nullptr;
 }
 
 /// A whole text frame as a client sends it, masked with zeros. Short ones only.
@@ -132,25 +139,24 @@ TEST(Gateway, GivesAPlaceBackWhateverItsClientDoes) {
     const auto first = shared.client();
     EXPECT_EQ(shared.client().status(), 503U) << "another of the same user";
     EXPECT_EQ(shared.client(plainPath, shared.speech->tokens.issue({5, {}})).status(), 101U);
-    EXPECT_TRUE(placeIsFree(gateway)) << "after a connection that was cut";
-    {
-        // A bad message and the start of a frame in one piece: the server closes while it reads. Then bad UTF-8.
-        auto client = gateway.client();
-        client.sendRaw(maskedFrame("no headers") + maskedFrame("a\xff\xfe and more").substr(0, 6));
-        EXPECT_FALSE(client.receive());
-        client.sendRaw(maskedFrame("a\xff\xfe and more").substr(6));
-    }
-    EXPECT_TRUE(placeIsFree(gateway)) << "when closing and reading wait for each other";
-    auto unanswering = gateway.client();
-    unanswering.send("no headers");
-    EXPECT_TRUE(placeIsFree(gateway)) << "from a client that answers no close";
-    auto unreading = gateway.client();
+    auto bad = nextClient(gateway);
+    ASSERT_TRUE(bad) << "after a connection that was cut";
+    // A bad message and the start of a frame in one piece: the server closes while it reads. Then bad UTF-8.
+    bad->sendRaw(maskedFrame("no headers") + maskedFrame("a\xff\xfe and more").substr(0, 6));
+    EXPECT_FALSE(bad->receive());
+    bad->sendRaw(maskedFrame("a\xff\xfe and more").substr(6));
+    bad.reset();
+    const auto unanswering = nextClient(gateway);
+    ASSERT_TRUE(unanswering) << "when closing and reading wait for each other";
+    unanswering->send("no headers");
+    const auto unreading = nextClient(gateway);
+    ASSERT_TRUE(unreading) << "from a client that answers no close";
     const std::string context = "Path: speech.context\r\nX-RequestId: 1\r\n\r\n" + plainContext;
     int sent = 0;
-    while (sent < 200'000 && unreading.send(context))
+    while (sent < 200'000 && unreading->send(context))
         ++sent;
     EXPECT_LT(sent, 200'000) << "a client that reads nothing is cut";
-    EXPECT_TRUE(placeIsFree(gateway));
+    EXPECT_TRUE(nextClient(gateway));
 }
 
 TEST(Gateway, WhoeverHasMostPlacesGivesTheOneThatIsQuietForLongestToWhoeverHasFewer) {
