@@ -52,8 +52,6 @@ void StreamThread::end() {
 
 // A request offers HTTP/2 as well, and would not take a connection that was opened without.
 void StreamThread::prepare(const QUrl& url, QSslConfiguration tls) {
-    if (prepared_ && !usable_.hasExpired())
-        return;
     delete prepared_;
     prepared_ = new QNetworkAccessManager(root_);
     prepared_->setProxyFactory(new Proxies); // which it owns
@@ -72,7 +70,7 @@ void StreamThread::prepare(const QUrl& url, QSslConfiguration tls) {
 }
 
 QNetworkAccessManager& StreamThread::borrowManager() {
-    if (prepared_ && !usable_.hasExpired())
+    if (isPrepared())
         return *std::exchange(prepared_, nullptr);
     return *new QNetworkAccessManager(root_);
 }

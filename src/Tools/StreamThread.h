@@ -26,9 +26,11 @@ public:
     void post(std::function<void()> work) { queue_.post(std::move(work)); }
 
     /// Opens a connection to the host of an http or https URL, so that the next stream need not wait for its
-    /// handshakes. Where there is one already, nothing happens; where it fails, the stream will tell. On the thread
-    /// only.
+    /// handshakes, in place of one that is prepared. Where it fails, the stream will tell. On the thread only.
     void prepare(const QUrl& url, QSslConfiguration tls);
+
+    /// Whether a connection is open for the next stream, or on its way. On the thread only.
+    bool isPrepared() const { return prepared_ && !usable_.hasExpired(); }
 
     /// A manager for one stream alone, until it is given back; it has the prepared connection, where there is one. On
     /// the thread only; the thread owns it.

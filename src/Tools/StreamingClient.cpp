@@ -41,8 +41,11 @@ std::shared_ptr<StreamingClient> StreamingClient::make(std::shared_ptr<StreamMod
 void StreamingClient::prepare(const StreamingEnvironment& environment) {
     const std::optional<QUrl> url = requestUrl(environment.baseUrl, path, {});
     if (url)
-        StreamThread::shared().post(
-            [url, tls = sslConfiguration(environment.trust, *url)] { StreamThread::shared().prepare(*url, tls); });
+        StreamThread::shared().post([url, trust = environment.trust] {
+            StreamThread& thread = StreamThread::shared();
+            if (!thread.isPrepared()) // each partial sentence asks
+                thread.prepare(*url, sslConfiguration(trust, *url));
+        });
 }
 
 void StreamingClient::start() {
