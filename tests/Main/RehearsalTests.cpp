@@ -141,7 +141,7 @@ TEST_F(ScriptedBackendRehearsalTest, TheCheckOfAnswersAsksOnceAndSaysHowLongItTo
     EXPECT_THAT(check(Reply::json(200, piece("My ") + piece("team") + piece("@@"))),
                 ::testing::MatchesRegex("0 What do .*\n\nMy team\n\nfirst piece after [0-9]+ ms, the whole "
                                         "answer after [0-9]+ ms\n"));
-    EXPECT_THAT(check(Reply::json(200, piece("My ") + ": failed\n" + piece("(no)") + piece("@@"))),
+    EXPECT_THAT(check(Reply::json(200, piece("My ") + ": failed\n\n" + piece("(no)") + piece("@@"))),
                 ::testing::MatchesRegex("1 What do .*\n\nMy \\(no\\)\n\nthe language model failed\n"));
     EXPECT_THAT(check(Reply::json(500, R"({"code":1,"message":"broken"})")),
                 ::testing::MatchesRegex("1 What do .*HTTP 500: broken.*"));

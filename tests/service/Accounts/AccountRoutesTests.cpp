@@ -216,6 +216,9 @@ TEST(CodeDelivery, ACommandGetsNumberAndTextOnItsInputAlone) {
     EXPECT_TRUE(deliveryByCommand("cat > '" + file + "'")({message.phone, message.code, true}));
     EXPECT_NE(contentsOf(file).find("your sign-in code is 123456"), std::string::npos);
     EXPECT_FALSE(deliveryByCommand("exit 3")(message));
+    EXPECT_TRUE(deliveryByCommand("sleep 600 & printf $! > '" + file + "'")(message));
+    const std::string left = "/proc/" + contentsOf(file) + "/cmdline"; // empty once it ended
+    EXPECT_TRUE(eventually([&left] { return contentsOf(left).empty(); })) << "what it started goes with it";
     EXPECT_FALSE(deliveryByCommand("sleep 600", 50ms)(message)) << "hangs";
 }
 
