@@ -97,6 +97,7 @@ void UtteranceTracker::beginSegment(std::int64_t from, std::int64_t onset) {
     words_ = {};
     lastPartial_.clear();
     runningPartial_.reset();
+    forgetPause();
     nextPartialAt_ = from + firstPartial;
 }
 
@@ -107,22 +108,32 @@ void UtteranceTracker::whileSpeaking() {
         tellStart();
     if (position_ - segmentFrom_ >= longestPiece)
         cutSpeech();
+    if (detector_->quiet() < decodedPause)
+        forgetPause();
+    else if (!pauseJob_ && startTold_) // a fragment may be no word at all
+        decodeInAdvance();
+}
+
+void UtteranceTracker::decodeInAdvance() {
+    pauseJob_ = Job{Job::Kind::Pause, ++jobs_, segmentFrom_, position_, segmentOnset_};
+    pauseHandedOut_ = false;
+}
+
+void UtteranceTracker::forgetPause() {
+    pauseJob_.reset();
+    pauseText_.reset();
 }
 
 void UtteranceTracker::beginPause() {
     state_ = State::Pausing;
     auto& utterance = utterances_.back();
     utterance.speechTo = std::max(position_ - VoiceDetector::closeDelay, utterance.speechFrom);
-    pauseText_.reset();
-    pauseHandedOut_ = false;
-    pauseJob_ =
-        Job{Job::Kind::Pause, ++jobs_, segmentFrom_, std::min(utterance.speechTo + tail, position_), segmentOnset_};
+    if (!pauseJob_)
+        decodeInAdvance();
 }
 
 void UtteranceTracker::resumeSpeech() {
     state_ = State::Speaking;
-    pauseJob_.reset();
-    pauseText_.reset();
     whileSpeaking();
 }
 
@@ -177,14 +188,16 @@ void UtteranceTracker::closeUtterance(std::int64_t pieceEnd) {
     }
     usedUpTo_ = pieceEnd;
     state_ = State::Quiet;
-    pauseJob_.reset();
+    forgetPause();
     runningPartial_.reset();
 }
 
 /// The rest of the audio, less than a window, cannot hold a word of its own.
 void UtteranceTracker::endInput() {
-    if (state_ == State::Speaking)
+    if (state_ == State::Speaking) {
         utterances_.back().speechTo = end();
+        forgetPause();
+    }
     if (state_ != State::Quiet)
         closeUtterance(pauseJob_ ? pauseJob_->to : end());
     position_ = end();
@@ -198,7 +211,7 @@ std::optional<UtteranceTracker::Job> UtteranceTracker::nextFinalJob() {
         for (auto& piece : utterance.pieces)
             if (!piece.text && !std::exchange(piece.handedOut, true))
                 return Job{Job::Kind::Piece, piece.number, piece.from, piece.to, piece.onset};
-    if (state_ == State::Pausing && pauseJob_ && !pauseText_ && !std::exchange(pauseHandedOut_, true))
+    if (pauseJob_ && !pauseText_ && !std::exchange(pauseHandedOut_, true))
         return pauseJob_;
     return std::nullopt;
 }
@@ -211,7 +224,7 @@ std::optional<UtteranceTracker::Job> UtteranceTracker::nextPartialJob(Clock::tim
 }
 
 std::optional<UtteranceTracker::Clock::time_point> UtteranceTracker::nextPartialTime() const {
-    if (state_ != State::Speaking || runningPartial_ || position_ < nextPartialAt_)
+    if (state_ != State::Speaking || pauseJob_ || runningPartial_ || position_ < nextPartialAt_)
         return std::nullopt;
     return partialNotBefore_;
 }
@@ -241,10 +254,13 @@ void UtteranceTracker::onText(const Job& job, std::optional<std::string> text, C
             tellPartial();
         }
     } else if (job.kind == Job::Kind::Pause) {
-        if (!wants(job))
-            return; // the speech went on
-        pauseText_ = text.value_or("");
-        words_.add(*pauseText_, job.to - job.from >= fewestToSettle);
+        if (state_ == State::Quiet || job.from != segmentFrom_)
+            return;
+        if (wants(job))
+            pauseText_ = text.value_or("");
+        // As good as any partial one where the speech went on.
+        nextPartialAt_ = std::max(nextPartialAt_, job.to + partialEvery);
+        words_.add(text.value_or(""), job.to - job.from >= fewestToSettle);
         tellPartial();
     } else {
         for (auto& utterance : utterances_)

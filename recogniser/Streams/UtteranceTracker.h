@@ -20,16 +20,16 @@ namespace parlowen::recogniser {
 /// One stream's audio becomes utterances: where somebody speaks, what has to be decoded for it and when, and what is
 /// told of it. It decodes nothing itself and knows no thread or clock; positions count samples.
 ///
-/// A pause of `closeDelay` has the utterance decoded in advance; that text chooses how long the pause must last, and is
-/// the final one when it does. Speech of more than `longestPiece` is cut at its quietest place; its pieces become one
-/// utterance, up to `longestUtterance`.
+/// A pause of `decodedPause` has the utterance decoded in advance, before it is known for one; that text chooses how
+/// long the pause must last, and is the final one when it does. Speech of more than `longestPiece` is cut at its
+/// quietest place; its pieces become one utterance, up to `longestUtterance`.
 class UtteranceTracker {
 public:
     using Clock = std::chrono::steady_clock;
     using Sink = std::function<void(StreamEvent)>;
 
     static constexpr std::int64_t preRoll = sampleRate * 35 / 100;
-    static constexpr std::int64_t tail = sampleRate * 25 / 100; ///< decoded after the end of speech
+    static constexpr std::int64_t decodedPause = sampleRate * 16 / 100; ///< and so much of it with the speech
     static constexpr std::int64_t shortestSpeech = sampleRate * 3 / 10;
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
     static constexpr std::int64_t cutWithin = sampleRate * std::int64_t{3}; ///< at the end of a longest piece
@@ -103,6 +103,8 @@ private:
     void beginSpeech();
     void whileSpeaking();
     void beginPause();
+    void decodeInAdvance();
+    void forgetPause();
     void resumeSpeech();
     void onPause();
     bool isFragment() const;
@@ -135,7 +137,7 @@ private:
     bool startTold_ = false;
     std::uint64_t jobs_ = 0;
 
-    std::optional<Job> pauseJob_;          ///< while pausing
+    std::optional<Job> pauseJob_;          ///< while pausing, and where a pause may begin
     bool pauseHandedOut_ = false;          ///<
     std::optional<std::string> pauseText_; ///<
 

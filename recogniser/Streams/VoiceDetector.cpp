@@ -72,6 +72,7 @@ public:
         }
         return speaking_;
     }
+    std::int64_t quiet() const override { return quiet_ * static_cast<std::int64_t>(windowLength); }
 
 private:
     /// Of what lies `windowLength - overlap` before the end of the window.

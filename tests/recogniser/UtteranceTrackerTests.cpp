@@ -28,13 +28,14 @@ public:
     bool feed(const Window& samples) override {
         const bool voice = samples.front() != 0;
         voiced = voice ? voiced + window : 0;
-        quiet = voice ? 0 : quiet + window;
-        speaking = voiced >= onsetDelay || (speaking && quiet <= closeDelay);
+        silent = voice ? 0 : silent + window;
+        speaking = voiced >= onsetDelay || (speaking && silent <= closeDelay);
         return speaking;
     }
+    std::int64_t quiet() const override { return silent; }
 
 private:
-    std::int64_t voiced = 0, quiet = 0;
+    std::int64_t voiced = 0, silent = 0;
     bool speaking = false;
 };
 
@@ -146,6 +147,21 @@ TEST_F(UtteranceTrackerTest, ThePauseThatEndsItDependsOnTheWords) {
     EXPECT_EQ(finalsAfter("It is so.", 0.8), 1U);
     EXPECT_EQ(finalsAfter("It is so, and", 1.1), 0U);
     EXPECT_EQ(finalsAfter("It is so, and", 1.3), 1U);
+}
+
+TEST_F(UtteranceTrackerTest, WhatMayBeAPauseIsDecodedAtOnceAndThatTextIsTheFinalOneIfItLasts) {
+    say = [](const Job& job) { return "Is it " + std::to_string(job.to) + "?"; };
+    hear({{2, 9}, {0.3, 0}});
+    const auto early = jobs.back();
+    EXPECT_EQ(early.kind, Job::Kind::Pause);
+    EXPECT_LT(early.to, 32'000 + VoiceDetector::closeDelay);
+    hear({{0.1, 9}, {0.3, 0}}); // it was none
+    const auto second = jobs.back();
+    EXPECT_GT(second.to, early.to);
+    hear({{0.4, 0}});
+    EXPECT_EQ(jobs.back().to, second.to);
+    ASSERT_EQ(told(Kind::Final).size(), 1U);
+    EXPECT_EQ(told(Kind::Final)[0].text, say(second));
 }
 
 TEST_F(UtteranceTrackerTest, AShortPauseAndAFragmentBeforeASentenceAreOneUtterance) {
