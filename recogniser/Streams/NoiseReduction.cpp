@@ -16,6 +16,7 @@ constexpr int mostReduction = -12; // dB; of 6, 12, 15 and 20 the one with the f
 
 constexpr double littleNoise = 16; // dB below the speech; a piece with less is heard as it was captured
 constexpr double muchNoise = 12;   // one with more is heard with it reduced
+constexpr double quietRoom = 26;   // one with less is followed by silence
 constexpr std::size_t leadInQuiet = sampleRate * 22 / 100;
 
 /// Mean squares of the whole frames.
@@ -82,6 +83,12 @@ std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<con
                        return ((1 - share) * static_cast<float>(as) + share * static_cast<float>(less)) / 32'768.0F;
                    });
     return heard;
+}
+
+std::size_t silenceBehind(std::span<const std::int16_t> captured, bool finished) {
+    if (speechToNoise(captured) < quietRoom)
+        return 0;
+    return finished ? sampleRate * 3 / 10 : sampleRate / 10;
 }
 
 } // namespace parlowen::recogniser

@@ -39,4 +39,9 @@ double speechToNoise(std::span<const std::int16_t> samples);
 std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced,
                            std::size_t onset);
 
+/// How much silence a model is to hear behind a piece, in samples. It mistakes fewer words when the piece does not
+/// break off with the last of them, and of speech that goes on it hears the first one sooner. Behind noise silence is a
+/// break of its own.
+std::size_t silenceBehind(std::span<const std::int16_t> captured, bool finished);
+
 } // namespace parlowen::recogniser

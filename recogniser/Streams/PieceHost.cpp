@@ -66,8 +66,10 @@ void PieceHost::handle(const Frame& frame) {
 std::vector<float> PieceHost::samplesOf(const Stream& stream, const Job& job) {
     const auto reduced = stream.tracker->samplesOf(job);
     const auto first = static_cast<std::size_t>(job.from - stream.capturedFrom);
-    return heardOf(std::span(stream.captured).subspan(first, reduced.size()), reduced,
-                   static_cast<std::size_t>(job.onset - job.from));
+    const auto captured = std::span(stream.captured).subspan(first, reduced.size());
+    auto heard = heardOf(captured, reduced, static_cast<std::size_t>(job.onset - job.from));
+    heard.resize(heard.size() + silenceBehind(captured, job.isForFinal()));
+    return heard;
 }
 
 void PieceHost::open(const Frame& frame) {

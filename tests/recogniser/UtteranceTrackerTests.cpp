@@ -339,8 +339,10 @@ TEST(NoiseReduction, IsHeardWhereThereIsMuchNoise) {
         const auto heard = heardOf(captured, Samples(captured.size(), 16'384), 5'520);
         EXPECT_NEAR(static_cast<double>(captured.size() - heard.size()), (1 - shareAt(heard, captured)) * 2'000, 1)
             << "and how much of what comes before the speech";
+        EXPECT_EQ(silenceBehind(captured, true) > 0, decibels > 30);
         return shareAt(heard, captured);
     };
+    EXPECT_EQ(share(40), 0);
     EXPECT_EQ(share(20), 0);
     EXPECT_NEAR(share(17), 0.5, 0.2) << "three less over the pauses and all";
     EXPECT_EQ(share(13), 1);
