@@ -23,8 +23,9 @@ public:
 
     virtual ~VoiceDetector() = default;
     virtual bool feed(const Window& window) = 0;
-    /// Samples that nobody may have spoken in since the last that somebody did, as heard until now.
-    virtual std::int64_t quiet() const = 0;
+    /// Samples that nobody may have spoken in since the last that somebody did. 0 when it knows of no pause before the
+    /// pause is certain.
+    virtual std::int64_t quiet() const { return 0; }
 };
 
 using DetectorFactory = std::function<std::unique_ptr<VoiceDetector>()>;
