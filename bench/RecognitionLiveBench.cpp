@@ -30,11 +30,11 @@ constexpr std::chrono::milliseconds pieceTime{100};
 constexpr std::chrono::milliseconds apart{700}; // the begin of one call and of the next one
 
 using Span = std::pair<std::int64_t, std::int64_t>; ///< from and to, in samples
-constexpr std::int64_t frame = 160;
+constexpr std::int64_t frameLength = 160;
 
 int peakAt(const Samples& samples, std::int64_t at) {
     int peak = 0;
-    for (const int sample : std::span(samples).subspan(static_cast<std::size_t>(at), frame))
+    for (const int sample : std::span(samples).subspan(static_cast<std::size_t>(at), frameLength))
         peak = std::max(peak, std::abs(sample));
     return peak;
 }
@@ -42,12 +42,12 @@ int peakAt(const Samples& samples, std::int64_t at) {
 /// Without the noise of the room before and after it: what lies 26 dB and more below the loudest.
 Span speechIn(const Samples& samples, Span sound) {
     int loudest = 0;
-    for (auto at = sound.first; at < sound.second; at += frame)
+    for (auto at = sound.first; at < sound.second; at += frameLength)
         loudest = std::max(loudest, peakAt(samples, at));
     while (peakAt(samples, sound.first) * 20 < loudest)
-        sound.first += frame;
-    while (peakAt(samples, sound.second - frame) * 20 < loudest)
-        sound.second -= frame;
+        sound.first += frameLength;
+    while (peakAt(samples, sound.second - frameLength) * 20 < loudest)
+        sound.second -= frameLength;
     return sound;
 }
 
@@ -56,13 +56,13 @@ std::vector<Span> speechOf(const Samples& samples) {
     constexpr std::int64_t shortestGap = 9'600;
     constexpr int threshold = 160;
     std::vector<Span> sounds;
-    for (std::int64_t at = 0; at + frame <= static_cast<std::int64_t>(samples.size()); at += frame) {
+    for (std::int64_t at = 0; at + frameLength <= static_cast<std::int64_t>(samples.size()); at += frameLength) {
         if (peakAt(samples, at) <= threshold)
             continue;
         if (!sounds.empty() && at - sounds.back().second < shortestGap)
-            sounds.back().second = at + frame;
+            sounds.back().second = at + frameLength;
         else
-            sounds.emplace_back(at, at + frame);
+            sounds.emplace_back(at, at + frameLength);
     }
     for (auto& sound : sounds)
         sound = speechIn(samples, sound);

@@ -1,4 +1,6 @@
 #include "Decoding/Transcriber.h"
+#include "Decoding/Words.h"
+#include "Protocol/StreamEvent.h"
 #include "SelfTest.h"
 #include "Streams/PieceHost.h"
 #include "Streams/StreamingHost.h"
@@ -7,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <future>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
@@ -106,21 +109,43 @@ ModelFolder modelAt(const fs::path& folder) {
     return *model;
 }
 
+/// Through a stream of its own.
+std::string heardBy(const StreamingModel& model, std::span<const float> audio) {
+    std::string heard;
+    std::promise<void> ended;
+    StreamingHost host(model, 1, [&](const Frame& frame) {
+        const auto event = frame.kind == Frame::Kind::Event ? decodeStreamEvent(frame.body) : std::nullopt;
+        if (event && event->kind == StreamEvent::Kind::Final)
+            heard = joined(heard, event->text);
+        else if (event && event->kind == StreamEvent::Kind::End)
+            ended.set_value();
+    });
+    std::vector<std::int16_t> samples(audio.size());
+    std::transform(audio.begin(), audio.end(), samples.begin(),
+                   [](float sample) { return static_cast<std::int16_t>(sample * 32'767); });
+    host.handle({Frame::Kind::Open, 1, "{}"});
+    host.handle({Frame::Kind::Audio, 1, {reinterpret_cast<const char*>(samples.data()), samples.size() * 2}});
+    host.handle({Frame::Kind::Finish, 1, {}});
+    ended.get_future().wait();
+    return heard;
+}
+
 Recogniser load(const SherpaLibrary& library, const ModelFolder& model, unsigned threads) {
     Recogniser recogniser{nullptr, nullptr, {}, DecodingLoad(threads)};
-    if (isStreaming(model.family)) {
-        recogniser.streaming = std::make_unique<StreamingModel>(library, model);
-        return recogniser;
-    }
-    recogniser.transcriber = loadTranscriber(library, model);
     const auto audio = selfTestAudio();
-    finalText(*recogniser.transcriber, audio); // the first decoding is slower than all others
+    const auto hear = [&] {
+        return recogniser.streaming ? heardBy(*recogniser.streaming, audio) : finalText(*recogniser.transcriber, audio);
+    };
+    if (isStreaming(model.family))
+        recogniser.streaming = std::make_unique<StreamingModel>(library, model);
+    else
+        recogniser.transcriber = loadTranscriber(library, model);
+    hear(); // the first decoding is slower than all others
     const auto begin = Clock::now();
-    recogniser.heard = finalText(*recogniser.transcriber, audio);
-    const auto took = Clock::now() - begin;
-    recogniser.load.add(static_cast<double>(audio.size()) / sampleRate, took, {}, Clock::now());
+    recogniser.heard = hear();
+    recogniser.load.add(static_cast<double>(audio.size()) / sampleRate, Clock::now() - begin, {}, Clock::now());
     const bool speaksEnglish = std::find(model.languages.begin(), model.languages.end(), "en") != model.languages.end();
-    if (speaksEnglish && !isSelfTestSentence(recogniser.heard))
+    if (recogniser.transcriber && speaksEnglish && !isSelfTestSentence(recogniser.heard))
         throw std::runtime_error("the model does not understand the test sentence; it heard \"" + recogniser.heard +
                                  "\"");
     return recogniser;

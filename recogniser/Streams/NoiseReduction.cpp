@@ -1,11 +1,10 @@
 #include "NoiseReduction.h"
 
+#include "Decoding/SpeechToNoise.h"
 #include "Protocol/Frames.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <numeric>
 #include <speex/speex_preprocess.h>
 
 namespace parlowen::recogniser {
@@ -18,16 +17,6 @@ constexpr double littleNoise = 16; // dB below the speech; a piece with less is 
 constexpr double muchNoise = 12;   // one with more is heard with it reduced
 constexpr double quietRoom = 26;   // one with less is followed by silence
 constexpr std::size_t leadInQuiet = sampleRate * 22 / 100;
-
-/// Mean squares of the whole frames.
-std::vector<double> powersOf(std::span<const std::int16_t> samples) {
-    std::vector<double> powers;
-    for (; samples.size() >= NoiseReduction::frame; samples = samples.subspan(NoiseReduction::frame)) {
-        const auto first = samples.first(NoiseReduction::frame);
-        powers.push_back(std::inner_product(first.begin(), first.end(), first.begin(), 1.0) / first.size());
-    }
-    return powers;
-}
 
 } // namespace
 
@@ -58,17 +47,6 @@ std::vector<std::int16_t> NoiseReduction::finish() {
     auto rest = feed(std::vector<std::int16_t>(2 * frame));
     rest.resize(missing);
     return rest;
-}
-
-double speechToNoise(std::span<const std::int16_t> samples) {
-    auto powers = powersOf(samples);
-    if (powers.empty())
-        return std::numeric_limits<double>::infinity();
-    std::sort(powers.begin(), powers.end());
-    const double noise = powers[powers.size() / 10];
-    const auto loud = std::lower_bound(powers.begin(), powers.end(), powers.back() / 1'000);
-    const double speech = std::accumulate(loud, powers.end(), 0.0) / static_cast<double>(powers.end() - loud);
-    return 10 * std::log10(speech / noise);
 }
 
 std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<const std::int16_t> reduced,

@@ -28,10 +28,6 @@ private:
     bool begun_ = false;
 };
 
-/// How far the noise of a piece of speech lies below it, in dB: the mean power of the frames of 20 ms within 30 dB of
-/// the loudest, over that of the quietest tenth. Infinite for less than a frame.
-double speechToNoise(std::span<const std::int16_t> samples);
-
 /// What a model is to hear of a piece of audio, -1 to 1. `reduced` is as long as `captured`, the speech begins at
 /// `onset`. The models mistake words in noise 10 dB below the speech that they hear once it is reduced and when more
 /// than 0.22 s come before them; where the noise is 20 dB below they mistake others for either, so that they hear

@@ -8,6 +8,8 @@ namespace parlowen::recogniser {
 
 namespace {
 
+double secondsOf(const UtteranceTracker::Job& job) { return static_cast<double>(job.to - job.from) / sampleRate; }
+
 std::vector<std::int16_t> audioOf(const Frame& frame) {
     std::vector<std::int16_t> samples(frame.body.size() / sizeof(std::int16_t));
     std::memcpy(samples.data(), frame.body.data(), samples.size() * sizeof(std::int16_t));
@@ -68,7 +70,7 @@ std::vector<float> PieceHost::samplesOf(const Stream& stream, const Job& job) {
     const auto first = static_cast<std::size_t>(job.from - stream.capturedFrom);
     const auto captured = std::span(stream.captured).subspan(first, reduced.size());
     auto heard = heardOf(captured, reduced, static_cast<std::size_t>(job.onset - job.from));
-    heard.resize(heard.size() + silenceBehind(captured, job.isForFinal()));
+    heard.resize(heard.size() + silenceBehind(captured, job.kind == Job::Kind::Pause));
     return heard;
 }
 
@@ -154,13 +156,14 @@ PieceHost::Clock::time_point PieceHost::nextPartialTime() const {
 
 void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::duration took) {
     const auto now = Clock::now();
+    const auto found = streams_.find(done.stream);
+    const bool wanted = found != streams_.end() && found->second.tracker->wants(done.job);
     if (done.job.isForFinal())
-        load_.add(static_cast<double>(done.samples.size()) / sampleRate, took, now - done.since, now);
+        load_.add(secondsOf(done.job), took, wanted ? now - done.since : Clock::duration(), now);
     else
         --runningPartials_;
     tellLoad(now);
     wake_.notify_all();
-    const auto found = streams_.find(done.stream);
     if (found == streams_.end())
         return;
     found->second.tracker->onText(done.job, std::move(text), now, took);

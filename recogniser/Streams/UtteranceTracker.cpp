@@ -1,6 +1,7 @@
 #include "UtteranceTracker.h"
 
 #include "Decoding/QuietPlace.h"
+#include "Decoding/SpeechToNoise.h"
 #include "Decoding/Words.h"
 #include "UtteranceWait.h"
 
@@ -17,6 +18,7 @@ constexpr std::int64_t windowLength = VoiceDetector::windowLength;
 constexpr std::int64_t warmUp = 16 * windowLength;
 constexpr std::int64_t waitAfterFragment = sampleRate; // too short to be a word: it may be the first syllable of one
 constexpr std::size_t mostUndecoded = 2;
+constexpr double clearly = 24;  // dB, of speech with its noise reduced
 constexpr int partialShare = 3; // a partial may take one part of time in so many and one more
 
 } // namespace
@@ -106,16 +108,24 @@ void UtteranceTracker::whileSpeaking() {
     utterance.speechTo = position_;
     if (utterance.speechTo - utterance.speechFrom >= shortestSpeech + VoiceDetector::closeDelay)
         tellStart();
-    if (position_ - segmentFrom_ >= longestPiece)
+    const bool mayPause = detector_->quiet() >= decodedPause;
+    if (position_ - segmentFrom_ >= longestPiece && !mayPause)
         cutSpeech();
-    if (detector_->quiet() < decodedPause)
+    if (!mayPause)
         forgetPause();
-    else if (!pauseJob_ && startTold_) // a fragment may be no word at all
-        decodeInAdvance();
+    else if (!pauseJob_ && startTold_ && isClear()) // a fragment may be no word at all
+        decodePause(position_);
 }
 
-void UtteranceTracker::decodeInAdvance() {
-    pauseJob_ = Job{Job::Kind::Pause, ++jobs_, segmentFrom_, position_, segmentOnset_};
+/// In noise a word may still end where nobody seems to speak.
+bool UtteranceTracker::isClear() const {
+    const auto segment = std::span(audio_).subspan(static_cast<std::size_t>(segmentFrom_ - audioStart_),
+                                                   static_cast<std::size_t>(position_ - segmentFrom_));
+    return speechToNoise(segment) > clearly;
+}
+
+void UtteranceTracker::decodePause(std::int64_t to) {
+    pauseJob_ = Job{Job::Kind::Pause, ++jobs_, segmentFrom_, to, segmentOnset_};
     pauseHandedOut_ = false;
 }
 
@@ -129,7 +139,7 @@ void UtteranceTracker::beginPause() {
     auto& utterance = utterances_.back();
     utterance.speechTo = std::max(position_ - VoiceDetector::closeDelay, utterance.speechFrom);
     if (!pauseJob_)
-        decodeInAdvance();
+        decodePause(std::min(utterance.speechTo + tail, position_));
 }
 
 void UtteranceTracker::resumeSpeech() {
@@ -258,6 +268,8 @@ void UtteranceTracker::onText(const Job& job, std::optional<std::string> text, C
             return;
         if (wants(job))
             pauseText_ = text.value_or("");
+        else
+            partialNotBefore_ = now + partialShare * took;
         // As good as any partial one where the speech went on.
         nextPartialAt_ = std::max(nextPartialAt_, job.to + partialEvery);
         words_.add(text.value_or(""), job.to - job.from >= fewestToSettle);

@@ -20,16 +20,18 @@ namespace parlowen::recogniser {
 /// One stream's audio becomes utterances: where somebody speaks, what has to be decoded for it and when, and what is
 /// told of it. It decodes nothing itself and knows no thread or clock; positions count samples.
 ///
-/// A pause of `decodedPause` has the utterance decoded in advance, before it is known for one; that text chooses how
-/// long the pause must last, and is the final one when it does. Speech of more than `longestPiece` is cut at its
-/// quietest place; its pieces become one utterance, up to `longestUtterance`.
+/// A pause has the utterance decoded in advance: `closeDelay`, or, where the speech stands out clearly, as soon as
+/// `decodedPause`, before it is known for one. That text chooses how long the pause must last, and is the final one
+/// when it does. Speech of more than `longestPiece` is cut at its quietest place; its pieces become one utterance, up
+/// to `longestUtterance`.
 class UtteranceTracker {
 public:
     using Clock = std::chrono::steady_clock;
     using Sink = std::function<void(StreamEvent)>;
 
     static constexpr std::int64_t preRoll = sampleRate * 35 / 100;
-    static constexpr std::int64_t decodedPause = sampleRate * 16 / 100; ///< and so much of it with the speech
+    static constexpr std::int64_t tail = sampleRate * 25 / 100; ///< at most, decoded after the end of speech
+    static constexpr std::int64_t decodedPause = sampleRate * 16 / 100;
     static constexpr std::int64_t shortestSpeech = sampleRate * 3 / 10;
     static constexpr std::int64_t longestPiece = sampleRate * std::int64_t{10};
     static constexpr std::int64_t cutWithin = sampleRate * std::int64_t{3}; ///< at the end of a longest piece
@@ -103,7 +105,8 @@ private:
     void beginSpeech();
     void whileSpeaking();
     void beginPause();
-    void decodeInAdvance();
+    bool isClear() const;
+    void decodePause(std::int64_t to);
     void forgetPause();
     void resumeSpeech();
     void onPause();

@@ -60,6 +60,7 @@ public:
 
     bool feed(const Window& window) override {
         const float voice = probability(window);
+        certain_ = voice <= thresholdToEnd ? certain_ + 1 : 0;
         if (!speaking_) {
             voiced_ = voice > threshold ? voiced_ + 1 : 0;
             speaking_ = voiced_ >= windowsToBegin;
@@ -72,7 +73,7 @@ public:
         }
         return speaking_;
     }
-    std::int64_t quiet() const override { return quiet_ * static_cast<std::int64_t>(windowLength); }
+    std::int64_t quiet() const override { return certain_ * std::int64_t{windowLength}; }
 
 private:
     /// Of what lies `windowLength - overlap` before the end of the window.
@@ -90,8 +91,9 @@ private:
     const std::shared_ptr<const SileroNetwork> network_;
     bool begun_ = false;
     bool speaking_ = false;
-    int voiced_ = 0; ///< windows in a row, while nobody speaks
-    int quiet_ = 0;  ///< windows since the first one without speech
+    int voiced_ = 0;           ///< windows in a row, while nobody speaks
+    int quiet_ = 0;            ///< windows since the first one without speech
+    std::int64_t certain_ = 0; ///< windows in a row that hold none
 
     std::array<float, windowLength + overlap> input_{};
     std::array<float, stateSize> state_{}, nextState_{};

@@ -23,8 +23,7 @@ public:
 
     virtual ~VoiceDetector() = default;
     virtual bool feed(const Window& window) = 0;
-    /// Samples that nobody may have spoken in since the last that somebody did. 0 when it knows of no pause before the
-    /// pause is certain.
+    /// The last samples, in which certainly nobody spoke. 0 when it knows of no pause before it says so.
     virtual std::int64_t quiet() const { return 0; }
 };
 

@@ -54,8 +54,10 @@ void ModelInstaller::install(const CatalogueEntry& entry) const {
     const auto work = folder / (".fetching-" + entry.name);
     makePrivateDirectory(work);
     const DirectoryLock lock(work);
-    if (fs::exists(place))
+    if (fs::exists(place)) {
+        fs::remove_all(work); // of a kill after the last step but one
         throw std::runtime_error(place.string() + " is there already");
+    }
     checkSpace(folder, work, entry);
     const auto unpacked = work / "unpacked";
     fs::remove_all(unpacked);

@@ -203,12 +203,13 @@ std::vector<ModelFolder> ModelRegistry::untried(const std::vector<ModelFolder>& 
 
 void ModelRegistry::tryAll(const std::vector<ModelFolder>& models, const std::stop_token& stop) {
     for (const auto& model : models) {
+        const auto stamp = stampOf(model); // before: it may still be being copied
         auto problem = tryModel(where_.program, model, stop);
         if (stop.stop_requested())
             break; // it was not tried to its end
         logLine("speech model " + model.name + ": " + (problem.empty() ? "tried, can be used" : problem));
         const std::lock_guard lock(mutex_);
-        trials_[model.name] = {stampOf(model), std::move(problem)};
+        trials_[model.name] = {stamp, std::move(problem)};
     }
     const std::lock_guard lock(mutex_);
     writeTrials();

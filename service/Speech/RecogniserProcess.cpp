@@ -119,8 +119,8 @@ void RecogniserProcess::sendPieces(std::uint32_t stream, std::span<const std::in
 }
 
 void RecogniserProcess::add(const RecogniserStreamPtr& stream) {
-    if (!givenUp_)
-        return;
+    if (!givenUp_) // while the stream was on its way here
+        return stream->tell({RecognitionEvent::Kind::Failed, "the speech model was set aside", 0, 0, 0});
     streams_[stream->id] = stream;
     if (!process_ && failuresInARow_ == 0)
         start();
