@@ -88,6 +88,7 @@ void UtteranceTracker::onWindow(bool voice) {
 void UtteranceTracker::beginSpeech() {
     state_ = State::Speaking;
     startTold_ = false;
+    partialNotBefore_ = {}; // what the utterance before took is no reason to wait for the first word
     const auto onset = std::max(position_ - VoiceDetector::onsetDelay, usedUpTo_);
     utterances_.push_back({onset, position_, {}, false});
     beginSegment(std::max({onset - preRoll, usedUpTo_, audioStart_}), onset);
