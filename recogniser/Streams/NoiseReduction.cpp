@@ -66,7 +66,7 @@ std::vector<float> heardOf(std::span<const std::int16_t> captured, std::span<con
 std::size_t silenceBehind(std::span<const std::int16_t> captured, bool finished) {
     if (speechToNoise(captured) < quietRoom)
         return 0;
-    return finished ? sampleRate * 3 / 10 : sampleRate / 10;
+    return finished ? sampleRate * 2 / 10 : sampleRate / 10;
 }
 
 } // namespace parlowen::recogniser
