@@ -16,6 +16,7 @@ constexpr double shareForFinals = 0.4;
 constexpr double mostStreams = 64;
 constexpr auto lateAfter = 900ms;
 constexpr auto lateFor = 10s;
+constexpr auto learnedFor = 10s;
 
 double seconds(DecodingLoad::Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
 
@@ -26,17 +27,24 @@ void DecodingLoad::add(double audioSeconds, Clock::duration took, Clock::duratio
         lateUntil_ = now + lateFor;
     if (audioSeconds < shortestMeasured)
         return;
-    const double cost = seconds(took) / audioSeconds;
-    costPerSecond_ = costPerSecond_ == 0 ? cost : (1 - smoothing) * costPerSecond_ + smoothing * cost;
+    const double measured = seconds(took) / audioSeconds;
+    const double before = cost(now);
+    costPerSecond_ = before == 0 ? measured : (1 - smoothing) * before + smoothing * measured;
+    firstCost_ = firstCost_ == 0 ? measured : firstCost_;
+    lastAdded_ = now;
+}
+
+double DecodingLoad::cost(Clock::time_point now) const {
+    return now - lastAdded_ > learnedFor ? std::min(costPerSecond_, firstCost_) : costPerSecond_;
 }
 
 std::size_t DecodingLoad::capacity(Clock::time_point now, std::size_t are) const {
     if (now < lateUntil_)
         return std::max<std::size_t>(1, are);
-    if (costPerSecond_ == 0)
+    const double perSecond = cost(now);
+    if (perSecond == 0)
         return 1;
-    return static_cast<std::size_t>(
-        std::clamp(std::floor(threads_ * shareForFinals / costPerSecond_), 1.0, mostStreams));
+    return static_cast<std::size_t>(std::clamp(std::floor(threads_ * shareForFinals / perSecond), 1.0, mostStreams));
 }
 
 } // namespace parlowen::recogniser

@@ -6,7 +6,8 @@
 namespace parlowen::recogniser {
 
 /// How many streams at once the machine can serve so that each has its finals in time. Learns from every decoding that
-/// a final waits for. A value.
+/// a final waits for; what was learned while the machine was busy does not outlast ten seconds in which nobody spoke. A
+/// value.
 class DecodingLoad {
 public:
     using Clock = std::chrono::steady_clock;
@@ -21,7 +22,11 @@ public:
 
 private:
     unsigned threads_;
+    double cost(Clock::time_point now) const;
+
     double costPerSecond_ = 0; ///< seconds of a thread for a second of audio, smoothed; 0: not known
+    double firstCost_ = 0;     ///< when nothing else was decoded
+    Clock::time_point lastAdded_{};
     Clock::time_point lateUntil_{};
 };
 

@@ -57,6 +57,7 @@ void PieceHost::handle(const Frame& frame) {
         const auto audio = audioOf(frame);
         stream.captured.insert(stream.captured.end(), audio.begin(), audio.end());
         stream.tracker->append(stream.noiseReduction.feed(audio));
+        tellLoad(Clock::now()); // which changes with time as well
     } else if (frame.kind == Frame::Kind::Finish) {
         stream.tracker->append(stream.noiseReduction.finish());
         stream.tracker->finish();

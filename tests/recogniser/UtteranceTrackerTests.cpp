@@ -377,6 +377,10 @@ TEST(DecodingLoad, ThereIsRoomForNoMoreStreamsWhileFinalsComeLate) {
     load.add(10, 300ms, 1s, now);
     EXPECT_EQ(load.capacity(now + 9s, 3), 3U);
     EXPECT_EQ(load.capacity(now + 11s, 3), 26U);
+    for (int i = 0; i < 40; ++i)
+        load.add(10, 5s, 0ms, now + 20s);
+    EXPECT_EQ(load.capacity(now + 29s, 3), 1U);
+    EXPECT_EQ(load.capacity(now + 31s, 3), 26U) << "nobody spoke since the machine was busy";
 }
 
 } // namespace
