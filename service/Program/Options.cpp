@@ -284,6 +284,8 @@ std::optional<std::string> parseAll(const std::vector<std::string>& arguments, S
     if (values.count("print-prompt") > 0)
         options.printPrompt = raw.question;
     options.resume = raw.resume;
+    if (values.count("get-model") > 0 && options.getModel.empty()) // or a server would start
+        return "get-model: name the model (--models lists them)";
     if (const auto problem = check(raw, options)) {
         const std::string text = problem->option + ": " + problem->text;
         const int line = given.contains(problem->option) ? 0 : lineOf(options.config, problem->option);

@@ -140,6 +140,7 @@ TEST(Options, WrongOnesAreExplained) {
                                                        {"--data", ""},
                                                        {"--%canonical_option%"},
                                                        {"--mirror", "https://x/"},
+                                                       {"--get-model", ""},
                                                        {"--resume", "cv.txt"},
                                                        {"--session-days", "%value%"}};
     for (const auto& arguments : others)
