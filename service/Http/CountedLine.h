@@ -64,8 +64,8 @@ struct CountedLines {
     CountedLine signIns{"sign-ins", {"wrong", "told to wait", "found no place"}};
     enum Code { CodeToWait, CodeWithoutPlace, CodeWithoutCaptcha };
     CountedLine codes{"login codes", {"told to wait", "found no place", "without a captcha that is good"}};
-    enum Speech { SpeechWithoutPlace };
-    CountedLine speech{"connections for speech", {"found no place"}};
+    enum Speech { SpeechWithoutPlace, SpeechUnderLoad };
+    CountedLine speech{"connections for speech", {"found no place", "refused for load"}};
     enum Connection { Refused, GaveWay };
     CountedLine connections{"connections", {"refused for room", "cut to make room"}};
     const std::array<CountedLine*, 4> all{&signIns, &codes, &speech, &connections};

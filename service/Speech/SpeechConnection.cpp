@@ -1,5 +1,6 @@
 #include "SpeechConnection.h"
 
+#include "Http/CountedLine.h"
 #include "SpeechSession.h"
 
 #include <boost/asio/buffer.hpp>
@@ -97,7 +98,7 @@ private:
     asio::awaitable<void> end();
     asio::awaitable<void> waitForParts(Clock::time_point limit);
     void start(asio::awaitable<void> part);
-    SpeechSession::Hooks hooks(const asio::any_io_executor& workers);
+    SpeechSession::Hooks hooks(const HttpRequest& request);
     void handleFrame(const beast::flat_buffer& buffer);
     void send(std::string frame);
     void requestClose(const websocket::close_reason& reason);
@@ -128,7 +129,7 @@ asio::awaitable<void> Connection::run(const EngineSet& engines, const HttpReques
     if (!accepted)
         co_return;
     auto settings = settingsOfRequest(request.path, [&request](std::string_view name) { return request.query(name); });
-    session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request.origin.slowWorkers));
+    session_ = std::make_unique<SpeechSession>(engines, std::move(settings), hooks(request));
     token.whenEnded(closing(websocket::close_code::policy_error, "signed out"));
     place_.whenLost(closing(websocket::close_code::going_away, "the place was needed for another connection"));
     start(write());
@@ -244,17 +245,19 @@ asio::awaitable<void> Connection::waitForParts(Clock::time_point limit) {
         co_await changed_.waitUntil(limit);
 }
 
-SpeechSession::Hooks Connection::hooks(const asio::any_io_executor& workers) {
+SpeechSession::Hooks Connection::hooks(const HttpRequest& request) {
     const std::weak_ptr<Connection> weak = weak_from_this();
-    return {[this](std::string frame) { send(std::move(frame)); },
-            [mailbox = mailbox_, weak](std::function<void()> function) {
-                mailbox->post([weak, function = std::move(function)] {
-                    const auto self = weak.lock();
-                    if (self && self->session_)
-                        function();
-                });
-            },
-            [this] { readable_.raise(); }, workers};
+    return {
+        [this](std::string frame) { send(std::move(frame)); },
+        [mailbox = mailbox_, weak](std::function<void()> function) {
+            mailbox->post([weak, function = std::move(function)] {
+                const auto self = weak.lock();
+                if (self && self->session_)
+                    function();
+            });
+        },
+        [this] { readable_.raise(); }, request.origin.slowWorkers,
+        [peer = request.origin.peer.to_string()] { countedLines().speech.count(CountedLines::SpeechUnderLoad, peer); }};
 }
 
 void Connection::send(std::string frame) {

@@ -144,8 +144,11 @@ void SpeechSession::openStream(TurnEngines turnEngines) {
         turn_->engine->open(turn_->settings.language, [this, post = hooks_.post, number](RecognitionEvent event) {
             post([this, number, event = std::move(event)] { onEvent(number, event); });
         });
-    if (!turn_->stream)
-        endTurnWith("TooManyRequests");
+    if (turn_->stream)
+        return;
+    if (hooks_.refused)
+        hooks_.refused();
+    endTurnWith("TooManyRequests");
 }
 
 std::optional<SpeechSession::Close> SpeechSession::takeAudio(const wire::SpeechMessage& message) {

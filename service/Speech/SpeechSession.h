@@ -36,6 +36,7 @@ public:
                                                          ///< dropped once the session is gone
         std::function<void()> resume;                    ///< isFull() turned false
         boost::asio::any_io_executor workers;            ///< where translation may block
+        std::function<void()> refused = {};              ///< the engine has no room for a turn; may be empty
     };
     /// How the connection has to end.
     struct Close {

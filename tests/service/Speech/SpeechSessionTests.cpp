@@ -35,7 +35,7 @@ struct SpeechSessionTest : testing::Test {
             engines, settingsOfRequest(path, [&query](std::string_view name) { return query[std::string(name)]; }),
             SpeechSession::Hooks{[this](const std::string& frame) { sent.push_back(*decodeText(frame)); },
                                  [this](std::function<void()> call) { boost::asio::post(io, std::move(call)); },
-                                 [this] { ++resumed; }, io.get_executor()});
+                                 [this] { ++resumed; }, io.get_executor(), [this] { ++refused; }});
     }
     std::optional<SpeechSession::Close> context(std::string_view body, std::string_view id = "turn1") {
         return session->onText(
@@ -69,6 +69,7 @@ struct SpeechSessionTest : testing::Test {
     std::vector<SpeechMessage> sent;
     std::size_t reported = 0;
     int resumed = 0;
+    int refused = 0;
     std::unique_ptr<SpeechSession> session;
 };
 
@@ -241,6 +242,7 @@ TEST_F(SpeechSessionTest, AnEngineWithoutRoomOrOutOfOrderCancels) {
     context(plainContext);
     EXPECT_THAT(paths(), ElementsAre("turn.start", "speech.phrase", "turn.end"));
     EXPECT_EQ(body(1).at("RecognitionStatus"), "TooManyRequests");
+    EXPECT_EQ(refused, 1);
     engine->refuses = false;
     context(translationContext, "turn2");
     heard(Kind::Failed, "the model is gone");
