@@ -14,6 +14,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <malloc.h>
@@ -107,7 +108,14 @@ ModelCatalogue catalogueOf(const ServiceOptions& options) {
     if (options.catalogue.empty())
         return ModelCatalogue::builtIn();
     std::ifstream file(options.catalogue);
-    return ModelCatalogue::parse({std::istreambuf_iterator<char>(file), {}});
+    if (!file)
+        throw std::runtime_error("the catalogue " + options.catalogue.string() +
+                                 " cannot be read: " + std::strerror(errno));
+    try {
+        return ModelCatalogue::parse({std::istreambuf_iterator<char>(file), {}});
+    } catch (const std::exception& problem) {
+        throw std::runtime_error(options.catalogue.string() + ": " + problem.what());
+    }
 }
 
 /// What prints and ends, and may fail.

@@ -10,6 +10,7 @@ namespace parlowen::recogniser {
 namespace {
 
 namespace fs = std::filesystem;
+using nlohmann::json;
 
 constexpr std::array<const char*, 7> familyNames{
     "Moonshine", "Whisper", "SenseVoice", "Paraformer", "transducer", "streaming Paraformer", "streaming Zipformer"};
@@ -120,22 +121,49 @@ std::vector<std::string> languagesOf(const ModelFolder& model) {
     }
 }
 
+bool isListOfCodes(const json& value) {
+    return value.is_array() &&
+           std::all_of(value.begin(), value.end(), [](const json& code) { return code.is_string(); });
+}
+
+/// Takes what has the right name and form; returns the names of the rest.
+std::string describe(ModelFolder& model, const json& description) {
+    std::string rest;
+    for (const auto& [name, value] : description.items())
+        if (name == "licence" && value.is_string())
+            model.licence = value;
+        else if (name == "preferred" && value.is_boolean())
+            model.preferred = value;
+        else if (name == "languages" && isListOfCodes(value))
+            model.languages = value.get<Names>();
+        else
+            rest += (rest.empty() ? "\"" : ", \"") + name + "\"";
+    return rest;
+}
+
 void readDescription(ModelFolder& model) {
-    std::ifstream file(model.folder / "model.json");
-    const auto json = nlohmann::json::parse(file, nullptr, false);
-    if (!json.is_object())
+    const auto path = model.folder / "model.json";
+    std::error_code error;
+    const auto kind = fs::status(path, error).type();
+    if (kind == fs::file_type::not_found)
         return;
-    if (const auto found = json.find("licence"); found != json.end() && found->is_string())
-        model.licence = *found;
-    if (const auto found = json.find("preferred"); found != json.end() && found->is_boolean())
-        model.preferred = *found;
-    const auto found = json.find("languages");
-    if (found == json.end() || !found->is_array())
+    std::ifstream file(path);
+    if (kind != fs::file_type::regular || !file) {
+        model.remark = "model.json cannot be read and is passed over";
         return;
-    model.languages.clear();
-    for (const auto& language : *found)
-        if (language.is_string())
-            model.languages.push_back(language);
+    }
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    try {
+        const auto description = json::parse(text);
+        const auto rest = description.is_object() ? describe(model, description) : "all";
+        if (!rest.empty())
+            model.remark = "of model.json is passed over: " + rest +
+                           "; it takes {\"languages\": [\"en\"], \"licence\": \"…\", \"preferred\": false}";
+    } catch (const json::parse_error& problem) {
+        const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(problem.byte, text.size()));
+        model.remark = "model.json is passed over: its line " +
+                       std::to_string(1 + std::count(text.begin(), end, '\n')) + " is no JSON";
+    }
 }
 
 } // namespace

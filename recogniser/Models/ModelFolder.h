@@ -32,6 +32,7 @@ struct ModelFolder {
     std::string licence;                ///< empty when nothing tells
     bool preferred = false;             ///< its owner wants it to go before others
     std::uintmax_t bytes = 0;           ///< of the files that are used
+    std::string remark;                 ///< what is wrong with its `model.json`, for people; empty: nothing is
 
     /// The folder's `model.json` ({"languages": [...], "licence": "...", "preferred": true}) goes before what the names
     /// tell. None when the folder holds no model of a known family.

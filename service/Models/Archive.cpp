@@ -4,7 +4,6 @@
 #include <archive_entry.h>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace parlowen::service {
@@ -21,7 +20,7 @@ struct FreeArchive {
 
 [[noreturn]] void fail(const fs::path& path, archive* handle) {
     const char* why = archive_error_string(handle);
-    throw std::runtime_error("cannot unpack " + path.string() + (why ? std::string(": ") + why : std::string()));
+    throw Unusable("cannot unpack " + path.string() + (why ? std::string(": ") + why : std::string()));
 }
 
 /// The file's name when it lies directly in the archive's folder; else empty.

@@ -1,5 +1,8 @@
 #include "Download.h"
 
+#include "Http/HttpMessage.h"
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -10,6 +13,7 @@
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace parlowen::service {
 
@@ -17,6 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 constexpr int tries = 5; // without a byte in between
 constexpr auto firstPause = 200ms;
@@ -45,6 +50,14 @@ struct Transfer {
     FileHandle file;
     std::uintmax_t have; ///< bytes in the file
     int writeError = 0;
+    Clock::time_point lastBytes = Clock::now();
+    bool stalls = false;
+
+    void look() {
+        const bool isLong = Clock::now() - lastBytes >= download.stall;
+        if (isLong && !std::exchange(stalls, true) && download.stalled)
+            download.stalled();
+    }
 
     std::size_t take(const char* bytes, std::size_t count) {
         errno = 0;
@@ -53,6 +66,8 @@ struct Transfer {
             return CURL_WRITEFUNC_ERROR;
         }
         have += count;
+        lastBytes = Clock::now();
+        stalls = false;
         if (download.progress)
             download.progress(have, download.bytes);
         return count;
@@ -63,7 +78,16 @@ std::size_t onBytes(char* bytes, std::size_t size, std::size_t count, void* tran
     return static_cast<Transfer*>(transfer)->take(bytes, size * count);
 }
 
+int onTick(void* transfer, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    static_cast<Transfer*>(transfer)->look();
+    return 0;
+}
+
 enum class Outcome { Done, Again };
+
+[[noreturn]] void refuseUnsafe(const Download& download) {
+    throw std::runtime_error(download.address + ": without a known checksum only https is taken");
+}
 
 /// Throws what a second attempt would not mend.
 Outcome attempt(const Download& download, std::string& problem) {
@@ -83,6 +107,9 @@ Outcome attempt(const Download& download, std::string& problem) {
     curl_easy_setopt(curl.get(), CURLOPT_RESUME_FROM_LARGE, static_cast<curl_off_t>(transfer.have));
     curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, onBytes);
     curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &transfer);
+    curl_easy_setopt(curl.get(), CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl.get(), CURLOPT_XFERINFOFUNCTION, onTick);
+    curl_easy_setopt(curl.get(), CURLOPT_XFERINFODATA, &transfer);
     const CURLcode code = curl_easy_perform(curl.get());
     long status = 0;
     curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
@@ -91,7 +118,7 @@ Outcome attempt(const Download& download, std::string& problem) {
     if (transfer.writeError != 0)
         throw std::runtime_error("cannot write " + download.file.string() + ": " + std::strerror(transfer.writeError));
     if (code == CURLE_UNSUPPORTED_PROTOCOL)
-        throw std::runtime_error(download.address + ": without a known checksum only https is taken");
+        refuseUnsafe(download);
     if (status == rangeNotSatisfiable) { // the file is whole, or another one than the server's: the sum will tell
         problem.clear();
         return Outcome::Done;
@@ -119,18 +146,27 @@ void check(const Download& download) {
 
 } // namespace
 
+void requireSafe(const Download& download) {
+    constexpr std::string_view safe = "https://";
+    if (download.sha256.empty() && !sameWord(download.address.substr(0, safe.size()), safe))
+        refuseUnsafe(download);
+}
+
 void fetch(const Download& download) {
+    requireSafe(download);
     auto pause = firstPause;
-    auto have = sizeOf(download.file);
+    auto have = sizeOf(download.file); // the most so far: a server that knows no ranges begins anew
     if (download.bytes == 0 || have < download.bytes) {
         std::string problem;
         for (int left = tries; attempt(download, problem) == Outcome::Again;) {
-            const bool gotOn = sizeOf(download.file) > have;
-            have = sizeOf(download.file);
+            const auto now = sizeOf(download.file);
+            const bool gotOn = now > have;
+            have = std::max(have, now);
             left = gotOn ? tries : left - 1;
             pause = gotOn ? firstPause : 2 * pause;
             if (left == 0)
-                throw std::runtime_error(problem + "; what is there is kept, and another try goes on from it");
+                throw std::runtime_error(problem +
+                                         (now > 0 ? "; what is there is kept, and another try goes on from it" : ""));
             std::this_thread::sleep_for(pause);
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -15,7 +16,13 @@ struct Download {
     std::string sha256;         ///< hexadecimal; empty: not known
     /// Bytes that are there and bytes in all, 0 when that is not known.
     std::function<void(std::uintmax_t, std::uintmax_t)> progress;
+    /// Nothing has come for `stall`; once for each such pause, or a second later.
+    std::function<void()> stalled = {};
+    std::chrono::milliseconds stall = std::chrono::seconds(5);
 };
+
+/// Throws std::runtime_error with plain words when it may not be fetched from there.
+void requireSafe(const Download& download);
 
 /// Fetches it, tries again from where a connection was cut, and checks size and sum. Throws std::runtime_error with
 /// plain words; what is there then stays for another try, unless it is wrong.

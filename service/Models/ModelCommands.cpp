@@ -29,16 +29,29 @@ void describe(const ModelRegistry::Entry& entry, const ModelCatalogue& catalogue
     if (!entry.isInstalled && (!known || known->untested))
         out << ", untested";
     out << "\n    languages: " << joinedList(model.languages);
+    if (!model.remark.empty())
+        out << "\n    " << model.remark;
     if (!entry.problem.empty())
         out << "\n    not used: " << entry.problem << "\n";
     else
         out << "\n    serves: " << joinedList(entry.locales) << "\n";
 }
 
+std::string licenceOf(const CatalogueEntry& entry) { return entry.licence.empty() ? "unknown" : entry.licence; }
+
 void describe(const CatalogueEntry& entry, std::ostream& out) {
     out << entry.name << "\n    " << entry.family << (entry.streaming ? ", streaming" : "") << ", "
-        << sizeText(entry.bytes()) << " to fetch, licence: " << entry.licence << (entry.untested ? ", untested" : "")
+        << sizeText(entry.bytes()) << " to fetch, licence: " << licenceOf(entry) << (entry.untested ? ", untested" : "")
         << "\n    languages: " << joinedList(entry.languages) << "\n";
+}
+
+void refuseWhatIsThere(const ModelRegistry::Places& places, const std::string& name) {
+    for (const bool isInstalled : {true, false})
+        for (const auto& model : recogniser::modelsIn(isInstalled ? places.installed : places.own))
+            if (model.name == name)
+                throw std::runtime_error(
+                    isInstalled ? name + " came with the program and is there already: " + model.folder.string()
+                                : model.folder.string() + " is there already");
 }
 
 } // namespace
@@ -59,16 +72,17 @@ void listModels(const std::filesystem::path& data, const ModelCatalogue& catalog
 
 void getModel(const std::filesystem::path& data, const ModelCatalogue& catalogue, const std::string& name,
               const std::string& mirror, std::ostream& out) {
+    const auto places = ModelRegistry::Places::ofThisProgram(data);
+    refuseWhatIsThere(places, name);
     const auto* entry = catalogue.find(name);
     if (!entry)
         throw std::runtime_error("the catalogue has no model \"" + name + "\"; --models lists what there is");
     auto base = mirror.empty() ? catalogue.base : mirror;
     if (!base.ends_with('/'))
         base += '/';
-    out << "licence: " << entry->licence << std::endl;
-    ModelInstaller{data / "models", base, [&out](const std::string& text) { out << text << std::endl; }}.install(
-        *entry);
-    ModelRegistry registry(ModelRegistry::Places::ofThisProgram(data));
+    out << "licence: " << licenceOf(*entry) << std::endl;
+    ModelInstaller{places.own, base, [&out](const std::string& text) { out << text << std::endl; }}.install(*entry);
+    ModelRegistry registry(places);
     for (const auto& there : registry.triedEntries())
         if (there.model.name == name)
             describe(there, catalogue, out);

@@ -1,10 +1,10 @@
 #include "ModelInstaller.h"
 
 #include "Archive.h"
-#include "Download.h"
 #include "Http/PrivateFiles.h"
 
 #include <Models/ModelFolder.h>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -45,6 +45,22 @@ void describe(const fs::path& folder, const CatalogueEntry& entry) {
                      nlohmann::json{{"languages", entry.languages}, {"licence", entry.licence}}.dump(2) + "\n");
 }
 
+bool holdsBytes(const fs::path& folder) {
+    return std::any_of(fs::directory_iterator(folder), fs::directory_iterator(),
+                       [](const auto& file) { return file.is_regular_file() && file.file_size() > 0; });
+}
+
+/// The names of a few files, for people.
+std::string namesIn(const fs::path& folder) {
+    constexpr int most = 5;
+    std::string names;
+    int count = 0;
+    for (const auto& file : fs::directory_iterator(folder))
+        if (++count <= most)
+            names += (names.empty() ? "" : ", ") + file.path().filename().string();
+    return names.empty() ? "no file in a folder of its own" : names + (count > most ? ", …" : "");
+}
+
 } // namespace
 
 std::string megabytes(std::uintmax_t bytes) { return std::to_string((bytes + megabyte / 2) / megabyte) + " MB"; }
@@ -52,30 +68,54 @@ std::string megabytes(std::uintmax_t bytes) { return std::to_string((bytes + meg
 void ModelInstaller::install(const CatalogueEntry& entry) const {
     const auto place = folder / entry.name;
     const auto work = folder / (".fetching-" + entry.name);
+    for (const auto& file : entry.files)
+        requireSafe(downloadOf(file, work));
     makePrivateDirectory(work);
     const DirectoryLock lock(work);
     if (fs::exists(place)) {
         fs::remove_all(work); // of a kill after the last step but one
         throw std::runtime_error(place.string() + " is there already");
     }
-    checkSpace(folder, work, entry);
     const auto unpacked = work / "unpacked";
+    std::error_code ignored;
+    try {
+        checkSpace(folder, work, entry);
+        assemble(entry, work, unpacked);
+    } catch (const Unusable& problem) {
+        fs::remove_all(work, ignored);
+        throw std::runtime_error(std::string(problem.what()) + "; it was removed");
+    } catch (...) {
+        fs::remove_all(unpacked, ignored);
+        if (!holdsBytes(work))
+            fs::remove_all(work, ignored);
+        throw;
+    }
+    fs::rename(unpacked, place);
+    fs::remove_all(work);
+}
+
+Download ModelInstaller::downloadOf(const CatalogueEntry::File& file, const fs::path& work) const {
+    Download download{base + file.path, work / fs::path(file.path).filename(), file.bytes, file.sha256,
+                      progressOf(say)};
+    download.stalled = [say = say] { say("nothing has come for some seconds; it is waited for, and asked for again"); };
+    return download;
+}
+
+void ModelInstaller::assemble(const CatalogueEntry& entry, const fs::path& work, const fs::path& unpacked) const {
     fs::remove_all(unpacked);
     fs::create_directory(unpacked);
     for (const auto& file : entry.files) {
-        say("fetching " + base + file.path);
-        const auto target = work / fs::path(file.path).filename();
-        fetch({base + file.path, target, file.bytes, file.sha256, progressOf(say)});
+        const auto download = downloadOf(file, work);
+        say("fetching " + download.address);
+        fetch(download);
         if (file.path.ends_with(".tar.bz2"))
-            unpack(target, unpacked);
+            unpack(download.file, unpacked);
         else
-            fs::create_hard_link(target, unpacked / target.filename());
+            fs::create_hard_link(download.file, unpacked / download.file.filename());
     }
-    describe(unpacked, entry);
     if (!recogniser::ModelFolder::at(unpacked))
-        throw std::runtime_error("what was fetched is no model of a known family");
-    fs::rename(unpacked, place);
-    fs::remove_all(work);
+        throw Unusable("what was fetched is no model of a known family (" + namesIn(unpacked) + ")");
+    describe(unpacked, entry);
 }
 
 } // namespace parlowen::service

@@ -134,6 +134,8 @@ std::vector<ModelRegistry::Entry> ModelRegistry::entries() {
         trialThread_ =
             std::jthread([this, models = std::move(waiting)](const std::stop_token& stop) { tryAll(models, stop); });
     for (auto& model : own) {
+        if (std::exchange(remarks_[model.name], model.remark) != model.remark && !model.remark.empty())
+            logLine("speech model " + model.name + ": " + model.remark);
         const auto trial = trials_.find(model.name);
         const bool isTried = trial != trials_.end() && trial->second.stamp == stampOf(model);
         auto problem = isTried ? trial->second.problem.value_or("") : std::string();

@@ -66,6 +66,7 @@ private:
     std::mutex mutex_; ///< of what follows
     std::map<std::string, Trial> trials_;
     std::map<std::string, std::string> setAsideFor_;
+    std::map<std::string, std::string> remarks_; ///< on models, as they were logged
     bool trying_ = false;
     std::condition_variable trialsEnded_;
     std::jthread trialThread_;

@@ -1,4 +1,5 @@
 #include "Models/Download.h"
+#include "Models/ModelCatalogue.h"
 #include "Models/ModelInstaller.h"
 #include "support/TemporaryDirectory.h"
 #include "support/Testing.h"
@@ -20,6 +21,8 @@ public:
         server.Get("/(.*)", [this, folder = std::move(folder)](const auto& request, httplib::Response& reply) {
             ++requests;
             const auto file = folder / request.matches[1].str();
+            if (stalls.exchange(false))
+                std::this_thread::sleep_for(std::chrono::seconds(2));
             if (!knowsRanges) // which the library would heed, or refuse
                 const_cast<httplib::Request&>(request).ranges.clear();
             if (!std::filesystem::exists(file))
@@ -39,6 +42,7 @@ public:
 
     std::atomic<std::size_t> cutAfter = 0; ///< each connection ends after so many bytes of a file; 0: none does
     std::atomic<bool> knowsRanges = true;
+    std::atomic<bool> stalls = false;    ///< the next reply comes late
     std::atomic<std::size_t> served = 0; ///< bytes of files
     std::atomic<int> requests = 0;
 
@@ -118,15 +122,17 @@ TEST_F(GetModel, ConnectionsThatAreCutAreGoneOnWith) {
 
 TEST_F(GetModel, WhatIsWrongIsNeverUsed) {
     FileServer server(installed);
+    auto& sum = entry.files.front().sha256;
+    const auto right = std::exchange(sum, "");
+    EXPECT_THAT(install(server.base()), HasSubstr("only https"));
+    EXPECT_FALSE(fs::exists(data / "models"));
+    sum = right;
     {
         const FileSizeLimit full(1'000'000);
         EXPECT_THAT(install(server.base()), HasSubstr("cannot write"));
     }
-    auto& sum = entry.files.front().sha256;
-    const auto right = std::exchange(sum, std::string(64, '0'));
+    sum = std::string(64, '0');
     EXPECT_THAT(install(server.base()), HasSubstr("SHA-256"));
-    sum = "";
-    EXPECT_THAT(install(server.base()), HasSubstr("only https"));
     sum = right;
     entry.files.back().bytes += 1;
     EXPECT_THAT(install(server.base()), HasSubstr("bytes, not"));
@@ -154,12 +160,32 @@ TEST_F(GetModel, ArchivesUnpackIntoTheirFolderAlone) {
                            "name outside")
                               .c_str()),
               0);
-    entry.files = {{"model.tar.bz2", fs::file_size(archive), sha256Of(archive)}};
     FileServer server(files);
+    ASSERT_EQ(std::system(("cd '" + files.string() + "' && tar -cf other.tar.bz2 name/tokens.txt").c_str()), 0);
+    fs::copy_file(files / "name/encoder_model.onnx", files / "no.tar.bz2");
+    for (const auto& [name, problem] : {std::pair("other.tar.bz2", "known family (tokens.txt); it was removed"),
+                                        {"no.tar.bz2", "Unrecognized archive format; it was removed"}}) {
+        entry.files = {{name, 0, sha256Of(files / name)}};
+        EXPECT_THAT(install(server.base()), HasSubstr(problem));
+        EXPECT_FALSE(fs::exists(data / "models/.fetching-my-en")) << "hundreds of MB of no use";
+    }
+    entry.files = {{"model.tar.bz2", fs::file_size(archive), sha256Of(archive)}};
     EXPECT_EQ(install(server.base()), "");
     EXPECT_EQ(sha256Of(place() / "encoder_model.onnx"), sha256Of(installed / "encoder_model.onnx"));
     EXPECT_FALSE(fs::exists(place() / "deep"));
     EXPECT_FALSE(fs::exists(data / "models/outside") || fs::exists(data / "outside"));
+}
+
+TEST_F(GetModel, APauseIsTold) {
+    FileServer server(installed);
+    server.stalls = true;
+    int told = 0;
+    Download download{
+        server.base() + "tokens.txt", directory.path() / "tokens.txt", 0, sha256Of(installed / "tokens.txt"), {}};
+    download.stalled = [&told] { ++told; };
+    download.stall = std::chrono::milliseconds(300);
+    fetch(download);
+    EXPECT_EQ(told, 1);
 }
 
 TEST_F(GetModel, TheProgramGoesOnAfterAKillAndTriesTheModel) {
@@ -174,8 +200,20 @@ TEST_F(GetModel, TheProgramGoesOnAfterAKillAndTriesTheModel) {
     EXPECT_EQ(again.status, 0) << again.output;
     EXPECT_LT(server.served, entry.bytes() + 2'500'000) << "it went on from what was there";
     EXPECT_THAT(again.output, HasSubstr("languages: en"));
-    EXPECT_THAT(program("--models").output, HasSubstr("my-en\n    Moonshine, 29 MB, licence: unknown\n"));
+    writeFile(place() / "model.json", "{\"languages\": [\"en\"],\n}");
+    EXPECT_THAT(
+        program("--models").output,
+        AllOf(HasSubstr("speech model my-en: model.json is passed over: its line 2 is no JSON\n"),
+              HasSubstr("my-en\n    Moonshine, 29 MB, licence: unknown\n    languages: en\n    model.json is")));
     EXPECT_EQ(program("--get-model nothing").status, 1);
+    EXPECT_THAT(program("--get-model moonshine-base-en").output, HasSubstr("came with the program"));
+}
+
+TEST(ModelCatalogue, SaysWhatIsMissingOrWrong) {
+    for (const auto& [model, problem] : {std::pair(R"("name": "m")", "m\" of the catalogue has no \"languages\""),
+                                         {R"("name": "m", "languages": 1)", "has a \"languages\" of the wrong kind"}})
+        EXPECT_THAT(std::bind(ModelCatalogue::parse, R"({"base": "", "models": [{)" + std::string(model) + "}]}"),
+                    ::testing::ThrowsMessage<std::runtime_error>(HasSubstr(problem)));
 }
 
 TEST(ModelFolder, IsToldByTheNamesOfItsFiles) {
@@ -202,5 +240,9 @@ TEST(ModelFolder, IsToldByTheNamesOfItsFiles) {
         for (const auto& language : model.languages)
             told += language + " ";
         EXPECT_EQ(told, expected);
+        writeFile(directory.path() / name / "model.json", R"({"languages": "fr", "licence": "MIT", "prefered": true})");
+        const auto described = parlowen::recogniser::ModelFolder::at(directory.path() / name).value();
+        EXPECT_THAT(described.remark, HasSubstr("passed over: \"languages\", \"prefered\"; it"));
+        EXPECT_EQ(described.licence, "MIT") << "what is right counts";
     }
 }
