@@ -40,7 +40,7 @@ LiveSession::LiveSession(Composition& composition, const QString& recording, QOb
     choices_.emplace();
     choices_->applyAnswers(line);
     choices_->applyLanguages(line, {recordedLanguage}, {});
-    const auto ended = [this] { window_->controller()->stopClock(); };
+    const auto ended = [this] { window_->controller()->endSound(); };
     open(composition, composition.sessionServices(recordedCapture(recording, status_, this, ended), noRouting_, status_,
                                                   &choices_->settings()));
 }

@@ -10,17 +10,16 @@ using State = RecognitionStatus::State;
 
 // Recognition ends a sentence half a second after it was spoken; the rest is for slow machines and a reconnect.
 constexpr int quietMilliseconds = 4'000;
-// Before its first word a busy machine may still be loading the recogniser.
+// Of a service that does not say when it has heard all, before its first word: it may still be loading its model.
 constexpr int firstWordMilliseconds = 40'000;
-// What an answer, or a sentence that has begun, may take from one piece to the next once the sound is over.
-constexpr int pieceMilliseconds = 60'000;
 // A token is asked for again and again; one that comes later than this does not come for a recording.
 constexpr int startMilliseconds = 60'000;
 
 } // namespace
 
-SessionEnding::SessionEnding(const SessionStatus& status)
-    : status_(status) {
+SessionEnding::SessionEnding(const SessionStatus& status, std::chrono::milliseconds piece)
+    : status_(status)
+    , piece_(piece) {
     quiet_.setSingleShot(true);
     connect(&quiet_, &QTimer::timeout, this, &SessionEnding::settled);
     connect(&status_, &SessionStatus::recognitionChanged, this, &SessionEnding::recognitionChanged);
@@ -30,6 +29,7 @@ void SessionEnding::awaitStart() { quiet_.start(startMilliseconds); }
 
 void SessionEnding::soundEnded() {
     soundOver_ = true;
+    nextPiece_.setRemainingTime(piece_);
     settleSoon();
 }
 
@@ -49,6 +49,8 @@ void SessionEnding::note(const SessionEvent& event) {
                    [](const auto&) {},
                },
                event);
+    if (!std::holds_alternative<session::Missed>(event))
+        nextPiece_.setRemainingTime(piece_);
     settleSoon();
 }
 
@@ -58,8 +60,10 @@ void SessionEnding::stop() {
 }
 
 void SessionEnding::recognitionChanged() {
-    soundOver_ = soundOver_ || recognitionStopped(); // nothing more will be heard, and the problem is told next
-    if (std::exchange(lagged_, recognitionLags()) != lagged_ || status_.recognition().state == State::Recognizing)
+    if (recognitionStopped() && !soundOver_)
+        soundEnded(); // nothing more will be heard, and the problem is told next
+    const State state = status_.recognition().state;
+    if (std::exchange(lagged_, recognitionLags()) != lagged_ || state == State::Recognizing || state == State::Finished)
         settleSoon();
 }
 
@@ -71,9 +75,14 @@ bool SessionEnding::recognitionLags() const {
 void SessionEnding::settleSoon() {
     if (!soundOver_ || stopped_)
         return;
-    const bool waits = isAnswering() || ((!unfinished_.isEmpty() || recognitionLags()) && !recognitionStopped());
-    const int quiet = heardWords_ || recognitionStopped() ? quietMilliseconds : firstWordMilliseconds;
-    quiet_.start(waits ? pieceMilliseconds : quiet);
+    const State state = status_.recognition().state;
+    const bool isOver = state == State::Stopped || state == State::Finished;
+    if (isAnswering() || ((!unfinished_.isEmpty() || recognitionLags()) && !isOver))
+        quiet_.start(static_cast<int>(nextPiece_.remainingTime()));
+    else if (state == State::Finished)
+        quiet_.start(0);
+    else
+        quiet_.start(heardWords_ || isOver ? quietMilliseconds : firstWordMilliseconds);
 }
 
 } // namespace parlowen

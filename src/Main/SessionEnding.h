@@ -3,8 +3,10 @@
 #include <Page/AIInterviewPages/SessionEvent.h>
 #include <Tools/SessionStatus.h>
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QTimer>
+#include <chrono>
 #include <set>
 
 namespace parlowen {
@@ -14,8 +16,9 @@ namespace parlowen {
 class SessionEnding : public QObject {
     Q_OBJECT
 public:
-    /// The status outlives it.
-    explicit SessionEnding(const SessionStatus& status);
+    /// The status outlives it. `piece` is what an answer, or recognition that lags, may take from one piece to the next
+    /// once the sound is over.
+    explicit SessionEnding(const SessionStatus& status, std::chrono::milliseconds piece = std::chrono::minutes(1));
 
     /// From now on recognition has a minute to start.
     void awaitStart();
@@ -46,8 +49,10 @@ private:
     void settleSoon();
 
     const SessionStatus& status_;
+    const std::chrono::milliseconds piece_;
     QTimer quiet_;
-    std::set<int> growing_; ///< numbers of the answers that are not complete
+    QDeadlineTimer nextPiece_; ///< once the sound is over: until when the next row, or piece of an answer, has to come
+    std::set<int> growing_;    ///< numbers of the answers that are not complete
     QString unfinished_;
     bool heardWords_ = false;
     bool soundOver_ = false;

@@ -172,6 +172,8 @@ void SessionRun::sayIfSecond() {
 }
 
 void SessionRun::reportStatus() {
+    if (const BilingualText& details = status_.recognition().details; !details.isEmpty())
+        lastTrouble_ = details.here();
     const SessionStatusText now = sessionStatusText(status_.input(), status_.recognition(), terminalLanguage());
     // Seconds that are counted are no news.
     static const QRegularExpression number(QStringLiteral("\\d+"));
@@ -206,8 +208,10 @@ void SessionRun::requestFailed(const QString& problem) {
 void SessionRun::note(const SessionEvent& event) {
     if (std::holds_alternative<session::Recognizing>(event))
         heard_.start();
-    if (const auto* sentence = std::get_if<session::Sentence>(&event))
+    if (const auto* sentence = std::get_if<session::Sentence>(&event)) {
         rows_ = sentence->number;
+        lastTrouble_.clear();
+    }
     report_.tell(event);
     if (const auto* answer = std::get_if<session::AnswerEnded>(&event))
         answerEnded(*answer);
@@ -233,7 +237,7 @@ void SessionRun::answerIsMissing(const QString& problem) {
 
 void SessionRun::soundEnded() {
     if (session_)
-        session_->stopClock();
+        session_->endSound();
     ending_.soundEnded();
 }
 
@@ -241,8 +245,8 @@ void SessionRun::soundEnded() {
 void SessionRun::settle() {
     if (!heard_.isValid())
         fail(didNotStart.here());
-    else if (ending_.recognitionLags() && !std::exchange(endMissing_, true))
-        fail(endNotRecognised.here(status_.recognition().details.here()));
+    else if (ending_.recognitionLags())
+        endIsMissing();
     else if (!ending_.heardWords() && !std::exchange(emptyTold_, true))
         warn(nothingUnderstood.here());
     if (line_.headless && line_.manual && session_->hasCollectedQuestions()) {
@@ -254,6 +258,11 @@ void SessionRun::settle() {
     writeScreenshot();
     if (line_.headless)
         closeSession();
+}
+
+void SessionRun::endIsMissing() {
+    if (!std::exchange(endMissing_, true))
+        fail(endNotRecognised.here(lastTrouble_).trimmed());
 }
 
 void SessionRun::interrupt() {

@@ -80,6 +80,7 @@ private:
     void fail(const QString& text) { report_.tell(session::Problem{text}); }
     void reportStatus();
     void settle();
+    void endIsMissing();
     void closeSession();
     void putAway();
     void giveUp(const QString& problem, int status);
@@ -105,6 +106,7 @@ private:
     int rows_ = 0;
     QString lastProblem_; ///< of a request
     QString lastStatus_;  ///< as reported
+    QString lastTrouble_; ///< of recognition, more exactly
     bool soundFailed_ = false;
     bool endMissing_ = false; ///< the last of the sound was not recognised
     bool emptyTold_ = false;

@@ -17,6 +17,7 @@ struct RecognitionStatus {
         Recognizing,  ///< what is captured is being recognised
         Reconnecting, ///< the service is out of reach for now; captured sound is kept
         Stopped,      ///< it will not go on by itself
+        Finished,     ///< the sound is over, and all that was captured of it is recognised
     };
     /// Why it is reconnecting or has stopped.
     enum class Cause : std::uint8_t {

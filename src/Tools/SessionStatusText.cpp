@@ -296,9 +296,9 @@ private:
         case Recognition::Starting:
             return in({"Recognition is being started.", "识别正在启动。"});
         case Recognition::Recognizing:
-            if (input_.state == Input::Ended && recognition_.waitingSeconds == 0)
-                return in({"Recognition has ended with it.", "识别已随之结束。"});
             return in({"Recognition runs.", "识别正常进行。"});
+        case Recognition::Finished:
+            return in({"Recognition has ended with it.", "识别已随之结束。"});
         case Recognition::Reconnecting:
             return cause.isEmpty() ? in({"Recognition is being connected again.", "识别正在重新连接。"})
                                    : in({"Recognition is being connected again: %1.", "识别正在重新连接：%1。"}, cause);

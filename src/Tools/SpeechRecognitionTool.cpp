@@ -229,6 +229,8 @@ void SpeechRecognitionTool::addFateHandlers(SPXRecognizer& recognizer) {
                 self.report(State::Reconnecting, causeOf(event.trouble), event.details);
         });
     });
+    recognizer.addSessionStoppedEventHandler(
+        [onMainWith] { onMainWith([](SpeechRecognitionTool& self) { self.report(State::Finished); }); });
     recognizer.addGapEventHandler([tool](const SPXGapEvent& event) { call(tool->follower_.missed, event.seconds); });
 }
 
@@ -279,6 +281,13 @@ void SpeechRecognitionTool::noteGap(double seconds) {
     conversionQueue_.async([stream = pushStream_, seconds] {
         if (stream)
             stream->noteGap(seconds);
+    });
+}
+
+void SpeechRecognitionTool::endSound() {
+    conversionQueue_.async([stream = pushStream_] {
+        if (stream)
+            stream->close();
     });
 }
 

@@ -68,6 +68,9 @@ public:
     /// So many seconds were not captured; they are told as missed in their place. Main thread.
     void noteGap(double seconds);
 
+    /// No more sound comes: what was captured is recognised to its end, then the status is Finished. Main thread.
+    void endSound();
+
     /// Ends capture and recognition; does nothing unless started. After it no callback comes, except on a recognizer
     /// thread that calls it, whose own call returns first.
     void stopRecognition();

@@ -280,5 +280,24 @@ TEST(SessionEndingTest, AnAnswerThatGrowsIsWaitedForWhenTheSoundIsOver) {
     EXPECT_TRUE(waitFor([&settled] { return settled == 1; }));
 }
 
+TEST(SessionEndingTest, RecognitionThatComesAndGoesIsNotWaitedForForEver) {
+    using State = RecognitionStatus::State;
+    SessionStatus status;
+    SessionEnding ending(status, std::chrono::milliseconds(500));
+    int settled = 0;
+    QObject::connect(&ending, &SessionEnding::settled, [&settled] { ++settled; });
+    ending.soundEnded();
+    EXPECT_TRUE(waitFor([&] {
+        const bool wasThere = status.recognition().state == State::Recognizing;
+        status.setRecognition({wasThere ? State::Reconnecting : State::Recognizing, {}, {}, 1});
+        ending.note(session::Missed{1});
+        return settled > 0;
+    }));
+    ending.note(session::Partial{1, {}});
+    settled = 0;
+    status.setRecognition({State::Finished, {}, {}, 0});
+    EXPECT_TRUE(waitFor([&settled] { return settled > 0; }, 400)) << "at once where all is recognised";
+}
+
 } // namespace
 } // namespace parlowen::testing

@@ -67,7 +67,7 @@ TEST(SessionStatusTextTest, WhatMustBeChangedIsSaidBeforeWhatPasses) {
     EXPECT_EQ(text({State::Stopped, Cause::TokenRefused, {}, 0}).text.toStdString(),
               "recognition stopped: the token is refused");
     input.state = InputStatus::State::Ended;
-    EXPECT_EQ(text(running).details.last().toStdString(), "Recognition has ended with it.");
+    EXPECT_EQ(text({State::Finished, {}, {}, 0}).details.last().toStdString(), "Recognition has ended with it.");
 }
 
 TEST(SessionStatusTextTest, EveryCauseIsNamedWithAdviceAndItsDetailsInBothLanguages) {

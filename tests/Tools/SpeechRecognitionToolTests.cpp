@@ -96,6 +96,14 @@ TEST_F(SpeechRecognitionToolTest, PushesWhatIsCapturedAsSixteenKilohertzMono) {
                   QString(R"({"DisplayText":"%1","Offset":0,"Duration":44000000})").arg(text).toStdString());
     ASSERT_TRUE(waitFor([&] { return called().contains("result|Two."); }));
     EXPECT_EQ(called().mid(2), QStringList({"result|One.", "result|Two."})) << "nor before what is being converted";
+    tool->endSound();
+    input->deliverTone(50);
+    ASSERT_TRUE(waitFor([&] { return seen.turns[0].audioEnded; }));
+    EXPECT_EQ(seen.turns[0].audio.size(), 105 * 1364U) << "all that came before the end, and nothing behind it";
+    EXPECT_EQ(statuses.back().state, State::Recognizing);
+    seen.send("turn.end", "{}");
+    EXPECT_TRUE(waitFor([&] { return statuses.back().state == State::Finished; }));
+    EXPECT_EQ(tool->waitingSeconds(), 0);
 }
 
 TEST_F(SpeechRecognitionToolTest, PlainEventsCallTheirCallbacks) {

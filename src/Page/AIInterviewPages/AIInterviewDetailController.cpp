@@ -98,7 +98,11 @@ void AIInterviewDetailController::setUseTimeCount(qint64 seconds) {
     Q_EMIT useTimeCountChanged(seconds);
 }
 
-void AIInterviewDetailController::stopClock() { services_.timer->clearOnTick(clock_); }
+void AIInterviewDetailController::endSound() {
+    services_.timer->clearOnTick(clock_);
+    if (speechTool_)
+        speechTool_->endSound();
+}
 
 void AIInterviewDetailController::setFontSize(int size) {
     if (size == fontSize_)

@@ -58,8 +58,8 @@ public:
 
     /// Starts the session: clock, token, recognition. Whoever shows it has built its views by then.
     void viewDidLoad();
-    /// Counts the seconds no further: what was to be heard is over.
-    void stopClock();
+    /// What was to be heard is over: counts the seconds no further, and recognises the rest of what was captured.
+    void endSound();
     /// Stores the elapsed seconds.
     void setUseTimeCount(qint64 seconds);
     /// Asks for an answer. Nothing is sent without interview settings.

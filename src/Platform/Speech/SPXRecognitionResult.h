@@ -55,5 +55,6 @@ using SPXRecognitionEventHandler = std::function<void(const SPXRecognitionEvent&
 using SPXCanceledEventHandler = std::function<void(const SPXCanceledEvent&)>;
 using SPXConnectionEventHandler = std::function<void(const SPXConnectionEvent&)>;
 using SPXGapEventHandler = std::function<void(const SPXGapEvent&)>;
+using SPXSessionStoppedHandler = std::function<void()>;
 
 } // namespace parlowen

@@ -31,6 +31,10 @@ void SPXRecognizer::addConnectionEventHandler(SPXConnectionEventHandler handler)
 
 void SPXRecognizer::addGapEventHandler(SPXGapEventHandler handler) { handlers_->gap = std::move(handler); }
 
+void SPXRecognizer::addSessionStoppedEventHandler(SPXSessionStoppedHandler handler) {
+    handlers_->stopped = std::move(handler);
+}
+
 Result<void> SPXRecognizer::startContinuousRecognition() {
     const auto session = std::exchange(session_, nullptr);
     if (!session)

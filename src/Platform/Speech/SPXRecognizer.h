@@ -32,6 +32,8 @@ public:
     void addCanceledEventHandler(SPXCanceledEventHandler handler);       ///< at most once, then nothing more comes
     void addConnectionEventHandler(SPXConnectionEventHandler handler);   ///< the service was reached or lost
     void addGapEventHandler(SPXGapEventHandler handler);                 ///< sound is missing at this place
+    void
+    addSessionStoppedEventHandler(SPXSessionStoppedHandler handler); ///< the stream is closed, its last result here
 
     /// Starts to read the stream and to recognize; ends by itself when the stream is closed and its last result is
     /// here. Fails when it was started before or its stream has a reader already.

@@ -77,10 +77,23 @@ void SpeechConnection::connectNow() {
 
 void SpeechConnection::onOpened() {
     open_ = true;
-    if (handlers_->connection && !handlers_->ended)
-        handlers_->connection({true, {}, {}});
+    if (!refused_)
+        tellConnected();
     beginTurn();
     sendAudio();
+}
+
+void SpeechConnection::tellConnected() const {
+    if (handlers_->connection && !handlers_->ended)
+        handlers_->connection({true, {}, {}});
+}
+
+/// The service takes sound.
+void SpeechConnection::onUse() {
+    attempts_ = 0;
+    served_ = true;
+    if (std::exchange(refused_, false))
+        tellConnected();
 }
 
 void SpeechConnection::beginTurn() {
@@ -163,6 +176,7 @@ void SpeechConnection::onEvent(const SpeechEvent& event) {
         onFinal(event);
         return;
     case SpeechEvent::Kind::Canceled:
+        refused_ = true;
         if (event.verdict.reconnect)
             onLost(event.verdict);
         else
@@ -170,7 +184,7 @@ void SpeechConnection::onEvent(const SpeechEvent& event) {
         return;
     case SpeechEvent::Kind::TurnEnded:
         if (turn_->audioEnded())
-            finish();
+            complete();
         else
             sendAudio();
         return;
@@ -178,8 +192,7 @@ void SpeechConnection::onEvent(const SpeechEvent& event) {
 }
 
 void SpeechConnection::onFinal(const SpeechEvent& event) {
-    attempts_ = 0;
-    served_ = true;
+    onUse();
     inSentence_ = false;
     if (event.begin)
         tellGaps(*event.begin);
@@ -192,8 +205,7 @@ void SpeechConnection::onFinal(const SpeechEvent& event) {
 
 /// What it has received without a sentence in progress holds none.
 void SpeechConnection::onReached(std::uint64_t position) {
-    attempts_ = 0;
-    served_ = true;
+    onUse();
     if (inSentence_)
         return;
     session_.stream->settle(position);
@@ -222,7 +234,7 @@ void SpeechConnection::onLost(const SpeechVerdict& verdict) {
     const bool wasOpen = open_;
     dropSocket();
     if (nothingLeft)
-        return finish();
+        return complete();
     if (!verdict.reconnect && !mayPass(verdict))
         return cancel(verdict);
     session_.stream->rewind();
@@ -241,6 +253,15 @@ void SpeechConnection::dropSocket() {
         return;
     socket_->close();
     socket_.release()->deleteLater();
+}
+
+/// All of the closed stream has had its result.
+void SpeechConnection::complete() {
+    tellGaps(next_);
+    session_.stream->release(next_);
+    finish();
+    if (handlers_->stopped && !handlers_->ended)
+        handlers_->stopped();
 }
 
 void SpeechConnection::finish() {

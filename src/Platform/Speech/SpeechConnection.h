@@ -33,6 +33,7 @@ struct SpeechHandlers {
     SPXCanceledEventHandler canceled;
     SPXConnectionEventHandler connection;
     SPXGapEventHandler gap;
+    SPXSessionStoppedHandler stopped;
     std::atomic<bool> ended = false; ///< set when the recognizer goes: no handler is called from then on
 };
 
@@ -81,6 +82,8 @@ protected:
 private:
     void connectNow();
     void onOpened();
+    void tellConnected() const;
+    void onUse();
     void onMessage(const wire::SpeechMessage& message);
     void onEvent(const SpeechEvent& event);
     void onFinal(const SpeechEvent& event);
@@ -96,6 +99,7 @@ private:
     void tellGaps(std::uint64_t position) const;
     void dropSocket();
     void cancel(const SpeechVerdict& verdict);
+    void complete();
     void finish();
 
     SpeechSession session_;
@@ -111,6 +115,7 @@ private:
     bool inSentence_ = false; ///< a sentence has begun that has had no final result
     int attempts_ = 0;        ///< attempts to connect again since the service last proved of use
     bool served_ = false;     ///< the service has taken sound
+    bool refused_ = false;    ///< it ended the last turn: whether it takes sound now is still to be seen
     QElapsedTimer attempt_;   ///< since the last one
     QTimer pause_;            ///< until the next piece of audio may go
     QTimer reconnect_;
