@@ -152,9 +152,12 @@ TEST_F(SPXRecognizerTest, ConnectsAgainAfterACloseThatMayPassAndElseCancelsOnceA
     ASSERT_TRUE(hasAudio(1, 0, 3200)) << recognition.heard.cancellations().join(' ').toStdString();
     EXPECT_EQ(server.sessions[1]->header("X-ConnectionId"), server.sessions[0]->header("X-ConnectionId"));
     EXPECT_EQ(server.sessions[1]->messages[0].path(), "speech.config");
-    server.sessions[1]->close(4000, "offered are en-US");
+    server.sessions[1]->send("speech.phrase", R"({"RecognitionStatus":"TooManyRequests"})");
+    ASSERT_TRUE(hasAudio(2, 0, 3200));
+    EXPECT_TRUE(recognition.heard.connections().last().contains("TooManyRequests")) << "until it takes sound";
+    server.sessions[2]->close(4000, "offered are en-US");
     EXPECT_THAT(cancellation(), AllOf(HasSubstr("code 4000"), HasSubstr("offered are en-US")));
-    EXPECT_EQ(server.connections, 2);
+    EXPECT_EQ(server.connections, 3);
 }
 
 TEST_F(SPXRecognizerTest, NeverGivesUp) {
