@@ -123,8 +123,11 @@ Outcome attempt(const Download& download, std::string& problem) {
         problem.clear();
         return Outcome::Done;
     }
-    if (code == CURLE_RANGE_ERROR) // a server that sends files as a whole only
+    if (code == CURLE_RANGE_ERROR) { // a server that sends files as a whole only
+        transfer.file.reset();
         fs::remove(download.file);
+        return attempt(download, problem);
+    }
     if (code == CURLE_HTTP_RETURNED_ERROR && status < 500)
         throw std::runtime_error(download.address + ": the server answers HTTP " + std::to_string(status));
     problem = download.address + ": " + curl_easy_strerror(code);
