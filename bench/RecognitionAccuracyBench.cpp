@@ -75,7 +75,7 @@ std::string heardByLibrary(recogniser::Transcriber& transcriber, const Samples& 
     std::vector<float> floats(samples.size());
     std::transform(samples.begin(), samples.end(), floats.begin(),
                    [](int sample) { return static_cast<float>(sample) / 32'768; });
-    return transcriber.transcribe(floats).text;
+    return transcriber.transcribe(floats, recogniser::Search::Fast, {}).text;
 }
 
 /// A sound file as the application hears it; empty when it cannot be played.
@@ -111,7 +111,7 @@ int main(int argc, char** argv) {
     if (places.program.empty() || !model)
         return std::puts("there is no recogniser here (./dev setup)"), 1;
     const auto bare =
-        recogniser::loadTranscriber(recogniser::SherpaLibrary::load(places.installed.parent_path()), *model);
+        recogniser::loadBareTranscriber(recogniser::SherpaLibrary::load(places.installed.parent_path()), *model);
     service::RecogniserEngine engine(places);
     for (const auto* file : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
         const auto samples = captured(file);

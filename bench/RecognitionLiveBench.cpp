@@ -228,7 +228,7 @@ double costOfBareLibrary(Transcriber& transcriber, const Samples& samples) {
         std::vector<float> floats;
         for (auto i = from; i < to; ++i)
             floats.push_back(static_cast<float>(samples[static_cast<std::size_t>(i)]) / 32'768);
-        transcriber.transcribe(floats);
+        transcriber.transcribe(floats, Search::Fast, {});
     }
     return processorSeconds() - before;
 }
@@ -292,14 +292,15 @@ int main(int argc, char** argv) {
     if (!model)
         return std::puts("there is no recogniser here (./dev setup)"), 1;
     const auto& library = SherpaLibrary::load(files);
+    const auto bare = loadBareTranscriber(library, *model);
     const auto transcriber = loadTranscriber(library, *model);
     Calls calls(*transcriber, library, files);
     bool met = true;
     const auto sample = sampleInterview(PARLOWEN_SOURCE_DIR);
-    const double alone = judgeOne(calls, *transcriber, sample, met);
+    const double alone = judgeOne(calls, *bare, sample, met);
     met &= judge("memory", residentMegabytes(), 500, "MB");
     if (argc == 1)
-        judgeOne(calls, *transcriber, sampleReading(PARLOWEN_SOURCE_DIR), met);
+        judgeOne(calls, *bare, sampleReading(PARLOWEN_SOURCE_DIR), met);
     for (const int count : argc > 1 ? std::vector<int>{std::atoi(argv[1])} : std::vector<int>{8, 16})
         judgeMany(calls, sample, static_cast<std::uint32_t>(std::clamp(count, 2, 64)), alone, met);
     return met ? 0 : 1;

@@ -134,7 +134,9 @@ Recogniser load(const SherpaLibrary& library, const ModelFolder& model, unsigned
     Recogniser recogniser{nullptr, nullptr, {}, DecodingLoad(threads)};
     const auto audio = selfTestAudio();
     const auto hear = [&] {
-        return recogniser.streaming ? heardBy(*recogniser.streaming, audio) : finalText(*recogniser.transcriber, audio);
+        Tokens draft;
+        return recogniser.streaming ? heardBy(*recogniser.streaming, audio)
+                                    : finalText(*recogniser.transcriber, audio, draft);
     };
     if (isStreaming(model.family))
         recogniser.streaming = std::make_unique<StreamingModel>(library, model);

@@ -12,7 +12,7 @@ namespace parlowen::recogniser {
 namespace {
 
 constexpr double mostTokensPerSecond = 6.5;
-constexpr int tokensToSpare = 2;
+constexpr std::size_t tokensToSpare = 2;
 constexpr std::size_t longestUnit = 16; // words
 
 struct Run {
@@ -59,8 +59,8 @@ std::string withoutRepeats(const std::string& text) {
     return result;
 }
 
-bool isTooMuch(int tokens, double seconds) {
-    return tokens > static_cast<int>(std::ceil(mostTokensPerSecond * seconds)) + tokensToSpare;
+std::size_t mostTokens(double seconds) {
+    return static_cast<std::size_t>(std::ceil(mostTokensPerSecond * seconds)) + tokensToSpare;
 }
 
 } // namespace parlowen::recogniser

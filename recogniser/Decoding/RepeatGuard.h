@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -12,7 +13,7 @@ bool repeatsItself(std::string_view text);
 /// Each such run as one.
 std::string withoutRepeats(const std::string& text);
 
-/// More tokens than anybody speaks: the models' own makers stop at 6.5 a second.
-bool isTooMuch(int tokens, double seconds);
+/// How many tokens anybody speaks: the models' own makers stop at 6.5 a second.
+std::size_t mostTokens(double seconds);
 
 } // namespace parlowen::recogniser

@@ -1,12 +1,13 @@
 #include "Transcriber.h"
 
-#include "Protocol/Frames.h"
+#include "MoonshineTranscriber.h"
 #include "QuietPlace.h"
 #include "RepeatGuard.h"
 #include "Words.h"
 
 #include <algorithm>
 #include <cmath>
+#include <iostream>
 #include <numeric>
 #include <random>
 #include <stdexcept>
@@ -16,7 +17,6 @@ namespace parlowen::recogniser {
 
 namespace {
 
-constexpr std::size_t fewestSamples = sampleRate * 6 / 100; // of less than this the library makes an error
 constexpr std::size_t shortestToHalve = 3 * std::size_t{sampleRate};
 constexpr std::size_t shortestToRepeat = sampleRate * 8 / 10;
 
@@ -32,8 +32,8 @@ public:
     OfflineTranscriber(const OfflineTranscriber&) = delete;
     OfflineTranscriber& operator=(const OfflineTranscriber&) = delete;
 
-    Transcript transcribe(std::span<const float> samples) override {
-        if (samples.size() < fewestSamples)
+    Transcript transcribe(std::span<const float> samples, Search, const Tokens&) override {
+        if (samples.size() < fewestSamples) // of which the library makes an error
             return {};
         const std::unique_ptr<const sherpa::OfflineStream, void (*)(const sherpa::OfflineStream*)> stream(
             api_.createOfflineStream(recognizer_), api_.destroyOfflineStream);
@@ -43,16 +43,10 @@ public:
             api_.offlineResult(stream.get()), api_.destroyOfflineResult);
         if (!result || !result->text)
             return {};
-        return {trimmed(result->text), result->count};
+        return {trimmed(result->text), static_cast<std::size_t>(std::max(0, result->count)), {}};
     }
 
 private:
-    static std::string trimmed(std::string_view text) {
-        const auto begin = std::min(text.find_first_not_of(" \t\n"), text.size());
-        const auto end = text.find_last_not_of(" \t\n");
-        return end == std::string_view::npos ? std::string() : std::string(text.substr(begin, end + 1 - begin));
-    }
-
     const SherpaLibrary& api_;
     const sherpa::OfflineRecognizer* const recognizer_;
 };
@@ -103,7 +97,7 @@ std::vector<float> withNoise(std::span<const float> samples) {
 double secondsOf(std::span<const float> samples) { return static_cast<double>(samples.size()) / sampleRate; }
 
 bool isSound(const Transcript& transcript, std::span<const float> samples) {
-    return !isTooMuch(transcript.tokens, secondsOf(samples)) && !repeatsItself(transcript.text);
+    return transcript.tokens <= mostTokens(secondsOf(samples)) && !repeatsItself(transcript.text);
 }
 
 /// Up to the first word that was there before: of a syllable or two a model likes to make more than there is.
@@ -119,7 +113,25 @@ std::string beforeRepeat(std::string text) {
 
 } // namespace
 
+std::string trimmed(std::string_view text) {
+    const auto begin = std::min(text.find_first_not_of(" \t\n"), text.size());
+    const auto end = text.find_last_not_of(" \t\n");
+    return end == std::string_view::npos ? std::string() : std::string(text.substr(begin, end + 1 - begin));
+}
+
 std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const ModelFolder& model) {
+    if (model.family == ModelFamily::Moonshine) {
+        try {
+            return loadMoonshine(library, model);
+        } catch (const std::runtime_error& problem) {
+            // Of another make; the library knows more of them.
+            std::cerr << model.name << " is left to the speech library: " << problem.what() << std::endl;
+        }
+    }
+    return loadBareTranscriber(library, model);
+}
+
+std::unique_ptr<Transcriber> loadBareTranscriber(const SherpaLibrary& library, const ModelFolder& model) {
     sherpa::OfflineRecognizerConfig config{};
     config.features = {sampleRate, 80};
     config.model.threads = 1; // more do not make one decoding faster; several decodings run side by side
@@ -129,8 +141,9 @@ std::unique_ptr<Transcriber> loadTranscriber(const SherpaLibrary& library, const
     return std::make_unique<OfflineTranscriber>(library, config);
 }
 
-std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples) {
-    auto transcript = transcriber.transcribe(withNoise(samples));
+std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft) {
+    auto transcript = transcriber.transcribe(withNoise(samples), Search::Fast, draft);
+    draft = transcript.draft;
     if (samples.size() < shortestToRepeat)
         return beforeRepeat(std::move(transcript.text));
     if (isSound(transcript, samples))
@@ -144,8 +157,9 @@ std::optional<std::string> partialText(Transcriber& transcriber, std::span<const
     return text;
 }
 
-std::string finalText(Transcriber& transcriber, std::span<const float> samples) {
-    auto whole = transcriber.transcribe(withNoise(samples));
+std::string finalText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft) {
+    auto whole = transcriber.transcribe(withNoise(samples), Search::Thorough, draft);
+    draft = whole.draft;
     if (isSound(whole, samples))
         return std::move(whole.text);
     if (samples.size() < shortestToHalve)
@@ -153,7 +167,7 @@ std::string finalText(Transcriber& transcriber, std::span<const float> samples) 
     const auto third = samples.size() / 3;
     const auto cut = quietPlace(samples.first(2 * third), third);
     const auto half = [&transcriber](std::span<const float> part) {
-        return withoutRepeats(transcriber.transcribe(withNoise(part)).text);
+        return withoutRepeats(transcriber.transcribe(withNoise(part), Search::Thorough, {}).text);
     };
     return joinedAtCut(half(samples.first(cut)), half(samples.subspan(cut)));
 }

@@ -17,6 +17,8 @@ struct MemoryInfo;
 struct Session;
 struct SessionOptions;
 struct Status; ///< null is success
+struct TensorType;
+struct Type;
 struct Value;
 
 inline constexpr std::uint32_t tableVersion = 8;
@@ -29,6 +31,14 @@ using Run = Status* (*)(Session*, const void* options, const char* const* inputN
                         Value** outputs);
 using CreateSessionOptions = Status* (*)(SessionOptions**);
 using SetThreads = Status* (*)(SessionOptions*, int);
+using AddSetting = Status* (*)(SessionOptions*, const char* key, const char* value);
+using CountOfInputs = Status* (*)(const Session*, std::size_t*);
+using TypeOfInput = Status* (*)(const Session*, std::size_t index, Type**);
+using AsTensorType = Status* (*)(const Type*, const TensorType**); ///< which is the type's
+using CountOf = Status* (*)(const TensorType*, std::size_t*);
+using DimensionsOf = Status* (*)(const TensorType*, std::int64_t* dimensions, std::size_t count); ///< -1: any
+using TypeOfTensor = Status* (*)(const Value*, TensorType**);
+using DataOf = Status* (*)(Value*, void**);
 using CreateTensorWithData = Status* (*)(const MemoryInfo*, void* data, std::size_t bytes, const std::int64_t* shape,
                                          std::size_t dimensions, int type, Value**);
 using CreateCpuMemoryInfo = Status* (*)(int allocator, int memory, MemoryInfo**);
@@ -49,9 +59,23 @@ struct Table {
     CreateSessionOptions createSessionOptions;
     std::array<void*, 13> optionsOfSessions;
     SetThreads setIntraOpThreads;
-    std::array<void*, 24> descriptions;
+    std::array<void*, 5> options;
+    CountOfInputs countOfInputs;
+    std::array<void*, 2> counts;
+    TypeOfInput typeOfInput;
+    std::array<void*, 15> descriptions;
     CreateTensorWithData createTensorWithData;
-    std::array<void*, 19> values;
+    void* isTensor;
+    DataOf dataOf;
+    std::array<void*, 3> strings;
+    AsTensorType asTensorType;
+    std::array<void*, 5> types;
+    CountOf dimensionCountOf;
+    DimensionsOf dimensionsOf;
+    void* symbolicDimensions;
+    CountOf elementCountOf;
+    TypeOfTensor typeOfTensor;
+    std::array<void*, 3> values;
     CreateCpuMemoryInfo createCpuMemoryInfo;
     std::array<void*, 22> memory;
     Release<Env> releaseEnv;
@@ -59,9 +83,13 @@ struct Table {
     Release<MemoryInfo> releaseMemoryInfo;
     Release<Session> releaseSession;
     Release<Value> releaseValue;
-    std::array<void*, 3> releaseDescriptions;
+    void* releaseRunOptions;
+    Release<Type> releaseType;
+    Release<TensorType> releaseTensorType;
     Release<SessionOptions> releaseSessionOptions;
-    std::array<void*, 43> models;
+    std::array<void*, 29> models;
+    AddSetting addSetting;
+    std::array<void*, 13> allocators;
     RegisterArena registerArena;
     std::array<void*, 12> global;
     Release<ArenaConfig> releaseArenaConfig;
@@ -77,10 +105,17 @@ struct ApiBase {
 static_assert(offsetof(Table, createEnv) == 3 * sizeof(void*));
 static_assert(offsetof(Table, run) == 9 * sizeof(void*));
 static_assert(offsetof(Table, setIntraOpThreads) == 24 * sizeof(void*));
+static_assert(offsetof(Table, countOfInputs) == 30 * sizeof(void*));
+static_assert(offsetof(Table, typeOfInput) == 33 * sizeof(void*));
 static_assert(offsetof(Table, createTensorWithData) == 49 * sizeof(void*));
+static_assert(offsetof(Table, dataOf) == 51 * sizeof(void*));
+static_assert(offsetof(Table, asTensorType) == 55 * sizeof(void*));
+static_assert(offsetof(Table, dimensionCountOf) == 61 * sizeof(void*));
+static_assert(offsetof(Table, typeOfTensor) == 65 * sizeof(void*));
 static_assert(offsetof(Table, createCpuMemoryInfo) == 69 * sizeof(void*));
 static_assert(offsetof(Table, releaseEnv) == 92 * sizeof(void*));
 static_assert(offsetof(Table, releaseSessionOptions) == 100 * sizeof(void*));
+static_assert(offsetof(Table, addSetting) == 130 * sizeof(void*));
 static_assert(offsetof(Table, registerArena) == 144 * sizeof(void*));
 static_assert(offsetof(Table, releaseArenaConfig) == 157 * sizeof(void*));
 static_assert(offsetof(Table, createArenaConfig) == 164 * sizeof(void*));

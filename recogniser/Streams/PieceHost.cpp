@@ -110,21 +110,31 @@ void PieceHost::work() {
             return;
         lock.unlock();
         const auto begin = Clock::now();
-        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber_, next->samples))
-                                           : partialText(transcriber_, next->samples);
+        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber_, next->samples, next->draft))
+                                           : partialText(transcriber_, next->samples, next->draft);
         lock.lock();
         take(*next, std::move(text), Clock::now() - begin);
     }
 }
 
 std::optional<PieceHost::Work> PieceHost::nextWork() {
+    auto next = nextFinal();
+    if (!next)
+        next = nextPartial();
+    if (next)
+        if (const auto& stream = streams_.at(next->stream); stream.draftFrom == next->job.from)
+            next->draft = stream.draft;
+    return next;
+}
+
+std::optional<PieceHost::Work> PieceHost::nextFinal() {
     while (!finals_.empty()) {
         auto next = std::move(finals_.front());
         finals_.pop_front();
         if (streams_.at(next.stream).tracker->wants(next.job))
             return next;
     }
-    return nextPartial();
+    return std::nullopt;
 }
 
 std::optional<PieceHost::Work> PieceHost::nextPartial() {
@@ -167,6 +177,10 @@ void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::d
     wake_.notify_all();
     if (found == streams_.end())
         return;
+    if (found->second.draftFrom <= done.job.from) {
+        found->second.draftFrom = done.job.from;
+        found->second.draft = done.draft;
+    }
     found->second.tracker->onText(done.job, std::move(text), now, took);
     afterAdvance(done.stream, found->second);
 }

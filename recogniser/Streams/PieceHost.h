@@ -38,12 +38,15 @@ private:
         Job job{};
         std::vector<float> samples{};
         Clock::time_point since{};
+        Tokens draft{};
     };
     struct Stream {
         NoiseReduction noiseReduction;
         std::unique_ptr<UtteranceTracker> tracker; ///< of what is left after it
         std::vector<std::int16_t> captured;        ///< before it, from `capturedFrom` on
         std::int64_t capturedFrom = 0;
+        Tokens draft; ///< of the speech from `draftFrom` on
+        std::int64_t draftFrom = -1;
         std::int64_t toldTaken = -1;
         std::int64_t toldNeeded = -1;
     };
@@ -53,6 +56,7 @@ private:
     void afterAdvance(std::uint32_t id, Stream& stream);
     void work();
     std::optional<Work> nextWork();
+    std::optional<Work> nextFinal();
     std::optional<Work> nextPartial();
     Clock::time_point nextPartialTime() const;
     void take(const Work& done, std::optional<std::string> text, Clock::duration took);

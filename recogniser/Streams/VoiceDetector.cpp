@@ -1,10 +1,10 @@
 #include "VoiceDetector.h"
 
-#include "Library/SherpaLibrary.h"
+#include "Library/OnnxNetwork.h"
 
 #include <algorithm>
 #include <initializer_list>
-#include <type_traits>
+#include <span>
 #include <utility>
 
 namespace parlowen::recogniser {
@@ -19,43 +19,12 @@ constexpr int windowsToEnd = 10;  // after the first one without
 // The network takes some of the window before with each window, and carries on a state.
 constexpr std::size_t overlap = 64;
 constexpr std::size_t stateSize = 256;
-constexpr int floatType = 1; // ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT
-constexpr int int64Type = 7; // ONNX_TENSOR_ELEMENT_DATA_TYPE_INT64
-
-/// The network with its weights, once for all detectors.
-class SileroNetwork {
-public:
-    SileroNetwork(const SherpaLibrary& library, const std::filesystem::path& model)
-        : api_(*library.onnx)
-        , memory_(onnx::memoryOfProcessor(api_)) {
-        const auto options = made(api_, api_.releaseSessionOptions, api_.createSessionOptions);
-        check(api_, api_.setIntraOpThreads(options.get(), 1));
-        session_ = made(api_, api_.releaseSession, api_.createSession, library.onnxEnv, model.c_str(), options.get());
-    }
-
-    /// A tensor over data of the caller's.
-    template<typename T, std::size_t size>
-    onnx::Handle<onnx::Value> tensor(std::array<T, size>& data, std::initializer_list<std::int64_t> shape) const {
-        return made(api_, api_.releaseValue, api_.createTensorWithData, memory_.get(), static_cast<void*>(data.data()),
-                    sizeof data, shape.begin(), shape.size(), std::is_same_v<T, float> ? floatType : int64Type);
-    }
-
-    void run(std::array<const onnx::Value*, 3> inputs, std::array<onnx::Value*, 2> outputs) const {
-        constexpr std::array inputNames{"input", "state", "sr"};
-        constexpr std::array outputNames{"output", "stateN"};
-        check(api_, api_.run(session_.get(), nullptr, inputNames.data(), inputs.data(), inputs.size(),
-                             outputNames.data(), outputNames.size(), outputs.data()));
-    }
-
-private:
-    const onnx::Table& api_;
-    const onnx::Handle<onnx::MemoryInfo> memory_;
-    onnx::Handle<onnx::Session> session_{nullptr, nullptr};
-};
+constexpr std::array inputNames{"input", "state", "sr"};
+constexpr std::array outputNames{"output", "stateN"};
 
 class SileroDetector : public VoiceDetector {
 public:
-    explicit SileroDetector(std::shared_ptr<const SileroNetwork> network)
+    explicit SileroDetector(std::shared_ptr<const OnnxNetwork> network)
         : network_(std::move(network)) {}
 
     bool feed(const Window& window) override {
@@ -80,15 +49,16 @@ private:
     float probability(const Window& window) {
         std::copy(window.begin(), window.begin() + overlap, input_.begin() + windowLength);
         if (std::exchange(begun_, true)) {
-            network_->run({inputTensor_.get(), stateTensor_.get(), rateTensor_.get()},
-                          {voiceTensor_.get(), nextStateTensor_.get()});
+            const std::array<const onnx::Value*, 3> inputs{inputTensor_.get(), stateTensor_.get(), rateTensor_.get()};
+            std::array<onnx::Value*, 2> outputs{voiceTensor_.get(), nextStateTensor_.get()};
+            network_->run(inputNames, inputs, outputNames, outputs);
             state_ = nextState_;
         }
         std::copy(window.begin(), window.end(), input_.begin());
         return voice_.front();
     }
 
-    const std::shared_ptr<const SileroNetwork> network_;
+    const std::shared_ptr<const OnnxNetwork> network_;
     bool begun_ = false;
     bool speaking_ = false;
     int voiced_ = 0;           ///< windows in a row, while nobody speaks
@@ -99,17 +69,21 @@ private:
     std::array<float, stateSize> state_{}, nextState_{};
     std::array<std::int64_t, 1> rate_{sampleRate};
     std::array<float, 1> voice_{};
-    const onnx::Handle<onnx::Value> inputTensor_ = network_->tensor(input_, {1, windowLength + overlap});
-    const onnx::Handle<onnx::Value> stateTensor_ = network_->tensor(state_, {2, 1, stateSize / 2});
-    const onnx::Handle<onnx::Value> nextStateTensor_ = network_->tensor(nextState_, {2, 1, stateSize / 2});
-    const onnx::Handle<onnx::Value> rateTensor_ = network_->tensor(rate_, {1});
-    const onnx::Handle<onnx::Value> voiceTensor_ = network_->tensor(voice_, {1, 1});
+    template<typename T, std::size_t size>
+    OnnxNetwork::Tensor tensor(const std::array<T, size>& data, std::initializer_list<std::int64_t> shape) const {
+        return network_->tensor(std::span(data), shape);
+    }
+    const OnnxNetwork::Tensor inputTensor_ = tensor(input_, {1, windowLength + overlap});
+    const OnnxNetwork::Tensor stateTensor_ = tensor(state_, {2, 1, stateSize / 2});
+    const OnnxNetwork::Tensor nextStateTensor_ = tensor(nextState_, {2, 1, stateSize / 2});
+    const OnnxNetwork::Tensor rateTensor_ = tensor(rate_, {1});
+    const OnnxNetwork::Tensor voiceTensor_ = tensor(voice_, {1, 1});
 };
 
 } // namespace
 
 DetectorFactory sileroDetectors(const SherpaLibrary& library, const std::filesystem::path& model) {
-    return [network = std::make_shared<const SileroNetwork>(library, model)] {
+    return [network = std::make_shared<const OnnxNetwork>(library, model)] {
         return std::make_unique<SileroDetector>(network);
     };
 }

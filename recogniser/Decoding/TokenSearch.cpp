@@ -1,0 +1,148 @@
+#include "TokenSearch.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <numeric>
+#include <optional>
+
+namespace parlowen::recogniser {
+
+namespace {
+
+constexpr std::size_t alike = 3;          // last tokens of two texts that say the same from there on
+constexpr std::size_t lengthsBetween = 2; // of such texts, at most
+
+struct Text {
+    Tokens tokens;
+    float score = 0;
+    Continuation continuation;
+};
+
+/// A text that may become one of those that are followed.
+struct Extension {
+    const Text* text;
+    Candidate candidate;
+    float score() const { return text->score + candidate.score; }
+};
+
+std::vector<Extension> extensionsOf(const std::vector<Text>& texts) {
+    std::vector<Extension> extensions;
+    for (const auto& text : texts)
+        for (const auto& candidate : text.continuation.next)
+            extensions.push_back({&text, candidate});
+    std::sort(extensions.begin(), extensions.end(),
+              [](const Extension& a, const Extension& b) { return a.score() > b.score(); });
+    return extensions;
+}
+
+/// The ends of all texts that were followed.
+class KnownEnds {
+public:
+    /// Whether a likelier text of about that length ended in the same way. Knows this one from now on.
+    bool holdLikelier(const Tokens& tokens, float score) {
+        if (tokens.size() < alike)
+            return false;
+        auto& known = ends_[endOf(tokens, tokens.size())];
+        for (const auto& [length, likelihood] : known)
+            if (length + lengthsBetween >= tokens.size() && likelihood >= score && !isBeginOf(tokens, length))
+                return true;
+        known.emplace_back(tokens.size(), score);
+        return false;
+    }
+
+private:
+    using End = std::array<std::int64_t, alike>;
+
+    static End endOf(const Tokens& tokens, std::size_t length) {
+        End end{};
+        std::copy_n(tokens.begin() + static_cast<std::ptrdiff_t>(length - alike), alike, end.begin());
+        return end;
+    }
+    /// A text that repeats itself has its own begin among the known ends.
+    static bool isBeginOf(const Tokens& tokens, std::size_t length) {
+        return length < tokens.size() && endOf(tokens, length) == endOf(tokens, tokens.size());
+    }
+
+    std::map<End, std::vector<std::pair<std::size_t, float>>> ends_;
+};
+
+class Search {
+public:
+    explicit Search(const SearchBounds& bounds)
+        : bounds_(bounds) {}
+
+    Tokens run(Text begun, const Continue& proceed) {
+        std::vector<Text> texts{std::move(begun)};
+        while (texts.front().tokens.size() < bounds_.mostTokens) {
+            auto followed = chosenOf(extensionsOf(texts));
+            if (followed.empty() || (ended_ && ended_->score >= followed.front().score))
+                break;
+            for (auto& text : followed)
+                text.continuation = proceed(text.continuation.state, text.tokens.back());
+            texts = std::move(followed);
+        }
+        return ended_ ? ended_->tokens : texts.front().tokens;
+    }
+
+private:
+    std::vector<Text> chosenOf(const std::vector<Extension>& extensions) {
+        const float first = extensions.front().score();
+        const float least = std::max(first, ended_ ? ended_->score : first) - bounds_.margin;
+        std::vector<Text> chosen;
+        for (const auto& extension : extensions) {
+            if (chosen.size() == bounds_.texts || extension.score() < least)
+                break;
+            if (extension.candidate.token == endOfText) {
+                if (!ended_ || ended_->score < extension.score())
+                    ended_ = Text{extension.text->tokens, extension.score(), {}};
+                continue;
+            }
+            Text text{extension.text->tokens, extension.score(), {{}, extension.text->continuation.state}};
+            text.tokens.push_back(extension.candidate.token);
+            if (!known_.holdLikelier(text.tokens, text.score) || chosen.empty())
+                chosen.push_back(std::move(text));
+        }
+        return chosen;
+    }
+
+    const SearchBounds bounds_;
+    std::optional<Text> ended_; ///< the likeliest
+    KnownEnds known_;
+};
+
+} // namespace
+
+Candidates likeliest(std::span<const float> logits, std::size_t count) {
+    std::vector<std::int64_t> order(logits.size());
+    std::iota(order.begin(), order.end(), 0);
+    const auto logit = [logits](std::int64_t token) { return logits[static_cast<std::size_t>(token)]; };
+    const auto end = order.begin() + static_cast<std::ptrdiff_t>(std::min(count, order.size()));
+    std::partial_sort(order.begin(), end, order.end(), [&](auto a, auto b) { return logit(a) > logit(b); });
+    const float highest = order.empty() ? 0 : logit(order.front());
+    float sum = 0;
+    for (const float each : logits)
+        sum += std::exp(each - highest);
+    Candidates candidates;
+    for (auto token = order.begin(); token != end; ++token)
+        candidates.push_back({*token, logit(*token) - highest - std::log(sum)});
+    return candidates;
+}
+
+std::size_t confirmed(const Tokens& draft, std::span<const Candidates> at, const SearchBounds& bounds) {
+    std::size_t count = 0;
+    const auto isCertain = [&](const Candidates& next) {
+        return next[0].token == draft[count] && next[0].score - next[1].score >= bounds.margin;
+    };
+    while (count < draft.size() && count < bounds.mostTokens && isCertain(at[count]))
+        ++count;
+    return count;
+}
+
+Tokens likeliestText(const Tokens& begun, Continuation continuation, const Continue& proceed,
+                     const SearchBounds& bounds) {
+    return Search(bounds).run({begun, 0, std::move(continuation)}, proceed);
+}
+
+} // namespace parlowen::recogniser

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace parlowen::recogniser {
+
+/// A text as the numbers of its pieces in a model's vocabulary, without a mark at its begin or end.
+using Tokens = std::vector<std::int64_t>;
+
+inline constexpr std::int64_t endOfText = 2;
+
+/// What may follow in a text, likeliest first. The score is the logarithm of its probability.
+struct Candidate {
+    std::int64_t token;
+    float score;
+};
+using Candidates = std::vector<Candidate>;
+
+/// The likeliest of a network's outputs, one for each token of the vocabulary.
+Candidates likeliest(std::span<const float> logits, std::size_t count);
+
+/// A text so far: what may follow, and what its decoder needs to go on.
+struct Continuation {
+    Candidates next;
+    std::shared_ptr<const void> state;
+};
+using Continue = std::function<Continuation(const std::shared_ptr<const void>& state, std::int64_t token)>;
+
+struct SearchBounds {
+    std::size_t texts = 1;      ///< that are followed at a time
+    float margin = 0;           ///< a text so much less likely than the likeliest is given up
+    std::size_t mostTokens = 0; ///< of the result
+};
+
+/// How much of a draft a search within the bounds would find again, with nothing else in reach. `at[i]` holds what may
+/// follow its first i tokens.
+std::size_t confirmed(const Tokens& draft, std::span<const Candidates> at, const SearchBounds& bounds);
+
+/// The likeliest text that goes on from `begun` (beam search). Of texts that end alike the likeliest alone is followed.
+Tokens likeliestText(const Tokens& begun, Continuation continuation, const Continue& proceed,
+                     const SearchBounds& bounds);
+
+} // namespace parlowen::recogniser
