@@ -89,14 +89,15 @@ private:
         Tokens tokens{beginOfText};
         tokens.insert(tokens.end(), draft.begin(), draft.end());
         auto outputs = decode(speech, tokens, past, false, outputNames_);
-        const auto at = candidatesAt(outputs.front(), tokens.size());
-        const auto count = confirmed(draft, at, bounds);
+        const auto logits = decoder_.elementsOf(outputs.front());
+        const auto count = confirmed(draft, logits, bounds);
+        const auto size = logits.size() / tokens.size();
         auto state = std::make_shared<DecoderState>();
         for (std::size_t i = 0; i < past.size(); ++i)
             state->parts.push_back(i % partsOfLayer < partsOfText ? beginOfPart(outputs[i + 1], count + 1)
                                                                   : std::shared_ptr(std::move(outputs[i + 1])));
         return {Tokens(draft.begin(), draft.begin() + static_cast<std::ptrdiff_t>(count)),
-                {at[count], std::move(state)}};
+                {likeliest(logits.subspan(count * size, size), candidates), std::move(state)}};
     }
 
     Continuation next(const Tensor& speech, const DecoderState& before, std::int64_t token) const {
@@ -109,7 +110,7 @@ private:
         for (std::size_t i = 0; i < past.size(); ++i)
             if (i % partsOfLayer < partsOfText)
                 state->parts[i] = std::move(*++output);
-        return {candidatesAt(outputs.front(), 1).front(), std::move(state)};
+        return {likeliest(decoder_.elementsOf(outputs.front()), candidates), std::move(state)};
     }
 
     std::vector<Tensor> decode(const Tensor& speech, const Tokens& tokens, const std::vector<const onnx::Value*>& past,
@@ -120,15 +121,6 @@ private:
         inputs.insert(inputs.end(), past.begin(), past.end());
         inputs.push_back(usePast.get());
         return decoder_.run(inputNames_, inputs, outputNames);
-    }
-
-    std::vector<Candidates> candidatesAt(const Tensor& logits, std::size_t places) const {
-        const auto all = decoder_.elementsOf(logits);
-        const auto size = all.size() / places;
-        std::vector<Candidates> at;
-        for (std::size_t i = 0; i < places; ++i)
-            at.push_back(likeliest(all.subspan(i * size, size), candidates));
-        return at;
     }
 
     /// What belongs to the first tokens of a text; a part's shape is [1, heads, tokens, width].

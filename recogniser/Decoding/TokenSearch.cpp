@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <map>
-#include <numeric>
 #include <optional>
 
 namespace parlowen::recogniser {
@@ -68,6 +67,22 @@ private:
     std::map<End, std::vector<std::pair<std::size_t, float>>> ends_;
 };
 
+/// By logits instead of probabilities.
+Candidates highest(std::span<const float> logits, std::size_t count) {
+    Candidates candidates;
+    for (std::size_t token = 0; token < logits.size(); ++token) {
+        const float logit = logits[token];
+        if (candidates.size() == count && logit <= candidates.back().score)
+            continue;
+        const auto place = std::find_if(candidates.begin(), candidates.end(),
+                                        [logit](const Candidate& other) { return other.score < logit; });
+        candidates.insert(place, {static_cast<std::int64_t>(token), logit});
+        if (candidates.size() > count)
+            candidates.pop_back();
+    }
+    return candidates;
+}
+
 class Search {
 public:
     explicit Search(const SearchBounds& bounds)
@@ -115,27 +130,26 @@ private:
 } // namespace
 
 Candidates likeliest(std::span<const float> logits, std::size_t count) {
-    std::vector<std::int64_t> order(logits.size());
-    std::iota(order.begin(), order.end(), 0);
-    const auto logit = [logits](std::int64_t token) { return logits[static_cast<std::size_t>(token)]; };
-    const auto end = order.begin() + static_cast<std::ptrdiff_t>(std::min(count, order.size()));
-    std::partial_sort(order.begin(), end, order.end(), [&](auto a, auto b) { return logit(a) > logit(b); });
-    const float highest = order.empty() ? 0 : logit(order.front());
+    auto candidates = highest(logits, count);
+    constexpr float negligible = 16;
+    const float first = candidates.front().score;
     float sum = 0;
-    for (const float each : logits)
-        sum += std::exp(each - highest);
-    Candidates candidates;
-    for (auto token = order.begin(); token != end; ++token)
-        candidates.push_back({*token, logit(*token) - highest - std::log(sum)});
+    for (const float logit : logits)
+        if (logit > first - negligible)
+            sum += std::exp(logit - first);
+    for (auto& candidate : candidates)
+        candidate.score -= first + std::log(sum);
     return candidates;
 }
 
-std::size_t confirmed(const Tokens& draft, std::span<const Candidates> at, const SearchBounds& bounds) {
-    std::size_t count = 0;
-    const auto isCertain = [&](const Candidates& next) {
-        return next[0].token == draft[count] && next[0].score - next[1].score >= bounds.margin;
+std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const SearchBounds& bounds) {
+    const auto size = logits.size() / (draft.size() + 1);
+    const auto isCertain = [&](std::size_t i) {
+        const auto next = highest(logits.subspan(i * size, size), 2);
+        return next[0].token == draft[i] && next[0].score - next[1].score >= bounds.margin;
     };
-    while (count < draft.size() && count < bounds.mostTokens && isCertain(at[count]))
+    std::size_t count = 0;
+    while (count < std::min(draft.size(), bounds.mostTokens) && isCertain(count))
         ++count;
     return count;
 }

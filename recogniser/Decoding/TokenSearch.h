@@ -21,7 +21,7 @@ struct Candidate {
 };
 using Candidates = std::vector<Candidate>;
 
-/// The likeliest of a network's outputs, one for each token of the vocabulary.
+/// The likeliest by a network's outputs, one for each token of the vocabulary.
 Candidates likeliest(std::span<const float> logits, std::size_t count);
 
 /// A text so far: what may follow, and what its decoder needs to go on.
@@ -37,9 +37,9 @@ struct SearchBounds {
     std::size_t mostTokens = 0; ///< of the result
 };
 
-/// How much of a draft a search within the bounds would find again, with nothing else in reach. `at[i]` holds what may
-/// follow its first i tokens.
-std::size_t confirmed(const Tokens& draft, std::span<const Candidates> at, const SearchBounds& bounds);
+/// How many tokens of a draft a search within the bounds would find again, with nothing else in reach. The outputs are
+/// those after none of its tokens, after the first, and so on, after all of them.
+std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const SearchBounds& bounds);
 
 /// The likeliest text that goes on from `begun` (beam search). Of texts that end alike the likeliest alone is followed.
 Tokens likeliestText(const Tokens& begun, Continuation continuation, const Continue& proceed,
