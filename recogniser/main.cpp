@@ -134,9 +134,7 @@ Recogniser load(const SherpaLibrary& library, const ModelFolder& model, unsigned
     Recogniser recogniser{nullptr, nullptr, {}, DecodingLoad(threads)};
     const auto audio = selfTestAudio();
     const auto hear = [&] {
-        Tokens draft;
-        return recogniser.streaming ? heardBy(*recogniser.streaming, audio)
-                                    : finalText(*recogniser.transcriber, audio, draft);
+        return recogniser.streaming ? heardBy(*recogniser.streaming, audio) : finalText(*recogniser.transcriber, audio);
     };
     if (isStreaming(model.family))
         recogniser.streaming = std::make_unique<StreamingModel>(library, model);

@@ -92,6 +92,9 @@ private:
         const auto logits = decoder_.elementsOf(outputs.front());
         const auto count = confirmed(draft, logits, bounds);
         const auto size = logits.size() / tokens.size();
+        if (size != vocabulary_.size())
+            throw std::runtime_error("the vocabulary has " + std::to_string(vocabulary_.size()) + " tokens, not " +
+                                     std::to_string(size));
         auto state = std::make_shared<DecoderState>();
         for (std::size_t i = 0; i < past.size(); ++i)
             state->parts.push_back(i % partsOfLayer < partsOfText ? beginOfPart(outputs[i + 1], count + 1)

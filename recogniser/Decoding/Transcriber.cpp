@@ -157,9 +157,8 @@ std::optional<std::string> partialText(Transcriber& transcriber, std::span<const
     return text;
 }
 
-std::string finalText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft) {
-    auto whole = transcriber.transcribe(withNoise(samples), Search::Thorough, draft);
-    draft = whole.draft;
+std::string finalText(Transcriber& transcriber, std::span<const float> samples) {
+    auto whole = transcriber.transcribe(withNoise(samples), Search::Thorough, {});
     if (isSound(whole, samples))
         return std::move(whole.text);
     if (samples.size() < shortestToHalve)

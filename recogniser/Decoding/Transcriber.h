@@ -27,7 +27,8 @@ public:
     static constexpr std::size_t fewestSamples = sampleRate * 6 / 100; ///< no text is in less
 
     virtual ~Transcriber() = default;
-    /// Mono, 16 kHz, -1 to 1. A draft that holds saves time, and changes nothing else.
+    /// Mono, 16 kHz, -1 to 1. A draft that holds saves most of the time. It may leave another text where two are about
+    /// as likely: networks of 8 bits compute many tokens at once a little otherwise than one after the other.
     virtual Transcript transcribe(std::span<const float> samples, Search search, const Tokens& draft) = 0;
 };
 
@@ -42,8 +43,9 @@ std::unique_ptr<Transcriber> loadBareTranscriber(const SherpaLibrary& library, c
 /// none. The draft is of what was heard of the same speech before, and then of this.
 std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft);
 
-/// The words of finished speech. A loop is decoded anew in two halves, or else collapsed.
-std::string finalText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft);
+/// The words of finished speech; the same of the same samples each time. A loop is decoded anew in two halves, or else
+/// collapsed.
+std::string finalText(Transcriber& transcriber, std::span<const float> samples);
 
 /// Without blanks around it.
 std::string trimmed(std::string_view text);

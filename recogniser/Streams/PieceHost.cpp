@@ -110,7 +110,7 @@ void PieceHost::work() {
             return;
         lock.unlock();
         const auto begin = Clock::now();
-        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber_, next->samples, next->draft))
+        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber_, next->samples))
                                            : partialText(transcriber_, next->samples, next->draft);
         lock.lock();
         take(*next, std::move(text), Clock::now() - begin);
@@ -118,23 +118,13 @@ void PieceHost::work() {
 }
 
 std::optional<PieceHost::Work> PieceHost::nextWork() {
-    auto next = nextFinal();
-    if (!next)
-        next = nextPartial();
-    if (next)
-        if (const auto& stream = streams_.at(next->stream); stream.draftFrom == next->job.from)
-            next->draft = stream.draft;
-    return next;
-}
-
-std::optional<PieceHost::Work> PieceHost::nextFinal() {
     while (!finals_.empty()) {
         auto next = std::move(finals_.front());
         finals_.pop_front();
         if (streams_.at(next.stream).tracker->wants(next.job))
             return next;
     }
-    return std::nullopt;
+    return nextPartial();
 }
 
 std::optional<PieceHost::Work> PieceHost::nextPartial() {
@@ -150,7 +140,9 @@ std::optional<PieceHost::Work> PieceHost::nextPartial() {
         if (const auto job = tracker.nextPartialJob(now)) {
             lastPartialOf_ = candidate->first;
             ++runningPartials_;
-            return Work{candidate->first, *job, samplesOf(candidate->second, *job), now};
+            const auto& stream = candidate->second;
+            return Work{candidate->first, *job, samplesOf(stream, *job), now,
+                        stream.draftFrom == job->from ? stream.draft : Tokens()};
         }
     }
     return std::nullopt;
@@ -177,7 +169,7 @@ void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::d
     wake_.notify_all();
     if (found == streams_.end())
         return;
-    if (found->second.draftFrom <= done.job.from) {
+    if (!done.job.isForFinal()) {
         found->second.draftFrom = done.job.from;
         found->second.draft = done.draft;
     }

@@ -56,7 +56,6 @@ private:
     void afterAdvance(std::uint32_t id, Stream& stream);
     void work();
     std::optional<Work> nextWork();
-    std::optional<Work> nextFinal();
     std::optional<Work> nextPartial();
     Clock::time_point nextPartialTime() const;
     void take(const Work& done, std::optional<std::string> text, Clock::duration took);
