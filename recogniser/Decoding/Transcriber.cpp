@@ -143,18 +143,19 @@ std::unique_ptr<Transcriber> loadBareTranscriber(const SherpaLibrary& library, c
 
 std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft) {
     auto transcript = transcriber.transcribe(withNoise(samples), Search::Fast, draft);
-    draft = transcript.draft;
+    draft = std::move(transcript.draft);
     if (samples.size() < shortestToRepeat)
-        return beforeRepeat(std::move(transcript.text));
+        return withoutEnd(beforeRepeat(std::move(transcript.text)));
     if (isSound(transcript, samples))
-        return std::move(transcript.text);
+        return withoutEnd(std::move(transcript.text));
+    draft.clear();
     // A loop stands at the end, often inside a word.
     auto text = withoutRepeats(transcript.text);
     const auto words = wordsOf(text);
     if (words.size() < 2)
         return std::nullopt;
     text.resize(words[words.size() - 2].end);
-    return text;
+    return withoutEnd(std::move(text));
 }
 
 std::string finalText(Transcriber& transcriber, std::span<const float> samples) {

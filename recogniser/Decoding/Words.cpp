@@ -69,6 +69,16 @@ std::vector<Word> wordsOf(std::string_view text) {
     return words;
 }
 
+std::string withoutEnd(std::string text) {
+    constexpr std::array<std::string_view, 6> marks{".", "?", "!", "。", "？", "！"};
+    const auto last = [&] {
+        return std::find_if(marks.begin(), marks.end(), [&text](auto mark) { return text.ends_with(mark); });
+    };
+    for (auto mark = last(); mark != marks.end(); mark = last())
+        text.resize(text.size() - mark->size());
+    return text;
+}
+
 std::string joined(std::string_view first, std::string_view second) {
     if (first.empty() || second.empty())
         return std::string(first).append(second);

@@ -16,6 +16,9 @@ struct Word {
 
 std::vector<Word> wordsOf(std::string_view text);
 
+/// Without the mark of a finished sentence, which a model puts wherever the sound breaks off.
+std::string withoutEnd(std::string text);
+
 /// Texts of neighbouring pieces as one: a blank in between where the script has blanks.
 std::string joined(std::string_view first, std::string_view second);
 

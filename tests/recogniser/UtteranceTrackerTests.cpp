@@ -261,6 +261,8 @@ TEST(Words, AreComparedWithoutCaseAndMarks) {
     EXPECT_EQ(wordsOf("\xff\xe4\xbd").size(), 1U) << "broken UTF-8 is kept together";
     EXPECT_EQ(joined("你好", "再见"), "你好再见");
     EXPECT_EQ(joinedAtCut("I went to see.", "The house."), "I went to see the house.");
+    EXPECT_EQ(withoutEnd("Did you see the?"), "Did you see the");
+    EXPECT_EQ(withoutEnd("Mr. Smith, 你好。。"), "Mr. Smith, 你好");
     EXPECT_EQ(joinedAtCut("Did you?", "The house."), "Did you? The house.");
     EXPECT_EQ(joinedAtCut("We met.", "Anna there."), "We met Anna there.");
 }
