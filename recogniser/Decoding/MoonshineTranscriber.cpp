@@ -4,6 +4,7 @@
 #include "Protocol/Frames.h"
 #include "RepeatGuard.h"
 #include "Vocabulary.h"
+#include "Words.h"
 
 #include <algorithm>
 #include <array>
@@ -18,11 +19,13 @@ using Tensor = OnnxNetwork::Tensor;
 
 constexpr std::int64_t beginOfText = 1;
 constexpr std::size_t candidates = 5;
+constexpr std::size_t mostTokensPerSecond = 15; // of any language; the library stops there, too
 
 // Found by trial with speech in several voices and forms: a quarter fewer wrong words than with one text, at half as
 // many steps of the decoder again. Wider margins and more texts find no more.
 constexpr SearchBounds thorough{4, 1.5F, 0};
 constexpr SearchBounds fast{1, 0, 0};
+constexpr float leastSure = -1.05F; // a third
 
 /// What the decoder has worked out so far, layer by layer: keys and values of the text, keys and values of the speech.
 /// Texts that begin alike share them.
@@ -51,17 +54,37 @@ public:
         if (samples.size() < fewestSamples)
             return {};
         auto bounds = search == Search::Thorough ? thorough : fast;
-        bounds.mostTokens = mostTokens(static_cast<double>(samples.size()) / sampleRate) + 1; // which is too much
+        bounds.mostTokens = samples.size() * mostTokensPerSecond / sampleRate + 1;
         const auto speech = encoded(samples);
         const auto proceed = [&](const std::shared_ptr<const void>& state, std::int64_t token) {
             return next(speech, *std::static_pointer_cast<const DecoderState>(state), token);
         };
         auto [begun, continuation] = begin(speech, draft, bounds);
-        const auto tokens = likeliestText(begun, std::move(continuation), proceed, bounds);
-        return {trimmed(vocabulary_.textOf(tokens)), tokens.size(), tokens};
+        return transcriptOf(likeliestText(begun, std::move(continuation), proceed, bounds));
     }
 
 private:
+    Transcript transcriptOf(const Candidates& found) const {
+        Transcript transcript;
+        std::size_t word = 0; // where the last one begins
+        std::size_t sure = std::string::npos;
+        for (const auto& [token, score] : found) {
+            auto piece = vocabulary_.textOf({token});
+            if (piece.starts_with(' ')) {
+                word = transcript.text.size();
+                piece.erase(0, word == 0 ? 1 : 0);
+            }
+            if (score < leastSure && !wordsOf(piece).empty() && !wordsOf(piece).front().key.empty())
+                sure = std::min(sure, word);
+            transcript.text += piece;
+            transcript.draft.push_back(token);
+        }
+        transcript.text = trimmed(transcript.text);
+        transcript.tokens = found.size();
+        transcript.sure = std::min(sure, transcript.text.size());
+        return transcript;
+    }
+
     void nameParts(std::size_t layers) {
         inputNames_ = {"input_ids", "encoder_hidden_states"};
         outputNames_ = outputNamesOfNext_ = {"logits"};
@@ -83,24 +106,27 @@ private:
     }
 
     /// As much of the draft as holds, and what may follow it.
-    std::pair<Tokens, Continuation> begin(const Tensor& speech, const Tokens& draft, const SearchBounds& bounds) const {
+    std::pair<Candidates, Continuation> begin(const Tensor& speech, const Tokens& draft,
+                                              const SearchBounds& bounds) const {
         const auto nothing = decoder_.tensor(std::span<const float>(), emptyShape_);
         const std::vector<const onnx::Value*> past(inputNames_.size() - 3, nothing.get());
         Tokens tokens{beginOfText};
         tokens.insert(tokens.end(), draft.begin(), draft.end());
         auto outputs = decode(speech, tokens, past, false, outputNames_);
         const auto logits = decoder_.elementsOf(outputs.front());
-        const auto count = confirmed(draft, logits, bounds);
         const auto size = logits.size() / tokens.size();
-        if (size != vocabulary_.size())
-            throw std::runtime_error("the vocabulary has " + std::to_string(vocabulary_.size()) + " tokens, not " +
-                                     std::to_string(size));
+        if (size > vocabulary_.size())
+            throw std::length_error("the vocabulary has " + std::to_string(vocabulary_.size()) + " tokens, not " +
+                                    std::to_string(size));
+        const auto count = confirmed(draft, logits, bounds);
         auto state = std::make_shared<DecoderState>();
         for (std::size_t i = 0; i < past.size(); ++i)
             state->parts.push_back(i % partsOfLayer < partsOfText ? beginOfPart(outputs[i + 1], count + 1)
                                                                   : std::shared_ptr(std::move(outputs[i + 1])));
-        return {Tokens(draft.begin(), draft.begin() + static_cast<std::ptrdiff_t>(count)),
-                {likeliest(logits.subspan(count * size, size), candidates), std::move(state)}};
+        Candidates held;
+        for (std::size_t i = 0; i < count; ++i)
+            held.push_back({draft[i], 0});
+        return {held, {likeliest(logits.subspan(count * size, size), candidates), std::move(state)}};
     }
 
     Continuation next(const Tensor& speech, const DecoderState& before, std::int64_t token) const {
@@ -129,6 +155,8 @@ private:
     /// What belongs to the first tokens of a text; a part's shape is [1, heads, tokens, width].
     std::shared_ptr<const onnx::Value> beginOfPart(Tensor& part, std::size_t tokens) const {
         auto shape = decoder_.shapeOf(part);
+        if (shape.size() != emptyShape_.size())
+            throw std::runtime_error("the decoder's keys and values have another shape");
         const auto all = std::exchange(shape[2], static_cast<std::int64_t>(tokens));
         if (all == shape[2])
             return std::move(part);

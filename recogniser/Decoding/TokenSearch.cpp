@@ -5,6 +5,7 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <stdexcept>
 
 namespace parlowen::recogniser {
 
@@ -14,7 +15,7 @@ constexpr std::size_t alike = 3;          // last tokens of two texts that say t
 constexpr std::size_t lengthsBetween = 2; // of such texts, at most
 
 struct Text {
-    Tokens tokens;
+    Candidates tokens;
     float score = 0;
     Continuation continuation;
 };
@@ -40,7 +41,7 @@ std::vector<Extension> extensionsOf(const std::vector<Text>& texts) {
 class KnownEnds {
 public:
     /// Whether a likelier text of about that length ended in the same way. Knows this one from now on.
-    bool holdLikelier(const Tokens& tokens, float score) {
+    bool holdLikelier(const Candidates& tokens, float score) {
         if (tokens.size() < alike)
             return false;
         auto& known = ends_[endOf(tokens, tokens.size())];
@@ -54,13 +55,14 @@ public:
 private:
     using End = std::array<std::int64_t, alike>;
 
-    static End endOf(const Tokens& tokens, std::size_t length) {
+    static End endOf(const Candidates& tokens, std::size_t length) {
         End end{};
-        std::copy_n(tokens.begin() + static_cast<std::ptrdiff_t>(length - alike), alike, end.begin());
+        for (std::size_t i = 0; i < alike; ++i)
+            end[i] = tokens[length - alike + i].token;
         return end;
     }
     /// A text that repeats itself has its own begin among the known ends.
-    static bool isBeginOf(const Tokens& tokens, std::size_t length) {
+    static bool isBeginOf(const Candidates& tokens, std::size_t length) {
         return length < tokens.size() && endOf(tokens, length) == endOf(tokens, tokens.size());
     }
 
@@ -72,7 +74,7 @@ Candidates highest(std::span<const float> logits, std::size_t count) {
     Candidates candidates;
     for (std::size_t token = 0; token < logits.size(); ++token) {
         const float logit = logits[token];
-        if (candidates.size() == count && logit <= candidates.back().score)
+        if (std::isnan(logit) || (candidates.size() == count && logit <= candidates.back().score))
             continue;
         const auto place = std::find_if(candidates.begin(), candidates.end(),
                                         [logit](const Candidate& other) { return other.score < logit; });
@@ -80,6 +82,8 @@ Candidates highest(std::span<const float> logits, std::size_t count) {
         if (candidates.size() > count)
             candidates.pop_back();
     }
+    if (candidates.size() < count)
+        throw std::runtime_error("a network gives no numbers");
     return candidates;
 }
 
@@ -88,14 +92,14 @@ public:
     explicit Search(const SearchBounds& bounds)
         : bounds_(bounds) {}
 
-    Tokens run(Text begun, const Continue& proceed) {
+    Candidates run(Text begun, const Continue& proceed) {
         std::vector<Text> texts{std::move(begun)};
         while (texts.front().tokens.size() < bounds_.mostTokens) {
             auto followed = chosenOf(extensionsOf(texts));
             if (followed.empty() || (ended_ && ended_->score >= followed.front().score))
                 break;
             for (auto& text : followed)
-                text.continuation = proceed(text.continuation.state, text.tokens.back());
+                text.continuation = proceed(text.continuation.state, text.tokens.back().token);
             texts = std::move(followed);
         }
         return ended_ ? ended_->tokens : texts.front().tokens;
@@ -110,12 +114,15 @@ private:
             if (chosen.size() == bounds_.texts || extension.score() < least)
                 break;
             if (extension.candidate.token == endOfText) {
+                // Each token makes a text less likely: where it may end, but hardly does, it would win by being short.
+                if (extension.candidate.score < extension.text->continuation.next.front().score)
+                    continue;
                 if (!ended_ || ended_->score < extension.score())
                     ended_ = Text{extension.text->tokens, extension.score(), {}};
                 continue;
             }
             Text text{extension.text->tokens, extension.score(), {{}, extension.text->continuation.state}};
-            text.tokens.push_back(extension.candidate.token);
+            text.tokens.push_back(extension.candidate);
             if (!known_.holdLikelier(text.tokens, text.score) || chosen.empty())
                 chosen.push_back(std::move(text));
         }
@@ -154,8 +161,8 @@ std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const 
     return count;
 }
 
-Tokens likeliestText(const Tokens& begun, Continuation continuation, const Continue& proceed,
-                     const SearchBounds& bounds) {
+Candidates likeliestText(const Candidates& begun, Continuation continuation, const Continue& proceed,
+                         const SearchBounds& bounds) {
     return Search(bounds).run({begun, 0, std::move(continuation)}, proceed);
 }
 

@@ -21,7 +21,8 @@ struct Candidate {
 };
 using Candidates = std::vector<Candidate>;
 
-/// The likeliest by a network's outputs, one for each token of the vocabulary.
+/// The likeliest by a network's outputs, one for each token of the vocabulary. Throws std::runtime_error where fewer
+/// are numbers.
 Candidates likeliest(std::span<const float> logits, std::size_t count);
 
 /// A text so far: what may follow, and what its decoder needs to go on.
@@ -41,8 +42,9 @@ struct SearchBounds {
 /// those after none of its tokens, after the first, and so on, after all of them.
 std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const SearchBounds& bounds);
 
-/// The likeliest text that goes on from `begun` (beam search). Of texts that end alike the likeliest alone is followed.
-Tokens likeliestText(const Tokens& begun, Continuation continuation, const Continue& proceed,
-                     const SearchBounds& bounds);
+/// The likeliest text that goes on from `begun` (beam search), each token with its score. Of texts that end alike the
+/// likeliest alone is followed.
+Candidates likeliestText(const Candidates& begun, Continuation continuation, const Continue& proceed,
+                         const SearchBounds& bounds);
 
 } // namespace parlowen::recogniser

@@ -18,7 +18,7 @@ namespace parlowen::recogniser {
 namespace {
 
 constexpr std::size_t shortestToHalve = 3 * std::size_t{sampleRate};
-constexpr std::size_t shortestToRepeat = sampleRate * 8 / 10;
+constexpr std::size_t shortestToBelieve = sampleRate * 8 / 10;
 
 class OfflineTranscriber : public Transcriber {
 public:
@@ -43,7 +43,9 @@ public:
             api_.offlineResult(stream.get()), api_.destroyOfflineResult);
         if (!result || !result->text)
             return {};
-        return {trimmed(result->text), static_cast<std::size_t>(std::max(0, result->count)), {}};
+        auto text = trimmed(result->text);
+        const auto all = text.size(); // the library does not tell
+        return {std::move(text), static_cast<std::size_t>(std::max(0, result->count)), all, {}};
     }
 
 private:
@@ -143,9 +145,11 @@ std::unique_ptr<Transcriber> loadBareTranscriber(const SherpaLibrary& library, c
 
 std::optional<std::string> partialText(Transcriber& transcriber, std::span<const float> samples, Tokens& draft) {
     auto transcript = transcriber.transcribe(withNoise(samples), Search::Fast, draft);
-    draft = std::move(transcript.draft);
-    if (samples.size() < shortestToRepeat)
+    if (samples.size() < shortestToBelieve) {
+        transcript.text.resize(transcript.sure);
         return withoutEnd(beforeRepeat(std::move(transcript.text)));
+    }
+    draft = std::move(transcript.draft);
     if (isSound(transcript, samples))
         return withoutEnd(std::move(transcript.text));
     draft.clear();

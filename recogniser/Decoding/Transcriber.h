@@ -16,6 +16,7 @@ namespace parlowen::recogniser {
 struct Transcript {
     std::string text;
     std::size_t tokens = 0; ///< that the model spent on it
+    std::size_t sure = 0;   ///< bytes of the text, up to the first word that is likelier to be another
     Tokens draft;           ///< for the next time, when the same speech goes on; empty where a model cannot use it
 };
 

@@ -35,6 +35,7 @@ using AddSetting = Status* (*)(SessionOptions*, const char* key, const char* val
 using CountOfInputs = Status* (*)(const Session*, std::size_t*);
 using TypeOfInput = Status* (*)(const Session*, std::size_t index, Type**);
 using AsTensorType = Status* (*)(const Type*, const TensorType**); ///< which is the type's
+using ElementOf = Status* (*)(const TensorType*, int* type);
 using CountOf = Status* (*)(const TensorType*, std::size_t*);
 using DimensionsOf = Status* (*)(const TensorType*, std::int64_t* dimensions, std::size_t count); ///< -1: any
 using TypeOfTensor = Status* (*)(const Value*, TensorType**);
@@ -69,7 +70,8 @@ struct Table {
     DataOf dataOf;
     std::array<void*, 3> strings;
     AsTensorType asTensorType;
-    std::array<void*, 5> types;
+    std::array<void*, 4> types;
+    ElementOf elementOf;
     CountOf dimensionCountOf;
     DimensionsOf dimensionsOf;
     void* symbolicDimensions;

@@ -50,6 +50,10 @@ OnnxNetwork::Tensor OnnxNetwork::tensor(std::span<const bool> data, std::span<co
 
 std::span<const float> OnnxNetwork::elementsOf(const Tensor& tensor) const {
     const auto type = made(api_, api_.releaseTensorType, api_.typeOfTensor, tensor.get());
+    int element = 0;
+    check(api_, api_.elementOf(type.get(), &element));
+    if (element != floatType)
+        throw std::runtime_error("a network's output holds other numbers than 32-bit floats");
     std::size_t count = 0;
     check(api_, api_.elementCountOf(type.get(), &count));
     void* data = nullptr;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
+#include <iostream>
 #include <utility>
 
 namespace parlowen::recogniser {
@@ -110,11 +112,23 @@ void PieceHost::work() {
             return;
         lock.unlock();
         const auto begin = Clock::now();
-        auto text = next->job.isForFinal() ? std::optional(finalText(transcriber_, next->samples))
-                                           : partialText(transcriber_, next->samples, next->draft);
+        auto text = textOf(*next);
         lock.lock();
         take(*next, std::move(text), Clock::now() - begin);
     }
+}
+
+/// None where the runtime fails, such as for want of memory: this piece is lost, other streams are not.
+std::optional<std::string> PieceHost::textOf(Work& work) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        try {
+            return work.job.isForFinal() ? std::optional(finalText(transcriber_, work.samples))
+                                         : partialText(transcriber_, work.samples, work.draft);
+        } catch (const std::exception& problem) {
+            std::cerr << "a piece of speech could not be decoded: " << problem.what() << std::endl;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<PieceHost::Work> PieceHost::nextWork() {
@@ -169,7 +183,7 @@ void PieceHost::take(const Work& done, std::optional<std::string> text, Clock::d
     wake_.notify_all();
     if (found == streams_.end())
         return;
-    if (!done.job.isForFinal()) {
+    if (!done.job.isForFinal() && found->second.draftFrom <= done.job.from) {
         found->second.draftFrom = done.job.from;
         found->second.draft = done.draft;
     }

@@ -55,6 +55,7 @@ private:
     void open(const Frame& frame);
     void afterAdvance(std::uint32_t id, Stream& stream);
     void work();
+    std::optional<std::string> textOf(Work& work);
     std::optional<Work> nextWork();
     std::optional<Work> nextPartial();
     Clock::time_point nextPartialTime() const;

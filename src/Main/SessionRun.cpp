@@ -253,7 +253,7 @@ void SessionRun::settle() {
         session_->aiResponseTapped();
         return;
     }
-    if (ending_.isAnswering())
+    if (ending_.isAnswering() && !std::exchange(answerMissing_, true))
         answerIsMissing(answerDidNotEnd.here());
     writeScreenshot();
     if (line_.headless)

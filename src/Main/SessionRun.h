@@ -109,6 +109,7 @@ private:
     QString lastTrouble_; ///< of recognition, more exactly
     bool soundFailed_ = false;
     bool endMissing_ = false; ///< the last of the sound was not recognised
+    bool answerMissing_ = false;
     bool emptyTold_ = false;
     bool unanswered_ = false;
     bool pictureFailed_ = false;

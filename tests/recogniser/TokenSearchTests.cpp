@@ -30,15 +30,21 @@ struct ToyModel {
     }
     Tokens search(const SearchBounds& bounds, const Tokens& begun = {}) {
         steps = 0;
-        return likeliestText(
-            begun, after(begun),
-            [this](const std::shared_ptr<const void>& state, std::int64_t token) {
-                ++steps;
-                auto tokens = *std::static_pointer_cast<const Tokens>(state);
-                tokens.push_back(token);
-                return after(tokens);
-            },
-            bounds);
+        Candidates held;
+        for (const auto token : begun)
+            held.push_back({token, 0});
+        Tokens found;
+        for (const auto& [token, score] : likeliestText(
+                 held, after(begun),
+                 [this](const std::shared_ptr<const void>&state, std::int64_t token) {
+                     ++steps;
+                     auto tokens = *std::static_pointer_cast<const Tokens>(state);
+                     tokens.push_back(token);
+                     return after(tokens);
+                 },
+                 bounds))
+            found.push_back(token);
+        return found;
     }
 };
 
@@ -50,6 +56,12 @@ TEST(TokenSearch, FindsTheLikeliestTextWithinItsBounds) {
     EXPECT_EQ(model.search({4, 0.1F, 9}), (Tokens{10, 20})) << "11 is too unlikely to be followed";
     EXPECT_EQ(model.search({4, 1.5, 1}), Tokens{10}) << "no more tokens";
     EXPECT_EQ(model.search({4, 1.5, 9}, {10}), (Tokens{10, 20})) << "goes on from a begin";
+    // A text that may end, but hardly does, is followed to its end, however unlikely all of it is.
+    ToyModel sentence{{{{}, {{endOfText, 0.3}, {10, 0.7}}},
+                       {{10}, {{11, 0.6}, {12, 0.2}, {22, 0.2}}},
+                       {{10, 11}, {{13, 0.6}, {14, 0.2}, {24, 0.2}}},
+                       {{10, 11, 13}, {{15, 0.6}, {16, 0.2}, {26, 0.2}}}}};
+    EXPECT_EQ(sentence.search({4, 1.5, 9}), (Tokens{10, 11, 13, 15}));
     // A text that ends early is beaten by a longer one that is likelier, and beats one that is not.
     ToyModel ending{
         {{{}, {{endOfText, 0.3}, {10, 0.7}}}, {{10}, {{11, 0.3}, {endOfText, 0.7}}}, {{10, 11}, {{12, 1}}}}};
@@ -87,6 +99,7 @@ TEST(TokenSearch, BelievesADraftAsFarAsNothingElseIsInReach) {
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found[0].token, 1);
     EXPECT_EQ(found[1].token, 3);
+    EXPECT_THROW(likeliest(std::vector<float>{0, std::nanf("")}, 2), std::runtime_error);
     EXPECT_NEAR(found[0].score, std::log(std::exp(3) / (1 + std::exp(1) + std::exp(2) + std::exp(3))), 1e-5);
 }
 

@@ -353,7 +353,7 @@ TEST(Transcriber, HearsAFaintNoiseWhereThereIsNoSoundAtAll) {
     struct Listener : Transcriber {
         Transcript transcribe(std::span<const float> samples, Search, const Tokens&) override {
             heard.assign(samples.begin(), samples.end());
-            return {};
+            return {"Tell mean", 2, 4, {1, 2}};
         }
         std::vector<float> heard;
     } listener;
@@ -367,6 +367,8 @@ TEST(Transcriber, HearsAFaintNoiseWhereThereIsNoSoundAtAll) {
     Tokens draft;
     partialText(listener, samples, draft);
     EXPECT_EQ(listener.heard, first) << "the same words are the same samples each time";
+    EXPECT_EQ(draft.size(), 2U);
+    EXPECT_EQ(partialText(listener, std::span(samples).first(9'000), draft), "Tell") << "of what may be cut, the sure";
 }
 
 TEST(DecodingLoad, ThereIsRoomForNoMoreStreamsWhileFinalsComeLate) {
