@@ -26,6 +26,7 @@ constexpr auto endLimit = 1s;
 constexpr auto watchEvery = 1s;
 constexpr auto firstPause = 50ms; // doubles with each failure to get ready
 constexpr int mostFailures = 8;
+constexpr auto deathsForgottenAfter = 1h; // of service in one go
 constexpr std::size_t longestPiece = sampleRate;   // of audio in a frame, in samples
 constexpr std::int64_t workThatShows = sampleRate; // samples that wait
 
@@ -277,6 +278,8 @@ void RecogniserProcess::ended() {
     if (!problem_.empty())
         return giveUp(problem_);
     const bool blamed = hung_ || !cameFromOutside(end);
+    if (Clock::now() - launchedAt_ > deathsForgottenAfter)
+        deaths_ = 0;
     deaths_ += blamed ? 1 : 0;
     failuresInARow_ += ready_ ? 0 : 1;
     const auto words = lastLineOf(errors_);
