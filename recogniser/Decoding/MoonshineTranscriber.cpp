@@ -8,7 +8,10 @@
 
 #include <algorithm>
 #include <array>
+#include <future>
+#include <semaphore>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace parlowen::recogniser {
@@ -26,6 +29,12 @@ constexpr std::size_t mostTokensPerSecond = 15; // of any language; the library 
 constexpr SearchBounds thorough{4, 1.5F, 0};
 constexpr SearchBounds fast{1, 0, 0};
 constexpr float leastSure = -1.05F; // a third
+
+using Cores = std::counting_semaphore<>;
+struct ReleaseCore {
+    void operator()(Cores* cores) const { cores->release(); }
+};
+using Core = std::unique_ptr<Cores, ReleaseCore>; ///< one that is taken; null where none was free
 
 /// What the decoder has worked out so far, layer by layer: keys and values of the text, keys and values of the speech.
 /// Texts that begin alike share them.
@@ -53,12 +62,11 @@ public:
     Transcript transcribe(std::span<const float> samples, Search search, const Tokens& draft) override {
         if (samples.size() < fewestSamples)
             return {};
+        const Core core(cores_.try_acquire() ? &cores_ : nullptr);
         auto bounds = search == Search::Thorough ? thorough : fast;
         bounds.mostTokens = samples.size() * mostTokensPerSecond / sampleRate + 1;
         const auto speech = encoded(samples);
-        const auto proceed = [&](const std::shared_ptr<const void>& state, std::int64_t token) {
-            return next(speech, *std::static_pointer_cast<const DecoderState>(state), token);
-        };
+        const auto proceed = [&](std::span<const Step> steps) { return nextOf(speech, steps); };
         auto [begun, continuation] = begin(speech, draft, bounds);
         return transcriptOf(likeliestText(begun, std::move(continuation), proceed, bounds));
     }
@@ -129,11 +137,27 @@ private:
         return {held, {likeliest(logits.subspan(count * size, size), candidates), std::move(state)}};
     }
 
-    Continuation next(const Tensor& speech, const DecoderState& before, std::int64_t token) const {
+    /// Side by side on the cores that nobody decodes on, the others one after the other.
+    std::vector<Continuation> nextOf(const Tensor& speech, std::span<const Step> steps) {
+        std::vector<std::future<Continuation>> others;
+        for (const auto& step : steps.subspan(1)) {
+            Core core(cores_.try_acquire() ? &cores_ : nullptr);
+            const auto policy = core ? std::launch::async : std::launch::deferred;
+            others.push_back(
+                std::async(policy, [this, &speech, &step, core = std::move(core)] { return next(speech, step); }));
+        }
+        std::vector<Continuation> all{next(speech, steps.front())};
+        for (auto& other : others)
+            all.push_back(other.get());
+        return all;
+    }
+
+    Continuation next(const Tensor& speech, const Step& step) const {
+        const auto& before = *std::static_pointer_cast<const DecoderState>(step.state);
         std::vector<const onnx::Value*> past;
         for (const auto& part : before.parts)
             past.push_back(part.get());
-        auto outputs = decode(speech, {token}, past, true, outputNamesOfNext_);
+        auto outputs = decode(speech, {step.token}, past, true, outputNamesOfNext_);
         auto state = std::make_shared<DecoderState>(before);
         auto output = outputs.begin();
         for (std::size_t i = 0; i < past.size(); ++i)
@@ -174,6 +198,7 @@ private:
         return {begin, begin->tensor.get()};
     }
 
+    Cores cores_{static_cast<std::ptrdiff_t>(std::max(1U, std::thread::hardware_concurrency()))}; ///< free ones
     const OnnxNetwork encoder_;
     const OnnxNetwork decoder_;
     const Vocabulary vocabulary_;

@@ -98,8 +98,12 @@ public:
             auto followed = chosenOf(extensionsOf(texts));
             if (followed.empty() || (ended_ && ended_->score >= followed.front().score))
                 break;
-            for (auto& text : followed)
-                text.continuation = proceed(text.continuation.state, text.tokens.back().token);
+            std::vector<Step> steps;
+            for (const auto& text : followed)
+                steps.push_back({text.continuation.state, text.tokens.back().token});
+            auto continuations = proceed(steps);
+            for (std::size_t i = 0; i < followed.size(); ++i)
+                followed[i].continuation = std::move(continuations[i]);
             texts = std::move(followed);
         }
         return ended_ ? ended_->tokens : texts.front().tokens;

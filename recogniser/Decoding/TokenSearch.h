@@ -30,7 +30,13 @@ struct Continuation {
     Candidates next;
     std::shared_ptr<const void> state;
 };
-using Continue = std::function<Continuation(const std::shared_ptr<const void>& state, std::int64_t token)>;
+/// One more token of a text.
+struct Step {
+    std::shared_ptr<const void> state; ///< of the text before
+    std::int64_t token;
+};
+/// What may follow each of the texts then.
+using Continue = std::function<std::vector<Continuation>(std::span<const Step>)>;
 
 struct SearchBounds {
     std::size_t texts = 1;      ///< that are followed at a time

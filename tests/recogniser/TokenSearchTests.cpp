@@ -17,13 +17,13 @@ using namespace parlowen::testing;
 
 /// Probabilities of what follows each text; a text that is not named ends.
 struct ToyModel {
-    std::map<Tokens, std::map<std::int64_t, double>> next;
+    std::map<Tokens, std::map<std::int64_t, double>> following;
     std::size_t steps = 0;
 
     Continuation after(const Tokens& tokens) {
         Candidates candidates;
         for (const auto& [token, probability] :
-             next.count(tokens) ? next.at(tokens) : std::map{std::pair{endOfText, 1.0}})
+             following.count(tokens) ? following.at(tokens) : std::map{std::pair{endOfText, 1.0}})
             candidates.push_back({token, static_cast<float>(std::log(probability))});
         std::sort(candidates.begin(), candidates.end(), [](auto a, auto b) { return a.score > b.score; });
         return {candidates, std::make_shared<Tokens>(tokens)};
@@ -33,16 +33,18 @@ struct ToyModel {
         Candidates held;
         for (const auto token : begun)
             held.push_back({token, 0});
+        const auto proceed = [this](std::span<const Step> next) {
+            std::vector<Continuation> all;
+            for (const auto& [state, token] : next) {
+                ++steps;
+                auto tokens = *std::static_pointer_cast<const Tokens>(state);
+                tokens.push_back(token);
+                all.push_back(after(tokens));
+            }
+            return all;
+        };
         Tokens found;
-        for (const auto& [token, score] : likeliestText(
-                 held, after(begun),
-                 [this](const std::shared_ptr<const void>&state, std::int64_t token) {
-                     ++steps;
-                     auto tokens = *std::static_pointer_cast<const Tokens>(state);
-                     tokens.push_back(token);
-                     return after(tokens);
-                 },
-                 bounds))
+        for (const auto& [token, score] : likeliestText(held, after(begun), proceed, bounds))
             found.push_back(token);
         return found;
     }
@@ -70,10 +72,10 @@ TEST(TokenSearch, FindsTheLikeliestTextWithinItsBounds) {
 
 TEST(TokenSearch, FollowsOneOfTheTextsThatEndAlike) {
     const auto speak = [](const Tokens& begun, ToyModel& model, double first) {
-        model.next[{}][begun.front()] = first;
+        model.following[{}][begun.front()] = first;
         Tokens text;
         for (const auto token : begun) {
-            model.next[text].emplace(token, 1);
+            model.following[text].emplace(token, 1);
             text.push_back(token);
         }
     };
