@@ -87,9 +87,9 @@ Candidates highest(std::span<const float> logits, std::size_t count) {
     return candidates;
 }
 
-class Search {
+class BeamSearch {
 public:
-    explicit Search(const SearchBounds& bounds)
+    explicit BeamSearch(const SearchBounds& bounds)
         : bounds_(bounds) {}
 
     Candidates run(Text begun, const Continue& proceed) {
@@ -167,7 +167,7 @@ std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const 
 
 Candidates likeliestText(const Candidates& begun, Continuation continuation, const Continue& proceed,
                          const SearchBounds& bounds) {
-    return Search(bounds).run({begun, 0, std::move(continuation)}, proceed);
+    return BeamSearch(bounds).run({begun, 0, std::move(continuation)}, proceed);
 }
 
 } // namespace parlowen::recogniser
