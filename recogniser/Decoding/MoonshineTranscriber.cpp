@@ -28,7 +28,8 @@ constexpr std::size_t mostTokensPerSecond = 15; // of any language; the library 
 // many steps of the decoder again. Wider margins and more texts find no more.
 constexpr SearchBounds thorough{4, 1.5F, 0};
 constexpr SearchBounds fast{1, 0, 0};
-constexpr float leastSure = -1.05F; // a third
+constexpr std::size_t mostOtherwiseSpelled = 3; // words that a text may have less without missing any
+constexpr float leastSure = -1.05F;             // a third
 
 using Cores = std::counting_semaphore<>;
 struct ReleaseCore {
@@ -68,7 +69,11 @@ public:
         const auto speech = encoded(samples);
         const auto proceed = [&](std::span<const Step> steps) { return nextOf(speech, steps); };
         auto [begun, continuation] = begin(speech, draft, bounds);
-        return transcriptOf(likeliestText(begun, std::move(continuation), proceed, bounds));
+        const auto found = findText(begun, std::move(continuation), proceed, bounds);
+        auto transcript = transcriptOf(found.likeliest);
+        auto plain = transcriptOf(found.plain);
+        const bool misses = wordsOf(plain.text).size() > wordsOf(transcript.text).size() + mostOtherwiseSpelled;
+        return misses ? plain : transcript;
     }
 
 private:

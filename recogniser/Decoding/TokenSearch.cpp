@@ -18,6 +18,7 @@ struct Text {
     Candidates tokens;
     float score = 0;
     Continuation continuation;
+    bool isPlain = false; ///< each token the likeliest after those before
 };
 
 /// A text that may become one of those that are followed.
@@ -25,6 +26,8 @@ struct Extension {
     const Text* text;
     Candidate candidate;
     float score() const { return text->score + candidate.score; }
+    bool isLikeliest() const { return candidate.token == text->continuation.next.front().token; }
+    bool isPlain() const { return text->isPlain && isLikeliest(); }
 };
 
 std::vector<Extension> extensionsOf(const std::vector<Text>& texts) {
@@ -92,11 +95,11 @@ public:
     explicit BeamSearch(const SearchBounds& bounds)
         : bounds_(bounds) {}
 
-    Candidates run(Text begun, const Continue& proceed) {
+    Found run(Text begun, const Continue& proceed) {
         std::vector<Text> texts{std::move(begun)};
         while (texts.front().tokens.size() < bounds_.mostTokens) {
             auto followed = chosenOf(extensionsOf(texts));
-            if (followed.empty() || (ended_ && ended_->score >= followed.front().score))
+            if (followed.empty())
                 break;
             std::vector<Step> steps;
             for (const auto& text : followed)
@@ -106,35 +109,50 @@ public:
                 followed[i].continuation = std::move(continuations[i]);
             texts = std::move(followed);
         }
-        return ended_ ? ended_->tokens : texts.front().tokens;
+        return {ended_ ? ended_->tokens : texts.front().tokens, plain_ ? plain_->tokens : Candidates()};
     }
 
 private:
+    /// The likeliest within the bounds, and the plain one.
     std::vector<Text> chosenOf(const std::vector<Extension>& extensions) {
-        const float first = extensions.front().score();
-        const float least = std::max(first, ended_ ? ended_->score : first) - bounds_.margin;
+        const float least = extensions.front().score() - bounds_.margin;
         std::vector<Text> chosen;
         for (const auto& extension : extensions) {
-            if (chosen.size() == bounds_.texts || extension.score() < least)
-                break;
-            if (extension.candidate.token == endOfText) {
-                // Each token makes a text less likely: where it may end, but hardly does, it would win by being short.
-                if (extension.candidate.score < extension.text->continuation.next.front().score)
-                    continue;
-                if (!ended_ || ended_->score < extension.score())
-                    ended_ = Text{extension.text->tokens, extension.score(), {}};
+            const bool isWithin = chosen.size() < bounds_.texts && extension.score() >= least;
+            if (!isWithin && !extension.isPlain())
                 continue;
-            }
-            Text text{extension.text->tokens, extension.score(), {{}, extension.text->continuation.state}};
-            text.tokens.push_back(extension.candidate);
-            if (!known_.holdLikelier(text.tokens, text.score) || chosen.empty())
-                chosen.push_back(std::move(text));
+            if (extension.candidate.token == endOfText)
+                end(extension);
+            else
+                follow(extension, chosen);
         }
+        if (ended_)
+            std::erase_if(chosen, [this](const Text& text) { return !text.isPlain && text.score <= ended_->score; });
         return chosen;
+    }
+
+    /// Each token makes a text less likely: where it may end, but hardly does, it would win by being short.
+    void end(const Extension& extension) {
+        if (!extension.isLikeliest())
+            return;
+        Text text{extension.text->tokens, extension.score(), {}, extension.isPlain()};
+        if (text.isPlain)
+            plain_ = text;
+        if (!ended_ || ended_->score < text.score)
+            ended_ = std::move(text);
+    }
+
+    void follow(const Extension& extension, std::vector<Text>& chosen) {
+        Text text{
+            extension.text->tokens, extension.score(), {{}, extension.text->continuation.state}, extension.isPlain()};
+        text.tokens.push_back(extension.candidate);
+        if (!known_.holdLikelier(text.tokens, text.score) || chosen.empty() || text.isPlain)
+            chosen.push_back(std::move(text));
     }
 
     const SearchBounds bounds_;
     std::optional<Text> ended_; ///< the likeliest
+    std::optional<Text> plain_; ///< once it has ended
     KnownEnds known_;
 };
 
@@ -165,9 +183,9 @@ std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const 
     return count;
 }
 
-Candidates likeliestText(const Candidates& begun, Continuation continuation, const Continue& proceed,
-                         const SearchBounds& bounds) {
-    return BeamSearch(bounds).run({begun, 0, std::move(continuation)}, proceed);
+Found findText(const Candidates& begun, Continuation continuation, const Continue& proceed,
+               const SearchBounds& bounds) {
+    return BeamSearch(bounds).run({begun, 0, std::move(continuation), true}, proceed);
 }
 
 } // namespace parlowen::recogniser

@@ -48,9 +48,15 @@ struct SearchBounds {
 /// those after none of its tokens, after the first, and so on, after all of them.
 std::size_t confirmed(const Tokens& draft, std::span<const float> logits, const SearchBounds& bounds);
 
-/// The likeliest text that goes on from `begun` (beam search), each token with its score. Of texts that end alike the
-/// likeliest alone is followed.
-Candidates likeliestText(const Candidates& begun, Continuation continuation, const Continue& proceed,
-                         const SearchBounds& bounds);
+/// Two texts, each token with its score.
+struct Found {
+    Candidates likeliest;
+    Candidates plain; ///< each token the likeliest after those before; empty when that has no end within the bounds
+};
+
+/// The texts that go on from `begun` (beam search). Of texts that end alike the likeliest alone is followed. A sentence
+/// that is hard to spell may be missing in the likeliest text, since one without it is likelier; rarely in the plain
+/// one.
+Found findText(const Candidates& begun, Continuation continuation, const Continue& proceed, const SearchBounds& bounds);
 
 } // namespace parlowen::recogniser

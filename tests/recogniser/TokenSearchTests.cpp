@@ -19,7 +19,14 @@ using namespace parlowen::testing;
 struct ToyModel {
     std::map<Tokens, std::map<std::int64_t, double>> following;
     std::size_t steps = 0;
+    Tokens plain = {};
 
+    static Tokens tokensOf(const Candidates& candidates) {
+        Tokens tokens;
+        for (const auto& candidate : candidates)
+            tokens.push_back(candidate.token);
+        return tokens;
+    }
     Continuation after(const Tokens& tokens) {
         Candidates candidates;
         for (const auto& [token, probability] :
@@ -43,10 +50,9 @@ struct ToyModel {
             }
             return all;
         };
-        Tokens found;
-        for (const auto& [token, score] : likeliestText(held, after(begun), proceed, bounds))
-            found.push_back(token);
-        return found;
+        const auto found = findText(held, after(begun), proceed, bounds);
+        plain = tokensOf(found.plain);
+        return tokensOf(found.likeliest);
     }
 };
 
@@ -64,6 +70,17 @@ TEST(TokenSearch, FindsTheLikeliestTextWithinItsBounds) {
                        {{10, 11}, {{13, 0.6}, {14, 0.2}, {24, 0.2}}},
                        {{10, 11, 13}, {{15, 0.6}, {16, 0.2}, {26, 0.2}}}}};
     EXPECT_EQ(sentence.search({4, 1.5, 9}), (Tokens{10, 11, 13, 15}));
+    // The plain text goes on to its end, however likely another one is.
+    ToyModel mumbled{{{{}, {{10, 0.6}, {30, 0.4}}}, {{30}, {{31, 1}}}}};
+    Tokens said{10};
+    for (std::int64_t token = 11; token < 15; ++token) {
+        mumbled.following[said] = {{token, 0.4}, {50, 0.2}, {51, 0.2}, {52, 0.2}};
+        said.push_back(token);
+    }
+    EXPECT_EQ(mumbled.search({4, 1.5, 9}), (Tokens{30, 31}));
+    EXPECT_EQ(mumbled.plain, said);
+    mumbled.search({4, 1.5, 4});
+    EXPECT_EQ(mumbled.plain, Tokens()) << "it has no end";
     // A text that ends early is beaten by a longer one that is likelier, and beats one that is not.
     ToyModel ending{
         {{{}, {{endOfText, 0.3}, {10, 0.7}}}, {{10}, {{11, 0.3}, {endOfText, 0.7}}}, {{10, 11}, {{12, 1}}}}};
