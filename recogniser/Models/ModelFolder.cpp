@@ -147,8 +147,10 @@ void readDescription(ModelFolder& model) {
     const auto kind = fs::status(path, error).type();
     if (kind == fs::file_type::not_found)
         return;
-    std::ifstream file(path);
-    if (kind != fs::file_type::regular || !file) {
+    std::ifstream file;
+    if (kind == fs::file_type::regular) // a pipe would wait for its writer
+        file.open(path);
+    if (!file.is_open()) {
         model.remark = "model.json cannot be read and is passed over";
         return;
     }
