@@ -26,7 +26,7 @@ constexpr auto endLimit = 1s;
 constexpr auto watchEvery = 1s;
 constexpr auto firstPause = 50ms; // doubles with each failure to get ready
 constexpr int mostFailures = 8;
-constexpr auto deathsForgottenAfter = 1h; // of service in one go
+constexpr auto deathsForgottenAfter = 1h;          // of service in one go
 constexpr std::size_t longestPiece = sampleRate;   // of audio in a frame, in samples
 constexpr std::int64_t workThatShows = sampleRate; // samples that wait
 
