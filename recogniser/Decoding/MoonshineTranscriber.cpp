@@ -24,7 +24,7 @@ constexpr std::int64_t beginOfText = 1;
 constexpr std::size_t candidates = 5;
 constexpr std::size_t mostTokensPerSecond = 15; // of any language; the library stops there, too
 
-// Found by trial with speech in several voices and forms: a quarter fewer wrong words than with one text, at half as
+// Found by trial with speech in several voices and forms: a sixth fewer wrong words than with one text, at half as
 // many steps of the decoder again. Wider margins and more texts find no more.
 constexpr SearchBounds thorough{4, 1.5F, 0};
 constexpr SearchBounds fast{1, 0, 0};
